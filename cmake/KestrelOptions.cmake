@@ -1,0 +1,48 @@
+option(KESTREL_TESTS "Build the tests" ON)
+option(KESTREL_TOOLS "Build the command line tool and the examples" ON)
+option(KESTREL_BENCHMARKS "Build the benchmarks" OFF)
+option(KESTREL_FUZZ "Build the fuzz harnesses (clang)" OFF)
+option(KESTREL_WERROR "Treat warnings as errors" OFF)
+set(KESTREL_SANITIZE "" CACHE STRING "Sanitizers, as in address,undefined")
+set(KESTREL_FLOORS "" CACHE STRING "Build these floors and their tests only; empty builds all")
+
+set(CMAKE_CXX_STANDARD 20)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+if(NOT CMAKE_BUILD_TYPE)
+    set(CMAKE_BUILD_TYPE RelWithDebInfo CACHE STRING "" FORCE)
+endif()
+find_program(CCACHE_PROGRAM ccache)
+if(CCACHE_PROGRAM)
+    set(CMAKE_C_COMPILER_LAUNCHER ${CCACHE_PROGRAM})
+    set(CMAKE_CXX_COMPILER_LAUNCHER ${CCACHE_PROGRAM})
+endif()
+
+# What every target of the house is compiled with. Interfaces answer a reference made from a null
+# pointer with a status, so the compiler must not conclude that there is none.
+add_library(kestrel_options INTERFACE)
+target_include_directories(kestrel_options INTERFACE
+    $<BUILD_INTERFACE:${CMAKE_SOURCE_DIR}>)
+target_compile_options(kestrel_options INTERFACE
+    -Wall -Wextra -Wpedantic -Wno-unused-parameter -fno-delete-null-pointer-checks)
+if(KESTREL_WERROR)
+    target_compile_options(kestrel_options INTERFACE -Werror)
+endif()
+if(WIN32)
+    # _WIN32_WINNT: Windows 7. The macros keep <windows.h> small and wide.
+    target_compile_definitions(kestrel_options INTERFACE
+        WIN32_LEAN_AND_MEAN NOMINMAX UNICODE _UNICODE _WIN32_WINNT=0x0601)
+    target_link_options(kestrel_options INTERFACE -static)
+endif()
+if(KESTREL_SANITIZE)
+    # vptr needs the type information of hidden classes, which the shared library keeps to itself.
+    target_compile_options(kestrel_options INTERFACE
+        -fsanitize=${KESTREL_SANITIZE} -fno-omit-frame-pointer)
+    if(KESTREL_SANITIZE MATCHES "undefined")
+        target_compile_options(kestrel_options INTERFACE -fno-sanitize=vptr -fno-sanitize-recover=all)
+    endif()
+    target_link_options(kestrel_options INTERFACE -fsanitize=${KESTREL_SANITIZE})
+endif()
+
+find_package(Threads REQUIRED)
