@@ -35,14 +35,18 @@ if(WIN32)
         WIN32_LEAN_AND_MEAN NOMINMAX UNICODE _UNICODE _WIN32_WINNT=0x0601)
     target_link_options(kestrel_options INTERFACE -static)
 endif()
+add_library(kestrel_sanitizers INTERFACE)
+target_link_libraries(kestrel_options INTERFACE kestrel_sanitizers)
 if(KESTREL_SANITIZE)
-    # vptr needs the type information of hidden classes, which the shared library keeps to itself.
-    target_compile_options(kestrel_options INTERFACE
+    target_compile_options(kestrel_sanitizers INTERFACE
         -fsanitize=${KESTREL_SANITIZE} -fno-omit-frame-pointer)
     if(KESTREL_SANITIZE MATCHES "undefined")
-        target_compile_options(kestrel_options INTERFACE -fno-sanitize=vptr -fno-sanitize-recover=all)
+        # vptr needs the type information of hidden classes, which the shared library keeps to
+        # itself.
+        target_compile_options(kestrel_sanitizers INTERFACE
+            -fno-sanitize=vptr -fno-sanitize-recover=all)
     endif()
-    target_link_options(kestrel_options INTERFACE -fsanitize=${KESTREL_SANITIZE})
+    target_link_options(kestrel_sanitizers INTERFACE -fsanitize=${KESTREL_SANITIZE})
 endif()
 
 find_package(Threads REQUIRED)

@@ -39,14 +39,17 @@ TempFolder::~TempFolder() {
     EXPECT_FALSE(failure) << "the test's folder could not be removed: " << failure.message();
 }
 
-std::u16string TempFolder::GetPortable() const {
+namespace {
+std::u16string ToPortable(fs::path const & path) {
     std::u16string text = path.u16string();
     std::replace(text.begin(), text.end(), u'/', u'\\');
     return text.starts_with(u'\\') ? u"C:" + text : text;
 }
+} // namespace
 
+std::u16string TempFolder::GetPortable() const { return ToPortable(path); }
 std::u16string TempFolder::GetPortable(std::string const & name) const {
-    return GetPortable() + u'\\' + fs::path(name).make_preferred().u16string();
+    return ToPortable(path / name);
 }
 
 void TempFolder::Write(std::string const & name, std::string const & content) const {
