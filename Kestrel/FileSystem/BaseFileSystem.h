@@ -1,0 +1,39 @@
+#pragma once
+
+#include <Kestrel/Root/Export.h>
+
+namespace IO {
+
+class FileEntry;
+class FolderEntry;
+class Location;
+
+/// Anything that can turn a location into an entry.
+///
+/// A maker of a file system derives from FixedVFS or RollingVFS, not from here.
+///
+/// Memory:  the entries that Connect hands out stay the file system's; each comes back through
+///          Disconnect before the file system may go.
+/// Threads: IO::fileSystem calls all four under its lock, one at a time.
+/// Failure: statuses; with any but Connected the output is not looked at.
+class KESTREL_API BaseFileSystem {
+public:
+    enum class ConnectStatus : unsigned int {
+        Connected = 0,
+        NotAFile = 1,
+        NotAFolder = 2,
+        AccessDenied = 3,
+        NotFound = 4,
+        Other = 5
+    };
+
+    virtual ~BaseFileSystem() = default;
+
+    /// The location may be replaced by the one that it leads to.
+    virtual ConnectStatus Connect(Location * location, FolderEntry ** entry) = 0;
+    virtual ConnectStatus Connect(Location * location, FileEntry ** entry) = 0;
+    virtual void Disconnect(FolderEntry * entry) = 0;
+    virtual void Disconnect(FileEntry * entry) = 0;
+};
+
+} // namespace IO

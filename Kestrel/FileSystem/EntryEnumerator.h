@@ -1,0 +1,18 @@
+#pragma once
+
+#include <Kestrel/Root/Export.h>
+
+namespace IO {
+
+class Name;
+
+/// Gets the entries of a folder, one by one, in the order in which the file system has them.
+class KESTREL_API EntryEnumerator {
+public:
+    virtual ~EntryEnumerator() = default;
+
+    /// True goes on, false ends the enumeration.
+    virtual bool EntryFound(Name const & name, bool isFolder) = 0;
+};
+
+} // namespace IO

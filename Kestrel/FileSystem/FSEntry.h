@@ -1,0 +1,37 @@
+#pragma once
+
+#include <Kestrel/Root/Export.h>
+#include <Kestrel/Root/Memory.h>
+
+namespace IO {
+
+class BaseFileSystem;
+
+/// One file or folder as its file system sees it; the common base of FileEntry and FolderEntry.
+///
+/// What a maker of a file system implements, and what only File and Folder call. Entries speak in
+/// small statuses of their own; turning those into codes, and writing log lines, is done once for
+/// all file systems, in File and Folder.
+///
+/// Memory:  an entry belongs to the file system that made it. Connect hands it out, Disconnect
+///          takes it back.
+/// Threads: used by one File or Folder at a time; entries need no lock.
+/// Failure: statuses. An entry writes no log line.
+class KESTREL_API FSEntry : public Mu::Allocated {
+public:
+    enum class TimeStatus : unsigned int { Done = 0, AccessDenied = 1, InvalidTime = 2, Other = 3 };
+    enum class AttributeStatus : unsigned int { Done = 0, AccessDenied = 1, Other = 2 };
+
+    virtual ~FSEntry() = default;
+
+    // Times are seconds since the start of 1970.
+    virtual TimeStatus SetCreationTime(int const & time) = 0;
+    virtual TimeStatus GetCreationTime(int * time) = 0;
+    virtual TimeStatus SetModificationTime(int const & time) = 0;
+    virtual TimeStatus GetModificationTime(int * time) = 0;
+
+    /// The one that takes this entry back.
+    virtual BaseFileSystem * GetOwnerFileSystem() = 0;
+};
+
+} // namespace IO

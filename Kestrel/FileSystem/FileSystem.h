@@ -1,0 +1,126 @@
+#pragma once
+
+#include <Kestrel/FileSystem/BaseFileSystem.h>
+#include <Kestrel/FileSystem/FileSystemTypes.h>
+#include <Kestrel/FileSystem/NativeFileSystem.h>
+#include <Kestrel/Location/Location.h>
+#include <Kestrel/Location/Name.h>
+#include <Kestrel/Location/RelativeLocation.h>
+#include <Kestrel/Root/Array.h>
+#include <Kestrel/Root/Export.h>
+
+namespace IO {
+
+class FixedVFS;
+class RollingVFS;
+
+/// The single front door of all file access, reached as IO::fileSystem.
+///
+/// Keeps the table of mounted file systems and picks for each location the one that serves it:
+/// first the disk, then the deepest fixed mount, then the one rolling system that claims it. For
+/// work on one file or folder use File and Folder; the operations here take whole locations, and
+/// each forwards to a Folder made for the one call.
+///
+/// Memory:  none but the mount tables and the private locations. Owns no entries.
+/// Threads: any. One re-entrant lock guards the mounts and every connect and disconnect; it is not
+///          held while an entry works. Private locations and the retry duration have no lock:
+///          hosts set them up at start.
+/// Failure: codes, each failure with its log line. An argument that is null, unhealthy or, where
+///          an entry must have a parent, a root gives Error.
+class KESTREL_API FileSystem {
+public:
+    using EntryType = IO::EntryType;
+    using DataSafety = IO::DataSafety;
+    using SpecLocId = IO::SpecLocId;
+    using MountPointCallback = NativeFileSystem::MountPointCallback;
+    enum class AccessDeniedAction : unsigned int { GiveUp = 0, Retry = 1 };
+
+    /// Milliseconds of one retry interval.
+    static constexpr unsigned int AccessDeniedWaitTime = 100;
+
+    static FileSystem & singleton;
+
+    FileSystem(FileSystem const &) = delete;
+    FileSystem & operator=(FileSystem const &) = delete;
+
+    // What File and Folder stand on. The location may come back as the one that it leads to.
+    MuErrCode Connect(Location * location, FileEntry ** entry);
+    MuErrCode Connect(Location * location, FolderEntry ** entry);
+    void Disconnect(FileEntry * entry);
+    void Disconnect(FolderEntry * entry);
+
+    MuErrCode CreateFile(Location const & location);
+    MuErrCode CreateFolder(Location const & location);
+    /// Makes the folders of `relative` that are missing below `base`, one in the other.
+    MuErrCode CreateFolderTree(Location const & base, RelativeLocation const & relative);
+    /// The same from the drive or share down.
+    MuErrCode CreateFolderTree(Location const & location);
+    MuErrCode Rename(Location const & location, Name const & to, AccessDeniedTreatment treatment);
+    MuErrCode Move(Location const & source, Location const & target, DataSafety safety);
+    MuErrCode Copy(Location const & source, Location const & target);
+    MuErrCode Delete(Location const & location, DataSafety safety, AccessDeniedTreatment treatment);
+
+    /// A root is a folder, and is contained, without a look at the disk.
+    MuErrCode GetType(Location const & location, EntryType * type);
+    /// A link counts as what it leads to.
+    MuErrCode GetResolvedType(Location const & location, EntryType * type);
+    /// As GetResolvedType, but without a connection to the target of a link.
+    MuErrCode EstimateResolvedType(Location const & location, EntryType * type);
+    MuErrCode Contains(Location const & location, bool * contained);
+
+    bool IsOnLine(Location const & location);
+    bool ResolveLocation(Location const & from, Location * to);
+    bool ResolveLocation(Location * location);
+    MuErrCode GetSpecialLocation(SpecLocId id, Location * location);
+
+    MuErrCode Mount(FixedVFS & system, Location const & mountPoint);
+    MuErrCode Mount(RollingVFS & system);
+    MuErrCode Unmount(FixedVFS & system);
+    MuErrCode Unmount(RollingVFS & system);
+    bool IsMountPoint(Location const & location);
+    /// The root of the computer, its drives, then the fixed mounts. A callback that answers false
+    /// ends it; that is no failure.
+    MuErrCode EnumerateMountPoints(MountPointCallback callback, void * data);
+    /// The fixed mounts alone.
+    MuErrCode EnumerateVirtualMountPoints(MountPointCallback callback, void * data);
+
+    // Places where the library is the only user, so that a denied access is worth a second try.
+    MuErrCode AddPrivateLocation(Location const & location);
+    void DeletePrivateLocation(Location const & location);
+    /// True below a private location, too.
+    bool IsPrivateLocation(Location const & location);
+
+    /// Milliseconds; less than one interval means no second try.
+    void SetAccessDeniedRetryDuration(unsigned int duration) {
+        accessDeniedRetryDuration = duration;
+    }
+    unsigned int GetAccessDeniedRetryDuration() const { return accessDeniedRetryDuration; }
+    /// Sets the number of tries that an operation which is about to start has left.
+    void InitAccessDeniedCounter(unsigned int * counter);
+    /// Whether an operation that was denied is tried again. Waits before a retry where told.
+    AccessDeniedAction ProcessAccessDenied(Location const & location,
+                                           AccessDeniedTreatment treatment, unsigned int * counter);
+
+private:
+    friend class FileSystemStart;
+    struct FixedMount {
+        FixedVFS * system;
+        Location location;
+    };
+
+    FileSystem();
+    ~FileSystem();
+
+    Mu::Array<FixedMount> fixedMounts;      // in the order of mounting
+    Mu::Array<RollingVFS *> rollingMounts;  // in the order of mounting
+    Mu::Array<Location> privateLocations;   // no two equal
+    unsigned int accessDeniedRetryDuration; // milliseconds
+};
+
+/// The one FileSystem.
+extern KESTREL_API FileSystem & fileSystem;
+
+/// From now on only files with the extension "lnk" count as links, where links are files.
+KESTREL_API void RestrictLinkExtensions();
+
+} // namespace IO

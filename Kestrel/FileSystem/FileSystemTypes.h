@@ -1,0 +1,46 @@
+#pragma once
+
+// The small enumerations that files, folders, entries and file systems share. Each class that
+// speaks of one offers it under its own name as well: IO::Folder::EntryType is IO::EntryType.
+
+namespace IO {
+
+/// What a name in a folder stands for.
+enum class EntryType : unsigned int { File = 0, Folder = 1, Link = 2 };
+
+/// How far an operation may go with entries that are write-protected.
+enum class DataSafety : unsigned int {
+    KeepProtected = 0,   ///< leave them alone
+    IgnoreProtection = 1 ///< they go like the others
+};
+
+/// What an operation does when another program holds the entry.
+enum class AccessDeniedTreatment : unsigned int {
+    Fail = 0,        ///< give up at once
+    RetryAlways = 1, ///< try again at once, as often as the retry duration has intervals
+    RetryPrivate = 2 ///< on private locations only, with a pause before each new try
+};
+
+/// The places that every platform has somewhere.
+enum class SpecLocId : unsigned int {
+    System = 0,
+    ApplicationFile = 1,
+    ApplicationFolder = 2,
+    CurrentFolder = 3,
+    UserLocalSettings = 4,
+    UserLocalData = 5,
+    UserLocalCache = 6,
+    UserLocalLog = 7,
+    UserRoamingSettings = 8,
+    CommonLocalSettings = 9,
+    Desktop = 10,
+    TemporaryFolder = 11,
+    UserDocuments = 12,
+    CommonDocuments = 13,
+    CommonLocalData = 14,
+    CommonLocalLogs = 15,
+    UserHome = 16,
+    SharedComponents = 17
+};
+
+} // namespace IO

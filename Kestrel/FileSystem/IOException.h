@@ -1,0 +1,24 @@
+#pragma once
+
+#include <Kestrel/Root/Exceptions.h>
+
+namespace IO {
+
+/// For hosts that would rather throw than return a status. The library never throws it; its id is
+/// always that of IO::Error.
+class KESTREL_API IOException : public Mu::MuException {
+public:
+    IOException(char const * message, char const * file, unsigned int line,
+                Mu::MuException const & cause = Mu::NoCauseException);
+    IOException(Mu::UniString const & message, char const * file, unsigned int line,
+                Mu::MuException const & cause = Mu::NoCauseException);
+    IOException(IOException const & other);
+    IOException & operator=(IOException const & other);
+    ~IOException() override;
+
+    char const * GetName() const override;
+    /// A copy on the heap, owned by the caller.
+    IOException * Clone() const override;
+};
+
+} // namespace IO

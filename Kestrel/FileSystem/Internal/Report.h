@@ -1,0 +1,83 @@
+#pragma once
+
+#include <Kestrel/Location/Location.h>
+#include <Kestrel/Location/Name.h>
+#include <Kestrel/Root/ErrorCodes.h>
+#include <Kestrel/Root/UniString.h>
+
+#include <cstddef>
+#include <initializer_list>
+
+namespace Mu {
+class EventLogLine;
+}
+
+namespace IO {
+
+/// The log line of one reporting place: a level and a text with a `%` for each argument.
+///
+/// Stands as a function-level static, alone or in a table; the logger's line object is made at the
+/// first use and stays to the end of the process.
+class ReportLine {
+public:
+    enum class Level : unsigned char { Trace, Info, Warning, Error };
+
+    constexpr ReportLine(Level level, char const * format) : level(level), format(format) {}
+    ReportLine(ReportLine const &) = delete;
+    ReportLine & operator=(ReportLine const &) = delete;
+
+    /// Two threads may both make the object; one of the two is dropped then.
+    Mu::EventLogLine & GetLine();
+    /// Whether the text ends with the place for the errors of the OS.
+    bool WantsOSErrors() const;
+
+private:
+    Level level;
+    char const * format;
+    Mu::EventLogLine * line = nullptr; // null until the first use
+};
+
+/// The last local name of a location, and the location of the folder that it lies in: the two
+/// arguments with which most lines begin. The name is empty when there is none.
+struct EntryOf {
+    Location const & location;
+};
+
+/// One argument of a line; all kinds convert to it.
+class ReportArgument {
+public:
+    ReportArgument(EntryOf entry) : kind(Kind::Entry), object(&entry.location) {}
+    ReportArgument(Location const & location) : kind(Kind::Location), object(&location) {}
+    ReportArgument(Name const & name) : kind(Kind::Name), object(&name) {}
+    ReportArgument(Mu::UniString const & text) : kind(Kind::Text), object(&text) {}
+    ReportArgument(char const * text) : kind(Kind::Narrow), object(text) {}
+
+private:
+    friend class ReportComposer;
+    enum class Kind : unsigned char { Entry, Location, Name, Text, Narrow };
+    Kind kind;
+    void const * object;
+};
+
+/// Writes the line with the arguments in their order, then, where its text asks for them, the
+/// errors of the OS; forgets those errors in any case.
+void Report(ReportLine & line, std::initializer_list<ReportArgument> arguments);
+
+/// What a status of an entry becomes: a code for the caller, and the line that is written.
+struct Outcome {
+    MuErrCode code;
+    ReportLine line;
+};
+
+/// Reports the row of `status` and answers its code. A status that the table does not know takes
+/// the last row, that of the internal error.
+template <typename Status, std::size_t count>
+MuErrCode ReportOutcome(Outcome (&table)[count], Status status,
+                        std::initializer_list<ReportArgument> arguments) {
+    std::size_t const row = static_cast<std::size_t>(status);
+    Outcome & outcome = table[row < count ? row : count - 1];
+    Report(outcome.line, arguments);
+    return outcome.code;
+}
+
+} // namespace IO
