@@ -1,0 +1,28 @@
+#pragma once
+
+/// Plain operations on zero-terminated narrow text: no locale, no checks. Where a text of the root
+/// would be too much.
+namespace IO::CLib {
+
+inline unsigned int StrLen(char const * text) {
+    char const * end = text;
+    while (*end != 0)
+        ++end;
+    return static_cast<unsigned int>(end - text);
+}
+
+/// Copies the text with its terminator and answers `to`, which must have room for both.
+inline char * StrCpy(char * to, char const * from) {
+    char * out = to;
+    while ((*out++ = *from++) != 0) {
+    }
+    return to;
+}
+
+/// Copies the text behind the one in `to` and answers `to`.
+inline char * StrCat(char * to, char const * from) {
+    StrCpy(to + StrLen(to), from);
+    return to;
+}
+
+} // namespace IO::CLib

@@ -1,0 +1,19 @@
+#pragma once
+
+#include <Kestrel/Location/LocationValidator.h>
+
+namespace IO {
+
+/// The rules of Windows: reserved characters and device names, a drive or a share in front, and
+/// less than 261 units in all. Also the running platform's on Linux, where the same text is used.
+class KESTREL_API WinLocationValidator : public LocationValidator {
+public:
+    explicit WinLocationValidator(Mu::PlatformSign sign) : LocationValidator(sign) {}
+
+    using LocationValidator::IsLegal;
+    bool IsLegalContent(Location const & location) const override;
+    bool IsLegal(Name const & name) const override;
+    bool IsLegalCharacter(Mu::UniChar unit) const override;
+};
+
+} // namespace IO
