@@ -1,0 +1,147 @@
+#pragma once
+
+#include <Kestrel/Location/Name.h>
+#include <Kestrel/Root/Object.h>
+
+#include <functional>
+
+namespace IO {
+
+class NameEnumerator;
+
+/// A sequence of names, such as the path of one folder, in four bytes.
+///
+/// All addresses of the process share one tree of names, in which each name of each path is stored
+/// once; an address is the number of a node in it. So a copy takes no memory, the same names always
+/// give the same node, and a million paths below one folder store the folder once. Every address
+/// pays one count on each node of its path, which is what makes Append and DeleteLastName
+/// independent of the length of the path.
+///
+/// An address that could not get its memory has no node and is invalid: GetStatus and every
+/// operation answer ErrMemoryFull, until a valid address is assigned or Clear, Set or Read succeeds.
+///
+/// A name may carry an attachment, a text of the platform layer that belongs to one name of one
+/// path. It makes a different node, but the names that are read here come without it.
+///
+/// Memory:  none of its own. The tree takes its own as told in Internal/AddressTree.h and gives all
+///          of it back when the last address is gone.
+/// Threads: one object belongs to one thread at a time; copies of it may be used on any thread. All
+///          operations take the one lock of the tree, once.
+/// Failure: statuses, no exceptions but one: the very first address of a process throws
+///          Mu::SynchronizationException when the lock cannot be made. No index is checked for its
+///          meaning here: Location and RelativeLocation check before they call. One at or past the
+///          length, and a last name asked of the empty address, give Error and change nothing.
+class KESTREL_API Address : public Mu::Object {
+public:
+    /// The node of an invalid address.
+    static constexpr unsigned int NoNode = 0xFFFFFFFFu;
+
+    /// The empty address. It is what a root is, so it can be valid without any name.
+    Address();
+    /// From a name list, as Set takes it. Look at GetStatus.
+    explicit Address(unsigned short const * names);
+    explicit Address(char16_t const * names);
+    Address(Address const & other);
+    /// The other is invalid afterwards, until something is assigned to it.
+    Address(Address && other) noexcept;
+
+    Address & operator=(Address const & other);
+    Address & operator=(Address && other) noexcept;
+
+    static Mu::ClassInfo const & GetClassInfoStatic();
+
+    Mu::ClassInfo const & GetClassInfo() const override;
+    ~Address() override;
+
+    /// Answers NoError and makes the address invalid for a frame that an invalid one wrote. After
+    /// any other status the address holds the names that were read so far.
+    MuErrCode Read(Mu::IChannel & channel) override;
+    MuErrCode Write(Mu::OChannel & channel) const override;
+
+    /// Writes the last `tailCount` names in front, so that a reader of the oldest form, which knows
+    /// no second part, gets the significant end of the address.
+    MuErrCode Write(Mu::OChannel & channel, unsigned int tailCount) const;
+
+    /// Replaces the address by the names of a list: zero-terminated texts one after another, with
+    /// an empty one behind the last. The old node is released first.
+    MuErrCode Set(unsigned short const * names);
+    MuErrCode Set(char16_t const * names);
+    /// Empty again, and valid if the memory allows.
+    void Clear();
+
+    /// NoError or ErrMemoryFull.
+    MuErrCode GetStatus() const;
+
+    // These read names; an index counts from the front. On any status but NoError the output is
+    // left alone.
+
+    MuErrCode GetName(unsigned int index, Name * name) const;
+    MuErrCode GetLastName(Name * name) const;
+    /// An empty name where there is no attachment.
+    MuErrCode GetNameAttachment(unsigned int index, Name * attachment) const;
+
+    // These change the address. ErrMemoryFull: it is invalid now, or was before. A name ends at its
+    // first zero unit, for the tree stores zero-terminated texts.
+
+    MuErrCode SetName(unsigned int index, Name const & name);
+    MuErrCode SetLastName(Name const & name);
+    /// Replaces the attachment of that name; an empty one removes it.
+    MuErrCode SetNameAttachment(unsigned int index, Name const & attachment);
+    MuErrCode Append(Name const & name);
+    /// Appends the names of the other without their attachments. The other may be this one.
+    MuErrCode Append(Address const & other);
+    MuErrCode DeleteName(unsigned int index);
+    MuErrCode DeleteLastName();
+
+    /// 0 and true for an invalid address.
+    unsigned int GetLength() const;
+    bool IsEmpty() const;
+
+    /// Calls NameFound for every name, first to last, attachments included, with the lock of the
+    /// tree held. ErrMemoryFull: the address is invalid, or the memory for a name was not to be had.
+    MuErrCode EnumerateNames(NameEnumerator * enumerator) const;
+
+    /// Whether the names are the same, as Name::operator== has it, whatever their attachments.
+    bool operator==(Address const & other) const;
+    bool operator!=(Address const & other) const { return !(*this == other); }
+    /// By the first names that are not ==, as Name::operator< has it; else the shorter comes first.
+    bool operator<(Address const & other) const;
+
+    /// The same for addresses whose names differ in case only; 0 for an invalid one. Costs the same
+    /// for every length.
+    unsigned int GenerateHashValue() const;
+
+    /// Destroys the tree with all that is in it. For a host that wants its memory back at its very
+    /// end: whatever addresses live at that moment must not be used any more, only destroyed.
+    static void CleanUp();
+
+    /// Prints every node with its count, indented by depth. Nothing when there is no tree.
+    static void PrintAddressTree(Mu::OChannel & channel);
+
+private:
+    friend class Location;
+    friend struct AddressPair;
+
+    struct Unset {};
+    explicit Address(Unset) noexcept {}
+
+    void Release() noexcept;
+    MuErrCode ReadNames(Mu::IChannel & channel, unsigned int * count);
+    MuErrCode Adopt(unsigned int newNode);
+
+    unsigned int node = NoNode;
+};
+
+/// The names in UTF-8, with "/" between them.
+template <typename Traits>
+std::basic_ostream<char, Traits> & operator<<(std::basic_ostream<char, Traits> & stream,
+                                              Address const & address);
+
+} // namespace IO
+
+template <>
+struct std::hash<IO::Address> {
+    std::size_t operator()(IO::Address const & address) const {
+        return address.GenerateHashValue();
+    }
+};
