@@ -3,38 +3,27 @@
 #include <Kestrel/Location/Location.h>
 #include <Kestrel/Location/Name.h>
 #include <Kestrel/Root/ErrorCodes.h>
+#include <Kestrel/Root/LogLine.h>
 #include <Kestrel/Root/UniString.h>
 
 #include <cstddef>
 #include <initializer_list>
 
-namespace Mu {
-class EventLogLine;
-}
-
 namespace IO {
 
-/// The log line of one reporting place: a level and a text with a `%` for each argument.
-///
-/// Stands as a function-level static, alone or in a table; the logger's line object is made at the
-/// first use and stays to the end of the process.
-class ReportLine {
+/// The log line of one reporting place: a level and a text with a `%` for each argument. Stands as
+/// a function-level static, alone or in a table.
+class ReportLine : public Mu::EventLogLine {
 public:
-    enum class Level : unsigned char { Trace, Info, Warning, Error };
+    using Level = Mu::LogSeverity;
 
-    constexpr ReportLine(Level level, char const * format) : level(level), format(format) {}
+    constexpr ReportLine(Level level, char const * format)
+        : EventLogLine(level, format, "IO", nullptr) {}
     ReportLine(ReportLine const &) = delete;
     ReportLine & operator=(ReportLine const &) = delete;
 
-    /// Two threads may both make the object; one of the two is dropped then.
-    Mu::EventLogLine & GetLine();
     /// Whether the text ends with the place for the errors of the OS.
     bool WantsOSErrors() const;
-
-private:
-    Level level;
-    char const * format;
-    Mu::EventLogLine * line = nullptr; // null until the first use
 };
 
 /// The last local name of a location, and the location of the folder that it lies in: the two
@@ -48,20 +37,23 @@ class ReportArgument {
 public:
     ReportArgument(EntryOf entry) : kind(Kind::Entry), object(&entry.location) {}
     ReportArgument(Location const & location) : kind(Kind::Location), object(&location) {}
-    ReportArgument(Name const & name) : kind(Kind::Name), object(&name) {}
+    ReportArgument(Name const & name) : kind(Kind::Text), object(&name.ToString()) {}
     ReportArgument(Mu::UniString const & text) : kind(Kind::Text), object(&text) {}
     ReportArgument(char const * text) : kind(Kind::Narrow), object(text) {}
 
+    void AppendTo(Mu::LogComposer & composer) const;
+
 private:
-    friend class ReportComposer;
-    enum class Kind : unsigned char { Entry, Location, Name, Text, Narrow };
+    enum class Kind : unsigned char { Entry, Location, Text, Narrow };
+
     Kind kind;
-    void const * object;
+    void const * object; // what `kind` says; of EntryOf its location
 };
 
 /// Writes the line with the arguments in their order, then, where its text asks for them, the
-/// errors of the OS; forgets those errors in any case.
-void Report(ReportLine & line, std::initializer_list<ReportArgument> arguments);
+/// errors of the OS; forgets those errors in any case. Composes nothing for a line that nobody
+/// wants. A shortage of memory cuts the line short and goes no further.
+void Report(ReportLine & line, std::initializer_list<ReportArgument> arguments) noexcept;
 
 /// What a status of an entry becomes: a code for the caller, and the line that is written.
 struct Outcome {
