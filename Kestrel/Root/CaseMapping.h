@@ -1,0 +1,41 @@
+#pragma once
+
+#include <Kestrel/Root/Export.h>
+
+// Case for one UTF-16 unit at a time, so that a text keeps its length and its indices. All of the
+// Basic Multilingual Plane is mapped, by the system's rules; surrogates stay as they are.
+//
+// Memory:  none from the heap.
+// Threads: any.
+
+namespace Mu {
+
+/// For units beyond ASCII: one look-up, once the page of 256 units was filled.
+KESTREL_API unsigned short ToUpperUnitBeyondAscii(unsigned short unit) noexcept;
+KESTREL_API unsigned short ToLowerUnitBeyondAscii(unsigned short unit) noexcept;
+
+inline unsigned short ToUpperUnit(unsigned short unit) noexcept {
+    if (unit < 0x80)
+        return unit >= 'a' && unit <= 'z' ? static_cast<unsigned short>(unit - 32) : unit;
+    return ToUpperUnitBeyondAscii(unit);
+}
+
+inline unsigned short ToLowerUnit(unsigned short unit) noexcept {
+    if (unit < 0x80)
+        return unit >= 'A' && unit <= 'Z' ? static_cast<unsigned short>(unit + 32) : unit;
+    return ToLowerUnitBeyondAscii(unit);
+}
+
+/// The hash of a text. The same on every platform and in every release, since it may be persisted.
+KESTREL_API unsigned int HashUnits(unsigned short const * units, unsigned int length) noexcept;
+
+/// What HashUnits gives for the units after upper-casing, without a copy of them. It depends on the
+/// system's case rules, so it must not be persisted.
+KESTREL_API unsigned int HashUnitsUpperCased(unsigned short const * units,
+                                             unsigned int length) noexcept;
+
+/// Whether the runs are equal after upper-casing.
+KESTREL_API bool EqualUnitsUpperCased(unsigned short const * a, unsigned short const * b,
+                                      unsigned int length) noexcept;
+
+} // namespace Mu
