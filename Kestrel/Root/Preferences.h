@@ -1,0 +1,63 @@
+#pragma once
+
+#include <Kestrel/Root/ErrorCodes.h>
+#include <Kestrel/Root/Export.h>
+
+namespace Mu {
+class String;
+}
+
+/// Small settings that outlive the process, kept in one text file for each user:
+///
+///     # The size of a file's input buffer, in bytes.
+///     [Kestrel]
+///     FileCacheSize = 16384
+///
+/// The file is $XDG_CONFIG_HOME/kestrel/preferences.ini or else ~/.config/kestrel/preferences.ini,
+/// on Windows Kestrel\preferences.ini in the roaming application data, and for a process with the
+/// variable KESTREL_PREFERENCES the file that it names.
+///
+/// People edit it by hand. What cannot be understood is passed over when it is read and kept when
+/// it is written; of two equal values the first one counts. Keys and names are compared without
+/// regard to the case of A to Z.
+namespace MuPref {
+
+enum RootKeyDomain : int {
+    UserDomain = 1 ///< the settings of the user who runs the process
+};
+
+/// The settings as the file had them when the root key was opened.
+///
+/// Memory:  the text of the file, at most a megabyte.
+/// Threads: one at a time. Several processes that write at once: the last one wins, and the file
+///          is whole at any time.
+/// Failure: statuses, never exceptions. Reading never fails in another way than "not there".
+class KESTREL_API IRoot {
+public:
+    virtual ~IRoot() = default;
+
+    /// True: the value is there and is a number, in decimal, or in hexadecimal behind 0x. In every
+    /// other case `*value` gets the default.
+    virtual bool GetUInt(char const * key, char const * name, unsigned int defaultValue,
+                         unsigned int * value) const = 0;
+    /// True: the value is there. The text is UTF-8, without the blanks round it. Otherwise `*value`
+    /// gets the default; without memory it stays as it is.
+    virtual bool GetText(char const * key, char const * name, char const * defaultValue,
+                         Mu::String * value) const = 0;
+
+    /// Change the value, and the file with it. Error: the key or the name is empty or cannot stand
+    /// in the file, or the text has a line break. OutputClosed: the file cannot be written; the
+    /// settings stay as they were.
+    virtual MuErrCode SetUInt(char const * key, char const * name, unsigned int value) = 0;
+    virtual MuErrCode SetText(char const * key, char const * name, char const * value) = 0;
+    /// As Set. A value that is not there is no failure.
+    virtual MuErrCode Remove(char const * key, char const * name) = 0;
+};
+
+/// Null: there is no such domain, or no memory. A file that is missing or cannot be read is one
+/// without settings.
+KESTREL_API IRoot * OpenRootKey(RootKeyDomain domain);
+/// Nulls the pointer; null, or a pointer to null, does nothing.
+KESTREL_API void CloseRootKey(IRoot ** root);
+
+} // namespace MuPref
