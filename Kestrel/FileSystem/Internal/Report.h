@@ -72,4 +72,14 @@ MuErrCode ReportOutcome(Outcome (&table)[count], Status status,
     return outcome.code;
 }
 
+/// As ReportOutcome, for a table whose rows begin with the status behind Done, which is NoError and
+/// no line.
+template <typename Status, std::size_t count>
+MuErrCode ReportFailure(Outcome (&table)[count], Status status,
+                        std::initializer_list<ReportArgument> arguments) {
+    if (status == Status{})
+        return NoError;
+    return ReportOutcome(table, static_cast<std::size_t>(status) - 1, arguments);
+}
+
 } // namespace IO

@@ -1,0 +1,295 @@
+#include <Kestrel/FileSystem/File.h>
+
+#include <Kestrel/Channel/BinProtocol.h>
+#include <Kestrel/FileSystem/FileEntry.h>
+#include <Kestrel/FileSystem/FileSystem.h>
+#include <Kestrel/FileSystem/Folder.h>
+#include <Kestrel/FileSystem/Internal/Make.h>
+#include <Kestrel/FileSystem/Internal/Report.h>
+#include <Kestrel/Location/Internal/OSErrors.h>
+#include <Kestrel/Root/Preferences.h>
+
+#include <atomic>
+
+namespace IO {
+
+using Level = ReportLine::Level;
+
+namespace {
+
+constexpr unsigned int DefaultCacheSize = 4096;
+constexpr double ReservedRatio = 0.01;
+
+unsigned int AskCacheSize() {
+    unsigned int size = 0;
+    MuPref::IRoot * root = MuPref::OpenRootKey(MuPref::RootKeyDomain::User);
+    if (root == nullptr)
+        return 0;
+    if (!root->GetValue("Kestrel", "FileCacheSize", 0u, &size))
+        size = 0;
+    MuPref::CloseRootKey(&root);
+    return size;
+}
+
+// Asked once a process: a File is made far more often than the preference changes.
+unsigned int GetCacheSize() {
+    static unsigned int const asked = AskCacheSize();
+    return asked == 0 ? DefaultCacheSize : asked;
+}
+
+void LogConnection(MuErrCode status, Location const & location, bool quiet) {
+    static ReportLine notFound(Level::Error, "Connection to file \"%\" in folder \"%\" has failed: "
+                                             "file is not found (OS errors: %)");
+    static ReportLine notAFile(Level::Error, "Connection to file \"%\" in folder \"%\" has failed: "
+                                             "not a file was specified (OS errors: %)");
+    static ReportLine denied(Level::Error, "Connection to file \"%\" in folder \"%\" has failed: "
+                                           "access to file is denied (OS errors: %)");
+    static ReportLine creation(Level::Error, "Connection to file \"%\" in folder \"%\" has failed: "
+                                             "creation of file has failed (OS errors: %)");
+    static ReportLine unknown(Level::Error, "Connection to file \"%\" in folder \"%\" has failed: "
+                                            "unknown error (OS errors: %)");
+    switch (status) {
+    case NoError: ClearOSErrors(); return;
+    case ErrFileNotFound:
+        if (quiet)
+            ClearOSErrors();
+        else
+            Report(notFound, {EntryOf{location}});
+        return;
+    case ErrNotAFile: Report(notAFile, {EntryOf{location}}); return;
+    case ErrFileAccessDenied: Report(denied, {EntryOf{location}}); return;
+    case ErrFileCreationFailed: Report(creation, {EntryOf{location}}); return;
+    default: Report(unknown, {EntryOf{location}});
+    }
+}
+
+} // namespace
+
+File::File(Location const & location, OnNotFound onNotFound)
+    : IChannel(binIProtocol), OChannel(binOProtocol), location(location),
+      inputBuffer(this, GetCacheSize(), 0, ReservedRatio), outputBuffer(this, 0) {
+    ConnectOrCreate(onNotFound, nullptr);
+}
+
+File::File(Folder const & folder, Name const & name)
+    : IChannel(binIProtocol), OChannel(binOProtocol), location(folder.location, name),
+      inputBuffer(this, GetCacheSize(), 0, ReservedRatio), outputBuffer(this, 0) {
+    ConnectOrCreate(OnNotFound::Report, nullptr);
+}
+
+File::File(Folder & folder, Name const & name, OnNotFound onNotFound)
+    : IChannel(binIProtocol), OChannel(binOProtocol), location(folder.location, name),
+      inputBuffer(this, GetCacheSize(), 0, ReservedRatio), outputBuffer(this, 0) {
+    ConnectOrCreate(onNotFound, &folder);
+}
+
+MuErrCode File::New(File ** file, Location const & location, OnNotFound onNotFound) {
+    return MakeHealthy(file, location, onNotFound);
+}
+
+MuErrCode File::New(File ** file, Folder const & folder, Name const & name) {
+    return MakeHealthy(file, folder, name);
+}
+
+MuErrCode File::New(File ** file, Folder & folder, Name const & name, OnNotFound onNotFound) {
+    return MakeHealthy(file, folder, name, onNotFound);
+}
+
+File::~File() {
+    if (status == NoError && fileStatus == FileStatus::Open)
+        Close();
+    if (entry != nullptr)
+        fileSystem.Disconnect(entry);
+}
+
+void File::ConnectOrCreate(OnNotFound onNotFound, Folder * folder) {
+    status = Connect();
+    if (status == ErrFileNotFound && onNotFound == OnNotFound::Create) {
+        status = ErrFileCreationFailed;
+        if (CreateIn(folder) == NoError)
+            status = Connect();
+    }
+    LogConnection(status, location, onNotFound == OnNotFound::FailQuietly);
+}
+
+MuErrCode File::Connect() {
+    switch (fileSystem.Connect(&location, &entry)) {
+    case ErrFSNotAFile: return ErrNotAFile;
+    case ErrFSAccessDenied: return ErrFileAccessDenied;
+    case ErrFSFileNotFound: return ErrFileNotFound;
+    default: return entry != nullptr ? NoError : Error;
+    }
+}
+
+MuErrCode File::CreateIn(Folder * folder) {
+    Location parent(location);
+    Name name;
+    if (MuErrCode const moved = parent.MoveLastLocalName(&name); moved != NoError)
+        return moved;
+    if (folder != nullptr)
+        return folder->CreateFile(name);
+    return Folder(parent, Folder::OnNotFound::Report).CreateFile(name);
+}
+
+MuErrCode File::CheckFlag(bool flag) const {
+    if (status != NoError)
+        return status;
+    return flag ? NoError : Error;
+}
+
+MuErrCode File::ReadBin(char * destination, unsigned int count, unsigned int * read) {
+    unsigned int got = 0;
+    MuErrCode result;
+    if (readable) { // which an unhealthy file never is
+        result = inputBuffer.Get(destination, count, &got);
+        position += got;
+    } else
+        result = CheckFlag(false);
+    if (read != nullptr)
+        *read = got;
+    return result;
+}
+
+MuErrCode File::CopyBin(char * destination, unsigned int count, unsigned int * copied) {
+    unsigned int got = 0;
+    MuErrCode result = CheckFlag(readable);
+    if (result == NoError)
+        result = inputBuffer.Copy(destination, count, &got);
+    if (copied != nullptr)
+        *copied = got;
+    return result;
+}
+
+MuErrCode File::Look(unsigned int offset, char * c) {
+    MuErrCode const check = CheckFlag(readable);
+    return check != NoError ? check : inputBuffer.Look(offset, c);
+}
+
+MuErrCode File::PushBack(char c) {
+    return IChannel::PushBack(c);
+}
+
+MuErrCode File::PushBack(char const * source, unsigned int count) {
+    MuErrCode result = CheckFlag(readable);
+    if (result == NoError) {
+        result = inputBuffer.PushBack(source, count);
+        if (result == NoError)
+            position -= count;
+    }
+    return result;
+}
+
+MuErrCode File::DirectInputAccess(unsigned int size, char ** data, unsigned int * available) {
+    unsigned int there = 0;
+    MuErrCode result = CheckFlag(readable);
+    if (result == NoError)
+        result = inputBuffer.DirectAccess(size, data, &there);
+    if (available != nullptr)
+        *available = there;
+    return result;
+}
+
+void File::SetDefaultInputProtocol() {
+    SetInputProtocol(binIProtocol);
+}
+void File::SetDefaultOutputProtocol() {
+    SetOutputProtocol(binOProtocol);
+}
+MuErrCode File::GetInputStatus() const {
+    return inputBuffer.GetStatus();
+}
+void File::ResetInputStatus() {
+    inputBuffer.ResetInputStatus();
+}
+MuErrCode File::GetOutputStatus() const {
+    return outputBuffer.GetStatus();
+}
+void File::ResetOutputStatus() {
+    outputBuffer.ResetOutputStatus();
+}
+
+MuErrCode File::WriteBin(char const * source, unsigned int count, unsigned int * written) {
+    MuErrCode const result = writeable ? outputBuffer.Put(source, count) : CheckFlag(false);
+    unsigned int const put = result == NoError ? count : 0;
+    position += put;
+    if (written != nullptr)
+        *written = put;
+    return result;
+}
+
+MuErrCode File::DirectOutputAccess(unsigned int offset, char ** data, unsigned int * available) {
+    unsigned int there = 0;
+    MuErrCode result = CheckFlag(writeable);
+    if (result == NoError)
+        result = outputBuffer.DirectAccess(offset, data, &there);
+    if (available != nullptr)
+        *available = there;
+    return result;
+}
+
+MuErrCode File::PushMark() {
+    MuErrCode const check = CheckFlag(writeable);
+    return check != NoError ? check : outputBuffer.PushMark();
+}
+
+MuErrCode File::PopMark() {
+    if (MuErrCode const check = CheckFlag(writeable); check != NoError)
+        return check;
+    unsigned int const before = outputBuffer.GetWritePosition();
+    MuErrCode const result = outputBuffer.PopMark();
+    if (result == NoError)
+        position -= before - outputBuffer.GetWritePosition();
+    return result;
+}
+
+unsigned int File::GetOffset() const {
+    return CheckFlag(writeable) == NoError ? outputBuffer.GetOffset() : 0;
+}
+
+void File::ResetOffset() {
+    position += GetOffset();
+    outputBuffer.ResetOffset();
+}
+
+MuErrCode File::InternalRead(char * destination, unsigned int count, unsigned int * read) {
+    static Outcome failures[] = {
+        {InputFailure,
+         {Level::Error, "Reading file \"%\" in folder \"%\": read error (OS errors: %)"}},
+        {Error,
+         {Level::Error, "Reading file \"%\" in folder \"%\": internal error (OS errors: %)"}},
+    };
+    *read = 0;
+    FileEntry::ReadStatus const result = entry->Read(destination, count, read);
+    switch (result) {
+    case FileEntry::ReadStatus::Done: return NoError;
+    case FileEntry::ReadStatus::EndOfFile: return EOI;
+    case FileEntry::ReadStatus::ReadError: return ReportOutcome(failures, 0, {EntryOf{location}});
+    }
+    return ReportOutcome(failures, 1, {EntryOf{location}});
+}
+
+MuErrCode File::InternalWrite(char const * source, unsigned int count, unsigned int * written) {
+    static Outcome failures[] = {
+        {OutputClosed,
+         {Level::Error, "Writing file \"%\" in folder \"%\": write error (OS errors: %)"}},
+        {Error,
+         {Level::Error, "Writing file \"%\" in folder \"%\": internal error (OS errors: %)"}},
+    };
+    *written = 0;
+    switch (entry->Write(source, count, written)) {
+    case FileEntry::WriteStatus::Done: return NoError;
+    case FileEntry::WriteStatus::DeviceFull: return EOO;
+    case FileEntry::WriteStatus::WriteError: return ReportOutcome(failures, 0, {EntryOf{location}});
+    }
+    return ReportOutcome(failures, 1, {EntryOf{location}});
+}
+
+MuErrCode File::GetLocation(Location * result) const {
+    if (result == nullptr)
+        return Error;
+    if (status == NoError)
+        *result = location;
+    return status;
+}
+
+} // namespace IO

@@ -1,0 +1,215 @@
+#pragma once
+
+#include <Kestrel/Channel/InputBuffer.h>
+#include <Kestrel/Channel/OutputBuffer.h>
+#include <Kestrel/FileSystem/FileSystemTypes.h>
+#include <Kestrel/Location/Location.h>
+#include <Kestrel/Root/IChannel.h>
+#include <Kestrel/Root/Memory.h>
+#include <Kestrel/Root/OChannel.h>
+
+namespace IO {
+
+class FileEntry;
+class Folder;
+
+/// A file at a location, read and written as a channel.
+///
+/// A File is made for a location and connects at once: whether there is such a file is settled by
+/// GetStatus. It can then be opened, read or written, closed, and opened again in another mode;
+/// its properties (times, length, protection) can be asked for at any time. Everything that takes a
+/// Mu::IChannel or a Mu::OChannel works on a File.
+///
+///     IO::File file(IO::Location("C:\\notes.txt"), IO::File::OnNotFound::Create);
+///     if (file.Open(IO::File::OpenMode::WriteOnlyEmpty) == IO::NoError)
+///         file << "remember the milk";
+///
+/// Memory:  the read buffer ("FileCacheSize" of the preferences, 4096 bytes by default) and the
+///          write blocks of 16384 bytes are taken by the first read and write. Construction and the
+///          path operations may throw Mu::OutOfMemoryException; the New makers answer
+///          ErrMemoryFull instead.
+/// Threads: one at a time. Two Files on one file are independent of each other.
+/// Failure: statuses. What the constructor met stands in GetStatus, and every operation of a File
+///          that is not connected answers it. A failure writes one log line in the domain "IO".
+class KESTREL_API File : public Mu::IChannel,
+                         public Mu::OChannel,
+                         private InputBuffer::BinInput,
+                         private OutputBuffer::BinOutput,
+                         public Mu::Allocated {
+public:
+    enum class OpenMode {
+        ReadOnly = 0,                   ///< nobody else may write meanwhile
+        WriteOnly = 1,                  ///< keeps the content, starts at its beginning
+        WriteOnlyEmpty = 2,             ///< drops the content
+        ReadWrite = 3,                  ///< unbuffered, so that reads and writes may alternate
+        Append = 4,                     ///< writes behind the content; no seeking
+        ReadOnlySharedToReadWrite = 5,  ///< others may read and write meanwhile
+        WriteOnlySharedToRead = 6,      ///< as WriteOnly, and others may read
+        WriteOnlyEmptySharedToRead = 7, ///< as WriteOnlyEmpty, and others may read
+    };
+    enum class FileStatus { Open = 0, Closed = 1 };
+    enum class OnNotFound { Report = 0, Create = 1, FailQuietly = 2 };
+    enum class SeekOrigin { Beginning = 0, Current = 1, End = 2 };
+    enum class WriteAccessFailureReason {
+        WriteProtected = 0,
+        LockedByProgram = 1,
+        LockedByUser = 2,
+        Unknown = 3,
+    };
+
+    /// The file at `location`. With Create, a missing one is made in a folder that exists; a
+    /// failure of that is ErrFileCreationFailed. FailQuietly keeps a missing file out of the log.
+    ///
+    /// GetStatus is then NoError, ErrFileNotFound, ErrNotAFile, ErrFileAccessDenied,
+    /// ErrFileCreationFailed, or Error for anything else, such as an unhealthy location.
+    explicit File(Location const & location, OnNotFound onNotFound = OnNotFound::Report);
+    /// The file `name` in `folder`; nothing is created.
+    File(Folder const & folder, Name const & name);
+    File(Folder & folder, Name const & name, OnNotFound onNotFound);
+
+    // These make a File on the heap, the caller's to delete. Null output or argument: Error. On any
+    // failure `*file` is null and the result is what GetStatus would have been, or ErrMemoryFull.
+    static MuErrCode New(File ** file, Location const & location, OnNotFound onNotFound);
+    static MuErrCode New(File ** file, Folder const & folder, Name const & name);
+    static MuErrCode New(File ** file, Folder & folder, Name const & name, OnNotFound onNotFound);
+
+    /// Closes an open file, and with it writes what is buffered; call Close to learn its status.
+    ~File() override;
+
+    // Input. All of these answer a bad GetStatus first, and Error when not open for reading.
+    // A status sticks until ResetInputStatus; EOI is the end of the file.
+
+    MuErrCode ReadBin(char * destination, unsigned int count, unsigned int * read) override;
+    MuErrCode CopyBin(char * destination, unsigned int count, unsigned int * copied) override;
+    MuErrCode Look(unsigned int offset, char * c) override;
+    MuErrCode PushBack(char c) override;
+    MuErrCode PushBack(char const * source, unsigned int count) override;
+    MuErrCode Skip(unsigned long long count, unsigned long long * skipped) override;
+    MuErrCode DirectInputAccess(unsigned int size, char ** data, unsigned int * available) override;
+    MuErrCode GetInputPosition(unsigned long long * position) const override;
+    using Mu::IChannel::GetAvailable;
+    /// The bytes from the position to the end of the file.
+    MuErrCode GetAvailable(unsigned long long * available) const override;
+    void SetDefaultInputProtocol() override;
+    MuErrCode GetInputStatus() const override;
+    void ResetInputStatus() override;
+
+    /// Opens the file. On an open file nothing happens, neither mode nor position changes, and the
+    /// result is NoError.
+    ///
+    /// ErrFileAccessDenied: refused by rights, by write protection, or by another opener; retried
+    /// before as `treatment` says. ErrNoMoreFileHandle: the process has too many files open.
+    /// Error: an unknown mode, or anything else.
+    virtual MuErrCode Open(OpenMode mode,
+                           AccessDeniedTreatment treatment = AccessDeniedTreatment::RetryPrivate);
+    virtual bool IsOpen() const;
+    /// Whether a closed file could be opened in this mode right now, by trying it once.
+    virtual bool IsOpenable(OpenMode mode);
+    /// Writes what is buffered and closes; the file is closed whatever the result. NoError for a
+    /// file that is closed already. EOO: the device is full. OutputClosed: a write failed.
+    virtual MuErrCode Close();
+
+    // Position, in bytes from the beginning. Error when the mode allows no seeking, as in Append,
+    // or while a mark is alive. What is buffered for writing is written first.
+
+    /// Seeks by the difference to the present position, of which the low 32 bits count.
+    virtual MuErrCode SetPosition(unsigned long long position);
+    /// Error and 0xFFFFFFFF for a position above 32 bits.
+    virtual MuErrCode GetPosition(unsigned int * position) const;
+    virtual MuErrCode GetPosition(unsigned long long * position) const;
+    /// ErrIllegalPosition: before the beginning or behind the end. What was read ahead counts as
+    /// read then; otherwise the position stays.
+    virtual MuErrCode Seek(SeekOrigin origin, long long offset);
+
+    // Properties, of an open or a closed file. ErrFileAccessDenied where the system refuses.
+
+    /// Cuts the file or fills it up with zeros. An open file must be writeable, and its position
+    /// becomes the new length. EOO: the device is full.
+    virtual MuErrCode SetDataLength(unsigned long long length);
+    /// Error for a length above 32 bits.
+    virtual MuErrCode GetDataLength(unsigned int * length) const;
+    /// In bytes, with what is buffered for writing, which is written for that.
+    virtual MuErrCode GetDataLength(unsigned long long * length) const;
+    // Times in seconds since the start of 1970. ErrFileInvalidTime: not to be told in 32 bits.
+    // Setting one opens the file for a moment, so it fails while the file is open for writing.
+    virtual MuErrCode SetCreationTime(int const & time);
+    virtual MuErrCode GetCreationTime(int * time) const;
+    virtual MuErrCode SetModificationTime(int const & time);
+    virtual MuErrCode GetModificationTime(int * time) const;
+    /// Type and creator codes, kept by file systems that have them; others keep none and say 0.
+    virtual MuErrCode SetTypeInfo(unsigned int type, unsigned int creator);
+    virtual MuErrCode GetTypeInfo(unsigned int * type, unsigned int * creator) const;
+
+    /// Whether the file can be read. Tried by opening and closing it, unless it is open for
+    /// reading: a file open for writing alone is closed by the question.
+    virtual bool IsReadable();
+    /// As IsWriteable(), and for a no the reason, with who locks the file where that is known.
+    virtual bool IsWriteable(WriteAccessFailureReason * reason, Mu::UniString * locker);
+    /// Whether the file can be written. A file open for reading alone is closed by the question.
+    virtual bool IsWriteable();
+    virtual MuErrCode IsWriteProtected(bool * isProtected) const;
+    virtual MuErrCode SetWriteProtection();
+    virtual MuErrCode ClearWriteProtection();
+
+    virtual MuErrCode GetLocation(Location * location) const;
+
+    // Output. All of these answer a bad GetStatus first, and Error when not open for writing. A
+    // status sticks until ResetOutputStatus; EOO is a full device.
+
+    MuErrCode WriteBin(char const * source, unsigned int count, unsigned int * written) override;
+    MuErrCode DirectOutputAccess(unsigned int offset, char ** data,
+                                 unsigned int * available) override;
+    MuErrCode GetOutputPosition(unsigned long long * position) const override;
+    /// Writes what is buffered and has the system write it to the device.
+    MuErrCode Flush() override;
+    void SetDefaultOutputProtocol() override;
+    MuErrCode PushMark() override;
+    MuErrCode PopMark() override;
+    unsigned int GetOffset() const override;
+    void ResetOffset() override;
+    MuErrCode GetOutputStatus() const override;
+    void ResetOutputStatus() override;
+
+    /// What the connection at construction gave; it never changes.
+    MuErrCode GetStatus() const { return status; }
+    // What the mode of an open file allows; all false for a closed one.
+    bool CheckReadOperation() const { return readable; }
+    bool CheckWriteOperation() const { return writeable; }
+    bool CheckRandomOperation() const { return seekable; }
+
+private:
+    struct Mode;
+
+    MuErrCode InternalRead(char * destination, unsigned int count, unsigned int * read) override;
+    MuErrCode InternalWrite(char const * source, unsigned int count,
+                            unsigned int * written) override;
+
+    MuErrCode Connect();
+    void ConnectOrCreate(OnNotFound onNotFound, Folder * folder);
+    MuErrCode CreateIn(Folder * folder);
+    Mode const * FindMode(OpenMode mode) const;
+    MuErrCode OpenEntry(Mode const & mode, AccessDeniedTreatment treatment);
+    bool IsWorthRetry(Mode const & mode, AccessDeniedTreatment treatment, unsigned int * counter);
+    MuErrCode SeekToEnd(Mode const & mode);
+    void MarkOpen(OpenMode newMode, Mode const & mode);
+    MuErrCode CheckFlag(bool flag) const;
+    MuErrCode CheckSeek() const;
+    bool SeekInBuffer(SeekOrigin origin, long long * offset);
+    MuErrCode SeekEntry(SeekOrigin origin, long long offset);
+    MuErrCode FlushBuffer() const;
+    bool TryOpen(OpenMode mode);
+
+    Location location;
+    FileEntry * entry = nullptr; // its file system's; null when not connected
+    mutable InputBuffer inputBuffer;
+    mutable OutputBuffer outputBuffer;
+    OpenMode openMode = OpenMode::ReadOnly;
+    FileStatus fileStatus = FileStatus::Closed;
+    bool readable = false;
+    bool writeable = false;
+    bool seekable = false;
+    unsigned long long position = 0; // of the next byte that the caller sees
+    MuErrCode status = Error;
+};
+
+} // namespace IO

@@ -1,0 +1,220 @@
+#include <Kestrel/FileSystem/File.h>
+#include <Kestrel/FileSystem/FileEntry.h>
+#include <Kestrel/FileSystem/Internal/Report.h>
+
+#include <limits>
+
+namespace IO {
+
+using Level = ReportLine::Level;
+
+namespace {
+
+constexpr unsigned int NoNumber = 0xFFFFFFFFu;
+
+// For positions as well as for lengths; the line speaks of the length in both cases, which those
+// who search logs for it count on.
+MuErrCode Narrow(Location const & location, unsigned long long number, unsigned int * narrow) {
+    static ReportLine tooLarge(Level::Error,
+                               "Querying length of file \"%\" in folder \"%\": 64-bit "
+                               "number in 32-bit API (OS errors: %)");
+    *narrow = number > NoNumber ? NoNumber : static_cast<unsigned int>(number);
+    if (number <= NoNumber)
+        return NoError;
+    Report(tooLarge, {EntryOf{location}});
+    return Error;
+}
+
+} // namespace
+
+MuErrCode File::CheckSeek() const {
+    if (outputBuffer.IsInMarkMode())
+        return Error;
+    return CheckFlag(seekable);
+}
+
+MuErrCode File::GetInputPosition(unsigned long long * result) const {
+    if (result == nullptr)
+        return Error;
+    MuErrCode const check = CheckFlag(readable);
+    *result = check == NoError ? position : 0;
+    return check;
+}
+
+MuErrCode File::GetOutputPosition(unsigned long long * result) const {
+    return GetPosition(result);
+}
+
+MuErrCode File::GetPosition(unsigned long long * result) const {
+    if (result == nullptr)
+        return Error;
+    MuErrCode const check = CheckFlag(seekable);
+    *result = check == NoError ? position : 0;
+    return check;
+}
+
+MuErrCode File::GetPosition(unsigned int * result) const {
+    if (result == nullptr)
+        return Error;
+    unsigned long long wide = 0;
+    MuErrCode const check = GetPosition(&wide);
+    *result = 0;
+    return check != NoError ? check : Narrow(location, wide, result);
+}
+
+// Kept: the jump is cut to its low 32 bits, so that one of 5 GiB goes 1 GiB.
+MuErrCode File::SetPosition(unsigned long long newPosition) {
+    if (MuErrCode const check = CheckSeek(); check != NoError)
+        return check;
+    return Seek(SeekOrigin::Current, static_cast<int>(newPosition - position));
+}
+
+MuErrCode File::Seek(SeekOrigin origin, long long offset) {
+    if (MuErrCode const check = CheckSeek(); check != NoError)
+        return check;
+    if (readable && SeekInBuffer(origin, &offset))
+        return NoError;
+    if (MuErrCode const flushed = FlushBuffer(); flushed != NoError)
+        return flushed;
+    return SeekEntry(origin, offset);
+}
+
+// True when what is buffered holds the target. Otherwise the buffer is emptied, and an offset from
+// the current position is taken back by what it held, for the entry stands that much further on.
+bool File::SeekInBuffer(SeekOrigin origin, long long * offset) {
+    inputBuffer.ResetEOI();
+    unsigned int const buffered = inputBuffer.GetDataSize();
+    if (origin == SeekOrigin::Current && *offset >= 0 && *offset <= buffered) {
+        unsigned long long skipped = 0;
+        inputBuffer.Skip(static_cast<unsigned long long>(*offset), &skipped);
+        position += skipped;
+        return true;
+    }
+    if (origin == SeekOrigin::Current) {
+        long long const lowest = std::numeric_limits<long long>::min() + buffered;
+        *offset = *offset < lowest ? std::numeric_limits<long long>::min() : *offset - buffered;
+    }
+    inputBuffer.ClearContent();
+    position += buffered;
+    return false;
+}
+
+MuErrCode File::SeekEntry(SeekOrigin origin, long long offset) {
+    static Outcome failures[] = {
+        {ErrIllegalPosition,
+         {Level::Error, "Seeking on file \"%\" in folder \"%\": illegal position (OS errors: %)"}},
+        {Error,
+         {Level::Error, "Seeking on file \"%\" in folder \"%\": unknown error (OS errors: %)"}},
+        {Error,
+         {Level::Error, "Seeking on file \"%\" in folder \"%\": internal error (OS errors: %)"}},
+    };
+    if (static_cast<unsigned int>(origin) > static_cast<unsigned int>(SeekOrigin::End))
+        return ReportOutcome(failures, 2, {EntryOf{location}});
+    unsigned long long reached = position;
+    FileEntry::SeekStatus const result =
+        entry->Seek(static_cast<FileEntry::SeekOrigin>(origin), offset, &reached);
+    if (result == FileEntry::SeekStatus::Done)
+        position = reached;
+    return ReportFailure(failures, result, {EntryOf{location}});
+}
+
+MuErrCode File::Skip(unsigned long long count, unsigned long long * skipped) {
+    unsigned long long passed = 0;
+    MuErrCode result = CheckFlag(readable);
+    if (result == NoError) {
+        bool const far = count > inputBuffer.GetDataSize() && seekable &&
+                         count <= std::numeric_limits<long long>::max();
+        unsigned long long const start = position;
+        if (far && Seek(SeekOrigin::Current, static_cast<long long>(count)) == NoError)
+            passed = count;
+        else {
+            passed = position - start;
+            unsigned long long rest = 0;
+            result = inputBuffer.Skip(count - passed, &rest);
+            position += rest;
+            passed += rest;
+        }
+    }
+    if (skipped != nullptr)
+        *skipped = passed;
+    return result;
+}
+
+MuErrCode File::GetAvailable(unsigned long long * available) const {
+    if (available == nullptr)
+        return Error;
+    *available = 0;
+    if (MuErrCode const check = CheckFlag(readable); check != NoError)
+        return check;
+    unsigned long long length = 0;
+    MuErrCode const result = GetDataLength(&length);
+    if (result == NoError && length > position)
+        *available = length - position;
+    return result;
+}
+
+MuErrCode File::SetDataLength(unsigned long long length) {
+    static Outcome failures[] = {
+        {ErrFileAccessDenied,
+         {Level::Error, "Setting length of file \"%\" in folder \"%\": access "
+                        "denied (OS errors: %)"}},
+        {EOO,
+         {Level::Error, "Setting length of file \"%\" in folder \"%\": device is full (OS "
+                        "errors: %)"}},
+        {Error,
+         {Level::Error, "Setting length of file \"%\" in folder \"%\": unknown error (OS "
+                        "errors: %)"}},
+        {Error,
+         {Level::Error, "Setting length of file \"%\" in folder \"%\": internal error (OS "
+                        "errors: %)"}},
+    };
+    if (status != NoError)
+        return status;
+    bool const isOpen = fileStatus == FileStatus::Open;
+    if (isOpen && !writeable)
+        return Error;
+    if (MuErrCode const flushed = FlushBuffer(); flushed != NoError)
+        return flushed;
+    MuErrCode const result =
+        ReportFailure(failures, entry->SetDataLength(length), {EntryOf{location}});
+    if (result == NoError && isOpen)
+        position = length;
+    return result;
+}
+
+MuErrCode File::GetDataLength(unsigned long long * length) const {
+    // Asking for a length never fills a device, so that such a status is as good as unknown.
+    static Outcome failures[] = {
+        {ErrFileAccessDenied,
+         {Level::Error, "Querying length of file \"%\" in folder \"%\": access "
+                        "denied (OS errors: %)"}},
+        {Error,
+         {Level::Error, "Querying length of file \"%\" in folder \"%\": internal error (OS "
+                        "errors: %)"}},
+        {Error,
+         {Level::Error, "Querying length of file \"%\" in folder \"%\": unknown error (OS "
+                        "errors: %)"}},
+        {Error,
+         {Level::Error, "Querying length of file \"%\" in folder \"%\": internal error (OS "
+                        "errors: %)"}},
+    };
+    if (length == nullptr)
+        return Error;
+    *length = 0;
+    if (status != NoError)
+        return status;
+    if (MuErrCode const flushed = FlushBuffer(); flushed != NoError)
+        return flushed;
+    return ReportFailure(failures, entry->GetDataLength(length), {EntryOf{location}});
+}
+
+MuErrCode File::GetDataLength(unsigned int * length) const {
+    if (length == nullptr)
+        return Error;
+    *length = 0;
+    unsigned long long wide = 0;
+    MuErrCode const result = GetDataLength(&wide);
+    return result != NoError ? result : Narrow(location, wide, length);
+}
+
+} // namespace IO

@@ -1,0 +1,187 @@
+#pragma once
+
+#include <Kestrel/FileSystem/FileSystemTypes.h>
+#include <Kestrel/Location/Location.h>
+#include <Kestrel/Root/Logger.h>
+#include <Kestrel/Root/Memory.h>
+
+namespace Mu {
+class OChannel;
+}
+
+namespace IO {
+
+class FileEntry;
+class FolderEntry;
+
+/// A folder at a location: everything that changes what a folder holds goes through it.
+///
+/// Entries are named by a Name inside the folder. What the two sides' file system cannot do because
+/// they are two (Move and Copy from one into another), a Folder does by reading and writing.
+///
+/// Memory:  two indices and a pointer. Operations may throw Mu::OutOfMemoryException; the New
+///          makers answer ErrMemoryFull instead.
+/// Threads: one at a time. Retries sleep in the calling thread.
+/// Failure: statuses. What the constructor met stands in GetStatus, and every operation of a folder
+///          that is not connected answers it. A failure writes one log line in the domain "IO", a
+///          change that succeeded an info line.
+class KESTREL_API Folder : public Mu::Allocated {
+public:
+    enum class OnNotFound { Report = 0, Create = 1, FailQuietly = 2 };
+    using EntryType = IO::EntryType;
+    using DataSafety = IO::DataSafety;
+    /// How Enumerate reports a link: as what it leads to, or as the link that it is.
+    enum class LinkProcessing { Resolve = 0, ReportLinks = 1 };
+    enum class CountMode { Files = 0, Folders = 1, Entries = 2 };
+
+    // What Enumerate reports, added up.
+    static constexpr unsigned int Files = 1;
+    static constexpr unsigned int Folders = 2;
+    static constexpr unsigned int Links = 4;
+    static constexpr unsigned int Untyped = 8; ///< entries whose type cannot be had
+    static constexpr unsigned int Everything = 15;
+
+    /// Gets each entry of an enumeration; answers true to go on. A link that is reported as a link,
+    /// and an entry whose type cannot be had, come with `isFolder` false.
+    using Callback = bool (*)(Folder & folder, Name const & name, bool isFolder, void * data);
+    using ConstCallback = bool (*)(Folder const & folder, Name const & name, bool isFolder,
+                                   void * data);
+
+    /// The folder at `location`. With Create, a missing one is made in a parent that exists: one
+    /// level, no more. A failure of that is ErrFolderCreationFailed. FailQuietly keeps a missing
+    /// folder out of the log.
+    ///
+    /// GetStatus is then NoError, ErrFolderNotFound, ErrNotAFolder, ErrFolderAccessDenied,
+    /// ErrFolderCreationFailed, or Error for anything else, such as an unhealthy location.
+    explicit Folder(Location const & location, OnNotFound onNotFound = OnNotFound::Report);
+    /// The folder `name` in `folder`; nothing is created.
+    Folder(Folder const & folder, Name const & name);
+    Folder(Folder & folder, Name const & name, OnNotFound onNotFound);
+    Folder(Folder const &) = delete;
+    Folder & operator=(Folder const &) = delete;
+
+    // These make a Folder on the heap, the caller's to delete. Null output or argument: Error. On
+    // any failure `*folder` is null and the result is what GetStatus would have been, or
+    // ErrMemoryFull.
+    static MuErrCode New(Folder ** folder, Location const & location, OnNotFound onNotFound);
+    static MuErrCode New(Folder ** folder, Folder const & parent, Name const & name);
+    static MuErrCode New(Folder ** folder, Folder & parent, Name const & name,
+                         OnNotFound onNotFound);
+
+    virtual ~Folder();
+
+    // Making entries. ErrTargetExists: the name is taken (a warning line when by an entry of the
+    // same kind). ErrDeviceFull, ErrFolderAccessDenied, Error. `entry` is reserved; pass null.
+
+    virtual MuErrCode CreateFile(Name const & name, FileEntry * entry = nullptr);
+    virtual MuErrCode CreateFolder(Name const & name, FolderEntry * entry = nullptr);
+    virtual MuErrCode CreateLink(Name const & name, Location const & target);
+
+    // Moving entries. ErrSourceNotFound, ErrTargetExists, ErrDeviceFull; ErrFolderAccessDenied
+    // after the retries of `treatment`, where there is one.
+
+    virtual MuErrCode Rename(Name const & from, Name const & to,
+                             AccessDeniedTreatment treatment = AccessDeniedTreatment::RetryPrivate);
+    /// Into another folder, of any file system. Nothing is lost on failure: a half-made copy goes,
+    /// the source stays.
+    virtual MuErrCode Move(Name const & from, Folder & target, Name const & to, DataSafety safety);
+    /// Swaps the names of two entries.
+    virtual MuErrCode
+    Exchange(Name const & a, Name const & b,
+             AccessDeniedTreatment treatment = AccessDeniedTreatment::RetryPrivate);
+
+    // Copying files and whole folders; a half-made copy goes on failure. The const form refuses a
+    // target of the same location with Error.
+
+    virtual MuErrCode Copy(Name const & from, Folder & target, Name const & to) const;
+    virtual MuErrCode Copy(Name const & from, Folder & target, Name const & to);
+    virtual MuErrCode Copy(Name const & from, Name const & to);
+
+    /// A folder goes with all that is in it. ErrEntryNotFound comes with a warning line.
+    virtual MuErrCode Delete(Name const & name, DataSafety safety,
+                             AccessDeniedTreatment treatment = AccessDeniedTreatment::RetryPrivate);
+    /// Deletes every entry; stops at the first that fails and answers its status.
+    virtual MuErrCode
+    DeleteAll(DataSafety safety,
+              AccessDeniedTreatment treatment = AccessDeniedTreatment::RetryPrivate);
+
+    /// An entry that is there and may not be looked at is contained.
+    virtual MuErrCode Contains(Name const & name, bool * contained) const;
+    /// ErrEntryNotFound, ErrFolderAccessDenied, Error; none is logged.
+    virtual MuErrCode GetType(Name const & name, EntryType * type) const;
+    /// As GetType, but a link gives the type of what it leads to, followed once.
+    virtual MuErrCode GetResolvedType(Name const & name, EntryType * type) const;
+    virtual MuErrCode CountFiles(unsigned int * count) const;
+    virtual MuErrCode CountFolders(unsigned int * count) const;
+    virtual MuErrCode CountEntries(unsigned int * count) const;
+    virtual MuErrCode IsEmpty(bool * empty) const;
+
+    /// Calls back for each entry that `mask` wants, then for each file system mounted right below
+    /// the folder, as a folder. A callback that stops gives NoError. ErrFolderAccessDenied, Error.
+    virtual MuErrCode Enumerate(Callback callback, LinkProcessing links, unsigned int mask,
+                                void * data);
+    virtual MuErrCode Enumerate(ConstCallback callback, LinkProcessing links, unsigned int mask,
+                                void * data) const;
+    // Everything, links as links.
+    virtual MuErrCode Enumerate(Callback callback, void * data);
+    virtual MuErrCode Enumerate(ConstCallback callback, void * data) const;
+    /// The names, one a line.
+    virtual MuErrCode PrintContent(Mu::OChannel & channel) const;
+
+    // A name that nothing in the folder has. These answer what the entry says, unlike all other
+    // operations: 0 done, 1 access denied, 2 other, 3 no name fits. Another program may take the
+    // name before it is used, so create with it and be ready for ErrTargetExists.
+
+    virtual int GenerateUnusedName(Name * name, char const * base);
+    virtual int GenerateUnusedName(Name * name, Mu::UniString const & base);
+    virtual int GenerateUnusedName(Name * name);
+    /// `base.extension`, `base_0.extension` and so on, the stem cut so that the whole is at most
+    /// `maxLength` units (0: no limit). `counter`, when given, is where the numbers start and
+    /// what to go on with.
+    virtual int GenerateUnusedNameFromString(Name * name, Mu::UniString const & base,
+                                             Mu::UniString const & extension,
+                                             unsigned short maxLength, unsigned int * counter);
+
+    // Times in seconds since the start of 1970. ErrFolderInvalidTime: not to be told in 32 bits.
+    // A drive has none: Error.
+    virtual MuErrCode SetCreationTime(int const & time);
+    virtual MuErrCode GetCreationTime(int * time) const;
+    virtual MuErrCode SetModificationTime(int const & time);
+    virtual MuErrCode GetModificationTime(int * time) const;
+    /// Bytes that this user may still write on the folder's volume.
+    virtual MuErrCode GetFreeSpace(unsigned long long * space) const;
+    virtual bool IsReadable() const;
+    /// Whether entries can be made in it, by making one for a moment.
+    virtual bool IsWriteable() const;
+    virtual MuErrCode IsOnLocalVolume(bool * local) const;
+    virtual MuErrCode IsOnFixedVolume(bool * fixed) const;
+    virtual MuErrCode GetLocation(Location * location) const;
+
+    /// What the connection at construction gave; it never changes.
+    MuErrCode GetStatus() const { return status; }
+
+private:
+    friend class File;
+    friend class FolderCopy;
+    friend class FolderEntryEnumerator;
+
+    MuErrCode Connect();
+    void ConnectOrCreate(OnNotFound onNotFound, Folder * parent);
+    MuErrCode CreateInParent(Folder * parent);
+    bool IsSameFileSystem(Folder const & other) const;
+    MuErrCode ReportExists(Name const & name, EntryType type) const;
+    MuErrCode MoveBetweenFileSystems(Name const & from, Folder & target, Name const & to);
+    MuErrCode Count(CountMode mode, unsigned int * count) const;
+    template <typename AnyFolder, typename AnyCallback>
+    static MuErrCode EnumerateWith(AnyFolder & folder, AnyCallback callback, LinkProcessing links,
+                                   unsigned int mask, void * data);
+
+    Location location;
+    FolderEntry * entry = nullptr; // its file system's; null when not connected
+    MuErrCode status = Error;
+};
+
+/// Puts the folder's location into a log line.
+KESTREL_API void Append(Mu::FastLogger::LogComposer & composer, Folder const & folder);
+
+} // namespace IO

@@ -1,0 +1,15 @@
+#pragma once
+
+#include <Kestrel/FileSystem/FileSystem.h>
+
+namespace IO {
+
+/// Whether a denial that outlasted its retries is an error, rather than an answer that the caller
+/// was ready for.
+inline bool IsDenialAnError(Location const & location, AccessDeniedTreatment treatment) {
+    return treatment == AccessDeniedTreatment::RetryAlways ||
+           (treatment == AccessDeniedTreatment::RetryPrivate &&
+            fileSystem.IsPrivateLocation(location));
+}
+
+} // namespace IO
