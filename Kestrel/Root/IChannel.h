@@ -5,6 +5,8 @@
 
 namespace Mu {
 
+class InputFrame;
+
 /// A stream of bytes to read from, with typed reads through its current protocol.
 ///
 /// Threads: one at a time.
@@ -66,6 +68,10 @@ public:
     /// The told form, which trusts the writer with the length; see IProtocol.
     MuErrCode Read(char * text) { return inputProtocol->Read(*this, text); }
 
+    /// How many bytes the innermost frame that is being read has left, and so the most that a length
+    /// read from it may count; all ones outside of frames. See InputFrame.
+    unsigned long long GetReadLimit() const;
+
     /// The status for a value that was cut in the middle: an end of input becomes Error, for an
     /// object that is broken is no clean end; any other failure stays as it is.
     static MuErrCode ConvertObjectReadError(int status);
@@ -74,7 +80,9 @@ protected:
     explicit IChannel(IProtocol & protocol) : inputProtocol(&protocol) {}
 
 private:
-    IProtocol * inputProtocol; // not owned, never null
+    friend class InputFrame;
+    IProtocol * inputProtocol;    // not owned, never null
+    InputFrame * frame = nullptr; // the innermost that is being read
 };
 
 } // namespace Mu

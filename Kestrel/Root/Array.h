@@ -1,0 +1,303 @@
+#pragma once
+
+#include <Kestrel/Root/ContainerStreams.h>
+#include <Kestrel/Root/Exceptions.h>
+#include <Kestrel/Root/Memory.h>
+
+#include <algorithm>
+#include <cstring>
+#include <initializer_list>
+#include <new>
+#include <span>
+#include <type_traits>
+#include <utility>
+
+namespace Mu {
+
+/// The capacity that an array of `capacity` elements grows to when it must hold `needed`: at least
+/// doubled. Throws OutOfMemoryException when the elements cannot be counted or addressed.
+KESTREL_API unsigned int GrowCapacity(unsigned int capacity, unsigned long long needed,
+                                      std::size_t elementSize);
+
+/// A growable vector in one block; pointers to elements are valid until it grows.
+///
+/// Memory:  none until the first element, then one block that doubles. Trivially copyable elements
+///          are moved by copying their bytes.
+/// Threads: one at a time.
+/// Failure: OutOfMemoryException, and the array is what it was before the call. So is what an
+///          element's own copy constructor throws. Indices are not checked.
+template <typename T>
+class Array {
+    static_assert(alignof(T) <= alignof(std::max_align_t));
+
+public:
+    using value_type = T;
+
+    Array() noexcept = default;
+    Array(std::initializer_list<T> values) { Append(values.begin(), Count(values.size())); }
+    Array(Array const & other) { Append(other.data, other.size); }
+    Array(Array && other) noexcept(std::is_nothrow_move_constructible_v<T>) { TakeFrom(other); }
+    ~Array() { Release(); }
+
+    Array & operator=(Array const & other) {
+        if (this != &other) {
+            Array copy(other);
+            *this = std::move(copy);
+        }
+        return *this;
+    }
+    Array & operator=(Array && other) noexcept(std::is_nothrow_move_constructible_v<T>) {
+        if (this != &other) {
+            Clear(true);
+            TakeFrom(other);
+        }
+        return *this;
+    }
+
+    unsigned int GetSize() const { return size; }
+    bool IsEmpty() const { return size == 0; }
+    unsigned int GetCapacity() const { return capacity; }
+
+    T & operator[](unsigned int index) { return data[index]; }
+    T const & operator[](unsigned int index) const { return data[index]; }
+    T & GetLast() { return data[size - 1]; }
+    T const & GetLast() const { return data[size - 1]; }
+    T * GetData() { return data; }
+    T const * GetData() const { return data; }
+
+    T * begin() { return data; }
+    T * end() { return data + size; }
+    T const * begin() const { return data; }
+    T const * end() const { return data + size; }
+    operator std::span<T const>() const { return {data, size}; }
+
+    /// At the end. The value may be an element of this array.
+    T & Push(T const & value) { return Emplace(value); }
+    T & Push(T && value) { return Emplace(std::move(value)); }
+
+    template <typename... Arguments>
+    T & Emplace(Arguments &&... arguments) {
+        if (size == capacity) {
+            // Made before the growth, which would move what the arguments may refer to.
+            T value(std::forward<Arguments>(arguments)...);
+            Reserve(static_cast<unsigned long long>(size) + 1);
+            ::new (static_cast<void *>(data + size)) T(std::move(value));
+        } else {
+            ::new (static_cast<void *>(data + size)) T(std::forward<Arguments>(arguments)...);
+        }
+        return data[size++];
+    }
+
+    /// Copies of `count` elements that lie outside this array.
+    void Append(T const * source, unsigned int count) {
+        Reserve(static_cast<unsigned long long>(size) + count);
+        unsigned int const before = size;
+        try {
+            for (unsigned int i = 0; i < count; ++i, ++size)
+                ::new (static_cast<void *>(data + size)) T(source[i]);
+        } catch (...) {
+            Truncate(before);
+            throw;
+        }
+    }
+
+    /// In front of the element at `index`, which is at most the size.
+    T & Insert(unsigned int index, T value) {
+        Emplace(std::move(value));
+        std::rotate(data + index, data + size - 1, data + size);
+        return data[index];
+    }
+
+    void Delete(unsigned int index) {
+        std::move(data + index + 1, data + size, data + index);
+        Truncate(size - 1);
+    }
+    void DeleteLast() { Truncate(size - 1); }
+    /// The last element, which leaves the array.
+    T Pop() {
+        T value(std::move(data[size - 1]));
+        Truncate(size - 1);
+        return value;
+    }
+
+    /// Keeps the first `count` elements, which is at most the size.
+    void Truncate(unsigned int count) {
+        while (size > count)
+            data[--size].~T();
+    }
+
+    /// Cuts, or adds default values at the end.
+    void SetSize(unsigned int count) {
+        Reserve(count);
+        unsigned int const before = size;
+        Truncate(std::min(size, count));
+        try {
+            for (; size < count; ++size)
+                ::new (static_cast<void *>(data + size)) T();
+        } catch (...) {
+            Truncate(before);
+            throw;
+        }
+    }
+
+    /// Room for at least `count` elements without growing.
+    void SetCapacity(unsigned int count) {
+        if (count > capacity)
+            MoveTo(count);
+    }
+
+    void Clear(bool keepCapacity = false) {
+        Truncate(0);
+        if (!keepCapacity)
+            Release();
+    }
+
+    unsigned int FindFirst(T const & value) const {
+        T const * const found = std::find(begin(), end(), value);
+        return found == end() ? NotFound : static_cast<unsigned int>(found - data);
+    }
+    bool Contains(T const & value) const { return FindFirst(value) != NotFound; }
+
+    friend bool operator==(Array const & a, Array const & b) {
+        return std::equal(a.begin(), a.end(), b.begin(), b.end());
+    }
+
+    /// The object form: a frame with the number of elements and each of them.
+    MuErrCode Write(OChannel & channel) const {
+        return ArrayPrivate::WriteElements(channel, *this);
+    }
+    MuErrCode Read(IChannel & channel) { return ArrayPrivate::ReadElements(channel, *this); }
+
+protected:
+    /// For an array with room of its own inside; that room must outlive it.
+    Array(T * inlineData, unsigned int inlineCapacity) noexcept
+        : data(inlineData), capacity(inlineCapacity), ownsBlock(0) {}
+
+    bool OwnsBlock() const { return ownsBlock; }
+
+    /// Takes the block of another array, or its elements where they lie inside it.
+    void TakeFrom(Array & other) {
+        if (other.ownsBlock && other.data != nullptr) {
+            Release();
+            data = std::exchange(other.data, nullptr);
+            size = std::exchange(other.size, 0);
+            capacity = other.capacity;
+            other.capacity = 0;
+            ownsBlock = 1;
+            return;
+        }
+        Reserve(other.size);
+        for (T & value : other)
+            Emplace(std::move(value));
+        other.Truncate(0);
+    }
+
+    void UseInline(T * inlineData, unsigned int inlineCapacity) noexcept {
+        data = inlineData;
+        capacity = inlineCapacity;
+        ownsBlock = 0;
+    }
+
+    void Release() {
+        Truncate(0);
+        if (!ownsBlock)
+            return;
+        DeleteArrayOperator(data);
+        data = nullptr;
+        capacity = 0;
+    }
+
+private:
+    static unsigned int Count(std::size_t count) {
+        return GrowCapacity(0, count, sizeof(T)) == 0 ? 0 : static_cast<unsigned int>(count);
+    }
+
+    void Reserve(unsigned long long needed) {
+        if (needed > capacity)
+            MoveTo(GrowCapacity(capacity, needed, sizeof(T)));
+    }
+
+    void MoveTo(unsigned int newCapacity) {
+        GrowCapacity(0, newCapacity, sizeof(T)); // refuses what cannot be addressed
+        std::size_t const bytes = static_cast<std::size_t>(newCapacity) * sizeof(T);
+        if constexpr (std::is_trivially_copyable_v<T>) {
+            T * const block = static_cast<T *>(ownsBlock ? ReallocateOperator(data, bytes)
+                                                         : NewArrayOperator(bytes));
+            if (block == nullptr)
+                ThrowOutOfMemory();
+            if (!ownsBlock && size > 0)
+                std::memcpy(static_cast<void *>(block), data, size * sizeof(T));
+            data = block;
+        } else {
+            T * const block = static_cast<T *>(NewArrayOperator(bytes));
+            if (block == nullptr)
+                ThrowOutOfMemory();
+            MoveElements(block);
+            if (ownsBlock)
+                DeleteArrayOperator(data);
+            data = block;
+        }
+        capacity = newCapacity;
+        ownsBlock = 1;
+    }
+
+    // Copies where moving could throw halfway, so that the old elements stay whole.
+    void MoveElements(T * block) {
+        unsigned int made = 0;
+        try {
+            for (; made < size; ++made)
+                ::new (static_cast<void *>(block + made)) T(std::move_if_noexcept(data[made]));
+        } catch (...) {
+            while (made > 0)
+                block[--made].~T();
+            DeleteArrayOperator(block);
+            throw;
+        }
+        for (unsigned int i = 0; i < size; ++i)
+            data[i].~T();
+    }
+
+    T * data = nullptr;
+    unsigned int size = 0;
+    unsigned int capacity : 31 = 0;
+    unsigned int ownsBlock : 1 = 1; // clear while data is the inline room of an ArrayFB
+};
+
+/// An Array with room for `n` elements inside itself, for the many that stay small. It can be
+/// passed as an Array; one that outgrew its room holds a block like any other.
+template <typename T, unsigned int n>
+class ArrayFB : public Array<T> {
+public:
+    ArrayFB() noexcept : Array<T>(Inline(), n) {}
+    ArrayFB(ArrayFB const & other) : ArrayFB() { this->Append(other.GetData(), other.GetSize()); }
+    ArrayFB(Array<T> const & other) : ArrayFB() { this->Append(other.GetData(), other.GetSize()); }
+    ArrayFB(ArrayFB && other) noexcept(std::is_nothrow_move_constructible_v<T>) : ArrayFB() {
+        this->TakeFrom(other);
+        other.Clear();
+    }
+    ~ArrayFB() { this->Truncate(0); }
+
+    ArrayFB & operator=(ArrayFB const & other) {
+        Array<T>::operator=(other);
+        return *this;
+    }
+    ArrayFB & operator=(ArrayFB && other) noexcept(std::is_nothrow_move_constructible_v<T>) {
+        Array<T>::operator=(std::move(other));
+        other.Clear();
+        return *this;
+    }
+
+    /// Without keeping the capacity, back to the room inside.
+    void Clear(bool keepCapacity = false) {
+        Array<T>::Clear(keepCapacity);
+        if (!keepCapacity)
+            this->UseInline(Inline(), n);
+    }
+
+private:
+    T * Inline() { return reinterpret_cast<T *>(room); }
+
+    alignas(T) unsigned char room[n * sizeof(T)];
+};
+
+} // namespace Mu

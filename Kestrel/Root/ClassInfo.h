@@ -1,0 +1,196 @@
+#pragma once
+
+#include <Kestrel/Root/ErrorCodes.h>
+#include <Kestrel/Root/Export.h>
+#include <Kestrel/Root/WindowsNames.h>
+
+namespace Mu {
+
+class CustomClassProperty;
+class Guid;
+class IChannel;
+class OChannel;
+class Object;
+class ClassInfo;
+
+/// The version of a class's written form: a new main version is another form, a new sub-version
+/// adds fields at the end.
+class KESTREL_API ClassVersion {
+public:
+    constexpr ClassVersion(unsigned char main = 0, unsigned char sub = 0) : main(main), sub(sub) {}
+    unsigned char GetMainVersion() const { return main; }
+    unsigned char GetSubVersion() const { return sub; }
+    /// Two bytes, through the channel's protocol.
+    MuErrCode Read(IChannel & channel);
+    MuErrCode Write(OChannel & channel) const;
+    friend bool operator==(ClassVersion const &, ClassVersion const &) = default;
+
+private:
+    unsigned char main;
+    unsigned char sub;
+};
+
+/// A short number of a class, made of its name.
+struct ClassType {
+    unsigned int first = 0;
+    unsigned int second = 0;
+};
+
+/// Flags that objects of a class begin with.
+class ObjectDefaults {
+public:
+    constexpr explicit ObjectDefaults(unsigned int bits = 0) : bits(bits) {}
+    operator unsigned int() const { return bits; }
+
+private:
+    unsigned int bits;
+};
+
+class CustomClassPropertyValue {
+public:
+    constexpr explicit CustomClassPropertyValue(unsigned int value = 0) : value(value) {}
+    unsigned int GetValueUInt32() const { return value; }
+
+private:
+    unsigned int value;
+};
+
+/// One thing that a class record tells beside its name. An empty one tells nothing.
+class KESTREL_API ClassProperty {
+public:
+    using Constructor = Object * (*)();
+
+    constexpr ClassProperty() = default;
+    constexpr ClassProperty(ClassVersion version) : kind(Kind::Version), version(version) {}
+    /// A base class, whose record need not be constructed yet.
+    constexpr ClassProperty(ClassInfo const & base) : kind(Kind::Base), base(&base) {}
+    constexpr ClassProperty(Constructor make) : kind(Kind::Constructor), make(make) {}
+    constexpr ClassProperty(ObjectDefaults defaults) : kind(Kind::Defaults), defaults(defaults) {}
+    constexpr ClassProperty(CustomClassProperty const & property, CustomClassPropertyValue value)
+        : kind(Kind::Custom), custom(&property), customValue(value) {}
+    /// The oldest version that the class still reads.
+    static constexpr ClassProperty OldVersion(ClassVersion version) {
+        ClassProperty property(version);
+        property.kind = Kind::OldVersion;
+        return property;
+    }
+
+private:
+    friend class ClassInfo;
+    enum class Kind { None, Version, OldVersion, Base, Constructor, Defaults, Custom };
+
+    Kind kind = Kind::None;
+    ClassVersion version;
+    ObjectDefaults defaults;
+    ClassInfo const * base = nullptr;
+    Constructor make = nullptr;
+    CustomClassProperty const * custom = nullptr;
+    CustomClassPropertyValue customValue;
+};
+
+/// The record of a class whose objects are written and read: its name and the version of its form.
+/// Each such class has one, static and constant; it tells the class manager of itself.
+///
+/// Memory:  none.
+/// Threads: any.
+/// Failure: none.
+class KESTREL_API ClassInfo {
+public:
+    /// The name is a literal, namespace included, and what a class is known by in files.
+    explicit ClassInfo(char const * name, ClassProperty first = {}, ClassProperty second = {},
+                       ClassProperty third = {}, ClassProperty fourth = {},
+                       ClassProperty fifth = {}, ClassProperty sixth = {},
+                       ClassProperty seventh = {}, ClassProperty eighth = {},
+                       ClassProperty ninth = {}, ClassProperty tenth = {});
+    ~ClassInfo();
+    ClassInfo(ClassInfo const &) = delete;
+    ClassInfo & operator=(ClassInfo const &) = delete;
+
+    class BaseClassEnumerator {
+    public:
+        virtual ~BaseClassEnumerator() = default;
+        /// True to go on.
+        virtual bool ClassInfoFound(ClassInfo const & base) = 0;
+    };
+
+    char const * GetName() const { return name; }
+    ClassType GetType() const;
+    /// The digest of the name.
+    Guid GetId() const;
+    /// 0.0 when the record tells none.
+    ClassVersion GetVersion() const;
+    ClassVersion GetOldVersion() const;
+    void EnumerateBaseClasses(BaseClassEnumerator * enumerator) const;
+    bool HasConstructor() const;
+    /// An object of the class on the heap, owned by the caller; null without a constructor.
+    Object * Construct() const;
+    ObjectDefaults GetObjectDefaults() const;
+    /// 0 for a property that the record does not tell.
+    CustomClassPropertyValue GetCustomPropertyValue(CustomClassProperty const & property) const;
+
+    /// What a frame header knows the class by.
+    unsigned int GetNameHash() const { return nameHash; }
+
+private:
+    friend class ClassManager;
+    static constexpr unsigned int PropertyCount = 10;
+    ClassProperty const * FindProperty(ClassProperty::Kind kind) const;
+
+    char const * name;
+    unsigned int nameHash;
+    ClassProperty properties[PropertyCount];
+    ClassInfo * next = nullptr; // in the class manager's list
+};
+
+class ClassInfoEnumerator {
+public:
+    virtual ~ClassInfoEnumerator() = default;
+    /// True to go on.
+    virtual bool ClassInfoFound(ClassInfo const & info) = 0;
+};
+
+/// Knows every class record of the process.
+///
+/// Threads: any. The enumerator is called under a lock and must not make or end a record.
+class KESTREL_API ClassManager {
+public:
+    void EnumerateClassInfos(ClassInfoEnumerator * enumerator) const;
+
+private:
+    friend class ClassInfo;
+    static void Add(ClassInfo & info);
+    static void Remove(ClassInfo & info);
+};
+
+KESTREL_API extern ClassManager classManager;
+
+/// A property that a host adds to class records. Static objects; each is known from its
+/// construction to its end.
+class KESTREL_API CustomClassProperty {
+public:
+    explicit CustomClassProperty(char const * name, unsigned int valueType = 0);
+    virtual ~CustomClassProperty();
+    CustomClassProperty(CustomClassProperty const &) = delete;
+    CustomClassProperty & operator=(CustomClassProperty const &) = delete;
+
+    class InstanceEnumerator {
+    public:
+        virtual ~InstanceEnumerator() = default;
+        /// True to go on.
+        virtual bool InstanceFound(CustomClassProperty const & property) = 0;
+    };
+    static void EnumerateInstances(InstanceEnumerator * enumerator);
+
+    char const * GetName() const { return name; }
+    /// 0: a 32-bit number, with or without a name.
+    unsigned int GetValueType() const { return valueType; }
+    /// The name of a value, or null.
+    virtual char const * GetValueName(unsigned int value) const;
+
+private:
+    char const * name;
+    unsigned int valueType;
+    CustomClassProperty * next = nullptr;
+};
+
+} // namespace Mu
