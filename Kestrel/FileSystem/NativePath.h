@@ -1,0 +1,70 @@
+#pragma once
+
+#include <Kestrel/Root/Export.h>
+#include <Kestrel/Root/UniString.h>
+
+#include <filesystem>
+#include <string_view>
+
+// The library names files by portable text on both platforms, `C:\a\b` or `\\host\share\x`. On
+// Windows that is the native path itself. On Linux a table of drives stands between the two: drive
+// `C:` is the folder `/` unless the environment says otherwise when the first path is converted,
+//
+//     KESTREL_DRIVES=C=/;D=/mnt/data;\\host\share=/srv/share
+//
+// and a share is known only when the table names it. A native path gets the drive whose folder is
+// its deepest ancestor. Every file name that Linux allows has a portable form and comes back from it
+// byte by byte:
+//
+//   - a byte that is no part of valid UTF-8 becomes the lone low surrogate U+DC00 plus the byte;
+//   - `\`, which separates names, becomes U+F05C within a name, and a U+F05C that a name really
+//     holds becomes three stray bytes as above.
+//
+// Other characters that Windows does not allow in names, as ":", stay what they are: the entry is
+// enumerated and goes along when its folder is copied or deleted, but its name is not legal, so that
+// the operations that ask for legality refuse it.
+//
+// Memory:  the texts'. Mu::OutOfMemoryException on shortage.
+// Threads: any.
+// Failure: false, with an empty text.
+
+namespace IO {
+
+/// One unit of the operating system's own path texts: a byte on Linux, a UTF-16 unit on Windows.
+using NativeUnit = std::filesystem::path::value_type;
+
+/// Whether the text is a native absolute path and no portable one: on Linux, one that begins with
+/// exactly one "/" and whose first name is no drive of the table. Never on Windows, where the two
+/// forms are one.
+KESTREL_API bool IsNativePath(Mu::UniString const & text);
+
+/// The portable form of a native absolute path. False for a relative path, and for one that lies
+/// under no drive and no share. "." and doubled separators vanish; ".." stays for the system to
+/// follow.
+KESTREL_API bool FromNativePath(std::basic_string_view<NativeUnit> native, Mu::UniString * path);
+/// The same for a path that came as text, as one typed by a user: on Linux, taken as UTF-8.
+KESTREL_API bool FromNativePath(Mu::UniString const & native, Mu::UniString * path);
+
+/// The native form of an absolute portable path, zero-terminated; its length, or 0 when there is
+/// none: the drive or share is unknown, a unit fits no native path (a zero, a lone surrogate other
+/// than those above), or it is longer than `size` units with its terminator. Whether anything has
+/// that path, or has it in another spelling, is not asked.
+KESTREL_API unsigned int ToNativePath(Mu::UniString const & path, NativeUnit * native,
+                                      unsigned int size);
+/// The same as text, for people to read.
+KESTREL_API bool ToNativePath(Mu::UniString const & path, Mu::UniString * native);
+
+/// For use with <filesystem>; empty when there is no native form.
+inline std::filesystem::path ToNativePath(Mu::UniString const & path) {
+    NativeUnit native[4096];
+    return std::filesystem::path(native, native + ToNativePath(path, native, 4096));
+}
+
+/// The same the other way; empty when there is no portable form.
+inline Mu::UniString FromNativePath(std::filesystem::path const & native) {
+    Mu::UniString path;
+    FromNativePath(std::basic_string_view<NativeUnit>(native.native()), &path);
+    return path;
+}
+
+} // namespace IO

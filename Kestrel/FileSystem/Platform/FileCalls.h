@@ -1,0 +1,282 @@
+#pragma once
+
+#include <cstddef>
+#include <string_view>
+
+namespace IO {
+
+/// A path or name in the portable form, `C:\a\b` or `\\host\share\x` on both platforms, of UTF-16
+/// units. Need not be zero-terminated. "/" separates like `\`.
+using PathText = std::u16string_view;
+
+inline PathText MakePathText(unsigned short const * units, std::size_t length) {
+    return PathText(reinterpret_cast<char16_t const *>(units), length);
+}
+
+/// Where an operation puts a text: `size` units at `units`. The text and its terminating zero must
+/// fit, or the call fails with FileError::MoreData; `length` counts without the zero.
+struct TextBuffer {
+    char16_t * units;
+    unsigned int size;
+    unsigned int length;
+
+    PathText GetText() const { return PathText(units, length); }
+};
+
+/// An open file. Null is none; who made it closes it.
+using FileHandle = void *;
+/// An enumeration under way. Null is none; who began it ends it by FindClose.
+using FindHandle = void *;
+
+/// The numbers of the errors that the library tells apart. Others may come as well.
+namespace FileError {
+inline constexpr unsigned int None = 0;
+inline constexpr unsigned int InvalidFunction = 1;
+inline constexpr unsigned int FileNotFound = 2; ///< the last name of the path
+inline constexpr unsigned int PathNotFound = 3; ///< a name before the last
+inline constexpr unsigned int TooManyOpenFiles = 4;
+inline constexpr unsigned int AccessDenied = 5;
+inline constexpr unsigned int InvalidHandle = 6;
+inline constexpr unsigned int NotEnoughMemory = 8;
+inline constexpr unsigned int NotSameDevice = 17;
+inline constexpr unsigned int NoMoreFiles = 18; ///< FindNextFile: the end, no failure
+inline constexpr unsigned int WriteProtect = 19;
+inline constexpr unsigned int WriteFault = 29;
+inline constexpr unsigned int ReadFault = 30;
+inline constexpr unsigned int GeneralFailure = 31;
+inline constexpr unsigned int SharingViolation = 32;
+inline constexpr unsigned int LockViolation = 33;
+inline constexpr unsigned int HandleDiskFull = 39;
+inline constexpr unsigned int FileExists = 80;
+inline constexpr unsigned int InvalidParameter = 87;
+inline constexpr unsigned int DiskFull = 112;
+inline constexpr unsigned int InvalidName = 123;
+inline constexpr unsigned int NegativeSeek = 131;
+inline constexpr unsigned int DirNotEmpty = 145;
+inline constexpr unsigned int AlreadyExists = 183;
+inline constexpr unsigned int MoreData = 234;
+inline constexpr unsigned int Directory = 267; ///< a folder was asked for, and it is none
+inline constexpr unsigned int InvalidTime = 1901;
+} // namespace FileError
+
+namespace FileAttribute {
+inline constexpr unsigned int ReadOnly = 0x1;
+inline constexpr unsigned int Folder = 0x10;
+inline constexpr unsigned int Normal = 0x80;
+/// Only on Linux, where it says "a symbolic link"; see FileCalls::MarksLinks.
+inline constexpr unsigned int Link = 0x400;
+} // namespace FileAttribute
+
+namespace FileAccess {
+inline constexpr unsigned int None = 0; ///< bound by no share mode
+inline constexpr unsigned int Read = 0x80000000u;
+inline constexpr unsigned int Write = 0x40000000u;
+} // namespace FileAccess
+
+namespace FileShare {
+inline constexpr unsigned int None = 0;
+inline constexpr unsigned int Read = 1;
+inline constexpr unsigned int Write = 2;
+} // namespace FileShare
+
+namespace FileDisposition {
+inline constexpr unsigned int CreateNew = 1;
+inline constexpr unsigned int CreateAlways = 2;
+inline constexpr unsigned int OpenExisting = 3;
+inline constexpr unsigned int OpenAlways = 4;
+inline constexpr unsigned int TruncateExisting = 5;
+} // namespace FileDisposition
+
+/// Among the attributes of CreateFile: reaches a folder too.
+inline constexpr unsigned int FileFlagBackupSemantics = 0x2000000;
+
+namespace DriveType {
+inline constexpr unsigned int Unknown = 0;
+inline constexpr unsigned int NoRoot = 1; ///< there is no such drive
+inline constexpr unsigned int Removable = 2;
+inline constexpr unsigned int Fixed = 3;
+inline constexpr unsigned int Remote = 4;
+inline constexpr unsigned int CDRom = 5;
+inline constexpr unsigned int RamDisk = 6;
+} // namespace DriveType
+
+/// What FindFirstFile tells. Times count 100 ns from the start of 1601.
+struct FindData {
+    unsigned int attributes;
+    unsigned long long creationTime;
+    unsigned long long lastWriteTime;
+    unsigned long long size; ///< never 0 for a symbolic link
+    unsigned int nameLength;
+    char16_t name[260];
+
+    PathText GetName() const { return PathText(name, nameLength); }
+    bool IsFolder() const { return (attributes & FileAttribute::Folder) != 0; }
+    /// "." and "..", which an enumeration may hand out.
+    bool IsDots() const {
+        return nameLength <= 2 && name[0] == u'.' && (nameLength == 1 || name[1] == u'.');
+    }
+};
+
+/// How reading a link went.
+enum class LinkStatus : unsigned char {
+    Done = 0,     ///< the target stands in the buffer
+    NotALink = 1, ///< something else, or nothing
+    Broken = 2,   ///< a link that names no target
+    Failed = 3
+};
+
+/// The operating system's file calls, as far as the library needs them, and its only way to them.
+/// Names and error numbers are those of Windows everywhere; paths are portable text.
+///
+/// An implementation translates and does nothing else: no retry, no log line. Recording of failures
+/// and the error mode round the marked calls stand above, in RecordingFileCalls.
+///
+/// On Linux a name finds an entry in another case when there is none in its own, and what would make
+/// a second entry whose name differs in case only is refused with FileExists or AlreadyExists. A
+/// path's last name is not followed when it is a symbolic link, except by CreateFile; the names
+/// before it are.
+///
+/// Memory:  none from the root except where told; nothing is thrown.
+/// Threads: any number at once, but one at a time on one handle.
+/// Failure: each call answers 0 or the error number; out-parameters are then as told for the call.
+class FileCalls {
+public:
+    virtual ~FileCalls() = default;
+
+    /// Only ReadOnly matters: with it the file is write-protected, without it it is not.
+    virtual unsigned int SetFileAttributes(PathText path, unsigned int attributes) = 0;
+    /// `*attributes` is 0 after a failure.
+    virtual unsigned int GetFileAttributes(PathText path, unsigned int * attributes) = 0;
+
+    /// Bytes that the user may still fill on the volume of the folder; 0 after a failure.
+    virtual unsigned int GetDiskFreeSpaceEx(PathText folder, unsigned long long * available) = 0;
+
+    /// Asks for one entry, or, with `*` as the last name, begins to enumerate a folder. Null in
+    /// `*find` after a failure. An enumeration tells names, the folder bit and the link bit; times,
+    /// size and the other attributes are certain only when the path named one entry.
+    virtual unsigned int FindFirstFile(PathText path, FindHandle * find, FindData * data) = 0;
+    /// NoMoreFiles behind the last entry.
+    virtual unsigned int FindNextFile(FindHandle find, FindData * data) = 0;
+    virtual unsigned int FindClose(FindHandle find) = 0;
+
+    /// Null in `*file` after a failure. `attributes` holds FileAttribute bits for a new file, and
+    /// FileFlagBackupSemantics. A new file that stands already: FileExists. The share modes that
+    /// are told apart on Linux are those of the seven open modes of FileEntry; another combination
+    /// is taken as the next stricter one of them. On Linux a folder that is opened for reading
+    /// without the flag is refused at the first read, not here: that saves each opening a call.
+    virtual unsigned int CreateFile(PathText path, unsigned int access, unsigned int share,
+                                    unsigned int disposition, unsigned int attributes,
+                                    FileHandle * file) = 0;
+    /// The handle is gone even after a failure.
+    virtual unsigned int CloseHandle(FileHandle file) = 0;
+
+    /// One file, with its write protection and modification time. Never overwrites; after any
+    /// failure there is no new target. A symbolic link is copied as a link.
+    virtual unsigned int CopyFile(PathText from, PathText to) = 0;
+    /// Files and folders. Never overwrites; NotSameDevice instead of copying.
+    virtual unsigned int MoveFile(PathText from, PathText to) = 0;
+    virtual unsigned int DeleteFile(PathText path) = 0;
+    /// AlreadyExists when something has the name.
+    virtual unsigned int CreateDirectory(PathText path) = 0;
+    /// DirNotEmpty when it is not.
+    virtual unsigned int RemoveDirectory(PathText path) = 0;
+
+    /// A null pointer leaves that time alone. Times a platform cannot hold: InvalidTime.
+    virtual unsigned int SetFileTime(FileHandle file, unsigned long long const * creationTime,
+                                     unsigned long long const * lastWriteTime) = 0;
+
+    virtual unsigned int GetSystemDirectory(TextBuffer * path) = 0;
+    /// The file of the running program.
+    virtual unsigned int GetModuleFileName(TextBuffer * path) = 0;
+    virtual unsigned int GetCurrentDirectory(TextBuffer * path) = 0;
+    /// With a final `\`.
+    virtual unsigned int GetTempPath(TextBuffer * path) = 0;
+    /// The path as its folders spell it.
+    virtual unsigned int GetLongPathName(PathText path, TextBuffer * longPath) = 0;
+    /// The folder of a CSIDL number. On Linux:
+    ///
+    ///   5   documents                 XDG_DOCUMENTS_DIR of user-dirs.dirs, else the home
+    ///   16  desktop                   XDG_DESKTOP_DIR, else ~/Desktop
+    ///   26  settings of the user      XDG_CONFIG_HOME, else ~/.config
+    ///   28  local data of the user    XDG_DATA_HOME, else ~/.local/share
+    ///   35  settings for all users    the first of XDG_CONFIG_DIRS, else /etc/xdg
+    ///   38  programs                  /usr/lib
+    ///   40  home                      HOME, else the home of the account
+    ///   43  shared components         /usr/local/lib
+    ///   46  documents for all users   the first of XDG_DATA_DIRS, else /usr/local/share
+    virtual unsigned int SHGetFolderPath(int folder, TextBuffer * path) = 0;
+
+    /// Succeeds when there is a volume with a medium behind the root.
+    virtual unsigned int GetVolumeInformation(PathText root) = 0;
+    /// The roots, as `C:\`, each ended by a zero; `length` counts these zeros.
+    virtual unsigned int GetLogicalDriveStrings(TextBuffer * drives) = 0;
+    /// A DriveType: this call has no failure.
+    virtual unsigned int GetDriveType(PathText root) = 0;
+
+    /// From the handle's position on, which moves behind what was read. Fewer bytes than asked for
+    /// come only at the end of the file. `*read` bytes did come even after a failure.
+    virtual unsigned int ReadFile(FileHandle file, char * destination, unsigned int count,
+                                  unsigned int * read) = 0;
+    /// Writes at the handle's position and moves it behind what was written. Writes all or fails;
+    /// after a failure `*written` bytes did reach the file.
+    virtual unsigned int WriteFile(FileHandle file, char const * source, unsigned int count,
+                                   unsigned int * written) = 0;
+    /// Cuts or lengthens the file to the handle's position. What is added reads as zeros.
+    virtual unsigned int SetEndOfFile(FileHandle file) = 0;
+    virtual unsigned int GetFileSizeEx(FileHandle file, unsigned long long * size) = 0;
+    virtual unsigned int FlushFileBuffers(FileHandle file) = 0;
+    /// `origin`: 0 from the beginning, 1 from the position, 2 from the end. `position` may be null.
+    /// Before the beginning: NegativeSeek, and the position stays.
+    virtual unsigned int SetFilePointerEx(FileHandle file, long long offset,
+                                          unsigned long long * position, unsigned int origin) = 0;
+
+    /// Whether FileAttribute::Link is set for each link and for nothing else, so that one call of
+    /// GetFileAttributes tells a link, a file and a folder apart, and an entry without the bit need
+    /// not be asked by ReadShellLink. Connecting to a file is held to that one call on Linux.
+    virtual bool MarksLinks() const = 0;
+    /// The absolute path that the link names, whether it exists or not. On Linux a link that leads
+    /// to another is followed to the last one's target.
+    virtual LinkStatus ReadShellLink(PathText path, TextBuffer * target) = 0;
+    /// Where links carry no description, it is dropped.
+    virtual unsigned int CreateShellLink(PathText path, PathText target, PathText description) = 0;
+
+    /// Whether the platform takes the two for one name: the user's locale, without regard to case.
+    virtual bool IsSameName(PathText a, PathText b) = 0;
+
+    /// Whether failures may bring up dialogs; answers the earlier mode. Kept per process. See
+    /// ErrorModeMark.
+    virtual unsigned int SetErrorMode(unsigned int mode) = 0;
+    /// The OS's own error number of this thread, for who must leave it as it was found.
+    virtual unsigned int GetLastError() = 0;
+    virtual void SetLastError(unsigned int error) = 0;
+    /// The OS's text for an error number, zero-terminated and cut to `size` bytes. The result is
+    /// its length; 0 when there is none.
+    virtual unsigned int FormatMessage(unsigned int error, char * text, unsigned int size) = 0;
+};
+
+/// The calls in use: recorded ones, over the platform's own or what SetFileCalls put there.
+FileCalls & GetFileCalls();
+/// The platform's own calls, with nothing above them.
+FileCalls & GetPlatformFileCalls();
+/// Puts other calls under the recording; null the platform's own. Answers what was there before.
+/// Not while another thread works with files.
+FileCalls & SetFileCalls(FileCalls * calls);
+
+/// Keeps system dialogs away, as for a drive without a disk, as long as it lives. RecordingFileCalls
+/// does that itself round the calls that need it, but for GetVolumeInformation.
+class ErrorModeMark {
+public:
+    static constexpr unsigned int NoDialogs = 0x8001;
+
+    explicit ErrorModeMark(FileCalls & calls)
+        : calls(calls), earlier(calls.SetErrorMode(NoDialogs)) {}
+    ~ErrorModeMark() { calls.SetErrorMode(earlier); }
+    ErrorModeMark(ErrorModeMark const &) = delete;
+    ErrorModeMark & operator=(ErrorModeMark const &) = delete;
+
+private:
+    FileCalls & calls;
+    unsigned int earlier;
+};
+
+} // namespace IO
