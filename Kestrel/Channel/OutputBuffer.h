@@ -1,11 +1,9 @@
 #pragma once
 
 #include <Kestrel/Channel/CopyBytes.h>
+#include <Kestrel/Root/Array.h>
 #include <Kestrel/Root/ErrorCodes.h>
 #include <Kestrel/Root/Export.h>
-#include <Kestrel/Root/Memory.h>
-
-#include <vector>
 
 namespace IO {
 
@@ -100,7 +98,7 @@ public:
     /// How many bytes the sink was given, those that it failed to take included.
     unsigned long long GetWrittenBytes() const { return writtenBytes; }
     bool IsEmpty() const { return GetDataSize() == 0; }
-    bool IsInMarkMode() const { return rewound || !marks.empty(); }
+    bool IsInMarkMode() const { return rewound || !marks.IsEmpty(); }
 
     MuErrCode GetStatus() const { return status; }
     void ResetOutputStatus() { status = NoError; }
@@ -132,17 +130,17 @@ private:
     bool StepToNextBlock();
     void ReturnToFirstBlock();
     void FreeBlocksFrom(unsigned int first);
-    unsigned int GetBlockCount() const { return static_cast<unsigned int>(blocks.size()); }
+    unsigned int GetBlockCount() const { return blocks.GetSize(); }
 
-    std::vector<char *, Mu::StdAllocator<char *>> blocks; // owned, of blockSize bytes each
+    Mu::ArrayFB<char *, 4> blocks; // owned, of blockSize bytes each
     unsigned int blockSize;
-    unsigned int currentBlock = 0; // index of the block with the write position
-    char * writePtr = nullptr;     // the write position; null without a block
-    char * blockEnd = nullptr;     // where it must stop in its block
-    bool rewound = false;          // the write position was taken back by PopMark
-    char * endPtr = nullptr;       // while rewound: the end of the data, in the last block
-    std::vector<unsigned int, Mu::StdAllocator<unsigned int>> marks; // positions, the last on top
-    BinOutput * binOutput;                                           // not owned, never null
+    unsigned int currentBlock = 0;      // index of the block with the write position
+    char * writePtr = nullptr;          // the write position; null without a block
+    char * blockEnd = nullptr;          // where it must stop in its block
+    bool rewound = false;               // the write position was taken back by PopMark
+    char * endPtr = nullptr;            // while rewound: the end of the data, in the last block
+    Mu::ArrayFB<unsigned int, 8> marks; // positions, the last on top
+    BinOutput * binOutput;              // not owned, never null
     unsigned long long writtenBytes = 0;
     bool bufferingEnabled = true;
     MuErrCode status = NoError;

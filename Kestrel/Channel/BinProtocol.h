@@ -1,0 +1,88 @@
+#pragma once
+
+#include <Kestrel/Root/IProtocol.h>
+#include <Kestrel/Root/OProtocol.h>
+
+namespace IO {
+
+/// Reads values in the library's own form: their bytes, low byte first, with no tag and no padding.
+///
+/// The default of all channels. The widths are those of the wire, whatever the host's types:
+///
+///     bool, char, unsigned char     1     the value's byte; a bool is true for any but 0
+///     short, unsigned short         2
+///     int, unsigned int             4
+///     long, unsigned long           4     the low 32 bits
+///     long long, unsigned long long 8
+///     float                         4     IEEE 754
+///     double, long double           8     IEEE 754
+///     void const *                  8     written only
+///     Mu::Guid                      16    as it lies in memory
+///     char *                        4 + n the length as unsigned int, then the bytes
+///     Mu::Object                    ?     what its own Read and Write do
+///
+/// For a peer of another byte order or character set, see PlatformProtocol.h.
+///
+/// Memory:  none.
+/// Threads: any number at once; there is no state.
+/// Failure: statuses. An end of input between two values is EOI; inside of one it is what
+///          Mu::IChannel::ConvertObjectReadError makes of it, and the value is not to be used.
+class KESTREL_API BinIProtocol : public Mu::IProtocol {
+public:
+    ~BinIProtocol() override;
+    MuErrCode Read(Mu::IChannel & channel, Mu::Guid & value) override;
+    MuErrCode Read(Mu::IChannel & channel, Mu::Object & value) override;
+    // Kept: trusts the writer with the length, and any failure is that of a broken object, also an
+    // end of input in front of the text. For bytes from outside, use ReadText.
+    MuErrCode Read(Mu::IChannel & channel, char * text) override;
+    MuErrCode Read(Mu::IChannel & channel, long double & value) override;
+    MuErrCode Read(Mu::IChannel & channel, double & value) override;
+    MuErrCode Read(Mu::IChannel & channel, float & value) override;
+    MuErrCode Read(Mu::IChannel & channel, unsigned long long & value) override;
+    MuErrCode Read(Mu::IChannel & channel, long long & value) override;
+    MuErrCode Read(Mu::IChannel & channel, unsigned long & value) override;
+    MuErrCode Read(Mu::IChannel & channel, long & value) override;
+    MuErrCode Read(Mu::IChannel & channel, unsigned int & value) override;
+    MuErrCode Read(Mu::IChannel & channel, int & value) override;
+    MuErrCode Read(Mu::IChannel & channel, unsigned short & value) override;
+    MuErrCode Read(Mu::IChannel & channel, short & value) override;
+    MuErrCode Read(Mu::IChannel & channel, unsigned char & value) override;
+    MuErrCode Read(Mu::IChannel & channel, char & value) override;
+    MuErrCode Read(Mu::IChannel & channel, bool & value) override;
+
+private:
+    static MuErrCode ReadData(Mu::IChannel & channel, char * destination, unsigned int count);
+};
+
+/// Writes values in the library's own form, as told at BinIProtocol.
+///
+/// Memory:  none.
+/// Threads: any number at once; there is no state.
+/// Failure: the channel's status; Error for a null text, of which nothing is written.
+class KESTREL_API BinOProtocol : public Mu::OProtocol {
+public:
+    ~BinOProtocol() override;
+    MuErrCode Write(Mu::OChannel & channel, Mu::Guid const & value) override;
+    MuErrCode Write(Mu::OChannel & channel, Mu::Object const & value) override;
+    MuErrCode Write(Mu::OChannel & channel, char const * text) override;
+    MuErrCode Write(Mu::OChannel & channel, void const * pointer) override;
+    MuErrCode Write(Mu::OChannel & channel, long double value) override;
+    MuErrCode Write(Mu::OChannel & channel, double value) override;
+    MuErrCode Write(Mu::OChannel & channel, float value) override;
+    MuErrCode Write(Mu::OChannel & channel, unsigned long long value) override;
+    MuErrCode Write(Mu::OChannel & channel, long long value) override;
+    MuErrCode Write(Mu::OChannel & channel, unsigned long value) override;
+    MuErrCode Write(Mu::OChannel & channel, long value) override;
+    MuErrCode Write(Mu::OChannel & channel, unsigned int value) override;
+    MuErrCode Write(Mu::OChannel & channel, int value) override;
+    MuErrCode Write(Mu::OChannel & channel, unsigned short value) override;
+    MuErrCode Write(Mu::OChannel & channel, short value) override;
+    MuErrCode Write(Mu::OChannel & channel, unsigned char value) override;
+    MuErrCode Write(Mu::OChannel & channel, char value) override;
+    MuErrCode Write(Mu::OChannel & channel, bool value) override;
+};
+
+KESTREL_API extern BinIProtocol binIProtocol;
+KESTREL_API extern BinOProtocol binOProtocol;
+
+} // namespace IO

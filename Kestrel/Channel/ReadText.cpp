@@ -1,0 +1,54 @@
+#include <Kestrel/Channel/ReadText.h>
+
+#include <Kestrel/Channel/Internal/Recode.h>
+#include <Kestrel/Channel/PlatformProtocol.h>
+#include <Kestrel/Root/IChannel.h>
+
+namespace IO {
+
+namespace {
+
+MuErrCode ReadLength(Mu::IChannel & channel, unsigned int capacity, unsigned int * length) {
+    MuErrCode const status = channel.Read(*length);
+    if (status != NoError) {
+        *length = 0;
+        return Mu::IChannel::ConvertObjectReadError(status);
+    }
+    return *length < capacity ? NoError : Error;
+}
+
+MuErrCode ReadBytes(Mu::IChannel & channel, char * text, unsigned int * length) {
+    unsigned int read = 0;
+    MuErrCode status = channel.ReadBin(text, *length, &read);
+    if (status == NoError && read < *length)
+        status = EOI; // a source that gave up without saying why
+    if (status != NoError) {
+        *length = 0;
+        status = Mu::IChannel::ConvertObjectReadError(status);
+    }
+    text[*length] = '\0';
+    return status;
+}
+
+} // namespace
+
+MuErrCode ReadText(Mu::IChannel & channel, char * text, unsigned int capacity,
+                   unsigned int * length) {
+    unsigned int size = 0;
+    unsigned int & told = length != nullptr ? *length : size;
+    told = 0;
+    if (text == nullptr || capacity == 0)
+        return Error;
+    text[0] = '\0';
+    Mu::PlatformSign sign = HostSign;
+    MuErrCode status = GetChannelIProtocolPlatform(channel, &sign);
+    if (status == NoError)
+        status = ReadLength(channel, capacity, &told);
+    if (status == NoError)
+        status = ReadBytes(channel, text, &told);
+    if (status == NoError)
+        Recode(sign, text, told, HostSign);
+    return status;
+}
+
+} // namespace IO
