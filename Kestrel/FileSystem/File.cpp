@@ -22,11 +22,10 @@ constexpr double ReservedRatio = 0.01;
 
 unsigned int AskCacheSize() {
     unsigned int size = 0;
-    MuPref::IRoot * root = MuPref::OpenRootKey(MuPref::RootKeyDomain::User);
+    MuPref::IRoot * root = MuPref::OpenRootKey(MuPref::UserDomain);
     if (root == nullptr)
         return 0;
-    if (!root->GetValue("Kestrel", "FileCacheSize", 0u, &size))
-        size = 0;
+    root->GetUInt("Kestrel", "FileCacheSize", 0, &size);
     MuPref::CloseRootKey(&root);
     return size;
 }

@@ -162,14 +162,11 @@ public:
 
 private:
     friend class File;
-    friend class FolderCopy;
-    friend class FolderEntryEnumerator;
 
     MuErrCode Connect();
     void ConnectOrCreate(OnNotFound onNotFound, Folder * parent);
     MuErrCode CreateInParent(Folder * parent);
     bool IsSameFileSystem(Folder const & other) const;
-    MuErrCode ReportExists(Name const & name, EntryType type) const;
     MuErrCode MoveBetweenFileSystems(Name const & from, Folder & target, Name const & to);
     MuErrCode Count(CountMode mode, unsigned int * count) const;
     template <typename AnyFolder, typename AnyCallback>

@@ -1,0 +1,191 @@
+#include <Kestrel/FileSystem/File.h>
+#include <Kestrel/FileSystem/Folder.h>
+#include <Kestrel/FileSystem/FolderEntry.h>
+#include <Kestrel/FileSystem/Internal/Report.h>
+
+namespace IO {
+
+using Level = ReportLine::Level;
+
+namespace {
+
+MuErrCode CopyEntryWithReadWrite(Folder const & source, Name const & from, Folder & target,
+                                 Name const & to);
+
+// What a file says becomes what a copy says.
+MuErrCode ToCopyCode(MuErrCode status) {
+    switch (status) {
+    case NoError: return NoError;
+    case EOO: return ErrDeviceFull;
+    case ErrFileAccessDenied: return ErrFolderAccessDenied;
+    default: return Error;
+    }
+}
+
+MuErrCode Pump(File & source, File & target) {
+    char buffer[16384];
+    for (;;) {
+        unsigned int got = 0;
+        MuErrCode const read = source.ReadBin(buffer, sizeof buffer, &got);
+        if (read != NoError && read != EOI)
+            return Error;
+        if (MuErrCode const written = target.WriteBin(buffer, got, nullptr); written != NoError)
+            return ToCopyCode(written);
+        if (read == EOI)
+            return NoError;
+    }
+}
+
+MuErrCode CopyFileWithReadWrite(Folder const & source, Name const & from, Folder & target,
+                                Name const & to) {
+    constexpr auto retry = AccessDeniedTreatment::RetryPrivate;
+    File in(source, from);
+    if (MuErrCode const opened = in.Open(File::OpenMode::ReadOnly, retry); opened != NoError)
+        return ToCopyCode(opened);
+    File out(target, to, File::OnNotFound::Create);
+    if (MuErrCode const opened = out.Open(File::OpenMode::WriteOnly, retry); opened != NoError)
+        return ToCopyCode(opened);
+    MuErrCode const pumped = Pump(in, out);
+    in.Close();
+    // The last bytes reach the device only here, so that this too can find it full.
+    MuErrCode const closed = out.Close();
+    return pumped != NoError ? pumped : ToCopyCode(closed);
+}
+
+struct FolderCopyState {
+    Folder & target;
+    MuErrCode failure;
+};
+
+bool CopyEntryWithReadWriteCallback(Folder const & folder, Name const & name, bool, void * data) {
+    FolderCopyState & state = *static_cast<FolderCopyState *>(data);
+    state.failure = CopyEntryWithReadWrite(folder, name, state.target, name);
+    return state.failure == NoError;
+}
+
+MuErrCode CopyFolderWithReadWrite(Folder const & source, Name const & from, Folder & target,
+                                  Name const & to) {
+    Folder const in(source, from);
+    Folder out(target, to, Folder::OnNotFound::Create);
+    if (out.GetStatus() != NoError)
+        return out.GetStatus();
+    FolderCopyState state{out, NoError};
+    MuErrCode const enumerated = in.Enumerate(CopyEntryWithReadWriteCallback, &state);
+    return enumerated != NoError ? enumerated : state.failure;
+}
+
+MuErrCode CopyEntryWithReadWrite(Folder const & source, Name const & from, Folder & target,
+                                 Name const & to) {
+    EntryType type;
+    if (MuErrCode const asked = source.GetType(from, &type); asked != NoError)
+        return asked;
+    switch (type) {
+    case EntryType::File: return CopyFileWithReadWrite(source, from, target, to);
+    case EntryType::Folder: return CopyFolderWithReadWrite(source, from, target, to);
+    default: return Error; // a link means nothing in another file system
+    }
+}
+
+MuErrCode CopyBetweenFileSystems(Folder const & source, Name const & from, Folder & target,
+                                 Name const & to) {
+    bool contained = false;
+    if (MuErrCode const asked = source.Contains(from, &contained); asked != NoError)
+        return asked;
+    if (!contained)
+        return ErrSourceNotFound;
+    if (MuErrCode const asked = target.Contains(to, &contained); asked != NoError)
+        return asked;
+    if (contained)
+        return ErrTargetExists;
+    MuErrCode const copied = CopyEntryWithReadWrite(source, from, target, to);
+    if (copied != NoError)
+        target.Delete(to, DataSafety::KeepProtected, AccessDeniedTreatment::RetryPrivate);
+    return copied;
+}
+
+// The status of an entry that stands for the code of a copy by reading and writing.
+FolderEntry::CopyStatus ToCopyStatus(MuErrCode code) {
+    using Status = FolderEntry::CopyStatus;
+    switch (code) {
+    case NoError: return Status::Done;
+    case ErrSourceNotFound: return Status::EntryNotFound;
+    case ErrTargetExists: return Status::TargetExists;
+    case ErrDeviceFull: return Status::DeviceFull;
+    case ErrFolderAccessDenied: return Status::AccessDenied;
+    default: return Status::Other;
+    }
+}
+
+} // namespace
+
+MuErrCode Folder::Copy(Name const & from, Folder & target, Name const & to) const {
+    if (Mu::IsNull(from) || Mu::IsNull(target) || Mu::IsNull(to))
+        return Error;
+    if (status != NoError)
+        return status;
+    if (target.status != NoError)
+        return target.status;
+    if (!(location != target.location))
+        return Error;
+    return const_cast<Folder *>(this)->Copy(from, target, to); // this one is not the target
+}
+
+MuErrCode Folder::Copy(Name const & from, Folder & target, Name const & to) {
+    static Outcome outcomes[] = {
+        {NoError, {Level::Info, "Copying entry \"%\" in folder \"%\" to \"%\" in folder \"%\""}},
+        {ErrSourceNotFound,
+         {Level::Error, "Copying entry \"%\" in folder \"%\" to \"%\" in folder "
+                        "\"%\": source is not found (OS errors: %)"}},
+        {ErrTargetExists,
+         {Level::Error, "Copying entry \"%\" in folder \"%\" to \"%\" in folder "
+                        "\"%\": target already exists (OS errors: %)"}},
+        {ErrDeviceFull,
+         {Level::Error, "Copying entry \"%\" in folder \"%\" to \"%\" in folder "
+                        "\"%\": device is full (OS errors: %)"}},
+        {ErrFolderAccessDenied,
+         {Level::Error, "Copying entry \"%\" in folder \"%\" to \"%\" in "
+                        "folder \"%\": access denied (OS errors: %)"}},
+        {Error,
+         {Level::Error, "Copying entry \"%\" in folder \"%\" to \"%\" in folder \"%\": "
+                        "unknown error (OS errors: %)"}},
+    };
+    if (Mu::IsNull(from) || Mu::IsNull(target) || Mu::IsNull(to))
+        return Error;
+    if (status != NoError)
+        return status;
+    if (target.status != NoError)
+        return target.status;
+    FolderEntry::CopyStatus const result =
+        IsSameFileSystem(target) ? entry->Copy(from, *target.entry, to)
+                                 : ToCopyStatus(CopyBetweenFileSystems(*this, from, target, to));
+    return ReportOutcome(outcomes, result, {from, location, to, target.location});
+}
+
+MuErrCode Folder::Copy(Name const & from, Name const & to) {
+    static Outcome outcomes[] = {
+        {NoError, {Level::Info, "Copying entry \"%\" to \"%\" in folder \"%\""}},
+        {ErrSourceNotFound,
+         {Level::Error, "Copying entry \"%\" to \"%\" in folder \"%\": entry is "
+                        "not found (OS errors: %)"}},
+        {ErrTargetExists,
+         {Level::Error, "Copying entry \"%\" to \"%\" in folder \"%\": target "
+                        "already exists (OS errors: %)"}},
+        {ErrDeviceFull,
+         {Level::Error, "Copying entry \"%\" to \"%\" in folder \"%\": device is "
+                        "full (OS errors: %)"}},
+        {ErrFolderAccessDenied,
+         {Level::Error, "Copying entry \"%\" to \"%\" in folder \"%\": "
+                        "access denied (OS errors: %)"}},
+        {Error,
+         {Level::Error, "Copying entry \"%\" to \"%\" in folder \"%\": unknown error (OS "
+                        "errors: %)"}},
+        {Error, {Level::Error, "Copying entry \"%\" to \"%\" in folder \"%\": internal error"}},
+    };
+    if (Mu::IsNull(from) || Mu::IsNull(to))
+        return Error;
+    if (status != NoError)
+        return status;
+    return ReportOutcome(outcomes, entry->Copy(from, *entry, to), {from, to, location});
+}
+
+} // namespace IO

@@ -1,0 +1,237 @@
+#include <Kestrel/FileSystem/Folder.h>
+
+#include <Kestrel/FileSystem/FileSystem.h>
+#include <Kestrel/FileSystem/FolderEntry.h>
+#include <Kestrel/FileSystem/Internal/Report.h>
+#include <Kestrel/Location/Internal/OSErrors.h>
+
+namespace IO {
+
+using Level = ReportLine::Level;
+
+MuErrCode Folder::Contains(Name const & name, bool * contained) const {
+    if (Mu::IsNull(name) || contained == nullptr)
+        return Error;
+    if (status != NoError)
+        return status;
+    EntryType type;
+    FolderEntry::GetTypeStatus const result = entry->GetType(name, &type);
+    ClearOSErrors();
+    switch (result) {
+    case FolderEntry::GetTypeStatus::Done:
+    case FolderEntry::GetTypeStatus::AccessDenied: *contained = true; return NoError;
+    case FolderEntry::GetTypeStatus::EntryNotFound: *contained = false; return NoError;
+    default: return Error;
+    }
+}
+
+MuErrCode Folder::GetType(Name const & name, EntryType * type) const {
+    if (Mu::IsNull(name) || type == nullptr)
+        return Error;
+    if (status != NoError)
+        return status;
+    FolderEntry::GetTypeStatus const result = entry->GetType(name, type);
+    ClearOSErrors();
+    switch (result) {
+    case FolderEntry::GetTypeStatus::Done: return NoError;
+    case FolderEntry::GetTypeStatus::AccessDenied: return ErrFolderAccessDenied;
+    case FolderEntry::GetTypeStatus::EntryNotFound: return ErrEntryNotFound;
+    default: return Error;
+    }
+}
+
+namespace {
+
+// The type of what a link leads to; a further link there stays a link.
+MuErrCode GetTargetType(Location const & link, EntryType * type) {
+    Location target;
+    if (!fileSystem.ResolveLocation(link, &target))
+        return Error;
+    if (target.IsRoot()) {
+        *type = EntryType::Folder;
+        return NoError;
+    }
+    Name name;
+    if (MuErrCode const moved = target.MoveLastLocalName(&name); moved != NoError)
+        return moved;
+    Folder const parent(target, Folder::OnNotFound::Report);
+    switch (parent.GetStatus()) {
+    case NoError: return parent.GetType(name, type);
+    case ErrFolderNotFound: return ErrEntryNotFound;
+    case ErrFolderAccessDenied: return ErrFolderAccessDenied;
+    default: return Error;
+    }
+}
+
+} // namespace
+
+MuErrCode Folder::GetResolvedType(Name const & name, EntryType * type) const {
+    MuErrCode const asked = GetType(name, type);
+    if (asked != NoError || *type != EntryType::Link)
+        return asked;
+    return GetTargetType(Location(location, name), type);
+}
+
+int Folder::GenerateUnusedName(Name * name, char const * base) {
+    if (base == nullptr)
+        return Error;
+    return GenerateUnusedName(name, Mu::UniString(base, MuMachineCharCode));
+}
+
+int Folder::GenerateUnusedName(Name * name, Mu::UniString const & base) {
+    if (name == nullptr || Mu::IsNull(base))
+        return Error;
+    return status != NoError ? status : static_cast<int>(entry->GenerateUnusedName(name, base));
+}
+
+int Folder::GenerateUnusedName(Name * name) {
+    return GenerateUnusedName(name, Mu::UniString());
+}
+
+int Folder::GenerateUnusedNameFromString(Name * name, Mu::UniString const & base,
+                                         Mu::UniString const & extension, unsigned short maxLength,
+                                         unsigned int * counter) {
+    if (name == nullptr || Mu::IsNull(base) || Mu::IsNull(extension))
+        return Error;
+    if (status != NoError)
+        return status;
+    return static_cast<int>(
+        entry->GenerateUnusedNameFromString(name, base, extension, maxLength, counter));
+}
+
+MuErrCode Folder::SetCreationTime(int const & time) {
+    static Outcome failures[] = {
+        {ErrFolderAccessDenied,
+         {Level::Error,
+          "Setting creation time of folder \"%\" in folder \"%\": access denied (OS errors: %)"}},
+        {ErrFolderInvalidTime,
+         {Level::Error, "Setting creation time of folder \"%\" in folder \"%\": invalid time is "
+                        "encountered (OS errors: %)"}},
+        {Error,
+         {Level::Error,
+          "Setting creation time of folder \"%\" in folder \"%\": unknown error (OS errors: %)"}},
+        {Error,
+         {Level::Error,
+          "Setting creation time of folder \"%\" in folder \"%\": internal error (OS errors: %)"}},
+    };
+    if (status != NoError)
+        return status;
+    return ReportFailure(failures, entry->SetCreationTime(time), {EntryOf{location}});
+}
+
+MuErrCode Folder::SetModificationTime(int const & time) {
+    static Outcome failures[] = {
+        {ErrFolderAccessDenied,
+         {Level::Error, "Setting modification time of folder \"%\" in folder \"%\": access denied "
+                        "(OS errors: %)"}},
+        {ErrFolderInvalidTime,
+         {Level::Error, "Setting modification time of folder \"%\" in folder \"%\": invalid time "
+                        "is encountered (OS errors: %)"}},
+        {Error,
+         {Level::Error, "Setting modification time of folder \"%\" in folder \"%\": unknown error "
+                        "(OS errors: %)"}},
+        {Error,
+         {Level::Error, "Setting modification time of folder \"%\" in folder \"%\": internal error "
+                        "(OS errors: %)"}},
+    };
+    if (status != NoError)
+        return status;
+    return ReportFailure(failures, entry->SetModificationTime(time), {EntryOf{location}});
+}
+
+MuErrCode Folder::GetCreationTime(int * time) const {
+    static Outcome failures[] = {
+        {ErrFolderAccessDenied,
+         {Level::Error,
+          "Querying creation time of folder \"%\" in folder \"%\": access denied (OS errors: %)"}},
+        {ErrFolderInvalidTime,
+         {Level::Error, "Querying creation time of folder \"%\" in folder \"%\": invalid time is "
+                        "encountered (OS errors: %)"}},
+        {Error,
+         {Level::Error,
+          "Querying creation time of folder \"%\" in folder \"%\": unknown error (OS errors: %)"}},
+        {Error,
+         {Level::Error,
+          "Querying creation time of folder \"%\" in folder \"%\": internal error (OS errors: %)"}},
+    };
+    if (time == nullptr)
+        return Error;
+    if (status != NoError)
+        return status;
+    return ReportFailure(failures, entry->GetCreationTime(time), {EntryOf{location}});
+}
+
+MuErrCode Folder::GetModificationTime(int * time) const {
+    static Outcome failures[] = {
+        {ErrFolderAccessDenied,
+         {Level::Error, "Querying modification time of folder \"%\" in folder \"%\": access denied "
+                        "(OS errors: %)"}},
+        {ErrFolderInvalidTime,
+         {Level::Error, "Querying modification time of folder \"%\" in folder \"%\": invalid time "
+                        "is encountered (OS errors: %)"}},
+        {Error,
+         {Level::Error, "Querying modification time of folder \"%\" in folder \"%\": unknown error "
+                        "(OS errors: %)"}},
+        {Error,
+         {Level::Error, "Querying modification time of folder \"%\" in folder \"%\": internal "
+                        "error (OS errors: %)"}},
+    };
+    if (time == nullptr)
+        return Error;
+    if (status != NoError)
+        return status;
+    return ReportFailure(failures, entry->GetModificationTime(time), {EntryOf{location}});
+}
+
+MuErrCode Folder::GetFreeSpace(unsigned long long * space) const {
+    static Outcome failures[] = {
+        {ErrFolderAccessDenied,
+         {Level::Error,
+          "Querying free space of folder \"%\" in folder \"%\": access denied (OS errors: %)"}},
+        {Error,
+         {Level::Error,
+          "Querying free space of folder \"%\" in folder \"%\": unknown error (OS errors: %)"}},
+        {Error,
+         {Level::Error,
+          "Querying free space of folder \"%\" in folder \"%\": internal error (OS errors: %)"}},
+    };
+    if (space == nullptr)
+        return Error;
+    if (status != NoError)
+        return status;
+    return ReportFailure(failures, entry->GetFreeSpace(space), {EntryOf{location}});
+}
+
+bool Folder::IsReadable() const {
+    return status == NoError && entry->IsReadable();
+}
+bool Folder::IsWriteable() const {
+    return status == NoError && entry->IsWriteable();
+}
+
+namespace {
+
+MuErrCode ToVolumeCode(FSEntry::AttributeStatus result) {
+    ClearOSErrors();
+    switch (result) {
+    case FSEntry::AttributeStatus::Done: return NoError;
+    case FSEntry::AttributeStatus::AccessDenied: return ErrFolderAccessDenied;
+    default: return Error;
+    }
+}
+
+} // namespace
+
+MuErrCode Folder::IsOnLocalVolume(bool * local) const {
+    if (local == nullptr)
+        return Error;
+    return status != NoError ? status : ToVolumeCode(entry->IsOnLocalVolume(local));
+}
+
+MuErrCode Folder::IsOnFixedVolume(bool * fixed) const {
+    if (fixed == nullptr)
+        return Error;
+    return status != NoError ? status : ToVolumeCode(entry->IsOnFixedVolume(fixed));
+}
+
+} // namespace IO
