@@ -1,0 +1,32 @@
+#pragma once
+
+#include <Kestrel/Channel/OChannelAdapter.h>
+#include <Kestrel/Root/MD5.h>
+
+namespace IO {
+
+/// Makes the MD5 digest of what is written to it. Keeps none of the bytes.
+///
+/// Memory:  the adapter's block of 16384 bytes.
+/// Threads: one at a time.
+/// Failure: only a shortage of memory: look at GetOutputStatus before you trust the digest.
+class KESTREL_API MD5Channel : public OChannelAdapter, public OutputBuffer::BinOutput {
+public:
+    MD5Channel();
+    /// Does not flush: without Finish there is no digest.
+    ~MD5Channel() override;
+
+    /// Flushes and tells the digest of everything written. Once: what is written afterwards begins
+    /// a new digest, as does a second Finish.
+    void Finish(MD5::FingerPrint * fingerPrint);
+    void SetDefaultOutputProtocol() override;
+
+private:
+    MuErrCode InternalWrite(char const * source, unsigned int count,
+                            unsigned int * written) override;
+
+    MD5::Generator generator;
+    bool finished = false; // told for those who look at a dump; nothing here asks
+};
+
+} // namespace IO

@@ -1,0 +1,43 @@
+#include <Kestrel/Channel/SubIChannel.h>
+
+#include <algorithm>
+
+namespace IO {
+
+SubIChannel::SubIChannel(Mu::IChannel * source, unsigned int length)
+    : IChannelAdapter(source->GetInputProtocol()), sourceChannel(source), dataLength(length) {
+    SetBinInput(*this);
+}
+
+SubIChannel::~SubIChannel() = default;
+
+MuErrCode SubIChannel::GetInputPosition(unsigned long long * position) const {
+    *position = consumed - GetDataSizeInInputBuffer();
+    return NoError;
+}
+
+MuErrCode SubIChannel::GetAvailable(unsigned long long * available) const {
+    *available =
+        static_cast<unsigned long long>(GetDataSizeInInputBuffer()) + dataLength - consumed;
+    return NoError;
+}
+
+void SubIChannel::SetDefaultInputProtocol() {
+    SetInputProtocol(sourceChannel->GetInputProtocol());
+}
+
+// Kept: the bytes asked for are told as read and counted as consumed, whatever arrived. A window
+// that its source cannot fill is as long as told, and the status says that its tail is void.
+MuErrCode SubIChannel::InternalRead(char * destination, unsigned int count, unsigned int * read) {
+    unsigned int const part = std::min(count, dataLength - consumed);
+    *read = part;
+    if (part == 0)
+        return count != 0 ? EOI : NoError;
+    MuErrCode const status = sourceChannel->ReadBin(destination, part, nullptr);
+    consumed += part;
+    if (status != NoError)
+        return status;
+    return part != count ? EOI : NoError;
+}
+
+} // namespace IO
