@@ -18,7 +18,7 @@ enum PlatformSign : unsigned short {
 /// Recodes `length` bytes of 8-bit text in place (-1: up to the zero byte). Equal signs, and signs
 /// that are none of the three, leave the text alone.
 ///
-/// The two sets differ in 18 characters. These are paired with each other instead of being replaced
+/// What only one of the two sets has is paired with what only the other has instead of being replaced
 /// by a mark, so that two different texts never become the same one, and a text that comes back is
 /// the one that was sent: names travel this way, and must still name their files.
 KESTREL_API void IVChars(Mu::PlatformSign origin, char * text, int length, MuCharCode code,

@@ -71,6 +71,7 @@ private:
     static char * NoText() noexcept { return const_cast<char *>(noText); }
     void Terminate(unsigned int newLength) noexcept;
     void Grow(unsigned int minimum);
+    MuErrCode ReadBytes(IChannel & channel, unsigned int count);
     void Reallocate(unsigned int newCapacity);
 
     static constexpr char noText[1] = {0};

@@ -27,8 +27,7 @@ public:
 
     template <std::integral T>
     FormatArgument(T value)
-        : kind(Kind::Number), isNegative(value < T(0)),
-          bits(static_cast<unsigned long long>(value)),
+        : kind(Kind::Number), bits(static_cast<unsigned long long>(value)),
           wide(sizeof(T) > 4 && !(std::is_same_v<T, long> && FitsIn32(value)) &&
                !(std::is_same_v<T, unsigned long> && value <= T(0xFFFFFFFFu))) {}
     template <typename T>
@@ -51,7 +50,6 @@ public:
         : kind(Kind::Pointer), bits(reinterpret_cast<std::uintptr_t>(pointer)), wide(true) {}
 
     Kind kind;
-    bool isNegative = false;
     unsigned long long bits = 0; // the number, sign-extended; the unit; the pointer
     bool wide = false;           // the number is of 64 bits, else of 32
     char const * narrow = nullptr;
@@ -71,7 +69,7 @@ public:
     enum class Kind { Signed, Unsigned, Narrow, Text };
 
     template <std::integral T>
-    ScanTarget(T * number)
+    requires(!std::is_same_v<T, bool>) ScanTarget(T * number)
         : kind(std::is_signed_v<T> ? Kind::Signed : Kind::Unsigned), target(number),
           size(sizeof(T)) {}
     /// Room for `n` bytes with the terminator; a longer field ends there.

@@ -12,6 +12,7 @@
 
 #include <functional>
 #include <iosfwd>
+#include <span>
 #include <string_view>
 #include <utility>
 
@@ -46,6 +47,7 @@ public:
     UniString(UniString && other) noexcept : units(NoUnits()) { Swap(other); }
     UniString(ConstSubstring const & text);
     UniString(Concatenation const & text);
+    UniString(Concatenation && text) noexcept;
     explicit UniString(std::u16string_view text) : UniString(ConstSubstring(text)) {}
 
     ClassInfo const & GetClassInfo() const override;
@@ -155,9 +157,8 @@ public:
     operator std::u16string_view() const { return {ToChar16(units), length}; }
 
     /// Knows %s (narrow), %ls (UTF-16), %c, %d, %i, %u, %x, %X, %p and %%, with '-', '0', '+', '#',
-    /// a width, a precision and any length letters, which change nothing. A text argument prints as
-    /// what it is, whichever of %s and %ls names it. A directive without a fitting argument prints
-    /// as it stands.
+    /// a width, a precision and any length letters, which change nothing: an argument prints as what
+    /// it is. A directive without a fitting argument prints as it stands.
     template <typename... Arguments>
     static UniString Printf(char const * format, Arguments const &... arguments) {
         FormatArgument const list[] = {FormatArgument(arguments)..., FormatArgument(0)};
@@ -166,8 +167,9 @@ public:
         return text;
     }
 
-    /// Knows %d, %i, %u, %x, %s, %c, %n (units taken so far, not counted as a field) and %%, with a
-    /// width, '*' and any length letters. Answers the number of fields stored.
+    /// Knows %d, %i, %u, %x, %s, %n (units taken so far, not counted as a field) and %%, with a
+    /// width, '*' for a field to pass over, and any length letters. Stops at the first directive
+    /// that the text or its target does not fit, and answers the number of fields stored.
     template <typename... Targets>
     int Scanf(char const * format, Targets... targets) const {
         int none;
@@ -179,15 +181,16 @@ public:
 
 private:
     static unsigned short * NoUnits() noexcept { return const_cast<unsigned short *>(noUnits); }
-    ConstSubstring Clamp(unsigned int from, unsigned int range) const;
+    std::span<unsigned short> GetRange(unsigned int from, unsigned int range);
+    bool Owns(ConstSubstring const & text) const;
     void Terminate(unsigned int newLength) noexcept;
     void Reallocate(unsigned int newCapacity);
-    void Grow(unsigned int minimum);
-    unsigned int CheckedSum(unsigned int more) const;
     unsigned short * MakeRoom(unsigned int from, unsigned int range, unsigned int newRange);
     void Replace(unsigned int from, unsigned int range, ConstSubstring const & text);
     MuErrCode ReadUnits(IChannel & channel, unsigned int count);
 
+    /// Fills a usual allocator's smallest block.
+    static constexpr unsigned int FirstCapacity = 11;
     static constexpr unsigned short noUnits[1] = {0};
 
     unsigned short * units;    // `noUnits`, never written, while the capacity is 0
