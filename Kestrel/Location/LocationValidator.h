@@ -1,7 +1,7 @@
 #pragma once
 
 #include <Kestrel/Location/Location.h>
-#include <Kestrel/Root/PlatformSign.h>
+#include <Kestrel/Root/PlatformConversion.h>
 #include <Kestrel/Root/UniChar.h>
 
 namespace IO {
@@ -27,6 +27,9 @@ public:
     virtual bool IsLegal(Location const & location) const;
     virtual bool IsLegal(Name const & name) const = 0;
     virtual bool IsLegalCharacter(Mu::UniChar unit) const = 0;
+
+    /// The validator of a platform, which the library keeps; null for a sign that has none.
+    static LocationValidator const * Find(Mu::PlatformSign sign);
 
     LocationValidator(LocationValidator const &) = delete;
     LocationValidator & operator=(LocationValidator const &) = delete;

@@ -1,0 +1,103 @@
+#include "Arguments.h"
+
+#include "Console.h"
+
+#include <Kestrel/FileSystem/FileSystem.h>
+#include <Kestrel/FileSystem/NativePath.h>
+
+#include <filesystem>
+
+#if defined(_WIN32)
+#include <windows.h>
+
+#include <shellapi.h>
+#endif
+
+namespace Tool {
+
+namespace fs = std::filesystem;
+
+#if defined(_WIN32)
+
+// The C run-time gives the arguments in the ANSI code page, which loses names.
+std::vector<std::string> GetArguments(int, char **) {
+    int count = 0;
+    wchar_t ** const wide = CommandLineToArgvW(GetCommandLineW(), &count);
+    std::vector<std::string> arguments;
+    for (int i = 1; i < count; ++i)
+        arguments.push_back(ToUtf8(Mu::UniString(reinterpret_cast<char16_t const *>(wide[i]))));
+    LocalFree(wide);
+    return arguments;
+}
+
+static fs::path ToNative(std::string const & argument) {
+    Mu::UniString const text = FromUtf8(argument);
+    return fs::path(std::u16string_view(text));
+}
+
+#else
+
+std::vector<std::string> GetArguments(int argc, char ** argv) {
+    return std::vector<std::string>(argv + 1, argv + argc);
+}
+
+static fs::path ToNative(std::string const & argument) {
+    return fs::path(argument);
+}
+
+#endif
+
+namespace {
+
+bool IsPortable(std::string const & text) {
+    bool const hasDrive =
+        text.size() >= 2 && text[1] == ':' && ((text[0] | 0x20) >= 'a' && (text[0] | 0x20) <= 'z');
+    return hasDrive || text.rfind("\\\\", 0) == 0;
+}
+
+// Relative to the library's idea of the current folder; "." and ".." are followed here, for a
+// location has no such names.
+IO::Location ToLocationFromHere(fs::path const & relative) {
+    IO::Location current;
+    Mu::UniString here;
+    if (IO::fileSystem.GetSpecialLocation(IO::SpecLocId::CurrentFolder, &current) != IO::NoError ||
+        current.ToPath(&here) != IO::NoError)
+        return IO::Location(u"");
+    fs::path joined = (IO::ToNativePath(here) / relative).lexically_normal();
+    if (!joined.has_filename() && joined != joined.root_path())
+        joined = joined.parent_path();
+    return IO::Location(IO::FromNativePath(joined));
+}
+
+} // namespace
+
+IO::Location ToLocation(std::string const & argument) {
+    if (argument.find("://") != std::string::npos || IsPortable(argument))
+        return IO::Location(FromUtf8(argument));
+    fs::path const native = ToNative(argument);
+    if (native.is_absolute())
+        return IO::Location(IO::FromNativePath(native));
+    return ToLocationFromHere(native);
+}
+
+std::string ToText(IO::Location const & location) {
+    Mu::UniString path;
+    Mu::UniString native;
+    if (location.ToPath(&path) != IO::NoError) {
+        location.ToLogText(&path);
+        return ToUtf8(path);
+    }
+    return ToUtf8(IO::ToNativePath(path, &native) ? native : path);
+}
+
+IO::Location GetTarget(std::string const & target, IO::Location const & source) {
+    IO::Location location = ToLocation(target);
+    IO::EntryType type;
+    IO::Name name;
+    if (location.IsValid() && IO::fileSystem.EstimateResolvedType(location, &type) == IO::NoError &&
+        type == IO::EntryType::Folder && source.GetLastLocalName(&name) == IO::NoError)
+        location.AppendToLocal(name);
+    return location;
+}
+
+} // namespace Tool

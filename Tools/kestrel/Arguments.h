@@ -1,0 +1,23 @@
+#pragma once
+
+#include <Kestrel/Location/Location.h>
+
+#include <string>
+#include <vector>
+
+namespace Tool {
+
+/// The arguments of the process in UTF-8, without the program's name. On Linux the bytes as given.
+std::vector<std::string> GetArguments(int argc, char ** argv);
+
+/// The location that an argument means: a URL, a portable path, a native path, or a path relative
+/// to the current folder. Not healthy when it means none.
+IO::Location ToLocation(std::string const & argument);
+
+/// The location in the form that people of this platform expect.
+std::string ToText(IO::Location const & location);
+
+/// Where a copy, move or link named `target` really goes: into it, when it is a folder.
+IO::Location GetTarget(std::string const & target, IO::Location const & source);
+
+} // namespace Tool

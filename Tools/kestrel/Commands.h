@@ -1,0 +1,39 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace Tool {
+
+class Console;
+
+/// What the command line gave; each command looks at its own.
+struct Options {
+    std::vector<std::string> paths;
+    std::string source;
+    std::string target;
+    bool longForm = false;
+    bool append = false;
+    bool force = false;
+    bool recursive = false;
+    bool parents = false;
+};
+
+// Each command answers the exit code of the process.
+int List(Options const & options, Console & console);
+int Stat(Options const & options, Console & console);
+int Special(Options const & options, Console & console);
+int Mounts(Options const & options, Console & console);
+
+int Cat(Options const & options, Console & console);
+int Write(Options const & options, Console & console);
+
+int Copy(Options const & options, Console & console);
+int Move(Options const & options, Console & console);
+int Remove(Options const & options, Console & console);
+int MakeFolder(Options const & options, Console & console);
+int Link(Options const & options, Console & console);
+
+int ShowPath(Options const & options, Console & console);
+
+} // namespace Tool

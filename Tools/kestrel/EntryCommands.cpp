@@ -1,0 +1,76 @@
+#include "Arguments.h"
+#include "Commands.h"
+#include "Console.h"
+
+#include <Kestrel/FileSystem/FileSystem.h>
+#include <Kestrel/FileSystem/Folder.h>
+
+namespace Tool {
+
+namespace {
+
+// Someone waits for the answer, so that a denial is an error whatever the location.
+constexpr auto Retry = IO::AccessDeniedTreatment::RetryAlways;
+
+IO::DataSafety GetSafety(Options const & options) {
+    return options.force ? IO::DataSafety::IgnoreProtection : IO::DataSafety::KeepProtected;
+}
+
+int RemoveOne(std::string const & path, Options const & options, Console & console) {
+    IO::Location const location = ToLocation(path);
+    IO::EntryType type;
+    MuErrCode status = IO::fileSystem.GetType(location, &type);
+    if (status == IO::NoError && type == IO::EntryType::Folder && !options.recursive)
+        return console.Fail(path + " is a folder; say -r to delete it with all that is in it");
+    if (status == IO::NoError)
+        status = IO::fileSystem.Delete(location, GetSafety(options), Retry);
+    return console.Finish(status, path);
+}
+
+} // namespace
+
+int Copy(Options const & options, Console & console) {
+    IO::Location const source = ToLocation(options.source);
+    IO::Location const target = GetTarget(options.target, source);
+    return console.Finish(IO::fileSystem.Copy(source, target), options.source);
+}
+
+int Move(Options const & options, Console & console) {
+    IO::Location const source = ToLocation(options.source);
+    IO::Location const target = GetTarget(options.target, source);
+    return console.Finish(IO::fileSystem.Move(source, target, GetSafety(options)), options.source);
+}
+
+int Remove(Options const & options, Console & console) {
+    int result = 0;
+    for (std::string const & path : options.paths)
+        result |= RemoveOne(path, options, console);
+    return result;
+}
+
+int MakeFolder(Options const & options, Console & console) {
+    int result = 0;
+    for (std::string const & path : options.paths) {
+        IO::Location const location = ToLocation(path);
+        result |= console.Finish(options.parents ? IO::fileSystem.CreateFolderTree(location)
+                                                 : IO::fileSystem.CreateFolder(location),
+                                 path);
+    }
+    return result;
+}
+
+int Link(Options const & options, Console & console) {
+    IO::Location const source = ToLocation(options.source);
+    if (source.GetStatus() != IO::NoError)
+        return console.Finish(source.GetStatus(), options.source);
+    IO::Location parent = GetTarget(options.target, source);
+    IO::Name name;
+    MuErrCode status = parent.MoveLastLocalName(&name);
+    if (status == IO::NoError) {
+        IO::Folder folder(parent);
+        status = folder.CreateLink(name, source);
+    }
+    return console.Finish(status, options.target);
+}
+
+} // namespace Tool

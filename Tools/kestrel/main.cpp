@@ -1,0 +1,111 @@
+#include "Arguments.h"
+#include "Commands.h"
+#include "Console.h"
+
+#include <CLI/CLI.hpp>
+
+#include <algorithm>
+#include <exception>
+#include <iostream>
+
+#if defined(_WIN32)
+#include <windows.h>
+#endif
+
+namespace {
+
+using Command = int (*)(Tool::Options const &, Tool::Console &);
+
+/// The command line as CLI11 sees it, and the command that it chose.
+class Interface {
+public:
+    Interface() : app("Files and folders by portable paths, native paths and URLs.", "kestrel") {
+        app.require_subcommand(1);
+        app.fallthrough();
+        app.add_flag("-v,--verbose", verbose, "Show all lines that the library logs");
+        AddListing();
+        AddContent();
+        AddEntries();
+        Add("path", "Show how a text is understood as a path", Tool::ShowPath)
+            ->add_option("TEXT", options.source, "A path or a URL")
+            ->required();
+    }
+
+    int Run(std::vector<std::string> arguments) {
+        std::reverse(arguments.begin(), arguments.end()); // as CLI11 wants a vector
+        try {
+            app.parse(arguments);
+        } catch (CLI::ParseError const & e) {
+            return app.exit(e) == 0 ? 0 : 2;
+        }
+        Tool::Console console(verbose);
+        return chosen(options, console);
+    }
+
+private:
+    CLI::App * Add(char const * name, char const * description, Command command) {
+        CLI::App * const subcommand = app.add_subcommand(name, description);
+        subcommand->callback([this, command] { chosen = command; });
+        return subcommand;
+    }
+
+    void AddListing() {
+        CLI::App * const list = Add("ls", "List folders", Tool::List);
+        list->add_flag("-l,--long", options.longForm, "With type, size and time");
+        list->add_option("PATH", options.paths, "Folders or files; the current folder if none");
+        Add("stat", "Show what is known of entries", Tool::Stat)
+            ->add_option("PATH", options.paths)
+            ->required();
+        Add("special", "Show the special locations", Tool::Special);
+        Add("mounts", "Show the drives and mounted file systems", Tool::Mounts);
+    }
+
+    void AddContent() {
+        Add("cat", "Write files to standard output", Tool::Cat)
+            ->add_option("FILE", options.paths)
+            ->required();
+        CLI::App * const write = Add("write", "Write standard input to a file", Tool::Write);
+        write->add_flag("-a,--append", options.append, "Behind what the file holds");
+        write->add_option("FILE", options.target)->required();
+    }
+
+    void AddEntries() {
+        AddSourceAndTarget(Add("cp", "Copy a file or a folder", Tool::Copy));
+        CLI::App * const move = Add("mv", "Move or rename a file or a folder", Tool::Move);
+        move->add_flag("-f,--force", options.force, "Even when it is write-protected");
+        AddSourceAndTarget(move);
+        CLI::App * const remove = Add("rm", "Delete entries", Tool::Remove);
+        remove->add_flag("-f,--force", options.force, "Even when they are write-protected");
+        remove->add_flag("-r,--recursive", options.recursive, "Folders with all that is in them");
+        remove->add_option("PATH", options.paths)->required();
+        CLI::App * const make = Add("mkdir", "Make folders", Tool::MakeFolder);
+        make->add_flag("-p,--parents", options.parents, "With those above them that are missing");
+        make->add_option("PATH", options.paths)->required();
+        AddSourceAndTarget(Add("ln", "Make a link at TARGET that leads to SOURCE", Tool::Link));
+    }
+
+    void AddSourceAndTarget(CLI::App * command) {
+        command->add_option("SOURCE", options.source)->required();
+        command->add_option("TARGET", options.target, "A new name, or a folder to go into")
+            ->required();
+    }
+
+    CLI::App app;
+    Tool::Options options;
+    Command chosen = nullptr;
+    bool verbose = false;
+};
+
+} // namespace
+
+int main(int argc, char ** argv) {
+#if defined(_WIN32)
+    SetConsoleOutputCP(CP_UTF8);
+#endif
+    try {
+        return Interface().Run(Tool::GetArguments(argc, argv));
+    } catch (std::exception const & e) {
+        std::cerr << "kestrel: " << e.what() << "\n";
+        return 1;
+    }
+}
