@@ -1,18 +1,28 @@
 #pragma once
 
+namespace Mu {
+class LogComposer;
+}
+
 namespace IO {
 
 // The failures of the operating system since the last log line, as one text for the next. The whole
 // process shares it, so a line may show what another thread met; nothing depends on its content.
+//
+// Threads: any. None of these throws.
 
 /// Appends an entry, behind ", " when there is one already. A shortage of memory makes the text
 /// invalid until ClearOSErrors.
-void AddOSError(char const * text);
+void AddOSError(char const * text) noexcept;
 
-/// The text, or null when it is invalid. It may change under the reader; who composes a log line
-/// uses AppendOSErrors.
-char const * GetOSErrors();
+/// The text, or null when it is invalid. Another thread may change it under the reader's eyes; who
+/// composes a log line uses AppendOSErrors.
+char const * GetOSErrors() noexcept;
 
-void ClearOSErrors();
+/// Makes the text the composer's next value; an invalid one counts as empty.
+void AppendOSErrors(Mu::LogComposer & composer) noexcept;
+
+/// For after the line is out. Gives back the memory of a long text.
+void ClearOSErrors() noexcept;
 
 } // namespace IO

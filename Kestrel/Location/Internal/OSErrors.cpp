@@ -1,0 +1,93 @@
+#include <Kestrel/Location/Internal/OSErrors.h>
+
+#include <Kestrel/Location/CLib.h>
+#include <Kestrel/Root/Lock.h>
+#include <Kestrel/Root/LogLine.h>
+#include <Kestrel/Root/Memory.h>
+
+#include <algorithm>
+
+namespace IO {
+
+namespace {
+
+class OSErrors {
+public:
+    constexpr OSErrors() = default;
+
+    void Add(char const * entry) {
+        char const * const separator = length == 0 ? "" : ", ";
+        unsigned int const added = CLib::StrLen(separator) + CLib::StrLen(entry);
+        if (!valid || !Reserve(length + added + 1)) {
+            valid = false;
+            return;
+        }
+        CLib::StrCpy(text + length, separator);
+        CLib::StrCat(text + length, entry);
+        length += added;
+    }
+
+    void Clear() {
+        if (text != inside)
+            BMKillPtr(&text);
+        text = inside;
+        capacity = InsideSize;
+        length = 0;
+        inside[0] = 0;
+        valid = true;
+    }
+
+    char const * Get() const { return valid ? text : nullptr; }
+
+    Mu::SpinLock lock;
+
+private:
+    bool Reserve(unsigned int size) {
+        if (size <= capacity)
+            return true;
+        unsigned int const newCapacity = std::max(size, 2 * capacity);
+        char * larger = BMAllocatePtr(newCapacity, 0, 0);
+        if (larger == nullptr)
+            return false;
+        CLib::StrCpy(larger, text);
+        if (text != inside)
+            BMKillPtr(&text);
+        text = larger;
+        capacity = newCapacity;
+        return true;
+    }
+
+    static constexpr unsigned int InsideSize = 256;
+
+    char inside[InsideSize] = {};
+    char * text = inside; // `inside`, or a block of its own
+    unsigned int capacity = InsideSize;
+    unsigned int length = 0; // < capacity
+    bool valid = true;
+};
+
+constinit OSErrors errors;
+
+} // namespace
+
+void AddOSError(char const * text) noexcept {
+    Mu::LockGuard guard(errors.lock);
+    errors.Add(text);
+}
+
+char const * GetOSErrors() noexcept {
+    Mu::LockGuard guard(errors.lock);
+    return errors.Get();
+}
+
+void AppendOSErrors(Mu::LogComposer & composer) noexcept {
+    Mu::LockGuard guard(errors.lock);
+    composer.Append(errors.Get());
+}
+
+void ClearOSErrors() noexcept {
+    Mu::LockGuard guard(errors.lock);
+    errors.Clear();
+}
+
+} // namespace IO
