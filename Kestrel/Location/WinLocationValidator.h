@@ -14,6 +14,9 @@ public:
     bool IsLegalContent(Location const & location) const override;
     bool IsLegal(Name const & name) const override;
     bool IsLegalCharacter(Mu::UniChar unit) const override;
+
+private:
+    bool IsDrive(Name const & name) const;
 };
 
 } // namespace IO

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <Kestrel/Root/PlatformSign.h>
+#include <Kestrel/Root/PlatformConversion.h>
 
 namespace IO {
 
@@ -8,7 +8,7 @@ class LocationValidator;
 
 /// The sign that stands for the running platform in all questions of legality and in persisted
 /// locations, on every platform: the portable form of a path is that of Windows.
-inline constexpr Mu::PlatformSign RunningPlatform = static_cast<Mu::PlatformSign>(0x5757);
+inline constexpr Mu::PlatformSign RunningPlatform = Mu::WindowsSign;
 
 /// Makes the three validators that the library knows itself: Windows, Mac, and the Mac's second
 /// sign. The library calls it at its start; the questions below do it for who comes before that.
