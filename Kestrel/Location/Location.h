@@ -4,14 +4,17 @@
 #include <Kestrel/Location/CString.h>
 #include <Kestrel/Location/Name.h>
 #include <Kestrel/Root/ErrorCodes.h>
-#include <Kestrel/Root/FastLogger.h>
 #include <Kestrel/Root/Memory.h>
 #include <Kestrel/Root/Object.h>
-#include <Kestrel/Root/PlatformSign.h>
+#include <Kestrel/Root/PlatformConversion.h>
 #include <Kestrel/Root/UniString.h>
 
 #include <functional>
 #include <iosfwd>
+
+namespace Mu {
+class LogComposer;
+}
 
 namespace IO {
 
@@ -71,14 +74,17 @@ public:
     void Print(Mu::OChannel & channel) const override;
 
     /// Empty: the root of this machine.
-    Location() = default;
+    Location();
     Location(Location const & other);
+    /// The other is unhealthy afterwards, until something is assigned to it.
+    Location(Location && other) noexcept;
     Location(Location const & parent, Name const & name);
     /// As Set, whose answer becomes the status.
     explicit Location(Mu::UniString const & text);
     explicit Location(char const * text);
     explicit Location(char16_t const * text);
     Location & operator=(Location const & other);
+    Location & operator=(Location && other) noexcept;
 
     // Heap objects. On failure `*location` is null: ErrMemoryFull, or the status of an object that
     // was not healthy. Error: a null argument.
@@ -173,7 +179,7 @@ public:
     MuErrCode GetDifference(Location const & base, RelativeLocation * result) const;
 
     /// Asks the validator of this platform, once until the location changes. An object whose text
-    /// could not be understood is judged by what names it has.
+    /// could not be understood is asked about too, as one without names.
     bool IsLegal() const;
     /// Whether every known platform takes it.
     bool IsMultiplatform() const;
@@ -193,7 +199,22 @@ public:
 
 private:
     friend class LocationResolver;
-    friend struct LocationAccess;
+
+    template <typename... Arguments>
+    static MuErrCode Make(Location ** location, Arguments const &... arguments);
+
+    static constexpr unsigned int NotAsked = 2;
+    bool HasAddresses() const;
+    MuErrCode Check(bool nullArgument) const;
+    MuErrCode CheckChange(bool nullArgument);
+    bool Resolve(Mu::UniString const & text);
+    MuErrCode ReadFields(Mu::IChannel & channel, unsigned int subVersion);
+    MuErrCode ReadPlatformBlock(Mu::IChannel & channel);
+    MuErrCode ReadURLFields(Mu::IChannel & channel);
+    void WriteFields(Mu::OChannel & channel, unsigned int subVersion) const;
+    bool HasPlatformBlock(unsigned int subVersion) const;
+    MuErrCode AppendDifference(Location const & base, RelativeLocation * result) const;
+    MuErrCode FollowRelative(RelativeLocation const & relative);
 
     MuErrCode GetNetworkNameAttachment(unsigned int index, Name * name) const;
     MuErrCode SetNetworkNameAttachment(unsigned int index, Name const & name);
@@ -217,16 +238,16 @@ private:
     Mu::UniString userName;
     Mu::UniString password;
     unsigned short port = 0;
-    PDI * pdi = nullptr;               // owned
-    mutable unsigned int legality = 2; // what IsLegal answered: 0 legal, 1 illegal, 2 not asked
-    MuErrCode status = NoError;        // why the object could not be made or read
+    PDI * pdi = nullptr;                      // owned
+    mutable unsigned int legality = NotAsked; // what IsLegal answered: 0 legal, 1 illegal
+    MuErrCode status = NoError;               // why the object could not be made or read
 };
 
 /// The empty location, healthy from the library's start to its end.
 KESTREL_API extern Location const & localRoot;
 
 /// Puts the log text into a log line.
-KESTREL_API void Append(Mu::FastLogger::LogComposer & composer, Location const & location);
+KESTREL_API void Append(Mu::LogComposer & composer, Location const & location);
 
 /// The log text, in UTF-8.
 template <typename Traits>
@@ -234,8 +255,7 @@ std::basic_ostream<char, Traits> & operator<<(std::basic_ostream<char, Traits> &
                                               Location const & location) {
     Mu::UniString text;
     location.ToLogText(&text);
-    char const * const narrow = text.ToCStr(0, Mu::NotFound, static_cast<MuCharCode>(99));
-    return out << narrow;
+    return out << text;
 }
 
 } // namespace IO

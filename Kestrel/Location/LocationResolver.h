@@ -53,6 +53,12 @@ protected:
     // And to its private data. SetPDI takes what it is given; null clears.
     static Location::PDI * GetPDI(Location const & location);
     static void SetPDI(Location & location, Location::PDI * pdi);
+
+private:
+    friend class Location;
+
+    static MuErrCode SkipPDI(Mu::IChannel & channel);
+    static MuErrCode WriteNoPDI(Mu::OChannel & channel);
 };
 
 } // namespace IO

@@ -49,7 +49,7 @@ public:
     explicit RelativeLocation(Mu::UniString const & text);
     explicit RelativeLocation(char const * text);
     explicit RelativeLocation(char16_t const * text);
-    RelativeLocation & operator=(RelativeLocation const & other);
+    RelativeLocation & operator=(RelativeLocation const & other) = default;
 
     /// ErrMemoryFull when the address is invalid, else the status.
     MuErrCode GetStatus() const;
@@ -85,8 +85,6 @@ public:
     static bool IsRelativeURL(char const * text);
     /// "rel:///" and the names with "/" between them, "%" and "/" in a name escaped.
     MuErrCode ToURL(Mu::UniString * url) const;
-    /// Replaces the names by those of the URL. False, and nothing changed, for a text that is none.
-    bool ResolveURL(Mu::UniString const & url);
 
     /// An unhealthy object, or a null argument, is neither equal nor different to anything.
     bool operator==(RelativeLocation const & other) const;
@@ -94,8 +92,8 @@ public:
     /// Whether `other` begins with all of these names and goes on.
     bool IsAncestorOf(RelativeLocation const & other) const;
 
-    /// Asks the validator of this platform. An object whose text could not be understood is judged
-    /// by what names it has.
+    /// Asks the validator of this platform. An object whose text could not be understood is asked
+    /// about too, as one without names.
     bool IsLegal() const;
     /// Whether every known platform takes all the names.
     bool IsMultiplatform() const;
@@ -107,6 +105,9 @@ private:
 
     void SetContent(unsigned short const * names);
     static bool IsURL(Mu::UniString const & text);
+    bool ResolveURL(Mu::UniString const & text);
+    bool Resolve(Mu::UniString const & text);
+    MuErrCode Check(bool nullArgument) const;
 
     Address address;
     MuErrCode status = NoError; // why the object could not be made or read
@@ -117,9 +118,8 @@ template <typename Traits>
 std::basic_ostream<char, Traits> & operator<<(std::basic_ostream<char, Traits> & out,
                                               RelativeLocation const & location) {
     Name name;
-    for (unsigned int i = 0; i < location.GetLength(); ++i)
-        if (location.GetName(i, &name) == NoError)
-            out << (i == 0 ? "" : "/") << name;
+    for (unsigned int i = 0; location.GetName(i, &name) == NoError; ++i)
+        out << (i == 0 ? "" : "/") << name;
     return out;
 }
 

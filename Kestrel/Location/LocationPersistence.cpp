@@ -1,0 +1,142 @@
+#include <Kestrel/Location/Location.h>
+
+#include <Kestrel/Location/Internal/ValidatorTable.h>
+#include <Kestrel/Location/LocationResolver.h>
+#include <Kestrel/Root/ClassInfo.h>
+#include <Kestrel/Root/Frame.h>
+#include <Kestrel/Root/IChannel.h>
+#include <Kestrel/Root/OChannel.h>
+
+namespace IO {
+
+namespace {
+
+// The codes in files keep two kinds of networks that nobody runs any more: 1 and 3.
+constexpr Location::NetworkModel ModelOfCode[] = {
+    Location::FlatModel, Location::FlatModel, Location::HierarchicalModel, Location::SmbModel,
+    Location::SmbModel,  Location::NullModel, Location::UnknownModel,      Location::SchemeModel,
+};
+
+constexpr unsigned int HierarchicalCode = 2;
+constexpr unsigned int UnknownCode = 6;
+
+Location::NetworkModel ToModel(unsigned int code) {
+    return code < std::size(ModelOfCode) ? ModelOfCode[code] : Location::UnknownModel;
+}
+
+// The first version but one knows no schemes of a URL's own.
+unsigned int ToCode(Location::NetworkModel model, unsigned int subVersion) {
+    switch (model) {
+    case Location::FlatModel: return 0;
+    case Location::HierarchicalModel: return HierarchicalCode;
+    case Location::SmbModel: return 4;
+    case Location::NullModel: return 5;
+    case Location::UnknownModel: return UnknownCode;
+    case Location::SchemeModel: return subVersion < 2 ? HierarchicalCode : 7;
+    }
+    return UnknownCode;
+}
+
+// Of a flat name only the last counts: it stands where readers of the oldest form find it.
+unsigned int GetTailCount(Location::NetworkModel model) {
+    return model == Location::FlatModel || model == Location::SmbModel ? 1 : 0xFFFFFFFFu;
+}
+
+} // namespace
+
+Mu::ClassInfo const & Location::GetClassInfoStatic() {
+    static Mu::ClassInfo const classInfo("IO::Location", Mu::ClassProperty(Mu::ClassVersion(1, 2)));
+    return classInfo;
+}
+
+Mu::ClassInfo const & Location::GetClassInfo() const {
+    return GetClassInfoStatic();
+}
+
+bool Location::HasPlatformBlock(unsigned int subVersion) const {
+    return !IsLocal() || networkModel == UnknownModel || subVersion != 0;
+}
+
+MuErrCode Location::Write(Mu::OChannel & channel) const {
+    if (Mu::IsNull(channel))
+        return Error;
+    Mu::OutputFrame frame(channel, GetClassInfoStatic());
+    if (GetStatus() != NoError)
+        return NoError;
+    WriteFields(channel, frame.GetSubVersion());
+    return channel.GetOutputStatus();
+}
+
+// What a write answers stays in the channel's status.
+void Location::WriteFields(Mu::OChannel & channel, unsigned int subVersion) const {
+    (void)network.Write(channel, GetTailCount(networkModel));
+    (void)channel.Write(local);
+    (void)channel.Write(ToCode(networkModel, subVersion));
+    if (HasPlatformBlock(subVersion)) {
+        (void)channel.WriteUShort(RunningPlatform);
+        LocationResolver * const resolver = LocationResolver::GetInstance();
+        (void)(resolver != nullptr ? resolver->WritePDI(channel, *this)
+                                   : LocationResolver::WriteNoPDI(channel));
+    }
+    if (subVersion < 2)
+        return;
+    (void)channel.Write(scheme);
+    (void)channel.Write(userName);
+    (void)channel.Write(password);
+    (void)channel.Write(port);
+}
+
+MuErrCode Location::Read(Mu::IChannel & channel) {
+    if (Mu::IsNull(channel))
+        return Error;
+    Clear();
+    Mu::InputFrame frame(channel, GetClassInfoStatic());
+    if (frame.GetStatus() != NoError)
+        return frame.GetStatus();
+    if (frame.GetSubVersion() != 0 && frame.GetDataLength() == 0) {
+        status = Error;
+        return NoError;
+    }
+    return ReadFields(channel, frame.GetSubVersion());
+}
+
+MuErrCode Location::ReadFields(Mu::IChannel & channel, unsigned int subVersion) {
+    unsigned int code = 0;
+    MuErrCode result = channel.Read(network);
+    if (result == NoError)
+        result = channel.Read(local);
+    if (result == NoError)
+        result = channel.Read(code);
+    if (result != NoError)
+        return result;
+    networkModel = ToModel(code);
+    if (HasPlatformBlock(subVersion)) {
+        result = ReadPlatformBlock(channel);
+        if (result == NoError)
+            result = channel.GetInputStatus();
+    }
+    if (result == NoError && subVersion >= 2)
+        result = ReadURLFields(channel);
+    return result != NoError ? result : channel.GetInputStatus();
+}
+
+MuErrCode Location::ReadURLFields(Mu::IChannel & channel) {
+    for (Mu::UniString * text : {&scheme, &userName, &password}) {
+        MuErrCode const result = channel.Read(*text);
+        if (result != NoError)
+            return result;
+    }
+    return channel.Read(port);
+}
+
+MuErrCode Location::ReadPlatformBlock(Mu::IChannel & channel) {
+    unsigned short sign = 0;
+    MuErrCode const result = channel.Read(sign);
+    if (result != NoError)
+        return result;
+    LocationResolver * const resolver = LocationResolver::GetInstance();
+    return sign == RunningPlatform && resolver != nullptr ? resolver->ReadPDI(channel, *this)
+                                                          : LocationResolver::SkipPDI(channel);
+}
+
+} // namespace IO

@@ -1,0 +1,267 @@
+#include <Kestrel/Location/RelativeLocation.h>
+
+#include <Kestrel/Location/Internal/AddressNames.h>
+#include <Kestrel/Location/Internal/Guard.h>
+#include <Kestrel/Location/Internal/Resolvation.h>
+#include <Kestrel/Location/Internal/URLNames.h>
+#include <Kestrel/Location/Internal/ValidatorTable.h>
+#include <Kestrel/Location/LocationResolver.h>
+#include <Kestrel/Location/LocationValidator.h>
+#include <Kestrel/Root/ClassInfo.h>
+#include <Kestrel/Root/Frame.h>
+#include <Kestrel/Root/IChannel.h>
+#include <Kestrel/Root/LogLine.h>
+#include <Kestrel/Root/OChannel.h>
+
+namespace IO {
+
+RelativeLocation::RelativeLocation(Name const & name) {
+    if (!Mu::IsNull(name))
+        (void)address.Append(name); // a failure stays in the address
+}
+
+RelativeLocation::RelativeLocation(RelativeLocation const & parent, Name const & name)
+    : RelativeLocation(parent) {
+    (void)Append(name); // a failure stays in the address
+}
+
+RelativeLocation::RelativeLocation(Mu::UniString const & text) {
+    status = Set(text);
+}
+
+RelativeLocation::RelativeLocation(char const * text) {
+    status = Set(text);
+}
+
+RelativeLocation::RelativeLocation(char16_t const * text) {
+    status = Set(text);
+}
+
+RelativeLocation::~RelativeLocation() = default;
+
+MuErrCode RelativeLocation::GetStatus() const {
+    return address.GetStatus() == NoError ? status : ErrMemoryFull;
+}
+
+bool RelativeLocation::IsValid() const {
+    return GetStatus() == NoError && IsLegal();
+}
+
+MuErrCode RelativeLocation::Check(bool nullArgument) const {
+    return nullArgument ? Error : GetStatus();
+}
+
+MuErrCode RelativeLocation::GetName(unsigned int index, Name * name) const {
+    MuErrCode const refusal = Check(name == nullptr);
+    return refusal != NoError ? refusal : address.GetName(index, name);
+}
+
+MuErrCode RelativeLocation::SetName(unsigned int index, Name const & name) {
+    MuErrCode const refusal = Check(Mu::IsNull(name));
+    return refusal != NoError ? refusal : address.SetName(index, name);
+}
+
+MuErrCode RelativeLocation::DeleteName(unsigned int index) {
+    MuErrCode const refusal = GetStatus();
+    return refusal != NoError ? refusal : address.DeleteName(index);
+}
+
+MuErrCode RelativeLocation::GetLastName(Name * name) const {
+    MuErrCode const refusal = Check(name == nullptr);
+    return refusal != NoError ? refusal : address.GetLastName(name);
+}
+
+MuErrCode RelativeLocation::SetLastName(Name const & name) {
+    MuErrCode const refusal = Check(Mu::IsNull(name));
+    return refusal != NoError ? refusal : address.SetLastName(name);
+}
+
+MuErrCode RelativeLocation::DeleteLastName() {
+    MuErrCode const refusal = GetStatus();
+    return refusal != NoError ? refusal : address.DeleteLastName();
+}
+
+MuErrCode RelativeLocation::MoveLastName(Name * name) {
+    MuErrCode const refusal = GetLastName(name);
+    return refusal != NoError ? refusal : address.DeleteLastName();
+}
+
+MuErrCode RelativeLocation::Append(Name const & name) {
+    MuErrCode const refusal = Check(Mu::IsNull(name));
+    return refusal != NoError ? refusal : address.Append(name);
+}
+
+MuErrCode RelativeLocation::Append(RelativeLocation const & other) {
+    MuErrCode refusal = Check(Mu::IsNull(other));
+    if (refusal == NoError)
+        refusal = other.GetStatus();
+    return refusal != NoError ? refusal : address.Append(other.address);
+}
+
+void RelativeLocation::Clear() {
+    status = NoError;
+    address.Clear();
+}
+
+unsigned int RelativeLocation::GetLength() const {
+    return GetStatus() == NoError ? address.GetLength() : 0;
+}
+
+bool RelativeLocation::IsEmpty() const {
+    return GetStatus() != NoError || address.IsEmpty();
+}
+
+void RelativeLocation::SetContent(unsigned short const * names) {
+    if (names != nullptr)
+        (void)address.Set(names); // a failure stays in the address
+}
+
+MuErrCode RelativeLocation::Set(Mu::UniString const & text) {
+    if (Mu::IsNull(text))
+        return Error;
+    status = NoError;
+    return WithoutException([&] {
+        if (address.GetStatus() == NoError && !Resolve(text)) {
+            static Mu::ErrorLogLine line(RefusedTextFormat, "IO", nullptr);
+            LogRefusedText(line, text);
+            return ErrIllegalRelativeLocation;
+        }
+        return GetStatus();
+    });
+}
+
+MuErrCode RelativeLocation::Set(char const * text) {
+    return text == nullptr ? Error : WithoutException([&] { return Set(Mu::UniString(text)); });
+}
+
+MuErrCode RelativeLocation::Set(char16_t const * text) {
+    return text == nullptr ? Error : WithoutException([&] { return Set(Mu::UniString(text)); });
+}
+
+bool RelativeLocation::Resolve(Mu::UniString const & text) {
+    if (IsURL(text))
+        return ResolveURL(text);
+    LocationResolver * const resolver = LocationResolver::GetInstance();
+    return resolver != nullptr && resolver->PathToRelativeLocation(text, this);
+}
+
+bool RelativeLocation::IsRelativeURL(Mu::UniString const & text) {
+    return !Mu::IsNull(text) && IsURL(text);
+}
+
+bool RelativeLocation::IsRelativeURL(char const * text) {
+    return text != nullptr && IsSure([text] { return IsURL(Mu::UniString(text)); });
+}
+
+bool RelativeLocation::IsURL(Mu::UniString const & text) {
+    std::u16string_view rest = text;
+    std::size_t colon = rest.find(u':');
+    if (colon != rest.npos && IsURLWord(rest.substr(0, colon), u"url")) {
+        rest.remove_prefix(colon + 1);
+        colon = rest.find(u':');
+    }
+    return colon != rest.npos && IsURLWord(rest.substr(0, colon), u"rel");
+}
+
+MuErrCode RelativeLocation::ToURL(Mu::UniString * url) const {
+    MuErrCode const refusal = Check(url == nullptr);
+    if (refusal != NoError)
+        return refusal;
+    return WithoutException([&] {
+        Mu::UniString text("rel:///");
+        AppendNamesToURL(text, address, EscapedInRelativeURL);
+        url->Swap(text);
+        return NoError;
+    });
+}
+
+bool RelativeLocation::ResolveURL(Mu::UniString const & text) {
+    std::u16string_view const rest = SkipURLMark(text);
+    if (!IsURLWord(rest.substr(0, 4), u"rel:") || rest.substr(4, 3) != u"///")
+        return false;
+    Clear();
+    AppendNamesOfURL(address, rest.substr(7));
+    return true;
+}
+
+bool RelativeLocation::operator==(RelativeLocation const & other) const {
+    return GetStatus() == NoError && !Mu::IsNull(other) && other.GetStatus() == NoError &&
+           address == other.address;
+}
+
+bool RelativeLocation::operator!=(RelativeLocation const & other) const {
+    return GetStatus() == NoError && !Mu::IsNull(other) && other.GetStatus() == NoError &&
+           address != other.address;
+}
+
+bool RelativeLocation::IsAncestorOf(RelativeLocation const & other) const {
+    return GetStatus() == NoError && !Mu::IsNull(other) && other.GetStatus() == NoError &&
+           address.GetLength() < other.address.GetLength() &&
+           IsSure([&] { return BeginsWith(other.address, address); });
+}
+
+bool RelativeLocation::IsLegal() const {
+    if (address.GetStatus() != NoError ||
+        (status != NoError && status != ErrIllegalRelativeLocation))
+        return false;
+    return IsSure([this] {
+        LocationValidator const * const validator = GetValidator(RunningPlatform);
+        return validator != nullptr && validator->IsLegal(*this);
+    });
+}
+
+bool RelativeLocation::IsMultiplatform() const {
+    return GetStatus() == NoError && IsSure([this] {
+               return AllValidators([this](LocationValidator const & validator) {
+                   return validator.IsLegal(*this);
+               });
+           });
+}
+
+unsigned int RelativeLocation::GenerateHashValue() const {
+    return address.GenerateHashValue();
+}
+
+// RelativeLocation persists as one address in a frame of its own.
+
+Mu::ClassInfo const & RelativeLocation::GetClassInfoStatic() {
+    static Mu::ClassInfo const classInfo("IO::RelativeLocation",
+                                         Mu::ClassProperty(Mu::ClassVersion(1, 1)));
+    return classInfo;
+}
+
+Mu::ClassInfo const & RelativeLocation::GetClassInfo() const {
+    return GetClassInfoStatic();
+}
+
+MuErrCode RelativeLocation::Write(Mu::OChannel & channel) const {
+    if (Mu::IsNull(channel))
+        return Error;
+    Mu::OutputFrame frame(channel, GetClassInfoStatic());
+    return GetStatus() == NoError ? channel.Write(address) : channel.GetOutputStatus();
+}
+
+MuErrCode RelativeLocation::Read(Mu::IChannel & channel) {
+    if (Mu::IsNull(channel))
+        return Error;
+    Clear();
+    Mu::InputFrame frame(channel, GetClassInfoStatic());
+    if (frame.GetStatus() != NoError)
+        return frame.GetStatus();
+    if (frame.GetSubVersion() != 0 && frame.GetDataLength() == 0) {
+        status = Error;
+        return NoError;
+    }
+    return channel.Read(address);
+}
+
+void RelativeLocation::Print(Mu::OChannel & channel) const {
+    if (Mu::IsNull(channel))
+        return;
+    if (GetStatus() != NoError)
+        channel << "Error in RelativeLocation state!";
+    else
+        PrintNames(channel, address, MuMachineCharCode);
+}
+
+} // namespace IO
