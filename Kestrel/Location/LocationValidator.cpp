@@ -100,6 +100,10 @@ LocationValidator::LocationValidator(Mu::PlatformSign sign) {
 
 LocationValidator::~LocationValidator() = default;
 
+LocationValidator const * LocationValidator::Find(Mu::PlatformSign sign) {
+    return GetValidator(sign);
+}
+
 bool LocationValidator::IsLegal(RelativeLocation const & location) const {
     Name name;
     for (unsigned int i = 0, count = location.GetLength(); i < count; ++i)
