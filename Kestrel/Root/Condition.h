@@ -3,6 +3,7 @@
 #include <Kestrel/Root/Export.h>
 #include <Kestrel/Root/Lock.h>
 #include <Kestrel/Root/Timeout.h>
+#include <Kestrel/Root/WaitQueue.h>
 
 namespace Mu {
 
@@ -33,20 +34,12 @@ public:
     void WaitInterruptibly();
 
     /// Wakes the thread that has waited longest, if one waits.
-    void Notify();
-    void NotifyAll();
+    void Notify() { queue.Notify(); }
+    void NotifyAll() { queue.NotifyAll(); }
 
 private:
-    struct Waiter;
-
-    void Append(Waiter & waiter);
-    void WaitAs(Waiter & waiter);
-    bool Remove(Waiter & waiter);
-
     Lockable & lock;
-    LockCore queueLock;
-    Waiter * first = nullptr; // under queueLock: who waits, oldest first
-    Waiter * last = nullptr;
+    WaitQueue queue;
 };
 
 } // namespace Mu

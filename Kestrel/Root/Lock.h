@@ -71,7 +71,7 @@ private:
 };
 
 /// A lock that its holder may take again; it is free when it was left as often.
-class KESTREL_API ReentrantLock : public Lockable {
+class KESTREL_API ReentrantLock final : public Lockable {
 public:
     ReentrantLock();
     ReentrantLock(ReentrantLock const &) = delete;
@@ -85,7 +85,7 @@ private:
 };
 
 /// A lock that its holder must not take again: the second Enter throws instead of waiting for ever.
-class KESTREL_API Lock : public Lockable {
+class KESTREL_API Lock final : public Lockable {
 public:
     Lock();
     Lock(Lock const &) = delete;
@@ -101,7 +101,7 @@ private:
 
 /// A lock for a few instructions: it burns time instead of blocking, yields the processor after a
 /// while, and never throws. Not re-entrant. Usable before any constructor has run.
-class KESTREL_API SpinLock : public Lockable {
+class KESTREL_API SpinLock final : public Lockable {
 public:
     constexpr SpinLock() = default;
     SpinLock(SpinLock const &) = delete;

@@ -2,9 +2,13 @@
 
 #include <Kestrel/Root/Export.h>
 #include <Kestrel/Root/Lock.h>
+#include <Kestrel/Root/LogBlock.h>
 #include <Kestrel/Root/LogLine.h>
+#include <Kestrel/Root/Timeout.h>
+#include <Kestrel/Root/WaitQueue.h>
 
 #include <atomic>
+#include <cstdint>
 
 namespace Mu {
 
@@ -44,13 +48,15 @@ class KESTREL_API FastLogger {
 public:
     using LogComposer = Mu::LogComposer;
 
-    /// How the owner of the output takes part. The calls come one at a time, never inside a write.
+    /// How the owner of the output takes part. The calls come one at a time, never inside a write,
+    /// and must not change the output.
     class KESTREL_API Control {
     public:
         virtual ~Control() = default;
         /// Called between blocks of output. True: a new file was begun.
         virtual bool StartNewBlock() = 0;
-        /// Called after an error line was written, to bring it to safety.
+        /// Called after an error line was written, and by Flush: what was written must survive the
+        /// death of the process from now on.
         virtual void SeriousErrorEncountered() = 0;
         /// Nothing more will be written. The output is detached already.
         virtual void ApplicationTerminated() = 0;
@@ -86,7 +92,8 @@ public:
     void Attach(LogObserver & observer, LogSeverity least = LogSeverity::Trace) noexcept;
     void Detach(LogObserver & observer) noexcept;
 
-    /// Hands everything appended so far to the channel, and flushes the channel.
+    /// Hands everything appended so far to the channel, flushes it, and has the Control bring it to
+    /// safety.
     void Flush() noexcept;
     /// The process comes to its end: flushes, detaches the output and tells its Control.
     void Terminate() noexcept;
@@ -95,33 +102,45 @@ public:
     unsigned long long GetLostCount() const { return lost.load(std::memory_order_relaxed); }
 
 private:
-    struct Block;
-
     void AppendWanted(EventLogLine & line, LogComposer * composer) noexcept;
-    void AppendToBlock(EventLogLine & line, LogComposer const * composer, unsigned int thread);
-    void TellObservers(EventLogLine & line, LogComposer const * composer);
-    bool HandOver(bool serious);
-    void WriteBlock(Block & block);
-    bool EnterOutput();
+    void TellObservers(EventLogLine const & line, LogComposer const * composer);
     void UpdateWanted();
 
-    std::atomic<unsigned int> wanted = 0; // a bit for each severity
+    void AppendToOutput(EventLogLine const & line, LogComposer const * composer);
+    bool AddLine(EventLogLine const & line, LogComposer const * composer);
+    bool BeginTurn(Timeout const & timeout, unsigned long long target);
+    bool WaitForTurn(Timeout const & timeout);
+    void HandOverFull();
+    void HandOverSafely();
+    void TakeTurn(bool safely);
+    void WriteLines(bool safely);
+    void WritePiece(char const * bytes, std::size_t size);
+    void CountLost(char const * lines, std::size_t size);
+    Control * ReplaceOutput(OChannel * newChannel, Control * newControl);
+    void WaitForSilence();
+
+    // Three times a bit for each severity: wanted at all, by the output, by an observer.
+    std::atomic<unsigned int> wanted = 0;
     std::atomic<unsigned long long> lost = 0;
 
-    LockCore outputLock;          // held while the channel or the control is called
-    OChannel * channel = nullptr; // under outputLock
-    Control * control = nullptr;  // under outputLock
-    std::atomic<bool> hasOutput = false;
-    std::atomic<unsigned int> outputLevel = static_cast<unsigned int>(LogSeverity::Info);
+    LockCore lock;    // on all of these; nothing else is called under it
+    LogBlock filling; // where lines go
+    LogStamp stamp;
+    unsigned long long appended = 0; // lines, ever
+    unsigned long long secured = 0;  // those of them that were brought to safety
+    LogSeverity outputLevel = LogSeverity::Info;
+    std::uintptr_t writer = 0; // the thread whose turn it is to write, by its token, or 0
+    bool safetyWanted = false; // what the writer shall do before its turn ends
+    WaitQueue turnOver;
 
-    LockCore blockLock;        // taken inside outputLock or alone; nothing is taken inside
-    Block * filling = nullptr; // under blockLock: where lines go
-    Block * writing = nullptr; // under outputLock: on its way to the channel
-    std::atomic<bool> safetyWanted = false; // an error waits for a HandOver that is under way
+    OChannel * channel = nullptr; // changed under the lock while nobody writes, and used by
+    Control * control = nullptr;  // the writer without it
+    LogBlock writing;             // the writer's: on its way to the channel
 
     LockCore observerLock;             // held while an observer is called
     LogObserver * observers = nullptr; // under observerLock
-    bool telling = false;              // under observerLock: an observer is being called
+    LogObserver * next = nullptr;      // under observerLock: who will be told next
+    bool telling = false;              // under observerLock
 };
 
 KESTREL_API extern FastLogger logger;

@@ -127,9 +127,10 @@ public:
     static bool Interrupted();
 
     class State;
+    /// For the library's start of threads only: the whole life of the current one.
+    static void Run(State & state);
 
 private:
-    friend class State;
     explicit Thread(State & state);
 
     State * state; // shared with the running thread

@@ -1,0 +1,26 @@
+#pragma once
+
+#include <Kestrel/Root/Lock.h>
+#include <Kestrel/Root/Platform/SystemCalls.h>
+
+namespace Mu {
+
+/// Holds a lock core for places that must not fail: where the system refuses to wait, it tries
+/// again and again.
+class CoreGuard {
+public:
+    explicit CoreGuard(LockCore & core) : core(core) { Enter(core); }
+    ~CoreGuard() { core.Leave(); }
+    CoreGuard(CoreGuard const &) = delete;
+    CoreGuard & operator=(CoreGuard const &) = delete;
+
+    static void Enter(LockCore & core) {
+        while (!core.Enter())
+            Platform::YieldThread();
+    }
+
+private:
+    LockCore & core;
+};
+
+} // namespace Mu
