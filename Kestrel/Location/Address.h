@@ -126,16 +126,22 @@ private:
     explicit Address(Unset) noexcept {}
 
     void Release() noexcept;
-    MuErrCode ReadNames(Mu::IChannel & channel, unsigned int * count);
-    MuErrCode Adopt(unsigned int newNode);
+    MuErrCode ReadNames(Mu::IChannel & channel, unsigned int count);
+    MuErrCode ReadHead(Mu::IChannel & channel);
+    MuErrCode WriteNames(Mu::OChannel & channel, unsigned int from, unsigned int count) const;
 
     unsigned int node = NoNode;
 };
 
-/// The names in UTF-8, with "/" between them.
+/// The names in UTF-8, with "/" between them. An invalid address is shown as nothing.
 template <typename Traits>
 std::basic_ostream<char, Traits> & operator<<(std::basic_ostream<char, Traits> & stream,
-                                              Address const & address);
+                                              Address const & address) {
+    Name name;
+    for (unsigned int i = 0; address.GetName(i, &name) == NoError; ++i)
+        stream << (i == 0 ? "" : "/") << name;
+    return stream;
+}
 
 } // namespace IO
 

@@ -4,6 +4,7 @@
 #include <Kestrel/Root/UniString.h>
 
 #include <functional>
+#include <iosfwd>
 #include <string_view>
 
 namespace IO {
@@ -23,6 +24,7 @@ class KESTREL_API Name : public Mu::Object {
 public:
     Name();
     Name(Mu::UniString const & text);
+    Name(Mu::UniString && text) noexcept;
     /// The text is in the default character code.
     Name(char const * text);
     Name(char16_t const * text);
@@ -31,6 +33,7 @@ public:
     Name(Name && other) noexcept;
 
     Name & operator=(Mu::UniString const & text);
+    Name & operator=(Mu::UniString && text) noexcept;
     Name & operator=(char const * text);
     Name & operator=(char16_t const * text);
     Name & operator=(Name const & other);
@@ -92,10 +95,12 @@ public:
     bool operator==(Mu::UniString const & other) const;
     bool operator==(char const * other) const;
     bool operator==(char16_t const * other) const;
+    bool operator==(std::u16string_view other) const;
     bool operator!=(Name const & other) const;
     bool operator!=(Mu::UniString const & other) const;
     bool operator!=(char const * other) const;
     bool operator!=(char16_t const * other) const;
+    bool operator!=(std::u16string_view other) const;
 
     /// Whether the running platform takes this as a name.
     bool IsLegal() const;
@@ -106,15 +111,15 @@ public:
     unsigned int GenerateHashValue() const;
 
 private:
-    MuErrCode ReadText(Mu::IChannel & channel);
+    friend class Address; // reads names out of the tree straight into the text
 
     Mu::UniString text;
 };
 
 /// The text in UTF-8.
-template <typename Traits>
-std::basic_ostream<char, Traits> & operator<<(std::basic_ostream<char, Traits> & stream,
-                                              Name const & name);
+inline std::ostream & operator<<(std::ostream & stream, Name const & name) {
+    return stream << name.ToString();
+}
 
 } // namespace IO
 

@@ -1,0 +1,279 @@
+#include <Kestrel/Location/Address.h>
+
+#include <Kestrel/Location/Internal/AddressTree.h>
+#include <Kestrel/Location/Internal/Guard.h>
+#include <Kestrel/Location/Internal/NameText.h>
+#include <Kestrel/Location/Internal/PathNodes.h>
+#include <Kestrel/Location/NameEnumerator.h>
+#include <Kestrel/Root/ClassInfo.h>
+#include <Kestrel/Root/Exceptions.h>
+
+namespace IO {
+
+using Turn = AddressTree::Turn;
+
+static Mu::ConstSubstring KeyOf(Name const & name) {
+    return {name.ToString().GetUnits(), Mu::CountUnits(name.ToString().GetUnits())};
+}
+
+// What the node of an address answers after a change.
+static MuErrCode StatusOf(unsigned int node) {
+    return node == Address::NoNode ? ErrMemoryFull : NoError;
+}
+
+Mu::ClassInfo const & Address::GetClassInfoStatic() {
+    static Mu::ClassInfo const classInfo("IO::Address", Mu::ClassVersion(1, 2));
+    return classInfo;
+}
+
+Mu::ClassInfo const & Address::GetClassInfo() const {
+    return GetClassInfoStatic();
+}
+
+Address::Address() : node(Turn()->HoldRoot()) {}
+
+Address::Address(unsigned short const * names) {
+    Set(names);
+}
+
+Address::Address(char16_t const * names) {
+    Set(names);
+}
+
+Address::Address(Address const & other) : Mu::Object(other), node(other.node) {
+    if (node != NoNode)
+        Turn()->AddRef(node);
+}
+
+Address::Address(Address && other) noexcept : node(std::exchange(other.node, NoNode)) {}
+
+Address::~Address() {
+    Release();
+}
+
+Address & Address::operator=(Address const & other) {
+    if (node != other.node) {
+        Turn const tree;
+        if (other.node != NoNode)
+            tree->AddRef(other.node);
+        tree->Release(std::exchange(node, other.node));
+    }
+    return *this;
+}
+
+Address & Address::operator=(Address && other) noexcept {
+    if (this != &other) {
+        Release();
+        node = std::exchange(other.node, NoNode);
+    }
+    return *this;
+}
+
+// A hold that cannot be given back, because the lock fails, is lost: its nodes stay.
+void Address::Release() noexcept {
+    if (node == NoNode)
+        return;
+    try {
+        Turn()->Release(node);
+    } catch (Mu::SynchronizationException const &) {
+    }
+    node = NoNode;
+}
+
+MuErrCode Address::Set(unsigned short const * names) {
+    Turn const tree;
+    tree->Release(node);
+    node = tree->HoldRoot();
+    if (names == nullptr)
+        return GetStatus();
+    while (node != NoNode && *names != 0) {
+        unsigned int const length = Mu::CountUnits(names);
+        node = tree->Append(node, {names, length});
+        names += length + 1;
+    }
+    return GetStatus();
+}
+
+MuErrCode Address::Set(char16_t const * names) {
+    return Set(Mu::ToUnits(names));
+}
+
+void Address::Clear() {
+    Set(static_cast<unsigned short const *>(nullptr));
+}
+
+MuErrCode Address::GetStatus() const {
+    return StatusOf(node);
+}
+
+unsigned int Address::GetLength() const {
+    return node == NoNode ? 0 : Turn()->GetLength(node);
+}
+
+bool Address::IsEmpty() const {
+    return GetLength() == 0;
+}
+
+// What an index argument means for an address of that length.
+struct LastIndex {};
+static unsigned int Resolve(unsigned int index, unsigned int) {
+    return index;
+}
+static unsigned int Resolve(LastIndex, unsigned int length) {
+    return length - 1; // no index at all, when there is no name
+}
+
+// Calls the operation with the tree, the index and the node of the name there.
+template <typename Index, typename Operation>
+static MuErrCode WithName(unsigned int node, Index where, Operation const & operation) {
+    if (node == Address::NoNode)
+        return ErrMemoryFull;
+    Turn const tree;
+    unsigned int const length = tree->GetLength(node);
+    unsigned int const index = Resolve(where, length);
+    if (index >= length)
+        return Error;
+    return WithoutException(
+        [&] { return operation(*tree, index, tree->GetAncestor(node, length - 1 - index)); });
+}
+
+template <typename Index>
+static MuErrCode ReadName(unsigned int node, Index index, Mu::UniString & text) {
+    return WithName(node, index, [&](AddressTree & tree, unsigned int, unsigned int found) {
+        tree.ReadName(found, text);
+        return NoError;
+    });
+}
+
+template <typename Index>
+static MuErrCode ChangeName(unsigned int & node, Index index, Name const & name) {
+    return WithName(node, index, [&](AddressTree & tree, unsigned int at, unsigned int) {
+        node = tree.SetName(node, at, KeyOf(name));
+        return StatusOf(node);
+    });
+}
+
+template <typename Index>
+static MuErrCode RemoveName(unsigned int & node, Index index) {
+    return WithName(node, index, [&](AddressTree & tree, unsigned int at, unsigned int) {
+        node = tree.DeleteName(node, at);
+        return StatusOf(node);
+    });
+}
+
+MuErrCode Address::GetName(unsigned int index, Name * name) const {
+    return name == nullptr ? Error : ReadName(node, index, name->text);
+}
+
+MuErrCode Address::GetLastName(Name * name) const {
+    return name == nullptr ? Error : ReadName(node, LastIndex(), name->text);
+}
+
+MuErrCode Address::GetNameAttachment(unsigned int index, Name * attachment) const {
+    if (attachment == nullptr)
+        return Error;
+    return WithName(node, index, [&](AddressTree & tree, unsigned int, unsigned int found) {
+        Mu::UniString text;
+        tree.ReadStoredName(found, text);
+        attachment->text = AttachmentOf(text);
+        return NoError;
+    });
+}
+
+MuErrCode Address::SetName(unsigned int index, Name const & name) {
+    return Mu::IsNull(name) ? Error : ChangeName(node, index, name);
+}
+
+MuErrCode Address::SetLastName(Name const & name) {
+    return Mu::IsNull(name) ? Error : ChangeName(node, LastIndex(), name);
+}
+
+MuErrCode Address::SetNameAttachment(unsigned int index, Name const & attachment) {
+    if (Mu::IsNull(attachment))
+        return Error;
+    return WithName(node, index, [&](AddressTree & tree, unsigned int at, unsigned int found) {
+        Name name;
+        tree.ReadName(found, name.text);
+        if (!attachment.IsEmpty())
+            name.text = Mu::UniString("::<") + attachment.text + ">" + name.text;
+        node = tree.SetName(node, at, KeyOf(name));
+        return StatusOf(node);
+    });
+}
+
+MuErrCode Address::Append(Name const & name) {
+    if (Mu::IsNull(name))
+        return Error;
+    if (node != NoNode)
+        node = Turn()->Append(node, KeyOf(name));
+    return GetStatus();
+}
+
+MuErrCode Address::Append(Address const & other) {
+    if (Mu::IsNull(other))
+        return Error;
+    if (node == NoNode || other.node == NoNode)
+        return ErrMemoryFull;
+    node = Turn()->AppendPath(node, other.node, 0, false);
+    return GetStatus();
+}
+
+MuErrCode Address::DeleteName(unsigned int index) {
+    return RemoveName(node, index);
+}
+
+MuErrCode Address::DeleteLastName() {
+    return RemoveName(node, LastIndex());
+}
+
+MuErrCode Address::EnumerateNames(NameEnumerator * enumerator) const {
+    if (enumerator == nullptr)
+        return Error;
+    if (node == NoNode)
+        return ErrMemoryFull;
+    Turn const tree;
+    PathNodes const path(*tree, node);
+    Name name;
+    MuErrCode status = WithoutException([&] {
+        name.SetCapacity(32);
+        return NoError;
+    });
+    for (unsigned int i = 0; i < path.GetLength() && status == NoError; ++i) {
+        status = WithoutException([&] {
+            tree->ReadStoredName(path[i], name.text);
+            return NoError;
+        });
+        if (status == NoError)
+            enumerator->NameFound(name);
+    }
+    return status;
+}
+
+bool Address::operator==(Address const & other) const {
+    if (node == other.node)
+        return true;
+    if (node == NoNode || other.node == NoNode)
+        return false;
+    return Turn()->IsSamePath(node, other.node);
+}
+
+bool Address::operator<(Address const & other) const {
+    if (node == other.node || node == NoNode || other.node == NoNode)
+        return false;
+    return Turn()->IsPathLess(node, other.node);
+}
+
+unsigned int Address::GenerateHashValue() const {
+    return node == NoNode ? 0 : Turn()->GetHash(node);
+}
+
+void Address::CleanUp() {
+    Turn()->CleanUp();
+}
+
+void Address::PrintAddressTree(Mu::OChannel & channel) {
+    if (!Mu::IsNull(channel))
+        Turn()->Print(channel);
+}
+
+} // namespace IO

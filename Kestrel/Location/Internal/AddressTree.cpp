@@ -1,0 +1,301 @@
+#include <Kestrel/Location/Internal/AddressTree.h>
+
+#include <Kestrel/Location/Internal/NameText.h>
+#include <Kestrel/Location/Internal/PathNodes.h>
+#include <Kestrel/Location/NameComparer.h>
+#include <Kestrel/Root/CaseMapping.h>
+#include <Kestrel/Root/Exceptions.h>
+#include <Kestrel/Root/OChannel.h>
+
+#include <algorithm>
+#include <new>
+
+namespace IO {
+
+// Names of an address are weighed by this in its hash.
+static constexpr unsigned int HashFactor = 65599;
+
+static constexpr unsigned short RootName[] = {'R', 'o', 'o', 't'};
+
+// Made at the first use and never unmade: addresses that are static objects of a host may live
+// longer than any static object of this file would.
+AddressTree & AddressTree::GetInstance() {
+    alignas(AddressTree) static unsigned char place[sizeof(AddressTree)];
+    static AddressTree * const tree = new (place) AddressTree;
+    return *tree;
+}
+
+unsigned int AddressTree::HoldRoot() {
+    if (root == NoIndex && !MakeRoot())
+        return NoIndex;
+    ++nodes[root].referenceCounter;
+    return root;
+}
+
+bool AddressTree::MakeRoot() {
+    root = MakeNode(NoIndex, Mu::ConstSubstring(RootName, std::size(RootName)));
+    if (root == NoIndex)
+        return false;
+    nodes[root].referenceCounter = 0;
+    nodes.GetNote(root) = NodeTable::Note();
+    return true;
+}
+
+// A node with one count that is in no list yet.
+unsigned int AddressTree::MakeNode(unsigned int parent, Mu::ConstSubstring const & key) {
+    unsigned int const name = names.Store(key);
+    if (name == NoIndex)
+        return NoIndex;
+    unsigned int const node = nodes.Take();
+    if (node == NoIndex) {
+        names.Release(name);
+        return NoIndex;
+    }
+    nodes[node] = {.parent = parent, .name = name, .referenceCounter = 1};
+    return node;
+}
+
+void AddressTree::FillNote(unsigned int node, Mu::ConstSubstring const & key) {
+    NodeTable::Note const & above = nodes.GetNote(nodes[node].parent);
+    Mu::ConstSubstring const name = WithoutAttachment(key);
+    unsigned int const hash = Mu::HashUnitsUpperCased(name.GetUnits(), name.GetLength());
+    nodes.GetNote(node) = {.hash = HashFactor * above.hash + hash, .depth = above.depth + 1};
+}
+
+void AddressTree::AddRef(unsigned int node) {
+    for (; node != NoIndex; node = nodes[node].parent)
+        ++nodes[node].referenceCounter;
+}
+
+void AddressTree::Release(unsigned int node) {
+    if (!nodes.IsLive(node))
+        return;
+    while (node != NoIndex) {
+        unsigned int const parent = nodes[node].parent;
+        if (--nodes[node].referenceCounter == 0)
+            Remove(node);
+        node = parent;
+    }
+    if (nodes[root].referenceCounter == 0)
+        DestroyNodes();
+}
+
+void AddressTree::Remove(unsigned int node) {
+    if (nodes[node].name != NoIndex)
+        names.Release(nodes[node].name);
+    nodes[node].name = NoIndex;
+    if (node != root)
+        siblings.Unlink(node);
+    nodes.Put(node);
+}
+
+void AddressTree::DestroyNodes() {
+    nodes.Destroy();
+    siblings.Destroy();
+    root = NoIndex;
+}
+
+void AddressTree::CleanUp() {
+    if (nodes.GetCapacity() != 0 || names.GetChunks().GetCapacity() != 0) {
+        DestroyNodes();
+        names.Destroy();
+    }
+}
+
+// The child comes with a count more; its ancestors have none more from it.
+unsigned int AddressTree::FindOrCreate(unsigned int parent, Mu::ConstSubstring const & key) {
+    SiblingLists::Place const place = siblings.Find(parent, key);
+    if (place.at != NoIndex && names.Compare(nodes[place.at].name, key) == 0) {
+        ++nodes[place.at].referenceCounter;
+        return place.at;
+    }
+    unsigned int const node = MakeNode(parent, key);
+    if (node == NoIndex)
+        return NoIndex;
+    FillNote(node, key);
+    siblings.Link(node, place);
+    return node;
+}
+
+unsigned int AddressTree::Append(unsigned int node, Mu::ConstSubstring const & key) {
+    unsigned int const child = FindOrCreate(node, key);
+    if (child == NoIndex)
+        Release(node);
+    return child;
+}
+
+unsigned int AddressTree::AppendPath(unsigned int node, unsigned int other, unsigned int index,
+                                     bool withAttachments) {
+    PathNodes const path(*this, other);
+    for (; index < path.GetLength() && node != NoIndex; ++index) {
+        StoredText const text(names, nodes[path[index]].name);
+        if (text.IsValid()) {
+            node = Append(node, withAttachments ? text.Get() : WithoutAttachment(text.Get()));
+        } else {
+            Release(node);
+            node = NoIndex;
+        }
+    }
+    return node;
+}
+
+unsigned int AddressTree::SetName(unsigned int node, unsigned int index,
+                                  Mu::ConstSubstring const & key) {
+    unsigned int const behind = GetLength(node) - 1 - index;
+    if (behind == 0 && nodes[node].referenceCounter == 1) {
+        if (Rename(node, key))
+            return node;
+        Release(node);
+        return NoIndex;
+    }
+    unsigned int const parent = nodes[GetAncestor(node, behind)].parent;
+    AddRef(parent);
+    unsigned int changed = Append(parent, key);
+    if (changed != NoIndex)
+        changed = AppendPath(changed, node, index + 1, true);
+    Release(node);
+    return changed;
+}
+
+// The node stays where it is in its list, so that the list may be out of order from now on.
+bool AddressTree::Rename(unsigned int node, Mu::ConstSubstring const & key) {
+    names.Release(nodes[node].name);
+    nodes[node].name = names.Store(key);
+    if (nodes[node].name == NoIndex)
+        return false;
+    FillNote(node, key);
+    siblings.Rename(node);
+    return true;
+}
+
+unsigned int AddressTree::DeleteName(unsigned int node, unsigned int index) {
+    unsigned int const behind = GetLength(node) - 1 - index;
+    if (behind == 0)
+        return DeleteLast(node);
+    unsigned int const parent = nodes[GetAncestor(node, behind)].parent;
+    AddRef(parent);
+    unsigned int const changed = AppendPath(parent, node, index + 1, true);
+    Release(node);
+    return changed;
+}
+
+unsigned int AddressTree::DeleteLast(unsigned int node) {
+    unsigned int const parent = nodes[node].parent;
+    if (--nodes[node].referenceCounter == 0)
+        Remove(node);
+    return parent;
+}
+
+unsigned int AddressTree::GetAncestor(unsigned int node, unsigned int steps) const {
+    for (; steps != 0; --steps)
+        node = nodes[node].parent;
+    return node;
+}
+
+void AddressTree::ReadStoredName(unsigned int node, Mu::UniString & text) const {
+    text.SetLength(names.GetLength(nodes[node].name));
+    names.Copy(nodes[node].name, text.begin());
+}
+
+void AddressTree::ReadName(unsigned int node, Mu::UniString & text) const {
+    ReadStoredName(node, text);
+    unsigned int const plain = WithoutAttachment(text).GetLength();
+    if (plain != text.GetLength())
+        text.SetSubstring(0, text.GetLength() - plain, Mu::ConstSubstring());
+}
+
+// Without a comparer names are compared by upper case, and so is what their hashes are made of.
+static bool AreToldApartByHash() {
+    NameComparer const * const comparer = GetNameComparer();
+    return comparer == nullptr || comparer->IsToldApartByHash();
+}
+
+bool AddressTree::IsSamePath(unsigned int a, unsigned int b) const {
+    if (a == b)
+        return true;
+    if (GetLength(a) != GetLength(b) || (AreToldApartByHash() && GetHash(a) != GetHash(b)))
+        return false;
+    for (; a != b; a = nodes[a].parent, b = nodes[b].parent)
+        if (!IsSameName(a, b))
+            return false;
+    return true;
+}
+
+bool AddressTree::IsPathLess(unsigned int a, unsigned int b) const {
+    PathNodes const first(*this, a);
+    PathNodes const second(*this, b);
+    unsigned int const shorter = std::min(first.GetLength(), second.GetLength());
+    for (unsigned int i = 0; i < shorter; ++i)
+        if (!IsSameName(first[i], second[i]))
+            return IsNameLess(NameReader(names, nodes[first[i]].name),
+                              NameReader(names, nodes[second[i]].name));
+    return first.GetLength() < second.GetLength();
+}
+
+unsigned int AddressTree::GetNameHash(unsigned int node) const {
+    return GetHash(node) - HashFactor * GetHash(nodes[node].parent);
+}
+
+bool AddressTree::IsSameName(unsigned int a, unsigned int b) const {
+    if (a == b)
+        return true;
+    if (AreToldApartByHash() && GetNameHash(a) != GetNameHash(b))
+        return false;
+    NameReader const first(names, nodes[a].name);
+    NameReader const second(names, nodes[b].name);
+    if (HaveSameUnits(first, second, Mu::RespectCase))
+        return true;
+    if (GetNameComparer() == nullptr)
+        return HaveSameUnits(first, second, Mu::IgnoreCase);
+    try {
+        return IsSameForComparer(a, b);
+    } catch (Mu::OutOfMemoryException const &) {
+        return HaveSameUnits(first, second, Mu::IgnoreCase); // the nearest that needs no memory
+    }
+}
+
+bool AddressTree::IsSameForComparer(unsigned int a, unsigned int b) const {
+    Mu::UniString first;
+    Mu::UniString second;
+    ReadName(a, first);
+    ReadName(b, second);
+    return GetNameComparer()->IsSameName(first, second);
+}
+
+static void PrintBars(Mu::OChannel & channel, unsigned int count) {
+    for (; count != 0; --count)
+        channel << "|   ";
+}
+
+void AddressTree::Print(Mu::OChannel & channel) const {
+    if (root == NoIndex)
+        return;
+    PrintNode(channel, root);
+    for (unsigned int node = root; (node = GetNextToPrint(node)) != NoIndex;) {
+        unsigned int const bars = GetLength(node) - 1;
+        PrintBars(channel, bars);
+        channel << "|\n";
+        PrintBars(channel, bars);
+        channel << "+---";
+        PrintNode(channel, node);
+    }
+}
+
+void AddressTree::PrintNode(Mu::OChannel & channel, unsigned int node) const {
+    Mu::UniString text;
+    ReadStoredName(node, text);
+    channel << text.ToCStr(0, Mu::UniString::All, MuLogCharCode).GetText() << " ("
+            << nodes[node].referenceCounter << ")\n";
+}
+
+// The first child, else the next sibling of the nearest ancestor that has one. A walk without a
+// stack, for paths may be of any depth.
+unsigned int AddressTree::GetNextToPrint(unsigned int node) const {
+    if (nodes[node].leftChild != NoIndex)
+        return nodes[node].leftChild;
+    while (node != NoIndex && nodes[node].next == NoIndex)
+        node = nodes[node].parent;
+    return node == NoIndex ? NoIndex : nodes[node].next;
+}
+
+} // namespace IO

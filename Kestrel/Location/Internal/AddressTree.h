@@ -1,0 +1,121 @@
+#pragma once
+
+#include <Kestrel/Location/Internal/NameTable.h>
+#include <Kestrel/Location/Internal/NodeTable.h>
+#include <Kestrel/Location/Internal/SiblingLists.h>
+#include <Kestrel/Root/Lock.h>
+#include <Kestrel/Root/UniString.h>
+
+#include <utility>
+
+namespace IO {
+
+/// The names of all addresses of the process: each node is a name below another one, and an address
+/// is a node.
+///
+/// A node's counter is the number of addresses whose path goes through it; whoever holds a node has
+/// one count on it and on each of its ancestors up to the root. So a longer path takes over the
+/// counts of the shorter one that it grew from.
+///
+/// Operations that answer a node answer NoIndex when memory runs out. Keys hold no zero unit.
+///
+/// Memory:  the node table and the name table, each one relocatable block that doubles, and what
+///          speeds them up beside them. All of it goes with the last count of the root, and comes
+///          again with the next.
+/// Threads: any, each inside a Turn. The lock is the innermost of the library: only name
+///          enumerators and the name comparer are called with it held.
+/// Failure: NoIndex or false, never an exception; except by Turn, when the lock fails.
+class AddressTree {
+public:
+    /// Holds the lock of the tree; the way to the one tree there is. Throws
+    /// Mu::SynchronizationException.
+    class Turn {
+    public:
+        Turn() : tree(GetInstance()) { tree.lock.Enter(); }
+        ~Turn() { tree.lock.Leave(); }
+        Turn(Turn const &) = delete;
+        Turn & operator=(Turn const &) = delete;
+        AddressTree * operator->() const { return &tree; }
+        AddressTree & operator*() const { return tree; }
+
+    private:
+        AddressTree & tree;
+    };
+
+    // Holds.
+
+    /// One more hold on the root, which is made if there is no tree.
+    unsigned int HoldRoot();
+    /// One more hold on the node.
+    void AddRef(unsigned int node);
+    /// One hold less; nodes that nobody holds any more go. A node of a tree that was cleaned up is
+    /// passed over.
+    void Release(unsigned int node);
+
+    // Changes. Each takes over the caller's hold on `node` and gives one on the node it answers; on
+    // NoIndex the caller holds nothing any more.
+
+    /// The child of that name.
+    unsigned int Append(unsigned int node, Mu::ConstSubstring const & key);
+    /// All the names of another path from that index on, with their attachments or without.
+    unsigned int AppendPath(unsigned int node, unsigned int other, unsigned int index,
+                            bool withAttachments);
+    /// The same path with another name at the index.
+    unsigned int SetName(unsigned int node, unsigned int index, Mu::ConstSubstring const & key);
+    /// The same path without the name at the index.
+    unsigned int DeleteName(unsigned int node, unsigned int index);
+    /// The parent. Not for the root.
+    unsigned int DeleteLast(unsigned int node);
+
+    // Questions about nodes that are held.
+
+    unsigned int GetLength(unsigned int node) const { return nodes.GetNote(node).depth; }
+    unsigned int GetHash(unsigned int node) const { return nodes.GetNote(node).hash; }
+    /// The node of the path that has that many names behind it.
+    unsigned int GetAncestor(unsigned int node, unsigned int steps) const;
+    /// The text as it is stored, or without its attachment. Throws Mu::OutOfMemoryException, with
+    /// `text` as it was.
+    void ReadStoredName(unsigned int node, Mu::UniString & text) const;
+    void ReadName(unsigned int node, Mu::UniString & text) const;
+    /// Whether the paths have the same names, by what Name::operator== says.
+    bool IsSamePath(unsigned int a, unsigned int b) const;
+    bool IsPathLess(unsigned int a, unsigned int b) const;
+
+    void Print(Mu::OChannel & channel) const;
+    /// Destroys all tables, whatever the counters say.
+    void CleanUp();
+
+    // For diagnostic views and tests.
+
+    NodeTable const & GetNodes() const { return nodes; }
+    NameTable const & GetNames() const { return names; }
+    unsigned int GetRoot() const { return root; }
+    unsigned long long GetComparisonCount() const { return siblings.GetComparisonCount(); }
+
+private:
+    AddressTree() : siblings(nodes, names) {}
+
+    static AddressTree & GetInstance();
+
+    bool MakeRoot();
+    unsigned int MakeNode(unsigned int parent, Mu::ConstSubstring const & key);
+    void FillNote(unsigned int node, Mu::ConstSubstring const & key);
+    unsigned int FindOrCreate(unsigned int parent, Mu::ConstSubstring const & key);
+    bool Rename(unsigned int node, Mu::ConstSubstring const & key);
+    void Remove(unsigned int node);
+    void DestroyNodes();
+
+    unsigned int GetNameHash(unsigned int node) const;
+    bool IsSameName(unsigned int a, unsigned int b) const;
+    bool IsSameForComparer(unsigned int a, unsigned int b) const;
+    void PrintNode(Mu::OChannel & channel, unsigned int node) const;
+    unsigned int GetNextToPrint(unsigned int node) const;
+
+    NodeTable nodes;
+    NameTable names;
+    SiblingLists siblings;
+    unsigned int root = NoIndex;
+    Mu::FastLock lock;
+};
+
+} // namespace IO

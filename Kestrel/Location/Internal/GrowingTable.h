@@ -1,0 +1,122 @@
+#pragma once
+
+#include <Kestrel/Root/Memory.h>
+#include <Kestrel/Root/Types.h>
+
+namespace IO {
+
+/// The null of all indices into the tables of the address tree.
+inline constexpr unsigned int NoIndex = 0xFFFFFFFFu;
+
+/// A relocatable block of records that is addressed by index.
+///
+/// Indices stay valid when it grows, references and pointers do not.
+///
+/// Memory:  one handle of the root's, none before the first Fit.
+/// Threads: one at a time.
+/// Failure: false, and nothing changed, when memory runs out.
+template <typename Record>
+class TableBlock {
+public:
+    TableBlock() = default;
+    ~TableBlock() { Destroy(); }
+    TableBlock(TableBlock const &) = delete;
+    TableBlock & operator=(TableBlock const &) = delete;
+
+    /// Makes room for `count` records; those that are new get the value of a default one.
+    bool Fit(unsigned int count) {
+        if (count <= capacity)
+            return true;
+        std::size_t const size = std::size_t{count} * sizeof(Record);
+        if (handle == nullptr)
+            handle = BMAllocateHandle(size, 0, 0);
+        else if (!BMReallocHandle(handle, size))
+            return false;
+        if (handle == nullptr)
+            return false;
+        records = reinterpret_cast<Record *>(*handle);
+        for (; capacity < count; ++capacity)
+            new (records + capacity) Record();
+        return true;
+    }
+
+    void Destroy() {
+        if (handle != nullptr)
+            BMKillHandle(&handle);
+        records = nullptr;
+        capacity = 0;
+    }
+
+    unsigned int GetCapacity() const { return capacity; }
+    Record & operator[](unsigned int index) { return records[index]; }
+    Record const & operator[](unsigned int index) const { return records[index]; }
+
+private:
+    BMHandle handle = nullptr;
+    Record * records = nullptr; // where the handle's block lies now
+    unsigned int capacity = 0;
+};
+
+/// A table that hands out its records one by one and takes them back.
+///
+/// Records that came back are chained through their `next` and handed out first. What a record
+/// holds when it is handed out is what its last user left, or the default.
+template <typename Record>
+class GrowingTable {
+public:
+    static constexpr unsigned int FirstCapacity = 64;
+
+    /// NoIndex: no memory, and nothing changed.
+    unsigned int Take() {
+        if (freeHead != NoIndex) {
+            unsigned int const index = freeHead;
+            freeHead = block[index].next;
+            return index;
+        }
+        if (IsFull() && !Grow())
+            return NoIndex;
+        return mark++;
+    }
+
+    /// Gives back a chain of records, from the first through `next` to the last.
+    void Put(unsigned int first, unsigned int last) {
+        block[last].next = freeHead;
+        freeHead = first;
+    }
+
+    /// What the table grows to: it doubles, until indices allow no more.
+    unsigned int GetNextCapacity() const {
+        unsigned int const capacity = block.GetCapacity();
+        if (capacity == 0)
+            return FirstCapacity;
+        return capacity < 0x80000000u ? capacity * 2 : capacity;
+    }
+
+    /// Whether the next Take has to grow the table.
+    bool IsFull() const { return freeHead == NoIndex && mark == block.GetCapacity(); }
+
+    void Destroy() {
+        block.Destroy();
+        mark = 0;
+        freeHead = NoIndex;
+    }
+
+    unsigned int GetCapacity() const { return block.GetCapacity(); }
+    /// How many records were handed out at least once; those at and past it never were.
+    unsigned int GetMark() const { return mark; }
+    unsigned int GetFreeHead() const { return freeHead; }
+    Record & operator[](unsigned int index) { return block[index]; }
+    Record const & operator[](unsigned int index) const { return block[index]; }
+
+private:
+    bool Grow() {
+        unsigned int const next = GetNextCapacity();
+        return next > block.GetCapacity() && block.Fit(next);
+    }
+
+    TableBlock<Record> block;
+    unsigned int mark = 0;
+    unsigned int freeHead = NoIndex;
+};
+
+} // namespace IO

@@ -1,0 +1,61 @@
+#pragma once
+
+#include <Kestrel/Location/Internal/GrowingTable.h>
+#include <Kestrel/Root/Substring.h>
+
+namespace IO {
+
+/// The texts of the address tree, each a chain of chunks of 30 units.
+///
+/// A name is the index of its first chunk. Texts end at the chain's end or at the first zero unit,
+/// so none holds a zero unit. Nearly all names of real paths fit into one chunk, which is one line
+/// of the processor's cache.
+///
+/// Memory:  one growing block; none while it holds no name.
+/// Threads: as the tree: under its lock.
+/// Failure: NoIndex, and nothing changed, when memory runs out.
+class NameTable {
+public:
+    static constexpr unsigned int ChunkSize = 30;
+
+    struct Record {
+        unsigned short units[ChunkSize] = {}; // a zero unit ends a text that does not fill them
+        unsigned int next = NoIndex;
+    };
+
+    unsigned int Store(Mu::ConstSubstring const & text);
+    /// Takes the name's chunks back; the last name takes the table's memory with it.
+    void Release(unsigned int name);
+    void Destroy();
+
+    /// Below 0, 0 or above 0 for a stored name before, equal to or behind the key, by code units.
+    int Compare(unsigned int name, Mu::ConstSubstring const & key) const {
+        Record const & first = chunks[name];
+        int const key0 = key.IsEmpty() ? 0 : key[0];
+        if (first.units[0] != key0)
+            return first.units[0] < key0 ? -1 : 1;
+        return key.IsEmpty() ? 0 : CompareAll(name, key);
+    }
+
+    /// The same for two stored names.
+    int CompareNames(unsigned int first, unsigned int second) const;
+
+    unsigned int GetLength(unsigned int name) const;
+    /// Copies all of the name, without a terminator.
+    void Copy(unsigned int name, unsigned short * to) const;
+    /// The units of the name's first chunk; all of the name when there are fewer than 30.
+    Mu::ConstSubstring GetStart(unsigned int name) const;
+
+    /// How many names are stored.
+    unsigned int GetCount() const { return count; }
+    GrowingTable<Record> const & GetChunks() const { return chunks; }
+
+private:
+    int CompareAll(unsigned int name, Mu::ConstSubstring const & key) const;
+    static unsigned int CountUsed(Record const & chunk);
+
+    GrowingTable<Record> chunks;
+    unsigned int count = 0;
+};
+
+} // namespace IO

@@ -1,0 +1,26 @@
+#include <Kestrel/Location/Internal/PathNodes.h>
+
+#include <Kestrel/Root/Memory.h>
+
+namespace IO {
+
+PathNodes::PathNodes(AddressTree const & tree, unsigned int node)
+    : tree(tree), last(node), length(tree.GetLength(node)), list(inlineList) {
+    if (length > InlineSize) {
+        block = BMAllocatePtr(std::size_t{length} * sizeof(unsigned int), 0, 0);
+        list = reinterpret_cast<unsigned int *>(block);
+    }
+    if (list != nullptr)
+        for (unsigned int i = length; i != 0; node = tree.GetAncestor(node, 1))
+            list[--i] = node;
+}
+
+PathNodes::~PathNodes() {
+    BMKillPtr(&block);
+}
+
+unsigned int PathNodes::operator[](unsigned int index) const {
+    return list != nullptr ? list[index] : tree.GetAncestor(last, length - 1 - index);
+}
+
+} // namespace IO

@@ -1,0 +1,31 @@
+#pragma once
+
+#include <Kestrel/Location/Internal/AddressTree.h>
+
+namespace IO {
+
+/// The nodes of a path in the order of its names.
+///
+/// Memory:  none for paths of usual length, else one block; without it each node is walked to.
+class PathNodes {
+public:
+    PathNodes(AddressTree const & tree, unsigned int node);
+    ~PathNodes();
+    PathNodes(PathNodes const &) = delete;
+    PathNodes & operator=(PathNodes const &) = delete;
+
+    unsigned int GetLength() const { return length; }
+    unsigned int operator[](unsigned int index) const;
+
+private:
+    static constexpr unsigned int InlineSize = 64;
+
+    AddressTree const & tree;
+    unsigned int last;
+    unsigned int length;
+    unsigned int * list; // `inlineList`, in `block`, or null
+    char * block = nullptr;
+    unsigned int inlineList[InlineSize];
+};
+
+} // namespace IO

@@ -1,0 +1,58 @@
+#pragma once
+
+#include <Kestrel/Location/Internal/ChildIndex.h>
+#include <Kestrel/Location/Internal/NameTable.h>
+#include <Kestrel/Location/Internal/NodeTable.h>
+
+namespace IO {
+
+/// The children of each node, in their lists.
+///
+/// A list is in ascending order of the names by code unit, except where a node was renamed in place:
+/// such a node stays where it is, so that a search may stop before a name that is there. The twin
+/// that is made then does no harm, since addresses are compared by text.
+///
+/// Memory:  none, but for the index that long lists get.
+/// Threads: as the tree: under its lock.
+/// Failure: none.
+class SiblingLists {
+public:
+    /// A list that had to be walked over more nodes than this gets an index.
+    static constexpr unsigned int LongWalk = 24;
+
+    /// Where in a list a name is, or should be.
+    struct Place {
+        unsigned int previous = NoIndex; // the last smaller node; null: at the head
+        unsigned int at = NoIndex;       // the first that is not smaller; null: at the end
+    };
+
+    SiblingLists(NodeTable & nodes, NameTable const & names)
+        : nodes(nodes), names(names), index(nodes, names) {}
+
+    Place Find(unsigned int parent, Mu::ConstSubstring const & key);
+    /// The node, which knows its parent and has its name, goes where Find told.
+    void Link(unsigned int node, Place const & place);
+    /// Not the root, which is in no list.
+    void Unlink(unsigned int node);
+    /// Tells that the node got another name.
+    void Rename(unsigned int node);
+
+    /// Forgets all; the nodes are gone.
+    void Destroy() { index.Destroy(); }
+
+    /// How many names searches have compared since the start.
+    unsigned long long GetComparisonCount() const {
+        return comparisons + index.GetComparisonCount();
+    }
+
+private:
+    Place Walk(unsigned int parent, Mu::ConstSubstring const & key);
+    unsigned int GetPrevious(unsigned int node);
+
+    NodeTable & nodes;
+    NameTable const & names;
+    ChildIndex index;
+    unsigned long long comparisons = 0;
+};
+
+} // namespace IO
