@@ -63,7 +63,8 @@ function(kestrel_library)
     add_library(Kestrel SHARED ${objects})
     add_library(Kestrel::Kestrel ALIAS Kestrel)
     target_link_libraries(Kestrel PRIVATE kestrel_options)
-    target_include_directories(Kestrel PUBLIC $<BUILD_INTERFACE:${CMAKE_SOURCE_DIR}>)
+    target_include_directories(Kestrel PUBLIC $<BUILD_INTERFACE:${CMAKE_SOURCE_DIR}>
+        $<INSTALL_INTERFACE:include>)
     target_compile_features(Kestrel PUBLIC cxx_std_20)
     kestrel_link_system(Kestrel)
     set_target_properties(Kestrel PROPERTIES VERSION ${PROJECT_VERSION} SOVERSION 1
