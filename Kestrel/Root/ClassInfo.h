@@ -132,14 +132,14 @@ public:
     unsigned int GetNameHash() const { return nameHash; }
 
 private:
-    friend class ClassManager;
+    friend struct ClassRegisters;
     static constexpr unsigned int PropertyCount = 10;
     ClassProperty const * FindProperty(ClassProperty::Kind kind) const;
 
     char const * name;
     unsigned int nameHash;
     ClassProperty properties[PropertyCount];
-    ClassInfo * next = nullptr; // in the class manager's list
+    ClassInfo * next = nullptr; // in the register of all
 };
 
 class ClassInfoEnumerator {
@@ -151,18 +151,14 @@ public:
 
 /// Knows every class record of the process.
 ///
-/// Threads: any. The enumerator is called under a lock and must not make or end a record.
+/// Threads: any. No record may end while another thread enumerates.
 class KESTREL_API ClassManager {
 public:
+    /// In order of construction.
     void EnumerateClassInfos(ClassInfoEnumerator * enumerator) const;
-
-private:
-    friend class ClassInfo;
-    static void Add(ClassInfo & info);
-    static void Remove(ClassInfo & info);
 };
 
-KESTREL_API extern ClassManager classManager;
+inline constexpr ClassManager classManager;
 
 /// A property that a host adds to class records. Static objects; each is known from its
 /// construction to its end.
@@ -179,6 +175,7 @@ public:
         /// True to go on.
         virtual bool InstanceFound(CustomClassProperty const & property) = 0;
     };
+    /// In order of construction.
     static void EnumerateInstances(InstanceEnumerator * enumerator);
 
     char const * GetName() const { return name; }
@@ -188,9 +185,11 @@ public:
     virtual char const * GetValueName(unsigned int value) const;
 
 private:
+    friend struct ClassRegisters;
+
     char const * name;
     unsigned int valueType;
-    CustomClassProperty * next = nullptr;
+    CustomClassProperty * next = nullptr; // in the register of all
 };
 
 } // namespace Mu

@@ -101,18 +101,20 @@ public:
     unsigned long long GetRest() const;
 
 private:
-    MuErrCode ReadHeader(ClassInfo const & classInfo);
-    bool IsOpen() const { return dataLength == 0xFFFFFFFFu; }
-    void SkipToTrailer();
+    static constexpr unsigned int OpenLength = 0xFFFFFFFFu;
+
+    MuErrCode ReadHeader();
+    MuErrCode TakeEmptyTrailer();
+    void SkipToTrailer() const;
 
     IChannel & channel;
-    MuErrCode status;
+    ClassInfo const & classInfo;
     ClassVersion version;
     unsigned int dataLength = 0;
-    unsigned int tag = 0;
-    bool empty = false;
-    unsigned long long end = 0; // input position of the first byte behind the data
+    unsigned int tag = 0;       // of an open frame
+    unsigned long long end = 0; // of a closed frame: input position behind its data
     InputFrame * outer = nullptr;
+    MuErrCode status;
 };
 
 } // namespace Mu

@@ -2,6 +2,9 @@
 
 #include <Kestrel/Root/ErrorCodes.h>
 #include <Kestrel/Root/Export.h>
+#include <Kestrel/Root/WindowsNames.h>
+
+#include <cstddef>
 
 namespace Mu {
 

@@ -1,0 +1,10 @@
+#pragma once
+
+#include <cstddef>
+
+namespace Mu::Platform {
+
+/// Whether the process may read, or write, every byte of the span right now. An empty span always.
+bool MayAccess(void const * block, std::size_t size, bool write);
+
+} // namespace Mu::Platform
