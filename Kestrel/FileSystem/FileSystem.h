@@ -8,11 +8,13 @@
 #include <Kestrel/Location/RelativeLocation.h>
 #include <Kestrel/Root/Array.h>
 #include <Kestrel/Root/Export.h>
+#include <Kestrel/Root/WindowsNames.h>
 
 namespace IO {
 
 class FixedVFS;
 class RollingVFS;
+class VirtualFileSystem;
 
 /// The single front door of all file access, reached as IO::fileSystem.
 ///
@@ -85,7 +87,7 @@ public:
     MuErrCode EnumerateVirtualMountPoints(MountPointCallback callback, void * data);
 
     // Places where the library is the only user, so that a denied access is worth a second try.
-    MuErrCode AddPrivateLocation(Location const & location);
+    void AddPrivateLocation(Location const & location);
     void DeletePrivateLocation(Location const & location);
     /// True below a private location, too.
     bool IsPrivateLocation(Location const & location);
@@ -110,6 +112,14 @@ private:
 
     FileSystem();
     ~FileSystem();
+
+    template <typename Entry>
+    MuErrCode ConnectEntry(Location * location, Entry ** entry);
+    template <typename Entry>
+    void DisconnectEntry(Entry * entry);
+    VirtualFileSystem * FindVFS(Location const & location) const;
+    VirtualFileSystem * FindFixed(Location const & location) const;
+    VirtualFileSystem * FindRolling(Location const & location) const;
 
     Mu::Array<FixedMount> fixedMounts;      // in the order of mounting
     Mu::Array<RollingVFS *> rollingMounts;  // in the order of mounting

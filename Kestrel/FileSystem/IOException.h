@@ -9,14 +9,14 @@ namespace IO {
 class KESTREL_API IOException : public Mu::MuException {
 public:
     IOException(char const * message, char const * file, unsigned int line,
-                Mu::MuException const & cause = Mu::NoCauseException);
+                Mu::MuException const & cause = Mu::NoCauseException) noexcept;
     IOException(Mu::UniString const & message, char const * file, unsigned int line,
-                Mu::MuException const & cause = Mu::NoCauseException);
-    IOException(IOException const & other);
-    IOException & operator=(IOException const & other);
+                Mu::MuException const & cause = Mu::NoCauseException) noexcept;
+    IOException(IOException const & other) noexcept;
+    IOException & operator=(IOException const & other) noexcept;
     ~IOException() override;
 
-    char const * GetName() const override;
+    char const * GetName() const noexcept override;
     /// A copy on the heap, owned by the caller.
     IOException * Clone() const override;
 };

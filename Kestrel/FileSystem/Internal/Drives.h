@@ -1,0 +1,28 @@
+#pragma once
+
+#include <Kestrel/FileSystem/Platform/FileCalls.h>
+
+namespace IO {
+
+/// Room for one path on its way out of a call.
+struct PathBuffer {
+    static constexpr unsigned int Size = 1024;
+
+    PathBuffer() : text{units, Size, 0} {}
+    PathBuffer(PathBuffer const &) = delete;
+    PathBuffer & operator=(PathBuffer const &) = delete;
+
+    TextBuffer text;
+    char16_t units[Size];
+};
+
+enum class DrivesStatus : unsigned char {
+    Done = 0,
+    Stopped = 1, ///< by the callback
+    Failed = 2
+};
+
+/// Calls back with the root of each drive, as `C:\`, until the callback answers false.
+DrivesStatus EnumerateDrives(bool (*callback)(PathText root, void * data), void * data);
+
+} // namespace IO

@@ -1,0 +1,43 @@
+#pragma once
+
+#include <Kestrel/FileSystem/Platform/FileCalls.h>
+
+#include <cstddef>
+
+namespace IO {
+
+/// The errors that everywhere mean that rights, or another opener, are in the way.
+constexpr bool IsDenied(unsigned int error) {
+    return error == FileError::AccessDenied || error == FileError::SharingViolation ||
+           error == FileError::LockViolation;
+}
+
+/// What an error of a call means for one kind of operation. Tables of these rows stand at the
+/// operations; an error without a row is the operation's "other".
+template <typename Status>
+struct ErrorRow {
+    unsigned int error;
+    Status status;
+};
+
+/// 0 is Done.
+template <typename Status, std::size_t count>
+constexpr Status Translate(ErrorRow<Status> const (&table)[count], unsigned int error,
+                           Status other) {
+    if (error == FileError::None)
+        return Status::Done;
+    for (ErrorRow<Status> const & row : table)
+        if (row.error == error)
+            return row.status;
+    return other;
+}
+
+/// For the operations that tell nothing but a denial apart.
+template <typename Status>
+constexpr Status TranslateDenial(unsigned int error) {
+    if (error == FileError::None)
+        return Status::Done;
+    return IsDenied(error) ? Status::AccessDenied : Status::Other;
+}
+
+} // namespace IO

@@ -1,0 +1,81 @@
+#pragma once
+
+#include <Kestrel/FileSystem/Internal/PathText.h>
+#include <Kestrel/FileSystem/Platform/FileCalls.h>
+
+namespace IO {
+
+/// What stands at a path.
+enum class PathType : unsigned char {
+    File = 0,
+    Folder = 1,
+    AccessDenied = 2,
+    Other = 3, ///< also: the last name is not found
+    PathNotFound = 4
+};
+
+/// What a look at a path told.
+struct PathLook {
+    PathType type;
+    unsigned int error = FileError::None; ///< why the type is none of the first two
+    LinkStatus link = LinkStatus::NotALink;
+};
+
+/// Whether nothing stands there, so far as can be told.
+inline bool IsFree(PathType type) {
+    return type == PathType::Other || type == PathType::PathNotFound;
+}
+
+/// The type of what stands at the path itself; a link is a file. Roots of shares and drives are
+/// folders without a look at the disk.
+PathLook GetPathType(PathText path);
+
+/// The same, and whether it is a link. `target` gets where it leads. With `restrictLinks`, only
+/// names with the extension "lnk" can be links. An ordinary entry costs one look at the disk.
+PathLook LookAtPath(PathText path, bool restrictLinks, TextBuffer * target);
+
+/// One entry as FindFirstFile tells it; the answer is its error.
+unsigned int FindEntry(PathText path, FindData * data);
+
+/// Whether the attributes of the path are known and say write-protected.
+bool IsWriteProtectedPath(PathText path);
+
+/// The entries of a folder, one after another, without "." and "..":
+///
+///     for (FolderSearch search(path); search.HasEntry(); search.Next())
+///
+/// Works on while entries that were met are deleted.
+class FolderSearch {
+public:
+    explicit FolderSearch(PathText folder);
+    ~FolderSearch();
+    FolderSearch(FolderSearch const &) = delete;
+    FolderSearch & operator=(FolderSearch const &) = delete;
+
+    bool HasEntry() const { return find != nullptr && error == FileError::None; }
+    void Next();
+    FindData const & GetEntry() const { return data; }
+    /// Why there is no entry: None behind the last one.
+    unsigned int GetError() const { return error == FileError::NoMoreFiles ? 0 : error; }
+
+private:
+    void SkipDots();
+
+    FindHandle find = nullptr;
+    unsigned int error;
+    FindData data;
+};
+
+/// Keeps the system from asking the user for a medium while it stands.
+class SilentErrors {
+public:
+    SilentErrors() : mode(GetFileCalls().SetErrorMode(0x8001)) {}
+    ~SilentErrors() { GetFileCalls().SetErrorMode(mode); }
+    SilentErrors(SilentErrors const &) = delete;
+    SilentErrors & operator=(SilentErrors const &) = delete;
+
+private:
+    unsigned int mode;
+};
+
+} // namespace IO

@@ -1,0 +1,13 @@
+#pragma once
+
+#include <Kestrel/FileSystem/FileSystemTypes.h>
+
+namespace IO {
+
+class Location;
+
+/// Asks the platform where the place is. False for an unknown id, and when the platform has no
+/// such place or cannot tell.
+bool FindSpecialLocation(SpecLocId id, Location * location);
+
+} // namespace IO

@@ -1,0 +1,92 @@
+#include <Kestrel/FileSystem/Internal/Start.h>
+
+#include <Kestrel/FileSystem/FileSystem.h>
+#include <Kestrel/FileSystem/Internal/NameGeneration.h>
+#include <Kestrel/FileSystem/Internal/WinFileSystem.h>
+#include <Kestrel/FileSystem/Internal/WinLocationResolver.h>
+#include <Kestrel/Location/Internal/ValidatorTable.h>
+#include <Kestrel/Location/NameComparer.h>
+#include <Kestrel/Root/Lock.h>
+
+#include <new>
+
+namespace IO {
+
+/// Makes and unmakes the one FileSystem, which nobody else can.
+class FileSystemStart {
+public:
+    static void Make(void * place) { new (place) FileSystem(); }
+    static void Unmake(FileSystem & system) { system.~FileSystem(); }
+};
+
+namespace {
+
+// Names are compared as the native file system has it.
+class NativeNameComparer final : public NameComparer {
+public:
+    bool IsSameName(Mu::UniString const & first, Mu::UniString const & second) override {
+        NativeFileSystem * const native = NativeFileSystem::Get();
+        return native != nullptr && native->IsSameName(first, second);
+    }
+};
+
+// A place for one object that is made and unmade by hand, so that its address is known from the
+// first moment on.
+template <typename T>
+union Place {
+    constexpr Place() : none(0) {}
+    ~Place() {}
+
+    char none;
+    T object;
+};
+
+constinit Place<FileSystem> fileSystemPlace;
+constinit Place<Mu::ReentrantLock> lockPlace;
+constinit Place<WinFileSystem> nativePlace;
+constinit Place<WinLocationResolver> resolverPlace;
+constinit Place<NativeNameComparer> comparerPlace;
+constinit bool isStarted = false;
+
+// Makes the floor usable before main, in whatever host and test.
+struct StartBeforeMain {
+    StartBeforeMain() { StartFileSystem(); }
+    ~StartBeforeMain() { EndFileSystem(); }
+} startBeforeMain;
+
+} // namespace
+
+constinit FileSystem & FileSystem::singleton = fileSystemPlace.object;
+constinit FileSystem & fileSystem = fileSystemPlace.object;
+
+void StartFileSystem() {
+    if (isStarted)
+        return;
+    isStarted = true;
+    FileSystemStart::Make(&fileSystemPlace.object);
+    new (&lockPlace.object) Mu::ReentrantLock();
+    StartValidators();
+    StartNameGeneration();
+    new (&nativePlace.object) WinFileSystem();
+    new (&resolverPlace.object) WinLocationResolver();
+    new (&comparerPlace.object) NativeNameComparer();
+    SetNameComparer(&comparerPlace.object);
+}
+
+void EndFileSystem() {
+    if (!isStarted)
+        return;
+    isStarted = false;
+    SetNameComparer(nullptr);
+    comparerPlace.object.~NativeNameComparer();
+    resolverPlace.object.~WinLocationResolver();
+    nativePlace.object.~WinFileSystem();
+    lockPlace.object.~ReentrantLock();
+    FileSystemStart::Unmake(fileSystemPlace.object);
+}
+
+Mu::ReentrantLock & GetFileSystemLock() {
+    return lockPlace.object;
+}
+
+} // namespace IO

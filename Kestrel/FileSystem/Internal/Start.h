@@ -1,0 +1,22 @@
+#pragma once
+
+namespace Mu {
+class ReentrantLock;
+}
+
+namespace IO {
+
+/// Makes what this floor has of statics, in this order: the FileSystem and its lock, the location
+/// validators, the numbers of generated names, the native file system, the location resolver. A
+/// second call does nothing. The floor calls it itself before main; the library's own start may
+/// come first.
+void StartFileSystem();
+
+/// Takes all that back in reverse, after which IO::fileSystem must not be used.
+void EndFileSystem();
+
+/// Guards the mounts, and every connect and disconnect with the pools behind them. Taken before the
+/// lock of the address tree.
+Mu::ReentrantLock & GetFileSystemLock();
+
+} // namespace IO

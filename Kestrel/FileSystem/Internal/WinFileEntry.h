@@ -1,0 +1,56 @@
+#pragma once
+
+#include <Kestrel/FileSystem/FileEntry.h>
+#include <Kestrel/FileSystem/Platform/FileCalls.h>
+#include <Kestrel/Root/UniString.h>
+
+namespace IO {
+
+class WinFileSystem;
+
+/// A file of the platform, by its path.
+///
+/// Lies in the pool of its file system between two uses; a failed operation leaves no handle
+/// behind.
+class WinFileEntry final : public FileEntry {
+public:
+    explicit WinFileEntry(WinFileSystem & owner) : owner(owner) {}
+    ~WinFileEntry() override;
+    WinFileEntry(WinFileEntry const &) = delete;
+    WinFileEntry & operator=(WinFileEntry const &) = delete;
+
+    /// Takes the path over. Before, and after Release, the entry stands for nothing.
+    void Set(Mu::UniString & newPath) noexcept { path.Swap(newPath); }
+    void Release() noexcept;
+
+    TimeStatus SetCreationTime(int const & time) override;
+    TimeStatus GetCreationTime(int * time) override;
+    TimeStatus SetModificationTime(int const & time) override;
+    TimeStatus GetModificationTime(int * time) override;
+    BaseFileSystem * GetOwnerFileSystem() override;
+
+    OpenStatus Open(OpenMode mode) override;
+    ReadStatus Read(char * destination, unsigned int count, unsigned int * read) override;
+    WriteStatus Write(char const * source, unsigned int count, unsigned int * written) override;
+    SeekStatus Seek(SeekOrigin origin, long long offset, unsigned long long * position) override;
+    WriteStatus Flush() override;
+    CloseStatus Close() override;
+    LengthStatus SetDataLength(unsigned long long length) override;
+    LengthStatus GetDataLength(unsigned long long * length) override;
+    TypeStatus SetTypeInfo(unsigned int type, unsigned int creator) override;
+    TypeStatus GetTypeInfo(unsigned int * type, unsigned int * creator) override;
+    AttributeStatus IsWriteProtected(bool * writeProtected) override;
+    AttributeStatus SetWriteProtection(bool writeProtected) override;
+    LockerStatus GetWriteLocker(Mu::UniString * program) override;
+
+private:
+    OpenStatus OpenHandle(OpenMode mode, FileHandle * opened);
+    SeekStatus CheckForwardSeek(SeekOrigin origin, unsigned long long offset);
+    LengthStatus SetEnd(FileHandle file, unsigned long long length);
+
+    WinFileSystem & owner;
+    Mu::UniString path;
+    FileHandle handle = nullptr; // null while closed
+};
+
+} // namespace IO

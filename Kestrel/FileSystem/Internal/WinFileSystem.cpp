@@ -1,0 +1,148 @@
+#include <Kestrel/FileSystem/Internal/WinFileSystem.h>
+
+#include <Kestrel/FileSystem/Internal/Drives.h>
+#include <Kestrel/FileSystem/Internal/SpecialLocations.h>
+
+namespace IO {
+
+namespace {
+
+using ConnectStatus = BaseFileSystem::ConnectStatus;
+
+struct MountPointCall {
+    NativeFileSystem::MountPointCallback callback;
+    void * data;
+};
+
+bool ReportDrive(PathText root, void * data) {
+    MountPointCall const & call = *static_cast<MountPointCall *>(data);
+    Location drive;
+    // A drive whose name is no location cannot be used either.
+    return drive.Set(Mu::UniString(root)) != NoError || call.callback(drive, call.data);
+}
+
+} // namespace
+
+WinFileSystem::WinFileSystem() : fileEntries(*this), folderEntries(*this) {}
+
+WinFileSystem::~WinFileSystem() = default;
+
+ConnectStatus WinFileSystem::CheckLocation(Location const & location) {
+    if (location.GetStatus() != NoError)
+        return ConnectStatus::Other;
+    return location.IsLegal() ? ConnectStatus::Connected : ConnectStatus::NotFound;
+}
+
+// Finds out where the location leads, and puts that into it, and what is there. A link in the last
+// place is followed. An ordinary entry costs one look at the disk.
+WinFileSystem::ResolveStatus WinFileSystem::Resolve(Location * location, Mu::UniString * path,
+                                                    PathType * type) {
+    if (location->ToPath(path) != NoError)
+        return ResolveStatus::NoPath;
+    PathBuffer target;
+    PathLook const look = LookAtPath(*path, restrictLinkExtensions, &target.text);
+    *type = look.type;
+    if (look.link != LinkStatus::Done)
+        return ResolveStatus::Done;
+    *path = Mu::ConstSubstring(target.text.GetText());
+    *type = GetPathType(*path).type;
+    return location->Set(*path) == NoError ? ResolveStatus::Done : ResolveStatus::NoTarget;
+}
+
+ConnectStatus WinFileSystem::Look(Location * location, Mu::UniString * path, PathType * type) {
+    switch (Resolve(location, path, type)) {
+    case ResolveStatus::Done: break;
+    case ResolveStatus::NoPath: return ConnectStatus::NotFound;
+    default: return ConnectStatus::Other;
+    }
+    if (*type == PathType::AccessDenied)
+        return ConnectStatus::AccessDenied;
+    return IsFree(*type) ? ConnectStatus::NotFound : ConnectStatus::Connected;
+}
+
+ConnectStatus WinFileSystem::Connect(Location * location, FileEntry ** entry) {
+    ConnectStatus status = CheckLocation(*location);
+    if (status != ConnectStatus::Connected)
+        return status;
+    if (location->IsRoot())
+        return ConnectStatus::NotAFile;
+    Mu::UniString path;
+    PathType type;
+    status = Look(location, &path, &type);
+    if (status != ConnectStatus::Connected)
+        return status;
+    if (type == PathType::Folder)
+        return ConnectStatus::NotAFile;
+    WinFileEntry * const file = fileEntries.Take();
+    file->Set(path);
+    *entry = file;
+    return ConnectStatus::Connected;
+}
+
+ConnectStatus WinFileSystem::Connect(Location * location, FolderEntry ** entry) {
+    ConnectStatus status = CheckLocation(*location);
+    if (status != ConnectStatus::Connected)
+        return status;
+    Mu::UniString path;
+    PathType type;
+    status = Look(location, &path, &type);
+    if (status != ConnectStatus::Connected)
+        return status;
+    if (type == PathType::File)
+        return ConnectStatus::NotAFolder;
+    WinFolderEntry * const folder = folderEntries.Take();
+    folder->Set(path, location->GetLocalLength());
+    *entry = folder;
+    return ConnectStatus::Connected;
+}
+
+void WinFileSystem::Disconnect(FolderEntry * entry) {
+    folderEntries.Give(static_cast<WinFolderEntry *>(entry));
+}
+
+void WinFileSystem::Disconnect(FileEntry * entry) {
+    fileEntries.Give(static_cast<WinFileEntry *>(entry));
+}
+
+bool WinFileSystem::IsOnLine(Location const & location) {
+    Mu::UniString path;
+    if (CheckLocation(location) != ConnectStatus::Connected || !location.IsLocal() ||
+        location.IsRoot() || location.ToPath(&path) != NoError)
+        return true;
+    Mu::UniString const root = GetRootPath(path);
+    unsigned int const type = GetFileCalls().GetDriveType(root);
+    if (type != DriveType::Removable && type != DriveType::CDRom)
+        return true;
+    SilentErrors const silent;
+    return GetFileCalls().GetVolumeInformation(root) == FileError::None;
+}
+
+bool WinFileSystem::GetSpecialLocation(SpecLocId id, Location * location) {
+    return FindSpecialLocation(id, location);
+}
+
+bool WinFileSystem::ResolveLocation(Location const & from, Location * to) {
+    *to = from;
+    Mu::UniString path;
+    PathType type;
+    return Resolve(to, &path, &type) == ResolveStatus::Done;
+}
+
+NativeFileSystem::MountPointsStatus WinFileSystem::EnumerateMountPoints(MountPointCallback callback,
+                                                                        void * data) {
+    if (!callback(localRoot, data))
+        return MountPointsStatus::Stopped;
+    MountPointCall call = {callback, data};
+    return static_cast<MountPointsStatus>(EnumerateDrives(ReportDrive, &call));
+}
+
+bool WinFileSystem::IsSameName(Mu::UniString const & a, Mu::UniString const & b) {
+    return GetFileCalls().IsSameName(a, b);
+}
+
+void WinFileSystem::SetOption(unsigned int id, unsigned int value) {
+    if (id == LinkExtensionsOption)
+        restrictLinkExtensions = value == 0;
+}
+
+} // namespace IO

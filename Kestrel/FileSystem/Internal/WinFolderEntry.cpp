@@ -1,0 +1,243 @@
+#include <Kestrel/FileSystem/Internal/WinFolderEntry.h>
+
+#include <Kestrel/FileSystem/Internal/Drives.h>
+#include <Kestrel/FileSystem/Internal/ErrorGroups.h>
+#include <Kestrel/FileSystem/Internal/FileTimes.h>
+#include <Kestrel/FileSystem/Internal/PathOperations.h>
+#include <Kestrel/FileSystem/Internal/PathType.h>
+#include <Kestrel/FileSystem/Internal/WinFileSystem.h>
+
+namespace IO {
+
+namespace {
+
+using CreateStatus = FolderEntry::CreateStatus;
+using EnumerateStatus = FolderEntry::EnumerateStatus;
+using MoveStatus = FolderEntry::MoveStatus;
+
+constexpr ErrorRow<CreateStatus> createFileErrors[] = {
+    {FileError::AccessDenied, CreateStatus::AccessDenied},
+    {FileError::SharingViolation, CreateStatus::AccessDenied},
+    {FileError::LockViolation, CreateStatus::AccessDenied},
+    {FileError::FileExists, CreateStatus::AlreadyExists},
+    {FileError::AlreadyExists, CreateStatus::AlreadyExists},
+    {FileError::HandleDiskFull, CreateStatus::DeviceFull},
+    {FileError::DiskFull, CreateStatus::DeviceFull},
+};
+
+constexpr ErrorRow<CreateStatus> createFolderErrors[] = {
+    {FileError::AccessDenied, CreateStatus::AccessDenied},
+    {FileError::SharingViolation, CreateStatus::AccessDenied},
+    {FileError::LockViolation, CreateStatus::AccessDenied},
+    {FileError::AlreadyExists, CreateStatus::AlreadyExists},
+    {FileError::HandleDiskFull, CreateStatus::DeviceFull},
+    {FileError::DiskFull, CreateStatus::DeviceFull},
+};
+
+// Hands out one drive after another as a folder, without the separator that ends its root.
+bool ReportDrive(PathText drive, void * data) {
+    while (!drive.empty() && IsSeparator(drive.back()))
+        drive.remove_suffix(1);
+    return static_cast<EntryEnumerator *>(data)->EntryFound(Name(drive), true);
+}
+
+EnumerateStatus EnumerateDriveNames(EntryEnumerator & enumerator) {
+    switch (EnumerateDrives(ReportDrive, &enumerator)) {
+    case DrivesStatus::Done: return EnumerateStatus::Done;
+    case DrivesStatus::Stopped: return EnumerateStatus::Stopped;
+    default: return EnumerateStatus::Other;
+    }
+}
+
+bool AddFreeSpace(PathText drive, void * data) {
+    unsigned long long available = 0;
+    // A drive that does not answer, such as one without a medium, adds nothing.
+    if (GetFileCalls().GetDiskFreeSpaceEx(drive, &available) == FileError::None)
+        *static_cast<unsigned long long *>(data) += available;
+    return true;
+}
+
+} // namespace
+
+void WinFolderEntry::Set(Mu::UniString & newPath, unsigned int newDepth) noexcept {
+    path.Swap(newPath);
+    depth = newDepth;
+}
+
+// Whether an entry of this name can be made here or be changed.
+bool WinFolderEntry::Takes(Name const & name) const {
+    return depth != 0 && name.IsLegal();
+}
+
+Mu::UniString WinFolderEntry::PathOf(Name const & name) const {
+    return JoinPath(path, name.ToString());
+}
+
+// Entries of other file systems have no path here.
+WinFolderEntry * WinFolderEntry::AsOurs(FolderEntry & other) const {
+    return other.GetOwnerFileSystem() == &owner ? static_cast<WinFolderEntry *>(&other) : nullptr;
+}
+
+FSEntry::TimeStatus WinFolderEntry::SetTime(TimeKind kind, int const & time) const {
+    if (depth <= 1)
+        return TimeStatus::Other;
+    return WritePathTime(path, kind, time, FileFlagBackupSemantics);
+}
+
+FSEntry::TimeStatus WinFolderEntry::GetTime(TimeKind kind, int * time) const {
+    if (depth <= 1)
+        return TimeStatus::Other;
+    return ReadPathTime(path, kind, time);
+}
+
+FSEntry::TimeStatus WinFolderEntry::SetCreationTime(int const & time) {
+    return SetTime(TimeKind::Creation, time);
+}
+
+FSEntry::TimeStatus WinFolderEntry::GetCreationTime(int * time) {
+    return GetTime(TimeKind::Creation, time);
+}
+
+FSEntry::TimeStatus WinFolderEntry::SetModificationTime(int const & time) {
+    return SetTime(TimeKind::Modification, time);
+}
+
+FSEntry::TimeStatus WinFolderEntry::GetModificationTime(int * time) {
+    return GetTime(TimeKind::Modification, time);
+}
+
+BaseFileSystem * WinFolderEntry::GetOwnerFileSystem() {
+    return &owner;
+}
+
+CreateStatus WinFolderEntry::CreateFile(Name const & name, FileEntry * reserved) {
+    if (!Takes(name) || reserved != nullptr)
+        return CreateStatus::Other;
+    FileHandle file = nullptr;
+    unsigned int const error =
+        GetFileCalls().CreateFile(PathOf(name), FileAccess::None, FileShare::None,
+                                  FileDisposition::CreateNew, FileAttribute::Normal, &file);
+    if (error == FileError::None)
+        GetFileCalls().CloseHandle(file); // an empty file has nothing to lose
+    return Translate(createFileErrors, error, CreateStatus::Other);
+}
+
+CreateStatus WinFolderEntry::CreateFolder(Name const & name, FolderEntry * reserved) {
+    if (!Takes(name) || reserved != nullptr)
+        return CreateStatus::Other;
+    return Translate(createFolderErrors, GetFileCalls().CreateDirectory(PathOf(name)),
+                     CreateStatus::Other);
+}
+
+CreateStatus WinFolderEntry::CreateLink(Name const & name, Location const & target) {
+    if (!Takes(name) || (owner.RestrictsLinks() && !HasLinkExtension(name.ToString())))
+        return CreateStatus::Other;
+    Mu::UniString const linkPath = PathOf(name);
+    if (!IsFree(GetPathType(linkPath).type))
+        return CreateStatus::AlreadyExists;
+    Mu::UniString targetPath;
+    if (Mu::IsNull(target) || target.ToPath(&targetPath) != NoError ||
+        GetFileCalls().CreateShellLink(linkPath, targetPath, u"IO link") != FileError::None)
+        return CreateStatus::Other;
+    return CreateStatus::Done;
+}
+
+MoveStatus WinFolderEntry::Move(Name const & from, FolderEntry & target, Name const & to,
+                                bool force) {
+    WinFolderEntry * const folder = AsOurs(target);
+    if (folder == nullptr || !Takes(from) || !folder->Takes(to))
+        return MoveStatus::Other;
+    return MovePath(PathOf(from), folder->PathOf(to), force);
+}
+
+FolderEntry::CopyStatus WinFolderEntry::Copy(Name const & from, FolderEntry & target,
+                                             Name const & to) {
+    WinFolderEntry * const folder = AsOurs(target);
+    // The names of drives, in the root of the computer, are legal nowhere else.
+    if (folder == nullptr || (depth != 0 && !from.IsLegal()) || !folder->Takes(to))
+        return CopyStatus::Other;
+    return CopyPath(PathOf(from), folder->PathOf(to));
+}
+
+FolderEntry::DeleteStatus WinFolderEntry::Delete(Name const & name, bool force) {
+    return Takes(name) ? DeletePath(PathOf(name), force) : DeleteStatus::Other;
+}
+
+FolderEntry::GetTypeStatus WinFolderEntry::GetType(Name const & name, EntryType * type) {
+    if (depth != 0 && !name.IsLegal())
+        return GetTypeStatus::Other;
+    PathBuffer target;
+    PathLook const look = LookAtPath(PathOf(name), owner.RestrictsLinks(), &target.text);
+    switch (look.type) {
+    case PathType::File:
+        *type = look.link == LinkStatus::Done || look.link == LinkStatus::Broken ? EntryType::Link
+                                                                                 : EntryType::File;
+        return GetTypeStatus::Done;
+    case PathType::Folder: *type = EntryType::Folder; return GetTypeStatus::Done;
+    case PathType::AccessDenied: return GetTypeStatus::AccessDenied;
+    default: return GetTypeStatus::EntryNotFound;
+    }
+}
+
+EnumerateStatus WinFolderEntry::Enumerate(EntryEnumerator & enumerator) {
+    if (depth == 0)
+        return EnumerateDriveNames(enumerator);
+    FolderSearch search(path);
+    // One text and one name serve all entries, so that most take no memory.
+    Mu::UniString text;
+    Name name;
+    for (; search.HasEntry(); search.Next()) {
+        text = Mu::ConstSubstring(search.GetEntry().GetName());
+        name = text;
+        if (!enumerator.EntryFound(name, search.GetEntry().IsFolder()))
+            return EnumerateStatus::Stopped;
+    }
+    return TranslateDenial<EnumerateStatus>(search.GetError());
+}
+
+FSEntry::AttributeStatus WinFolderEntry::GetFreeSpace(unsigned long long * bytes) {
+    if (depth != 0)
+        return TranslateDenial<AttributeStatus>(GetFileCalls().GetDiskFreeSpaceEx(path, bytes));
+    *bytes = 0;
+    return EnumerateDrives(AddFreeSpace, bytes) == DrivesStatus::Done ? AttributeStatus::Done
+                                                                      : AttributeStatus::Other;
+}
+
+bool WinFolderEntry::IsReadable() {
+    if (depth == 0)
+        return true;
+    FindData data;
+    unsigned int const error = FindEntry(JoinPath(path, u"*"), &data);
+    // The root of an empty drive has not even the two entries of dots.
+    return error == FileError::None || (error == FileError::FileNotFound && IsDriveRoot(path));
+}
+
+bool WinFolderEntry::IsWriteable() {
+    return depth != 0 && CanWriteInto(path);
+}
+
+FSEntry::AttributeStatus WinFolderEntry::GetVolumeType(unsigned int * type) const {
+    Mu::UniString const root = GetRootPath(path);
+    if (root.IsEmpty())
+        return AttributeStatus::Other;
+    *type = GetFileCalls().GetDriveType(root);
+    return AttributeStatus::Done;
+}
+
+FSEntry::AttributeStatus WinFolderEntry::IsOnLocalVolume(bool * isLocal) {
+    unsigned int type = DriveType::Fixed; // the root of the computer is part of it
+    AttributeStatus const status = depth == 0 ? AttributeStatus::Done : GetVolumeType(&type);
+    if (status == AttributeStatus::Done)
+        *isLocal = type != DriveType::Remote;
+    return status;
+}
+
+FSEntry::AttributeStatus WinFolderEntry::IsOnFixedVolume(bool * isFixed) {
+    unsigned int type = DriveType::Fixed;
+    AttributeStatus const status = depth == 0 ? AttributeStatus::Done : GetVolumeType(&type);
+    if (status == AttributeStatus::Done)
+        *isFixed = type == DriveType::Fixed;
+    return status;
+}
+
+} // namespace IO

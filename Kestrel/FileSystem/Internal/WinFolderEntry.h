@@ -1,0 +1,61 @@
+#pragma once
+
+#include <Kestrel/FileSystem/FolderEntry.h>
+#include <Kestrel/FileSystem/Platform/FileCalls.h>
+#include <Kestrel/Root/UniString.h>
+
+namespace IO {
+
+enum class TimeKind : unsigned char;
+class WinFileSystem;
+
+/// A folder of the platform, by its path.
+///
+/// The depth is the number of local names: 0 is the root of the computer, which holds the drives
+/// and in which nothing can be made; 1 is the root of a drive or a share, which has no times.
+class WinFolderEntry final : public FolderEntry {
+public:
+    explicit WinFolderEntry(WinFileSystem & owner) : owner(owner) {}
+    WinFolderEntry(WinFolderEntry const &) = delete;
+    WinFolderEntry & operator=(WinFolderEntry const &) = delete;
+
+    /// Takes the path over. Before, and after Release, the entry stands for nothing.
+    void Set(Mu::UniString & newPath, unsigned int newDepth) noexcept;
+    void Release() noexcept { path.Clear(); }
+
+    TimeStatus SetCreationTime(int const & time) override;
+    TimeStatus GetCreationTime(int * time) override;
+    TimeStatus SetModificationTime(int const & time) override;
+    TimeStatus GetModificationTime(int * time) override;
+    BaseFileSystem * GetOwnerFileSystem() override;
+
+    CreateStatus CreateFile(Name const & name, FileEntry * reserved) override;
+    CreateStatus CreateFolder(Name const & name, FolderEntry * reserved) override;
+    CreateStatus CreateLink(Name const & name, Location const & target) override;
+    MoveStatus Move(Name const & from, FolderEntry & target, Name const & to, bool force) override;
+    CopyStatus Copy(Name const & from, FolderEntry & target, Name const & to) override;
+    DeleteStatus Delete(Name const & name, bool force) override;
+    GetTypeStatus GetType(Name const & name, EntryType * type) override;
+    EnumerateStatus Enumerate(EntryEnumerator & enumerator) override;
+    AttributeStatus GetFreeSpace(unsigned long long * bytes) override;
+    bool IsReadable() override;
+    bool IsWriteable() override;
+    AttributeStatus IsOnLocalVolume(bool * isLocal) override;
+    AttributeStatus IsOnFixedVolume(bool * isFixed) override;
+
+    unsigned int GetDepth() const { return depth; }
+
+private:
+    bool Takes(Name const & name) const;
+    Mu::UniString PathOf(Name const & name) const;
+    WinFolderEntry * AsOurs(FolderEntry & other) const;
+    TimeStatus SetTime(TimeKind kind, int const & time) const;
+    TimeStatus GetTime(TimeKind kind, int * time) const;
+    AttributeStatus GetVolumeType(unsigned int * type) const;
+
+    WinFileSystem & owner;
+    Mu::UniString path;
+    unsigned int depth = 0;
+};
+
+} // namespace IO
