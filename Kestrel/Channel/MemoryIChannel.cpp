@@ -49,7 +49,8 @@ void MemoryIChannel::ResetSource() {
 }
 
 MuErrCode MemoryIChannel::GetInputPosition(unsigned long long * result) const {
-    *result = position - GetDataSizeInInputBuffer();
+    // Bytes put back in front of the start leave the position there.
+    *result = position - std::min(position, GetDataSizeInInputBuffer());
     return NoError;
 }
 

@@ -12,7 +12,8 @@ SubIChannel::SubIChannel(Mu::IChannel * source, unsigned int length)
 SubIChannel::~SubIChannel() = default;
 
 MuErrCode SubIChannel::GetInputPosition(unsigned long long * position) const {
-    *position = consumed - GetDataSizeInInputBuffer();
+    // Bytes put back in front of the start leave the position there.
+    *position = consumed - std::min(consumed, GetDataSizeInInputBuffer());
     return NoError;
 }
 
