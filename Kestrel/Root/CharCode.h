@@ -21,6 +21,6 @@ enum CaseComparison : unsigned int {
 };
 using CaseType = CaseComparison;
 
-enum CompareResult : unsigned int { Less = 0, Equal = 1, Greater = 2 };
+enum CompareResult : int { Less = 0, Equal = 1, Greater = 2 };
 
 } // namespace Mu

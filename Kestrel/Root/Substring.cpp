@@ -41,6 +41,11 @@ Substring & Substring::operator=(char const * replacement) {
     return *this = decoded.Get();
 }
 
+Substring & Substring::operator=(char16_t const * replacement) {
+    unsigned short const * const units = ToUnits(replacement);
+    return *this = ConstSubstring(units, CountUnits(units));
+}
+
 Substring & Substring::operator=(UniChar replacement) {
     unsigned short const unit = replacement.GetUnit();
     return *this = ConstSubstring(&unit, 1);

@@ -56,6 +56,7 @@ public:
     Substring & operator=(ConstSubstring const & replacement);
     Substring & operator=(Substring const & replacement);
     Substring & operator=(char const * replacement);
+    Substring & operator=(char16_t const * replacement);
     Substring & operator=(UniChar replacement);
 
     void SetToLowerCase();

@@ -121,9 +121,10 @@ void AppendUnsigned(UniString & text, Directive const & directive,
     unsigned long long const value =
         argument.wide ? argument.bits : static_cast<unsigned int>(argument.bits);
     bool const isUpper = directive.conversion == 'X';
-    char const * const prefix = !directive.alternate || directive.conversion == 'u' ? ""
-                                : isUpper                                           ? "0X"
-                                                                                    : "0x";
+    char const * const prefix = !directive.alternate || directive.conversion == 'u' || value == 0
+                                    ? ""
+                                : isUpper ? "0X"
+                                          : "0x";
     unsigned short buffer[24];
     AppendNumber(text, directive, prefix,
                  MakeDigits(value, directive.conversion == 'u' ? 10 : 16,

@@ -39,6 +39,9 @@ public:
     friend constexpr bool operator==(UniChar a, UniChar b) { return a.unit == b.unit; }
     friend constexpr bool operator==(UniChar a, char b) { return a.unit == UniChar(b).unit; }
     friend constexpr bool operator!=(UniChar a, char b) { return !(a == b); }
+    friend constexpr bool operator==(UniChar a, char16_t b) { return a.unit == b; }
+    friend constexpr bool operator==(UniChar a, unsigned short b) { return a.unit == b; }
+    friend constexpr bool operator==(UniChar a, int b) { return a.unit == b; }
 
     /// Unit by unit, the shorter first when it begins the longer.
     static CompareResult Compare(unsigned short const * a, unsigned int lengthA,

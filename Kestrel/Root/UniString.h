@@ -10,6 +10,7 @@
 #include <Kestrel/Root/Types.h>
 #include <Kestrel/Root/UniChar.h>
 
+#include <concepts>
 #include <functional>
 #include <iosfwd>
 #include <span>
@@ -19,6 +20,9 @@
 namespace Mu {
 
 class Concatenation;
+
+template <typename T>
+concept CharacterLiteral = std::same_as<T, char> || std::same_as<T, char16_t>;
 
 /// A growable text of UTF-16 code units.
 ///
@@ -135,6 +139,17 @@ public:
     /// when one of them is missing.
     ConstSubstring GetSubstring(UniChar left, UniChar right, unsigned int from = 0,
                                 unsigned int range = All) const;
+    // Else a character literal would be taken for an index.
+    template <CharacterLiteral Unit>
+    ConstSubstring GetSubstring(Unit left, Unit right, unsigned int from = 0,
+                                unsigned int range = All) const {
+        return GetSubstring(UniChar(left), UniChar(right), from, range);
+    }
+    template <CharacterLiteral Unit>
+    ConstSubstring GetSubstring(Unit left, Unit right, unsigned int from = 0,
+                                unsigned int range = All) {
+        return GetSubstring(UniChar(left), UniChar(right), from, range);
+    }
 
     bool IsEmpty() const { return length == 0; }
     unsigned int GetLength() const { return length; }

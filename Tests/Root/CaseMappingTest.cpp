@@ -1,0 +1,148 @@
+#include <Kestrel/Root/CaseMapping.h>
+
+#include <Kestrel/Root/UniString.h>
+
+#include "Tests/Support/FaultSweep.h"
+#include "Tests/Support/Text.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <random>
+#include <set>
+#include <thread>
+#include <vector>
+
+using Mu::ToLowerUnit;
+using Mu::ToUpperUnit;
+using Mu::UniString;
+
+TEST(CaseMapping, MapsKnownPairsOfManyScripts) {
+    char16_t const pairs[][2] = {
+        {u'a', u'A'},           {u'z', u'Z'},           {u'\u00E4', u'\u00C4'},
+        {u'\u00FE', u'\u00DE'}, {u'\u0153', u'\u0152'}, {u'\u03B1', u'\u0391'},
+        {u'\u0436', u'\u0416'}, {u'\u0561', u'\u0531'}, {u'\u1E3F', u'\u1E3E'},
+        {u'\uFF41', u'\uFF21'}, {u'\u00FF', u'\u0178'}, {u'\u2170', u'\u2160'},
+    };
+    for (auto const & pair : pairs) {
+        EXPECT_EQ(ToUpperUnit(pair[0]), pair[1]);
+        EXPECT_EQ(ToLowerUnit(pair[1]), pair[0]);
+        EXPECT_EQ(ToUpperUnit(pair[1]), pair[1]);
+        EXPECT_EQ(ToLowerUnit(pair[0]), pair[0]);
+    }
+}
+
+TEST(CaseMapping, LeavesWhatHasNoCaseOfOneUnit) {
+    for (char16_t const unit : {u'\u00DF', u'\u00D7', u'\u00F7', u'\u4E00', u'\u0000', u'[', u'@',
+                                u'`', u'{', u'\u05D0', u'\uFFFF'}) {
+        EXPECT_EQ(ToUpperUnit(unit), unit);
+        EXPECT_EQ(ToLowerUnit(unit), unit);
+    }
+    for (unsigned int unit = 0xD800; unit < 0xE000; ++unit) {
+        ASSERT_EQ(ToUpperUnit(static_cast<unsigned short>(unit)), unit);
+        ASSERT_EQ(ToLowerUnit(static_cast<unsigned short>(unit)), unit);
+    }
+}
+
+TEST(CaseMapping, IsStableOverTheWholePlane) {
+    unsigned int changed = 0;
+    for (unsigned int i = 0; i < 0x10000; ++i) {
+        unsigned short const unit = static_cast<unsigned short>(i);
+        unsigned short const upper = ToUpperUnit(unit);
+        unsigned short const lower = ToLowerUnit(unit);
+        ASSERT_EQ(ToUpperUnit(upper), upper) << i;
+        ASSERT_EQ(ToLowerUnit(lower), lower) << i;
+        ASSERT_FALSE(unit != 0 && (upper == 0 || lower == 0)) << i;
+        ASSERT_TRUE(unit >= 0x80 || upper < 0x80) << i;
+        ASSERT_TRUE(unit < 0x80 || upper >= 0x80 || Mu::UniChar(upper).IsAlpha()) << i;
+        ASSERT_TRUE(unit < 0x80 || lower >= 0x80 || Mu::UniChar(lower).IsAlpha()) << i;
+        changed += upper != unit ? 1 : 0;
+    }
+    EXPECT_GT(changed, 900u) << "not ASCII alone";
+}
+
+TEST(CaseMapping, MapsWholeTextsInPlaceAtTheSameLength) {
+    UniString text(u"Gr\u00FC\u00DFe \u0416 \U00010428x");
+    unsigned int const length = text.GetLength();
+    text.SetToUpperCase();
+    EXPECT_TRUE(text == u"GR\u00DC\u00DFE \u0416 \U00010428X");
+    text.SetToLowerCase(1, 3);
+    EXPECT_TRUE(text == u"Gr\u00FC\u00DFE \u0416 \U00010428X");
+    EXPECT_EQ(text.GetLength(), length);
+}
+
+TEST(CaseMapping, HashesLikeAnUpperCasedCopyWithoutMakingOne) {
+    std::mt19937 random(3);
+    for (int round = 0; round < 2000; ++round) {
+        UniString text;
+        for (unsigned int i = random() % 20; i > 0; --i)
+            text.Append(Mu::UniChar(static_cast<unsigned short>(
+                random() % 2 == 0 ? random() % 0x80 : random() % 0x10000)));
+        UniString copy(text);
+        unsigned long long const before = Tests::CountAllocations();
+        unsigned int const hash = Mu::HashUnitsUpperCased(text.GetUnits(), text.GetLength());
+        ASSERT_EQ(Tests::CountAllocations(), before);
+        copy.SetToUpperCase();
+        ASSERT_EQ(hash, copy.GenerateHashValue());
+        ASSERT_TRUE(Mu::EqualUnitsUpperCased(text.GetUnits(), copy.GetUnits(), copy.GetLength()));
+    }
+}
+
+TEST(CaseMapping, HashesTheSameOnEveryPlatform) {
+    EXPECT_EQ(UniString().GenerateHashValue(), 0u);
+    EXPECT_EQ(UniString(u"Kestrel \u20AC").GenerateHashValue(), 0xBEFDA6A8u);
+}
+
+// Names that are numbered, as most large folders have them, must not pile up anywhere: neither in
+// the low bits, where tables look, nor in the whole value.
+TEST(CaseMapping, SpreadsNumberedNames) {
+    std::set<unsigned int> hashes;
+    std::vector<unsigned int> buckets(4096);
+    for (unsigned int i = 0; i < 40960; ++i) {
+        unsigned int const hash = UniString::Printf("file%05u.txt", i).GenerateHashValue();
+        hashes.insert(hash);
+        ++buckets[hash % buckets.size()];
+    }
+    EXPECT_GT(hashes.size(), 40940u);
+    EXPECT_LT(*std::max_element(buckets.begin(), buckets.end()), 35u);
+}
+
+TEST(CaseMapping, MayBeAskedFromSeveralThreadsAtOnce) {
+    auto const ask = [] {
+        for (unsigned int unit = 0; unit < 0x10000; ++unit)
+            ASSERT_EQ(ToUpperUnit(ToUpperUnit(static_cast<unsigned short>(unit))),
+                      ToUpperUnit(static_cast<unsigned short>(unit)));
+    };
+    ask();
+    std::thread first(ask);
+    std::thread second(ask);
+    first.join();
+    second.join();
+}
+
+TEST(UniChar, ClassifiesAsciiAndComparesWithBytes) {
+    using Mu::UniChar;
+    EXPECT_TRUE(UniChar('q').IsLower() && UniChar('Q').IsAlpha() && !UniChar('Q').IsLower());
+    EXPECT_TRUE(UniChar('0').IsDigit() && UniChar('9').IsDigit() && !UniChar(':').IsDigit());
+    EXPECT_TRUE(UniChar('f').IsHexaDigit() && UniChar('F').IsHexaDigit());
+    EXPECT_FALSE(UniChar('g').IsHexaDigit() || UniChar('@').IsAlpha() || UniChar('[').IsAlpha());
+    EXPECT_FALSE(UniChar(u'\u00E4').IsAlpha() || UniChar(u'\u0661').IsDigit());
+    EXPECT_TRUE(UniChar('\xE4') == u'\u00E4');
+    EXPECT_TRUE(UniChar('\xE4') == '\xE4');
+    EXPECT_TRUE(UniChar(u'\u0141') != 'A') << "whose low byte is the same";
+    EXPECT_EQ(static_cast<char>(UniChar('\xE4')), '\xE4');
+    EXPECT_EQ(static_cast<unsigned char>(UniChar(u'\u20AC')), '?');
+}
+
+TEST(UniChar, ComparesRunsWithAndWithoutCase) {
+    using Mu::UniChar;
+    auto const compare = [](UniString const & a, UniString const & b, Mu::CaseComparison how) {
+        return UniChar::Compare(a.GetUnits(), a.GetLength(), b.GetUnits(), b.GetLength(), how);
+    };
+    EXPECT_EQ(compare("abc", "abc", Mu::RespectCase), 1);
+    EXPECT_EQ(compare(u"ab\u00E4", u"AB\u00C4", Mu::IgnoreCase), 1);
+    EXPECT_EQ(compare("abC", "abc", Mu::RespectCase), Mu::Less);
+    EXPECT_EQ(compare("ab", "abc", Mu::IgnoreCase), Mu::Less);
+    EXPECT_EQ(compare("abd", "ABC", Mu::IgnoreCase), Mu::Greater);
+    EXPECT_EQ(compare("", "", Mu::IgnoreCase), 1);
+}
