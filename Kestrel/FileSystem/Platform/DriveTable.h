@@ -1,0 +1,69 @@
+#pragma once
+
+#include <Kestrel/FileSystem/Platform/NativeText.h>
+
+#include <string_view>
+
+namespace IO {
+
+/// Which folders of a native tree the drives and shares of portable paths are.
+///
+/// On Linux it stands between the two kinds of paths. It is made from a text like
+/// `C=/;D=/mnt/data;\\host\share=/srv/share`, in which the later of two entries for the same root
+/// counts, an empty folder takes a drive away, and what makes no sense is passed over. Drive `C:`
+/// is "/" when the text does not name it.
+///
+/// Memory:  none from the heap; a text of a few thousand bytes fits, and what does not is dropped.
+/// Threads: any, once it is made.
+/// Failure: error numbers.
+class DriveTable {
+public:
+    static constexpr unsigned int MaxShares = 32;
+
+    explicit DriveTable(std::string_view text);
+    DriveTable(DriveTable const &) = delete;
+    DriveTable & operator=(DriveTable const &) = delete;
+
+    /// Where a portable path lies: the folder of its root alone.
+    struct Place {
+        std::string_view folder; // "/" or without a final "/"
+        PathText rest;           // the names behind the root
+    };
+    /// PathNotFound: no absolute path, or no such drive. BadNetPath: no such share.
+    unsigned int Find(PathText path, Place * place) const;
+
+    /// The native path, and in `*rootLength` how much of it stands for the drive or share. As Find,
+    /// and InvalidName or NameTooLong.
+    unsigned int ToNative(PathText path, BytePath * native, unsigned int * rootLength) const;
+
+    /// The portable path of a native one; see FromNativePath. InvalidName for a relative path,
+    /// PathNotFound for one beneath no root, MoreData for a full buffer.
+    unsigned int ToPortable(std::string_view native, TextBuffer * path) const;
+
+    /// Whether the text is a native path rather than a portable one; see IsNativePath.
+    bool IsNative(PathText text) const;
+
+    /// The folder of a drive, `A` to `Z`; empty for none.
+    std::string_view GetFolder(unsigned int letter) const { return drives[letter - 'A']; }
+
+private:
+    struct Share {
+        PathText root; // `\\host\share`
+        std::string_view folder;
+    };
+
+    void AddEntry(std::string_view root, std::string_view folder);
+    void AddShare(std::string_view root, std::string_view folder);
+    std::string_view Keep(BytePath const & folder);
+    Share const * FindShare(PathText root) const;
+
+    std::string_view drives[26];
+    Share shares[MaxShares];
+    unsigned int shareCount = 0;
+    char bytes[BytePath::Size];
+    unsigned int bytesUsed = 0;
+    char16_t units[2048];
+    unsigned int unitsUsed = 0;
+};
+
+} // namespace IO

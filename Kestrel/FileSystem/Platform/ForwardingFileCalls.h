@@ -1,0 +1,110 @@
+#pragma once
+
+#include <Kestrel/FileSystem/Platform/FileCalls.h>
+
+namespace IO {
+
+/// Hands every call on to others, so that a class derived from it changes one operation.
+///
+/// Memory, threads and failure are those of the calls below.
+class ForwardingFileCalls : public FileCalls {
+public:
+    /// `below` must outlive this.
+    explicit ForwardingFileCalls(FileCalls & below) : below(&below) {}
+
+    FileCalls & GetBelow() const { return *below; }
+    void SetBelow(FileCalls & calls) { below = &calls; }
+
+    unsigned int SetFileAttributes(PathText path, unsigned int attributes) override {
+        return below->SetFileAttributes(path, attributes);
+    }
+    unsigned int GetFileAttributes(PathText path, unsigned int * attributes) override {
+        return below->GetFileAttributes(path, attributes);
+    }
+    unsigned int GetDiskFreeSpaceEx(PathText folder, unsigned long long * available) override {
+        return below->GetDiskFreeSpaceEx(folder, available);
+    }
+    unsigned int FindFirstFile(PathText path, FindHandle * find, FindData * data) override {
+        return below->FindFirstFile(path, find, data);
+    }
+    unsigned int FindNextFile(FindHandle find, FindData * data) override {
+        return below->FindNextFile(find, data);
+    }
+    unsigned int FindClose(FindHandle find) override { return below->FindClose(find); }
+    unsigned int CreateFile(PathText path, unsigned int access, unsigned int share,
+                            unsigned int disposition, unsigned int attributes,
+                            FileHandle * file) override {
+        return below->CreateFile(path, access, share, disposition, attributes, file);
+    }
+    unsigned int CloseHandle(FileHandle file) override { return below->CloseHandle(file); }
+    unsigned int CopyFile(PathText from, PathText to) override { return below->CopyFile(from, to); }
+    unsigned int MoveFile(PathText from, PathText to) override { return below->MoveFile(from, to); }
+    unsigned int DeleteFile(PathText path) override { return below->DeleteFile(path); }
+    unsigned int CreateDirectory(PathText path) override { return below->CreateDirectory(path); }
+    unsigned int RemoveDirectory(PathText path) override { return below->RemoveDirectory(path); }
+    unsigned int SetFileTime(FileHandle file, unsigned long long const * creationTime,
+                             unsigned long long const * lastWriteTime) override {
+        return below->SetFileTime(file, creationTime, lastWriteTime);
+    }
+    unsigned int GetSystemDirectory(TextBuffer * path) override {
+        return below->GetSystemDirectory(path);
+    }
+    unsigned int GetModuleFileName(TextBuffer * path) override {
+        return below->GetModuleFileName(path);
+    }
+    unsigned int GetCurrentDirectory(TextBuffer * path) override {
+        return below->GetCurrentDirectory(path);
+    }
+    unsigned int GetTempPath(TextBuffer * path) override { return below->GetTempPath(path); }
+    unsigned int GetLongPathName(PathText path, TextBuffer * longPath) override {
+        return below->GetLongPathName(path, longPath);
+    }
+    unsigned int SHGetFolderPath(int folder, TextBuffer * path) override {
+        return below->SHGetFolderPath(folder, path);
+    }
+    unsigned int GetVolumeInformation(PathText root) override {
+        return below->GetVolumeInformation(root);
+    }
+    unsigned int GetLogicalDriveStrings(TextBuffer * drives) override {
+        return below->GetLogicalDriveStrings(drives);
+    }
+    unsigned int GetDriveType(PathText root) override { return below->GetDriveType(root); }
+    unsigned int ReadFile(FileHandle file, char * destination, unsigned int count,
+                          unsigned int * read) override {
+        return below->ReadFile(file, destination, count, read);
+    }
+    unsigned int WriteFile(FileHandle file, char const * source, unsigned int count,
+                           unsigned int * written) override {
+        return below->WriteFile(file, source, count, written);
+    }
+    unsigned int SetEndOfFile(FileHandle file) override { return below->SetEndOfFile(file); }
+    unsigned int GetFileSizeEx(FileHandle file, unsigned long long * size) override {
+        return below->GetFileSizeEx(file, size);
+    }
+    unsigned int FlushFileBuffers(FileHandle file) override {
+        return below->FlushFileBuffers(file);
+    }
+    unsigned int SetFilePointerEx(FileHandle file, long long offset, unsigned long long * position,
+                                  unsigned int origin) override {
+        return below->SetFilePointerEx(file, offset, position, origin);
+    }
+    bool MarksLinks() const override { return below->MarksLinks(); }
+    LinkStatus ReadShellLink(PathText path, TextBuffer * target) override {
+        return below->ReadShellLink(path, target);
+    }
+    unsigned int CreateShellLink(PathText path, PathText target, PathText description) override {
+        return below->CreateShellLink(path, target, description);
+    }
+    bool IsSameName(PathText a, PathText b) override { return below->IsSameName(a, b); }
+    unsigned int SetErrorMode(unsigned int mode) override { return below->SetErrorMode(mode); }
+    unsigned int GetLastError() override { return below->GetLastError(); }
+    void SetLastError(unsigned int error) override { below->SetLastError(error); }
+    unsigned int FormatMessage(unsigned int error, char * text, unsigned int size) override {
+        return below->FormatMessage(error, text, size);
+    }
+
+private:
+    FileCalls * below;
+};
+
+} // namespace IO

@@ -1,0 +1,46 @@
+#pragma once
+
+#include <Kestrel/FileSystem/Platform/FileCallTypes.h>
+
+#include <string_view>
+
+// The names of a file system that knows bytes, as units, and back. Kestrel/FileSystem/NativePath.h
+// tells the rule. It is the same code on all platforms, though only one needs it.
+
+namespace IO {
+
+/// A native path, zero-terminated, as long as the system takes one.
+struct BytePath {
+    static constexpr unsigned int Size = 4096;
+
+    char text[Size];
+    unsigned int length = 0;
+
+    BytePath() { text[0] = 0; }
+    std::string_view GetText() const { return std::string_view(text, length); }
+    /// False: it would become too long; nothing changed.
+    bool Append(std::string_view more);
+    void Truncate(unsigned int newLength) {
+        length = newLength;
+        text[length] = 0;
+    }
+    /// A "/" where none stands, and the name.
+    bool AppendName(std::string_view name);
+    /// Puts `replacement` in the place of a part.
+    bool Replace(unsigned int from, unsigned int count, std::string_view replacement);
+};
+
+/// How many units a name of so many bytes can have at most is the number of its bytes.
+inline constexpr unsigned int MaxNameBytes = 255;
+
+/// Appends the name as units. False when the buffer is full.
+bool AppendPortableName(std::string_view name, TextBuffer * text);
+/// Appends the name as bytes: 0, FileError::InvalidName or FileError::NameTooLong.
+unsigned int AppendNativeName(PathText name, BytePath * path);
+/// The hash of the name in upper case, equal for all its spellings.
+unsigned int HashNameUpperCased(std::string_view name);
+/// Whether two names are spellings of one.
+bool IsSameSpelling(PathText a, PathText b);
+bool IsSpellingOf(std::string_view name, PathText other);
+
+} // namespace IO

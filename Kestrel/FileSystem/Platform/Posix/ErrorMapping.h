@@ -1,0 +1,25 @@
+#pragma once
+
+#include <cerrno>
+
+// The system's error numbers as those of Windows, and back for their texts.
+
+namespace IO {
+
+/// 31, a failure without a name, for what no row of the table knows.
+unsigned int ToFileError(int error);
+/// The same for the calling thread's errno.
+unsigned int GetLastFileError();
+/// The system's text for the number, cut to `size` bytes with its zero; 0 when it has none.
+unsigned int GetErrorText(unsigned int error, char * text, unsigned int size);
+
+/// Takes a call up again that a signal interrupted. The call answers below 0 when it failed.
+template <typename Call>
+auto Retry(Call call) {
+    auto result = call();
+    while (result < 0 && errno == EINTR)
+        result = call();
+    return result;
+}
+
+} // namespace IO

@@ -1,0 +1,377 @@
+#include <Kestrel/FileSystem/Platform/Posix/FolderNames.h>
+
+#include <Kestrel/FileSystem/Platform/Posix/ErrorMapping.h>
+#include <Kestrel/FileSystem/Platform/Posix/FolderReader.h>
+
+#include <algorithm>
+#include <cstring>
+#include <ctime>
+
+namespace IO {
+namespace {
+
+constexpr unsigned int FolderCount = 8;
+constexpr unsigned int TableSize = 1u << 20; // a power of two
+constexpr unsigned int FirstCapacity = 1024;
+constexpr long long Second = 1'000'000'000;
+constexpr long long ClockTick = 20'000'000; // more than that of any kernel
+
+long long ToNanoseconds(timespec const & time) {
+    return time.tv_sec * Second + time.tv_nsec;
+}
+
+long long GetNow(clockid_t clock) {
+    timespec now;
+    ::clock_gettime(clock, &now);
+    return ToNanoseconds(now);
+}
+
+/// The hashes of a folder's names, each as often as it comes: open addressing over the first
+/// `capacity` places. A hash of 0 is stored as 1; 0 is a free place.
+class HashBag {
+public:
+    void Clear(unsigned int newCapacity) {
+        std::memset(places, 0, newCapacity * sizeof(places[0]));
+        capacity = newCapacity;
+        count = 0;
+    }
+
+    /// False: it is three quarters full.
+    bool Add(unsigned int hash) {
+        if (count >= capacity / 4 * 3)
+            return false;
+        unsigned int place = FindFrom(Home(hash), 0);
+        places[place] = Stored(hash);
+        ++count;
+        return true;
+    }
+
+    bool Contains(unsigned int hash) const {
+        return places[FindFrom(Home(hash), Stored(hash))] != 0;
+    }
+
+    void Remove(unsigned int hash) {
+        unsigned int hole = FindFrom(Home(hash), Stored(hash));
+        if (places[hole] == 0)
+            return;
+        places[hole] = 0;
+        --count;
+        // What was moved on by the collision moves back, so that no search ends at the hole.
+        for (unsigned int i = Next(hole); places[i] != 0; i = Next(i)) {
+            unsigned int const home = Home(places[i]);
+            bool const mayStay = hole <= i ? hole < home && home <= i : hole < home || home <= i;
+            if (mayStay)
+                continue;
+            std::swap(places[hole], places[i]);
+            hole = i;
+        }
+    }
+
+    unsigned int GetCapacity() const { return capacity; }
+
+private:
+    static unsigned int Stored(unsigned int hash) { return hash == 0 ? 1 : hash; }
+    unsigned int Home(unsigned int hash) const {
+        return static_cast<unsigned int>(Stored(hash) * 0x9E3779B97F4A7C15u >> 40) & (capacity - 1);
+    }
+    unsigned int Next(unsigned int place) const { return (place + 1) & (capacity - 1); }
+    /// The first place from `place` on that holds the value or is free.
+    unsigned int FindFrom(unsigned int place, unsigned int value) const {
+        while (places[place] != 0 && places[place] != value)
+            place = Next(place);
+        return place;
+    }
+
+    unsigned int capacity; // a power of two; some place is always free
+    unsigned int count;
+    unsigned int places[TableSize];
+};
+
+} // namespace
+
+struct FolderNames::Folder {
+    bool isUsed;
+    bool isUncertain; // a change of another may hide behind the change time
+    dev_t device;
+    ino_t inode;
+    long long changeTime;
+    long long readAt;
+    long long trust; // how long an uncertain one holds
+    unsigned int lastUse;
+    HashBag hashes;
+
+    bool Is(struct stat const & info) const {
+        return inode == info.st_ino && device == info.st_dev;
+    }
+    bool Read(char const * path, unsigned int capacity);
+};
+
+namespace {
+
+/// Ends a path early while it lives.
+class Cut {
+public:
+    Cut(BytePath * path, unsigned int at)
+        : path(path), length(path->length), at(at), kept(path->text[at]) {
+        path->Truncate(at);
+    }
+    ~Cut() {
+        path->text[at] = kept;
+        path->length = length;
+    }
+    Cut(Cut const &) = delete;
+    Cut & operator=(Cut const &) = delete;
+
+private:
+    BytePath * path;
+    unsigned int length;
+    unsigned int at;
+    char kept;
+};
+
+bool IsFolder(BytePath * path, unsigned int length, struct stat * info) {
+    Cut const cut(path, length);
+    return ::stat(path->text, info) == 0 && S_ISDIR(info->st_mode);
+}
+
+unsigned int FindLastName(BytePath const & path) {
+    return static_cast<unsigned int>(path.GetText().rfind('/')) + 1;
+}
+
+// The folder of a name that begins at `name`: up to the "/" before it, or the root "/".
+unsigned int GetFolderLength(unsigned int name) {
+    return std::max(name - 1, 1u);
+}
+
+void Copy(std::string_view text, BytePath * path) {
+    path->Truncate(0);
+    path->Append(text);
+}
+
+} // namespace
+
+FolderNames & FolderNames::Get() {
+    static FolderNames names;
+    return names;
+}
+
+std::span<FolderNames::Folder> FolderNames::GetFolders() {
+    // No constructor, and all zero: the pages come to be when they are written to.
+    static Folder folders[FolderCount];
+    return folders;
+}
+
+bool FolderNames::IsInUse() const {
+    for (Folder const & folder : GetFolders())
+        if (folder.isUsed)
+            return true;
+    return false;
+}
+
+FolderNames::Folder * FolderNames::Find(struct stat const & info) const {
+    for (Folder & folder : GetFolders())
+        if (folder.isUsed && folder.Is(info))
+            return &folder;
+    return nullptr;
+}
+
+FolderNames::Folder * FolderNames::FindCurrent(struct stat const & info) const {
+    Folder * const folder = Find(info);
+    if (folder == nullptr || folder->changeTime != ToNanoseconds(info.st_ctim))
+        return nullptr;
+    if (folder->isUncertain && GetNow(CLOCK_MONOTONIC) - folder->readAt > folder->trust)
+        return nullptr;
+    return folder;
+}
+
+// Where the folder is remembered, or else the place of the one that was not used for longest.
+FolderNames::Folder & FolderNames::Choose(struct stat const & info) const {
+    if (Folder * const folder = Find(info))
+        return *folder;
+    std::span<Folder> const folders = GetFolders();
+    return *std::min_element(folders.begin(), folders.end(),
+                             [](auto const & a, auto const & b) { return a.lastUse < b.lastUse; });
+}
+
+bool FolderNames::IsCurrent(struct stat const & info) const {
+    return FindCurrent(info) != nullptr;
+}
+
+void FolderNames::Enter(struct stat const & info, std::string_view name, bool added) {
+    Folder * const folder = Find(info);
+    if (folder == nullptr)
+        return;
+    unsigned int const hash = HashNameUpperCased(name);
+    if (!added)
+        folder->hashes.Remove(hash);
+    else if (!folder->hashes.Add(hash))
+        folder->isUsed = false; // it is read again, into more places, when it is asked for next
+    folder->changeTime = ToNanoseconds(info.st_ctim);
+    folder->isUncertain = true;
+}
+
+// False: there is no reading it, it changed meanwhile, or, with errno at 0, it does not fit.
+bool FolderNames::Folder::Read(char const * path, unsigned int capacity) {
+    hashes.Clear(capacity);
+    FolderReader reader(OpenFolder(path));
+    struct stat before;
+    if (!reader.IsOpen() || ::fstat(reader.GetDescriptor(), &before) != 0)
+        return false;
+    FolderReader::Entry entry;
+    while (reader.Next(&entry))
+        if (!hashes.Add(HashNameUpperCased(entry.name))) {
+            errno = 0;
+            return false;
+        }
+    struct stat after;
+    if (errno != 0 || ::fstat(reader.GetDescriptor(), &after) != 0)
+        return false;
+    errno = EAGAIN;
+    device = after.st_dev;
+    inode = after.st_ino;
+    changeTime = ToNanoseconds(after.st_ctim);
+    return ToNanoseconds(before.st_ctim) == changeTime;
+}
+
+FolderNames::Folder * FolderNames::Remember(char const * path, struct stat const & info) {
+    Folder & folder = Choose(info);
+    unsigned int capacity = FirstCapacity;
+    if (folder.Is(info))
+        capacity = std::max(capacity, folder.hashes.GetCapacity());
+    folder.isUsed = false;
+    folder.lastUse = ++uses;
+    long long const begin = GetNow(CLOCK_MONOTONIC);
+    bool isRead = false;
+    for (errno = 0; !isRead && errno == 0 && capacity <= TableSize; capacity *= 2)
+        isRead = folder.Read(path, capacity);
+    if (!isRead)
+        return nullptr;
+    folder.readAt = GetNow(CLOCK_MONOTONIC);
+    folder.trust = std::max(Second, 20 * (folder.readAt - begin)); // a twentieth of all time
+    folder.isUncertain = GetNow(CLOCK_REALTIME) - folder.changeTime < ClockTick;
+    folder.isUsed = true;
+    return &folder;
+}
+
+bool FolderNames::MayContain(char const * path, struct stat const & info, std::string_view name) {
+    Folder * folder = FindCurrent(info);
+    if (folder == nullptr)
+        folder = Remember(path, info);
+    if (folder == nullptr)
+        return true;
+    folder->lastUse = ++uses;
+    return folder->hashes.Contains(HashNameUpperCased(name));
+}
+
+bool FolderNames::FindInFolder(char const * folder, struct stat const & info, std::string_view name,
+                               BytePath * found) {
+    found->Truncate(0);
+    if (name.size() > MaxNameBytes || !MayContain(folder, info, name))
+        return false;
+    char16_t units[MaxNameBytes + 1];
+    TextBuffer text{units, MaxNameBytes + 1, 0};
+    AppendPortableName(name, &text);
+    FolderReader reader(OpenFolder(folder));
+    FolderReader::Entry entry;
+    while (reader.IsOpen() && reader.Next(&entry)) {
+        if (entry.name == name) {
+            Copy(name, found);
+            return true;
+        }
+        bool const isFirst = found->length == 0 || entry.name < found->GetText();
+        if (isFirst && IsSpellingOf(entry.name, text.GetText()))
+            Copy(entry.name, found);
+    }
+    return found->length != 0;
+}
+
+// Corrects the name from `name` to `end` in the folder before it. Where it ends then; 0: none such.
+unsigned int FolderNames::CorrectName(BytePath * path, unsigned int name, unsigned int end,
+                                      struct stat const & info) {
+    BytePath folder;
+    BytePath found;
+    Copy(path->GetText().substr(0, GetFolderLength(name)), &folder);
+    if (!FindInFolder(folder.text, info, path->GetText().substr(name, end - name), &found) ||
+        !path->Replace(name, end - name, found.GetText()))
+        return 0;
+    return name + found.length;
+}
+
+unsigned int FolderNames::FindSpelling(BytePath * path, unsigned int rootLength) {
+    std::lock_guard<std::recursive_mutex> const guard(lock);
+    if (path->length <= rootLength)
+        return FileError::PathNotFound;
+    // Mostly it is the last name alone that is missed.
+    struct stat info;
+    unsigned int name = FindLastName(*path);
+    if (!IsFolder(path, GetFolderLength(name), &info)) {
+        name = std::max(rootLength, 1u) == 1 ? 1 : rootLength + 1;
+        if (!IsFolder(path, GetFolderLength(name), &info))
+            return FileError::PathNotFound;
+    }
+    for (;;) {
+        unsigned int end = static_cast<unsigned int>(
+            std::min<std::size_t>(path->GetText().find('/', name), path->length));
+        bool const isLast = end == path->length;
+        struct stat next;
+        if (isLast || !IsFolder(path, end, &next)) {
+            end = CorrectName(path, name, end, info);
+            if (end == 0)
+                return isLast ? FileError::FileNotFound : FileError::PathNotFound;
+        }
+        if (isLast)
+            return FileError::None;
+        if (!IsFolder(path, end, &info))
+            return FileError::PathNotFound;
+        name = end + 1;
+    }
+}
+
+FolderChange::FolderChange(BytePath * path, unsigned int rootLength)
+    : names(FolderNames::Get()), guard(names.GetLock()), path(path), rootLength(rootLength) {}
+
+std::string_view FolderChange::GetName() const {
+    return path->GetText().substr(FindLastName(*path));
+}
+
+unsigned int FolderChange::FindFolder() {
+    // The root of a drive has no name of its own; whatever is to be made, it is there already.
+    if (path->length <= rootLength)
+        return FileError::AlreadyExists;
+    unsigned int const name = FindLastName(*path);
+    Copy(path->GetText().substr(0, GetFolderLength(name)), &folder);
+    if (::stat(folder.text, &info) != 0) {
+        if (errno != ENOENT)
+            return GetLastFileError();
+        if (names.FindSpelling(&folder, rootLength) != FileError::None ||
+            ::stat(folder.text, &info) != 0)
+            return FileError::PathNotFound;
+        if (!path->Replace(0, GetFolderLength(name), folder.GetText()))
+            return FileError::NameTooLong;
+    }
+    return S_ISDIR(info.st_mode) ? FileError::None : FileError::PathNotFound;
+}
+
+bool FolderChange::HasOtherSpelling(BytePath * other) {
+    BytePath found;
+    bool const isThere = names.FindInFolder(folder.text, info, GetName(), &found);
+    isCurrent = names.IsCurrent(info);
+    if (!isThere || found.GetText() == GetName())
+        return false;
+    Copy(folder.GetText(), other);
+    return other->AppendName(found.GetText());
+}
+
+void FolderChange::Prepare() {
+    Copy(path->GetText().substr(0, GetFolderLength(FindLastName(*path))), &folder);
+    isCurrent = names.IsInUse() && ::stat(folder.text, &info) == 0 && names.IsCurrent(info);
+}
+
+void FolderChange::Changed(bool added) {
+    int const before = errno;
+    if (isCurrent && ::stat(folder.text, &info) == 0)
+        names.Enter(info, GetName(), added);
+    errno = before;
+}
+
+} // namespace IO

@@ -1,0 +1,124 @@
+#pragma once
+
+#include <Kestrel/FileSystem/Platform/NativeText.h>
+#include <Kestrel/FileSystem/Platform/Posix/ErrorMapping.h>
+
+#include <mutex>
+#include <span>
+#include <string_view>
+#include <sys/stat.h>
+
+namespace IO {
+
+/// Tells whether a folder holds a name in another spelling, without reading the folder each time.
+///
+/// The system knows names byte by byte; here two names that differ in case only are one. So whoever
+/// makes an entry must know that no other spelling of its name is there, and who misses one must
+/// look for another spelling. Reading the folder each time would make n creations cost n * n, so
+/// the last few folders are remembered: for each, the hashes of its upper-cased names, and the
+/// change time that the folder had then.
+///
+/// What is remembered counts as long as the folder's change time stays, which any creation,
+/// renaming or deletion moves, by whomever. The library's own changes are entered through
+/// FolderChange and take the new change time along. What can slip through: another process that
+/// makes an entry in the very moment between our change and the look at the new time, or, on a
+/// kernel before 6.13, in the same tick of its clock, 1 to 10 ms. Its name is then not known to us
+/// for at most a second or so, since a folder with changes of our own is read again after that; the
+/// worst that follows is a second spelling of a name. With one writer nothing can slip through.
+///
+/// Memory:  none from the heap: 32 MiB of zeroed static memory, of which the system provides a page
+///          only once it is used. A folder of more than 780,000 entries is not remembered.
+/// Threads: any; `GetLock` is held round whatever is done here. It may be taken again.
+class FolderNames {
+public:
+    static FolderNames & Get();
+
+    std::recursive_mutex & GetLock() { return lock; }
+
+    /// Puts the spelling that the folders have into the path, from `rootLength` on: for an entry
+    /// that the exact path does not lead to. FileNotFound: nothing has the last name; PathNotFound:
+    /// nor one before it. The path is then undefined.
+    unsigned int FindSpelling(BytePath * path, unsigned int rootLength);
+
+    /// The spelling in which the folder holds the name: `name` itself, or else the first in the
+    /// order of bytes. False: it holds none, or cannot be read.
+    bool FindInFolder(char const * folder, struct stat const & info, std::string_view name,
+                      BytePath * found);
+
+    /// Whether any folder is remembered, so that a change may have to be entered.
+    bool IsInUse() const;
+    /// Whether what is remembered of the folder still holds.
+    bool IsCurrent(struct stat const & info) const;
+    /// Enters a change of our own in a folder that was current before it. `info` is from after it.
+    void Enter(struct stat const & info, std::string_view name, bool added);
+
+private:
+    struct Folder;
+
+    FolderNames() = default;
+    static std::span<Folder> GetFolders();
+    Folder * Find(struct stat const & info) const;
+    Folder * FindCurrent(struct stat const & info) const;
+    Folder & Choose(struct stat const & info) const;
+    Folder * Remember(char const * path, struct stat const & info);
+    bool MayContain(char const * folder, struct stat const & info, std::string_view name);
+    unsigned int CorrectName(BytePath * path, unsigned int name, unsigned int end,
+                             struct stat const & info);
+
+    mutable std::recursive_mutex lock;
+    unsigned int uses = 0; // counts up; a folder's last use tells which is the oldest
+};
+
+/// One entry made in, or taken from, a folder: what stands round the system's call.
+///
+/// It finds the folder, in another spelling if need be, keeps the lock of FolderNames until its end,
+/// and enters the change there.
+class FolderChange {
+public:
+    /// `path` leads to the entry; its folder's part is corrected in place.
+    FolderChange(BytePath * path, unsigned int rootLength);
+
+    /// For an entry about to be made: an error when the folder is not there.
+    unsigned int FindFolder();
+    /// Whether another spelling of the entry's name is there; it is put into `other` as a path.
+    bool HasOtherSpelling(BytePath * other);
+
+    /// For an entry about to be taken away or renamed.
+    void Prepare();
+
+    /// The entry is there, or gone, now.
+    void Added() { Changed(true); }
+    void Removed() { Changed(false); }
+
+    std::string_view GetName() const;
+
+private:
+    void Changed(bool added);
+
+    FolderNames & names;
+    std::lock_guard<std::recursive_mutex> guard;
+    BytePath * path;
+    unsigned int rootLength;
+    BytePath folder;
+    struct stat info = {}; // of the folder, before the change
+    bool isCurrent = false;
+};
+
+/// Makes something with a name of its own. What stands there already under the name, in any
+/// spelling, gives `exists`. `make` gets the path and answers false with errno.
+template <typename Make>
+unsigned int MakeEntry(BytePath * path, unsigned int rootLength, unsigned int exists, Make make) {
+    FolderChange change(path, rootLength);
+    unsigned int const error = change.FindFolder();
+    if (error != FileError::None)
+        return error == FileError::AlreadyExists ? exists : error;
+    BytePath other;
+    if (change.HasOtherSpelling(&other))
+        return exists;
+    if (!make(path->text))
+        return errno == EEXIST ? exists : GetLastFileError();
+    change.Added();
+    return FileError::None;
+}
+
+} // namespace IO

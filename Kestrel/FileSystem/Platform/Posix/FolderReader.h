@@ -1,0 +1,45 @@
+#pragma once
+
+#include <Kestrel/FileSystem/Platform/Posix/Descriptor.h>
+
+#include <string_view>
+
+namespace IO {
+
+/// Hands out the names of one folder as the kernel stores them, "." and ".." among them.
+///
+/// Memory:  32 KiB within itself, so that it may stand on a stack, or in one block.
+/// Threads: one at a time.
+/// Failure: errno.
+class FolderReader {
+public:
+    enum class Type : unsigned char { Other, Folder, Link };
+    struct Entry {
+        std::string_view name; // zero-terminated; valid until the next call
+        Type type;
+    };
+
+    /// Takes a folder opened for reading; below 0 is none.
+    explicit FolderReader(int descriptor) : folder(descriptor) {}
+
+    bool IsOpen() const { return folder.IsOpen(); }
+    int GetDescriptor() const { return folder.Get(); }
+
+    /// False at the end and at a failure; the end leaves errno at 0. A folder that was removed
+    /// meanwhile is at its end.
+    bool Next(Entry * entry);
+
+private:
+    bool Fill();
+    Type FindType(char const * name, unsigned char type) const;
+
+    Descriptor folder;
+    unsigned int size = 0; // bytes in the buffer
+    unsigned int next = 0; // where the next entry begins
+    alignas(8) char buffer[32768];
+};
+
+/// Opens a folder for a reader; below 0 with errno set.
+int OpenFolder(char const * path);
+
+} // namespace IO

@@ -1,0 +1,121 @@
+#pragma once
+
+#include <Kestrel/FileSystem/Platform/DriveTable.h>
+#include <Kestrel/FileSystem/Platform/FileCalls.h>
+#include <Kestrel/FileSystem/Platform/Posix/ErrorMapping.h>
+#include <Kestrel/FileSystem/Platform/Posix/FolderNames.h>
+
+#include <atomic>
+#include <sys/stat.h>
+
+namespace IO {
+
+struct ShareLock;
+
+/// The file calls of Linux. FileCalls tells what each does; what stands in for what Windows has and
+/// Linux has not lies beside this class: drives in DriveTable, spellings in FolderNames, share modes
+/// in ShareLock, creation times in Times, volumes, special folders and copying in files of theirs.
+///
+/// Write protection is the lack of every write permission bit, and is looked at here too, since the
+/// system lets root pass. A handle is a file descriptor with its access. Calls that a signal
+/// interrupted are taken up again, and every descriptor is closed on exec.
+///
+/// What Windows refuses and this class does not: moving a folder while a file beneath it is open.
+class PosixFileCalls : public FileCalls {
+public:
+    /// `drives` as for DriveTable.
+    explicit PosixFileCalls(std::string_view drives) : drives(drives) {}
+
+    DriveTable const & GetDrives() const { return drives; }
+
+    unsigned int SetFileAttributes(PathText path, unsigned int attributes) override;
+    unsigned int GetFileAttributes(PathText path, unsigned int * attributes) override;
+    unsigned int GetDiskFreeSpaceEx(PathText folder, unsigned long long * available) override;
+    unsigned int FindFirstFile(PathText path, FindHandle * find, FindData * data) override;
+    unsigned int FindNextFile(FindHandle find, FindData * data) override;
+    unsigned int FindClose(FindHandle find) override;
+    unsigned int CreateFile(PathText path, unsigned int access, unsigned int share,
+                            unsigned int disposition, unsigned int attributes,
+                            FileHandle * file) override;
+    unsigned int CloseHandle(FileHandle file) override;
+    unsigned int CopyFile(PathText from, PathText to) override;
+    unsigned int MoveFile(PathText from, PathText to) override;
+    unsigned int DeleteFile(PathText path) override;
+    unsigned int CreateDirectory(PathText path) override;
+    unsigned int RemoveDirectory(PathText path) override;
+    unsigned int SetFileTime(FileHandle file, unsigned long long const * creationTime,
+                             unsigned long long const * lastWriteTime) override;
+    unsigned int GetSystemDirectory(TextBuffer * path) override;
+    unsigned int GetModuleFileName(TextBuffer * path) override;
+    unsigned int GetCurrentDirectory(TextBuffer * path) override;
+    unsigned int GetTempPath(TextBuffer * path) override;
+    unsigned int GetLongPathName(PathText path, TextBuffer * longPath) override;
+    unsigned int SHGetFolderPath(int folder, TextBuffer * path) override;
+    unsigned int GetVolumeInformation(PathText root) override;
+    unsigned int GetLogicalDriveStrings(TextBuffer * drives) override;
+    unsigned int GetDriveType(PathText root) override;
+    unsigned int ReadFile(FileHandle file, char * destination, unsigned int count,
+                          unsigned int * read) override;
+    unsigned int WriteFile(FileHandle file, char const * source, unsigned int count,
+                           unsigned int * written) override;
+    unsigned int SetEndOfFile(FileHandle file) override;
+    unsigned int GetFileSizeEx(FileHandle file, unsigned long long * size) override;
+    unsigned int FlushFileBuffers(FileHandle file) override;
+    unsigned int SetFilePointerEx(FileHandle file, long long offset, unsigned long long * position,
+                                  unsigned int origin) override;
+    bool MarksLinks() const override { return true; }
+    LinkStatus ReadShellLink(PathText path, TextBuffer * target) override;
+    unsigned int CreateShellLink(PathText path, PathText target, PathText description) override;
+    bool IsSameName(PathText a, PathText b) override;
+    unsigned int SetErrorMode(unsigned int mode) override;
+    unsigned int GetLastError() override;
+    void SetLastError(unsigned int error) override;
+    unsigned int FormatMessage(unsigned int error, char * text, unsigned int size) override;
+
+private:
+    /// How a file is opened, apart from its path.
+    struct Opening {
+        unsigned int access;
+        unsigned int disposition;
+        unsigned int attributes;
+        ShareLock const * lock;
+
+        int Open(char const * path, int more) const;
+        unsigned int Admit(int descriptor) const;
+    };
+
+    /// Calls `call` with the native path, and once more with the spelling that the folders have when
+    /// nothing has that path. The call answers false with errno.
+    template <typename Call>
+    unsigned int OnEntry(PathText path, BytePath * native, Call call) const;
+
+    /// The entry's own path and what lstat tells of it.
+    unsigned int FindEntry(PathText path, BytePath * native, struct stat * info) const;
+    unsigned int OpenExisting(PathText path, Opening const & opening, int * descriptor) const;
+    unsigned int CreateNew(PathText path, Opening const & opening, int * descriptor) const;
+    unsigned int FindOne(PathText path, FindData * data) const;
+    unsigned int FindAll(PathText folder, FindHandle * find, FindData * data) const;
+    unsigned int CopyLink(BytePath const & link, BytePath * copy, unsigned int rootLength) const;
+    unsigned int PutNative(std::string_view native, TextBuffer * path) const;
+
+    DriveTable drives;
+    std::atomic<unsigned int> errorMode = 0;
+};
+
+template <typename Call>
+unsigned int PosixFileCalls::OnEntry(PathText path, BytePath * native, Call call) const {
+    unsigned int rootLength;
+    unsigned int error = drives.ToNative(path, native, &rootLength);
+    if (error != FileError::None)
+        return error;
+    if (call(native->text))
+        return FileError::None;
+    if (errno != ENOENT)
+        return GetLastFileError();
+    error = FolderNames::Get().FindSpelling(native, rootLength);
+    if (error == FileError::None && !call(native->text))
+        error = GetLastFileError();
+    return error;
+}
+
+} // namespace IO

@@ -1,0 +1,243 @@
+#include <Kestrel/FileSystem/Platform/Posix/Descriptor.h>
+#include <Kestrel/FileSystem/Platform/Posix/PosixFileCalls.h>
+#include <Kestrel/FileSystem/Platform/Posix/ShareModes.h>
+#include <Kestrel/FileSystem/Platform/Posix/Times.h>
+
+#include <cstdint>
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace IO {
+namespace {
+
+// A pipe or a device must not hold up its opener for ever; files do not mind the flag.
+constexpr int OpenFlags = O_CLOEXEC | O_NOCTTY | O_NONBLOCK;
+
+// A handle is never null: its lowest bit is set, two bits tell the access, the others are the
+// descriptor.
+FileHandle MakeHandle(int descriptor, unsigned int access) {
+    std::uintptr_t const number = static_cast<unsigned int>(descriptor);
+    return reinterpret_cast<FileHandle>(number << 3 | access >> 30 << 1 | 1);
+}
+
+int GetDescriptor(FileHandle file) {
+    return static_cast<int>(reinterpret_cast<std::uintptr_t>(file) >> 3);
+}
+
+bool HasAccess(FileHandle file, unsigned int access) {
+    return (reinterpret_cast<std::uintptr_t>(file) & access >> 30 << 1) != 0;
+}
+
+bool Truncates(unsigned int disposition) {
+    return disposition == FileDisposition::CreateAlways ||
+           disposition == FileDisposition::TruncateExisting;
+}
+
+// Whether a call that would have waited may be tried again.
+bool WaitFor(int descriptor, short event) {
+    if (errno != EAGAIN)
+        return false;
+    pollfd wait = {descriptor, event, 0};
+    return Retry([&wait] { return ::poll(&wait, 1, -1); }) > 0;
+}
+
+} // namespace
+
+int PosixFileCalls::Opening::Open(char const * path, int more) const {
+    auto const open = [&](int mode) {
+        return Retry([&] { return ::open(path, mode | more | OpenFlags, 0666); });
+    };
+    bool const reads = (access & FileAccess::Read) != 0;
+    bool const writes = (access & FileAccess::Write) != 0 || Truncates(disposition);
+    if (!writes)
+        return open(O_RDONLY);
+    // To share with readers one must be able to read, as far as that is granted.
+    bool const shares = lock->first == F_RDLCK;
+    int descriptor = open(reads || shares ? O_RDWR : O_WRONLY);
+    if (descriptor < 0 && errno == EACCES && shares && !reads)
+        descriptor = open(O_WRONLY);
+    if (descriptor < 0 && errno == EISDIR && (attributes & FileFlagBackupSemantics) != 0)
+        descriptor = open(O_RDONLY | O_DIRECTORY);
+    return descriptor;
+}
+
+// What stands between an opened file and its user: the others who have it open, its protection, and
+// that it may have been deleted before it could be locked. Only writing needs the look at the file.
+unsigned int PosixFileCalls::Opening::Admit(int descriptor) const {
+    bool const writes = (access & FileAccess::Write) != 0 || Truncates(disposition);
+    unsigned int const error = lock->Take(descriptor);
+    if (error != FileError::None || !writes)
+        return error;
+    struct stat info;
+    if (::fstat(descriptor, &info) != 0)
+        return GetLastFileError();
+    if (!S_ISREG(info.st_mode))
+        return FileError::None;
+    if (info.st_nlink == 0)
+        return FileError::FileNotFound;
+    if ((info.st_mode & (S_IWUSR | S_IWGRP | S_IWOTH)) == 0)
+        return FileError::AccessDenied;
+    if (Truncates(disposition) && Retry([=] { return ::ftruncate(descriptor, 0); }) != 0)
+        return GetLastFileError();
+    return FileError::None;
+}
+
+unsigned int PosixFileCalls::OpenExisting(PathText path, Opening const & opening,
+                                          int * descriptor) const {
+    BytePath native;
+    unsigned int error = OnEntry(path, &native, [&](char const * entry) {
+        return (*descriptor = opening.Open(entry, 0)) >= 0;
+    });
+    if (error != FileError::None)
+        return error;
+    Descriptor opened(*descriptor);
+    error = opening.Admit(opened.Get());
+    if (error == FileError::None)
+        opened.Release();
+    return error;
+}
+
+unsigned int PosixFileCalls::CreateNew(PathText path, Opening const & opening,
+                                       int * descriptor) const {
+    BytePath native;
+    unsigned int rootLength;
+    unsigned int const error = drives.ToNative(path, &native, &rootLength);
+    if (error != FileError::None)
+        return error;
+    bool const isProtected = (opening.attributes & FileAttribute::ReadOnly) != 0;
+    return MakeEntry(&native, rootLength, FileError::FileExists, [&](char const * entry) {
+        Descriptor file(opening.Open(entry, O_CREAT | O_EXCL));
+        if (!file.IsOpen())
+            return false;
+        // Nobody else can have it open yet in a way that the lock would meet.
+        opening.lock->Take(file.Get());
+        if (isProtected)
+            ::fchmod(file.Get(), 0444);
+        *descriptor = file.Release();
+        return true;
+    });
+}
+
+unsigned int PosixFileCalls::CreateFile(PathText path, unsigned int access, unsigned int share,
+                                        unsigned int disposition, unsigned int attributes,
+                                        FileHandle * file) {
+    *file = nullptr;
+    Opening const opening{access, disposition, attributes, ShareLock::Find(access, share)};
+    if (opening.lock == nullptr || disposition < FileDisposition::CreateNew ||
+        disposition > FileDisposition::TruncateExisting)
+        return FileError::InvalidParameter;
+    bool const opens = disposition != FileDisposition::CreateNew;
+    bool const creates = disposition != FileDisposition::OpenExisting &&
+                         disposition != FileDisposition::TruncateExisting;
+    int descriptor = -1;
+    unsigned int error = FileError::FileNotFound;
+    if (opens)
+        error = OpenExisting(path, opening, &descriptor);
+    if (creates && error == FileError::FileNotFound)
+        error = CreateNew(path, opening, &descriptor);
+    if (error == FileError::None)
+        *file = MakeHandle(descriptor, access);
+    return error;
+}
+
+unsigned int PosixFileCalls::CloseHandle(FileHandle file) {
+    // Interrupted or not, it is closed; what was not written by then is told as an error of writing.
+    if (::close(GetDescriptor(file)) == 0 || errno == EINTR)
+        return FileError::None;
+    return errno == EIO ? FileError::WriteFault : GetLastFileError();
+}
+
+unsigned int PosixFileCalls::ReadFile(FileHandle file, char * destination, unsigned int count,
+                                      unsigned int * read) {
+    *read = 0;
+    int const descriptor = GetDescriptor(file);
+    if (!HasAccess(file, FileAccess::Read))
+        return FileError::AccessDenied;
+    while (*read < count) {
+        auto const got =
+            Retry([&] { return ::read(descriptor, destination + *read, count - *read); });
+        if (got < 0 && !WaitFor(descriptor, POLLIN))
+            return errno == EIO ? FileError::ReadFault : GetLastFileError();
+        if (got == 0)
+            break;
+        *read += got < 0 ? 0 : static_cast<unsigned int>(got);
+    }
+    return FileError::None;
+}
+
+unsigned int PosixFileCalls::WriteFile(FileHandle file, char const * source, unsigned int count,
+                                       unsigned int * written) {
+    *written = 0;
+    int const descriptor = GetDescriptor(file);
+    if (!HasAccess(file, FileAccess::Write))
+        return FileError::AccessDenied;
+    while (*written < count) {
+        auto const put =
+            Retry([&] { return ::write(descriptor, source + *written, count - *written); });
+        if (put < 0 && !WaitFor(descriptor, POLLOUT))
+            return errno == EIO ? FileError::WriteFault : GetLastFileError();
+        *written += put < 0 ? 0 : static_cast<unsigned int>(put);
+    }
+    return FileError::None;
+}
+
+unsigned int PosixFileCalls::SetEndOfFile(FileHandle file) {
+    int const descriptor = GetDescriptor(file);
+    if (!HasAccess(file, FileAccess::Write))
+        return FileError::AccessDenied;
+    off_t const position = ::lseek(descriptor, 0, SEEK_CUR);
+    if (position < 0 || Retry([=] { return ::ftruncate(descriptor, position); }) != 0)
+        return GetLastFileError();
+    return FileError::None;
+}
+
+unsigned int PosixFileCalls::GetFileSizeEx(FileHandle file, unsigned long long * size) {
+    struct stat info;
+    if (::fstat(GetDescriptor(file), &info) != 0) {
+        *size = 0;
+        return GetLastFileError();
+    }
+    *size = static_cast<unsigned long long>(info.st_size);
+    return FileError::None;
+}
+
+unsigned int PosixFileCalls::FlushFileBuffers(FileHandle file) {
+    int const descriptor = GetDescriptor(file);
+    // EINVAL: a pipe or a device, which keeps nothing back.
+    if (Retry([=] { return ::fsync(descriptor); }) == 0 || errno == EINVAL)
+        return FileError::None;
+    return errno == EIO ? FileError::WriteFault : GetLastFileError();
+}
+
+unsigned int PosixFileCalls::SetFilePointerEx(FileHandle file, long long offset,
+                                              unsigned long long * position, unsigned int origin) {
+    static constexpr int origins[] = {SEEK_SET, SEEK_CUR, SEEK_END};
+    if (origin >= std::size(origins))
+        return FileError::InvalidParameter;
+    off_t const reached = ::lseek(GetDescriptor(file), offset, origins[origin]);
+    if (reached < 0)
+        return errno == EINVAL ? FileError::NegativeSeek : GetLastFileError();
+    if (position != nullptr)
+        *position = static_cast<unsigned long long>(reached);
+    return FileError::None;
+}
+
+unsigned int PosixFileCalls::SetFileTime(FileHandle file, unsigned long long const * creationTime,
+                                         unsigned long long const * lastWriteTime) {
+    timespec times[2] = {{0, UTIME_OMIT}, {0, UTIME_OMIT}};
+    timespec creation;
+    if (!HasAccess(file, FileAccess::Write))
+        return FileError::AccessDenied;
+    if ((lastWriteTime != nullptr && !ToSystemTime(*lastWriteTime, &times[1])) ||
+        (creationTime != nullptr && !ToSystemTime(*creationTime, &creation)))
+        return FileError::InvalidTime;
+    if (lastWriteTime != nullptr && ::futimens(GetDescriptor(file), times) != 0)
+        return GetLastFileError();
+    if (creationTime == nullptr)
+        return FileError::None;
+    return SetCreationTime(GetDescriptor(file), *creationTime);
+}
+
+} // namespace IO

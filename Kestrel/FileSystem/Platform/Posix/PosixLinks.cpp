@@ -1,0 +1,133 @@
+#include <Kestrel/FileSystem/Platform/Posix/PosixFileCalls.h>
+
+#include <algorithm>
+#include <climits>
+#include <cstdlib>
+#include <unistd.h>
+
+namespace IO {
+namespace {
+
+constexpr unsigned int MaxLinks = 40; // as many as the kernel follows
+
+std::string_view GetFolder(BytePath const & path) {
+    std::size_t const separator = path.GetText().rfind('/');
+    return path.GetText().substr(0, separator == 0 ? 1 : separator);
+}
+
+std::string_view GetName(BytePath const & path) {
+    return path.GetText().substr(path.GetText().rfind('/') + 1);
+}
+
+// The text of a link, whatever it is relative to. False with errno.
+bool ReadLinkText(char const * path, BytePath * text) {
+    auto const length = ::readlink(path, text->text, BytePath::Size - 1);
+    if (length < 0)
+        return false;
+    text->Truncate(static_cast<unsigned int>(length));
+    return true;
+}
+
+bool HasDotDot(std::string_view path) {
+    while (!path.empty()) {
+        std::string_view const name = path.substr(0, path.find('/'));
+        if (name == "..")
+            return true;
+        path.remove_prefix(std::min(name.size() + 1, path.size()));
+    }
+    return false;
+}
+
+// The folder of the entry without links, "." and "..", as far as it is there at all.
+bool SetToRealFolder(BytePath const & path, BytePath * real) {
+    char text[PATH_MAX];
+    BytePath folder;
+    real->Truncate(0);
+    return folder.Append(GetFolder(path)) && ::realpath(folder.text, text) != nullptr &&
+           real->Append(text);
+}
+
+// "a/../b" without the detour, by the text alone.
+bool Collapse(BytePath const & path, BytePath * collapsed) {
+    std::string_view rest = path.GetText();
+    collapsed->Truncate(0);
+    while (!rest.empty()) {
+        std::string_view const name = rest.substr(0, rest.find('/'));
+        rest.remove_prefix(std::min(name.size() + 1, rest.size()));
+        if (name == "..")
+            collapsed->Truncate(static_cast<unsigned int>(
+                std::min<std::size_t>(collapsed->GetText().rfind('/'), collapsed->length)));
+        else if (!name.empty() && name != "." && !collapsed->AppendName(name))
+            return false;
+    }
+    return collapsed->length != 0 || collapsed->Append("/");
+}
+
+// Where the link's text leads from the link's folder: an absolute path without "..".
+bool FollowText(BytePath const & link, BytePath const & text, BytePath * target) {
+    BytePath joined;
+    bool const isAbsolute = text.text[0] == '/';
+    bool fits = isAbsolute || SetToRealFolder(link, &joined);
+    fits = fits && (isAbsolute ? joined.Append(text.GetText()) : joined.AppendName(text.GetText()));
+    if (!fits)
+        return false;
+    // The kernel knows best where ".." leads, as long as there is something.
+    bool const isReal =
+        HasDotDot(joined.GetText()) && GetName(joined) != ".." && SetToRealFolder(joined, target);
+    return isReal ? target->AppendName(GetName(joined)) : Collapse(joined, target);
+}
+
+} // namespace
+
+LinkStatus PosixFileCalls::ReadShellLink(PathText path, TextBuffer * target) {
+    target->length = 0;
+    BytePath link;
+    BytePath text;
+    unsigned int const error =
+        OnEntry(path, &link, [&text](char const * entry) { return ReadLinkText(entry, &text); });
+    if (error != FileError::None)
+        return LinkStatus::NotALink;
+    for (unsigned int i = 0; i < MaxLinks; ++i) {
+        BytePath next;
+        if (text.length == 0)
+            return LinkStatus::Broken;
+        if (!FollowText(link, text, &next))
+            return LinkStatus::Failed;
+        if (!ReadLinkText(next.text, &text)) {
+            bool const fits = PutNative(next.GetText(), target) == FileError::None;
+            return fits ? LinkStatus::Done : LinkStatus::Failed;
+        }
+        link.Truncate(0);
+        link.Append(next.GetText());
+    }
+    return LinkStatus::Broken; // it leads round in a circle
+}
+
+unsigned int PosixFileCalls::CreateShellLink(PathText path, PathText target,
+                                             PathText /*description*/) {
+    BytePath link;
+    BytePath native;
+    struct stat info;
+    unsigned int rootLength;
+    // The spelling counts once the kernel follows the link by itself.
+    unsigned int error = FindEntry(target, &native, &info);
+    if (error != FileError::None)
+        error = drives.ToNative(target, &native, &rootLength);
+    if (error == FileError::None)
+        error = drives.ToNative(path, &link, &rootLength);
+    if (error != FileError::None)
+        return error;
+    return MakeEntry(&link, rootLength, FileError::FileExists,
+                     [&native](char const * entry) { return ::symlink(native.text, entry) == 0; });
+}
+
+unsigned int PosixFileCalls::CopyLink(BytePath const & link, BytePath * copy,
+                                      unsigned int rootLength) const {
+    BytePath text;
+    if (!ReadLinkText(link.text, &text))
+        return GetLastFileError();
+    return MakeEntry(copy, rootLength, FileError::FileExists,
+                     [&text](char const * entry) { return ::symlink(text.text, entry) == 0; });
+}
+
+} // namespace IO

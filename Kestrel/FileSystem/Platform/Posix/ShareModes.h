@@ -1,0 +1,48 @@
+#pragma once
+
+namespace IO {
+
+// Share modes, which the system does not know, as locks on two bytes far beyond the data of a file:
+// the first is held by everyone who has the file open, the second by those who write, or who bear
+// no writer.
+//
+//     access, sharing               first byte   second byte   open mode
+//     read, with readers            shared       shared        0
+//     write or both, with nobody    exclusive    exclusive     1, 2, 3
+//     read, with all                shared       free          4
+//     write, with readers           shared       exclusive     5, 6
+//
+// The locks belong to the open file description: they bind openers in this process and in others
+// alike, and end with the last descriptor. Who opens without the library is not bound. A file system
+// without locks lets everyone in.
+
+/// How one opening shares; null in ShareLock::Find for a combination that no row has.
+struct ShareLock {
+    unsigned int access;
+    unsigned int share;
+    short first;
+    short second;
+
+    static ShareLock const * Find(unsigned int access, unsigned int share);
+
+    /// Takes the locks: 0 or FileError::SharingViolation. What was taken ends with the descriptor.
+    unsigned int Take(int descriptor) const;
+};
+
+/// Keeps a file from being opened while it is deleted or moved, as far as one may open it at all.
+class InUseGuard {
+public:
+    explicit InUseGuard(char const * path);
+    ~InUseGuard();
+    InUseGuard(InUseGuard const &) = delete;
+    InUseGuard & operator=(InUseGuard const &) = delete;
+
+    /// 0, or FileError::SharingViolation when somebody has the file open.
+    unsigned int GetError() const { return error; }
+
+private:
+    int descriptor;
+    unsigned int error = 0;
+};
+
+} // namespace IO

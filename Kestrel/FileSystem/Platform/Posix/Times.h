@@ -1,0 +1,22 @@
+#pragma once
+
+#include <ctime>
+
+struct statx;
+
+// Times of files: units of 100 ns from the start of 1601 there, the system's own here.
+
+namespace IO {
+
+/// False for a time that has the top bit set, as no file has it.
+bool ToSystemTime(unsigned long long time, timespec * system);
+/// 0 for what lies before 1601.
+unsigned long long FromSystemTime(long long seconds, unsigned int nanoseconds);
+
+/// Keeps a creation time beside the file, in the attribute `user.kestrel.creation-time`, since the
+/// system has no call that sets one: an error number.
+unsigned int SetCreationTime(int descriptor, unsigned long long time);
+/// That attribute; else the birth time, where the file system has one; else the change time.
+unsigned long long GetCreationTime(char const * path, struct statx const & info);
+
+} // namespace IO
