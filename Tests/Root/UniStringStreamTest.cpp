@@ -1,0 +1,136 @@
+#include <Kestrel/Root/UniString.h>
+
+#include <Kestrel/Root/ClassInfo.h>
+#include <Kestrel/Root/String.h>
+
+#include "Tests/Support/FaultSweep.h"
+#include "Tests/Support/Root/ByteChannels.h"
+#include "Tests/Support/Text.h"
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <sstream>
+
+using Mu::String;
+using Mu::UniString;
+using Tests::ByteIChannel;
+using Tests::ByteOChannel;
+
+namespace {
+
+std::string Write(Mu::Object const & object) {
+    ByteOChannel channel;
+    EXPECT_EQ(object.Write(channel), Mu::NoError);
+    return channel.GetBytes();
+}
+
+std::string Print(Mu::Object const & object) {
+    ByteOChannel channel;
+    object.Print(channel);
+    return channel.GetBytes();
+}
+
+std::string CountAnd(unsigned int count, std::string const & bytes) {
+    std::string text(reinterpret_cast<char const *>(&count), sizeof(count));
+    return text + bytes;
+}
+
+} // namespace
+
+TEST(UniStringStream, WritesUnitsLowByteFirstAndReadsThemBack) {
+    UniString text(u"a\u20AC");
+    text.Append(Mu::UniChar(0xD83D)); // a lone surrogate survives
+    EXPECT_EQ(Write(text), std::string("\3\0\0\0a\0\xAC\x20\x3D\xD8", 10));
+    for (unsigned int length : {0u, 1u, 511u, 512u, 513u, 5000u}) {
+        UniString written;
+        for (unsigned int i = 0; i < length; ++i)
+            written.Append(Mu::UniChar(static_cast<unsigned short>(i * 77)));
+        ByteIChannel channel(Write(written) + "tail");
+        UniString read("what was there before");
+        EXPECT_EQ(read.Read(channel), Mu::NoError);
+        EXPECT_TRUE(read == written);
+        EXPECT_EQ(channel.GetLeft(), 4u) << "not a byte more";
+    }
+}
+
+TEST(UniStringStream, AnswersABrokenObjectForACutText) {
+    std::string const whole = Write(UniString(u"cut me anywhere"));
+    for (std::size_t length = 0; length < whole.size(); ++length) {
+        ByteIChannel channel(whole.substr(0, length));
+        UniString text("before");
+        EXPECT_EQ(text.Read(channel), length == 0 ? Mu::EOI : Mu::Error) << length;
+        EXPECT_EQ(text.CheckState(), Mu::NoError);
+        EXPECT_TRUE(text.IsEmpty());
+    }
+    ByteIChannel failing(whole.substr(0, 7));
+    failing.SetEnd(Mu::InputFailure);
+    EXPECT_EQ(UniString().Read(failing), Mu::InputFailure);
+}
+
+TEST(UniStringStream, TakesNoMoreMemoryThanBytesFollow) {
+    std::string const bytes(3000, 'x');
+    for (unsigned int count : {0xFFFFFFFFu, 0x7FFFFFFFu, 0x3FFFFFFFu, 3001u}) {
+        ByteIChannel unitChannel(CountAnd(count, bytes));
+        ByteIChannel byteChannel(CountAnd(count, bytes));
+        unsigned long long const before = Tests::CountAllocations();
+        UniString text;
+        EXPECT_EQ(text.Read(unitChannel), Mu::Error);
+        String narrow;
+        EXPECT_EQ(narrow.Read(byteChannel), Mu::Error);
+        EXPECT_EQ(text.GetCapacity() + narrow.GetCapacity(), 0u);
+        EXPECT_LE(Tests::CountAllocations() - before, 10u);
+    }
+}
+
+TEST(UniStringStream, StopsAtAFullChannel) {
+    std::string const whole = Write(UniString("full"));
+    for (std::size_t limit = 0; limit < whole.size(); ++limit) {
+        ByteOChannel channel(limit);
+        EXPECT_EQ(UniString("full").Write(channel), Mu::EOO);
+        ByteOChannel narrow(limit);
+        EXPECT_EQ(String("fullfull").Write(narrow), Mu::EOO);
+    }
+}
+
+TEST(UniStringStream, PrintsUtf8WithoutMemory) {
+    std::u16string units;
+    while (units.size() < 1000)
+        units += u"x\U0001F985"; // pairs fall on every boundary of a piece
+    UniString const text{std::u16string_view(units)};
+    unsigned long long const before = Tests::CountAllocations();
+    std::string const printed = Print(text);
+    EXPECT_EQ(Tests::CountAllocations(), before);
+    EXPECT_EQ(printed, ToUtf8(text));
+    EXPECT_EQ(printed.find("\xEF\xBF\xBD"), std::string::npos);
+    ByteOChannel channel;
+    text.Dump(channel);
+    EXPECT_EQ(channel.GetBytes(), printed);
+}
+
+TEST(UniStringStream, MeetsEveryFailedAllocation) {
+    std::string const bytes = Write(UniString(std::u16string(2000, u'\u00E4')));
+    SweepAllocations([&bytes](bool failed) {
+        ByteIChannel channel(bytes);
+        UniString text("before");
+        MuErrCode const status = text.Read(channel);
+        EXPECT_TRUE(status == Mu::NoError || (failed && status == Mu::ErrMemoryFull)) << status;
+        EXPECT_EQ(text.GetLength(), status == Mu::NoError ? 2000u : 0u);
+    });
+    SweepAllocations([](bool failed) {
+        ByteIChannel channel(CountAnd(3000, std::string(3000, 'x')));
+        String text("before");
+        MuErrCode const status = text.Read(channel);
+        EXPECT_TRUE(status == Mu::NoError || (failed && status == Mu::ErrMemoryFull)) << status;
+    });
+}
+
+TEST(UniStringStream, IsAnObject) {
+    UniString const text("abc");
+    std::unique_ptr<Mu::Object> const copy(static_cast<Mu::Object const &>(text).Clone());
+    EXPECT_STREQ(copy->GetClassInfo().GetName(), "Mu::UniString");
+    EXPECT_TRUE(static_cast<UniString &>(*copy) == text);
+    std::unique_ptr<Mu::Object> const narrow(String("abc").Clone());
+    EXPECT_STREQ(narrow->GetClassInfo().GetName(), "Mu::String");
+    EXPECT_EQ(Print(*narrow), "abc");
+}
