@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <bit>
 #include <cstring>
-#include <utility>
 
 namespace MD5 {
 
@@ -28,51 +27,72 @@ unsigned int LoadLittleEndian(unsigned char const * bytes) {
     return bytes[0] | bytes[1] << 8 | bytes[2] << 16 | static_cast<unsigned int>(bytes[3]) << 24;
 }
 
-// One of the 64 steps; all indices are known when it is compiled, so the words stay in registers.
+// Keeps the compiler from putting a sum together in another order than it is written in: each step
+// waits for the one before it, so the word that was ready last must be added last.
+[[gnu::always_inline]] inline unsigned int Settled(unsigned int sum) {
+#if defined(__GNUC__)
+    asm("" : "+r"(sum));
+#endif
+    return sum;
+}
+
+// One of the 64 steps: what takes the place of `a`. `b` is the word that was ready last.
 template <unsigned int step>
-inline void Step(unsigned int (&v)[4], unsigned int const (&words)[16]) {
+[[gnu::always_inline]] inline unsigned int Step(unsigned int a, unsigned int b, unsigned int c,
+                                                unsigned int d, unsigned char const * data) {
     constexpr unsigned int round = step / 16;
     constexpr unsigned int factor[4] = {1, 5, 3, 7};
     constexpr unsigned int offset[4] = {0, 1, 5, 0};
-    unsigned int & a = v[(64 - step) % 4];
-    unsigned int const b = v[(65 - step) % 4];
-    unsigned int const c = v[(66 - step) % 4];
-    unsigned int const d = v[(67 - step) % 4];
+    constexpr unsigned int word = (factor[round] * step + offset[round]) % 16;
 
-    a += words[(factor[round] * step + offset[round]) % 16] + addends[step];
-    if constexpr (round == 0) {
-        a += d ^ (b & (c ^ d));
-    } else if constexpr (round == 1) {
-        // The two halves have no bit in common, so adding is or-ing; and the half without b, the
-        // word that was ready last, need not wait for it.
-        a += c & ~d;
-        a += b & d;
-    } else if constexpr (round == 2) {
-        a += b ^ (c ^ d);
-    } else {
-        a += c ^ (b | ~d);
-    }
-    a = std::rotl(a, rotations[round][step % 4]) + b;
+    unsigned int sum = Settled(a + LoadLittleEndian(data + 4 * word) + addends[step]);
+    if constexpr (round == 0)
+        sum += d ^ (b & (c ^ d));
+    else if constexpr (round == 1)
+        // The halves have no bit in common, so adding is or-ing, and only one waits for b.
+        sum = Settled(sum + (c & ~d)) + (b & d);
+    else if constexpr (round == 2)
+        sum += b ^ (c ^ d);
+    else
+        sum += c ^ (b | ~d);
+    return std::rotl(sum, rotations[round][step % 4]) + b;
 }
 
-template <std::size_t... steps>
-inline void AllSteps(unsigned int (&v)[4], unsigned int const (&words)[16],
-                     std::index_sequence<steps...>) {
-    (Step<steps>(v, words), ...);
+template <unsigned int step>
+[[gnu::always_inline]] inline void FourSteps(unsigned int & a, unsigned int & b, unsigned int & c,
+                                             unsigned int & d, unsigned char const * data) {
+    a = Step<step>(a, b, c, d, data);
+    d = Step<step + 1>(d, a, b, c, data);
+    c = Step<step + 2>(c, d, a, b, data);
+    b = Step<step + 3>(b, c, d, a, data);
+}
+
+template <unsigned int round>
+[[gnu::always_inline]] inline void Round(unsigned int & a, unsigned int & b, unsigned int & c,
+                                         unsigned int & d, unsigned char const * data) {
+    FourSteps<16 * round>(a, b, c, d, data);
+    FourSteps<16 * round + 4>(a, b, c, d, data);
+    FourSteps<16 * round + 8>(a, b, c, d, data);
+    FourSteps<16 * round + 12>(a, b, c, d, data);
 }
 
 void Digest(unsigned int (&state)[4], unsigned char const * data, std::size_t blocks) {
-    unsigned int v[4] = {state[0], state[1], state[2], state[3]};
+    unsigned int a = state[0], b = state[1], c = state[2], d = state[3];
     for (; blocks > 0; --blocks, data += blockSize) {
-        unsigned int words[16];
-        for (unsigned int i = 0; i < 16; ++i)
-            words[i] = LoadLittleEndian(data + 4 * i);
-        unsigned int const before[4] = {v[0], v[1], v[2], v[3]};
-        AllSteps(v, words, std::make_index_sequence<64>());
-        for (unsigned int i = 0; i < 4; ++i)
-            v[i] += before[i];
+        unsigned int const before[4] = {a, b, c, d};
+        Round<0>(a, b, c, d, data);
+        Round<1>(a, b, c, d, data);
+        Round<2>(a, b, c, d, data);
+        Round<3>(a, b, c, d, data);
+        a += before[0];
+        b += before[1];
+        c += before[2];
+        d += before[3];
     }
-    std::copy_n(v, 4, state);
+    state[0] = a;
+    state[1] = b;
+    state[2] = c;
+    state[3] = d;
 }
 
 } // namespace
