@@ -52,10 +52,10 @@ public:
     /// otherwise somebody stands in front, and nothing happens, which answers false.
     static bool Stop();
 
-    /// The children of a node; of the root for null. Leaves first, then those with children.
+    /// The children of a node; of the root for null. A pointer that is no node has none.
     static void EnumerateNode(void * node, Enumerator & enumerator);
-    /// The counted blocks that begin in the span, in no order. The memory functions wait meanwhile;
-    /// the enumerator must not use them.
+    /// The counted blocks that begin in the span and lived at the call, in no order. Without memory
+    /// for a copy of the list there are none.
     static void EnumerateUserBlocks(void * begin, unsigned int size,
                                     UserBlockEnumerator & enumerator);
     /// What a node stands for, the bytes in its blocks, and their number. Both numbers stop at
