@@ -1,0 +1,360 @@
+#include <Kestrel/FileSystem/File.h>
+
+#include "Tests/Support/FaultSweep.h"
+#include "Tests/Support/FileSystem/Place.h"
+#include "Tests/Support/LogCapture.h"
+
+#include <random>
+
+using IO::File;
+using Mode = IO::File::OpenMode;
+
+namespace {
+
+constexpr Mode allModes[] = {Mode::ReadOnly,
+                             Mode::WriteOnly,
+                             Mode::WriteOnlyEmpty,
+                             Mode::ReadWrite,
+                             Mode::Append,
+                             Mode::ReadOnlySharedToReadWrite,
+                             Mode::WriteOnlySharedToRead,
+                             Mode::WriteOnlyEmptySharedToRead};
+
+MuErrCode Put(File & file, std::string const & text) {
+    return file.WriteBin(text.data(), static_cast<unsigned int>(text.size()), nullptr);
+}
+
+std::string Get(File & file, unsigned int count) {
+    std::string text(count, '\0');
+    unsigned int read = 0;
+    file.ReadBin(text.data(), count, &read);
+    text.resize(read);
+    return text;
+}
+
+unsigned long long PositionOf(File const & file) {
+    unsigned long long position = 0;
+    EXPECT_EQ(file.GetPosition(&position), IO::NoError);
+    return position;
+}
+
+} // namespace
+
+using FileOn = Tests::OnEachPlace;
+INSTANTIATE_TEST_SUITE_P(Place, FileOn, ::testing::Bool(), Tests::NamePlace);
+
+TEST_P(FileOn, ReadsBackWhatItWrote) {
+    File file(place / "file", File::OnNotFound::Create);
+    ASSERT_EQ(file.GetStatus(), IO::NoError);
+    ASSERT_EQ(file.Open(Mode::WriteOnlyEmpty), IO::NoError);
+    std::string const large(100000, 'x'); // several times what the buffers hold
+    EXPECT_EQ(Put(file, "head"), IO::NoError);
+    EXPECT_EQ(Put(file, large), IO::NoError);
+    EXPECT_EQ(file.Write(0x01020304), IO::NoError);
+    EXPECT_EQ(file.Close(), IO::NoError);
+
+    ASSERT_EQ(file.Open(Mode::ReadOnly), IO::NoError);
+    EXPECT_EQ(Get(file, 4), "head");
+    EXPECT_EQ(Get(file, 100000), large);
+    int value = 0;
+    EXPECT_EQ(file.Read(value), IO::NoError);
+    EXPECT_EQ(value, 0x01020304);
+    char c;
+    EXPECT_EQ(file.Look(0, &c), IO::EOI);
+    EXPECT_EQ(PositionOf(file), 100008u);
+}
+
+TEST_P(FileOn, AllowsWhatTheModeAllows) {
+    struct {
+        bool reads, writes, seeks;
+    } constexpr allowed[] = {{true, false, true}, {false, true, true},  {false, true, true},
+                             {true, true, true},  {false, true, false}, {true, false, true},
+                             {false, true, true}, {false, true, true}};
+    for (Mode mode : allModes) {
+        SCOPED_TRACE(static_cast<int>(mode));
+        place.Write("file", "0123456789");
+        File file(place / "file");
+        ASSERT_EQ(file.Open(mode), IO::NoError);
+        auto const & row = allowed[static_cast<int>(mode)];
+        EXPECT_EQ(file.CheckReadOperation(), row.reads);
+        EXPECT_EQ(file.CheckWriteOperation(), row.writes);
+        EXPECT_EQ(file.CheckRandomOperation(), row.seeks);
+        char c = 0;
+        unsigned int count = 7;
+        EXPECT_EQ(file.ReadBin(&c, 1, &count), row.reads ? IO::NoError : IO::Error);
+        EXPECT_EQ(count, row.reads ? 1u : 0u);
+        EXPECT_EQ(file.WriteBin("x", 1, &count), row.writes ? IO::NoError : IO::Error);
+        EXPECT_EQ(count, row.writes ? 1u : 0u);
+        EXPECT_EQ(file.Seek(File::SeekOrigin::Beginning, 0), row.seeks ? IO::NoError : IO::Error);
+        EXPECT_EQ(file.Flush(), row.writes ? IO::NoError : IO::Error);
+    }
+    EXPECT_EQ(place.Read("file"), "x");
+}
+
+TEST_P(FileOn, StaysAsItIsWhenItIsOpenedAgain) {
+    place.Write("file", "abc");
+    File file(place / "file");
+    ASSERT_EQ(file.Open(Mode::ReadOnly), IO::NoError);
+    EXPECT_EQ(Get(file, 2), "ab");
+    EXPECT_EQ(file.Open(Mode::WriteOnlyEmpty), IO::NoError);
+    EXPECT_FALSE(file.CheckWriteOperation());
+    EXPECT_EQ(PositionOf(file), 2u);
+    EXPECT_FALSE(file.IsOpenable(Mode::ReadOnly)) << "it is open already";
+    EXPECT_EQ(file.Close(), IO::NoError);
+    EXPECT_EQ(file.Close(), IO::NoError) << "closing what is closed";
+    EXPECT_EQ(place.Read("file"), "abc");
+}
+
+TEST_P(FileOn, AppendsBehindTheContentAndNeverSeeks) {
+    place.Write("file", "abc");
+    File file(place / "file");
+    ASSERT_EQ(file.Open(Mode::Append), IO::NoError);
+    unsigned long long position = 0;
+    EXPECT_EQ(file.GetPosition(&position), IO::Error);
+    EXPECT_EQ(file.SetPosition(0), IO::Error);
+    EXPECT_EQ(file.Seek(File::SeekOrigin::Beginning, 0), IO::Error);
+    EXPECT_EQ(Put(file, "def"), IO::NoError);
+    EXPECT_EQ(file.Close(), IO::NoError);
+    EXPECT_EQ(place.Read("file"), "abcdef");
+}
+
+TEST_P(FileOn, SeeksNoFurtherThanTheEnd) {
+    place.Write("file", "0123456789");
+    File file(place / "file");
+    ASSERT_EQ(file.Open(Mode::ReadOnly), IO::NoError);
+    EXPECT_EQ(file.Seek(File::SeekOrigin::End, -3), IO::NoError);
+    EXPECT_EQ(Get(file, 1), "7");
+    EXPECT_EQ(file.Seek(File::SeekOrigin::Current, -5), IO::NoError); // behind what was read ahead
+    EXPECT_EQ(Get(file, 1), "3");
+    EXPECT_EQ(file.Seek(File::SeekOrigin::Current, 2), IO::NoError); // within it
+    EXPECT_EQ(Get(file, 1), "6");
+    EXPECT_EQ(file.SetPosition(0), IO::NoError);
+    EXPECT_EQ(Get(file, 1), "0");
+    EXPECT_EQ(file.Seek(File::SeekOrigin::Beginning, 11), IO::ErrIllegalPosition);
+    EXPECT_EQ(file.Seek(File::SeekOrigin::End, 1), IO::ErrIllegalPosition);
+    EXPECT_EQ(file.Seek(File::SeekOrigin::Beginning, -1), IO::ErrIllegalPosition);
+    EXPECT_EQ(file.Seek(static_cast<File::SeekOrigin>(3), 0), IO::Error);
+    EXPECT_EQ(file.Seek(File::SeekOrigin::Beginning, 10), IO::NoError);
+    EXPECT_EQ(Get(file, 1), "");
+    EXPECT_EQ(file.Seek(File::SeekOrigin::Beginning, 1), IO::NoError);
+    EXPECT_EQ(Get(file, 2), "12") << "a seek takes the end of input back";
+}
+
+TEST_P(FileOn, PushesBackLooksCopiesAndSkips) {
+    place.Write("file", "0123456789");
+    File file(place / "file");
+    ASSERT_EQ(file.Open(Mode::ReadOnly), IO::NoError);
+    EXPECT_EQ(Get(file, 4), "0123");
+    EXPECT_EQ(file.PushBack("xy", 2), IO::NoError);
+    EXPECT_EQ(PositionOf(file), 2u);
+    EXPECT_EQ(file.Mu::IChannel::PushBack('w'), IO::NoError);
+    char copied[4] = {};
+    unsigned int count = 0;
+    EXPECT_EQ(file.CopyBin(copied, 3, &count), IO::NoError);
+    EXPECT_EQ(std::string(copied), "wxy");
+    unsigned long long skipped = 0;
+    EXPECT_EQ(file.Skip(4, &skipped), IO::NoError);
+    EXPECT_EQ(skipped, 4u);
+    EXPECT_EQ(PositionOf(file), 5u);
+    EXPECT_EQ(Get(file, 1), "5");
+    unsigned long long available = 0;
+    EXPECT_EQ(file.GetAvailable(&available), IO::NoError);
+    EXPECT_EQ(available, 4u);
+    EXPECT_EQ(file.Skip(100, &skipped), IO::EOI);
+    EXPECT_EQ(skipped, 4u);
+    EXPECT_EQ(PositionOf(file), 10u);
+}
+
+TEST_P(FileOn, PatchesBehindAMark) {
+    File file(place / "file", File::OnNotFound::Create);
+    ASSERT_EQ(file.Open(Mode::WriteOnlyEmpty), IO::NoError);
+    EXPECT_EQ(Put(file, "<"), IO::NoError);
+    EXPECT_EQ(file.PushMark(), IO::NoError);
+    EXPECT_EQ(Put(file, "????"), IO::NoError);
+    EXPECT_EQ(Put(file, std::string(20000, 'b')), IO::NoError);
+    EXPECT_EQ(file.Seek(File::SeekOrigin::Beginning, 0), IO::Error) << "a mark is alive";
+    EXPECT_EQ(file.PopMark(), IO::NoError);
+    EXPECT_EQ(PositionOf(file), 1u);
+    EXPECT_EQ(file.GetOffset(), 20004u);
+    EXPECT_EQ(Put(file, "size"), IO::NoError);
+    file.ResetOffset();
+    EXPECT_EQ(PositionOf(file), 20005u);
+    EXPECT_EQ(Put(file, ">"), IO::NoError);
+    EXPECT_EQ(file.Close(), IO::NoError);
+    EXPECT_EQ(place.Read("file"), "<size" + std::string(20000, 'b') + ">");
+}
+
+TEST_P(FileOn, ChangesItsLength) {
+    place.Write("file", "0123456789");
+    File file(place / "file");
+    EXPECT_EQ(file.SetDataLength(4), IO::NoError) << "while it is closed";
+    ASSERT_EQ(file.Open(Mode::ReadWrite), IO::NoError);
+    EXPECT_EQ(file.SetDataLength(6), IO::NoError);
+    EXPECT_EQ(PositionOf(file), 6u);
+    EXPECT_EQ(Put(file, "ab"), IO::NoError);
+    unsigned int length = 0;
+    EXPECT_EQ(file.GetDataLength(&length), IO::NoError);
+    EXPECT_EQ(length, 8u);
+    file.Close();
+    EXPECT_EQ(place.Read("file"), std::string("0123\0\0ab", 8));
+    ASSERT_EQ(file.Open(Mode::ReadOnly), IO::NoError);
+    EXPECT_EQ(file.SetDataLength(1), IO::Error) << "not open for writing";
+}
+
+TEST_P(FileOn, KeepsTimesAndProtection) {
+    place.Write("file", "x");
+    File file(place / "file");
+    int time = 0;
+    EXPECT_EQ(file.SetModificationTime(1234567890), IO::NoError);
+    EXPECT_EQ(file.SetCreationTime(1111111111), IO::NoError);
+    EXPECT_EQ(file.GetModificationTime(&time), IO::NoError);
+    EXPECT_EQ(time, 1234567890);
+    EXPECT_EQ(file.GetCreationTime(&time), IO::NoError);
+    EXPECT_EQ(time, 1111111111);
+    bool isProtected = true;
+    EXPECT_EQ(file.IsWriteProtected(&isProtected), IO::NoError);
+    EXPECT_FALSE(isProtected);
+    EXPECT_EQ(file.SetWriteProtection(), IO::NoError);
+    EXPECT_TRUE(file.IsReadable());
+    EXPECT_FALSE(file.IsWriteable());
+    File::WriteAccessFailureReason reason;
+    Mu::UniString locker;
+    EXPECT_FALSE(file.IsWriteable(&reason, &locker));
+    EXPECT_EQ(reason, File::WriteAccessFailureReason::WriteProtected);
+    EXPECT_EQ(file.Open(Mode::WriteOnly, IO::AccessDeniedTreatment::RetryAlways),
+              IO::ErrFileAccessDenied);
+    EXPECT_EQ(file.ClearWriteProtection(), IO::NoError);
+    EXPECT_TRUE(file.IsWriteable(&reason, &locker));
+}
+
+TEST_P(FileOn, IsClosedByAQuestionForTheOtherDirection) {
+    place.Write("file", "x");
+    File file(place / "file");
+    ASSERT_EQ(file.Open(Mode::ReadOnly), IO::NoError);
+    EXPECT_TRUE(file.IsReadable());
+    EXPECT_TRUE(file.IsOpen());
+    EXPECT_TRUE(file.IsWriteable());
+    EXPECT_FALSE(file.IsOpen());
+}
+
+TEST_P(FileOn, TellsWhyItDidNotConnect) {
+    EXPECT_EQ(File(place / "absent").GetStatus(), IO::ErrFileNotFound);
+    EXPECT_EQ(File(place.GetRoot()).GetStatus(), IO::ErrNotAFile);
+    IO::Location const lost(place / "absent", IO::Name("file"));
+    EXPECT_EQ(File(lost, File::OnNotFound::Create).GetStatus(), IO::ErrFileCreationFailed);
+    EXPECT_EQ(File(IO::Location(u"")).GetStatus(), IO::Error);
+
+    Tests::LogCapture log;
+    EXPECT_EQ(File(place / "absent", File::OnNotFound::FailQuietly).GetStatus(),
+              IO::ErrFileNotFound);
+    EXPECT_TRUE(log.GetLines().empty());
+    File absent(place / "absent");
+    ASSERT_EQ(log.GetLines().size(), 1u);
+    EXPECT_TRUE(log.Contains("Connection to file \"absent\" in folder \""));
+    EXPECT_TRUE(log.Contains("\" has failed: file is not found (OS errors: "));
+    EXPECT_EQ(absent.Open(Mode::ReadOnly), IO::ErrFileNotFound);
+    EXPECT_EQ(absent.Close(), IO::ErrFileNotFound);
+    unsigned long long number = 0;
+    EXPECT_EQ(absent.GetDataLength(&number), IO::ErrFileNotFound);
+    EXPECT_FALSE(absent.IsReadable());
+    EXPECT_FALSE(absent.IsOpen());
+}
+
+TEST_P(FileOn, IsMadeByNewAllOrNothing) {
+    File * file = nullptr;
+    EXPECT_EQ(File::New(&file, place / "file", File::OnNotFound::FailQuietly), IO::ErrFileNotFound);
+    EXPECT_EQ(file, nullptr);
+    EXPECT_EQ(File::New(nullptr, place / "file", File::OnNotFound::Create), IO::Error);
+    IO::Folder folder(place.GetRoot());
+    EXPECT_EQ(File::New(&file, folder, IO::Name("file"), File::OnNotFound::Create), IO::NoError);
+    ASSERT_NE(file, nullptr);
+    IO::Location location;
+    EXPECT_EQ(file->GetLocation(&location), IO::NoError);
+    EXPECT_TRUE(location == place / "file");
+    delete file;
+}
+
+// Whatever is read, written, pushed back or sought, the file is a string with a cursor.
+TEST_P(FileOn, IsAStringWithACursor) {
+    for (unsigned int seed = 1; seed <= 20; ++seed) {
+        SCOPED_TRACE(seed);
+        std::mt19937 random(seed);
+        std::string model;
+        for (int i = 0; i < 9000; ++i)
+            model += static_cast<char>('a' + random() % 26);
+        place.Write("file", model);
+        File file(place / "file");
+        bool const readWrite = random() % 2 == 0;
+        ASSERT_EQ(file.Open(readWrite ? Mode::ReadWrite : Mode::ReadOnly), IO::NoError);
+        std::size_t cursor = 0;
+        for (int step = 0; step < 200; ++step) {
+            unsigned int const size = random() % (random() % 4 == 0 ? 9000 : 20);
+            switch (random() % (readWrite ? 4 : 3)) {
+            case 0: {
+                std::string const got = Get(file, size);
+                ASSERT_EQ(got, model.substr(cursor, size));
+                cursor += got.size();
+                file.ResetInputStatus();
+                break;
+            }
+            case 1: {
+                std::size_t const target = random() % (model.size() + 1);
+                ASSERT_EQ(file.SetPosition(target), IO::NoError);
+                cursor = target;
+                break;
+            }
+            case 2: {
+                unsigned long long skipped = 0;
+                unsigned long long const left = model.size() - cursor;
+                file.Skip(std::min<unsigned long long>(size, left), &skipped);
+                ASSERT_EQ(skipped, std::min<unsigned long long>(size, left));
+                cursor += skipped;
+                break;
+            }
+            default: {
+                std::string const text(size, 'W');
+                ASSERT_EQ(Put(file, text), IO::NoError);
+                model.replace(cursor, std::min(text.size(), model.size() - cursor), text);
+                cursor += size;
+            }
+            }
+            ASSERT_EQ(PositionOf(file), cursor);
+        }
+        file.Close();
+        ASSERT_EQ(place.Read("file"), model);
+    }
+}
+
+TEST_P(FileOn, MeetsEveryFailedAllocation) {
+    place.Write("file", "0123456789");
+    SweepAllocations([this](bool failed) {
+        File * file = nullptr;
+        MuErrCode const made = File::New(&file, place / "file", File::OnNotFound::Create);
+        if (made != IO::NoError) {
+            ASSERT_TRUE(failed);
+            return;
+        }
+        std::unique_ptr<File> const owner(file);
+        MuErrCode status = file->Open(Mode::ReadOnly);
+        char bytes[10];
+        unsigned int read = 0;
+        if (status == IO::NoError)
+            status = file->ReadBin(bytes, 10, &read);
+        if (status == IO::NoError)
+            EXPECT_EQ(std::string(bytes, read), "0123456789");
+        else
+            EXPECT_TRUE(failed);
+    });
+}
+
+TEST(File, TakesOneSystemSeekForAJumpOf5GiB) {
+    Tests::Place place(true);
+    place.Write("file", "x");
+    File file(place / "file");
+    ASSERT_EQ(file.Open(Mode::ReadOnly), IO::NoError);
+    // Kept: only the low 32 bits of the difference count; 4 GiB and nothing stay where they are.
+    EXPECT_EQ(file.SetPosition(0x100000000ull), IO::NoError);
+    EXPECT_EQ(PositionOf(file), 0u);
+    EXPECT_EQ(file.SetPosition(0x100000001ull), IO::NoError);
+    EXPECT_EQ(PositionOf(file), 1u);
+}
