@@ -90,13 +90,13 @@ inline MuErrCode ReadWhole(Mu::IChannel & channel, char * destination, unsigned 
 
 template <ByteOrder order, typename T>
 MuErrCode ReadValue(Mu::IChannel & channel, T & value) {
-    typename Form<T>::Type wire;
     if constexpr (std::is_same_v<T, typename Form<T>::Type>) {
         MuErrCode const status = ReadWhole(channel, reinterpret_cast<char *>(&value), sizeof value);
         if constexpr (IsReversed(order))
             ReverseInPlace(value);
         return status;
     } else {
+        typename Form<T>::Type wire{};
         MuErrCode const status = ReadValue<order>(channel, wire);
         if (status == NoError)
             value = static_cast<T>(wire);

@@ -118,14 +118,11 @@ inline void ForEachIChannel(std::string const & text,
         unbuffered.DisableInputBuffering();
         body(unbuffered);
     }
-    {
+    if (!text.empty()) {
         unsigned int const size = static_cast<unsigned int>(text.size());
         ScriptedIChannel endApart(text, {{size, IO::NoError}, {0, IO::EOI}});
-        if (size > 0) {
-            char * data = nullptr;
-            (void)endApart.DirectInputAccess(1, &data, nullptr);
-        }
-        endApart.ResetInputStatus();
+        char c;
+        (void)endApart.Look(0, &c); // with a short piece, all of it, and no status
         body(endApart);
     }
     {

@@ -1,0 +1,124 @@
+#include <Kestrel/Channel/IChannelAdapter.h> // first: the headers stand on their own
+
+#include <Kestrel/Channel/OChannelAdapter.h>
+
+#include "Tests/Support/Channel/Ends.h"
+#include "Tests/Support/FaultSweep.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+using Tests::RecordingOChannel;
+using Tests::ScriptedIChannel;
+
+TEST(IChannelAdapter, TakesNullForEveryCount) {
+    Tests::ForEachIChannel("abcdefgh", [](Mu::IChannel & channel) {
+        char bytes[8] = {};
+        char * data = nullptr;
+        EXPECT_EQ(channel.ReadBin(bytes, 2, nullptr), IO::NoError);
+        EXPECT_STREQ(bytes, "ab");
+        EXPECT_EQ(channel.CopyBin(bytes, 3, nullptr), IO::NoError);
+        EXPECT_STREQ(bytes, "cde");
+        EXPECT_EQ(channel.Skip(2, nullptr), IO::NoError);
+        EXPECT_EQ(channel.DirectInputAccess(2, &data, nullptr), IO::NoError);
+        EXPECT_EQ(std::string(data, 2), "ef");
+        EXPECT_EQ(channel.PushBack('_'), IO::NoError);
+        EXPECT_EQ(channel.ReadBin(bytes, 5, nullptr), IO::NoError);
+        EXPECT_STREQ(bytes, "_efgh");
+        EXPECT_TRUE(channel.IsEOI());
+        EXPECT_EQ(channel.GetInputStatus(), IO::EOI);
+        channel.ResetInputStatus();
+        EXPECT_EQ(channel.GetInputStatus(), IO::NoError);
+    });
+}
+
+TEST(IChannelAdapter, TellsWhatArrivedBesideAFailure) {
+    ScriptedIChannel channel("abcdef", {{2, IO::InputFailure}, {1, IO::InputFailure}});
+    char bytes[8];
+    unsigned int count = 9;
+    EXPECT_EQ(channel.ReadBin(bytes, 4, &count), IO::InputFailure);
+    EXPECT_EQ(count, 2u);
+    channel.ResetInputStatus();
+    EXPECT_EQ(channel.CopyBin(bytes, 4, &count), IO::InputFailure);
+    EXPECT_EQ(count, 1u);
+    unsigned long long skipped = 9;
+    EXPECT_EQ(channel.Skip(3, &skipped), IO::InputFailure);
+    EXPECT_EQ(skipped, 1u);
+}
+
+TEST(IChannelAdapter, CountsNothingWithoutMemoryForTheRing) {
+    SweepAllocations([](bool failed) {
+        ScriptedIChannel channel("abc");
+        unsigned long long skipped = 9;
+        char * data = nullptr;
+        unsigned int available = 9;
+        MuErrCode const status = channel.Skip(1, &skipped);
+        EXPECT_EQ(status, failed && skipped == 0 ? IO::ErrMemoryFull : IO::NoError);
+        EXPECT_EQ(channel.DirectInputAccess(2, &data, &available), status);
+        EXPECT_EQ(available, status == IO::NoError ? 2u : 0u);
+        char c = '?';
+        EXPECT_EQ(channel.Look(0, &c), status);
+        EXPECT_EQ(c, status == IO::NoError ? 'b' : '?');
+    });
+}
+
+TEST(OChannelAdapter, TellsAllAsWrittenAlsoBesideAFailure) {
+    RecordingOChannel channel;
+    channel.sink.failFrom = 1;
+    unsigned int written = 0;
+    EXPECT_EQ(channel.WriteBin("abc", 3, &written), IO::NoError);
+    EXPECT_EQ(written, 3u);
+    EXPECT_EQ(channel.WriteBin("abc", 3, nullptr), IO::NoError);
+    EXPECT_EQ(channel.Flush(), IO::EOO);
+    EXPECT_EQ(channel.WriteBin("abcde", 5, &written), IO::EOO);
+    EXPECT_EQ(written, 5u);
+    EXPECT_EQ(channel.GetOutputStatus(), IO::EOO);
+    channel.ResetOutputStatus();
+    EXPECT_EQ(channel.GetOutputStatus(), IO::NoError);
+}
+
+TEST(OChannelAdapter, TellsThePositionOfTheWriter) {
+    auto const tell = [](Mu::OChannel & channel) {
+        unsigned long long position = 999;
+        EXPECT_EQ(channel.GetOutputPosition(&position), IO::NoError);
+        return position;
+    };
+    RecordingOChannel channel;
+    EXPECT_EQ(channel.WriteBin("abcde", 5, nullptr), IO::NoError);
+    EXPECT_EQ(channel.Flush(), IO::NoError);
+    EXPECT_EQ(channel.WriteBin("abc", 3, nullptr), IO::NoError);
+    EXPECT_EQ(tell(channel), 8u);
+    EXPECT_EQ(channel.PushMark(), IO::NoError);
+    EXPECT_EQ(channel.WriteBin("0123456789", 10, nullptr), IO::NoError);
+    EXPECT_EQ(channel.PopMark(), IO::NoError);
+    EXPECT_EQ(channel.GetOffset(), 10u);
+    EXPECT_EQ(tell(channel), 8u);
+    EXPECT_EQ(channel.WriteBin("+", 1, nullptr), IO::NoError);
+    EXPECT_EQ(tell(channel), 9u) << "it follows the overwriting";
+    char * data = nullptr;
+    EXPECT_EQ(channel.DirectOutputAccess(1, &data, nullptr), IO::NoError);
+    EXPECT_EQ(*data, '2');
+    channel.ResetOffset();
+    EXPECT_EQ(tell(channel), 18u);
+    channel.DisableOutputBuffering();
+    EXPECT_FALSE(channel.IsOutputBufferingEnabled());
+    EXPECT_EQ(channel.WriteBin("!", 1, nullptr), IO::NoError);
+    EXPECT_EQ(tell(channel), 19u);
+    EXPECT_EQ(channel.sink.GetText(), "abcdeabc+123456789!");
+}
+
+TEST(OChannelAdapter, DropsWhatIsNotFlushedAtItsEnd) {
+    class Watched : public IO::OChannelAdapter {
+    public:
+        explicit Watched(Tests::RecordingSink & sink) : IO::OChannelAdapter(IO::binOProtocol) {
+            SetBinOutput(sink);
+        }
+        void SetDefaultOutputProtocol() override {}
+    };
+    Tests::RecordingSink sink;
+    { EXPECT_EQ(Watched(sink).WriteBin("abc", 3, nullptr), IO::NoError); }
+    EXPECT_EQ(sink.calls, 0u);
+}
+
+} // namespace

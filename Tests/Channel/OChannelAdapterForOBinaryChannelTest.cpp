@@ -1,0 +1,116 @@
+#include <Kestrel/Channel/OChannelAdapterForOBinaryChannel.h> // first: it stands on its own
+
+#include "Tests/Support/FaultSweep.h"
+
+#include <Kestrel/Root/Exceptions.h>
+
+#include <gtest/gtest.h>
+
+#include <stdexcept>
+#include <string>
+
+namespace {
+
+using IO::OChannelAdapterForOBinaryChannel;
+using SharedSink = Mu::Ref<Mu::OBinaryChannel, Mu::AtomicCounter>;
+
+struct Record {
+    std::string text;
+    unsigned int writes = 0;
+    unsigned int throwAt = 0;
+    bool throwForeign = false;
+    bool gone = false;
+};
+
+class ThrowingSink : public Mu::OBinaryChannel, public Mu::Allocated {
+public:
+    explicit ThrowingSink(Record & record) : record(record) {}
+    ~ThrowingSink() override { record.gone = true; }
+    void Write(char const * source, unsigned int count) override {
+        if (++record.writes == record.throwAt) {
+            if (record.throwForeign)
+                throw std::runtime_error("foreign");
+            throw Mu::IOException("no more", __FILE__, __LINE__, Mu::NoCauseException,
+                                  IO::OutputClosed);
+        }
+        record.text.append(source, count);
+    }
+    void Flush() override {}
+    void Close() override {}
+
+private:
+    Record & record;
+};
+
+TEST(OChannelAdapterForOBinaryChannel, FlushesAtItsEnd) {
+    Record record;
+    ThrowingSink sink(record);
+    {
+        OChannelAdapterForOBinaryChannel channel(sink);
+        EXPECT_EQ(channel.Write(0x01020304), IO::NoError);
+        EXPECT_EQ(record.writes, 0u);
+    }
+    EXPECT_EQ(record.text, "\x04\x03\x02\x01");
+    EXPECT_FALSE(record.gone);
+}
+
+TEST(OChannelAdapterForOBinaryChannel, TurnsTheExceptionIntoItsStatus) {
+    Record record;
+    record.throwAt = 3;
+    ThrowingSink sink(record);
+    OChannelAdapterForOBinaryChannel channel(sink);
+    for (MuErrCode expected : {IO::NoError, IO::NoError, IO::OutputClosed, IO::OutputClosed}) {
+        (void)channel.WriteBin("x", 1, nullptr);
+        EXPECT_EQ(channel.Flush(), expected);
+    }
+    EXPECT_EQ(channel.GetOutputStatus(), IO::OutputClosed);
+    EXPECT_EQ(record.writes, 3u) << "the sink is left alone";
+    EXPECT_EQ(record.text, "xx");
+}
+
+TEST(OChannelAdapterForOBinaryChannel, LetsOtherExceptionsThroughButNotOutOfItsDestructor) {
+    Record record;
+    record.throwAt = 1;
+    record.throwForeign = true;
+    ThrowingSink sink(record);
+    OChannelAdapterForOBinaryChannel channel(sink);
+    EXPECT_EQ(channel.Write('a'), IO::NoError);
+    EXPECT_THROW((void)channel.Flush(), std::runtime_error);
+    record.throwAt = 2;
+    EXPECT_EQ(channel.Write('a'), IO::NoError);
+}
+
+TEST(OChannelAdapterForOBinaryChannel, KeepsASharedSinkUntilItHasFlushed) {
+    Record record;
+    {
+        SharedSink shared(new ThrowingSink(record));
+        OChannelAdapterForOBinaryChannel channel(shared);
+        EXPECT_EQ(shared.GetCount(), 2);
+        shared.Clear();
+        EXPECT_FALSE(record.gone);
+        EXPECT_EQ(channel.Write('a'), IO::NoError);
+    }
+    EXPECT_EQ(record.text, "a");
+    EXPECT_TRUE(record.gone);
+}
+
+TEST(OChannelAdapterForOBinaryChannel, RefusesAnEmptyReference) {
+    SharedSink const empty;
+    try {
+        OChannelAdapterForOBinaryChannel channel(empty);
+        FAIL() << "there is a channel";
+    } catch (Mu::NullReferenceException const & exception) {
+        EXPECT_STREQ(exception.GetMessage(), "Null reference.");
+    }
+}
+
+TEST(OChannelAdapterForOBinaryChannel, MeetsEveryFailedAllocation) {
+    SweepAllocations([](bool) {
+        Record record;
+        SharedSink shared(new ThrowingSink(record)); // OutOfMemoryException is told here too
+        OChannelAdapterForOBinaryChannel channel(shared);
+        EXPECT_EQ(channel.Write('a'), channel.Flush());
+    });
+}
+
+} // namespace

@@ -1,0 +1,209 @@
+#include <Kestrel/Channel/PlatformProtocol.h> // first: the header stands on its own
+
+#include <Kestrel/Channel/MemoryIChannel.h>
+#include <Kestrel/Channel/MemoryOChannel.h>
+#include <Kestrel/Root/Guid.h>
+
+#include "Tests/Support/Channel/Ends.h"
+#include "Tests/Support/FaultSweep.h"
+
+#include <gtest/gtest.h>
+
+#include <functional>
+
+namespace {
+
+using Mu::BigEndianMacSign;
+using Mu::LittleEndianMacSign;
+using Mu::WindowsSign;
+
+constexpr Mu::PlatformSign allSigns[] = {BigEndianMacSign, WindowsSign, LittleEndianMacSign};
+
+std::string Written(Mu::PlatformSign sign, std::function<void(Mu::OChannel &)> const & write) {
+    IO::MemoryOChannel channel;
+    EXPECT_EQ(IO::SetPlatformOProtocol(channel, sign), IO::NoError);
+    write(channel);
+    char const * const block = channel.GetDestination(IO::MemoryOChannel::LeaveWithCaller);
+    return std::string(block, channel.GetDataSize());
+}
+
+// `bytes` are those of the big-endian form; in both others they stand the other way round.
+template <typename T>
+void ExpectWire(T value, std::string const & bytes) {
+    for (Mu::PlatformSign sign : allSigns) {
+        SCOPED_TRACE(sign);
+        std::string expected = bytes;
+        if (sign != BigEndianMacSign)
+            std::reverse(expected.begin(), expected.end());
+        EXPECT_EQ(
+            Written(sign,
+                    [&](Mu::OChannel & channel) { EXPECT_EQ(channel.Write(value), IO::NoError); }),
+            expected);
+        Tests::ForEachIChannel(expected, [&](Mu::IChannel & channel) {
+            ASSERT_EQ(IO::SetPlatformIProtocol(channel, sign), IO::NoError);
+            T read{};
+            EXPECT_EQ(channel.Read(read), IO::NoError);
+            EXPECT_EQ(read, value);
+            EXPECT_EQ(channel.Read(read), IO::EOI);
+        });
+        if (bytes.size() > 1)
+            Tests::ForEachIChannel(expected.substr(1), [&](Mu::IChannel & channel) {
+                ASSERT_EQ(IO::SetPlatformIProtocol(channel, sign), IO::NoError);
+                T read{};
+                EXPECT_EQ(channel.Read(read), Mu::IChannel::ConvertObjectReadError(IO::EOI));
+            });
+    }
+}
+
+TEST(PlatformProtocol, TurnsTheBytesOfEveryTypeRound) {
+    ExpectWire<bool>(true, "\x01");
+    ExpectWire<char>('a', "a");
+    ExpectWire<unsigned char>(0xFE, "\xFE");
+    ExpectWire<short>(-2, "\xFF\xFE");
+    ExpectWire<unsigned short>(0x0102, "\x01\x02");
+    ExpectWire<int>(0x01020304, "\x01\x02\x03\x04");
+    ExpectWire<unsigned int>(0xFFFEFDFC, "\xFF\xFE\xFD\xFC");
+    ExpectWire<long>(-3, "\xFF\xFF\xFF\xFD");
+    ExpectWire<unsigned long>(0x80020304ul, "\x80\x02\x03\x04");
+    ExpectWire<long long>(0x0102030405060708ll, "\x01\x02\x03\x04\x05\x06\x07\x08");
+    ExpectWire<unsigned long long>(0xFF02030405060708ull, "\xFF\x02\x03\x04\x05\x06\x07\x08");
+    ExpectWire<float>(1.0f, std::string("\x3F\x80\0\0", 4));
+    ExpectWire<double>(1.0, std::string("\x3F\xF0\0\0\0\0\0\0", 8));
+    ExpectWire<long double>(-2.5L, std::string("\xC0\x04\0\0\0\0\0\0", 8));
+}
+
+TEST(PlatformProtocol, TurnsPointersRound) {
+    void const * const pointer = reinterpret_cast<void const *>(0x01020304u);
+    auto const write = [&](Mu::OChannel & channel) {
+        EXPECT_EQ(channel.GetOutputProtocol().Write(channel, pointer), IO::NoError);
+    };
+    EXPECT_EQ(Written(BigEndianMacSign, write), std::string("\0\0\0\0\x01\x02\x03\x04", 8));
+    EXPECT_EQ(Written(WindowsSign, write), std::string("\x04\x03\x02\x01\0\0\0\0", 8));
+}
+
+TEST(PlatformProtocol, WritesAnIdentifierFieldByFieldWhereTheOrderDiffers) {
+    Mu::Guid guid;
+    guid.data1 = 0x01020304;
+    guid.data2 = 0x0506;
+    guid.data3 = 0x0708;
+    for (int i = 0; i < 8; ++i)
+        guid.data4[i] = static_cast<unsigned char>(0x11 + i);
+    auto const write = [&](Mu::OChannel & channel) { EXPECT_EQ(channel.Write(guid), IO::NoError); };
+    std::string const tail = "\x11\x12\x13\x14\x15\x16\x17\x18";
+    std::string const raw = "\x04\x03\x02\x01\x06\x05\x08\x07" + tail;
+    EXPECT_EQ(Written(BigEndianMacSign, write), "\x01\x02\x03\x04\x05\x06\x07\x08" + tail);
+    EXPECT_EQ(Written(WindowsSign, write), raw);
+    EXPECT_EQ(Written(LittleEndianMacSign, write), raw);
+    for (Mu::PlatformSign sign : allSigns)
+        Tests::ForEachIChannel(Written(sign, write), [&](Mu::IChannel & channel) {
+            ASSERT_EQ(IO::SetPlatformIProtocol(channel, sign), IO::NoError);
+            Mu::Guid read;
+            EXPECT_EQ(channel.Read(read), IO::NoError);
+            EXPECT_EQ(read, guid);
+        });
+}
+
+// U+00E4 is 0xE4 on Windows and 0x8A on a Mac.
+TEST(PlatformProtocol, RecodesACopyOfTheText) {
+    char const text[] = "a\xE4";
+    auto const write = [&](Mu::OChannel & channel) { EXPECT_EQ(channel.Write(text), IO::NoError); };
+    EXPECT_EQ(Written(BigEndianMacSign, write), std::string("\0\0\0\2a\x8A", 6));
+    EXPECT_EQ(Written(LittleEndianMacSign, write), std::string("\2\0\0\0a\x8A", 6));
+    EXPECT_EQ(Written(WindowsSign, write), std::string("\2\0\0\0a\xE4", 6));
+    EXPECT_STREQ(text, "a\xE4");
+    for (Mu::PlatformSign sign : allSigns)
+        Tests::ForEachIChannel(Written(sign, write), [&](Mu::IChannel & channel) {
+            ASSERT_EQ(IO::SetPlatformIProtocol(channel, sign), IO::NoError);
+            char read[4] = "???";
+            EXPECT_EQ(channel.Read(read), IO::NoError);
+            EXPECT_EQ(std::string(read, 4), std::string("a\xE4\0\0", 4));
+            EXPECT_EQ(channel.Read(read), Mu::IChannel::ConvertObjectReadError(IO::EOI));
+            EXPECT_EQ(channel.Read(static_cast<char *>(nullptr)), IO::Error);
+        });
+}
+
+// The length goes straight in the peer's order, whatever protocol the channel has meanwhile.
+TEST(PlatformProtocol, WritesTheLengthOfATextByItself) {
+    IO::MemoryOChannel other;
+    ASSERT_EQ(IO::SetPlatformOProtocol(other, BigEndianMacSign), IO::NoError);
+    IO::MemoryOChannel channel;
+    EXPECT_EQ(other.GetOutputProtocol().Write(channel, "ab"), IO::NoError);
+    EXPECT_EQ(other.GetOutputProtocol().Write(channel, static_cast<char const *>(nullptr)),
+              IO::Error);
+    EXPECT_EQ(std::string(channel.GetDestination(IO::MemoryOChannel::LeaveWithCaller), 6),
+              std::string("\0\0\0\2ab", 6));
+    EXPECT_EQ(channel.GetDataSize(), 6u);
+}
+
+TEST(PlatformProtocol, StopsAtAFailureToWriteTheLength) {
+    Tests::RecordingOChannel channel;
+    channel.sink.failFrom = 1;
+    channel.DisableOutputBuffering();
+    ASSERT_EQ(IO::SetPlatformOProtocol(channel, BigEndianMacSign), IO::NoError);
+    unsigned long long const before = Tests::CountAllocations();
+    EXPECT_EQ(channel.Write("abc"), IO::EOO);
+    EXPECT_EQ(Tests::CountAllocations(), before) << "the text is not even copied";
+}
+
+TEST(PlatformProtocol, MeetsEveryFailedAllocation) {
+    SweepAllocations([](bool) {
+        IO::MemoryOChannel channel;
+        ASSERT_EQ(IO::SetPlatformOProtocol(channel, LittleEndianMacSign), IO::NoError);
+        MuErrCode const status = channel.Write("a text"); // or Mu::OutOfMemoryException
+        EXPECT_TRUE(status == IO::NoError || status == IO::ErrMemoryFull);
+    });
+}
+
+TEST(PlatformProtocol, RefusesOtherSigns) {
+    IO::MemoryIChannel in;
+    IO::MemoryOChannel out;
+    for (unsigned int sign : {0u, 12345u, 0x4D57u, 0xFFFFu}) {
+        auto const other = static_cast<Mu::PlatformSign>(sign);
+        EXPECT_EQ(IO::SetPlatformIProtocol(in, other), IO::Error);
+        EXPECT_EQ(IO::SetPlatformOProtocol(out, other), IO::Error);
+    }
+    EXPECT_EQ(&in.GetInputProtocol(), &IO::binIProtocol);
+    EXPECT_EQ(&out.GetOutputProtocol(), &IO::binOProtocol);
+}
+
+TEST(PlatformProtocol, TellsThePlatformOfAChannel) {
+    IO::MemoryIChannel in;
+    IO::MemoryOChannel out;
+    Mu::PlatformSign sign{};
+    EXPECT_EQ(IO::GetChannelIProtocolPlatform(in, &sign), IO::NoError);
+    EXPECT_EQ(sign, WindowsSign);
+    sign = {};
+    EXPECT_EQ(IO::GetChannelOProtocolPlatform(out, &sign), IO::NoError);
+    EXPECT_EQ(sign, WindowsSign);
+    for (Mu::PlatformSign set : allSigns) {
+        EXPECT_EQ(IO::SetPlatformIProtocol(in, set), IO::NoError);
+        EXPECT_EQ(IO::SetPlatformOProtocol(out, set), IO::NoError);
+        EXPECT_EQ(IO::GetChannelIProtocolPlatform(in, &sign), IO::NoError);
+        EXPECT_EQ(sign, set);
+        sign = {};
+        EXPECT_EQ(IO::GetChannelOProtocolPlatform(out, &sign), IO::NoError);
+        EXPECT_EQ(sign, set);
+    }
+    sign = {};
+    out.SetOutputProtocol(Mu::textOProtocol);
+    EXPECT_EQ(IO::GetChannelOProtocolPlatform(out, &sign), IO::Error);
+    EXPECT_EQ(sign, WindowsSign);
+    in.SetDefaultInputProtocol();
+    EXPECT_EQ(&in.GetInputProtocol(), &IO::binIProtocol);
+}
+
+// A mark is two equal bytes, so that a reader knows it before it knows the order.
+TEST(PlatformProtocol, ReadsEveryMarkInEveryOrder) {
+    for (Mu::PlatformSign mark : allSigns)
+        for (Mu::PlatformSign writer : allSigns) {
+            std::string const bytes = Written(writer, [&](Mu::OChannel & channel) {
+                EXPECT_EQ(channel.Write(static_cast<short>(mark)), IO::NoError);
+            });
+            short read = 0;
+            IO::MemoryIChannel in(bytes.data(), 2, IO::MemoryIChannel::LeaveWithCaller);
+            EXPECT_EQ(in.Read(read), IO::NoError);
+            EXPECT_EQ(read, static_cast<short>(mark));
+        }
+}
+
+} // namespace
