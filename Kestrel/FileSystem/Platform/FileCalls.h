@@ -52,7 +52,8 @@ public:
     /// One file, with its write protection and modification time. Never overwrites; after any
     /// failure there is no new target. A symbolic link is copied as a link.
     virtual unsigned int CopyFile(PathText from, PathText to) = 0;
-    /// Files and folders. Never overwrites; NotSameDevice instead of copying.
+    /// Files and folders. Never overwrites. NotSameDevice where copying would be needed, which Windows
+    /// does by itself for a file.
     virtual unsigned int MoveFile(PathText from, PathText to) = 0;
     virtual unsigned int DeleteFile(PathText path) = 0;
     /// AlreadyExists when something has the name.
