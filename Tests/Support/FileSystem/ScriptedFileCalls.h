@@ -1,0 +1,133 @@
+#pragma once
+
+#include <Kestrel/FileSystem/Platform/ForwardingFileCalls.h>
+
+#include <atomic>
+#include <functional>
+
+namespace Tests {
+
+/// The calls that can be made to fail, or any of them.
+enum class FileCall : unsigned int {
+    SetFileAttributes,
+    GetFileAttributes,
+    GetDiskFreeSpaceEx,
+    FindFirstFile,
+    FindNextFile,
+    FindClose,
+    CreateFile,
+    CloseHandle,
+    CopyFile,
+    MoveFile,
+    DeleteFile,
+    CreateDirectory,
+    RemoveDirectory,
+    SetFileTime,
+    GetSystemDirectory,
+    GetModuleFileName,
+    GetCurrentDirectory,
+    GetTempPath,
+    GetLongPathName,
+    SHGetFolderPath,
+    GetVolumeInformation,
+    GetLogicalDriveStrings,
+    GetDriveType,
+    ReadFile,
+    WriteFile,
+    SetEndOfFile,
+    GetFileSizeEx,
+    FlushFileBuffers,
+    SetFilePointerEx,
+    ReadShellLink,
+    CreateShellLink,
+    Any
+};
+
+/// The real file calls with faults in between. It puts itself under the recording when it is made,
+/// and takes itself out again at its end:
+///
+///     Tests::ScriptedFileCalls calls;
+///     calls.Fail(Tests::FileCall::WriteFile, 2, IO::FileError::DiskFull); // the second write
+///
+/// A call that fails does nothing, except that one which gives something back (CloseHandle,
+/// FindClose) gives it back all the same, and that a read or write may be told to move some bytes
+/// first. A failing GetDriveType answers NoRoot, a failing ReadShellLink LinkStatus::Failed.
+class ScriptedFileCalls : public IO::ForwardingFileCalls {
+public:
+    ScriptedFileCalls();
+    ~ScriptedFileCalls() override;
+    ScriptedFileCalls(ScriptedFileCalls const &) = delete;
+    ScriptedFileCalls & operator=(ScriptedFileCalls const &) = delete;
+
+    /// From now on the `n`-th call (from 1) of the kind fails, and all later ones if `onwards`. One
+    /// script at a time. `bytes` are moved first where the call is a read or write; with the error
+    /// 0 that is a short read or write that is no failure.
+    void Fail(FileCall kind, unsigned int n, unsigned int error, bool onwards = false,
+              unsigned int bytes = 0);
+    /// Nothing fails any more. Answers whether a fault was met since Fail.
+    bool Clear();
+
+    /// Calls of the kind since the beginning, or since ResetCounts.
+    unsigned int Count(FileCall kind) const;
+    void ResetCounts();
+    /// Files and enumerations that were opened here and not closed yet.
+    long long CountOpen() const { return open; }
+
+    unsigned int SetFileAttributes(PathText path, unsigned int attributes) override;
+    unsigned int GetFileAttributes(PathText path, unsigned int * attributes) override;
+    unsigned int GetDiskFreeSpaceEx(PathText folder, unsigned long long * available) override;
+    unsigned int FindFirstFile(PathText path, FindHandle * find, FindData * data) override;
+    unsigned int FindNextFile(FindHandle find, FindData * data) override;
+    unsigned int FindClose(FindHandle find) override;
+    unsigned int CreateFile(PathText path, unsigned int access, unsigned int share,
+                            unsigned int disposition, unsigned int attributes,
+                            FileHandle * file) override;
+    unsigned int CloseHandle(FileHandle file) override;
+    unsigned int CopyFile(PathText from, PathText to) override;
+    unsigned int MoveFile(PathText from, PathText to) override;
+    unsigned int DeleteFile(PathText path) override;
+    unsigned int CreateDirectory(PathText path) override;
+    unsigned int RemoveDirectory(PathText path) override;
+    unsigned int SetFileTime(FileHandle file, unsigned long long const * creationTime,
+                             unsigned long long const * lastWriteTime) override;
+    unsigned int GetSystemDirectory(TextBuffer * path) override;
+    unsigned int GetModuleFileName(TextBuffer * path) override;
+    unsigned int GetCurrentDirectory(TextBuffer * path) override;
+    unsigned int GetTempPath(TextBuffer * path) override;
+    unsigned int GetLongPathName(PathText path, TextBuffer * longPath) override;
+    unsigned int SHGetFolderPath(int folder, TextBuffer * path) override;
+    unsigned int GetVolumeInformation(PathText root) override;
+    unsigned int GetLogicalDriveStrings(TextBuffer * drives) override;
+    unsigned int GetDriveType(PathText root) override;
+    unsigned int ReadFile(FileHandle file, char * destination, unsigned int count,
+                          unsigned int * read) override;
+    unsigned int WriteFile(FileHandle file, char const * source, unsigned int count,
+                           unsigned int * written) override;
+    unsigned int SetEndOfFile(FileHandle file) override;
+    unsigned int GetFileSizeEx(FileHandle file, unsigned long long * size) override;
+    unsigned int FlushFileBuffers(FileHandle file) override;
+    unsigned int SetFilePointerEx(FileHandle file, long long offset, unsigned long long * position,
+                                  unsigned int origin) override;
+    LinkStatus ReadShellLink(PathText path, TextBuffer * target) override;
+    unsigned int CreateShellLink(PathText path, PathText target, PathText description) override;
+
+private:
+    bool Meets(FileCall kind);
+
+    std::atomic<unsigned int> counts[static_cast<unsigned int>(FileCall::Any) + 1] = {};
+    std::atomic<long long> open = 0;
+    std::atomic<unsigned int> untilFault = 0; // 1: the next call of the kind; 0: nothing is armed
+    std::atomic<FileCall> failing = FileCall::Any;
+    std::atomic<unsigned int> failure = 0;
+    std::atomic<unsigned int> movedBytes = 0;
+    std::atomic<bool> failsOnwards = false;
+    std::atomic<bool> isMet = false;
+};
+
+/// SweepFaults over the file calls that the scenario makes: each of them fails once with each error
+/// number that some table of the library tells apart, alone and with all later calls.
+void SweepFileCalls(std::function<void(bool failed)> const & scenario);
+
+} // namespace Tests
+
+using Tests::SweepFileCalls;
