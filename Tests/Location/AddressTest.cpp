@@ -1,0 +1,392 @@
+#include <Kestrel/Location/Address.h>
+
+#include <Kestrel/Location/NameComparer.h>
+#include <Kestrel/Location/NameEnumerator.h>
+#include <Kestrel/Root/ClassInfo.h>
+
+#include "Tests/Support/FaultSweep.h"
+#include "Tests/Support/Location/AddressTrees.h"
+#include "Tests/Support/Location/Locations.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <random>
+#include <sstream>
+#include <unordered_set>
+
+using namespace Tests;
+
+namespace {
+
+class Collector : public IO::NameEnumerator {
+public:
+    void NameFound(IO::Name const & name) override {
+        names.emplace_back(std::u16string_view(name.ToString()));
+        EXPECT_EQ(MakeAddress(names).GetLength(), names.size()) << "the thread may use the tree";
+    }
+    Path names;
+};
+
+Path Enumerate(IO::Address const & address) {
+    Collector collector;
+    EXPECT_EQ(address.EnumerateNames(&collector), IO::NoError);
+    return collector.names;
+}
+
+IO::Address MakeInvalid() {
+    IO::Address address;
+    IO::Address const taken(std::move(address));
+    return address;
+}
+
+class OnlyExactNames : public IO::NameComparer {
+public:
+    OnlyExactNames() { IO::SetNameComparer(this); }
+    ~OnlyExactNames() override { IO::SetNameComparer(nullptr); }
+    bool IsSameName(Mu::UniString const & a, Mu::UniString const & b) override {
+        ++questions;
+        return a == b;
+    }
+    int questions = 0;
+};
+
+} // namespace
+
+TEST(Address, IsTheRootWhenItIsEmpty) {
+    IO::Address const address;
+    EXPECT_EQ(address.GetStatus(), IO::NoError);
+    EXPECT_TRUE(address.IsEmpty());
+    EXPECT_EQ(address.GetLength(), 0u);
+    EXPECT_EQ(address.GenerateHashValue(), 0u);
+    EXPECT_EQ(address, IO::Address());
+    EXPECT_EQ(sizeof(address), 16u);
+}
+
+TEST(Address, IsMadeFromANameList) {
+    IO::Address address(u"C:\0usr\0lib\0");
+    EXPECT_EQ(GetPath(address), (Path{u"C:", u"usr", u"lib"}));
+    EXPECT_EQ(address, MakeAddress({u"C:", u"usr", u"lib"}));
+    EXPECT_EQ(address.Set(u"C:\0tmp\0"), IO::NoError);
+    EXPECT_EQ(GetPath(address), (Path{u"C:", u"tmp"}));
+    EXPECT_EQ(address.Set(u"\0"), IO::NoError);
+    EXPECT_TRUE(address.IsEmpty());
+}
+
+TEST(Address, ReplacesAndDeletesNamesAnywhere) {
+    IO::Address const original = MakeAddress({u"a", u"b", u"c"});
+    IO::Address address = original;
+    EXPECT_EQ(address.SetName(1, IO::Name("x")), IO::NoError);
+    EXPECT_EQ(GetPath(address), (Path{u"a", u"x", u"c"}));
+    EXPECT_EQ(address.SetLastName(IO::Name("y")), IO::NoError);
+    EXPECT_EQ(address.DeleteName(0), IO::NoError);
+    EXPECT_EQ(GetPath(address), (Path{u"x", u"y"}));
+    EXPECT_EQ(address.DeleteLastName(), IO::NoError);
+    EXPECT_EQ(GetPath(address), Path{u"x"});
+    EXPECT_EQ(GetPath(original), (Path{u"a", u"b", u"c"})) << "a shared name was changed in place";
+    CheckTree();
+}
+
+TEST(Address, AppendsAddressesAndEvenItself) {
+    IO::Address address = MakeAddress({u"a", u"b"});
+    EXPECT_EQ(address.Append(IO::Address()), IO::NoError);
+    EXPECT_EQ(GetPath(address), (Path{u"a", u"b"}));
+    EXPECT_EQ(address.Append(address), IO::NoError);
+    EXPECT_EQ(GetPath(address), (Path{u"a", u"b", u"a", u"b"}));
+    CheckTree();
+}
+
+// The tree keeps zero-terminated texts.
+TEST(Address, EndsANameAtItsFirstZeroUnit) {
+    IO::Address address;
+    EXPECT_EQ(address.Append(IO::Name(std::u16string_view(u"a\0b", 3))), IO::NoError);
+    EXPECT_EQ(address.Append(IO::Name("c")), IO::NoError);
+    EXPECT_EQ(GetPath(address), (Path{u"a", u"c"}));
+    EXPECT_EQ(address, MakeAddress({u"a", u"c"}));
+}
+
+TEST(Address, RefusesIndicesPastItsNames) {
+    IO::Address address;
+    IO::Name name("kept");
+    EXPECT_EQ(address.GetLastName(&name), IO::Error);
+    EXPECT_EQ(address.DeleteLastName(), IO::Error);
+    EXPECT_EQ(address.SetLastName(name), IO::Error);
+    EXPECT_EQ(address.GetName(0, &name), IO::Error);
+    EXPECT_EQ(address.GetName(0xFFFFFFFF, &name), IO::Error);
+    EXPECT_EQ(address.GetName(0, nullptr), IO::Error);
+    EXPECT_EQ(address.Append(NullReference<IO::Name>()), IO::Error);
+    EXPECT_TRUE(name == "kept");
+    EXPECT_EQ(address.GetStatus(), IO::NoError);
+}
+
+TEST(Address, AnswersMemoryFullWhileItIsInvalid) {
+    IO::Address address = MakeInvalid();
+    IO::Name name("kept");
+    Collector collector;
+    EXPECT_EQ(address.GetStatus(), IO::ErrMemoryFull);
+    EXPECT_EQ(address.GetName(0, &name), IO::ErrMemoryFull);
+    EXPECT_EQ(address.GetNameAttachment(0, &name), IO::ErrMemoryFull);
+    EXPECT_EQ(address.EnumerateNames(&collector), IO::ErrMemoryFull);
+    EXPECT_EQ(address.Append(name), IO::ErrMemoryFull);
+    EXPECT_EQ(address.Append(IO::Address()), IO::ErrMemoryFull);
+    EXPECT_EQ(IO::Address().Append(address), IO::ErrMemoryFull);
+    EXPECT_EQ(address.SetName(0, name), IO::ErrMemoryFull);
+    EXPECT_EQ(address.SetNameAttachment(0, name), IO::ErrMemoryFull);
+    EXPECT_EQ(address.DeleteName(0), IO::ErrMemoryFull);
+    EXPECT_EQ(address.GetLength(), 0u);
+    EXPECT_EQ(address.GenerateHashValue(), 0u);
+    EXPECT_FALSE(address == IO::Address());
+    EXPECT_FALSE(address < IO::Address());
+    EXPECT_TRUE(name == "kept");
+    EXPECT_TRUE(collector.names.empty());
+    IO::Address const copy = address;
+    EXPECT_EQ(copy.GetStatus(), IO::ErrMemoryFull);
+    address = MakeAddress({u"a"});
+    EXPECT_EQ(address.GetStatus(), IO::NoError);
+}
+
+TEST(Address, HidesAttachmentsFromWhoReadsNames) {
+    IO::Address address = MakeAddress({u"a", u"b"});
+    IO::Address const plain = address;
+    IO::Name name;
+    EXPECT_EQ(address.SetNameAttachment(1, IO::Name("")), IO::NoError);
+    EXPECT_EQ(address.GetNameAttachment(1, &name), IO::NoError);
+    EXPECT_TRUE(name.IsEmpty());
+    EXPECT_EQ(address.SetNameAttachment(1, IO::Name("tag")), IO::NoError);
+    EXPECT_EQ(address.GetNameAttachment(1, &name), IO::NoError);
+    EXPECT_TRUE(name == "tag");
+    EXPECT_EQ(GetPath(address), (Path{u"a", u"b"}));
+    EXPECT_EQ(Enumerate(address), (Path{u"a", u"::<tag>b"}));
+    EXPECT_EQ(address, plain);
+    EXPECT_EQ(address.GenerateHashValue(), plain.GenerateHashValue());
+    EXPECT_EQ(PrintTree(), "Root (2)\n|\n+---a (2)\n|   |\n|   +---::<tag>b (1)\n"
+                           "|   |\n|   +---b (1)\n");
+
+    IO::Address appended;
+    EXPECT_EQ(appended.Append(address), IO::NoError);
+    EXPECT_EQ(Enumerate(appended), (Path{u"a", u"b"})) << "another path has no part in it";
+    EXPECT_EQ(address.DeleteName(0), IO::NoError);
+    EXPECT_EQ(Enumerate(address), Path{u"::<tag>b"}) << "the rest of the path keeps it";
+    EXPECT_EQ(address.SetNameAttachment(0, IO::Name("other")), IO::NoError);
+    EXPECT_EQ(Enumerate(address), Path{u"::<other>b"});
+    EXPECT_EQ(address.SetNameAttachment(0, IO::Name("")), IO::NoError);
+    EXPECT_EQ(Enumerate(address), Path{u"b"});
+}
+
+TEST(Address, TakesWhatOnlyLooksLikeAnAttachmentAsText) {
+    struct Row {
+        char16_t const * stored;
+        char16_t const * name;
+        char16_t const * attachment;
+    };
+    Text const longTag(70, u't');
+    Text const longStored = u"::<" + longTag + u">x";
+    for (Row const & row : {Row{u"::<", u"::<", u""},
+                            {u"::<x", u"::<x", u""},
+                            {u"::>x", u"::>x", u""},
+                            {u"::<>x", u"x", u""},
+                            {u"::<a>", u"", u"a"},
+                            {u"::<a>b>c", u"b>c", u"a"},
+                            {u":<a>b", u":<a>b", u""},
+                            {longStored.c_str(), u"x", longTag.c_str()}}) {
+        IO::Address const address = MakeAddress({row.stored});
+        IO::Name attachment;
+        EXPECT_EQ(address.GetNameAttachment(0, &attachment), IO::NoError);
+        EXPECT_EQ(Text(std::u16string_view(attachment.ToString())), row.attachment);
+        EXPECT_EQ(GetPath(address), Path{row.name});
+        IO::Address const plain = MakeAddress({row.name});
+        EXPECT_EQ(address, plain);
+        EXPECT_EQ(address.GenerateHashValue(), plain.GenerateHashValue());
+    }
+}
+
+TEST(Address, OverlooksTheCaseUnlessTheComparerLooks) {
+    IO::Address const upper = MakeAddress({u"A", u"b", u"\x00C4"});
+    IO::Address const lower = MakeAddress({u"a", u"b", u"\x00E4"});
+    EXPECT_EQ(upper, lower);
+    EXPECT_FALSE(upper < lower);
+    EXPECT_FALSE(lower < upper);
+    EXPECT_EQ(upper.GenerateHashValue(), lower.GenerateHashValue());
+    EXPECT_NE(upper, MakeAddress({u"a", u"b"}));
+    {
+        OnlyExactNames exact;
+        EXPECT_NE(upper, lower);
+        EXPECT_LT(upper, lower);
+        EXPECT_FALSE(lower < upper);
+        exact.questions = 0;
+        EXPECT_EQ(upper, MakeAddress({u"A", u"b", u"\x00C4"}));
+        EXPECT_NE(upper, MakeAddress({u"A", u"b"}));
+        EXPECT_EQ(exact.questions, 0) << "one node, or two lengths, settle it";
+    }
+    EXPECT_EQ(upper, lower);
+}
+
+TEST(Address, OrdersByTheFirstNamesThatDiffer) {
+    std::vector<Path> const inOrder = {{},     {u"B"}, {u"B", u"z"}, {u"a"}, {u"c", u"c", u"a"},
+                                       {u"ca"}};
+    for (std::size_t i = 0; i < inOrder.size(); ++i)
+        for (std::size_t j = 0; j < inOrder.size(); ++j)
+            EXPECT_EQ(MakeAddress(inOrder[i]) < MakeAddress(inOrder[j]), i < j) << i << ' ' << j;
+    // "B" and "b" are one name, so what follows them decides.
+    EXPECT_LT(MakeAddress({u"b", u"a"}), MakeAddress({u"B", u"b"}));
+}
+
+TEST(Address, HashesAsItsNamesDo) {
+    IO::Address address = MakeAddress({u"C:", u"Usr"});
+    auto const expected = [](std::initializer_list<char const *> names) {
+        unsigned int hash = 0;
+        for (char const * name : names)
+            hash = 65599u * hash + IO::Name(name).GenerateHashValue();
+        return hash;
+    };
+    EXPECT_EQ(address.GenerateHashValue(), expected({"c:", "usr"}));
+    EXPECT_EQ(address.SetLastName(IO::Name("lib")), IO::NoError);
+    EXPECT_EQ(address.GenerateHashValue(), expected({"C:", "LIB"})) << "renamed in place";
+    EXPECT_EQ(address.SetName(0, IO::Name("D:")), IO::NoError);
+    EXPECT_EQ(address.GenerateHashValue(), expected({"D:", "lib"}));
+    std::unordered_set<IO::Address> const set = {address, IO::Address(), address};
+    EXPECT_EQ(set.size(), 2u);
+}
+
+// A node renamed in place may stand out of order, so that the name gets a second node. Nobody may
+// see that.
+TEST(Address, IsEqualToItsTwin) {
+    IO::Address const first = MakeAddress({u"a"});
+    IO::Address second = MakeAddress({u"b"});
+    IO::Address const third = MakeAddress({u"c"});
+    EXPECT_EQ(second.SetLastName(IO::Name("z")), IO::NoError);
+    IO::Address const twin = MakeAddress({u"z"});
+    IO::Address const missed = MakeAddress({u"c"});
+    EXPECT_EQ(twin, second);
+    EXPECT_EQ(missed, third);
+    EXPECT_EQ(missed.GenerateHashValue(), third.GenerateHashValue());
+    EXPECT_FALSE(missed < third);
+    EXPECT_EQ(PrintTree(), "Root (5)\n|\n+---a (1)\n|\n+---c (1)\n|\n+---z (2)\n|\n+---c (1)\n");
+}
+
+TEST(Address, IsCopiedAndHashedWithoutMemory) {
+    IO::Address const address = MakeAddress({u"C:", u"usr", u"share", u"doc"});
+    IO::Address const other = MakeAddress({u"C:", u"usr", u"local", u"doc"});
+    unsigned long long const before = CountAllocations();
+    for (int i = 0; i < 10; ++i) {
+        IO::Address copy = address;
+        copy = other;
+        copy = std::move(IO::Address(copy));
+        EXPECT_NE(copy.GenerateHashValue(), 0u);
+        EXPECT_TRUE(copy == other && copy != address && copy.GetLength() == 4);
+    }
+    EXPECT_EQ(CountAllocations(), before);
+}
+
+TEST(Address, ShowsItsNamesOnAStream) {
+    std::ostringstream stream;
+    stream << MakeAddress({u"C:", u"\x00E4"}) << ' ' << IO::Name("name");
+    EXPECT_EQ(stream.str(), "C:/\xC3\xA4 name");
+}
+
+TEST(Address, IsReadAsItWasWritten) {
+    for (Path const & path :
+         {Path{}, Path{u"a"}, Path{u"a", u"", u"\xD800", Text(500, u'x')}, Path(300, u"deep")}) {
+        IO::Address const address = MakeAddress(path);
+        IO::Address copy = MakeAddress({u"old"});
+        EXPECT_EQ(FromBytes(ToBytes(address), copy), IO::NoError);
+        EXPECT_EQ(GetPath(copy), path);
+    }
+}
+
+TEST(Address, WritesItsTailInFrontForOldReaders) {
+    IO::Address const address = MakeAddress({u"com", u"example", u"www"});
+    IO::MemoryOChannel channel;
+    EXPECT_EQ(address.Write(channel, 1), IO::NoError);
+    std::string const bytes(channel.GetDestination(), channel.GetDataSize());
+    std::string const expected =
+        MakeFrame(IO::Address::GetClassInfoStatic(), {1, 2}, [](Mu::OChannel & out) {
+            out.Write(1u);
+            out.Write(IO::Name("www"));
+            out.Write(2u);
+            out.Write(IO::Name("com"));
+            out.Write(IO::Name("example"));
+        });
+    EXPECT_EQ(bytes, expected);
+    IO::Address copy;
+    EXPECT_EQ(FromBytes(bytes, copy), IO::NoError);
+    EXPECT_EQ(GetPath(copy), (Path{u"com", u"example", u"www"}));
+}
+
+TEST(Address, ReadsOlderAndNewerForms) {
+    auto const read = [](Mu::ClassVersion version, auto const & write, MuErrCode expected) {
+        IO::Address address = MakeAddress({u"old"});
+        EXPECT_EQ(FromBytes(MakeFrame(IO::Address::GetClassInfoStatic(), version, write), address),
+                  expected);
+        return address;
+    };
+    auto const nothing = [](Mu::OChannel &) {};
+    auto const oneName = [](Mu::OChannel & out) {
+        out.Write(1u);
+        out.Write(IO::Name("a"));
+    };
+    auto const newer = [](Mu::OChannel & out) {
+        for (unsigned int const number : {0u, 0u, 77u})
+            out.Write(number);
+    };
+    EXPECT_EQ(GetPath(read({1, 0}, oneName, IO::NoError)), Path{u"a"});
+    EXPECT_EQ(GetPath(read({1, 1}, oneName, IO::NoError)), Path{u"a"});
+    EXPECT_TRUE(read({1, 3}, newer, IO::NoError).IsEmpty());
+    EXPECT_EQ(read({1, 1}, nothing, IO::NoError).GetStatus(), IO::ErrMemoryFull);
+    EXPECT_EQ(read({1, 2}, nothing, IO::NoError).GetStatus(), IO::ErrMemoryFull);
+    IO::Address empty;
+    EXPECT_NE(FromBytes(MakeFrame(IO::Address::GetClassInfoStatic(), {1, 0}, nothing), empty),
+              IO::NoError);
+    EXPECT_EQ(FromBytes(ToBytes(MakeInvalid()), empty), IO::NoError);
+    EXPECT_EQ(empty.GetStatus(), IO::ErrMemoryFull);
+}
+
+// Attachments are private to the process, and a name that looks like one comes back as it was.
+TEST(Address, WritesNoAttachments) {
+    IO::Address address = MakeAddress({u"a", u"b"});
+    IO::Address const plain = address;
+    EXPECT_EQ(address.SetNameAttachment(0, IO::Name("tag")), IO::NoError);
+    EXPECT_EQ(ToBytes(address), ToBytes(plain));
+}
+
+TEST(Address, RefusesEveryCutFrame) {
+    IO::Address const address = MakeAddress({u"C:", u"usr", u"lib"});
+    IO::MemoryOChannel channel;
+    EXPECT_EQ(address.Write(channel, 2), IO::NoError);
+    std::string const bytes(channel.GetDestination(), channel.GetDataSize());
+    for (std::size_t length = 0; length < bytes.size(); ++length) {
+        IO::Address copy;
+        EXPECT_NE(FromBytes(bytes.substr(0, length), copy), IO::NoError) << length;
+        EXPECT_LE(copy.GetLength(), 3u);
+    }
+    CheckTree();
+}
+
+// Lengths in it may promise anything; only what is there may be taken.
+TEST(Address, SurvivesBytesThatNobodyWrote) {
+    std::string const bytes = ToBytes(MakeAddress({u"C:", u"usr", u"lib"}));
+    for (unsigned int seed = 0; seed < 3000; ++seed) {
+        std::mt19937 random(seed);
+        std::string broken = bytes;
+        for (unsigned int i = 0; i <= seed % 4; ++i)
+            broken[random() % broken.size()] = static_cast<char>(random());
+        IO::Address copy;
+        (void)FromBytes(broken, copy);
+        EXPECT_LE(copy.GetLength(), 10u);
+    }
+    CheckTree();
+}
+
+TEST(Address, MeetsEveryFailedAllocationOnAChannel) {
+    std::string const bytes = ToBytes(MakeAddress({u"a", Text(200, u'x'), u"c"}));
+    SweepAllocations([&](bool failed) {
+        IO::Address address;
+        MuErrCode const status = FromBytes(bytes, address);
+        if (status == IO::NoError && address.GetStatus() == IO::NoError)
+            EXPECT_EQ(address.GetLength(), 3u);
+        else
+            EXPECT_TRUE(failed);
+        Collector collector;
+        (void)address.EnumerateNames(&collector);
+    });
+}

@@ -1,0 +1,226 @@
+#include <Kestrel/Location/Name.h>
+
+#include <Kestrel/Location/NameComparer.h>
+#include <Kestrel/Root/ClassInfo.h>
+
+#include "Tests/Support/FaultSweep.h"
+#include "Tests/Support/Location/Locations.h"
+
+#include <gtest/gtest.h>
+
+#include <random>
+#include <unordered_set>
+
+using namespace Tests;
+
+namespace {
+
+// The old form, which holds bytes; a sign of 0 stands for the oldest, which has none.
+std::string MakeOldFrame(std::string const & bytes, unsigned short sign, unsigned int count) {
+    Mu::ClassVersion const version(1, sign == 0 ? 0 : 1);
+    return MakeFrame(IO::Name::GetClassInfoStatic(), version, [&](Mu::OChannel & out) {
+        out.Write(count);
+        out.WriteBin(bytes.data(), static_cast<unsigned int>(bytes.size()), nullptr);
+        if (sign != 0)
+            out.WriteUShort(sign);
+    });
+}
+
+std::string MakeOldFrame(std::string const & bytes, unsigned short sign) {
+    return MakeOldFrame(bytes, sign, static_cast<unsigned int>(bytes.size()));
+}
+
+std::string WriteOld(IO::Name const & name, Mu::ClassVersion version) {
+    Mu::FrameVersionScope const scope(IO::Name::GetClassInfoStatic(), version);
+    return ToBytes(name);
+}
+
+} // namespace
+
+TEST(Name, SplitsAtTheLastDot) {
+    struct Row {
+        char const * text;
+        char const * base;
+        char const * extension;
+        bool hasExtension;
+    };
+    for (Row const & row : {Row{"a.b.c", "a.b", "c", true},
+                            {".profile", "", "profile", true},
+                            {"end.", "end", "", true},
+                            {"plain", "plain", "", false},
+                            {"", "", "", false},
+                            {".", "", "", true}}) {
+        IO::Name name(row.text);
+        EXPECT_EQ(ToUtf8(name.GetBase()), row.base);
+        EXPECT_EQ(ToUtf8(name.GetExtension()), row.extension);
+        EXPECT_EQ(name.HasExtension(), row.hasExtension);
+        name.DeleteExtension();
+        EXPECT_EQ(ToUtf8(name), row.base);
+    }
+}
+
+TEST(Name, AppendsTextsAndExtensions) {
+    IO::Name name("a");
+    name.Append("b");
+    name.Append(u"\x00E4");
+    name.AppendExtension("x");
+    name.AppendExtension(Mu::UniString());
+    name.AppendExtension(static_cast<char const *>(nullptr));
+    name.AppendExtension(NullReference<Mu::UniString>());
+    EXPECT_EQ(ToUtf8(name), "ab\xC3\xA4.x.");
+    EXPECT_EQ(name[2], 0xE4);
+    EXPECT_EQ(name.GetLength(), 6u);
+    name.SetCapacity(100);
+    name.ClearContent();
+    EXPECT_TRUE(name.IsEmpty());
+    EXPECT_EQ(name.GetCapacity(), 100u);
+    name.Clear();
+    EXPECT_EQ(name.GetCapacity(), 0u);
+}
+
+TEST(Name, OverlooksTheCaseInEqualityButNotInOrder) {
+    IO::Name const upper(u"\x00C4"
+                         u"BC");
+    IO::Name const lower(u"\x00E4"
+                         u"bc");
+    EXPECT_TRUE(upper == lower);
+    EXPECT_FALSE(upper != lower);
+    EXPECT_TRUE(upper < lower);
+    EXPECT_FALSE(lower < upper);
+    EXPECT_EQ(upper.GenerateHashValue(), lower.GenerateHashValue());
+    EXPECT_TRUE(upper == lower.ToString() && upper == u"\x00E4"
+                                                      u"bc");
+    EXPECT_TRUE(IO::Name("ABC") == "abc" && IO::Name("ABC") != "abcd" && IO::Name("a") != u"b");
+    EXPECT_EQ((std::unordered_set<IO::Name>{upper, lower}.size()), 1u);
+}
+
+TEST(Name, IsNeitherEqualNorUnequalToNothing) {
+    IO::Name const name("a");
+    char const * const noText = nullptr;
+    EXPECT_FALSE(name == noText || name != noText);
+    EXPECT_FALSE(name == NullReference<IO::Name>() || name != NullReference<IO::Name>());
+    EXPECT_FALSE(name == NullReference<Mu::UniString>() || name != NullReference<Mu::UniString>());
+    EXPECT_FALSE(name < NullReference<IO::Name>());
+}
+
+TEST(Name, AsksTheRegisteredComparer) {
+    struct ByLength : IO::NameComparer {
+        bool IsSameName(Mu::UniString const & a, Mu::UniString const & b) override {
+            return a.GetLength() == b.GetLength();
+        }
+    } byLength;
+    IO::SetNameComparer(&byLength);
+    EXPECT_EQ(IO::GetNameComparer(), &byLength);
+    EXPECT_TRUE(IO::Name("ab") == "cd" && IO::Name("ab") == IO::Name("xy"));
+    EXPECT_TRUE(IO::Name("ab") != "c");
+    IO::SetNameComparer(nullptr);
+    EXPECT_TRUE(IO::Name("ab") != "cd");
+}
+
+TEST(Name, IsReadAsItWasWritten) {
+    for (Mu::UniString const & text : {U(""), U("a"), U("\xC3\xA4.txt"), Mu::UniString(u"\xD800x"),
+                                       U(std::string(10000, 'l'))}) {
+        IO::Name name("old");
+        EXPECT_EQ(FromBytes(ToBytes(IO::Name(text)), name), IO::NoError);
+        EXPECT_EQ(name.ToString(), text);
+    }
+    EXPECT_EQ(IO::Name().Read(NullReference<Mu::IChannel>()), IO::Error);
+    EXPECT_EQ(IO::Name().Write(NullReference<Mu::OChannel>()), IO::Error);
+    IO::Name("a").Print(NullReference<Mu::OChannel>());
+    EXPECT_EQ(Print(IO::Name(U("\xC3\xA4"))), "\xC3\xA4");
+}
+
+TEST(Name, WritesTheOldFormsForOldReaders) {
+    EXPECT_EQ(WriteOld(IO::Name("abc"), {1, 0}), MakeOldFrame("abc", 0));
+    EXPECT_EQ(WriteOld(IO::Name("abc"), {1, 1}), MakeOldFrame("abc", 0x5757));
+    EXPECT_EQ(WriteOld(IO::Name(""), {1, 1}), MakeOldFrame("", 0x5757));
+    // As many bytes as units, and never more than there are.
+    IO::Name copy;
+    EXPECT_EQ(FromBytes(WriteOld(IO::Name(u"\x00E4\x00E4z"), {1, 1}), copy), IO::NoError);
+    EXPECT_LE(copy.GetLength(), 3u);
+}
+
+TEST(Name, ReadsTheOldForms) {
+    // Lengths round the room on the stack and round a piece, and more than one piece.
+    for (std::size_t const length : {0u, 1u, 1023u, 1024u, 1025u, 0x10000u, 0x10001u, 300000u}) {
+        SCOPED_TRACE(length);
+        std::string bytes(length, 'x');
+        for (std::size_t i = 0; i < length; ++i)
+            bytes[i] = static_cast<char>('a' + i % 26);
+        for (unsigned short const sign : {0x0000, 0x5757}) {
+            IO::Name name("old");
+            EXPECT_EQ(FromBytes(MakeOldFrame(bytes, sign), name), IO::NoError);
+            EXPECT_EQ(ToUtf8(name), bytes);
+        }
+    }
+    IO::Name name("old");
+    EXPECT_EQ(
+        FromBytes(MakeFrame(IO::Name::GetClassInfoStatic(), {1, 1}, [](Mu::OChannel &) {}), name),
+        IO::NoError);
+    EXPECT_TRUE(name.IsEmpty());
+    // Bytes of the Mac are recoded before they are understood: a-umlaut is 0x8A there, 0xE4 here.
+    EXPECT_EQ(FromBytes(MakeOldFrame("\x8A", 0x4D4D), name), IO::NoError);
+    EXPECT_EQ(name.ToString(), Mu::UniString("\xE4"));
+}
+
+TEST(Name, TakesNoMemoryForAPromise) {
+    long long const before = CountLiveBlocks();
+    unsigned long long const allocations = CountAllocations();
+    for (unsigned int const count : {4u, 2000u, 0x7FFFFFFFu, 0xFFFFFFFFu}) {
+        IO::Name name("old");
+        EXPECT_NE(FromBytes(MakeOldFrame("abc", 0, count), name), IO::NoError);
+        EXPECT_TRUE(name.IsEmpty());
+    }
+    EXPECT_EQ(CountLiveBlocks(), before);
+    EXPECT_LT(CountAllocations() - allocations, 60u);
+}
+
+TEST(Name, RefusesEveryCutFrame) {
+    for (std::string const & bytes :
+         {ToBytes(IO::Name("abc.txt")), MakeOldFrame("abc", 0), MakeOldFrame("abc", 0x5757),
+          MakeOldFrame(std::string(2000, 'x'), 0x5757)})
+        for (std::size_t length = 0; length < bytes.size(); ++length) {
+            IO::Name name("old");
+            EXPECT_NE(FromBytes(bytes.substr(0, length), name), IO::NoError) << length;
+            EXPECT_TRUE(name.IsEmpty());
+        }
+}
+
+TEST(Name, SurvivesBytesThatNobodyWrote) {
+    std::vector<std::string> const frames = {ToBytes(IO::Name("abc.txt")),
+                                             MakeOldFrame("abc", 0x5757)};
+    for (unsigned int seed = 0; seed < 3000; ++seed) {
+        std::mt19937 random(seed);
+        std::string broken = frames[seed % 2];
+        for (unsigned int i = 0; i <= seed % 3; ++i)
+            broken[random() % broken.size()] = static_cast<char>(random());
+        IO::Name name;
+        (void)FromBytes(broken, name);
+        EXPECT_LE(name.GetLength(), broken.size());
+    }
+}
+
+TEST(Name, MeetsEveryFailedAllocation) {
+    std::string const present = ToBytes(IO::Name(U(std::string(3000, 'l'))));
+    std::string const old = MakeOldFrame(std::string(3000, 'l'), 0x4D4D);
+    SweepAllocations([&](bool failed) {
+        for (std::string const & bytes : {std::cref(present), std::cref(old)}) {
+            IO::Name name;
+            MuErrCode const status = FromBytes(bytes, name);
+            EXPECT_EQ(name.GetLength(), status == IO::NoError ? 3000u : 0u);
+            EXPECT_TRUE(failed || status == IO::NoError);
+        }
+        IO::Name name("base");
+        name.AppendExtension("extension that is longer than what was there");
+        EXPECT_TRUE(name.HasExtension());
+        EXPECT_FALSE(name == "other");
+    });
+}
+
+TEST(Name, AsksTheValidatorsForLegality) {
+    EXPECT_TRUE(IO::Name("plain.txt").IsLegal());
+    EXPECT_TRUE(IO::Name("plain.txt").IsMultiplatform());
+    EXPECT_FALSE(IO::Name("").IsLegal());
+    EXPECT_FALSE(IO::Name("a*b").IsLegal());
+    EXPECT_FALSE(IO::Name("a*b").IsMultiplatform());
+}
