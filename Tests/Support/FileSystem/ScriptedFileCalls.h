@@ -7,6 +7,13 @@
 
 namespace Tests {
 
+using IO::FileHandle;
+using IO::FindData;
+using IO::FindHandle;
+using IO::LinkStatus;
+using IO::PathText;
+using IO::TextBuffer;
+
 /// The calls that can be made to fail, or any of them.
 enum class FileCall : unsigned int {
     SetFileAttributes,
