@@ -42,6 +42,8 @@ public:
     /// Empty.
     RelativeLocation() = default;
     RelativeLocation(RelativeLocation const & other) = default;
+    /// The other is unhealthy afterwards, until something is assigned to it.
+    RelativeLocation(RelativeLocation && other) noexcept = default;
     /// One name.
     explicit RelativeLocation(Name const & name);
     RelativeLocation(RelativeLocation const & parent, Name const & name);
@@ -50,6 +52,7 @@ public:
     explicit RelativeLocation(char const * text);
     explicit RelativeLocation(char16_t const * text);
     RelativeLocation & operator=(RelativeLocation const & other) = default;
+    RelativeLocation & operator=(RelativeLocation && other) noexcept = default;
 
     /// ErrMemoryFull when the address is invalid, else the status.
     MuErrCode GetStatus() const;

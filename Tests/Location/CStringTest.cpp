@@ -1,0 +1,71 @@
+#include <Kestrel/Location/CString.h>
+
+#include "Tests/Support/FaultSweep.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+using Text = IO::CString<256>;
+
+TEST(CString, KeepsUpTo255BytesInside) {
+    unsigned long long const before = Tests::CountAllocations();
+    for (unsigned int length : {0u, 1u, 255u}) {
+        std::string const content(length, 'c');
+        Text const text(content.c_str());
+        EXPECT_EQ(text.ToCStr(), content);
+        EXPECT_EQ(text.GetLength(), length);
+        EXPECT_TRUE(text.IsValid());
+    }
+    EXPECT_EQ(Tests::CountAllocations(), before);
+    for (unsigned int length : {256u, 257u, 10000u}) {
+        std::string const content(length, 'c');
+        Text const text(content.c_str());
+        EXPECT_EQ(text.ToCStr(), content);
+    }
+    EXPECT_EQ(Tests::CountAllocations(), before + 3);
+}
+
+TEST(CString, ReusesABlockForWhatIsNoLonger) {
+    Text text(std::string(300, 'a').c_str());
+    unsigned long long const before = Tests::CountAllocations();
+    text = std::string(300, 'b').c_str();
+    text = std::string(10, 'c').c_str();
+    EXPECT_EQ(Tests::CountAllocations(), before);
+    EXPECT_EQ(text.ToCStr(), std::string(10, 'c'));
+    long long const blocks = Tests::CountLiveBlocks();
+    text = std::string(11, 'd').c_str();
+    EXPECT_EQ(Tests::CountLiveBlocks(), blocks - 1) << "longer, but short enough for inside";
+    EXPECT_EQ(text.ToCStr(), std::string(11, 'd'));
+}
+
+TEST(CString, TakesAPartOfItself) {
+    Text text(std::string(300, 'a').append("tail").c_str());
+    EXPECT_TRUE(text.Assign(text.ToCStr() + 300, 4));
+    EXPECT_STREQ(text.ToCStr(), "tail");
+    EXPECT_TRUE(text.Assign(text.ToCStr() + 1, 3));
+    EXPECT_STREQ(text.ToCStr(), "ail");
+}
+
+TEST(CString, IsEmptyAndInvalidWithoutMemory) {
+    std::string const content(300, 'c');
+    SweepAllocations([&](bool failed) {
+        Text text("old");
+        if (!text.Assign(content.c_str(), 300)) {
+            EXPECT_TRUE(failed);
+            EXPECT_FALSE(text.IsValid());
+            EXPECT_STREQ(text.ToCStr(), "");
+            text = "short";
+        }
+        EXPECT_TRUE(text.IsValid());
+    });
+}
+
+TEST(CLib, CopiesAndJoins) {
+    char buffer[8];
+    EXPECT_EQ(IO::CLib::StrCpy(buffer, "abc"), buffer);
+    EXPECT_EQ(IO::CLib::StrCat(buffer, "defg"), buffer);
+    EXPECT_STREQ(buffer, "abcdefg");
+    EXPECT_EQ(IO::CLib::StrLen(buffer), 7u);
+    EXPECT_EQ(IO::CLib::StrLen(""), 0u);
+}

@@ -1,0 +1,188 @@
+#include <Kestrel/Location/Location.h>
+
+#include "Tests/Support/Location/Locations.h"
+#include "Tests/Support/Location/TestResolver.h"
+
+#include <gtest/gtest.h>
+
+using namespace Tests;
+using IO::Location;
+
+TEST(LocationCompare, CountsNamesAndUserOnly) {
+    Location const plain = MakeLocation({"h"}, {"C:", "a"});
+    Location other = plain;
+    other.SetPassword(U("p"));
+    other.SetPort(5);
+    other.SetScheme(U("ftp"));
+    EXPECT_TRUE(plain == other);
+    EXPECT_FALSE(plain != other);
+    other.SetUserName(U("me"));
+    EXPECT_FALSE(plain == other);
+    EXPECT_TRUE(plain != other);
+    EXPECT_FALSE(plain == MakeLocation({"g"}, {"C:", "a"}));
+    EXPECT_FALSE(plain == MakeLocation({"h"}, {"C:", "a", "b"}));
+    EXPECT_TRUE(plain == MakeLocation({"H"}, {"c:", "A"})) << "names decide about case";
+}
+
+TEST(LocationCompare, FindsNothingEqualOrDifferentToTheUnhealthyOrToNull) {
+    TestResolver const resolver;
+    Location const healthy;
+    Location const refused("X");
+    Location const invalid = MakeInvalidLocation();
+    Location const & null = NullReference<Location const>();
+    for (Location const * bad : {&refused, &invalid, &null}) {
+        EXPECT_FALSE(healthy == *bad);
+        EXPECT_FALSE(healthy != *bad);
+        EXPECT_FALSE(healthy < *bad);
+        EXPECT_FALSE(healthy.IsAncestorOf(*bad));
+    }
+    for (Location const * bad : {&refused, &invalid}) {
+        EXPECT_FALSE(*bad == *bad);
+        EXPECT_FALSE(*bad != healthy);
+        EXPECT_FALSE(*bad < healthy);
+        EXPECT_FALSE(bad->IsAncestorOf(healthy));
+    }
+}
+
+TEST(LocationCompare, OrdersByMachineThenByPath) {
+    Location const rising[] = {
+        MakeLocation({}, {}),
+        MakeLocation({}, {"A"}),
+        MakeLocation({}, {"A", "b"}),
+        MakeLocation({}, {"B"}),
+        MakeLocation({"x"}, {}),
+        MakeLocation({"x"}, {"A"}),
+        MakeLocation({"x", "y"}, {"A"}),
+        MakeLocation({"y"}, {}),
+    };
+    for (unsigned int i = 0; i < std::size(rising); ++i)
+        for (unsigned int j = 0; j < std::size(rising); ++j)
+            EXPECT_EQ(rising[i] < rising[j], i < j) << i << " " << j;
+}
+
+TEST(LocationCompare, HashesMachineAndPathApart) {
+    Location const location = MakeLocation({"n"}, {"C:", "a"});
+    unsigned int const n = IO::Name("n").GenerateHashValue();
+    unsigned int const c = IO::Name("C:").GenerateHashValue();
+    unsigned int const a = IO::Name("a").GenerateHashValue();
+    EXPECT_EQ(location.GenerateHashValue(), 65599u * n + (65599u * c + a));
+    EXPECT_EQ(MakeInvalidLocation().GenerateHashValue(), 0u);
+}
+
+namespace {
+
+bool StartsWith(Names const & names, Names const & start) {
+    return start.size() <= names.size() && std::equal(start.begin(), start.end(), names.begin());
+}
+
+bool IsAncestor(Names const & network, Names const & local, Names const & otherNetwork,
+                Names const & otherLocal) {
+    if (network == otherNetwork)
+        return local.size() < otherLocal.size() && StartsWith(otherLocal, local);
+    return StartsWith(otherNetwork, network) && local.empty();
+}
+
+} // namespace
+
+TEST(LocationCompare, KnowsAncestorsAsListsOfNamesDo) {
+    std::mt19937 random(1);
+    unsigned int found = 0;
+    for (int i = 0; i < 5000; ++i) {
+        Names const network = MakeRandomNames(random, 2);
+        Names const local = MakeRandomNames(random, 2);
+        Names otherNetwork = random() % 2 ? network : MakeRandomNames(random, 2);
+        Names otherLocal = random() % 2 ? local : MakeRandomNames(random, 2);
+        for (std::string const & name : MakeRandomNames(random, 2))
+            (random() % 4 == 0 ? otherNetwork : otherLocal).push_back(name);
+        bool const expected = IsAncestor(network, local, otherNetwork, otherLocal);
+        found += expected;
+        ASSERT_EQ(MakeLocation(network, local).IsAncestorOf(MakeLocation(otherNetwork, otherLocal)),
+                  expected)
+            << ::testing::PrintToString(network) << ::testing::PrintToString(local)
+            << ::testing::PrintToString(otherNetwork) << ::testing::PrintToString(otherLocal);
+    }
+    EXPECT_GT(found, 500u);
+}
+
+TEST(LocationCompare, TellsTheWayFromOneToAnother) {
+    Location const base = MakeLocation({}, {"C:", "a", "c", "d"});
+    IO::RelativeLocation way("left over");
+    EXPECT_EQ(MakeLocation({}, {"C:", "a", "b"}).GetDifference(base, &way), IO::NoError);
+    EXPECT_EQ(GetNames(way), (Names{"..", "..", "b"}));
+    EXPECT_EQ(base.GetDifference(base, &way), IO::NoError);
+    EXPECT_TRUE(way.IsEmpty());
+    EXPECT_EQ(way.GetStatus(), IO::NoError);
+    EXPECT_EQ(MakeLocation({"h"}, {}).GetDifference(base, &way), IO::ErrDifferentNetwork);
+}
+
+TEST(LocationCompare, ChecksWhatAWayIsAskedOf) {
+    TestResolver const resolver;
+    Location const healthy = MakeLocation({}, {"C:"});
+    Location const invalid = MakeInvalidLocation();
+    Location const refused("X");
+    IO::RelativeLocation way = MakeRelative({"kept"});
+    EXPECT_EQ(invalid.GetDifference(NullReference<Location const>(), &way), IO::Error);
+    EXPECT_EQ(invalid.GetDifference(healthy, nullptr), IO::Error);
+    EXPECT_EQ(invalid.GetDifference(refused, &way), IO::ErrMemoryFull);
+    EXPECT_EQ(refused.GetDifference(invalid, &way), IO::ErrIllegalLocation);
+    EXPECT_EQ(healthy.GetDifference(invalid, &way), IO::ErrMemoryFull);
+    EXPECT_EQ(healthy.GetDifference(refused, &way), IO::ErrIllegalLocation);
+    EXPECT_EQ(GetNames(way), Names{"kept"});
+    IO::RelativeLocation broken = MakeInvalidRelative();
+    EXPECT_EQ(healthy.GetDifference(Location(), &broken), IO::NoError) << "the result is cleared";
+}
+
+TEST(LocationCompare, ArrivesWhenTheWayIsFollowed) {
+    std::mt19937 random(2);
+    for (int i = 0; i < 3000; ++i) {
+        Names const common = MakeRandomNames(random, 3);
+        Names from = common;
+        Names to = common;
+        for (std::string const & name : MakeRandomNames(random, 3))
+            from.push_back(name);
+        for (std::string const & name : MakeRandomNames(random, 3))
+            to.push_back(name);
+        Location place = MakeLocation({"h"}, from);
+        Location const target = MakeLocation({"h"}, to);
+        IO::RelativeLocation way;
+        ASSERT_EQ(target.GetDifference(place, &way), IO::NoError);
+        ASSERT_EQ(place.AppendToLocal(way), IO::NoError);
+        ASSERT_EQ(place, target) << way;
+    }
+}
+
+TEST(LocationCompare, FollowsLeadingDotsOnly) {
+    struct Row {
+        Names relative, expected;
+    };
+    Row const rows[] = {
+        {{"x", "y"}, {"C:", "a", "b", "x", "y"}},
+        {{}, {"C:", "a", "b"}},
+        {{"."}, {"C:", "a", "b"}},
+        {{"..", "x"}, {"C:", "a", "x"}},
+        {{".", "..", "x"}, {"C:", "a", "x"}},
+        {{"..", ".", "..", "."}, {"C:"}},
+        {{"..", "..", ".."}, {}},
+        {{"x", "..", "."}, {"C:", "a", "b", "x", "..", "."}},
+        {{"..", "x", ".."}, {"C:", "a", "x", ".."}},
+        {{"...", "x"}, {"C:", "a", "b", "...", "x"}},
+    };
+    for (Row const & row : rows) {
+        Location location = MakeLocation({}, {"C:", "a", "b"});
+        EXPECT_EQ(location.AppendToLocal(MakeRelative(row.relative)), IO::NoError);
+        EXPECT_EQ(GetLocal(location), row.expected);
+    }
+    Location location = MakeLocation({}, {"C:"});
+    EXPECT_EQ(location.AppendToLocal(MakeRelative({"..", ".", ".."})), IO::Error);
+    EXPECT_EQ(GetLocal(location), Names{"C:"}) << "nothing changed";
+}
+
+TEST(LocationCompare, FollowsNoUnhealthyWay) {
+    TestResolver const resolver;
+    Location location = MakeLocation({}, {"C:"});
+    EXPECT_EQ(location.AppendToLocal(MakeInvalidRelative()), IO::Error);
+    EXPECT_EQ(location.AppendToLocal(IO::RelativeLocation("X")), IO::Error);
+    EXPECT_EQ(GetLocal(location), Names{"C:"});
+    Location invalid = MakeInvalidLocation();
+    EXPECT_EQ(invalid.AppendToLocal(MakeInvalidRelative()), IO::ErrMemoryFull);
+}

@@ -1,0 +1,174 @@
+#include <Kestrel/Location/Location.h>
+
+#include <Kestrel/Location/Internal/OSErrors.h>
+#include <Kestrel/Root/LogLine.h>
+
+#include "Tests/Support/FaultSweep.h"
+#include "Tests/Support/Location/Locations.h"
+#include "Tests/Support/Location/TestResolver.h"
+#include "Tests/Support/LogCapture.h"
+
+#include <gtest/gtest.h>
+
+#include <sstream>
+
+using namespace Tests;
+using IO::Location;
+
+TEST(LocationText, LogsWhatCannotBeUnderstood) {
+    TestResolver const resolver;
+    LogCapture log;
+    IO::AddOSError("Call: 5");
+    Location location;
+    EXPECT_EQ(location.Set("X"), IO::ErrIllegalLocation);
+    EXPECT_STREQ(IO::GetOSErrors(), "") << "they belonged to this line";
+    EXPECT_EQ(location.Set(u"Bad\u00e4://x"), IO::ErrIllegalLocation);
+    IO::RelativeLocation relative;
+    EXPECT_EQ(relative.Set("rel:x"), IO::ErrIllegalRelativeLocation);
+    char const * const expected[] = {
+        "Resolvation of the target path \"X\" has failed (OS errors: Call: 5)",
+        "Resolvation of the target path \"Bad\xC3\xA4://x\" has failed (OS errors: )",
+        "Resolvation of the target path \"rel:x\" has failed (OS errors: )",
+    };
+    std::vector<LogCapture::Line> const lines = log.GetLines();
+    ASSERT_EQ(lines.size(), std::size(expected));
+    for (std::size_t i = 0; i < lines.size(); ++i) {
+        EXPECT_EQ(lines[i].text, expected[i]);
+        EXPECT_EQ(lines[i].severity, Mu::LogSeverity::Error);
+        EXPECT_EQ(lines[i].domain, "IO");
+    }
+}
+
+TEST(LocationText, IsRefusedWithoutResolver) {
+    Mu::UniString text("left over");
+    EXPECT_EQ(Location("C:\\a").GetStatus(), IO::ErrIllegalLocation);
+    EXPECT_EQ(IO::RelativeLocation("a").GetStatus(), IO::ErrIllegalRelativeLocation);
+    EXPECT_EQ(Location().ToPath(&text), IO::Error);
+    Location().ToLogText(&text);
+    EXPECT_EQ(text, "");
+}
+
+TEST(LocationText, ForgetsAFailureAtTheNextText) {
+    TestResolver const resolver;
+    Location location("X");
+    EXPECT_EQ(location.GetStatus(), IO::ErrIllegalLocation);
+    EXPECT_TRUE(location.IsLegal()) << "the validator has nothing against no names";
+    EXPECT_FALSE(location.IsValid());
+    EXPECT_FALSE(location.IsMultiplatform());
+    EXPECT_EQ(location.Set("C:\\"), IO::NoError);
+    EXPECT_TRUE(location.IsValid());
+    EXPECT_EQ(location.Set("X"), IO::ErrIllegalLocation);
+    EXPECT_EQ(location.GetStatus(), IO::NoError) << "only constructors keep it";
+    EXPECT_EQ(location.Set(NullReference<Mu::UniString const>()), IO::Error);
+    EXPECT_EQ(location.Set(static_cast<char const *>(nullptr)), IO::Error);
+    EXPECT_EQ(location.Set(static_cast<char16_t const *>(nullptr)), IO::Error);
+    EXPECT_EQ(GetLocal(location), Names{"C:"});
+    Location invalid = MakeInvalidLocation();
+    EXPECT_EQ(invalid.Set("C:\\"), IO::ErrMemoryFull);
+    EXPECT_FALSE(invalid.IsLegal());
+}
+
+TEST(LocationText, TakesAnyTextTheResolverTakes) {
+    TestResolver const resolver;
+    EXPECT_EQ(GetLocal(Location(U("C:\\\xC3\xA4"))), (Names{"C:", "\xC3\xA4"}));
+    EXPECT_EQ(GetLocal(Location(u"C:\\\u00e4")), (Names{"C:", "\xC3\xA4"}));
+    std::u16string const fits = u"C:\\" + std::u16string(257, u'x');
+    EXPECT_EQ(Location(fits.c_str()).GetStatus(), IO::NoError);
+    EXPECT_EQ(Location((fits + u'x').c_str()).GetStatus(), IO::ErrIllegalLocation);
+    for (char16_t unit = 1; unit < 32; ++unit) {
+        Location const location((std::u16string(u"C:\\a") + unit).c_str());
+        EXPECT_EQ(location.GetStatus(), IO::NoError);
+        EXPECT_FALSE(location.IsLegal()) << unsigned(unit);
+    }
+    Location const lone(u"C:\\\xD800");
+    Mu::UniString path;
+    EXPECT_EQ(lone.ToPath(&path), IO::NoError);
+    EXPECT_EQ(path, u"C:\\\xD800") << "a lone surrogate is a unit like any other";
+}
+
+TEST(LocationText, BecomesAPathUnlessItIsIllegal) {
+    TestResolver const resolver;
+    Mu::UniString text;
+    EXPECT_EQ(MakeLocation({}, {"C:"}).ToPath(&text), IO::NoError);
+    EXPECT_EQ(text, "C:\\");
+    EXPECT_EQ(MakeLocation({"h"}, {"s", "x"}).ToDisplayText(&text), IO::NoError);
+    EXPECT_EQ(text, "\\\\h\\s\\x");
+    EXPECT_EQ(MakeLocation({}, {"a?"}).ToPath(&text), IO::Error);
+    EXPECT_EQ(MakeLocation({}, {"a?"}).ToDisplayText(&text), IO::Error);
+}
+
+TEST(LocationText, BecomesANarrowPathOfAnyLength) {
+    TestResolver const resolver;
+    for (unsigned int length : {1u, 252u, 253u}) {
+        IO::CString<256> path;
+        std::string const name(length, 'n');
+        EXPECT_EQ(MakeLocation({}, {"C:", name}).ToPath(&path), IO::NoError);
+        EXPECT_EQ(path.ToCStr(), "C:\\" + name);
+        IO::CString<256> url;
+        EXPECT_EQ(MakeLocation({}, {"C:", name}).ToURL(&url), IO::NoError);
+        EXPECT_EQ(url.ToCStr(), "lan.hierarchical:///C:/" + name);
+    }
+    IO::CString<256> text;
+    EXPECT_EQ(MakeLocation({}, {"C:"}).ToDisplayText(&text), IO::NoError);
+    EXPECT_STREQ(text.ToCStr(), "C:\\");
+    EXPECT_EQ(Location("X").ToPath(&text), IO::ErrIllegalLocation);
+    EXPECT_EQ(MakeLocation({}, {"?"}).ToDisplayText(&text), IO::Error);
+    EXPECT_EQ(Location().ToPath(static_cast<IO::CString<256> *>(nullptr)), IO::Error);
+    EXPECT_EQ(Location().ToURL(static_cast<IO::CString<256> *>(nullptr)), IO::Error);
+}
+
+TEST(LocationText, AlwaysHasATextForLogs) {
+    TestResolver const resolver;
+    Mu::UniString text;
+    MakeLocation({}, {"C:", "a"}).ToLogText(&text);
+    EXPECT_EQ(text, "C:\\a");
+    Location("X").ToLogText(&text);
+    EXPECT_EQ(text, "Invalid location");
+    MakeInvalidLocation().ToLogText(&text);
+    EXPECT_EQ(text, "Invalid location");
+    Location().ToLogText(nullptr);
+
+    Mu::LogComposer composer;
+    IO::Append(composer, MakeLocation({}, {"C:", "a"}));
+    IO::Append(composer, Location("X"));
+    unsigned int offset = 0;
+    unsigned int length = 0;
+    char const * value = nullptr;
+    ASSERT_TRUE(composer.GetNext(&offset, &value, &length));
+    EXPECT_EQ(std::string(value, length), "C:\\a");
+    ASSERT_TRUE(composer.GetNext(&offset, &value, &length));
+    EXPECT_EQ(std::string(value, length), "Invalid location");
+}
+
+TEST(LocationText, IsPrintedWithoutTheMachineWhereThereIsAPath) {
+    TestResolver const resolver;
+    EXPECT_EQ(Print(MakeLocation({"h"}, {"C:", "\xC3\xA4"})), "C:\\\xC3\xA4");
+    EXPECT_EQ(Print(MakeLocation({"h", "i"}, {"s", "x"})), "h/i|s/x") << "no drive, no path";
+    EXPECT_EQ(Print(MakeLocation({"h"}, {})), "");
+    EXPECT_EQ(Print(Location()), "");
+    EXPECT_EQ(Print(Location("X")), "Error in Location state!");
+    Location().Print(NullReference<Mu::OChannel>());
+    std::ostringstream stream;
+    stream << MakeLocation({}, {"C:", "\xC3\xA4"}) << ' ' << MakeInvalidLocation();
+    EXPECT_EQ(stream.str(), "C:\\\xC3\xA4 Invalid location");
+}
+
+TEST(LocationText, MeetsEveryFailedAllocation) {
+    TestResolver const resolver;
+    Location const location = MakeLocation({}, {"C:", std::string(200, 'a')});
+    SweepAllocations([&](bool failed) {
+        IO::CString<256> path;
+        Mu::UniString text;
+        for (MuErrCode status :
+             {location.ToPath(&path), location.ToDisplayText(&text), Location().Set("X")}) {
+            if (status == IO::ErrMemoryFull) {
+                EXPECT_TRUE(failed);
+            } else {
+                EXPECT_TRUE(status == IO::NoError || status == IO::ErrIllegalLocation || failed);
+            }
+        }
+        Mu::LogComposer composer;
+        IO::Append(composer, location);
+        EXPECT_EQ(composer.GetCount(), 1u);
+    });
+}

@@ -1,0 +1,205 @@
+#include <Kestrel/Location/LocationValidator.h>
+
+#include <Kestrel/Location/Internal/ValidatorTable.h>
+#include <Kestrel/Location/MacLocationValidator.h>
+#include <Kestrel/Location/WinLocationValidator.h>
+
+#include "Tests/Support/FaultSweep.h"
+#include "Tests/Support/Location/Locations.h"
+
+#include <gtest/gtest.h>
+
+#include <memory>
+
+using namespace Tests;
+using IO::Location;
+
+namespace {
+
+IO::LocationValidator const & Windows() {
+    return *IO::GetValidator(Mu::WindowsSign);
+}
+IO::LocationValidator const & Mac() {
+    return *IO::GetValidator(Mu::BigEndianMacSign);
+}
+
+} // namespace
+
+TEST(LocationValidator, StandsReadyForThreeSignsInOrder) {
+    ASSERT_GE(IO::GetValidatorCount(), 3u);
+    EXPECT_EQ(IO::GetValidatorAt(0), IO::GetValidator(Mu::WindowsSign));
+    EXPECT_EQ(IO::GetValidatorAt(1), IO::GetValidator(Mu::BigEndianMacSign));
+    EXPECT_EQ(IO::GetValidatorAt(2), IO::GetValidator(Mu::LittleEndianMacSign));
+    EXPECT_NE(dynamic_cast<IO::WinLocationValidator const *>(IO::GetValidatorAt(0)), nullptr);
+    EXPECT_NE(dynamic_cast<IO::MacLocationValidator const *>(IO::GetValidatorAt(1)), nullptr);
+    EXPECT_NE(dynamic_cast<IO::MacLocationValidator const *>(IO::GetValidatorAt(2)), nullptr);
+    EXPECT_EQ(IO::LocationValidator::Find(Mu::WindowsSign), IO::GetValidatorAt(0));
+    EXPECT_EQ(IO::GetValidator(static_cast<Mu::PlatformSign>(1)), nullptr);
+}
+
+TEST(LocationValidator, JudgesNames) {
+    std::string const n255(255, 'n');
+    struct Row {
+        std::string name;
+        bool onWindows, onMac;
+    };
+    Row const rows[] = {
+        {"", false, false},
+        {"a", true, true},
+        {"a:b", false, false},
+        {"a?b", false, true},
+        {"a\\b", false, true},
+        {"a/b", false, true},
+        {"a*", false, true},
+        {"a\"", false, true},
+        {"<", false, true},
+        {">", false, true},
+        {"|", false, true},
+        {"\x1F", false, true},
+        {"\x01", false, true},
+        {" ", true, true},
+        {"\x7F", true, true},
+        {"..", true, true},
+        {"CON", false, true},
+        {"con", false, true},
+        {"AuX", false, true},
+        {"prn", false, true},
+        {"nul", false, true},
+        {"CON.txt", true, true},
+        {"con1", true, true},
+        {"com1", false, true},
+        {"com9", false, true},
+        {"com0", true, true},
+        {"COM1", true, true},
+        {"lpt5", false, true},
+        {"LPT5", true, true},
+        {"lpt", true, true},
+        {"com10", true, true},
+        {"com1.x", true, true},
+        {"coma", true, true},
+        {"\xC3\xA4\xF0\x9F\x98\x80", true, true},
+        {n255, true, true},
+        {n255 + "n", true, false},
+        {n255 + "nnnnn", true, false},
+        {n255 + "nnnnnn", false, false},
+    };
+    for (Row const & row : rows) {
+        IO::Name const name(U(row.name));
+        EXPECT_EQ(Windows().IsLegal(name), row.onWindows) << row.name;
+        EXPECT_EQ(Mac().IsLegal(name), row.onMac) << row.name;
+        EXPECT_EQ(name.IsLegal(), row.onWindows) << row.name;
+        EXPECT_EQ(name.IsMultiplatform(), row.onWindows && row.onMac) << row.name;
+    }
+}
+
+TEST(LocationValidator, JudgesEveryUnit) {
+    std::u16string_view const reserved = u"\\/:*?\"<>|";
+    for (unsigned int unit = 0; unit <= 0xFFFF; ++unit) {
+        Mu::UniChar const c(static_cast<unsigned short>(unit));
+        bool const expected =
+            unit >= 32 && reserved.find(static_cast<char16_t>(unit)) == reserved.npos;
+        ASSERT_EQ(Windows().IsLegalCharacter(c), expected) << unit;
+        ASSERT_EQ(Mac().IsLegalCharacter(c), unit != ':') << unit;
+    }
+}
+
+TEST(LocationValidator, JudgesLocations) {
+    struct Row {
+        Names network, local;
+        bool onWindows, onMac;
+    };
+    Row const rows[] = {
+        {{}, {}, true, true},
+        {{}, {"C:"}, true, false},
+        {{}, {"CC:"}, false, false},
+        {{}, {"C"}, false, true},
+        {{}, {"*:"}, false, false},
+        {{}, {"C:", "a"}, true, false},
+        {{}, {"C:", "D:"}, false, false},
+        {{}, {"C:", ""}, false, false},
+        {{"h"}, {"share", "a"}, true, true},
+        {{"h"}, {"C:"}, false, false},
+        {{"h"}, {}, true, true},
+        {{"h:1"}, {"s"}, false, true},
+        {{""}, {"s"}, false, false},
+        {{std::string(256, 'h')}, {"s"}, false, false},
+        {{"localhost"}, {"con"}, false, true},
+    };
+    for (Row const & row : rows) {
+        Location const location = MakeLocation(row.network, row.local);
+        SCOPED_TRACE(::testing::PrintToString(row.network) + ::testing::PrintToString(row.local));
+        EXPECT_EQ(Windows().IsLegal(location), row.onWindows);
+        EXPECT_EQ(location.IsLegal(), row.onWindows);
+        EXPECT_EQ(Mac().IsLegal(location), row.onMac);
+        EXPECT_EQ(location.IsMultiplatform(), row.onWindows && row.onMac);
+    }
+}
+
+// Each name counts with its separator, a machine with two in front.
+TEST(LocationValidator, CountsAWindowsPath) {
+    EXPECT_TRUE(MakeLocation({}, {"C:", std::string(256, 'x')}).IsLegal());
+    EXPECT_FALSE(MakeLocation({}, {"C:", std::string(257, 'x')}).IsLegal());
+    EXPECT_TRUE(MakeLocation({}, {"C:", std::string(127, 'x'), std::string(128, 'y')}).IsLegal());
+    EXPECT_FALSE(MakeLocation({}, {"C:", std::string(128, 'x'), std::string(128, 'y')}).IsLegal());
+    EXPECT_TRUE(MakeLocation({"host"}, {std::string(252, 's')}).IsLegal());
+    EXPECT_FALSE(MakeLocation({"host"}, {std::string(253, 's')}).IsLegal());
+    EXPECT_FALSE(MakeLocation({std::string(200, 'a'), std::string(60, 'b')}, {}).IsLegal());
+    EXPECT_FALSE(MakeLocation({}, Names(10000, "C:")).IsLegal());
+}
+
+TEST(LocationValidator, AsksForAFittingModelAndUser) {
+    struct Row {
+        char const * url;
+        bool isLegal;
+    };
+    Row const rows[] = {
+        {"lan.flat://h/s", true}, {"lan://h/s", true},
+        {"lan.smb://h/s", true},  {"lan.null://h/s", false},
+        {"lan.null:///C:", true}, {"lan.unknown://h/s", true},
+        {"http://h/s", true},     {"lan://u:p@h/s", true},
+        {"lan://:p@h/s", false},  {"lan.null://localhost.x/s", false},
+    };
+    for (Row const & row : rows) {
+        Location location;
+        ASSERT_EQ(location.Set(row.url), IO::NoError);
+        EXPECT_EQ(location.IsLegal(), row.isLegal) << row.url;
+    }
+    Location noScheme = MakeLocation({"h"}, {"s"});
+    ASSERT_EQ(noScheme.Set("http://"), IO::NoError);
+    EXPECT_FALSE(noScheme.IsLegal());
+}
+
+namespace {
+
+class StrictValidator : public IO::LocationValidator {
+public:
+    explicit StrictValidator(unsigned short sign)
+        : LocationValidator(static_cast<Mu::PlatformSign>(sign)) {}
+    using LocationValidator::IsLegal;
+    bool IsLegal(IO::Name const & name) const override { return name != "refused by all others"; }
+    bool IsLegalCharacter(Mu::UniChar) const override { return true; }
+};
+
+} // namespace
+
+// There is no way out of the table, so these stay; they take all names but one.
+TEST(LocationValidator, JoinsTheOthers) {
+    unsigned int const count = IO::GetValidatorCount();
+    if (count > 3)
+        GTEST_SKIP() << "the table of this process has been grown already";
+    std::unique_ptr<StrictValidator> made[7];
+    for (unsigned short sign = 0; sign < 7; ++sign) {
+        made[sign] = std::make_unique<StrictValidator>(sign);
+        EXPECT_EQ(IO::GetValidatorCount(), count + sign + 1);
+        EXPECT_EQ(IO::GetValidator(static_cast<Mu::PlatformSign>(sign)), made[sign].get());
+    }
+    EXPECT_EQ(IO::GetValidatorAt(0), &Windows()) << "growing keeps what was there";
+    StrictValidator const & own = *made[0];
+    EXPECT_TRUE(own.IsLegal(MakeLocation({"h"}, {"?"})));
+    EXPECT_FALSE(own.IsLegal(MakeLocation({"refused by all others"}, {"a"})));
+    EXPECT_FALSE(own.IsLegal(MakeLocation({"h"}, {"refused by all others"})));
+    EXPECT_FALSE(own.IsLegal(MakeRelative({"a", "refused by all others"})));
+    EXPECT_FALSE(MakeRelative({"refused by all others"}).IsMultiplatform());
+    for (auto & validator : made)
+        (void)validator.release();
+}

@@ -1,0 +1,80 @@
+#include "Tests/Support/Location/Locations.h"
+
+#include <utility>
+
+namespace Tests {
+
+Names GetLocal(IO::Location const & location) {
+    Names names;
+    IO::Name name;
+    for (unsigned int i = 0; location.GetLocalName(i, &name) == IO::NoError; ++i)
+        names.push_back(ToUtf8(name.ToString()));
+    return names;
+}
+
+Names GetNetwork(IO::Location const & location) {
+    Names names;
+    IO::Name name;
+    for (unsigned int i = 0; location.GetNetworkName(i, &name) == IO::NoError; ++i)
+        names.push_back(ToUtf8(name.ToString()));
+    return names;
+}
+
+Names GetNames(IO::RelativeLocation const & location) {
+    Names names;
+    IO::Name name;
+    for (unsigned int i = 0; location.GetName(i, &name) == IO::NoError; ++i)
+        names.push_back(ToUtf8(name.ToString()));
+    return names;
+}
+
+IO::Location MakeLocation(Names const & network, Names const & local) {
+    IO::Location location;
+    for (std::string const & name : network)
+        (void)location.AppendToNetwork(IO::Name(U(name)));
+    for (std::string const & name : local)
+        (void)location.AppendToLocal(IO::Name(U(name)));
+    return location;
+}
+
+IO::RelativeLocation MakeRelative(Names const & names) {
+    IO::RelativeLocation location;
+    for (std::string const & name : names)
+        (void)location.Append(IO::Name(U(name)));
+    return location;
+}
+
+// What was moved from is what memory has failed: it has no node.
+IO::Location MakeInvalidLocation() {
+    IO::Location location;
+    IO::Location const taken(std::move(location));
+    return location;
+}
+
+IO::RelativeLocation MakeInvalidRelative() {
+    IO::RelativeLocation location;
+    IO::RelativeLocation const taken(std::move(location));
+    return location;
+}
+
+Names MakeRandomNames(std::mt19937 & random, unsigned int most) {
+    static char const * const spellings[] = {"a", "b", "C:", "a b", "\xC3\xA4", "x.y", "%2F"};
+    Names names(random() % (most + 1));
+    for (std::string & name : names)
+        name = spellings[random() % std::size(spellings)];
+    return names;
+}
+
+std::string ToBytes(Mu::Object const & object) {
+    IO::MemoryOChannel channel;
+    (void)object.Write(channel);
+    char const * const block = static_cast<IO::MemoryOChannel const &>(channel).GetDestination();
+    return std::string(block, channel.GetDataSize());
+}
+
+MuErrCode FromBytes(std::string const & bytes, Mu::Object & object) {
+    IO::MemoryIChannel channel(bytes.data(), static_cast<unsigned int>(bytes.size()));
+    return object.Read(channel);
+}
+
+} // namespace Tests

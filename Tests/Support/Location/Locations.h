@@ -1,0 +1,69 @@
+#pragma once
+
+#include <Kestrel/Channel/MemoryIChannel.h>
+#include <Kestrel/Channel/MemoryOChannel.h>
+#include <Kestrel/Location/Location.h>
+#include <Kestrel/Location/RelativeLocation.h>
+#include <Kestrel/Root/Frame.h>
+
+#include "Tests/Support/Text.h"
+
+#include <random>
+#include <string>
+#include <vector>
+
+namespace Tests {
+
+using Names = std::vector<std::string>;
+
+// The names in UTF-8, empty for an unhealthy location.
+Names GetLocal(IO::Location const & location);
+Names GetNetwork(IO::Location const & location);
+Names GetNames(IO::RelativeLocation const & location);
+
+IO::Location MakeLocation(Names const & network, Names const & local);
+IO::RelativeLocation MakeRelative(Names const & names);
+
+/// One whose memory has failed: every operation answers ErrMemoryFull.
+IO::Location MakeInvalidLocation();
+IO::RelativeLocation MakeInvalidRelative();
+
+/// Up to `most` names of few spellings, so that random locations often agree.
+Names MakeRandomNames(std::mt19937 & random, unsigned int most);
+
+/// What a host passes that dereferences a null pointer.
+template <typename T>
+#if defined(__GNUC__)
+__attribute__((no_sanitize("null")))
+#endif
+T & NullReference() {
+    T * volatile none = nullptr;
+    return *none;
+}
+
+std::string ToBytes(Mu::Object const & object);
+MuErrCode FromBytes(std::string const & bytes, Mu::Object & object);
+
+/// The bytes of a frame of the class and version with the content that `write` puts there.
+template <typename Write>
+std::string MakeFrame(Mu::ClassInfo const & info, Mu::ClassVersion version, Write const & write) {
+    IO::MemoryOChannel channel;
+    {
+        Mu::FrameVersionScope const scope(info, version);
+        Mu::OutputFrame const frame(channel, info);
+        write(channel);
+    }
+    char const * const block = static_cast<IO::MemoryOChannel const &>(channel).GetDestination();
+    return std::string(block, channel.GetDataSize());
+}
+
+/// What was printed.
+template <typename Object>
+std::string Print(Object const & object) {
+    IO::MemoryOChannel channel;
+    object.Print(channel);
+    char const * const block = static_cast<IO::MemoryOChannel const &>(channel).GetDestination();
+    return std::string(block, channel.GetDataSize());
+}
+
+} // namespace Tests
