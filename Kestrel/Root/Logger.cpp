@@ -16,8 +16,10 @@ constexpr unsigned int SeverityCount = 4;
 constexpr unsigned int OutputShift = SeverityCount;
 constexpr unsigned int ObserverShift = 2 * SeverityCount;
 
-// A block that goes to the channel in one write.
+// So much is collected before it goes to the channel, and at most so much goes there in one write,
+// unless a single line is longer.
 constexpr std::size_t BlockSize = 64 * 1024;
+constexpr std::size_t WriteSize = 2 * BlockSize;
 // So much may gather while another thread writes, before those who append wait for it.
 constexpr std::size_t GatherSize = 1024 * 1024;
 
@@ -37,15 +39,15 @@ unsigned int GetBitsFrom(LogSeverity least) {
 
 constexpr char const * SeverityTexts[SeverityCount] = {" TRACE ", " INFO ", " WARNING ", " ERROR "};
 
-// The largest part of the bytes that is made of whole lines and not above the size of a block; a
-// line that is longer by itself is a part too.
+// The largest part of the bytes that is made of whole lines and not above the size of a write, or
+// one line.
 std::size_t CountBlock(char const * bytes, std::size_t size) {
-    if (size <= BlockSize)
+    if (size <= WriteSize)
         return size;
-    for (std::size_t end = BlockSize; end > 0; --end)
+    for (std::size_t end = WriteSize; end > 0; --end)
         if (bytes[end - 1] == '\n')
             return end;
-    void const * const lineEnd = std::memchr(bytes + BlockSize, '\n', size - BlockSize);
+    void const * const lineEnd = std::memchr(bytes + WriteSize, '\n', size - WriteSize);
     return static_cast<std::size_t>(static_cast<char const *>(lineEnd) - bytes) + 1;
 }
 

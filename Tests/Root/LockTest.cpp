@@ -1,0 +1,172 @@
+#include <Kestrel/Root/Lock.h>
+
+#include <Kestrel/Root/Exceptions.h>
+#include <Kestrel/Root/Platform/SystemCalls.h>
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace {
+
+// Puts the system's calls back at the end of a test that made them fail.
+class SystemCallsGuard {
+public:
+    ~SystemCallsGuard() { Mu::Platform::systemCalls = saved; }
+
+private:
+    Mu::Platform::SystemCalls saved = Mu::Platform::systemCalls;
+};
+
+bool RefuseLock(Mu::Platform::WaitPlace &) {
+    return false;
+}
+bool RefuseWait(Mu::Platform::WaitPlace &, std::atomic<unsigned int> &, unsigned int,
+                unsigned long long) {
+    return false;
+}
+
+template <typename Operation>
+std::string GetMessageOf(Operation const & operation) {
+    try {
+        operation();
+    } catch (Mu::SynchronizationException const & exception) {
+        return exception.GetMessage();
+    }
+    return "nothing was thrown";
+}
+
+// Holds a lock on another thread while it lives.
+template <typename AnyLock>
+class HeldElsewhere {
+public:
+    explicit HeldElsewhere(AnyLock & lock)
+        : thread([this, &lock] {
+              Mu::LockGuard guard(lock);
+              held.store(true);
+              held.notify_one();
+              release.wait(false);
+          }) {
+        held.wait(false);
+    }
+    ~HeldElsewhere() {
+        release.store(true);
+        release.notify_one();
+        thread.join();
+    }
+
+private:
+    std::atomic<bool> held = false;
+    std::atomic<bool> release = false;
+    std::thread thread;
+};
+
+template <typename AnyLock>
+void CountInTurns(AnyLock & lock, unsigned int threadCount) {
+    constexpr unsigned int Rounds = 20000;
+    unsigned int count = 0; // wrong at the end if two were inside at once
+    auto const work = [&] {
+        for (unsigned int round = 0; round < Rounds; ++round) {
+            Mu::LockGuard guard(lock);
+            ++count;
+        }
+    };
+    if (threadCount == 0) {
+        work();
+    } else {
+        std::vector<std::thread> threads;
+        for (unsigned int i = 0; i < threadCount; ++i)
+            threads.emplace_back(work);
+        for (std::thread & thread : threads)
+            thread.join();
+    }
+    EXPECT_EQ(count, Rounds * (threadCount == 0 ? 1 : threadCount));
+}
+
+} // namespace
+
+template <typename AnyLock>
+class EveryLock : public ::testing::Test {
+public:
+    AnyLock lock;
+};
+using AllLocks = ::testing::Types<Mu::FastLock, Mu::ReentrantLock, Mu::Lock, Mu::SpinLock>;
+TYPED_TEST_SUITE(EveryLock, AllLocks);
+
+TYPED_TEST(EveryLock, LetsOneThreadInAtATime) {
+    CountInTurns(this->lock, 0);
+    CountInTurns(this->lock, 4);
+}
+
+TYPED_TEST(EveryLock, IsNotHadWhileAnotherThreadHoldsIt) {
+    {
+        HeldElsewhere held(this->lock);
+        EXPECT_FALSE(this->lock.TryEnter());
+    }
+    ASSERT_TRUE(this->lock.TryEnter());
+    this->lock.Leave();
+}
+
+template <typename AnyLock>
+class EveryReentrantLock : public EveryLock<AnyLock> {};
+using ReentrantLocks = ::testing::Types<Mu::FastLock, Mu::ReentrantLock>;
+TYPED_TEST_SUITE(EveryReentrantLock, ReentrantLocks);
+
+TYPED_TEST(EveryReentrantLock, IsFreeWhenItWasLeftAsOftenAsItWasEntered) {
+    this->lock.Enter();
+    this->lock.Enter();
+    EXPECT_TRUE(this->lock.TryEnter());
+    for (int left = 0; left < 3; ++left) {
+        std::thread([&] { EXPECT_FALSE(this->lock.TryEnter()); }).join();
+        this->lock.Leave();
+    }
+    std::thread([&] {
+        EXPECT_TRUE(this->lock.TryEnter());
+        this->lock.Leave();
+    }).join();
+}
+
+TEST(Lock, RefusesItsHolderInsteadOfWaitingForEver) {
+    Mu::Lock lock;
+    lock.Enter();
+    EXPECT_FALSE(lock.TryEnter());
+    EXPECT_THROW(lock.Enter(), Mu::SynchronizationException);
+    lock.Leave();
+    lock.Enter();
+    lock.Leave();
+}
+
+TEST(FastLock, TellsWhatFailed) {
+    SystemCallsGuard calls;
+    Mu::Platform::systemCalls.createLock = RefuseLock;
+    EXPECT_EQ(GetMessageOf([] { Mu::FastLock lock; }),
+              "Failed to create fast lock: failed to create critical section.");
+    EXPECT_NE(GetMessageOf([] { Mu::ReentrantLock lock; }), "nothing was thrown");
+    EXPECT_NE(GetMessageOf([] { Mu::Lock lock; }), "nothing was thrown");
+}
+
+TEST(FastLock, TellsThatItCouldNotBeAcquired) {
+    SystemCallsGuard calls;
+    Mu::FastLock lock;
+    {
+        HeldElsewhere held(lock);
+        Mu::Platform::systemCalls.wait = RefuseWait;
+        EXPECT_EQ(GetMessageOf([&] { lock.Enter(); }),
+                  "Failed to acquire fast lock: failed to enter critical section.");
+    }
+    lock.Enter(); // a refused wait leaves nothing behind
+    lock.Leave();
+}
+
+TEST(LockGuard, LeavesTheLockOnEveryWayOut) {
+    Mu::SpinLock lock;
+    try {
+        Mu::LockGuard guard(lock);
+        throw 1;
+    } catch (int) {
+    }
+    EXPECT_TRUE(lock.TryEnter());
+    lock.Leave();
+}
