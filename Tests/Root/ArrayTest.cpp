@@ -1,0 +1,209 @@
+#include <Kestrel/Root/Array.h>
+
+#include "Tests/Support/FaultSweep.h"
+#include "Tests/Support/Root/ByteChannels.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <memory>
+#include <random>
+#include <string>
+#include <vector>
+
+namespace {
+
+// Counts its living instances, and can be moved but not by its bytes: it knows its own address.
+class Tracked {
+public:
+    explicit Tracked(int value = 0) : value(value), self(this) { ++living; }
+    Tracked(Tracked const & other) : Tracked(other.value) { EXPECT_EQ(other.self, &other); }
+    Tracked(Tracked && other) noexcept : Tracked(other.value) { other.value = -1; }
+    Tracked & operator=(Tracked const & other) = default;
+    ~Tracked() {
+        EXPECT_EQ(self, this);
+        --living;
+    }
+    friend bool operator==(Tracked const & a, Tracked const & b) { return a.value == b.value; }
+
+    int value;
+    static inline int living = 0;
+
+private:
+    struct Self {
+        Tracked const * at;
+        Self(Tracked const * at) : at(at) {}
+        Self & operator=(Self const &) { return *this; }
+        friend bool operator==(Self const & a, Tracked const * b) { return a.at == b; }
+    } self;
+};
+
+template <typename Array>
+class ArrayModel : public ::testing::Test {};
+using Arrays =
+    ::testing::Types<Mu::Array<int>, Mu::ArrayFB<int, 5>, Mu::Array<std::string>,
+                     Mu::ArrayFB<std::string, 3>, Mu::Array<Tracked>, Mu::ArrayFB<Tracked, 2>>;
+TYPED_TEST_SUITE(ArrayModel, Arrays);
+
+template <typename T>
+T MakeValue(int n) {
+    if constexpr (std::is_same_v<T, std::string>)
+        return std::string(static_cast<std::size_t>(n % 40), static_cast<char>('a' + n % 26));
+    else
+        return T(n);
+}
+
+template <typename Array, typename T>
+void Change(Array & array, std::vector<T> & model, std::mt19937 & random) {
+    T const value = MakeValue<T>(static_cast<int>(random() % 1000));
+    auto const index = static_cast<unsigned int>(random() % (model.size() + 1));
+    switch (random() % 9) {
+    case 0:
+    case 1:
+    case 2:
+        array.Push(value);
+        model.push_back(value);
+        break;
+    case 3:
+        array.Insert(index, value);
+        model.insert(model.begin() + index, value);
+        break;
+    case 4:
+        if (index < model.size()) {
+            array.Delete(index);
+            model.erase(model.begin() + index);
+        }
+        break;
+    case 5: // an element of its own, while it may have to grow
+        if (index < model.size()) {
+            array.Push(array[index]);
+            model.push_back(T(model[index]));
+        }
+        break;
+    case 6:
+        if (random() % 8 == 0) {
+            bool const keep = random() % 2 == 0;
+            array.Clear(keep);
+            model.clear();
+        }
+        break;
+    case 7: {
+        auto const size = static_cast<unsigned int>(random() % 12);
+        array.SetSize(size);
+        model.resize(size);
+        break;
+    }
+    default: {
+        Array copy(array);
+        Array moved(std::move(copy));
+        EXPECT_TRUE(copy.IsEmpty());
+        copy = moved;
+        array = std::move(copy);
+        EXPECT_TRUE(copy.IsEmpty());
+        copy.Push(value);
+        break;
+    }
+    }
+}
+
+TYPED_TEST(ArrayModel, IsAStdVector) {
+    using T = typename TypeParam::value_type;
+    int const before = Tracked::living;
+    for (unsigned int seed = 1; seed <= 60; ++seed) {
+        SCOPED_TRACE(seed);
+        std::mt19937 random(seed);
+        TypeParam array;
+        std::vector<T> model;
+        for (int step = 0; step < 200; ++step) {
+            Change(array, model, random);
+            ASSERT_EQ(array.GetSize(), model.size());
+            ASSERT_TRUE(std::equal(array.begin(), array.end(), model.begin(), model.end()));
+            ASSERT_GE(array.GetCapacity(), array.GetSize());
+        }
+    }
+    EXPECT_EQ(Tracked::living, before);
+}
+
+TEST(Array, HoldsWhatCanOnlyBeMoved) {
+    Mu::Array<std::unique_ptr<int>> array;
+    for (int i = 0; i < 100; ++i)
+        array.Push(std::make_unique<int>(i));
+    array.Insert(50, std::make_unique<int>(-1));
+    array.Delete(0);
+    EXPECT_EQ(*array[49], -1);
+    EXPECT_EQ(*array.Pop(), 99);
+}
+
+TEST(Array, RefusesWhatCannotBeCounted) {
+    Mu::Array<unsigned long long> array{1, 2, 3};
+    EXPECT_THROW(array.SetCapacity(0xFFFFFFFFu), Mu::OutOfMemoryException);
+    EXPECT_THROW(array.SetSize(0x80000000u), Mu::OutOfMemoryException);
+    EXPECT_EQ(array.GetSize(), 3u);
+    EXPECT_EQ(Mu::GrowCapacity(0x60000000u, 0x60000001u, 8), 0x7FFFFFFFu);
+}
+
+TEST(Array, IsUnchangedWhenItCannotGrow) {
+    SweepAllocations([](bool) {
+        Mu::Array<Tracked> array;
+        Mu::ArrayFB<unsigned int, 2> numbers;
+        for (int i = 0; i < 20; ++i) {
+            unsigned int const size = array.GetSize();
+            try {
+                array.Insert(size / 2, Tracked(i));
+                numbers.Push(static_cast<unsigned int>(i));
+            } catch (Mu::OutOfMemoryException const &) {
+                EXPECT_LE(numbers.GetSize(), array.GetSize());
+                for (unsigned int k = 0; k < numbers.GetSize(); ++k)
+                    EXPECT_EQ(numbers[k], k);
+                throw;
+            }
+        }
+        Mu::Array<Tracked> const copy(array);
+        EXPECT_TRUE(copy == array);
+    });
+    EXPECT_EQ(Tracked::living, 0);
+}
+
+TEST(Array, TakesNoMemoryForTheRoomInside) {
+    unsigned long long const before = Tests::CountAllocations();
+    Mu::ArrayFB<int, 8> array;
+    for (int i = 0; i < 8; ++i)
+        array.Push(i);
+    Mu::ArrayFB<int, 8> const copy(array);
+    EXPECT_EQ(copy.GetLast(), 7);
+    EXPECT_EQ(Tests::CountAllocations(), before);
+}
+
+TEST(Array, GrowsByDoubling) {
+    unsigned long long const before = Tests::CountAllocations();
+    Mu::Array<int> array;
+    for (int i = 0; i < 100000; ++i)
+        array.Push(i);
+    EXPECT_LE(Tests::CountAllocations() - before, 18u);
+}
+
+TEST(Array, IsReadAsItWasWritten) {
+    Mu::Array<Mu::Array<unsigned short>> const nested{{1, 2, 3}, {}, {65535}};
+    Tests::ByteOChannel written;
+    ASSERT_EQ(nested.Write(written), Mu::NoError);
+    Tests::ByteIChannel channel(written.GetBytes());
+    Mu::Array<Mu::Array<unsigned short>> read{{7}};
+    EXPECT_EQ(read.Read(channel), Mu::NoError);
+    EXPECT_TRUE(read == nested);
+}
+
+TEST(Array, TakesNoMemoryForAHostileCount) {
+    Tests::ByteOChannel written;
+    {
+        Mu::OutputFrame frame(written, Mu::ArrayPrivate::classInfo);
+        written.Write(0xFFFFFFFFu);
+        written.Write(1u);
+    }
+    unsigned long long const before = Tests::CountAllocations();
+    Tests::ByteIChannel channel(written.GetBytes());
+    Mu::Array<unsigned int> read;
+    EXPECT_EQ(read.Read(channel), Mu::Error);
+    EXPECT_EQ(Tests::CountAllocations(), before);
+}
+
+} // namespace

@@ -1,0 +1,355 @@
+#include <Kestrel/Root/Frame.h>
+
+#include "Tests/Support/FaultSweep.h"
+#include "Tests/Support/Root/ByteChannels.h"
+
+#include <Kestrel/Root/Object.h>
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <random>
+#include <thread>
+#include <vector>
+
+namespace {
+
+using Tests::ByteIChannel;
+using Tests::ByteOChannel;
+
+Mu::ClassInfo const treeInfo("Tests::Tree", Mu::ClassVersion(2, 1));
+Mu::ClassInfo const otherInfo("Tests::Other", Mu::ClassVersion(2, 1));
+
+constexpr unsigned int headerSize = 16;
+
+// An object with objects inside, as locations have addresses and those have names. Its sub-version
+// 1 added the weight.
+class Tree : public Mu::Object {
+public:
+    unsigned int value = 0;
+    unsigned int weight = 0;
+    std::string text;
+    std::vector<Tree> children;
+
+    Mu::ClassInfo const & GetClassInfo() const override { return treeInfo; }
+
+    MuErrCode Write(Mu::OChannel & channel) const override {
+        {
+            Mu::OutputFrame frame(channel, treeInfo);
+            channel.Write(value);
+            channel.Write(static_cast<unsigned int>(text.size()));
+            channel.WriteBin(text.data(), static_cast<unsigned int>(text.size()), nullptr);
+            channel.Write(static_cast<unsigned int>(children.size()));
+            for (Tree const & child : children)
+                channel.Write(child);
+            if (frame.GetSubVersion() >= 1)
+                channel.Write(weight);
+        }
+        return channel.GetOutputStatus();
+    }
+
+    MuErrCode Read(Mu::IChannel & channel) override {
+        *this = Tree();
+        Mu::InputFrame frame(channel, treeInfo);
+        if (frame.GetStatus() != Mu::NoError)
+            return frame.GetStatus();
+        MuErrCode const status = ReadFields(channel, frame);
+        return Mu::IChannel::ConvertObjectReadError(status);
+    }
+
+    bool operator==(Tree const & other) const {
+        return value == other.value && weight == other.weight && text == other.text &&
+               children == other.children;
+    }
+
+private:
+    MuErrCode ReadFields(Mu::IChannel & channel, Mu::InputFrame const & frame) {
+        unsigned int length = 0;
+        unsigned int count = 0;
+        MuErrCode status = channel.Read(value);
+        if (status == Mu::NoError)
+            status = channel.Read(length);
+        if (status == Mu::NoError && length > channel.GetReadLimit())
+            return Mu::Error;
+        for (unsigned int i = 0; i < length && status == Mu::NoError; ++i) {
+            char c = 0;
+            status = channel.Read(c);
+            text += c;
+        }
+        if (status == Mu::NoError)
+            status = channel.Read(count);
+        for (unsigned int i = 0; i < count && status == Mu::NoError; ++i) {
+            children.emplace_back();
+            status = channel.Read(children.back());
+        }
+        if (status == Mu::NoError && frame.GetSubVersion() >= 1)
+            status = channel.Read(weight);
+        return status;
+    }
+};
+
+// As a file that is read and written without a buffer.
+class UnmarkedOChannel : public ByteOChannel {
+public:
+    using ByteOChannel::ByteOChannel;
+    MuErrCode PushMark() override { return Mu::Error; }
+    MuErrCode PopMark() override { return Mu::Error; }
+};
+
+Tree MakeTree(unsigned int depth) {
+    Tree tree;
+    tree.value = depth * 1000;
+    tree.weight = 77 + depth;
+    tree.text = std::string(depth, 't');
+    for (unsigned int i = 0; i < depth; ++i)
+        tree.children.push_back(MakeTree(i));
+    return tree;
+}
+
+template <typename Channel>
+std::string ToBytes(Tree const & tree) {
+    Channel channel;
+    EXPECT_EQ(tree.Write(channel), Mu::NoError);
+    EXPECT_EQ(channel.GetOffset(), 0u);
+    return channel.GetBytes();
+}
+
+MuErrCode ReadTree(std::string const & bytes, Tree & tree) {
+    ByteIChannel channel(bytes);
+    return tree.Read(channel);
+}
+
+// Both kinds of frames run the same tests.
+template <typename Channel>
+class Frame : public ::testing::Test {};
+using Channels = ::testing::Types<ByteOChannel, UnmarkedOChannel>;
+TYPED_TEST_SUITE(Frame, Channels);
+
+TYPED_TEST(Frame, RestoresWhatItFramed) {
+    Tree const tree = MakeTree(4);
+    ByteIChannel channel(ToBytes<TypeParam>(tree) + "tail");
+    Tree read;
+    EXPECT_EQ(read.Read(channel), Mu::NoError);
+    EXPECT_TRUE(read == tree);
+    EXPECT_EQ(channel.GetLeft(), 4u);
+    EXPECT_EQ(channel.GetReadLimit(), ~0ull) << "no frame is open any more";
+}
+
+TYPED_TEST(Frame, SaysSoWhenItIsEmpty) {
+    TypeParam written;
+    { Mu::OutputFrame frame(written, treeInfo); }
+    ByteIChannel channel(written.GetBytes() + "tail");
+    {
+        Mu::InputFrame frame(channel, treeInfo);
+        EXPECT_EQ(frame.GetStatus(), Mu::NoError);
+        EXPECT_EQ(frame.GetDataLength(), 0u);
+        EXPECT_EQ(frame.GetMainVersion(), 2u);
+        EXPECT_EQ(frame.GetSubVersion(), 1u);
+        EXPECT_EQ(channel.GetReadLimit(), 0u);
+    }
+    EXPECT_EQ(channel.GetLeft(), 4u);
+}
+
+// A reader that knows fewer fields than the writer, at each number of them.
+TYPED_TEST(Frame, PassesOverWhatIsLeft) {
+    std::string const inner = ToBytes<TypeParam>(MakeTree(2));
+    for (unsigned int taken = 0; taken <= inner.size(); ++taken) {
+        SCOPED_TRACE(taken);
+        TypeParam written;
+        {
+            Mu::OutputFrame frame(written, treeInfo);
+            written.Write(MakeTree(2));
+        }
+        ByteIChannel channel(written.GetBytes() + "tail");
+        {
+            Mu::InputFrame frame(channel, treeInfo);
+            ASSERT_EQ(frame.GetStatus(), Mu::NoError);
+            std::vector<char> some(taken + 1);
+            EXPECT_EQ(channel.ReadBin(some.data(), taken, nullptr), Mu::NoError);
+        }
+        EXPECT_EQ(channel.GetLeft(), 4u);
+        EXPECT_EQ(channel.GetInputStatus(), Mu::NoError);
+    }
+}
+
+TYPED_TEST(Frame, RefusesEveryCutAndEveryFlippedByteOfItsHeader) {
+    std::string const bytes = ToBytes<TypeParam>(MakeTree(3));
+    bool const open = std::is_same_v<TypeParam, UnmarkedOChannel>;
+    std::size_t const dataEnd = bytes.size() - (open ? headerSize : 0);
+    Tree tree;
+    EXPECT_EQ(ReadTree("", tree), Mu::EOI) << "a clean end";
+    for (std::size_t length = 1; length < dataEnd; ++length)
+        ASSERT_NE(ReadTree(bytes.substr(0, length), tree), Mu::NoError) << length;
+    for (std::size_t length = dataEnd; length < bytes.size(); ++length) {
+        ByteIChannel channel(bytes.substr(0, length));
+        EXPECT_EQ(tree.Read(channel), Mu::NoError) << "the object itself is whole";
+        EXPECT_EQ(channel.GetInputStatus(), Mu::EOI) << "but the channel's status tells";
+    }
+    for (unsigned int place = 0; place < headerSize; ++place)
+        for (int flip = 1; flip < 256; ++flip) {
+            std::string flipped = bytes;
+            flipped[place] = static_cast<char>(flipped[place] ^ flip);
+            ASSERT_EQ(ReadTree(flipped, tree), Mu::Error) << place << " " << flip;
+        }
+}
+
+// What such bytes are read as does not matter; that the reading ends, and stays in bounds, does.
+TYPED_TEST(Frame, SurvivesFlippedBytesAndRandomOnesAnywhere) {
+    std::string const bytes = ToBytes<TypeParam>(MakeTree(4));
+    std::mt19937 random(1);
+    for (int round = 0; round < 4000; ++round) {
+        std::string broken = bytes;
+        for (unsigned int flips = 1 + random() % 3; flips > 0; --flips)
+            broken[random() % broken.size()] = static_cast<char>(random());
+        if (round % 4 == 0)
+            broken.resize(random() % broken.size());
+        Tree tree;
+        static_cast<void>(ReadTree(broken, tree));
+        EXPECT_LE(tree.text.size(), bytes.size());
+    }
+    for (int round = 0; round < 500; ++round) {
+        std::string noise(random() % 100, 0);
+        for (char & c : noise)
+            c = static_cast<char>(random());
+        Tree tree;
+        EXPECT_NE(ReadTree(noise, tree), Mu::NoError);
+    }
+}
+
+TYPED_TEST(Frame, RefusesAnotherClass) {
+    ByteIChannel channel(ToBytes<TypeParam>(MakeTree(1)));
+    Mu::InputFrame frame(channel, otherInfo);
+    EXPECT_EQ(frame.GetStatus(), Mu::Error);
+    EXPECT_EQ(frame.GetMainVersion(), 0u);
+    EXPECT_EQ(frame.GetDataLength(), 0u);
+}
+
+TYPED_TEST(Frame, IsWrittenInTheVersionThatTheScopeAsksFor) {
+    Tree const tree = MakeTree(2);
+    std::string old;
+    {
+        Mu::FrameVersionScope scope(treeInfo, Mu::ClassVersion(1, 0));
+        {
+            Mu::FrameVersionScope inner(otherInfo, Mu::ClassVersion(9, 9));
+            Mu::FrameVersionScope innermost(treeInfo, Mu::ClassVersion(2, 0));
+            old = ToBytes<TypeParam>(tree);
+        }
+        EXPECT_EQ(Mu::FrameVersionScope::GetVersion(treeInfo), Mu::ClassVersion(1, 0));
+        std::thread([] {
+            EXPECT_EQ(Mu::FrameVersionScope::GetVersion(treeInfo), Mu::ClassVersion(2, 1));
+        }).join();
+    }
+    EXPECT_EQ(Mu::FrameVersionScope::GetVersion(treeInfo), Mu::ClassVersion(2, 1));
+    EXPECT_LT(old.size(), ToBytes<TypeParam>(tree).size());
+    Tree read;
+    EXPECT_EQ(ReadTree(old, read), Mu::NoError);
+    EXPECT_EQ(read.value, tree.value);
+    EXPECT_EQ(read.weight, 0u);
+}
+
+TYPED_TEST(Frame, LeavesTheStatusOfAChannelThatFails) {
+    std::size_t const size = ToBytes<TypeParam>(MakeTree(2)).size();
+    for (std::size_t limit = 0; limit < size; ++limit) {
+        TypeParam channel(limit);
+        ASSERT_EQ(MakeTree(2).Write(channel), Mu::EOO) << limit;
+    }
+}
+
+// The length in a header, right behind a right check byte.
+std::string WithLength(std::string bytes, std::size_t header, unsigned int length) {
+    for (unsigned int i = 0; i < 4; ++i)
+        bytes[header + 12 + i] = static_cast<char>(length >> (8 * i));
+    unsigned int check = 1;
+    for (unsigned int i = 0; i < headerSize; ++i)
+        if (i != 11)
+            check = check * 31 + static_cast<unsigned char>(bytes[header + i]);
+    bytes[header + 11] = static_cast<char>(check);
+    return bytes;
+}
+
+TEST(ClosedFrame, HasItsHeaderAsToldWhateverTheProtocol) {
+    ByteOChannel channel;
+    channel.SetOutputProtocol(Mu::textOProtocol);
+    {
+        Mu::OutputFrame frame(channel, treeInfo);
+        channel.WriteBin("abc", 3, nullptr);
+    }
+    std::string const bytes = channel.GetBytes();
+    ASSERT_EQ(bytes.size(), headerSize + 3);
+    EXPECT_EQ(bytes.substr(0, 4), "KFrm");
+    EXPECT_EQ(bytes.substr(8, 3), std::string("\2\1\0", 3));
+    EXPECT_EQ(bytes.substr(12), std::string("\3\0\0\0abc", 7));
+    EXPECT_EQ(bytes, WithLength(bytes, 0, 3)) << "the check byte";
+}
+
+TEST(ClosedFrame, TakesNoHostileLengthForTrue) {
+    std::string const bytes = ToBytes<ByteOChannel>(MakeTree(2));
+    std::size_t const child = bytes.find("KFrm", 4);
+    ASSERT_NE(child, std::string::npos);
+    for (unsigned int length : {0x7FFFFFFFu, 0x80000000u, 0xFFFFFFEFu, 0xFFFFFFFEu, 0xFFFFFFFFu}) {
+        Tree tree;
+        EXPECT_EQ(ReadTree(WithLength(bytes, child, length), tree), Mu::Error)
+            << "an inner frame longer than the outer one";
+        ByteIChannel channel(WithLength(bytes, 0, length));
+        Mu::InputFrame frame(channel, treeInfo);
+        EXPECT_EQ(frame.GetStatus(), length == 0xFFFFFFFFu ? Mu::Error : Mu::NoError);
+        EXPECT_EQ(frame.GetRest(), length == 0xFFFFFFFFu ? 0u : length);
+    }
+}
+
+TEST(ClosedFrame, EndsReadsOfFramesInside) {
+    ByteOChannel written;
+    { Mu::OutputFrame frame(written, treeInfo); }
+    ByteIChannel channel(written.GetBytes() + ToBytes<ByteOChannel>(MakeTree(0)));
+    Mu::InputFrame outer(channel, treeInfo);
+    Mu::InputFrame inner(channel, treeInfo);
+    EXPECT_EQ(inner.GetStatus(), Mu::Error) << "what follows is not inside";
+}
+
+TEST(OpenFrame, IsChosenWhereTheWriterIsOverwriting) {
+    ByteOChannel channel;
+    channel.PushMark();
+    channel.WriteBin(std::string(200, '.').c_str(), 200, nullptr);
+    channel.PopMark();
+    EXPECT_EQ(MakeTree(0).Write(channel), Mu::NoError);
+    EXPECT_NE(channel.GetOffset(), 0u) << "the writer stays where it was";
+    Tree tree;
+    EXPECT_EQ(ReadTree(channel.GetBytes(), tree), Mu::NoError);
+    EXPECT_TRUE(tree == MakeTree(0));
+}
+
+TEST(OpenFrame, EndsAtTheEndOfTheFrameAroundIt) {
+    // An open frame whose trailer is missing lies in a closed one.
+    UnmarkedOChannel open;
+    {
+        Mu::OutputFrame frame(open, treeInfo);
+        open.WriteBin("0123456789abcdefghij", 20, nullptr);
+    }
+    std::string const cut = open.GetBytes().substr(0, open.GetBytes().size() - headerSize);
+    ByteOChannel written;
+    {
+        Mu::OutputFrame frame(written, otherInfo);
+        written.WriteBin(cut.data(), static_cast<unsigned int>(cut.size()), nullptr);
+    }
+    ByteIChannel channel(written.GetBytes() + "tail");
+    {
+        Mu::InputFrame outer(channel, otherInfo);
+        Mu::InputFrame inner(channel, treeInfo);
+        EXPECT_EQ(inner.GetStatus(), Mu::NoError);
+        EXPECT_EQ(inner.GetDataLength(), 0xFFFFFFFFu);
+        EXPECT_EQ(inner.GetRest(), 20u) << "no more than the outer one has";
+    }
+    EXPECT_EQ(channel.GetLeft(), 4u);
+}
+
+TEST(InputFrame, RefusesAChannelThatDoesNotKnowItsPosition) {
+    class Unplaced : public ByteIChannel {
+    public:
+        using ByteIChannel::ByteIChannel;
+        MuErrCode GetInputPosition(unsigned long long *) const override { return Mu::Error; }
+    };
+    Unplaced channel(ToBytes<ByteOChannel>(MakeTree(0)));
+    EXPECT_EQ(Mu::InputFrame(channel, treeInfo).GetStatus(), Mu::Error);
+}
+
+} // namespace

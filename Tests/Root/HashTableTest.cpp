@@ -1,0 +1,231 @@
+#include <Kestrel/Root/HashSet.h>
+#include <Kestrel/Root/HashTable.h>
+
+#include "Tests/Support/FaultSweep.h"
+#include "Tests/Support/Root/ByteChannels.h"
+
+#include <Kestrel/Root/Array.h>
+
+#include <gtest/gtest.h>
+
+#include <list>
+#include <memory>
+#include <random>
+#include <string>
+
+namespace {
+
+// A key whose hash is as bad as it is told to be.
+struct Key {
+    unsigned int number = 0;
+    unsigned int spread = 1;
+    unsigned int GenerateHashValue() const { return number % spread; }
+    friend bool operator==(Key const & a, Key const & b) { return a.number == b.number; }
+};
+
+using Model = std::list<std::pair<unsigned int, std::string>>;
+
+Model::iterator FindIn(Model & model, unsigned int number) {
+    auto at = model.begin();
+    while (at != model.end() && at->first != number)
+        ++at;
+    return at;
+}
+
+void ExpectSame(Mu::HashTable<Key, std::string> const & table, Model const & model) {
+    ASSERT_EQ(table.GetSize(), model.size());
+    auto expected = model.begin();
+    for (auto const & [key, value] : table) {
+        ASSERT_NE(expected, model.end());
+        ASSERT_EQ(key.number, expected->first);
+        ASSERT_EQ(value, expected->second);
+        ++expected;
+    }
+}
+
+class HashTableModel : public ::testing::TestWithParam<unsigned int> {};
+
+TEST_P(HashTableModel, IsAMapThatKeepsTheOrder) {
+    for (unsigned int seed = 1; seed <= 20; ++seed) {
+        SCOPED_TRACE(seed);
+        std::mt19937 random(seed);
+        Mu::HashTable<Key, std::string> table;
+        Model model;
+        for (int step = 0; step < 600; ++step) {
+            Key const key{static_cast<unsigned int>(random() % 90), GetParam()};
+            auto const at = FindIn(model, key.number);
+            std::string const value(random() % 30, 'v');
+            switch (random() % 6) {
+            case 0:
+            case 1:
+                table.Set(key, value);
+                at == model.end() ? void(model.emplace_back(key.number, value))
+                                  : void(at->second = value);
+                break;
+            case 2:
+                ASSERT_EQ(table.Insert(key, value), at == model.end());
+                if (at == model.end())
+                    model.emplace_back(key.number, value);
+                break;
+            case 3:
+            case 4:
+                ASSERT_EQ(table.Delete(key), at != model.end());
+                if (at != model.end())
+                    model.erase(at);
+                break;
+            default:
+                if (random() % 50 == 0) {
+                    table.Clear(random() % 2 == 0);
+                    model.clear();
+                }
+                Mu::HashTable<Key, std::string> copy(table);
+                table = std::move(copy);
+            }
+            auto const now = FindIn(model, key.number);
+            std::string const * const found = table.Find(key);
+            ASSERT_EQ(found != nullptr, now != model.end());
+            if (found != nullptr) {
+                ASSERT_EQ(*found, now->second);
+            }
+        }
+        ExpectSame(table, model);
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Hashes, HashTableModel, ::testing::Values(1u, 7u, 0xFFFFFFFFu));
+
+TEST(HashTable, NeverMovesAnEntry) {
+    Mu::HashTable<unsigned int, unsigned int> table;
+    unsigned int * const first = &table[0];
+    for (unsigned int i = 1; i < 10000; ++i)
+        table[i] = i;
+    *first = 5;
+    EXPECT_EQ(table.Find(0), first);
+    EXPECT_EQ(table[0], 5u);
+}
+
+TEST(HashTable, UsesDeletedPlacesAgain) {
+    Mu::HashTable<unsigned int, unsigned int> table;
+    for (unsigned int i = 0; i < 8; ++i)
+        table[i] = i;
+    unsigned long long const before = Tests::CountAllocations();
+    for (unsigned int i = 8; i < 10000; ++i) {
+        table.Delete(i - 8);
+        table[i] = i;
+    }
+    EXPECT_EQ(Tests::CountAllocations(), before);
+    EXPECT_EQ(table.begin()->key, 9992u);
+}
+
+TEST(HashTable, GrowsAndShrinksByItsTwoFactors) {
+    Mu::HashTable<unsigned int, int> table;
+    Mu::HashTable<unsigned int, int> wide(1.1f);
+    Mu::HashTable<unsigned int, int> patient(1.1f, 4.0f);
+    EXPECT_EQ(table.GetCapacity(), 0u);
+    for (unsigned int i = 0; i < 1000; ++i) {
+        table[i] = wide[i] = patient[i] = 0;
+    }
+    EXPECT_GE(table.GetCapacity(), 256u);
+    EXPECT_LE(table.GetCapacity(), 1024u);
+    EXPECT_GT(wide.GetCapacity(), table.GetCapacity());
+    EXPECT_LE(patient.GetCapacity(), 512u) << "not before four entries a bucket";
+    for (unsigned int i = 0; i < 995; ++i)
+        table.Delete(i);
+    EXPECT_LE(table.GetCapacity(), 32u);
+    EXPECT_EQ(table.begin()->key, 995u);
+}
+
+TEST(HashTable, StepsThroughPowersOfTwo) {
+    EXPECT_EQ(Mu::GetNextHashCapacity(0), 8u);
+    EXPECT_EQ(Mu::GetNextHashCapacity(8), 16u);
+    EXPECT_EQ(Mu::GetNextHashCapacity(17), 32u);
+    EXPECT_EQ(Mu::GetNextHashCapacity(0x80000000u), 0x80000000u);
+    EXPECT_EQ(Mu::GetPreviousHashCapacity(16), 8u);
+    EXPECT_EQ(Mu::GetPreviousHashCapacity(8), 8u);
+    EXPECT_EQ(Mu::GetPreviousHashCapacity(17), 16u);
+}
+
+TEST(HashTable, IsUnchangedWhenMemoryRunsOut) {
+    SweepAllocations([](bool) {
+        Mu::HashTable<std::string, Mu::Array<int>> table;
+        for (int i = 0; i < 40; ++i) {
+            unsigned int const size = table.GetSize();
+            try {
+                table[std::to_string(i)].Push(i);
+            } catch (Mu::OutOfMemoryException const &) {
+                // The entry may be in, but then whole.
+                EXPECT_LE(table.GetSize(), size + 1);
+                for (int k = 0; k < i; ++k)
+                    EXPECT_EQ((*table.Find(std::to_string(k)))[0], k);
+                throw;
+            }
+        }
+        Mu::HashTable<std::string, Mu::Array<int>> const copy(table);
+        EXPECT_EQ(copy.GetSize(), 40u);
+    });
+}
+
+TEST(HashTable, HoldsWhatCanOnlyBeMoved) {
+    Mu::HashTable<int, std::unique_ptr<int>> table;
+    table.Set(1, std::make_unique<int>(10));
+    table.Insert(2, std::make_unique<int>(20));
+    EXPECT_FALSE(table.Insert(2, nullptr));
+    auto moved = std::move(table);
+    EXPECT_EQ(**moved.Find(2), 20);
+    EXPECT_TRUE(table.IsEmpty());
+    table.Set(3, nullptr);
+    EXPECT_EQ(table.GetSize(), 1u);
+}
+
+TEST(HashTable, IsReadAsItWasWritten) {
+    Mu::HashTable<unsigned int, Mu::Array<unsigned short>> table;
+    for (unsigned int i = 0; i < 50; ++i)
+        table[i * 977].Push(static_cast<unsigned short>(i));
+    Tests::ByteOChannel written;
+    ASSERT_EQ(table.Write(written), Mu::NoError);
+    Mu::HashTable<unsigned int, Mu::Array<unsigned short>> read;
+    {
+        Tests::ByteIChannel channel(written.GetBytes());
+        EXPECT_EQ(read.Read(channel), Mu::NoError);
+    }
+    auto expected = table.begin();
+    for (auto const & [key, value] : read) {
+        EXPECT_EQ(key, expected->key);
+        EXPECT_TRUE(value == (expected++)->value);
+    }
+    EXPECT_EQ(read.GetSize(), 50u);
+    for (std::size_t length = 1; length < written.GetBytes().size(); ++length) {
+        Tests::ByteIChannel cut(written.GetBytes().substr(0, length));
+        ASSERT_EQ(read.Read(cut), Mu::Error) << length;
+    }
+}
+
+TEST(HashSet, HoldsEachValueOnceInOrder) {
+    Mu::HashSet<std::string> set{"b", "a", "b", "c"};
+    EXPECT_FALSE(set.Insert("a"));
+    EXPECT_TRUE(set.Delete("b"));
+    EXPECT_FALSE(set.Delete("b"));
+    EXPECT_TRUE(set.Insert("b"));
+    std::string walk;
+    for (std::string const & value : set)
+        walk += value;
+    EXPECT_EQ(walk, "acb");
+    EXPECT_EQ(*set.Find("c"), "c");
+    EXPECT_EQ(set.Find("d"), nullptr);
+}
+
+TEST(HashSet, IsReadAsItWasWritten) {
+    Mu::HashSet<unsigned int> const set{3, 1, 2};
+    Tests::ByteOChannel written;
+    ASSERT_EQ(set.Write(written), Mu::NoError);
+    Mu::HashSet<unsigned int> read{9};
+    Tests::ByteIChannel channel(written.GetBytes());
+    ASSERT_EQ(read.Read(channel), Mu::NoError);
+    EXPECT_EQ(read.GetSize(), 3u);
+    EXPECT_EQ(*read.begin(), 3u);
+    Mu::HashTable<unsigned int, unsigned int> table;
+    Tests::ByteIChannel again(written.GetBytes());
+    EXPECT_EQ(table.Read(again), Mu::Error) << "a set is no table";
+}
+
+} // namespace
