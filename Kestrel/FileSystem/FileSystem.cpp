@@ -58,6 +58,8 @@ MuErrCode FileSystem::ConnectEntry(Location * location, Entry ** entry) {
     if (status == ConnectStatus::NotFound || status == table.goesOn)
         if (VirtualFileSystem * const system = FindVFS(*location))
             status = system->Connect(location, entry);
+    if (status != ConnectStatus::Connected)
+        *entry = nullptr;
     return ToCode(table, status);
 }
 

@@ -1,0 +1,253 @@
+#include <Kestrel/FileSystem/FileSystem.h>
+
+#include <Kestrel/Location/Internal/OSErrors.h>
+
+#include "Tests/Support/FileSystem/MemoryFS.h"
+#include "Tests/Support/HandClock.h"
+#include "Tests/Support/LogCapture.h"
+#include "Tests/Support/TempFolder.h"
+#include "Tests/Support/Text.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+using Action = IO::FileSystem::AccessDeniedAction;
+using Treatment = IO::AccessDeniedTreatment;
+
+IO::Location At(Tests::TempFolder const & folder) {
+    return IO::Location(Mu::UniString(folder.GetPortable()));
+}
+
+IO::Location At(Tests::TempFolder const & folder, char const * name) {
+    return IO::Location(Mu::UniString(folder.GetPortable(name)));
+}
+
+unsigned int CountTries(IO::Location const & location, Treatment treatment) {
+    unsigned int counter = 99, tries = 0;
+    IO::fileSystem.InitAccessDeniedCounter(&counter);
+    while (IO::fileSystem.ProcessAccessDenied(location, treatment, &counter) == Action::Retry)
+        ++tries;
+    return tries;
+}
+
+IO::EntryType TypeOf(IO::Location const & location) {
+    IO::EntryType type = static_cast<IO::EntryType>(9);
+    EXPECT_EQ(IO::fileSystem.GetType(location, &type), IO::NoError);
+    return type;
+}
+
+template <typename T>
+__attribute__((no_sanitize("null"))) T const & NullReference() {
+    T const * volatile none = nullptr;
+    return *none;
+}
+
+} // namespace
+
+TEST(FileSystem, CreatesRenamesMovesCopiesAndDeletesWholeLocations) {
+    Tests::TempFolder folder;
+    IO::fileSystem.CreateFolder(At(folder, "sub"));
+    EXPECT_EQ(IO::fileSystem.CreateFile(At(folder, "a")), IO::NoError);
+    EXPECT_EQ(IO::fileSystem.CreateFile(At(folder, "a")), IO::ErrTargetExists);
+    folder.Write("a", "content");
+    EXPECT_EQ(IO::fileSystem.Rename(At(folder, "a"), IO::Name("b"), Treatment::Fail), IO::NoError);
+    EXPECT_EQ(
+        IO::fileSystem.Move(At(folder, "b"), At(folder, "sub\\c"), IO::DataSafety::KeepProtected),
+        IO::NoError);
+    EXPECT_EQ(IO::fileSystem.Copy(At(folder, "sub"), At(folder, "twin")), IO::NoError);
+    EXPECT_EQ(folder.Read("twin/c"), "content");
+    EXPECT_EQ(
+        IO::fileSystem.Delete(At(folder, "sub"), IO::DataSafety::KeepProtected, Treatment::Fail),
+        IO::NoError);
+    bool contained = true;
+    EXPECT_EQ(IO::fileSystem.Contains(At(folder, "sub"), &contained), IO::NoError);
+    EXPECT_FALSE(contained);
+    EXPECT_EQ(IO::fileSystem.Contains(At(folder, "twin\\c"), &contained), IO::NoError);
+    EXPECT_TRUE(contained);
+    EXPECT_EQ(
+        IO::fileSystem.Delete(At(folder, "sub"), IO::DataSafety::KeepProtected, Treatment::Fail),
+        IO::ErrEntryNotFound);
+    EXPECT_EQ(IO::fileSystem.CreateFile(At(folder, "none\\a")), IO::ErrFolderNotFound)
+        << "a folder that does not connect answers with its own status";
+}
+
+TEST(FileSystem, RefusesRootsAndNullsWhereAnEntryIsNeeded) {
+    IO::Location const root, unhealthy("C:\\\\");
+    IO::Location const & none = NullReference<IO::Location>();
+    IO::Location const healthy("C:\\a");
+    for (IO::Location const * location : {&root, &unhealthy, &none}) {
+        EXPECT_EQ(IO::fileSystem.CreateFile(*location), IO::Error);
+        EXPECT_EQ(IO::fileSystem.CreateFolder(*location), IO::Error);
+        EXPECT_EQ(IO::fileSystem.Rename(*location, IO::Name("b"), Treatment::Fail), IO::Error);
+        EXPECT_EQ(IO::fileSystem.Move(*location, healthy, IO::DataSafety::KeepProtected),
+                  IO::Error);
+        EXPECT_EQ(IO::fileSystem.Copy(*location, healthy), IO::Error);
+        EXPECT_EQ(IO::fileSystem.Delete(*location, IO::DataSafety::KeepProtected, Treatment::Fail),
+                  IO::Error);
+    }
+    bool contained = false;
+    IO::EntryType type;
+    for (IO::Location const * location : {&unhealthy, &none}) {
+        EXPECT_EQ(IO::fileSystem.GetType(*location, &type), IO::Error);
+        EXPECT_EQ(IO::fileSystem.GetResolvedType(*location, &type), IO::Error);
+        EXPECT_EQ(IO::fileSystem.EstimateResolvedType(*location, &type), IO::Error);
+        EXPECT_EQ(IO::fileSystem.Contains(*location, &contained), IO::Error);
+        EXPECT_EQ(IO::fileSystem.CreateFolderTree(*location), IO::Error);
+    }
+    EXPECT_EQ(IO::fileSystem.GetType(healthy, nullptr), IO::Error);
+    EXPECT_EQ(IO::fileSystem.GetResolvedType(healthy, nullptr), IO::Error);
+    EXPECT_EQ(IO::fileSystem.Contains(healthy, nullptr), IO::Error);
+    EXPECT_EQ(IO::fileSystem.GetSpecialLocation(IO::SpecLocId::System, nullptr), IO::Error);
+    EXPECT_FALSE(IO::fileSystem.IsOnLine(none));
+    EXPECT_FALSE(IO::fileSystem.ResolveLocation(healthy, nullptr));
+    IO::FileEntry * entry = nullptr;
+    EXPECT_EQ(IO::fileSystem.Connect(nullptr, &entry), IO::Error);
+    IO::fileSystem.Disconnect(entry);
+}
+
+TEST(FileSystem, TellsTypesOfEntries) {
+    Tests::TempFolder folder;
+    folder.Write("file", "x");
+    ASSERT_EQ(IO::fileSystem.CreateFolder(At(folder, "sub")), IO::NoError);
+    EXPECT_EQ(TypeOf(At(folder, "file")), IO::EntryType::File);
+    EXPECT_EQ(TypeOf(At(folder, "sub")), IO::EntryType::Folder);
+    EXPECT_EQ(TypeOf(IO::Location()), IO::EntryType::Folder);
+    EXPECT_EQ(TypeOf(IO::Location("C:\\")), IO::EntryType::Folder);
+    IO::EntryType type;
+    EXPECT_EQ(IO::fileSystem.GetType(At(folder, "none"), &type), IO::ErrFSEntryNotFound);
+    EXPECT_EQ(IO::fileSystem.GetResolvedType(At(folder, "none"), &type), IO::ErrFSEntryNotFound);
+    EXPECT_EQ(IO::fileSystem.EstimateResolvedType(At(folder, "none"), &type),
+              IO::ErrFSEntryNotFound);
+    EXPECT_EQ(IO::fileSystem.GetType(At(folder, "none\\a"), &type), IO::Error);
+    bool contained = false;
+    EXPECT_EQ(IO::fileSystem.Contains(IO::Location(), &contained), IO::NoError);
+    EXPECT_TRUE(contained);
+}
+
+TEST(FileSystem, MakesTheMissingPartOfAFolderTree) {
+    Tests::TempFolder folder;
+    folder.Write("file", "");
+    EXPECT_EQ(IO::fileSystem.CreateFolderTree(At(folder), IO::RelativeLocation(U("a\\b\\c"))),
+              IO::NoError);
+    EXPECT_EQ(IO::fileSystem.CreateFolderTree(At(folder), IO::RelativeLocation(U("a\\b\\d"))),
+              IO::NoError);
+    EXPECT_EQ(IO::fileSystem.CreateFolderTree(At(folder, "a\\x\\y")), IO::NoError);
+    EXPECT_EQ(TypeOf(At(folder, "a\\b\\c")), IO::EntryType::Folder);
+    EXPECT_EQ(TypeOf(At(folder, "a\\b\\d")), IO::EntryType::Folder);
+    EXPECT_EQ(TypeOf(At(folder, "a\\x\\y")), IO::EntryType::Folder);
+    EXPECT_EQ(IO::fileSystem.CreateFolderTree(At(folder, "file\\x")), IO::ErrFSNotAFolder);
+    EXPECT_EQ(IO::fileSystem.CreateFolderTree(At(folder, "none"), IO::RelativeLocation(U("x"))),
+              IO::ErrFSEntryNotFound);
+    EXPECT_EQ(IO::fileSystem.CreateFolderTree(At(folder, "file"), IO::RelativeLocation(U("x"))),
+              IO::ErrFSNotAFolder);
+}
+
+TEST(FileSystem, TranslatesWhatStopsAFolderTree) {
+    Tests::MemoryFixedVFS system;
+    IO::Location const place("Q:\\tree");
+    ASSERT_EQ(IO::fileSystem.Mount(system, place), IO::NoError);
+    IO::RelativeLocation const path(U("a\\b"));
+    system.tree.freeSpace = 1;
+    EXPECT_EQ(IO::fileSystem.CreateFolderTree(place, path), IO::ErrFSDeviceFull);
+    EXPECT_NE(system.tree.Find("a"), nullptr);
+    system.tree.freeSpace = 100;
+    system.tree.isReadOnly = true;
+    EXPECT_EQ(IO::fileSystem.CreateFolderTree(place, path), IO::ErrFSAccessDenied);
+    system.tree.refusesAccess = true;
+    EXPECT_EQ(IO::fileSystem.CreateFolderTree(place, path), IO::ErrFSAccessDenied);
+    EXPECT_EQ(system.tree.CountConnected(), 0);
+    EXPECT_EQ(IO::fileSystem.Unmount(system), IO::NoError);
+}
+
+TEST(FileSystem, KnowsPrivateLocationsAndWhatLiesBelow) {
+    IO::Location const place("C:\\private");
+    EXPECT_FALSE(IO::fileSystem.IsPrivateLocation(place));
+    IO::fileSystem.AddPrivateLocation(place);
+    IO::fileSystem.AddPrivateLocation(IO::Location("C:\\PRIVATE")); // listed already
+    EXPECT_TRUE(IO::fileSystem.IsPrivateLocation(place));
+    EXPECT_TRUE(IO::fileSystem.IsPrivateLocation(IO::Location("C:\\private\\a\\b")));
+    EXPECT_FALSE(IO::fileSystem.IsPrivateLocation(IO::Location("C:\\privates")));
+    IO::fileSystem.DeletePrivateLocation(place);
+    EXPECT_FALSE(IO::fileSystem.IsPrivateLocation(place));
+}
+
+TEST(FileSystem, RetriesAsOftenAsTheDurationHasIntervals) {
+    Tests::HandClock clock;
+    IO::Location const common("C:\\common"), place("C:\\private"), below("C:\\private\\x");
+    IO::fileSystem.AddPrivateLocation(place);
+    struct {
+        IO::Location const * location;
+        Treatment treatment;
+        unsigned int duration;
+        unsigned int tries;
+        unsigned int sleeps;
+    } const table[] = {
+        {&place, Treatment::Fail, 1000, 0, 0},
+        {&common, Treatment::RetryAlways, 1000, 10, 0},
+        {&place, Treatment::RetryAlways, 1000, 10, 0},
+        {&common, Treatment::RetryPrivate, 1000, 0, 0},
+        {&below, Treatment::RetryPrivate, 1000, 10, 10},
+        {&below, Treatment::RetryPrivate, 250, 2, 2},
+        {&below, Treatment::RetryPrivate, 50, 0, 0},
+        {&common, Treatment::RetryAlways, 99, 0, 0},
+    };
+    for (auto const & row : table) {
+        SCOPED_TRACE(testing::Message() << "row " << &row - table);
+        std::size_t const before = clock.GetSleeps().size();
+        IO::fileSystem.SetAccessDeniedRetryDuration(row.duration);
+        EXPECT_EQ(CountTries(*row.location, row.treatment), row.tries);
+        auto const sleeps = clock.GetSleeps();
+        EXPECT_EQ(sleeps.size() - before, row.sleeps);
+        for (std::size_t i = before; i < sleeps.size(); ++i)
+            EXPECT_EQ(sleeps[i], 100u);
+    }
+    IO::fileSystem.SetAccessDeniedRetryDuration(1000);
+    IO::fileSystem.DeletePrivateLocation(place);
+
+    unsigned int counter = 5;
+    EXPECT_EQ(IO::fileSystem.ProcessAccessDenied(NullReference<IO::Location>(),
+                                                 Treatment::RetryAlways, &counter),
+              Action::GiveUp);
+    EXPECT_EQ(counter, 5u);
+    EXPECT_EQ(IO::fileSystem.ProcessAccessDenied(common, Treatment::RetryAlways, nullptr),
+              Action::GiveUp);
+    EXPECT_EQ(IO::fileSystem.ProcessAccessDenied(common, Treatment::RetryPrivate, &counter),
+              Action::GiveUp);
+    EXPECT_EQ(counter, 4u) << "a try that is not worth it is spent all the same";
+}
+
+TEST(FileSystem, FindsTheSpecialLocations) {
+    Tests::LogCapture log;
+    for (unsigned int id = 0; id <= 17; ++id) {
+        SCOPED_TRACE(id);
+        IO::Location location;
+        MuErrCode const status =
+            IO::fileSystem.GetSpecialLocation(static_cast<IO::SpecLocId>(id), &location);
+        EXPECT_EQ(status, IO::NoError);
+        EXPECT_TRUE(location.IsValid());
+        EXPECT_GE(location.GetLocalLength(), 1u);
+    }
+    IO::Location location, folder;
+    EXPECT_EQ(IO::fileSystem.GetSpecialLocation(static_cast<IO::SpecLocId>(18), &location),
+              IO::Error);
+    EXPECT_TRUE(log.GetLines().empty());
+
+    ASSERT_EQ(IO::fileSystem.GetSpecialLocation(IO::SpecLocId::ApplicationFile, &location),
+              IO::NoError);
+    ASSERT_EQ(IO::fileSystem.GetSpecialLocation(IO::SpecLocId::ApplicationFolder, &folder),
+              IO::NoError);
+    EXPECT_EQ(TypeOf(location), IO::EntryType::File);
+    EXPECT_TRUE(folder.IsAncestorOf(location));
+    EXPECT_EQ(folder.GetLocalLength() + 1, location.GetLocalLength());
+    ASSERT_EQ(IO::fileSystem.GetSpecialLocation(IO::SpecLocId::TemporaryFolder, &location),
+              IO::NoError);
+    EXPECT_EQ(TypeOf(location), IO::EntryType::Folder);
+}
+
+TEST(FileSystem, IsOnLineForAllButAnEmptyDrive) {
+    EXPECT_TRUE(IO::fileSystem.IsOnLine(IO::Location()));
+    EXPECT_TRUE(IO::fileSystem.IsOnLine(IO::Location("C:\\a\\b")));
+    EXPECT_TRUE(IO::fileSystem.IsOnLine(IO::Location("\\\\nowhere\\share")));
+    EXPECT_TRUE(IO::fileSystem.IsOnLine(IO::Location("C:\\\\"))) << "unhealthy";
+}

@@ -1,0 +1,311 @@
+#include <Kestrel/FileSystem/ReadOnlyFolderEntry.h>
+
+#include <Kestrel/Root/Exceptions.h>
+
+#include "Tests/Support/FaultSweep.h"
+#include "Tests/Support/Text.h"
+
+#include <gtest/gtest.h>
+
+#include <deque>
+#include <map>
+#include <set>
+
+namespace {
+
+using ExchangeStatus = IO::FolderEntry::ExchangeStatus;
+using GenUNStatus = IO::FolderEntry::GenUNStatus;
+using GetTypeStatus = IO::FolderEntry::GetTypeStatus;
+using MoveStatus = IO::FolderEntry::MoveStatus;
+
+// A folder that is a list of names with a mark each, whose moves can be told to fail.
+class ListFolder final : public IO::ReadOnlyFolderEntry {
+public:
+    TimeStatus GetCreationTime(int *) override { return TimeStatus::Other; }
+    TimeStatus GetModificationTime(int *) override { return TimeStatus::Other; }
+    IO::BaseFileSystem * GetOwnerFileSystem() override { return nullptr; }
+    EnumerateStatus Enumerate(IO::EntryEnumerator &) override { return EnumerateStatus::Done; }
+    CopyStatus Copy(IO::Name const &, FolderEntry &, IO::Name const &) override {
+        return CopyStatus::Other;
+    }
+    bool IsReadable() override { return true; }
+    AttributeStatus IsOnLocalVolume(bool *) override { return AttributeStatus::Other; }
+    AttributeStatus IsOnFixedVolume(bool *) override { return AttributeStatus::Other; }
+
+    GetTypeStatus GetType(IO::Name const & name, EntryType * type) override {
+        asked.push_back(ToUtf8(name));
+        if (typeStatus != GetTypeStatus::Done)
+            return typeStatus;
+        *type = EntryType::File;
+        return entries.count(ToUtf8(name)) != 0 ? GetTypeStatus::Done
+                                                : GetTypeStatus::EntryNotFound;
+    }
+    MoveStatus Move(IO::Name const & from, FolderEntry &, IO::Name const & to, bool) override {
+        if (!moveStatuses.empty()) {
+            MoveStatus const status = moveStatuses.front();
+            moveStatuses.pop_front();
+            if (status != MoveStatus::Done)
+                return status;
+        }
+        if (entries.count(ToUtf8(to)) != 0)
+            return MoveStatus::TargetExists;
+        auto node = entries.extract(ToUtf8(from));
+        if (node.empty())
+            return MoveStatus::EntryNotFound;
+        node.key() = ToUtf8(to);
+        entries.insert(std::move(node));
+        return MoveStatus::Done;
+    }
+
+    std::map<std::string, char> entries;
+    std::vector<std::string> asked;
+    GetTypeStatus typeStatus = GetTypeStatus::Done;
+    std::deque<MoveStatus> moveStatuses; // of the next moves; Done behind the last
+};
+
+std::string Generate(ListFolder & folder, std::string const & base) {
+    IO::Name name;
+    EXPECT_EQ(folder.GenerateUnusedName(&name, U(base)), GenUNStatus::Done);
+    return ToUtf8(name);
+}
+
+std::string GenerateFrom(ListFolder & folder, std::string const & base,
+                         std::string const & extension, unsigned short maxLength = 0,
+                         unsigned int * counter = nullptr) {
+    IO::Name name;
+    EXPECT_EQ(folder.GenerateUnusedNameFromString(&name, U(base), U(extension), maxLength, counter),
+              GenUNStatus::Done);
+    return ToUtf8(name);
+}
+
+template <typename T>
+__attribute__((no_sanitize("null"))) T const & NullReference() {
+    T const * volatile none = nullptr;
+    return *none;
+}
+
+} // namespace
+
+TEST(FolderEntry, GeneratesNamesOfABaseAndTenDigits) {
+    ListFolder folder;
+    EXPECT_EQ(Generate(folder, "").substr(0, 14), "GeneratedName_");
+    EXPECT_EQ(Generate(folder, "").size(), 24u);
+    EXPECT_EQ(Generate(folder, std::string(20, 'b')).substr(0, 16).find_last_of('b'), 14u);
+    EXPECT_EQ(Generate(folder, std::string(20, 'b')).size(), 25u);
+    std::string const name = Generate(folder, "ab");
+    EXPECT_EQ(name.substr(0, 2), "ab");
+    EXPECT_EQ(name.find_first_not_of("0123456789", 2), std::string::npos);
+    EXPECT_EQ(name.size(), 12u);
+}
+
+TEST(FolderEntry, NumbersGeneratedNamesOneAfterAnother) {
+    ListFolder folder;
+    unsigned long const first = std::stoul(Generate(folder, "n").substr(1));
+    unsigned long const next = (first + 1) & 0xFFFFFFFFul;
+    char text[16];
+    std::snprintf(text, sizeof text, "n%010lu", next);
+    folder.entries[text] = 'x'; // the one whose turn it is is taken
+    std::snprintf(text, sizeof text, "n%010lu", (next + 1) & 0xFFFFFFFFul);
+    EXPECT_EQ(Generate(folder, "n"), text);
+}
+
+TEST(FolderEntry, TellsWhyNoNameCouldBeGenerated) {
+    struct {
+        GetTypeStatus met;
+        GenUNStatus told;
+    } const table[] = {
+        {GetTypeStatus::AccessDenied, GenUNStatus::AccessDenied},
+        {GetTypeStatus::Other, GenUNStatus::Other},
+        {static_cast<GetTypeStatus>(77), GenUNStatus::Other},
+    };
+    for (auto const & row : table) {
+        ListFolder folder;
+        folder.typeStatus = row.met;
+        IO::Name name("before");
+        unsigned int counter = 3;
+        EXPECT_EQ(folder.GenerateUnusedName(&name, U("a")), row.told);
+        EXPECT_EQ(folder.GenerateUnusedNameFromString(&name, U("a"), U(""), 0, &counter), row.told);
+        EXPECT_EQ(ToUtf8(name), "before");
+        EXPECT_EQ(counter, 3u);
+        EXPECT_EQ(folder.asked.size(), 2u);
+    }
+}
+
+TEST(FolderEntry, RefusesNullsWhereNamesAreGenerated) {
+    ListFolder folder;
+    IO::Name name;
+    Mu::UniString const & none = NullReference<Mu::UniString>();
+    EXPECT_EQ(folder.GenerateUnusedName(nullptr, U("a")), GenUNStatus::Other);
+    EXPECT_EQ(folder.GenerateUnusedName(&name, none), GenUNStatus::Other);
+    EXPECT_EQ(folder.GenerateUnusedNameFromString(nullptr, U("a"), U("b"), 0, nullptr),
+              GenUNStatus::Other);
+    EXPECT_EQ(folder.GenerateUnusedNameFromString(&name, none, U("b"), 0, nullptr),
+              GenUNStatus::Other);
+    EXPECT_EQ(folder.GenerateUnusedNameFromString(&name, U("a"), none, 0, nullptr),
+              GenUNStatus::Other);
+}
+
+TEST(FolderEntry, TriesABareNameFirstAndThenNumbers) {
+    ListFolder folder;
+    EXPECT_EQ(GenerateFrom(folder, "name", "ext"), "name.ext");
+    folder.entries = {{"name.ext", 0}, {"name_0.ext", 0}, {"name", 0}};
+    EXPECT_EQ(GenerateFrom(folder, "name", "ext"), "name_1.ext");
+    EXPECT_EQ(GenerateFrom(folder, "name", ""), "name_0");
+}
+
+TEST(FolderEntry, TakesTheNumberUpWhereTheCallerLeftIt) {
+    ListFolder folder;
+    unsigned int counter = 7;
+    EXPECT_EQ(GenerateFrom(folder, "name", "", 0, &counter), "name_7");
+    EXPECT_EQ(counter, 8u);
+    folder.entries = {{"name_8", 0}, {"name_9", 0}};
+    EXPECT_EQ(GenerateFrom(folder, "name", "", 0, &counter), "name_10");
+    EXPECT_EQ(counter, 11u);
+}
+
+TEST(FolderEntry, CutsTheBaseToTheLengthThatIsAllowed) {
+    ListFolder folder;
+    EXPECT_EQ(GenerateFrom(folder, "abcdefghij", "tmp", 8), "abcd.tmp");
+    folder.entries = {{"abcd.tmp", 0}};
+    EXPECT_EQ(GenerateFrom(folder, "abcdefghij", "tmp", 8), "ab_0.tmp");
+    unsigned int counter = 10;
+    EXPECT_EQ(GenerateFrom(folder, "abcdefghij", "tmp", 8, &counter), "a_10.tmp");
+    EXPECT_EQ(GenerateFrom(folder, "ab", "tmp", 8), "ab.tmp");
+
+    IO::Name name;
+    counter = 1000;
+    EXPECT_EQ(folder.GenerateUnusedNameFromString(&name, U("a"), U("tmp"), 8, &counter),
+              GenUNStatus::NoNameFits);
+    EXPECT_EQ(counter, 1000u);
+    EXPECT_EQ(folder.GenerateUnusedNameFromString(&name, U("a"), U("tmp"), 4, nullptr),
+              GenUNStatus::Other);
+    EXPECT_EQ(GenerateFrom(folder, "abc", "tmp", 5), "a.tmp");
+    EXPECT_EQ(GenerateFrom(folder, "abc", "", 1), "a");
+}
+
+TEST(FolderEntry, ReplacesWhatSomePlatformForbids) {
+    ListFolder folder;
+    EXPECT_EQ(GenerateFrom(folder, "a:b*c?d|e\x1F", "x/y\\"), "a_b_c_d_e_.x_y_");
+    EXPECT_EQ(GenerateFrom(folder,
+                           "Gr\xC3\xBC\xC3\x9F"
+                           "e",
+                           "t"),
+              "Gr\xC3\xBC\xC3\x9F"
+              "e.t");
+}
+
+TEST(FolderEntry, ExchangesTwoEntries) {
+    ListFolder folder;
+    folder.entries = {{"a", 'A'}, {"b", 'B'}};
+    IO::Name outA, outB;
+    EXPECT_EQ(folder.Exchange("a", "b", true, &outA, &outB), ExchangeStatus::Done);
+    EXPECT_EQ(folder.entries, (std::map<std::string, char>{{"a", 'B'}, {"b", 'A'}}));
+    EXPECT_EQ(ToUtf8(outA), "b");
+    EXPECT_EQ(ToUtf8(outB), "a");
+}
+
+TEST(FolderEntry, TakesTheOutputsOfAnExchangeAsItsInputs) {
+    ListFolder folder;
+    folder.entries = {{"a", 'A'}, {"b", 'B'}};
+    IO::Name a("a"), b("b");
+    EXPECT_EQ(folder.Exchange(a, b, true, &a, &b), ExchangeStatus::Done);
+    EXPECT_EQ(ToUtf8(a), "b");
+    EXPECT_EQ(ToUtf8(b), "a");
+    EXPECT_EQ(folder.entries, (std::map<std::string, char>{{"a", 'B'}, {"b", 'A'}}));
+}
+
+// Whatever fails, the outputs tell where the entries are, and they are back where that worked.
+TEST(FolderEntry, TakesABrokenExchangeBackAsFarAsItGoes) {
+    using M = MoveStatus;
+    struct {
+        std::deque<M> moves;
+        ExchangeStatus told;
+        char whereA; // 'a', 'b', or 't' for the temporary name
+        char whereB;
+    } const table[] = {
+        {{M::EntryNotFound}, ExchangeStatus::EntryNotFound, 'a', 'b'},
+        {{M::TargetExists}, ExchangeStatus::Other, 'a', 'b'},
+        {{M::DeviceFull}, ExchangeStatus::DeviceFull, 'a', 'b'},
+        {{M::AccessDenied}, ExchangeStatus::AccessDenied, 'a', 'b'},
+        {{M::Other}, ExchangeStatus::Other, 'a', 'b'},
+        {{static_cast<M>(99)}, ExchangeStatus::Other, 'a', 'b'},
+        {{M::Done, M::AccessDenied}, ExchangeStatus::AccessDenied, 'a', 'b'},
+        {{M::Done, M::AccessDenied, M::Other}, ExchangeStatus::AccessDenied, 't', 'b'},
+        {{M::Done, M::Done, M::DeviceFull}, ExchangeStatus::DeviceFull, 'a', 'b'},
+        {{M::Done, M::Done, M::DeviceFull, M::Other}, ExchangeStatus::DeviceFull, 't', 'a'},
+        {{M::Done, M::Done, M::AccessDenied, M::Done, M::Other},
+         ExchangeStatus::AccessDenied,
+         't',
+         'b'},
+    };
+    for (auto const & row : table) {
+        SCOPED_TRACE(testing::Message() << "row " << &row - table);
+        ListFolder folder;
+        folder.entries = {{"a", 'A'}, {"b", 'B'}};
+        folder.moveStatuses = row.moves;
+        IO::Name outA, outB;
+        EXPECT_EQ(folder.Exchange("a", "b", false, &outA, &outB), row.told);
+        ASSERT_EQ(folder.entries.size(), 2u);
+        EXPECT_EQ(folder.entries[ToUtf8(outA)], 'A');
+        EXPECT_EQ(folder.entries[ToUtf8(outB)], 'B');
+        std::string const a = ToUtf8(outA), b = ToUtf8(outB);
+        EXPECT_EQ(a.size() == 1 ? a[0] : 't', row.whereA);
+        EXPECT_EQ(b.size() == 1 ? b[0] : 't', row.whereB);
+    }
+}
+
+TEST(FolderEntry, DoesNotBeginAnExchangeWithoutATemporaryName) {
+    struct {
+        GetTypeStatus met;
+        ExchangeStatus told;
+    } const table[] = {
+        {GetTypeStatus::AccessDenied, ExchangeStatus::AccessDenied},
+        {GetTypeStatus::Other, ExchangeStatus::Other},
+    };
+    for (auto const & row : table) {
+        ListFolder folder;
+        folder.entries = {{"a", 'A'}, {"b", 'B'}};
+        folder.typeStatus = row.met;
+        IO::Name outA, outB;
+        EXPECT_EQ(folder.Exchange("a", "b", false, &outA, &outB), row.told);
+        EXPECT_EQ(ToUtf8(outA), "a");
+        EXPECT_EQ(ToUtf8(outB), "b");
+    }
+    ListFolder folder;
+    IO::Name out;
+    EXPECT_EQ(folder.Exchange("a", "b", false, nullptr, &out), ExchangeStatus::Other);
+    EXPECT_EQ(folder.Exchange("a", "b", false, &out, nullptr), ExchangeStatus::Other);
+}
+
+TEST(FolderEntry, MeetsEveryFailedAllocationOfAnExchange) {
+    SweepAllocations([](bool failed) {
+        ListFolder folder;
+        folder.entries = {{"a", 'A'}, {"b", 'B'}};
+        IO::Name outA, outB;
+        ExchangeStatus status = ExchangeStatus::Other;
+        try {
+            status = folder.Exchange("a", "b", true, &outA, &outB);
+        } catch (Mu::OutOfMemoryException const &) {
+            ASSERT_TRUE(failed);
+        }
+        char const expected = status == ExchangeStatus::Done ? 'B' : 'A';
+        EXPECT_EQ(folder.entries["a"], expected) << "no entry is left under another name";
+        EXPECT_EQ(folder.entries.size(), 2u);
+    });
+}
+
+TEST(ReadOnlyFolderEntry, RefusesAllChanges) {
+    ListFolder folder;
+    IO::ReadOnlyFolderEntry & base = folder;
+    unsigned long long space = 1;
+    EXPECT_EQ(base.SetCreationTime(1), IO::FSEntry::TimeStatus::AccessDenied);
+    EXPECT_EQ(base.SetModificationTime(1), IO::FSEntry::TimeStatus::AccessDenied);
+    EXPECT_EQ(base.CreateFile("a", nullptr), IO::FolderEntry::CreateStatus::AccessDenied);
+    EXPECT_EQ(base.CreateFolder("a", nullptr), IO::FolderEntry::CreateStatus::AccessDenied);
+    EXPECT_EQ(base.CreateLink("a", IO::Location()), IO::FolderEntry::CreateStatus::AccessDenied);
+    EXPECT_EQ(base.IO::ReadOnlyFolderEntry::Move("a", base, "b", true), MoveStatus::AccessDenied);
+    EXPECT_EQ(base.Delete("a", true), IO::FolderEntry::DeleteStatus::AccessDenied);
+    EXPECT_EQ(base.GetFreeSpace(&space), IO::FSEntry::AttributeStatus::Done);
+    EXPECT_EQ(space, 0u);
+    EXPECT_FALSE(base.IsWriteable());
+}

@@ -1,0 +1,158 @@
+#include <Kestrel/FileSystem/Internal/WinLocationResolver.h>
+
+#include <Kestrel/Location/RelativeLocation.h>
+
+#include "Tests/Support/Text.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+// The names, network | local, as "c/b|x/y".
+std::string Names(IO::Location const & location) {
+    std::string text;
+    IO::Name name;
+    for (unsigned int i = 0; i < location.GetNetworkLength(); ++i)
+        if (location.GetNetworkName(i, &name) == IO::NoError)
+            text += (i == 0 ? "" : "/") + ToUtf8(name);
+    text += "|";
+    for (unsigned int i = 0; i < location.GetLocalLength(); ++i)
+        if (location.GetLocalName(i, &name) == IO::NoError)
+            text += (i == 0 ? "" : "/") + ToUtf8(name);
+    return text;
+}
+
+IO::LocationResolver & Resolver() {
+    return *IO::LocationResolver::GetInstance();
+}
+
+std::string LogText(IO::Location const & location) {
+    Mu::UniString text;
+    location.ToLogText(&text);
+    return ToUtf8(text);
+}
+
+} // namespace
+
+TEST(WinLocationResolver, ReadsPaths) {
+    struct {
+        char const * text;
+        char const * names; // null: refused
+        char const * path;  // how it is written again; null: not at all
+    } const table[] = {
+        {"C:\\", "|C:", "C:\\"},
+        {"C:", "|C:", "C:\\"},
+        {"C:\\a\\b", "|C:/a/b", "C:\\a\\b"},
+        {"C:/a/b/", "|C:/a/b", "C:\\a\\b"},
+        {"\\C:\\a", "|C:/a", "C:\\a"},
+        {"/C:/a", "|C:/a", "C:\\a"},
+        {"a\\b", "|a/b", nullptr},
+        {"\\\\host\\share", "host|share", "\\\\host\\share\\"},
+        {"\\\\host\\share\\x", "host|share/x", "\\\\host\\share\\x"},
+        {"//host/share/x/", "host|share/x", "\\\\host\\share\\x"},
+        {"\\/host\\share", "host|share", "\\\\host\\share\\"},
+        {"", nullptr, nullptr},
+        {"\\\\host", nullptr, nullptr},
+        {"\\\\", nullptr, nullptr},
+        {"\\\\\\share", nullptr, nullptr},
+        {"C:\\a\\\\b", nullptr, nullptr},
+        {"C:\\\\", nullptr, nullptr},
+    };
+    for (auto const & row : table) {
+        SCOPED_TRACE(row.text);
+        IO::Location location;
+        ASSERT_EQ(Resolver().PathToLocation(U(row.text), &location), row.names != nullptr);
+        if (row.names == nullptr)
+            continue;
+        EXPECT_EQ(Names(location), row.names);
+        EXPECT_EQ(location.GetNetworkModel(), IO::Location::FlatModel);
+        Mu::UniString path("before");
+        EXPECT_EQ(Resolver().LocationToPath(location, &path), row.path != nullptr);
+        EXPECT_EQ(ToUtf8(path), row.path != nullptr ? row.path : "");
+    }
+}
+
+TEST(WinLocationResolver, RefusesALongText) {
+    IO::Location location;
+    std::string const fits = "C:\\" + std::string(257, 'a');
+    EXPECT_TRUE(Resolver().PathToLocation(U(fits), &location));
+    EXPECT_FALSE(Resolver().PathToLocation(U(fits + "a"), &location));
+    EXPECT_FALSE(Resolver().PathToLocation(U(std::string(10000, 'a')), &location));
+    IO::RelativeLocation relative;
+    EXPECT_FALSE(Resolver().PathToRelativeLocation(U(std::string(10000, 'a')), &relative));
+}
+
+TEST(WinLocationResolver, KeepsAnEmbeddedZeroOutOfNames) {
+    IO::Location location;
+    EXPECT_FALSE(
+        Resolver().PathToLocation(Mu::UniString(std::u16string_view(u"C:\\a\0b", 6)), &location));
+}
+
+TEST(WinLocationResolver, WritesOnlyTheHostOfANetworkPart) {
+    IO::Location location;
+    EXPECT_EQ(location.AppendToNetwork("com"), IO::NoError);
+    EXPECT_EQ(location.AppendToNetwork("host"), IO::NoError);
+    Mu::UniString path;
+    EXPECT_TRUE(Resolver().LocationToPath(location, &path));
+    EXPECT_EQ(ToUtf8(path), "\\\\host");
+    EXPECT_EQ(location.AppendToLocal("share"), IO::NoError);
+    EXPECT_TRUE(Resolver().LocationToPath(location, &path));
+    EXPECT_EQ(ToUtf8(path), "\\\\host\\share\\");
+    EXPECT_TRUE(Resolver().LocationToDisplayText(location, &path));
+    EXPECT_EQ(ToUtf8(path), "\\\\host\\share\\");
+    EXPECT_EQ(LogText(location), "\\\\host\\share");
+
+    location.SetScheme("foo");
+    EXPECT_FALSE(Resolver().LocationToPath(location, &path));
+    EXPECT_EQ(ToUtf8(path), "");
+}
+
+TEST(WinLocationResolver, LogsWhatIsNoLegalPath) {
+    EXPECT_EQ(LogText(IO::Location("C:\\")), "C:");
+    EXPECT_EQ(LogText(IO::Location("a?\\b:")), "a?\\b:");
+    EXPECT_EQ(LogText(IO::Location()), "");
+    Mu::UniString path;
+    EXPECT_FALSE(Resolver().LocationToPath(IO::Location("C:\\a?"), &path));
+}
+
+TEST(WinLocationResolver, ReadsRelativePaths) {
+    struct {
+        char const * text;
+        unsigned int length; // Mu::NotFound: refused
+    } const table[] = {
+        {"a", 1},
+        {"a\\b/c", 3},
+        {"a\\", 1},
+        {"..\\a", 2},
+        {"", 0},
+        {"\\a", Mu::NotFound},
+        {"a\\\\b", Mu::NotFound},
+    };
+    for (auto const & row : table) {
+        SCOPED_TRACE(row.text);
+        IO::RelativeLocation relative;
+        ASSERT_EQ(Resolver().PathToRelativeLocation(U(row.text), &relative),
+                  row.length != Mu::NotFound);
+        if (row.length != Mu::NotFound) {
+            EXPECT_EQ(relative.GetLength(), row.length);
+        }
+    }
+}
+
+#if !defined(_WIN32)
+TEST(WinLocationResolver, TakesNativeAbsolutePathsOnLinux) {
+    struct {
+        char const * text;
+        char const * names;
+    } const table[] = {
+        {"/usr/lib", "|C:/usr/lib"},
+        {"/", "|C:"},
+        {"/a/./b//c/", "|C:/a/b/c"},
+    };
+    for (auto const & row : table) {
+        IO::Location const location(U(row.text));
+        EXPECT_EQ(location.GetStatus(), IO::NoError);
+        EXPECT_EQ(Names(location), row.names);
+    }
+}
+#endif
