@@ -186,8 +186,4 @@ void ThrowOutOfMemory() {
     throw OutOfMemoryException();
 }
 
-void ThrowNullReference() {
-    throw NullReferenceException("Null reference.");
-}
-
 } // namespace Mu

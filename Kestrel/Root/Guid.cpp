@@ -58,7 +58,7 @@ MuErrCode Guid::WriteStructured(OChannel & channel) const {
 }
 
 unsigned int Guid::GenerateHashValue() const {
-    unsigned int hash = data1 ^ (data2 | static_cast<unsigned int>(data3) << 16);
+    unsigned int hash = data1 * 16777619u ^ (data2 | static_cast<unsigned int>(data3) << 16);
     for (unsigned char byte : data4)
         hash = hash * 16777619u ^ byte;
     return hash;

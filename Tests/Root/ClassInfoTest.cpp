@@ -1,0 +1,159 @@
+#include <Kestrel/Root/ClassInfo.h>
+
+#include "Tests/Support/Root/ByteChannels.h"
+
+#include <Kestrel/Root/Guid.h>
+#include <Kestrel/Root/Object.h>
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace {
+
+class Shape : public Mu::Object {
+public:
+    Mu::ClassInfo const & GetClassInfo() const override;
+    static Mu::Object * Make() { return new Shape; }
+};
+
+class Colour : public Mu::CustomClassProperty {
+public:
+    Colour() : CustomClassProperty("Colour") {}
+    char const * GetValueName(unsigned int value) const override {
+        return value == 1 ? "red" : nullptr;
+    }
+};
+
+Colour const colour;
+Mu::ClassInfo const bareInfo("Tests::Bare");
+Mu::ClassInfo const shapeInfo("Tests::Shape", Mu::ClassProperty(Mu::ClassVersion(3, 1)),
+                              Mu::ClassProperty(), Mu::ClassProperty(bareInfo),
+                              Mu::ClassProperty::OldVersion(Mu::ClassVersion(2, 0)),
+                              Mu::ClassProperty(&Shape::Make), Mu::ClassProperty(bareInfo),
+                              Mu::ClassProperty(Mu::ObjectDefaults(0x30)),
+                              Mu::ClassProperty(colour, Mu::CustomClassPropertyValue(1)));
+
+Mu::ClassInfo const & Shape::GetClassInfo() const {
+    return shapeInfo;
+}
+
+// Gathers names and stops after so many.
+template <typename Enumerator, typename Item>
+class Names : public Enumerator {
+public:
+    explicit Names(std::size_t limit = 1000000) : limit(limit) {}
+    std::vector<std::string> found;
+
+protected:
+    bool Add(Item const & item) {
+        found.push_back(item.GetName());
+        return found.size() < limit;
+    }
+
+private:
+    std::size_t limit;
+};
+
+class AllClasses : public Names<Mu::ClassInfoEnumerator, Mu::ClassInfo> {
+public:
+    using Names::Names;
+    bool ClassInfoFound(Mu::ClassInfo const & info) override { return Add(info); }
+};
+class BaseClasses : public Names<Mu::ClassInfo::BaseClassEnumerator, Mu::ClassInfo> {
+public:
+    using Names::Names;
+    bool ClassInfoFound(Mu::ClassInfo const & info) override { return Add(info); }
+};
+class AllProperties
+    : public Names<Mu::CustomClassProperty::InstanceEnumerator, Mu::CustomClassProperty> {
+public:
+    using Names::Names;
+    bool InstanceFound(Mu::CustomClassProperty const & property) override { return Add(property); }
+};
+
+std::size_t Count(std::vector<std::string> const & names, std::string const & name) {
+    return static_cast<std::size_t>(std::count(names.begin(), names.end(), name));
+}
+
+TEST(ClassInfo, TellsWhatItWasMadeWith) {
+    EXPECT_STREQ(shapeInfo.GetName(), "Tests::Shape");
+    EXPECT_EQ(shapeInfo.GetVersion(), Mu::ClassVersion(3, 1));
+    EXPECT_EQ(shapeInfo.GetOldVersion(), Mu::ClassVersion(2, 0));
+    EXPECT_EQ(shapeInfo.GetObjectDefaults(), 0x30u);
+    EXPECT_EQ(shapeInfo.GetCustomPropertyValue(colour).GetValueUInt32(), 1u);
+    EXPECT_TRUE(shapeInfo.HasConstructor());
+    std::unique_ptr<Mu::Object> const made(shapeInfo.Construct());
+    EXPECT_EQ(&made->GetClassInfo(), &shapeInfo);
+    BaseClasses bases;
+    shapeInfo.EnumerateBaseClasses(&bases);
+    EXPECT_EQ(bases.found, (std::vector<std::string>{"Tests::Bare", "Tests::Bare"}));
+    BaseClasses one(1);
+    shapeInfo.EnumerateBaseClasses(&one);
+    EXPECT_EQ(one.found.size(), 1u);
+}
+
+TEST(ClassInfo, TellsNothingThatItWasNotMadeWith) {
+    EXPECT_EQ(bareInfo.GetVersion(), Mu::ClassVersion(0, 0));
+    EXPECT_EQ(bareInfo.GetObjectDefaults(), 0u);
+    EXPECT_EQ(bareInfo.GetCustomPropertyValue(colour).GetValueUInt32(), 0u);
+    EXPECT_FALSE(bareInfo.HasConstructor());
+    EXPECT_EQ(bareInfo.Construct(), nullptr);
+}
+
+TEST(ClassInfo, IsKnownByItsName) {
+    char text[Mu::Guid::TextSize];
+    Mu::ClassInfo const empty("a");
+    empty.GetId().ConvertToString(text);
+    EXPECT_STREQ(text, "0cc175b9-c0f1-b6a8-31c3-99e269772661") << "the digest of the name";
+    EXPECT_EQ(empty.GetType().first, 0x0CC175B9u);
+    EXPECT_EQ(empty.GetType().second, empty.GetNameHash());
+    EXPECT_NE(shapeInfo.GetNameHash(), bareInfo.GetNameHash());
+}
+
+TEST(ClassManager, KnowsTheRecordsThatLive) {
+    auto const count = [](std::string const & name) {
+        AllClasses all;
+        Mu::classManager.EnumerateClassInfos(&all);
+        return Count(all.found, name);
+    };
+    EXPECT_EQ(count("Tests::Shape"), 1u);
+    EXPECT_EQ(count("Mu::HashTable"), 1u);
+    {
+        Mu::ClassInfo const passing("Tests::Passing");
+        Mu::ClassInfo const last("Tests::Last");
+        EXPECT_EQ(count("Tests::Passing"), 1u);
+    }
+    EXPECT_EQ(count("Tests::Passing") + count("Tests::Last"), 0u);
+    AllClasses two(2);
+    Mu::classManager.EnumerateClassInfos(&two);
+    EXPECT_EQ(two.found.size(), 2u);
+}
+
+TEST(CustomClassProperty, IsKnownAndNamesItsValues) {
+    AllProperties all;
+    Mu::CustomClassProperty::EnumerateInstances(&all);
+    EXPECT_EQ(Count(all.found, "Colour"), 1u);
+    EXPECT_EQ(colour.GetValueType(), 0u);
+    EXPECT_STREQ(colour.GetValueName(1), "red");
+    EXPECT_EQ(colour.GetValueName(2), nullptr);
+}
+
+TEST(ClassVersion, TravelsAsTwoBytes) {
+    Tests::ByteOChannel written;
+    EXPECT_EQ(Mu::ClassVersion(3, 4).Write(written), Mu::NoError);
+    EXPECT_EQ(written.GetBytes(), "\3\4");
+    Mu::ClassVersion version(9, 9);
+    Tests::ByteIChannel cut("\3");
+    EXPECT_EQ(version.Read(cut), Mu::Error);
+    EXPECT_EQ(version, Mu::ClassVersion(9, 9));
+    Tests::ByteIChannel channel("\3\4");
+    EXPECT_EQ(version.Read(channel), Mu::NoError);
+    EXPECT_EQ(version, Mu::ClassVersion(3, 4));
+    EXPECT_EQ(version.Read(channel), Mu::EOI);
+}
+
+} // namespace

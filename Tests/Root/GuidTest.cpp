@@ -1,0 +1,53 @@
+#include <Kestrel/Root/Guid.h>
+
+#include "Tests/Support/Root/ByteChannels.h"
+
+#include <gtest/gtest.h>
+
+#include <unordered_set>
+
+namespace {
+
+Mu::Guid const sample{0x00112233, 0x4455, 0x6677, {0x88, 0x99, 0xAA, 0xBB, 0xCC, 0xDD, 0xEE, 0xFF}};
+
+TEST(Guid, IsPrintedInItsUsualForm) {
+    char text[Mu::Guid::TextSize + 1];
+    text[Mu::Guid::TextSize] = '!';
+    sample.ConvertToString(text);
+    EXPECT_STREQ(text, "00112233-4455-6677-8899-aabbccddeeff");
+    EXPECT_EQ(text[Mu::Guid::TextSize], '!');
+    EXPECT_EQ(sizeof(Mu::Guid), 16u);
+}
+
+// Both through the channel's typed operations, which the root answers field by field.
+TEST(Guid, TravelsFieldByFieldThroughTheProtocol) {
+    Tests::ByteOChannel written;
+    EXPECT_EQ(written.Write(sample), Mu::NoError);
+    EXPECT_EQ(written.GetBytes(), std::string("\x33\x22\x11\x00\x55\x44\x77\x66"
+                                              "\x88\x99\xAA\xBB\xCC\xDD\xEE\xFF",
+                                              16));
+    for (unsigned int length = 0; length <= 16; ++length) {
+        Tests::ByteIChannel channel(written.GetBytes().substr(0, length));
+        Mu::Guid read;
+        EXPECT_EQ(channel.Read(read), length == 0    ? Mu::EOI
+                                      : length == 16 ? Mu::NoError
+                                                     : Mu::Error);
+        if (length == 16) {
+            EXPECT_EQ(read, sample);
+        }
+        Tests::ByteOChannel full(length);
+        EXPECT_EQ(sample.WriteStructured(full), length == 16 ? Mu::NoError : Mu::EOO);
+    }
+}
+
+TEST(Guid, HashesEveryField) {
+    std::unordered_set<unsigned int> hashes{sample.GenerateHashValue()};
+    for (unsigned int place = 0; place < 16; ++place) {
+        Mu::Guid other = sample;
+        reinterpret_cast<unsigned char *>(&other)[place] ^= 1;
+        EXPECT_NE(other, sample);
+        EXPECT_TRUE(hashes.insert(other.GenerateHashValue()).second) << place;
+    }
+}
+
+} // namespace

@@ -1,0 +1,63 @@
+#include <Kestrel/Root/MD5.h>
+
+#include <gtest/gtest.h>
+
+#include <random>
+#include <string>
+
+namespace {
+
+std::string ToHex(MD5::FingerPrint const & digest) {
+    std::string hex;
+    for (unsigned char byte : digest.bytes) {
+        hex += "0123456789abcdef"[byte >> 4];
+        hex += "0123456789abcdef"[byte & 15];
+    }
+    return hex;
+}
+
+std::string DigestOf(std::string const & text) {
+    MD5::Generator generator;
+    MD5::FingerPrint digest;
+    generator.Update(text.data(), static_cast<unsigned int>(text.size()));
+    generator.Finish(digest);
+    return ToHex(digest);
+}
+
+TEST(MD5, GivesThePublishedDigests) {
+    EXPECT_EQ(DigestOf(""), "d41d8cd98f00b204e9800998ecf8427e");
+    EXPECT_EQ(DigestOf("a"), "0cc175b9c0f1b6a831c399e269772661");
+    EXPECT_EQ(DigestOf("abc"), "900150983cd24fb0d6963f7d28e17f72");
+    EXPECT_EQ(DigestOf("message digest"), "f96b697d7cb7938d525a2f31aaf161d0");
+    EXPECT_EQ(DigestOf("abcdefghijklmnopqrstuvwxyz"), "c3fcd3d76192e4007dfb496cca67e13b");
+    EXPECT_EQ(DigestOf("ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789"),
+              "d174ab98d277d9f5a5611c2c9f419d9f");
+    EXPECT_EQ(DigestOf("1234567890123456789012345678901234567890"
+                       "1234567890123456789012345678901234567890"),
+              "57edf4a22be3c955ac49da2e2107b67a");
+    EXPECT_EQ(DigestOf(std::string(1000000, 'a')), "7707d6ae4e027c70eea2a935c2296f21");
+}
+
+// Every length round the ends of a block, in pieces of every kind.
+TEST(MD5, DoesNotDependOnTheSplitting) {
+    std::mt19937 random(1);
+    for (unsigned int length = 0; length < 260; ++length) {
+        std::string text(length, 0);
+        for (char & c : text)
+            c = static_cast<char>(random());
+        MD5::Generator generator;
+        for (unsigned int at = 0; at < length;) {
+            unsigned int const piece = std::min<unsigned int>(length - at, random() % 130);
+            generator.Update(text.data() + at, piece);
+            at += piece;
+        }
+        MD5::FingerPrint digest;
+        generator.Finish(digest);
+        ASSERT_EQ(ToHex(digest), DigestOf(text)) << length;
+        generator.Update("abc", 3);
+        generator.Finish(digest);
+        ASSERT_EQ(ToHex(digest), DigestOf("abc")) << "it began anew";
+    }
+}
+
+} // namespace

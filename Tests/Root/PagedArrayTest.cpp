@@ -1,0 +1,58 @@
+#include <Kestrel/Root/PagedArray.h>
+
+#include "Tests/Support/FaultSweep.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+namespace {
+
+TEST(PagedArray, NeverMovesWhatItHolds) {
+    Mu::PagedArray<std::string> array;
+    std::string * const first = &array.Push("first");
+    for (int i = 1; i < 1000; ++i)
+        array.Push(std::to_string(i));
+    EXPECT_EQ(&array[0], first);
+    unsigned int count = 0;
+    for (std::string const & value : array)
+        EXPECT_EQ(value, count++ == 0 ? "first" : std::to_string(count - 1));
+    EXPECT_EQ(count, 1000u);
+    array.DeleteLast();
+    EXPECT_EQ(array.GetLast(), "998");
+}
+
+TEST(PagedArray, SwapsArraysAndElements) {
+    Mu::PagedArray<int> a;
+    Mu::PagedArray<int> b;
+    a.Push(1);
+    a.Push(2);
+    a.Swap(0, 1);
+    a.Swap(b);
+    EXPECT_TRUE(a.IsEmpty());
+    EXPECT_EQ(b[0], 2);
+    a = b;
+    b.Clear();
+    EXPECT_EQ(a.GetLast(), 1);
+    a.Push(a[0]);
+    EXPECT_EQ(a[2], 2);
+}
+
+TEST(PagedArray, IsUnchangedWhenItCannotGrow) {
+    SweepAllocations([](bool) {
+        Mu::PagedArray<std::string> array;
+        for (unsigned int i = 0; i < 60; ++i) {
+            try {
+                array.Push(std::to_string(i));
+            } catch (Mu::OutOfMemoryException const &) {
+                EXPECT_EQ(array.GetSize(), i);
+                array.Clear();
+                throw;
+            }
+        }
+        Mu::PagedArray<std::string> const copy(array);
+        EXPECT_EQ(copy[59], "59");
+    });
+}
+
+} // namespace
