@@ -13,9 +13,13 @@ public:
     Concatenation(char const * first, ConstSubstring const & second);
 
     template <typename Part>
-    Concatenation && operator+(Part const & part) && {
+    Concatenation operator+(Part const & part) && {
         text.Append(part);
         return std::move(*this);
+    }
+    template <typename Part>
+    Concatenation operator+(Part const & part) const & {
+        return Concatenation(*this) + part;
     }
 
     UniString const & ToString() const { return text; }

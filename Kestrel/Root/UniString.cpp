@@ -26,8 +26,6 @@ UniString::UniString(char const * text, unsigned int length, MuCharCode code) : 
 UniString::UniString(unsigned short const * text)
     : UniString(ConstSubstring(text, CountUnits(text))) {}
 
-UniString::UniString(UniString const & other) : UniString(ConstSubstring(other)) {}
-
 UniString::UniString(UniString const & other, unsigned int from, unsigned int range)
     : UniString(other(from, range)) {}
 

@@ -46,7 +46,10 @@ public:
     UniString(char const * text, unsigned int length, MuCharCode code = MuMachineCharCode);
     UniString(unsigned short const * text);
     UniString(char16_t const * text) : UniString(ToUnits(text)) {}
-    UniString(UniString const & other);
+    UniString(UniString const & other) : Object(other), units(NoUnits()) {
+        if (other.length != 0)
+            *this = ConstSubstring(other);
+    }
     UniString(UniString const & other, unsigned int from, unsigned int range = All);
     UniString(UniString && other) noexcept : units(NoUnits()) { Swap(other); }
     UniString(ConstSubstring const & text);

@@ -75,6 +75,9 @@ TEST(UniString, IsMadeOfAndAssignedFromEveryKindOfText) {
                 "abcdef-\xC3\xA4x\xC3\xA4"
                 "az");
     EXPECT_TEXT(UniString("1" + text), "1abcdef");
+    auto const underWay = text + "-";
+    EXPECT_TEXT(UniString(underWay + "x" + 'y'), "abcdef-xy");
+    EXPECT_TEXT(UniString(underWay), "abcdef-");
     UniString other;
     other = text(1, 3);
     EXPECT_TEXT(other, "bcd");
