@@ -112,11 +112,15 @@ void File::ConnectOrCreate(OnNotFound onNotFound, Folder * folder) {
 }
 
 MuErrCode File::Connect() {
-    switch (fileSystem.Connect(&location, &entry)) {
+    MuErrCode const connected = fileSystem.Connect(&location, &entry);
+    if (connected != NoError)
+        entry = nullptr; // whatever a file system left there is not ours to give back
+    switch (connected) {
+    case NoError: return NoError;
     case ErrFSNotAFile: return ErrNotAFile;
     case ErrFSAccessDenied: return ErrFileAccessDenied;
     case ErrFSFileNotFound: return ErrFileNotFound;
-    default: return entry != nullptr ? NoError : Error;
+    default: return Error;
     }
 }
 

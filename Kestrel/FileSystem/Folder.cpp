@@ -97,11 +97,15 @@ void Folder::ConnectOrCreate(OnNotFound onNotFound, Folder * parent) {
 }
 
 MuErrCode Folder::Connect() {
-    switch (fileSystem.Connect(&location, &entry)) {
+    MuErrCode const connected = fileSystem.Connect(&location, &entry);
+    if (connected != NoError)
+        entry = nullptr; // whatever a file system left there is not ours to give back
+    switch (connected) {
+    case NoError: return NoError;
     case ErrFSNotAFolder: return ErrNotAFolder;
     case ErrFSAccessDenied: return ErrFolderAccessDenied;
     case ErrFSFolderNotFound: return ErrFolderNotFound;
-    default: return entry != nullptr ? NoError : Error;
+    default: return Error;
     }
 }
 
