@@ -139,14 +139,6 @@ MuErrCode Location::New(Location ** location, char const * text) {
     return Make(location, text);
 }
 
-bool Location::HasAddresses() const {
-    return network.GetStatus() == NoError && local.GetStatus() == NoError;
-}
-
-MuErrCode Location::GetStatus() const {
-    return HasAddresses() ? status : ErrMemoryFull;
-}
-
 bool Location::IsValid() const {
     return GetStatus() == NoError && IsLegal();
 }

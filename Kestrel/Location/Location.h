@@ -95,7 +95,7 @@ public:
     static MuErrCode New(Location ** location, char const * text);
 
     /// ErrMemoryFull when an address is invalid, else the status.
-    MuErrCode GetStatus() const;
+    MuErrCode GetStatus() const { return HasAddresses() ? status : ErrMemoryFull; }
     /// Healthy and legal on this platform.
     bool IsValid() const;
 
@@ -204,7 +204,11 @@ private:
     static MuErrCode Make(Location ** location, Arguments const &... arguments);
 
     static constexpr unsigned int NotAsked = 2;
-    bool HasAddresses() const;
+    bool HasAddresses() const {
+        return network.node != Address::NoNode && local.node != Address::NoNode;
+    }
+    // Mostly told by the nodes alone, without a call.
+    static bool IsSame(Address const & a, Address const & b) { return a.node == b.node || a == b; }
     MuErrCode Check(bool nullArgument) const;
     MuErrCode CheckChange(bool nullArgument);
     bool Resolve(Mu::UniString const & text);

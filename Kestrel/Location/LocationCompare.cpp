@@ -37,8 +37,8 @@ MuErrCode CountLeadingDots(RelativeLocation const & relative, LeadingDots & dots
 } // namespace
 
 bool Location::operator==(Location const & other) const {
-    return AreHealthy(*this, other) && network == other.network && local == other.local &&
-           userName == other.userName;
+    return AreHealthy(*this, other) && IsSame(network, other.network) &&
+           IsSame(local, other.local) && userName == other.userName;
 }
 
 bool Location::operator!=(Location const & other) const {
