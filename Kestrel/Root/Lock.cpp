@@ -33,8 +33,8 @@ bool LockCore::IsMine() const {
     return owner.load(std::memory_order_relaxed) == Platform::GetThreadToken();
 }
 
-bool LockCore::TryEnter() {
-    std::uintptr_t const me = Platform::GetThreadToken();
+// Inline in spite of its place, since the exported functions round it are not.
+inline bool LockCore::TakeNow(std::uintptr_t me) {
     unsigned int expected = Free;
     if (owner.load(std::memory_order_relaxed) != me) {
         if (!state.compare_exchange_strong(expected, Held, std::memory_order_acquire,
@@ -46,17 +46,24 @@ bool LockCore::TryEnter() {
     return true;
 }
 
+bool LockCore::TryEnter() {
+    return TakeNow(Platform::GetThreadToken());
+}
+
 bool LockCore::Enter() {
-    if (TryEnter())
-        return true;
-    if (!EnterContended())
+    std::uintptr_t const me = Platform::GetThreadToken();
+    return TakeNow(me) || EnterContended(me);
+}
+
+bool LockCore::EnterContended(std::uintptr_t me) {
+    if (!WaitAndTake())
         return false;
-    owner.store(Platform::GetThreadToken(), std::memory_order_relaxed);
+    owner.store(me, std::memory_order_relaxed);
     depth = 1;
     return true;
 }
 
-bool LockCore::EnterContended() {
+bool LockCore::WaitAndTake() {
     for (unsigned int spin = 0; spin < SpinCount; ++spin) {
         unsigned int expected = Free;
         if (state.load(std::memory_order_relaxed) == Free &&

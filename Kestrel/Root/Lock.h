@@ -42,7 +42,9 @@ public:
     bool IsMine() const;
 
 private:
-    bool EnterContended();
+    bool TakeNow(std::uintptr_t me);
+    bool EnterContended(std::uintptr_t me);
+    bool WaitAndTake();
 
     std::atomic<unsigned int> state = 0;   // 0 free, 1 held, 2 held and somebody may be waiting
     unsigned int depth = 0;                // how often the owner holds it; the owner's alone

@@ -57,9 +57,11 @@ alignas(16) thread_local unsigned char threadStorage[ThreadStorageSize];
 
 constinit SystemCalls systemCalls = {CreateLock, Wait, Wake, StartThread};
 
+#if !defined(__x86_64__) || !defined(__linux__)
 std::uintptr_t GetThreadToken() {
     return static_cast<std::uintptr_t>(pthread_self());
 }
+#endif
 
 void JoinThread(std::uintptr_t thread) {
     pthread_join(static_cast<pthread_t>(thread), nullptr);
