@@ -1,0 +1,316 @@
+#include <Kestrel/FileSystem/Internal/WinFileSystem.h>
+
+#include <Kestrel/FileSystem/Internal/SpecialLocations.h>
+#include <Kestrel/Location/Internal/OSErrors.h>
+
+#include "Tests/Support/FaultSweep.h"
+#include "Tests/Support/FileSystem/Connection.h"
+#include "Tests/Support/FileSystem/ScriptedFileCalls.h"
+#include "Tests/Support/LogCapture.h"
+#include "Tests/Support/TempFolder.h"
+#include "Tests/Support/Text.h"
+
+#include <gtest/gtest.h>
+
+#include <memory>
+
+namespace {
+
+using Tests::FileCall;
+using Tests::FileConnection;
+using Tests::FolderConnection;
+
+class WinFileSystem : public testing::Test {
+protected:
+    WinFileSystem() : root(Mu::UniString(folder.GetPortable())) { folder.Write("file", "x"); }
+    ~WinFileSystem() override {
+        IO::ClearOSErrors();
+        EXPECT_EQ(calls.CountOpen(), 0) << "a handle is left";
+    }
+
+    IO::Location At(char const * name) const { return IO::Location(root, IO::Name(name)); }
+
+    Tests::TempFolder folder;
+    IO::Location root;
+    Tests::ScriptedFileCalls calls;
+};
+
+bool Ignore(IO::Location const &, void * data) {
+    return ++*static_cast<int *>(data) != 2;
+}
+
+} // namespace
+
+TEST_F(WinFileSystem, ConnectsWhatIsThere) {
+    IO::Location unhealthy("C:\\\\"), illegal("C:\\a?"), absent = At("none");
+    IO::Location const network("\\\\host\\share");
+    struct {
+        IO::Location location;
+        MuErrCode file;
+        MuErrCode folder;
+    } const table[] = {
+        {At("file"), IO::NoError, IO::ErrFSNotAFolder},
+        {root, IO::ErrFSNotAFile, IO::NoError},
+        {IO::Location(), IO::ErrFSNotAFile, IO::NoError},
+        {IO::Location("C:\\"), IO::ErrFSNotAFile, IO::NoError},
+        {absent, IO::ErrFSFileNotFound, IO::ErrFSFolderNotFound},
+        {IO::Location(absent, IO::Name("x")), IO::ErrFSFileNotFound, IO::ErrFSFolderNotFound},
+        {IO::Location(At("file"), IO::Name("x")), IO::ErrFSFileNotFound, IO::ErrFSFolderNotFound},
+        {illegal, IO::ErrFSFileNotFound, IO::ErrFSFolderNotFound},
+        {unhealthy, IO::Error, IO::Error},
+    };
+    for (auto const & row : table) {
+        SCOPED_TRACE(testing::Message() << "row " << &row - table);
+        EXPECT_EQ(FileConnection(row.location).GetStatus(), row.file);
+        EXPECT_EQ(FolderConnection(row.location).GetStatus(), row.folder);
+    }
+}
+
+TEST_F(WinFileSystem, GivesADriveTheDepthOne) {
+    FolderConnection const drive(IO::Location("C:\\")), deep(root);
+    EXPECT_EQ(static_cast<IO::WinFolderEntry &>(*drive).GetDepth(), 1u);
+    EXPECT_EQ(static_cast<IO::WinFolderEntry &>(*deep).GetDepth(), root.GetLocalLength());
+}
+
+// The link look-up and the question for the type share one look at the disk.
+TEST_F(WinFileSystem, LooksAtTheDiskOnceToConnect) {
+    auto const countLooks = [&](IO::Location const & location) {
+        calls.ResetCounts();
+        FileConnection const file(location);
+        FolderConnection const asFolder(location);
+        return calls.Count(FileCall::Any);
+    };
+    unsigned int const links = calls.MarksLinks() ? 0 : 2; // where a look at the content must tell
+    EXPECT_EQ(countLooks(At("file")), 4 + links) << "FindFirstFile and FindClose, twice";
+    EXPECT_EQ(countLooks(root), 4u);
+    EXPECT_EQ(countLooks(At("none")), 2u);
+    calls.ResetCounts();
+    {
+        FileConnection const file(At("file"));
+        ASSERT_EQ(file->Open(IO::FileEntry::OpenMode::Read), IO::FileEntry::OpenStatus::Done);
+        ASSERT_EQ(file->Close(), IO::FileEntry::CloseStatus::Done);
+    }
+    EXPECT_EQ(calls.Count(FileCall::Any), 4 + links / 2) << "to connect, open and close";
+}
+
+TEST_F(WinFileSystem, AsksNoDiskForAShareOrADrive) {
+    calls.ResetCounts();
+    Mu::UniString text;
+    FolderConnection const drive(IO::Location("C:\\"));
+    EXPECT_EQ(drive.GetStatus(), IO::NoError);
+    EXPECT_EQ(calls.Count(FileCall::Any), calls.Count(FileCall::GetDriveType));
+}
+
+TEST_F(WinFileSystem, ReadsTheFolderWhenAFileMayNotBeAsked) {
+    struct {
+        unsigned int error;
+        MuErrCode code;
+    } const whole[] = {
+        {5, IO::ErrFSAccessDenied}, {32, IO::ErrFSAccessDenied}, {33, IO::ErrFSAccessDenied},
+        {2, IO::ErrFSFileNotFound}, {3, IO::ErrFSFileNotFound},  {87, IO::ErrFSFileNotFound},
+    };
+    for (auto const & row : whole) {
+        SCOPED_TRACE(row.error);
+        calls.Fail(FileCall::Any, 1, row.error, true);
+        EXPECT_EQ(FileConnection(At("file")).GetStatus(), row.code);
+        calls.Clear();
+        // A single failure of the first look is made good by the second one.
+        calls.Fail(FileCall::FindFirstFile, 1, row.error);
+        EXPECT_EQ(FileConnection(At("file")).GetStatus(),
+                  row.error == 2 || row.error == 3 ? IO::ErrFSFileNotFound : IO::NoError);
+        calls.Clear();
+    }
+    IO::RestrictLinkExtensions(); // the type alone is asked for now
+    for (unsigned int const error : {5u, 32u}) {
+        calls.Fail(FileCall::GetFileAttributes, 1, error);
+        EXPECT_EQ(FileConnection(At("file")).GetStatus(), IO::NoError);
+        EXPECT_TRUE(calls.Clear());
+    }
+    calls.Fail(FileCall::GetFileAttributes, 1, 33);
+    EXPECT_EQ(FileConnection(At("file")).GetStatus(), IO::ErrFSAccessDenied);
+    calls.Clear();
+    IO::NativeFileSystem::Get()->SetOption(IO::NativeFileSystem::LinkExtensionsOption, 1);
+}
+
+TEST_F(WinFileSystem, GoesOnWithoutALinkThatCannotBeRead) {
+    FolderConnection const parent(root);
+    ASSERT_EQ(parent->CreateLink("link.lnk", At("file")), IO::FolderEntry::CreateStatus::Done);
+    calls.Fail(FileCall::ReadShellLink, 1, IO::FileError::GeneralFailure);
+    FileConnection const link(At("link.lnk"));
+    EXPECT_EQ(link.GetStatus(), IO::NoError);
+    EXPECT_EQ(link.GetLocation(), At("link.lnk"));
+    calls.Fail(FileCall::ReadShellLink, 1, IO::FileError::GeneralFailure);
+    IO::EntryType type;
+    EXPECT_EQ(parent->GetType("link.lnk", &type), IO::FolderEntry::GetTypeStatus::Done);
+    EXPECT_EQ(type, IO::EntryType::File);
+    calls.Clear();
+}
+
+TEST_F(WinFileSystem, TakesUsedEntriesAgain) {
+    { FileConnection const warm(At("file")); }
+    unsigned long long const before = Tests::CountAllocations();
+    {
+        std::unique_ptr<FileConnection> files[6];
+        for (auto & file : files)
+            file = std::make_unique<FileConnection>(At("file"));
+        std::unique_ptr<FolderConnection> folders[10];
+        for (auto & one : folders)
+            one = std::make_unique<FolderConnection>(root);
+    }
+    unsigned long long const first = Tests::CountAllocations() - before;
+    { FileConnection const again(At("file")); }
+    unsigned long long const one = Tests::CountAllocations() - before - first;
+    EXPECT_LE(one, 4u) << "the path, and what its making takes; no entry";
+    EXPECT_GE(first, 16 * (one - 1) + 4) << "two entries of each kind more than the pools hold";
+}
+
+TEST_F(WinFileSystem, FindsEachSpecialLocationWhereItIsLookedFor) {
+    struct Folders : Tests::ScriptedFileCalls {
+        unsigned int SHGetFolderPath(int number, Tests::TextBuffer * path) override {
+            asked += (asked.empty() ? "" : " ") + std::to_string(number);
+            if (number == missing)
+                return 2;
+            path->length = 0;
+            path->Put(u"C:\\special");
+            return 0;
+        }
+        unsigned int GetTempPath(Tests::TextBuffer *) override {
+            asked += "temp ";
+            return 2;
+        }
+        std::string asked;
+        int missing = -1;
+    } folders;
+    struct {
+        unsigned int id;
+        int missing;
+        char const * asked;
+    } const table[] = {
+        {4, -1, "28"},    {5, 28, "28 26"}, {6, -1, "28"},        {7, 28, "28 26"},  {8, -1, "26"},
+        {9, 35, "35 26"}, {10, -1, "16"},   {11, -1, "temp  28"}, {12, -1, "5"},     {13, -1, "46"},
+        {14, -1, "46"},   {15, -1, "46"},   {16, 40, "40 5"},     {17, 43, "43 38"},
+    };
+    for (auto const & row : table) {
+        folders.asked.clear();
+        folders.missing = row.missing;
+        IO::Location location;
+        EXPECT_TRUE(IO::FindSpecialLocation(static_cast<IO::SpecLocId>(row.id), &location));
+        EXPECT_EQ(folders.asked, row.asked) << row.id;
+        EXPECT_EQ(location, IO::Location("C:\\special"));
+    }
+    folders.missing = 26;
+    Tests::LogCapture log;
+    IO::Location location;
+    EXPECT_EQ(IO::fileSystem.GetSpecialLocation(IO::SpecLocId::UserRoamingSettings, &location),
+              IO::Error);
+    ASSERT_EQ(log.GetLines().size(), 1u);
+    EXPECT_EQ(log.GetLines()[0].severity, Mu::LogSeverity::Error);
+    EXPECT_EQ(
+        log.GetLines()[0].text.rfind(
+            "Query of the special location \"UserRoamingSettings\" has failed (OS errors: ", 0),
+        0u);
+}
+
+TEST_F(WinFileSystem, GoesWithoutATemporaryFolderThatCannotBeWritten) {
+    IO::Location temporary, settings;
+    calls.Fail(FileCall::CreateFile, 1, 5);
+    ASSERT_EQ(IO::fileSystem.GetSpecialLocation(IO::SpecLocId::TemporaryFolder, &temporary),
+              IO::NoError);
+    EXPECT_TRUE(calls.Clear());
+    ASSERT_EQ(IO::fileSystem.GetSpecialLocation(IO::SpecLocId::UserLocalSettings, &settings),
+              IO::NoError);
+    EXPECT_EQ(temporary, settings);
+}
+
+TEST_F(WinFileSystem, IsOnLineUnlessARemovableDriveIsEmpty) {
+    struct Drives : Tests::ScriptedFileCalls {
+        unsigned int GetDriveType(Tests::PathText) override { return type; }
+        unsigned int GetVolumeInformation(Tests::PathText) override {
+            ++questions;
+            return error;
+        }
+        unsigned int SetErrorMode(unsigned int mode) override {
+            modes.push_back(mode);
+            return 0x77;
+        }
+        unsigned int type = 0;
+        unsigned int error = 0;
+        int questions = 0;
+        std::vector<unsigned int> modes;
+    } drives;
+    struct {
+        unsigned int type, error;
+        bool isOnLine;
+        int questions;
+    } const table[] = {
+        {2, 0, true, 1},  {2, 21, false, 1}, {5, 0, true, 1},  {5, 21, false, 1},
+        {3, 21, true, 0}, {4, 21, true, 0},  {6, 21, true, 0}, {0, 21, true, 0},
+    };
+    for (auto const & row : table) {
+        drives.type = row.type;
+        drives.error = row.error;
+        drives.questions = 0;
+        drives.modes.clear();
+        EXPECT_EQ(IO::fileSystem.IsOnLine(IO::Location("C:\\a")), row.isOnLine) << row.type;
+        EXPECT_EQ(drives.questions, row.questions);
+        if (row.questions != 0) {
+            EXPECT_EQ(drives.modes.front(), 0x8001u) << "no dialog asks for the medium";
+            EXPECT_EQ(drives.modes.back(), 0x77u);
+        }
+    }
+}
+
+TEST_F(WinFileSystem, TellsHowTheEnumerationOfDrivesEnded) {
+    int count = 0;
+    EXPECT_EQ(IO::fileSystem.EnumerateMountPoints(Ignore, &count), IO::NoError);
+    EXPECT_EQ(count, 2) << "stopped at the first drive";
+    Tests::LogCapture log;
+    count = 2;
+    calls.Fail(FileCall::GetLogicalDriveStrings, 1, IO::FileError::MoreData);
+    EXPECT_EQ(IO::fileSystem.EnumerateMountPoints(Ignore, &count), IO::Error);
+    EXPECT_TRUE(calls.Clear());
+    EXPECT_TRUE(log.Contains("Enumerating mount points: unknown error (OS errors: "
+                             "GetLogicalDriveStrings: 234 = "));
+    EXPECT_STREQ(IO::GetOSErrors(), "") << "they are told once";
+}
+
+TEST_F(WinFileSystem, TellsWhyAResolvedTypeCannotBeEstimated) {
+    FolderConnection const parent(root);
+    ASSERT_EQ(parent->CreateLink("link.lnk", At("none")), IO::FolderEntry::CreateStatus::Done);
+    Tests::LogCapture log;
+    IO::EntryType type;
+    EXPECT_EQ(IO::fileSystem.EstimateResolvedType(At("link.lnk"), &type), IO::ErrFSEntryNotFound);
+    Mu::UniString place;
+    At("link.lnk").ToLogText(&place);
+    ASSERT_EQ(log.GetLines().size(), 1u);
+    EXPECT_EQ(log.GetLines()[0].text.rfind("Estimation of the resolved type of the location \"" +
+                                               ToUtf8(place) +
+                                               "\" has failed: entry is not found (OS errors: ",
+                                           0),
+              0u);
+}
+
+TEST_F(WinFileSystem, MeetsEveryFaultOfTheSystem) {
+    Tests::SweepFileCalls([&](bool failed) {
+        FileConnection const file(At("file"));
+        char byte = 0;
+        unsigned int read = 0;
+        bool isGood = file.GetStatus() == IO::NoError &&
+                      file->Open(IO::FileEntry::OpenMode::Read) == IO::FileEntry::OpenStatus::Done;
+        if (isGood) {
+            isGood = file->Read(&byte, 1, &read) == IO::FileEntry::ReadStatus::Done;
+            isGood &= file->Close() == IO::FileEntry::CloseStatus::Done;
+        }
+        EXPECT_TRUE(failed || (isGood && byte == 'x'));
+        IO::ClearOSErrors();
+    });
+}
+
+TEST_F(WinFileSystem, MeetsEveryFailedAllocation) {
+    SweepAllocations([&](bool failed) {
+        FileConnection const file(At("file"));
+        FolderConnection const asFolder(root);
+        EXPECT_TRUE(failed || file.GetStatus() == IO::NoError);
+        EXPECT_TRUE(failed || asFolder.GetStatus() == IO::NoError);
+    });
+}
