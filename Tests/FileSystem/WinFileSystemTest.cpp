@@ -12,7 +12,7 @@
 
 #include <gtest/gtest.h>
 
-#include <memory>
+#include <optional>
 
 namespace {
 
@@ -146,22 +146,35 @@ TEST_F(WinFileSystem, GoesOnWithoutALinkThatCannotBeRead) {
     calls.Clear();
 }
 
+// Four files and eight folders cost the text of their path and nothing else.
 TEST_F(WinFileSystem, TakesUsedEntriesAgain) {
-    { FileConnection const warm(At("file")); }
-    unsigned long long const before = Tests::CountAllocations();
-    {
-        std::unique_ptr<FileConnection> files[6];
-        for (auto & file : files)
-            file = std::make_unique<FileConnection>(At("file"));
-        std::unique_ptr<FolderConnection> folders[10];
-        for (auto & one : folders)
-            one = std::make_unique<FolderConnection>(root);
-    }
-    unsigned long long const first = Tests::CountAllocations() - before;
-    { FileConnection const again(At("file")); }
-    unsigned long long const one = Tests::CountAllocations() - before - first;
-    EXPECT_LE(one, 4u) << "the path, and what its making takes; no entry";
-    EXPECT_GE(first, 16 * (one - 1) + 4) << "two entries of each kind more than the pools hold";
+    IO::Location const file = At("file");
+    Mu::UniString path;
+    EXPECT_EQ(file.ToPath(&path), IO::NoError);
+    EXPECT_EQ(root.ToPath(&path), IO::NoError);
+    auto const allocationsOf = [](auto const & work) {
+        unsigned long long const before = Tests::CountAllocations();
+        work();
+        return Tests::CountAllocations() - before;
+    };
+    auto const onePath = allocationsOf([&] {
+        Mu::UniString text;
+        EXPECT_EQ(file.ToPath(&text), IO::NoError);
+    });
+    EXPECT_EQ(allocationsOf([&] { FileConnection const one(file); }), onePath);
+    EXPECT_EQ(allocationsOf([&] { FolderConnection const one(root); }), onePath);
+    EXPECT_EQ(allocationsOf([&] {
+                  std::optional<FileConnection> files[6];
+                  for (auto & one : files)
+                      one.emplace(file);
+              }),
+              6 * onePath + 2);
+    EXPECT_EQ(allocationsOf([&] {
+                  std::optional<FolderConnection> folders[11];
+                  for (auto & one : folders)
+                      one.emplace(root);
+              }),
+              11 * onePath + 3);
 }
 
 TEST_F(WinFileSystem, FindsEachSpecialLocationWhereItIsLookedFor) {
