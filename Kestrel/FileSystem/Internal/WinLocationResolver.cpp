@@ -45,11 +45,13 @@ public:
     // Takes a name and the separator behind it; false where none begins. A name with a zero in it
     // could not be told from two.
     bool ReadInto(NameList * names) {
-        PathText const name = rest.substr(0, rest.find_first_of(u"\\/"));
-        if (name.empty() || name.find(u'\0') != PathText::npos)
+        std::size_t size = 0;
+        while (size < rest.size() && !IsSeparator(rest[size]) && rest[size] != 0)
+            ++size;
+        if (size == 0 || (size < rest.size() && rest[size] == 0))
             return false;
-        names->Append(name);
-        rest.remove_prefix(std::min(name.size() + 1, rest.size()));
+        names->Append(rest.substr(0, size));
+        rest.remove_prefix(std::min(size + 1, rest.size()));
         return true;
     }
 
