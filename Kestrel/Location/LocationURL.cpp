@@ -155,7 +155,7 @@ MuErrCode AppendHostTo(Mu::UniString & url, Location const & location) {
 } // namespace
 
 bool Location::IsURL(Mu::UniString const & text) {
-    return text.FindFirst("://") != Mu::NotFound;
+    return Text(text).find(u"://") != Text::npos;
 }
 
 bool Location::IsValidScheme(Mu::UniString const & text) {
