@@ -54,6 +54,7 @@ TEST(PlatformConversion, LeavesEqualAndUnknownSignsAlone) {
          {Mu::WindowsSign, Mu::BigEndianMacSign, Mu::LittleEndianMacSign, PlatformSign(12345)}) {
         EXPECT_EQ(Recode(sign, all, sign), all);
         EXPECT_EQ(Recode(sign, all, PlatformSign(1)), all);
+        EXPECT_EQ(Recode(PlatformSign(1), all, sign), all);
     }
     EXPECT_EQ(Recode(Mu::BigEndianMacSign, all, Mu::LittleEndianMacSign), all);
 }

@@ -81,8 +81,8 @@ TEST(String, IsAStandardString) {
                 model += std::string(model.c_str() + place);
                 break;
             case 2:
-                text.SetLength(place);
-                model.resize(place);
+                text.SetLength(2 * place);
+                model.resize(2 * place);
                 break;
             case 3:
                 text.Assign(text.ToCStr() + place, text.GetLength() - place);

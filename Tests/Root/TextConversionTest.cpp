@@ -73,6 +73,7 @@ TEST(TextConversion, KeepsLoneSurrogatesUntilTheyLeave) {
                             "b");
     text.SetSubstring(2, 1, Mu::UniChar(u'\xDE00'));
     EXPECT_EQ(ToUtf8(text), "a\xF0\x9F\x98\x80");
+    EXPECT_STREQ(text.ToCStr(0, 2, MuLogCharCode), "a\xEF\xBF\xBD") << "the range parts a pair";
     text.Truncate(2);
     EXPECT_EQ(ToUtf8(text), "a\xEF\xBF\xBD");
     EXPECT_THROW((void)text.ToCStr(0, 9, MuLogCharCode, Mu::ThrowOnConversionError),

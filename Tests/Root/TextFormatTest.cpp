@@ -31,8 +31,8 @@ void ExpectLikeC(char const * format, int value) {
 } // namespace
 
 TEST(TextFormat, TakesNumbersOfAnyWidth) {
-    for (char const * format : {"%d", "%u", "%x", "%X", "%010d", "%10u", "%-8dx", "%#x", "%.5d",
-                                "%+d", "%#06x", "%3d", "%-3x|", "%08.3d|", "%i"})
+    for (char const * format : {"%d", "%u", "%x", "%X", "%010d", "%10u", "%-8dx", "%-08dx", "%#x",
+                                "%.5d", "%+d", "%#06x", "%3d", "%-3x|", "%08.3d|", "%i"})
         for (int value : {0, 1, 42, 1000000, INT_MAX})
             ExpectLikeC<int, unsigned int, long, unsigned long, long long, unsigned long long>(
                 format, value);

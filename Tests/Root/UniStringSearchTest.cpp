@@ -35,6 +35,16 @@ TEST(UniStringSearch, FindsTextsThatLieWhollyInTheRange) {
     EXPECT_EQ(text.FindFirst("", 99), text.GetLength());
 }
 
+TEST(UniStringSearch, TakesNarrowTextsOfAnyLength) {
+    for (unsigned int length = 120; length < 140; ++length) {
+        std::string const narrow(length, 'x');
+        UniString text(".");
+        text.Append(narrow.c_str());
+        ASSERT_EQ(text.FindFirst(narrow.c_str()), 1u);
+        ASSERT_EQ(text.FindFirst((narrow + "x").c_str()), NotFound);
+    }
+}
+
 TEST(UniStringSearch, FindsOneOfASet) {
     UniString const text(u"name\u00E4?x");
     EXPECT_EQ(text.FindFirstIn("*?"), 5u);

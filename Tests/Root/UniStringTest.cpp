@@ -52,12 +52,16 @@ TEST(UniString, TakesOneExactBlockForACopy) {
     EXPECT_EQ(Tests::CountAllocations(), before + 1);
 }
 
-TEST(UniString, AppendsUnitByUnitInFewAllocations) {
+TEST(UniString, AppendsPieceByPieceInFewAllocations) {
     UniString text;
     unsigned long long const before = Tests::CountAllocations();
     for (unsigned int i = 0; i < 100000; ++i)
         text.Append(Mu::UniChar(static_cast<unsigned short>(i)));
     EXPECT_LE(Tests::CountAllocations() - before, 30u);
+    UniString pieces;
+    for (unsigned int i = 0; i < 50000; ++i)
+        pieces.Append("ab");
+    EXPECT_LE(Tests::CountAllocations() - before, 60u);
     for (unsigned int i = 0; i < 100000; ++i)
         ASSERT_EQ(text[i], static_cast<unsigned short>(i));
 }
@@ -175,6 +179,11 @@ TEST(UniString, GivesMemoryBackOnlyWhenAsked) {
     text = "xyz";
     text.Append(u"0123456789");
     EXPECT_EQ(Tests::CountAllocations(), before);
+    UniString exact("123");
+    unsigned long long const exactBefore = Tests::CountAllocations();
+    exact = "456";
+    exact.Assign("abc", 3);
+    EXPECT_EQ(Tests::CountAllocations(), exactBefore);
     text.SetCapacity(5);
     EXPECT_EQ(text.GetCapacity(), 13u) << "never below the text";
     EXPECT_TEXT(text, "xyz0123456789");
