@@ -112,6 +112,8 @@ unsigned int PosixFileCalls::FindAll(PathText folder, FindHandle * find, FindDat
     unsigned int error = OnEntry(folder, &native, [&descriptor](char const * entry) {
         return (descriptor = OpenFolder(entry)) >= 0;
     });
+    if (error == FileError::FileNotFound) // what is looked into is no last name
+        return FileError::PathNotFound;
     if (error != FileError::None)
         return error == FileError::PathNotFound && errno == ENOTDIR ? FileError::Directory : error;
     void * const block = Mu::NewOperator(sizeof(Search));

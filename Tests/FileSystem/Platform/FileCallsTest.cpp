@@ -1,0 +1,460 @@
+#include <Kestrel/FileSystem/Platform/FileCalls.h>
+
+#include "Tests/Support/TempFolder.h"
+
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <set>
+#include <string>
+
+// What each call does on the real system, the same on both platforms.
+
+namespace {
+
+using namespace IO;
+using Tests::TempFolder;
+namespace fs = std::filesystem;
+
+constexpr unsigned int ReadWrite = FileAccess::Read | FileAccess::Write;
+
+class FileCallsTest : public ::testing::Test {
+protected:
+    FileCalls & calls = GetPlatformFileCalls();
+    TempFolder folder;
+
+    std::u16string Path(std::string const & name) const { return folder.GetPortable(name); }
+
+    /// Opens, expects success, and closes at the end of the test.
+    FileHandle Open(std::string const & name, unsigned int access = ReadWrite,
+                    unsigned int disposition = FileDisposition::OpenExisting) {
+        FileHandle file;
+        unsigned int const share =
+            access == FileAccess::Read ? FileShare::Read | FileShare::Write : FileShare::None;
+        EXPECT_EQ(calls.CreateFile(Path(name), access, share, disposition, 0, &file), 0u) << name;
+        opened.push_back(file);
+        return file;
+    }
+
+    unsigned int TryOpen(std::string const & name, unsigned int disposition,
+                         unsigned int attributes = FileAttribute::Normal,
+                         unsigned int access = ReadWrite) {
+        FileHandle file;
+        unsigned int const error =
+            calls.CreateFile(Path(name), access, FileShare::None, disposition, attributes, &file);
+        EXPECT_EQ(file != nullptr, error == FileError::None);
+        if (file != nullptr) {
+            EXPECT_EQ(calls.CloseHandle(file), 0u);
+        }
+        return error;
+    }
+
+    unsigned int GetAttributes(std::string const & name) {
+        unsigned int attributes = 99;
+        unsigned int const error = calls.GetFileAttributes(Path(name), &attributes);
+        return error == FileError::None ? attributes : 1000000 + error;
+    }
+
+    FindData Find(std::string const & name) {
+        FindHandle find;
+        FindData data = {};
+        EXPECT_EQ(calls.FindFirstFile(Path(name), &find, &data), 0u) << name;
+        EXPECT_EQ(calls.FindClose(find), 0u);
+        return data;
+    }
+
+    std::set<std::u16string> List(std::string const & name) {
+        std::set<std::u16string> names;
+        FindHandle find;
+        FindData data;
+        unsigned int error = calls.FindFirstFile(Path(name) + u"\\*", &find, &data);
+        for (; error == FileError::None; error = calls.FindNextFile(find, &data))
+            EXPECT_TRUE(names.insert(std::u16string(data.GetName())).second);
+        EXPECT_EQ(error, FileError::NoMoreFiles);
+        EXPECT_EQ(calls.FindClose(find), 0u);
+        return names;
+    }
+
+    void TearDown() override {
+        for (FileHandle const file : opened)
+            calls.CloseHandle(file);
+    }
+
+    std::vector<FileHandle> opened;
+};
+
+} // namespace
+
+TEST_F(FileCallsTest, CreatesAndOpensByDisposition) {
+    EXPECT_EQ(TryOpen("x", FileDisposition::OpenExisting), FileError::FileNotFound);
+    EXPECT_EQ(TryOpen("x", FileDisposition::TruncateExisting), FileError::FileNotFound);
+    EXPECT_EQ(TryOpen("none\\x", FileDisposition::CreateNew), FileError::PathNotFound);
+    EXPECT_EQ(TryOpen("x", FileDisposition::CreateNew), FileError::None);
+    EXPECT_EQ(TryOpen("x", FileDisposition::CreateNew), FileError::FileExists);
+    folder.Write("x", "content");
+    EXPECT_EQ(TryOpen("x", FileDisposition::OpenExisting), FileError::None);
+    EXPECT_EQ(folder.Read("x"), "content");
+    EXPECT_EQ(TryOpen("x", FileDisposition::TruncateExisting), FileError::None);
+    EXPECT_EQ(folder.Read("x"), "");
+    folder.Write("x", "content");
+    FileHandle file; // a file that stands already is told of, as a success
+    (void)calls.CreateFile(Path("x"), ReadWrite, 0, FileDisposition::CreateAlways, 0, &file);
+    ASSERT_NE(file, nullptr);
+    EXPECT_EQ(calls.CloseHandle(file), 0u);
+    EXPECT_EQ(folder.Read("x"), "");
+    EXPECT_EQ(TryOpen("y", FileDisposition::CreateAlways), FileError::None);
+    EXPECT_EQ(TryOpen("z", FileDisposition::OpenAlways), FileError::None);
+    EXPECT_TRUE(fs::exists(folder / "z"));
+    EXPECT_EQ(TryOpen("x", 0), FileError::InvalidParameter);
+    EXPECT_EQ(TryOpen("x", 6), FileError::InvalidParameter);
+}
+
+TEST_F(FileCallsTest, CreatesAFileThatNobodyMayWrite) {
+    EXPECT_EQ(TryOpen("new", FileDisposition::CreateNew, FileAttribute::ReadOnly, FileAccess::None),
+              FileError::None);
+    EXPECT_EQ(GetAttributes("new") & FileAttribute::ReadOnly, FileAttribute::ReadOnly);
+}
+
+TEST_F(FileCallsTest, ReadsAndWritesAtThePosition) {
+    FileHandle const file = Open("x", ReadWrite, FileDisposition::CreateNew);
+    unsigned int count = 99;
+    unsigned long long position = 99;
+    EXPECT_EQ(calls.WriteFile(file, "hello world", 11, &count), 0u);
+    EXPECT_EQ(count, 11u);
+    EXPECT_EQ(calls.SetFilePointerEx(file, -5, &position, 2), 0u);
+    EXPECT_EQ(position, 6u);
+    char text[20] = {};
+    EXPECT_EQ(calls.ReadFile(file, text, 20, &count), 0u);
+    EXPECT_EQ(std::string(text, count), "world");
+    EXPECT_EQ(calls.ReadFile(file, text, 20, &count), 0u) << "the end is no failure";
+    EXPECT_EQ(count, 0u);
+    EXPECT_EQ(calls.SetFilePointerEx(file, -12, &position, 1), FileError::NegativeSeek);
+    EXPECT_EQ(calls.SetFilePointerEx(file, 0, &position, 1), 0u);
+    EXPECT_EQ(position, 11u) << "a refused move moves nothing";
+    EXPECT_EQ(calls.SetFilePointerEx(file, 0, nullptr, 3), FileError::InvalidParameter);
+
+    unsigned long long size = 99;
+    EXPECT_EQ(calls.SetFilePointerEx(file, 4, nullptr, 0), 0u);
+    EXPECT_EQ(calls.SetEndOfFile(file), 0u);
+    EXPECT_EQ(calls.GetFileSizeEx(file, &size), 0u);
+    EXPECT_EQ(size, 4u);
+    EXPECT_EQ(calls.SetFilePointerEx(file, 6, nullptr, 0), 0u);
+    EXPECT_EQ(calls.SetEndOfFile(file), 0u);
+    EXPECT_EQ(calls.FlushFileBuffers(file), 0u);
+    EXPECT_EQ(folder.Read("x"), std::string("hell\0\0", 6));
+}
+
+TEST_F(FileCallsTest, RefusesWhatTheHandleWasNotOpenedFor) {
+    folder.Write("x", "content");
+    unsigned int count = 99;
+    char text[4];
+    FileHandle const reader = Open("x", FileAccess::Read);
+    EXPECT_EQ(calls.WriteFile(reader, "a", 1, &count), FileError::AccessDenied);
+    EXPECT_EQ(count, 0u);
+    EXPECT_EQ(calls.SetEndOfFile(reader), FileError::AccessDenied);
+    unsigned long long const time = 1;
+    EXPECT_EQ(calls.SetFileTime(reader, nullptr, &time), FileError::AccessDenied);
+    folder.Write("y", "content");
+    FileHandle const writer = Open("y", FileAccess::Write);
+    EXPECT_EQ(calls.ReadFile(writer, text, 4, &count), FileError::AccessDenied);
+    EXPECT_EQ(count, 0u);
+    EXPECT_EQ(folder.Read("x"), "content");
+}
+
+TEST_F(FileCallsTest, TellsKindsAndProtectionByAttributes) {
+    folder.Write("file", "x");
+    fs::create_directory(folder / "sub");
+    EXPECT_EQ(GetAttributes("sub") & FileAttribute::Folder, FileAttribute::Folder);
+    EXPECT_EQ(GetAttributes("file") & (FileAttribute::Folder | FileAttribute::ReadOnly), 0u);
+    EXPECT_EQ(GetAttributes("none"), 1000000 + FileError::FileNotFound);
+    EXPECT_EQ(GetAttributes("none\\x"), 1000000 + FileError::PathNotFound);
+    EXPECT_EQ(GetAttributes("file\\x"), 1000000 + FileError::PathNotFound);
+
+    EXPECT_EQ(calls.SetFileAttributes(Path("file"), FileAttribute::ReadOnly), 0u);
+    EXPECT_EQ(GetAttributes("file") & FileAttribute::ReadOnly, FileAttribute::ReadOnly);
+    EXPECT_EQ(TryOpen("file", FileDisposition::OpenExisting), FileError::AccessDenied);
+    EXPECT_EQ(TryOpen("file", FileDisposition::TruncateExisting), FileError::AccessDenied);
+    EXPECT_EQ(calls.DeleteFile(Path("file")), FileError::AccessDenied);
+    EXPECT_EQ(folder.Read("file"), "x");
+    EXPECT_EQ(calls.SetFileAttributes(Path("file"), FileAttribute::Normal), 0u);
+    EXPECT_EQ(TryOpen("file", FileDisposition::OpenExisting), FileError::None);
+    EXPECT_EQ(calls.DeleteFile(Path("file")), FileError::None);
+    EXPECT_EQ(calls.SetFileAttributes(Path("file"), FileAttribute::Normal),
+              FileError::FileNotFound);
+}
+
+TEST_F(FileCallsTest, TellsAboutOneEntry) {
+    folder.Write("Some File", "12345");
+    FindData const data = Find("Some File");
+    EXPECT_EQ(data.GetName(), u"Some File");
+    EXPECT_EQ(data.size, 5u);
+    EXPECT_FALSE(data.IsFolder());
+    EXPECT_NE(data.lastWriteTime, 0u);
+    EXPECT_NE(data.creationTime, 0u);
+    FindHandle find;
+    FindData next;
+    EXPECT_EQ(calls.FindFirstFile(Path("none"), &find, &next), FileError::FileNotFound);
+    EXPECT_EQ(find, nullptr);
+    EXPECT_EQ(calls.FindFirstFile(Path("Some File"), &find, &next), 0u);
+    EXPECT_EQ(calls.FindNextFile(find, &next), FileError::NoMoreFiles);
+    EXPECT_EQ(calls.FindClose(find), 0u);
+}
+
+TEST_F(FileCallsTest, EnumeratesEveryEntryOnce) {
+    fs::create_directory(folder / "f");
+    fs::create_directory(folder / "f/sub");
+    std::set<std::u16string> expected = {u".", u"..", u"sub"};
+    for (int i = 0; i < 1200; ++i) {
+        std::string const name = "an entry with a longer name, number " + std::to_string(i);
+        folder.Write("f/" + name, "");
+        expected.insert(std::u16string(name.begin(), name.end()));
+    }
+    EXPECT_EQ(List("f"), expected);
+    fs::create_directory(folder / "empty");
+    EXPECT_EQ(List("empty"), (std::set<std::u16string>{u".", u".."}));
+
+    FindHandle find;
+    FindData data;
+    EXPECT_EQ(calls.FindFirstFile(Path("none\\*"), &find, &data), FileError::PathNotFound);
+    folder.Write("file", "");
+    unsigned int const error = calls.FindFirstFile(Path("file\\*"), &find, &data);
+    EXPECT_TRUE(error == FileError::Directory || error == FileError::PathNotFound) << error;
+    EXPECT_EQ(find, nullptr);
+}
+
+TEST_F(FileCallsTest, MakesAndRemovesFolders) {
+    EXPECT_EQ(calls.CreateDirectory(Path("sub")), 0u);
+    EXPECT_TRUE(fs::is_directory(folder / "sub"));
+    EXPECT_EQ(calls.CreateDirectory(Path("sub")), FileError::AlreadyExists);
+    EXPECT_EQ(calls.CreateDirectory(Path("none\\sub")), FileError::PathNotFound);
+    folder.Write("file", "");
+    EXPECT_EQ(calls.CreateDirectory(Path("file")), FileError::AlreadyExists);
+    EXPECT_EQ(calls.RemoveDirectory(Path("file")), FileError::Directory);
+    folder.Write("sub/x", "");
+    EXPECT_EQ(calls.RemoveDirectory(Path("sub")), FileError::DirNotEmpty);
+    EXPECT_EQ(calls.DeleteFile(Path("sub")), FileError::AccessDenied);
+    EXPECT_EQ(calls.DeleteFile(Path("sub\\x")), 0u);
+    EXPECT_EQ(calls.DeleteFile(Path("sub\\x")), FileError::FileNotFound);
+    EXPECT_EQ(calls.RemoveDirectory(Path("sub")), 0u);
+    EXPECT_EQ(calls.RemoveDirectory(Path("sub")), FileError::FileNotFound);
+    EXPECT_EQ(TryOpen("sub", FileDisposition::OpenExisting), FileError::FileNotFound);
+}
+
+TEST_F(FileCallsTest, OpensAFolderOnlyWhenAskedTo) {
+    fs::create_directory(folder / "sub");
+    EXPECT_EQ(TryOpen("sub", FileDisposition::OpenExisting), FileError::AccessDenied);
+    EXPECT_EQ(
+        TryOpen("sub", FileDisposition::OpenExisting, FileFlagBackupSemantics, FileAccess::Write),
+        FileError::None);
+}
+
+TEST_F(FileCallsTest, SetsTimesOneByOne) {
+    folder.Write("file", "x");
+    fs::create_directory(folder / "sub");
+    for (char const * const name : {"file", "sub"}) {
+        unsigned long long const creation = 126000000000000000 + 1230000000;
+        unsigned long long const lastWrite = 127000000000000000 + 4560000000;
+        FileHandle file;
+        ASSERT_EQ(calls.CreateFile(Path(name), FileAccess::Write, FileShare::None,
+                                   FileDisposition::OpenExisting, FileFlagBackupSemantics, &file),
+                  0u);
+        unsigned int const error = calls.SetFileTime(file, &creation, nullptr);
+        EXPECT_EQ(calls.SetFileTime(file, nullptr, &lastWrite), 0u);
+        EXPECT_EQ(calls.CloseHandle(file), 0u);
+        EXPECT_EQ(Find(name).lastWriteTime, lastWrite) << name;
+        if (error == FileError::NotSupported)
+            GTEST_SKIP() << "the file system of the temporary folder keeps no extended attributes";
+        EXPECT_EQ(error, 0u);
+        EXPECT_EQ(Find(name).creationTime, creation) << name;
+    }
+}
+
+TEST_F(FileCallsTest, MovesButNeverOverwrites) {
+    folder.Write("a", "one");
+    folder.Write("b", "two");
+    fs::create_directory(folder / "sub");
+    folder.Write("sub/inner", "three");
+    EXPECT_EQ(calls.MoveFile(Path("a"), Path("b")), FileError::AlreadyExists);
+    EXPECT_EQ(calls.MoveFile(Path("a"), Path("sub")), FileError::AlreadyExists);
+    EXPECT_EQ(calls.MoveFile(Path("none"), Path("c")), FileError::FileNotFound);
+    EXPECT_EQ(calls.MoveFile(Path("a"), Path("none\\c")), FileError::PathNotFound);
+    EXPECT_EQ(folder.Read("a") + folder.Read("b"), "onetwo");
+    EXPECT_EQ(calls.MoveFile(Path("a"), Path("sub\\c")), 0u);
+    EXPECT_EQ(folder.Read("sub/c"), "one");
+    EXPECT_EQ(calls.MoveFile(Path("sub"), Path("moved")), 0u);
+    EXPECT_EQ(folder.Read("moved/inner"), "three");
+    EXPECT_FALSE(fs::exists(folder / "sub"));
+}
+
+TEST_F(FileCallsTest, CopiesOneFile) {
+    std::string content(300000, 0);
+    for (std::size_t i = 0; i < content.size(); ++i)
+        content[i] = static_cast<char>(i * 7 >> 3);
+    folder.Write("a", content);
+    folder.Write("empty", "");
+    folder.Write("b", "stays");
+    EXPECT_EQ(calls.CopyFile(Path("a"), Path("b")), FileError::FileExists);
+    EXPECT_EQ(folder.Read("b"), "stays");
+    EXPECT_EQ(calls.CopyFile(Path("a"), Path("c")), 0u);
+    EXPECT_EQ(folder.Read("c"), content);
+    EXPECT_EQ(Find("c").lastWriteTime, Find("a").lastWriteTime);
+    EXPECT_EQ(calls.CopyFile(Path("empty"), Path("empty too")), 0u);
+    EXPECT_EQ(Find("empty too").size, 0u);
+    EXPECT_EQ(calls.CopyFile(Path("none"), Path("d")), FileError::FileNotFound);
+    EXPECT_EQ(calls.CopyFile(Path("a"), Path("none\\d")), FileError::PathNotFound);
+    EXPECT_FALSE(fs::exists(folder / "d"));
+    EXPECT_EQ(calls.SetFileAttributes(Path("a"), FileAttribute::ReadOnly), 0u);
+    EXPECT_EQ(calls.CopyFile(Path("a"), Path("e")), 0u);
+    EXPECT_EQ(GetAttributes("e") & FileAttribute::ReadOnly, FileAttribute::ReadOnly);
+}
+
+TEST_F(FileCallsTest, FindsAnEntryInAnotherSpelling) {
+    fs::create_directory(folder / "Folder");
+    fs::create_directory(folder / "Folder/Inner");
+    folder.Write("Folder/Inner/File.txt", "x");
+    EXPECT_EQ(GetAttributes("FOLDER\\inner") & FileAttribute::Folder, FileAttribute::Folder);
+    EXPECT_EQ(TryOpen("folder\\INNER\\file.TXT", FileDisposition::OpenExisting), FileError::None);
+    EXPECT_EQ(GetAttributes("folder\\inner\\none"), 1000000 + FileError::FileNotFound);
+    EXPECT_EQ(GetAttributes("folder\\none\\file.txt"), 1000000 + FileError::PathNotFound);
+    EXPECT_EQ(List("folder\\INNER").count(u"File.txt"), 1u);
+    EXPECT_EQ(calls.DeleteFile(Path("folder\\inner\\FILE.txt")), 0u);
+    EXPECT_EQ(calls.RemoveDirectory(Path("FOLDER\\INNER")), 0u);
+    EXPECT_FALSE(fs::exists(folder / "Folder/Inner"));
+}
+
+TEST_F(FileCallsTest, MakesNoSecondSpellingOfAName) {
+    fs::create_directory(folder / "Sub");
+    folder.Write("Sub/File", "x");
+    EXPECT_EQ(TryOpen("sub\\FILE", FileDisposition::CreateNew), FileError::FileExists);
+    EXPECT_EQ(calls.CreateDirectory(Path("SUB\\file")), FileError::AlreadyExists);
+    EXPECT_EQ(calls.CreateDirectory(Path("sub")), FileError::AlreadyExists);
+    folder.Write("other", "y");
+    EXPECT_EQ(calls.MoveFile(Path("other"), Path("SUB\\FILE")), FileError::AlreadyExists);
+    EXPECT_EQ(calls.CopyFile(Path("other"), Path("sub\\fILE")), FileError::FileExists);
+    EXPECT_EQ(TryOpen("SUB\\new", FileDisposition::CreateNew), FileError::None);
+    EXPECT_TRUE(fs::exists(folder / "Sub/new"));
+    EXPECT_EQ(List(""), (std::set<std::u16string>{u".", u"..", u"Sub", u"other"}));
+
+    EXPECT_EQ(calls.MoveFile(Path("other"), Path("Other")), 0u) << "an entry may change its own";
+    EXPECT_EQ(List(""), (std::set<std::u16string>{u".", u"..", u"Sub", u"Other"}));
+}
+
+TEST_F(FileCallsTest, ReadsTheLinksThatItMakes) {
+    folder.Write("target", "x");
+    EXPECT_EQ(calls.CreateShellLink(Path("l.lnk"), Path("target"), u"IO link"), 0u);
+    EXPECT_EQ(calls.CreateShellLink(Path("gone.lnk"), Path("none"), u"IO link"), 0u);
+    char16_t units[1024];
+    TextBuffer target{units, 1024, 99};
+    EXPECT_EQ(calls.ReadShellLink(Path("l.lnk"), &target), LinkStatus::Done);
+    EXPECT_EQ(target.GetText(), Path("target"));
+    EXPECT_EQ(calls.ReadShellLink(Path("gone.lnk"), &target), LinkStatus::Done)
+        << "what a link names need not be there";
+    EXPECT_EQ(target.GetText(), Path("none"));
+    EXPECT_EQ(calls.ReadShellLink(Path("target"), &target), LinkStatus::NotALink);
+    EXPECT_EQ(calls.ReadShellLink(Path("absent"), &target), LinkStatus::NotALink);
+
+    EXPECT_NE(Find("l.lnk").size, 0u);
+    EXPECT_FALSE(Find("l.lnk").IsFolder());
+    bool const isMarked = (GetAttributes("l.lnk") & FileAttribute::Link) != 0;
+    EXPECT_EQ(isMarked, calls.MarksLinks());
+    EXPECT_EQ(calls.CopyFile(Path("gone.lnk"), Path("copy.lnk")), 0u);
+    EXPECT_EQ(calls.ReadShellLink(Path("copy.lnk"), &target), LinkStatus::Done);
+    EXPECT_EQ(target.GetText(), Path("none"));
+    EXPECT_EQ(calls.DeleteFile(Path("l.lnk")), 0u);
+    EXPECT_EQ(folder.Read("target"), "x") << "the link went, not its target";
+}
+
+TEST_F(FileCallsTest, KnowsItsPlaces) {
+    char16_t units[1024];
+    TextBuffer text{units, 1024, 0};
+    EXPECT_EQ(calls.GetCurrentDirectory(&text), 0u);
+    EXPECT_NE(text.length, 0u);
+    EXPECT_EQ(calls.GetModuleFileName(&text), 0u);
+    unsigned int attributes = 0;
+    EXPECT_EQ(calls.GetFileAttributes(text.GetText(), &attributes), 0u);
+    EXPECT_EQ(attributes & FileAttribute::Folder, 0u);
+    EXPECT_EQ(calls.GetTempPath(&text), 0u);
+    EXPECT_EQ(text.GetText().back(), u'\\');
+    EXPECT_EQ(calls.GetSystemDirectory(&text), 0u);
+    EXPECT_EQ(calls.GetFileAttributes(text.GetText(), &attributes), 0u);
+    EXPECT_EQ(attributes & FileAttribute::Folder, FileAttribute::Folder);
+    for (int const number : {5, 16, 26, 28, 40})
+        EXPECT_EQ(calls.SHGetFolderPath(number, &text), 0u) << number;
+    EXPECT_NE(calls.SHGetFolderPath(4711, &text), 0u);
+
+    char16_t few[4];
+    TextBuffer small{few, 4, 0};
+    EXPECT_EQ(calls.GetCurrentDirectory(&small), FileError::MoreData);
+    EXPECT_EQ(calls.GetModuleFileName(&small), FileError::MoreData);
+}
+
+TEST_F(FileCallsTest, SpellsAPathAsItsFolders) {
+    folder.Write("Name.txt", "");
+    char16_t units[1024];
+    TextBuffer text{units, 1024, 0};
+    EXPECT_EQ(calls.GetLongPathName(Path("Name.txt"), &text), 0u);
+    EXPECT_EQ(text.GetText(), Path("Name.txt"));
+    EXPECT_EQ(calls.GetLongPathName(Path("none"), &text), FileError::FileNotFound);
+}
+
+TEST_F(FileCallsTest, TellsOfVolumes) {
+    unsigned long long available = 0;
+    EXPECT_EQ(calls.GetDiskFreeSpaceEx(Path(""), &available), 0u);
+    EXPECT_NE(available, 0u);
+    EXPECT_NE(calls.GetDiskFreeSpaceEx(Path("none"), &available), 0u);
+    EXPECT_EQ(available, 0u);
+
+    char16_t units[1024];
+    TextBuffer drives{units, 1024, 0};
+    EXPECT_EQ(calls.GetLogicalDriveStrings(&drives), 0u);
+    std::u16string const all(drives.GetText());
+    std::size_t const drive = all.find(u"C:\\");
+    ASSERT_NE(drive, std::u16string::npos);
+    EXPECT_EQ(all.substr(drive, 4), (std::u16string_view(u"C:\\\0", 4)));
+    EXPECT_EQ(calls.GetVolumeInformation(u"C:\\"), 0u);
+    unsigned int const type = calls.GetDriveType(u"C:\\");
+    EXPECT_TRUE(type >= DriveType::Removable && type <= DriveType::RamDisk) << type;
+    EXPECT_EQ(calls.GetDriveType(u"Q:\\"), DriveType::NoRoot);
+    EXPECT_NE(calls.GetVolumeInformation(u"Q:\\"), 0u);
+}
+
+TEST_F(FileCallsTest, ComparesNamesWithoutRegardToCase) {
+    EXPECT_TRUE(calls.IsSameName(u"README", u"ReadMe"));
+    EXPECT_TRUE(calls.IsSameName(u"\u00C4\u0416", u"\u00E4\u0436"));
+    EXPECT_TRUE(calls.IsSameName(u"", u""));
+    EXPECT_FALSE(calls.IsSameName(u"a", u""));
+    EXPECT_FALSE(calls.IsSameName(u"a", u"b"));
+    EXPECT_FALSE(calls.IsSameName(u"a", u"ab"));
+}
+
+TEST_F(FileCallsTest, TellsErrorsInWords) {
+    char text[256];
+    for (unsigned int const error : {2u, 3u, 5u, 17u, 32u, 80u, 112u, 145u, 183u}) {
+        EXPECT_NE(calls.FormatMessage(error, text, sizeof(text)), 0u) << error;
+        EXPECT_NE(text[0], 0);
+    }
+    EXPECT_EQ(calls.FormatMessage(0x1FFFFFFF, text, sizeof(text)), 0u);
+    calls.SetLastError(7);
+    EXPECT_EQ(calls.GetLastError(), 7u);
+    unsigned int const before = calls.SetErrorMode(ErrorModeMark::NoDialogs);
+    EXPECT_EQ(calls.SetErrorMode(before), ErrorModeMark::NoDialogs);
+}
+
+TEST_F(FileCallsTest, RefusesPathsThatLeadNowhere) {
+    unsigned int attributes = 0;
+    for (std::u16string const & path :
+         {std::u16string(), std::u16string(u"Q:\\a"), std::u16string(5000, u'x'),
+          u"C:\\" + std::u16string(5000, u'x'), std::u16string(u"C:\\a\0b", 6)}) {
+        EXPECT_NE(calls.GetFileAttributes(path, &attributes), 0u);
+        EXPECT_EQ(attributes, 0u);
+        EXPECT_NE(calls.CreateDirectory(path), 0u);
+        EXPECT_NE(calls.MoveFile(path, Path("x")), 0u);
+        EXPECT_NE(calls.CopyFile(path, Path("x")), 0u);
+        EXPECT_NE(calls.DeleteFile(path), 0u);
+    }
+    for (int unit = 1; unit < 32; ++unit) {
+        char16_t const name[] = {static_cast<char16_t>(unit), 0};
+        EXPECT_NE(calls.GetFileAttributes(Path("") + name, &attributes), 0u);
+    }
+    EXPECT_TRUE(fs::is_empty(folder.GetPath()));
+}

@@ -1,0 +1,90 @@
+#include <Kestrel/FileSystem/NativePath.h>
+
+#include "Tests/Support/FaultSweep.h"
+#include "Tests/Support/TempFolder.h"
+#include "Tests/Support/Text.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+using IO::FromNativePath;
+using IO::IsNativePath;
+using IO::ToNativePath;
+using Mu::UniString;
+
+TEST(NativePath, ComesBackFromTheFileSystemLibrary) {
+    Tests::TempFolder folder;
+    std::filesystem::path const path = folder / "x.txt";
+    UniString const portable = FromNativePath(path);
+    EXPECT_TRUE(portable == std::u16string_view(folder.GetPortable("x.txt")));
+    EXPECT_EQ(ToNativePath(portable), path);
+}
+
+TEST(NativePath, HasNoFormForARelativeOne) {
+    UniString text = U("before");
+    EXPECT_FALSE(ToNativePath(U("a\\b"), &text));
+    EXPECT_TRUE(text.IsEmpty());
+    text = U("before");
+    EXPECT_FALSE(FromNativePath(U("a/b"), &text));
+    EXPECT_TRUE(text.IsEmpty());
+    EXPECT_TRUE(ToNativePath(U("a\\b")).empty());
+    EXPECT_TRUE(FromNativePath(std::filesystem::path("a/b")).IsEmpty());
+    EXPECT_TRUE(ToNativePath(UniString()).empty());
+}
+
+TEST(NativePath, FitsItsBufferOrIsNotThere) {
+    IO::NativeUnit units[16];
+    UniString const path = U("C:\\abc");
+    unsigned int const length = ToNativePath(path, units, 16);
+    ASSERT_NE(length, 0u);
+    EXPECT_EQ(units[length], 0);
+    EXPECT_EQ(ToNativePath(path, units, length + 1), length);
+    EXPECT_EQ(ToNativePath(path, units, length), 0u);
+    EXPECT_EQ(units[0], 0);
+    EXPECT_EQ(ToNativePath(path, units, 0), 0u);
+}
+
+#if defined(_WIN32)
+
+TEST(NativePath, IsThePortableOneOnWindows) {
+    UniString text;
+    EXPECT_FALSE(IsNativePath(U("/home/x")));
+    EXPECT_TRUE(FromNativePath(U("C:/a//./b"), &text));
+    EXPECT_EQ(ToUtf8(text), "C:\\a\\b");
+    EXPECT_TRUE(FromNativePath(U("\\\\?\\c:"), &text));
+    EXPECT_EQ(ToUtf8(text), "c:\\");
+    EXPECT_TRUE(FromNativePath(U("//host/share/x"), &text));
+    EXPECT_EQ(ToUtf8(text), "\\\\host\\share\\x");
+}
+
+#else
+
+TEST(NativePath, IsToldFromAPortableOneByItsOneSlash) {
+    EXPECT_TRUE(IsNativePath(U("/home/x")));
+    EXPECT_FALSE(IsNativePath(U("/C:/x")));
+    EXPECT_FALSE(IsNativePath(U("//host/share")));
+    UniString text;
+    EXPECT_TRUE(FromNativePath(U("/home/x"), &text));
+    EXPECT_EQ(ToUtf8(text), "C:\\home\\x");
+    EXPECT_TRUE(ToNativePath(text, &text));
+    EXPECT_EQ(ToUtf8(text), "/home/x");
+}
+
+TEST(NativePath, KeepsBytesThatAreNoText) {
+    std::filesystem::path const path = "/tmp/\xFF\xC3(\\";
+    UniString const portable = FromNativePath(path);
+    EXPECT_TRUE(portable == u"C:\\tmp\\\xDCFF\xDCC3(\xF05C");
+    EXPECT_EQ(ToNativePath(portable), path);
+}
+
+#endif
+
+TEST(NativePath, MeetsEveryFailedAllocation) {
+    SweepAllocations([](bool) {
+        UniString text;
+        std::filesystem::path const native = ToNativePath(U("C:\\folder\\name"));
+        EXPECT_EQ(ToUtf8(FromNativePath(native)), "C:\\folder\\name");
+        EXPECT_TRUE(ToNativePath(U("C:\\folder\\name"), &text));
+    });
+}

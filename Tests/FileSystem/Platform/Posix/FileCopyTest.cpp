@@ -1,0 +1,58 @@
+#include <Kestrel/FileSystem/Platform/Posix/FileCopy.h>
+
+#include <Kestrel/FileSystem/Platform/FileCallTypes.h>
+#include <Kestrel/FileSystem/Platform/Posix/Descriptor.h>
+
+#include "Tests/Support/TempFolder.h"
+
+#include <gtest/gtest.h>
+
+#include <fcntl.h>
+#include <string>
+
+namespace {
+
+using namespace IO;
+
+std::string MakeContent(std::size_t size) {
+    std::string content(size, 0);
+    for (std::size_t i = 0; i < size; ++i)
+        content[i] = static_cast<char>(i * 31 >> 5);
+    return content;
+}
+
+} // namespace
+
+TEST(FileCopy, DoesWithWhateverWayThereIs) {
+    Tests::TempFolder folder;
+    for (std::size_t const size : {0u, 1u, 65536u, 200001u}) {
+        folder.Write("from", MakeContent(size));
+        for (CopyWays const ways : {CopyWays{true, true}, CopyWays{false, true},
+                                    CopyWays{true, false}, CopyWays{false, false}}) {
+            Descriptor const from(::open((folder / "from").c_str(), O_RDONLY | O_CLOEXEC));
+            Descriptor const to(
+                ::open((folder / "to").c_str(), O_RDWR | O_CREAT | O_TRUNC | O_CLOEXEC, 0600));
+            EXPECT_EQ(CopyContent(from.Get(), to.Get(), ways), 0u);
+            EXPECT_EQ(folder.Read("to"), MakeContent(size)) << ways.clone << ways.kernelCopy;
+        }
+    }
+}
+
+TEST(FileCopy, ReadsWhatTheKernelMakesUp) {
+    Tests::TempFolder folder;
+    Descriptor const from(::open("/proc/self/status", O_RDONLY | O_CLOEXEC));
+    Descriptor const to(
+        ::open((folder / "to").c_str(), O_RDWR | O_CREAT | O_TRUNC | O_CLOEXEC, 0600));
+    EXPECT_EQ(CopyContent(from.Get(), to.Get()), 0u);
+    EXPECT_NE(folder.Read("to").find("Pid:"), std::string::npos);
+}
+
+TEST(FileCopy, TellsAFullDeviceAndABadSource) {
+    Tests::TempFolder folder;
+    folder.Write("from", "content");
+    Descriptor const from(::open((folder / "from").c_str(), O_RDONLY | O_CLOEXEC));
+    Descriptor const full(::open("/dev/full", O_WRONLY | O_CLOEXEC));
+    Descriptor const sub(::open(folder.GetPath().c_str(), O_RDONLY | O_CLOEXEC));
+    EXPECT_EQ(CopyContent(from.Get(), full.Get()), FileError::DiskFull);
+    EXPECT_EQ(CopyContent(sub.Get(), full.Get()), FileError::AccessDenied);
+}

@@ -1,0 +1,164 @@
+#include <Kestrel/FileSystem/Platform/Posix/FolderNames.h>
+
+#include "Tests/Support/TempFolder.h"
+
+#include <gtest/gtest.h>
+
+#include <fcntl.h>
+#include <fstream>
+#include <map>
+#include <random>
+#include <string>
+#include <unistd.h>
+
+namespace {
+
+using namespace IO;
+using Tests::TempFolder;
+
+struct stat GetInfo(std::string const & path) {
+    struct stat info = {};
+    EXPECT_EQ(::stat(path.c_str(), &info), 0);
+    return info;
+}
+
+std::string FindInFolder(TempFolder const & folder, std::string_view name) {
+    std::string const path = folder.GetPath();
+    BytePath found;
+    std::lock_guard<std::recursive_mutex> const guard(FolderNames::Get().GetLock());
+    bool const isThere = FolderNames::Get().FindInFolder(path.c_str(), GetInfo(path), name, &found);
+    return isThere ? std::string(found.GetText()) : "";
+}
+
+bool IsRemembered(TempFolder const & folder) {
+    std::lock_guard<std::recursive_mutex> const guard(FolderNames::Get().GetLock());
+    return FolderNames::Get().IsCurrent(GetInfo(folder.GetPath()));
+}
+
+// Makes or removes an entry as the file calls do.
+bool Make(TempFolder const & folder, std::string const & name) {
+    BytePath path;
+    path.Append((folder / name).string());
+    return MakeEntry(&path, 1, FileError::FileExists, [](char const * entry) {
+               int const file = ::open(entry, O_CREAT | O_EXCL | O_WRONLY | O_CLOEXEC, 0600);
+               ::close(file);
+               return file >= 0;
+           }) == FileError::None;
+}
+
+void Remove(TempFolder const & folder, std::string const & name) {
+    BytePath path;
+    path.Append((folder / name).string());
+    FolderChange change(&path, 1);
+    change.Prepare();
+    if (::unlink(path.text) == 0)
+        change.Removed();
+}
+
+std::string ToUpper(std::string text) {
+    for (char & c : text)
+        c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
+    return text;
+}
+
+} // namespace
+
+TEST(FolderNames, PreferTheNameItselfThenTheFirst) {
+    TempFolder folder;
+    for (char const * const name : {"abc", "Abc", "aBC"})
+        folder.Write(name, "");
+    EXPECT_EQ(FindInFolder(folder, "aBC"), "aBC");
+    EXPECT_EQ(FindInFolder(folder, "ABC"), "Abc");
+    EXPECT_EQ(FindInFolder(folder, "ABCD"), "");
+    EXPECT_EQ(FindInFolder(folder, std::string(300, 'x')), "");
+}
+
+TEST(FolderNames, SeeWhatOthersChange) {
+    TempFolder folder;
+    EXPECT_TRUE(Make(folder, "mine"));
+    EXPECT_TRUE(IsRemembered(folder));
+    EXPECT_FALSE(Make(folder, "MINE"));
+    struct stat const before = GetInfo(folder.GetPath());
+    folder.Write("Theirs", "");
+    struct stat const after = GetInfo(folder.GetPath());
+    if (before.st_ctim.tv_sec == after.st_ctim.tv_sec &&
+        before.st_ctim.tv_nsec == after.st_ctim.tv_nsec)
+        GTEST_SKIP() << "this kernel's change times are too coarse to tell two changes apart";
+    EXPECT_FALSE(IsRemembered(folder));
+    EXPECT_FALSE(Make(folder, "THEIRS"));
+    std::filesystem::remove(folder / "Theirs");
+    EXPECT_TRUE(Make(folder, "THEIRS"));
+}
+
+TEST(FolderNames, CorrectEachNameOfAPath) {
+    TempFolder folder;
+    std::filesystem::create_directories(folder / "One/Two");
+    folder.Write("One/Two/Three", "");
+    unsigned int const rootLength = static_cast<unsigned int>(folder.GetPath().string().size());
+    auto const find = [&](std::string const & below) {
+        BytePath path;
+        path.Append(folder.GetPath().string() + below);
+        unsigned int const error = FolderNames::Get().FindSpelling(&path, rootLength);
+        return error == FileError::None ? std::string(path.GetText().substr(rootLength))
+                                        : std::to_string(error);
+    };
+    EXPECT_EQ(find("/ONE/two/tHREE"), "/One/Two/Three");
+    EXPECT_EQ(find("/One/Two/THREE"), "/One/Two/Three");
+    EXPECT_EQ(find("/one"), "/One");
+    EXPECT_EQ(find("/one/none"), "2");
+    EXPECT_EQ(find("/none/two"), "3");
+    EXPECT_EQ(find("/one/two/three/four"), "3");
+    EXPECT_EQ(find(""), "3") << "the root itself has no spelling";
+}
+
+// Whatever is made and removed, by us or by others, the answers are those of the folder itself.
+TEST(FolderNames, AreASetOfSpellings) {
+    std::mt19937 random(11);
+    for (int round = 0; round < 5; ++round) {
+        TempFolder folder;
+        std::map<std::string, std::string> model; // upper case to name
+        for (int step = 0; step < 400; ++step) {
+            std::string name = "n" + std::to_string(random() % 60);
+            if (random() % 2 != 0)
+                name = ToUpper(name);
+            auto const found = model.find(ToUpper(name));
+            switch (random() % 3) {
+            case 0:
+                ASSERT_EQ(Make(folder, name), found == model.end()) << name;
+                model.emplace(ToUpper(name), name);
+                break;
+            case 1:
+                if (found != model.end()) {
+                    Remove(folder, found->second);
+                    model.erase(found);
+                }
+                break;
+            default:
+                ASSERT_EQ(FindInFolder(folder, name), found == model.end() ? "" : found->second);
+            }
+        }
+    }
+}
+
+TEST(FolderNames, OutgrowTheirFirstTable) {
+    TempFolder folder;
+    for (int i = 0; i < 1700; ++i)
+        ASSERT_TRUE(Make(folder, "file" + std::to_string(i)));
+    EXPECT_TRUE(IsRemembered(folder));
+    for (int i = 0; i < 1700; i += 97)
+        EXPECT_FALSE(Make(folder, "FILE" + std::to_string(i)));
+}
+
+TEST(FolderNames, RememberTheLastFolders) {
+    TempFolder first;
+    EXPECT_TRUE(Make(first, "a"));
+    TempFolder others[7];
+    for (TempFolder const & other : others)
+        EXPECT_TRUE(Make(other, "a"));
+    EXPECT_TRUE(IsRemembered(first));
+    TempFolder ninth;
+    EXPECT_TRUE(Make(ninth, "a"));
+    EXPECT_TRUE(IsRemembered(ninth));
+    EXPECT_FALSE(IsRemembered(first));
+    EXPECT_FALSE(Make(first, "A"));
+}

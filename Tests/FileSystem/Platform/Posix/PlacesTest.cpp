@@ -1,0 +1,143 @@
+#include <Kestrel/FileSystem/Platform/Posix/ErrorMapping.h>
+#include <Kestrel/FileSystem/Platform/Posix/SpecialFolders.h>
+#include <Kestrel/FileSystem/Platform/Posix/Times.h>
+#include <Kestrel/FileSystem/Platform/Posix/Volumes.h>
+
+#include <Kestrel/FileSystem/Platform/FileCallTypes.h>
+
+#include "Tests/Support/TempFolder.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <optional>
+#include <string>
+
+namespace {
+
+using namespace IO;
+
+/// Sets a variable of the environment for the length of a test; null takes it away.
+class Variable {
+public:
+    Variable(char const * name, char const * value) : name(name) {
+        if (char const * const earlier = std::getenv(name))
+            before = earlier;
+        Set(value);
+    }
+    ~Variable() { Set(before ? before->c_str() : nullptr); }
+    Variable(Variable const &) = delete;
+    Variable & operator=(Variable const &) = delete;
+
+private:
+    void Set(char const * value) {
+        if (value != nullptr)
+            setenv(name, value, 1);
+        else
+            unsetenv(name);
+    }
+
+    char const * name;
+    std::optional<std::string> before;
+};
+
+std::string Find(int folder) {
+    BytePath path;
+    return FindSpecialFolder(folder, &path) ? std::string(path.GetText()) : "none";
+}
+
+} // namespace
+
+TEST(SpecialFolders, FollowTheEnvironment) {
+    Tests::TempFolder home;
+    std::string const root = home.GetPath();
+    Variable const homeVariable("HOME", root.c_str());
+    Variable const config("XDG_CONFIG_HOME", nullptr);
+    Variable const data("XDG_DATA_HOME", "relative/does/not/count");
+    Variable const configs("XDG_CONFIG_DIRS", "/first:/second");
+    Variable const datas("XDG_DATA_DIRS", nullptr);
+    EXPECT_EQ(Find(40), root);
+    EXPECT_EQ(Find(26), root + "/.config");
+    EXPECT_EQ(Find(28), root + "/.local/share");
+    EXPECT_EQ(Find(35), "/first");
+    EXPECT_EQ(Find(46), "/usr/local/share");
+    EXPECT_EQ(Find(38), "/usr/lib");
+    EXPECT_EQ(Find(5), root) << "no documents folder is told";
+    EXPECT_EQ(Find(16), root + "/Desktop");
+    EXPECT_EQ(Find(0), "none");
+    std::filesystem::create_directory(home / ".config");
+    home.Write(".config/user-dirs.dirs", "XDG_DESKTOP_DIR=\"$HOME/Schreibtisch\"\n"
+                                         "XDG_DOCUMENTS_DIR=\"/srv/papers\"\n");
+    EXPECT_EQ(Find(5), "/srv/papers");
+    EXPECT_EQ(Find(16), root + "/Schreibtisch");
+}
+
+TEST(SpecialFolders, ReadTheUsersFile) {
+    std::string const text = "# XDG_A_DIR=\"/no\"\n"
+                             "  XDG_A_DIR=\"$HOME/a\"\n"
+                             "XDG_B_DIR=\"relative\"\n"
+                             "XDG_C_DIR=\"/unended\n"
+                             "XDG_D_DIR=\"$HOME/\"\n"
+                             "XDG_E_DIR=\"/last\"";
+    BytePath path;
+    EXPECT_TRUE(FindUserFolder(text, "XDG_A_DIR", "/home/k", &path));
+    EXPECT_EQ(path.GetText(), "/home/k/a");
+    EXPECT_FALSE(FindUserFolder(text, "XDG_B_DIR", "/home/k", &path));
+    EXPECT_FALSE(FindUserFolder(text, "XDG_C_DIR", "/home/k", &path));
+    EXPECT_TRUE(FindUserFolder(text, "XDG_D_DIR", "/home/k", &path));
+    EXPECT_EQ(path.GetText(), "/home/k");
+    EXPECT_TRUE(FindUserFolder(text, "XDG_E_DIR", "/home/k", &path));
+    EXPECT_EQ(path.GetText(), "/last");
+    EXPECT_FALSE(FindUserFolder("", "XDG_A_DIR", "/home/k", &path));
+}
+
+TEST(Volumes, ReadTheMountTable) {
+    MountLine mount;
+    EXPECT_TRUE(mount.Parse("36 35 98:0 /root /mnt\\040two rw,noatime master:1 shared:2 - nfs4 "
+                            "host:/x rw"));
+    EXPECT_EQ(mount.device, "98:0");
+    EXPECT_EQ(mount.point, "/mnt\\040two");
+    EXPECT_EQ(mount.fileSystem, "nfs4");
+    EXPECT_TRUE(mount.Parse("1 1 0:5 / / rw - tmpfs none rw"));
+    EXPECT_EQ(mount.fileSystem, "tmpfs");
+    for (char const * const line : {"", "1 1 0:5 / / rw", "1 1 0:5 / / rw -", "    - x"})
+        EXPECT_FALSE(mount.Parse(line)) << line;
+    EXPECT_EQ(GetTypeOfFileSystem("cifs"), DriveType::Remote);
+    EXPECT_EQ(GetTypeOfFileSystem("iso9660"), DriveType::CDRom);
+    EXPECT_EQ(GetTypeOfFileSystem("ext4"), DriveType::Unknown);
+    EXPECT_EQ(GetVolumeType("/does/not/exist"), DriveType::NoRoot);
+    EXPECT_EQ(GetVolumeType("/dev/null"), DriveType::NoRoot);
+}
+
+TEST(Times, CountFrom1601) {
+    timespec system;
+    EXPECT_TRUE(ToSystemTime(116444736000000000, &system));
+    EXPECT_EQ(system.tv_sec, 0);
+    EXPECT_TRUE(ToSystemTime(116444736000000000 - 1, &system));
+    EXPECT_EQ(system.tv_sec, -1);
+    EXPECT_EQ(system.tv_nsec, 999999900);
+    EXPECT_FALSE(ToSystemTime(1ull << 63, &system));
+    EXPECT_EQ(FromSystemTime(0, 199), 116444736000000001u);
+    EXPECT_EQ(FromSystemTime(-11644473600, 0), 0u);
+    EXPECT_EQ(FromSystemTime(-11644473601, 0), 0u);
+    EXPECT_EQ(FromSystemTime(system.tv_sec, 999999900), 116444736000000000u - 1);
+}
+
+TEST(ErrorMapping, TranslatesBothWays) {
+    struct Row {
+        int error;
+        unsigned int number;
+    };
+    for (Row const & row :
+         {Row{ENOENT, 2}, Row{ENOTDIR, 3}, Row{EMFILE, 4}, Row{EACCES, 5}, Row{EPERM, 5},
+          Row{EXDEV, 17}, Row{EROFS, 19}, Row{EBUSY, 32}, Row{ETXTBSY, 32}, Row{EDQUOT, 39},
+          Row{EEXIST, 80}, Row{EINVAL, 87}, Row{ENOSPC, 112}, Row{ENOTEMPTY, 145}, Row{12345, 31}})
+        EXPECT_EQ(ToFileError(row.error), row.number) << row.error;
+    char text[64];
+    EXPECT_NE(GetErrorText(FileError::DiskFull, text, sizeof(text)), 0u);
+    EXPECT_STREQ(text, "No space left on device");
+    EXPECT_EQ(GetErrorText(FileError::DiskFull, text, 3), 2u);
+    EXPECT_STREQ(text, "No");
+    EXPECT_EQ(GetErrorText(FileError::NoMoreFiles, text, sizeof(text)), 0u);
+    EXPECT_EQ(GetErrorText(FileError::DiskFull, text, 0), 0u);
+}

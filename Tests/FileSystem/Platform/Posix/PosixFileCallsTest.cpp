@@ -1,0 +1,265 @@
+#include <Kestrel/FileSystem/Platform/Posix/PosixFileCalls.h>
+
+#include "Tests/Support/FileSystem/SystemCallCount.h"
+#include "Tests/Support/TempFolder.h"
+
+#include <gtest/gtest.h>
+
+#include <csignal>
+#include <fcntl.h>
+#include <fstream>
+#include <string>
+#include <sys/file.h>
+#include <sys/time.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+// What only the Linux side has: links of the system, bytes that are no text, and its costs.
+
+namespace {
+
+using namespace IO;
+using Tests::CountSystemCalls;
+using Tests::TempFolder;
+namespace fs = std::filesystem;
+
+FileCalls & Calls() {
+    return GetPlatformFileCalls();
+}
+
+std::u16string ReadLink(std::u16string const & path) {
+    char16_t units[1024];
+    TextBuffer target{units, 1024, 0};
+    LinkStatus const status = Calls().ReadShellLink(path, &target);
+    if (status == LinkStatus::Done)
+        return std::u16string(target.GetText());
+    return std::u16string(1, static_cast<char16_t>(u'0' + static_cast<unsigned int>(status)));
+}
+
+unsigned int GetAttributes(std::u16string const & path) {
+    unsigned int attributes;
+    EXPECT_EQ(Calls().GetFileAttributes(path, &attributes), 0u);
+    return attributes;
+}
+
+} // namespace
+
+TEST(PosixFileCalls, FollowLinksToTheirEnd) {
+    TempFolder folder;
+    fs::create_directories(folder / "a/b");
+    folder.Write("a/file", "x");
+    fs::create_symlink("file", folder / "a/near");
+    fs::create_symlink("../file", folder / "a/b/up");
+    fs::create_symlink(folder / "a/near", folder / "chain");
+    fs::create_symlink("gone/../missing", folder / "broken");
+    fs::create_symlink("loop2", folder / "loop1");
+    fs::create_symlink("loop1", folder / "loop2");
+    fs::create_symlink("a", folder / "dir");
+    EXPECT_EQ(ReadLink(folder.GetPortable("a/near")), folder.GetPortable("a/file"));
+    EXPECT_EQ(ReadLink(folder.GetPortable("a/b/up")), folder.GetPortable("a/file"));
+    EXPECT_EQ(ReadLink(folder.GetPortable("chain")), folder.GetPortable("a/file"));
+    EXPECT_EQ(ReadLink(folder.GetPortable("CHAIN")), folder.GetPortable("a/file"));
+    EXPECT_EQ(ReadLink(folder.GetPortable("broken")), folder.GetPortable("missing"));
+    EXPECT_EQ(ReadLink(folder.GetPortable("loop1")), u"2");
+    EXPECT_EQ(ReadLink(folder.GetPortable("dir")), folder.GetPortable("a"));
+    EXPECT_EQ(ReadLink(folder.GetPortable("dir/near")), folder.GetPortable("a/file"))
+        << "the system follows what is not in the last place";
+    EXPECT_EQ(GetAttributes(folder.GetPortable("dir")), FileAttribute::Link);
+    EXPECT_EQ(Calls().RemoveDirectory(folder.GetPortable("dir")), FileError::Directory);
+    EXPECT_EQ(Calls().DeleteFile(folder.GetPortable("dir")), 0u);
+    EXPECT_EQ(folder.Read("a/file"), "x");
+}
+
+TEST(PosixFileCalls, NameEveryFileThatThereIs) {
+    TempFolder folder;
+    for (char const * const name : {"plain", "\xFF\xFE", "back\\slash", "..\\up", "co:lon"})
+        std::ofstream(folder.GetPath() / name) << name;
+    FindHandle find;
+    FindData data;
+    unsigned int deleted = 0;
+    ASSERT_EQ(Calls().FindFirstFile(folder.GetPortable() + u"\\*", &find, &data), 0u);
+    do {
+        if (data.IsDots())
+            continue;
+        std::u16string const path = folder.GetPortable() + u"\\" + std::u16string(data.GetName());
+        EXPECT_EQ(GetAttributes(path), FileAttribute::Normal);
+        EXPECT_EQ(Calls().DeleteFile(path), 0u);
+        ++deleted;
+    } while (Calls().FindNextFile(find, &data) == 0);
+    EXPECT_EQ(Calls().FindClose(find), 0u);
+    EXPECT_EQ(deleted, 5u);
+    EXPECT_TRUE(fs::is_empty(folder.GetPath()));
+}
+
+TEST(PosixFileCalls, EndTheListOfAFolderThatVanishes) {
+    TempFolder folder;
+    fs::create_directory(folder / "sub");
+    for (int i = 0; i < 1200; ++i)
+        folder.Write("sub/a name that takes some room in the list " + std::to_string(i), "");
+    FindHandle find;
+    FindData data;
+    ASSERT_EQ(Calls().FindFirstFile(folder.GetPortable("sub") + u"\\*", &find, &data), 0u);
+    fs::remove_all(folder / "sub");
+    unsigned int error = 0;
+    while (error == 0)
+        error = Calls().FindNextFile(find, &data);
+    EXPECT_EQ(error, FileError::NoMoreFiles);
+    EXPECT_EQ(Calls().FindClose(find), 0u);
+}
+
+TEST(PosixFileCalls, UnprotectForTheOwner) {
+    TempFolder folder;
+    folder.Write("x", "");
+    ASSERT_EQ(::chmod((folder / "x").c_str(), 0640), 0);
+    std::u16string const path = folder.GetPortable("x");
+    EXPECT_EQ(Calls().SetFileAttributes(path, FileAttribute::Normal), 0u);
+    struct stat info;
+    ASSERT_EQ(::stat((folder / "x").c_str(), &info), 0);
+    EXPECT_EQ(info.st_mode & 0777, 0640u) << "what may be written stays as it is";
+    EXPECT_EQ(Calls().SetFileAttributes(path, FileAttribute::ReadOnly), 0u);
+    EXPECT_EQ(Calls().SetFileAttributes(path, FileAttribute::Normal), 0u);
+    ASSERT_EQ(::stat((folder / "x").c_str(), &info), 0);
+    EXPECT_EQ(info.st_mode & 0777, 0640u);
+}
+
+TEST(PosixFileCalls, NeitherHangOnAPipeNorCopyIt) {
+    TempFolder folder;
+    ASSERT_EQ(::mkfifo((folder / "pipe").c_str(), 0600), 0);
+    FileHandle file;
+    ASSERT_EQ(Calls().CreateFile(folder.GetPortable("pipe"), FileAccess::Read, FileShare::Read,
+                                 FileDisposition::OpenExisting, 0, &file),
+              0u);
+    char byte;
+    unsigned int count = 99;
+    EXPECT_EQ(Calls().ReadFile(file, &byte, 1, &count), 0u);
+    EXPECT_EQ(count, 0u);
+    EXPECT_EQ(Calls().FlushFileBuffers(file), 0u);
+    EXPECT_EQ(Calls().CloseHandle(file), 0u);
+    EXPECT_EQ(Calls().CopyFile(folder.GetPortable("pipe"), folder.GetPortable("copy")),
+              FileError::NotSupported);
+    EXPECT_FALSE(fs::exists(folder / "copy"));
+}
+
+TEST(PosixFileCalls, OpenNoFileThatIsDeletedWhileTheyOpenIt) {
+    TempFolder folder;
+    folder.Write("x", "");
+    FileHandle file;
+    std::string const path = folder / "x";
+    // The other deletes between the opening and the lock; a file without a name stands for that.
+    int const held = ::open(path.c_str(), O_RDWR | O_CLOEXEC);
+    std::string const nameless = "/proc/self/fd/" + std::to_string(held);
+    fs::remove(path);
+    EXPECT_EQ(Calls().CreateFile(u"C:" + std::u16string(nameless.begin(), nameless.end()),
+                                 FileAccess::Write, FileShare::None, FileDisposition::OpenExisting,
+                                 0, &file),
+              FileError::FileNotFound);
+    ::close(held);
+}
+
+TEST(PosixFileCalls, TakeUpWhatASignalInterrupted) {
+    struct sigaction action = {};
+    struct sigaction before = {};
+    action.sa_handler = [](int) {};
+    ASSERT_EQ(::sigaction(SIGALRM, &action, &before), 0);
+    itimerval const often = {{0, 500}, {0, 500}};
+    itimerval const never = {};
+    TempFolder folder;
+    FileHandle file;
+    std::string const content(1 << 20, 'k');
+    unsigned int count = 0;
+    ::setitimer(ITIMER_REAL, &often, nullptr);
+    for (int i = 0; i < 30; ++i) {
+        ASSERT_EQ(Calls().CreateFile(folder.GetPortable("x"), FileAccess::Write, FileShare::None,
+                                     FileDisposition::CreateAlways, 0, &file),
+                  0u);
+        EXPECT_EQ(Calls().WriteFile(file, content.data(), 1 << 20, &count), 0u);
+        EXPECT_EQ(count, 1u << 20);
+        EXPECT_EQ(Calls().CloseHandle(file), 0u);
+        EXPECT_EQ(Calls().CopyFile(folder.GetPortable("x"), folder.GetPortable("y")), 0u);
+        EXPECT_EQ(Calls().DeleteFile(folder.GetPortable("y")), 0u);
+    }
+    ::setitimer(ITIMER_REAL, &never, nullptr);
+    ::sigaction(SIGALRM, &before, nullptr);
+}
+
+TEST(PosixFileCalls, TellAFullDevice) {
+    FileHandle file;
+    unsigned int count = 99;
+    ASSERT_EQ(Calls().CreateFile(u"C:\\dev\\full", FileAccess::Write, FileShare::None,
+                                 FileDisposition::OpenExisting, 0, &file),
+              0u);
+    EXPECT_EQ(Calls().WriteFile(file, "x", 1, &count), FileError::DiskFull);
+    EXPECT_EQ(count, 0u);
+    EXPECT_EQ(Calls().CloseHandle(file), 0u);
+}
+
+TEST(PosixFileCalls, KnowTheirDrives) {
+    TempFolder folder;
+    fs::create_directory(folder / "d");
+    PosixFileCalls calls("D=" + (folder / "d").string() +
+                         ";E=/does/not/exist;\\\\h\\s=" + (folder / "d").string());
+    char16_t units[64];
+    TextBuffer text{units, 64, 0};
+    EXPECT_EQ(calls.GetLogicalDriveStrings(&text), 0u);
+    EXPECT_EQ(text.GetText(), (PathText(u"C:\\\0D:\\\0E:\\\0", 12)));
+    EXPECT_EQ(calls.CreateDirectory(u"D:\\x"), 0u);
+    EXPECT_TRUE(fs::is_directory(folder / "d/x"));
+    EXPECT_EQ(calls.CreateDirectory(u"\\\\H\\S\\X"), FileError::AlreadyExists);
+    EXPECT_EQ(calls.CreateDirectory(u"D:\\"), FileError::AlreadyExists);
+    EXPECT_EQ(calls.CreateDirectory(u"E:\\x"), FileError::PathNotFound);
+    EXPECT_EQ(calls.GetDriveType(u"E:\\"), DriveType::NoRoot);
+    EXPECT_EQ(calls.GetVolumeInformation(u"E:\\"), FileError::PathNotFound);
+    EXPECT_EQ(calls.GetVolumeInformation(u"D:\\"), 0u);
+    TextBuffer few{units, 8, 0};
+    EXPECT_EQ(calls.GetLogicalDriveStrings(&few), FileError::MoreData);
+}
+
+// The numbers that the speed stands on. Raw opening and closing is two calls.
+TEST(PosixFileCalls, MakeFewSystemCalls) {
+    TempFolder folder;
+    folder.Write("x", "");
+    std::u16string const path = folder.GetPortable("x");
+    unsigned int attributes;
+    EXPECT_EQ(Calls().GetFileAttributes(path, &attributes), 0u); // what is made once is made now
+    auto const openAndClose = [&](unsigned int access, unsigned int share) {
+        return CountSystemCalls([&] {
+            FileHandle file;
+            (void)Calls().CreateFile(path, access, share, FileDisposition::OpenExisting, 0, &file);
+            (void)Calls().CloseHandle(file);
+        });
+    };
+    long long const look =
+        CountSystemCalls([&] { (void)Calls().GetFileAttributes(path, &attributes); });
+    if (look < 0)
+        GTEST_SKIP() << "system calls cannot be counted here";
+    EXPECT_EQ(look, 1);
+    EXPECT_EQ(openAndClose(FileAccess::Read, FileShare::Read), 3) << "open, lock, close";
+    EXPECT_EQ(openAndClose(FileAccess::Read, FileShare::Read | FileShare::Write), 3);
+    EXPECT_EQ(openAndClose(FileAccess::Write, FileShare::None), 4) << "and a look at its mode";
+    EXPECT_EQ(openAndClose(FileAccess::Write, FileShare::Read), 5) << "and a second lock";
+    EXPECT_EQ(CountSystemCalls([&] {
+                  FindHandle find;
+                  FindData data;
+                  (void)Calls().FindFirstFile(path, &find, &data);
+              }),
+              2);
+}
+
+TEST(PosixFileCalls, CreateManyFilesAtAConstantCost) {
+    TempFolder folder;
+    auto const create = [&](int from, int to) {
+        for (int i = from; i < to; ++i) {
+            FileHandle file;
+            std::string const number = std::to_string(i);
+            (void)Calls().CreateFile(folder.GetPortable("f" + number), 0, 0,
+                                     FileDisposition::CreateNew, 0, &file);
+            (void)Calls().CloseHandle(file);
+        }
+    };
+    create(0, 1000);
+    long long const late = CountSystemCalls([&] { create(1000, 1100); });
+    if (late < 0)
+        GTEST_SKIP() << "system calls cannot be counted here";
+    // Four calls a file, and room for reading the folder again now and then.
+    EXPECT_LE(late, 100 * 4 + 60);
+}
