@@ -26,48 +26,63 @@ bool IsKnownFolder(PathText path) {
     return type >= DriveType::Removable && type <= DriveType::RamDisk;
 }
 
-PathLook AskAttributes(PathText path) {
-    unsigned int attributes;
-    unsigned int error = GetFileCalls().GetFileAttributes(path, &attributes);
+unsigned int AskAttributes(PathText path, unsigned int * attributes) {
+    unsigned int error = GetFileCalls().GetFileAttributes(path, attributes);
     // The entry of a file that may not be touched can still be read in its folder.
     if (error == FileError::AccessDenied || error == FileError::SharingViolation) {
         FindData data;
         if (FindEntry(path, &data) == FileError::None) {
             error = FileError::None;
-            attributes = data.attributes;
+            *attributes = data.attributes;
         }
     }
+    return error;
+}
+
+PathLook LookForType(PathText path) {
+    unsigned int attributes;
+    unsigned int const error = AskAttributes(path, &attributes);
     return error == FileError::None ? ToLook(attributes) : ToFailure(error);
 }
 
-LinkStatus ReadLink(PathText path, FindData const & data, TextBuffer * target) {
-    FileCalls & calls = GetFileCalls();
-    bool const marked = (data.attributes & FileAttribute::Link) != 0;
-    if (data.IsFolder() || data.size == 0 || (calls.MarksLinks() && !marked))
-        return LinkStatus::NotALink;
-    return calls.ReadShellLink(path, target);
+// Where the attributes tell a link, nothing else has to be asked.
+PathLook LookForMark(PathText path, TextBuffer * target) {
+    unsigned int attributes;
+    unsigned int const error = AskAttributes(path, &attributes);
+    if (error != FileError::None)
+        return ToFailure(error);
+    PathLook look = ToLook(attributes);
+    if ((attributes & FileAttribute::Link) != 0)
+        look.link = GetFileCalls().ReadShellLink(path, target);
+    return look;
+}
+
+// Elsewhere any file with a content may be a link. What the folder tells of it is its type as well.
+PathLook LookIntoFile(PathText path, TextBuffer * target) {
+    FindData data;
+    unsigned int const error = FindEntry(path, &data);
+    if (error == FileError::FileNotFound || error == FileError::PathNotFound)
+        return ToFailure(error);
+    if (error != FileError::None)
+        return LookForType(path);
+    PathLook look = ToLook(data.attributes);
+    if (look.type == PathType::File && data.size != 0)
+        look.link = GetFileCalls().ReadShellLink(path, target);
+    return look;
 }
 
 } // namespace
 
 PathLook GetPathType(PathText path) {
-    return IsKnownFolder(path) ? PathLook{PathType::Folder} : AskAttributes(path);
+    return IsKnownFolder(path) ? PathLook{PathType::Folder} : LookForType(path);
 }
 
 PathLook LookAtPath(PathText path, bool restrictLinks, TextBuffer * target) {
     if (IsKnownFolder(path))
         return {PathType::Folder};
     if (restrictLinks && !HasLinkExtension(path))
-        return AskAttributes(path);
-    FindData data;
-    unsigned int const error = FindEntry(path, &data);
-    if (error == FileError::FileNotFound || error == FileError::PathNotFound)
-        return ToFailure(error);
-    if (error != FileError::None)
-        return AskAttributes(path);
-    PathLook look = ToLook(data.attributes);
-    look.link = ReadLink(path, data, target);
-    return look;
+        return LookForType(path);
+    return GetFileCalls().MarksLinks() ? LookForMark(path, target) : LookIntoFile(path, target);
 }
 
 unsigned int FindEntry(PathText path, FindData * data) {
