@@ -33,9 +33,6 @@ Names MakeRandomNames(std::mt19937 & random, unsigned int most);
 
 /// What a host passes that dereferences a null pointer.
 template <typename T>
-#if defined(__GNUC__)
-__attribute__((no_sanitize("null")))
-#endif
 T & NullReference() {
     T * volatile none = nullptr;
     return *none;
