@@ -1,6 +1,6 @@
 #include <Kestrel/Channel/BinProtocol.h>
 
-#include <Kestrel/Channel/Internal/Wire.h>
+#include <Kestrel/Channel/Wire.h>
 #include <Kestrel/Root/Guid.h>
 #include <Kestrel/Root/Object.h>
 
@@ -10,8 +10,6 @@ constinit BinIProtocol binIProtocol;
 constinit BinOProtocol binOProtocol;
 
 namespace {
-
-constexpr Wire::ByteOrder order = Wire::ByteOrder::LowFirst;
 
 static_assert(sizeof(Mu::Guid) == 16, "an identifier travels as it lies in memory");
 
@@ -39,62 +37,6 @@ MuErrCode BinIProtocol::Read(Mu::IChannel & channel, char * text) {
     return Wire::ReadText(channel, text, &length);
 }
 
-MuErrCode BinIProtocol::Read(Mu::IChannel & channel, long double & value) {
-    return Wire::ReadValue<order>(channel, value);
-}
-
-MuErrCode BinIProtocol::Read(Mu::IChannel & channel, double & value) {
-    return Wire::ReadValue<order>(channel, value);
-}
-
-MuErrCode BinIProtocol::Read(Mu::IChannel & channel, float & value) {
-    return Wire::ReadValue<order>(channel, value);
-}
-
-MuErrCode BinIProtocol::Read(Mu::IChannel & channel, unsigned long long & value) {
-    return Wire::ReadValue<order>(channel, value);
-}
-
-MuErrCode BinIProtocol::Read(Mu::IChannel & channel, long long & value) {
-    return Wire::ReadValue<order>(channel, value);
-}
-
-MuErrCode BinIProtocol::Read(Mu::IChannel & channel, unsigned long & value) {
-    return Wire::ReadValue<order>(channel, value);
-}
-
-MuErrCode BinIProtocol::Read(Mu::IChannel & channel, long & value) {
-    return Wire::ReadValue<order>(channel, value);
-}
-
-MuErrCode BinIProtocol::Read(Mu::IChannel & channel, unsigned int & value) {
-    return Wire::ReadValue<order>(channel, value);
-}
-
-MuErrCode BinIProtocol::Read(Mu::IChannel & channel, int & value) {
-    return Wire::ReadValue<order>(channel, value);
-}
-
-MuErrCode BinIProtocol::Read(Mu::IChannel & channel, unsigned short & value) {
-    return Wire::ReadValue<order>(channel, value);
-}
-
-MuErrCode BinIProtocol::Read(Mu::IChannel & channel, short & value) {
-    return Wire::ReadValue<order>(channel, value);
-}
-
-MuErrCode BinIProtocol::Read(Mu::IChannel & channel, unsigned char & value) {
-    return Wire::ReadValue<order>(channel, value);
-}
-
-MuErrCode BinIProtocol::Read(Mu::IChannel & channel, char & value) {
-    return Wire::ReadValue<order>(channel, value);
-}
-
-MuErrCode BinIProtocol::Read(Mu::IChannel & channel, bool & value) {
-    return Wire::ReadValue<order>(channel, value);
-}
-
 BinOProtocol::~BinOProtocol() = default;
 
 MuErrCode BinOProtocol::Write(Mu::OChannel & channel, Mu::Guid const & value) {
@@ -109,69 +51,17 @@ MuErrCode BinOProtocol::Write(Mu::OChannel & channel, char const * text) {
     unsigned int length = 0;
     if (text == nullptr || !Wire::MeasureText(text, &length))
         return Error;
-    (void)channel.Write(length); // a failure sticks, and the next write meets it
+    // A failure sticks, and the next write meets it.
+    if (&channel.GetOutputProtocol() == &binOProtocol)
+        (void)Wire::WriteValue<order>(channel, length); // what it comes to, without the detour
+    else
+        (void)channel.Write(length);
     return channel.WriteBin(text, length, nullptr);
 }
 
 MuErrCode BinOProtocol::Write(Mu::OChannel & channel, void const * pointer) {
     return Wire::WriteValue<order>(
         channel, static_cast<unsigned long long>(reinterpret_cast<std::uintptr_t>(pointer)));
-}
-
-MuErrCode BinOProtocol::Write(Mu::OChannel & channel, long double value) {
-    return Wire::WriteValue<order>(channel, value);
-}
-
-MuErrCode BinOProtocol::Write(Mu::OChannel & channel, double value) {
-    return Wire::WriteValue<order>(channel, value);
-}
-
-MuErrCode BinOProtocol::Write(Mu::OChannel & channel, float value) {
-    return Wire::WriteValue<order>(channel, value);
-}
-
-MuErrCode BinOProtocol::Write(Mu::OChannel & channel, unsigned long long value) {
-    return Wire::WriteValue<order>(channel, value);
-}
-
-MuErrCode BinOProtocol::Write(Mu::OChannel & channel, long long value) {
-    return Wire::WriteValue<order>(channel, value);
-}
-
-MuErrCode BinOProtocol::Write(Mu::OChannel & channel, unsigned long value) {
-    return Wire::WriteValue<order>(channel, value);
-}
-
-MuErrCode BinOProtocol::Write(Mu::OChannel & channel, long value) {
-    return Wire::WriteValue<order>(channel, value);
-}
-
-MuErrCode BinOProtocol::Write(Mu::OChannel & channel, unsigned int value) {
-    return Wire::WriteValue<order>(channel, value);
-}
-
-MuErrCode BinOProtocol::Write(Mu::OChannel & channel, int value) {
-    return Wire::WriteValue<order>(channel, value);
-}
-
-MuErrCode BinOProtocol::Write(Mu::OChannel & channel, unsigned short value) {
-    return Wire::WriteValue<order>(channel, value);
-}
-
-MuErrCode BinOProtocol::Write(Mu::OChannel & channel, short value) {
-    return Wire::WriteValue<order>(channel, value);
-}
-
-MuErrCode BinOProtocol::Write(Mu::OChannel & channel, unsigned char value) {
-    return Wire::WriteValue<order>(channel, value);
-}
-
-MuErrCode BinOProtocol::Write(Mu::OChannel & channel, char value) {
-    return Wire::WriteValue<order>(channel, value);
-}
-
-MuErrCode BinOProtocol::Write(Mu::OChannel & channel, bool value) {
-    return Wire::WriteValue<order>(channel, value);
 }
 
 } // namespace IO

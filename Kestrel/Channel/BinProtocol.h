@@ -1,5 +1,6 @@
 #pragma once
 
+#include <Kestrel/Channel/Wire.h>
 #include <Kestrel/Root/IProtocol.h>
 #include <Kestrel/Root/OProtocol.h>
 
@@ -35,22 +36,52 @@ public:
     // Kept: trusts the writer with the length, and any failure is that of a broken object, also an
     // end of input in front of the text. For bytes from outside, use ReadText.
     MuErrCode Read(Mu::IChannel & channel, char * text) override;
-    MuErrCode Read(Mu::IChannel & channel, long double & value) override;
-    MuErrCode Read(Mu::IChannel & channel, double & value) override;
-    MuErrCode Read(Mu::IChannel & channel, float & value) override;
-    MuErrCode Read(Mu::IChannel & channel, unsigned long long & value) override;
-    MuErrCode Read(Mu::IChannel & channel, long long & value) override;
-    MuErrCode Read(Mu::IChannel & channel, unsigned long & value) override;
-    MuErrCode Read(Mu::IChannel & channel, long & value) override;
-    MuErrCode Read(Mu::IChannel & channel, unsigned int & value) override;
-    MuErrCode Read(Mu::IChannel & channel, int & value) override;
-    MuErrCode Read(Mu::IChannel & channel, unsigned short & value) override;
-    MuErrCode Read(Mu::IChannel & channel, short & value) override;
-    MuErrCode Read(Mu::IChannel & channel, unsigned char & value) override;
-    MuErrCode Read(Mu::IChannel & channel, char & value) override;
-    MuErrCode Read(Mu::IChannel & channel, bool & value) override;
+    KESTREL_INLINE_API MuErrCode Read(Mu::IChannel & channel, long double & value) override {
+        return Wire::ReadValue<order>(channel, value);
+    }
+    KESTREL_INLINE_API MuErrCode Read(Mu::IChannel & channel, double & value) override {
+        return Wire::ReadValue<order>(channel, value);
+    }
+    KESTREL_INLINE_API MuErrCode Read(Mu::IChannel & channel, float & value) override {
+        return Wire::ReadValue<order>(channel, value);
+    }
+    KESTREL_INLINE_API MuErrCode Read(Mu::IChannel & channel, unsigned long long & value) override {
+        return Wire::ReadValue<order>(channel, value);
+    }
+    KESTREL_INLINE_API MuErrCode Read(Mu::IChannel & channel, long long & value) override {
+        return Wire::ReadValue<order>(channel, value);
+    }
+    KESTREL_INLINE_API MuErrCode Read(Mu::IChannel & channel, unsigned long & value) override {
+        return Wire::ReadValue<order>(channel, value);
+    }
+    KESTREL_INLINE_API MuErrCode Read(Mu::IChannel & channel, long & value) override {
+        return Wire::ReadValue<order>(channel, value);
+    }
+    KESTREL_INLINE_API MuErrCode Read(Mu::IChannel & channel, unsigned int & value) override {
+        return Wire::ReadValue<order>(channel, value);
+    }
+    KESTREL_INLINE_API MuErrCode Read(Mu::IChannel & channel, int & value) override {
+        return Wire::ReadValue<order>(channel, value);
+    }
+    KESTREL_INLINE_API MuErrCode Read(Mu::IChannel & channel, unsigned short & value) override {
+        return Wire::ReadValue<order>(channel, value);
+    }
+    KESTREL_INLINE_API MuErrCode Read(Mu::IChannel & channel, short & value) override {
+        return Wire::ReadValue<order>(channel, value);
+    }
+    KESTREL_INLINE_API MuErrCode Read(Mu::IChannel & channel, unsigned char & value) override {
+        return Wire::ReadValue<order>(channel, value);
+    }
+    KESTREL_INLINE_API MuErrCode Read(Mu::IChannel & channel, char & value) override {
+        return Wire::ReadValue<order>(channel, value);
+    }
+    KESTREL_INLINE_API MuErrCode Read(Mu::IChannel & channel, bool & value) override {
+        return Wire::ReadValue<order>(channel, value);
+    }
 
 private:
+    static constexpr Wire::ByteOrder order = Wire::ByteOrder::LowFirst;
+
     static MuErrCode ReadData(Mu::IChannel & channel, char * destination, unsigned int count);
 };
 
@@ -66,20 +97,51 @@ public:
     MuErrCode Write(Mu::OChannel & channel, Mu::Object const & value) override;
     MuErrCode Write(Mu::OChannel & channel, char const * text) override;
     MuErrCode Write(Mu::OChannel & channel, void const * pointer) override;
-    MuErrCode Write(Mu::OChannel & channel, long double value) override;
-    MuErrCode Write(Mu::OChannel & channel, double value) override;
-    MuErrCode Write(Mu::OChannel & channel, float value) override;
-    MuErrCode Write(Mu::OChannel & channel, unsigned long long value) override;
-    MuErrCode Write(Mu::OChannel & channel, long long value) override;
-    MuErrCode Write(Mu::OChannel & channel, unsigned long value) override;
-    MuErrCode Write(Mu::OChannel & channel, long value) override;
-    MuErrCode Write(Mu::OChannel & channel, unsigned int value) override;
-    MuErrCode Write(Mu::OChannel & channel, int value) override;
-    MuErrCode Write(Mu::OChannel & channel, unsigned short value) override;
-    MuErrCode Write(Mu::OChannel & channel, short value) override;
-    MuErrCode Write(Mu::OChannel & channel, unsigned char value) override;
-    MuErrCode Write(Mu::OChannel & channel, char value) override;
-    MuErrCode Write(Mu::OChannel & channel, bool value) override;
+    KESTREL_INLINE_API MuErrCode Write(Mu::OChannel & channel, long double value) override {
+        return Wire::WriteValue<order>(channel, value);
+    }
+    KESTREL_INLINE_API MuErrCode Write(Mu::OChannel & channel, double value) override {
+        return Wire::WriteValue<order>(channel, value);
+    }
+    KESTREL_INLINE_API MuErrCode Write(Mu::OChannel & channel, float value) override {
+        return Wire::WriteValue<order>(channel, value);
+    }
+    KESTREL_INLINE_API MuErrCode Write(Mu::OChannel & channel, unsigned long long value) override {
+        return Wire::WriteValue<order>(channel, value);
+    }
+    KESTREL_INLINE_API MuErrCode Write(Mu::OChannel & channel, long long value) override {
+        return Wire::WriteValue<order>(channel, value);
+    }
+    KESTREL_INLINE_API MuErrCode Write(Mu::OChannel & channel, unsigned long value) override {
+        return Wire::WriteValue<order>(channel, value);
+    }
+    KESTREL_INLINE_API MuErrCode Write(Mu::OChannel & channel, long value) override {
+        return Wire::WriteValue<order>(channel, value);
+    }
+    KESTREL_INLINE_API MuErrCode Write(Mu::OChannel & channel, unsigned int value) override {
+        return Wire::WriteValue<order>(channel, value);
+    }
+    KESTREL_INLINE_API MuErrCode Write(Mu::OChannel & channel, int value) override {
+        return Wire::WriteValue<order>(channel, value);
+    }
+    KESTREL_INLINE_API MuErrCode Write(Mu::OChannel & channel, unsigned short value) override {
+        return Wire::WriteValue<order>(channel, value);
+    }
+    KESTREL_INLINE_API MuErrCode Write(Mu::OChannel & channel, short value) override {
+        return Wire::WriteValue<order>(channel, value);
+    }
+    KESTREL_INLINE_API MuErrCode Write(Mu::OChannel & channel, unsigned char value) override {
+        return Wire::WriteValue<order>(channel, value);
+    }
+    KESTREL_INLINE_API MuErrCode Write(Mu::OChannel & channel, char value) override {
+        return Wire::WriteValue<order>(channel, value);
+    }
+    KESTREL_INLINE_API MuErrCode Write(Mu::OChannel & channel, bool value) override {
+        return Wire::WriteValue<order>(channel, value);
+    }
+
+private:
+    static constexpr Wire::ByteOrder order = Wire::ByteOrder::LowFirst;
 };
 
 KESTREL_API extern BinIProtocol binIProtocol;

@@ -5,33 +5,39 @@
 
 namespace IO {
 
-/// memcpy for counts that are mostly those of one value: 1 to 8 bytes go by direct stores, and a
-/// count of 0 takes null pointers. The spans must not overlap.
+/// The counts that CopyFewBytes takes.
+inline constexpr std::size_t FewBytes = 16;
+
+/// Two stores of one width, which overlap for the counts between that width and the next.
+template <typename Word>
+inline void CopyHeadAndTail(char * to, char const * from, std::size_t count) {
+    Word head;
+    Word tail;
+    std::memcpy(&head, from, sizeof head);
+    std::memcpy(&tail, from + count - sizeof tail, sizeof tail);
+    std::memcpy(to, &head, sizeof head);
+    std::memcpy(to + count - sizeof tail, &tail, sizeof tail);
+}
+
+/// Up to 16 bytes, which is a value or a short text, by direct stores instead of a call.
+inline void CopyFewBytes(char * to, char const * from, std::size_t count) {
+    if (count >= 8)
+        CopyHeadAndTail<unsigned long long>(to, from, count);
+    else if (count >= 4)
+        CopyHeadAndTail<unsigned int>(to, from, count);
+    else if (count >= 2)
+        CopyHeadAndTail<unsigned short>(to, from, count);
+    else if (count == 1)
+        *to = *from;
+}
+
+/// memcpy for counts that are mostly small. A count of 0 takes null pointers. The spans must not
+/// overlap.
 inline void CopyBytes(char * to, char const * from, std::size_t count) {
-    switch (count) {
-    case 0: return;
-    case 1: *to = *from; return;
-    case 2: std::memcpy(to, from, 2); return;
-    case 3:
-        std::memcpy(to, from, 2);
-        to[2] = from[2];
-        return;
-    case 4: std::memcpy(to, from, 4); return;
-    case 5:
-        std::memcpy(to, from, 4);
-        to[4] = from[4];
-        return;
-    case 6:
-        std::memcpy(to, from, 4);
-        std::memcpy(to + 4, from + 4, 2);
-        return;
-    case 7:
-        std::memcpy(to, from, 4);
-        std::memcpy(to + 3, from + 3, 4);
-        return;
-    case 8: std::memcpy(to, from, 8); return;
-    default: std::memcpy(to, from, count);
-    }
+    if (count <= FewBytes)
+        CopyFewBytes(to, from, count);
+    else
+        std::memcpy(to, from, count);
 }
 
 } // namespace IO

@@ -6,15 +6,6 @@ IChannelAdapter::IChannelAdapter(Mu::IProtocol & protocol) : Mu::IChannel(protoc
 
 IChannelAdapter::~IChannelAdapter() = default;
 
-// The way of every field that a protocol reads: the case that all is in the ring is inline in Get.
-MuErrCode IChannelAdapter::ReadBin(char * destination, unsigned int count, unsigned int * read) {
-    unsigned int got;
-    MuErrCode const status = buffer.Get(destination, count, &got);
-    if (read != nullptr)
-        *read = got;
-    return status;
-}
-
 MuErrCode IChannelAdapter::CopyBin(char * destination, unsigned int count, unsigned int * copied) {
     unsigned int got = 0;
     MuErrCode const status = buffer.Copy(destination, count, &got);

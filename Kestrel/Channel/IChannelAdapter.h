@@ -22,7 +22,11 @@ public:
 
     // Out-parameters that count may be null here.
 
-    MuErrCode ReadBin(char * destination, unsigned int count, unsigned int * read) override;
+    KESTREL_INLINE_API MuErrCode ReadBin(char * destination, unsigned int count,
+                                         unsigned int * read) override {
+        unsigned int ignored;
+        return buffer.Get(destination, count, read != nullptr ? read : &ignored);
+    }
     MuErrCode CopyBin(char * destination, unsigned int count, unsigned int * copied) override;
     MuErrCode Look(unsigned int offset, char * c) override;
     MuErrCode PushBack(char c) override;

@@ -135,11 +135,32 @@ unsigned int InputBuffer::GetRest(char * destination, unsigned int count) {
     return given + more;
 }
 
-unsigned int InputBuffer::CopyAcrossTheEnd(char * destination, unsigned int count) const {
+// Tells what `start` is to be once the bytes are consumed.
+unsigned int InputBuffer::CopyDataFromBuffer(char * destination, unsigned int count) const {
     unsigned int const tail = bufferSize - start;
+    if (count < tail) {
+        CopyBytes(destination, buffer + start, count);
+        return start + count;
+    }
     CopyBytes(destination, buffer + start, tail);
     CopyBytes(destination + tail, buffer, count - tail);
     return count - tail;
+}
+
+void InputBuffer::MoveDataFromBuffer(char * destination, unsigned int count) {
+    start = CopyDataFromBuffer(destination, count);
+    dataSize -= count;
+}
+
+// The ways that are no few bytes in one piece.
+MuErrCode InputBuffer::GetMany(char * destination, unsigned int count, unsigned int * read) {
+    if (count <= dataSize) {
+        MoveDataFromBuffer(destination, count);
+        *read = count;
+    } else {
+        *read = GetRest(destination, count);
+    }
+    return status;
 }
 
 MuErrCode InputBuffer::Get(char * c) {

@@ -56,12 +56,16 @@ public:
     /// Takes up to `count` bytes; `*read` tells how many, also beside a failure. What is missing in
     /// the ring and is no shorter than a read-ahead goes to `destination` directly.
     MuErrCode Get(char * destination, unsigned int count, unsigned int * read) {
-        if (count <= dataSize) {
-            MoveDataFromBuffer(destination, count);
-            *read = count;
-        } else {
-            *read = GetRest(destination, count);
-        }
+        unsigned int const from = start;
+        if (count > FewBytes || count > dataSize || count >= bufferSize - from)
+            return GetMany(destination, count, read);
+        // The copy stands between the two fields to keep them out of one vector register, which the
+        // next call would have to take apart again.
+        unsigned int const left = dataSize - count;
+        start = from + count;
+        CopyFewBytes(destination, buffer + from, count);
+        dataSize = left;
+        *read = count;
         return status;
     }
     /// As Get, but the bytes stay unread, for which the ring must hold all of them.
@@ -119,20 +123,9 @@ private:
     unsigned int ReadData(char * destination, unsigned int minimum, unsigned int maximum);
     bool ReadDataToBuffer(unsigned long long count);
     unsigned int GetRest(char * destination, unsigned int count);
-    unsigned int CopyDataFromBuffer(char * destination, unsigned int count) const {
-        unsigned int const from = start; // a store to `destination` may not make it read again
-        if (count < bufferSize - from) {
-            CopyBytes(destination, buffer + from, count);
-            return from + count;
-        }
-        return CopyAcrossTheEnd(destination, count);
-    }
-    void MoveDataFromBuffer(char * destination, unsigned int count) {
-        unsigned int const left = dataSize - count;
-        start = CopyDataFromBuffer(destination, count);
-        dataSize = left;
-    }
-    unsigned int CopyAcrossTheEnd(char * destination, unsigned int count) const;
+    MuErrCode GetMany(char * destination, unsigned int count, unsigned int * read);
+    unsigned int CopyDataFromBuffer(char * destination, unsigned int count) const;
+    void MoveDataFromBuffer(char * destination, unsigned int count);
     bool MakeRoom(unsigned int count);
     bool Compact();
     unsigned int After(unsigned int from, unsigned int by) const;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <Kestrel/Channel/BinProtocol.h>
 #include <Kestrel/Channel/IChannelAdapter.h>
 
 namespace IO {

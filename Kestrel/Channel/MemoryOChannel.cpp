@@ -129,20 +129,27 @@ MuErrCode MemoryOChannel::InternalWrite(char const * source, unsigned int count,
 // Kept: the doubling is computed in 32 bits, so that from 2 GiB on the block grows by what is needed.
 bool MemoryOChannel::Grow(unsigned int needed) {
     unsigned int const size = std::min(std::max(needed, capacity * 2), maxSize);
-    char * const block = BMAllocatePtr(size, 0, 0);
+    unsigned int const held = std::min(writtenSize, capacity); // SetDataSize may have passed it
+    char * const block = ResizeDestination(size, held);
     if (block == nullptr) {
         FreeDestination();
         return false;
     }
-    unsigned int const held = std::min(writtenSize, capacity);
-    CopyBytes(block, destination, held);
-    BNFillMemory(block + held, writtenSize - held, 0); // SetDataSize may have passed the block
-    if (ownsDestination)
-        BMKillPtr(&destination);
+    BNFillMemory(block + held, writtenSize - held, 0);
     destination = block;
     capacity = size;
     ownsDestination = true;
     return true;
+}
+
+// An own block may grow where it lies, which spares a large one the copy.
+char * MemoryOChannel::ResizeDestination(unsigned int size, unsigned int held) {
+    if (ownsDestination)
+        return static_cast<char *>(Mu::ReallocateOperator(destination, size));
+    char * const block = BMAllocatePtr(size, 0, 0);
+    if (block != nullptr)
+        CopyBytes(block, destination, held);
+    return block;
 }
 
 } // namespace IO

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <Kestrel/Channel/BinProtocol.h>
 #include <Kestrel/Channel/OChannelAdapter.h>
 
 namespace IO {
@@ -64,6 +65,7 @@ private:
     void Use(char * block, unsigned int size, unsigned int limit, OwnershipType ownership);
     void FreeDestination();
     bool Grow(unsigned int needed);
+    char * ResizeDestination(unsigned int size, unsigned int held);
 
     char * destination = nullptr;
     unsigned int writtenSize = 0; // bytes that have reached the block

@@ -6,13 +6,6 @@ OChannelAdapter::OChannelAdapter(Mu::OProtocol & protocol) : Mu::OChannel(protoc
 
 OChannelAdapter::~OChannelAdapter() = default;
 
-MuErrCode OChannelAdapter::WriteBin(char const * source, unsigned int count,
-                                    unsigned int * written) {
-    if (written != nullptr)
-        *written = count;
-    return buffer.Put(source, count);
-}
-
 MuErrCode OChannelAdapter::DirectOutputAccess(unsigned int offset, char ** data,
                                               unsigned int * available) {
     unsigned int there = 0;

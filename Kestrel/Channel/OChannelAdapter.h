@@ -23,7 +23,12 @@ public:
 
     // Kept: `*written` is `count` whatever came of it. Bytes wait in the buffer, so there is no
     // telling how many arrive; the status is what counts.
-    MuErrCode WriteBin(char const * source, unsigned int count, unsigned int * written) override;
+    KESTREL_INLINE_API MuErrCode WriteBin(char const * source, unsigned int count,
+                                          unsigned int * written) override {
+        if (written != nullptr)
+            *written = count;
+        return buffer.Put(source, count);
+    }
     MuErrCode DirectOutputAccess(unsigned int offset, char ** data,
                                  unsigned int * available) override;
     /// Where the next byte goes, counted from the first one ever written; it goes back with PopMark

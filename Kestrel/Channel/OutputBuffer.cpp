@@ -50,6 +50,13 @@ OutputBuffer::~OutputBuffer() {
     DeleteBuffer();
 }
 
+// In the block, but more than is stored in line.
+MuErrCode OutputBuffer::PutMany(char const * source, unsigned int count) {
+    std::memcpy(writePtr, source, count);
+    writePtr += count;
+    return status;
+}
+
 MuErrCode OutputBuffer::PutRest(char const * source, unsigned int count) {
     if (!bufferingEnabled)
         WriteData(source, count);

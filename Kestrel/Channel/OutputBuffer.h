@@ -63,8 +63,10 @@ public:
         char * const to = writePtr;
         // Signed, as the write position may lie behind blockEnd after marks past the data's end.
         if (static_cast<long long>(count) <= blockEnd - to) {
+            if (count > FewBytes)
+                return PutMany(source, count);
             writePtr = to + count;
-            CopyBytes(to, source, count);
+            CopyFewBytes(to, source, count);
             return status;
         }
         return PutRest(source, count);
@@ -124,6 +126,7 @@ private:
     void DeleteBuffer();
     void CopyToBuffer(char const * source, unsigned int count);
     void WriteData(char const * source, unsigned int count);
+    MuErrCode PutMany(char const * source, unsigned int count);
     MuErrCode PutRest(char const * source, unsigned int count);
     void PutAtTheEnd(char const * source, unsigned int count);
     bool AppendBlock();

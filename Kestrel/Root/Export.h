@@ -14,3 +14,12 @@
 #else
 #define KESTREL_API
 #endif
+
+// For an inline virtual operation of a class marked KESTREL_API that is worth guessing: all modules
+// then agree on its address, so that the compiler can compare a slot with it and go on in line.
+// Where a class is exported as a whole, that is so by itself.
+#if !defined(_WIN32) && defined(__GNUC__)
+#define KESTREL_INLINE_API KESTREL_API
+#else
+#define KESTREL_INLINE_API
+#endif

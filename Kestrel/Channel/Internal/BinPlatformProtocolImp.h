@@ -1,8 +1,8 @@
 #pragma once
 
 #include <Kestrel/Channel/Internal/Recode.h>
-#include <Kestrel/Channel/Internal/Wire.h>
 #include <Kestrel/Channel/PlatformProtocol.h>
+#include <Kestrel/Channel/Wire.h>
 #include <Kestrel/Root/Guid.h>
 #include <Kestrel/Root/Memory.h>
 #include <Kestrel/Root/Object.h>

@@ -1,7 +1,7 @@
 #pragma once
 
-#include <Kestrel/Root/IChannel.h>
-#include <Kestrel/Root/OChannel.h>
+#include <Kestrel/Channel/IChannelAdapter.h>
+#include <Kestrel/Channel/OChannelAdapter.h>
 
 #include <bit>
 #include <cstring>
