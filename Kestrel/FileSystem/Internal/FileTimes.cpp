@@ -13,12 +13,8 @@ using TimeStatus = FSEntry::TimeStatus;
 constexpr long long UnitsOfSecond = 10000000;
 constexpr long long StartOf1970 = 116444736000000000; // in units since the start of 1601
 
-constexpr ErrorRow<TimeStatus> timeErrors[] = {
-    {FileError::AccessDenied, TimeStatus::AccessDenied},
-    {FileError::SharingViolation, TimeStatus::AccessDenied},
-    {FileError::LockViolation, TimeStatus::AccessDenied},
-    {FileError::InvalidTime, TimeStatus::InvalidTime},
-};
+// A denial is told by the opening; one that comes only now is a failure like any other.
+constexpr ErrorRow<TimeStatus> setErrors[] = {{FileError::InvalidTime, TimeStatus::InvalidTime}};
 
 } // namespace
 
@@ -47,7 +43,7 @@ TimeStatus ReadPathTime(PathText path, TimeKind kind, int * seconds) {
     FindData data;
     unsigned int const error = FindEntry(path, &data);
     if (error != FileError::None)
-        return Translate(timeErrors, error, TimeStatus::Other);
+        return TranslateDenial<TimeStatus>(error);
     return FromFileTime(kind == TimeKind::Creation ? data.creationTime : data.lastWriteTime,
                         seconds);
 }
@@ -58,12 +54,12 @@ TimeStatus WritePathTime(PathText path, TimeKind kind, int seconds, unsigned int
     unsigned int error = calls.CreateFile(path, FileAccess::Write, FileShare::None,
                                           FileDisposition::OpenExisting, flags, &file);
     if (error != FileError::None)
-        return Translate(timeErrors, error, TimeStatus::Other);
+        return TranslateDenial<TimeStatus>(error);
     unsigned long long const time = ToFileTime(seconds);
     bool const isCreation = kind == TimeKind::Creation;
     error = calls.SetFileTime(file, isCreation ? &time : nullptr, isCreation ? nullptr : &time);
     calls.CloseHandle(file); // nothing was written that could still be lost
-    return Translate(timeErrors, error, TimeStatus::Other);
+    return Translate(setErrors, error, TimeStatus::Other);
 }
 
 } // namespace IO

@@ -4,6 +4,7 @@
 #include <Kestrel/FileSystem/Internal/NameGeneration.h>
 #include <Kestrel/FileSystem/Internal/WinFileSystem.h>
 #include <Kestrel/FileSystem/Internal/WinLocationResolver.h>
+#include <Kestrel/FileSystem/Platform/FileCalls.h>
 #include <Kestrel/Location/Internal/ValidatorTable.h>
 #include <Kestrel/Location/NameComparer.h>
 #include <Kestrel/Root/Lock.h>
@@ -21,7 +22,8 @@ public:
 
 namespace {
 
-// Names are compared as the native file system has it.
+// Asks the native file system whether two names are one. Registered only where it answers otherwise
+// than names do by themselves, since every comparison of locations would pay for the question.
 class NativeNameComparer final : public NameComparer {
 public:
     bool IsSameName(Mu::UniString const & first, Mu::UniString const & second) override {
@@ -70,7 +72,8 @@ void StartFileSystem() {
     new (&nativePlace.object) WinFileSystem();
     new (&resolverPlace.object) WinLocationResolver();
     new (&comparerPlace.object) NativeNameComparer();
-    SetNameComparer(&comparerPlace.object);
+    if (!GetPlatformFileCalls().ComparesByUnits())
+        SetNameComparer(&comparerPlace.object);
 }
 
 void EndFileSystem() {

@@ -122,6 +122,9 @@ public:
 
     /// Whether the platform takes the two for one name: the user's locale, without regard to case.
     virtual bool IsSameName(PathText a, PathText b) = 0;
+    /// Whether IsSameName answers what names answer by themselves: equal unit by unit after each
+    /// unit was put in upper case. Then nobody need ask it for the equality of names.
+    virtual bool ComparesByUnits() const = 0;
 
     /// Whether failures may bring up dialogs; answers the earlier mode. Kept per process. See
     /// ErrorModeMark.

@@ -96,6 +96,7 @@ public:
         return below->CreateShellLink(path, target, description);
     }
     bool IsSameName(PathText a, PathText b) override { return below->IsSameName(a, b); }
+    bool ComparesByUnits() const override { return below->ComparesByUnits(); }
     unsigned int SetErrorMode(unsigned int mode) override { return below->SetErrorMode(mode); }
     unsigned int GetLastError() override { return below->GetLastError(); }
     void SetLastError(unsigned int error) override { below->SetLastError(error); }

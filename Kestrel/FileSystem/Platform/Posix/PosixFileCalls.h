@@ -67,6 +67,7 @@ public:
     LinkStatus ReadShellLink(PathText path, TextBuffer * target) override;
     unsigned int CreateShellLink(PathText path, PathText target, PathText description) override;
     bool IsSameName(PathText a, PathText b) override;
+    bool ComparesByUnits() const override { return true; }
     unsigned int SetErrorMode(unsigned int mode) override;
     unsigned int GetLastError() override;
     void SetLastError(unsigned int error) override;
