@@ -1,0 +1,72 @@
+#pragma once
+
+#include <Kestrel/Root/Array.h>
+#include <Kestrel/Root/Condition.h>
+#include <Kestrel/Root/Lock.h>
+#include <Kestrel/Root/Memory.h>
+
+namespace IO {
+
+/// A piece of data on its way to the compressor or, without data, a command to it.
+struct ZipBlock {
+    static constexpr unsigned int Size = 4096;
+    static constexpr unsigned int FinishCommand = 1;
+    static constexpr unsigned int FullFlushCommand = 2;
+
+    char * data = nullptr;
+    unsigned int capacity = 0; // of the data; without data, the command
+    unsigned int used = 0;
+
+    static ZipBlock MakeCommand(unsigned int command) { return {nullptr, command, 0}; }
+};
+
+/// A first-in first-out queue between two threads. It holds as many blocks as are pushed; where
+/// it cannot grow, the pusher waits for the other side to take one.
+class ZipBlockQueue {
+public:
+    ZipBlockQueue() = default;
+    ~ZipBlockQueue();
+    ZipBlockQueue(ZipBlockQueue const &) = delete;
+    ZipBlockQueue & operator=(ZipBlockQueue const &) = delete;
+
+    void Push(ZipBlock const & block);
+    /// Waits until there is one.
+    ZipBlock Pop();
+    bool IsEmpty();
+
+private:
+    bool MakeRoom();
+
+    static constexpr unsigned int OwnCapacity = 16;
+
+    Mu::ReentrantLock lock;
+    Mu::Condition pushed{lock};
+    Mu::Condition popped{lock};
+    ZipBlock own[OwnCapacity];
+    ZipBlock * ring = own; // `own`, or a block of the root
+    unsigned int capacity = OwnCapacity;
+    unsigned int first = 0;
+    unsigned int count = 0;
+};
+
+/// The blocks between a writer and its compressor, and the storage of all of them.
+class ZipBlockPool : public Mu::Allocated {
+public:
+    static constexpr unsigned int MaxBlocks = 100;
+
+    ~ZipBlockPool();
+
+    /// An empty block: one that came back, or new storage while there may be more, else waits for
+    /// one to come back. Mu::OutOfMemoryException when there is no storage at all.
+    ZipBlock TakeFree();
+
+    ZipBlockQueue filled;
+    ZipBlockQueue free;
+
+private:
+    void AddBlock();
+
+    Mu::ArrayFB<char *, 10> storage; // the writer's alone
+};
+
+} // namespace IO

@@ -1,0 +1,19 @@
+#pragma once
+
+#include <Kestrel/Root/Memory.h>
+
+#include <zlib.h>
+
+namespace IO {
+
+/// An empty stream whose memory comes from the root.
+inline z_stream MakeZipStream() {
+    z_stream stream{};
+    stream.zalloc = [](void *, uInt count, uInt size) -> void * {
+        return Mu::NewArrayOperator(static_cast<std::size_t>(count) * size);
+    };
+    stream.zfree = [](void *, void * block) { Mu::DeleteArrayOperator(block); };
+    return stream;
+}
+
+} // namespace IO

@@ -1,0 +1,86 @@
+#include <Kestrel/Channel/Zip/Internal/ZipIChannelImp.h>
+
+#include <Kestrel/Channel/Zip/Internal/ZipMemory.h>
+
+namespace IO {
+
+ZipIChannel::ZipIChannelImp::ZipIChannelImp(Mu::IChannel & source)
+    : stream(MakeZipStream()), sourceChannel(&source) {
+    initStatus = inflateInit(&stream) == Z_OK ? NoError : Error;
+}
+
+ZipIChannel::ZipIChannelImp::~ZipIChannelImp() {
+    if (initialized && initStatus == NoError)
+        inflateEnd(&stream);
+}
+
+MuErrCode ZipIChannel::ZipIChannelImp::InternalRead(char * destination, unsigned int count,
+                                                    unsigned int * read) {
+    *read = 0;
+    if (!initialized || initStatus != NoError)
+        return Error;
+    stream.next_out = reinterpret_cast<Bytef *>(destination);
+    stream.avail_out = count;
+    while (*read < count) {
+        char * data = nullptr;
+        unsigned int available = 0;
+        MuErrCode const status = sourceChannel->DirectInputAccess(0, &data, &available);
+        if (status != NoError)
+            return status;
+        int const result = InflateFrom(data, available);
+        *read = count - stream.avail_out;
+        if (result == Z_STREAM_END) {
+            totalOutput += *read;
+            return EOI;
+        }
+        if (result == Z_DATA_ERROR)
+            zipError = ZipDataError;
+        if (result != Z_OK)
+            return InputFailure; // Z_BUF_ERROR among them: the source is at its end, the stream not
+    }
+    totalOutput += *read;
+    return NoError;
+}
+
+// Takes from the source what zlib takes, and not a byte of what follows the stream.
+int ZipIChannel::ZipIChannelImp::InflateFrom(char * data, unsigned int available) {
+    stream.next_in = reinterpret_cast<Bytef *>(data);
+    stream.avail_in = available;
+    int const result = inflate(&stream, Z_SYNC_FLUSH);
+    sourceChannel->Skip(available - stream.avail_in, nullptr);
+    stream.avail_in = 0; // the rest stays with the source, and may move there
+    return result;
+}
+
+int ZipIChannel::ZipIChannelImp::SyncAndSkip(unsigned long long * position) {
+    unsigned int const before = stream.avail_in;
+    int const result = inflateSync(&stream);
+    sourceChannel->Skip(before - stream.avail_in, nullptr);
+    stream.avail_in = 0;
+    sourceChannel->GetInputPosition(position);
+    return result;
+}
+
+MuErrCode ZipIChannel::ZipIChannelImp::FindNextFullFlush(unsigned long long limit) {
+    if (initStatus != NoError)
+        return Error;
+    if (limit == 0)
+        limit = 0xFFFFFFFFu;
+    unsigned long long position = 0;
+    int result = SyncAndSkip(&position);
+    while ((result == Z_BUF_ERROR || result == Z_DATA_ERROR) && position < limit) {
+        char * data = nullptr;
+        unsigned int available = 0;
+        MuErrCode const status = sourceChannel->DirectInputAccess(0, &data, &available);
+        if (status == EOI || available == 0)
+            return EOI;
+        if (status != NoError)
+            return status;
+        stream.next_in = reinterpret_cast<Bytef *>(data);
+        stream.avail_in = available;
+        result = SyncAndSkip(&position);
+    }
+    return result == Z_OK ? NoError : Error;
+}
+
+} // namespace IO

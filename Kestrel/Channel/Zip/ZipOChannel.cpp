@@ -1,0 +1,39 @@
+#include <Kestrel/Channel/Zip/ZipOChannel.h>
+
+#include <Kestrel/Channel/Zip/Internal/ZipOChannelImp.h>
+
+#include <new>
+
+namespace IO {
+
+ZipOChannel::ZipOChannel(Mu::OChannel & destination, ZipOChannelOptions const & options)
+    : OChannelAdapter(destination.GetOutputProtocol()) {
+    static_assert(sizeof(ZipOChannelImp) <= sizeof storage);
+    imp = new (storage) ZipOChannelImp(destination, options);
+    SetBinOutput(*imp);
+}
+
+ZipOChannel::~ZipOChannel() {
+    Flush();
+    imp->Close();
+    ClearBinOutput();
+    imp->~ZipOChannelImp();
+}
+
+MuErrCode ZipOChannel::GetOutputPosition(unsigned long long * position) const {
+    *position = imp->GetTotalInput() + GetDataSizeInOutputBuffer();
+    if (IsOutputBufferingEnabled())
+        *position -= GetOffset();
+    return NoError;
+}
+
+void ZipOChannel::SetDefaultOutputProtocol() {
+    SetOutputProtocol(imp->GetDestination().GetOutputProtocol());
+}
+
+MuErrCode ZipOChannel::FullFlush() {
+    MuErrCode const flushed = Flush();
+    return flushed != NoError ? flushed : imp->ImpFullFlush();
+}
+
+} // namespace IO

@@ -1,0 +1,41 @@
+#pragma once
+
+namespace IO {
+
+/// How a ZipOChannel compresses. A plain value.
+class ZipOChannelOptions {
+public:
+    /// zlib's levels: DefaultLevel, or any number from 0 (none) to 9 (most).
+    enum CompressionLevel : int { DefaultLevel = -1, NoCompression = 0, Fastest = 1, Best = 9 };
+    enum MultiThreading : unsigned int {
+        WritingThread = 0, ///< the writer waits for the compressor
+        WorkerThread = 1   ///< a thread of the channel compresses
+    };
+
+    ZipOChannelOptions() = default;
+    ZipOChannelOptions(CompressionLevel level, unsigned int autoFullFlushAfterBytesOfData,
+                       MultiThreading multiThreading)
+        : compressionLevel(level), autoFullFlushAfterBytesOfData(autoFullFlushAfterBytesOfData),
+          multiThreading(multiThreading) {}
+
+    CompressionLevel GetCompressionLevel() const { return compressionLevel; }
+    void SetCompressionLevel(CompressionLevel level) { compressionLevel = level; }
+
+    /// After more than so many bytes a full flush point is set, from which a damaged stream can be
+    /// read on. Looked at each time the channel's buffer is passed on, so the points come at the
+    /// size of its blocks. 0: none.
+    unsigned int GetAutoFullFlushAfterBytesOfData() const { return autoFullFlushAfterBytesOfData; }
+    void SetAutoFullFlushAfterBytesOfData(unsigned int bytes) {
+        autoFullFlushAfterBytesOfData = bytes;
+    }
+
+    MultiThreading GetMT() const { return multiThreading; }
+    void SetMT(MultiThreading threading) { multiThreading = threading; }
+
+private:
+    CompressionLevel compressionLevel = DefaultLevel;
+    unsigned int autoFullFlushAfterBytesOfData = 0;
+    MultiThreading multiThreading = WorkerThread;
+};
+
+} // namespace IO

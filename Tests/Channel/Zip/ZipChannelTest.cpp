@@ -1,0 +1,307 @@
+#include <Kestrel/Channel/Zip/ZipIChannel.h>
+#include <Kestrel/Channel/Zip/ZipOChannel.h>
+
+#include "Tests/Support/Channel/Ends.h"
+#include "Tests/Support/FaultSweep.h"
+
+#include <Kestrel/Channel/MemoryIChannel.h>
+#include <Kestrel/Channel/MemoryOChannel.h>
+
+#include <gtest/gtest.h>
+
+#include <zlib.h>
+
+#include <random>
+#include <string>
+
+using IO::MemoryIChannel;
+using IO::MemoryOChannel;
+using IO::ZipIChannel;
+using IO::ZipOChannel;
+using Options = IO::ZipOChannelOptions;
+
+namespace {
+
+constexpr auto alone = Options::WritingThread;
+constexpr auto withWorker = Options::WorkerThread;
+
+Options With(Options::MultiThreading threading, unsigned int autoFlush = 0,
+             Options::CompressionLevel level = Options::DefaultLevel) {
+    return Options(level, autoFlush, threading);
+}
+
+// Repeats itself enough to be worth compressing, and not so much that nothing comes out.
+std::string MakeText(std::size_t size, unsigned int seed) {
+    std::mt19937 random(seed);
+    std::string text;
+    while (text.size() < size)
+        text += "value " + std::to_string(random() % 5000) + "; ";
+    text.resize(size);
+    return text;
+}
+
+MuErrCode Put(Mu::OChannel & channel, std::string const & text) {
+    return channel.WriteBin(text.data(), static_cast<unsigned int>(text.size()), nullptr);
+}
+
+std::string Take(MemoryOChannel & channel) {
+    char const * const bytes = channel.GetDestination();
+    return std::string(bytes, channel.GetDataSize());
+}
+
+std::string Zip(std::string const & text, Options const & options) {
+    MemoryOChannel out;
+    {
+        ZipOChannel zip(out, options);
+        EXPECT_EQ(Put(zip, text), IO::NoError);
+    }
+    return Take(out);
+}
+
+MemoryIChannel::OwnershipType const borrowed = MemoryIChannel::LeaveWithCaller;
+
+struct Unzipped {
+    std::string text;
+    MuErrCode status;
+    MuErrCode zipError;
+};
+
+std::string ReadAll(Mu::IChannel & channel) {
+    std::string text;
+    char piece[4093];
+    unsigned int read;
+    do {
+        read = 0;
+        channel.ReadBin(piece, sizeof piece, &read);
+        text.append(piece, read);
+    } while (read != 0);
+    return text;
+}
+
+Unzipped Unzip(std::string const & bytes) {
+    MemoryIChannel in(bytes.data(), static_cast<unsigned int>(bytes.size()), borrowed);
+    ZipIChannel zip(in);
+    std::string text = ReadAll(zip);
+    return {std::move(text), zip.GetInputStatus(), zip.GetZipError()};
+}
+
+// By zlib alone, in one call.
+std::string PlainUnzip(std::string const & bytes, std::size_t size) {
+    std::string text(size, '\0');
+    uLongf length = static_cast<uLongf>(size);
+    EXPECT_EQ(uncompress(reinterpret_cast<Bytef *>(text.data()), &length,
+                         reinterpret_cast<Bytef const *>(bytes.data()),
+                         static_cast<uLong>(bytes.size())),
+              Z_OK);
+    text.resize(length);
+    return text;
+}
+
+} // namespace
+
+class ZipChannel : public ::testing::TestWithParam<Options::MultiThreading> {};
+INSTANTIATE_TEST_SUITE_P(Thread, ZipChannel, ::testing::Values(alone, withWorker),
+                         [](auto const & info) {
+                             return info.param == alone ? "Alone" : "Worker";
+                         });
+
+TEST_P(ZipChannel, WritesOnePlainStream) {
+    for (std::size_t size : {0u, 1u, 4095u, 4096u, 4097u, 16385u, 1000000u}) {
+        for (Options::CompressionLevel level :
+             {Options::DefaultLevel, Options::NoCompression, Options::Fastest, Options::Best}) {
+            std::string const text = MakeText(size, 7);
+            std::string const bytes = Zip(text, With(GetParam(), 0, level));
+            EXPECT_EQ(PlainUnzip(bytes, size + 1), text);
+            Unzipped const back = Unzip(bytes);
+            EXPECT_EQ(back.text, text);
+            EXPECT_EQ(back.status, IO::EOI);
+            EXPECT_EQ(back.zipError, IO::NoError);
+        }
+    }
+    EXPECT_EQ(Zip("", With(GetParam())).size(), 8u);
+}
+
+TEST_P(ZipChannel, FlushesFullyByItselfAndOnDemand) {
+    std::string const mark("\0\0\xFF\xFF", 4);
+    auto const countMarks = [&](std::string const & bytes) {
+        int count = 0;
+        for (std::size_t at = bytes.find(mark); at != std::string::npos;
+             at = bytes.find(mark, at + 1))
+            ++count;
+        return count;
+    };
+    // Blocks of 16384 bytes come down; the seventh passes the limit.
+    EXPECT_EQ(countMarks(Zip(std::string(6 * 16384, 'x'), With(GetParam(), 100000))), 0);
+    std::string seven;
+    {
+        MemoryOChannel out;
+        {
+            ZipOChannel zip(out, With(GetParam(), 100000));
+            for (int i = 0; i < 7; ++i)
+                Put(zip, std::string(16384, 'x'));
+        }
+        seven = Take(out);
+    }
+    EXPECT_EQ(countMarks(seven), 1);
+
+    MemoryOChannel out;
+    {
+        ZipOChannel zip(out, With(GetParam()));
+        Put(zip, "first");
+        EXPECT_EQ(zip.FullFlush(), IO::NoError);
+        EXPECT_EQ(zip.FullFlush(), GetParam() == alone ? IO::Error : IO::NoError);
+        Put(zip, "second");
+    }
+    EXPECT_EQ(Unzip(Take(out)).text, "firstsecond") << "two flushes in a row do no harm";
+}
+
+TEST_P(ZipChannel, CountsWhatIsWrittenNotWhatComesOut) {
+    MemoryOChannel out;
+    ZipOChannel zip(out, With(GetParam()));
+    unsigned long long position = 0;
+    Put(zip, std::string(100000, 'x'));
+    EXPECT_EQ(zip.GetOutputPosition(&position), IO::NoError);
+    EXPECT_EQ(position, 100000u);
+    zip.PushMark();
+    Put(zip, "12345");
+    zip.PopMark();
+    zip.GetOutputPosition(&position);
+    EXPECT_EQ(position, 100000u);
+    zip.ResetOffset();
+    zip.GetOutputPosition(&position);
+    EXPECT_EQ(position, 100005u);
+}
+
+TEST(ZipIChannel, ReadsWhatZlibWrites) {
+    std::string const text = MakeText(300000, 3);
+    std::string bytes(compressBound(text.size()), '\0');
+    uLongf size = static_cast<uLongf>(bytes.size());
+    ASSERT_EQ(compress2(reinterpret_cast<Bytef *>(bytes.data()), &size,
+                        reinterpret_cast<Bytef const *>(text.data()), text.size(), 9),
+              Z_OK);
+    bytes.resize(size);
+    EXPECT_EQ(Unzip(bytes).text, text);
+    Tests::ForEachIChannel(bytes, [&](Mu::IChannel & source) {
+        ZipIChannel zip(source);
+        EXPECT_EQ(ReadAll(zip), text);
+    });
+}
+
+TEST(ZipIChannel, LeavesTheSourceBehindTheStream) {
+    std::string const bytes = Zip("first", With(alone)) + Zip("second", With(alone)) + "rest";
+    MemoryIChannel in(bytes.data(), static_cast<unsigned int>(bytes.size()), borrowed);
+    for (char const * expected : {"first", "second"}) {
+        ZipIChannel zip(in);
+        EXPECT_EQ(ReadAll(zip), expected);
+        EXPECT_EQ(zip.GetInputStatus(), IO::EOI);
+        unsigned long long number = 77;
+        EXPECT_EQ(zip.GetAvailable(&number), IO::Error);
+        EXPECT_EQ(number, 77u);
+        zip.GetInputPosition(&number);
+        EXPECT_EQ(number, std::string(expected).size());
+    }
+    EXPECT_EQ(ReadAll(in), "rest");
+}
+
+TEST(ZipIChannel, MeetsACutAtEveryPlace) {
+    std::string const text = MakeText(300, 5);
+    std::string const bytes = Zip(text, With(alone));
+    for (std::size_t size = 0; size < bytes.size(); ++size) {
+        SCOPED_TRACE(size);
+        Unzipped const cut = Unzip(bytes.substr(0, size));
+        EXPECT_EQ(cut.status, IO::InputFailure);
+        EXPECT_EQ(cut.zipError, IO::NoError);
+        EXPECT_EQ(cut.text, text.substr(0, cut.text.size()));
+    }
+}
+
+TEST(ZipIChannel, MeetsAFlipAtEveryPlace) {
+    std::string const text = MakeText(300, 5);
+    std::string const bytes = Zip(text, With(alone));
+    for (std::size_t place = 0; place < 8 * bytes.size(); ++place) {
+        SCOPED_TRACE(place);
+        std::string flipped = bytes;
+        flipped[place / 8] = static_cast<char>(flipped[place / 8] ^ (1 << place % 8));
+        Unzipped const result = Unzip(flipped);
+        EXPECT_EQ(result.status, IO::InputFailure) << "nothing broken passes for whole";
+    }
+}
+
+TEST(ZipIChannel, GoesOnBehindADamage) {
+    std::string const text = MakeText(400000, 9);
+    MemoryOChannel out;
+    {
+        ZipOChannel zip(out, With(alone, 50000));
+        for (std::size_t at = 0; at < text.size(); at += 10000)
+            Put(zip, text.substr(at, 10000));
+    }
+    std::string bytes = Take(out);
+    for (std::size_t i = 0; i < 40; ++i)
+        bytes[bytes.size() / 3 + i] = '\x55';
+    MemoryIChannel in(bytes.data(), static_cast<unsigned int>(bytes.size()), borrowed);
+    ZipIChannel zip(in);
+    std::string const before = ReadAll(zip);
+    EXPECT_EQ(zip.GetInputStatus(), IO::InputFailure);
+    EXPECT_EQ(zip.GetZipError(), IO::ZipDataError);
+    ASSERT_EQ(zip.FindNextFlushFlush(0), IO::NoError);
+    std::string const after = ReadAll(zip);
+    EXPECT_GT(after.size(), 100000u);
+    EXPECT_EQ(after, text.substr(text.size() - after.size())) << "all of the end is saved";
+    EXPECT_EQ(zip.GetZipError(), IO::ZipDataError) << "it stays";
+}
+
+TEST(ZipIChannel, SearchesNoFurtherThanItMay) {
+    std::string const bytes = "no stream at all, and no flush point in it";
+    MemoryIChannel in(bytes.data(), static_cast<unsigned int>(bytes.size()), borrowed);
+    ZipIChannel zip(in);
+    char c;
+    EXPECT_EQ(zip.ReadBin(&c, 1, nullptr), IO::InputFailure);
+    EXPECT_EQ(zip.FindNextFlushFlush(1), IO::Error) << "the limit";
+    EXPECT_EQ(zip.FindNextFlushFlush(0), IO::EOI) << "the end of the source";
+}
+
+TEST(ZipOChannel, PassesOnWhatTheDestinationSays) {
+    std::string const text = MakeText(1000000, 1);
+    for (unsigned int n = 1; n < 12; ++n) {
+        Tests::RecordingOChannel out;
+        out.sink.failFrom = n;
+        ZipOChannel zip(out, With(alone));
+        MuErrCode status = IO::NoError;
+        for (std::size_t at = 0; status == IO::NoError && at < text.size(); at += 5000)
+            status = Put(zip, text.substr(at, 5000));
+        EXPECT_EQ(status, IO::EOO);
+        EXPECT_EQ(Put(zip, std::string(50000, 'x')), IO::EOO) << "it sticks";
+    }
+}
+
+TEST(ZipOChannel, TakesAFailedDestinationQuietlyWhileAWorkerHasIt) {
+    Tests::RecordingOChannel out;
+    out.sink.failFrom = 1;
+    {
+        ZipOChannel zip(out, With(withWorker));
+        EXPECT_EQ(Put(zip, MakeText(200000, 1)), IO::NoError); // less than the blocks hold
+    }
+    EXPECT_EQ(out.GetOutputStatus(), IO::EOO);
+}
+
+TEST_P(ZipChannel, MeetsEveryFailedAllocation) {
+    std::string const text = MakeText(20000, 2);
+    SweepAllocations([&](bool failed) {
+        MemoryOChannel out;
+        MuErrCode status;
+        {
+            ZipOChannel zip(out, With(GetParam()));
+            status = Put(zip, text);
+            if (status == IO::NoError)
+                status = zip.Flush();
+        }
+        if (status != IO::NoError || out.GetStatus() != IO::NoError) {
+            EXPECT_TRUE(failed);
+            return;
+        }
+        std::string const bytes = Take(out);
+        Unzipped const back = Unzip(bytes);
+        if (back.text != text)
+            EXPECT_TRUE(failed);
+    });
+}
