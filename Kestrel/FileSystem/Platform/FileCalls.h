@@ -39,10 +39,10 @@ public:
     virtual unsigned int FindClose(FindHandle find) = 0;
 
     /// Null in `*file` after a failure. `attributes` holds FileAttribute bits for a new file, and
-    /// FileFlagBackupSemantics. A new file that stands already: FileExists. The share modes that
-    /// are told apart on Linux are those of the seven open modes of FileEntry; another combination
-    /// is taken as the next stricter one of them. On Linux a folder that is opened for reading
-    /// without the flag is refused at the first read, not here: that saves each opening a call.
+    /// FileFlagBackupSemantics. A new file that stands already: FileExists. On Linux only the
+    /// combinations of access and sharing that the open modes of FileEntry have are known, others
+    /// are InvalidParameter; and a folder that is opened for reading without the flag is refused at
+    /// the first read, not here: that saves each opening a call.
     virtual unsigned int CreateFile(PathText path, unsigned int access, unsigned int share,
                                     unsigned int disposition, unsigned int attributes,
                                     FileHandle * file) = 0;
@@ -71,7 +71,7 @@ public:
     virtual unsigned int GetCurrentDirectory(TextBuffer * path) = 0;
     /// With a final `\`.
     virtual unsigned int GetTempPath(TextBuffer * path) = 0;
-    /// The path as its folders spell it.
+    /// The path as its folders spell it; on Linux with the deepest drive.
     virtual unsigned int GetLongPathName(PathText path, TextBuffer * longPath) = 0;
     /// The folder of a CSIDL number. On Linux:
     ///

@@ -11,7 +11,16 @@
 
 namespace Tests {
 
-#if defined(__linux__) && !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+#if defined(__has_feature)
+#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
+#define KESTREL_SANITIZED
+#endif
+#endif
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#define KESTREL_SANITIZED
+#endif
+
+#if defined(__linux__) && !defined(KESTREL_SANITIZED)
 
 namespace {
 

@@ -14,7 +14,7 @@ constexpr unsigned int FolderCount = 8;
 constexpr unsigned int TableSize = 1u << 20; // a power of two
 constexpr unsigned int FirstCapacity = 1024;
 constexpr long long Second = 1'000'000'000;
-constexpr long long ClockTick = 20'000'000; // more than that of any kernel
+constexpr long long ClockTick = 5 * Second / 2; // more than that of any file system
 
 long long ToNanoseconds(timespec const & time) {
     return time.tv_sec * Second + time.tv_nsec;

@@ -22,13 +22,14 @@ namespace IO {
 /// renaming or deletion moves, by whomever. The library's own changes are entered through
 /// FolderChange and take the new change time along. What can slip through: another process that
 /// makes an entry in the very moment between our change and the look at the new time, or, on a
-/// kernel before 6.13, in the same tick of its clock, 1 to 10 ms. Its name is then not known to us
-/// for at most a second or so, since a folder with changes of our own is read again after that; the
-/// worst that follows is a second spelling of a name. With one writer nothing can slip through.
+/// kernel before 6.13, in the same tick of its clock, mostly 1 to 10 ms. Its name is then not known
+/// to us for a second or so, since a folder that changed lately is read again after that; the worst
+/// that follows is a second spelling of a name. With one writer nothing can slip through.
 ///
 /// Memory:  none from the heap: 32 MiB of zeroed static memory, of which the system provides a page
 ///          only once it is used. A folder of more than 780,000 entries is not remembered.
-/// Threads: any; `GetLock` is held round whatever is done here. It may be taken again.
+/// Threads: any; `GetLock` is held round whatever is done here, the making of an entry included, so
+///          that two threads cannot make two spellings. It may be taken again.
 class FolderNames {
 public:
     static FolderNames & Get();

@@ -78,9 +78,11 @@ private:
     bool isHalf = true;
 };
 
-bool SetCopyAttributes(int copy, struct stat const & source) {
+// As far as the file system of the copy keeps them; the content counts.
+void SetCopyAttributes(int copy, struct stat const & source) {
     timespec const times[2] = {{0, UTIME_OMIT}, source.st_mtim};
-    return ::futimens(copy, times) == 0 && ::fchmod(copy, source.st_mode & 0777) == 0;
+    (void)::futimens(copy, times);
+    (void)::fchmod(copy, source.st_mode & 0777);
 }
 
 unsigned int FillCopy(int from, struct stat const & source, char const * path, int descriptor) {
@@ -89,9 +91,8 @@ unsigned int FillCopy(int from, struct stat const & source, char const * path, i
     unsigned int const error = CopyContent(from, copy.GetDescriptor());
     if (error != FileError::None)
         return error;
-    if (!SetCopyAttributes(copy.GetDescriptor(), source) || !copy.Keep())
-        return GetLastFileError();
-    return FileError::None;
+    SetCopyAttributes(copy.GetDescriptor(), source);
+    return copy.Keep() ? FileError::None : GetLastFileError();
 }
 
 } // namespace
