@@ -3,6 +3,8 @@
 #include <Kestrel/Root/Exceptions.h>
 #include <Kestrel/Root/Platform/SystemCalls.h>
 
+#include "Tests/Support/Gate.h"
+
 #include <gtest/gtest.h>
 
 #include <string>
@@ -45,21 +47,19 @@ public:
     explicit HeldElsewhere(AnyLock & lock)
         : thread([this, &lock] {
               Mu::LockGuard guard(lock);
-              held.store(true);
-              held.notify_one();
-              release.wait(false);
+              held.Open();
+              release.Wait();
           }) {
-        held.wait(false);
+        held.Wait();
     }
     ~HeldElsewhere() {
-        release.store(true);
-        release.notify_one();
+        release.Open();
         thread.join();
     }
 
 private:
-    std::atomic<bool> held = false;
-    std::atomic<bool> release = false;
+    Tests::Gate held;
+    Tests::Gate release;
     std::thread thread;
 };
 

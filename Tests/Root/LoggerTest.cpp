@@ -4,6 +4,7 @@
 #include <Kestrel/Root/Thread.h>
 
 #include "Tests/Support/FaultSweep.h"
+#include "Tests/Support/Gate.h"
 #include "Tests/Support/HandClock.h"
 #include "Tests/Support/LogCapture.h"
 #include "Tests/Support/Text.h"
@@ -303,20 +304,18 @@ TEST(Logger, LetsItsChannelLog) {
 TEST(Logger, DoesNotWaitForEverForAStuckChannel) {
     Tests::HandClock clock;
     Output output;
-    std::atomic<bool> stuck = false, free = false;
+    Tests::Gate stuck, free;
     output.onWrite = [&] {
-        stuck.store(true);
-        stuck.notify_all();
-        free.wait(false);
+        stuck.Open();
+        free.Wait();
     };
     Mu::logger.SetOutput(&output, &output);
     Mu::ErrorLogLine error("%", "test", nullptr);
     std::thread other([&] { Log(error, {"the first"}); });
-    stuck.wait(false);
+    stuck.Wait();
     Log(error, {"the second"}); // gives up waiting after a while
     EXPECT_EQ(clock.GetSleeps().size(), 1u);
-    free.store(true);
-    free.notify_all();
+    free.Open();
     other.join();
     EXPECT_EQ(output.GetLines().size(), 2u) << "whoever wrote took the second along";
 }

@@ -4,6 +4,7 @@
 #include <Kestrel/Root/Platform/SystemCalls.h>
 
 #include "Tests/Support/FaultSweep.h"
+#include "Tests/Support/Gate.h"
 #include "Tests/Support/HandClock.h"
 #include "Tests/Support/Text.h"
 
@@ -35,18 +36,9 @@ Mu::RunnableTask Do(std::function<void()> work) {
 }
 
 // Something that a thread blocks on, and that shows whether it was woken.
-class Gate final : public Mu::Interruptible {
+class Gate final : public Mu::Interruptible, public Tests::Gate {
 public:
     void Interrupt() override { Open(); }
-    void Open() {
-        open.store(true);
-        open.notify_all();
-    }
-    void Wait() { open.wait(false); }
-    bool IsOpen() const { return open; }
-
-private:
-    std::atomic<bool> open = false;
 };
 
 bool RefuseThread(void *, std::uintptr_t *) {
