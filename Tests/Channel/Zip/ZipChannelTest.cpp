@@ -111,9 +111,9 @@ TEST_P(ZipChannel, WritesOnePlainStream) {
              {Options::DefaultLevel, Options::NoCompression, Options::Fastest, Options::Best}) {
             std::string const text = MakeText(size, 7);
             std::string const bytes = Zip(text, With(GetParam(), 0, level));
-            EXPECT_EQ(PlainUnzip(bytes, size + 1), text);
+            EXPECT_TRUE(PlainUnzip(bytes, size + 1) == text);
             Unzipped const back = Unzip(bytes);
-            EXPECT_EQ(back.text, text);
+            EXPECT_TRUE(back.text == text);
             EXPECT_EQ(back.status, IO::EOI);
             EXPECT_EQ(back.zipError, IO::NoError);
         }
@@ -180,10 +180,14 @@ TEST(ZipIChannel, ReadsWhatZlibWrites) {
                         reinterpret_cast<Bytef const *>(text.data()), text.size(), 9),
               Z_OK);
     bytes.resize(size);
-    EXPECT_EQ(Unzip(bytes).text, text);
-    Tests::ForEachIChannel(bytes, [&](Mu::IChannel & source) {
+    EXPECT_TRUE(Unzip(bytes).text == text);
+}
+
+TEST(ZipIChannel, ReadsFromAnySource) {
+    std::string const text = MakeText(6000, 4); // the twins hold what fits into a ring
+    Tests::ForEachIChannel(Zip(text, With(alone)), [&](Mu::IChannel & source) {
         ZipIChannel zip(source);
-        EXPECT_EQ(ReadAll(zip), text);
+        EXPECT_TRUE(ReadAll(zip) == text);
     });
 }
 
@@ -223,7 +227,9 @@ TEST(ZipIChannel, MeetsAFlipAtEveryPlace) {
         std::string flipped = bytes;
         flipped[place / 8] = static_cast<char>(flipped[place / 8] ^ (1 << place % 8));
         Unzipped const result = Unzip(flipped);
-        EXPECT_EQ(result.status, IO::InputFailure) << "nothing broken passes for whole";
+        // Some bits mean nothing, as those that fill up the last byte.
+        bool const isWhole = result.status == IO::EOI && result.text == text;
+        EXPECT_TRUE(isWhole || result.status == IO::InputFailure);
     }
 }
 
@@ -236,8 +242,10 @@ TEST(ZipIChannel, GoesOnBehindADamage) {
             Put(zip, text.substr(at, 10000));
     }
     std::string bytes = Take(out);
-    for (std::size_t i = 0; i < 40; ++i)
-        bytes[bytes.size() / 3 + i] = '\x55';
+    // Behind a flush point there must be a block; this is none.
+    std::size_t const point = bytes.find(std::string("\0\0\xFF\xFF", 4), bytes.size() / 3);
+    ASSERT_NE(point, std::string::npos);
+    bytes[point + 4] = '\xFF';
     MemoryIChannel in(bytes.data(), static_cast<unsigned int>(bytes.size()), borrowed);
     ZipIChannel zip(in);
     std::string const before = ReadAll(zip);
@@ -246,7 +254,7 @@ TEST(ZipIChannel, GoesOnBehindADamage) {
     ASSERT_EQ(zip.FindNextFlushFlush(0), IO::NoError);
     std::string const after = ReadAll(zip);
     EXPECT_GT(after.size(), 100000u);
-    EXPECT_EQ(after, text.substr(text.size() - after.size())) << "all of the end is saved";
+    EXPECT_TRUE(text.ends_with(after)) << "all of the end is saved";
     EXPECT_EQ(zip.GetZipError(), IO::ZipDataError) << "it stays";
 }
 
@@ -301,7 +309,6 @@ TEST_P(ZipChannel, MeetsEveryFailedAllocation) {
         }
         std::string const bytes = Take(out);
         Unzipped const back = Unzip(bytes);
-        if (back.text != text)
-            EXPECT_TRUE(failed);
+        EXPECT_TRUE(failed || back.text == text);
     });
 }
