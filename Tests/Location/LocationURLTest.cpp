@@ -18,12 +18,6 @@ struct Content {
     char const * password;
     unsigned short port;
     Names network, local;
-
-    friend bool operator==(Content const & a, Content const & b) {
-        return a.model == b.model && std::string(a.scheme) == b.scheme &&
-               std::string(a.user) == b.user && std::string(a.password) == b.password &&
-               a.port == b.port && a.network == b.network && a.local == b.local;
-    }
 };
 
 std::string ToText(Content const & content) {
