@@ -36,7 +36,26 @@ std::string CountAnd(unsigned int count, std::string const & bytes) {
     return text + bytes;
 }
 
+template <typename T>
+__attribute__((no_sanitize("null"))) T & NullReference() {
+    T * volatile none = nullptr;
+    return *none;
+}
+
 } // namespace
+
+TEST(UniStringStream, RefusesANullChannel) {
+    UniString text("kept");
+    EXPECT_EQ(text.Read(NullReference<Mu::IChannel>()), Mu::Error);
+    EXPECT_EQ(text.Write(NullReference<Mu::OChannel>()), Mu::Error);
+    text.Print(NullReference<Mu::OChannel>());
+    EXPECT_TRUE(text == "kept");
+    String narrow("kept");
+    EXPECT_EQ(narrow.Read(NullReference<Mu::IChannel>()), Mu::Error);
+    EXPECT_EQ(narrow.Write(NullReference<Mu::OChannel>()), Mu::Error);
+    narrow.Print(NullReference<Mu::OChannel>());
+    EXPECT_TRUE(narrow == "kept");
+}
 
 TEST(UniStringStream, WritesUnitsLowByteFirstAndReadsThemBack) {
     UniString text(u"a\u20AC");
