@@ -4,7 +4,6 @@
 #include <Kestrel/Root/UniString.h>
 
 #include <algorithm>
-#include <cstdio>
 #include <cstring>
 #include <limits>
 

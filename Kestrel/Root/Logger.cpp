@@ -288,13 +288,22 @@ void FastLogger::SetOutputLevel(LogSeverity least) noexcept {
     UpdateWanted();
 }
 
+// At the very end, threads may be gone that held a lock or were writing, so nothing here waits for
+// ever, and the observers' lock is not asked for.
 void FastLogger::Terminate() noexcept {
-    Control * last;
-    {
-        CoreGuard guard(lock);
-        last = ReplaceOutput(nullptr, nullptr);
+    Timeout const timeout(SafetyPatience);
+    while (!lock.TryEnter()) {
+        if (timeout.IsOver())
+            return;
+        clockManager.Sleep(0.001);
     }
-    UpdateWanted();
+    Control * last = nullptr;
+    if (WaitForSilence(timeout)) {
+        last = ReplaceOutput(nullptr, nullptr);
+        unsigned int const byObservers = wanted.load(std::memory_order_relaxed) >> ObserverShift;
+        wanted.store(byObservers | byObservers << ObserverShift, std::memory_order_release);
+    }
+    lock.Leave();
     try {
         if (last != nullptr)
             last->ApplicationTerminated();
@@ -307,11 +316,11 @@ void FastLogger::Terminate() noexcept {
 FastLogger::Control * FastLogger::ReplaceOutput(OChannel * newChannel, Control * newControl) {
     if (writer == Platform::GetThreadToken())
         return nullptr;
-    WaitForSilence();
+    WaitForSilence(Timeout());
     for (unsigned int turn = 0; turn < 2 && channel != nullptr; ++turn) {
         if (turn == 0 || filling.GetSize() > 0)
             TakeTurn(true);
-        WaitForSilence();
+        WaitForSilence(Timeout());
     }
     Control * const earlier = control;
     channel = newChannel;
@@ -324,9 +333,12 @@ FastLogger::Control * FastLogger::ReplaceOutput(OChannel * newChannel, Control *
     return earlier;
 }
 
-void FastLogger::WaitForSilence() {
+// Under the lock. False: somebody still writes when the time is over.
+bool FastLogger::WaitForSilence(Timeout const & timeout) {
     while (writer != 0)
-        WaitForTurn(Timeout());
+        if (!WaitForTurn(timeout) && writer != 0)
+            return false;
+    return true;
 }
 
 } // namespace Mu

@@ -95,7 +95,8 @@ public:
     /// Hands everything appended so far to the channel, flushes it, and has the Control bring it to
     /// safety.
     void Flush() noexcept;
-    /// The process comes to its end: flushes, detaches the output and tells its Control.
+    /// The process comes to its end: flushes, detaches the output and tells its Control. Gives up
+    /// after a while if a thread that is gone has left the logger locked.
     void Terminate() noexcept;
 
     /// Lines that could not be kept or that the channel refused.
@@ -117,7 +118,7 @@ private:
     void WritePiece(char const * bytes, std::size_t size);
     void CountLost(char const * lines, std::size_t size);
     Control * ReplaceOutput(OChannel * newChannel, Control * newControl);
-    void WaitForSilence();
+    bool WaitForSilence(Timeout const & timeout);
 
     // Three times a bit for each severity: wanted at all, by the output, by an observer.
     std::atomic<unsigned int> wanted = 0;

@@ -320,6 +320,29 @@ TEST(Logger, DoesNotWaitForEverForAStuckChannel) {
     EXPECT_EQ(output.GetLines().size(), 2u) << "whoever wrote took the second along";
 }
 
+// As when the process ends while another thread is inside the channel for good.
+TEST(Logger, EndsInSpiteOfAStuckChannel) {
+    Tests::HandClock clock;
+    Output output;
+    Tests::Gate stuck, free;
+    output.onWrite = [&] {
+        stuck.Open();
+        free.Wait();
+    };
+    Mu::logger.SetOutput(&output, &output);
+    std::thread other([] {
+        Mu::ErrorLogLine error("error", "test", nullptr);
+        Log(error);
+    });
+    stuck.Wait();
+    Mu::logger.Terminate();
+    EXPECT_EQ(output.calls, "n") << "nobody may be told that it is over";
+    free.Open();
+    other.join();
+    Mu::logger.Terminate();
+    EXPECT_EQ(output.calls, "nwfsfst");
+}
+
 TEST(Logger, TearsNoLine) {
     constexpr unsigned int Count = 3000;
     auto const work = [](unsigned int number) {
