@@ -1,0 +1,124 @@
+#include <Kestrel/Channel/Code/Blowfish.h>
+
+#include <Kestrel/Channel/Code/Internal/BlowfishTables.h>
+
+#include <algorithm>
+#include <atomic>
+#include <iterator>
+
+namespace IO {
+
+namespace {
+
+unsigned int Load(unsigned char const * bytes) {
+    return bytes[0] | static_cast<unsigned int>(bytes[1]) << 8 |
+           static_cast<unsigned int>(bytes[2]) << 16 | static_cast<unsigned int>(bytes[3]) << 24;
+}
+
+void Store(unsigned int word, unsigned char * bytes) {
+    bytes[0] = static_cast<unsigned char>(word);
+    bytes[1] = static_cast<unsigned char>(word >> 8);
+    bytes[2] = static_cast<unsigned char>(word >> 16);
+    bytes[3] = static_cast<unsigned char>(word >> 24);
+}
+
+bool IsWhole(unsigned int size) {
+    return size >= 8 && size % 8 == 0;
+}
+
+template <typename Cipher>
+void ForEachBlock(void * data, unsigned int size, Cipher cipher) {
+    if (!IsWhole(size))
+        return;
+    unsigned char * block = static_cast<unsigned char *>(data);
+    for (unsigned char * const end = block + size; block != end; block += 8) {
+        Blowfish::Word left{Load(block)};
+        Blowfish::Word right{Load(block + 4)};
+        cipher(&left, &right);
+        Store(left.word, block);
+        Store(right.word, block + 4);
+    }
+}
+
+} // namespace
+
+void Blowfish::Reset() {
+    std::copy_n(blowfishTables, std::size(P), P);
+    std::copy_n(blowfishTables + std::size(P), 4 * 256, &S[0][0]);
+    // Of an object that goes, too: the compiler must not conclude that nobody looks any more.
+    std::atomic_signal_fence(std::memory_order_seq_cst);
+}
+
+void Blowfish::SetPassword(void const * key, unsigned int length) {
+    if (key == nullptr || length == 0)
+        return;
+    Reset();
+    GenerateSubKeys(key, length);
+}
+
+void Blowfish::GenerateSubKeys(void const * key, unsigned int length) {
+    if (key == nullptr || length == 0)
+        return;
+    unsigned char const * const bytes = static_cast<unsigned char const *>(key);
+    unsigned int next = 0;
+    auto const takeByte = [&] {
+        unsigned int const byte = bytes[next];
+        next = next + 1 == length ? 0 : next + 1;
+        return byte;
+    };
+    for (unsigned int & word : P)
+        for (unsigned int shift = 0; shift < 32; shift += 8)
+            word ^= takeByte() << shift;
+
+    Word left{0};
+    Word right{0};
+    auto const replace = [&](unsigned int * words, unsigned int count) {
+        for (unsigned int i = 0; i < count; i += 2) {
+            BF_En(&left, &right);
+            words[i] = left.word;
+            words[i + 1] = right.word;
+        }
+    };
+    replace(P, rounds + 2);
+    for (auto & box : S)
+        replace(box, 256);
+}
+
+inline unsigned int Blowfish::F(unsigned int x) const {
+    return ((S[0][x & 255] + S[1][(x >> 8) & 255]) ^ S[2][(x >> 16) & 255]) + S[3][x >> 24];
+}
+
+// Two rounds a step, so that the halves need no exchange.
+inline void Blowfish::BF_En(Word * left, Word * right) const {
+    unsigned int l = left->word;
+    unsigned int r = right->word;
+    for (unsigned int i = 0; i < rounds; i += 2) {
+        l ^= P[i];
+        r ^= F(l) ^ P[i + 1];
+        l ^= F(r);
+    }
+    left->word = r ^ P[rounds + 1];
+    right->word = l ^ P[rounds];
+}
+
+inline void Blowfish::BF_De(Word * left, Word * right) const {
+    unsigned int l = left->word;
+    unsigned int r = right->word;
+    for (unsigned int i = rounds + 1; i > 1; i -= 2) {
+        l ^= P[i];
+        r ^= F(l) ^ P[i - 1];
+        l ^= F(r);
+    }
+    left->word = r ^ P[0];
+    right->word = l ^ P[1];
+}
+
+void Blowfish::Encrypt(void * data, unsigned int size) const {
+    ForEachBlock(data, size, [this](Word * left, Word * right) { BF_En(left, right); });
+}
+
+void Blowfish::Decrypt(void * data, unsigned int size) const {
+    ForEachBlock(data, size, [this](Word * left, Word * right) { BF_De(left, right); });
+}
+
+} // namespace IO

@@ -1,0 +1,75 @@
+#include <Kestrel/Channel/Code/CodeOChannel.h>
+
+#include <Kestrel/Channel/Code/Blowfish.h>
+#include <Kestrel/Channel/Code/Internal/CodeRecord.h>
+
+#include <algorithm>
+#include <memory>
+#include <new>
+
+namespace IO {
+
+/// What stands behind a CodeOChannel.
+class CodeOChannel::CodeOChannelImp : public OutputBuffer::BinOutput {
+public:
+    CodeOChannelImp(Mu::OChannel & destination, void const * key, unsigned int length)
+        : destinationChannel(&destination), cipher(new Blowfish) {
+        cipher->SetPassword(key, length);
+    }
+
+    ~CodeOChannelImp() {
+        CodeRecord end{};
+        WriteRecord(end);
+    }
+
+    MuErrCode InternalWrite(char const * source, unsigned int count,
+                            unsigned int * written) override {
+        *written = 0;
+        MuErrCode status = NoError;
+        // Kept: a record that fails does not stop the others, and the last one's status counts.
+        while (*written < count) {
+            unsigned int const piece = std::min(count - *written, CodeRecord::DataSize);
+            status = WritePlain(source + *written, piece);
+            *written += piece;
+        }
+        return status;
+    }
+
+    Mu::OChannel & GetDestination() const { return *destinationChannel; }
+
+private:
+    MuErrCode WritePlain(char const * source, unsigned int count) {
+        CodeRecord record{};
+        record.marker[0] = record.marker[1] = CodeRecord::MarkerByte;
+        record.count = static_cast<unsigned char>(count);
+        std::copy_n(source, count, record.data);
+        cipher->Encrypt(record.data, CodeRecord::DataSize);
+        return WriteRecord(record);
+    }
+
+    MuErrCode WriteRecord(CodeRecord & record) {
+        return destinationChannel->WriteBin(record.GetBytes(), CodeRecord::WireSize, nullptr);
+    }
+
+    Mu::OChannel * destinationChannel; // not owned
+    std::unique_ptr<Blowfish> cipher;
+};
+
+CodeOChannel::CodeOChannel(Mu::OChannel & destination, void const * key, unsigned int length)
+    : OChannelAdapter(destination.GetOutputProtocol()) {
+    static_assert(sizeof(CodeOChannelImp) <= sizeof storage);
+    imp = new (storage) CodeOChannelImp(destination, key, length);
+    SetBinOutput(*imp);
+}
+
+CodeOChannel::~CodeOChannel() {
+    Flush();
+    ClearBinOutput();
+    imp->~CodeOChannelImp();
+}
+
+void CodeOChannel::SetDefaultOutputProtocol() {
+    SetOutputProtocol(imp->GetDestination().GetOutputProtocol());
+}
+
+} // namespace IO
