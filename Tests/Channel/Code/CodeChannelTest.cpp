@@ -64,9 +64,9 @@ std::string Encode(std::string const & text, unsigned int flushEvery = 0) {
 
 /// A code channel over bytes.
 struct Decoder {
-    explicit Decoder(std::string const & bytes, std::string const & withKey = key)
-        : in(bytes.data(), static_cast<unsigned int>(bytes.size()),
-             MemoryIChannel::LeaveWithCaller),
+    explicit Decoder(std::string const & text, std::string const & withKey = key)
+        : bytes(text), in(bytes.data(), static_cast<unsigned int>(bytes.size()),
+                          MemoryIChannel::LeaveWithCaller),
           code(in, withKey.data(), static_cast<unsigned int>(withKey.size())) {}
 
     // Up to a status, or `limit` bytes.
@@ -81,6 +81,7 @@ struct Decoder {
         return text;
     }
 
+    std::string bytes;
     MemoryIChannel in;
     CodeIChannel code;
     MuErrCode status = IO::NoError;
@@ -183,15 +184,15 @@ TEST(CodeChannels, ReadBackInAnyPieces) {
             (void)decoder.code.GetInputPosition(&position);
             EXPECT_EQ(position, text.size());
         }
-        Tests::ForEachIChannel(bytes, [&](Mu::IChannel & source) {
-            CodeIChannel code(source, key.data(), static_cast<unsigned int>(key.size()));
-            std::string back(text.size(), '\0');
-            unsigned int read = 0;
-            (void)code.ReadBin(back.data(), static_cast<unsigned int>(back.size()), &read);
-            EXPECT_EQ(read, text.size());
-            EXPECT_EQ(back, text);
-        });
     }
+    Tests::ForEachIChannel(Encode(text), [&](Mu::IChannel & source) {
+        CodeIChannel code(source, key.data(), static_cast<unsigned int>(key.size()));
+        std::string back(text.size(), '\0');
+        unsigned int read = 0;
+        (void)code.ReadBin(back.data(), static_cast<unsigned int>(back.size()), &read);
+        EXPECT_EQ(read, text.size());
+        EXPECT_EQ(back, text);
+    });
 }
 
 TEST(CodeChannels, ReadTwoStreamsInARow) {
@@ -217,16 +218,15 @@ TEST(CodeIChannel, GoesOnBehindALoss) {
     std::string bytes = Encode(text);
     bytes.erase(2 * 19, 2); // two bytes of the third record are gone
     Decoder decoder(bytes);
-    EXPECT_EQ(decoder.Read(1), text.substr(0, 16)) << "the record ahead was broken";
+    EXPECT_EQ(decoder.Read(1), text.substr(0, 32));
     EXPECT_EQ(decoder.status, IO::InputFailure);
     EXPECT_EQ(decoder.code.GetCodeError(), IO::CodeDataError);
-    // The broken record took two bytes of the next one with it; by even steps from there only
-    // every second of the rest can be found.
+    // The broken record took two bytes of the next one with it. From there the record behind that
+    // one stands at an odd distance, and the last one at an even.
     decoder.status = decoder.code.FindNextBlock();
     EXPECT_EQ(decoder.status, IO::NoError);
     EXPECT_EQ(decoder.code.GetCodeError(), IO::NoError);
-    std::string const rest = decoder.Read(100);
-    EXPECT_TRUE(text.ends_with(rest.substr(rest.size() - 16))) << "the end is saved";
+    EXPECT_EQ(decoder.Read(100), text.substr(80));
 }
 
 // Kept: the last record comes twice, the second time as rubbish.
