@@ -5,6 +5,7 @@
 #include <Kestrel/Root/Memory.h>
 
 #include <algorithm>
+#include <cstddef>
 #include <cstring>
 #include <initializer_list>
 #include <new>
@@ -19,40 +20,17 @@ namespace Mu {
 KESTREL_API unsigned int GrowCapacity(unsigned int capacity, unsigned long long needed,
                                       std::size_t elementSize);
 
-/// A growable vector in one block; pointers to elements are valid until it grows.
-///
-/// Memory:  none until the first element, then one block that doubles. Trivially copyable elements
-///          are moved by copying their bytes.
-/// Threads: one at a time.
-/// Failure: OutOfMemoryException, and the array is what it was before the call. So is what an
-///          element's own copy constructor throws. Indices are not checked.
+/// What Array and ArrayFB share: everything but where their first elements lie. For functions that
+/// take either.
 template <typename T>
-class Array {
+class ArrayBase {
     static_assert(alignof(T) <= alignof(std::max_align_t));
 
 public:
     using value_type = T;
 
-    Array() noexcept = default;
-    Array(std::initializer_list<T> values) { Append(values.begin(), Count(values.size())); }
-    Array(Array const & other) { Append(other.data, other.size); }
-    Array(Array && other) noexcept(std::is_nothrow_move_constructible_v<T>) { TakeFrom(other); }
-    ~Array() { Release(); }
-
-    Array & operator=(Array const & other) {
-        if (this != &other) {
-            Array copy(other);
-            *this = std::move(copy);
-        }
-        return *this;
-    }
-    Array & operator=(Array && other) noexcept(std::is_nothrow_move_constructible_v<T>) {
-        if (this != &other) {
-            Clear(true);
-            TakeFrom(other);
-        }
-        return *this;
-    }
+    ArrayBase(ArrayBase const &) = delete;
+    ArrayBase & operator=(ArrayBase const &) = delete;
 
     unsigned int GetSize() const { return size; }
     bool IsEmpty() const { return size == 0; }
@@ -146,19 +124,13 @@ public:
             MoveTo(count);
     }
 
-    void Clear(bool keepCapacity = false) {
-        Truncate(0);
-        if (!keepCapacity)
-            Release();
-    }
-
     unsigned int FindFirst(T const & value) const {
         T const * const found = std::find(begin(), end(), value);
         return found == end() ? NotFound : static_cast<unsigned int>(found - data);
     }
     bool Contains(T const & value) const { return FindFirst(value) != NotFound; }
 
-    friend bool operator==(Array const & a, Array const & b) {
+    friend bool operator==(ArrayBase const & a, ArrayBase const & b) {
         return std::equal(a.begin(), a.end(), b.begin(), b.end());
     }
 
@@ -169,36 +141,34 @@ public:
     MuErrCode Read(IChannel & channel) { return ArrayPrivate::ReadElements(channel, *this); }
 
 protected:
-    /// For an array with room of its own inside; that room must outlive it.
-    Array(T * inlineData, unsigned int inlineCapacity) noexcept
+    ArrayBase() noexcept = default;
+    /// With room of its own inside, which must outlive it.
+    ArrayBase(T * inlineData, unsigned int inlineCapacity) noexcept
         : data(inlineData), capacity(inlineCapacity), ownsBlock(0) {}
+    ~ArrayBase() { Release(); }
 
     bool OwnsBlock() const { return ownsBlock; }
 
-    /// Takes the block of another array, or its elements where they lie inside it.
-    void TakeFrom(Array & other) {
-        if (other.ownsBlock && other.data != nullptr) {
-            Release();
-            data = std::exchange(other.data, nullptr);
-            size = std::exchange(other.size, 0);
-            capacity = other.capacity;
-            other.capacity = 0;
-            ownsBlock = 1;
-            return;
-        }
-        Reserve(other.size);
-        for (T & value : other)
-            Emplace(std::move(value));
-        other.Truncate(0);
+    /// Takes the block of the other, which owns one or has none, and leaves it without any.
+    void Steal(ArrayBase & other) noexcept {
+        Release();
+        data = std::exchange(other.data, nullptr);
+        size = std::exchange(other.size, 0);
+        capacity = other.capacity;
+        other.capacity = 0;
+        ownsBlock = 1;
     }
 
+    /// An empty array goes back to the room inside.
     void UseInline(T * inlineData, unsigned int inlineCapacity) noexcept {
+        Release();
         data = inlineData;
         capacity = inlineCapacity;
         ownsBlock = 0;
     }
 
-    void Release() {
+    /// Destroys the elements and frees the block; the room inside stays.
+    void Release() noexcept {
         Truncate(0);
         if (!ownsBlock)
             return;
@@ -208,10 +178,6 @@ protected:
     }
 
 private:
-    static unsigned int Count(std::size_t count) {
-        return GrowCapacity(0, count, sizeof(T)) == 0 ? 0 : static_cast<unsigned int>(count);
-    }
-
     void Reserve(unsigned long long needed) {
         if (needed > capacity)
             MoveTo(GrowCapacity(capacity, needed, sizeof(T)));
@@ -263,39 +229,93 @@ private:
     unsigned int ownsBlock : 1 = 1; // clear while data is the inline room of an ArrayFB
 };
 
-/// An Array with room for `n` elements inside itself, for the many that stay small. It can be
-/// passed as an Array; one that outgrew its room holds a block like any other.
-template <typename T, unsigned int n>
-class ArrayFB : public Array<T> {
+/// A growable vector in one block; pointers to elements are valid until it grows.
+///
+/// Memory:  none until the first element, then one block that doubles. Trivially copyable elements
+///          are moved by copying their bytes.
+/// Threads: one at a time.
+/// Failure: OutOfMemoryException, and the array is what it was before the call. So is what an
+///          element's own copy constructor throws. Indices are not checked.
+template <typename T>
+class Array : public ArrayBase<T> {
 public:
-    ArrayFB() noexcept : Array<T>(Inline(), n) {}
-    ArrayFB(ArrayFB const & other) : ArrayFB() { this->Append(other.GetData(), other.GetSize()); }
-    ArrayFB(Array<T> const & other) : ArrayFB() { this->Append(other.GetData(), other.GetSize()); }
-    ArrayFB(ArrayFB && other) noexcept(std::is_nothrow_move_constructible_v<T>) : ArrayFB() {
-        this->TakeFrom(other);
-        other.Clear();
+    Array() noexcept = default;
+    // The constructors that may throw go by the one above, so that the block is freed then.
+    Array(std::initializer_list<T> values) : Array() {
+        for (T const & value : values)
+            this->Push(value);
     }
-    ~ArrayFB() { this->Truncate(0); }
+    Array(ArrayBase<T> const & other) : Array() { this->Append(other.GetData(), other.GetSize()); }
+    Array(Array const & other) : Array(static_cast<ArrayBase<T> const &>(other)) {}
+    Array(Array && other) noexcept { this->Steal(other); }
+
+    Array & operator=(Array const & other) {
+        Array copy(other);
+        this->Steal(copy);
+        return *this;
+    }
+    Array & operator=(Array && other) noexcept {
+        if (this != &other)
+            this->Steal(other);
+        return *this;
+    }
+
+    void Clear(bool keepCapacity = false) {
+        if (keepCapacity)
+            this->Truncate(0);
+        else
+            this->Release();
+    }
+};
+
+/// As Array, with room for `n` elements inside itself, for the many that stay small. One that
+/// outgrew its room holds a block until it is cleared.
+template <typename T, unsigned int n>
+class ArrayFB : public ArrayBase<T> {
+public:
+    ArrayFB() noexcept : ArrayBase<T>(Inline(), n) {}
+    ArrayFB(ArrayBase<T> const & other) : ArrayFB() {
+        this->Append(other.GetData(), other.GetSize());
+    }
+    ArrayFB(ArrayFB const & other) : ArrayFB(static_cast<ArrayBase<T> const &>(other)) {}
+    ArrayFB(ArrayFB && other) noexcept(std::is_nothrow_move_constructible_v<T>) : ArrayFB() {
+        Take(other);
+    }
 
     ArrayFB & operator=(ArrayFB const & other) {
-        Array<T>::operator=(other);
+        ArrayFB copy(other);
+        Clear();
+        Take(copy);
         return *this;
     }
     ArrayFB & operator=(ArrayFB && other) noexcept(std::is_nothrow_move_constructible_v<T>) {
-        Array<T>::operator=(std::move(other));
-        other.Clear();
+        if (this != &other) {
+            Clear();
+            Take(other);
+        }
         return *this;
     }
 
     /// Without keeping the capacity, back to the room inside.
     void Clear(bool keepCapacity = false) {
-        Array<T>::Clear(keepCapacity);
-        if (!keepCapacity)
+        if (keepCapacity)
+            this->Truncate(0);
+        else
             this->UseInline(Inline(), n);
     }
 
 private:
     T * Inline() { return reinterpret_cast<T *>(room); }
+
+    // This one is empty and has its room, so that nothing need be allocated.
+    void Take(ArrayFB & other) {
+        if (other.OwnsBlock())
+            this->Steal(other);
+        else
+            for (T & value : other)
+                this->Emplace(std::move(value));
+        other.Clear();
+    }
 
     alignas(T) unsigned char room[n * sizeof(T)];
 };

@@ -6,6 +6,7 @@
 #include <Kestrel/Root/OChannel.h>
 
 #include <type_traits>
+#include <utility>
 
 // How containers are written as objects: a frame with the class record of the kind of container,
 // the number of elements as an unsigned int, and the elements. What can be written is whatever a
@@ -95,7 +96,7 @@ MuErrCode ArrayPrivate::WriteElements(OChannel & channel, Container const & cont
 
 template <typename Container>
 MuErrCode ArrayPrivate::ReadElements(IChannel & channel, Container & container) {
-    container.Clear(true);
+    container.Truncate(0);
     return ContainerPrivate::ReadFramed(channel, classInfo, [&] {
         typename Container::value_type element{};
         MuErrCode const status = ContainerPrivate::ReadElement(channel, element);

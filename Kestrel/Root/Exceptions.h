@@ -159,7 +159,4 @@ public:
     OutOfMemoryException * Clone() const override;
 };
 
-/// Throws OutOfMemoryException, out of line, to keep it out of the callers' fast paths.
-[[noreturn]] KESTREL_API void ThrowOutOfMemory();
-
 } // namespace Mu

@@ -29,14 +29,9 @@ public:
 
     Store(float maximumSeek, float minimumFill) noexcept : index(maximumSeek, minimumFill) {}
     Store(Store const & other) : Store(other.index.GetMaximumSeek(), other.index.GetMinimumFill()) {
-        try {
-            index.SetCapacity(other.index.GetSize());
-            for (Node * node = other.index.GetFirst(); node != nullptr; node = node->next)
-                Add(node->hash, EntryOf(node));
-        } catch (...) {
-            Clear(false);
-            throw;
-        }
+        index.SetCapacity(other.index.GetSize());
+        for (Node * node = other.index.GetFirst(); node != nullptr; node = node->next)
+            Add(node->hash, EntryOf(node));
     }
     Store(Store && other) noexcept
         : index(std::move(other.index)), chunks(std::exchange(other.chunks, nullptr)),

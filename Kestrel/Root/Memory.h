@@ -60,6 +60,9 @@ KESTREL_API void * ReallocateOperator(void * block, std::size_t size) noexcept;
 KESTREL_API void DeleteOperator(void * block) noexcept;
 KESTREL_API void DeleteArrayOperator(void * block) noexcept;
 
+/// Throws OutOfMemoryException, out of line, to keep it out of the callers' fast paths.
+[[noreturn]] KESTREL_API void ThrowOutOfMemory();
+
 /// As NewOperator, but a shortage is thrown as Mu::OutOfMemoryException.
 KESTREL_API void * NewOrThrow(std::size_t size);
 
@@ -83,7 +86,7 @@ public:
     StdAllocator(StdAllocator<U> const &) noexcept {}
     T * allocate(std::size_t count) {
         if (count > std::numeric_limits<std::size_t>::max() / sizeof(T))
-            return static_cast<T *>(NewOrThrow(std::numeric_limits<std::size_t>::max()));
+            ThrowOutOfMemory();
         return static_cast<T *>(NewOrThrow(count * sizeof(T)));
     }
     void deallocate(T * block, std::size_t) noexcept { DeleteOperator(block); }

@@ -49,14 +49,9 @@ public:
     using ConstIterator = BasicIterator<PagedArray const, T const>;
 
     PagedArray() noexcept = default;
-    PagedArray(PagedArray const & other) {
-        try {
-            for (T const & value : other)
-                Push(value);
-        } catch (...) {
-            Clear();
-            throw;
-        }
+    PagedArray(PagedArray const & other) : PagedArray() {
+        for (T const & value : other)
+            Push(value);
     }
     PagedArray(PagedArray && other) noexcept { Swap(other); }
     PagedArray & operator=(PagedArray other) noexcept {

@@ -16,14 +16,9 @@ class Queue {
 
 public:
     Queue() noexcept = default;
-    Queue(Queue const & other) {
-        try {
-            for (unsigned int i = 0; i < other.size; ++i)
-                Push(other[i]);
-        } catch (...) {
-            Clear();
-            throw;
-        }
+    Queue(Queue const & other) : Queue() {
+        for (unsigned int i = 0; i < other.size; ++i)
+            Push(other[i]);
     }
     Queue(Queue && other) noexcept { Swap(other); }
     Queue & operator=(Queue other) noexcept {

@@ -20,7 +20,6 @@ inline int AtomicDecrement(int volatile * value) {
     return std::atomic_ref<int>(*const_cast<int *>(value)).fetch_sub(1) - 1;
 }
 
-[[noreturn]] KESTREL_API void ThrowOutOfMemory();
 /// Throws NullReferenceException, "Null reference.".
 [[noreturn]] KESTREL_API void ThrowNullReference();
 

@@ -3,6 +3,10 @@
 #include "Tests/Support/FaultSweep.h"
 #include "Tests/Support/Root/ByteChannels.h"
 
+#include <Kestrel/Root/HashTable.h>
+#include <Kestrel/Root/PagedArray.h>
+#include <Kestrel/Root/Queue.h>
+
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -162,6 +166,30 @@ TEST(Array, IsUnchangedWhenItCannotGrow) {
         EXPECT_TRUE(copy == array);
     });
     EXPECT_EQ(Tracked::living, 0);
+}
+
+TEST(Array, LeavesNothingWhenElementsCannotBeCopied) {
+    SweepAllocations([](bool) {
+        Mu::Array<Mu::Array<int>> nested{{1}, {2}, {3}};
+        Mu::ArrayFB<Mu::Array<int>, 2> const first(nested);
+        Mu::Array<Mu::Array<int>> second;
+        second = nested;
+        nested.Append(first.GetData(), first.GetSize());
+        EXPECT_EQ(nested.GetSize(), 6u);
+        EXPECT_TRUE(second == first);
+        Mu::PagedArray<Mu::Array<int>> pages;
+        Mu::Queue<Mu::Array<int>> queue;
+        for (Mu::Array<int> const & element : nested) {
+            pages.Push(element);
+            queue.Push(element);
+        }
+        Mu::PagedArray<Mu::Array<int>> const morePages(pages);
+        Mu::Queue<Mu::Array<int>> const longer(queue);
+        Mu::HashTable<int, Mu::Array<int>> table{{1, {1}}, {2, {2}}};
+        Mu::HashTable<int, Mu::Array<int>> other;
+        other = table;
+        EXPECT_EQ(other.GetSize(), 2u);
+    });
 }
 
 TEST(Array, TakesNoMemoryForTheRoomInside) {

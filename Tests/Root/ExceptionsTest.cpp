@@ -72,7 +72,8 @@ TEST(MuException, KeepsItsTextWhenItIsCopiedAndAssigned) {
         text.assign(text.size(), '!');
         copy = std::make_unique<Mu::MuException>(original);
         assigned = original;
-        assigned = assigned;
+        Mu::MuException const & itself = assigned;
+        assigned = itself;
     }
     EXPECT_STREQ(copy->GetMessage(), "a text that goes away");
     EXPECT_STREQ(assigned.GetMessage(), "a text that goes away");

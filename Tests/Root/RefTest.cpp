@@ -39,7 +39,8 @@ TEST(Ref, EndsTheObjectWithTheLastOne) {
         EXPECT_EQ(third->number, 7);
         third = Mu::Ref<Watched>();
         EXPECT_EQ(ends, 0);
-        second = second;
+        Mu::Ref<Base> const & itself = second;
+        second = itself;
         second.Clear();
         EXPECT_EQ(ends, 1);
     }
