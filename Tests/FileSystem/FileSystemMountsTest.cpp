@@ -256,6 +256,31 @@ TEST(FileSystem, DoesNotHoldItsLockWhileAnEntryWorks) {
     IO::fileSystem.Disconnect(entry);
 }
 
+// Each thread mounts, connects and unmounts in a place of its own, and reads the disk meanwhile.
+TEST(FileSystem, ServesManyThreadsAtOnce) {
+    Tests::TempFolder folder;
+    folder.Write("file", "disk");
+    IO::Location const onDisk = At(folder, "file");
+    auto const work = [&](int number) {
+        IO::Location const place(U("Q:\\thread" + std::to_string(number)));
+        for (int round = 0; round < 40; ++round) {
+            MemoryFixedVFS system;
+            system.tree.AddFile("f", std::to_string(number));
+            EXPECT_EQ(IO::fileSystem.Mount(system, place), IO::NoError);
+            EXPECT_EQ(ContentAt(IO::Location(place, IO::Name("f"))), std::to_string(number));
+            EXPECT_EQ(ContentAt(onDisk), "disk");
+            EXPECT_EQ(IO::fileSystem.Unmount(system), IO::NoError);
+            EXPECT_EQ(ContentAt(IO::Location(place, IO::Name("f"))), "not found");
+        }
+    };
+    work(0);
+    std::vector<std::thread> threads;
+    for (int i = 1; i <= 4; ++i)
+        threads.emplace_back(work, i);
+    for (std::thread & thread : threads)
+        thread.join();
+}
+
 TEST(FileSystem, MountsManySystemsAndKeepsTheirOrder) {
     std::vector<std::unique_ptr<MemoryFixedVFS>> systems;
     for (int i = 0; i < 230; ++i) {
@@ -277,23 +302,31 @@ TEST(FileSystem, MountsManySystemsAndKeepsTheirOrder) {
         EXPECT_EQ(IO::fileSystem.Unmount(*systems[i]), i == 7 ? IO::ErrFSNotMounted : IO::NoError);
 }
 
+// Over a table of its own, which each round must take from the heap.
 TEST(FileSystem, MeetsEveryFailedAllocationOfAMount) {
-    // Mounts as many as fit before the table must grow, so that each round meets the growth.
-    std::vector<std::unique_ptr<MemoryFixedVFS>> systems;
-    MemoryFixedVFS last;
-    IO::Location const place("Q:\\last");
+    IO::Location const place("Q:\\m");
     SweepAllocations([&](bool failed) {
+        alignas(IO::FileSystem) unsigned char bytes[sizeof(IO::FileSystem)];
+        IO::FileSystem * const fresh = reinterpret_cast<IO::FileSystem *>(bytes);
+        IO::FileSystemStart::Make(fresh);
         Tests::LogCapture log;
-        MuErrCode const status = IO::fileSystem.Mount(last, place);
-        if (status == IO::NoError) {
-            EXPECT_EQ(last.mountCount, 1);
-            EXPECT_EQ(IO::fileSystem.Unmount(last), IO::NoError);
-            return;
+        MemoryFixedVFS fixed;
+        MemoryRollingVFS rolling(place);
+        MuErrCode const status = fresh->Mount(fixed, place);
+        EXPECT_EQ(fixed.mountCount, status == IO::NoError ? 1 : 0);
+        EXPECT_EQ(fresh->IsMountPoint(place), status == IO::NoError);
+        if (status != IO::NoError) {
+            EXPECT_TRUE(failed);
+            EXPECT_EQ(status, IO::ErrMemoryFull);
+            EXPECT_TRUE(log.Contains("\" has failed: memory is full (OS errors: "));
         }
-        ASSERT_TRUE(failed);
-        EXPECT_EQ(status, IO::ErrMemoryFull);
-        EXPECT_EQ(last.mountCount, 0);
-        EXPECT_FALSE(IO::fileSystem.IsMountPoint(place));
-        EXPECT_TRUE(log.Contains("has failed: memory is full (OS errors: "));
+        MuErrCode const rollingStatus = fresh->Mount(rolling);
+        if (rollingStatus != IO::NoError) {
+            EXPECT_TRUE(failed);
+            EXPECT_EQ(rollingStatus, IO::ErrMemoryFull);
+            EXPECT_TRUE(log.Contains("Mounting rolling virtual file system has failed: memory is "
+                                     "full (OS errors: "));
+        }
+        IO::FileSystemStart::Unmake(*fresh);
     });
 }

@@ -13,12 +13,13 @@
 
 namespace IO {
 
-/// Makes and unmakes the one FileSystem, which nobody else can.
-class FileSystemStart {
-public:
-    static void Make(void * place) { new (place) FileSystem(); }
-    static void Unmake(FileSystem & system) { system.~FileSystem(); }
-};
+void FileSystemStart::Make(FileSystem * place) {
+    new (place) FileSystem();
+}
+
+void FileSystemStart::Unmake(FileSystem & system) {
+    system.~FileSystem();
+}
 
 namespace {
 

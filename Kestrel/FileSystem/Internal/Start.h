@@ -6,6 +6,16 @@ class ReentrantLock;
 
 namespace IO {
 
+class FileSystem;
+
+/// Makes and unmakes a FileSystem, which hosts cannot: they have the one there is. Another has mounts
+/// and settings of its own, and shares the lock and the native file system.
+class FileSystemStart {
+public:
+    static void Make(FileSystem * place);
+    static void Unmake(FileSystem & system);
+};
+
 /// Makes what this floor has of statics, in this order: the FileSystem and its lock, the location
 /// validators, the numbers of generated names, the native file system, the location resolver. A
 /// second call does nothing. The floor calls it itself before main; the library's own start may

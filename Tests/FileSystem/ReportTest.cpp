@@ -1,0 +1,95 @@
+#include <Kestrel/FileSystem/Internal/Report.h>
+
+#include <Kestrel/Location/Internal/OSErrors.h>
+
+#include "Tests/Support/FaultSweep.h"
+#include "Tests/Support/LogCapture.h"
+#include "Tests/Support/Text.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+using Level = IO::ReportLine::Level;
+
+std::string OnlyLine(Tests::LogCapture const & log) {
+    EXPECT_EQ(log.GetLines().size(), 1u);
+    return log.GetLines().empty() ? "" : log.GetLines().back().text;
+}
+
+} // namespace
+
+TEST(Report, TakesAnEntryApartIntoNameAndFolder) {
+    static IO::ReportLine line(Level::Info, "\"%\" in \"%\"");
+    struct {
+        IO::Location location;
+        char const * text;
+    } const table[] = {
+        {IO::Location("C:\\a\\b"), "\"b\" in \"C:\\a\""},
+        {IO::Location("C:\\"), "\"C:\" in \"\""},
+        {IO::Location(), "\"\" in \"\""},
+        {IO::Location("\\\\host\\share\\x"), "\"x\" in \"\\\\host\\share\""},
+        {IO::Location("C:\\\\"), "\"\" in \"Invalid location\""},
+    };
+    for (auto const & row : table) {
+        Tests::LogCapture log;
+        IO::Report(line, {IO::EntryOf{row.location}});
+        EXPECT_EQ(OnlyLine(log), row.text);
+    }
+}
+
+TEST(Report, PutsAllKindsOfArgumentsInTheirOrder) {
+    static IO::ReportLine line(Level::Warning, "% % % % (OS errors: %)");
+    IO::AddOSError("ReadFile: 5 = \"no\"");
+    IO::AddOSError("CloseHandle: 6 = \"gone\"");
+    Tests::LogCapture log;
+    IO::Report(line, {IO::Location("C:\\x"), IO::Name("name"), U("t\xC3\xA4xt"), "narrow"});
+    EXPECT_EQ(OnlyLine(log), "C:\\x name t\xC3\xA4xt narrow (OS errors: ReadFile: 5 = \"no\", "
+                             "CloseHandle: 6 = \"gone\")");
+    EXPECT_EQ(log.GetLines()[0].severity, Mu::LogSeverity::Warning);
+    EXPECT_EQ(log.GetLines()[0].domain, "IO");
+    EXPECT_STREQ(IO::GetOSErrors(), "");
+}
+
+TEST(Report, ForgetsTheSystemsErrorsInAnyCase) {
+    static IO::ReportLine plain(Level::Error, "plain");
+    static IO::ReportLine unwanted(Level::Trace, "nobody listens");
+    IO::AddOSError("one");
+    {
+        Tests::LogCapture log;
+        IO::Report(plain, {});
+        EXPECT_EQ(OnlyLine(log), "plain");
+    }
+    EXPECT_STREQ(IO::GetOSErrors(), "");
+    IO::AddOSError("two");
+    IO::Report(unwanted, {});
+    EXPECT_STREQ(IO::GetOSErrors(), "");
+}
+
+TEST(Report, TakesTheLastRowForAStatusBeyondTheTable) {
+    enum class Status : unsigned int { Done, Failed };
+    static IO::Outcome table[] = {{IO::NoError, {Level::Info, "done"}},
+                                  {IO::EOO, {Level::Error, "failed"}},
+                                  {IO::Error, {Level::Error, "internal error"}}};
+    Tests::LogCapture log;
+    EXPECT_EQ(IO::ReportOutcome(table, Status::Done, {}), IO::NoError);
+    EXPECT_EQ(IO::ReportOutcome(table, Status::Failed, {}), IO::EOO);
+    EXPECT_EQ(IO::ReportOutcome(table, static_cast<Status>(2), {}), IO::Error);
+    EXPECT_EQ(IO::ReportOutcome(table, static_cast<Status>(0xFFFFFFFF), {}), IO::Error);
+    ASSERT_EQ(log.GetLines().size(), 4u);
+    EXPECT_EQ(log.GetLines()[3].text, "internal error");
+}
+
+TEST(Report, WritesALineEvenWithoutMemory) {
+    static IO::ReportLine line(Level::Error, "\"%\" in \"%\": broken (OS errors: %)");
+    IO::Location const location("C:\\some folder with a name of some length\\file");
+    SweepAllocations([&](bool failed) {
+        Tests::LogCapture log;
+        IO::AddOSError("reason");
+        IO::Report(line, {IO::EntryOf{location}});
+        std::string const text = OnlyLine(log);
+        EXPECT_NE(text.find(": broken (OS errors: "), std::string::npos);
+        EXPECT_TRUE(failed || text.ends_with("length\": broken (OS errors: reason)"));
+        EXPECT_STREQ(IO::GetOSErrors(), "");
+    });
+}
