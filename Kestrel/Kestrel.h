@@ -3,6 +3,9 @@
 // All of the library. Hosts that care for their compile time include single headers instead.
 
 #include <Kestrel/Channel/BinProtocol.h>
+#include <Kestrel/Channel/Code/Blowfish.h>
+#include <Kestrel/Channel/Code/CodeIChannel.h>
+#include <Kestrel/Channel/Code/CodeOChannel.h>
 #include <Kestrel/Channel/InputBuffer.h>
 #include <Kestrel/Channel/MD5Channel.h>
 #include <Kestrel/Channel/MemoryIChannel.h>
@@ -14,6 +17,8 @@
 #include <Kestrel/Channel/ReadText.h>
 #include <Kestrel/Channel/Streams.h>
 #include <Kestrel/Channel/SubIChannel.h>
+#include <Kestrel/Channel/Zip/ZipIChannel.h>
+#include <Kestrel/Channel/Zip/ZipOChannel.h>
 #include <Kestrel/FileSystem/File.h>
 #include <Kestrel/FileSystem/FileSystem.h>
 #include <Kestrel/FileSystem/FixedVFS.h>

@@ -17,6 +17,10 @@ struct Options {
     bool force = false;
     bool recursive = false;
     bool parents = false;
+    bool recover = false;
+    int level = -1;
+    std::string key;
+    std::string keyFile;
 };
 
 // Each command answers the exit code of the process.
@@ -33,6 +37,12 @@ int Move(Options const & options, Console & console);
 int Remove(Options const & options, Console & console);
 int MakeFolder(Options const & options, Console & console);
 int Link(Options const & options, Console & console);
+
+int Zip(Options const & options, Console & console);
+int Unzip(Options const & options, Console & console);
+int Encrypt(Options const & options, Console & console);
+int Decrypt(Options const & options, Console & console);
+int Digest(Options const & options, Console & console);
 
 int ShowPath(Options const & options, Console & console);
 

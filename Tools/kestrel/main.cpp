@@ -26,6 +26,7 @@ public:
         AddListing();
         AddContent();
         AddEntries();
+        AddStreams();
         Add("path", "Show how a text is understood as a path", Tool::ShowPath)
             ->add_option("TEXT", options.source, "A path or a URL")
             ->required();
@@ -82,6 +83,35 @@ private:
         make->add_flag("-p,--parents", options.parents, "With those above them that are missing");
         make->add_option("PATH", options.paths)->required();
         AddSourceAndTarget(Add("ln", "Make a link at TARGET that leads to SOURCE", Tool::Link));
+    }
+
+    void AddStreams() {
+        CLI::App * const zip = AddStream("zip", "Compress", Tool::Zip);
+        zip->add_option("-l,--level", options.level, "From 0 (none) to 9 (most)")
+            ->check(CLI::Range(0, 9));
+        AddRecovery(AddStream("unzip", "Decompress", Tool::Unzip));
+        AddKey(AddStream("encrypt", "Encipher", Tool::Encrypt));
+        CLI::App * const decrypt = AddStream("decrypt", "Decipher", Tool::Decrypt);
+        AddKey(decrypt);
+        AddRecovery(decrypt);
+        Add("md5", "Show MD5 digests", Tool::Digest)->add_option("FILE", options.paths)->required();
+    }
+
+    CLI::App * AddStream(char const * name, char const * description, Command command) {
+        CLI::App * const stream = Add(name, description, command);
+        stream->add_option("SOURCE", options.source, "A file, or - for standard input");
+        stream->add_option("TARGET", options.target, "A new file, or - for standard output");
+        stream->add_flag("-f,--force", options.force, "Write over a file that is there");
+        return stream;
+    }
+
+    void AddRecovery(CLI::App * command) {
+        command->add_flag("--recover", options.recover, "Keep what can be saved of a broken input");
+    }
+
+    void AddKey(CLI::App * command) {
+        command->add_option("-k,--key", options.key, "The key");
+        command->add_option("-K,--key-file", options.keyFile, "A file that holds the key");
     }
 
     void AddSourceAndTarget(CLI::App * command) {

@@ -1,0 +1,212 @@
+#include "Arguments.h"
+#include "Commands.h"
+#include "Console.h"
+#include "Streams.h"
+
+#include <Kestrel/Channel/Code/CodeIChannel.h>
+#include <Kestrel/Channel/Code/CodeOChannel.h>
+#include <Kestrel/Channel/MD5Channel.h>
+#include <Kestrel/Channel/Zip/ZipIChannel.h>
+#include <Kestrel/Channel/Zip/ZipOChannel.h>
+
+#include <iostream>
+
+namespace Tool {
+
+namespace {
+
+constexpr unsigned int PieceSize = 65536;
+
+// What reading an input as a whole ended with; an intact one ends with EOI.
+MuErrCode ToResult(MuErrCode written, MuErrCode read) {
+    if (written != IO::NoError)
+        return written;
+    return read == IO::EOI ? IO::NoError : read;
+}
+
+/// Opens both ends and lets `work` run between them; what it made is kept when it succeeded.
+template <typename Work>
+int Between(Options const & options, Console & console, Work work) {
+    Source source(options.source);
+    if (source.GetStatus() != IO::NoError)
+        return console.Finish(source.GetStatus(), options.source);
+    Target target(options.target, options.force);
+    if (target.GetStatus() == IO::ErrTargetExists)
+        return console.Fail(options.target + " is there already; say -f to write over it");
+    if (target.GetStatus() != IO::NoError)
+        return console.Finish(target.GetStatus(), options.target);
+    int const result = work(source, target);
+    if (result != 0 && !options.recover)
+        return result;
+    int const kept = console.Finish(target.Keep(), options.target);
+    return result != 0 ? result : kept;
+}
+
+bool GetKey(Options const & options, std::string * key) {
+    *key = options.key;
+    if (options.keyFile.empty())
+        return !key->empty();
+    Source file(options.keyFile);
+    if (file.GetStatus() != IO::NoError)
+        return false;
+    char piece[256];
+    unsigned int read = 0;
+    do {
+        file.GetChannel().ReadBin(piece, sizeof piece, &read);
+        key->append(piece, read);
+    } while (read != 0);
+    return !key->empty();
+}
+
+/// What a damaged input cost: tells where it broke, and with --recover what was saved.
+class Damage {
+public:
+    Damage(Console & console, Options const & options) : console(console), options(options) {}
+
+    void Report(std::string const & what, unsigned long long position) {
+        isDamaged = true;
+        console.Fail((options.source.empty() ? "standard input" : options.source) + " " + what +
+                     " at byte " + std::to_string(position));
+    }
+    int Finish(unsigned long long saved) {
+        if (isDamaged && options.recover)
+            console.Fail("saved " + std::to_string(saved) + " bytes");
+        return isDamaged ? 1 : 0;
+    }
+
+private:
+    Console & console;
+    Options const & options;
+    bool isDamaged = false;
+};
+
+int UnzipAll(Source & source, Target & target, Options const & options, Console & console) {
+    IO::ZipIChannel zip(source.GetChannel());
+    Progress progress("unzipping");
+    Damage damage(console, options);
+    for (;;) {
+        MuErrCode read;
+        MuErrCode const written = Pump(zip, target.GetChannel(), PieceSize, progress, &read);
+        progress.Clear();
+        if (written != IO::NoError || read == IO::EOI)
+            return console.Finish(written, options.target) | damage.Finish(progress.GetCount());
+        if (read != IO::InputFailure)
+            return console.Finish(read, options.source);
+        bool const isBroken = zip.GetZipError() == IO::ZipDataError;
+        damage.Report(isBroken ? "is corrupt" : "is cut off", source.GetPosition());
+        if (!options.recover || zip.FindNextFlushFlush(0) != IO::NoError)
+            return damage.Finish(progress.GetCount());
+    }
+}
+
+// Byte by byte and without reading ahead, so that the rubbish at the end of a stream that was cut
+// stays out: the status of a cut comes together with the last byte that is good.
+int DecryptAll(Source & source, Target & target, std::string const & key, Options const & options,
+               Console & console) {
+    IO::CodeIChannel code(source.GetChannel(), key.data(), static_cast<unsigned int>(key.size()));
+    code.DisableInputBuffering();
+    Progress progress("decrypting");
+    Damage damage(console, options);
+    for (;;) {
+        MuErrCode read;
+        MuErrCode const written = Pump(code, target.GetChannel(), 1, progress, &read);
+        progress.Clear();
+        if (written != IO::NoError)
+            return console.Finish(written, options.target);
+        if (read == IO::EOI && source.GetChannel().GetInputStatus() == IO::EOI)
+            damage.Report("is cut off", source.GetPosition());
+        if (read == IO::EOI)
+            return damage.Finish(progress.GetCount());
+        if (read != IO::InputFailure)
+            return console.Finish(read, options.source);
+        damage.Report("is corrupt", source.GetPosition());
+        if (!options.recover || code.FindNextBlock() != IO::NoError)
+            return damage.Finish(progress.GetCount());
+    }
+}
+
+int DigestOne(std::string const & path, Console & console) {
+    Source source(path);
+    MuErrCode read = source.GetStatus();
+    IO::MD5Channel digest;
+    Progress progress("reading");
+    MuErrCode written = IO::NoError;
+    if (read == IO::NoError)
+        written = Pump(source.GetChannel(), digest, PieceSize, progress, &read);
+    progress.Clear();
+    MuErrCode const status = ToResult(written, read);
+    if (status != IO::NoError)
+        return console.Finish(status, path);
+    MD5::FingerPrint print;
+    digest.Finish(&print);
+    char const digits[] = "0123456789abcdef";
+    for (unsigned char byte : print.bytes)
+        std::cout << digits[byte >> 4] << digits[byte & 15];
+    std::cout << "  " << path << "\n";
+    return 0;
+}
+
+} // namespace
+
+int Zip(Options const & options, Console & console) {
+    return Between(options, console, [&](Source & source, Target & target) {
+        MuErrCode read;
+        MuErrCode written;
+        {
+            // In this thread: the target's device may be full, and a worker would not say so.
+            IO::ZipOChannel zip(
+                target.GetChannel(),
+                IO::ZipOChannelOptions(
+                    static_cast<IO::ZipOChannelOptions::CompressionLevel>(options.level), 1u << 20,
+                    IO::ZipOChannelOptions::WritingThread));
+            Progress progress("zipping");
+            written = Pump(source.GetChannel(), zip, PieceSize, progress, &read);
+        }
+        if (written == IO::NoError)
+            written = target.GetChannel().GetOutputStatus();
+        return console.Finish(ToResult(written, read), options.source);
+    });
+}
+
+int Unzip(Options const & options, Console & console) {
+    return Between(options, console, [&](Source & source, Target & target) {
+        return UnzipAll(source, target, options, console);
+    });
+}
+
+int Encrypt(Options const & options, Console & console) {
+    std::string key;
+    if (!GetKey(options, &key))
+        return console.Fail("no key; say -k KEY or -K FILE");
+    return Between(options, console, [&](Source & source, Target & target) {
+        MuErrCode read;
+        MuErrCode written;
+        {
+            IO::CodeOChannel code(target.GetChannel(), key.data(),
+                                  static_cast<unsigned int>(key.size()));
+            Progress progress("encrypting");
+            written = Pump(source.GetChannel(), code, PieceSize, progress, &read);
+        }
+        if (written == IO::NoError)
+            written = target.GetChannel().GetOutputStatus();
+        return console.Finish(ToResult(written, read), options.source);
+    });
+}
+
+int Decrypt(Options const & options, Console & console) {
+    std::string key;
+    if (!GetKey(options, &key))
+        return console.Fail("no key; say -k KEY or -K FILE");
+    return Between(options, console, [&](Source & source, Target & target) {
+        return DecryptAll(source, target, key, options, console);
+    });
+}
+
+int Digest(Options const & options, Console & console) {
+    int result = 0;
+    for (std::string const & path : options.paths)
+        result |= DigestOne(path, console);
+    return result;
+}
+
+} // namespace Tool

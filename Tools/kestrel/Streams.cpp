@@ -1,0 +1,141 @@
+#include "Streams.h"
+
+#include "Arguments.h"
+
+#include <Kestrel/FileSystem/FileSystem.h>
+
+#include <cstdio>
+#include <iostream>
+#include <vector>
+
+#if defined(_WIN32)
+#include <fcntl.h>
+#include <io.h>
+#else
+#include <unistd.h>
+#endif
+
+namespace Tool {
+
+namespace {
+
+bool IsStandard(std::string const & path) {
+    return path.empty() || path == "-";
+}
+
+bool IsTerminal() {
+#if defined(_WIN32)
+    return _isatty(_fileno(stderr)) != 0;
+#else
+    return isatty(STDERR_FILENO) != 0;
+#endif
+}
+
+void SetBinary(std::FILE * stream) {
+#if defined(_WIN32)
+    std::fflush(stream);
+    _setmode(_fileno(stream), _O_BINARY);
+#else
+    static_cast<void>(stream);
+#endif
+}
+
+} // namespace
+
+Source::Source(std::string const & path) {
+    if (IsStandard(path)) {
+        SetBinary(stdin);
+        standard.emplace(std::cin);
+        return;
+    }
+    file.emplace(ToLocation(path));
+    status = file->Open(IO::File::OpenMode::ReadOnlySharedToReadWrite,
+                        IO::AccessDeniedTreatment::RetryAlways);
+}
+
+Mu::IChannel & Source::GetChannel() {
+    if (file)
+        return *file;
+    return *standard;
+}
+
+unsigned long long Source::GetPosition() {
+    unsigned long long position = 0;
+    GetChannel().GetInputPosition(&position);
+    return position;
+}
+
+Target::Target(std::string const & path, bool force) {
+    if (IsStandard(path)) {
+        SetBinary(stdout);
+        standard.emplace(std::cout);
+    } else
+        OpenFile(path, force);
+}
+
+void Target::OpenFile(std::string const & path, bool force) {
+    IO::Location const location = ToLocation(path);
+    bool exists = false;
+    status = IO::fileSystem.Contains(location, &exists);
+    if (status == IO::NoError && exists && !force)
+        status = IO::ErrTargetExists;
+    if (status != IO::NoError)
+        return;
+    file.emplace(location, IO::File::OnNotFound::Create);
+    isMade = file->GetStatus() == IO::NoError;
+    status = file->Open(IO::File::OpenMode::WriteOnlyEmpty, IO::AccessDeniedTreatment::RetryAlways);
+}
+
+Target::~Target() {
+    if (!isMade)
+        return;
+    IO::Location location;
+    file->GetLocation(&location);
+    file.reset();
+    IO::fileSystem.Delete(location, IO::DataSafety::KeepProtected,
+                          IO::AccessDeniedTreatment::RetryAlways);
+}
+
+Mu::OChannel & Target::GetChannel() {
+    if (file)
+        return *file;
+    return *standard;
+}
+
+MuErrCode Target::Keep() {
+    isMade = false;
+    return file ? file->Close() : standard->Flush();
+}
+
+Progress::Progress(char const * verb) : verb(verb), isShown(IsTerminal()) {}
+
+void Progress::Add(unsigned int bytes) {
+    count += bytes;
+    if (!isShown || count < next)
+        return;
+    next = count + step;
+    isDirty = true;
+    std::cerr << '\r' << verb << ' ' << (count >> 20) << " MiB " << std::flush;
+}
+
+void Progress::Clear() {
+    if (isDirty)
+        std::cerr << '\r' << std::string(40, ' ') << '\r' << std::flush;
+    isDirty = false;
+}
+
+MuErrCode Pump(Mu::IChannel & in, Mu::OChannel & out, unsigned int pieceSize, Progress & progress,
+               MuErrCode * readStatus) {
+    std::vector<char> piece(pieceSize);
+    do {
+        unsigned int read = 0;
+        *readStatus = in.ReadBin(piece.data(), pieceSize, &read);
+        if (MuErrCode const written = out.WriteBin(piece.data(), read, nullptr);
+            written != IO::NoError)
+            return written;
+        progress.Add(read);
+    } while (*readStatus == IO::NoError);
+    return IO::NoError;
+}
+
+} // namespace Tool

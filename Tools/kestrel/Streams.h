@@ -1,0 +1,74 @@
+#pragma once
+
+#include <Kestrel/Channel/Streams.h>
+#include <Kestrel/FileSystem/File.h>
+
+#include <optional>
+#include <string>
+
+namespace Tool {
+
+struct Options;
+
+/// Where bytes come from: a file, or standard input for "-" or nothing.
+class Source {
+public:
+    explicit Source(std::string const & path);
+
+    MuErrCode GetStatus() const { return status; }
+    Mu::IChannel & GetChannel();
+    /// How many bytes were taken, for messages about where something broke.
+    unsigned long long GetPosition();
+
+private:
+    std::optional<IO::File> file;
+    std::optional<IO::StreamIChannel> standard;
+    MuErrCode status = IO::NoError;
+};
+
+/// Where bytes go: a file, or standard output for "-" or nothing. A file that is there already is
+/// refused with ErrTargetExists, unless forced; one that is not kept vanishes again.
+class Target {
+public:
+    Target(std::string const & path, bool force);
+    ~Target();
+
+    MuErrCode GetStatus() const { return status; }
+    Mu::OChannel & GetChannel();
+    /// Closes; what was written stays.
+    MuErrCode Keep();
+
+private:
+    void OpenFile(std::string const & path, bool force);
+
+    std::optional<IO::File> file;
+    std::optional<IO::StreamOChannel> standard;
+    MuErrCode status = IO::NoError;
+    bool isMade = false; // by us, so that it goes unless it is kept
+};
+
+/// A line on the terminal that says how far long work has come; nothing when there is no terminal.
+class Progress {
+public:
+    explicit Progress(char const * verb);
+    ~Progress() { Clear(); }
+    void Add(unsigned int bytes);
+    void Clear();
+    unsigned long long GetCount() const { return count; }
+
+private:
+    static constexpr unsigned long long step = 8u << 20;
+
+    char const * verb;
+    bool isShown;
+    bool isDirty = false;
+    unsigned long long count = 0;
+    unsigned long long next = step;
+};
+
+/// Moves everything that `in` gives, in pieces of `pieceSize`. `*readStatus` is what ended it, EOI
+/// when all is well; the result is the status of writing.
+MuErrCode Pump(Mu::IChannel & in, Mu::OChannel & out, unsigned int pieceSize, Progress & progress,
+               MuErrCode * readStatus);
+
+} // namespace Tool
