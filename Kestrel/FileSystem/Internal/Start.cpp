@@ -51,12 +51,6 @@ constinit Place<WinLocationResolver> resolverPlace;
 constinit Place<NativeNameComparer> comparerPlace;
 constinit bool isStarted = false;
 
-// Makes the floor usable before main, in whatever host and test.
-struct StartBeforeMain {
-    StartBeforeMain() { StartFileSystem(); }
-    ~StartBeforeMain() { EndFileSystem(); }
-} startBeforeMain;
-
 } // namespace
 
 constinit FileSystem & FileSystem::singleton = fileSystemPlace.object;

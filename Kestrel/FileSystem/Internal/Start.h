@@ -18,8 +18,7 @@ public:
 
 /// Makes what this floor has of statics, in this order: the FileSystem and its lock, the location
 /// validators, the numbers of generated names, the native file system, the location resolver. A
-/// second call does nothing. The floor calls it itself before main; the library's own start may
-/// come first.
+/// second call does nothing. The library's start calls it, and the tests of floors without one.
 void StartFileSystem();
 
 /// Takes all that back in reverse, after which IO::fileSystem must not be used.
