@@ -42,28 +42,25 @@ Address::Address(char16_t const * names) {
 
 Address::Address(Address const & other) : Mu::Object(other), node(other.node) {
     if (node != NoNode)
-        Turn()->AddRef(node);
+        AddressTree::Copy(node);
 }
 
 Address::Address(Address && other) noexcept : node(std::exchange(other.node, NoNode)) {}
 
-Address::~Address() {
-    Release();
-}
-
 Address & Address::operator=(Address const & other) {
-    if (node != other.node) {
-        Turn const tree;
-        if (other.node != NoNode)
-            tree->AddRef(other.node);
-        tree->Release(std::exchange(node, other.node));
+    unsigned int const taken = other.node;
+    if (node != taken) {
+        if (taken != NoNode)
+            AddressTree::Copy(taken);
+        Drop();
+        node = taken;
     }
     return *this;
 }
 
 Address & Address::operator=(Address && other) noexcept {
     if (this != &other) {
-        Release();
+        Drop();
         node = std::exchange(other.node, NoNode);
     }
     return *this;
@@ -71,18 +68,18 @@ Address & Address::operator=(Address && other) noexcept {
 
 // A hold that cannot be given back, because the lock fails, is lost: its nodes stay.
 void Address::Release() noexcept {
-    if (node == NoNode)
+    unsigned int const old = std::exchange(node, NoNode);
+    if (AddressTree::DropCopy(old))
         return;
     try {
-        Turn()->Release(node);
+        Turn()->Drop(old);
     } catch (Mu::SynchronizationException const &) {
     }
-    node = NoNode;
 }
 
 MuErrCode Address::Set(unsigned short const * names) {
     Turn const tree;
-    tree->Release(node);
+    tree->Drop(node);
     node = tree->HoldRoot();
     if (names == nullptr)
         return GetStatus();
@@ -107,7 +104,7 @@ MuErrCode Address::GetStatus() const {
 }
 
 unsigned int Address::GetLength() const {
-    return node == NoNode ? 0 : Turn()->GetLength(node);
+    return node == NoNode ? 0 : AddressTree::GetLength(node);
 }
 
 bool Address::IsEmpty() const {
@@ -148,6 +145,7 @@ static MuErrCode ReadName(unsigned int node, Index index, Mu::UniString & text) 
 template <typename Index>
 static MuErrCode ChangeName(unsigned int & node, Index index, Name const & name) {
     return WithName(node, index, [&](AddressTree & tree, unsigned int at, unsigned int) {
+        tree.Claim(node);
         node = tree.SetName(node, at, KeyOf(name));
         return StatusOf(node);
     });
@@ -156,6 +154,7 @@ static MuErrCode ChangeName(unsigned int & node, Index index, Name const & name)
 template <typename Index>
 static MuErrCode RemoveName(unsigned int & node, Index index) {
     return WithName(node, index, [&](AddressTree & tree, unsigned int at, unsigned int) {
+        tree.Claim(node);
         node = tree.DeleteName(node, at);
         return StatusOf(node);
     });
@@ -196,6 +195,7 @@ MuErrCode Address::SetNameAttachment(unsigned int index, Name const & attachment
         tree.ReadName(found, name.text);
         if (!attachment.IsEmpty())
             name.text = Mu::UniString("::<") + attachment.text + ">" + name.text;
+        tree.Claim(node);
         node = tree.SetName(node, at, KeyOf(name));
         return StatusOf(node);
     });
@@ -204,8 +204,11 @@ MuErrCode Address::SetNameAttachment(unsigned int index, Name const & attachment
 MuErrCode Address::Append(Name const & name) {
     if (Mu::IsNull(name))
         return Error;
-    if (node != NoNode)
-        node = Turn()->Append(node, KeyOf(name));
+    if (node == NoNode)
+        return ErrMemoryFull;
+    Turn const tree;
+    tree->Claim(node);
+    node = tree->Append(node, KeyOf(name));
     return GetStatus();
 }
 
@@ -214,7 +217,9 @@ MuErrCode Address::Append(Address const & other) {
         return Error;
     if (node == NoNode || other.node == NoNode)
         return ErrMemoryFull;
-    node = Turn()->AppendPath(node, other.node, 0, false);
+    Turn const tree;
+    tree->Claim(node);
+    node = tree->AppendPath(node, other.node, 0, false);
     return GetStatus();
 }
 
@@ -249,10 +254,8 @@ MuErrCode Address::EnumerateNames(NameEnumerator * enumerator) const {
     return status;
 }
 
-bool Address::operator==(Address const & other) const {
-    if (node == other.node)
-        return true;
-    if (node == NoNode || other.node == NoNode)
+bool Address::IsSame(Address const & other) const {
+    if (node == NoNode || other.node == NoNode || AddressTree::AreToldApart(node, other.node))
         return false;
     return Turn()->IsSamePath(node, other.node);
 }
@@ -264,7 +267,7 @@ bool Address::operator<(Address const & other) const {
 }
 
 unsigned int Address::GenerateHashValue() const {
-    return node == NoNode ? 0 : Turn()->GetHash(node);
+    return node == NoNode ? 0 : AddressTree::GetHash(node);
 }
 
 void Address::CleanUp() {

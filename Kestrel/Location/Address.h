@@ -12,10 +12,8 @@ class NameEnumerator;
 /// A sequence of names, such as the path of one folder, in four bytes.
 ///
 /// All addresses of the process share one tree of names, in which each name of each path is stored
-/// once; an address is the number of a node in it. So a copy takes no memory, the same names always
-/// give the same node, and a million paths below one folder store the folder once. Every address
-/// pays one count on each node of its path, which is what makes Append and DeleteLastName
-/// independent of the length of the path.
+/// once; an address is the number of a node in it. So a copy takes no memory and no lock, the same
+/// names always give the same node, and a million paths below one folder store the folder once.
 ///
 /// An address that could not get its memory has no node and is invalid: GetStatus and every
 /// operation answer ErrMemoryFull, until a valid address is assigned or Clear, Set or Read succeeds.
@@ -26,7 +24,8 @@ class NameEnumerator;
 /// Memory:  none of its own. The tree takes its own as told in Internal/AddressTree.h and gives all
 ///          of it back when the last address is gone.
 /// Threads: one object belongs to one thread at a time; copies of it may be used on any thread. All
-///          operations take the one lock of the tree, once.
+///          operations take the one lock of the tree once, except that copying, comparing what one
+///          node, length or hash settles, length and hash take none.
 /// Failure: statuses, no exceptions but one: the very first address of a process throws
 ///          Mu::SynchronizationException when the lock cannot be made. No index is checked for its
 ///          meaning here: Location and RelativeLocation check before they call. One at or past the
@@ -51,7 +50,7 @@ public:
     static Mu::ClassInfo const & GetClassInfoStatic();
 
     Mu::ClassInfo const & GetClassInfo() const override;
-    ~Address() override;
+    ~Address() override { Drop(); }
 
     /// Answers NoError and makes the address invalid for a frame that an invalid one wrote. After
     /// any other status the address holds the names that were read so far.
@@ -102,7 +101,7 @@ public:
     MuErrCode EnumerateNames(NameEnumerator * enumerator) const;
 
     /// Whether the names are the same, as Name::operator== has it, whatever their attachments.
-    bool operator==(Address const & other) const;
+    bool operator==(Address const & other) const { return node == other.node || IsSame(other); }
     bool operator!=(Address const & other) const { return !(*this == other); }
     /// By the first names that are not ==, as Name::operator< has it; else the shorter comes first.
     bool operator<(Address const & other) const;
@@ -125,7 +124,12 @@ private:
     struct Unset {};
     explicit Address(Unset) noexcept {}
 
+    void Drop() noexcept {
+        if (node != NoNode)
+            Release();
+    }
     void Release() noexcept;
+    bool IsSame(Address const & other) const;
     MuErrCode ReadNames(Mu::IChannel & channel, unsigned int count);
     MuErrCode ReadHead(Mu::IChannel & channel);
     MuErrCode WriteNames(Mu::OChannel & channel, unsigned int from, unsigned int count) const;

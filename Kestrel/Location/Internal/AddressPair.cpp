@@ -16,36 +16,32 @@ static void InTurn(Operation const & operation) noexcept {
     }
 }
 
-static void Replace(AddressTree & tree, unsigned int & node, unsigned int source) {
-    if (node == source)
-        return;
-    if (source != Address::NoNode)
-        tree.AddRef(source);
-    tree.Release(std::exchange(node, source));
-}
-
 void AddressPair::Copy(Address & first, Address const & firstSource, Address & second,
                        Address const & secondSource) noexcept {
-    InTurn([&](AddressTree & tree) {
-        Replace(tree, first.node, firstSource.node);
-        Replace(tree, second.node, secondSource.node);
-    });
+    first = firstSource;
+    second = secondSource;
 }
 
 void AddressPair::Clear(Address & first, Address & second) noexcept {
     InTurn([&](AddressTree & tree) {
-        tree.Release(std::exchange(first.node, Address::NoNode));
-        tree.Release(std::exchange(second.node, Address::NoNode));
+        tree.Drop(std::exchange(first.node, Address::NoNode));
+        tree.Drop(std::exchange(second.node, Address::NoNode));
         first.node = tree.HoldRoot();
         second.node = tree.HoldRoot();
     });
 }
 
+// Mostly both are copies, and then there is no turn to wait for.
 void AddressPair::Drop(Address & first, Address & second) noexcept {
-    InTurn([&](AddressTree & tree) {
-        tree.Release(std::exchange(first.node, Address::NoNode));
-        tree.Release(std::exchange(second.node, Address::NoNode));
-    });
+    unsigned int const a = std::exchange(first.node, Address::NoNode);
+    unsigned int const b = std::exchange(second.node, Address::NoNode);
+    bool const holdsFirst = a != Address::NoNode && !AddressTree::DropCopy(a);
+    bool const holdsSecond = b != Address::NoNode && !AddressTree::DropCopy(b);
+    if (holdsFirst || holdsSecond)
+        InTurn([&](AddressTree & tree) {
+            tree.Drop(holdsFirst ? a : NoIndex);
+            tree.Drop(holdsSecond ? b : NoIndex);
+        });
 }
 
 } // namespace IO

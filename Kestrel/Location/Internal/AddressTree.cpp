@@ -21,8 +21,33 @@ static constexpr unsigned short RootName[] = {'R', 'o', 'o', 't'};
 // longer than any static object of this file would.
 AddressTree & AddressTree::GetInstance() {
     alignas(AddressTree) static unsigned char place[sizeof(AddressTree)];
-    static AddressTree * const tree = new (place) AddressTree;
+    static AddressTree * const tree = made = new (place) AddressTree;
     return *tree;
+}
+
+bool AddressTree::DropCopy(unsigned int node) {
+    NodeTable::Note * const note = made->nodes.FindNote(node);
+    if (note == nullptr)
+        return true;
+    // Whoever frees the node must see all that its holders did to it, hence the orders.
+    unsigned int copies = note->copies.load(std::memory_order_acquire);
+    while (copies != 0)
+        if (note->copies.compare_exchange_weak(copies, copies - 1, std::memory_order_acq_rel,
+                                               std::memory_order_acquire))
+            return true;
+    return false;
+}
+
+// Without a comparer names are compared by upper case, and so is what their hashes are made of.
+static bool IsToldByHash() {
+    NameComparer const * const comparer = GetNameComparer();
+    return comparer == nullptr || comparer->IsToldApartByHash();
+}
+
+bool AddressTree::AreToldApart(unsigned int a, unsigned int b) {
+    NodeTable::Note const & first = made->nodes.GetNote(a);
+    NodeTable::Note const & second = made->nodes.GetNote(b);
+    return first.depth != second.depth || (first.hash != second.hash && IsToldByHash());
 }
 
 unsigned int AddressTree::HoldRoot() {
@@ -37,7 +62,9 @@ bool AddressTree::MakeRoot() {
     if (root == NoIndex)
         return false;
     nodes[root].referenceCounter = 0;
-    nodes.GetNote(root) = NodeTable::Note();
+    NodeTable::Note & note = nodes.GetNote(root);
+    note.hash = 0;
+    note.depth = 0;
     return true;
 }
 
@@ -52,19 +79,41 @@ unsigned int AddressTree::MakeNode(unsigned int parent, Mu::ConstSubstring const
         return NoIndex;
     }
     nodes[node] = {.parent = parent, .name = name, .referenceCounter = 1};
+    nodes.GetNote(node).top = NoIndex;
     return node;
 }
 
 void AddressTree::FillNote(unsigned int node, Mu::ConstSubstring const & key) {
     NodeTable::Note const & above = nodes.GetNote(nodes[node].parent);
+    NodeTable::Note & note = nodes.GetNote(node);
     Mu::ConstSubstring const name = WithoutAttachment(key);
-    unsigned int const hash = Mu::HashUnitsUpperCased(name.GetUnits(), name.GetLength());
-    nodes.GetNote(node) = {.hash = HashFactor * above.hash + hash, .depth = above.depth + 1};
+    note.hash =
+        HashFactor * above.hash + Mu::HashUnitsUpperCased(name.GetUnits(), name.GetLength());
+    note.depth = above.depth + 1;
 }
 
-void AddressTree::AddRef(unsigned int node) {
+void AddressTree::Claim(unsigned int node) {
+    if (DropCopy(node))
+        AddRef(node);
+}
+
+void AddressTree::Settle() {
+    for (unsigned int node = 0; node < nodes.GetRecords().GetMark(); ++node) {
+        unsigned int const copies =
+            nodes.GetNote(node).copies.exchange(0, std::memory_order_acq_rel);
+        if (copies != 0)
+            AddRef(node, copies);
+    }
+}
+
+void AddressTree::AddRef(unsigned int node, unsigned int count) {
     for (; node != NoIndex; node = nodes[node].parent)
-        ++nodes[node].referenceCounter;
+        nodes[node].referenceCounter += count;
+}
+
+void AddressTree::Drop(unsigned int node) {
+    if (node != NoIndex && !DropCopy(node))
+        Release(node);
 }
 
 void AddressTree::Release(unsigned int node) {
@@ -104,8 +153,8 @@ void AddressTree::CleanUp() {
 
 // The child comes with a count more; its ancestors have none more from it.
 unsigned int AddressTree::FindOrCreate(unsigned int parent, Mu::ConstSubstring const & key) {
-    SiblingLists::Place const place = siblings.Find(parent, key);
-    if (place.at != NoIndex && names.Compare(nodes[place.at].name, key) == 0) {
+    SiblingPlace place;
+    if (siblings.Find(parent, key, place)) {
         ++nodes[place.at].referenceCounter;
         return place.at;
     }
@@ -142,7 +191,7 @@ unsigned int AddressTree::AppendPath(unsigned int node, unsigned int other, unsi
 unsigned int AddressTree::SetName(unsigned int node, unsigned int index,
                                   Mu::ConstSubstring const & key) {
     unsigned int const behind = GetLength(node) - 1 - index;
-    if (behind == 0 && nodes[node].referenceCounter == 1) {
+    if (behind == 0 && IsOnlyHolder(node)) {
         if (Rename(node, key))
             return node;
         Release(node);
@@ -155,6 +204,11 @@ unsigned int AddressTree::SetName(unsigned int node, unsigned int index,
         changed = AppendPath(changed, node, index + 1, true);
     Release(node);
     return changed;
+}
+
+bool AddressTree::IsOnlyHolder(unsigned int node) const {
+    return nodes[node].referenceCounter == 1 &&
+           nodes.GetNote(node).copies.load(std::memory_order_acquire) == 0;
 }
 
 // The node stays where it is in its list, so that the list may be out of order from now on.
@@ -204,16 +258,10 @@ void AddressTree::ReadName(unsigned int node, Mu::UniString & text) const {
         text.SetSubstring(0, text.GetLength() - plain, Mu::ConstSubstring());
 }
 
-// Without a comparer names are compared by upper case, and so is what their hashes are made of.
-static bool AreToldApartByHash() {
-    NameComparer const * const comparer = GetNameComparer();
-    return comparer == nullptr || comparer->IsToldApartByHash();
-}
-
 bool AddressTree::IsSamePath(unsigned int a, unsigned int b) const {
     if (a == b)
         return true;
-    if (GetLength(a) != GetLength(b) || (AreToldApartByHash() && GetHash(a) != GetHash(b)))
+    if (AreToldApart(a, b))
         return false;
     for (; a != b; a = nodes[a].parent, b = nodes[b].parent)
         if (!IsSameName(a, b))
@@ -239,7 +287,7 @@ unsigned int AddressTree::GetNameHash(unsigned int node) const {
 bool AddressTree::IsSameName(unsigned int a, unsigned int b) const {
     if (a == b)
         return true;
-    if (AreToldApartByHash() && GetNameHash(a) != GetNameHash(b))
+    if (IsToldByHash() && GetNameHash(a) != GetNameHash(b))
         return false;
     NameReader const first(names, nodes[a].name);
     NameReader const second(names, nodes[b].name);
@@ -267,9 +315,10 @@ static void PrintBars(Mu::OChannel & channel, unsigned int count) {
         channel << "|   ";
 }
 
-void AddressTree::Print(Mu::OChannel & channel) const {
+void AddressTree::Print(Mu::OChannel & channel) {
     if (root == NoIndex)
         return;
+    Settle();
     PrintNode(channel, root);
     for (unsigned int node = root; (node = GetNextToPrint(node)) != NoIndex;) {
         unsigned int const bars = GetLength(node) - 1;

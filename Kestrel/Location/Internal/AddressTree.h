@@ -17,13 +17,20 @@ namespace IO {
 /// one count on it and on each of its ancestors up to the root. So a longer path takes over the
 /// counts of the shorter one that it grew from.
 ///
+/// Addresses are copied and dropped far more often than anything else happens to them, so a copy is
+/// not counted at once: it is noted at its node alone, without the lock, and most copies are dropped
+/// the same way. Claim counts the hold of an address that is about to change, and Settle all of
+/// them. A node with holders always has a counted hold among them: who finds no copy to drop has
+/// seen as many counted holds as holders, so the last of these keeps the node alive.
+///
 /// Operations that answer a node answer NoIndex when memory runs out. Keys hold no zero unit.
 ///
 /// Memory:  the node table and the name table, each one relocatable block that doubles, and what
 ///          speeds them up beside them. All of it goes with the last count of the root, and comes
 ///          again with the next.
-/// Threads: any, each inside a Turn. The lock is the innermost of the library: only name
-///          enumerators and the name comparer are called with it held.
+/// Threads: any, each inside a Turn, but for the static operations, which need none. The lock is
+///          the innermost of the library: only name enumerators and the name comparer are called
+///          with it held.
 /// Failure: NoIndex or false, never an exception; except by Turn, when the lock fails.
 class AddressTree {
 public:
@@ -42,18 +49,33 @@ public:
         AddressTree & tree;
     };
 
+    // For who holds the node; without the lock.
+
+    /// One more hold on the node.
+    static void Copy(unsigned int node) {
+        made->nodes.GetNote(node).copies.fetch_add(1, std::memory_order_relaxed);
+    }
+    /// Gives the hold back, if that needs no more than to forget a copy, or if the tree is gone.
+    static bool DropCopy(unsigned int node);
+    static unsigned int GetLength(unsigned int node) { return made->nodes.GetNote(node).depth; }
+    static unsigned int GetHash(unsigned int node) { return made->nodes.GetNote(node).hash; }
+    /// Whether lengths or hashes tell that the paths cannot be the same.
+    static bool AreToldApart(unsigned int a, unsigned int b);
+
     // Holds.
 
     /// One more hold on the root, which is made if there is no tree.
     unsigned int HoldRoot();
-    /// One more hold on the node.
-    void AddRef(unsigned int node);
-    /// One hold less; nodes that nobody holds any more go. A node of a tree that was cleaned up is
-    /// passed over.
-    void Release(unsigned int node);
+    /// Makes sure that the counters know of the caller's hold.
+    void Claim(unsigned int node);
+    /// Makes all counters know of all holds.
+    void Settle();
+    /// One hold less; nodes that nobody holds any more go. Nothing for NoIndex, and for a node of a
+    /// tree that was cleaned up.
+    void Drop(unsigned int node);
 
-    // Changes. Each takes over the caller's hold on `node` and gives one on the node it answers; on
-    // NoIndex the caller holds nothing any more.
+    // Changes. Each takes over the caller's counted hold on `node` and gives one on the node it
+    // answers; on NoIndex the caller holds nothing any more.
 
     /// The child of that name.
     unsigned int Append(unsigned int node, Mu::ConstSubstring const & key);
@@ -69,8 +91,6 @@ public:
 
     // Questions about nodes that are held.
 
-    unsigned int GetLength(unsigned int node) const { return nodes.GetNote(node).depth; }
-    unsigned int GetHash(unsigned int node) const { return nodes.GetNote(node).hash; }
     /// The node of the path that has that many names behind it.
     unsigned int GetAncestor(unsigned int node, unsigned int steps) const;
     /// The text as it is stored, or without its attachment. Throws Mu::OutOfMemoryException, with
@@ -81,11 +101,12 @@ public:
     bool IsSamePath(unsigned int a, unsigned int b) const;
     bool IsPathLess(unsigned int a, unsigned int b) const;
 
-    void Print(Mu::OChannel & channel) const;
+    /// Settles, and prints.
+    void Print(Mu::OChannel & channel);
     /// Destroys all tables, whatever the counters say.
     void CleanUp();
 
-    // For diagnostic views and tests.
+    // For diagnostic views and tests. Counters are right after Settle.
 
     NodeTable const & GetNodes() const { return nodes; }
     NameTable const & GetNames() const { return names; }
@@ -97,6 +118,9 @@ private:
 
     static AddressTree & GetInstance();
 
+    void AddRef(unsigned int node, unsigned int count = 1);
+    void Release(unsigned int node);
+    bool IsOnlyHolder(unsigned int node) const;
     bool MakeRoot();
     unsigned int MakeNode(unsigned int parent, Mu::ConstSubstring const & key);
     void FillNote(unsigned int node, Mu::ConstSubstring const & key);
@@ -110,6 +134,8 @@ private:
     bool IsSameForComparer(unsigned int a, unsigned int b) const;
     void PrintNode(Mu::OChannel & channel, unsigned int node) const;
     unsigned int GetNextToPrint(unsigned int node) const;
+
+    static inline AddressTree * made = nullptr; // the one tree; set before the first address
 
     NodeTable nodes;
     NameTable names;

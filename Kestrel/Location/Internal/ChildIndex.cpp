@@ -5,36 +5,46 @@
 namespace IO {
 
 // A key lies within the first chunk of a name.
-static constexpr unsigned int KeyUnits = 4;
-static constexpr unsigned int MaxPrefix = NameTable::ChunkSize - KeyUnits;
+static constexpr unsigned int NarrowUnits = 8;
+static constexpr unsigned int WideUnits = 4;
+static constexpr unsigned int MaxPrefix = NameTable::ChunkSize - NarrowUnits;
 
-static unsigned long long PackKey(Mu::ConstSubstring const & text, unsigned int prefix) {
+// The first unit highest, zeros behind the end.
+static unsigned long long PackKey(Mu::ConstSubstring const & text, unsigned int prefix,
+                                  bool isWide) {
+    unsigned int const count = isWide ? WideUnits : NarrowUnits;
     unsigned long long key = 0;
-    for (unsigned int i = prefix; i < prefix + KeyUnits; ++i)
-        key = key << 16 | (i < text.GetLength() ? text[i] : 0u);
+    for (unsigned int i = prefix; i < prefix + count; ++i)
+        key = key << (64 / count) | (i < text.GetLength() ? text[i] : 0u);
     return key;
+}
+
+// Whether a name ends within its key, so that names of the same key are the same. Looks at the last
+// unit of a wide key, and at the last two of a narrow one.
+static bool EndsWithin(unsigned long long key) {
+    return (key & 0xFFFF) == 0;
+}
+
+static bool IsNarrow(Mu::ConstSubstring const & text, unsigned int prefix) {
+    unsigned int const end = std::min(text.GetLength(), prefix + NarrowUnits);
+    for (unsigned int i = prefix; i < end; ++i)
+        if (text[i] > 0xFF)
+            return false;
+    return true;
 }
 
 static unsigned int CountCommon(Mu::ConstSubstring const & a, Mu::ConstSubstring const & b) {
     unsigned int const end = std::min({a.GetLength(), b.GetLength(), MaxPrefix});
-    unsigned int common = 0;
-    while (common < end && a[common] == b[common])
-        ++common;
-    return common;
+    return NameTable::CountEqual(a.GetUnits(), b.GetUnits(), end);
 }
 
-// What makes the tree balanced: of two nodes the one with the greater rank stands higher. Drawn
-// from the index by mixing its bits, so that it needs no room.
-static unsigned int GetRank(unsigned int node) {
-    node = (node ^ node >> 16) * 0x85EBCA6Bu;
-    node = (node ^ node >> 13) * 0xC2B2AE35u;
-    return node ^ node >> 16;
+void ChildIndex::Destroy() {
+    blocks.Destroy();
+    leaves.Destroy();
 }
 
 void ChildIndex::Build(unsigned int parent) {
     unsigned int const first = nodes[parent].leftChild;
-    if (first == NoIndex || !links.Fit(nodes.GetCapacity()))
-        return;
     unsigned int prefix = MaxPrefix;
     for (unsigned int node = first; node != NoIndex; node = nodes[node].next) {
         if (nodes[node].name == NoIndex)
@@ -42,192 +52,326 @@ void ChildIndex::Build(unsigned int parent) {
         prefix = std::min(prefix, CountCommon(names.GetStart(nodes[first].name),
                                               names.GetStart(nodes[node].name)));
     }
-    links[parent].prefix = prefix;
+    unsigned int const top = blocks.Take();
+    if (top == NoIndex)
+        return;
+    StartBlock(top, NoIndex, true);
+    nodes.GetNote(parent).top = top;
+    SetShape(parent, prefix, false);
+    for (unsigned int node = first; node != NoIndex; node = nodes[node].next)
+        if (!Append(parent, node))
+            return Drop(parent);
+}
 
-    unsigned int previous = NoIndex;
-    for (unsigned int node = first; node != NoIndex; node = nodes[node].next) {
-        Attach(node, previous, NoIndex);
-        SetFall(node, IsBehindGreater(node));
-        previous = node;
+// Puts a node behind all others, whatever its name.
+bool ChildIndex::Append(unsigned int parent, unsigned int node) {
+    unsigned int leaf = nodes.GetNote(parent).top;
+    while (!blocks[leaf].isLeaf)
+        leaf = blocks[leaf].below[blocks[leaf].count - 1];
+    Entry const entry = {MakeKey(parent, node), node, NoIndex};
+    unsigned int const changed = Insert(leaf, blocks[leaf].count, entry);
+    if (changed == NoIndex)
+        return false;
+    Refresh(changed);
+    return true;
+}
+
+bool ChildIndex::Find(unsigned int parent, Mu::ConstSubstring const & text, SiblingPlace & place) {
+    FitShape(parent, nodes[parent].leftChild, text);
+    Key const key = MakeKey(parent, text);
+    unsigned int block = nodes.GetNote(parent).top;
+    int order = 0;
+    unsigned int at = FindIn(blocks[block], key, order);
+    if (at == blocks[block].count) {
+        place = {GetLast(block), NoIndex};
+        return false;
     }
-}
-
-unsigned int ChildIndex::Find(unsigned int parent, Mu::ConstSubstring const & text) {
-    unsigned int const top = nodes.GetNote(parent).top;
-    FitPrefix(parent, top, text);
-    return FindBelow(top, Key{PackKey(text, links[parent].prefix), text});
-}
-
-// Only where names stand out of order does this call itself, and as deep as the tree is.
-unsigned int ChildIndex::FindBelow(unsigned int node, Key const & key) {
-    unsigned int found = NoIndex;
-    while (node != NoIndex) {
-        if (links[node].falls != 0) {
-            unsigned int const left = FindBelow(links[node].left, key);
-            if (left != NoIndex)
-                return left;
-            if (!IsSmaller(node, key))
-                return node;
-            node = links[node].right;
-        } else if (IsSmaller(node, key)) {
-            node = links[node].right;
-        } else {
-            found = node;
-            node = links[node].left;
-        }
+    while (!blocks[block].isLeaf) {
+        block = blocks[block].below[at];
+        at = FindIn(blocks[block], key, order);
     }
-    return found;
+    place = {GetBefore(block, at), blocks[block].nodes[at]};
+    return order == 0;
 }
 
-bool ChildIndex::IsSmaller(unsigned int node, Key const & key) {
-    ++comparisons;
-    unsigned long long const own = links[node].key;
+// The first entry that is not smaller, and how it compares.
+unsigned int ChildIndex::FindIn(Block const & block, Key const & key, int & order) {
+    unsigned int at = 0;
+    while (at < block.count && (order = Compare(block, at, key)) < 0)
+        ++at;
+    comparisons += at + 1;
+    return at;
+}
+
+int ChildIndex::Compare(Block const & block, unsigned int at, Key const & key) const {
+    unsigned long long const own = block.keys[at];
     if (own != key.start)
-        return own < key.start;
-    if ((own & 0xFFFF) == 0)
-        return false; // both names end within the key
-    return names.Compare(nodes[node].name, key.text) < 0;
+        return own < key.start ? -1 : 1;
+    if (EndsWithin(own))
+        return 0;
+    return names.Compare(nodes[block.nodes[at]].name, key.text);
 }
 
-unsigned int ChildIndex::GetLast(unsigned int parent) const {
-    unsigned int node = nodes.GetNote(parent).top;
-    while (links[node].right != NoIndex)
-        node = links[node].right;
-    return node;
-}
-
-void ChildIndex::Link(unsigned int node, unsigned int previous) {
-    if (!links.Fit(nodes.GetCapacity())) {
-        nodes.GetNote(nodes[node].parent).top = NoIndex;
-        return;
+// The last node that stands before that entry.
+unsigned int ChildIndex::GetBefore(unsigned int block, unsigned int at) const {
+    for (; at == 0; block = blocks[block].up) {
+        if (blocks[block].up == NoIndex)
+            return NoIndex;
+        at = GetPlace(block);
     }
-    // At that place the node is greater than the one before and not greater than the one behind, so
-    // neither it nor the next one stands behind a greater name.
-    Attach(node, previous, nodes[node].next);
+    return blocks[block].isLeaf ? blocks[block].nodes[at - 1]
+                                : GetLast(blocks[block].below[at - 1]);
 }
 
-void ChildIndex::Unlink(unsigned int node) {
+unsigned int ChildIndex::GetLast(unsigned int block) const {
+    while (!blocks[block].isLeaf)
+        block = blocks[block].below[blocks[block].count - 1];
+    return blocks[block].nodes[blocks[block].count - 1];
+}
+
+unsigned int ChildIndex::IndexOf(unsigned int const * list, unsigned int wanted) {
+    unsigned int at = 0;
+    while (list[at] != wanted)
+        ++at;
+    return at;
+}
+
+// Where the block stands in the one above it.
+unsigned int ChildIndex::GetPlace(unsigned int block) const {
+    return IndexOf(blocks[blocks[block].up].below, block);
+}
+
+void ChildIndex::Link(unsigned int node) {
+    unsigned int const parent = nodes[node].parent;
     unsigned int const next = nodes[node].next;
-    unsigned int const previous = links[node].previous;
-    bool const mayFall = links[node].isFall || (next != NoIndex && links[next].isFall);
-    SetFall(node, false);
-    for (unsigned int child; (child = GetUpperChild(node)) != NoIndex;)
-        RotateUp(child);
-    SlotOf(node) = NoIndex;
-    if (next == NoIndex)
-        return;
-    links[next].previous = previous;
-    SetFall(next, mayFall && IsBehindGreater(next));
+    bool isIn = false;
+    if (next == NoIndex) {
+        isIn = Append(parent, node);
+    } else {
+        // It is not greater than the next one, so that no greatest name changes.
+        unsigned int const leaf = leaves[next];
+        isIn = Insert(leaf, IndexOf(blocks[leaf].nodes, next),
+                      {MakeKey(parent, node), node, NoIndex}) != NoIndex;
+    }
+    if (!isIn)
+        Drop(parent);
+}
+
+unsigned int ChildIndex::Unlink(unsigned int node) {
+    unsigned int block = leaves[node];
+    unsigned int at = IndexOf(blocks[block].nodes, node);
+    unsigned int const previous = GetBefore(block, at);
+    unsigned int const parent = nodes[node].parent;
+    EraseEntry(block, at);
+    while (blocks[block].count == 0) {
+        unsigned int const up = blocks[block].up;
+        at = up == NoIndex ? 0 : GetPlace(block);
+        blocks.Put(block, block);
+        if (up == NoIndex) {
+            nodes.GetNote(parent).top = NoIndex;
+            return previous;
+        }
+        EraseEntry(up, at);
+        block = up;
+    }
+    unsigned int const up = blocks[block].up;
+    if (up != NoIndex && blocks[up].nodes[GetPlace(block)] == node)
+        Refresh(block);
+    LowerTop(parent);
+    return previous;
 }
 
 void ChildIndex::Rename(unsigned int node) {
     unsigned int const parent = nodes[node].parent;
-    unsigned int const top = nodes.GetNote(parent).top;
-    unsigned int const other = top != node ? top : GetUpperChild(top);
+    unsigned int const first = nodes[parent].leftChild;
+    unsigned int const other = first != node ? first : nodes[first].next;
     if (other != NoIndex)
-        FitPrefix(parent, other, names.GetStart(nodes[node].name));
-    SetKey(node, links[parent].prefix);
-    SetFall(node, IsBehindGreater(node));
-    unsigned int const next = nodes[node].next;
-    if (next != NoIndex)
-        SetFall(next, IsBehindGreater(next));
+        FitShape(parent, other, names.GetStart(nodes[node].name));
+    Block & leaf = blocks[leaves[node]];
+    leaf.keys[IndexOf(leaf.nodes, node)] = MakeKey(parent, node);
+    Refresh(leaves[node]);
 }
 
-// Shortens the shared beginning until the text has it, too. That happens at most 26 times to an
-// index, so that the keys are not renewed more often than that.
-void ChildIndex::FitPrefix(unsigned int parent, unsigned int child,
-                           Mu::ConstSubstring const & text) {
-    unsigned int const common = CountCommon(names.GetStart(nodes[child].name), text);
-    if (common >= links[parent].prefix)
-        return;
-    links[parent].prefix = common;
-    for (unsigned int node = nodes[parent].leftChild; node != NoIndex; node = nodes[node].next)
-        SetKey(node, common);
+// Puts the entry in, splitting full blocks from there up. Answers the highest block that got an
+// entry more, whose greatest name may have changed; NoIndex: no memory, and nothing changed.
+unsigned int ChildIndex::Insert(unsigned int block, unsigned int at, Entry entry) {
+    unsigned int spares[MaxDepth];
+    unsigned int const * spare = spares;
+    if (!leaves.Fit(nodes.GetCapacity()) || !TakeSpares(block, spares))
+        return NoIndex;
+    while (blocks[block].count == BlockSize) {
+        unsigned int const right = *spare++;
+        Split(block, right);
+        bool const isLeft = at <= BlockSize / 2;
+        PutEntry(isLeft ? block : right, isLeft ? at : at - BlockSize / 2, entry);
+        if (blocks[block].up == NoIndex)
+            PutTop(*spare++, block);
+        unsigned int const up = blocks[block].up;
+        at = GetPlace(block);
+        EraseEntry(up, at);
+        PutEntry(up, at++, GetSummary(block));
+        entry = GetSummary(right);
+        block = up;
+    }
+    PutEntry(block, at, entry);
+    return block;
 }
 
-void ChildIndex::SetKey(unsigned int node, unsigned int prefix) {
-    links[node].key = PackKey(names.GetStart(nodes[node].name), prefix);
+// A block for each that is full, from this one up, and one more if that reaches the top.
+bool ChildIndex::TakeSpares(unsigned int block, unsigned int * spares) {
+    unsigned int needed = 0;
+    for (; block != NoIndex && blocks[block].count == BlockSize; block = blocks[block].up)
+        ++needed;
+    if (needed != 0 && block == NoIndex)
+        ++needed;
+    for (unsigned int taken = 0; taken < needed; ++taken) {
+        spares[taken] = blocks.Take();
+        if (spares[taken] == NoIndex) {
+            for (; taken != 0; --taken)
+                blocks.Put(spares[taken - 1], spares[taken - 1]);
+            return false;
+        }
+    }
+    return true;
 }
 
-// Hangs the node in as a leaf between its two neighbours, one of which has room on that side, and
-// lifts it to its rank.
-void ChildIndex::Attach(unsigned int node, unsigned int previous, unsigned int next) {
-    Links & own = links[node];
-    own.left = own.right = own.up = NoIndex;
-    own.previous = previous;
-    own.falls = 0;
-    own.isFall = 0;
-    unsigned int const parent = nodes[node].parent;
-    SetKey(node, links[parent].prefix);
-    if (next != NoIndex)
-        links[next].previous = node;
-    if (previous != NoIndex && links[previous].right == NoIndex) {
-        own.up = previous;
-        links[previous].right = node;
-    } else if (next != NoIndex) {
-        own.up = next;
-        links[next].left = node;
+void ChildIndex::StartBlock(unsigned int block, unsigned int up, bool isLeaf) {
+    blocks[block].up = up;
+    blocks[block].isLeaf = isLeaf;
+    blocks[block].count = 0;
+}
+
+// Puts a block above the one that was the top so far.
+void ChildIndex::PutTop(unsigned int block, unsigned int below) {
+    StartBlock(block, NoIndex, false);
+    Entry const entry = GetSummary(below);
+    PutEntry(block, 0, entry);
+    nodes.GetNote(nodes[entry.node].parent).top = block;
+}
+
+void ChildIndex::Split(unsigned int block, unsigned int right) {
+    StartBlock(right, blocks[block].up, blocks[block].isLeaf);
+    for (unsigned int at = BlockSize / 2; at < BlockSize; ++at)
+        PutEntry(right, at - BlockSize / 2,
+                 {blocks[block].keys[at], blocks[block].nodes[at], blocks[block].below[at]});
+    blocks[block].count = BlockSize / 2;
+}
+
+void ChildIndex::PutEntry(unsigned int block, unsigned int at, Entry const & entry) {
+    Block & own = blocks[block];
+    std::copy_backward(own.keys + at, own.keys + own.count, own.keys + own.count + 1);
+    std::copy_backward(own.nodes + at, own.nodes + own.count, own.nodes + own.count + 1);
+    own.keys[at] = entry.key;
+    own.nodes[at] = entry.node;
+    if (own.isLeaf) {
+        leaves[entry.node] = block;
     } else {
-        nodes.GetNote(parent).top = node;
+        std::copy_backward(own.below + at, own.below + own.count, own.below + own.count + 1);
+        own.below[at] = entry.below;
+        blocks[entry.below].up = block;
     }
-    while (own.up != NoIndex && GetRank(own.up) < GetRank(node))
-        RotateUp(node);
+    ++own.count;
 }
 
-// The field that leads to the node from above.
-unsigned int & ChildIndex::SlotOf(unsigned int node) {
-    unsigned int const up = links[node].up;
-    if (up == NoIndex)
-        return nodes.GetNote(nodes[node].parent).top;
-    return links[up].left == node ? links[up].left : links[up].right;
+void ChildIndex::EraseEntry(unsigned int block, unsigned int at) {
+    Block & own = blocks[block];
+    std::copy(own.keys + at + 1, own.keys + own.count, own.keys + at);
+    std::copy(own.nodes + at + 1, own.nodes + own.count, own.nodes + at);
+    if (!own.isLeaf)
+        std::copy(own.below + at + 1, own.below + own.count, own.below + at);
+    --own.count;
 }
 
-void ChildIndex::RotateUp(unsigned int node) {
-    unsigned int const below = links[node].up;
-    SlotOf(below) = node;
-    links[node].up = links[below].up;
-    links[below].up = node;
-    bool const wasLeft = links[below].left == node;
-    unsigned int & inner = wasLeft ? links[node].right : links[node].left;
-    (wasLeft ? links[below].left : links[below].right) = inner;
-    if (inner != NoIndex)
-        links[inner].up = below;
-    inner = below;
-    if (links[below].falls != 0) {
-        links[node].falls = links[below].falls;
-        links[below].falls = CountFalls(below);
+// What stands for the block in the one above it: its greatest name.
+ChildIndex::Entry ChildIndex::GetSummary(unsigned int block) const {
+    Block const & own = blocks[block];
+    unsigned int greatest = own.count - 1;
+    for (unsigned int at = own.count - 1; at-- != 0;)
+        if (CompareEntries(own, at, greatest) > 0)
+            greatest = at;
+    return {own.keys[greatest], own.nodes[greatest], block};
+}
+
+int ChildIndex::CompareEntries(Block const & block, unsigned int a, unsigned int b) const {
+    if (block.keys[a] != block.keys[b])
+        return block.keys[a] < block.keys[b] ? -1 : 1;
+    if (EndsWithin(block.keys[a]))
+        return 0;
+    return names.CompareNames(nodes[block.nodes[a]].name, nodes[block.nodes[b]].name);
+}
+
+// Brings the entries above the block up to date.
+void ChildIndex::Refresh(unsigned int block) {
+    for (unsigned int up; (up = blocks[block].up) != NoIndex; block = up) {
+        Entry const summary = GetSummary(block);
+        unsigned int const at = GetPlace(block);
+        if (blocks[up].nodes[at] == summary.node && blocks[up].keys[at] == summary.key)
+            return;
+        blocks[up].nodes[at] = summary.node;
+        blocks[up].keys[at] = summary.key;
     }
 }
 
-void ChildIndex::SetFall(unsigned int node, bool isFall) {
-    if (links[node].isFall == static_cast<unsigned int>(isFall))
-        return;
-    links[node].isFall = isFall;
-    for (; node != NoIndex; node = links[node].up)
-        links[node].falls += isFall ? 1 : -1;
+// Takes away tops with a single block below.
+void ChildIndex::LowerTop(unsigned int parent) {
+    unsigned int & top = nodes.GetNote(parent).top;
+    while (!blocks[top].isLeaf && blocks[top].count == 1) {
+        unsigned int const below = blocks[top].below[0];
+        blocks.Put(top, top);
+        blocks[below].up = NoIndex;
+        top = below;
+    }
 }
 
-bool ChildIndex::IsBehindGreater(unsigned int node) const {
-    unsigned int const previous = links[node].previous;
-    return previous != NoIndex && names.CompareNames(nodes[previous].name, nodes[node].name) > 0;
+void ChildIndex::Drop(unsigned int parent) {
+    FreeBelow(nodes.GetNote(parent).top);
+    nodes.GetNote(parent).top = NoIndex;
 }
 
-unsigned int ChildIndex::CountFalls(unsigned int node) const {
-    Links const & own = links[node];
-    unsigned int falls = own.isFall;
-    if (own.left != NoIndex)
-        falls += links[own.left].falls;
-    if (own.right != NoIndex)
-        falls += links[own.right].falls;
-    return falls;
+void ChildIndex::FreeBelow(unsigned int block) {
+    if (!blocks[block].isLeaf)
+        for (unsigned int at = 0; at < blocks[block].count; ++at)
+            FreeBelow(blocks[block].below[at]);
+    blocks.Put(block, block);
 }
 
-unsigned int ChildIndex::GetUpperChild(unsigned int node) const {
-    unsigned int const left = links[node].left;
-    unsigned int const right = links[node].right;
-    if (left == NoIndex || right == NoIndex)
-        return left == NoIndex ? right : left;
-    return GetRank(left) > GetRank(right) ? left : right;
+ChildIndex::Key ChildIndex::MakeKey(unsigned int parent, Mu::ConstSubstring const & text) const {
+    NodeTable::Note const & note = nodes.GetNote(parent);
+    return {PackKey(text, note.prefix, note.isWide), text};
+}
+
+unsigned long long ChildIndex::MakeKey(unsigned int parent, unsigned int node) const {
+    return MakeKey(parent, names.GetStart(nodes[node].name)).start;
+}
+
+// Makes the shape of the keys good for the text too, by a look at one child. The shared beginning
+// can become shorter 22 times and the units wider once, so the keys are not renewed more often.
+void ChildIndex::FitShape(unsigned int parent, unsigned int child,
+                          Mu::ConstSubstring const & text) {
+    NodeTable::Note const & note = nodes.GetNote(parent);
+    unsigned int const common = CountCommon(names.GetStart(nodes[child].name), text);
+    unsigned int const prefix = std::min<unsigned int>(note.prefix, common);
+    bool const isWide = note.isWide || !IsNarrow(text, prefix);
+    if (prefix != note.prefix || isWide != note.isWide)
+        SetShape(parent, prefix, isWide);
+}
+
+void ChildIndex::SetShape(unsigned int parent, unsigned int prefix, bool isWide) {
+    for (unsigned int node = nodes[parent].leftChild; node != NoIndex; node = nodes[node].next)
+        isWide = isWide || !IsNarrow(names.GetStart(nodes[node].name), prefix);
+    NodeTable::Note & note = nodes.GetNote(parent);
+    note.prefix = prefix;
+    note.isWide = isWide;
+    RenewKeys(parent, note.top);
+}
+
+void ChildIndex::RenewKeys(unsigned int parent, unsigned int block) {
+    Block & own = blocks[block];
+    for (unsigned int at = 0; at < own.count; ++at) {
+        own.keys[at] = MakeKey(parent, own.nodes[at]);
+        if (!own.isLeaf)
+            RenewKeys(parent, own.below[at]);
+    }
 }
 
 } // namespace IO

@@ -5,19 +5,27 @@
 
 namespace IO {
 
+/// Where in a list of siblings a name is, or should be.
+struct SiblingPlace {
+    unsigned int previous = NoIndex; // the last smaller node; null: at the head
+    unsigned int at = NoIndex;       // the first that is not smaller; null: at the end
+};
+
 /// Finds a place among very many siblings without walking their list.
 ///
-/// The list stays the truth. For a parent that has an index, its children also form a balanced
-/// binary tree whose order is that of the list, whatever the names: so a node renamed in place,
-/// which may stand out of order, keeps its place, and the index finds exactly the place at which
-/// the plain walk would have stopped. Each subtree counts the nodes in it that stand behind a
-/// greater name; where there are none a search goes straight down, else it looks left first.
+/// The list stays the truth. For a parent that has an index, its children also stand, in the order
+/// of the list, in a B-tree of blocks. Each entry of an upper block knows the greatest name below
+/// it. A search goes into the first entry whose greatest name is not smaller than the key, and that
+/// needs no order among the names: where nodes were renamed in place and the list is in disorder,
+/// the index still finds exactly the place at which the plain walk stops.
 ///
-/// A node remembers four units of its name behind the beginning that all its siblings share, so
-/// that a step down mostly costs one line of the cache and no look at a text.
+/// An entry carries a piece of its name, from behind the beginning that all siblings share: eight
+/// units of one byte each, or four of two as soon as one of the names needs them. So a search
+/// mostly looks at a few blocks and at no name.
 ///
-/// Memory:  32 bytes for each node of the tree, once any parent has an index. A parent loses its
-///          index when that memory cannot be had; the walk does without.
+/// Memory:  4 bytes for each node of the tree, once any parent has an index, and about 24 for each
+///          child that is in one. A parent loses its index when that cannot be had; the walk does
+///          without.
 /// Threads: as the tree: under its lock.
 /// Failure: none; an index is there or not.
 class ChildIndex {
@@ -31,56 +39,80 @@ public:
 
     // The rest is for children of a parent that has an index.
 
-    /// The first in the list that is not smaller than the key, or NoIndex.
-    unsigned int Find(unsigned int parent, Mu::ConstSubstring const & key);
-    unsigned int GetLast(unsigned int parent) const;
-    unsigned int GetPrevious(unsigned int node) const { return links[node].previous; }
-
-    /// The node was put into the list at the place that Find told for its name, behind `previous`.
-    void Link(unsigned int node, unsigned int previous);
-    /// The node is about to be taken out of the list.
-    void Unlink(unsigned int node);
+    /// Whether the node at the place has the very name.
+    bool Find(unsigned int parent, Mu::ConstSubstring const & key, SiblingPlace & place);
+    /// The node was put into the list at the place that Find told for its name.
+    void Link(unsigned int node);
+    /// The node is about to be taken out of the list. Answers the one before it.
+    unsigned int Unlink(unsigned int node);
     /// The node got another name and kept its place.
     void Rename(unsigned int node);
 
-    void Destroy() { links.Destroy(); }
+    void Destroy();
 
-    /// How many nodes the searches looked at since the start.
+    /// How many names the searches have compared since the start.
     unsigned long long GetComparisonCount() const { return comparisons; }
 
 private:
-    struct Links {
-        unsigned long long key = 0; // the four units, the first one highest, zeros behind the end
-        unsigned int left = NoIndex;
-        unsigned int right = NoIndex;
-        unsigned int up = NoIndex;       // null at the top
-        unsigned int previous = NoIndex; // in the list
-        unsigned int falls : 31 = 0;     // nodes from here down that stand behind a greater name
-        unsigned int isFall : 1 = 0;     // this one does
-        unsigned int prefix = 0;         // as a parent: units that all children begin with alike
+    static constexpr unsigned int BlockSize = 32;
+    static constexpr unsigned int MaxDepth = 16; // 8 to the power of 11 is more than there are indices
+
+    struct Block {
+        unsigned long long keys[BlockSize] = {}; // of the names of `nodes`
+        unsigned int nodes[BlockSize] = {}; // in a leaf: the children; else: the greatest below
+        unsigned int below[BlockSize] = {}; // unless it is a leaf: the blocks below
+        unsigned int up = NoIndex;          // null at the top
+        unsigned int next = NoIndex;        // in the free list
+        unsigned int count = 0;
+        bool isLeaf = true;
     };
-    static_assert(sizeof(Links) == 32);
+
+    struct Entry {
+        unsigned long long key;
+        unsigned int node;
+        unsigned int below;
+    };
 
     struct Key {
         unsigned long long start;
         Mu::ConstSubstring text;
     };
 
-    bool IsSmaller(unsigned int node, Key const & key);
-    unsigned int FindBelow(unsigned int node, Key const & key);
-    void FitPrefix(unsigned int parent, unsigned int child, Mu::ConstSubstring const & text);
-    void SetKey(unsigned int node, unsigned int prefix);
-    void Attach(unsigned int node, unsigned int previous, unsigned int next);
-    unsigned int & SlotOf(unsigned int node);
-    void RotateUp(unsigned int node);
-    void SetFall(unsigned int node, bool isFall);
-    bool IsBehindGreater(unsigned int node) const;
-    unsigned int CountFalls(unsigned int node) const;
-    unsigned int GetUpperChild(unsigned int node) const;
+    // The piece of a name.
+    Key MakeKey(unsigned int parent, Mu::ConstSubstring const & text) const;
+    unsigned long long MakeKey(unsigned int parent, unsigned int node) const;
+    void FitShape(unsigned int parent, unsigned int child, Mu::ConstSubstring const & text);
+    void SetShape(unsigned int parent, unsigned int prefix, bool isWide);
+    void RenewKeys(unsigned int parent, unsigned int block);
+    int Compare(Block const & block, unsigned int at, Key const & key) const;
+    int CompareEntries(Block const & block, unsigned int a, unsigned int b) const;
+
+    // Ways through the tree.
+    unsigned int FindIn(Block const & block, Key const & key, int & order);
+    unsigned int GetLast(unsigned int block) const;
+    unsigned int GetBefore(unsigned int block, unsigned int at) const;
+    unsigned int GetPlace(unsigned int block) const;
+    static unsigned int IndexOf(unsigned int const * list, unsigned int wanted);
+
+    // Changes.
+    bool Append(unsigned int parent, unsigned int node);
+    unsigned int Insert(unsigned int block, unsigned int at, Entry entry);
+    bool TakeSpares(unsigned int block, unsigned int * spares);
+    void StartBlock(unsigned int block, unsigned int up, bool isLeaf);
+    void PutTop(unsigned int block, unsigned int below);
+    void Split(unsigned int block, unsigned int right);
+    void PutEntry(unsigned int block, unsigned int at, Entry const & entry);
+    void EraseEntry(unsigned int block, unsigned int at);
+    Entry GetSummary(unsigned int block) const;
+    void Refresh(unsigned int block);
+    void LowerTop(unsigned int parent);
+    void Drop(unsigned int parent);
+    void FreeBelow(unsigned int block);
 
     NodeTable & nodes;
     NameTable const & names;
-    TableBlock<Links> links;
+    GrowingTable<Block, 4> blocks;
+    TableBlock<unsigned int> leaves; // in which leaf each node is
     unsigned long long comparisons = 0;
 };
 

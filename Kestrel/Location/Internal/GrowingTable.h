@@ -23,7 +23,7 @@ public:
     TableBlock(TableBlock const &) = delete;
     TableBlock & operator=(TableBlock const &) = delete;
 
-    /// Makes room for `count` records; those that are new get the value of a default one.
+    /// Makes room for `count` records; those that are new are as a default one.
     bool Fit(unsigned int count) {
         if (count <= capacity)
             return true;
@@ -36,7 +36,7 @@ public:
             return false;
         records = reinterpret_cast<Record *>(*handle);
         for (; capacity < count; ++capacity)
-            new (records + capacity) Record();
+            new (records + capacity) Record;
         return true;
     }
 
@@ -61,11 +61,9 @@ private:
 ///
 /// Records that came back are chained through their `next` and handed out first. What a record
 /// holds when it is handed out is what its last user left, or the default.
-template <typename Record>
+template <typename Record, unsigned int FirstCapacity = 64>
 class GrowingTable {
 public:
-    static constexpr unsigned int FirstCapacity = 64;
-
     /// NoIndex: no memory, and nothing changed.
     unsigned int Take() {
         if (freeHead != NoIndex) {

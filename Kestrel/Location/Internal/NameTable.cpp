@@ -1,6 +1,7 @@
 #include <Kestrel/Location/Internal/NameTable.h>
 
 #include <algorithm>
+#include <cstring>
 
 namespace IO {
 
@@ -43,18 +44,40 @@ void NameTable::Destroy() {
     count = 0;
 }
 
-int NameTable::CompareAll(unsigned int name, Mu::ConstSubstring const & key) const {
-    unsigned short const * wanted = key.GetUnits();
-    unsigned short const * const end = wanted + key.GetLength();
-    for (; name != NoIndex; name = chunks[name].next)
-        for (unsigned short const unit : chunks[name].units) {
-            if (wanted == end)
-                return unit == 0 ? 0 : 1;
-            if (unit != *wanted)
-                return unit < *wanted ? -1 : 1; // a name that runs out has a zero unit here
-            ++wanted;
-        }
-    return wanted == end ? 0 : -1;
+// Four units at a time, as long as they are equal.
+unsigned int NameTable::CountEqual(unsigned short const * a, unsigned short const * b,
+                                   unsigned int count) {
+    unsigned int equal = 0;
+    for (; equal + 4 <= count; equal += 4) {
+        unsigned long long first;
+        unsigned long long second;
+        std::memcpy(&first, a + equal, sizeof first);
+        std::memcpy(&second, b + equal, sizeof second);
+        if (first != second)
+            break;
+    }
+    while (equal < count && a[equal] == b[equal])
+        ++equal;
+    return equal;
+}
+
+int NameTable::Compare(unsigned int name, Mu::ConstSubstring const & key) const {
+    unsigned short const * units = key.GetUnits();
+    unsigned int left = key.GetLength();
+    for (;;) {
+        Record const & chunk = chunks[name];
+        unsigned int const count = std::min(left, ChunkSize);
+        unsigned int const equal = CountEqual(chunk.units, units, count);
+        if (equal < count)
+            return chunk.units[equal] < units[equal] ? -1 : 1; // zero where the name runs out
+        if (count < ChunkSize)
+            return chunk.units[count] == 0 ? 0 : 1;
+        left -= ChunkSize;
+        units += ChunkSize;
+        name = chunk.next;
+        if (name == NoIndex)
+            return left == 0 ? 0 : -1;
+    }
 }
 
 int NameTable::CompareNames(unsigned int first, unsigned int second) const {

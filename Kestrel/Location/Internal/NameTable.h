@@ -29,14 +29,7 @@ public:
     void Destroy();
 
     /// Below 0, 0 or above 0 for a stored name before, equal to or behind the key, by code units.
-    int Compare(unsigned int name, Mu::ConstSubstring const & key) const {
-        Record const & first = chunks[name];
-        int const key0 = key.IsEmpty() ? 0 : key[0];
-        if (first.units[0] != key0)
-            return first.units[0] < key0 ? -1 : 1;
-        return key.IsEmpty() ? 0 : CompareAll(name, key);
-    }
-
+    int Compare(unsigned int name, Mu::ConstSubstring const & key) const;
     /// The same for two stored names.
     int CompareNames(unsigned int first, unsigned int second) const;
 
@@ -50,8 +43,11 @@ public:
     unsigned int GetCount() const { return count; }
     GrowingTable<Record> const & GetChunks() const { return chunks; }
 
+    /// How many units the two runs begin with alike.
+    static unsigned int CountEqual(unsigned short const * a, unsigned short const * b,
+                                   unsigned int count);
+
 private:
-    int CompareAll(unsigned int name, Mu::ConstSubstring const & key) const;
     static unsigned int CountUsed(Record const & chunk);
 
     GrowingTable<Record> chunks;

@@ -1,13 +1,16 @@
 #pragma once
 
 #include <Kestrel/Location/Internal/GrowingTable.h>
+#include <Kestrel/Location/Internal/SteadyTable.h>
+
+#include <atomic>
 
 namespace IO {
 
 /// The nodes of the address tree, with what is remembered of each beside it.
 ///
-/// Memory:  two growing blocks of one capacity.
-/// Threads: as the tree: under its lock.
+/// Memory:  the growing block of the records, and the notes.
+/// Threads: as the tree: under its lock; but for what a note says that it may be asked without.
 /// Failure: NoIndex, and nothing changed, when memory runs out.
 class NodeTable {
 public:
@@ -22,11 +25,15 @@ public:
         unsigned int referenceCounter = 0; // addresses whose path goes through this node
     };
 
-    /// All that could be worked out again from the records, at a cost.
+    /// What speeds the tree up. Hash and depth change only with the name of a node that has one
+    /// holder, so each holder may read them, and change `copies`, without the lock.
     struct Note {
-        unsigned int hash = 0;      // of the address that ends here
-        unsigned int depth = 0;     // parents up to the root
-        unsigned int top = NoIndex; // of the index over the children, where there is one
+        std::atomic<unsigned int> copies = 0; // holds that the counters do not know of yet
+        unsigned int hash = 0;                // of the address that ends here
+        unsigned int depth = 0;               // parents up to the root
+        unsigned int top = NoIndex;           // of the index over the children, where there is one
+        unsigned int prefix : 31 = 0;         // as the parent of an index: see ChildIndex
+        unsigned int isWide : 1 = 0;
     };
 
     unsigned int Take() {
@@ -52,8 +59,9 @@ public:
 
     Record & operator[](unsigned int node) { return records[node]; }
     Record const & operator[](unsigned int node) const { return records[node]; }
-    Note & GetNote(unsigned int node) { return notes[node]; }
-    Note const & GetNote(unsigned int node) const { return notes[node]; }
+    Note & GetNote(unsigned int node) const { return notes[node]; }
+    /// Null when the tree of the node is gone.
+    Note * FindNote(unsigned int node) const { return notes.Find(node); }
 
     /// Whether the index is that of a node in use. False for those of a tree that is gone, as far
     /// as that can be told.
@@ -66,7 +74,7 @@ public:
 
 private:
     GrowingTable<Record> records;
-    TableBlock<Note> notes; // at least the capacity of the records
+    SteadyTable<Note> notes; // at least as many as the capacity of the records
 };
 
 } // namespace IO

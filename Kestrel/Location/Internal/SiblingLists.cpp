@@ -2,55 +2,55 @@
 
 namespace IO {
 
-SiblingLists::Place SiblingLists::Find(unsigned int parent, Mu::ConstSubstring const & key) {
-    if (!index.Covers(parent))
-        return Walk(parent, key);
-    unsigned int const at = index.Find(parent, key);
-    return {at == NoIndex ? index.GetLast(parent) : index.GetPrevious(at), at};
+bool SiblingLists::Find(unsigned int parent, Mu::ConstSubstring const & key, SiblingPlace & place) {
+    return index.Covers(parent) ? index.Find(parent, key, place) : Walk(parent, key, place);
 }
 
-SiblingLists::Place SiblingLists::Walk(unsigned int parent, Mu::ConstSubstring const & key) {
-    Place place{NoIndex, nodes[parent].leftChild};
+bool SiblingLists::Walk(unsigned int parent, Mu::ConstSubstring const & key, SiblingPlace & place) {
     unsigned int steps = 0;
-    while (place.at != NoIndex && names.Compare(nodes[place.at].name, key) < 0) {
-        place.previous = place.at;
-        place.at = nodes[place.at].next;
+    int order = -1;
+    place = {NoIndex, nodes[parent].leftChild};
+    while (place.at != NoIndex) {
         ++steps;
+        order = names.Compare(nodes[place.at].name, key);
+        if (order >= 0)
+            break;
+        place = {place.at, nodes[place.at].next};
     }
-    comparisons += steps + (place.at != NoIndex);
+    comparisons += steps;
     if (steps > LongWalk)
         index.Build(parent);
-    return place;
+    return order == 0;
 }
 
-void SiblingLists::Link(unsigned int node, Place const & place) {
+void SiblingLists::Link(unsigned int node, SiblingPlace const & place) {
     unsigned int const parent = nodes[node].parent;
     nodes[node].next = place.at;
     (place.previous == NoIndex ? nodes[parent].leftChild : nodes[place.previous].next) = node;
     if (index.Covers(parent))
-        index.Link(node, place.previous);
+        index.Link(node);
 }
 
 void SiblingLists::Unlink(unsigned int node) {
     unsigned int const parent = nodes[node].parent;
-    unsigned int const previous = GetPrevious(node);
-    if (index.Covers(parent))
-        index.Unlink(node);
+    unsigned int const previous = index.Covers(parent) ? index.Unlink(node) : WalkTo(node);
     (previous == NoIndex ? nodes[parent].leftChild : nodes[previous].next) = nodes[node].next;
 }
 
-unsigned int SiblingLists::GetPrevious(unsigned int node) {
+// The node before that one in their list. A long walk is the last one: it makes the index.
+unsigned int SiblingLists::WalkTo(unsigned int node) {
     unsigned int const parent = nodes[node].parent;
-    if (index.Covers(parent))
-        return index.GetPrevious(node);
     unsigned int previous = NoIndex;
     unsigned int steps = 0;
     for (unsigned int at = nodes[parent].leftChild; at != node; at = nodes[at].next) {
         previous = at;
         ++steps;
     }
-    if (steps > LongWalk)
+    if (steps > LongWalk) {
         index.Build(parent);
+        if (index.Covers(parent))
+            index.Unlink(node);
+    }
     return previous;
 }
 

@@ -20,18 +20,13 @@ public:
     /// A list that had to be walked over more nodes than this gets an index.
     static constexpr unsigned int LongWalk = 24;
 
-    /// Where in a list a name is, or should be.
-    struct Place {
-        unsigned int previous = NoIndex; // the last smaller node; null: at the head
-        unsigned int at = NoIndex;       // the first that is not smaller; null: at the end
-    };
-
     SiblingLists(NodeTable & nodes, NameTable const & names)
         : nodes(nodes), names(names), index(nodes, names) {}
 
-    Place Find(unsigned int parent, Mu::ConstSubstring const & key);
+    /// Tells the place of the name, and whether the node there has it.
+    bool Find(unsigned int parent, Mu::ConstSubstring const & key, SiblingPlace & place);
     /// The node, which knows its parent and has its name, goes where Find told.
-    void Link(unsigned int node, Place const & place);
+    void Link(unsigned int node, SiblingPlace const & place);
     /// Not the root, which is in no list.
     void Unlink(unsigned int node);
     /// Tells that the node got another name.
@@ -46,8 +41,8 @@ public:
     }
 
 private:
-    Place Walk(unsigned int parent, Mu::ConstSubstring const & key);
-    unsigned int GetPrevious(unsigned int node);
+    bool Walk(unsigned int parent, Mu::ConstSubstring const & key, SiblingPlace & place);
+    unsigned int WalkTo(unsigned int node);
 
     NodeTable & nodes;
     NameTable const & names;

@@ -131,6 +131,7 @@ private:
 
 void CheckTree() {
     IO::AddressTree::Turn const tree;
+    tree->Settle();
     TreeWalk(*tree).Check();
 }
 
