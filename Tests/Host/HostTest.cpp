@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include <cstdlib>
 #include <string>
 #include <vector>
@@ -49,56 +51,57 @@ TEST(Host, AnswersReferencesMadeFromNull) {
 
 namespace {
 
-int Run(std::string const & arguments) {
+int RunTool(std::string const & arguments) {
     return std::system(("./" KESTREL_TOOL " " + arguments + " >host-tool.log 2>&1").c_str()) >> 8;
 }
 
 } // namespace
 
 TEST(Tool, SaysByItsExitCodeHowItWent) {
-    Run("rm -rf host-tool");
-    EXPECT_EQ(Run("mkdir host-tool"), 0);
-    EXPECT_EQ(Run("mkdir host-tool"), 1) << "it is there";
-    EXPECT_EQ(Run("mkdir -p host-tool/a/b"), 0);
+    RunTool("rm -rf host-tool");
+    EXPECT_EQ(RunTool("mkdir host-tool"), 0);
+    EXPECT_EQ(RunTool("mkdir host-tool"), 1) << "it is there";
+    EXPECT_EQ(RunTool("mkdir -p host-tool/a/b"), 0);
     EXPECT_EQ(std::system("echo hello | ./" KESTREL_TOOL " write host-tool/file") >> 8, 0);
-    EXPECT_EQ(Run("cp host-tool/file host-tool/a"), 0);
-    EXPECT_EQ(Run("cp host-tool/file host-tool/a"), 1) << "it is there";
-    EXPECT_EQ(Run("ln host-tool/file host-tool/link"), 0);
-    EXPECT_EQ(Run("cat host-tool/link"), 0);
-    EXPECT_EQ(Run("mv host-tool/file host-tool/moved"), 0);
-    EXPECT_EQ(Run("cat host-tool/link"), 1) << "it leads nowhere now";
-    EXPECT_EQ(Run("stat host-tool host-tool/moved host-tool/link"), 0);
-    EXPECT_EQ(Run("ls -l host-tool"), 0);
-    EXPECT_EQ(Run("special"), 0);
-    EXPECT_EQ(Run("mounts"), 0);
-    EXPECT_EQ(Run("path lan://host:99999/"), 1);
-    EXPECT_EQ(Run("path host-tool"), 0);
-    EXPECT_EQ(Run("rm host-tool"), 1) << "a folder wants -r";
-    EXPECT_EQ(Run("nonsense"), 2);
-    EXPECT_EQ(Run("rm -r host-tool"), 0);
+    EXPECT_EQ(RunTool("cp host-tool/file host-tool/a"), 0);
+    EXPECT_EQ(RunTool("cp host-tool/file host-tool/a"), 1) << "it is there";
+    EXPECT_EQ(RunTool("ln host-tool/file host-tool/link"), 0);
+    EXPECT_EQ(RunTool("cat host-tool/link"), 0);
+    EXPECT_EQ(RunTool("mv host-tool/file host-tool/moved"), 0);
+    EXPECT_EQ(RunTool("cat host-tool/link"), 1) << "it leads nowhere now";
+    EXPECT_EQ(RunTool("stat host-tool host-tool/moved host-tool/link"), 0);
+    EXPECT_EQ(RunTool("ls -l host-tool"), 0);
+    EXPECT_EQ(RunTool("special"), 0);
+    EXPECT_EQ(RunTool("mounts"), 0);
+    EXPECT_EQ(RunTool("path lan://host:99999/"), 1);
+    EXPECT_EQ(RunTool("path host-tool"), 0);
+    EXPECT_EQ(RunTool("rm host-tool"), 1) << "a folder wants -r";
+    EXPECT_EQ(RunTool("nonsense"), 2);
+    EXPECT_EQ(RunTool("rm -r host-tool"), 0);
 }
 
 TEST(Tool, TellsBrokenStreamsFromWholeOnes) {
-    Run("rm -rf host-streams");
-    ASSERT_EQ(Run("mkdir host-streams"), 0);
-    ASSERT_EQ(Run("cp " KESTREL_TOOL " host-streams/plain"), 0);
-    EXPECT_EQ(Run("zip host-streams/plain host-streams/zipped"), 0);
-    EXPECT_EQ(Run("zip host-streams/plain host-streams/zipped"), 1) << "it is there";
-    EXPECT_EQ(Run("unzip host-streams/zipped host-streams/unzipped"), 0);
+    RunTool("rm -rf host-streams");
+    ASSERT_EQ(RunTool("mkdir host-streams"), 0);
+    ASSERT_EQ(RunTool("cp " KESTREL_TOOL " host-streams/plain"), 0);
+    EXPECT_EQ(RunTool("zip host-streams/plain host-streams/zipped"), 0);
+    EXPECT_EQ(RunTool("zip host-streams/plain host-streams/zipped"), 1) << "it is there";
+    EXPECT_EQ(RunTool("unzip host-streams/zipped host-streams/unzipped"), 0);
     EXPECT_EQ(std::system("cmp host-streams/plain host-streams/unzipped"), 0);
-    EXPECT_EQ(Run("encrypt -k key host-streams/plain host-streams/secret"), 0);
-    EXPECT_EQ(Run("decrypt -k key host-streams/secret host-streams/open"), 0);
+    EXPECT_EQ(RunTool("encrypt -k key host-streams/plain host-streams/secret"), 0);
+    EXPECT_EQ(RunTool("decrypt -k key host-streams/secret host-streams/open"), 0);
     EXPECT_EQ(std::system("cmp host-streams/plain host-streams/open"), 0);
     for (char const * const command : {"unzip", "decrypt -k key"}) {
         std::string const whole = command[0] == 'u' ? "zipped" : "secret";
         ASSERT_EQ(
             std::system(("head -c 50000 host-streams/" + whole + " >host-streams/cut").c_str()), 0);
-        EXPECT_EQ(Run(std::string(command) + " host-streams/cut host-streams/saved"), 1);
-        EXPECT_EQ(Run("stat host-streams/saved"), 1) << "half a result is none";
-        EXPECT_EQ(Run(std::string(command) + " --recover host-streams/cut host-streams/saved"), 1);
-        EXPECT_EQ(Run("rm host-streams/saved"), 0) << "unless it was asked for";
+        EXPECT_EQ(RunTool(std::string(command) + " host-streams/cut host-streams/saved"), 1);
+        EXPECT_EQ(RunTool("stat host-streams/saved"), 1) << "half a result is none";
+        EXPECT_EQ(RunTool(std::string(command) + " --recover host-streams/cut host-streams/saved"),
+                  1);
+        EXPECT_EQ(RunTool("rm host-streams/saved"), 0) << "unless it was asked for";
     }
-    EXPECT_EQ(Run("rm -r host-streams"), 0);
+    EXPECT_EQ(RunTool("rm -r host-streams"), 0);
 }
 
 #endif
