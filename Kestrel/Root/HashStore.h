@@ -36,11 +36,15 @@ public:
     Store(Store && other) noexcept
         : index(std::move(other.index)), chunks(std::exchange(other.chunks, nullptr)),
           vacant(std::exchange(other.vacant, nullptr)), unused(std::exchange(other.unused, 0)) {}
-    Store & operator=(Store other) noexcept {
-        index.Swap(other.index);
-        std::swap(chunks, other.chunks);
-        std::swap(vacant, other.vacant);
-        std::swap(unused, other.unused);
+    // Two of them: one that takes its argument by value would make the assignment of a class that
+    // holds a store noexcept, although the copy may throw.
+    Store & operator=(Store const & other) { return *this = Store(other); }
+    Store & operator=(Store && other) noexcept {
+        Store taken(std::move(other));
+        index.Swap(taken.index);
+        std::swap(chunks, taken.chunks);
+        std::swap(vacant, taken.vacant);
+        std::swap(unused, taken.unused);
         return *this;
     }
     ~Store() { Clear(false); }

@@ -54,8 +54,10 @@ public:
             Push(value);
     }
     PagedArray(PagedArray && other) noexcept { Swap(other); }
-    PagedArray & operator=(PagedArray other) noexcept {
-        Swap(other);
+    PagedArray & operator=(PagedArray const & other) { return *this = PagedArray(other); }
+    PagedArray & operator=(PagedArray && other) noexcept {
+        PagedArray taken(std::move(other));
+        Swap(taken);
         return *this;
     }
     ~PagedArray() { Clear(); }

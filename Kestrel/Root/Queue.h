@@ -21,8 +21,10 @@ public:
             Push(other[i]);
     }
     Queue(Queue && other) noexcept { Swap(other); }
-    Queue & operator=(Queue other) noexcept {
-        Swap(other);
+    Queue & operator=(Queue const & other) { return *this = Queue(other); }
+    Queue & operator=(Queue && other) noexcept {
+        Queue taken(std::move(other));
+        Swap(taken);
         return *this;
     }
     ~Queue() { Clear(); }

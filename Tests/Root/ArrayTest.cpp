@@ -189,6 +189,15 @@ TEST(Array, LeavesNothingWhenElementsCannotBeCopied) {
         Mu::HashTable<int, Mu::Array<int>> other;
         other = table;
         EXPECT_EQ(other.GetSize(), 2u);
+        struct Holder {
+            Mu::Array<int> array{1};
+            Mu::PagedArray<int> pages;
+            Mu::Queue<int> queue;
+            Mu::HashTable<int, int> table{{1, 1}};
+        } a, b;
+        a.pages.Push(1);
+        a.queue.Push(1);
+        b = a; // by the operators that the compiler makes
     });
 }
 
