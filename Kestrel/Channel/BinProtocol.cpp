@@ -17,10 +17,6 @@ static_assert(sizeof(Mu::Guid) == 16, "an identifier travels as it lies in memor
 
 BinIProtocol::~BinIProtocol() = default;
 
-MuErrCode BinIProtocol::ReadData(Mu::IChannel & channel, char * destination, unsigned int count) {
-    return Wire::ReadWhole(channel, destination, count);
-}
-
 // Kept: the status stays as it is, also for an identifier that was cut.
 MuErrCode BinIProtocol::Read(Mu::IChannel & channel, Mu::Guid & value) {
     return channel.ReadBin(reinterpret_cast<char *>(&value), sizeof value, nullptr);

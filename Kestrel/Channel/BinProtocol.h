@@ -70,10 +70,10 @@ public:
         return Wire::ReadValue<order>(channel, value);
     }
     KESTREL_INLINE_API MuErrCode Read(Mu::IChannel & channel, unsigned char & value) override {
-        return Wire::ReadValue<order>(channel, value);
+        return ReadData(channel, reinterpret_cast<char *>(&value), 1);
     }
     KESTREL_INLINE_API MuErrCode Read(Mu::IChannel & channel, char & value) override {
-        return Wire::ReadValue<order>(channel, value);
+        return ReadData(channel, &value, 1);
     }
     KESTREL_INLINE_API MuErrCode Read(Mu::IChannel & channel, bool & value) override {
         return Wire::ReadValue<order>(channel, value);
@@ -82,7 +82,9 @@ public:
 private:
     static constexpr Wire::ByteOrder order = Wire::ByteOrder::LowFirst;
 
-    static MuErrCode ReadData(Mu::IChannel & channel, char * destination, unsigned int count);
+    static MuErrCode ReadData(Mu::IChannel & channel, char * destination, unsigned int count) {
+        return Wire::ReadWhole(channel, destination, count);
+    }
 };
 
 /// Writes values in the library's own form, as told at BinIProtocol.

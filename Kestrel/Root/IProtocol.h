@@ -18,7 +18,7 @@ public:
     virtual MuErrCode Read(IChannel & channel, Guid & value);
     virtual MuErrCode Read(IChannel & channel, Object & value) = 0;
     /// A text with its length in front; `text` must have room for it and for a zero byte, which
-    /// nothing here can check. For bytes from outside, use IChannel::ReadText.
+    /// nothing here can check. For bytes from outside, use IO::ReadText.
     virtual MuErrCode Read(IChannel & channel, char * text) = 0;
     virtual MuErrCode Read(IChannel & channel, long double & value) = 0;
     virtual MuErrCode Read(IChannel & channel, double & value) = 0;
