@@ -188,7 +188,9 @@ void Location::SetContent(unsigned short const * networkNames, unsigned short co
                           NetworkModel model) {
     if (networkNames == nullptr || localNames == nullptr)
         return;
-    (void)network.Set(networkNames); // failures stay in the addresses
+    // Failures stay in the addresses. Mostly the machine is none, and was none before.
+    if (*networkNames != 0 || !HasAddresses() || !network.IsEmpty())
+        (void)network.Set(networkNames);
     (void)local.Set(localNames);
     networkModel = model;
     ClearPDI();

@@ -4,6 +4,7 @@
 #include <Kestrel/Location/Internal/URLNames.h>
 
 #include <algorithm>
+#include <cstring>
 
 namespace IO {
 
@@ -154,8 +155,19 @@ MuErrCode AppendHostTo(Mu::UniString & url, Location const & location) {
 
 } // namespace
 
+// Every text of a path comes through here. The C library searches bytes many at a time; what it finds
+// may be half of another unit, which the comparison tells.
 bool Location::IsURL(Mu::UniString const & text) {
-    return Text(text).find(u"://") != Text::npos;
+    Text const units = text;
+    char const * const begin = reinterpret_cast<char const *>(units.data());
+    char const * const end = begin + units.size() * sizeof(char16_t);
+    for (char const * at = begin;; ++at) {
+        at = static_cast<char const *>(std::memchr(at, ':', static_cast<std::size_t>(end - at)));
+        if (at == nullptr)
+            return false;
+        if (units.substr(static_cast<std::size_t>(at - begin) / 2, 3) == u"://")
+            return true;
+    }
 }
 
 bool Location::IsValidScheme(Mu::UniString const & text) {

@@ -217,6 +217,15 @@ TEST(LocationURL, KnowsWhatItsPartsMayHold) {
         EXPECT_FALSE(Location::IsValidUserName(U(text))) << text;
 }
 
+// A unit may have the byte of a ":" in either half.
+TEST(LocationURL, IsToldFromAPathByItsMarkAlone) {
+    TestResolver const resolver;
+    for (char16_t const * path : {u"C:\\a", u"C:/a", u"a:/c", u"a\u3A3A/b", u"a\u013A/b", u"a:"})
+        EXPECT_EQ(Location(path).GetNetworkModel(), Location::FlatModel) << Mu::UniString(path);
+    for (char16_t const * url : {u"x://h", u"x://a\u3A3A/b", u"x:///:"})
+        EXPECT_EQ(Location(url).GetNetworkModel(), Location::SchemeModel) << Mu::UniString(url);
+}
+
 // The strings of the location itself are replaced while the text is read.
 TEST(LocationURL, MayBeOneOfTheLocationsOwnStrings) {
     Location location;
