@@ -42,7 +42,7 @@ char const * RootException::what() const noexcept {
 
 // What the copies of an exception share. The message, when it was copied, follows it.
 struct MuException::Shared {
-    int volatile count = 1;
+    int count = 1;
     MuException const * cause = nullptr; // owned; null for none
 
     char * GetText() { return reinterpret_cast<char *>(this + 1); }

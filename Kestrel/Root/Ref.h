@@ -1,9 +1,9 @@
 #pragma once
 
-#include <Kestrel/Root/Export.h>
+#include <Kestrel/Root/AtomicCounter.h>
 #include <Kestrel/Root/Memory.h>
+#include <Kestrel/Root/SharedPtr.h>
 
-#include <atomic>
 #include <cstddef>
 #include <functional>
 #include <new>
@@ -11,40 +11,6 @@
 #include <utility>
 
 namespace Mu {
-
-/// Both answer the new value. Safe from any thread.
-inline int AtomicIncrement(int volatile * value) {
-    return std::atomic_ref<int>(*const_cast<int *>(value)).fetch_add(1) + 1;
-}
-inline int AtomicDecrement(int volatile * value) {
-    return std::atomic_ref<int>(*const_cast<int *>(value)).fetch_sub(1) - 1;
-}
-
-/// Throws NullReferenceException, "Null reference.".
-[[noreturn]] KESTREL_API void ThrowNullReference();
-
-/// Counts by atomic steps, for references that cross threads.
-class AtomicCounter {
-public:
-    void Increment() { AtomicIncrement(&value); }
-    /// True when it was the last.
-    bool Decrement() { return AtomicDecrement(&value) == 0; }
-    int GetValue() const { return value; }
-
-private:
-    int volatile value = 1;
-};
-
-/// Counts by plain steps, for references that stay in one thread.
-class PlainCounter {
-public:
-    void Increment() { ++value; }
-    bool Decrement() { return --value == 0; }
-    int GetValue() const { return value; }
-
-private:
-    int value = 1;
-};
 
 /// The machinery behind the counted pointers: which object, and the count that belongs to it.
 /// Holds a plain pointer; the owners decide when to count.
@@ -150,81 +116,6 @@ private:
 
     T * pointer = nullptr;
     CountedPtrImpl<Counter> counted;
-};
-
-/// The base of objects that carry their own count. Made with a count of 0: the first SharedPtr
-/// owns it.
-///
-/// Memory:  from the root.
-/// Threads: counting is safe from any thread.
-class KESTREL_API SharedObject : public Allocated {
-public:
-    SharedObject() noexcept = default;
-    /// The count is not copied.
-    SharedObject(SharedObject const &) noexcept {}
-    SharedObject & operator=(SharedObject const &) noexcept { return *this; }
-    virtual ~SharedObject();
-
-    void AddReference() const { AtomicIncrement(&count); }
-    /// Deletes the object with the last reference.
-    void ReleaseReference() const {
-        if (AtomicDecrement(&count) == 0)
-            delete this;
-    }
-    int GetReferenceCount() const { return count; }
-
-private:
-    mutable int volatile count = 0;
-};
-
-/// A counted reference to a SharedObject. Takes no memory; a plain pointer to the same object may
-/// be made into a further one at any time.
-///
-/// Failure: NullReferenceException when an empty one is dereferenced.
-template <typename T>
-class SharedPtr {
-public:
-    SharedPtr() noexcept = default;
-    SharedPtr(std::nullptr_t) noexcept {}
-    SharedPtr(T * object) noexcept : pointer(object) {
-        if (pointer != nullptr)
-            pointer->AddReference();
-    }
-    SharedPtr(SharedPtr const & other) noexcept : SharedPtr(other.pointer) {}
-    template <typename U>
-    requires std::is_convertible_v<U *, T *> SharedPtr(SharedPtr<U> const & other)
-    noexcept : SharedPtr(other.Get()) {}
-    SharedPtr(SharedPtr && other) noexcept : pointer(std::exchange(other.pointer, nullptr)) {}
-    SharedPtr & operator=(SharedPtr other) noexcept {
-        std::swap(pointer, other.pointer);
-        return *this;
-    }
-    ~SharedPtr() {
-        if (pointer != nullptr)
-            pointer->ReleaseReference();
-    }
-
-    T & operator*() const { return *operator->(); }
-    T * operator->() const {
-        if (pointer == nullptr)
-            ThrowNullReference();
-        return pointer;
-    }
-    T * Get() const noexcept { return pointer; }
-    bool IsNull() const noexcept { return pointer == nullptr; }
-    explicit operator bool() const noexcept { return pointer != nullptr; }
-    void Clear() noexcept { *this = SharedPtr(); }
-
-    friend bool operator==(SharedPtr const & a, SharedPtr const & b) {
-        return a.pointer == b.pointer;
-    }
-    friend bool operator==(SharedPtr const & a, std::nullptr_t) { return a.pointer == nullptr; }
-    unsigned int GenerateHashValue() const {
-        return static_cast<unsigned int>(std::hash<T *>()(pointer) >> 4);
-    }
-
-private:
-    T * pointer = nullptr;
 };
 
 } // namespace Mu
