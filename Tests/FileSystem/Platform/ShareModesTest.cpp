@@ -106,7 +106,7 @@ int RunAgain(char const * filter) {
         program += static_cast<char>(unit);
     std::string const quoted = "\"" + program + "\"";
     return static_cast<int>(_spawnl(_P_WAIT, program.c_str(), quoted.c_str(), argument.c_str(),
-                                    "--gtest_also_run_disabled_tests", nullptr));
+                                    "--gtest_also_run_disabled_tests", "--gtest_brief=1", nullptr));
 #else
     char program[] = "/proc/self/exe";
     char all[] = "--gtest_also_run_disabled_tests";

@@ -249,8 +249,11 @@ unsigned int ScriptedFileCalls::ReadFile(FileHandle file, char * destination, un
                                          unsigned int * read) {
     if (!Meets(FileCall::ReadFile))
         return ForwardingFileCalls::ReadFile(file, destination, count, read);
-    unsigned int const error =
-        ForwardingFileCalls::ReadFile(file, destination, std::min(count, movedBytes.load()), read);
+    *read = 0;
+    unsigned int const moved = std::min(count, movedBytes.load());
+    unsigned int const error = moved == 0
+                                   ? IO::FileError::None
+                                   : ForwardingFileCalls::ReadFile(file, destination, moved, read);
     return error != IO::FileError::None ? error : failure.load();
 }
 
@@ -258,8 +261,11 @@ unsigned int ScriptedFileCalls::WriteFile(FileHandle file, char const * source, 
                                           unsigned int * written) {
     if (!Meets(FileCall::WriteFile))
         return ForwardingFileCalls::WriteFile(file, source, count, written);
-    unsigned int const error =
-        ForwardingFileCalls::WriteFile(file, source, std::min(count, movedBytes.load()), written);
+    *written = 0;
+    unsigned int const moved = std::min(count, movedBytes.load());
+    unsigned int const error = moved == 0
+                                   ? IO::FileError::None
+                                   : ForwardingFileCalls::WriteFile(file, source, moved, written);
     return error != IO::FileError::None ? error : failure.load();
 }
 

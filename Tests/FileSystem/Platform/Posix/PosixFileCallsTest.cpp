@@ -193,6 +193,36 @@ TEST(PosixFileCalls, TellAFullDevice) {
     EXPECT_EQ(Calls().CloseHandle(file), 0u);
 }
 
+TEST(PosixFileCalls, RefuseToChangeThroughAReader) {
+    TempFolder folder;
+    folder.Write("x", "content");
+    FileHandle reader;
+    unsigned long long const time = 127000000000000000;
+    ASSERT_EQ(Calls().CreateFile(folder.GetPortable("x"), FileAccess::Read, FileShare::Read,
+                                 FileDisposition::OpenExisting, 0, &reader),
+              0u);
+    EXPECT_EQ(Calls().SetFileTime(reader, nullptr, &time), FileError::AccessDenied);
+    EXPECT_EQ(Calls().SetEndOfFile(reader), FileError::AccessDenied);
+    EXPECT_EQ(Calls().CloseHandle(reader), 0u);
+    FileHandle file; // sharing that no open mode has
+    EXPECT_EQ(Calls().CreateFile(folder.GetPortable("x"), FileAccess::Read, FileShare::None,
+                                 FileDisposition::OpenExisting, 0, &file),
+              FileError::InvalidParameter);
+}
+
+TEST(PosixFileCalls, RefuseTimesThatNoFileHas) {
+    TempFolder folder;
+    folder.Write("x", "");
+    FileHandle file;
+    ASSERT_EQ(Calls().CreateFile(folder.GetPortable("x"), FileAccess::Write, FileShare::None,
+                                 FileDisposition::OpenExisting, 0, &file),
+              0u);
+    unsigned long long const time = 1ull << 63;
+    EXPECT_EQ(Calls().SetFileTime(file, &time, nullptr), FileError::InvalidTime);
+    EXPECT_EQ(Calls().SetFileTime(file, nullptr, &time), FileError::InvalidTime);
+    EXPECT_EQ(Calls().CloseHandle(file), 0u);
+}
+
 TEST(PosixFileCalls, KnowTheirDrives) {
     TempFolder folder;
     fs::create_directory(folder / "d");
