@@ -29,6 +29,10 @@ function(kestrel_floor name)
         POSITION_INDEPENDENT_CODE ON
         CXX_VISIBILITY_PRESET hidden
         VISIBILITY_INLINES_HIDDEN ON)
+    # The library calls its own exported functions as its own: nobody may put others in their place.
+    if(NOT WIN32)
+        target_compile_options(${target} PRIVATE -fno-semantic-interposition)
+    endif()
     set(built ${KESTREL_ALL_FLOORS} ${name})
     set(KESTREL_ALL_FLOORS ${built} PARENT_SCOPE)
     set(below "")
@@ -67,6 +71,9 @@ function(kestrel_library)
         $<INSTALL_INTERFACE:include>)
     target_compile_features(Kestrel PUBLIC cxx_std_20)
     kestrel_link_system(Kestrel)
+    if(NOT WIN32)
+        target_link_options(Kestrel PRIVATE -Wl,-Bsymbolic-functions)
+    endif()
     set_target_properties(Kestrel PROPERTIES VERSION ${PROJECT_VERSION} SOVERSION 1
         LINKER_LANGUAGE CXX)
     if(WIN32)
