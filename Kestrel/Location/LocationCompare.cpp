@@ -14,6 +14,11 @@ bool AreHealthy(Location const & first, Location const & second) {
     return first.GetStatus() == NoError && !Mu::IsNull(second) && second.GetStatus() == NoError;
 }
 
+// Mostly there is none.
+bool IsSameUser(Mu::UniString const & a, Mu::UniString const & b) {
+    return a.GetLength() == b.GetLength() && (a.IsEmpty() || a == b);
+}
+
 // The "." and ".." that a relative location begins with, and how many of them are "..".
 struct LeadingDots {
     unsigned int count = 0;
@@ -38,7 +43,7 @@ MuErrCode CountLeadingDots(RelativeLocation const & relative, LeadingDots & dots
 
 bool Location::operator==(Location const & other) const {
     return AreHealthy(*this, other) && IsSame(network, other.network) &&
-           IsSame(local, other.local) && userName == other.userName;
+           IsSame(local, other.local) && IsSameUser(userName, other.userName);
 }
 
 bool Location::operator!=(Location const & other) const {
