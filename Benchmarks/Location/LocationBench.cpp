@@ -241,5 +241,7 @@ BENCHMARK(LocationMillion)->Unit(benchmark::kMillisecond)->Iterations(1);
 int main(int argc, char ** argv) {
     Mu::SetMemoryCalls({CountedAllocate, CountedReallocate, CountedFree});
     benchmark::Initialize(&argc, argv);
+    if (!MakeLocation().IsValid())
+        return 1; // nothing that is worth a measure
     benchmark::RunSpecifiedBenchmarks();
 }
