@@ -66,7 +66,7 @@ public:
     MuErrCode GetType(Location const & location, EntryType * type);
     /// A link counts as what it leads to.
     MuErrCode GetResolvedType(Location const & location, EntryType * type);
-    /// As GetResolvedType, but without a connection to the target of a link.
+    /// As GetResolvedType, but the native file system alone is asked where a link leads.
     MuErrCode EstimateResolvedType(Location const & location, EntryType * type);
     MuErrCode Contains(Location const & location, bool * contained);
 

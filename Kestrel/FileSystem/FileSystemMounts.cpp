@@ -32,7 +32,8 @@ MuErrCode AppendRecord(Table & table, Record const & record) {
     }
 }
 
-enum MountRow : unsigned int { Mounted, AlreadyMounted, PointExists, MemoryFull, Unknown };
+// The rows of the two tables below; the last one is for fixed systems only.
+enum MountRow : unsigned int { Mounted, AlreadyMounted, MemoryFull, Unknown, PointExists };
 
 MountRow ToRow(MuErrCode appended) {
     if (appended == NoError)
@@ -46,27 +47,25 @@ MuErrCode ReportFixed(MountRow row, Location const & mountPoint) {
         {ErrFSAlreadyMounted,
          {Level::Error, "Mounting fixed virtual file system at mount point \"%\" has failed: it is "
                         "already mounted (OS errors: %)"}},
-        {ErrFSMountPointExists,
-         {Level::Error, "Mounting fixed virtual file system at mount point \"%\" has failed: mount "
-                        "point already exists (OS errors: %)"}},
         {ErrMemoryFull,
          {Level::Error, "Mounting fixed virtual file system at mount point \"%\" has failed: "
                         "memory is full (OS errors: %)"}},
         {Error,
          {Level::Error, "Mounting fixed virtual file system at mount point \"%\" has failed: "
                         "unknown error (OS errors: %)"}},
+        {ErrFSMountPointExists,
+         {Level::Error, "Mounting fixed virtual file system at mount point \"%\" has failed: mount "
+                        "point already exists (OS errors: %)"}},
     };
     return ReportOutcome(outcomes, row, {mountPoint});
 }
 
 MuErrCode ReportRolling(MountRow row) {
-    static constexpr char const * pointless = "";
     static Outcome outcomes[] = {
         {NoError, {Level::Info, "Mounting rolling virtual file system"}},
         {ErrFSAlreadyMounted,
          {Level::Error, "Mounting rolling virtual file system has failed: it is already mounted "
                         "(OS errors: %)"}},
-        {Error, {Level::Error, pointless}}, // a rolling system has no mount point to share
         {ErrMemoryFull,
          {Level::Error, "Mounting rolling virtual file system has failed: memory is full "
                         "(OS errors: %)"}},

@@ -17,7 +17,7 @@ constexpr unsigned int UsualCapacity = 120; // of a path's text, so that most ta
 
 // Names one after another, each with a zero behind it, and an empty one at the end: as the content
 // of a location is set. Room for all names of the longest path.
-class NameList {
+class ShortNameList {
 public:
     void Append(PathText name) {
         end = std::copy(name.begin(), name.end(), end);
@@ -33,6 +33,19 @@ private:
     unsigned short * end = units;
 };
 
+// The same without a limit.
+class LongNameList {
+public:
+    void Append(PathText name) {
+        names.Append(Mu::ConstSubstring(name));
+        names.Append(Mu::UniChar());
+    }
+    unsigned short const * Finish() const { return names.GetUnits(); }
+
+private:
+    Mu::UniString names; // the zero that ends it is the empty name
+};
+
 // Reads a path name by name.
 class SegmentReader {
 public:
@@ -44,6 +57,7 @@ public:
 
     // Takes a name and the separator behind it; false where none begins. A name with a zero in it
     // could not be told from two.
+    template <typename NameList>
     bool ReadInto(NameList * names) {
         std::size_t size = 0;
         while (size < rest.size() && !IsSeparator(rest[size]) && rest[size] != 0)
@@ -59,7 +73,7 @@ private:
     PathText rest;
 };
 
-bool ReadPath(PathText path, NameList * network, NameList * local) {
+bool ReadPath(PathText path, ShortNameList * network, ShortNameList * local) {
     SegmentReader reader(path);
     if (reader.IsAtSeparator()) {
         reader.SkipSeparator();
@@ -123,10 +137,8 @@ WinLocationResolver::~WinLocationResolver() = default;
 
 bool WinLocationResolver::PathToRelativeLocation(Mu::UniString const & text,
                                                  RelativeLocation * relative) {
-    if (text.GetLength() > LongestPath)
-        return false;
     SegmentReader reader(text);
-    NameList names;
+    LongNameList names;
     while (reader.ReadInto(&names)) {
     }
     if (!reader.IsAtEnd())
@@ -141,7 +153,7 @@ bool WinLocationResolver::PathToLocation(Mu::UniString const & text, Location * 
     if (isNative && !FromNativePath(text, &portable))
         return false;
     PathText const path = isNative ? portable : text;
-    NameList network, local;
+    ShortNameList network, local;
     if (path.empty() || path.size() > LongestPath || !ReadPath(path, &network, &local))
         return false;
     SetContent(*location, network.Finish(), local.Finish(), Location::FlatModel);
