@@ -1,6 +1,7 @@
 #pragma once
 
 #include <Kestrel/Root/ClassInfo.h>
+#include <Kestrel/Root/Exceptions.h>
 #include <Kestrel/Root/Frame.h>
 #include <Kestrel/Root/IChannel.h>
 #include <Kestrel/Root/OChannel.h>
@@ -66,7 +67,8 @@ MuErrCode WriteFramed(OChannel & channel, ClassInfo const & classInfo, Container
 }
 
 /// Reads the frame and calls `readOne()` for each element. The number is not trusted: nothing is
-/// reserved for it, and one that the rest of the frame cannot hold is refused at once.
+/// reserved for it, and one that the rest of the frame cannot hold is refused at once. A shortage
+/// of memory is ErrMemoryFull, and the container then holds what was read so far.
 template <typename ReadOne>
 MuErrCode ReadFramed(IChannel & channel, ClassInfo const & classInfo, ReadOne readOne) {
     InputFrame frame(channel, classInfo);
@@ -79,9 +81,13 @@ MuErrCode ReadFramed(IChannel & channel, ClassInfo const & classInfo, ReadOne re
         return IChannel::ConvertObjectReadError(status);
     if (count > channel.GetReadLimit())
         return Error;
-    for (unsigned int i = 0; i < count; ++i)
-        if (MuErrCode const status = readOne(); status != NoError)
-            return status;
+    try {
+        for (unsigned int i = 0; i < count; ++i)
+            if (MuErrCode const status = readOne(); status != NoError)
+                return status;
+    } catch (OutOfMemoryException const &) {
+        return ErrMemoryFull;
+    }
     return NoError;
 }
 
