@@ -43,9 +43,10 @@ unsigned int GetShareLength(PathText path) {
     return share == host + 1 ? 0 : share;
 }
 
-// Takes "." and doubled separators out. False for a relative path and one that is too long.
+// Takes "." and doubled separators out. False for a relative path, one that is too long, and one
+// with a zero in it, where the system would end it.
 bool Normalize(std::string_view native, BytePath * path) {
-    if (native.empty() || native[0] != '/')
+    if (native.empty() || native[0] != '/' || native.find('\0') != std::string_view::npos)
         return false;
     while (!native.empty()) {
         std::size_t const end = std::min(native.find('/'), native.size());
@@ -168,36 +169,33 @@ unsigned int DriveTable::ToNative(PathText path, BytePath * native,
     return error;
 }
 
+// Drives go before shares, and the deepest folder before others.
+bool DriveTable::FindRoot(std::string_view native, Root * root) const {
+    *root = {};
+    for (unsigned int letter = 'A'; letter <= 'Z'; ++letter) {
+        std::string_view const folder = GetFolder(letter);
+        if (folder.size() > root->folder.size() && IsAncestor(folder, native))
+            *root = {static_cast<char16_t>(letter), {}, folder};
+    }
+    bool const isOnDrive = !root->folder.empty();
+    for (unsigned int i = 0; !isOnDrive && i < shareCount; ++i)
+        if (shares[i].folder.size() > root->folder.size() && IsAncestor(shares[i].folder, native))
+            *root = {0, shares[i].root, shares[i].folder};
+    return !root->folder.empty();
+}
+
 unsigned int DriveTable::ToPortable(std::string_view native, TextBuffer * path) const {
     path->length = 0;
     BytePath normal;
+    Root root;
     if (!Normalize(native, &normal))
         return FileError::InvalidName;
-    // Drives go before shares, and the deepest folder before others.
-    char16_t driveRoot[2] = {0, u':'};
-    PathText root;
-    std::string_view folder;
-    for (unsigned int letter = 'A'; letter <= 'Z'; ++letter) {
-        std::string_view const candidate = GetFolder(letter);
-        if (candidate.size() > folder.size() && IsAncestor(candidate, normal.GetText())) {
-            driveRoot[0] = static_cast<char16_t>(letter);
-            root = PathText(driveRoot, 2);
-            folder = candidate;
-        }
-    }
-    bool const isOnDrive = !root.empty();
-    for (unsigned int i = 0; !isOnDrive && i < shareCount; ++i)
-        if (shares[i].folder.size() > folder.size() &&
-            IsAncestor(shares[i].folder, normal.GetText())) {
-            root = shares[i].root;
-            folder = shares[i].folder;
-        }
-    if (root.empty())
+    if (!FindRoot(normal.GetText(), &root))
         return FileError::PathNotFound;
-
-    bool fits = path->Put(root);
-    std::string_view rest = normal.GetText().substr(folder == "/" ? 0 : folder.size());
-    if (isOnDrive && (rest.empty() || rest == "/"))
+    bool const isOnDrive = root.letter != 0;
+    bool fits = isOnDrive ? path->Put(root.letter) && path->Put(u':') : path->Put(root.share);
+    std::string_view rest = normal.GetText().substr(root.folder == "/" ? 0 : root.folder.size());
+    if (isOnDrive && rest.size() <= 1)
         fits = fits && path->Put(u'\\');
     while (fits && rest.size() > 1) {
         rest.remove_prefix(1);

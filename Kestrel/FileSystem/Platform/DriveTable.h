@@ -52,6 +52,13 @@ private:
         std::string_view folder;
     };
 
+    struct Root {
+        char16_t letter = 0; // 0: a share
+        PathText share;
+        std::string_view folder;
+    };
+
+    bool FindRoot(std::string_view native, Root * root) const;
     void AddEntry(std::string_view root, std::string_view folder);
     void AddShare(std::string_view root, std::string_view folder);
     std::string_view Keep(BytePath const & folder);

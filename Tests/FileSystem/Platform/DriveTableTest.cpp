@@ -93,6 +93,8 @@ TEST(DriveTable, GivesNativePathsTheDeepestDrive) {
          })
         EXPECT_EQ(ToPortable(table, row.native), row.portable) << row.native;
 
+    EXPECT_EQ(ToPortable(table, std::string_view("/a\0b", 4)), u"123");
+
     DriveTable const noRoot("C=;D=/mnt;\\\\h\\s=/srv/share");
     EXPECT_EQ(ToPortable(noRoot, "/srv/share/x"), u"\\\\h\\s\\x");
     EXPECT_EQ(ToPortable(noRoot, "/srv/share"), u"\\\\h\\s");

@@ -184,13 +184,16 @@ FolderNames::Folder * FolderNames::FindCurrent(struct stat const & info) const {
     return folder;
 }
 
-// Where the folder is remembered, or else the place of the one that was not used for longest.
+// Where the folder was remembered, or else the place of the one that was not used for longest.
 FolderNames::Folder & FolderNames::Choose(struct stat const & info) const {
-    if (Folder * const folder = Find(info))
-        return *folder;
-    std::span<Folder> const folders = GetFolders();
-    return *std::min_element(folders.begin(), folders.end(),
-                             [](auto const & a, auto const & b) { return a.lastUse < b.lastUse; });
+    Folder * oldest = nullptr;
+    for (Folder & folder : GetFolders()) {
+        if (folder.Is(info))
+            return folder;
+        if (oldest == nullptr || folder.lastUse < oldest->lastUse)
+            oldest = &folder;
+    }
+    return *oldest;
 }
 
 bool FolderNames::IsCurrent(struct stat const & info) const {
@@ -217,6 +220,8 @@ bool FolderNames::Folder::Read(char const * path, unsigned int capacity) {
     struct stat before;
     if (!reader.IsOpen() || ::fstat(reader.GetDescriptor(), &before) != 0)
         return false;
+    device = before.st_dev;
+    inode = before.st_ino;
     FolderReader::Entry entry;
     while (reader.Next(&entry))
         if (!hashes.Add(HashNameUpperCased(entry.name))) {
@@ -226,9 +231,7 @@ bool FolderNames::Folder::Read(char const * path, unsigned int capacity) {
     struct stat after;
     if (errno != 0 || ::fstat(reader.GetDescriptor(), &after) != 0)
         return false;
-    errno = EAGAIN;
-    device = after.st_dev;
-    inode = after.st_ino;
+    errno = EAGAIN; // in case it changed
     changeTime = ToNanoseconds(after.st_ctim);
     return ToNanoseconds(before.st_ctim) == changeTime;
 }
@@ -318,11 +321,12 @@ unsigned int FolderNames::FindSpelling(BytePath * path, unsigned int rootLength)
             end = CorrectName(path, name, end, info);
             if (end == 0)
                 return isLast ? FileError::FileNotFound : FileError::PathNotFound;
+            if (isLast)
+                return FileError::None;
+            if (!IsFolder(path, end, &next))
+                return FileError::PathNotFound;
         }
-        if (isLast)
-            return FileError::None;
-        if (!IsFolder(path, end, &info))
-            return FileError::PathNotFound;
+        info = next;
         name = end + 1;
     }
 }
