@@ -335,6 +335,42 @@ TEST(AddressTree, IsEmptyAgainAfterAMillionAddressesOfFourThreads) {
     EXPECT_TRUE(IsTreeGone());
 }
 
+// Copies are dropped without the lock until none is left. Whichever thread comes last frees the
+// node, and none frees it before.
+TEST(AddressTree, KeepsANodeForTheLastOfManyCopies) {
+    auto const copyAndDrop = [](IO::Address mine, unsigned int seed) {
+        std::mt19937 random(seed);
+        std::vector<IO::Address> copies;
+        for (unsigned int step = 0; step < 20000; ++step)
+            switch (random() % 4) {
+            case 0: copies.push_back(mine); break;
+            case 1: mine = copies.empty() ? mine : copies.back(); break;
+            case 2:
+                if (!copies.empty())
+                    copies.pop_back();
+                break;
+            default:
+                IO::Address changed = mine;
+                EXPECT_EQ(changed.DeleteLastName(), IO::NoError);
+                EXPECT_EQ(changed.Append(IO::Name("last")), IO::NoError);
+                mine = changed;
+            }
+        EXPECT_EQ(GetPath(mine), (Path{u"only", u"last"}));
+    };
+    for (unsigned int round = 0; round < 5; ++round) {
+        std::vector<std::thread> threads;
+        {
+            IO::Address const address = MakeAddress({u"only", u"last"});
+            copyAndDrop(address, round);
+            for (unsigned int thread = 0; thread < 4; ++thread)
+                threads.emplace_back(copyAndDrop, address, round * 4 + thread);
+        }
+        for (std::thread & thread : threads)
+            thread.join();
+        ASSERT_TRUE(IsTreeGone());
+    }
+}
+
 // A row of operations over long lists and long names. What fails leaves an invalid address and a
 // tree that fits together; the addresses that did not take part are as they were.
 TEST(AddressTree, MeetsEveryFailedAllocation) {
