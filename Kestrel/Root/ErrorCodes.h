@@ -4,7 +4,9 @@
 
 namespace Mu {
 
-inline constexpr MuErrCode MakeErrorCode(unsigned int bits) { return static_cast<MuErrCode>(bits); }
+inline constexpr MuErrCode MakeErrorCode(unsigned int bits) {
+    return static_cast<MuErrCode>(bits);
+}
 
 inline constexpr MuErrCode NoError = 0;
 inline constexpr MuErrCode ErrMemoryFull = -108; ///< memory ran out

@@ -86,8 +86,8 @@ struct Round {
     bool onwards;
 
     std::string ToText(FaultSource const & source) const {
-        return std::string(source.GetName()) + ":" + std::to_string(n) + ":" +
-               std::to_string(way) + (onwards ? ":onwards" : ":once");
+        return std::string(source.GetName()) + ":" + std::to_string(n) + ":" + std::to_string(way) +
+               (onwards ? ":onwards" : ":once");
     }
 };
 
@@ -189,8 +189,12 @@ void SweepAllocations(std::function<void(bool)> const & scenario) {
     SweepFaults(faults, scenario);
 }
 
-long long CountLiveBlocks() { return liveBlocks; }
-unsigned long long CountAllocations() { return allocations; }
+long long CountLiveBlocks() {
+    return liveBlocks;
+}
+unsigned long long CountAllocations() {
+    return allocations;
+}
 
 void WatchMemory() {
     realCalls = Mu::GetMemoryCalls();

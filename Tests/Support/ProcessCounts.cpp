@@ -42,8 +42,12 @@ long long CountEntries(char const * folder) {
 }
 } // namespace
 
-long long CountHandles() { return CountEntries("/proc/self/fd"); }
-long long CountThreads() { return CountEntries("/proc/self/task"); }
+long long CountHandles() {
+    return CountEntries("/proc/self/fd");
+}
+long long CountThreads() {
+    return CountEntries("/proc/self/task");
+}
 
 #endif
 

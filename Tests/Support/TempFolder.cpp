@@ -47,7 +47,9 @@ std::u16string ToPortable(fs::path const & path) {
 }
 } // namespace
 
-std::u16string TempFolder::GetPortable() const { return ToPortable(path); }
+std::u16string TempFolder::GetPortable() const {
+    return ToPortable(path);
+}
 std::u16string TempFolder::GetPortable(std::string const & name) const {
     return ToPortable(path / name);
 }

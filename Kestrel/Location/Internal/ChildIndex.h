@@ -55,7 +55,8 @@ public:
 
 private:
     static constexpr unsigned int BlockSize = 32;
-    static constexpr unsigned int MaxDepth = 16; // 8 to the power of 11 is more than there are indices
+    static constexpr unsigned int MaxDepth =
+        16; // 8 to the power of 11 is more than there are indices
 
     struct Block {
         unsigned long long keys[BlockSize] = {}; // of the names of `nodes`

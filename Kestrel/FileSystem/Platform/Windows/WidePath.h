@@ -18,9 +18,9 @@ public:
     static constexpr unsigned int Size = 4096;
 
     explicit WidePath(PathText path) {
-        error = path.size() >= Size                        ? FileError::NameTooLong
+        error = path.size() >= Size                  ? FileError::NameTooLong
                 : path.find(u'\0') != PathText::npos ? FileError::InvalidName
-                                                           : FileError::None;
+                                                     : FileError::None;
         std::size_t const length = error == FileError::None ? path.size() : 0;
         if (length != 0)
             std::copy_n(ToWide(path), length, text);

@@ -1,6 +1,6 @@
+#include <Kestrel/Root/ClassInfo.h>
 #include <Kestrel/Root/Exceptions.h>
 #include <Kestrel/Root/UniString.h>
-#include <Kestrel/Root/ClassInfo.h>
 
 #include <windows.h>
 
@@ -10,4 +10,6 @@
 
 #include "Tests/Root/Platform/Windows/UseBothNames.inc"
 
-bool UseBothWindowsLast(char const * path) { return UseOurs(path) && UseTheirs(path); }
+bool UseBothWindowsLast(char const * path) {
+    return UseOurs(path) && UseTheirs(path);
+}
