@@ -7,6 +7,8 @@
 #include <algorithm>
 
 #include <cstdlib>
+#include <filesystem>
+#include <fstream>
 #include <string>
 #include <vector>
 
@@ -106,7 +108,42 @@ TEST(Tool, TellsBrokenStreamsFromWholeOnes) {
 
 #endif
 
+// The preference is asked for once a process, by the first File; so it is set before any test runs.
+TEST(Preferences, TellHowFarAFileReadsAhead) {
+    MuPref::IRoot * root = MuPref::OpenRootKey(MuPref::UserDomain);
+    ASSERT_NE(root, nullptr);
+    unsigned int size = 0;
+    EXPECT_TRUE(root->GetUInt("Kestrel", "FileCacheSize", 0, &size));
+    EXPECT_EQ(size, 20000u);
+    MuPref::CloseRootKey(&root);
+
+    std::ofstream("host-read.bin", std::ios::binary) << std::string(50000, 'x');
+    IO::File file{
+        IO::Location(IO::FromNativePath(std::filesystem::current_path() / "host-read.bin"))};
+    ASSERT_EQ(file.Open(IO::File::OpenMode::ReadOnly), IO::NoError);
+    char * data = nullptr;
+    unsigned int available = 0;
+    EXPECT_EQ(file.DirectInputAccess(0, &data, &available), IO::NoError);
+    EXPECT_EQ(available, 20000u);
+}
+
+// One value written by hand, and changed by a host.
+static void SetPreferences() {
+    std::ofstream("host.ini") << "# by hand\n[Kestrel]\nFileCacheSize = 9000\n";
+#if defined(_WIN32)
+    _putenv_s("KESTREL_PREFERENCES", "host.ini");
+#else
+    setenv("KESTREL_PREFERENCES", "host.ini", 1);
+#endif
+    MuPref::IRoot * root = MuPref::OpenRootKey(MuPref::UserDomain);
+    unsigned int size = 0;
+    if (root != nullptr && root->GetUInt("Kestrel", "FileCacheSize", 0, &size) && size == 9000)
+        root->SetUInt("Kestrel", "FileCacheSize", 20000);
+    MuPref::CloseRootKey(&root);
+}
+
 int main(int argc, char ** argv) {
+    SetPreferences();
     ::testing::InitGoogleTest(&argc, argv);
     return RUN_ALL_TESTS();
 }
