@@ -93,7 +93,7 @@ unsigned int EncodeFirst(PathText name, char (&bytes)[4], unsigned int * count) 
 bool BytePath::Append(std::string_view more) {
     if (more.size() >= Size - length)
         return false;
-    std::memcpy(text + length, more.data(), more.size());
+    more.copy(text + length, more.size());
     Truncate(length + static_cast<unsigned int>(more.size()));
     return true;
 }
@@ -111,7 +111,7 @@ bool BytePath::Replace(unsigned int from, unsigned int count, std::string_view r
         return false;
     unsigned int const size = static_cast<unsigned int>(replacement.size());
     std::memmove(text + from + size, text + from + count, length - from - count);
-    std::memcpy(text + from, replacement.data(), size);
+    replacement.copy(text + from, size);
     Truncate(length - count + size);
     return true;
 }
