@@ -271,7 +271,7 @@ TEST(Address, IsCopiedAndHashedWithoutMemory) {
     for (int i = 0; i < 10; ++i) {
         IO::Address copy = address;
         copy = other;
-        copy = std::move(IO::Address(copy));
+        copy = IO::Address(copy);
         EXPECT_NE(copy.GenerateHashValue(), 0u);
         EXPECT_TRUE(copy == other && copy != address && copy.GetLength() == 4);
     }
