@@ -120,29 +120,29 @@ TEST(Location, ChecksArgumentThenMemoryThenStatusThenIndex) {
     IO::NameEnumerator enumerator;
     IO::RelativeLocation const relative;
     using L = Location;
-#define NAMES(Part)                                                                                \
-    {"AppendTo" #Part, [](L & l) { return l.AppendTo##Part(NullName()); }, nullptr,                \
-     [](L & l) { return l.AppendTo##Part(IO::Name("n")); }},                                       \
-        {"Get" #Part "Name", [](L & l) { return l.Get##Part##Name(0, nullptr); },                  \
-         [&](L & l) { return l.Get##Part##Name(0, &name); },                                       \
-         [&](L & l) { return l.Get##Part##Name(0, &name); }},                                      \
-        {"Set" #Part "Name", [](L & l) { return l.Set##Part##Name(0, NullName()); },               \
-         [](L & l) { return l.Set##Part##Name(0, "n"); },                                          \
-         [](L & l) { return l.Set##Part##Name(0, "n"); }},                                         \
-        {"GetLast" #Part "Name", [](L & l) { return l.GetLast##Part##Name(nullptr); },             \
-         [&](L & l) { return l.GetLast##Part##Name(&name); },                                      \
-         [&](L & l) { return l.GetLast##Part##Name(&name); }},                                     \
-        {"SetLast" #Part "Name", [](L & l) { return l.SetLast##Part##Name(NullName()); },          \
-         [](L & l) { return l.SetLast##Part##Name("n"); },                                         \
-         [](L & l) { return l.SetLast##Part##Name("n"); }},                                        \
-        {"Delete" #Part "Name", nullptr, [](L & l) { return l.Delete##Part##Name(0); },            \
-         [](L & l) { return l.Delete##Part##Name(0); }},                                           \
-        {"DeleteLast" #Part "Name", nullptr, [](L & l) { return l.DeleteLast##Part##Name(); },     \
-         [](L & l) { return l.DeleteLast##Part##Name(); }},                                        \
+#define NAMES(Side)                                                                                \
+    {"AppendTo" #Side, [](L & l) { return l.AppendTo##Side(NullName()); }, nullptr,                \
+     [](L & l) { return l.AppendTo##Side(IO::Name("n")); }},                                       \
+        {"Get" #Side "Name", [](L & l) { return l.Get##Side##Name(0, nullptr); },                  \
+         [&](L & l) { return l.Get##Side##Name(0, &name); },                                       \
+         [&](L & l) { return l.Get##Side##Name(0, &name); }},                                      \
+        {"Set" #Side "Name", [](L & l) { return l.Set##Side##Name(0, NullName()); },               \
+         [](L & l) { return l.Set##Side##Name(0, "n"); },                                          \
+         [](L & l) { return l.Set##Side##Name(0, "n"); }},                                         \
+        {"GetLast" #Side "Name", [](L & l) { return l.GetLast##Side##Name(nullptr); },             \
+         [&](L & l) { return l.GetLast##Side##Name(&name); },                                      \
+         [&](L & l) { return l.GetLast##Side##Name(&name); }},                                     \
+        {"SetLast" #Side "Name", [](L & l) { return l.SetLast##Side##Name(NullName()); },          \
+         [](L & l) { return l.SetLast##Side##Name("n"); },                                         \
+         [](L & l) { return l.SetLast##Side##Name("n"); }},                                        \
+        {"Delete" #Side "Name", nullptr, [](L & l) { return l.Delete##Side##Name(0); },            \
+         [](L & l) { return l.Delete##Side##Name(0); }},                                           \
+        {"DeleteLast" #Side "Name", nullptr, [](L & l) { return l.DeleteLast##Side##Name(); },     \
+         [](L & l) { return l.DeleteLast##Side##Name(); }},                                        \
     {                                                                                              \
-        "MoveLast" #Part "Name", [](L & l) { return l.MoveLast##Part##Name(nullptr); },            \
-            [&](L & l) { return l.MoveLast##Part##Name(&name); },                                  \
-            [&](L & l) { return l.MoveLast##Part##Name(&name); }                                   \
+        "MoveLast" #Side "Name", [](L & l) { return l.MoveLast##Side##Name(nullptr); },            \
+            [&](L & l) { return l.MoveLast##Side##Name(&name); },                                  \
+            [&](L & l) { return l.MoveLast##Side##Name(&name); }                                   \
     }
     Row const rows[] = {
         NAMES(Network),
