@@ -21,7 +21,7 @@ public:
     ConstSubstring() = default;
     ConstSubstring(unsigned short const * units, unsigned int length)
         : units(units), length(length) {}
-    ConstSubstring(UniString const & text);
+    inline ConstSubstring(UniString const & text);
     ConstSubstring(std::u16string_view text)
         : units(ToUnits(text.data())), length(static_cast<unsigned int>(text.size())) {}
 
