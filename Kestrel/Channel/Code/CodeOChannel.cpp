@@ -10,7 +10,7 @@
 namespace IO {
 
 /// What stands behind a CodeOChannel.
-class CodeOChannel::CodeOChannelImp : public OutputBuffer::BinOutput {
+class CodeOChannel::CodeOChannelImp final : public OutputBuffer::BinOutput {
 public:
     CodeOChannelImp(Mu::OChannel & destination, void const * key, unsigned int length)
         : destinationChannel(&destination), cipher(new Blowfish) {

@@ -16,7 +16,7 @@ namespace IO {
 /// From construction on, the stream, the output area, `zipStatus` and the destination belong to the
 /// worker, if there is one; the block that is being filled and the counters to the writer. Only the
 /// two queues of the pool are shared.
-class ZipOChannel::ZipOChannelImp : public OutputBuffer::BinOutput {
+class ZipOChannel::ZipOChannelImp final : public OutputBuffer::BinOutput {
 public:
     ZipOChannelImp(Mu::OChannel & destination, ZipOChannelOptions const & options);
     ~ZipOChannelImp();
