@@ -19,12 +19,11 @@ template <typename T>
 class Array : public ArrayBase<T> {
 public:
     Array() noexcept = default;
-    // The constructors that may throw go by the one above, so that the block is freed then.
-    Array(std::initializer_list<T> values) : Array() {
+    Array(std::initializer_list<T> values) {
         for (T const & value : values)
             this->Push(value);
     }
-    Array(ArrayBase<T> const & other) : Array() { this->Append(other.GetData(), other.GetSize()); }
+    Array(ArrayBase<T> const & other) { this->Append(other.GetData(), other.GetSize()); }
     Array(Array const & other) : Array(static_cast<ArrayBase<T> const &>(other)) {}
     Array(Array && other) noexcept { this->Steal(other); }
 

@@ -297,6 +297,24 @@ TEST(ClosedFrame, TakesNoHostileLengthForTrue) {
     }
 }
 
+TEST(ClosedFrame, RefusesOneInsideThatReachesPastItsEnd) {
+    for (unsigned int claimed = 3; claimed <= 6; ++claimed) {
+        ByteOChannel written;
+        {
+            Mu::OutputFrame outer(written, otherInfo);
+            Mu::OutputFrame inner(written, treeInfo);
+            written.WriteBin("abcd", 4, nullptr);
+        }
+        ByteIChannel channel(WithLength(written.GetBytes(), headerSize, claimed) + "tail");
+        {
+            Mu::InputFrame outer(channel, otherInfo);
+            Mu::InputFrame inner(channel, treeInfo);
+            EXPECT_EQ(inner.GetStatus(), claimed <= 4 ? Mu::NoError : Mu::Error) << claimed;
+        }
+        EXPECT_EQ(channel.GetLeft(), 4u) << claimed;
+    }
+}
+
 TEST(ClosedFrame, EndsReadsOfFramesInside) {
     ByteOChannel written;
     { Mu::OutputFrame frame(written, treeInfo); }
@@ -331,15 +349,18 @@ TEST(OpenFrame, EndsAtTheEndOfTheFrameAroundIt) {
         Mu::OutputFrame frame(written, otherInfo);
         written.WriteBin(cut.data(), static_cast<unsigned int>(cut.size()), nullptr);
     }
-    ByteIChannel channel(written.GetBytes() + "tail");
-    {
-        Mu::InputFrame outer(channel, otherInfo);
-        Mu::InputFrame inner(channel, treeInfo);
-        EXPECT_EQ(inner.GetStatus(), Mu::NoError);
-        EXPECT_EQ(inner.GetDataLength(), 0xFFFFFFFFu);
-        EXPECT_EQ(inner.GetRest(), 20u) << "no more than the outer one has";
+    for (unsigned int taken = 0; taken <= 20; ++taken) {
+        ByteIChannel channel(written.GetBytes() + "tail");
+        {
+            Mu::InputFrame outer(channel, otherInfo);
+            Mu::InputFrame inner(channel, treeInfo);
+            EXPECT_EQ(inner.GetStatus(), Mu::NoError);
+            EXPECT_EQ(inner.GetDataLength(), 0xFFFFFFFFu);
+            EXPECT_EQ(inner.GetRest(), 20u) << "no more than the outer one has";
+            EXPECT_EQ(channel.Skip(taken, nullptr), Mu::NoError);
+        }
+        EXPECT_EQ(channel.GetLeft(), 4u) << taken;
     }
-    EXPECT_EQ(channel.GetLeft(), 4u);
 }
 
 TEST(InputFrame, RefusesAChannelThatDoesNotKnowItsPosition) {

@@ -35,6 +35,11 @@ TEST(MD5, GivesThePublishedDigests) {
     EXPECT_EQ(DigestOf("1234567890123456789012345678901234567890"
                        "1234567890123456789012345678901234567890"),
               "57edf4a22be3c955ac49da2e2107b67a");
+    // Round the place where the length no longer fits into the last block.
+    EXPECT_EQ(DigestOf(std::string(55, 'a')), "ef1772b6dff9a122358552954ad0df65");
+    EXPECT_EQ(DigestOf(std::string(56, 'a')), "3b0c8ac703f828b04c6c197006d17218");
+    EXPECT_EQ(DigestOf(std::string(63, 'a')), "b06521f39153d618550606be297466d5");
+    EXPECT_EQ(DigestOf(std::string(64, 'a')), "014842d480b571495a4a0363793f7367");
     EXPECT_EQ(DigestOf(std::string(1000000, 'a')), "7707d6ae4e027c70eea2a935c2296f21");
 }
 
