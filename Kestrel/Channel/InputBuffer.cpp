@@ -163,13 +163,6 @@ MuErrCode InputBuffer::GetMany(char * destination, unsigned int count, unsigned 
     return status;
 }
 
-MuErrCode InputBuffer::Get(char * c) {
-    if (dataSize == 0 && !ReadDataToBuffer(1))
-        return status;
-    MoveDataFromBuffer(c, 1);
-    return status;
-}
-
 MuErrCode InputBuffer::Copy(char * destination, unsigned int count, unsigned int * copied) {
     if (count > dataSize)
         ReadDataToBuffer(count - dataSize); // what is there afterwards is given, whatever happened

@@ -52,7 +52,15 @@ public:
     InputBuffer & operator=(InputBuffer const &) = delete;
 
     /// Takes one byte. Without one, `*c` stays as it was.
-    MuErrCode Get(char * c);
+    MuErrCode Get(char * c) {
+        if (dataSize == 0 && !ReadDataToBuffer(1))
+            return status;
+        char const next = buffer[start];
+        start = start + 1 == bufferSize ? 0 : start + 1;
+        --dataSize;
+        *c = next;
+        return status;
+    }
     /// Takes up to `count` bytes; `*read` tells how many, also beside a failure. What is missing in
     /// the ring and is no shorter than a read-ahead goes to `destination` directly.
     MuErrCode Get(char * destination, unsigned int count, unsigned int * read) {

@@ -62,6 +62,8 @@ TEST(InputBuffer, KeepsTheBytesThatCameWithAStatusAndTooFew) {
     InputBuffer buffer(&source);
     EXPECT_EQ(Get(buffer, 8, IO::InputFailure), "abc");
     EXPECT_EQ(Get(buffer, 8, IO::InputFailure), "") << "it sticks";
+    EXPECT_EQ(buffer.PushBack("xy", 2), IO::InputFailure) << "pushing takes back only an end";
+    EXPECT_EQ(Get(buffer, 2, IO::InputFailure), "xy");
     buffer.ResetEOI();
     EXPECT_EQ(buffer.GetStatus(), IO::InputFailure) << "which is no end of input";
     EXPECT_EQ(source.requests.size(), 1u);
@@ -99,6 +101,42 @@ TEST(InputBuffer, CutsAHugeRing) {
         GTEST_SKIP() << "no gigabyte of address space here";
     EXPECT_EQ(status, IO::EOI);
     EXPECT_EQ(source.requests.at(0), 1000000000u);
+}
+
+// What is asked of the source: all that the read-ahead may hold, in one piece from the start of an
+// empty ring, and in two where the free part lies round its end; with the length of a grown ring.
+TEST(InputBuffer, AsksTheSourceForAllThatFits) {
+    using Requests = std::vector<unsigned int>;
+    ScriptedSource source(Letters(500), {{20, IO::NoError}, {20, IO::NoError}});
+    InputBuffer buffer(&source, 32, 0, 0.0);
+    char c = 0;
+    EXPECT_EQ(buffer.Look(&c), IO::NoError);
+    EXPECT_EQ(Get(buffer, 20), Letters(20));
+    EXPECT_EQ(buffer.Look(&c), IO::NoError);
+    EXPECT_EQ(source.requests, (Requests{32, 32})) << "empty: from its start again";
+    EXPECT_EQ(Get(buffer, 15), Letters(35).substr(20));
+    source.requests.clear();
+    EXPECT_EQ(buffer.Look(24, &c), IO::NoError);
+    EXPECT_EQ(c, Letters(60)[59]);
+    EXPECT_EQ(source.requests, (Requests{12, 15})) << "up to the end, and round it";
+    std::string copy(40, ' ');
+    unsigned int copied = 0;
+    EXPECT_EQ(buffer.Copy(copy.data(), 40, &copied), IO::NoError);
+    EXPECT_EQ(Get(buffer, 40), Letters(75).substr(35));
+    source.requests.clear();
+    EXPECT_EQ(buffer.Look(&c), IO::NoError);
+    EXPECT_EQ(source.requests, Requests{40});
+}
+
+TEST(InputBuffer, TakesNoRingForPiecesAsLargeAsAReadAhead) {
+    ScriptedSource source(Letters(9000));
+    InputBuffer buffer(&source);
+    std::string text(4055, ' ');
+    unsigned int read = 0;
+    unsigned long long const before = Tests::CountAllocations();
+    EXPECT_EQ(buffer.Get(text.data(), 4055, &read), IO::NoError);
+    EXPECT_EQ(Tests::CountAllocations(), before);
+    EXPECT_EQ(text, Letters(4055));
 }
 
 TEST(InputBuffer, ReadsLargePiecesPastTheRing) {
