@@ -72,7 +72,10 @@ function(kestrel_library)
     target_compile_features(Kestrel PUBLIC cxx_std_20)
     kestrel_link_system(Kestrel)
     if(NOT WIN32)
-        target_link_options(Kestrel PRIVATE -Wl,-Bsymbolic-functions)
+        # All but those that hosts guess, whose address is to be one in all modules.
+        set(guessed ${CMAKE_CURRENT_FUNCTION_LIST_DIR}/guessed.list)
+        target_link_options(Kestrel PRIVATE -Wl,-Bsymbolic-functions -Wl,--dynamic-list=${guessed})
+        set_property(TARGET Kestrel APPEND PROPERTY LINK_DEPENDS ${guessed})
     endif()
     set_target_properties(Kestrel PROPERTIES VERSION ${PROJECT_VERSION} SOVERSION 1
         LINKER_LANGUAGE CXX)
