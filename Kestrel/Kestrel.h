@@ -28,6 +28,7 @@
 #include <Kestrel/FileSystem/ReadOnlyFileEntry.h>
 #include <Kestrel/FileSystem/ReadOnlyFolderEntry.h>
 #include <Kestrel/FileSystem/RollingVFS.h>
+#include <Kestrel/FileSystem/TreeEnumerator.h>
 #include <Kestrel/Location/Address.h>
 #include <Kestrel/Location/CLib.h>
 #include <Kestrel/Location/Location.h>

@@ -70,6 +70,12 @@ public:
     MuErrCode EstimateResolvedType(Location const & location, EntryType * type);
     MuErrCode Contains(Location const & location, bool * contained);
 
+    // The files of a folder with all folders in it, and their bytes, links followed as told for
+    // TreeEnumerator. A failure that the walk meets comes with the count of what could be seen.
+    // Otherwise what connecting to the folder gives, and 0.
+    MuErrCode CountFiles(Location const & location, unsigned int * count);
+    MuErrCode CountSize(Location const & location, unsigned long long * size);
+
     bool IsOnLine(Location const & location);
     bool ResolveLocation(Location const & from, Location * to);
     bool ResolveLocation(Location * location);

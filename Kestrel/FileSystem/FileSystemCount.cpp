@@ -1,0 +1,60 @@
+#include <Kestrel/FileSystem/FileSystem.h>
+
+#include <Kestrel/FileSystem/File.h>
+#include <Kestrel/FileSystem/Folder.h>
+#include <Kestrel/FileSystem/TreeEnumerator.h>
+
+namespace IO {
+
+namespace {
+
+class RecursiveFileCounter final : public TreeEnumerator {
+public:
+    using TreeEnumerator::TreeEnumerator;
+    bool FileFound(Name const &) override {
+        ++result;
+        return true;
+    }
+
+    unsigned int result = 0;
+};
+
+class RecursiveSizeCounter final : public TreeEnumerator {
+public:
+    using TreeEnumerator::TreeEnumerator;
+    bool FileFound(Name const & name) override {
+        unsigned long long size = 0;
+        if (File(*GetParent(), name).GetDataLength(&size) == NoError)
+            result += size;
+        return true;
+    }
+
+    unsigned long long result = 0;
+};
+
+// What could be counted is told, whatever the walk met.
+template <typename Counter, typename Result>
+MuErrCode CountWith(Location const & location, Result * result) {
+    if (Mu::IsNull(location) || result == nullptr)
+        return Error;
+    *result = 0;
+    Folder const folder(location, Folder::OnNotFound::Report);
+    if (folder.GetStatus() != NoError)
+        return folder.GetStatus();
+    Counter counter(folder);
+    MuErrCode const walked = counter.Do();
+    *result = counter.result;
+    return walked;
+}
+
+} // namespace
+
+MuErrCode FileSystem::CountFiles(Location const & location, unsigned int * count) {
+    return CountWith<RecursiveFileCounter>(location, count);
+}
+
+MuErrCode FileSystem::CountSize(Location const & location, unsigned long long * size) {
+    return CountWith<RecursiveSizeCounter>(location, size);
+}
+
+} // namespace IO

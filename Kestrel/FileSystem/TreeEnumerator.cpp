@@ -1,0 +1,173 @@
+#include <Kestrel/FileSystem/TreeEnumerator.h>
+
+#include <Kestrel/FileSystem/FileSystem.h>
+#include <Kestrel/FileSystem/Folder.h>
+#include <Kestrel/FileSystem/Internal/Report.h>
+
+namespace IO {
+
+/// A folder that a walk entered. It knows the one it was entered from; the one that the walk starts
+/// with is none of these.
+class TreeEnumerator::Level final : public Folder {
+public:
+    Level(Folder const & parent, Name const & name) : Folder(parent, name), parent(parent) {}
+
+    /// Null for the first folder.
+    static Folder const * GetAbove(Folder const & folder) {
+        Level const * const level = dynamic_cast<Level const *>(&folder);
+        return level == nullptr ? nullptr : &level->parent;
+    }
+
+private:
+    Folder const & parent;
+};
+
+namespace {
+
+/// Puts back what a variable held, on whatever way out.
+template <typename Value>
+class Restore {
+public:
+    explicit Restore(Value & variable) : variable(variable), value(variable) {}
+    ~Restore() { variable = value; }
+    Restore(Restore const &) = delete;
+    Restore & operator=(Restore const &) = delete;
+
+private:
+    Value & variable;
+    Value const value;
+};
+
+bool IsAt(Folder const & folder, Location const & place) {
+    Location location;
+    return folder.GetLocation(&location) == NoError && location == place;
+}
+
+} // namespace
+
+TreeEnumerator::TreeEnumerator(Folder const & folder)
+    : parent(Mu::IsNull(folder) ? nullptr : &folder) {}
+
+bool TreeEnumerator::EntryFound(Name const &, bool) {
+    return true;
+}
+
+bool TreeEnumerator::FileFound(Name const &) {
+    return false;
+}
+
+bool TreeEnumerator::FolderFound(Name const &) {
+    return true;
+}
+
+bool TreeEnumerator::LinkFound(Name const &) {
+    return true;
+}
+
+void TreeEnumerator::FolderEntered(Name const &, Folder const &) {}
+
+void TreeEnumerator::FolderExited(Name const &, Folder const &) {}
+
+MuErrCode TreeEnumerator::Do() {
+    if (parent == nullptr)
+        return Error;
+    stopped = false;
+    status = NoError;
+    SetStatus(parent->Enumerate(EnumCallback, this));
+    return status;
+}
+
+void TreeEnumerator::SetStatus(MuErrCode code) {
+    if (status == NoError && code != NoError)
+        status = code == ErrFolderAccessDenied ? ErrTreeAccessDenied : Error;
+}
+
+bool TreeEnumerator::EnumCallback(Folder const &, Name const & name, bool isFolder, void * data) {
+    return static_cast<TreeEnumerator *>(data)->ProcessEntryFound(name, isFolder);
+}
+
+bool TreeEnumerator::ProcessEntryFound(Name const & name, bool isFolder) {
+    if (stopped)
+        return false;
+    if (!EntryFound(name, isFolder) || stopped)
+        return !stopped;
+    EntryType type = EntryType::Folder;
+    if (isFolder)
+        ProcessFolderFound(name);
+    else if (parent->GetType(name, &type) != NoError)
+        return true; // it went meanwhile, or may not be looked at
+    else if (type == EntryType::File)
+        ProcessFileFound(name);
+    else if (type == EntryType::Link)
+        ProcessLinkFound(name);
+    return !stopped;
+}
+
+// Whether a step by hand can be taken at all.
+bool TreeEnumerator::Takes(Name const & name) const {
+    return !stopped && parent != nullptr && !Mu::IsNull(name);
+}
+
+void TreeEnumerator::ProcessFileFound(Name const & name) {
+    if (Takes(name))
+        FileFound(name);
+}
+
+void TreeEnumerator::ProcessFolderFound(Name const & name) {
+    if (!Takes(name) || !FolderFound(name) || stopped)
+        return;
+    Level const folder(*parent, name);
+    ProcessFolderEntered(name, folder);
+    {
+        Restore const restored(parent);
+        parent = &folder;
+        if (!stopped)
+            SetStatus(folder.Enumerate(EnumCallback, this));
+    }
+    ProcessFolderExited(name, folder);
+}
+
+void TreeEnumerator::ProcessFolderEntered(Name const & name, Folder const & folder) {
+    if (!stopped)
+        FolderEntered(name, folder);
+}
+
+void TreeEnumerator::ProcessFolderExited(Name const & name, Folder const & folder) {
+    if (!stopped)
+        FolderExited(name, folder);
+}
+
+void TreeEnumerator::ProcessLinkFound(Name const & name) {
+    EntryType type;
+    if (!Takes(name) || !LinkFound(name) || stopped ||
+        parent->GetResolvedType(name, &type) != NoError)
+        return;
+    if (type == EntryType::File)
+        ProcessFileFound(name);
+    else if (type == EntryType::Folder && !LeadsBack(name))
+        ProcessFolderFound(name);
+}
+
+// Whether to leave the link alone: one that cannot be resolved, and, with a warning, one that leads
+// back up the way here. A folder that is entered by a link stands where the link leads, so that its
+// location alone does not tell of the folders that the walk came through; they are asked as well.
+bool TreeEnumerator::LeadsBack(Name const & link) const {
+    static ReportLine line(
+        ReportLine::Level::Warning,
+        "Recursive link \"%\" referring to \"%\" is not followed during the enumeration");
+    Location location;
+    Location target;
+    parent->GetLocation(&location);
+    location.AppendToLocal(link);
+    if (!fileSystem.ResolveLocation(location, &target))
+        return true;
+    bool leadsBack = target.IsAncestorOf(location);
+    for (Folder const * folder = parent; folder != nullptr && !leadsBack;
+         folder = Level::GetAbove(*folder))
+        leadsBack = IsAt(*folder, target);
+    if (leadsBack)
+        Report(line, {location, target});
+    return leadsBack;
+}
+
+} // namespace IO
