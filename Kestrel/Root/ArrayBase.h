@@ -20,7 +20,7 @@ KESTREL_API unsigned int GrowCapacity(unsigned int capacity, unsigned long long 
                                       std::size_t elementSize);
 
 /// What Array and ArrayFB share: everything but where their first elements lie. For functions that
-/// take either.
+/// take either. Indices are not checked, and an empty one has no last element to ask for.
 template <typename T>
 class ArrayBase {
     static_assert(alignof(T) <= alignof(std::max_align_t));
@@ -78,13 +78,14 @@ public:
         }
     }
 
-    /// In front of the element at `index`, which is at most the size.
+    /// In front of the element at `index`, which is at most the size; those behind it move up.
     T & Insert(unsigned int index, T value) {
         Emplace(std::move(value));
         std::rotate(data + index, data + size - 1, data + size);
         return data[index];
     }
 
+    /// Those behind it move down.
     void Delete(unsigned int index) {
         std::move(data + index + 1, data + size, data + index);
         Truncate(size - 1);

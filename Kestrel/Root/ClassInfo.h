@@ -108,9 +108,11 @@ public:
 
     class BaseClassEnumerator {
     public:
-        virtual ~BaseClassEnumerator() = default;
         /// True to go on.
         virtual bool ClassInfoFound(ClassInfo const & base) = 0;
+
+    protected:
+        ~BaseClassEnumerator() = default;
     };
 
     char const * GetName() const { return name; }
@@ -120,6 +122,7 @@ public:
     /// 0.0 when the record tells none.
     ClassVersion GetVersion() const;
     ClassVersion GetOldVersion() const;
+    /// In the order in which the record tells them.
     void EnumerateBaseClasses(BaseClassEnumerator * enumerator) const;
     bool HasConstructor() const;
     /// An object of the class on the heap, owned by the caller; null without a constructor.
@@ -144,9 +147,11 @@ private:
 
 class ClassInfoEnumerator {
 public:
-    virtual ~ClassInfoEnumerator() = default;
     /// True to go on.
     virtual bool ClassInfoFound(ClassInfo const & info) = 0;
+
+protected:
+    ~ClassInfoEnumerator() = default;
 };
 
 /// Knows every class record of the process.
@@ -171,9 +176,11 @@ public:
 
     class InstanceEnumerator {
     public:
-        virtual ~InstanceEnumerator() = default;
         /// True to go on.
         virtual bool InstanceFound(CustomClassProperty const & property) = 0;
+
+    protected:
+        ~InstanceEnumerator() = default;
     };
     /// In order of construction.
     static void EnumerateInstances(InstanceEnumerator * enumerator);

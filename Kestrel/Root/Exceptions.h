@@ -64,7 +64,8 @@ public:
     char const * GetMessage() const noexcept { return message; }
     char const * GetFileName() const noexcept { return file; }
     unsigned int GetLineNumber() const noexcept { return line; }
-    /// NoCauseException when there is none.
+    /// A copy of what led to this one, alive as long as this one or a copy of it; NoCauseException
+    /// when there is none.
     MuException const & GetCause() const noexcept;
     bool HasCause() const noexcept { return &GetCause() != &NoCauseException; }
 

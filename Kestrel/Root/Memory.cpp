@@ -3,15 +3,16 @@
 #include <Kestrel/Root/Exceptions.h>
 #include <Kestrel/Root/Lock.h>
 #include <Kestrel/Root/Platform/ReadableMemory.h>
+#include <Kestrel/Root/Platform/SystemMemory.h>
 
-#include <cstdlib>
 #include <cstring>
 #include <new>
 #include <utility>
 
 namespace {
 
-constinit Mu::MemoryCalls memoryCalls{std::malloc, std::realloc, std::free};
+constinit Mu::MemoryCalls memoryCalls{Mu::Platform::AllocateMemory, Mu::Platform::ReallocateMemory,
+                                      Mu::Platform::FreeMemory};
 
 // A handle points to the first field, which is the block's address.
 struct HandleRecord {
@@ -92,16 +93,16 @@ BMHandle BMAllocateHandle(std::size_t size, unsigned int flags, unsigned int) {
     return handle;
 }
 
-bool BMReallocHandle(BMHandle handle, std::size_t size) {
+BMHandle BMReallocHandle(BMHandle handle, std::size_t size) {
     if (handle == nullptr)
-        return false;
+        return nullptr;
     HandleRecord * const record = RecordOf(handle);
     void * const block = Mu::ReallocateOperator(record->block, size);
     if (block == nullptr)
-        return false;
+        return nullptr;
     record->block = static_cast<char *>(block);
     record->size = size;
-    return true;
+    return handle;
 }
 
 std::size_t BMGetHandleSize(BMHandle handle) {

@@ -11,13 +11,18 @@
 /// A relocatable block; its bytes may move when it is reallocated.
 using BMHandle = char **;
 
+/// A block of unknown content. Null: no memory. The flags asked for locks and the like where memory
+/// moved by itself; here they and the last argument mean nothing.
 KESTREL_API char * BMAllocatePtr(std::size_t size, unsigned int flags, unsigned int reserved);
 /// Frees the block and nulls the pointer. Null, or a pointer to null, does nothing.
 KESTREL_API void BMKillPtr(char ** block);
 
+/// A handle with a block of unknown content. Null: no memory.
 KESTREL_API BMHandle BMAllocateHandle(std::size_t size, unsigned int flags, unsigned int reserved);
-/// Resizes the block; its content up to the smaller size stays. False: no memory, nothing changed.
-KESTREL_API bool BMReallocHandle(BMHandle handle, std::size_t size);
+/// Resizes the block, whose bytes may move; its content up to the smaller size stays. Answers the
+/// handle. Null: no memory, and nothing changed.
+KESTREL_API BMHandle BMReallocHandle(BMHandle handle, std::size_t size);
+/// What was asked for last; 0 for null.
 KESTREL_API std::size_t BMGetHandleSize(BMHandle handle);
 /// Frees the block and nulls the handle.
 KESTREL_API void BMKillHandle(BMHandle * handle);
@@ -28,10 +33,14 @@ KESTREL_API BMHandle BMPtrToHandle(char * block, std::size_t size);
 /// here, so no flag changes what the block does.
 KESTREL_API unsigned int BMModifyHandleState(BMHandle handle, unsigned int flags);
 
+// A size of 0 does nothing, whatever the pointers are.
+/// The two must not overlap.
 KESTREL_API void BNCopyMemory(void const * from, void * to, std::size_t size);
+/// The two may overlap.
 KESTREL_API void BNMoveMemory(void const * from, void * to, std::size_t size);
 KESTREL_API void BNFillMemory(void * block, std::size_t size, unsigned char value);
-/// Whether the process may read, or write, all of the span. Asks the system, so it is slow.
+/// Whether the process may read, or write, all of the span; not so for null. Asks the system, so it
+/// is slow.
 KESTREL_API bool BNValidReadPtr(void const * block, std::size_t size);
 KESTREL_API bool BNValidWritePtr(void * block, std::size_t size);
 
@@ -93,9 +102,12 @@ public:
     friend bool operator==(StdAllocator const &, StdAllocator const &) { return true; }
 };
 
-/// Keeps up to `cachedCount` freed blocks of `blockSize` bytes for the next taker.
+/// Keeps up to `cachedCount` freed blocks of `blockSize` bytes for the next taker. Smaller requests
+/// get such a block, too; larger ones are neither cached nor rounded up.
 ///
+/// Memory:  from the root; what is cached goes back with the allocator.
 /// Threads: any.
+/// Failure: Mu::OutOfMemoryException, from the constructor and Allocate.
 class KESTREL_API CachedAllocator {
 public:
     CachedAllocator(unsigned int cachedCount, unsigned int blockSize);
@@ -106,7 +118,7 @@ public:
     /// A block of at least `size` bytes; `*allocated` (may be null) tells how many it has. Throws
     /// Mu::OutOfMemoryException on shortage.
     void * Allocate(unsigned int size, unsigned int * allocated);
-    /// `size` is what Allocate was asked for.
+    /// `size` is what Allocate was asked for, or what it told. Null does nothing.
     void Free(void * block, unsigned int size) noexcept;
 
 private:

@@ -5,6 +5,10 @@
 
 // Narrow text where it lies. A length of -1 means up to the zero byte. A null text is an empty one.
 // Case means the case of whole characters, beyond ASCII too.
+//
+// Memory:  none for patterns and compared texts of up to 128 bytes; a block for each longer one.
+// Threads: any.
+// Failure: Mu::OutOfMemoryException, where there is such a block.
 
 /// The first place in `text` where the unit stands, null when there is none.
 KESTREL_API char const * CHSearchCharLeft(unsigned short unit, char const * text, int length,

@@ -7,6 +7,7 @@
 namespace Mu {
 
 /// A vector in pages: it grows without moving what it holds, so pointers to elements stay good.
+/// Indices are not checked, and an empty one has no last element to ask for.
 ///
 /// Memory:  pages of about 512 bytes, at least 8 elements each, and an array of pointers to them.
 /// Threads: one at a time.

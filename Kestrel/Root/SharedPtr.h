@@ -39,6 +39,7 @@ private:
 /// A counted reference to a SharedObject. Takes no memory; a plain pointer to the same object may
 /// be made into a further one at any time.
 ///
+/// Threads: copies may be used and dropped in any thread; one SharedPtr belongs to one at a time.
 /// Failure: NullReferenceException when an empty one is dereferenced.
 template <typename T>
 class SharedPtr {

@@ -11,7 +11,8 @@
 namespace Mu {
 
 /// A growable text of bytes, for service names, commands, host names and hash keys: texts that
-/// travel as they are and are never converted. For text that people read, use UniString.
+/// travel as they are and are never converted. For text that people read, use UniString. A null
+/// pointer is the empty text, but equals nothing.
 ///
 /// Memory:  one block of the root, which grows by half; an empty text has none.
 /// Threads: any number may read, one may change.
@@ -51,7 +52,9 @@ public:
     void Append(char const * text, unsigned int length);
     /// Cuts, or fills at the end with zero bytes for the caller to write over.
     void SetLength(unsigned int length);
+    /// Room for `capacity` bytes, or for the text when it is longer; memory beyond that goes back.
     void SetCapacity(unsigned int capacity);
+    /// Empty, and the memory is given back.
     void Clear() noexcept;
 
     unsigned int GetLength() const { return length; }
@@ -65,6 +68,7 @@ public:
     char const * end() const { return text + length; }
     operator std::string_view() const { return {text, length}; }
 
+    /// The same on every platform and in every release.
     unsigned int GenerateHashValue() const;
 
 private:

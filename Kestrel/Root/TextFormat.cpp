@@ -136,7 +136,7 @@ void AppendPointer(UniString & text, Directive const & directive, FormatArgument
     all.precision = 16;
     all.hasPrecision = true;
     unsigned short buffer[24];
-    AppendNumber(text, all, "0x", MakeDigits(argument.bits, 16, "0123456789ABCDEF", buffer));
+    AppendNumber(text, all, "", MakeDigits(argument.bits, 16, "0123456789ABCDEF", buffer));
 }
 
 void AppendNarrow(UniString & text, Directive const & directive, FormatArgument const & argument) {

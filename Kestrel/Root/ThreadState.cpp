@@ -49,7 +49,7 @@ void Thread::State::Live() {
 
 void Thread::State::RunTask() {
     try {
-        Platform::NameThread(name.ToCStr(0, NotFound, static_cast<MuCharCode>(99)));
+        Platform::NameThread(name.ToCStr(0, NotFound, MuLogCharCode));
     } catch (...) { // no memory for a name, which only debuggers show
     }
     try {

@@ -124,15 +124,19 @@ void UniString::Reallocate(unsigned int newCapacity) {
     units[length] = 0;
 }
 
-// Opens or narrows a gap of `newRange` units in the place of a range that lies in the text. A first
-// block is exact, since most texts are never appended to; later ones grow by half.
+// A first block is exact, since most texts are never appended to; later ones grow by half.
+void UniString::Grow(unsigned int needed) {
+    if (needed > capacity)
+        Reallocate(std::max(needed, std::min(capacity + capacity / 2, MaxLength)));
+}
+
+// Opens or narrows a gap of `newRange` units in the place of a range that lies in the text.
 unsigned short * UniString::MakeRoom(unsigned int from, unsigned int range, unsigned int newRange) {
     unsigned long long const newLength = 0ull + length - range + newRange;
     if (newLength > MaxLength)
         ThrowOutOfMemory();
     unsigned int const needed = static_cast<unsigned int>(newLength);
-    if (needed > capacity)
-        Reallocate(std::min(std::max(needed, capacity + capacity / 2), MaxLength));
+    Grow(needed);
     unsigned int const tail = length - from - range;
     if (range != newRange)
         std::memmove(units + from + newRange, units + from + range, tail * sizeof(unsigned short));
@@ -154,7 +158,7 @@ void UniString::Replace(unsigned int from, unsigned int range, ConstSubstring co
 
 void UniString::Append(UniChar unit) {
     if (length == capacity)
-        Reallocate(std::max(capacity + capacity / 2, std::max(length + 1, FirstCapacity)));
+        Grow(std::max(length + 1, FirstCapacity));
     units[length] = unit.GetUnit();
     units[++length] = 0;
 }

@@ -29,7 +29,7 @@ concept CharacterLiteral = std::same_as<T, char> || std::same_as<T, char16_t>;
 /// Indices and lengths count units. Nothing is refused as malformed: a lone surrogate is a unit like
 /// any other, and becomes U+FFFD only on its way to a narrow code. A range is told by `from` and
 /// `range` and means as much of it as the text has; the default is all of the text. An argument may
-/// be a part of the text that is changed.
+/// be a part of the text that is changed. A null pointer is the empty text, but equals nothing.
 ///
 /// Memory:  one block of the root, which grows by half, so that appending is linear; an empty text
 ///          has none, and copying it takes none. The units are always followed by a zero unit.
@@ -79,6 +79,7 @@ public:
     UniString & operator=(Substring const & text) {
         return *this = static_cast<ConstSubstring const &>(text);
     }
+    /// Replaces the content, and keeps the memory if there is enough of it.
     void Assign(char const * text, unsigned int length, MuCharCode code = MuMachineCharCode);
     void Assign(UniString const & text, unsigned int from, unsigned int range = All);
     void Swap(UniString & other) noexcept;
@@ -112,8 +113,10 @@ public:
     void SetSubstring(unsigned int from, unsigned int range, UniString const & text,
                       unsigned int textFrom = 0, unsigned int textRange = All);
     void SetSubstring(unsigned int from, unsigned int range, ConstSubstring const & text);
+    /// Every `unit` of the range becomes the replacement.
     void ReplaceAll(UniChar unit, UniChar replacement, unsigned int from = 0,
                     unsigned int range = All);
+    // Unit by unit, so that the length stays; see CaseMapping.h.
     void SetToLowerCase(unsigned int from = 0, unsigned int range = All);
     void SetToUpperCase(unsigned int from = 0, unsigned int range = All);
 
@@ -129,10 +132,12 @@ public:
                              MuCharCode code = MuMachineCharCode) const;
     unsigned int FindLast(UniChar unit) const;
     bool Contains(UniChar unit, unsigned int from = 0, unsigned int range = All) const;
+    // With regard to case.
     bool BeginsWith(UniString const & text) const;
     bool EndsWith(UniChar unit) const { return length != 0 && units[length - 1] == unit; }
 
-    // Views.
+    // Views, valid as long as the text is not changed. What is assigned to a Substring takes the place
+    // of the part in the text.
     ConstSubstring GetPrefix(unsigned int length) const;
     ConstSubstring operator()(unsigned int from = 0, unsigned int range = All) const;
     Substring operator()(unsigned int from = 0, unsigned int range = All);
@@ -167,16 +172,16 @@ public:
 
     bool IsEqual(UniString const & other, CaseComparison comparison) const;
 
-    // Convert.
+    // Convert. The results are for the length of one expression; see CStr and UStr.
     CStr ToCStr(unsigned int from = 0, unsigned int range = All,
                 MuCharCode code = MuMachineCharCode,
                 OnConversionError onError = ReplaceOnConversionError) const;
     UStr ToUStr(unsigned int from = 0, unsigned int range = All) const;
     operator std::u16string_view() const { return {ToChar16(units), length}; }
 
-    /// Knows %s (narrow), %ls (UTF-16), %c, %d, %i, %u, %x, %X, %p and %%, with '-', '0', '+', '#',
-    /// a width, a precision and any length letters, which change nothing: an argument prints as what
-    /// it is. A directive without a fitting argument prints as it stands.
+    /// Knows %s, %c, %d, %i, %u, %x, %X, %p (all 16 digits, in upper case) and %%, with '-', '0', '+',
+    /// '#', a width, a precision and any length letters, which change nothing, as in %ls and %lu: an
+    /// argument prints as what it is. A directive without a fitting argument prints as it stands.
     template <typename... Arguments>
     static UniString Printf(char const * format, Arguments const &... arguments) {
         FormatArgument const list[] = {FormatArgument(arguments)..., FormatArgument(0)};
@@ -195,6 +200,7 @@ public:
         return ScanFormatted(*this, format, list, sizeof...(targets));
     }
 
+    /// Equal texts have equal ones, on every platform and in every release.
     unsigned int GenerateHashValue() const { return HashUnits(units, length); }
 
 private:
@@ -203,6 +209,7 @@ private:
     bool Owns(ConstSubstring const & text) const;
     void Terminate(unsigned int newLength) noexcept;
     void Reallocate(unsigned int newCapacity);
+    void Grow(unsigned int needed);
     unsigned short * MakeRoom(unsigned int from, unsigned int range, unsigned int newRange);
     void Replace(unsigned int from, unsigned int range, ConstSubstring const & text);
     MuErrCode ReadUnits(IChannel & channel, unsigned int count);

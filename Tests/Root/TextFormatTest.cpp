@@ -66,7 +66,7 @@ TEST(TextFormat, TakesTextOfAnyKind) {
     EXPECT_EQ(Print("%c%c%c", 'a', u'\u00E4', 0x62), "a\xC3\xA4"
                                                      "b");
     EXPECT_EQ(Print("100%% %s", "x"), "100% x");
-    EXPECT_EQ(Print("%p", reinterpret_cast<void *>(0xABC)), "0x0000000000000ABC");
+    EXPECT_EQ(Print("0x%p", reinterpret_cast<void *>(0xABC)), "0x0000000000000ABC");
 }
 
 TEST(TextFormat, PrintsAsItStandsWhatHasNoFittingArgument) {
