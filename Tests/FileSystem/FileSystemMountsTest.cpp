@@ -63,6 +63,17 @@ IO::Location At(Tests::TempFolder const & folder, std::string const & name) {
     return IO::Location(Mu::UniString(folder.GetPortable(name)));
 }
 
+// A FileSystem without mounts.
+class FreshFileSystem {
+public:
+    FreshFileSystem() { IO::FileSystemStart::Make(operator->()); }
+    ~FreshFileSystem() { IO::FileSystemStart::Unmake(*operator->()); }
+    IO::FileSystem * operator->() { return reinterpret_cast<IO::FileSystem *>(place); }
+
+private:
+    alignas(IO::FileSystem) unsigned char place[sizeof(IO::FileSystem)];
+};
+
 bool Collect(IO::Location const & location, void * data) {
     Mu::UniString text;
     location.ToLogText(&text);
@@ -302,13 +313,24 @@ TEST(FileSystem, MountsManySystemsAndKeepsTheirOrder) {
         EXPECT_EQ(IO::fileSystem.Unmount(*systems[i]), i == 7 ? IO::ErrFSNotMounted : IO::NoError);
 }
 
+TEST(FileSystem, GrowsItsTablesFromAHundredByDoubling) {
+    FreshFileSystem fresh;
+    std::vector<std::unique_ptr<MemoryRollingVFS>> systems;
+    IO::Location const place("Q:\\r");
+    for (unsigned int i = 1; i <= 401; ++i) {
+        systems.push_back(std::make_unique<MemoryRollingVFS>(place));
+        unsigned long long const before = Tests::CountAllocations();
+        ASSERT_EQ(fresh->Mount(*systems.back()), IO::NoError);
+        bool const grows = i == 1 || i == 101 || i == 201 || i == 401;
+        EXPECT_EQ(Tests::CountAllocations() - before, grows ? 1u : 0u) << i;
+    }
+}
+
 // Over a table of its own, which each round must take from the heap.
 TEST(FileSystem, MeetsEveryFailedAllocationOfAMount) {
     IO::Location const place("Q:\\m");
     SweepAllocations([&](bool failed) {
-        alignas(IO::FileSystem) unsigned char bytes[sizeof(IO::FileSystem)];
-        IO::FileSystem * const fresh = reinterpret_cast<IO::FileSystem *>(bytes);
-        IO::FileSystemStart::Make(fresh);
+        FreshFileSystem fresh;
         Tests::LogCapture log;
         MemoryFixedVFS fixed;
         MemoryRollingVFS rolling(place);
@@ -327,6 +349,5 @@ TEST(FileSystem, MeetsEveryFailedAllocationOfAMount) {
             EXPECT_TRUE(log.Contains("Mounting rolling virtual file system has failed: memory is "
                                      "full (OS errors: "));
         }
-        IO::FileSystemStart::Unmake(*fresh);
     });
 }

@@ -160,6 +160,20 @@ TEST(FileSystem, TranslatesWhatStopsAFolderTree) {
     EXPECT_EQ(IO::fileSystem.Unmount(system), IO::NoError);
 }
 
+// What is a link to the end is neither a file nor a folder.
+TEST(FileSystem, GivesNoResolvedTypeToALinkThatCannotBeFollowed) {
+    Tests::MemoryFixedVFS system;
+    IO::Location const place("Q:\\links");
+    ASSERT_EQ(IO::fileSystem.Mount(system, place), IO::NoError);
+    system.tree.AddFile("link", "").type = IO::EntryType::Link;
+    IO::EntryType type = IO::EntryType::File;
+    IO::Location const link(place, IO::Name("link"));
+    EXPECT_EQ(IO::fileSystem.GetType(link, &type), IO::NoError);
+    EXPECT_EQ(type, IO::EntryType::Link);
+    EXPECT_EQ(IO::fileSystem.GetResolvedType(link, &type), IO::Error);
+    EXPECT_EQ(IO::fileSystem.Unmount(system), IO::NoError);
+}
+
 TEST(FileSystem, KnowsPrivateLocationsAndWhatLiesBelow) {
     IO::Location const place("C:\\private");
     EXPECT_FALSE(IO::fileSystem.IsPrivateLocation(place));

@@ -1,8 +1,10 @@
 #include <Kestrel/FileSystem/ReadOnlyFolderEntry.h>
 
+#include <Kestrel/FileSystem/Internal/NameGeneration.h>
 #include <Kestrel/Root/Exceptions.h>
 
 #include "Tests/Support/FaultSweep.h"
+#include "Tests/Support/HandClock.h"
 #include "Tests/Support/Text.h"
 
 #include <gtest/gtest.h>
@@ -107,6 +109,13 @@ TEST(FolderEntry, NumbersGeneratedNamesOneAfterAnother) {
     folder.entries[text] = 'x'; // the one whose turn it is is taken
     std::snprintf(text, sizeof text, "n%010lu", (next + 1) & 0xFFFFFFFFul);
     EXPECT_EQ(Generate(folder, "n"), text);
+}
+
+TEST(FolderEntry, BeginsItsNumbersFarFromThoseOfAnotherProcess) {
+    Tests::HandClock const clock(0x12345678 * 1000ull);
+    IO::StartNameGeneration();
+    EXPECT_EQ(IO::NextGeneratedNumber(), 0x78563412u);
+    EXPECT_EQ(IO::NextGeneratedNumber(), 0x78563413u);
 }
 
 TEST(FolderEntry, TellsWhyNoNameCouldBeGenerated) {

@@ -224,8 +224,10 @@ TEST_F(WinFolderEntry, CopiesFilesAndTrees) {
     EXPECT_EQ(GetEntry().Copy("tree", GetEntry(), "twin"), Entry::CopyStatus::TargetExists);
     EXPECT_EQ(GetEntry().Copy("none", GetEntry(), "x"), Entry::CopyStatus::EntryNotFound);
     FolderConnection const tree(At("tree"));
-    EXPECT_EQ(GetEntry().Copy("tree", *tree, "inside"), Entry::CopyStatus::Other)
-        << "a copy would find itself";
+    calls.ResetCounts();
+    EXPECT_EQ(GetEntry().Copy("tree", *tree, "inside"), Entry::CopyStatus::Other);
+    EXPECT_EQ(calls.Count(FileCall::CreateDirectory), 0u)
+        << "a copy would find itself, without end";
     EXPECT_EQ(GetEntry().Delete("tree", true), Entry::DeleteStatus::Done);
     EXPECT_EQ(GetEntry().Delete("twin", true), Entry::DeleteStatus::Done);
 }
@@ -346,6 +348,9 @@ TEST_F(WinFolderEntry, KnowsFilesFoldersAndLinks) {
     EXPECT_EQ(IO::fileSystem.GetResolvedType(At("to file.lnk"), &type), IO::NoError);
     EXPECT_EQ(type, IO::EntryType::File);
     EXPECT_EQ(IO::fileSystem.EstimateResolvedType(At("broken.lnk"), &type), IO::ErrFSEntryNotFound);
+    ASSERT_EQ(GetEntry().CreateLink("far.lnk", IO::Location(At("none"), IO::Name("x"))),
+              Entry::CreateStatus::Done);
+    EXPECT_EQ(IO::fileSystem.EstimateResolvedType(At("far.lnk"), &type), IO::ErrFSEntryNotFound);
 }
 
 TEST_F(WinFolderEntry, TakesOnlyLnkFilesForLinksWhenRestricted) {
@@ -446,12 +451,14 @@ TEST_F(WinFolderEntry, HoldsTheDrivesAtTheRootOfTheComputer) {
     Entry::EntryType type;
     EXPECT_EQ(computer->GetType("C:", &type), Entry::GetTypeStatus::Done);
     EXPECT_EQ(type, IO::EntryType::Folder);
+    calls.ResetCounts();
     EXPECT_EQ(computer->CreateFile("a", nullptr), Entry::CreateStatus::Other);
     EXPECT_EQ(computer->CreateFolder("a", nullptr), Entry::CreateStatus::Other);
     EXPECT_EQ(computer->CreateLink("a.lnk", root), Entry::CreateStatus::Other);
     EXPECT_EQ(computer->Delete("C:", true), Entry::DeleteStatus::Other);
     EXPECT_EQ(computer->Move("C:", GetEntry(), "a", true), Entry::MoveStatus::Other);
     EXPECT_EQ(GetEntry().Copy("a", *computer, "b"), Entry::CopyStatus::Other);
+    EXPECT_EQ(calls.Count(FileCall::Any), 0u) << "nothing of that is even tried";
     unsigned long long space = 0;
     bool flag = false;
     EXPECT_EQ(computer->GetFreeSpace(&space), Entry::AttributeStatus::Done);
