@@ -13,9 +13,11 @@ constexpr unsigned int LongestPath = 260;
 
 constexpr char const * DeviceNames[] = {"aux", "con", "prn", "nul"};
 
+// Most names are told from a device by their first unit, which takes no text of its own.
 bool IsDevice(Name const & name) {
-    return std::any_of(std::begin(DeviceNames), std::end(DeviceNames),
-                       [&](char const * device) { return name == device; });
+    return std::any_of(std::begin(DeviceNames), std::end(DeviceNames), [&](char const * device) {
+        return (name[0] | 0x20) == device[0] && name == device;
+    });
 }
 
 // Kept: only the lower case spelling of a numbered port is refused, and "com0" is none.

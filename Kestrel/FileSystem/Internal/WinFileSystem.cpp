@@ -27,14 +27,9 @@ WinFileSystem::WinFileSystem() : fileEntries(*this), folderEntries(*this) {}
 
 WinFileSystem::~WinFileSystem() = default;
 
-ConnectStatus WinFileSystem::CheckLocation(Location const & location) {
-    if (location.GetStatus() != NoError)
-        return ConnectStatus::Other;
-    return location.IsLegal() ? ConnectStatus::Connected : ConnectStatus::NotFound;
-}
-
 // Finds out where the location leads, and puts that into it, and what is there. A link in the last
-// place is followed. An ordinary entry costs one look at the disk.
+// place is followed. An ordinary entry costs one look at the disk, and one at its names: what is
+// illegal has no path.
 WinFileSystem::ResolveStatus WinFileSystem::Resolve(Location * location, Mu::UniString * path,
                                                     PathType * type) {
     if (location->ToPath(path) != NoError)
@@ -50,6 +45,8 @@ WinFileSystem::ResolveStatus WinFileSystem::Resolve(Location * location, Mu::Uni
 }
 
 ConnectStatus WinFileSystem::Look(Location * location, Mu::UniString * path, PathType * type) {
+    if (location->GetStatus() != NoError)
+        return ConnectStatus::Other;
     switch (Resolve(location, path, type)) {
     case ResolveStatus::Done: break;
     case ResolveStatus::NoPath: return ConnectStatus::NotFound;
@@ -61,14 +58,11 @@ ConnectStatus WinFileSystem::Look(Location * location, Mu::UniString * path, Pat
 }
 
 ConnectStatus WinFileSystem::Connect(Location * location, FileEntry ** entry) {
-    ConnectStatus status = CheckLocation(*location);
-    if (status != ConnectStatus::Connected)
-        return status;
-    if (location->IsRoot())
-        return ConnectStatus::NotAFile;
+    if (location->GetStatus() == NoError && location->IsRoot())
+        return location->IsLegal() ? ConnectStatus::NotAFile : ConnectStatus::NotFound;
     Mu::UniString path;
     PathType type;
-    status = Look(location, &path, &type);
+    ConnectStatus const status = Look(location, &path, &type);
     if (status != ConnectStatus::Connected)
         return status;
     if (type == PathType::Folder)
@@ -80,12 +74,9 @@ ConnectStatus WinFileSystem::Connect(Location * location, FileEntry ** entry) {
 }
 
 ConnectStatus WinFileSystem::Connect(Location * location, FolderEntry ** entry) {
-    ConnectStatus status = CheckLocation(*location);
-    if (status != ConnectStatus::Connected)
-        return status;
     Mu::UniString path;
     PathType type;
-    status = Look(location, &path, &type);
+    ConnectStatus const status = Look(location, &path, &type);
     if (status != ConnectStatus::Connected)
         return status;
     if (type == PathType::File)
@@ -105,9 +96,8 @@ void WinFileSystem::Disconnect(FileEntry * entry) {
 }
 
 bool WinFileSystem::IsOnLine(Location const & location) {
-    Mu::UniString path;
-    if (CheckLocation(location) != ConnectStatus::Connected || !location.IsLocal() ||
-        location.IsRoot() || location.ToPath(&path) != NoError)
+    Mu::UniString path; // which what is unhealthy or illegal has not
+    if (!location.IsLocal() || location.IsRoot() || location.ToPath(&path) != NoError)
         return true;
     Mu::UniString const root = GetRootPath(path);
     unsigned int const type = GetFileCalls().GetDriveType(root);

@@ -41,7 +41,6 @@ private:
         NoTarget = 2 ///< the target of the link is no location
     };
 
-    static ConnectStatus CheckLocation(Location const & location);
     ConnectStatus Look(Location * location, Mu::UniString * path, PathType * type);
     ResolveStatus Resolve(Location * location, Mu::UniString * path, PathType * type);
 
