@@ -15,6 +15,8 @@ namespace Mu {
 
 using Internal::GetNarrowLength;
 
+char const String::noText[1] = {0};
+
 String::String(char const * other) : String(other, GetNarrowLength(other)) {}
 
 String::String(char const * other, unsigned int size) : String() {

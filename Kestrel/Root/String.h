@@ -78,7 +78,7 @@ private:
     MuErrCode ReadBytes(IChannel & channel, unsigned int count);
     void Reallocate(unsigned int newCapacity);
 
-    static constexpr char noText[1] = {0};
+    static char const noText[1]; // not in line, where it would pin a host's modules
 
     char * text;               // `noText`, never written, while the capacity is 0
     unsigned int length = 0;   // <= capacity; text[length] is 0

@@ -13,6 +13,8 @@ using Internal::CharCodeCalls;
 using Internal::GetCharCodeCalls;
 using Internal::GetNarrowLength;
 
+unsigned short const UniString::noUnits[1] = {0};
+
 // Making and assigning.
 
 UniString::UniString(char const * text, MuCharCode code) : UniString() {

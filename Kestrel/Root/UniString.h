@@ -216,7 +216,7 @@ private:
 
     /// Fills a usual allocator's smallest block.
     static constexpr unsigned int FirstCapacity = 11;
-    static constexpr unsigned short noUnits[1] = {0};
+    static unsigned short const noUnits[1]; // not in line, where it would pin a host's modules
 
     unsigned short * units;    // `noUnits`, never written, while the capacity is 0
     unsigned int length = 0;   // <= capacity; units[length] is 0
