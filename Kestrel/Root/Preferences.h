@@ -29,15 +29,15 @@ enum RootKeyDomain : int {
 /// The settings as the file had them when the root key was opened.
 ///
 /// Memory:  the text of the file, at most a megabyte.
-/// Threads: one at a time. Several processes that write at once: the last one wins, and the file
-///          is whole at any time.
+/// Threads: one at a time. Several root keys or processes that write at once: the last one wins,
+///          and the file is whole at any time, also when the power fails.
 /// Failure: statuses, never exceptions. Reading never fails in another way than "not there".
 class KESTREL_API IRoot {
 public:
     virtual ~IRoot() = default;
 
-    /// True: the value is there and is a number, in decimal, or in hexadecimal behind 0x. In every
-    /// other case `*value` gets the default.
+    /// True: the value is there and is a number, in decimal, or in hexadecimal behind 0x; a comment
+    /// may follow it. In every other case `*value` gets the default.
     virtual bool GetUInt(char const * key, char const * name, unsigned int defaultValue,
                          unsigned int * value) const = 0;
     /// True: the value is there. The text is UTF-8, without the blanks round it. Otherwise `*value`

@@ -13,6 +13,7 @@
 #include <memory>
 #include <random>
 #include <string>
+#include <thread>
 
 #if defined(_WIN32)
 #include <windows.h>
@@ -182,6 +183,22 @@ TEST_F(Preferences, MakeTheFolderTheyLieIn) {
     RootKey root;
     ASSERT_EQ(root->SetUInt("Kestrel", "FileCacheSize", 5), Mu::NoError);
     EXPECT_EQ(GetCacheSize(), 5u);
+}
+
+TEST_F(Preferences, MayBeSetBySeveralThreadsAtOnce) {
+    auto const set = [](char letter) {
+        for (int round = 0; round < 50; ++round) {
+            RootKey root;
+            EXPECT_EQ(root->SetText("Kestrel", "x", std::string(5000, letter).c_str()),
+                      Mu::NoError);
+        }
+    };
+    std::thread first(set, 'a'), second(set, 'b');
+    first.join();
+    second.join();
+    EXPECT_TRUE(GetText("Kestrel", "x") == std::string(5000, 'a') ||
+                GetText("Kestrel", "x") == std::string(5000, 'b'));
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder.GetPath()), {}), 1);
 }
 
 TEST_F(Preferences, AreNotHurtByRandomBytes) {

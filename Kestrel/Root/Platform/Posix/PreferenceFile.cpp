@@ -3,6 +3,7 @@
 #include <Kestrel/Root/ErrorCodes.h>
 #include <Kestrel/Root/Memory.h>
 
+#include <atomic>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
@@ -94,12 +95,22 @@ void MakeFolders(Path & path) {
 
 bool Create(char const * path, mode_t mode, char const * text, std::size_t size) {
     Descriptor file(open(path, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOFOLLOW, mode));
-    return file.Get() >= 0 && WriteAll(file.Get(), text, size) && file.Close();
+    return file.Get() >= 0 && WriteAll(file.Get(), text, size) && fsync(file.Get()) == 0 &&
+           file.Close();
+}
+
+// The name of a new file beside the other, which no other thread or process uses.
+bool MakeFreshName(Path & fresh, Path const & target) {
+    static std::atomic<unsigned int> counter = 0;
+    char ending[48];
+    std::snprintf(ending, sizeof ending, ".%u.%u.new", static_cast<unsigned int>(getpid()),
+                  counter++);
+    return Join(fresh, target, ending);
 }
 
 } // namespace
 
-// One byte more than the limit is asked for: a file may grow while it is read.
+// A file that grows meanwhile is read up to the size that it had.
 MuErrCode ReadPreferences(std::size_t limit, char ** text, std::size_t * size) {
     *text = nullptr;
     *size = 0;
@@ -135,11 +146,9 @@ MuErrCode WritePreferences(char const * text, std::size_t size) {
     MakeFolders(path);
     if (realpath(path, target) == nullptr && !Join(target, path, ""))
         return OutputClosed;
-    char ending[32];
-    std::snprintf(ending, sizeof ending, ".%u.new", static_cast<unsigned int>(getpid()));
     struct stat info;
     mode_t const mode = stat(target, &info) == 0 ? info.st_mode & 0777 : 0600;
-    if (!Join(fresh, target, ending))
+    if (!MakeFreshName(fresh, target))
         return OutputClosed;
     if (Create(fresh, mode, text, size) && rename(fresh, target) == 0)
         return NoError;

@@ -3,6 +3,7 @@
 #include <Kestrel/Root/ErrorCodes.h>
 #include <Kestrel/Root/Memory.h>
 
+#include <atomic>
 #include <cwchar>
 
 #include <windows.h>
@@ -65,7 +66,16 @@ bool Create(wchar_t const * path, char const * text, std::size_t size) {
     DWORD written = 0;
     return file.IsOpen() &&
            WriteFile(file.Get(), text, static_cast<DWORD>(size), &written, nullptr) &&
-           written == size;
+           written == size && FlushFileBuffers(file.Get());
+}
+
+// The name of a new file beside the other, which no other thread or process uses.
+bool MakeFreshName(Path & fresh, Path const & path) {
+    static std::atomic<unsigned int> counter = 0;
+    wchar_t ending[48];
+    std::swprintf(ending, 48, L".%lu.%u.new", GetCurrentProcessId(), counter++);
+    std::wcscpy(fresh, path);
+    return Append(fresh, ending);
 }
 
 bool IsMissing(DWORD error) {
@@ -106,13 +116,11 @@ MuErrCode ReadPreferences(std::size_t limit, char ** text, std::size_t * size) {
 }
 
 MuErrCode WritePreferences(char const * text, std::size_t size) {
-    Path path, fresh, ending;
+    Path path, fresh;
     if (!GetPath(path))
         return OutputClosed;
     MakeFolders(path);
-    std::swprintf(ending, PathSize, L".%lu.new", GetCurrentProcessId());
-    std::wcscpy(fresh, path);
-    if (!Append(fresh, ending))
+    if (!MakeFreshName(fresh, path))
         return OutputClosed;
     if (Create(fresh, text, size) && MoveFileExW(fresh, path, MOVEFILE_REPLACE_EXISTING))
         return NoError;
