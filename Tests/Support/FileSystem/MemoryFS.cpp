@@ -224,6 +224,8 @@ public:
             return MoveStatus::AccessDenied;
         if (taken != nullptr)
             return MoveStatus::TargetExists;
+        if (source->Holds(*folder.node))
+            return MoveStatus::Other;
         node->Remove(from);
         source->name = to;
         folder.node->children.push_back(source);
@@ -239,6 +241,8 @@ public:
             return CopyStatus::EntryNotFound;
         if (taken != nullptr)
             return CopyStatus::TargetExists;
+        if (source->Holds(*folder.node))
+            return CopyStatus::Other;
         if (tree.isReadOnly)
             return CopyStatus::AccessDenied;
         if (!tree.Take(1 + source->content.size()))
@@ -339,6 +343,11 @@ MemoryNodePtr MemoryNode::Add(IO::Name const & child, IO::EntryType childType) {
 
 void MemoryNode::Remove(IO::Name const & child) {
     std::erase_if(children, [&](auto const & node) { return node->name == child; });
+}
+
+bool MemoryNode::Holds(MemoryNode const & other) const {
+    return this == &other || std::any_of(children.begin(), children.end(),
+                                         [&](auto const & child) { return child->Holds(other); });
 }
 
 bool MemoryNode::IsOpen() const {

@@ -31,6 +31,8 @@ struct MemoryNode {
     std::shared_ptr<MemoryNode> Add(IO::Name const & child, IO::EntryType childType);
     void Remove(IO::Name const & child);
     bool IsOpen() const;
+    /// Whether the other is this one, or lies somewhere below.
+    bool Holds(MemoryNode const & other) const;
     std::shared_ptr<MemoryNode> Clone() const;
 };
 
