@@ -2,15 +2,25 @@
 
 #include <Kestrel/FileSystem/File.h>
 #include <Kestrel/FileSystem/Folder.h>
+#include <Kestrel/FileSystem/Internal/FoundFile.h>
 #include <Kestrel/FileSystem/TreeEnumerator.h>
 
 namespace IO {
 
 namespace {
 
+// Both count a file that the enumeration is certain of as soon as it is met, and the others once the
+// walk knows what they are.
+
 class RecursiveFileCounter final : public TreeEnumerator {
 public:
     using TreeEnumerator::TreeEnumerator;
+    bool EntryFound(Name const & name, bool isFolder) override {
+        if (isFolder || !FoundFile(*GetParent()).IsCertain())
+            return true;
+        FileFound(name);
+        return false;
+    }
     bool FileFound(Name const &) override {
         ++result;
         return true;
@@ -22,10 +32,17 @@ public:
 class RecursiveSizeCounter final : public TreeEnumerator {
 public:
     using TreeEnumerator::TreeEnumerator;
+    bool EntryFound(Name const &, bool isFolder) override {
+        unsigned long long length;
+        if (isFolder || !FoundFile(*GetParent()).GetLength(&length))
+            return true;
+        result += length;
+        return false;
+    }
     bool FileFound(Name const & name) override {
-        unsigned long long size = 0;
-        if (File(*GetParent(), name).GetDataLength(&size) == NoError)
-            result += size;
+        unsigned long long length = 0;
+        if (File(*GetParent(), name).GetDataLength(&length) == NoError)
+            result += length;
         return true;
     }
 

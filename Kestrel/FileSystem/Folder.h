@@ -162,6 +162,7 @@ public:
 
 private:
     friend class File;
+    friend class FoundFile;
 
     MuErrCode Connect();
     void ConnectOrCreate(OnNotFound onNotFound, Folder * parent);

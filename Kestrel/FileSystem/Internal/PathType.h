@@ -55,6 +55,8 @@ public:
     bool HasEntry() const { return find != nullptr && error == FileError::None; }
     void Next();
     FindData const & GetEntry() const { return data; }
+    /// Makes attributes and size of the entry certain; false when it may not be looked at.
+    bool LookAtEntry() { return GetFileCalls().LookAtFound(find, &data) == FileError::None; }
     /// Why there is no entry: None behind the last one.
     unsigned int GetError() const { return error == FileError::NoMoreFiles ? 0 : error; }
 
@@ -64,18 +66,6 @@ private:
     FindHandle find = nullptr;
     unsigned int error;
     FindData data;
-};
-
-/// Keeps the system from asking the user for a medium while it stands.
-class SilentErrors {
-public:
-    SilentErrors() : mode(GetFileCalls().SetErrorMode(0x8001)) {}
-    ~SilentErrors() { GetFileCalls().SetErrorMode(mode); }
-    SilentErrors(SilentErrors const &) = delete;
-    SilentErrors & operator=(SilentErrors const &) = delete;
-
-private:
-    unsigned int mode;
 };
 
 } // namespace IO

@@ -179,20 +179,64 @@ FolderEntry::GetTypeStatus WinFolderEntry::GetType(Name const & name, EntryType 
     }
 }
 
+/// What is being handed out by the innermost enumeration of the entry. One name serves all, so that
+/// most take no memory.
+struct WinFolderEntry::Found {
+    explicit Found(WinFolderEntry & entry)
+        : entry(entry), outer(entry.found), search(entry.path),
+          marksLinks(GetFileCalls().MarksLinks()) {
+        entry.found = this;
+    }
+    ~Found() { entry.found = outer; }
+    Found(Found const &) = delete;
+    Found & operator=(Found const &) = delete;
+
+    // Where links are not marked, each file has to be read to know.
+    bool IsFile() const {
+        constexpr unsigned int others = FileAttribute::Folder | FileAttribute::Link;
+        return marksLinks && (search.GetEntry().attributes & others) == 0 && name.IsLegal();
+    }
+    // A folder that lets one look at one of its entries does so for all.
+    bool LetsLook() {
+        if (!isTried)
+            letsLook = search.LookAtEntry();
+        isTried = true;
+        return letsLook;
+    }
+
+    WinFolderEntry & entry;
+    Found * outer;
+    FolderSearch search;
+    bool marksLinks;
+    bool isTried = false;
+    bool letsLook = false;
+    Name name;
+};
+
 EnumerateStatus WinFolderEntry::Enumerate(EntryEnumerator & enumerator) {
     if (depth == 0)
         return EnumerateDriveNames(enumerator);
-    FolderSearch search(path);
-    // One text and one name serve all entries, so that most take no memory.
+    Found current(*this);
+    FolderSearch & search = current.search;
     Mu::UniString text;
-    Name name;
     for (; search.HasEntry(); search.Next()) {
         text = Mu::ConstSubstring(search.GetEntry().GetName());
-        name = text;
-        if (!enumerator.EntryFound(name, search.GetEntry().IsFolder()))
+        current.name = text;
+        if (!enumerator.EntryFound(current.name, search.GetEntry().IsFolder()))
             return EnumerateStatus::Stopped;
     }
     return TranslateDenial<EnumerateStatus>(search.GetError());
+}
+
+bool WinFolderEntry::IsFoundFile() const {
+    return found != nullptr && found->IsFile() && found->LetsLook() && found->IsFile();
+}
+
+bool WinFolderEntry::GetFoundLength(unsigned long long * length) const {
+    if (found == nullptr || !found->IsFile() || !found->search.LookAtEntry() || !found->IsFile())
+        return false;
+    *length = found->search.GetEntry().size;
+    return true;
 }
 
 FSEntry::AttributeStatus WinFolderEntry::GetFreeSpace(unsigned long long * bytes) {

@@ -45,6 +45,12 @@ public:
 
     unsigned int GetDepth() const { return depth; }
 
+    /// While the entry hands out a name: whether that is a plain file, nothing to be followed, which
+    /// GetType would find too. Costs a look at the first name of an enumeration and none after it.
+    bool IsFoundFile() const;
+    /// The same, and how long the file is, at one look.
+    bool GetFoundLength(unsigned long long * length) const;
+
 private:
     bool Takes(Name const & name) const;
     Mu::UniString PathOf(Name const & name) const;
@@ -53,7 +59,10 @@ private:
     TimeStatus GetTime(TimeKind kind, int * time) const;
     AttributeStatus GetVolumeType(unsigned int * type) const;
 
+    struct Found;
+
     WinFileSystem & owner;
+    Found * found = nullptr; // null unless a name is being handed out
     Mu::UniString path;
     unsigned int depth = 0;
 };

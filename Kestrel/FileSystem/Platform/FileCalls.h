@@ -36,6 +36,9 @@ public:
     virtual unsigned int FindFirstFile(PathText path, FindHandle * find, FindData * data) = 0;
     /// NoMoreFiles behind the last entry.
     virtual unsigned int FindNextFile(FindHandle find, FindData * data) = 0;
+    /// Makes attributes and size certain of the entry that an enumeration handed out last into
+    /// `*data`: a look without a path, where the enumeration itself does not tell them. Not recorded.
+    virtual unsigned int LookAtFound(FindHandle find, FindData * data) = 0;
     virtual unsigned int FindClose(FindHandle find) = 0;
 
     /// Null in `*file` after a failure. `attributes` holds FileAttribute bits for a new file, and

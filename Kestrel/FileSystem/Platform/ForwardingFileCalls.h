@@ -30,6 +30,9 @@ public:
     unsigned int FindNextFile(FindHandle find, FindData * data) override {
         return below->FindNextFile(find, data);
     }
+    unsigned int LookAtFound(FindHandle find, FindData * data) override {
+        return below->LookAtFound(find, data);
+    }
     unsigned int FindClose(FindHandle find) override { return below->FindClose(find); }
     unsigned int CreateFile(PathText path, unsigned int access, unsigned int share,
                             unsigned int disposition, unsigned int attributes,

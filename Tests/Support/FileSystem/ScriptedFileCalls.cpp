@@ -113,6 +113,12 @@ unsigned int ScriptedFileCalls::FindNextFile(FindHandle find, FindData * data) {
     return ForwardingFileCalls::FindNextFile(find, data);
 }
 
+unsigned int ScriptedFileCalls::LookAtFound(FindHandle find, FindData * data) {
+    if (Meets(FileCall::LookAtFound))
+        return failure;
+    return ForwardingFileCalls::LookAtFound(find, data);
+}
+
 unsigned int ScriptedFileCalls::FindClose(FindHandle find) {
     bool const fails = Meets(FileCall::FindClose);
     --open;

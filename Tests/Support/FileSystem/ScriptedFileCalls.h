@@ -21,6 +21,7 @@ enum class FileCall : unsigned int {
     GetDiskFreeSpaceEx,
     FindFirstFile,
     FindNextFile,
+    LookAtFound,
     FindClose,
     CreateFile,
     CloseHandle,
@@ -85,6 +86,7 @@ public:
     unsigned int GetDiskFreeSpaceEx(PathText folder, unsigned long long * available) override;
     unsigned int FindFirstFile(PathText path, FindHandle * find, FindData * data) override;
     unsigned int FindNextFile(FindHandle find, FindData * data) override;
+    unsigned int LookAtFound(FindHandle find, FindData * data) override;
     unsigned int FindClose(FindHandle find) override;
     unsigned int CreateFile(PathText path, unsigned int access, unsigned int share,
                             unsigned int disposition, unsigned int attributes,

@@ -47,13 +47,15 @@ PathText GetSearchedFolder(PathText path) {
 struct Search : Mu::Allocated {
     explicit Search(int descriptor) : reader(descriptor) {}
     FolderReader reader;
+    FolderReader::Entry entry; // handed out last
 };
 
-unsigned int GetNext(FolderReader * reader, FindData * data) {
-    FolderReader::Entry entry;
-    if (!reader->Next(&entry))
+unsigned int GetNext(Search * search, FindData * data) {
+    FolderReader::Entry & entry = search->entry;
+    if (!search->reader.Next(&entry))
         return errno == 0 ? FileError::NoMoreFiles : GetLastFileError();
-    *data = {};
+    data->creationTime = 0;
+    data->lastWriteTime = 0;
     data->attributes = ToAttributes(entry.type);
     data->size = entry.type == FolderReader::Type::Link ? 1 : 0;
     return SetName(entry.name, data) ? FileError::None : FileError::NameTooLong;
@@ -122,7 +124,7 @@ unsigned int PosixFileCalls::FindAll(PathText folder, FindHandle * find, FindDat
         return FileError::NotEnoughMemory;
     }
     Search * const search = new (block) Search(descriptor);
-    error = GetNext(&search->reader, data);
+    error = GetNext(search, data);
     if (error == FileError::None)
         *find = search;
     else
@@ -133,7 +135,20 @@ unsigned int PosixFileCalls::FindAll(PathText folder, FindHandle * find, FindDat
 unsigned int PosixFileCalls::FindNextFile(FindHandle find, FindData * data) {
     if (find == &oneEntry)
         return FileError::NoMoreFiles;
-    return GetNext(&static_cast<Search *>(find)->reader, data);
+    return GetNext(static_cast<Search *>(find), data);
+}
+
+unsigned int PosixFileCalls::LookAtFound(FindHandle find, FindData * data) {
+    if (find == &oneEntry)
+        return FileError::None;
+    Search const & search = *static_cast<Search *>(find);
+    struct stat info;
+    if (::fstatat(search.reader.GetDescriptor(), search.entry.name.data(), &info,
+                  AT_SYMLINK_NOFOLLOW) != 0)
+        return GetLastFileError();
+    data->attributes = ToAttributes(info.st_mode);
+    data->size = S_ISLNK(info.st_mode) ? std::max<long long>(info.st_size, 1) : info.st_size;
+    return FileError::None;
 }
 
 unsigned int PosixFileCalls::FindClose(FindHandle find) {

@@ -131,6 +131,11 @@ unsigned int WindowsFileCalls::FindNextFile(FindHandle find, FindData * data) {
     return FileError::None;
 }
 
+// The enumeration has told all there is.
+unsigned int WindowsFileCalls::LookAtFound(FindHandle /*find*/, FindData * /*data*/) {
+    return FileError::None;
+}
+
 unsigned int WindowsFileCalls::FindClose(FindHandle find) {
     return Result(::FindClose(find));
 }
