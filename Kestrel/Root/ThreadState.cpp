@@ -59,9 +59,10 @@ void Thread::State::RunTask() {
     task.Release();
 }
 
+// Ended first: who sees that none runs any more can gather them all.
 void Thread::State::End() {
-    running.fetch_sub(1, std::memory_order_relaxed);
     ended.store(true, std::memory_order_release);
+    running.fetch_sub(1, std::memory_order_release);
     waiters.NotifyAll();
 }
 
@@ -122,7 +123,7 @@ void Thread::State::GatherLeftBehind() {
 }
 
 unsigned int Thread::State::CountRunning() {
-    return running.load(std::memory_order_relaxed);
+    return running.load(std::memory_order_acquire);
 }
 
 void Thread::State::Interrupt(bool forEver) {

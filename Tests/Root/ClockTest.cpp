@@ -1,5 +1,6 @@
 #include <Kestrel/Root/Clock.h>
 
+#include <Kestrel/Root/Internal/Parker.h>
 #include <Kestrel/Root/Timeout.h>
 #include <Kestrel/Root/Timer.h>
 
@@ -24,6 +25,10 @@ TEST(Clock, AgreesWithTheSystem) {
     unsigned long long const first = Mu::GetClock().GetMonotonicMicroseconds();
     Mu::clockManager.Sleep(0.001);
     EXPECT_GE(Mu::GetClock().GetMonotonicMicroseconds(), first + 1000);
+    Mu::Parker parker;
+    EXPECT_FALSE(Mu::GetClock().WaitFor(parker, 0));
+    parker.Wake();
+    EXPECT_TRUE(Mu::GetClock().WaitFor(parker, 0));
 }
 
 TEST(Clock, SleepsForNothingButARealTime) {

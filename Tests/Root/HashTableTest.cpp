@@ -133,6 +133,10 @@ TEST(HashTable, GrowsAndShrinksByItsTwoFactors) {
         table.Delete(i);
     EXPECT_LE(table.GetCapacity(), 32u);
     EXPECT_EQ(table.begin()->key, 995u);
+    table.SetCapacity(1000);
+    table.SetCapacity(1);
+    EXPECT_EQ(table.GetCapacity(), 1024u) << "room is made, never taken away";
+    EXPECT_TRUE(table.Contains(999));
 }
 
 TEST(HashTable, StepsThroughPowersOfTwo) {

@@ -71,7 +71,7 @@ TEST(TextFormat, TakesTextOfAnyKind) {
 
 TEST(TextFormat, PrintsAsItStandsWhatHasNoFittingArgument) {
     EXPECT_EQ(Print("%d %s"), "%d %s");
-    EXPECT_EQ(Print("%d %s", 1), "1 %s");
+    EXPECT_EQ(Print("%d %d", 1), "1 %d");
     EXPECT_EQ(Print("%s %05d", 1, "x"), "%s %05d");
     EXPECT_EQ(Print("%q %d", 1, 2), "%q 2");
     EXPECT_EQ(Print("end %", 1), "end %");

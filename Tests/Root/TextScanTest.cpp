@@ -30,8 +30,12 @@ TEST(TextScan, StoresNumbersOfAnyWidth) {
     unsigned short mark = 0;
     unsigned long medium = 0;
     long long large = 0;
-    UniString const text("  -100 +77 0xAFfe 4294967295 -9223372036854775808");
-    EXPECT_EQ(text.Scanf("%d%d %x %lu %d", &tiny, &small, &mark, &medium, &large), 5);
+    int bare = 0, none = 7;
+    UniString const text("  -100 +77 0xAFfe 4294967295 -9223372036854775808 1c 0x1");
+    EXPECT_EQ(
+        text.Scanf("%d%d %x %lu %d %x %d", &tiny, &small, &mark, &medium, &large, &bare, &none), 7);
+    EXPECT_EQ(bare, 0x1C);
+    EXPECT_EQ(none, 0) << "what a decimal number can take of it";
     EXPECT_EQ(tiny, -100);
     EXPECT_EQ(small, 77);
     EXPECT_EQ(mark, 0xAFFE);

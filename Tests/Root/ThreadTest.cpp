@@ -82,7 +82,12 @@ TEST(Thread, ReleasesItsTask) {
     std::atomic<int> deleted = 0;
     {
         Mu::RunnableTask task(new Task([] {}, &deleted));
-        Mu::RunnableTask copy(task);
+        Mu::RunnableTask copy(new Task([] {}, &deleted));
+        copy = task;
+        EXPECT_EQ(deleted, 1);
+        deleted = 0;
+        Mu::RunnableTask const & itself = copy;
+        copy = itself;
         Mu::Thread unstarted(task, Mu::UniString());
         unstarted.Join(false); // there is nothing to wait for
         Mu::Thread started(copy, Mu::UniString());
@@ -101,6 +106,7 @@ TEST(Thread, OutlivesAnExceptionInItsTask) {
 }
 
 TEST(Thread, MayBeDeletedWhileItRuns) {
+    long long const blocks = Tests::CountLiveBlocks();
     std::atomic<int> deleted = 0;
     Gate gate, ended;
     auto thread = std::make_unique<Mu::Thread>(Mu::RunnableTask(new Task(
@@ -121,9 +127,8 @@ TEST(Thread, MayBeDeletedWhileItRuns) {
     while (Mu::Threading::CountRunning() > 0)
         std::this_thread::yield();
     Mu::Threading::Terminate(); // gathers it, so that nothing of it is left
-    while (Tests::CountLiveBlocks() > 0 && deleted == 0)
-        std::this_thread::yield();
     EXPECT_EQ(deleted, 1);
+    EXPECT_EQ(Tests::CountLiveBlocks(), blocks);
 }
 
 TEST(Thread, ThrowsWhenItWaitsForItself) {

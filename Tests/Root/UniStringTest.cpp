@@ -204,6 +204,7 @@ TEST(UniString, ComparesExactlyOrWithoutCase) {
     EXPECT_TRUE(text.IsEqual(u"sTRA\u00DFE \u00E4\u00F6", Mu::IgnoreCase));
     EXPECT_FALSE(text.IsEqual(u"sTRA\u00DFE \u00E4\u00F6", Mu::RespectCase));
     EXPECT_FALSE(text.IsEqual(u"sTRASSE \u00E4\u00F6", Mu::IgnoreCase));
+    EXPECT_FALSE(text.IsEqual(u"sTRA\u00DFE \u00E4\u00F5", Mu::IgnoreCase));
     EXPECT_TRUE(UniString("ABC") < UniString("abc"));
     EXPECT_TRUE(UniString("ab") < UniString("abc"));
     EXPECT_FALSE(UniString("abc") < UniString("abc"));
