@@ -188,8 +188,8 @@ DeleteStatus DeletePath(PathText path, bool force) {
 bool CanWriteInto(PathText folder) {
     Mu::UniString const path = JoinPath(folder, u"Write Test 245770131727495");
     Mu::LockGuard guard(GetWriteTestLock());
-    SilentErrors const silent;
     FileCalls & calls = GetFileCalls();
+    ErrorModeMark const mark(calls);
     FileHandle file = nullptr;
     if (calls.CreateFile(path, FileAccess::None, FileShare::None, FileDisposition::CreateAlways,
                          FileAttribute::Normal, &file) != FileError::None)

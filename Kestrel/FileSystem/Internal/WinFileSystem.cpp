@@ -2,6 +2,9 @@
 
 #include <Kestrel/FileSystem/Internal/Drives.h>
 #include <Kestrel/FileSystem/Internal/SpecialLocations.h>
+#include <Kestrel/Location/Internal/ValidatorTable.h>
+#include <Kestrel/Location/LocationValidator.h>
+#include <Kestrel/Root/Memory.h>
 
 namespace IO {
 
@@ -21,6 +24,24 @@ bool ReportDrive(PathText root, void * data) {
     return drive.Set(Mu::UniString(root)) != NoError || call.callback(drive, call.data);
 }
 
+// False for a location that has no path: one that is illegal, or lies in a network that no path can
+// name. Locations say so too when memory is short; that must not pass for a file that is not there,
+// so what failed is asked again in a way that throws.
+bool GetPath(Location const & location, Mu::UniString * path) {
+    MuErrCode const status = location.ToPath(path);
+    if (status == NoError)
+        return true;
+    if (status == ErrMemoryFull)
+        Mu::ThrowOutOfMemory();
+    if (!GetValidator(RunningPlatform)->IsLegal(location))
+        return false;
+    if (location.ToPath(path) == NoError)
+        return true;
+    if (location.IsLocal())
+        Mu::ThrowOutOfMemory();
+    return false;
+}
+
 } // namespace
 
 WinFileSystem::WinFileSystem() : fileEntries(*this), folderEntries(*this) {}
@@ -32,7 +53,7 @@ WinFileSystem::~WinFileSystem() = default;
 // illegal has no path.
 WinFileSystem::ResolveStatus WinFileSystem::Resolve(Location * location, Mu::UniString * path,
                                                     PathType * type) {
-    if (location->ToPath(path) != NoError)
+    if (location->GetStatus() != NoError || !GetPath(*location, path))
         return ResolveStatus::NoPath;
     PathBuffer target;
     PathLook const look = LookAtPath(*path, restrictLinkExtensions, &target.text);
@@ -100,11 +121,12 @@ bool WinFileSystem::IsOnLine(Location const & location) {
     if (!location.IsLocal() || location.IsRoot() || location.ToPath(&path) != NoError)
         return true;
     Mu::UniString const root = GetRootPath(path);
-    unsigned int const type = GetFileCalls().GetDriveType(root);
+    FileCalls & calls = GetFileCalls();
+    unsigned int const type = calls.GetDriveType(root);
     if (type != DriveType::Removable && type != DriveType::CDRom)
         return true;
-    SilentErrors const silent;
-    return GetFileCalls().GetVolumeInformation(root) == FileError::None;
+    ErrorModeMark const mark(calls);
+    return calls.GetVolumeInformation(root) == FileError::None;
 }
 
 bool WinFileSystem::GetSpecialLocation(SpecLocId id, Location * location) {
