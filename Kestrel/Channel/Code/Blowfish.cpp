@@ -32,11 +32,11 @@ void ForEachBlock(void * data, unsigned int size, Cipher cipher) {
         return;
     unsigned char * block = static_cast<unsigned char *>(data);
     for (unsigned char * const end = block + size; block != end; block += 8) {
-        Blowfish::Word left{Load(block)};
-        Blowfish::Word right{Load(block + 4)};
-        cipher(&left, &right);
-        Store(left.word, block);
-        Store(right.word, block + 4);
+        unsigned int left = Load(block);
+        unsigned int right = Load(block + 4);
+        cipher(left, right);
+        Store(left, block);
+        Store(right, block + 4);
     }
 }
 
@@ -70,13 +70,13 @@ void Blowfish::GenerateSubKeys(void const * key, unsigned int length) {
         for (unsigned int shift = 0; shift < 32; shift += 8)
             word ^= takeByte() << shift;
 
-    Word left{0};
-    Word right{0};
+    unsigned int left = 0;
+    unsigned int right = 0;
     auto const replace = [&](unsigned int * words, unsigned int count) {
         for (unsigned int i = 0; i < count; i += 2) {
-            BF_En(&left, &right);
-            words[i] = left.word;
-            words[i + 1] = right.word;
+            Encipher(left, right);
+            words[i] = left;
+            words[i + 1] = right;
         }
     };
     replace(P, rounds + 2);
@@ -89,36 +89,46 @@ inline unsigned int Blowfish::F(unsigned int x) const {
 }
 
 // Two rounds a step, so that the halves need no exchange.
-inline void Blowfish::BF_En(Word * left, Word * right) const {
-    unsigned int l = left->word;
-    unsigned int r = right->word;
+inline void Blowfish::Encipher(unsigned int & left, unsigned int & right) const {
+    unsigned int l = left;
+    unsigned int r = right;
     for (unsigned int i = 0; i < rounds; i += 2) {
         l ^= P[i];
         r ^= F(l) ^ P[i + 1];
         l ^= F(r);
     }
-    left->word = r ^ P[rounds + 1];
-    right->word = l ^ P[rounds];
+    left = r ^ P[rounds + 1];
+    right = l ^ P[rounds];
 }
 
-inline void Blowfish::BF_De(Word * left, Word * right) const {
-    unsigned int l = left->word;
-    unsigned int r = right->word;
+inline void Blowfish::Decipher(unsigned int & left, unsigned int & right) const {
+    unsigned int l = left;
+    unsigned int r = right;
     for (unsigned int i = rounds + 1; i > 1; i -= 2) {
         l ^= P[i];
         r ^= F(l) ^ P[i - 1];
         l ^= F(r);
     }
-    left->word = r ^ P[0];
-    right->word = l ^ P[1];
+    left = r ^ P[0];
+    right = l ^ P[1];
+}
+
+void Blowfish::BF_En(Word * left, Word * right) const {
+    Encipher(left->word, right->word);
+}
+
+void Blowfish::BF_De(Word * left, Word * right) const {
+    Decipher(left->word, right->word);
 }
 
 void Blowfish::Encrypt(void * data, unsigned int size) const {
-    ForEachBlock(data, size, [this](Word * left, Word * right) { BF_En(left, right); });
+    ForEachBlock(data, size,
+                 [this](unsigned int & left, unsigned int & right) { Encipher(left, right); });
 }
 
 void Blowfish::Decrypt(void * data, unsigned int size) const {
-    ForEachBlock(data, size, [this](Word * left, Word * right) { BF_De(left, right); });
+    ForEachBlock(data, size,
+                 [this](unsigned int & left, unsigned int & right) { Decipher(left, right); });
 }
 
 } // namespace IO

@@ -53,6 +53,8 @@ private:
     static constexpr unsigned int rounds = 16;
 
     unsigned int F(unsigned int x) const;
+    void Encipher(unsigned int & left, unsigned int & right) const;
+    void Decipher(unsigned int & left, unsigned int & right) const;
 
     unsigned int P[rounds + 2];
     unsigned int S[4][256];

@@ -10,13 +10,12 @@
 namespace IO {
 
 /// What stands behind a CodeIChannel.
-class CodeIChannel::CodeIChannelImp : public InputBuffer::BinInput {
+class CodeIChannel::CodeIChannelImp final : public InputBuffer::BinInput {
 public:
     CodeIChannelImp(Mu::IChannel & source, void const * key, unsigned int length)
         : sourceChannel(&source), cipher(new Blowfish) {
         cipher->SetPassword(key, length);
     }
-    virtual ~CodeIChannelImp() = default;
 
     MuErrCode InternalRead(char * destination, unsigned int count, unsigned int * read) override {
         *read = 0;
@@ -95,8 +94,9 @@ bool CodeIChannel::CodeIChannelImp::FetchRecord(MuErrCode * status) {
 }
 
 MuErrCode CodeIChannel::CodeIChannelImp::FindNextBlock() {
-    CodeRecord found{};
+    CodeRecord found;
     for (;;) {
+        found = {}; // half a marker and the rest of the bytes before it are none
         MuErrCode const status = sourceChannel->ReadBin(found.marker, 2, nullptr);
         if (found.HasMarker())
             break;
@@ -122,7 +122,9 @@ CodeIChannel::~CodeIChannel() {
 }
 
 MuErrCode CodeIChannel::GetInputPosition(unsigned long long * position) const {
-    *position = imp->GetTotalOutput() - GetDataSizeInInputBuffer();
+    // Bytes put back in front of the start leave the position there.
+    unsigned long long const total = imp->GetTotalOutput();
+    *position = total - std::min<unsigned long long>(total, GetDataSizeInInputBuffer());
     return NoError;
 }
 

@@ -2,6 +2,7 @@
 
 #include <Kestrel/Channel/Zip/Internal/ZipIChannelImp.h>
 
+#include <algorithm>
 #include <new>
 
 namespace IO {
@@ -18,7 +19,10 @@ ZipIChannel::~ZipIChannel() {
 }
 
 MuErrCode ZipIChannel::GetInputPosition(unsigned long long * position) const {
-    *position = imp->GetTotalOutput() - GetDataSizeInInputBuffer();
+    // Bytes put back in front of the start leave the position there, as do those of a piece that
+    // ended in a break, which the total does not count.
+    unsigned long long const total = imp->GetTotalOutput();
+    *position = total - std::min<unsigned long long>(total, GetDataSizeInInputBuffer());
     return NoError;
 }
 

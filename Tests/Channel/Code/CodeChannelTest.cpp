@@ -132,6 +132,19 @@ TEST(Blowfish, DeciphersWithKeysOfAnyLength) {
     }
 }
 
+TEST(Blowfish, CiphersABlockByItsHalves) {
+    Blowfish cipher;
+    cipher.SetPassword("abc", 3);
+    Blowfish::Word left{0x03020100};
+    Blowfish::Word right{0x07060504};
+    cipher.BF_En(&left, &right);
+    EXPECT_EQ(left.word, 0x33C508E6u); // e608c533 and 4155f86c, low byte first
+    EXPECT_EQ(right.word, 0x6CF85541u);
+    cipher.BF_De(&left, &right);
+    EXPECT_EQ(left.word, 0x03020100u);
+    EXPECT_EQ(right.word, 0x07060504u);
+}
+
 TEST(Blowfish, LeavesAloneWhatIsNoBlock) {
     Blowfish cipher;
     cipher.SetPassword("key", 3);
@@ -229,6 +242,16 @@ TEST(CodeIChannel, GoesOnBehindALoss) {
     EXPECT_EQ(decoder.Read(100), text.substr(80));
 }
 
+TEST(CodeIChannel, TakesNoMarkerFromTwoPlaces) {
+    Decoder decoder("x\x7F\x7F"); // the second half is the first of a pair that was cut
+    EXPECT_EQ(decoder.code.FindNextBlock(), IO::EOI);
+    EXPECT_EQ(decoder.code.GetCodeError(), IO::NoError) << "no record was read";
+    EXPECT_EQ(decoder.code.PushBack("ab", 2), IO::NoError);
+    unsigned long long position = 9;
+    (void)decoder.code.GetInputPosition(&position);
+    EXPECT_EQ(position, 0u) << "there is nothing in front of the start";
+}
+
 // Kept: the last record comes twice, the second time as rubbish.
 TEST(CodeIChannel, EndsACutStreamWithRubbishAndTheStatusOfTheSource) {
     std::string const bytes = Encode(Count(0, 32));
@@ -265,13 +288,15 @@ TEST(CodeIChannel, SurvivesCutsFlipsAndRubbish) {
 }
 
 TEST(CodeOChannel, PassesOnWhatTheDestinationSays) {
-    Tests::RecordingOChannel out;
-    out.sink.failFrom = 2;
-    CodeOChannel code(out, key.data(), 5);
-    MuErrCode status = IO::NoError;
-    for (int i = 0; i < 100 && status == IO::NoError; ++i)
-        status = code.WriteBin(std::string(1000, 'x').data(), 1000, nullptr);
-    EXPECT_EQ(status, IO::EOO);
+    for (unsigned int n = 1; n < 8; ++n) {
+        Tests::RecordingOChannel out;
+        out.sink.failFrom = n;
+        CodeOChannel code(out, key.data(), 5);
+        MuErrCode status = IO::NoError;
+        for (int i = 0; i < 200 && status == IO::NoError; ++i)
+            status = code.WriteBin(std::string(1000, 'x').data(), 1000, nullptr);
+        EXPECT_EQ(status, IO::EOO);
+    }
 }
 
 TEST(CodeChannels, MeetEveryFailedAllocation) {

@@ -8,10 +8,10 @@
 namespace IO {
 
 /// What stands behind a ZipIChannel: the decompressor over the source's own bytes.
-class ZipIChannel::ZipIChannelImp : public InputBuffer::BinInput {
+class ZipIChannel::ZipIChannelImp final : public InputBuffer::BinInput {
 public:
     explicit ZipIChannelImp(Mu::IChannel & source);
-    virtual ~ZipIChannelImp();
+    ~ZipIChannelImp();
 
     MuErrCode InternalRead(char * destination, unsigned int count, unsigned int * read) override;
     virtual MuErrCode GetZipError() const { return zipError; }
