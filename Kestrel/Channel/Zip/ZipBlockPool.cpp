@@ -14,12 +14,14 @@ void ZipBlockQueue::Push(ZipBlock const & block) {
     while (count == capacity && !MakeRoom())
         popped.Wait();
     ring[(first + count++) % capacity] = block;
-    pushed.Notify();
+    if (count >= awaited)
+        pushed.Notify();
 }
 
-ZipBlock ZipBlockQueue::Pop() {
+ZipBlock ZipBlockQueue::Pop(unsigned int atLeast) {
     Mu::LockGuard guard(lock);
-    while (count == 0)
+    awaited = count == 0 ? atLeast : 1;
+    while (count < awaited)
         pushed.Wait();
     ZipBlock const block = ring[first];
     first = (first + 1) % capacity;
@@ -53,10 +55,12 @@ ZipBlockPool::~ZipBlockPool() {
         Mu_free(block);
 }
 
+// The writer holds no block here, so all of them come back, and it can wait for many: being woken
+// for each would cost it more than filling them.
 ZipBlock ZipBlockPool::TakeFree() {
     if (free.IsEmpty() && storage.GetSize() < MaxBlocks)
         AddBlock();
-    return free.Pop();
+    return free.Pop((storage.GetSize() + 3) / 4);
 }
 
 void ZipBlockPool::AddBlock() {

@@ -20,8 +20,8 @@ struct ZipBlock {
     static ZipBlock MakeCommand(unsigned int command) { return {nullptr, command, 0}; }
 };
 
-/// A first-in first-out queue between two threads. It holds as many blocks as are pushed; where
-/// it cannot grow, the pusher waits for the other side to take one.
+/// A first-in first-out queue between two threads, one that pushes and one that pops. It holds as
+/// many blocks as are pushed; where it cannot grow, the pusher waits for the other side to take one.
 class ZipBlockQueue {
 public:
     ZipBlockQueue() = default;
@@ -30,8 +30,9 @@ public:
     ZipBlockQueue & operator=(ZipBlockQueue const &) = delete;
 
     void Push(ZipBlock const & block);
-    /// Waits until there is one.
-    ZipBlock Pop();
+    /// Waits, if there is none, until there are `atLeast`: who waits for many is woken once for all
+    /// of them.
+    ZipBlock Pop(unsigned int atLeast = 1);
     bool IsEmpty();
 
 private:
@@ -47,6 +48,7 @@ private:
     unsigned int capacity = OwnCapacity;
     unsigned int first = 0;
     unsigned int count = 0;
+    unsigned int awaited = 1; // by the one who pops, while it waits
 };
 
 /// The blocks between a writer and its compressor, and the storage of all of them.
@@ -57,7 +59,7 @@ public:
     ~ZipBlockPool();
 
     /// An empty block: one that came back, or new storage while there may be more, else waits for
-    /// one to come back. Mu::OutOfMemoryException when there is no storage at all.
+    /// some to come back. Mu::OutOfMemoryException when there is no storage at all.
     ZipBlock TakeFree();
 
     ZipBlockQueue filled;
