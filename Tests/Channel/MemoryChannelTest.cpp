@@ -249,6 +249,23 @@ TEST(MemoryOChannel, LosesAllWhenItCannotGrow) {
     });
 }
 
+// Blocks of this size are moved by other means than small ones.
+TEST(MemoryOChannel, KeepsLargeContentsWhileItGrows) {
+    constexpr unsigned int count = 5000000;
+    MemoryOChannel out;
+    for (unsigned int i = 0; i < count; ++i)
+        out.Write(i);
+    char const * const block = out.GetDestination();
+    ASSERT_EQ(out.GetDataSize(), 4 * count);
+    MemoryIChannel in(block, out.GetDataSize());
+    bool same = true;
+    for (unsigned int i = 0; i < count; ++i) {
+        unsigned int value = 0;
+        same = in.Read(value) == IO::NoError && value == i && same;
+    }
+    EXPECT_TRUE(same);
+}
+
 TEST(MemoryChannels, GiveBackWhatWasWrittenHoweverItWasSplit) {
     std::mt19937 random(7);
     for (int round = 0; round < 50; ++round) {
