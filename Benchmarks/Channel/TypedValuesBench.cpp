@@ -138,10 +138,11 @@ void StringStreamWrite(benchmark::State & state) {
 }
 
 void ChannelWrite(benchmark::State & state) {
+    std::size_t const size = Bytes().size();
     for (auto _ : state) {
         IO::MemoryOChannel channel;
         WriteAll(channel);
-        if (channel.Flush() != IO::NoError || channel.GetDataSize() != Bytes().size())
+        if (channel.Flush() != IO::NoError || channel.GetDataSize() != size)
             state.SkipWithError("wrong bytes");
     }
     Done(state);
