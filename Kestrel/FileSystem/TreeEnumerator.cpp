@@ -7,19 +7,21 @@
 namespace IO {
 
 /// A folder that a walk entered. It knows the one it was entered from; the one that the walk starts
-/// with is none of these.
+/// with is none of these, or one of another walk.
 class TreeEnumerator::Level final : public Folder {
 public:
-    Level(Folder const & parent, Name const & name) : Folder(parent, name), parent(parent) {}
+    Level(TreeEnumerator const & walk, Name const & name)
+        : Folder(*walk.parent, name), walk(walk), above(*walk.parent) {}
 
-    /// Null for the first folder.
-    static Folder const * GetAbove(Folder const & folder) {
+    /// Null for the folder that the walk starts with.
+    static Folder const * GetAbove(Folder const & folder, TreeEnumerator const & walk) {
         Level const * const level = dynamic_cast<Level const *>(&folder);
-        return level == nullptr ? nullptr : &level->parent;
+        return level == nullptr || &level->walk != &walk ? nullptr : &level->above;
     }
 
 private:
-    Folder const & parent;
+    TreeEnumerator const & walk;
+    Folder const & above;
 };
 
 namespace {
@@ -116,7 +118,7 @@ void TreeEnumerator::ProcessFileFound(Name const & name) {
 void TreeEnumerator::ProcessFolderFound(Name const & name) {
     if (!Takes(name) || !FolderFound(name) || stopped)
         return;
-    Level const folder(*parent, name);
+    Level const folder(*this, name);
     ProcessFolderEntered(name, folder);
     {
         Restore const restored(parent);
@@ -163,7 +165,7 @@ bool TreeEnumerator::LeadsBack(Name const & link) const {
         return true;
     bool leadsBack = target.IsAncestorOf(location);
     for (Folder const * folder = parent; folder != nullptr && !leadsBack;
-         folder = Level::GetAbove(*folder))
+         folder = Level::GetAbove(*folder, *this))
         leadsBack = IsAt(*folder, target);
     if (leadsBack)
         Report(line, {location, target});
