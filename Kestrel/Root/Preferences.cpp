@@ -1,6 +1,7 @@
 #include <Kestrel/Root/Preferences.h>
 
 #include <Kestrel/Root/Exceptions.h>
+#include <Kestrel/Root/Internal/CoreGuard.h>
 #include <Kestrel/Root/Internal/PreferenceText.h>
 #include <Kestrel/Root/Memory.h>
 #include <Kestrel/Root/Platform/PreferenceFile.h>
@@ -17,6 +18,8 @@ namespace MuPref {
 namespace {
 
 constexpr std::size_t LargestFile = 1024 * 1024;
+
+constinit Mu::LockCore fileLock; // one thread of the process at a time reads or changes the file
 
 /// The content of a settings file, owned.
 class Text {
@@ -71,7 +74,10 @@ std::string_view EndLine(std::string_view before) {
 
 class Root final : public IRoot, public Mu::Allocated {
 public:
-    MuErrCode Load() { return text.Load(); }
+    MuErrCode Load() {
+        Mu::CoreGuard guard(fileLock);
+        return text.Load();
+    }
 
     bool GetUInt(char const * key, char const * name, unsigned int defaultValue,
                  unsigned int * value) const override {
@@ -116,6 +122,7 @@ private:
     // A null value removes. The file is read anew, since others may have changed it; one that
     // cannot be read is not written either, since what is in it would be lost.
     MuErrCode Change(std::string_view key, std::string_view name, char const * value) {
+        Mu::CoreGuard guard(fileLock);
         Text present, changed;
         MuErrCode status = present.Load();
         if (status == Mu::NoError)

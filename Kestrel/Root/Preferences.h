@@ -29,8 +29,9 @@ enum RootKeyDomain : int {
 /// The settings as the file had them when the root key was opened.
 ///
 /// Memory:  the text of the file, at most a megabyte.
-/// Threads: one at a time. Several root keys or processes that write at once: the last one wins,
-///          and the file is whole at any time, also when the power fails.
+/// Threads: one at a time, but each thread may open a root key of its own: what all of them set is
+///          in the file. Several processes that write at once: the last one wins. The file is whole
+///          at any time, also when the power fails.
 /// Failure: statuses, never exceptions. Reading never fails in another way than "not there".
 class KESTREL_API IRoot {
 public:

@@ -42,38 +42,27 @@ Mu::ClassInfo const & Shape::GetClassInfo() const {
 }
 
 // Gathers names and stops after so many.
-template <typename Enumerator, typename Item>
-class Names : public Enumerator {
+template <typename Enumerator>
+class Names final : public Enumerator {
 public:
     explicit Names(std::size_t limit = 1000000) : limit(limit) {}
+    bool ClassInfoFound(Mu::ClassInfo const & info) { return Add(info.GetName()); }
+    bool InstanceFound(Mu::CustomClassProperty const & property) { return Add(property.GetName()); }
+
     std::vector<std::string> found;
 
-protected:
-    bool Add(Item const & item) {
-        found.push_back(item.GetName());
+private:
+    bool Add(char const * name) {
+        found.push_back(name);
         return found.size() < limit;
     }
 
-private:
     std::size_t limit;
 };
 
-class AllClasses : public Names<Mu::ClassInfoEnumerator, Mu::ClassInfo> {
-public:
-    using Names::Names;
-    bool ClassInfoFound(Mu::ClassInfo const & info) override { return Add(info); }
-};
-class BaseClasses : public Names<Mu::ClassInfo::BaseClassEnumerator, Mu::ClassInfo> {
-public:
-    using Names::Names;
-    bool ClassInfoFound(Mu::ClassInfo const & info) override { return Add(info); }
-};
-class AllProperties
-    : public Names<Mu::CustomClassProperty::InstanceEnumerator, Mu::CustomClassProperty> {
-public:
-    using Names::Names;
-    bool InstanceFound(Mu::CustomClassProperty const & property) override { return Add(property); }
-};
+using AllClasses = Names<Mu::ClassInfoEnumerator>;
+using BaseClasses = Names<Mu::ClassInfo::BaseClassEnumerator>;
+using AllProperties = Names<Mu::CustomClassProperty::InstanceEnumerator>;
 
 std::size_t Count(std::vector<std::string> const & names, std::string const & name) {
     return static_cast<std::size_t>(std::count(names.begin(), names.end(), name));

@@ -137,6 +137,11 @@ TEST(HashTable, GrowsAndShrinksByItsTwoFactors) {
     table.SetCapacity(1);
     EXPECT_EQ(table.GetCapacity(), 1024u) << "room is made, never taken away";
     EXPECT_TRUE(table.Contains(999));
+    unsigned int const capacity = wide.GetCapacity();
+    wide.Clear(true);
+    for (unsigned int i = 0; i < 1000; ++i)
+        wide[i] = 0;
+    EXPECT_EQ(wide.GetCapacity(), capacity) << "a cleared table counts anew";
 }
 
 TEST(HashTable, StepsThroughPowersOfTwo) {

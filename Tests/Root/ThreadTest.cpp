@@ -1,6 +1,7 @@
 #include <Kestrel/Root/Thread.h>
 
 #include <Kestrel/Root/Exceptions.h>
+#include <Kestrel/Root/Internal/Parker.h>
 #include <Kestrel/Root/Platform/SystemCalls.h>
 
 #include "Tests/Support/FaultSweep.h"
@@ -39,6 +40,19 @@ Mu::RunnableTask Do(std::function<void()> work) {
 class Gate final : public Mu::Interruptible, public Tests::Gate {
 public:
     void Interrupt() override { Open(); }
+};
+
+// Time in which the waiting thread is interrupted.
+class InterruptingClock final : public Mu::Clock {
+public:
+    InterruptingClock() { Mu::SetClock(this); }
+    ~InterruptingClock() override { Mu::SetClock(nullptr); }
+    unsigned long long GetWallMilliseconds() override { return 0; }
+    unsigned long long GetMonotonicMicroseconds() override { return 0; }
+    bool WaitFor(Mu::Parker & parker, unsigned long long) override {
+        Mu::Thread::GetCurrent().Interrupt();
+        return parker.IsWoken();
+    }
 };
 
 bool RefuseThread(void *, std::uintptr_t *) {
@@ -108,26 +122,23 @@ TEST(Thread, OutlivesAnExceptionInItsTask) {
 TEST(Thread, MayBeDeletedWhileItRuns) {
     long long const blocks = Tests::CountLiveBlocks();
     std::atomic<int> deleted = 0;
-    Gate gate, ended;
-    auto thread = std::make_unique<Mu::Thread>(Mu::RunnableTask(new Task(
-                                                   [&] {
-                                                       gate.Wait();
-                                                       Mu::Thread::GetCurrent().GetName();
-                                                       ended.Open();
-                                                   },
-                                                   &deleted)),
-                                               U("left behind"));
-    thread->Start();
-    thread.reset();
+    Gate gate;
+    auto const work = [&] {
+        gate.Wait();
+        Mu::Thread::GetCurrent().GetName();
+    };
+    for (int i = 0; i < 3; ++i) {
+        Mu::Thread thread(Mu::RunnableTask(new Task(work, &deleted)), U("left behind"));
+        thread.Start();
+    }
     EXPECT_EQ(deleted, 0);
-    EXPECT_EQ(Mu::Threading::CountRunning(), 1u);
-    gate.Open();
-    ended.Wait();
+    EXPECT_EQ(Mu::Threading::CountRunning(), 3u);
     Mu::Threading::Initialize();
+    gate.Open();
     while (Mu::Threading::CountRunning() > 0)
         std::this_thread::yield();
-    Mu::Threading::Terminate(); // gathers it, so that nothing of it is left
-    EXPECT_EQ(deleted, 1);
+    Mu::Threading::Terminate(); // gathers them, so that nothing of them is left
+    EXPECT_EQ(deleted, 3);
     EXPECT_EQ(Tests::CountLiveBlocks(), blocks);
 }
 
@@ -185,6 +196,21 @@ TEST(Thread, IsInterruptedOnce) {
     EXPECT_TRUE(Mu::Thread::Interrupted());
     EXPECT_FALSE(Mu::Thread::Interrupted());
     EXPECT_FALSE(here.IsCanceled());
+}
+
+TEST(Thread, IsInterruptedWhileItWaits) {
+    Gate gate;
+    Mu::Thread other(Do([&] { gate.Wait(); }), Mu::UniString());
+    other.Start();
+    {
+        InterruptingClock clock;
+        EXPECT_THROW(Mu::Thread::Sleep(1, true), Mu::InterruptedIOException);
+        EXPECT_THROW(other.Wait(1, true, nullptr), Mu::InterruptedIOException);
+        EXPECT_FALSE(other.Wait(1, false, nullptr));
+    }
+    EXPECT_TRUE(Mu::Thread::Interrupted()) << "the wait that did not ask has left it";
+    gate.Open();
+    other.Join(false);
 }
 
 TEST(Thread, IsWokenByCancelWhereverItBlocks) {

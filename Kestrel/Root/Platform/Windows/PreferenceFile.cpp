@@ -1,5 +1,6 @@
 #include <Kestrel/Root/Platform/PreferenceFile.h>
 
+#include <Kestrel/Root/Clock.h>
 #include <Kestrel/Root/ErrorCodes.h>
 #include <Kestrel/Root/Memory.h>
 
@@ -78,6 +79,19 @@ bool MakeFreshName(Path & fresh, Path const & path) {
     return Append(fresh, ending);
 }
 
+// Nobody can replace a file that somebody reads, which other processes do for some moments.
+bool Replace(wchar_t const * fresh, wchar_t const * path) {
+    constexpr int tries = 10;
+    for (int i = 0; i < tries; ++i) {
+        if (MoveFileExW(fresh, path, MOVEFILE_REPLACE_EXISTING))
+            return true;
+        if (GetLastError() != ERROR_ACCESS_DENIED && GetLastError() != ERROR_SHARING_VIOLATION)
+            return false;
+        clockManager.Sleep(0.01);
+    }
+    return false;
+}
+
 bool IsMissing(DWORD error) {
     return error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND;
 }
@@ -122,7 +136,7 @@ MuErrCode WritePreferences(char const * text, std::size_t size) {
     MakeFolders(path);
     if (!MakeFreshName(fresh, path))
         return OutputClosed;
-    if (Create(fresh, text, size) && MoveFileExW(fresh, path, MOVEFILE_REPLACE_EXISTING))
+    if (Create(fresh, text, size) && Replace(fresh, path))
         return NoError;
     DeleteFileW(fresh);
     return OutputClosed;
