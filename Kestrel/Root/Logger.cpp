@@ -51,6 +51,19 @@ std::size_t CountBlock(char const * bytes, std::size_t size) {
     return static_cast<std::size_t>(static_cast<char const *>(lineEnd) - bytes) + 1;
 }
 
+// All of a line behind its time stamp.
+bool Compose(LogBlock & text, EventLogLine const & line, LogComposer const * composer) {
+    char const * const severity = SeverityTexts[static_cast<unsigned int>(line.GetSeverity())];
+    char const * const domain = line.GetDomain() != nullptr ? line.GetDomain() : "-";
+    char const * const subdomain = line.GetSubdomain();
+    return text.Add(severity, std::strlen(severity)) &&
+           text.AddEscaped(domain, std::strlen(domain)) &&
+           (subdomain == nullptr ||
+            (text.Add('/') && text.AddEscaped(subdomain, std::strlen(subdomain)))) &&
+           text.Add(' ') && text.AddNumber(GetCurrentThreadNumber()) && text.Add(' ') &&
+           text.AddText(line, composer, true) && text.Add('\n');
+}
+
 } // namespace
 
 constinit FastLogger logger;
@@ -125,34 +138,33 @@ void FastLogger::UpdateWanted() {
                  std::memory_order_release);
 }
 
+// Composed before the lock is taken, since that is what takes time; only the stamp is made under it,
+// so that lines stand in the order of time.
 void FastLogger::AppendToOutput(EventLogLine const & line, LogComposer const * composer) {
-    CoreGuard guard(lock);
-    if (channel == nullptr)
-        return;
-    if (!AddLine(line, composer)) {
-        lost.fetch_add(1, std::memory_order_relaxed);
-        return;
+    char own[1024];
+    LogBlock text(own, sizeof own);
+    bool const composed = Compose(text, line, composer);
+    {
+        CoreGuard guard(lock);
+        if (channel != nullptr) {
+            if (composed && AddStamped(text)) {
+                ++appended;
+                if (line.GetSeverity() == LogSeverity::Error)
+                    HandOverSafely();
+                else if (filling.GetSize() >= BlockSize)
+                    HandOverFull();
+            } else
+                lost.fetch_add(1, std::memory_order_relaxed);
+        }
     }
-    ++appended;
-    if (line.GetSeverity() == LogSeverity::Error)
-        HandOverSafely();
-    else if (filling.GetSize() >= BlockSize)
-        HandOverFull();
+    text.Release();
 }
 
-bool FastLogger::AddLine(EventLogLine const & line, LogComposer const * composer) {
+// Under the lock.
+bool FastLogger::AddStamped(LogBlock const & text) {
     std::size_t const start = filling.GetSize();
-    char const * const severity = SeverityTexts[static_cast<unsigned int>(line.GetSeverity())];
-    char const * const domain = line.GetDomain() != nullptr ? line.GetDomain() : "-";
-    char const * const subdomain = line.GetSubdomain();
-    bool const added =
-        filling.Add(stamp.Get(GetClock().GetWallMilliseconds()), LogStamp::Length) &&
-        filling.Add(severity, std::strlen(severity)) &&
-        filling.AddEscaped(domain, std::strlen(domain)) &&
-        (subdomain == nullptr ||
-         (filling.Add('/') && filling.AddEscaped(subdomain, std::strlen(subdomain)))) &&
-        filling.Add(' ') && filling.AddNumber(GetCurrentThreadNumber()) && filling.Add(' ') &&
-        filling.AddText(line, composer, true) && filling.Add('\n');
+    bool const added = filling.Add(stamp.Get(GetClock().GetWallMilliseconds()), LogStamp::Length) &&
+                       filling.Add(text.GetBytes(), text.GetSize());
     if (!added)
         filling.SetSize(start);
     return added;
@@ -219,37 +231,45 @@ void FastLogger::TakeTurn(bool safely) {
 void FastLogger::WriteLines(bool safely) {
     char const * bytes = writing.GetBytes();
     char const * const end = bytes + writing.GetSize();
+    bool whole = true;
     while (bytes != end) {
         std::size_t const size = CountBlock(bytes, static_cast<std::size_t>(end - bytes));
-        WritePiece(bytes, size);
+        bool const taken = WritePiece(bytes, size);
+        if (!taken)
+            CountLost(bytes, size);
+        whole = whole && taken;
         bytes += size;
     }
+    // What the channel took and could not pass on is lost as well.
+    if (safely && !BringToSafety() && whole)
+        CountLost(writing.GetBytes(), writing.GetSize());
     if (writing.GetSize() > 2 * BlockSize)
         writing.Release();
     writing.SetSize(0);
-    if (!safely)
-        return;
-    try {
-        static_cast<void>(channel->Flush()); // its failure sticks, and loses the next block
-        if (control != nullptr)
-            control->SeriousErrorEncountered();
-    } catch (...) { // nobody can be told: telling is what has failed
-    }
 }
 
-void FastLogger::WritePiece(char const * bytes, std::size_t size) {
-    bool whole = false;
+bool FastLogger::WritePiece(char const * bytes, std::size_t size) {
     try {
         if (control != nullptr)
             control->StartNewBlock();
         unsigned int written = 0;
         MuErrCode const status =
             channel->WriteBin(bytes, static_cast<unsigned int>(size), &written);
-        whole = status == NoError && written == size;
+        return status == NoError && written == size;
     } catch (...) { // counts as refused
+        return false;
     }
-    if (!whole)
-        CountLost(bytes, size);
+}
+
+bool FastLogger::BringToSafety() {
+    try {
+        bool const flushed = channel->Flush() == NoError;
+        if (control != nullptr)
+            control->SeriousErrorEncountered();
+        return flushed;
+    } catch (...) { // nobody can be told: telling is what has failed
+        return false;
+    }
 }
 
 void FastLogger::CountLost(char const * lines, std::size_t size) {

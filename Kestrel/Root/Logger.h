@@ -108,14 +108,15 @@ private:
     void UpdateWanted();
 
     void AppendToOutput(EventLogLine const & line, LogComposer const * composer);
-    bool AddLine(EventLogLine const & line, LogComposer const * composer);
+    bool AddStamped(LogBlock const & text);
     bool BeginTurn(Timeout const & timeout, unsigned long long target);
     bool WaitForTurn(Timeout const & timeout);
     void HandOverFull();
     void HandOverSafely();
     void TakeTurn(bool safely);
     void WriteLines(bool safely);
-    void WritePiece(char const * bytes, std::size_t size);
+    bool WritePiece(char const * bytes, std::size_t size);
+    bool BringToSafety();
     void CountLost(char const * lines, std::size_t size);
     Control * ReplaceOutput(OChannel * newChannel, Control * newControl);
     bool WaitForSilence(Timeout const & timeout);

@@ -37,7 +37,7 @@ public:
     }
     MuErrCode Flush() override {
         calls += 'f';
-        return Mu::NoError;
+        return flushStatus;
     }
     bool StartNewBlock() override {
         calls += 'n';
@@ -69,6 +69,7 @@ public:
     std::string bytes;
     std::string calls;
     unsigned int room = ~0u;
+    MuErrCode flushStatus = Mu::NoError;
     std::function<void()> onWrite;
 };
 
@@ -281,6 +282,11 @@ TEST(Logger, CountsWhatTheChannelRefuses) {
     EXPECT_EQ(Mu::logger.GetLostCount(), before + 3);
     output.onWrite = nullptr;
     output.room = ~0u;
+    output.flushStatus = Mu::EOO;
+    Log(info);
+    Log(error);
+    EXPECT_EQ(Mu::logger.GetLostCount(), before + 5) << "taken, but not passed on";
+    output.flushStatus = Mu::NoError;
     output.bytes.clear();
     Log(error);
     EXPECT_EQ(output.GetLines().size(), 1u) << "it goes on";
