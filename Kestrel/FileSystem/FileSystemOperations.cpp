@@ -245,9 +245,15 @@ bool FileSystem::IsOnLine(Location const & location) {
 }
 
 bool FileSystem::ResolveLocation(Location const & from, Location * to) {
+    static ReportLine failed(Level::Error,
+                             "Resolvation of the location \"%\" has failed (OS errors: %)");
     NativeFileSystem * const native = NativeFileSystem::Get();
-    return native != nullptr && !Mu::IsNull(from) && to != nullptr &&
-           native->ResolveLocation(from, to);
+    if (native == nullptr || Mu::IsNull(from) || to == nullptr)
+        return false;
+    if (native->ResolveLocation(from, to))
+        return true;
+    Report(failed, {from});
+    return false;
 }
 
 bool FileSystem::ResolveLocation(Location * location) {

@@ -259,6 +259,20 @@ TEST(FileSystem, FindsTheSpecialLocations) {
     EXPECT_EQ(TypeOf(location), IO::EntryType::Folder);
 }
 
+TEST(FileSystem, TellsWhichLocationCannotBeResolved) {
+    Tests::LogCapture log;
+    IO::Location const illegal("C:\\a*b");
+    IO::Location location;
+    EXPECT_FALSE(IO::fileSystem.ResolveLocation(illegal, &location));
+    ASSERT_EQ(log.GetLines().size(), 1u);
+    EXPECT_EQ(log.GetLines()[0].text,
+              "Resolvation of the location \"C:\\a*b\" has failed (OS errors: )");
+    EXPECT_EQ(log.GetLines()[0].severity, Mu::LogSeverity::Error);
+    EXPECT_TRUE(IO::fileSystem.ResolveLocation(IO::Location("C:\\none"), &location));
+    EXPECT_EQ(location, IO::Location("C:\\none")) << "what is no link leads to itself";
+    EXPECT_EQ(log.GetLines().size(), 1u);
+}
+
 TEST(FileSystem, IsOnLineForAllButAnEmptyDrive) {
     EXPECT_TRUE(IO::fileSystem.IsOnLine(IO::Location()));
     EXPECT_TRUE(IO::fileSystem.IsOnLine(IO::Location("C:\\a\\b")));
