@@ -99,7 +99,8 @@ public:
     ///
     /// ErrFileAccessDenied: refused by rights, by write protection, or by another opener; retried
     /// before as `treatment` says. ErrNoMoreFileHandle: the process has too many files open.
-    /// Error: an unknown mode, or anything else.
+    /// Error: an unknown mode, or anything else. A thread that is interrupted leaves the wait
+    /// between two tries with Mu::InterruptedIOException; the file is closed then.
     virtual MuErrCode Open(OpenMode mode,
                            AccessDeniedTreatment treatment = AccessDeniedTreatment::RetryPrivate);
     virtual bool IsOpen() const;

@@ -77,6 +77,8 @@ public:
     MuErrCode CountSize(Location const & location, unsigned long long * size);
 
     bool IsOnLine(Location const & location);
+    /// Where a link leads; what is no link leads to itself. False, with its line, for a location
+    /// that has no path, and for a link whose target is none.
     bool ResolveLocation(Location const & from, Location * to);
     bool ResolveLocation(Location * location);
     MuErrCode GetSpecialLocation(SpecLocId id, Location * location);
@@ -105,7 +107,9 @@ public:
     unsigned int GetAccessDeniedRetryDuration() const { return accessDeniedRetryDuration; }
     /// Sets the number of tries that an operation which is about to start has left.
     void InitAccessDeniedCounter(unsigned int * counter);
-    /// Whether an operation that was denied is tried again. Waits before a retry where told.
+    /// Whether an operation that was denied is tried again. Waits for an interval first where the
+    /// library is the only user; an interrupted thread leaves that wait with
+    /// Mu::InterruptedIOException, and so all operations that take an AccessDeniedTreatment.
     AccessDeniedAction ProcessAccessDenied(Location const & location,
                                            AccessDeniedTreatment treatment, unsigned int * counter);
 

@@ -2,6 +2,7 @@
 #include <Kestrel/FileSystem/Folder.h>
 #include <Kestrel/FileSystem/FolderEntry.h>
 #include <Kestrel/FileSystem/Internal/Report.h>
+#include <Kestrel/Root/Exceptions.h>
 
 namespace IO {
 
@@ -86,6 +87,33 @@ MuErrCode CopyEntryWithReadWrite(Folder const & source, Name const & from, Folde
     }
 }
 
+// Takes away again what a copy has made, unless it is whole; also when memory ran out, or when the
+// thread was told to stop, in its middle.
+class HalfMadeEntry {
+public:
+    HalfMadeEntry(Folder & folder, Name const & name) : folder(folder), name(name) {}
+    ~HalfMadeEntry() {
+        if (!isWhole)
+            Remove();
+    }
+    HalfMadeEntry(HalfMadeEntry const &) = delete;
+    HalfMadeEntry & operator=(HalfMadeEntry const &) = delete;
+    void SetWhole() { isWhole = true; }
+
+private:
+    void Remove() noexcept {
+        try {
+            folder.Delete(name, DataSafety::KeepProtected, AccessDeniedTreatment::RetryPrivate);
+        } catch (Mu::MuException const &) {
+            // What is left can be seen by everybody; there is no better place to say so.
+        }
+    }
+
+    Folder & folder;
+    Name const & name;
+    bool isWhole = false;
+};
+
 MuErrCode CopyBetweenFileSystems(Folder const & source, Name const & from, Folder & target,
                                  Name const & to) {
     bool contained = false;
@@ -97,9 +125,10 @@ MuErrCode CopyBetweenFileSystems(Folder const & source, Name const & from, Folde
         return asked;
     if (contained)
         return ErrTargetExists;
+    HalfMadeEntry made(target, to);
     MuErrCode const copied = CopyEntryWithReadWrite(source, from, target, to);
-    if (copied != NoError)
-        target.Delete(to, DataSafety::KeepProtected, AccessDeniedTreatment::RetryPrivate);
+    if (copied == NoError)
+        made.SetWhole();
     return copied;
 }
 

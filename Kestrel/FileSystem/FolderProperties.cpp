@@ -81,7 +81,11 @@ int Folder::GenerateUnusedName(Name * name, char const * base) {
 int Folder::GenerateUnusedName(Name * name, Mu::UniString const & base) {
     if (name == nullptr || Mu::IsNull(base))
         return Error;
-    return status != NoError ? status : static_cast<int>(entry->GenerateUnusedName(name, base));
+    if (status != NoError)
+        return status;
+    FolderEntry::GenUNStatus const result = entry->GenerateUnusedName(name, base);
+    ClearOSErrors(); // a free name is one that the system did not find
+    return static_cast<int>(result);
 }
 
 int Folder::GenerateUnusedName(Name * name) {
@@ -95,8 +99,10 @@ int Folder::GenerateUnusedNameFromString(Name * name, Mu::UniString const & base
         return Error;
     if (status != NoError)
         return status;
-    return static_cast<int>(
-        entry->GenerateUnusedNameFromString(name, base, extension, maxLength, counter));
+    FolderEntry::GenUNStatus const result =
+        entry->GenerateUnusedNameFromString(name, base, extension, maxLength, counter);
+    ClearOSErrors();
+    return static_cast<int>(result);
 }
 
 MuErrCode Folder::SetCreationTime(int const & time) {

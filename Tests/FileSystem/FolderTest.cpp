@@ -2,10 +2,15 @@
 
 #include "Tests/Support/FaultSweep.h"
 #include "Tests/Support/FileSystem/Place.h"
+#include "Tests/Support/FileSystem/ScriptedFileCalls.h"
+#include "Tests/Support/HandClock.h"
 #include "Tests/Support/LogCapture.h"
 #include "Tests/Support/Text.h"
 
 #include <Kestrel/Channel/MemoryOChannel.h>
+#include <Kestrel/Location/Internal/OSErrors.h>
+#include <Kestrel/Root/Exceptions.h>
+#include <Kestrel/Root/Thread.h>
 
 #include <set>
 #include <string_view>
@@ -245,6 +250,7 @@ TEST_P(FolderOn, FindsNamesThatNothingHas) {
     EXPECT_EQ(folder.GenerateUnusedNameFromString(&first, U("n:ame"), U("txt"), 0, &counter), 0);
     EXPECT_EQ(ToUtf8(first), "n_ame_1.txt");
     EXPECT_EQ(counter, 2u);
+    EXPECT_STREQ(IO::GetOSErrors(), "") << "that nothing has a name is no failure";
 }
 
 TEST_P(FolderOn, PrintsWhatItHolds) {
@@ -277,6 +283,31 @@ TEST_P(FolderOn, MeetsEveryFailedAllocation) {
             folder->Delete(name, Safety::KeepProtected, IO::AccessDeniedTreatment::Fail);
             folder->Delete(other, Safety::KeepProtected, IO::AccessDeniedTreatment::Fail);
         }
+    });
+}
+
+// Whichever call fails, and how: what is told to be done is done, and each file is somewhere.
+TEST(Folder, DoesWhatItSaysWhateverTheSystemRefuses) {
+    Tests::Place place(false);
+    Tests::TempFolder const & disk = place.GetDisk();
+    auto const isThere = [&](char const * name) { return std::filesystem::exists(disk / name); };
+    Tests::SweepFileCalls([&](bool failed) {
+        for (char const * name : {"new", "copy", "a", "b", "sub"})
+            std::filesystem::remove_all(disk / name);
+        disk.Write("a", "A");
+        Folder folder(place.GetRoot());
+        MuErrCode const made = folder.CreateFolder("new");
+        MuErrCode const copied = folder.Copy("a", "copy");
+        MuErrCode const renamed = folder.Rename("a", "b");
+        MuErrCode const moved = folder.Move("copy", folder, "sub", Safety::KeepProtected);
+        MuErrCode const deleted = folder.Delete("new", Safety::KeepProtected);
+        EXPECT_STREQ(IO::GetOSErrors(), "");
+        EXPECT_TRUE(failed || made + copied + renamed + moved + deleted == IO::NoError);
+        EXPECT_EQ(isThere("new"), made == IO::NoError && deleted != IO::NoError);
+        EXPECT_EQ(disk.Read(renamed == IO::NoError ? "b" : "a"), "A");
+        EXPECT_NE(isThere("a"), isThere("b"));
+        EXPECT_EQ(isThere("sub"), moved == IO::NoError);
+        EXPECT_EQ(isThere("copy"), copied == IO::NoError && moved != IO::NoError);
     });
 }
 
@@ -326,6 +357,27 @@ TEST_P(FolderBetween, TakesAHalfMadeCopyBack) {
     EXPECT_EQ(List(target), Names{});
     GetTree().refusesRead = false;
     ExpectPlanted(from / "tree");
+}
+
+// The wait for a second try is where a thread can be told to stop.
+TEST(Folder, LeavesNoHalfMadeCopyWhereAThreadIsToldToStop) {
+    Tests::HandClock const clock;
+    Tests::Place from(true);
+    Tests::Place to(false);
+    from.Write("file", "x");
+    Folder source(from.GetRoot());
+    Folder target(to.GetRoot());
+    IO::fileSystem.AddPrivateLocation(to.GetRoot());
+    {
+        Tests::ScriptedFileCalls calls;
+        calls.Fail(Tests::FileCall::CreateFile, 2, IO::FileError::SharingViolation, true);
+        Mu::Thread::GetCurrent().Interrupt();
+        EXPECT_THROW((void)source.Copy("file", target, "file"), Mu::InterruptedIOException);
+        EXPECT_EQ(calls.Count(Tests::FileCall::CreateFile), 2u) << "made, and not opened";
+    }
+    EXPECT_EQ(List(target), Names{});
+    EXPECT_EQ(source.Copy("file", target, "file"), IO::NoError);
+    IO::fileSystem.DeletePrivateLocation(to.GetRoot());
 }
 
 TEST(Folder, KeepsTheSourceOfAMoveThatCannotDeleteIt) {
