@@ -3,7 +3,10 @@
 #include "Tests/Support/FaultSweep.h"
 #include "Tests/Support/FileSystem/Place.h"
 #include "Tests/Support/FileSystem/Protection.h"
+#include "Tests/Support/FileSystem/ScriptedFileCalls.h"
 #include "Tests/Support/LogCapture.h"
+
+#include <Kestrel/Location/Internal/OSErrors.h>
 
 #include <random>
 
@@ -349,6 +352,8 @@ TEST_P(FileOn, MeetsEveryFailedAllocation) {
         MuErrCode const made = File::New(&file, place / "file", File::OnNotFound::Create);
         if (made != IO::NoError) {
             ASSERT_TRUE(failed);
+            if (!GetParam())
+                EXPECT_EQ(made, IO::ErrMemoryFull) << "the file is there all the same";
             return;
         }
         std::unique_ptr<File> const owner(file);
@@ -361,6 +366,53 @@ TEST_P(FileOn, MeetsEveryFailedAllocation) {
             EXPECT_EQ(std::string(bytes, read), "0123456789");
         else
             EXPECT_TRUE(failed);
+    });
+}
+
+// Whichever call fails, and how: what is told to be written is there, and what was reported is
+// forgotten.
+TEST(File, LosesNothingInSilenceWhateverTheSystemRefuses) {
+    Tests::Place place(false);
+    std::string const content(20000, 'n'); // more than the buffer holds
+    Tests::SweepFileCalls([&](bool failed) {
+        place.GetDisk().Write("file", "the old content");
+        MuErrCode status = IO::NoError;
+        auto const take = [&status](MuErrCode next) {
+            if (status == IO::NoError)
+                status = next;
+        };
+        {
+            File file(place / "file");
+            take(file.GetStatus());
+            take(file.Open(Mode::WriteOnlyEmpty));
+            take(Put(file, content));
+            take(file.Seek(File::SeekOrigin::Beginning, 1));
+            take(Put(file, "X"));
+            unsigned long long length = 0;
+            take(file.GetDataLength(&length));
+            take(file.SetDataLength(30000));
+            take(file.Flush());
+            take(file.Close());
+        }
+        EXPECT_STREQ(IO::GetOSErrors(), "");
+        if (status == IO::NoError) {
+            std::string expected = content + std::string(10000, '\0');
+            expected[1] = 'X';
+            EXPECT_EQ(place.GetDisk().Read("file"), expected);
+        } else {
+            EXPECT_TRUE(failed);
+        }
+        std::string read(30001, '?');
+        unsigned int count = 0;
+        File file(place / "file");
+        status = file.GetStatus();
+        take(file.Open(Mode::ReadOnly));
+        take(file.ReadBin(read.data(), 30001, &count));
+        if (status == IO::EOI) {
+            EXPECT_EQ(read.substr(0, count), place.GetDisk().Read("file"));
+        } else {
+            EXPECT_TRUE(failed);
+        }
     });
 }
 

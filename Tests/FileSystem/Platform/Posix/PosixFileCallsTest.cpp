@@ -1,5 +1,7 @@
 #include <Kestrel/FileSystem/Platform/Posix/PosixFileCalls.h>
 
+#include <Kestrel/FileSystem/File.h>
+
 #include "Tests/Support/FileSystem/SystemCallCount.h"
 #include "Tests/Support/TempFolder.h"
 
@@ -273,6 +275,27 @@ TEST(PosixFileCalls, MakeFewSystemCalls) {
                   (void)Calls().FindFirstFile(path, &find, &data);
               }),
               2);
+}
+
+TEST(PosixFileCalls, MakeFewMoreForAFile) {
+    TempFolder folder;
+    folder.Write("x", "content");
+    Location const location(folder.GetPortable("x").c_str());
+    char bytes[7];
+    unsigned int read;
+    auto const use = [&](bool reads) {
+        File file(location);
+        (void)file.Open(File::OpenMode::ReadOnly);
+        if (reads)
+            (void)file.ReadBin(bytes, 7, &read);
+        (void)file.Close();
+    };
+    use(true); // what is made once is made now
+    long long const count = CountSystemCalls([&] { use(false); });
+    if (count < 0)
+        GTEST_SKIP() << "system calls cannot be counted here";
+    EXPECT_EQ(count, 4) << "a look, open, lock, close";
+    EXPECT_LE(CountSystemCalls([&] { use(true); }), 6) << "and reading up to the end";
 }
 
 TEST(PosixFileCalls, CreateManyFilesAtAConstantCost) {
