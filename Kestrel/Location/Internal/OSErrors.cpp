@@ -16,8 +16,12 @@ public:
     constexpr OSErrors() = default;
 
     void Add(char const * entry) {
+        unsigned int const size = CLib::StrLen(entry);
+        // Those that no line has asked for are forgotten for the newest.
+        if (length + size >= LargestSize)
+            Empty();
         char const * const separator = length == 0 ? "" : ", ";
-        unsigned int const added = CLib::StrLen(separator) + CLib::StrLen(entry);
+        unsigned int const added = CLib::StrLen(separator) + size;
         if (!valid || !Reserve(length + added + 1)) {
             valid = false;
             return;
@@ -32,8 +36,7 @@ public:
             BMKillPtr(&text);
         text = inside;
         capacity = InsideSize;
-        length = 0;
-        inside[0] = 0;
+        Empty();
         valid = true;
     }
 
@@ -42,6 +45,11 @@ public:
     Mu::SpinLock lock;
 
 private:
+    void Empty() {
+        length = 0;
+        text[0] = 0;
+    }
+
     bool Reserve(unsigned int size) {
         if (size <= capacity)
             return true;
@@ -58,6 +66,7 @@ private:
     }
 
     static constexpr unsigned int InsideSize = 256;
+    static constexpr unsigned int LargestSize = 16384; // no entry is near as long
 
     char inside[InsideSize] = {};
     char * text = inside; // `inside`, or a block of its own

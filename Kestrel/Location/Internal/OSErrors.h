@@ -12,7 +12,8 @@ namespace IO {
 // Threads: any. None of these throws.
 
 /// Appends an entry, behind ", " when there is one already. A shortage of memory makes the text
-/// invalid until ClearOSErrors.
+/// invalid until ClearOSErrors. Past 16 KiB, which only failures that no line reports can fill, the
+/// text begins anew with this entry.
 void AddOSError(char const * text) noexcept;
 
 /// The text, or null when it is invalid. Another thread may change it under the reader's eyes; who

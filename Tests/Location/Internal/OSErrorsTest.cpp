@@ -50,6 +50,22 @@ TEST_F(OSErrors, TakeABlockOnlyPast255Bytes) {
     EXPECT_EQ(Tests::CountLiveBlocks(), blocks);
 }
 
+// A probe that fails in silence adds an entry, and a program may do nothing but probe.
+TEST_F(OSErrors, ForgetTheOldestOfTooMany) {
+    unsigned long long const before = Tests::CountAllocations();
+    std::string const entry(100, 'e');
+    std::string last;
+    for (int i = 0; i < 100000; ++i) {
+        last = entry + std::to_string(i);
+        IO::AddOSError(last.c_str());
+    }
+    std::string const text = IO::GetOSErrors();
+    EXPECT_LT(text.size(), 16384u);
+    EXPECT_TRUE(text.ends_with(last));
+    EXPECT_TRUE(text.starts_with(entry)) << "it begins with a whole entry";
+    EXPECT_LT(Tests::CountAllocations() - before, 10u);
+}
+
 TEST_F(OSErrors, AreNoTextAfterAShortageUntilCleared) {
     std::string const entry(200, 'e');
     SweepAllocations([&](bool failed) {
