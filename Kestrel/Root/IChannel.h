@@ -23,15 +23,17 @@ public:
     virtual MuErrCode ReadBin(char * destination, unsigned int count, unsigned int * read) = 0;
     /// As ReadBin, but the bytes stay unread.
     virtual MuErrCode CopyBin(char * destination, unsigned int count, unsigned int * copied) = 0;
-    /// The byte at `offset` from the next one, left unread.
+    /// The byte at `offset` from the next one, left unread, as are those before it. EOI: there are
+    /// not so many.
     virtual MuErrCode Look(unsigned int offset, char * c) = 0;
-    /// Puts a byte in front of the unread ones.
+    // Put bytes in front of the unread ones. After a failure nothing is changed.
     virtual MuErrCode PushBack(char c);
     virtual MuErrCode PushBack(char const * source, unsigned int count) = 0;
     /// Drops up to `count` bytes; `*skipped` tells how many.
     virtual MuErrCode Skip(unsigned long long count, unsigned long long * skipped) = 0;
     /// A pointer to `size` unread bytes where they lie (0: as many as there are); they stay unread.
-    /// Owned by the channel and valid until its next operation.
+    /// Owned by the channel and valid until its next operation. Fewer, told in `*available`, come
+    /// only with a status.
     virtual MuErrCode DirectInputAccess(unsigned int size, char ** data,
                                         unsigned int * available) = 0;
     virtual MuErrCode GetInputPosition(unsigned long long * position) const = 0;
