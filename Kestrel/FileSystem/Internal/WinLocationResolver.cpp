@@ -15,77 +15,44 @@ namespace {
 constexpr std::size_t LongestPath = 260;
 constexpr unsigned int UsualCapacity = 120; // of a path's text, so that most take memory once
 
-// Names one after another, each with a zero behind it, and an empty one at the end: as the content
-// of a location is set. Room for all names of the longest path.
-class ShortNameList {
-public:
-    void Append(PathText name) {
-        end = std::copy(name.begin(), name.end(), end);
-        *end++ = 0;
+// Room for the names of the longest path, each with a zero behind it, and an empty one at the end: as
+// the content of a location is set.
+using NameList = unsigned short[LongestPath + 2];
+
+// Writes the names of a path, each with a zero behind it: the path, with zeros for its separators.
+// False for an empty name, and for a zero, which could not be told from a separator. Neither stops
+// the loops, whose values are all of one width, so that the processor takes many units at a time.
+bool CopyNames(PathText path, unsigned short * names) {
+    std::size_t const size = path.size();
+    unsigned short wrong = 0;
+    for (std::size_t i = 0; i < size; ++i) {
+        unsigned short const unit = path[i];
+        bool const isSeparator = (unit == u'\\') | (unit == u'/');
+        names[i] = isSeparator ? 0 : unit;
+        wrong |= unit == 0 ? 1 : 0;
     }
-    unsigned short const * Finish() {
-        *end = 0;
-        return units;
-    }
+    for (std::size_t i = 1; i < size; ++i)
+        wrong |= (names[i - 1] | names[i]) == 0 ? 1 : 0;
+    names[size] = 0;
+    return wrong == 0 && (size == 0 || names[0] != 0);
+}
 
-private:
-    unsigned short units[LongestPath + 2];
-    unsigned short * end = units;
-};
+// Makes a list of the first name and passes it in the other list, in which a name must follow.
+bool TakeHost(unsigned short const ** names, NameList & host) {
+    unsigned int const length = Mu::CountUnits(*names);
+    if (length == 0 || (*names)[length + 1] == 0)
+        return false;
+    std::copy_n(*names, length + 1, host);
+    host[length + 1] = 0;
+    *names += length + 1;
+    return true;
+}
 
-// The same without a limit.
-class LongNameList {
-public:
-    void Append(PathText name) {
-        names.Append(Mu::ConstSubstring(name));
-        names.Append(Mu::UniChar());
-    }
-    unsigned short const * Finish() const { return names.GetUnits(); }
-
-private:
-    Mu::UniString names; // the zero that ends it is the empty name
-};
-
-// Reads a path name by name.
-class SegmentReader {
-public:
-    explicit SegmentReader(PathText path) : rest(path) {}
-
-    bool IsAtEnd() const { return rest.empty(); }
-    bool IsAtSeparator() const { return !rest.empty() && IsSeparator(rest.front()); }
-    void SkipSeparator() { rest.remove_prefix(1); }
-
-    // Takes a name and the separator behind it; false where none begins. A name with a zero in it
-    // could not be told from two.
-    template <typename NameList>
-    bool ReadInto(NameList * names) {
-        std::size_t size = 0;
-        while (size < rest.size() && !IsSeparator(rest[size]) && rest[size] != 0)
-            ++size;
-        if (size == 0 || (size < rest.size() && rest[size] == 0))
-            return false;
-        names->Append(rest.substr(0, size));
-        rest.remove_prefix(std::min(size + 1, rest.size()));
-        return true;
-    }
-
-private:
-    PathText rest;
-};
-
-bool ReadPath(PathText path, ShortNameList * network, ShortNameList * local) {
-    SegmentReader reader(path);
-    if (reader.IsAtSeparator()) {
-        reader.SkipSeparator();
-        if (reader.IsAtSeparator()) {
-            reader.SkipSeparator();
-            if (!reader.ReadInto(network) || !reader.ReadInto(local))
-                return false;
-        }
-    }
-    while (reader.ReadInto(local)) {
-    }
-    return reader.IsAtEnd();
+// Of the separators that a path begins with: one may stand before a drive, two before a host.
+std::size_t CountLead(PathText path) {
+    if (!IsSeparator(path[0]))
+        return 0;
+    return path.size() > 1 && IsSeparator(path[1]) ? 2 : 1;
 }
 
 bool UsesHostName(Location::NetworkModel model) {
@@ -137,13 +104,11 @@ WinLocationResolver::~WinLocationResolver() = default;
 
 bool WinLocationResolver::PathToRelativeLocation(Mu::UniString const & text,
                                                  RelativeLocation * relative) {
-    SegmentReader reader(text);
-    LongNameList names;
-    while (reader.ReadInto(&names)) {
-    }
-    if (!reader.IsAtEnd())
+    Mu::UniString names;
+    names.SetLength(text.GetLength() + 1); // the zero that ends it is the empty name
+    if (!CopyNames(text, names.begin()))
         return false;
-    SetContent(*relative, names.Finish());
+    SetContent(*relative, names.GetUnits());
     return true;
 }
 
@@ -152,11 +117,21 @@ bool WinLocationResolver::PathToLocation(Mu::UniString const & text, Location * 
     bool const isNative = IsNativePath(text);
     if (isNative && !FromNativePath(text, &portable))
         return false;
-    PathText const path = isNative ? portable : text;
-    ShortNameList network, local;
-    if (path.empty() || path.size() > LongestPath || !ReadPath(path, &network, &local))
+    PathText path = isNative ? portable : text;
+    if (path.empty() || path.size() > LongestPath)
         return false;
-    SetContent(*location, network.Finish(), local.Finish(), Location::FlatModel);
+    std::size_t const lead = CountLead(path);
+    path.remove_prefix(lead);
+    NameList names;
+    if (!CopyNames(path, names))
+        return false;
+    names[path.size() + 1] = 0;
+    unsigned short const * local = names;
+    NameList network;
+    network[0] = 0;
+    if (lead == 2 && !TakeHost(&local, network))
+        return false;
+    SetContent(*location, network, local, Location::FlatModel);
     return true;
 }
 
