@@ -60,11 +60,13 @@ bool Location::HasPlatformBlock(unsigned int subVersion) const {
 MuErrCode Location::Write(Mu::OChannel & channel) const {
     if (Mu::IsNull(channel))
         return Error;
-    Mu::OutputFrame frame(channel, GetClassInfoStatic());
-    if (GetStatus() != NoError)
-        return NoError;
-    WriteFields(channel, frame.GetSubVersion());
-    return channel.GetOutputStatus();
+    bool const isHealthy = GetStatus() == NoError;
+    {
+        Mu::OutputFrame const frame(channel, GetClassInfoStatic());
+        if (isHealthy)
+            WriteFields(channel, frame.GetSubVersion());
+    } // whose end is written too
+    return isHealthy ? channel.GetOutputStatus() : NoError;
 }
 
 // What a write answers stays in the channel's status.

@@ -237,8 +237,13 @@ Mu::ClassInfo const & RelativeLocation::GetClassInfo() const {
 MuErrCode RelativeLocation::Write(Mu::OChannel & channel) const {
     if (Mu::IsNull(channel))
         return Error;
-    Mu::OutputFrame frame(channel, GetClassInfoStatic());
-    return GetStatus() == NoError ? channel.Write(address) : channel.GetOutputStatus();
+    MuErrCode written = NoError;
+    {
+        Mu::OutputFrame const frame(channel, GetClassInfoStatic());
+        if (GetStatus() == NoError)
+            written = channel.Write(address);
+    } // whose end is written too
+    return written != NoError ? written : channel.GetOutputStatus();
 }
 
 MuErrCode RelativeLocation::Read(Mu::IChannel & channel) {

@@ -3,6 +3,7 @@
 #include "Tests/Support/FaultSweep.h"
 #include "Tests/Support/Location/Locations.h"
 #include "Tests/Support/Location/TestResolver.h"
+#include "Tests/Support/Root/ByteChannels.h"
 
 #include <gtest/gtest.h>
 
@@ -239,6 +240,35 @@ TEST(LocationPersistence, PassesOverWhatANewerWriterAdded) {
     char next[4];
     EXPECT_EQ(channel.ReadBin(next, 4, nullptr), IO::NoError);
     EXPECT_EQ(std::string(next, 4), "next");
+}
+
+namespace {
+
+// A device that fills up. It cannot go back, so that a frame's end is written behind its content.
+class FullDevice : public ByteOChannel {
+public:
+    using ByteOChannel::ByteOChannel;
+    MuErrCode PushMark() override { return IO::Error; }
+};
+
+} // namespace
+
+TEST(LocationPersistence, TellsOfEveryByteThatFindsNoRoom) {
+    Location const location = MakeURL("http://u:p@h.i:7/a/b");
+    IO::RelativeLocation const relative = MakeRelative({"a", "b"});
+    IO::Address const address = MakeAddress({"a", "b"});
+    IO::Name const name("a");
+    for (Mu::Object const * object :
+         std::initializer_list<Mu::Object const *>{&location, &relative, &address, &name}) {
+        FullDevice whole;
+        ASSERT_EQ(object->Write(whole), IO::NoError);
+        std::size_t const size = whole.GetBytes().size();
+        for (std::size_t room = 0; room < size; ++room) {
+            FullDevice device(room);
+            EXPECT_NE(object->Write(device), IO::NoError)
+                << object->GetClassInfo().GetName() << ", " << size - room << " too few";
+        }
+    }
 }
 
 TEST(LocationPersistence, RefusesEveryCut) {
