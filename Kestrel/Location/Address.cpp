@@ -78,16 +78,10 @@ void Address::Release() noexcept {
 }
 
 MuErrCode Address::Set(unsigned short const * names) {
+    AddressTree::Send(node);
     Turn const tree;
     tree->Drop(node);
-    node = tree->HoldRoot();
-    if (names == nullptr)
-        return GetStatus();
-    while (node != NoNode && *names != 0) {
-        unsigned int const length = Mu::CountUnits(names);
-        node = tree->Append(node, {names, length});
-        names += length + 1;
-    }
+    node = names == nullptr ? tree->HoldRoot() : tree->HoldPath(names);
     return GetStatus();
 }
 
@@ -206,9 +200,10 @@ MuErrCode Address::Append(Name const & name) {
         return Error;
     if (node == NoNode)
         return ErrMemoryFull;
+    Mu::ConstSubstring const key = KeyOf(name);
     Turn const tree;
     tree->Claim(node);
-    node = tree->Append(node, KeyOf(name));
+    node = tree->Append(node, key);
     return GetStatus();
 }
 

@@ -57,6 +57,35 @@ unsigned int AddressTree::HoldRoot() {
     return root;
 }
 
+unsigned int AddressTree::HoldPath(unsigned short const * list) {
+    unsigned short const * last = list;
+    unsigned int lastLength = 0;
+    for (unsigned short const * next = list; *next != 0; next += lastLength + 1) {
+        last = next;
+        lastLength = Mu::CountUnits(next);
+    }
+    unsigned int const node = HoldFolder(list, static_cast<unsigned int>(last - list));
+    return node == NoIndex || lastLength == 0 ? node : Append(node, {last, lastLength});
+}
+
+// The folder that a list of so many units names.
+unsigned int AddressTree::HoldFolder(unsigned short const * list, unsigned int size) {
+    unsigned int node = recent.Find(list, size);
+    if (node != NoIndex) {
+        AddRef(node);
+        return node;
+    }
+    node = HoldRoot();
+    for (unsigned int at = 0; at < size && node != NoIndex;) {
+        unsigned int const length = Mu::CountUnits(list + at);
+        node = Append(node, {list + at, length});
+        at += length + 1;
+    }
+    if (node != NoIndex)
+        recent.Keep(list, size, node);
+    return node;
+}
+
 bool AddressTree::MakeRoot() {
     root = MakeNode(NoIndex, Mu::ConstSubstring(RootName, std::size(RootName)));
     if (root == NoIndex)
@@ -112,7 +141,11 @@ void AddressTree::AddRef(unsigned int node, unsigned int count) {
 }
 
 void AddressTree::Drop(unsigned int node) {
-    if (node != NoIndex && !DropCopy(node))
+    if (node == NoIndex)
+        return;
+    nodes.Send(node);
+    siblings.SendWhere(node);
+    if (!DropCopy(node))
         Release(node);
 }
 
@@ -130,17 +163,22 @@ void AddressTree::Release(unsigned int node) {
 }
 
 void AddressTree::Remove(unsigned int node) {
+    recent.Forget(node);
+    names.Send(nodes[node].name);
+    if (node != root) {
+        siblings.SendPlace(node);
+        siblings.Unlink(node);
+    }
     if (nodes[node].name != NoIndex)
         names.Release(nodes[node].name);
     nodes[node].name = NoIndex;
-    if (node != root)
-        siblings.Unlink(node);
     nodes.Put(node);
 }
 
 void AddressTree::DestroyNodes() {
     nodes.Destroy();
     siblings.Destroy();
+    recent.Clear();
     root = NoIndex;
 }
 
@@ -158,6 +196,7 @@ unsigned int AddressTree::FindOrCreate(unsigned int parent, Mu::ConstSubstring c
         ++nodes[place.at].referenceCounter;
         return place.at;
     }
+    nodes.SendRecord(place.previous);
     unsigned int const node = MakeNode(parent, key);
     if (node == NoIndex)
         return NoIndex;
@@ -213,6 +252,7 @@ bool AddressTree::IsOnlyHolder(unsigned int node) const {
 
 // The node stays where it is in its list, so that the list may be out of order from now on.
 bool AddressTree::Rename(unsigned int node, Mu::ConstSubstring const & key) {
+    recent.Forget(node);
     names.Release(nodes[node].name);
     nodes[node].name = names.Store(key);
     if (nodes[node].name == NoIndex)

@@ -2,6 +2,7 @@
 
 #include <Kestrel/Location/Internal/NameTable.h>
 #include <Kestrel/Location/Internal/NodeTable.h>
+#include <Kestrel/Location/Internal/RecentFolder.h>
 #include <Kestrel/Location/Internal/SiblingLists.h>
 #include <Kestrel/Root/Lock.h>
 #include <Kestrel/Root/UniString.h>
@@ -55,6 +56,11 @@ public:
     static void Copy(unsigned int node) {
         made->nodes.GetNote(node).copies.fetch_add(1, std::memory_order_relaxed);
     }
+    /// Has what a drop looks at first brought near, while the lock is waited for. Nothing for NoIndex.
+    static void Send(unsigned int node) {
+        if (node != NoIndex)
+            Prefetch(made->nodes.FindNote(node));
+    }
     /// Gives the hold back, if that needs no more than to forget a copy, or if the tree is gone.
     static bool DropCopy(unsigned int node);
     static unsigned int GetLength(unsigned int node) { return made->nodes.GetNote(node).depth; }
@@ -66,6 +72,8 @@ public:
 
     /// One more hold on the root, which is made if there is no tree.
     unsigned int HoldRoot();
+    /// A hold on the node of a list of names, as Address::Set takes it. Nodes are made as needed.
+    unsigned int HoldPath(unsigned short const * list);
     /// Makes sure that the counters know of the caller's hold.
     void Claim(unsigned int node);
     /// Makes all counters know of all holds.
@@ -121,6 +129,7 @@ private:
     void AddRef(unsigned int node, unsigned int count = 1);
     void Release(unsigned int node);
     bool IsOnlyHolder(unsigned int node) const;
+    unsigned int HoldFolder(unsigned short const * list, unsigned int size);
     bool MakeRoot();
     unsigned int MakeNode(unsigned int parent, Mu::ConstSubstring const & key);
     void FillNote(unsigned int node, Mu::ConstSubstring const & key);
@@ -140,6 +149,7 @@ private:
     NodeTable nodes;
     NameTable names;
     SiblingLists siblings;
+    RecentFolder recent;
     unsigned int root = NoIndex;
     Mu::FastLock lock;
 };

@@ -1,8 +1,11 @@
 #include <Kestrel/Location/Internal/ChildIndex.h>
 
 #include <algorithm>
+#include <cstddef>
 
 namespace IO {
+
+static constexpr unsigned int LineSize = 64; // of the processor's cache
 
 // A key lies within the first chunk of a name.
 static constexpr unsigned int NarrowUnits = 8;
@@ -88,10 +91,27 @@ bool ChildIndex::Find(unsigned int parent, Mu::ConstSubstring const & text, Sibl
     }
     while (!blocks[block].isLeaf) {
         block = blocks[block].below[at];
+        SendBlock(block);
         at = FindIn(blocks[block], key, order);
     }
     place = {GetBefore(block, at), blocks[block].nodes[at]};
     return order == 0;
+}
+
+// All its lines at once, up to the last key, so that there is one wait and not one for each.
+void ChildIndex::SendBlock(unsigned int block) const {
+    char const * const begin = reinterpret_cast<char const *>(&blocks[block]);
+    for (unsigned int at = 0; at < offsetof(Block, below); at += LineSize)
+        Prefetch(begin + at);
+}
+
+void ChildIndex::SendWhere(unsigned int node) const {
+    if (node < leaves.GetCapacity())
+        Prefetch(&leaves[node]);
+}
+
+void ChildIndex::SendPlace(unsigned int node) const {
+    SendBlock(leaves[node]);
 }
 
 // The first entry that is not smaller, and how it compares.

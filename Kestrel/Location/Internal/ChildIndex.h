@@ -45,6 +45,10 @@ public:
     void Link(unsigned int node);
     /// The node is about to be taken out of the list. Answers the one before it.
     unsigned int Unlink(unsigned int node);
+    // As SiblingLists has them; the first for any node.
+    void SendWhere(unsigned int node) const;
+    void SendPlace(unsigned int node) const;
+
     /// The node got another name and kept its place.
     void Rename(unsigned int node);
 
@@ -54,18 +58,18 @@ public:
     unsigned long long GetComparisonCount() const { return comparisons; }
 
 private:
-    static constexpr unsigned int BlockSize = 32;
+    static constexpr unsigned int BlockSize = 16;
     static constexpr unsigned int MaxDepth =
         16; // 8 to the power of 11 is more than there are indices
 
     struct Block {
-        unsigned long long keys[BlockSize] = {}; // of the names of `nodes`
-        unsigned int nodes[BlockSize] = {}; // in a leaf: the children; else: the greatest below
-        unsigned int below[BlockSize] = {}; // unless it is a leaf: the blocks below
-        unsigned int up = NoIndex;          // null at the top
-        unsigned int next = NoIndex;        // in the free list
+        unsigned int next = NoIndex; // in the free list
+        unsigned int up = NoIndex;   // null at the top
         unsigned int count = 0;
         bool isLeaf = true;
+        unsigned int nodes[BlockSize] = {}; // in a leaf: the children; else: the greatest below
+        unsigned long long keys[BlockSize] = {}; // of the names of `nodes`
+        unsigned int below[BlockSize] = {};      // unless it is a leaf: the blocks below
     };
 
     struct Entry {
@@ -89,6 +93,7 @@ private:
     int CompareEntries(Block const & block, unsigned int a, unsigned int b) const;
 
     // Ways through the tree.
+    void SendBlock(unsigned int block) const;
     unsigned int FindIn(Block const & block, Key const & key, int & order);
     unsigned int GetLast(unsigned int block) const;
     unsigned int GetBefore(unsigned int block, unsigned int at) const;

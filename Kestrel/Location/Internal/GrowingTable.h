@@ -1,5 +1,6 @@
 #pragma once
 
+#include <Kestrel/Location/Internal/Prefetch.h>
 #include <Kestrel/Root/Memory.h>
 #include <Kestrel/Root/Types.h>
 
@@ -64,11 +65,13 @@ private:
 template <typename Record, unsigned int FirstCapacity = 64>
 class GrowingTable {
 public:
-    /// NoIndex: no memory, and nothing changed.
+    /// NoIndex: no memory, and nothing changed. The record that goes next is sent for, since those
+    /// that came back lie anywhere.
     unsigned int Take() {
         if (freeHead != NoIndex) {
             unsigned int const index = freeHead;
             freeHead = block[index].next;
+            Send(freeHead);
             return index;
         }
         if (IsFull() && !Grow())
@@ -105,6 +108,11 @@ public:
     unsigned int GetFreeHead() const { return freeHead; }
     Record & operator[](unsigned int index) { return block[index]; }
     Record const & operator[](unsigned int index) const { return block[index]; }
+    /// Has the record brought near, if there is one.
+    void Send(unsigned int index) const {
+        if (index < mark)
+            Prefetch(&block[index]);
+    }
 
 private:
     bool Grow() {

@@ -42,6 +42,7 @@ public:
         unsigned int const node = records.Take();
         if (node == NoIndex && records.GetCapacity() == 0)
             notes.Destroy(); // there is still no tree
+        Prefetch(notes.Find(records.GetFreeHead()));
         return node;
     }
 
@@ -50,6 +51,14 @@ public:
         records[node].parent = Poison;
         records[node].leftChild = Poison;
         records.Put(node, node);
+    }
+
+    /// Has the record brought near, where the list of siblings is about to change.
+    void SendRecord(unsigned int node) const { records.Send(node); }
+    /// And the note with it, where the node is.
+    void Send(unsigned int node) const {
+        records.Send(node);
+        Prefetch(notes.Find(node));
     }
 
     void Destroy() {

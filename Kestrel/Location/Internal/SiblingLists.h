@@ -29,6 +29,13 @@ public:
     void Link(unsigned int node, SiblingPlace const & place);
     /// Not the root, which is in no list.
     void Unlink(unsigned int node);
+    /// Has what Unlink needs to know of the node brought near; in two steps, of which the second
+    /// needs what the first one brings.
+    void SendWhere(unsigned int node) const { index.SendWhere(node); }
+    void SendPlace(unsigned int node) const {
+        if (index.Covers(nodes[node].parent))
+            index.SendPlace(node);
+    }
     /// Tells that the node got another name.
     void Rename(unsigned int node);
 

@@ -1,0 +1,13 @@
+#pragma once
+
+namespace IO {
+
+/// Tells the processor that the line of this address is needed soon, so that it comes while other
+/// work is done. Any address will do, null too.
+inline void Prefetch([[maybe_unused]] void const * address) {
+#if defined(__GNUC__)
+    __builtin_prefetch(address, 1);
+#endif
+}
+
+} // namespace IO
