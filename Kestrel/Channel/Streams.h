@@ -62,7 +62,8 @@ protected:
         unsigned long long available = 0;
         if (channel.GetAvailable(&available) != NoError)
             return 0;
-        return static_cast<std::streamsize>(std::min(available, 0x7FFFFFFFFFFFFFFFull));
+        return static_cast<std::streamsize>(
+            std::min<unsigned long long>(available, 0x7FFFFFFFFFFFFFFFull));
     }
     pos_type seekoff(off_type offset, std::ios_base::seekdir from,
                      std::ios_base::openmode) override {

@@ -3,7 +3,7 @@
 #include <Kestrel/Root/Export.h>
 #include <Kestrel/Root/Types.h>
 
-#include <limits>
+#include <cstddef>
 
 // The library's only ways to memory. Everything it takes from the heap comes through here, so that
 // a host can put an allocator of its own underneath and a test can make the n-th request fail.
@@ -94,7 +94,7 @@ public:
     template <typename U>
     StdAllocator(StdAllocator<U> const &) noexcept {}
     T * allocate(std::size_t count) {
-        if (count > std::numeric_limits<std::size_t>::max() / sizeof(T))
+        if (count > ~std::size_t(0) / sizeof(T))
             ThrowOutOfMemory();
         return static_cast<T *>(NewOrThrow(count * sizeof(T)));
     }

@@ -220,7 +220,7 @@ TEST_F(Preferences, AreNotHurtByRandomBytes) {
 
 TEST_F(Preferences, MeetEveryFailedAllocation) {
     Write("[Kestrel]\nFileCacheSize = 1\n");
-    SweepAllocations([this](bool failed) {
+    SweepAllocations([](bool failed) {
         RootKey root;
         if (!root) {
             EXPECT_TRUE(failed);
