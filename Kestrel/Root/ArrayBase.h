@@ -108,7 +108,7 @@ public:
     void SetSize(unsigned int count) {
         Reserve(count);
         unsigned int const before = size;
-        Truncate(std::min<unsigned int>(size, count)); // no call, should a macro be there
+        Truncate(std::min<unsigned int>(size, count)); // a macro min does not fit this
         try {
             for (; size < count; ++size)
                 ::new (static_cast<void *>(data + size)) T();
