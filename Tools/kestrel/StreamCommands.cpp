@@ -17,11 +17,20 @@ namespace {
 
 constexpr unsigned int PieceSize = 65536;
 
-// What reading an input as a whole ended with; an intact one ends with EOI.
-MuErrCode ToResult(MuErrCode written, MuErrCode read) {
+std::string NameSource(std::string const & path) {
+    return IsStandard(path) ? "standard input" : path;
+}
+
+// Standard output is looked at once more at the end of the program, which says so.
+int FailWriting(Options const & options, Console & console, MuErrCode written) {
+    return IsStandard(options.target) ? 1 : console.Finish(written, options.target);
+}
+
+// After reading an input as a whole; an intact one ends with EOI.
+int FinishBoth(Options const & options, Console & console, MuErrCode written, MuErrCode read) {
     if (written != IO::NoError)
-        return written;
-    return read == IO::EOI ? IO::NoError : read;
+        return FailWriting(options, console, written);
+    return console.Finish(read == IO::EOI ? IO::NoError : read, NameSource(options.source));
 }
 
 /// Opens both ends and lets `work` run between them; what it made is kept when it succeeded.
@@ -29,7 +38,7 @@ template <typename Work>
 int Between(Options const & options, Console & console, Work work) {
     Source source(options.source);
     if (source.GetStatus() != IO::NoError)
-        return console.Finish(source.GetStatus(), options.source);
+        return console.Finish(source.GetStatus(), NameSource(options.source));
     Target target(options.target, options.force);
     if (target.GetStatus() == IO::ErrTargetExists)
         return console.Fail(options.target + " is there already; say -f to write over it");
@@ -42,20 +51,23 @@ int Between(Options const & options, Console & console, Work work) {
     return result != 0 ? result : kept;
 }
 
-bool GetKey(Options const & options, std::string * key) {
+// All of the key file's bytes, behind those of the command line. False: there is none, and that
+// was said.
+bool GetKey(Options const & options, Console & console, std::string * key) {
     *key = options.key;
-    if (options.keyFile.empty())
-        return !key->empty();
-    Source file(options.keyFile);
-    if (file.GetStatus() != IO::NoError)
-        return false;
-    char piece[256];
-    unsigned int read = 0;
-    do {
-        file.GetChannel().ReadBin(piece, sizeof piece, &read);
-        key->append(piece, read);
-    } while (read != 0);
-    return !key->empty();
+    if (!options.keyFile.empty()) {
+        Source file(options.keyFile);
+        MuErrCode status = file.GetStatus();
+        char piece[256];
+        while (status == IO::NoError) {
+            unsigned int read = 0;
+            status = file.GetChannel().ReadBin(piece, sizeof piece, &read);
+            key->append(piece, read);
+        }
+        if (status != IO::EOI)
+            return console.Finish(status, NameSource(options.keyFile)) == 0;
+    }
+    return !key->empty() || console.Fail("no key; say -k KEY or -K FILE") == 0;
 }
 
 /// What a damaged input cost: tells where it broke, and with --recover what was saved.
@@ -65,8 +77,8 @@ public:
 
     void Report(std::string const & what, unsigned long long position) {
         isDamaged = true;
-        console.Fail((options.source.empty() ? "standard input" : options.source) + " " + what +
-                     " at byte " + std::to_string(position));
+        console.Fail(NameSource(options.source) + " " + what + " at byte " +
+                     std::to_string(position));
     }
     int Finish(unsigned long long saved) {
         if (isDamaged && options.recover)
@@ -88,10 +100,12 @@ int UnzipAll(Source & source, Target & target, Options const & options, Console 
         MuErrCode read;
         MuErrCode const written = Pump(zip, target.GetChannel(), PieceSize, progress, &read);
         progress.Clear();
-        if (written != IO::NoError || read == IO::EOI)
-            return console.Finish(written, options.target) | damage.Finish(progress.GetCount());
+        if (written != IO::NoError)
+            return FailWriting(options, console, written);
+        if (read == IO::EOI)
+            return damage.Finish(progress.GetCount());
         if (read != IO::InputFailure)
-            return console.Finish(read, options.source);
+            return console.Finish(read, NameSource(options.source));
         bool const isBroken = zip.GetZipError() == IO::ZipDataError;
         damage.Report(isBroken ? "is corrupt" : "is cut off", source.GetPosition());
         if (!options.recover || zip.FindNextFlushFlush(0) != IO::NoError)
@@ -99,8 +113,28 @@ int UnzipAll(Source & source, Target & target, Options const & options, Console 
     }
 }
 
-// Byte by byte and without reading ahead, so that the rubbish at the end of a stream that was cut
-// stays out: the status of a cut comes together with the last byte that is good.
+// Whether a piece can be deciphered without coming near the end of the source, even if each record
+// held but one byte.
+bool IsFarFromItsEnd(Source & source) {
+    unsigned long long rest = 0;
+    return source.GetChannel().GetAvailable(&rest) == IO::NoError && rest > 20ull * PieceSize;
+}
+
+// Byte by byte near the end, or where nobody knows it, and without reading ahead, so that the
+// rubbish at the end of a stream that was cut stays out: the status of a cut comes together with
+// the last byte that is good.
+MuErrCode PumpDeciphered(IO::CodeIChannel & code, Source & source, Target & target,
+                         Progress & progress, MuErrCode * read) {
+    std::vector<char> piece(PieceSize);
+    *read = IO::NoError;
+    MuErrCode written = IO::NoError;
+    while (written == IO::NoError && *read == IO::NoError && IsFarFromItsEnd(source))
+        written = MovePiece(code, target.GetChannel(), piece, progress, read);
+    if (written == IO::NoError && *read == IO::NoError)
+        written = Pump(code, target.GetChannel(), 1, progress, read);
+    return written;
+}
+
 int DecryptAll(Source & source, Target & target, std::string const & key, Options const & options,
                Console & console) {
     IO::CodeIChannel code(source.GetChannel(), key.data(), static_cast<unsigned int>(key.size()));
@@ -109,16 +143,16 @@ int DecryptAll(Source & source, Target & target, std::string const & key, Option
     Damage damage(console, options);
     for (;;) {
         MuErrCode read;
-        MuErrCode const written = Pump(code, target.GetChannel(), 1, progress, &read);
+        MuErrCode const written = PumpDeciphered(code, source, target, progress, &read);
         progress.Clear();
         if (written != IO::NoError)
-            return console.Finish(written, options.target);
+            return FailWriting(options, console, written);
         if (read == IO::EOI && source.GetChannel().GetInputStatus() == IO::EOI)
             damage.Report("is cut off", source.GetPosition());
         if (read == IO::EOI)
             return damage.Finish(progress.GetCount());
         if (read != IO::InputFailure)
-            return console.Finish(read, options.source);
+            return console.Finish(read, NameSource(options.source));
         damage.Report("is corrupt", source.GetPosition());
         if (!options.recover || code.FindNextBlock() != IO::NoError)
             return damage.Finish(progress.GetCount());
@@ -134,9 +168,8 @@ int DigestOne(std::string const & path, Console & console) {
     if (read == IO::NoError)
         written = Pump(source.GetChannel(), digest, PieceSize, progress, &read);
     progress.Clear();
-    MuErrCode const status = ToResult(written, read);
-    if (status != IO::NoError)
-        return console.Finish(status, path);
+    if (written != IO::NoError || read != IO::EOI)
+        return console.Finish(written != IO::NoError ? written : read, NameSource(path));
     MD5::FingerPrint print;
     digest.Finish(&print);
     char const digits[] = "0123456789abcdef";
@@ -164,7 +197,7 @@ int Zip(Options const & options, Console & console) {
         }
         if (written == IO::NoError)
             written = target.GetChannel().GetOutputStatus();
-        return console.Finish(ToResult(written, read), options.source);
+        return FinishBoth(options, console, written, read);
     });
 }
 
@@ -176,8 +209,8 @@ int Unzip(Options const & options, Console & console) {
 
 int Encrypt(Options const & options, Console & console) {
     std::string key;
-    if (!GetKey(options, &key))
-        return console.Fail("no key; say -k KEY or -K FILE");
+    if (!GetKey(options, console, &key))
+        return 1;
     return Between(options, console, [&](Source & source, Target & target) {
         MuErrCode read;
         MuErrCode written;
@@ -189,14 +222,14 @@ int Encrypt(Options const & options, Console & console) {
         }
         if (written == IO::NoError)
             written = target.GetChannel().GetOutputStatus();
-        return console.Finish(ToResult(written, read), options.source);
+        return FinishBoth(options, console, written, read);
     });
 }
 
 int Decrypt(Options const & options, Console & console) {
     std::string key;
-    if (!GetKey(options, &key))
-        return console.Fail("no key; say -k KEY or -K FILE");
+    if (!GetKey(options, console, &key))
+        return 1;
     return Between(options, console, [&](Source & source, Target & target) {
         return DecryptAll(source, target, key, options, console);
     });

@@ -17,11 +17,11 @@
 
 namespace Tool {
 
-namespace {
-
 bool IsStandard(std::string const & path) {
     return path.empty() || path == "-";
 }
+
+namespace {
 
 bool IsTerminal() {
 #if defined(_WIN32)
@@ -82,7 +82,7 @@ void Target::OpenFile(std::string const & path, bool force) {
     if (status != IO::NoError)
         return;
     file.emplace(location, IO::File::OnNotFound::Create);
-    isMade = file->GetStatus() == IO::NoError;
+    isMade = !exists && file->GetStatus() == IO::NoError;
     status = file->Open(IO::File::OpenMode::WriteOnlyEmpty, IO::AccessDeniedTreatment::RetryAlways);
 }
 
@@ -107,35 +107,59 @@ MuErrCode Target::Keep() {
     return file ? file->Close() : standard->Flush();
 }
 
-Progress::Progress(char const * verb) : verb(verb), isShown(IsTerminal()) {}
+namespace {
 
-void Progress::Add(unsigned int bytes) {
-    count += bytes;
+bool isProgressShown = false; // there is one terminal
+
+unsigned long long GetStep(Progress::Unit unit) {
+    return unit == Progress::Unit::Bytes ? 8u << 20 : 1000;
+}
+
+} // namespace
+
+Progress::Progress(char const * verb, Unit unit)
+    : verb(verb), unit(unit), isShown(IsTerminal()), next(GetStep(unit)) {}
+
+void Progress::Add(unsigned int more) {
+    count += more;
     if (!isShown || count < next)
         return;
-    next = count + step;
-    isDirty = true;
-    std::cerr << '\r' << verb << ' ' << (count >> 20) << " MiB " << std::flush;
+    next = count + GetStep(unit);
+    isProgressShown = true;
+    std::cerr << '\r' << verb << ' ';
+    if (unit == Unit::Bytes)
+        std::cerr << (count >> 20) << " MiB " << std::flush;
+    else
+        std::cerr << count << " entries " << std::flush;
 }
 
 void Progress::Clear() {
-    if (isDirty)
+    Hide();
+}
+
+void Progress::Hide() {
+    if (isProgressShown)
         std::cerr << '\r' << std::string(40, ' ') << '\r' << std::flush;
-    isDirty = false;
+    isProgressShown = false;
+}
+
+MuErrCode MovePiece(Mu::IChannel & in, Mu::OChannel & out, std::vector<char> & piece,
+                    Progress & progress, MuErrCode * readStatus) {
+    unsigned int read = 0;
+    *readStatus = in.ReadBin(piece.data(), static_cast<unsigned int>(piece.size()), &read);
+    MuErrCode const written = out.WriteBin(piece.data(), read, nullptr);
+    progress.Add(read);
+    return written;
 }
 
 MuErrCode Pump(Mu::IChannel & in, Mu::OChannel & out, unsigned int pieceSize, Progress & progress,
                MuErrCode * readStatus) {
     std::vector<char> piece(pieceSize);
-    do {
-        unsigned int read = 0;
-        *readStatus = in.ReadBin(piece.data(), pieceSize, &read);
-        if (MuErrCode const written = out.WriteBin(piece.data(), read, nullptr);
-            written != IO::NoError)
-            return written;
-        progress.Add(read);
-    } while (*readStatus == IO::NoError);
-    return IO::NoError;
+    MuErrCode written;
+    do
+        written = MovePiece(in, out, piece, progress, readStatus);
+    while (written == IO::NoError && *readStatus == IO::NoError);
+    return written;
 }
 
 } // namespace Tool

@@ -5,10 +5,14 @@
 
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace Tool {
 
 struct Options;
+
+/// Whether that names standard input or output.
+bool IsStandard(std::string const & path);
 
 /// Where bytes come from: a file, or standard input for "-" or nothing.
 class Source {
@@ -27,7 +31,8 @@ private:
 };
 
 /// Where bytes go: a file, or standard output for "-" or nothing. A file that is there already is
-/// refused with ErrTargetExists, unless forced; one that is not kept vanishes again.
+/// refused with ErrTargetExists, unless forced. A new one that is not kept vanishes again; what was
+/// there, a device for instance, never does.
 class Target {
 public:
     Target(std::string const & path, bool force);
@@ -50,21 +55,28 @@ private:
 /// A line on the terminal that says how far long work has come; nothing when there is no terminal.
 class Progress {
 public:
-    explicit Progress(char const * verb);
+    enum class Unit { Bytes, Entries };
+
+    explicit Progress(char const * verb, Unit unit = Unit::Bytes);
     ~Progress() { Clear(); }
-    void Add(unsigned int bytes);
+    void Add(unsigned int more);
     void Clear();
     unsigned long long GetCount() const { return count; }
 
-private:
-    static constexpr unsigned long long step = 8u << 20;
+    /// Takes away what is shown by any of them, to make room for a line of another kind.
+    static void Hide();
 
+private:
     char const * verb;
+    Unit unit;
     bool isShown;
-    bool isDirty = false;
     unsigned long long count = 0;
-    unsigned long long next = step;
+    unsigned long long next;
 };
+
+/// Moves what `in` gives at once, up to the size of `piece`. The result is the status of writing.
+MuErrCode MovePiece(Mu::IChannel & in, Mu::OChannel & out, std::vector<char> & piece,
+                    Progress & progress, MuErrCode * readStatus);
 
 /// Moves everything that `in` gives, in pieces of `pieceSize`. `*readStatus` is what ended it, EOI
 /// when all is well; the result is the status of writing.
