@@ -1,0 +1,101 @@
+"""Run by gdb: what it prints for the values of Printed.cpp, against what stands there.
+
+compare.run(host, source, 'gdb' or 'bare', file of the printers) answers 0 when all is as expected."""
+
+import re
+
+import gdb
+
+STOP = 'EverythingIsMade'
+
+
+def sections(source):
+    """Of each function that stops: the lines for this script, as (number, kind, rest)."""
+    lines = []
+    for number, line in enumerate(open(source, encoding='utf-8'), 1):
+        found = re.match(r'\s*// (gdb|bare|do|inside): (.*)$', line)
+        if found:
+            lines.append((number, found[1], found[2]))
+        elif line.startswith('    %s();' % STOP):
+            yield lines
+            lines = []
+
+
+def chosen(lines, bare):
+    """Without debug information of the library, a `bare:` line takes the place of the `gdb:` one
+    before it."""
+    for position, (number, kind, rest) in enumerate(lines):
+        following = lines[position + 1] if position + 1 < len(lines) else (0, '', '')
+        has_bare = following[1] == 'bare'
+        if kind == 'bare' and not bare or bare and (kind == 'inside' or kind == 'gdb' and has_bare):
+            continue
+        yield number, kind, rest
+
+
+def printed(expression):
+    try:
+        text = gdb.execute('print ' + expression, to_string=True).strip()
+    except gdb.error as failure:
+        return 'gdb: %s' % failure
+    return re.sub(r'^\$\d+ = (\([^@]*\) @0x[0-9a-f]+: )?', '', text)
+
+
+def check(lines):
+    failures = 0
+    count = 0
+    for number, kind, rest in lines:
+        if kind in ('do', 'inside'):
+            gdb.execute(rest, to_string=True)
+            continue
+        expression, _, wanted = rest.partition(' => ')
+        text = printed(expression)
+        count += 1
+        if not re.fullmatch(wanted, text):
+            failures += 1
+            print('line %d: %s\n  printed:  %s\n  expected: %s' % (number, expression, text, wanted))
+    return count, failures
+
+
+def start(host, printers):
+    for command in ('set confirm off', 'set pagination off', 'set width 0', 'set auto-load off',
+                    'set print elements 200', 'source ' + printers, 'file ' + host):
+        gdb.execute(command, to_string=True)
+    gdb.Breakpoint(STOP).silent = True
+    gdb.execute('run', to_string=True)
+
+
+def check_layouts():
+    """What the printers believe of classes without debug information, against that of the library."""
+    import __main__ as printers
+    failures = 0
+    for tag in printers.LAYOUTS:
+        members, size, _ = printers.layout(tag)
+        described = gdb.lookup_type(tag)
+        told = {field.name: (field.bitpos // 8, field.type.sizeof) for field in described.fields()
+                if hasattr(field, 'bitpos') and not field.is_base_class and field.name in members}
+        believed = {name: (offset, printers.layout(kind)[1] if kind in printers.LAYOUTS
+                           else printers.simple_type(kind).sizeof)
+                    for name, (offset, kind) in members.items()}
+        if (told, described.sizeof) != (believed, size):
+            print('%s is laid out otherwise: %s, size %d' % (tag, told, described.sizeof))
+            failures += 1
+    return failures
+
+
+def has_stopped():
+    return gdb.selected_inferior().pid != 0 and gdb.newest_frame().name() == STOP
+
+
+def run(host, source, mode, printers):
+    start(host, printers)
+    count, failures = 0, 0 if mode == 'bare' else check_layouts()
+    for lines in sections(source):
+        if not has_stopped():
+            print('the host did not stop for line %d and those after it' % lines[0][0])
+            return 1
+        gdb.newest_frame().older().select()
+        more = check(chosen(lines, mode == 'bare'))
+        count, failures = count + more[0], failures + more[1]
+        gdb.execute('continue', to_string=True)
+    print('%d values, %d not as expected' % (count, failures))
+    return 1 if failures or not count else 0
