@@ -33,6 +33,10 @@ function(kestrel_floor name)
     if(NOT WIN32)
         target_compile_options(${target} PRIVATE -fno-semantic-interposition)
     endif()
+    # A unique symbol would keep the library in the process for good; hosts may unload it.
+    if(NOT WIN32 AND CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+        target_compile_options(${target} PRIVATE -fno-gnu-unique)
+    endif()
     set(built ${KESTREL_ALL_FLOORS} ${name})
     set(KESTREL_ALL_FLOORS ${built} PARENT_SCOPE)
     set(below "")
@@ -72,9 +76,11 @@ function(kestrel_library)
     target_compile_features(Kestrel PUBLIC cxx_std_20)
     kestrel_link_system(Kestrel)
     if(NOT WIN32)
-        # All but those that hosts guess, whose address is to be one in all modules.
+        # All but those that hosts guess, whose address is to be one in all modules, and the objects,
+        # of which a host's program may hold the one copy.
         set(guessed ${CMAKE_CURRENT_FUNCTION_LIST_DIR}/guessed.list)
-        target_link_options(Kestrel PRIVATE -Wl,-Bsymbolic-functions -Wl,--dynamic-list=${guessed})
+        target_link_options(Kestrel PRIVATE -Wl,-Bsymbolic-functions -Wl,--dynamic-list=${guessed}
+            -Wl,--dynamic-list-data)
         set_property(TARGET Kestrel APPEND PROPERTY LINK_DEPENDS ${guessed})
     endif()
     set_target_properties(Kestrel PROPERTIES VERSION ${PROJECT_VERSION} SOVERSION 1
