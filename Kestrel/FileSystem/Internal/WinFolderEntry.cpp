@@ -233,7 +233,10 @@ bool WinFolderEntry::IsFoundFile() const {
 }
 
 bool WinFolderEntry::GetFoundLength(unsigned long long * length) const {
-    if (found == nullptr || !found->IsFile() || !found->search.LookAtEntry() || !found->IsFile())
+    constexpr unsigned int longestLocation = 260; // that is legal, with a separator for each name
+    if (found == nullptr || path.GetLength() + found->name.GetLength() + 2 > longestLocation)
+        return false;
+    if (!found->IsFile() || !found->search.LookAtEntry() || !found->IsFile())
         return false;
     *length = found->search.GetEntry().size;
     return true;
