@@ -265,20 +265,6 @@ TEST(InputBuffer, GivesAllThereIsToADirectAccessWithoutASize) {
     EXPECT_EQ(std::string(data, available), "x") << "one byte, without buffering";
 }
 
-TEST(InputBuffer, CompactsTheRingForADirectAccessAcrossItsEnd) {
-    ScriptedSource source(Letters(100));
-    InputBuffer buffer(&source, 32, 32, 0.0);
-    EXPECT_EQ(Get(buffer, 30), Letters(30));
-    char * data = nullptr;
-    unsigned int available = 0;
-    EXPECT_EQ(buffer.DirectAccess(20, &data, &available), IO::NoError);
-    EXPECT_EQ(std::string(data, available), Letters(50).substr(30));
-    char * whole = nullptr;
-    EXPECT_EQ(buffer.DirectAccess(32, &whole, &available), IO::NoError);
-    EXPECT_EQ(available, 32u) << "all of the ring is one piece now";
-    EXPECT_EQ(std::string(whole, available), Letters(62).substr(30));
-}
-
 TEST(InputBuffer, SkipsBufferedAndUnbufferedBytes) {
     ScriptedSource source(Letters(1000));
     InputBuffer buffer(&source, 32, 32, 0.0);

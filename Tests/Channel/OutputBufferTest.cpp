@@ -128,26 +128,6 @@ TEST(OutputBuffer, RefusesWhatItsStateForbids) {
     EXPECT_EQ(sink.GetText(), "abcdef");
 }
 
-TEST(OutputBuffer, WalksTheRewoundDataBlockByBlock) {
-    OutputBuffer buffer(nullptr, 4);
-    EXPECT_EQ(Put(buffer, "a"), IO::NoError);
-    EXPECT_EQ(buffer.PushMark(), IO::NoError);
-    EXPECT_EQ(Put(buffer, "bcdefgh"), IO::NoError); // the data ends with its block
-    EXPECT_EQ(buffer.PopMark(), IO::NoError);
-    std::string text;
-    Pieces pieces;
-    char * data = nullptr;
-    unsigned int available = 0;
-    for (unsigned int offset = 0;; offset += available) {
-        ASSERT_EQ(buffer.DirectAccess(offset, &data, &available), IO::NoError);
-        if (available == 0)
-            break;
-        pieces.emplace_back(data, available);
-    }
-    EXPECT_EQ(pieces, (Pieces{"bcd", "efgh"}));
-    EXPECT_EQ(buffer.GetWritePosition(), 1u) << "it does not move";
-}
-
 TEST(OutputBuffer, StopsAnOverwritingAtTheEndOfTheData) {
     RecordingSink sink;
     OutputBuffer buffer(&sink, 4);
