@@ -352,8 +352,9 @@ TEST_P(FileOn, MeetsEveryFailedAllocation) {
         MuErrCode const made = File::New(&file, place / "file", File::OnNotFound::Create);
         if (made != IO::NoError) {
             ASSERT_TRUE(failed);
-            if (!GetParam())
+            if (!GetParam()) {
                 EXPECT_EQ(made, IO::ErrMemoryFull) << "the file is there all the same";
+            }
             return;
         }
         std::unique_ptr<File> const owner(file);
