@@ -18,6 +18,11 @@ struct Options {
     bool recursive = false;
     bool parents = false;
     bool recover = false;
+    bool json = false;
+    bool follow = false;
+    bool summary = false;
+    bool bytes = false;
+    int depth = -1; ///< below 0: all of it
     int level = -1;
     std::string key;
     std::string keyFile;
@@ -28,6 +33,10 @@ int List(Options const & options, Console & console);
 int Stat(Options const & options, Console & console);
 int Special(Options const & options, Console & console);
 int Mounts(Options const & options, Console & console);
+
+int Tree(Options const & options, Console & console);
+int DiskUsage(Options const & options, Console & console);
+int CountEntries(Options const & options, Console & console);
 
 int Cat(Options const & options, Console & console);
 int Write(Options const & options, Console & console);

@@ -1,5 +1,7 @@
 #include "Console.h"
 
+#include "Streams.h"
+
 #include <Kestrel/Root/ErrorCategory.h>
 
 #include <iostream>
@@ -16,6 +18,7 @@ Console::~Console() {
 
 void Console::LineAppended(Mu::LogSeverity severity, char const *, char const * text) {
     static constexpr char const * names[] = {"trace", "info", "warning", "error"};
+    Progress::Hide();
     std::cerr << "kestrel: " << names[static_cast<unsigned int>(severity)] << ": " << text << "\n";
     if (severity >= Mu::LogSeverity::Warning)
         told = true;

@@ -1,6 +1,7 @@
 #include "Arguments.h"
 #include "Commands.h"
 #include "Console.h"
+#include "Links.h"
 
 #include <Kestrel/FileSystem/File.h>
 #include <Kestrel/FileSystem/FileSystem.h>
@@ -25,17 +26,12 @@ std::string ToTimeText(MuErrCode status, int seconds) {
     return text.str();
 }
 
-std::string ToTargetText(IO::Location const & link) {
-    IO::Location target;
-    return IO::fileSystem.ResolveLocation(link, &target) ? ToText(target) : "(broken)";
-}
-
 void ShowEntry(IO::Location const & location, IO::Name const & name, IO::EntryType type) {
     std::cout << ToUtf8(name);
     if (type == IO::EntryType::Folder)
         std::cout << '/';
     if (type == IO::EntryType::Link)
-        std::cout << " -> " << ToTargetText(location);
+        std::cout << " -> " << GetLinkTarget(location).Describe();
     std::cout << "\n";
 }
 
@@ -158,7 +154,7 @@ MuErrCode StatOne(std::string const & path) {
         Row("URL", ToUtf8(text));
     Row("type", kinds[static_cast<unsigned int>(type)]);
     if (type == IO::EntryType::Link) {
-        Row("target", ToTargetText(location));
+        Row("target", GetLinkTarget(location).Describe());
         return IO::NoError;
     }
     return type == IO::EntryType::Folder ? StatFolder(location) : StatFile(location);

@@ -2,11 +2,14 @@
 #include "Commands.h"
 #include "Console.h"
 
+#include <Kestrel/Log/FileLogOutput.h>
+
 #include <CLI/CLI.hpp>
 
 #include <algorithm>
 #include <exception>
 #include <iostream>
+#include <optional>
 
 #if defined(_WIN32)
 #include <windows.h>
@@ -23,7 +26,10 @@ public:
         app.require_subcommand(1);
         app.fallthrough();
         app.add_flag("-v,--verbose", verbose, "Show all lines that the library logs");
+        app.add_option("--log", logFolder, "Write all lines that the library logs to files there")
+            ->type_name("FOLDER");
         AddListing();
+        AddTrees();
         AddContent();
         AddEntries();
         AddStreams();
@@ -33,17 +39,54 @@ public:
     }
 
     int Run(std::vector<std::string> arguments) {
+        std::string const first = arguments.empty() ? "-" : arguments.front();
         std::reverse(arguments.begin(), arguments.end()); // as CLI11 wants a vector
         try {
             app.parse(arguments);
         } catch (CLI::ParseError const & e) {
-            return app.exit(e) == 0 ? 0 : 2;
+            return ExplainMisuse(e, first);
         }
+        std::optional<IO::FileLogOutput> log;
+        if (!logFolder.empty() && !StartLog(log))
+            return 1;
         Tool::Console console(verbose);
-        return chosen(options, console);
+        int const result = chosen(options, console);
+        if (!std::cout.flush())
+            return console.Fail("standard output: write error");
+        return result;
     }
 
 private:
+    // What begins with no command is most likely a misspelt one.
+    int ExplainMisuse(CLI::ParseError const & e, std::string const & first) const {
+        if (e.get_exit_code() == 0)
+            return app.exit(e);
+        if (first.rfind('-', 0) == 0 || !app.get_subcommands().empty()) {
+            app.exit(e);
+            return 2;
+        }
+        std::cerr << "kestrel: there is no command \"" << first
+                  << "\"; kestrel --help lists them\n";
+        return 2;
+    }
+
+    // Limits of the log, in megabytes, and the files that are left of one that has grown too large.
+    static constexpr unsigned int MostLogMB = 64;
+    static constexpr unsigned int MostLogFileMB = 8;
+    static constexpr unsigned int MostLogFiles = 1000;
+
+    // Before the console listens, so that a folder which is there already is no warning.
+    bool StartLog(std::optional<IO::FileLogOutput> & log) const {
+        log.emplace(Tool::ToLocation(logFolder), MostLogMB, MostLogFileMB, MostLogFiles);
+        if (!log->HasFile()) {
+            std::cerr << "kestrel: " << logFolder << ": no log can be written there\n";
+            return false;
+        }
+        Mu::logger.SetOutputLevel(Mu::LogSeverity::Trace);
+        Mu::logger.SetOutput(&*log, &*log);
+        return true;
+    }
+
     CLI::App * Add(char const * name, char const * description, Command command) {
         CLI::App * const subcommand = app.add_subcommand(name, description);
         subcommand->callback([this, command] { chosen = command; });
@@ -55,19 +98,42 @@ private:
         list->add_flag("-l,--long", options.longForm, "With type, size and time");
         list->add_option("PATH", options.paths, "Folders or files; the current folder if none");
         Add("stat", "Show what is known of entries", Tool::Stat)
-            ->add_option("PATH", options.paths)
+            ->add_option("PATH", options.paths, "Files, folders or links")
             ->required();
         Add("special", "Show the special locations", Tool::Special);
         Add("mounts", "Show the drives and mounted file systems", Tool::Mounts);
     }
 
+    void AddTrees() {
+        CLI::App * const tree = AddWalk("tree", "Draw a folder with all that is in it", Tool::Tree);
+        tree->add_option("-d,--depth", options.depth, "So many levels, not all of them")
+            ->check(CLI::NonNegativeNumber);
+        tree->add_flag("-j,--json", options.json, "As JSON: a list with a tree for each path");
+        CLI::App * const usage =
+            AddWalk("du", "Show how much the files of folders hold", Tool::DiskUsage);
+        usage->add_option("-d,--depth", options.depth, "Show so many levels; all are counted")
+            ->check(CLI::NonNegativeNumber);
+        usage->add_flag("-s,--summary", options.summary, "One line for each path");
+        usage->add_flag("-b,--bytes", options.bytes, "Exact numbers of bytes");
+        AddWalk("count", "Count folders, files and links", Tool::CountEntries);
+    }
+
+    CLI::App * AddWalk(char const * name, char const * description, Command command) {
+        CLI::App * const walk = Add(name, description, command);
+        walk->add_flag("-L,--follow", options.follow,
+                       "Go into what links lead to; what leads back up is left");
+        walk->add_option("PATH", options.paths, "Folders or files; the current folder if none");
+        return walk;
+    }
+
     void AddContent() {
         Add("cat", "Write files to standard output", Tool::Cat)
-            ->add_option("FILE", options.paths)
+            ->add_option("FILE", options.paths, "Files, one behind the other")
             ->required();
         CLI::App * const write = Add("write", "Write standard input to a file", Tool::Write);
         write->add_flag("-a,--append", options.append, "Behind what the file holds");
-        write->add_option("FILE", options.target)->required();
+        write->add_option("FILE", options.target, "What it holds already is lost, without -a")
+            ->required();
     }
 
     void AddEntries() {
@@ -78,10 +144,10 @@ private:
         CLI::App * const remove = Add("rm", "Delete entries", Tool::Remove);
         remove->add_flag("-f,--force", options.force, "Even when they are write-protected");
         remove->add_flag("-r,--recursive", options.recursive, "Folders with all that is in them");
-        remove->add_option("PATH", options.paths)->required();
+        remove->add_option("PATH", options.paths, "Files, folders or links")->required();
         CLI::App * const make = Add("mkdir", "Make folders", Tool::MakeFolder);
         make->add_flag("-p,--parents", options.parents, "With those above them that are missing");
-        make->add_option("PATH", options.paths)->required();
+        make->add_option("PATH", options.paths, "New ones")->required();
         AddSourceAndTarget(Add("ln", "Make a link at TARGET that leads to SOURCE", Tool::Link));
     }
 
@@ -115,7 +181,7 @@ private:
     }
 
     void AddSourceAndTarget(CLI::App * command) {
-        command->add_option("SOURCE", options.source)->required();
+        command->add_option("SOURCE", options.source, "What is there")->required();
         command->add_option("TARGET", options.target, "A new name, or a folder to go into")
             ->required();
     }
@@ -123,6 +189,7 @@ private:
     CLI::App app;
     Tool::Options options;
     Command chosen = nullptr;
+    std::string logFolder;
     bool verbose = false;
 };
 

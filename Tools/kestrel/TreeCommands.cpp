@@ -1,0 +1,196 @@
+#include "Arguments.h"
+#include "Commands.h"
+#include "Console.h"
+#include "TreeReader.h"
+
+#include <nlohmann/json.hpp>
+
+#include <cstdio>
+#include <iomanip>
+#include <iostream>
+
+namespace Tool {
+
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+#if defined(_WIN32)
+constexpr char Separator = '\\';
+#else
+constexpr char Separator = '/';
+#endif
+
+std::vector<std::string> GetPaths(Options const & options) {
+    return options.paths.empty() ? std::vector<std::string>{"."} : options.paths;
+}
+
+// A name may hold what would break a line of a drawing.
+std::string ToShown(std::string text) {
+    for (char & c : text)
+        if (static_cast<unsigned char>(c) < ' ' || c == '\x7F')
+            c = '?';
+    return text;
+}
+
+std::string ToSizeText(unsigned long long size) {
+    static constexpr char const * units[] = {"KiB", "MiB", "GiB", "TiB", "PiB", "EiB"};
+    if (size < 1024)
+        return std::to_string(size) + " B";
+    double value = static_cast<double>(size) / 1024;
+    unsigned int unit = 0;
+    for (; value >= 1023.95; ++unit)
+        value /= 1024;
+    char text[32];
+    std::snprintf(text, sizeof text, "%.1f %s", value, units[unit]);
+    return text;
+}
+
+std::string Count(unsigned long long count, char const * one, char const * many) {
+    return std::to_string(count) + " " + (count == 1 ? one : many);
+}
+
+std::string ToText(TreeCounts const & counts) {
+    std::string text =
+        Count(counts.of[1], "folder", "folders") + ", " + Count(counts.of[0], "file", "files");
+    if (counts.of[2] != 0)
+        text += ", " + Count(counts.of[2], "link", "links");
+    return text;
+}
+
+std::string Describe(TreeNode const & node) {
+    std::string text = ToShown(ToUtf8(node.name));
+    if (node.type == IO::EntryType::Link)
+        text += " -> " + ToShown(node.target.Describe());
+    else if (node.type == IO::EntryType::Folder)
+        text += "/";
+    else
+        text += "  " + ToSizeText(node.size);
+    return text + (node.isDenied ? "  (not readable)" : "");
+}
+
+void Draw(TreeNode const & node, std::string const & indent) {
+    for (TreeNode const & child : node.children) {
+        bool const isLast = &child == &node.children.back();
+        std::cout << indent << (isLast ? "└── " : "├── ") << Describe(child) << "\n";
+        Draw(child, indent + (isLast ? "    " : "│   "));
+    }
+}
+
+Json ToJson(TreeNode const & node) {
+    static constexpr char const * types[] = {"file", "folder", "link"};
+    Json json;
+    json["name"] = ToUtf8(node.name);
+    json["type"] = types[static_cast<unsigned int>(node.type)];
+    if (node.type == IO::EntryType::Link) {
+        json["target"] = node.target.text;
+        json["broken"] = node.target.isBroken;
+    }
+    if (node.type != IO::EntryType::Link || !node.children.empty())
+        json["size"] = node.size;
+    if (node.isDenied)
+        json["readable"] = false;
+    if (node.type == IO::EntryType::Folder || !node.children.empty())
+        json["children"] = Json::array();
+    for (TreeNode const & child : node.children)
+        json["children"].push_back(ToJson(child));
+    return json;
+}
+
+/// What all paths of one command come to.
+struct Trees {
+    int result = 0;
+    TreeCounts counts;
+    unsigned long long size = 0;
+    Json json = Json::array();
+};
+
+// What could be read is shown, whatever went wrong on the way.
+bool ReadOne(std::string const & path, Options const & options, TreeReader::Keep keep, int depth,
+             Console & console, TreeNode * node, Trees * trees) {
+    auto const sizes =
+        keep == TreeReader::Keep::Nothing ? TreeReader::Sizes::Skip : TreeReader::Sizes::Ask;
+    node->type = IO::EntryType::Link; // until something is found
+    MuErrCode const status =
+        ReadTree(ToLocation(path), sizes, keep, options.follow, depth, node, &trees->counts);
+    trees->result |= console.Finish(status, path);
+    if (trees->counts.unknown != 0)
+        trees->result |=
+            console.Fail(path + ": " + Count(trees->counts.unknown, "entry", "entries") +
+                         " left out, whose name or type is not known here");
+    trees->counts.unknown = 0;
+    trees->size += node->size;
+    return node->type != IO::EntryType::Link;
+}
+
+void DrawRoot(std::string const & path, TreeNode const & node) {
+    std::cout << ToShown(path);
+    if (node.type == IO::EntryType::File)
+        std::cout << "  " << ToSizeText(node.size);
+    std::cout << (node.isDenied ? "  (not readable)" : "") << "\n";
+    Draw(node, "");
+}
+
+std::string Join(std::string const & folder, IO::Name const & name) {
+    bool const isEnded = !folder.empty() && (folder.back() == '/' || folder.back() == Separator);
+    return folder + (isEnded ? "" : std::string(1, Separator)) + ToUtf8(name);
+}
+
+void ShowSize(std::string const & path, unsigned long long size, bool inBytes) {
+    std::cout << std::setw(inBytes ? 14 : 10) << (inBytes ? std::to_string(size) : ToSizeText(size))
+              << "  " << ToShown(path) << "\n";
+}
+
+// The folders first that are in it, the folder itself last: its size is their sum.
+void ShowSizes(std::string const & path, TreeNode const & node, Options const & options,
+               int depth) {
+    for (TreeNode const & child : node.children)
+        if (depth != 0 && (child.type == IO::EntryType::Folder || !child.children.empty()))
+            ShowSizes(Join(path, child.name), child, options, depth - 1);
+    ShowSize(path, node.size, options.bytes);
+}
+
+} // namespace
+
+int Tree(Options const & options, Console & console) {
+    Trees trees;
+    for (std::string const & path : GetPaths(options)) {
+        TreeNode node;
+        if (!ReadOne(path, options, TreeReader::Keep::All, options.depth, console, &node, &trees))
+            continue;
+        if (options.json) {
+            trees.json.push_back(ToJson(node));
+            trees.json.back()["path"] = path;
+        } else
+            DrawRoot(path, node);
+    }
+    if (options.json)
+        std::cout << trees.json.dump(2, ' ', false, Json::error_handler_t::replace) << "\n";
+    else
+        std::cout << "\n" << ToText(trees.counts) << ", " << ToSizeText(trees.size) << "\n";
+    return trees.result;
+}
+
+int DiskUsage(Options const & options, Console & console) {
+    Trees trees;
+    for (std::string const & path : GetPaths(options)) {
+        TreeNode node;
+        if (ReadOne(path, options, TreeReader::Keep::Folders, -1, console, &node, &trees))
+            ShowSizes(path, node, options, options.summary ? 0 : options.depth);
+    }
+    return trees.result;
+}
+
+int CountEntries(Options const & options, Console & console) {
+    int result = 0;
+    for (std::string const & path : GetPaths(options)) {
+        Trees trees;
+        TreeNode node;
+        if (ReadOne(path, options, TreeReader::Keep::Nothing, -1, console, &node, &trees))
+            std::cout << ToText(trees.counts) << "  " << ToShown(path) << "\n";
+        result |= trees.result;
+    }
+    return result;
+}
+
+} // namespace Tool

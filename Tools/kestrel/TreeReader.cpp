@@ -1,0 +1,141 @@
+#include "TreeReader.h"
+
+#include "Links.h"
+
+#include <Kestrel/FileSystem/File.h>
+#include <Kestrel/FileSystem/FileSystem.h>
+#include <Kestrel/FileSystem/Folder.h>
+
+#include <algorithm>
+
+namespace Tool {
+
+TreeReader::TreeReader(IO::Folder const & folder, TreeNode & root, Sizes sizes, Keep keep,
+                       bool follow, int depth)
+    : TreeEnumerator(folder), sizes(sizes), keep(keep), follow(follow), depth(depth) {
+    above.push_back(&root);
+}
+
+MuErrCode TreeReader::Read() {
+    MuErrCode const walked = Do();
+    CloseEntry();
+    progress.Clear();
+    above.front()->isDenied =
+        walked != IO::NoError && above.front()->children.empty() && !GetParent()->IsReadable();
+    return walked != IO::NoError ? walked : sizeStatus;
+}
+
+bool TreeReader::EntryFound(IO::Name const &, bool isFolder) {
+    CloseEntry();
+    isOpen = !isFolder;
+    progress.Add(1);
+    return true;
+}
+
+void TreeReader::CloseEntry() {
+    unknown += isOpen ? 1 : 0;
+    isOpen = false;
+}
+
+TreeNode & TreeReader::Add(IO::Name const & name, IO::EntryType type) {
+    ++counts.of[static_cast<unsigned int>(type)];
+    TreeNode node;
+    node.name = name;
+    node.type = type;
+    if (keep == Keep::Nothing || (keep == Keep::Folders && type == IO::EntryType::File))
+        return scratch = std::move(node);
+    above.back()->children.push_back(std::move(node));
+    return above.back()->children.back();
+}
+
+// What is found behind a link that was just met is told under the link.
+bool TreeReader::IsLastALink(IO::Name const & name) const {
+    auto const isThis = [&](TreeNode const & node) {
+        return node.type == IO::EntryType::Link && node.name.ToString() == name.ToString();
+    };
+    std::vector<TreeNode> const & found = above.back()->children;
+    return keep == Keep::Nothing ? isThis(scratch) : !found.empty() && isThis(found.back());
+}
+
+void TreeReader::AddSize(IO::Name const & name, TreeNode * node) {
+    IO::File const file(*GetParent(), name);
+    MuErrCode const status = file.GetDataLength(&node->size);
+    if (sizeStatus == IO::NoError)
+        sizeStatus = status;
+    if (status == IO::NoError)
+        for (TreeNode * const folder : above)
+            folder->size += node->size;
+}
+
+bool TreeReader::FileFound(IO::Name const & name) {
+    isOpen = false;
+    TreeNode & node = !IsLastALink(name)      ? Add(name, IO::EntryType::File)
+                      : keep == Keep::Nothing ? scratch
+                                              : above.back()->children.back();
+    if (sizes == Sizes::Ask)
+        AddSize(name, &node);
+    return true;
+}
+
+bool TreeReader::FolderFound(IO::Name const & name) {
+    if (!IsLastALink(name))
+        Add(name, IO::EntryType::Folder);
+    return depth < 0 || above.size() < static_cast<std::size_t>(depth);
+}
+
+bool TreeReader::LinkFound(IO::Name const & name) {
+    isOpen = false;
+    TreeNode & node = Add(name, IO::EntryType::Link);
+    if (keep == Keep::Nothing && !follow)
+        return false;
+    IO::Location link;
+    GetParent()->GetLocation(&link);
+    link.AppendToLocal(name);
+    node.target = GetLinkTarget(link);
+    return follow && !node.target.isBroken;
+}
+
+void TreeReader::FolderEntered(IO::Name const &, IO::Folder const &) {
+    above.push_back(keep == Keep::Nothing ? &scratch : &above.back()->children.back());
+}
+
+void TreeReader::FolderExited(IO::Name const &, IO::Folder const & folder) {
+    CloseEntry();
+    TreeNode & node = *above.back();
+    above.pop_back();
+    if (keep != Keep::Nothing)
+        node.isDenied = node.children.empty() && node.size == 0 && !folder.IsReadable();
+}
+
+void Sort(TreeNode & node) {
+    std::sort(node.children.begin(), node.children.end(),
+              [](TreeNode const & a, TreeNode const & b) { return a.name < b.name; });
+    for (TreeNode & child : node.children)
+        Sort(child);
+}
+
+MuErrCode ReadTree(IO::Location const & location, TreeReader::Sizes sizes, TreeReader::Keep keep,
+                   bool follow, int depth, TreeNode * node, TreeCounts * counts) {
+    IO::EntryType type;
+    // A link that is named is meant, and so is what it leads to.
+    if (MuErrCode const status = IO::fileSystem.EstimateResolvedType(location, &type);
+        status != IO::NoError)
+        return status;
+    location.GetLastLocalName(&node->name);
+    node->type = type;
+    if (type == IO::EntryType::Folder) {
+        IO::Folder const folder(location);
+        TreeReader reader(folder, *node, sizes, keep, follow, depth);
+        MuErrCode const status = depth == 0 ? folder.GetStatus() : reader.Read();
+        for (unsigned int i = 0; i < 3; ++i)
+            counts->of[i] += reader.GetCounts().of[i];
+        counts->unknown += reader.CountUnknown();
+        Sort(*node);
+        return status;
+    }
+    ++counts->of[0];
+    return sizes == TreeReader::Sizes::Ask ? IO::File(location).GetDataLength(&node->size)
+                                           : IO::NoError;
+}
+
+} // namespace Tool
