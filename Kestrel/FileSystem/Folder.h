@@ -82,8 +82,11 @@ public:
 
     virtual MuErrCode Rename(Name const & from, Name const & to,
                              AccessDeniedTreatment treatment = AccessDeniedTreatment::RetryPrivate);
-    /// Into another folder, of any file system. Nothing is lost on failure: a half-made copy goes,
-    /// the source stays.
+    /// Into another folder, of any file system. After a failure a half-made copy is gone and the
+    /// source stays. Kept: to another file system or drive a folder goes as a copy, and when then
+    /// some entry of the source cannot be deleted, the copy goes, and with it what was deleted of
+    /// the source before; delete by hand after a Copy where that must not happen. A file that is
+    /// open stays where it is; a folder with one beneath moves on Linux, and stays on Windows.
     virtual MuErrCode Move(Name const & from, Folder & target, Name const & to, DataSafety safety);
     /// Swaps the names of two entries.
     virtual MuErrCode
