@@ -2,6 +2,7 @@
 // scripts/check-printers. The lines for it:
 //   gdb: EXPRESSION => what gdb prints for it, as a regular expression
 //   bare: the same, where the library comes without debug information; else `gdb:` holds there too
+//   any: values that gdb must show somehow, whatever lies in their memory
 //   do: a command, such as one that breaks a value
 //   inside: a command for the library's own values, left out where they cannot be seen
 
@@ -37,6 +38,7 @@ static T * Wild() {
 }
 
 static void Texts() {
+    // any: text bytes part writable unit name shortText longText
     // gdb: text => u"Käse \\"\\n\\ud83d"
     // do: set target-charset ASCII
     // gdb: text => u"K\\u00e4se \\"\\n\\ud83d"
@@ -86,6 +88,7 @@ static void Texts() {
 }
 
 static void Identifiers() {
+    // any: guid digest
     // gdb: guid => 00112233-4455-6677-8899-aabbccddeeff
     Mu::Guid const guid{
         0x00112233, 0x4455, 0x6677, {0x88, 0x99, 0xAA, 0xBB, 0xCC, 0xDD, 0xEE, 0xFF}};
@@ -95,6 +98,7 @@ static void Identifiers() {
 }
 
 static void Arrays() {
+    // any: array inside paged queue nested paths
     // gdb: array => Mu::Array of 3, capacity \d+ = \{1, 2, 3\}
     Mu::Array<int> const array{1, 2, 3};
     // gdb: none => Mu::Array of 0, capacity 0
@@ -144,6 +148,7 @@ static void Arrays() {
 }
 
 static void HashedValues() {
+    // any: ages small large set
     // gdb: ages => Mu::HashTable of 2 = \{\[u"zoe"\] = 7, \[u"adam"\] = 8\}
     Mu::HashTable<Mu::UniString, unsigned int> ages;
     ages.Set("zoe", 1);
@@ -184,6 +189,7 @@ struct Shared : Mu::SharedObject {
 };
 
 static void References() {
+    // any: ref shared
     // gdb: ref => Mu::Ref, count 2 = \{pointer = 0x[0-9a-f]+\}
     // gdb: *ref.pointer => 42
     Mu::Ref<int> const ref(new int(42));
@@ -200,6 +206,7 @@ static void References() {
 }
 
 static void Addresses() {
+    // any: address relative
     // gdb: address => "C:/Users/a name with more than thirty units in it/::< x"
     // bare: address => <node \d+>
     IO::Address const address(u"C:\0Users\0a name with more than thirty units in it\0::< x\0");
@@ -257,6 +264,7 @@ static void Addresses() {
 }
 
 static void Locations() {
+    // any: file url
     // gdb: here => path ""
     // bare: here => machine <node \d+>, model HierarchicalModel, path <node \d+>
     IO::Location const here;

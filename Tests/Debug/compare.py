@@ -2,18 +2,20 @@
 
 compare.run(host, source, 'gdb' or 'bare', file of the printers) answers 0 when all is as expected."""
 
+import random
 import re
 
 import gdb
 
 STOP = 'EverythingIsMade'
+ROUNDS = 60  # of other content for each value that is told to bear any
 
 
 def sections(source):
     """Of each function that stops: the lines for this script, as (number, kind, rest)."""
     lines = []
     for number, line in enumerate(open(source, encoding='utf-8'), 1):
-        found = re.match(r'\s*// (gdb|bare|do|inside): (.*)$', line)
+        found = re.match(r'\s*// (gdb|bare|do|inside|any): (.*)$', line)
         if found:
             lines.append((number, found[1], found[2]))
         elif line.startswith('    %s();' % STOP):
@@ -40,10 +42,40 @@ def printed(expression):
     return re.sub(r'^\$\d+ = (\([^@]*\) @0x[0-9a-f]+: )?', '', text)
 
 
+def words(memory, dice, address):
+    """Other content for a value: most of its words as they are, some of them something else."""
+    choices = (0, 1, 2, 0xFF, 0xFFFFFFFF, 0x7FFFFFFF00000003, 0x0000000300000002, 1 << 63, address,
+               address + 8, address - 64, dice.getrandbits(64))
+    for at in range(0, len(memory), 8):
+        old = int.from_bytes(memory[at:at + 8], 'little')
+        chosen = dice.choice(choices) if dice.randrange(3) == 0 else old
+        yield chosen.to_bytes(8, 'little')[:len(memory) - at]
+
+
+def check_any(number, expression):
+    """Whatever lies in its memory, the value is shown somehow: gdb neither fails nor hangs."""
+    import __main__ as printers
+    value = gdb.parse_and_eval(expression)
+    address, inferior = int(value.address), gdb.selected_inferior()
+    memory = bytes(inferior.read_memory(address, printers.size_of(value.type)))
+    failures = 0
+    for seed in range(ROUNDS):
+        inferior.write_memory(address, b''.join(words(memory, random.Random(seed), address)))
+        text = printed(expression)
+        if not text or 'Python Exception' in text or text.startswith('gdb:'):
+            print('line %d, seed %d: %s\n  printed:  %s' % (number, seed, expression, text))
+            failures += 1
+    inferior.write_memory(address, memory)
+    return failures
+
+
 def check(lines):
     failures = 0
     count = 0
     for number, kind, rest in lines:
+        if kind == 'any':
+            failures += sum(check_any(number, expression) for expression in rest.split())
+            continue
         if kind in ('do', 'inside'):
             gdb.execute(rest, to_string=True)
             continue
