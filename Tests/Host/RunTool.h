@@ -1,0 +1,83 @@
+#pragma once
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#if defined(_WIN32)
+#include <fcntl.h>
+#include <io.h>
+#include <process.h>
+#endif
+
+namespace Tests {
+
+/// What a run of the tool came to.
+struct ToolRun {
+    int exitCode;
+    std::string out;
+    std::string error;
+};
+
+inline std::string ReadAll(std::filesystem::path const & path) {
+    std::ostringstream content;
+    content << std::ifstream(path, std::ios::binary).rdbuf();
+    return content.str();
+}
+
+#if defined(_WIN32)
+
+/// Sends a standard stream into a file as long as it lives.
+class Redirection {
+public:
+    Redirection(int stream, char const * path) : stream(stream), earlier(_dup(stream)) {
+        int const file = _open(path, _O_CREAT | _O_TRUNC | _O_WRONLY | _O_BINARY, 0600);
+        _dup2(file, stream);
+        _close(file);
+    }
+    ~Redirection() {
+        _dup2(earlier, stream);
+        _close(earlier);
+    }
+    Redirection(Redirection const &) = delete;
+    Redirection & operator=(Redirection const &) = delete;
+
+private:
+    int stream;
+    int earlier;
+};
+
+inline int StartTool(std::vector<std::string> const & arguments) {
+    Redirection const out(1, "host-out.log");
+    Redirection const error(2, "host-error.log");
+    std::vector<std::string> quoted;
+    for (std::string const & argument : arguments)
+        quoted.push_back('"' + argument + '"');
+    std::vector<char const *> list{KESTREL_TOOL};
+    for (std::string const & argument : quoted)
+        list.push_back(argument.c_str());
+    list.push_back(nullptr);
+    return static_cast<int>(_spawnv(_P_WAIT, "./" KESTREL_TOOL, list.data()));
+}
+
+#else
+
+inline int StartTool(std::vector<std::string> const & arguments) {
+    std::string command = "./" KESTREL_TOOL;
+    for (std::string const & argument : arguments)
+        command += " '" + argument + "'";
+    return std::system((command + " >host-out.log 2>host-error.log").c_str()) >> 8;
+}
+
+#endif
+
+/// Runs the tool to its end. No argument may hold a quotation mark.
+inline ToolRun RunTool(std::vector<std::string> const & arguments) {
+    int const exitCode = StartTool(arguments);
+    return {exitCode, ReadAll("host-out.log"), ReadAll("host-error.log")};
+}
+
+} // namespace Tests

@@ -1,0 +1,151 @@
+// The tool's walks through trees, as a user meets them.
+
+#include "Tests/Host/RunTool.h"
+
+#include <gtest/gtest.h>
+
+namespace fs = std::filesystem;
+
+using Tests::RunTool;
+using Tests::ToolRun;
+
+namespace {
+
+/// A tree of two levels in the working folder.
+class TreeTool : public ::testing::Test {
+protected:
+    TreeTool() {
+        fs::remove_all("host-tree");
+        fs::create_directories("host-tree/b/inner");
+        Write("host-tree/a.txt", 5);
+        Write("host-tree/b/inner/deep", 3000);
+        Write("host-tree/b/some", 100);
+    }
+    ~TreeTool() override { fs::remove_all("host-tree"); }
+
+    static void Write(char const * path, std::size_t size) {
+        std::ofstream(path, std::ios::binary) << std::string(size, 'x');
+    }
+    static void Link(char const * target, char const * link) {
+        ASSERT_EQ(RunTool({"ln", target, link}).exitCode, 0) << link;
+    }
+};
+
+bool Has(std::string const & text, std::string const & part) {
+    return text.find(part) != std::string::npos;
+}
+
+/// Line ends as on the other platform.
+std::string Plain(std::string text) {
+    std::erase(text, '\r');
+    return text;
+}
+
+} // namespace
+
+TEST_F(TreeTool, DrawsLinesSizesAndASum) {
+    ToolRun const run = RunTool({"tree", "host-tree"});
+    EXPECT_EQ(run.exitCode, 0);
+    EXPECT_EQ(run.error, "");
+    EXPECT_EQ(Plain(run.out), "host-tree\n"
+                              "├── a.txt  5 B\n"
+                              "└── b/\n"
+                              "    ├── inner/\n"
+                              "    │   └── deep  2.9 KiB\n"
+                              "    └── some  100 B\n"
+                              "\n"
+                              "2 folders, 3 files, 3.0 KiB\n");
+    EXPECT_EQ(Plain(RunTool({"tree", "-d", "1", "host-tree"}).out), "host-tree\n"
+                                                                    "├── a.txt  5 B\n"
+                                                                    "└── b/\n"
+                                                                    "\n"
+                                                                    "1 folder, 1 file, 5 B\n");
+}
+
+TEST_F(TreeTool, ShowsWhereLinksLeadAndFollowsThemOnceWhenAsked) {
+    Link("host-tree/b", "host-tree/to b.lnk");
+    Link("host-tree", "host-tree/up.lnk");
+    Link("host-tree/a.txt", "host-tree/file.lnk");
+    Link("host-tree/gone", "host-tree/broken.lnk");
+    ToolRun const plain = RunTool({"tree", "host-tree"});
+    EXPECT_EQ(plain.exitCode, 0);
+    EXPECT_EQ(plain.error, "");
+    EXPECT_TRUE(Has(plain.out, "to b.lnk -> "));
+    EXPECT_TRUE(Has(plain.out, "gone (broken)"));
+    EXPECT_TRUE(Has(plain.out, "2 folders, 3 files, 4 links, 3.0 KiB"));
+    ToolRun const followed = RunTool({"tree", "--follow", "host-tree"});
+    EXPECT_EQ(followed.exitCode, 0);
+    EXPECT_TRUE(Has(followed.error, "Recursive link")) << followed.error;
+    EXPECT_TRUE(Has(followed.out, "3 folders, 5 files, 4 links")) << followed.out;
+}
+
+TEST_F(TreeTool, WritesJson) {
+    Link("host-tree/gone", "host-tree/b/broken.lnk");
+    ToolRun const run = RunTool({"tree", "--json", "host-tree", "host-tree/a.txt"});
+    EXPECT_EQ(run.exitCode, 0);
+    std::string packed;
+    for (char const c : run.out)
+        if (c != ' ' && c != '\n' && c != '\r')
+            packed += c;
+    EXPECT_EQ(packed.rfind(
+                  "[{\"name\":\"host-tree\",\"type\":\"folder\",\"size\":3105,\"children\":[", 0),
+              0u)
+        << packed;
+    EXPECT_TRUE(Has(packed, "{\"name\":\"a.txt\",\"type\":\"file\",\"size\":5},")) << packed;
+    EXPECT_TRUE(Has(packed, "\"name\":\"broken.lnk\",\"type\":\"link\",\"target\":")) << packed;
+    EXPECT_TRUE(Has(packed, "\"broken\":true")) << packed;
+    EXPECT_TRUE(Has(packed, "],\"path\":\"host-tree\"},{\"name\":\"a.txt\"")) << packed;
+}
+
+TEST_F(TreeTool, AddsUpSizesAndCounts) {
+    ToolRun const bytes = RunTool({"du", "-b", "host-tree"});
+    EXPECT_EQ(bytes.exitCode, 0);
+    std::size_t const inner = bytes.out.find("3000  ");
+    std::size_t const folder = bytes.out.find("3100  ");
+    std::size_t const all = bytes.out.find("3105  host-tree");
+    EXPECT_LT(inner, folder) << bytes.out;
+    EXPECT_LT(folder, all) << bytes.out;
+    EXPECT_EQ(Plain(RunTool({"du", "-s", "host-tree", "host-tree/a.txt"}).out),
+              "   3.0 KiB  host-tree\n       5 B  host-tree/a.txt\n");
+    EXPECT_EQ(Plain(RunTool({"count", "host-tree"}).out), "2 folders, 3 files  host-tree\n");
+}
+
+TEST_F(TreeTool, TellsFailuresAndShowsTheRest) {
+    for (char const * const command : {"tree", "du", "count"}) {
+        SCOPED_TRACE(command);
+        ToolRun const run = RunTool({command, "host-tree/absent", "host-tree"});
+        EXPECT_EQ(run.exitCode, 1);
+        EXPECT_TRUE(Has(run.error, "kestrel: ")) << run.error;
+        EXPECT_TRUE(Has(run.error, "absent")) << run.error;
+        EXPECT_TRUE(Has(run.out, "host-tree")) << run.out;
+        EXPECT_FALSE(Has(run.out, "absent")) << run.out;
+    }
+    EXPECT_EQ(RunTool({"tree", "--depth", "-1", "host-tree"}).exitCode, 2);
+}
+
+TEST(Tool, ExplainsItself) {
+    ToolRun const help = RunTool({"--help"});
+    EXPECT_EQ(help.exitCode, 0);
+    for (char const * const command : {"tree", "du", "count", "ls", "zip", "path"}) {
+        EXPECT_TRUE(Has(help.out, std::string("  ") + command + " ")) << command;
+        EXPECT_TRUE(Has(RunTool({command, "--help"}).out, "Usage: kestrel")) << command;
+    }
+    EXPECT_EQ(RunTool({}).exitCode, 2);
+    ToolRun const misspelt = RunTool({"nonsense", "-x"});
+    EXPECT_EQ(misspelt.exitCode, 2);
+    EXPECT_TRUE(Has(misspelt.error, "no command \"nonsense\"")) << misspelt.error;
+}
+
+#if defined(__linux__)
+
+TEST(Tool, FailsWhenItsOutputDoes) {
+    for (char const * const command : {"ls", "tree", "special", "mounts", "count"})
+        EXPECT_EQ(std::system((std::string("./" KESTREL_TOOL " ") + command +
+                               " >/dev/full 2>host-error.log")
+                                  .c_str()) >>
+                      8,
+                  1)
+            << command;
+}
+
+#endif
