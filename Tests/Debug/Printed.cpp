@@ -167,18 +167,18 @@ static void HashedValues() {
     // gdb: noSet => Mu::HashSet of 0
     Mu::HashSet<int> const set{30, 10, 20};
     Mu::HashSet<int> const noSet;
-    // gdb: set.store.index.first.next->hash != 0 => true
     // gdb: *wildSet => Mu::HashSet of 2779096485 = \{<Cannot access memory.*>\}
     // gdb: *wildTable => Mu::HashTable of 2779096485 = \{\[broken\] = <Cannot access memory.*>\}
     Mu::HashSet<int> const * const wildSet = Wild<Mu::HashSet<int>>();
     auto const * const wildTable = Wild<Mu::HashTable<unsigned long long, int>>();
-    // do: set var circle.store.index.last->next = circle.store.index.first
+    // do: set var $links = (Mu::HashPrivate::Node **) &circle
+    // do: set var $links[2]->next = $links[1]
     // gdb: circle => Mu::HashSet of 3 = \{1, 2, 3, <more entries than 3>\}
-    // do: set var circle.store.index.first->next->next = circle.store.index.first
+    // do: set var $links[1]->next->next = $links[1]
     // gdb: circle => Mu::HashSet of 3 = \{1, 2, <entry 2 does not point back to the one before it>\}
-    // do: set var circle.store.index.first->next = 0
+    // do: set var $links[1]->next = 0
     // gdb: circle => Mu::HashSet of 3 = \{1, <only 1 of 3 entries>\}
-    // do: set var circle.store.index.first = 0
+    // do: set var $links[1] = 0
     // gdb: circle => <3 entries, but none is the first>
     Mu::HashSet<int> const & circle = *new Mu::HashSet<int>{1, 2, 3}; // never destroyed
     EverythingIsMade();

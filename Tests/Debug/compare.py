@@ -1,6 +1,7 @@
 """Run by gdb: what it prints for the values of Printed.cpp, against what stands there.
 
-compare.run(host, source, 'gdb' or 'bare', file of the printers) answers 0 when all is as expected."""
+compare.run(host, source, mode, printers): `mode` is 'gdb', or 'bare' for a library without debug
+information. Answers 0 when all is as expected."""
 
 import random
 import re
@@ -84,7 +85,8 @@ def check(lines):
         count += 1
         if not re.fullmatch(wanted, text):
             failures += 1
-            print('line %d: %s\n  printed:  %s\n  expected: %s' % (number, expression, text, wanted))
+            print('line %d: %s\n  printed:  %s\n  expected: %s' %
+                  (number, expression, text, wanted))
     return count, failures
 
 
@@ -97,19 +99,19 @@ def start(host, printers):
 
 
 def check_layouts():
-    """What the printers believe of classes without debug information, against that of the library."""
+    """What the printers believe of classes that are not described, against the description."""
     import __main__ as printers
     failures = 0
     for tag in printers.LAYOUTS:
         members, size, _ = printers.layout(tag)
         described = gdb.lookup_type(tag)
-        told = {field.name: (field.bitpos // 8, field.type.sizeof) for field in described.fields()
-                if hasattr(field, 'bitpos') and not field.is_base_class and field.name in members}
-        believed = {name: (offset, printers.layout(kind)[1] if kind in printers.LAYOUTS
-                           else printers.simple_type(kind).sizeof)
-                    for name, (offset, kind) in members.items()}
-        if (told, described.sizeof) != (believed, size):
-            print('%s is laid out otherwise: %s, size %d' % (tag, told, described.sizeof))
+        for name, (offset, kind) in members.items():
+            value = gdb.Value(0).cast(described.pointer()).dereference()
+            if name != printers.VIRTUAL[0] and int(value[name].address) != offset:
+                print('%s: the offset of %s is not %d' % (tag, name, offset))
+                failures += 1
+        if described.sizeof != size:
+            print('%s: the size is not %d' % (tag, size))
             failures += 1
     return failures
 

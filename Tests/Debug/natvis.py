@@ -3,8 +3,8 @@
 
 No debugger of this platform reads such files, so that is all that is checked: the classes are
 declared; a name that an expression begins with is a data member of the class or of a base; one
-behind "." or "->" is a data member of any class; what is named in full, as IO::AddressTree::made, is
-a class or a data member of just that class. Types are not followed.
+behind "." or "->" is a data member of any class; what is named in full, as IO::AddressTree::made,
+is a class or a data member of just that class. Types are not followed.
 """
 
 import pathlib
@@ -98,7 +98,7 @@ def expressions(element):
 def missing_in(text, near, headers, own_names):
     text = re.sub(r',(\[[^\]]*\])?[A-Za-z]\w*$', lambda format: ' ' + (format[1] or ''), text)
     text = re.sub(r'\$\w+|0x[0-9A-Fa-f]+u?', ' ', text)
-    # From the inside out, since arguments of templates stand inside of names, as in Store<...>::Place.
+    # From the inside out: arguments of templates stand inside of names, as in Store<...>::Place.
     named = set()
     short = None
     while short != text:

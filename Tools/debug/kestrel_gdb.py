@@ -1,32 +1,43 @@
 """gdb shows the values of Kestrel as people read them.
 
 gdb loads this file by itself together with an installed library, where its safe path allows;
-otherwise: source kestrel_gdb.py. `info pretty-printer` lists the printers, `print/r` goes round them.
+otherwise: source kestrel_gdb.py. `info pretty-printer` lists the printers, `print/r` goes round
+them.
 
-A value that is broken or not made yet is shown as far as it makes sense, and then what is wrong with
-it in <>. No loop goes on for longer than the value itself says, and never longer than gdb's limit on
-elements; nothing here raises out of a printer, and nothing calls into the program.
+A value that is broken or not made yet is shown as far as it makes sense, and then what is wrong
+with it in <>. No loop goes on for longer than the value itself says, and never longer than gdb's
+limit on elements; nothing here raises out of a printer, and nothing calls into the program.
 """
 
 import gdb
 import gdb.printing
 import gdb.types
 
-# The classes that a host's own debug information may only name, because g++ and clang describe a
-# class with virtual operations where its first one is compiled, which is in the library: their
-# members in order, behind the pointer to the virtual operations.
+# The classes that a host's own debug information may only name, since compilers describe a class
+# where one of its operations is compiled, which is in the library: their members in order.
+VIRTUAL = ('(virtual)', 'void *')
 LAYOUTS = {
-    'Mu::SharedObject': (('count', 'int'),),
-    'Mu::UniString': (('units', 'unsigned short *'), ('length', 'unsigned int'),
+    'Mu::SharedObject': (VIRTUAL, ('count', 'int')),
+    'Mu::UniString': (VIRTUAL, ('units', 'unsigned short *'), ('length', 'unsigned int'),
                       ('capacity', 'unsigned int')),
-    'Mu::String': (('text', 'char *'), ('length', 'unsigned int'), ('capacity', 'unsigned int')),
-    'IO::Name': (('text', 'Mu::UniString'),),
-    'IO::Address': (('node', 'unsigned int'),),
-    'IO::RelativeLocation': (('address', 'IO::Address'), ('status', 'int')),
-    'IO::Location': (('network', 'IO::Address'), ('local', 'IO::Address'), ('networkModel', 'int'),
-                     ('scheme', 'Mu::UniString'), ('userName', 'Mu::UniString'),
-                     ('password', 'Mu::UniString'), ('port', 'unsigned short'), ('pdi', 'void *'),
-                     ('legality', 'unsigned int'), ('status', 'int')),
+    'Mu::String': (VIRTUAL, ('text', 'char *'), ('length', 'unsigned int'),
+                   ('capacity', 'unsigned int')),
+    'Mu::ConstSubstring': (('units', 'unsigned short *'), ('length', 'unsigned int')),
+    'Mu::Substring': (('units', 'unsigned short *'), ('length', 'unsigned int'),
+                      ('text', 'void *'), ('from', 'unsigned int')),
+    'Mu::HashPrivate::Index': (('buckets', 'void *'), ('first', 'Mu::HashPrivate::Node *'),
+                               ('last', 'Mu::HashPrivate::Node *'), ('seeks', 'unsigned long long'),
+                               ('capacity', 'unsigned int'), ('shift', 'unsigned int'),
+                               ('size', 'unsigned int'), ('maximumSeek', 'float'),
+                               ('minimumFill', 'float')),
+    'IO::Name': (VIRTUAL, ('text', 'Mu::UniString')),
+    'IO::Address': (VIRTUAL, ('node', 'unsigned int')),
+    'IO::RelativeLocation': (VIRTUAL, ('address', 'IO::Address'), ('status', 'int')),
+    'IO::Location': (VIRTUAL, ('network', 'IO::Address'), ('local', 'IO::Address'),
+                     ('networkModel', 'int'), ('scheme', 'Mu::UniString'),
+                     ('userName', 'Mu::UniString'), ('password', 'Mu::UniString'),
+                     ('port', 'unsigned short'), ('pdi', 'void *'), ('legality', 'unsigned int'),
+                     ('status', 'int')),
 }
 
 NETWORK_MODELS = ('FlatModel', 'HierarchicalModel', 'SmbModel', 'NullModel', 'UnknownModel',
@@ -72,7 +83,7 @@ def simple_type(name):
 
 def layout(tag):
     """The members as {name: (offset, type name)}, the size, and the alignment."""
-    offset = widest = gdb.lookup_type('void').pointer().sizeof
+    offset, widest = 0, 1
     members = {}
     for name, kind in LAYOUTS[tag]:
         if kind in LAYOUTS:
@@ -81,7 +92,7 @@ def layout(tag):
             size = alignment = simple_type(kind).sizeof
         offset = (offset + alignment - 1) // alignment * alignment
         members[name] = offset, kind
-        offset += size
+        offset, widest = offset + size, max(widest, alignment)
     return members, (offset + widest - 1) // widest * widest, widest
 
 
@@ -349,7 +360,7 @@ def safely(text, value):
 
 
 def shown(child):
-    """What gdb is given for an element: the value, or its text where gdb would call it incomplete."""
+    """For an element: the value, or its text where gdb itself would call it incomplete."""
     child.fetch_lazy()  # so that it fails here, and not in gdb, which would drop all of the value
     if isinstance(laid_out(child), LaidOut):
         printer = PRINTERS.get(child.type.strip_typedefs().unqualified().tag)
@@ -369,8 +380,8 @@ class Shown:
 
 
 class Container(Shown):
-    """A value with elements. `check` raises what can be told before the first of them, which is then
-    the text; what turns up on the way is the last child."""
+    """A value with elements. `check` raises what can be told before the first of them, which is
+    then the text; what turns up on the way is the last child."""
 
     kind = 'array'
 
@@ -507,7 +518,7 @@ class HashPrinter(Container):
     in a circle ends where it closes."""
 
     def index(self):
-        return self.value['store']['index']
+        return laid_out(self.value['store']['index'])
 
     def size(self):
         return int(self.index()['size'])
