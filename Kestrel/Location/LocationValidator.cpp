@@ -28,6 +28,12 @@ public:
         entries[count++] = entry;
     }
 
+    void Clear() {
+        Mu::DeleteArrayOperator(entries);
+        entries = nullptr;
+        count = capacity = 0;
+    }
+
     Entry const * begin() const { return entries; }
     Entry const * end() const { return entries + count; }
 
@@ -50,7 +56,7 @@ private:
         capacity = larger;
     }
 
-    Entry * entries = nullptr; // in order of registration; kept for good
+    Entry * entries = nullptr; // in order of registration; kept until the library's end
     unsigned int count = 0;
     unsigned int capacity = 0;
     bool isMade = false;
@@ -77,6 +83,10 @@ void StartValidators() {
     static Everlasting<WinLocationValidator> windows(Mu::WindowsSign);
     static Everlasting<MacLocationValidator> mac(Mu::BigEndianMacSign);
     static Everlasting<MacLocationValidator> littleMac(Mu::LittleEndianMacSign);
+}
+
+void EndValidators() {
+    table.Clear();
 }
 
 LocationValidator const * GetValidator(Mu::PlatformSign sign) {

@@ -17,16 +17,20 @@ constexpr char const * noMemoryText = "(there was no memory for the message)";
 
 // Alive from before the first static object is made until after the last one is gone: default
 // arguments name it by reference, and its address alone means something.
+struct NoCause final : MuException {
+    NoCause() noexcept : MuException(Borrowed(), "No cause.", "", 0, 0) {}
+};
+
 union NoCauseHolder {
     constexpr NoCauseHolder() : nothing() {}
     ~NoCauseHolder() {}
     char nothing;
-    MuException exception;
+    NoCause exception;
 };
 constinit NoCauseHolder noCause;
 
-[[maybe_unused]] MuException * const madeNoCause = ::new (static_cast<void *>(&noCause.exception))
-    MuException("No cause.", "", 0, noCause.exception);
+[[maybe_unused]] NoCause * const madeNoCause =
+    ::new (static_cast<void *>(&noCause.exception)) NoCause;
 
 } // namespace
 

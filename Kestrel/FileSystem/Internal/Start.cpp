@@ -79,6 +79,7 @@ void EndFileSystem() {
     comparerPlace.object.~NativeNameComparer();
     resolverPlace.object.~WinLocationResolver();
     nativePlace.object.~WinFileSystem();
+    EndValidators();
     lockPlace.object.~ReentrantLock();
     FileSystemStart::Unmake(fileSystemPlace.object);
 }

@@ -13,6 +13,8 @@ inline constexpr Mu::PlatformSign RunningPlatform = Mu::WindowsSign;
 /// Makes the three validators that the library knows itself: Windows, Mac, and the Mac's second
 /// sign. The library calls it at its start; the questions below do it for who comes before that.
 void StartValidators();
+/// At the library's end: nothing is legal on any platform from then on.
+void EndValidators();
 
 /// Null for a sign that has none.
 LocationValidator const * GetValidator(Mu::PlatformSign sign);
