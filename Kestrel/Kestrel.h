@@ -29,6 +29,7 @@
 #include <Kestrel/FileSystem/ReadOnlyFolderEntry.h>
 #include <Kestrel/FileSystem/RollingVFS.h>
 #include <Kestrel/FileSystem/TreeEnumerator.h>
+#include <Kestrel/Library.h>
 #include <Kestrel/Location/Address.h>
 #include <Kestrel/Location/CLib.h>
 #include <Kestrel/Location/Location.h>
@@ -39,6 +40,7 @@
 #include <Kestrel/Location/NameEnumerator.h>
 #include <Kestrel/Location/RelativeLocation.h>
 #include <Kestrel/Location/WinLocationValidator.h>
+#include <Kestrel/Log/FileLogOutput.h>
 #include <Kestrel/Root/AllocationTree.h>
 #include <Kestrel/Root/Array.h>
 #include <Kestrel/Root/BinaryChannel.h>

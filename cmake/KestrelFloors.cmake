@@ -79,9 +79,10 @@ function(kestrel_library)
         # All but those that hosts guess, whose address is to be one in all modules, and the objects,
         # of which a host's program may hold the one copy.
         set(guessed ${CMAKE_CURRENT_FUNCTION_LIST_DIR}/guessed.list)
+        set(versions ${CMAKE_CURRENT_FUNCTION_LIST_DIR}/kestrel.map)
         target_link_options(Kestrel PRIVATE -Wl,-Bsymbolic-functions -Wl,--dynamic-list=${guessed}
-            -Wl,--dynamic-list-data)
-        set_property(TARGET Kestrel APPEND PROPERTY LINK_DEPENDS ${guessed})
+            -Wl,--dynamic-list-data -Wl,--version-script=${versions})
+        set_property(TARGET Kestrel APPEND PROPERTY LINK_DEPENDS ${guessed} ${versions})
     endif()
     set_target_properties(Kestrel PROPERTIES VERSION ${PROJECT_VERSION} SOVERSION 1
         LINKER_LANGUAGE CXX)

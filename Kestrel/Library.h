@@ -1,0 +1,45 @@
+#pragma once
+
+#include <Kestrel/Root/Export.h>
+#include <Kestrel/Root/Types.h>
+
+namespace Mu {
+class UniString;
+}
+
+namespace IO {
+
+// The library's life in a process, and a host's part in it.
+//
+// Everything that the library keeps is made when it is loaded and unmade when it is unloaded, in one
+// order that is told in Library.cpp. A host that wants more than values, files and channels, such as
+// threads of the library's, says so by Init before and by End behind:
+//
+//     if (IO::Init(false, "") != IO::NoError)
+//         return 1;
+//     ...
+//     IO::End();
+//
+// Pairs nest and are counted: the first Init starts, the last End ends, and a further Init starts
+// again. Behind the last End, when the threads that the host made have ended and its objects are
+// gone, a host may unload the library and load it again, as often as it likes.
+//
+// Threads: any.
+
+/// At the first one, in this order:
+///
+/// 1. The settings file "Kestrel.Config" in the folder of the application is read. A missing one is
+///    told in the log; no setting changes anything as yet.
+/// 2. Threads are made ready.
+/// 3. The service that shows the inside of the process to an inspector is started, when `reflection`
+///    asks for it, under the name `ident`. This version of the library has no such service, so that
+///    both arguments are kept for it and nothing is started.
+///
+/// Error: the system has no room for threads; this call needs no End.
+KESTREL_API MuErrCode Init(bool reflection, Mu::UniString const & ident);
+
+/// At the last one takes that back in reverse, and waits for those threads that are on their way out
+/// of the library's code. One without an Init does nothing.
+KESTREL_API void End();
+
+} // namespace IO
