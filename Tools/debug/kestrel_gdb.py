@@ -166,7 +166,7 @@ def base_of(value, tag):
 
 # Texts.
 
-ESCAPES = {'"': '\\"', '\\': '\\\\', '\n': '\\n', '\r': '\\r', '\t': '\\t', '\0': '\\0'}
+ESCAPES = {'"': '\\"', '\\': '\\\\', '\n': '\\n', '\r': '\\r', '\t': '\\t'}
 
 
 def can_be_shown(character):
@@ -191,21 +191,17 @@ def escape(text):
 
 
 def decode_units(data):
-    order = 'big' if 'big endian' in gdb.execute('show endian', to_string=True) else 'little'
-    return data.decode('utf-16-be' if order == 'big' else 'utf-16-le', 'surrogatepass')
-
-
-def decode_halves(data):
-    """As decode_units; but a pair that is cut in two, at the end or anywhere, is no failure."""
+    big = 'big endian' in gdb.execute('show endian', to_string=True)
+    code = 'utf-16-be' if big else 'utf-16-le'
     try:
-        return decode_units(data)
-    except UnicodeError:
-        return ''.join(decode_units(data[i:i + 2]) for i in range(0, len(data), 2))
+        return data.decode(code, 'surrogatepass')
+    except UnicodeError:  # a pair that is cut in two
+        return ''.join(data[i:i + 2].decode(code, 'surrogatepass') for i in range(0, len(data), 2))
 
 
 def units_text(pointer, length):
     shown = min(length, limit())
-    text = decode_halves(read(int(pointer), shown * 2))
+    text = decode_units(read(int(pointer), shown * 2))
     return 'u"%s"%s' % (escape(text), '...' if shown < length else '')
 
 
@@ -308,7 +304,7 @@ class AddressTree:
 
     def name(self, index):
         data, whole = self.stored_text(index)
-        text = decode_halves(data)
+        text = decode_units(data)
         if text.startswith('::<') and '>' in text:
             text = text[text.index('>') + 1:]
         return escape(text) + ('' if whole else '...')
