@@ -165,24 +165,6 @@ TEST_P(FileEntryOn, CutsAndFillsUpWithZeros) {
     EXPECT_EQ(reader->Close(), Entry::CloseStatus::Done);
 }
 
-TEST_P(FolderEntryOn, ExchangesFilesAndFolders) {
-    place.Write("a", "A");
-    FolderConnection const folder(place.GetRoot());
-    ASSERT_EQ(folder->CreateFolder("b", nullptr), IO::FolderEntry::CreateStatus::Done);
-    IO::Name a("a"), b("b");
-    EXPECT_EQ(folder->Exchange(a, b, true, &a, &b), IO::FolderEntry::ExchangeStatus::Done);
-    EXPECT_EQ(place.Read("b"), "A");
-    IO::EntryType type;
-    EXPECT_EQ(folder->GetType("a", &type), IO::FolderEntry::GetTypeStatus::Done);
-    EXPECT_EQ(type, IO::EntryType::Folder);
-    EXPECT_EQ(folder->Exchange("a", "none", true, &a, &b),
-              IO::FolderEntry::ExchangeStatus::EntryNotFound);
-    EXPECT_EQ(ToUtf8(a), "a") << "and back it went";
-    Eater eater(*folder);
-    EXPECT_EQ(folder->Enumerate(eater), IO::FolderEntry::EnumerateStatus::Done);
-    EXPECT_EQ(eater.names, (std::set<std::string>{"a/", "b"})) << "nothing else was left";
-}
-
 TEST_P(FolderEntryOn, TellsEachEntryOnceWhileItIsEmptied) {
     FolderConnection const folder(place.GetRoot());
     std::set<std::string> names;
@@ -194,20 +176,4 @@ TEST_P(FolderEntryOn, TellsEachEntryOnceWhileItIsEmptied) {
     Eater eater(*folder);
     EXPECT_EQ(folder->Enumerate(eater), IO::FolderEntry::EnumerateStatus::Done);
     EXPECT_EQ(eater.names, names);
-}
-
-TEST_P(FolderEntryOn, GeneratesNamesThatAreFree) {
-    FolderConnection const folder(place.GetRoot());
-    IO::Name name;
-    for (char const * expected : {"n.t", "n_0.t", "n_1.t"}) {
-        ASSERT_EQ(folder->GenerateUnusedNameFromString(&name, U("n"), U("t"), 0, nullptr),
-                  IO::FolderEntry::GenUNStatus::Done);
-        EXPECT_EQ(ToUtf8(name), expected);
-        ASSERT_EQ(folder->CreateFile(name, nullptr), IO::FolderEntry::CreateStatus::Done);
-    }
-    ASSERT_EQ(folder->GenerateUnusedName(&name, Mu::UniString()),
-              IO::FolderEntry::GenUNStatus::Done);
-    EXPECT_EQ(folder->CreateFolder(name, nullptr), IO::FolderEntry::CreateStatus::Done);
-    EXPECT_EQ(folder->CreateFile("N.T", nullptr), IO::FolderEntry::CreateStatus::AlreadyExists)
-        << "names that differ in case are one";
 }

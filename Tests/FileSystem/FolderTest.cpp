@@ -122,6 +122,10 @@ TEST_P(FolderOn, RenamesAndExchanges) {
     EXPECT_EQ(List(folder), (Names{"b", "c"})) << "a failed exchange is taken back";
     EXPECT_EQ(place.Read("b"), "first");
     EXPECT_EQ(place.Read("c"), "second");
+    ASSERT_EQ(folder.CreateFolder("sub"), IO::NoError);
+    EXPECT_EQ(folder.Exchange("b", "sub"), IO::NoError);
+    EXPECT_EQ(List(folder), (Names{"b/", "c", "sub"}));
+    EXPECT_EQ(place.Read("sub"), "first");
 }
 
 TEST_P(FolderOn, CopiesFilesAndTrees) {
@@ -249,6 +253,7 @@ TEST_P(FolderOn, FindsNamesThatNothingHas) {
     unsigned int counter = 0;
     EXPECT_EQ(folder.GenerateUnusedNameFromString(&first, U("n:ame"), U("txt"), 0, &counter), 0);
     EXPECT_EQ(ToUtf8(first), "n_ame_1.txt");
+    EXPECT_EQ(folder.CreateFile("N_AME.TXT"), IO::ErrTargetExists) << "case makes no other name";
     EXPECT_EQ(counter, 2u);
     EXPECT_STREQ(IO::GetOSErrors(), "") << "that nothing has a name is no failure";
 }
