@@ -1,25 +1,84 @@
 # cmake --install: the library, its public headers, the tool, and what find_package and pkg-config
-# need. The headers beside a floor's Internal and Platform folders are the house's own.
+# need; cpack: Debian packages of the same, or an archive for Windows. The headers in a floor's
+# Internal and Platform folders are the house's own.
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
 
+set(KESTREL_CMAKE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/Kestrel)
 install(TARGETS Kestrel EXPORT KestrelTargets
-    LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
-    ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
-    RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR}
+    LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT library
+        NAMELINK_COMPONENT development
+    ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT development
+    RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT library
     INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 install(DIRECTORY ${CMAKE_SOURCE_DIR}/Kestrel DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
+    COMPONENT development
     FILES_MATCHING PATTERN "*.h"
     PATTERN "Internal" EXCLUDE
     PATTERN "Platform" EXCLUDE)
-install(EXPORT KestrelTargets NAMESPACE Kestrel::
-    DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/Kestrel)
-file(WRITE ${CMAKE_BINARY_DIR}/KestrelConfig.cmake
-    "include(\${CMAKE_CURRENT_LIST_DIR}/KestrelTargets.cmake)\n")
+install(EXPORT KestrelTargets NAMESPACE Kestrel:: DESTINATION ${KESTREL_CMAKE_DIR}
+    COMPONENT development)
+configure_package_config_file(${CMAKE_SOURCE_DIR}/cmake/KestrelConfig.cmake.in
+    ${CMAKE_BINARY_DIR}/KestrelConfig.cmake INSTALL_DESTINATION ${KESTREL_CMAKE_DIR})
 write_basic_package_version_file(${CMAKE_BINARY_DIR}/KestrelConfigVersion.cmake
     COMPATIBILITY SameMinorVersion)
 install(FILES ${CMAKE_BINARY_DIR}/KestrelConfig.cmake ${CMAKE_BINARY_DIR}/KestrelConfigVersion.cmake
-    DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/Kestrel)
-if(TARGET kestrel_tool)
-    install(TARGETS kestrel_tool RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+    DESTINATION ${KESTREL_CMAKE_DIR} COMPONENT development)
+
+get_target_property(KESTREL_LINK_NAME Kestrel OUTPUT_NAME)
+configure_file(${CMAKE_SOURCE_DIR}/cmake/kestrel.pc.in ${CMAKE_BINARY_DIR}/kestrel.pc @ONLY)
+install(FILES ${CMAKE_BINARY_DIR}/kestrel.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig
+    COMPONENT development)
+install(FILES ${CMAKE_SOURCE_DIR}/Tools/debug/Kestrel.natvis
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/kestrel COMPONENT development)
+if(NOT WIN32)
+    # gdb loads what stands here, under the library's own path, together with the library.
+    install(FILES ${CMAKE_SOURCE_DIR}/Tools/debug/kestrel_gdb.py
+        DESTINATION ${CMAKE_INSTALL_DATADIR}/gdb/auto-load/${CMAKE_INSTALL_FULL_LIBDIR}
+        RENAME libkestrel.so.${PROJECT_VERSION}-gdb.py COMPONENT development)
 endif()
+if(TARGET kestrel_tool)
+    install(TARGETS kestrel_tool RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tool)
+    if(NOT WIN32)
+        install(FILES ${CMAKE_SOURCE_DIR}/Tools/kestrel/kestrel.1
+            DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tool)
+    endif()
+endif()
+
+set(CPACK_PACKAGE_NAME kestrel)
+set(CPACK_PACKAGE_VENDOR Kestrel)
+set(CPACK_PACKAGE_CONTACT "The Kestrel maintainers <kestrel@localhost>")
+set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "${PROJECT_DESCRIPTION}")
+set(CPACK_STRIP_FILES ON)
+set(CPACK_COMPONENTS_ALL library development)
+if(TARGET kestrel_tool)
+    list(APPEND CPACK_COMPONENTS_ALL tool)
+endif()
+if(WIN32)
+    set(CPACK_GENERATOR ZIP)
+    set(CPACK_COMPONENTS_GROUPING ALL_COMPONENTS_IN_ONE)
+else()
+    set(CPACK_GENERATOR DEB)
+    set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
+    set(CPACK_DEB_COMPONENT_INSTALL ON)
+    set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
+    set(CPACK_DEBIAN_PACKAGE_SECTION libs)
+    set(CPACK_DEBIAN_LIBRARY_PACKAGE_NAME libkestrel1)
+    set(CPACK_DEBIAN_LIBRARY_PACKAGE_SHLIBDEPS ON)
+    set(CPACK_DEBIAN_LIBRARY_PACKAGE_GENERATE_SHLIBS ON)
+    set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME libkestrel-dev)
+    set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
+    set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS "libkestrel1 (= ${PROJECT_VERSION})")
+    set(CPACK_DEBIAN_TOOL_PACKAGE_NAME kestrel-tools)
+    set(CPACK_DEBIAN_TOOL_PACKAGE_SECTION utils)
+    set(CPACK_DEBIAN_TOOL_PACKAGE_SHLIBDEPS ON)
+    # The tool's needs are looked up with the library of the build tree at hand.
+    set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${CMAKE_BINARY_DIR})
+endif()
+include(CPack)
+cpack_add_component(library DISPLAY_NAME "Library" DESCRIPTION
+    "What programs built with Kestrel need to run.")
+cpack_add_component(development DISPLAY_NAME "Development files" DEPENDS library DESCRIPTION
+    "Headers, and what CMake, pkg-config and debuggers need to build and look at programs.")
+cpack_add_component(tool DISPLAY_NAME "Command line tool" DEPENDS library DESCRIPTION
+    "kestrel: files and folders by portable paths and URLs, from the command line.")
