@@ -1,9 +1,10 @@
-// Lines with a time stamp, one text and one number, into a file: the logger against fprintf, which
-// formats the date anew for each line, and against an fprintf that keeps the formatted second as
-// the logger does. One thread and four.
+// A line with a time stamp, one text and one number, into a file: the logger into a FileLogOutput
+// against fprintf, once formatting the date for each line and once keeping the formatted second,
+// and against spdlog's plain file sink where that is installed. One thread and four.
 
+#include <Kestrel/FileSystem/NativePath.h>
+#include <Kestrel/Log/FileLogOutput.h>
 #include <Kestrel/Root/Logger.h>
-#include <Kestrel/Root/OChannel.h>
 
 #include <benchmark/benchmark.h>
 
@@ -11,65 +12,47 @@
 #include <cstdio>
 #include <ctime>
 #include <filesystem>
+#include <memory>
 #include <string>
+
+#if defined(KESTREL_HAS_SPDLOG)
+#include <spdlog/sinks/basic_file_sink.h>
+#include <spdlog/spdlog.h>
+#endif
 
 namespace {
 
-std::string GetPath() {
-    return (std::filesystem::temp_directory_path() / "kestrel-log-bench.txt").string();
-}
-
-/// A file behind the logger, as bare as can be.
-class FileChannel final : public Mu::OChannel {
-public:
-    FileChannel() : OChannel(Mu::textOProtocol), file(std::fopen(GetPath().c_str(), "wb")) {
-        std::setvbuf(file, nullptr, _IONBF, 0);
-    }
-    ~FileChannel() override { std::fclose(file); }
-    MuErrCode WriteBin(char const * source, unsigned int count, unsigned int * written) override {
-        *written = static_cast<unsigned int>(std::fwrite(source, 1, count, file));
-        return *written == count ? Mu::NoError : Mu::EOO;
-    }
-    MuErrCode Flush() override { return Mu::NoError; }
-    MuErrCode DirectOutputAccess(unsigned int, char **, unsigned int *) override {
-        return Mu::Error;
-    }
-    MuErrCode GetOutputPosition(unsigned long long *) const override { return Mu::Error; }
-    void SetDefaultOutputProtocol() override {}
-    MuErrCode PushMark() override { return Mu::Error; }
-    MuErrCode PopMark() override { return Mu::Error; }
-    unsigned int GetOffset() const override { return 0; }
-    void ResetOffset() override {}
-    MuErrCode GetOutputStatus() const override { return Mu::NoError; }
-    void ResetOutputStatus() override {}
-
-private:
-    std::FILE * file;
-};
-
 constexpr char const * Text = "C:\\Users\\somebody\\Documents\\a file.txt";
 
-FileChannel * channel = nullptr;
-std::FILE * file = nullptr;
+std::filesystem::path GetFolder() {
+    return std::filesystem::temp_directory_path() / "kestrel-log-bench";
+}
+
+std::string GetFile() {
+    return (GetFolder() / "twin.txt").string();
+}
+
+void MakeFolder() {
+    std::filesystem::remove_all(GetFolder());
+    std::filesystem::create_directory(GetFolder());
+}
+
+void RemoveFolder() {
+    std::filesystem::remove_all(GetFolder());
+}
+
+std::unique_ptr<IO::FileLogOutput> output;
 
 void OpenLog(benchmark::State const &) {
-    channel = new FileChannel;
-    Mu::logger.SetOutput(channel, nullptr);
+    MakeFolder();
+    output = std::make_unique<IO::FileLogOutput>(IO::Location(IO::FromNativePath(GetFolder())),
+                                                 4000, 4000, 100);
+    Mu::logger.SetOutput(output.get(), output.get());
 }
 
 void CloseLog(benchmark::State const &) {
-    Mu::logger.SetOutput(nullptr, nullptr);
-    delete channel;
-    std::filesystem::remove(GetPath());
-}
-
-void OpenFile(benchmark::State const &) {
-    file = std::fopen(GetPath().c_str(), "wb");
-}
-
-void CloseFile(benchmark::State const &) {
-    std::fclose(file);
-    std::filesystem::remove(GetPath());
+    output.reset();
+    RemoveFolder();
 }
 
 void LoggerLine(benchmark::State & state) {
@@ -88,6 +71,18 @@ void UnwantedLine(benchmark::State & state) {
     for (auto _ : state)
         Mu::logger.Append(line);
     state.SetItemsProcessed(state.iterations());
+}
+
+std::FILE * file = nullptr;
+
+void OpenFile(benchmark::State const &) {
+    MakeFolder();
+    file = std::fopen(GetFile().c_str(), "wb");
+}
+
+void CloseFile(benchmark::State const &) {
+    std::fclose(file);
+    RemoveFolder();
 }
 
 struct Second {
@@ -126,6 +121,31 @@ void FprintfLine(benchmark::State & state) {
     state.SetItemsProcessed(state.iterations());
 }
 
+#if defined(KESTREL_HAS_SPDLOG)
+
+std::shared_ptr<spdlog::logger> sink;
+
+void OpenSink(benchmark::State const &) {
+    MakeFolder();
+    sink = spdlog::basic_logger_mt("bench", GetFile(), true);
+    sink->set_pattern("%Y-%m-%dT%H:%M:%S.%e%z %l %n %t %v");
+}
+
+void CloseSink(benchmark::State const &) {
+    spdlog::drop_all();
+    sink.reset();
+    RemoveFolder();
+}
+
+void SpdlogLine(benchmark::State & state) {
+    unsigned int number = 0;
+    for (auto _ : state)
+        sink->info("Opening file \"{}\" for the {} time", Text, ++number);
+    state.SetItemsProcessed(state.iterations());
+}
+
+#endif
+
 } // namespace
 
 #define LINES(function, open, close)                                                               \
@@ -134,7 +154,10 @@ void FprintfLine(benchmark::State & state) {
 
 LINES(FprintfLine<false>, OpenFile, CloseFile);
 LINES(FprintfLine<true>, OpenFile, CloseFile);
+#if defined(KESTREL_HAS_SPDLOG)
+LINES(SpdlogLine, OpenSink, CloseSink);
+#endif
 LINES(LoggerLine, OpenLog, CloseLog);
-BENCHMARK(UnwantedLine);
+BENCHMARK(UnwantedLine)->Setup(OpenLog)->Teardown(CloseLog);
 
 BENCHMARK_MAIN();
