@@ -254,9 +254,6 @@ TEST(FileLogOutput, LeavesFilesThatAreInUse) {
     Write(*first, 1);
     Names const before = folder.GetNames();
     ASSERT_EQ(before.size(), 2u);
-    for (std::string const & name : before) // older than any that comes
-        fs::last_write_time(folder.GetPath() / name,
-                            fs::file_time_type::clock::now() - std::chrono::hours(1));
     auto const second = folder.MakeLog(0, 1, 0);
     Names const after = folder.GetNames();
     EXPECT_EQ(std::count(after.begin(), after.end(), before[0]), 0) << "closed";
@@ -425,21 +422,21 @@ public:
     unsigned int FlushFileBuffers(IO::FileHandle) override { return IO::FileError::None; }
 };
 
-// A short life: some lines, an error, a new file, an end.
-void LiveShortly(bool failed) {
+// A short life: a clean-up, some lines, an error, an end; with a limit of 0 also new files.
+void LiveShortly(bool failed, unsigned int fileMB) {
     LogFolder const folder;
     fs::create_directory(folder.GetPath());
     folder.AddFile("old.log", 2 * Megabyte, 1);
     {
-        IO::FileLogOutput log(folder.GetLocation(), 1, 0, 1);
+        IO::FileLogOutput log(folder.GetLocation(), 1, fileMB, 1);
         Mu::logger.SetOutput(&log, &log);
         LogInfo("info");
         LogError("error");
-        LogInfo("in another file");
+        LogInfo("the end");
     }
     if (failed)
         return;
-    EXPECT_EQ(GetOwnTexts(folder.GetLines()), (Names{"info", "error", "in another file"}));
+    EXPECT_EQ(GetOwnTexts(folder.GetLines()), (Names{"info", "error", "the end"}));
     EXPECT_FALSE(fs::exists(folder.GetPath() / "old.log"));
 }
 
@@ -447,10 +444,10 @@ void LiveShortly(bool failed) {
 
 TEST(FileLogOutput, DisturbsNobodyWithoutMemory) {
     UnsyncedFileCalls const calls;
-    SweepAllocations(LiveShortly);
+    SweepAllocations([](bool failed) { LiveShortly(failed, 0); });
 }
 
 TEST(FileLogOutput, DisturbsNobodyWhenFilesFail) {
     UnsyncedFileCalls const calls;
-    SweepFileCalls(LiveShortly);
+    SweepFileCalls([](bool failed) { LiveShortly(failed, 1); });
 }

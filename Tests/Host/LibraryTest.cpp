@@ -1,0 +1,173 @@
+#include <Kestrel/Library.h>
+
+#include <Kestrel/FileSystem/File.h>
+#include <Kestrel/FileSystem/FileSystem.h>
+#include <Kestrel/FileSystem/Folder.h>
+#include <Kestrel/FileSystem/NativePath.h>
+#include <Kestrel/Log/FileLogOutput.h>
+#include <Kestrel/Root/Logger.h>
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <thread>
+#include <vector>
+
+#if defined(_WIN32)
+#include <windows.h>
+#endif
+
+namespace {
+
+class Lines final : private Mu::LogObserver {
+public:
+    Lines() { Mu::logger.Attach(*this); }
+    ~Lines() override { Mu::logger.Detach(*this); }
+
+    /// How many lines have both texts.
+    long long Count(char const * first, char const * second) const {
+        return std::count_if(lines.begin(), lines.end(), [=](std::string const & line) {
+            return line.find(first) != line.npos && line.find(second) != line.npos;
+        });
+    }
+
+private:
+    void LineAppended(Mu::LogSeverity, char const *, char const * text) override {
+        lines.push_back(text);
+    }
+
+    std::vector<std::string> lines;
+};
+
+IO::Location GetApplicationFolder() {
+    IO::Location folder;
+    EXPECT_EQ(IO::fileSystem.GetSpecialLocation(IO::SpecLocId::ApplicationFolder, &folder),
+              IO::NoError);
+    return folder;
+}
+
+/// The settings file of this program, for as long as it lives.
+class Settings {
+public:
+    explicit Settings(std::string const & content) : folder(GetApplicationFolder()) {
+        IO::File file(folder, "Kestrel.Config", IO::File::OnNotFound::Create);
+        EXPECT_EQ(file.Open(IO::File::OpenMode::WriteOnlyEmpty), IO::NoError);
+        EXPECT_EQ(file.WriteBin(content.data(), static_cast<unsigned int>(content.size()), nullptr),
+                  IO::NoError);
+    }
+    ~Settings() {
+        EXPECT_EQ(folder.Delete("Kestrel.Config", IO::DataSafety::KeepProtected), IO::NoError);
+    }
+
+private:
+    IO::Folder folder;
+};
+
+} // namespace
+
+TEST(Library, ReadsSettingsThatChangeNothing) {
+    unsigned int const duration = IO::fileSystem.GetAccessDeniedRetryDuration();
+    {
+        Settings const settings("#IO#\r\n// fileSystem.SetMountFailureTimeOut(1)\r\n"
+                                "FILESYSTEM.setAccessDeniedRetryDuration (5)\r\n"
+                                "fileSystem.HostBeforeMountCheckTime(7)");
+        Lines const lines;
+        EXPECT_EQ(IO::Init(false, ""), IO::NoError);
+        EXPECT_EQ(lines.Count("Opening file \"Kestrel.Config\"", "read-only mode"), 1);
+        EXPECT_EQ(lines.Count("Closing file", "Kestrel.Config"), 1);
+        EXPECT_EQ(IO::Init(true, "again"), IO::NoError);
+        EXPECT_EQ(lines.Count("Opening file", "Kestrel.Config"), 1) << "once";
+        IO::End();
+        IO::End();
+    }
+    EXPECT_EQ(IO::fileSystem.GetAccessDeniedRetryDuration(), duration);
+    Lines const lines;
+    EXPECT_EQ(IO::Init(false, ""), IO::NoError);
+    EXPECT_EQ(lines.Count("Connection to file \"Kestrel.Config\"", "file is not found"), 1);
+    IO::End();
+}
+
+TEST(Library, TakesWhateverStandsInTheSettings) {
+    for (std::string const & content :
+         {std::string(), std::string("#IO"), std::string("#IO#"), std::string("#IO#//"),
+          std::string("#io#fileSystem.SetAccessDeniedRetryDuration(5)"),
+          std::string("#IO#fileSystem.SetAccessDeniedRetryDuration"),
+          std::string("#IO#fileSystem.SetAccessDeniedRetryDuration("),
+          std::string("#IO#fileSystem.SetAccessDeniedRetryDuration(99999999999999999999)"),
+          std::string("#IO#)(\0//\xFF", 9), "#IO#" + std::string(200000, '/'),
+          "#IO#" + std::string(99990, ' ') + "fileSystem.SetMountFailureTimeOut(1)"}) {
+        Settings const settings(content);
+        EXPECT_EQ(IO::Init(false, ""), IO::NoError);
+        IO::End();
+    }
+    EXPECT_EQ(IO::fileSystem.GetAccessDeniedRetryDuration(), 1000u);
+}
+
+TEST(Library, CountsItsPairs) {
+    IO::End(); // without an Init
+    auto const work = [] {
+        for (int i = 0; i < 20; ++i) {
+            EXPECT_EQ(IO::Init(false, ""), IO::NoError);
+            EXPECT_EQ(IO::Init(false, ""), IO::NoError);
+            IO::End();
+            IO::End();
+        }
+    };
+    work(); // without threads first
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 4; ++i)
+        threads.emplace_back(work);
+    for (std::thread & thread : threads)
+        thread.join();
+    Lines const lines;
+    EXPECT_EQ(IO::Init(false, ""), IO::NoError);
+    EXPECT_EQ(lines.Count("Connection to file", "Kestrel.Config"), 1) << "it had come to its end";
+    IO::End();
+}
+
+namespace {
+
+constexpr char const * LeftLog = "host-left-log";
+
+std::string GetProgram() {
+#if defined(_WIN32)
+    char path[MAX_PATH];
+    GetModuleFileNameA(nullptr, path, sizeof path);
+    return path;
+#else
+    return std::filesystem::read_symlink("/proc/self/exe").string();
+#endif
+}
+
+} // namespace
+
+// Not a test: a host that ends without a thought of its log.
+TEST(Library, DISABLED_LeavesItsLog) {
+    static IO::FileLogOutput & log = *new IO::FileLogOutput(
+        IO::Location(IO::FromNativePath(std::filesystem::current_path() / LeftLog)), 1, 1, 1);
+    static Mu::InfoLogLine line("the last word", "test", nullptr);
+    Mu::logger.SetOutput(&log, &log);
+    Mu::logger.Append(line);
+}
+
+TEST(Library, WritesAtTheEndWhatTheHostLeft) {
+    std::filesystem::remove_all(LeftLog);
+    std::string const command =
+        "\"" + GetProgram() +
+        "\" --gtest_also_run_disabled_tests --gtest_filter=Library.DISABLED_LeavesItsLog "
+        "--gtest_output=none --gtest_brief=1";
+#if defined(_WIN32)
+    std::system(("\"" + command + "\"").c_str());
+#else
+    EXPECT_EQ(std::system((command + " >host-left.log 2>&1").c_str()), 0);
+#endif
+    std::string lines;
+    for (auto const & entry : std::filesystem::directory_iterator(LeftLog))
+        std::getline(std::ifstream(entry.path()) >> std::ws, lines);
+    EXPECT_TRUE(lines.ends_with("the last word")) << lines;
+    std::filesystem::remove_all(LeftLog);
+}
