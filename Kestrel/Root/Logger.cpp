@@ -250,7 +250,7 @@ void FastLogger::WriteLines(bool safely) {
 
 bool FastLogger::WritePiece(char const * bytes, std::size_t size) {
     try {
-        if (control != nullptr)
+        if (control != nullptr && !leaving)
             control->StartNewBlock();
         unsigned int written = 0;
         MuErrCode const status =
@@ -331,17 +331,19 @@ void FastLogger::Terminate() noexcept {
     }
 }
 
-// Under the lock. Lines that come while the old channel gets its last ones are written too, but
-// for those that the writing itself brings forth, which would never end.
+// Under the lock. Lines that come while the old channel gets its last ones are written too, and
+// those that a new file for them brings forth; they get no new file, or it would never end.
 FastLogger::Control * FastLogger::ReplaceOutput(OChannel * newChannel, Control * newControl) {
     if (writer == Platform::GetThreadToken())
         return nullptr;
     WaitForSilence(Timeout());
     for (unsigned int turn = 0; turn < 2 && channel != nullptr; ++turn) {
+        leaving = turn > 0;
         if (turn == 0 || filling.GetSize() > 0)
             TakeTurn(true);
         WaitForSilence(Timeout());
     }
+    leaving = false;
     Control * const earlier = control;
     channel = newChannel;
     control = newChannel != nullptr ? newControl : nullptr;

@@ -133,6 +133,7 @@ private:
     LogSeverity outputLevel = LogSeverity::Info;
     std::uintptr_t writer = 0; // the thread whose turn it is to write, by its token, or 0
     bool safetyWanted = false; // what the writer shall do before its turn ends
+    bool leaving = false;      // the output gets its very last lines; changed while nobody writes
     WaitQueue turnOver;
 
     OChannel * channel = nullptr; // changed under the lock while nobody writes, and used by
