@@ -197,6 +197,7 @@ unsigned int AddressTree::FindOrCreate(unsigned int parent, Mu::ConstSubstring c
         return place.at;
     }
     nodes.SendRecord(place.previous);
+    siblings.SendWhere(place.at);
     unsigned int const node = MakeNode(parent, key);
     if (node == NoIndex)
         return NoIndex;

@@ -58,7 +58,7 @@ public:
     unsigned long long GetComparisonCount() const { return comparisons; }
 
 private:
-    static constexpr unsigned int BlockSize = 16;
+    static constexpr unsigned int BlockSize = 32;
     static constexpr unsigned int MaxDepth =
         16; // 8 to the power of 11 is more than there are indices
 

@@ -29,8 +29,8 @@ public:
     void Link(unsigned int node, SiblingPlace const & place);
     /// Not the root, which is in no list.
     void Unlink(unsigned int node);
-    /// Has what Unlink needs to know of the node brought near; in two steps, of which the second
-    /// needs what the first one brings.
+    /// Has what Unlink needs to know of the node brought near, or Link of the node behind it; in two
+    /// steps, of which the second needs what the first one brings.
     void SendWhere(unsigned int node) const { index.SendWhere(node); }
     void SendPlace(unsigned int node) const {
         if (index.Covers(nodes[node].parent))
