@@ -9,6 +9,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -80,6 +81,24 @@ TEST(Tool, SaysByItsExitCodeHowItWent) {
     EXPECT_EQ(RunTool("rm host-tool"), 1) << "a folder wants -r";
     EXPECT_EQ(RunTool("nonsense"), 2);
     EXPECT_EQ(RunTool("rm -r host-tool"), 0);
+}
+
+TEST(Tool, WritesALog) {
+    RunTool("rm -rf host-log");
+    ASSERT_EQ(RunTool("mkdir host-log"), 0);
+    EXPECT_EQ(RunTool("--log host-log/logs mkdir host-log/a"), 0);
+    EXPECT_EQ(RunTool("mkdir --log host-log/logs host-log/a"), 1) << "it is there";
+    EXPECT_EQ(RunTool("--log host-log/missing/logs ls host-log"), 1) << "no log, no work";
+    std::string lines;
+    for (auto const & entry : std::filesystem::directory_iterator("host-log/logs")) {
+        std::ostringstream content;
+        content << std::ifstream(entry.path()).rdbuf();
+        lines += content.str();
+    }
+    EXPECT_NE(lines.find(" INFO IO "), lines.npos) << lines;
+    EXPECT_NE(lines.find(" WARNING IO "), lines.npos) << lines;
+    EXPECT_EQ(lines.find(" ERROR IO "), lines.npos) << lines;
+    EXPECT_EQ(RunTool("rm -r host-log"), 0);
 }
 
 TEST(Tool, TellsBrokenStreamsFromWholeOnes) {
