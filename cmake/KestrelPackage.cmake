@@ -32,9 +32,10 @@ install(FILES ${CMAKE_BINARY_DIR}/kestrel.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}
 install(FILES ${CMAKE_SOURCE_DIR}/Tools/debug/Kestrel.natvis
     DESTINATION ${CMAKE_INSTALL_DATADIR}/kestrel COMPONENT development)
 if(NOT WIN32)
-    # gdb loads what stands here, under the library's own path, together with the library.
+    # gdb loads what stands here, under the library's own path, together with the library. The prefix
+    # is that of the installation, which a package sets anew.
     install(FILES ${CMAKE_SOURCE_DIR}/Tools/debug/kestrel_gdb.py
-        DESTINATION ${CMAKE_INSTALL_DATADIR}/gdb/auto-load/${CMAKE_INSTALL_FULL_LIBDIR}
+        DESTINATION ${CMAKE_INSTALL_DATADIR}/gdb/auto-load/\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_LIBDIR}
         RENAME libkestrel.so.${PROJECT_VERSION}-gdb.py COMPONENT development)
 endif()
 if(TARGET kestrel_tool)
