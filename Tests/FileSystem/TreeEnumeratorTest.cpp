@@ -242,11 +242,12 @@ TEST_P(TreeOn, GoesOnPastWhatChangesUnderIt) {
     Folder root(place.GetRoot());
     Diary diary(root);
     diary.answer = [&](std::string const & line) {
+        MuErrCode deleted = IO::NoError;
         if (line == "entry outer")
-            EXPECT_EQ(Folder(place / "a").Delete("outer", IO::DataSafety::KeepProtected),
-                      IO::NoError);
+            deleted = Folder(place / "a").Delete("outer", IO::DataSafety::KeepProtected);
         if (line == "folder b") // between being found and being entered
-            EXPECT_EQ(Folder(place / "a").Delete("b", IO::DataSafety::KeepProtected), IO::NoError);
+            deleted = Folder(place / "a").Delete("b", IO::DataSafety::KeepProtected);
+        EXPECT_EQ(deleted, IO::NoError);
         return true;
     };
     Tests::LogCapture log;
@@ -278,10 +279,15 @@ TEST_P(TreeOn, TakesStepsByHand) {
 TEST_P(TreeOn, IsAsItWasWhenMemoryFails) {
     Plant(place.GetRoot());
     Make(place.GetRoot(), "c");
-    if (!GetParam())
+#if defined(_WIN32) // where to read a link again and again takes minutes
+    bool const hasLink = false;
+#else
+    bool const hasLink = !GetParam();
+#endif
+    if (hasLink)
         Link(place.GetRoot(), "link.lnk", place / "a");
     Folder const root(place.GetRoot());
-    unsigned int const files = GetParam() ? 2 : 4;
+    unsigned int const files = hasLink ? 4 : 2;
     SweepAllocations([&](bool failed) {
         PlainCounter plain(root);
         unsigned int count = 0;
@@ -296,8 +302,7 @@ TEST_P(TreeOn, IsAsItWasWhenMemoryFails) {
             ASSERT_TRUE(failed);
             return;
         }
-        if (!failed)
-            EXPECT_EQ(count, files);
+        EXPECT_TRUE(failed || count == files);
         EXPECT_LE(plain.count, files);
     });
 }
@@ -340,7 +345,7 @@ TEST(TreeEnumerator, WarnsOfALinkToAFolderAboveIt) {
 
 // Each folder has a file and a link to the next, and the last one to the first.
 TEST(TreeEnumerator, LeavesCirclesOfAnyLength) {
-    for (unsigned int length = 1; length <= 12; ++length) {
+    for (unsigned int const length : {1u, 2u, 3u, 4u, 7u}) {
         SCOPED_TRACE(length);
         Tests::Place const place(false);
         std::vector<Location> folders;
