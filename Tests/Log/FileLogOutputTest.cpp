@@ -261,11 +261,16 @@ TEST(FileLogOutput, LeavesFilesThatAreInUse) {
     EXPECT_TRUE(second->HasFile());
 }
 
-TEST(FileLogOutput, CleansUpTenThousandFiles) {
+TEST(FileLogOutput, CleansUpThousandsOfFiles) {
     LogFolder const folder;
     fs::create_directory(folder.GetPath());
-    for (int i = 0; i < 10000; ++i)
-        std::ofstream(folder.GetPath() / (std::to_string(i) + ".log")) << std::string(200, 'x');
+#if defined(_WIN32)
+    constexpr int Count = 2000; // to make ten thousand takes Wine minutes
+#else
+    constexpr int Count = 10000;
+#endif
+    for (int i = 0; i < Count; ++i)
+        std::ofstream(folder.GetPath() / (std::to_string(i) + ".log")) << std::string(1000, 'x');
     auto const log = folder.MakeLog(1, 100, 50);
     EXPECT_TRUE(log->HasFile());
     EXPECT_EQ(folder.GetNames().size(), 51u);
