@@ -313,10 +313,13 @@ TEST(ZipOChannel, TakesAFailedDestinationQuietlyWhileAWorkerHasIt) {
     EXPECT_EQ(out.GetOutputStatus(), IO::EOO);
 }
 
+// Beside a worker less than a block is written: one that a shortage ended leaves the writer waiting
+// for more, as told in the header.
 TEST_P(ZipChannel, MeetsEveryFailedAllocation) {
-    std::string const text = MakeText(60000, 2);
+    std::string const text = MakeText(GetParam() == alone ? 60000 : 4000, 2);
     SweepAllocations([&](bool failed) {
-        MemoryOChannel out;
+        Tests::RecordingOChannel out;
+        out.DisableOutputBuffering();
         MuErrCode status;
         {
             ZipOChannel zip(out, With(GetParam()));
@@ -324,12 +327,11 @@ TEST_P(ZipChannel, MeetsEveryFailedAllocation) {
             if (status == IO::NoError)
                 status = zip.Flush();
         }
-        if (status != IO::NoError || out.GetStatus() != IO::NoError) {
+        if (status != IO::NoError) {
             EXPECT_TRUE(failed);
             return;
         }
-        std::string const bytes = Take(out);
-        Unzipped const back = Unzip(bytes);
+        Unzipped const back = Unzip(out.sink.GetText());
         EXPECT_TRUE(failed || back.text == text);
     });
 }
