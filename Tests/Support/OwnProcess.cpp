@@ -1,0 +1,60 @@
+#include "Tests/Support/OwnProcess.h"
+
+#include <cstdlib>
+
+#if defined(_WIN32)
+#include <process.h>
+#include <windows.h>
+#else
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+#endif
+
+namespace Tests {
+
+#if defined(_WIN32)
+
+void EndProcess(int exitCode) {
+    TerminateProcess(GetCurrentProcess(), static_cast<UINT>(exitCode));
+    std::abort();
+}
+
+int RunAgain(std::vector<std::string> const & arguments) {
+    char program[MAX_PATH];
+    if (GetModuleFileNameA(nullptr, program, sizeof program) == 0)
+        return -1;
+    std::vector<std::string> quoted{std::string("\"") + program + '"'};
+    for (std::string const & argument : arguments)
+        quoted.push_back('"' + argument + '"');
+    std::vector<char const *> list;
+    for (std::string const & argument : quoted)
+        list.push_back(argument.c_str());
+    list.push_back(nullptr);
+    return static_cast<int>(_spawnv(_P_WAIT, program, list.data()));
+}
+
+#else
+
+void EndProcess(int exitCode) {
+    _exit(exitCode);
+}
+
+int RunAgain(std::vector<std::string> const & arguments) {
+    std::vector<std::string> copies{"/proc/self/exe"};
+    copies.insert(copies.end(), arguments.begin(), arguments.end());
+    std::vector<char *> list;
+    for (std::string & argument : copies)
+        list.push_back(argument.data());
+    list.push_back(nullptr);
+    pid_t child = 0;
+    int status = 0;
+    if (posix_spawn(&child, "/proc/self/exe", nullptr, nullptr, list.data(), environ) != 0 ||
+        waitpid(child, &status, 0) != child)
+        return -1;
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+#endif
+
+} // namespace Tests

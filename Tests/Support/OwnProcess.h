@@ -1,0 +1,15 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace Tests {
+
+/// Ends this process at once: no destructor runs, no buffer is written, no thread goes on.
+[[noreturn]] void EndProcess(int exitCode);
+
+/// Runs this program once more with these arguments, to its end. Its exit code, or -1 when it could
+/// not be started or was ended from outside. No argument may hold a quotation mark.
+int RunAgain(std::vector<std::string> const & arguments);
+
+} // namespace Tests
