@@ -73,6 +73,7 @@ else()
     set(CPACK_DEBIAN_TOOL_PACKAGE_NAME kestrel-tools)
     set(CPACK_DEBIAN_TOOL_PACKAGE_SECTION utils)
     set(CPACK_DEBIAN_TOOL_PACKAGE_SHLIBDEPS ON)
+    set(CPACK_DEBIAN_TOOL_PACKAGE_DEPENDS "libkestrel1 (= ${PROJECT_VERSION})")
     # The tool's needs are looked up with the library of the build tree at hand.
     set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${CMAKE_BINARY_DIR})
 endif()
