@@ -8,7 +8,9 @@
 #include <atomic>
 #include <cstdlib>
 #include <cstring>
+#include <random>
 #include <thread>
+#include <vector>
 
 namespace Tests {
 
@@ -18,21 +20,10 @@ Mu::MemoryCalls realCalls;
 std::atomic<long long> liveBlocks{0};
 std::atomic<unsigned long long> allocations{0};
 
-// Counts down to the allocation that fails; negative: nothing is armed.
-std::atomic<long long> untilFault{-1};
-std::atomic<bool> failOnwards{false};
-std::atomic<bool> faultMet{false};
+FaultCounter allocationFaults;
 
 bool MustFail() {
-    if (untilFault.load(std::memory_order_relaxed) < 0)
-        return false;
-    long long const left = untilFault.fetch_sub(1, std::memory_order_relaxed);
-    bool const fail = left == 0 || (left < 0 && failOnwards);
-    if (left <= 0)
-        untilFault = failOnwards ? 0 : -1;
-    if (fail)
-        faultMet = true;
-    return fail;
+    return allocationFaults.Count() != FaultCounter::Hit::None;
 }
 
 void * CountedAllocate(std::size_t size) {
@@ -68,28 +59,43 @@ class AllocationFaults : public FaultSource {
 public:
     char const * GetName() const override { return "allocation"; }
     unsigned int CountWays() const override { return 1; }
-    void Arm(unsigned int n, unsigned int, bool onwards) override {
-        faultMet = false;
-        failOnwards = onwards;
-        untilFault = static_cast<long long>(n) - 1;
-    }
-    bool Disarm() override {
-        untilFault = -1;
-        return faultMet;
-    }
+    void Arm(Fault const & fault) override { allocationFaults.Arm(fault); }
+    bool Disarm() override { return allocationFaults.Disarm(); }
     long long CountHeld() const override { return liveBlocks; }
 };
 
 struct Round {
-    unsigned int n;
-    unsigned int way;
-    bool onwards;
+    Fault fault;
+    std::string kind;
 
     std::string ToText(FaultSource const & source) const {
-        return std::string(source.GetName()) + ":" + std::to_string(n) + ":" + std::to_string(way) +
-               (onwards ? ":onwards" : ":once");
+        return std::string(source.GetName()) + ":" + std::to_string(fault.n) + ":" +
+               std::to_string(fault.way) + ":" + kind;
     }
 };
+
+/// The round of each n.
+using Rounds = std::function<Round(unsigned int n)>;
+
+Rounds FailInOneWay(unsigned int way, bool onwards) {
+    return [=](unsigned int n) {
+        return Round{{n, way, onwards, 0, 0}, onwards ? "onwards" : "once"};
+    };
+}
+
+// What cleans up comes right behind the failure more often than far behind it.
+Rounds FailTwice(unsigned int seed, unsigned int ways) {
+    return [=](unsigned int n) {
+        std::mt19937 random(seed * 1000003 + n);
+        unsigned int const way = random() % ways;
+        unsigned int const laterWay = random() % ways;
+        unsigned int const reach = 1u << random() % 6;
+        unsigned int const later = 1 + random() % reach;
+        return Round{{n, way, false, later, laterWay}, "seed" + std::to_string(seed)};
+    };
+}
+
+constexpr unsigned int Seeds = 3;
 
 struct Held {
     long long blocks = CountLiveBlocks();
@@ -105,8 +111,9 @@ struct Held {
     }
 };
 
-bool RunRound(FaultSource & source, std::function<void(bool)> const & scenario, Round round) {
-    source.Arm(round.n, round.way, round.onwards);
+bool RunRound(FaultSource & source, std::function<void(bool)> const & scenario,
+              Round const & round) {
+    source.Arm(round.fault);
     try {
         scenario(true);
     } catch (Mu::OutOfMemoryException const &) {
@@ -121,7 +128,7 @@ bool RunRound(FaultSource & source, std::function<void(bool)> const & scenario, 
 // What the library keeps for later (a cache that fills, a line object built at the first failure)
 // is taken once; what leaks, leaks again in the same round.
 void ExpectNothingLeft(FaultSource & source, std::function<void(bool)> const & scenario,
-                       Round round, Held const & before) {
+                       Round const & round, Held const & before) {
     Held const once(source);
     if (!once.Exceeds(before))
         return;
@@ -138,7 +145,8 @@ void ExpectNothingLeft(FaultSource & source, std::function<void(bool)> const & s
 }
 
 // True when the round met its fault, so that there may be a further one.
-bool SweepRound(FaultSource & source, std::function<void(bool)> const & scenario, Round round) {
+bool SweepRound(FaultSource & source, std::function<void(bool)> const & scenario,
+                Round const & round) {
     std::string const name = round.ToText(source);
     SCOPED_TRACE("repeat with KESTREL_FAULT=" + name);
     Held const before(source);
@@ -153,13 +161,13 @@ bool SweepRound(FaultSource & source, std::function<void(bool)> const & scenario
     return met;
 }
 
-// The rounds of one way to fail; stops at the first broken one.
-void SweepWay(FaultSource & source, std::function<void(bool)> const & scenario, unsigned int way,
-              bool onwards) {
+// Stops at the first broken round, and at the first that meets no fault.
+void SweepRounds(FaultSource & source, std::function<void(bool)> const & scenario,
+                 Rounds const & rounds) {
     char const * const only = std::getenv("KESTREL_FAULT");
     constexpr unsigned int limit = 100000;
     for (unsigned int n = 1; n <= limit; ++n) {
-        Round const round{n, way, onwards};
+        Round const round = rounds(n);
         if (only != nullptr && round.ToText(source) != only) {
             if (n < 20000)
                 continue;
@@ -171,16 +179,47 @@ void SweepWay(FaultSource & source, std::function<void(bool)> const & scenario, 
     ADD_FAILURE() << "the scenario never runs out of faults";
 }
 
+std::vector<Rounds> ListRounds(FaultSource const & source) {
+    std::vector<Rounds> list;
+    for (unsigned int way = 0; way < source.CountWays(); ++way)
+        for (bool onwards : {false, true})
+            list.push_back(FailInOneWay(way, onwards));
+    for (unsigned int seed = 1; seed <= Seeds; ++seed)
+        list.push_back(FailTwice(seed, source.CountWays()));
+    return list;
+}
+
 } // namespace
+
+void FaultCounter::Arm(Fault const & fault) {
+    used = 0;
+    first = fault.n;
+    second = fault.later == 0 ? 0 : fault.n + fault.later;
+    onwards = fault.onwards;
+    isArmed = fault.n != 0;
+}
+
+bool FaultCounter::Disarm() {
+    bool const wasArmed = isArmed.exchange(false);
+    return wasArmed && used >= first;
+}
+
+FaultCounter::Hit FaultCounter::Count() {
+    if (!isArmed)
+        return Hit::None;
+    unsigned int const use = ++used;
+    if (use == first || (onwards && use > first))
+        return Hit::First;
+    return use == second ? Hit::Second : Hit::None;
+}
 
 void SweepFaults(FaultSource & source, std::function<void(bool)> const & scenario) {
     scenario(false);
-    for (unsigned int way = 0; way < source.CountWays(); ++way)
-        for (bool onwards : {false, true}) {
-            SweepWay(source, scenario, way, onwards);
-            if (::testing::Test::HasFailure())
-                return;
-        }
+    for (Rounds const & rounds : ListRounds(source)) {
+        SweepRounds(source, scenario, rounds);
+        if (::testing::Test::HasFailure())
+            return;
+    }
     std::thread([&] { scenario(false); }).join();
 }
 

@@ -1,7 +1,5 @@
 #include "Tests/Support/FileSystem/ScriptedFileCalls.h"
 
-#include "Tests/Support/FaultSweep.h"
-
 #include <algorithm>
 #include <iterator>
 
@@ -16,8 +14,10 @@ class FileCallFaults : public FaultSource {
 public:
     char const * GetName() const override { return "filecall"; }
     unsigned int CountWays() const override { return std::size(sweptErrors); }
-    void Arm(unsigned int n, unsigned int way, bool onwards) override {
-        calls.Fail(FileCall::Any, n, sweptErrors[way], onwards);
+    void Arm(Fault const & fault) override {
+        calls.Fail(FileCall::Any, fault.n, sweptErrors[fault.way], fault.onwards);
+        if (fault.later != 0)
+            calls.FailAgain(fault.later, sweptErrors[fault.laterWay]);
     }
     bool Disarm() override { return calls.Clear(); }
     long long CountHeld() const override { return calls.CountOpen(); }
@@ -42,16 +42,20 @@ ScriptedFileCalls::~ScriptedFileCalls() {
 void ScriptedFileCalls::Fail(FileCall kind, unsigned int n, unsigned int error, bool onwards,
                              unsigned int bytes) {
     failing = kind;
-    failure = error;
-    failsOnwards = onwards;
+    firstError = error;
     movedBytes = bytes;
-    isMet = false;
-    untilFault = n;
+    script = {n, 0, onwards, 0, 0};
+    faults.Arm(script);
+}
+
+void ScriptedFileCalls::FailAgain(unsigned int later, unsigned int error) {
+    secondError = error;
+    script.later = later;
+    faults.Arm(script);
 }
 
 bool ScriptedFileCalls::Clear() {
-    untilFault = 0;
-    return isMet;
+    return faults.Disarm();
 }
 
 unsigned int ScriptedFileCalls::Count(FileCall kind) const {
@@ -65,13 +69,13 @@ void ScriptedFileCalls::ResetCounts() {
 bool ScriptedFileCalls::Meets(FileCall kind) {
     ++counts[static_cast<unsigned int>(kind)];
     ++counts[static_cast<unsigned int>(FileCall::Any)];
-    if (untilFault == 0 || (failing != FileCall::Any && failing != kind))
+    if (failing != FileCall::Any && failing != kind)
         return false;
-    unsigned int const left = untilFault;
-    if (left > 1 || !failsOnwards)
-        untilFault = left - 1;
-    isMet = isMet || left == 1;
-    return left == 1;
+    FaultCounter::Hit const hit = faults.Count();
+    if (hit == FaultCounter::Hit::None)
+        return false;
+    failure = hit == FaultCounter::Hit::First ? firstError.load() : secondError.load();
+    return true;
 }
 
 unsigned int ScriptedFileCalls::SetFileAttributes(PathText path, unsigned int attributes) {

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Tests/Support/FaultSweep.h"
+
 #include <Kestrel/FileSystem/Platform/ForwardingFileCalls.h>
 
 #include <atomic>
@@ -72,6 +74,8 @@ public:
     /// 0 that is a short read or write that is no failure.
     void Fail(FileCall kind, unsigned int n, unsigned int error, bool onwards = false,
               unsigned int bytes = 0);
+    /// Behind Fail: so many calls of the kind behind the one that fails, another one does.
+    void FailAgain(unsigned int later, unsigned int error);
     /// Nothing fails any more. Answers whether a fault was met since Fail.
     bool Clear();
 
@@ -125,16 +129,18 @@ private:
 
     std::atomic<unsigned int> counts[static_cast<unsigned int>(FileCall::Any) + 1] = {};
     std::atomic<long long> open = 0;
-    std::atomic<unsigned int> untilFault = 0; // 1: the next call of the kind; 0: nothing is armed
+    FaultCounter faults;
+    Fault script;
     std::atomic<FileCall> failing = FileCall::Any;
-    std::atomic<unsigned int> failure = 0;
+    std::atomic<unsigned int> firstError = 0;
+    std::atomic<unsigned int> secondError = 0;
+    std::atomic<unsigned int> failure = 0; // what the call that was met last answers
     std::atomic<unsigned int> movedBytes = 0;
-    std::atomic<bool> failsOnwards = false;
-    std::atomic<bool> isMet = false;
 };
 
 /// SweepFaults over the file calls that the scenario makes: each of them fails once with each error
-/// number that some table of the library tells apart, alone and with all later calls.
+/// number that some table of the library tells apart, alone, with all later calls, and with a
+/// second one that is drawn.
 void SweepFileCalls(std::function<void(bool failed)> const & scenario);
 
 } // namespace Tests
