@@ -24,6 +24,15 @@ class Folder;
 ///     if (file.Open(IO::File::OpenMode::WriteOnlyEmpty) == IO::NoError)
 ///         file << "remember the milk";
 ///
+/// What is left of what was written, when something ends in the middle of it:
+///
+///   - The process alone: all of it after a Flush or Close that answered NoError. Of the rest a
+///     beginning, in the order of writing; the last write may be cut.
+///   - The system too: after a Flush that answered NoError all of it, with the length of the file
+///     and, on a file system with a journal, its name; as far as the device keeps its word. Close
+///     promises nothing here. Of the rest any part may be there, and another read as what stood
+///     there before, or as zeros.
+///
 /// Memory:  the read buffer ("FileCacheSize" of the preferences, 4096 bytes by default) and the
 ///          write blocks of 16384 bytes are taken by the first read and write. Construction and the
 ///          path operations may throw Mu::OutOfMemoryException; the New makers answer
@@ -106,8 +115,9 @@ public:
     virtual bool IsOpen() const;
     /// Whether a closed file could be opened in this mode right now, by trying it once.
     virtual bool IsOpenable(OpenMode mode);
-    /// Writes what is buffered and closes; the file is closed whatever the result. NoError for a
-    /// file that is closed already. EOO: the device is full. OutputClosed: a write failed.
+    /// Writes what is buffered and closes; the file is closed whatever the result. What was written
+    /// outlives the process then, and not surely the system. NoError for a file that is closed
+    /// already. EOO: the device is full. OutputClosed: a write failed.
     virtual MuErrCode Close();
 
     // Position, in bytes from the beginning. Error when the mode allows no seeking, as in Append,
@@ -161,7 +171,8 @@ public:
     MuErrCode DirectOutputAccess(unsigned int offset, char ** data,
                                  unsigned int * available) override;
     MuErrCode GetOutputPosition(unsigned long long * position) const override;
-    /// Writes what is buffered and has the system write it to the device.
+    /// Writes what is buffered and has the system write it to the device, with the file's length and
+    /// present name: all of that outlives the system.
     MuErrCode Flush() override;
     void SetDefaultOutputProtocol() override;
     MuErrCode PushMark() override;

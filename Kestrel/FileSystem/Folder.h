@@ -19,6 +19,12 @@ class FolderEntry;
 /// Entries are named by a Name inside the folder. What the two sides' file system cannot do because
 /// they are two (Move and Copy from one into another), a Folder does by reading and writing.
 ///
+/// When the process ends in the middle of an operation, the entries stand as the last of its steps
+/// left them. When the system ends too, the last steps may be taken back, in order, as far as no
+/// Flush of a File has brought them to the device; that holds on file systems that keep the order of
+/// their names, as those with a journal do. An entry under a new name is made to stay by opening it
+/// as a File and Flush. Which steps an operation has, it tells.
+///
 /// Memory:  two indices and a pointer. Operations may throw Mu::OutOfMemoryException; the New
 ///          makers answer ErrMemoryFull instead.
 /// Threads: one at a time. Retries sleep in the calling thread.
@@ -70,8 +76,9 @@ public:
 
     virtual ~Folder();
 
-    // Making entries. ErrTargetExists: the name is taken (a warning line when by an entry of the
-    // same kind). ErrDeviceFull, ErrFolderAccessDenied, Error. `entry` is reserved; pass null.
+    // Making entries, each in one step. ErrTargetExists: the name is taken (a warning line when by
+    // an entry of the same kind). ErrDeviceFull, ErrFolderAccessDenied, Error. `entry` is reserved;
+    // pass null.
 
     virtual MuErrCode CreateFile(Name const & name, FileEntry * entry = nullptr);
     virtual MuErrCode CreateFolder(Name const & name, FolderEntry * entry = nullptr);
@@ -80,6 +87,7 @@ public:
     // Moving entries. ErrSourceNotFound, ErrTargetExists, ErrDeviceFull; ErrFolderAccessDenied
     // after the retries of `treatment`, where there is one.
 
+    /// One step: the entry has the old name or the new one, and is whole.
     virtual MuErrCode Rename(Name const & from, Name const & to,
                              AccessDeniedTreatment treatment = AccessDeniedTreatment::RetryPrivate);
     /// Into another folder, of any file system. After a failure a half-made copy is gone and the
@@ -87,20 +95,30 @@ public:
     /// some entry of the source cannot be deleted, the copy goes, and with it what was deleted of
     /// the source before; delete by hand after a Copy where that must not happen. A file that is
     /// open stays where it is; a folder with one beneath moves on Linux, and stays on Windows.
+    ///
+    /// Inside one file system and drive, one step, as Rename. Else the source goes only when all of
+    /// the copy has been written, so that the end of the process never takes the only one; an
+    /// unfinished copy is then left beside the source. The copy is not flushed: for what must
+    /// outlive the system, Copy, Flush and Delete.
     virtual MuErrCode Move(Name const & from, Folder & target, Name const & to, DataSafety safety);
-    /// Swaps the names of two entries.
+    /// Swaps the names of two entries, by three steps: `a` goes aside under an unused name
+    /// "GeneratedName_" and ten digits, `b` becomes `a`, and that becomes `b`. Both are there at any
+    /// moment, but between the steps one of the two names is not.
     virtual MuErrCode
     Exchange(Name const & a, Name const & b,
              AccessDeniedTreatment treatment = AccessDeniedTreatment::RetryPrivate);
 
-    // Copying files and whole folders; a half-made copy goes on failure. The const form refuses a
-    // target of the same location with Error.
+    // Copying files and whole folders; a half-made copy goes on failure. The end of the process
+    // leaves it, under the name of the target. Where a name must never stand for less than all, copy
+    // to another one, open the copy as a File and Flush, and then Rename it. The const form refuses
+    // a target of the same location with Error.
 
     virtual MuErrCode Copy(Name const & from, Folder & target, Name const & to) const;
     virtual MuErrCode Copy(Name const & from, Folder & target, Name const & to);
     virtual MuErrCode Copy(Name const & from, Name const & to);
 
-    /// A folder goes with all that is in it. ErrEntryNotFound comes with a warning line.
+    /// A folder goes with all that is in it, entry by entry. ErrEntryNotFound comes with a warning
+    /// line.
     virtual MuErrCode Delete(Name const & name, DataSafety safety,
                              AccessDeniedTreatment treatment = AccessDeniedTreatment::RetryPrivate);
     /// Deletes every entry; stops at the first that fails and answers its status.
