@@ -37,6 +37,7 @@ public:
         ~Enumerator() = default;
     };
 
+    /// Gets the blocks of one size, one by one.
     class KESTREL_API UserBlockEnumerator {
     public:
         virtual bool Block(unsigned int size, void * node) = 0;

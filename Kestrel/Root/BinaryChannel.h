@@ -45,6 +45,7 @@ public:
     virtual ~OBinaryChannel();
 };
 
+/// What every reader of a binary channel needs.
 class KESTREL_API IBinaryChannelUtilities {
 public:
     /// Reads until the count or the end, and answers how many bytes came.

@@ -46,6 +46,7 @@ private:
     unsigned int bits;
 };
 
+/// The value of a property of a host's own in one class record: 32 bits, whose meaning is the host's.
 class CustomClassPropertyValue {
 public:
     constexpr explicit CustomClassPropertyValue(unsigned int value = 0) : value(value) {}
@@ -106,6 +107,7 @@ public:
     ClassInfo(ClassInfo const &) = delete;
     ClassInfo & operator=(ClassInfo const &) = delete;
 
+    /// Gets the records of the base classes that a record tells.
     class BaseClassEnumerator {
     public:
         /// True to go on.
@@ -145,6 +147,7 @@ private:
     ClassInfo * next = nullptr; // in the register of all
 };
 
+/// Gets the class records of the process.
 class ClassInfoEnumerator {
 public:
     /// True to go on.
@@ -174,6 +177,7 @@ public:
     CustomClassProperty(CustomClassProperty const &) = delete;
     CustomClassProperty & operator=(CustomClassProperty const &) = delete;
 
+    /// Gets the properties that hosts have made.
     class InstanceEnumerator {
     public:
         /// True to go on.

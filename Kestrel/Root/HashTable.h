@@ -25,6 +25,7 @@ namespace Mu {
 template <typename K, typename V>
 class HashTable {
 public:
+    /// A key with its value; both stay where they are until the entry is deleted.
     struct Entry {
         K const key;
         V value;

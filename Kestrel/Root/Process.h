@@ -4,6 +4,7 @@
 
 namespace Mu {
 
+/// The process that this runs in.
 class KESTREL_API Process {
 public:
     /// The system's number of this process.

@@ -15,6 +15,7 @@ class Parker;
 /// Failure: none.
 class KESTREL_API WaitQueue {
 public:
+    /// One that waits, with what wakes it.
     struct Waiter {
         Parker * parker;
         Waiter * next = nullptr;
