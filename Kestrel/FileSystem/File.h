@@ -171,8 +171,8 @@ public:
     MuErrCode DirectOutputAccess(unsigned int offset, char ** data,
                                  unsigned int * available) override;
     MuErrCode GetOutputPosition(unsigned long long * position) const override;
-    /// Writes what is buffered and has the system write it to the device, with the file's length and
-    /// present name: all of that outlives the system.
+    /// Writes what is buffered and has the system write it to the device, with the file's length
+    /// and present name: all of that outlives the system.
     MuErrCode Flush() override;
     void SetDefaultOutputProtocol() override;
     MuErrCode PushMark() override;

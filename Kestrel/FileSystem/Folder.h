@@ -21,9 +21,9 @@ class FolderEntry;
 ///
 /// When the process ends in the middle of an operation, the entries stand as the last of its steps
 /// left them. When the system ends too, the last steps may be taken back, in order, as far as no
-/// Flush of a File has brought them to the device; that holds on file systems that keep the order of
-/// their names, as those with a journal do. An entry under a new name is made to stay by opening it
-/// as a File and Flush. Which steps an operation has, it tells.
+/// Flush of a File has brought them to the device; that holds on file systems that keep the order
+/// of their names, as those with a journal do. An entry under a new name is made to stay by opening
+/// it as a File and Flush. Which steps an operation has, it tells.
 ///
 /// Memory:  two indices and a pointer. Operations may throw Mu::OutOfMemoryException; the New
 ///          makers answer ErrMemoryFull instead.
@@ -102,16 +102,16 @@ public:
     /// outlive the system, Copy, Flush and Delete.
     virtual MuErrCode Move(Name const & from, Folder & target, Name const & to, DataSafety safety);
     /// Swaps the names of two entries, by three steps: `a` goes aside under an unused name
-    /// "GeneratedName_" and ten digits, `b` becomes `a`, and that becomes `b`. Both are there at any
-    /// moment, but between the steps one of the two names is not.
+    /// "GeneratedName_" and ten digits, `b` becomes `a`, and that becomes `b`. Both are there at
+    /// any moment, but between the steps one of the two names is not.
     virtual MuErrCode
     Exchange(Name const & a, Name const & b,
              AccessDeniedTreatment treatment = AccessDeniedTreatment::RetryPrivate);
 
     // Copying files and whole folders; a half-made copy goes on failure. The end of the process
-    // leaves it, under the name of the target. Where a name must never stand for less than all, copy
-    // to another one, open the copy as a File and Flush, and then Rename it. The const form refuses
-    // a target of the same location with Error.
+    // leaves it, under the name of the target. Where a name must never stand for less than all,
+    // copy to another one, open the copy as a File and Flush, and then Rename it. The const form
+    // refuses a target of the same location with Error.
 
     virtual MuErrCode Copy(Name const & from, Folder & target, Name const & to) const;
     virtual MuErrCode Copy(Name const & from, Folder & target, Name const & to);

@@ -26,10 +26,10 @@ class File;
 /// `maxFileCount` are left. Below that size nothing goes, however many files there are, and a
 /// process that runs for long can pass the limit.
 ///
-/// When the process ends, its files hold whole lines without a gap, all that was flushed and those of
-/// full blocks since; only the last line, which a write was at, may be cut. When the system ends too,
-/// the present file holds all that was flushed or came with an error. A file that was full and closed
-/// before is the system's to bring to the device.
+/// When the process ends, its files hold whole lines without a gap, all that was flushed and those
+/// of full blocks since; only the last line, which a write was at, may be cut. When the system ends
+/// too, the present file holds all that was flushed or came with an error. A file that was full and
+/// closed before is the system's to bring to the device.
 ///
 /// Memory:  one buffer of 16384 bytes and that of an IO::File.
 /// Threads: the logger's calls come one at a time, and everything else has to keep to that. To bring

@@ -13,9 +13,9 @@
 
 namespace Tests {
 
-/// What a process does until it is ended: this program once more. It works in two folders, which are
-/// devices of their own, by a seed, and tells a witness what it is about to do and what it has been
-/// promised. What is told to the witness survives whatever ends.
+/// What a process does until it is ended: this program once more. It works in two folders, which
+/// are devices of their own, by a seed, and tells a witness what it is about to do and what it has
+/// been promised. What is told to the witness survives whatever ends.
 class Worker {
 public:
     Worker(std::string const & folder, EndOf ending, unsigned int seed);
@@ -26,7 +26,8 @@ public:
 
     /// One line.
     void Tell(std::string const & line);
-    /// Ends the process as one that did not come to its end, when an operation failed that must not.
+    /// Ends the process as one that did not come to its end, when an operation failed that must
+    /// not.
     void Need(MuErrCode status, char const * what);
 
 private:

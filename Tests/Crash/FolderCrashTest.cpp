@@ -36,7 +36,8 @@ Ending::Files GetFirstFiles() {
     return files;
 }
 
-// A model of the names. A copy is whole once it is known to be; until then anything may stand there.
+// A model of the names. A copy is whole once it is known to be; until then anything may stand
+// there.
 struct Entry {
     unsigned int id;
     bool isWhole;

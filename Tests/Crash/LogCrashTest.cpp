@@ -72,8 +72,8 @@ std::string GetLog(Ending const & ending) {
     return log;
 }
 
-// How many lines of the worker stand at the beginning, whole and without a gap; `*rest` is what does
-// not end a line, or comes behind what is no such line.
+// How many lines of the worker stand at the beginning, whole and without a gap; `*rest` is what
+// does not end a line, or comes behind what is no such line.
 unsigned int CountLines(std::string const & log, std::string * rest) {
     unsigned int count = 0;
     std::size_t begin = 0;

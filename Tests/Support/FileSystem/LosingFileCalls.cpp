@@ -98,8 +98,8 @@ void LosingFileCalls::AddStep(Step step) {
     FindDevice(step.path)->steps.push_back(std::move(step));
 }
 
-// How many steps the entry owes its present name to. What others that are gone by now had to do with
-// the name lies before.
+// How many steps the entry owes its present name to. What others that are gone by now had to do
+// with the name lies before.
 std::size_t LosingFileCalls::CountStepsOf(Device const & device, PathText path) const {
     std::size_t count = device.steps.size();
     while (count != 0 && !IsAtOrBelow(path, device.steps[count - 1].path))

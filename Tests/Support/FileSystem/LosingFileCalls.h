@@ -13,8 +13,8 @@
 
 namespace Tests {
 
-/// What ends. With the process alone, all that the system was given stays; with the system, what was
-/// not flushed may be lost.
+/// What ends. With the process alone, all that the system was given stays; with the system, what
+/// was not flushed may be lost.
 enum class EndOf { Process, System };
 
 /// The real file calls of a process that is ended at a told call, and of a system that may end with
@@ -23,20 +23,20 @@ enum class EndOf { Process, System };
 ///     Tests::LosingFileCalls calls({one, two});
 ///     calls.EndAt(17, Tests::EndOf::System, seed);
 ///
-/// The call at which it ends is not made, or made in part where it moves bytes. When the system ends
-/// too, the real files are first turned into what its devices may hold then, drawn by the seed. The
-/// devices are taken for what journaling file systems are:
+/// The call at which it ends is not made, or made in part where it moves bytes. When the system
+/// ends too, the real files are first turned into what its devices may hold then, drawn by the
+/// seed. The devices are taken for what journaling file systems are:
 ///
-///   - A name comes, changes or goes in one step. The steps reach the device in their order, so that
-///     some of the last ones may be lost, and none before one that is kept.
+///   - A name comes, changes or goes in one step. The steps reach the device in their order, so
+///     that some of the last ones may be lost, and none before one that is kept.
 ///   - FlushFileBuffers brings the bytes and the length of its file to the device, and all steps of
 ///     names there up to the last one that the file owes its present name to.
 ///   - Of what was not flushed, each block may be there or not, and the length may be any between
 ///     that on the device and that last told. Bytes that never came read as zeros.
 ///   - Nothing is ordered between two devices, and none moves a name to the other: NotSameDevice.
 ///
-/// The real devices are not flushed, which would make tests slow. Times and attributes are not looked
-/// at. Names must be spelled alike everywhere.
+/// The real devices are not flushed, which would make tests slow. Times and attributes are not
+/// looked at. Names must be spelled alike everywhere.
 ///
 /// Threads: any; the calls are made one at a time.
 class LosingFileCalls : public IO::ForwardingFileCalls {
