@@ -1,0 +1,267 @@
+#include "Tests/Soak/Tasks.h"
+
+#include "Tests/Support/FileSystem/MemoryFS.h"
+
+#include <Kestrel/Kestrel.h>
+
+#include <atomic>
+#include <cstdio>
+#include <iterator>
+#include <type_traits>
+
+namespace Soak {
+
+namespace {
+
+std::atomic<unsigned int> failures{0};
+
+IO::Name DrawName(Context & context) {
+    return IO::Name(("n" + std::to_string(context.Draw(12))).c_str());
+}
+
+unsigned int SizeOf(std::string const & text) {
+    return static_cast<unsigned int>(text.size());
+}
+
+std::string Take(IO::MemoryOChannel & channel) {
+    char const * const block = channel.GetDestination(IO::MemoryOChannel::LeaveWithCaller);
+    return std::string(block, channel.GetDataSize());
+}
+
+std::string ReadAll(Mu::IChannel & channel) {
+    std::string content;
+    char piece[5000];
+    unsigned int read = 0;
+    do {
+        read = 0;
+        static_cast<void>(channel.ReadBin(piece, sizeof piece, &read));
+        content.append(piece, read);
+    } while (read != 0);
+    return content;
+}
+
+MuErrCode Put(Mu::OChannel & channel, std::string const & content) {
+    return channel.WriteBin(content.data(), SizeOf(content), nullptr);
+}
+
+void WriteFile(IO::Location const & location, std::string const & content) {
+    IO::File file(location, IO::File::OnNotFound::Create);
+    SOAK_EXPECT(file.Open(IO::File::OpenMode::WriteOnlyEmpty) == IO::NoError);
+    SOAK_EXPECT(Put(file, content) == IO::NoError);
+    SOAK_EXPECT(file.Close() == IO::NoError);
+}
+
+std::string ReadFile(IO::Location const & location) {
+    IO::File file(location);
+    SOAK_EXPECT(file.Open(IO::File::OpenMode::ReadOnly) == IO::NoError);
+    return ReadAll(file);
+}
+
+IO::Location Below(IO::Location const & folder, IO::Name const & name) {
+    return IO::Location(folder, name);
+}
+
+void UseLocations(Context & context) {
+    IO::Location location(context.folder);
+    for (unsigned int depth = context.Draw(10); depth != 0; --depth)
+        SOAK_EXPECT(location.AppendToLocal(DrawName(context)) == IO::NoError);
+    Mu::UniString url;
+    SOAK_EXPECT(location.ToURL(&url) == IO::NoError);
+    SOAK_EXPECT(IO::Location(url) == location);
+    IO::RelativeLocation way;
+    SOAK_EXPECT(location.GetDifference(context.folder, &way) == IO::NoError);
+    IO::Location arrived(context.folder);
+    SOAK_EXPECT(arrived.AppendToLocal(way) == IO::NoError && arrived == location);
+    IO::MemoryOChannel out;
+    SOAK_EXPECT(location.Write(out) == IO::NoError);
+    std::string const bytes = Take(out);
+    IO::MemoryIChannel in(bytes.data(), SizeOf(bytes));
+    IO::Location read;
+    SOAK_EXPECT(read.Read(in) == IO::NoError && read == location);
+    IO::Location const bad(Mu::UniString(context.DrawText(40).c_str()));
+    static_cast<void>(bad.IsLegal());
+}
+
+void UseFiles(Context & context) {
+    IO::Location const location = Below(context.folder, "file");
+    std::string content = context.DrawText(60000);
+    WriteFile(location, content);
+    {
+        IO::File file(location);
+        SOAK_EXPECT(file.Open(IO::File::OpenMode::Append) == IO::NoError);
+        SOAK_EXPECT(Put(file, "more") == IO::NoError);
+        if (context.Draw(50) == 0)
+            SOAK_EXPECT(file.Flush() == IO::NoError);
+        if (context.Draw(2) == 0)
+            SOAK_EXPECT(file.Close() == IO::NoError); // else the destructor does
+    }
+    content += "more";
+    SOAK_EXPECT(ReadFile(location) == content);
+    IO::File file(location);
+    unsigned int const length = context.Draw(SizeOf(content));
+    SOAK_EXPECT(file.SetDataLength(length) == IO::NoError);
+    unsigned long long told = 0;
+    SOAK_EXPECT(file.GetDataLength(&told) == IO::NoError && told == length);
+    IO::File const missing(Below(context.folder, "missing"));
+    SOAK_EXPECT(missing.GetStatus() == IO::ErrFileNotFound);
+}
+
+void UseFolders(Context & context) {
+    IO::Folder folder(context.folder);
+    IO::Folder tree(folder, "tree", IO::Folder::OnNotFound::Create);
+    SOAK_EXPECT(tree.GetStatus() == IO::NoError);
+    for (unsigned int count = context.Draw(10); count != 0; --count)
+        static_cast<void>(tree.CreateFile(DrawName(context))); // some twice
+    static_cast<void>(tree.CreateFolder("deep"));
+    WriteFile(Below(Below(Below(context.folder, "tree"), "deep"), "last"), context.DrawText(3000));
+    SOAK_EXPECT(folder.Copy("tree", "copy") == IO::NoError);
+    unsigned long long size = 0;
+    unsigned long long copied = 1;
+    SOAK_EXPECT(IO::fileSystem.CountSize(Below(context.folder, "tree"), &size) == IO::NoError);
+    SOAK_EXPECT(IO::fileSystem.CountSize(Below(context.folder, "copy"), &copied) == IO::NoError);
+    SOAK_EXPECT(size == copied);
+    SOAK_EXPECT(folder.Exchange("tree", "copy") == IO::NoError);
+    SOAK_EXPECT(folder.Rename("copy", "renamed") == IO::NoError);
+    SOAK_EXPECT(folder.Rename("copy", "again") == IO::ErrSourceNotFound);
+    IO::Folder renamed(folder, "renamed");
+    SOAK_EXPECT(renamed.Move("deep", folder, "moved", IO::DataSafety::KeepProtected) ==
+                IO::NoError);
+    IO::Name unused;
+    SOAK_EXPECT(folder.GenerateUnusedName(&unused) == 0);
+}
+
+// A system comes, gets a tree from the disk, gives it back, and goes.
+void UseMounts(Context & context) {
+    Tests::MemoryFixedVFS system;
+    IO::Location const place(Mu::UniString(("Q:\\soak" + std::to_string(context.number)).c_str()));
+    std::string const content = context.DrawText(20000);
+    IO::Folder folder(context.folder);
+    static_cast<void>(folder.CreateFolder("from"));
+    WriteFile(Below(Below(context.folder, "from"), "file"), content);
+    SOAK_EXPECT(IO::fileSystem.Mount(system, place) == IO::NoError);
+    {
+        IO::Folder memory(place);
+        SOAK_EXPECT(folder.Copy("from", memory, "there") == IO::NoError);
+        SOAK_EXPECT(ReadFile(Below(Below(place, "there"), "file")) == content);
+        SOAK_EXPECT(memory.Move("there", folder, "back", IO::DataSafety::KeepProtected) ==
+                    IO::NoError);
+        bool isEmpty = false;
+        SOAK_EXPECT(memory.IsEmpty(&isEmpty) == IO::NoError && isEmpty);
+    }
+    SOAK_EXPECT(IO::fileSystem.Unmount(system) == IO::NoError);
+    SOAK_EXPECT(ReadFile(Below(Below(context.folder, "back"), "file")) == content);
+}
+
+// What is written through the channel that `make` puts over another must come back through the
+// other.
+template <typename Out, typename In, typename... Options>
+void GoThrough(std::string const & content, Options... options) {
+    IO::MemoryOChannel out;
+    {
+        Out channel(out, options...);
+        SOAK_EXPECT(Put(channel, content) == IO::NoError);
+    }
+    std::string const bytes = Take(out);
+    IO::MemoryIChannel source(bytes.data(), SizeOf(bytes));
+    if constexpr (std::is_same_v<In, IO::ZipIChannel>) {
+        In channel(source);
+        SOAK_EXPECT(ReadAll(channel) == content);
+    } else {
+        In channel(source, options...);
+        SOAK_EXPECT(ReadAll(channel) == content);
+    }
+}
+
+void UseZip(Context & context) {
+    auto const threading = context.Draw(2) == 0 ? IO::ZipOChannelOptions::WorkerThread
+                                                : IO::ZipOChannelOptions::WritingThread;
+    auto const level = static_cast<IO::ZipOChannelOptions::CompressionLevel>(context.Draw(10));
+    GoThrough<IO::ZipOChannel, IO::ZipIChannel>(
+        context.DrawText(100000), IO::ZipOChannelOptions(level, context.Draw(3) * 9000, threading));
+}
+
+void UseCipher(Context & context) {
+    GoThrough<IO::CodeOChannel, IO::CodeIChannel>(context.DrawText(2000), "a key", 5u);
+}
+
+// Bytes that are no stream at all.
+void UseBrokenStreams(Context & context) {
+    std::string const bytes = context.DrawText(3000);
+    IO::MemoryIChannel source(bytes.data(), SizeOf(bytes));
+    if (context.Draw(2) == 0) {
+        IO::ZipIChannel zip(source);
+        static_cast<void>(ReadAll(zip));
+    } else {
+        IO::Location location;
+        static_cast<void>(location.Read(source));
+    }
+}
+
+void UseChannels(Context & context) {
+    std::string const content = context.DrawText(50000);
+    IO::MD5Channel once;
+    IO::MD5Channel inPieces;
+    SOAK_EXPECT(Put(once, content) == IO::NoError);
+    IO::MemoryIChannel in(content.data(), SizeOf(content));
+    std::string read;
+    while (read.size() < content.size()) {
+        std::string piece(1 + context.Draw(7000), '\0');
+        unsigned int got = 0;
+        static_cast<void>(in.ReadBin(piece.data(), SizeOf(piece), &got));
+        piece.resize(got);
+        SOAK_EXPECT(Put(inPieces, piece) == IO::NoError);
+        read += piece;
+        if (got == 0)
+            break;
+    }
+    SOAK_EXPECT(read == content);
+    MD5::FingerPrint a;
+    MD5::FingerPrint b;
+    once.Finish(&a);
+    inPieces.Finish(&b);
+    SOAK_EXPECT(a == b);
+}
+
+void UseLog(Context & context) {
+    static Mu::InfoLogLine info("thread % says %", "soak", nullptr);
+    static Mu::ErrorLogLine error("thread % minds %", "soak", nullptr);
+    for (unsigned int count = context.Draw(200); count != 0; --count) {
+        Mu::LogComposer composer;
+        composer.Append(context.number).Append(context.DrawText(100).c_str());
+        Mu::logger.Append(context.Draw(2000) == 0 ? static_cast<Mu::EventLogLine &>(error) : info,
+                          &composer);
+    }
+}
+
+} // namespace
+
+std::string Context::DrawText(std::size_t most) {
+    std::string text;
+    std::size_t const size = 1 + random() % most;
+    while (text.size() < size)
+        text += static_cast<char>(' ' + random() % 90) + std::to_string(random() % 1000);
+    text.resize(size);
+    return text;
+}
+
+void Expect(bool holds, char const * what, int line) {
+    if (holds)
+        return;
+    if (++failures < 20)
+        std::printf("Tasks.cpp:%d does not hold: %s\n", line, what);
+}
+
+unsigned int CountFailures() {
+    return failures;
+}
+
+void DoOne(Context & context) {
+    static constexpr void (*tasks[])(Context &) = {UseLocations,     UseFiles,    UseFolders,
+                                                   UseMounts,        UseZip,      UseCipher,
+                                                   UseBrokenStreams, UseChannels, UseLog};
+    tasks[context.Draw(static_cast<unsigned int>(std::size(tasks)))](context);
+    IO::Folder folder(context.folder);
+    SOAK_EXPECT(folder.DeleteAll(IO::DataSafety::IgnoreProtection) == IO::NoError);
+}
+
+} // namespace Soak
