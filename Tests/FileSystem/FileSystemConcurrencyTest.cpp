@@ -1,0 +1,176 @@
+// Many threads at the mount tables, and many Files at once.
+
+#include <Kestrel/FileSystem/File.h>
+#include <Kestrel/FileSystem/FileSystem.h>
+#include <Kestrel/FileSystem/Folder.h>
+
+#include "Tests/Support/FileSystem/MemoryFS.h"
+#include "Tests/Support/FileSystem/Place.h"
+#include "Tests/Support/TempFolder.h"
+#include "Tests/Support/Text.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <functional>
+#include <random>
+#include <thread>
+
+namespace {
+
+constexpr unsigned int ThreadCount = 4;
+
+// The work, by one thread, and then by several at once. They have numbers from
+// 0.
+void RunTogether(std::function<void(unsigned int number)> const & work) {
+    work(0);
+    std::vector<std::thread> threads;
+    for (unsigned int number = 0; number < ThreadCount; ++number)
+        threads.emplace_back(work, number);
+    for (std::thread & thread : threads)
+        thread.join();
+}
+
+bool CountMount(IO::Location const &, void * data) {
+    ++*static_cast<unsigned int *>(data);
+    return true;
+}
+
+std::string Read(IO::Location const & location) {
+    return Tests::Place::Read(location);
+}
+
+void Write(IO::File & file, std::string const & content) {
+    ASSERT_EQ(file.Open(IO::File::OpenMode::WriteOnlyEmpty), IO::NoError);
+    ASSERT_EQ(file.WriteBin(content.data(), static_cast<unsigned int>(content.size()), nullptr),
+              IO::NoError);
+    ASSERT_EQ(file.Close(), IO::NoError);
+}
+
+} // namespace
+
+// One system at a place and one right below, which come and go while the others
+// look there.
+TEST(FileSystem, TellsWhatIsMountedWhileItComesAndGoes) {
+    Tests::MemoryFixedVFS outer;
+    Tests::MemoryFixedVFS inner;
+    outer.tree.AddFile("file", "outer");
+    outer.tree.AddFolder("inner");
+    inner.tree.AddFile("file", "inner");
+    IO::Location const place(U("Q:\\threads"));
+    IO::Location const below(place, IO::Name("inner"));
+    Tests::MemoryRollingVFS rolling(IO::Location(U("R:\\rolling")));
+    rolling.tree.AddFile("file", "rolling");
+    RunTogether([&](unsigned int number) {
+        for (unsigned int round = 0; round < 150; ++round) {
+            bool contained = false;
+            unsigned int count = 0;
+            switch (number) {
+            case 0:
+                EXPECT_EQ(IO::fileSystem.Mount(outer, place), IO::NoError);
+                EXPECT_EQ(IO::fileSystem.Contains(IO::Location(place, "file"), &contained),
+                          IO::NoError);
+                EXPECT_TRUE(contained);
+                EXPECT_TRUE(IO::fileSystem.IsMountPoint(place));
+                EXPECT_EQ(IO::fileSystem.Unmount(outer), IO::NoError);
+                EXPECT_FALSE(IO::fileSystem.IsMountPoint(place));
+                break;
+            case 1:
+                EXPECT_EQ(IO::fileSystem.Mount(inner, below), IO::NoError);
+                EXPECT_EQ(IO::fileSystem.Contains(IO::Location(below, "file"), &contained),
+                          IO::NoError);
+                EXPECT_TRUE(contained) << "the deepest mount serves";
+                EXPECT_EQ(IO::fileSystem.Unmount(inner), IO::NoError);
+                break;
+            case 2:
+                EXPECT_EQ(IO::fileSystem.Mount(rolling), IO::NoError);
+                EXPECT_EQ(IO::fileSystem.Contains(IO::Location(U("R:\\rolling\\file")), &contained),
+                          IO::NoError);
+                EXPECT_TRUE(contained);
+                EXPECT_EQ(IO::fileSystem.Unmount(rolling), IO::NoError);
+                break;
+            default:
+                EXPECT_EQ(IO::fileSystem.EnumerateVirtualMountPoints(CountMount, &count),
+                          IO::NoError);
+                EXPECT_LE(count, 2u);
+                static_cast<void>(IO::fileSystem.IsMountPoint(below));
+                static_cast<void>(IO::fileSystem.Contains(IO::Location(place, "file"), &contained));
+                static_cast<void>(IO::fileSystem.Contains(IO::Location(below, "file"), &contained));
+            }
+        }
+    });
+    EXPECT_EQ(outer.mountCount, 0);
+    EXPECT_EQ(inner.mountCount, 0);
+    EXPECT_EQ(outer.tree.CountConnected() + inner.tree.CountConnected() +
+                  rolling.tree.CountConnected(),
+              0);
+}
+
+// Each thread has files of its own in a folder of all. Nobody looks at the
+// files of another one: where links are files, looking for them opens each for
+// a moment, and what is open cannot be moved.
+TEST(File, WorksBesideTheFilesOfOtherThreads) {
+    Tests::TempFolder const disk;
+    IO::Location const place(disk.GetPortable().c_str());
+    disk.Write("shared", "read by all");
+    RunTogether([&](unsigned int number) {
+        std::mt19937 random(number);
+        IO::Folder folder(place);
+        IO::File shared(folder, "shared");
+        EXPECT_EQ(shared.Open(IO::File::OpenMode::ReadOnlySharedToReadWrite), IO::NoError);
+        std::string const mark = "t" + std::to_string(number) + "-";
+        IO::Name const a(U(mark + "a"));
+        IO::Name const b(U(mark + "b"));
+        IO::Name const c(U(mark + "c"));
+        for (unsigned int round = 0; round < 25; ++round) {
+            std::string const contentA(random() % 30000, 'a');
+            std::string const contentB(random() % 300, 'b');
+            {
+                IO::File fileA(folder, a, IO::File::OnNotFound::Create);
+                IO::File fileB(folder, b, IO::File::OnNotFound::Create);
+                Write(fileA, contentA);
+                Write(fileB, contentB);
+            }
+            EXPECT_EQ(folder.Exchange(a, b), IO::NoError);
+            EXPECT_EQ(folder.Copy(a, c), IO::NoError);
+            EXPECT_TRUE(Read(IO::Location(place, b)) == contentA);
+            EXPECT_TRUE(Read(IO::Location(place, c)) == contentB);
+            bool contained = true;
+            EXPECT_EQ(folder.Contains(IO::Name(U(mark + "missing")), &contained), IO::NoError);
+            EXPECT_FALSE(contained);
+            char text[64];
+            unsigned int read = 0;
+            EXPECT_EQ(shared.SetPosition(0), IO::NoError);
+            EXPECT_EQ(shared.ReadBin(text, sizeof text, &read), IO::EOI);
+            EXPECT_EQ(std::string(text, read), "read by all");
+            shared.ResetInputStatus();
+            for (IO::Name const & name : {a, b, c})
+                EXPECT_EQ(folder.Delete(name, IO::DataSafety::KeepProtected), IO::NoError);
+        }
+    });
+}
+
+TEST(File, HasOneWriterAtATime) {
+    Tests::TempFolder const disk;
+    disk.Write("file", "");
+    IO::Location const location(disk.GetPortable("file").c_str());
+    std::atomic<int> writers{0};
+    std::atomic<unsigned int> opened{0};
+    RunTogether([&](unsigned int) {
+        IO::File file(location);
+        for (unsigned int round = 0; round < 200; ++round) {
+            MuErrCode const status =
+                file.Open(IO::File::OpenMode::WriteOnly, IO::AccessDeniedTreatment::Fail);
+            if (status != IO::NoError) {
+                EXPECT_EQ(status, IO::ErrFileAccessDenied);
+                continue;
+            }
+            ++opened;
+            EXPECT_EQ(++writers, 1);
+            EXPECT_EQ(file.WriteBin("x", 1, nullptr), IO::NoError);
+            --writers;
+            EXPECT_EQ(file.Close(), IO::NoError);
+        }
+    });
+    EXPECT_GE(opened, 200u);
+}
