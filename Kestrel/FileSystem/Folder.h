@@ -87,7 +87,8 @@ public:
     // Moving entries. ErrSourceNotFound, ErrTargetExists, ErrDeviceFull; ErrFolderAccessDenied
     // after the retries of `treatment`, where there is one.
 
-    /// One step: the entry has the old name or the new one, and is whole.
+    /// One step: the entry has the old name or the new one, and is whole. Where Linux cannot rename
+    /// without overwriting, a file may have both.
     virtual MuErrCode Rename(Name const & from, Name const & to,
                              AccessDeniedTreatment treatment = AccessDeniedTreatment::RetryPrivate);
     /// Into another folder, of any file system. After a failure a half-made copy is gone and the

@@ -43,7 +43,7 @@ unsigned int CountRounds() {
 #if defined(_WIN32)
     return 12;
 #else
-    return 60;
+    return 40;
 #endif
 }
 
