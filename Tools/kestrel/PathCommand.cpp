@@ -6,6 +6,7 @@
 #include <Kestrel/Channel/MemoryOChannel.h>
 #include <Kestrel/FileSystem/NativePath.h>
 #include <Kestrel/Location/LocationValidator.h>
+#include <Kestrel/Root/Memory.h>
 
 #include <cstdio>
 #include <iomanip>
@@ -23,9 +24,11 @@ template <typename Length, typename Get>
 std::string JoinNames(IO::Location const & location, Length length, Get get) {
     std::string text;
     IO::Name name;
-    for (unsigned int i = 0; i < (location.*length)(); ++i)
-        if ((location.*get)(i, &name) == IO::NoError)
-            text += (i == 0 ? "\"" : ", \"") + ToUtf8(name) + "\"";
+    for (unsigned int i = 0; i < (location.*length)(); ++i) {
+        if ((location.*get)(i, &name) != IO::NoError)
+            Mu::ThrowOutOfMemory();
+        text += (i == 0 ? "\"" : ", \"") + ToUtf8(name) + "\"";
+    }
     return text.empty() ? "(none)" : text;
 }
 

@@ -147,10 +147,15 @@ int DecryptAll(Source & source, Target & target, std::string const & key, Option
         progress.Clear();
         if (written != IO::NoError)
             return FailWriting(options, console, written);
-        if (read == IO::EOI && source.GetChannel().GetInputStatus() == IO::EOI)
-            damage.Report("is cut off", source.GetPosition());
-        if (read == IO::EOI)
+        if (read == IO::EOI) {
+            // The cipher ends alike where its source is whole, is cut and cannot be read.
+            MuErrCode const below = source.GetChannel().GetInputStatus();
+            if (below == IO::EOI)
+                damage.Report("is cut off", source.GetPosition());
+            else if (below != IO::NoError)
+                return console.Finish(below, NameSource(options.source));
             return damage.Finish(progress.GetCount());
+        }
         if (read != IO::InputFailure)
             return console.Finish(read, NameSource(options.source));
         damage.Report("is corrupt", source.GetPosition());
@@ -194,6 +199,8 @@ int Zip(Options const & options, Console & console) {
                     IO::ZipOChannelOptions::WritingThread));
             Progress progress("zipping");
             written = Pump(source.GetChannel(), zip, PieceSize, progress, &read);
+            if (written == IO::NoError)
+                written = zip.Flush(); // what the destructor meets, nobody is told
         }
         if (written == IO::NoError)
             written = target.GetChannel().GetOutputStatus();
