@@ -143,6 +143,9 @@ private:
 /// second one that is drawn.
 void SweepFileCalls(std::function<void(bool failed)> const & scenario);
 
+/// The same with those three alone that do most harm: denied, gone and full. For long scenarios.
+void SweepFileCallsBriefly(std::function<void(bool failed)> const & scenario);
+
 } // namespace Tests
 
 using Tests::SweepFileCalls;

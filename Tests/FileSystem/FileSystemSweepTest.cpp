@@ -1,0 +1,446 @@
+// Every operation of the front door, and those of File, Folder and the walk that their own tests do
+// not sweep, while memory or the system's file calls fail: what is told to be done is done, what is
+// answered is the truth, and no file is lost.
+
+#include <Kestrel/FileSystem/FileSystem.h>
+
+#include "Tests/Support/DiskContent.h"
+#include "Tests/Support/FaultSweep.h"
+#include "Tests/Support/FileSystem/MemoryFS.h"
+#include "Tests/Support/FileSystem/ScriptedFileCalls.h"
+#include "Tests/Support/FileSystem/ScriptedVFS.h"
+#include "Tests/Support/LogCapture.h"
+#include "Tests/Support/TempFolder.h"
+#include "Tests/Support/Text.h"
+
+#include <Kestrel/FileSystem/File.h>
+#include <Kestrel/FileSystem/Folder.h>
+#include <Kestrel/FileSystem/IOException.h>
+#include <Kestrel/FileSystem/NativePath.h>
+#include <Kestrel/FileSystem/TreeEnumerator.h>
+#include <Kestrel/Location/Internal/OSErrors.h>
+
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <memory>
+#include <optional>
+
+namespace fs = std::filesystem;
+
+using IO::File;
+using IO::Folder;
+using IO::Location;
+using Safety = IO::DataSafety;
+
+namespace {
+
+constexpr auto always = IO::AccessDeniedTreatment::RetryAlways;
+constexpr int someTime = 1234567890;
+
+/// Entries on the disk, and the truth that a step tells of them.
+class Stage {
+public:
+    Stage() {
+        Folder folder{Location(links.GetPortable().c_str())};
+        EXPECT_EQ(folder.CreateLink("link.lnk", *this / "a"), IO::NoError);
+    }
+
+    Location operator/(char const * name) const {
+        return Location(Location(disk.GetPortable().c_str()), IO::Name(name));
+    }
+    Location GetRoot() const { return Location(disk.GetPortable().c_str()); }
+
+    void Answer(std::string const & text) const { answer += text + "\n"; }
+    void Answer(unsigned long long number) const { Answer(std::to_string(number)); }
+
+    /// Uses nothing of the library, where a fault may wait already.
+    void Set() {
+        for (auto const & entry : fs::directory_iterator(disk.GetPath()))
+            fs::remove_all(entry.path());
+        fs::create_directories(disk / "sub" / "empty");
+        disk.Write("a", "the first");
+        disk.Write("b", "the second");
+        disk.Write("sub/c", "the third");
+        fs::copy(links / "link.lnk", disk / "link.lnk", fs::copy_options::copy_symlinks);
+        answer.clear();
+    }
+
+    Tests::TempFolder disk;
+    mutable std::string answer;
+
+private:
+    Tests::TempFolder links; // one that Set copies
+};
+
+struct Step {
+    char const * name;
+    std::function<MuErrCode(Stage const &)> run;
+    bool deletes = false;
+    bool strays = false;  ///< done, but elsewhere: a retry goes on from where the last try ended
+    bool guesses = false; ///< of what it cannot look at it tells less, and that is no failure
+};
+
+/// The first failure of several calls.
+class All {
+public:
+    All & operator<<(MuErrCode next) {
+        if (status == IO::NoError)
+            status = next;
+        return *this;
+    }
+    operator MuErrCode() const { return status; }
+
+private:
+    MuErrCode status = IO::NoError;
+};
+
+std::string ToLine(IO::EntryType type) {
+    return std::to_string(static_cast<unsigned int>(type));
+}
+
+MuErrCode Enumerate(Stage const & stage) {
+    auto const note = [](Folder const &, IO::Name const & name, bool isFolder, void * data) {
+        static_cast<std::vector<std::string> *>(data)->push_back(ToUtf8(name) +
+                                                                 (isFolder ? "/" : ""));
+        return true;
+    };
+    std::vector<std::string> names;
+    Folder const folder(stage.GetRoot());
+    MuErrCode const status = folder.Enumerate(note, &names);
+    std::sort(names.begin(), names.end());
+    for (std::string const & name : names)
+        stage.Answer(name);
+    return status;
+}
+
+class Walk : public IO::TreeEnumerator {
+public:
+    Walk(Folder const & folder, Stage const & stage) : TreeEnumerator(folder), stage(stage) {}
+    bool FileFound(IO::Name const &) override { return Count(files); }
+    bool FolderFound(IO::Name const &) override { return Count(folders); }
+    bool LinkFound(IO::Name const &) override { return Count(links); }
+    MuErrCode Do() override {
+        MuErrCode const status = TreeEnumerator::Do();
+        for (unsigned int count : {files, folders, links})
+            stage.Answer(count);
+        return status;
+    }
+
+private:
+    static bool Count(unsigned int & count) {
+        ++count;
+        return true;
+    }
+    Stage const & stage;
+    unsigned int files = 0;
+    unsigned int folders = 0;
+    unsigned int links = 0;
+};
+
+MuErrCode AppendToFile(Stage const & stage) {
+    File file(stage / "a");
+    All status;
+    status << file.Open(File::OpenMode::Append);
+    status << file.WriteBin(", and more", 10, nullptr) << file.Flush();
+    status << file.WriteBin("!", 1, nullptr) << file.Close();
+    return status;
+}
+
+MuErrCode ReadAndWrite(Stage const & stage) {
+    File file(stage / "b");
+    char read[4] = {};
+    All status;
+    status << file.Open(File::OpenMode::ReadWrite) << file.ReadBin(read, 4, nullptr);
+    status << file.WriteBin("SEC", 3, nullptr) << file.Seek(File::SeekOrigin::End, -1);
+    status << file.WriteBin("D", 1, nullptr) << file.SetPosition(0)
+           << file.ReadBin(read, 3, nullptr);
+    status << file.Flush() << file.Close();
+    stage.Answer(std::string(read));
+    return status;
+}
+
+MuErrCode SetFileProperties(Stage const & stage) {
+    File file(stage / "a");
+    int created = 0;
+    int modified = 0;
+    bool isProtected = false;
+    unsigned long long length = 0;
+    All status;
+    status << file.SetDataLength(4) << file.GetDataLength(&length);
+    status << file.SetModificationTime(someTime) << file.GetModificationTime(&modified);
+    status << file.GetCreationTime(&created);
+    status << file.SetWriteProtection() << file.IsWriteProtected(&isProtected);
+    status << file.ClearWriteProtection();
+    stage.Answer(length);
+    stage.Answer(static_cast<unsigned long long>(modified));
+    stage.Answer(isProtected);
+    return status;
+}
+
+MuErrCode AskFolder(Stage const & stage) {
+    Folder folder(stage.GetRoot());
+    unsigned int files = 0;
+    unsigned int folders = 0;
+    bool empty = true;
+    bool local = false;
+    bool fixed = false;
+    unsigned long long space = 0;
+    All status;
+    status << folder.CountFiles(&files) << folder.CountFolders(&folders) << folder.IsEmpty(&empty);
+    status << folder.IsOnLocalVolume(&local) << folder.IsOnFixedVolume(&fixed);
+    status << folder.GetFreeSpace(&space);
+    stage.Answer(files);
+    stage.Answer(folders);
+    stage.Answer(empty);
+    stage.Answer(local);
+    return status;
+}
+
+MuErrCode SetFolderTimes(Stage const & stage) {
+    Folder folder(stage / "sub");
+    int created = 0;
+    int modified = 0;
+    All status;
+    status << folder.SetModificationTime(someTime) << folder.GetModificationTime(&modified);
+    status << folder.GetCreationTime(&created);
+    stage.Answer(static_cast<unsigned long long>(modified));
+    return status;
+}
+
+MuErrCode MakeUnusedName(Stage const & stage) {
+    Folder folder(stage.GetRoot());
+    if (folder.GetStatus() != IO::NoError)
+        return folder.GetStatus();
+    IO::Name name;
+    if (folder.GenerateUnusedName(&name, "a") != 0)
+        return IO::Error;
+    All status;
+    status << folder.CreateFile(name) << folder.Rename(name, "unused", always);
+    return status;
+}
+
+MuErrCode TellTypes(Stage const & stage) {
+    All status;
+    for (char const * name : {"a", "sub", "link.lnk"}) {
+        IO::EntryType type{};
+        IO::EntryType resolved{};
+        IO::EntryType estimated{};
+        status << IO::fileSystem.GetType(stage / name, &type);
+        status << IO::fileSystem.GetResolvedType(stage / name, &resolved);
+        status << IO::fileSystem.EstimateResolvedType(stage / name, &estimated);
+        stage.Answer(ToLine(type) + ToLine(resolved) + ToLine(estimated));
+    }
+    return status;
+}
+
+MuErrCode CountTree(Stage const & stage) {
+    unsigned int count = 0;
+    unsigned long long size = 0;
+    bool contained = false;
+    All status;
+    status << IO::fileSystem.CountFiles(stage.GetRoot(), &count);
+    status << IO::fileSystem.CountSize(stage.GetRoot(), &size);
+    status << IO::fileSystem.Contains(stage / "sub", &contained);
+    stage.Answer(count);
+    stage.Answer(size);
+    stage.Answer(contained);
+    return status;
+}
+
+MuErrCode FindPlaces(Stage const & stage) {
+    Location target;
+    Location folder;
+    All status;
+    status << (IO::fileSystem.ResolveLocation(stage / "link.lnk", &target) ? IO::NoError
+                                                                           : IO::Error);
+    status << IO::fileSystem.GetSpecialLocation(IO::SpecLocId::TemporaryFolder, &folder);
+    unsigned int points = 0;
+    auto const count = [](Location const &, void * data) {
+        ++*static_cast<unsigned int *>(data);
+        return true;
+    };
+    status << IO::fileSystem.EnumerateMountPoints(count, &points);
+    Mu::UniString path;
+    status << target.ToPath(&path);
+    stage.Answer(ToUtf8(path));
+    stage.Answer(folder.GetLocalLength());
+    return status;
+}
+
+/// Takes them away whatever comes.
+struct Mounted {
+    Tests::MemoryFixedVFS fixed;
+    Tests::MemoryRollingVFS rolling;
+
+    explicit Mounted(Stage const & stage) : rolling(stage / "rolling") {}
+    ~Mounted() {
+        (void)IO::fileSystem.Unmount(fixed);
+        (void)IO::fileSystem.Unmount(rolling);
+        EXPECT_EQ(fixed.tree.CountConnected() + rolling.tree.CountConnected(), 0);
+    }
+    Mounted(Mounted const &) = delete;
+    Mounted & operator=(Mounted const &) = delete;
+};
+
+MuErrCode MountAndUse(Stage const & stage) {
+    Mounted mounted(stage);
+    Tests::MemoryFixedVFS & fixed = mounted.fixed;
+    Tests::MemoryRollingVFS & rolling = mounted.rolling;
+    fixed.tree.AddFile("x", "in memory");
+    rolling.tree.AddFile("y", "in memory, too");
+    All status;
+    status << IO::fileSystem.Mount(fixed, stage / "mounted") << IO::fileSystem.Mount(rolling);
+    if (status == IO::NoError) {
+        for (Location const & location :
+             {Location(stage / "mounted", "x"), Location(stage / "rolling", "y")}) {
+            File file(location);
+            unsigned long long length = 0;
+            status << file.GetStatus() << file.GetDataLength(&length);
+            stage.Answer(length);
+        }
+        status << IO::fileSystem.Copy(Location(stage / "mounted", "x"), stage / "x");
+    }
+    return status;
+}
+
+std::vector<Step> ListSteps() {
+    auto & front = IO::fileSystem;
+    return {
+        {"CreateFile", [&](Stage const & s) { return front.CreateFile(s / "new"); }},
+        {"CreateFolder", [&](Stage const & s) { return front.CreateFolder(s / "new"); }},
+        {"CreateFolderTree",
+         [&](Stage const & s) { return front.CreateFolderTree(Location(s / "x", "y")); }},
+        {"CreateRelativeTree",
+         [&](Stage const & s) {
+             IO::RelativeLocation relative(IO::Name("x"));
+             All status;
+             status << relative.Append(IO::Name("y"));
+             return status << front.CreateFolderTree(s / "sub", relative);
+         }},
+        {"CreateLink",
+         [](Stage const & s) { return Folder(s.GetRoot()).CreateLink("new.lnk", s / "b"); }},
+        {"Rename", [&](Stage const & s) { return front.Rename(s / "a", "new", always); }},
+        {"Exchange", [](Stage const & s) { return Folder(s.GetRoot()).Exchange("a", "b", always); },
+         false, true},
+        {"Move",
+         [&](Stage const & s) {
+             return front.Move(s / "a", Location(s / "sub", "moved"), Safety::KeepProtected);
+         }},
+        {"Copy", [&](Stage const & s) { return front.Copy(s / "sub", s / "copy"); }},
+        {"Delete",
+         [&](Stage const & s) { return front.Delete(s / "sub", Safety::KeepProtected, always); },
+         true},
+        {"DeleteAll",
+         [](Stage const & s) { return Folder(s / "sub").DeleteAll(Safety::KeepProtected, always); },
+         true},
+        {"AppendToFile", AppendToFile},
+        {"ReadAndWrite", ReadAndWrite, true},
+        {"SetFileProperties", SetFileProperties, true},
+        {"SetFolderTimes", SetFolderTimes},
+        {"MakeUnusedName", MakeUnusedName},
+        {"TellTypes", TellTypes, false, false, true},
+        {"CountTree", CountTree, false, false, true},
+        {"AskFolder", AskFolder, false, false, true},
+        {"Enumerate", Enumerate},
+        {"Walk", [](Stage const & s) { return Walk(Folder(s.GetRoot()), s).Do(); }, false, false,
+         true},
+        {"FindPlaces", FindPlaces, false, false, true},
+        {"MountAndUse", MountAndUse},
+    };
+}
+
+class FileSystemSweep : public ::testing::TestWithParam<Step> {
+protected:
+    void Meet(bool failed) {
+        stage.Set();
+        MuErrCode const status = GetParam().run(stage);
+        IO::ClearOSErrors(); // of a query that tells by its answer alone
+        Tests::DiskContent const content = Tests::LookAt(stage.disk);
+        if (!expected) {
+            ASSERT_EQ(status, IO::NoError);
+            expected = {stage.answer, content};
+        }
+        if (status == IO::NoError) {
+            if (!failed || !GetParam().guesses) {
+                EXPECT_EQ(stage.answer, expected->first);
+            }
+            if (!failed || !GetParam().strays) {
+                EXPECT_EQ(content, expected->second);
+            }
+        } else {
+            EXPECT_TRUE(failed) << status;
+        }
+        if (GetParam().deletes)
+            return;
+        for (char const * text : {"the first", "the second", "the third"})
+            EXPECT_TRUE(Tests::HasFileWith(content, text)) << text << " is lost";
+    }
+
+private:
+    Stage stage;
+    std::optional<std::pair<std::string, Tests::DiskContent>> expected; // without a fault
+};
+
+std::ostream & operator<<(std::ostream & stream, Step const & step) {
+    return stream << step.name;
+}
+
+std::string NameStep(::testing::TestParamInfo<Step> const & info) {
+    return info.param.name;
+}
+
+INSTANTIATE_TEST_SUITE_P(Step, FileSystemSweep, ::testing::ValuesIn(ListSteps()), NameStep);
+
+TEST_P(FileSystemSweep, MeetsEveryFailedAllocation) {
+    SweepAllocations([this](bool failed) { Meet(failed); });
+}
+
+TEST_P(FileSystemSweep, MeetsEveryFileCallThatFails) {
+    Tests::SweepFileCallsBriefly([this](bool failed) { Meet(failed); });
+}
+
+TEST(NativePath, IsConvertedWithoutMemoryOrNotAtAll) {
+    Tests::TempFolder const disk;
+    std::u16string const portable =
+        disk.GetPortable("a name that is longer than what fits in place");
+    SweepAllocations([&](bool failed) {
+        Mu::UniString native;
+        Mu::UniString back;
+        bool const isDone = IO::ToNativePath(Mu::UniString(portable.c_str()), &native) &&
+                            IO::FromNativePath(native, &back);
+        EXPECT_TRUE(isDone || failed);
+        EXPECT_EQ(std::u16string_view(back), isDone ? std::u16string_view(portable) : u"");
+    });
+}
+
+TEST(IOException, IsThrownWithoutMemoryToo) {
+    Mu::UniString const message = U(std::string(300, 'm'));
+    SweepAllocations([&](bool failed) {
+        try {
+            Mu::MuException const cause("cause");
+            IO::IOException const first(message, "a.cpp", 1, cause);
+            std::unique_ptr<IO::IOException> const copy(first.Clone());
+            throw IO::IOException(*copy);
+        } catch (IO::IOException const & e) {
+            EXPECT_STREQ(e.GetName(), "IOException");
+            EXPECT_TRUE(failed || e.GetMessage() == std::string(300, 'm'));
+        }
+    });
+}
+
+TEST(Folder, TellsOfAnExchangeWhoseDenialIsNoError) {
+    Tests::ScriptedVFS system;
+    Folder folder(system.GetPlace());
+    system.folder.exchange = IO::FolderEntry::ExchangeStatus::AccessDenied;
+    IO::AddOSError("scripted");
+    Tests::LogCapture log;
+    EXPECT_EQ(folder.Exchange("a", "b", IO::AccessDeniedTreatment::Fail),
+              IO::ErrFolderAccessDenied);
+    ASSERT_EQ(log.GetLines().size(), 1u);
+    EXPECT_EQ(log.GetLines()[0].severity, Mu::LogSeverity::Info);
+    EXPECT_TRUE(log.Contains("Exchanging entry \"a\" with \"b\" in folder \""));
+    EXPECT_TRUE(log.Contains("\": access denied (OS errors: scripted)"));
+}
+
+} // namespace

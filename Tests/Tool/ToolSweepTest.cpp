@@ -1,0 +1,336 @@
+// Every command of the tool while memory or the system's file calls fail: it says so and answers 1,
+// or what it did and wrote is what it does and writes without a fault.
+
+#include "Tools/kestrel/Commands.h" // first: the header stands on its own
+
+#include "Tests/Support/DiskContent.h"
+#include "Tests/Support/FaultSweep.h"
+#include "Tests/Support/FileSystem/ScriptedFileCalls.h"
+#include "Tests/Support/TempFolder.h"
+#include "Tools/kestrel/Arguments.h"
+#include "Tools/kestrel/Console.h"
+
+#include <Kestrel/FileSystem/Folder.h>
+
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <filesystem>
+#include <functional>
+#include <iostream>
+#include <optional>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#if defined(_WIN32)
+#include <io.h>
+#else
+#include <unistd.h>
+#endif
+
+namespace fs = std::filesystem;
+
+namespace {
+
+#if defined(_WIN32)
+constexpr char const * nothing = "NUL";
+int Duplicate(int file) {
+    return _dup(file);
+}
+void Replace(int with, int file) {
+    _dup2(with, file);
+}
+void Close(int file) {
+    _close(file);
+}
+int GetNumber(std::FILE * file) {
+    return _fileno(file);
+}
+#else
+constexpr char const * nothing = "/dev/null";
+int Duplicate(int file) {
+    return dup(file);
+}
+void Replace(int with, int file) {
+    dup2(with, file);
+}
+void Close(int file) {
+    close(file);
+}
+int GetNumber(std::FILE * file) {
+    return fileno(file);
+}
+#endif
+
+/// What the tool says goes here during its life, not to the terminal.
+class Captured {
+public:
+    Captured()
+        : coutBefore(std::cout.rdbuf(out.rdbuf())), cerrBefore(std::cerr.rdbuf(error.rdbuf())) {}
+    ~Captured() {
+        std::cout.rdbuf(coutBefore);
+        std::cerr.rdbuf(cerrBefore);
+        std::cout.clear();
+    }
+    Captured(Captured const &) = delete;
+    Captured & operator=(Captured const &) = delete;
+
+    std::ostringstream out;
+    std::ostringstream error;
+
+private:
+    std::streambuf * coutBefore;
+    std::streambuf * cerrBefore;
+};
+
+/// The same for what goes to standard output past its stream, into a file.
+class StandardOutput {
+public:
+    explicit StandardOutput(fs::path const & to) : path(to) {
+        std::fflush(stdout);
+        before = Duplicate(GetNumber(stdout));
+        std::FILE * const file = std::fopen(path.string().c_str(), "wb");
+        Replace(GetNumber(file), GetNumber(stdout));
+        std::fclose(file);
+    }
+    ~StandardOutput() {
+        std::fflush(stdout);
+        Replace(before, GetNumber(stdout));
+        Close(before);
+    }
+    StandardOutput(StandardOutput const &) = delete;
+    StandardOutput & operator=(StandardOutput const &) = delete;
+
+private:
+    fs::path path;
+    int before;
+};
+
+using Command = int (*)(Tool::Options const &, Tool::Console &);
+
+/// A command with its arguments. In each text "@" stands for the test's folder and a separator.
+struct Operation {
+    char const * name;
+    Command command;
+    Tool::Options options;
+    bool changes = false;     ///< the folder, which is made anew before each round
+    bool losesNothing = true; ///< what files held is found somewhere behind it, done or not
+    bool guesses = false;     ///< of what it cannot look at it shows less, and that is no failure
+};
+
+struct ToolRun {
+    int result = 0;
+    std::string out;
+    std::string error;
+};
+
+Tool::Options Paths(std::vector<std::string> paths) {
+    Tool::Options options;
+    options.paths = std::move(paths);
+    return options;
+}
+
+Tool::Options Ends(std::string source, std::string target) {
+    Tool::Options options;
+    options.source = std::move(source);
+    options.target = std::move(target);
+    return options;
+}
+
+template <typename Value>
+Tool::Options With(Tool::Options options, Value Tool::Options::*field, Value value) {
+    options.*field = std::move(value);
+    return options;
+}
+
+std::vector<Operation> ListOperations() {
+    using O = Tool::Options;
+    O const tree = Paths({"@tree"});
+    O const key = With(Ends("@tree/a", "@new"), &O::key, std::string("key"));
+    O const unlock = With(Ends("@locked", "-"), &O::keyFile, std::string("@key"));
+    return {
+        {"ls", Tool::List, tree, false, true, true},
+        {"lsLong", Tool::List, With(tree, &O::longForm, true), false, true, true},
+        {"stat", Tool::Stat, Paths({"@tree", "@tree/a", "@tree/link.lnk"}), false, true, true},
+        {"special", Tool::Special, {}, false, true, true},
+        {"mounts", Tool::Mounts, {}, false, true, true},
+        {"tree", Tool::Tree, With(tree, &O::follow, true), false, true, true},
+        {"treeJson", Tool::Tree, With(tree, &O::json, true), false, true, true},
+        {"du", Tool::DiskUsage, tree, false, true, true},
+        {"count", Tool::CountEntries, tree, false, true, true},
+        {"cat", Tool::Cat, Paths({"@tree/a", "@tree/sub/b"})},
+        {"md5", Tool::Digest, Paths({"@tree/a"})},
+        {"path", Tool::ShowPath, Ends("@tree/a", ""), false, true, true},
+        {"write", Tool::Write, Ends("", "@new"), true},
+        {"append", Tool::Write, With(Ends("", "@key"), &O::append, true), true},
+        {"cpFile", Tool::Copy, Ends("@tree/a", "@new"), true},
+        {"cpFolder", Tool::Copy, Ends("@tree", "@new"), true},
+        {"mvFile", Tool::Move, Ends("@tree/a", "@new"), true},
+        {"mvFolder", Tool::Move, Ends("@tree/sub", "@new"), true},
+        {"mvInto", Tool::Move, Ends("@key", "@tree"), true},
+        {"rmFile", Tool::Remove, Paths({"@tree/a"}), true, false},
+        {"rmTree", Tool::Remove, With(tree, &O::recursive, true), true, false},
+        {"mkdir", Tool::MakeFolder, With(Paths({"@x/y"}), &O::parents, true), true},
+        {"ln", Tool::Link, Ends("@tree/a", "@new.lnk"), true},
+        {"zip", Tool::Zip, Ends("@tree/a", "@new"), true},
+        {"unzip", Tool::Unzip, Ends("@zipped", "@new"), true},
+        {"unzipOut", Tool::Unzip, Ends("@zipped", "-")},
+        {"encrypt", Tool::Encrypt, key, true},
+        {"decrypt", Tool::Decrypt, unlock},
+    };
+}
+
+class ToolSweep : public ::testing::TestWithParam<Operation> {
+protected:
+    ToolSweep() {
+        IO::Folder folder{IO::Location(links.GetPortable().c_str())};
+        EXPECT_EQ(folder.CreateLink("link.lnk", IO::Location(disk.GetPortable("key").c_str())),
+                  IO::NoError);
+        MakeEntries();
+        RunQuietly(Tool::Zip, Ends("@tree/a", "@zipped"));
+        RunQuietly(Tool::Encrypt,
+                   With(Ends("@tree/a", "@locked"), &Tool::Options::keyFile, std::string("@key")));
+        zipped = disk.Read("zipped");
+        locked = disk.Read("locked");
+    }
+    ~ToolSweep() override { EXPECT_NE(std::freopen(nothing, "rb", stdin), nullptr); }
+
+    // Uses nothing of the library, where a fault may wait already.
+    void MakeEntries() {
+        for (char const * name : {"tree", "new", "new.lnk", "x", "zipped", "locked", "key"})
+            fs::remove_all(disk / name);
+        fs::create_directories(disk / "tree" / "sub");
+        disk.Write("tree/a", "the first of them");
+        disk.Write("tree/sub/b", std::string(9000, 'b'));
+        disk.Write("key", "what nobody guesses");
+        fs::copy(links / "link.lnk", disk / "tree" / "link.lnk", fs::copy_options::copy_symlinks);
+    }
+
+    void Prepare() {
+        if (GetParam().changes || !isPrepared)
+            MakeEntries();
+        disk.Write("zipped", zipped);
+        disk.Write("locked", locked);
+        isPrepared = true;
+    }
+
+    /// As the program does it.
+    ToolRun RunOnce(Command command, Tool::Options const & options) {
+        ToolRun run;
+        std::optional<StandardOutput> standard;
+        if (command == Tool::Cat)
+            standard.emplace(disk / "standard");
+        {
+            Captured captured;
+            try {
+                Tool::Console console(false);
+                run.result = command(options, console);
+            } catch (std::exception const & e) {
+                std::cerr << "kestrel: " << e.what() << "\n";
+                run.result = 1;
+            }
+            run.out = captured.out.str();
+            run.error = captured.error.str();
+        }
+        if (!standard)
+            return run;
+        standard.reset();
+        run.out += disk.Read("standard");
+        fs::remove(disk / "standard");
+        return run;
+    }
+
+    void RunQuietly(Command command, Tool::Options const & options) {
+        ToolRun const run = RunOnce(command, Place(options));
+        ASSERT_EQ(run.result, 0) << run.error;
+    }
+
+    void Meet(bool failed) {
+        Prepare();
+        disk.Write("input", "what standard input gives");
+        if (GetParam().command == Tool::Write) {
+            ASSERT_NE(std::freopen((disk / "input").string().c_str(), "rb", stdin), nullptr);
+        }
+        ToolRun run = RunOnce(GetParam().command, Place(GetParam().options));
+        run.out = WithoutFreeSpace(run.out);
+        Tests::DiskContent const content = Tests::LookAt(disk);
+        if (!expected) {
+            ASSERT_EQ(run.result, 0) << run.error;
+            expected = run;
+            expectedContent = content;
+        }
+        Judge(failed, run, content);
+    }
+
+private:
+    void Judge(bool failed, ToolRun const & run, Tests::DiskContent const & content) const {
+        if (run.result != 0) {
+            EXPECT_EQ(run.result, 1);
+            EXPECT_TRUE(failed) << run.error;
+            EXPECT_NE(run.error, "") << "it failed without a word";
+        } else if (run.error.empty() && !(failed && GetParam().guesses)) {
+            EXPECT_EQ(run.out, expected->out);
+        }
+        if (run.result == 0) {
+            EXPECT_EQ(content, expectedContent) << run.error;
+        }
+        if (!GetParam().losesNothing)
+            return;
+        for (char const * text : {"the first of them", "what nobody guesses"})
+            EXPECT_TRUE(Tests::HasFileWith(content, text)) << text << " is lost\n" << run.error;
+    }
+
+    std::string Place(std::string text) const {
+        if (text.rfind('@', 0) != 0)
+            return text;
+        return (disk.GetPath() / fs::path(text.substr(1))).make_preferred().string();
+    }
+
+    Tool::Options Place(Tool::Options options) const {
+        for (std::string & path : options.paths)
+            path = Place(path);
+        options.source = Place(options.source);
+        options.target = Place(options.target);
+        options.keyFile = Place(options.keyFile);
+        return options;
+    }
+
+    // Other programs write to the volume meanwhile.
+    static std::string WithoutFreeSpace(std::string const & text) {
+        std::istringstream lines(text);
+        std::string kept;
+        for (std::string line; std::getline(lines, line);)
+            if (line.find("free space") == std::string::npos)
+                kept += line + "\n";
+        return kept;
+    }
+
+    Tests::TempFolder disk;
+    Tests::TempFolder links; // one that MakeEntries copies
+    std::string zipped;
+    std::string locked;
+    bool isPrepared = false;
+    std::optional<ToolRun> expected; // without a fault
+    Tests::DiskContent expectedContent;
+};
+
+std::ostream & operator<<(std::ostream & stream, Operation const & operation) {
+    return stream << operation.name;
+}
+
+std::string NameOperation(::testing::TestParamInfo<Operation> const & info) {
+    return info.param.name;
+}
+
+INSTANTIATE_TEST_SUITE_P(Command, ToolSweep, ::testing::ValuesIn(ListOperations()), NameOperation);
+
+TEST_P(ToolSweep, MeetsEveryFailedAllocation) {
+    SweepAllocations([this](bool failed) { Meet(failed); });
+}
+
+TEST_P(ToolSweep, MeetsEveryFileCallThatFails) {
+    Tests::SweepFileCallsBriefly([this](bool failed) { Meet(failed); });
+}
+
+} // namespace
