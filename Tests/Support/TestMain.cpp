@@ -1,4 +1,5 @@
 #include "Tests/Support/FaultSweep.h"
+#include "Tests/Support/ToldLines.h"
 
 #include <gtest/gtest.h>
 
@@ -38,5 +39,6 @@ int main(int argc, char ** argv) {
     ::testing::InitGoogleTest(&argc, argv);
     std::thread([] {}).join(); // a sanitizer starts a thread of its own with the first one
     ::testing::UnitTest::GetInstance()->listeners().Append(new LeftoverCheck);
+    Tests::ToldLines::ListenIfAsked();
     return RUN_ALL_TESTS();
 }
