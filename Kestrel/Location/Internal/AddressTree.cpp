@@ -58,32 +58,55 @@ unsigned int AddressTree::HoldRoot() {
 }
 
 unsigned int AddressTree::HoldPath(unsigned short const * list) {
-    unsigned short const * last = list;
-    unsigned int lastLength = 0;
-    for (unsigned short const * next = list; *next != 0; next += lastLength + 1) {
-        last = next;
-        lastLength = Mu::CountUnits(next);
-    }
-    unsigned int const node = HoldFolder(list, static_cast<unsigned int>(last - list));
-    return node == NoIndex || lastLength == 0 ? node : Append(node, {last, lastLength});
+    unsigned int const folder = recent.Match(list);
+    unsigned int const length = folder == 0 ? 0 : Mu::CountUnits(list + folder);
+    if (length != 0 && list[folder + length + 1] == 0)
+        return Append(HoldRecent(), {list + folder, length});
+    return HoldNewPath(list);
 }
 
-// The folder that a list of so many units names.
-unsigned int AddressTree::HoldFolder(unsigned short const * list, unsigned int size) {
-    unsigned int node = recent.Find(list, size);
-    if (node != NoIndex) {
-        AddRef(node);
-        return node;
+unsigned int AddressTree::HoldRecent() {
+    if (!recent.TakeHold())
+        AddRef(recent.GetHolds().node);
+    return recent.GetHolds().node;
+}
+
+// Of all names but the last is the folder that is kept from now on.
+unsigned int AddressTree::HoldNewPath(unsigned short const * list) {
+    unsigned int node = HoldRoot();
+    unsigned short const * last = list;
+    unsigned int length = Mu::CountUnits(list);
+    while (length != 0 && node != NoIndex) {
+        unsigned short const * const next = last + length + 1;
+        unsigned int const nextLength = Mu::CountUnits(next);
+        if (nextLength == 0 && last != list)
+            KeepRecent(list, static_cast<unsigned int>(last - list), node);
+        node = Append(node, {last, length});
+        last = next;
+        length = nextLength;
     }
-    node = HoldRoot();
-    for (unsigned int at = 0; at < size && node != NoIndex;) {
-        unsigned int const length = Mu::CountUnits(list + at);
-        node = Append(node, {list + at, length});
-        at += length + 1;
-    }
-    if (node != NoIndex)
-        recent.Keep(list, size, node);
     return node;
+}
+
+// The folder before it goes last, so that the nodes of both stay.
+void AddressTree::KeepRecent(unsigned short const * list, unsigned int size, unsigned int node) {
+    if (!RecentFolder::Fits(size))
+        return;
+    AddRef(node);
+    LeaveRecent();
+    recent.Keep(list, size, node);
+}
+
+void AddressTree::LeaveRecent() {
+    RecentFolder::Holds const left = recent.Leave();
+    Release(left.node, left.count);
+}
+
+bool AddressTree::IsInRecent(unsigned int node) const {
+    unsigned int at = recent.GetHolds().node;
+    while (at != NoIndex && at != node)
+        at = nodes[at].parent;
+    return at != NoIndex;
 }
 
 bool AddressTree::MakeRoot() {
@@ -127,6 +150,7 @@ void AddressTree::Claim(unsigned int node) {
 }
 
 void AddressTree::Settle() {
+    LeaveRecent();
     for (unsigned int node = 0; node < nodes.GetRecords().GetMark(); ++node) {
         unsigned int const copies =
             nodes.GetNote(node).copies.exchange(0, std::memory_order_acq_rel);
@@ -149,16 +173,24 @@ void AddressTree::Drop(unsigned int node) {
         Release(node);
 }
 
-void AddressTree::Release(unsigned int node) {
+void AddressTree::Release(unsigned int node, unsigned int count) {
     if (!nodes.IsLive(node))
         return;
-    while (node != NoIndex) {
+    while (node != NoIndex && !recent.GiveHold(node)) {
         unsigned int const parent = nodes[node].parent;
-        if (--nodes[node].referenceCounter == 0)
+        if ((nodes[node].referenceCounter -= count) == 0)
             Remove(node);
         node = parent;
     }
-    if (nodes[root].referenceCounter == 0)
+    if (nodes[root].referenceCounter == recent.GetHolds().count)
+        LeaveWithLast();
+}
+
+// No address holds the root any more.
+void AddressTree::LeaveWithLast() {
+    if (recent.GetHolds().count != 0)
+        LeaveRecent();
+    else
         DestroyNodes();
 }
 
@@ -178,7 +210,7 @@ void AddressTree::Remove(unsigned int node) {
 void AddressTree::DestroyNodes() {
     nodes.Destroy();
     siblings.Destroy();
-    recent.Clear();
+    (void)recent.Leave();
     root = NoIndex;
 }
 
@@ -207,7 +239,11 @@ unsigned int AddressTree::FindOrCreate(unsigned int parent, Mu::ConstSubstring c
 }
 
 unsigned int AddressTree::Append(unsigned int node, Mu::ConstSubstring const & key) {
-    unsigned int const child = FindOrCreate(node, key);
+    unsigned int child = FindOrCreate(node, key);
+    if (child == NoIndex && recent.GetHolds().count != 0) {
+        LeaveRecent(); // which may give back what is missing
+        child = FindOrCreate(node, key);
+    }
     if (child == NoIndex)
         Release(node);
     return child;
@@ -246,14 +282,15 @@ unsigned int AddressTree::SetName(unsigned int node, unsigned int index,
     return changed;
 }
 
-bool AddressTree::IsOnlyHolder(unsigned int node) const {
+bool AddressTree::IsOnlyHolder(unsigned int node) {
+    if (nodes[node].referenceCounter == 1 + recent.GetHolds().count && IsInRecent(node))
+        LeaveRecent();
     return nodes[node].referenceCounter == 1 &&
            nodes.GetNote(node).copies.load(std::memory_order_acquire) == 0;
 }
 
 // The node stays where it is in its list, so that the list may be out of order from now on.
 bool AddressTree::Rename(unsigned int node, Mu::ConstSubstring const & key) {
-    recent.Forget(node);
     names.Release(nodes[node].name);
     nodes[node].name = names.Store(key);
     if (nodes[node].name == NoIndex)
@@ -357,9 +394,9 @@ static void PrintBars(Mu::OChannel & channel, unsigned int count) {
 }
 
 void AddressTree::Print(Mu::OChannel & channel) {
+    Settle();
     if (root == NoIndex)
         return;
-    Settle();
     PrintNode(channel, root);
     for (unsigned int node = root; (node = GetNextToPrint(node)) != NoIndex;) {
         unsigned int const bars = GetLength(node) - 1;

@@ -24,6 +24,10 @@ namespace IO {
 /// them. A node with holders always has a counted hold among them: who finds no copy to drop has
 /// seen as many counted holds as holders, so the last of these keeps the node alive.
 ///
+/// The folder of the path looked up last has counted holds that are the tree's own. Nobody sees them:
+/// they go before counters are shown, before a node is tested for having one holder, when memory
+/// runs out, and with the last address.
+///
 /// Operations that answer a node answer NoIndex when memory runs out. Keys hold no zero unit.
 ///
 /// Memory:  the node table and the name table, each one relocatable block that doubles, and what
@@ -76,7 +80,7 @@ public:
     unsigned int HoldPath(unsigned short const * list);
     /// Makes sure that the counters know of the caller's hold.
     void Claim(unsigned int node);
-    /// Makes all counters know of all holds.
+    /// Makes all counters know of all holds of addresses, and of no others.
     void Settle();
     /// One hold less; nodes that nobody holds any more go. Nothing for NoIndex, and for a node of a
     /// tree that was cleaned up.
@@ -127,9 +131,14 @@ private:
     static AddressTree & GetInstance();
 
     void AddRef(unsigned int node, unsigned int count = 1);
-    void Release(unsigned int node);
-    bool IsOnlyHolder(unsigned int node) const;
-    unsigned int HoldFolder(unsigned short const * list, unsigned int size);
+    void Release(unsigned int node, unsigned int count = 1);
+    bool IsOnlyHolder(unsigned int node);
+    unsigned int HoldRecent();
+    unsigned int HoldNewPath(unsigned short const * list);
+    void KeepRecent(unsigned short const * list, unsigned int size, unsigned int node);
+    void LeaveRecent();
+    void LeaveWithLast();
+    bool IsInRecent(unsigned int node) const;
     bool MakeRoot();
     unsigned int MakeNode(unsigned int parent, Mu::ConstSubstring const & key);
     void FillNote(unsigned int node, Mu::ConstSubstring const & key);
