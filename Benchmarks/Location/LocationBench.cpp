@@ -84,13 +84,22 @@ void PathFromText(benchmark::State & state) {
 }
 BENCHMARK(PathFromText);
 
-// Nothing else is in that folder: its names are stored anew each time and thrown away again.
+// Nothing else is in that folder, which the tree remembers from one to the next.
 void LocationFromText(benchmark::State & state) {
     Mu::UniString const source(text);
     for (auto _ : state)
         benchmark::DoNotOptimize(IO::Location(source));
 }
 BENCHMARK(LocationFromText);
+
+// Nor in these, of which it remembers the other one each time.
+void LocationFromTextInTurns(benchmark::State & state) {
+    Mu::UniString const sources[] = {text, "C:\\projects\\kestrel\\Tests\\a\\b\\c\\Calls.cpp"};
+    unsigned int turn = 0;
+    for (auto _ : state)
+        benchmark::DoNotOptimize(IO::Location(sources[++turn % 2]));
+}
+BENCHMARK(LocationFromTextInTurns);
 
 void LocationFromTextAmongOthers(benchmark::State & state) {
     Mu::UniString const source(text);
