@@ -192,6 +192,7 @@ MuErrCode FileLogOutput::InternalWrite(char const * source, unsigned int count,
 bool FileLogOutput::StartNewBlock() {
     if (logFile == nullptr || logFileSize <= maxFileSizeMB << MegabyteShift)
         return false;
+    FlushLog(); // who brings the log to safety later no longer reaches this file
     Close();
     Open();
     return true;

@@ -28,8 +28,8 @@ class File;
 ///
 /// When the process ends, its files hold whole lines without a gap, all that was flushed and those
 /// of full blocks since; only the last line, which a write was at, may be cut. When the system ends
-/// too, the present file holds all that was flushed or came with an error. A file that was full and
-/// closed before is the system's to bring to the device.
+/// too, they hold all that was flushed, came with an error, or stands in a file that was full and
+/// closed.
 ///
 /// Memory:  one buffer of 16384 bytes and that of an IO::File.
 /// Threads: the logger's calls come one at a time, and everything else has to keep to that. To bring
