@@ -3,6 +3,7 @@
 #include "Arguments.h"
 
 #include <Kestrel/FileSystem/FileSystem.h>
+#include <Kestrel/Root/Exceptions.h>
 
 #include <cstdio>
 #include <iostream>
@@ -89,11 +90,15 @@ void Target::OpenFile(std::string const & path, bool force) {
 Target::~Target() {
     if (!isMade)
         return;
-    IO::Location location;
-    file->GetLocation(&location);
-    file.reset();
-    IO::fileSystem.Delete(location, IO::DataSafety::KeepProtected,
-                          IO::AccessDeniedTreatment::RetryAlways);
+    try {
+        IO::Location location;
+        file->GetLocation(&location);
+        file.reset();
+        IO::fileSystem.Delete(location, IO::DataSafety::KeepProtected,
+                              IO::AccessDeniedTreatment::RetryAlways);
+    } catch (Mu::OutOfMemoryException const &) {
+        // Half of it stays; the command has failed anyway, and says so.
+    }
 }
 
 Mu::OChannel & Target::GetChannel() {
