@@ -56,8 +56,11 @@ TEST(LocationSweep, NamesAreEnumeratedAllOrNotAtAll) {
 }
 
 TEST(LocationSweep, ValidatorsRefuseAtMostTooMuch) {
-    IO::WinLocationValidator const windows(static_cast<Mu::PlatformSign>(0x4B31));
-    IO::MacLocationValidator const mac(static_cast<Mu::PlatformSign>(0x4B32));
+    auto const * const onWindows = IO::LocationValidator::Find(Mu::WindowsSign);
+    auto const * const onMac = IO::LocationValidator::Find(Mu::BigEndianMacSign);
+    ASSERT_TRUE(onWindows != nullptr && onMac != nullptr);
+    IO::LocationValidator const & windows = *onWindows;
+    IO::LocationValidator const & mac = *onMac;
     IO::RelativeLocation const legal = Tests::MakeRelative({"folder", longName});
     IO::RelativeLocation const illegal = Tests::MakeRelative({"folder", longName + ":?*"});
     SweepAllocations([&](bool failed) {
