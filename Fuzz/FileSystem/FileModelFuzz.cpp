@@ -215,13 +215,15 @@ public:
 
 private:
     void Write() {
+        if (content.size() > 100'000)
+            return;
         std::string const text(input.TakeChoice(100) * (input.TakeByte() & 1 ? 1 : 200),
                                static_cast<char>(input.TakeByte()));
         unsigned int written = 0;
         MuErrCode const status =
             file.WriteBin(text.data(), static_cast<unsigned int>(text.size()), &written);
         Require((status == IO::NoError) == file.CheckWriteOperation());
-        if (status != IO::NoError || content.size() > 100'000)
+        if (status != IO::NoError)
             return file.ResetOutputStatus();
         content.replace(position, std::min(text.size(), content.size() - position), text);
         position += text.size();

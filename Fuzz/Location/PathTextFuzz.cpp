@@ -1,6 +1,7 @@
 // Texts from outside as paths: absolute and relative, in UTF-16 and in the narrow code. The first
 // byte chooses.
 
+#include "Fuzz/Support/Attachments.h"
 #include "Fuzz/Support/FuzzInput.h"
 
 #include <Kestrel/Location/Location.h>
@@ -19,7 +20,7 @@ void CheckAbsolute(Mu::UniString const & text) {
     location.ToLogText(&shown);
     (void)location.ToURL(&shown);
     bool const legal = location.IsLegal();
-    if (status != IO::NoError || !legal || location.IsRoot() ||
+    if (status != IO::NoError || !legal || Fuzz::HasAttached(location) || location.IsRoot() ||
         location.ToPath(&shown) != IO::NoError)
         return;
     IO::Location const again(shown);
@@ -35,7 +36,8 @@ void CheckRelative(Mu::UniString const & text) {
     IO::Name last;
     Mu::UniString url;
     // The URL form drops an empty last name.
-    if (relative.GetLastName(&last) == IO::NoError && last.IsEmpty())
+    if (Fuzz::HasAttached(relative) ||
+        (relative.GetLastName(&last) == IO::NoError && last.IsEmpty()))
         return;
     if (status != IO::NoError || relative.ToURL(&url) != IO::NoError)
         return;

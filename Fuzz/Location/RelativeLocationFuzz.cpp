@@ -1,5 +1,6 @@
 // Outside bytes as a persisted relative location, in both forms.
 
+#include "Fuzz/Support/Attachments.h"
 #include "Fuzz/Support/Persisted.h"
 
 #include <Kestrel/Location/RelativeLocation.h>
@@ -8,8 +9,9 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const * data, std::size_t siz
     Fuzz::ReadWriteRead<IO::RelativeLocation>(
         {data, size}, {{1, 0}, {1, 1}},
         [](IO::RelativeLocation const & a, IO::RelativeLocation const & b) {
-            return a.GetStatus() != IO::NoError ? b.GetStatus() != IO::NoError
-                                                : a == b && a.IsLegal() == b.IsLegal();
+            if (a.GetStatus() != IO::NoError)
+                return b.GetStatus() != IO::NoError;
+            return Fuzz::HasAttached(a) || (a == b && a.IsLegal() == b.IsLegal());
         });
     return 0;
 }

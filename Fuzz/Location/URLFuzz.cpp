@@ -1,5 +1,6 @@
 // Texts from outside as URLs, in UTF-8.
 
+#include "Fuzz/Support/Attachments.h"
 #include "Fuzz/Support/FuzzInput.h"
 
 #include <Kestrel/Location/Location.h>
@@ -15,6 +16,8 @@ bool IsLetterOrDigit(unsigned short unit) {
 // Whether the URL form tells all of it. It has no escapes for what separates the labels of a host,
 // drops an empty last name, and writes "localhost" where there is no host.
 bool IsPlain(IO::Location const & location) {
+    if (Fuzz::HasAttached(location))
+        return false;
     IO::Name name;
     for (unsigned int i = 0; location.GetNetworkName(i, &name) == IO::NoError; ++i) {
         for (unsigned int k = 0; k < name.GetLength(); ++k)
