@@ -156,7 +156,7 @@ MuErrCode ReadAndWrite(Stage const & stage) {
     status << file.WriteBin("D", 1, nullptr) << file.SetPosition(0)
            << file.ReadBin(read, 3, nullptr);
     status << file.Flush() << file.Close();
-    stage.Answer(std::string(read));
+    stage.Answer(std::string(read, sizeof read));
     return status;
 }
 
