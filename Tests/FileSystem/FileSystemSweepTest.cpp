@@ -56,8 +56,11 @@ public:
 
     /// Uses nothing of the library, where a fault may wait already.
     void Set() {
-        for (auto const & entry : fs::directory_iterator(disk.GetPath()))
+        for (auto const & entry : fs::directory_iterator(disk.GetPath())) {
+            if (!entry.is_symlink()) // what is protected cannot be removed everywhere
+                fs::permissions(entry.path(), fs::perms::owner_write, fs::perm_options::add);
             fs::remove_all(entry.path());
+        }
         fs::create_directories(disk / "sub" / "empty");
         disk.Write("a", "the first");
         disk.Write("b", "the second");
@@ -397,6 +400,10 @@ TEST_P(FileSystemSweep, MeetsEveryFailedAllocation) {
 }
 
 TEST_P(FileSystemSweep, MeetsEveryFileCallThatFails) {
+#if defined(_WIN32)
+    if (GetParam().guesses)
+        GTEST_SKIP() << "every look at a shell link takes Wine so long that this takes minutes";
+#endif
     Tests::SweepFileCallsBriefly([this](bool failed) { Meet(failed); });
 }
 
