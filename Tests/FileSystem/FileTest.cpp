@@ -197,6 +197,38 @@ TEST_P(FileOn, PatchesBehindAMark) {
     EXPECT_EQ(place.Read("file"), "<size" + std::string(20000, 'b') + ">");
 }
 
+TEST_P(FileOn, LetsWhatIsBehindAMarkBeSeenAndReplacedInPlace) {
+    File file(place / "file", File::OnNotFound::Create);
+    char * data = nullptr;
+    unsigned int available = 1;
+    EXPECT_EQ(file.DirectOutputAccess(0, &data, &available), IO::Error) << "it is closed";
+    EXPECT_EQ(available, 0u);
+    ASSERT_EQ(file.Open(Mode::WriteOnly), IO::NoError);
+    EXPECT_EQ(file.PushMark(), IO::NoError);
+    EXPECT_EQ(Put(file, "0000body"), IO::NoError);
+    EXPECT_EQ(file.PopMark(), IO::NoError);
+    ASSERT_EQ(file.DirectOutputAccess(4, &data, &available), IO::NoError);
+    EXPECT_EQ(std::string(data, available), "body");
+    data[0] = 'B';
+    file.ResetOffset();
+    EXPECT_EQ(file.Close(), IO::NoError);
+    ASSERT_EQ(file.Open(Mode::ReadOnly), IO::NoError);
+    EXPECT_EQ(Get(file, 8), "0000Body");
+}
+
+TEST_P(FileOn, TellsWhetherItCouldBeOpenedAndStaysClosed) {
+    File file(place / "file", File::OnNotFound::Create);
+    EXPECT_TRUE(file.IsOpenable(Mode::ReadOnly));
+    EXPECT_TRUE(file.IsOpenable(Mode::WriteOnly));
+    EXPECT_FALSE(file.IsOpen());
+    EXPECT_FALSE(file.IsOpenable(static_cast<Mode>(8)));
+    File other(place / "file");
+    ASSERT_EQ(other.Open(Mode::WriteOnly), IO::NoError);
+    EXPECT_FALSE(file.IsOpenable(Mode::ReadOnly)) << "the other shares with nobody";
+    EXPECT_EQ(other.Close(), IO::NoError);
+    EXPECT_FALSE(File(place / "none", File::OnNotFound::FailQuietly).IsOpenable(Mode::ReadOnly));
+}
+
 TEST_P(FileOn, ChangesItsLength) {
     place.Write("file", "0123456789");
     File file(place / "file");
