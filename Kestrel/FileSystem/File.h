@@ -26,12 +26,12 @@ class Folder;
 ///
 /// What is left of what was written, when something ends in the middle of it:
 ///
-///   - The process alone: all of it after a Flush or Close that answered NoError. Of the rest a
-///     beginning, in the order of writing; the last write may be cut.
-///   - The system too: after a Flush that answered NoError all of it, with the length of the file
-///     and, on a file system with a journal, its name; as far as the device keeps its word. Close
-///     promises nothing here. Of the rest any part may be there, and another read as what stood
-///     there before, or as zeros.
+/// - The process alone: all of it after a Flush or Close that answered NoError. Of the rest a
+///   beginning, in the order of writing; the last write may be cut.
+/// - The system too: after a Flush that answered NoError all of it, with the length of the file and,
+///   on a file system with a journal, its name; as far as the device keeps its word. Close promises
+///   nothing here. Of the rest any part may be there, and another read as what stood there before,
+///   or as zeros.
 ///
 /// Memory:  the read buffer ("FileCacheSize" of the preferences, 4096 bytes by default) and the
 ///          write blocks of 16384 bytes are taken by the first read and write. Construction and the
