@@ -7,19 +7,16 @@
 #include <Kestrel/Log/FileLogOutput.h>
 #include <Kestrel/Root/Logger.h>
 
+#include "Tests/Support/OwnProcess.h"
+
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <string>
 #include <thread>
 #include <vector>
-
-#if defined(_WIN32)
-#include <windows.h>
-#endif
 
 namespace {
 
@@ -133,16 +130,6 @@ namespace {
 
 constexpr char const * LeftLog = "host-left-log";
 
-std::string GetProgram() {
-#if defined(_WIN32)
-    char path[MAX_PATH];
-    GetModuleFileNameA(nullptr, path, sizeof path);
-    return path;
-#else
-    return std::filesystem::read_symlink("/proc/self/exe").string();
-#endif
-}
-
 } // namespace
 
 // Not a test: a host that ends without a thought of its log.
@@ -156,15 +143,10 @@ TEST(Library, DISABLED_LeavesItsLog) {
 
 TEST(Library, WritesAtTheEndWhatTheHostLeft) {
     std::filesystem::remove_all(LeftLog);
-    std::string const command =
-        "\"" + GetProgram() +
-        "\" --gtest_also_run_disabled_tests --gtest_filter=Library.DISABLED_LeavesItsLog "
-        "--gtest_output=none --gtest_brief=1";
-#if defined(_WIN32)
-    std::system(("\"" + command + "\"").c_str());
-#else
-    EXPECT_EQ(std::system((command + " >host-left.log 2>&1").c_str()), 0);
-#endif
+    EXPECT_EQ(Tests::RunAgain({"--gtest_also_run_disabled_tests",
+                               "--gtest_filter=Library.DISABLED_LeavesItsLog",
+                               "--gtest_output=", "--gtest_brief=1"}),
+              0);
     std::string lines;
     for (auto const & entry : std::filesystem::directory_iterator(LeftLog))
         std::getline(std::ifstream(entry.path()) >> std::ws, lines);

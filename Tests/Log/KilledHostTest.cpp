@@ -3,6 +3,7 @@
 #include <Kestrel/Log/FileLogOutput.h>
 #include <Kestrel/Root/Logger.h>
 
+#include "Tests/Support/OwnProcess.h"
 #include "Tests/Support/TempFolder.h"
 #include "Tests/Support/Text.h"
 
@@ -40,16 +41,6 @@ void SetFolder(char const * folder) {
     std::abort();
 }
 
-std::string GetProgram() {
-#if defined(_WIN32)
-    char path[MAX_PATH];
-    GetModuleFileNameA(nullptr, path, sizeof path);
-    return path;
-#else
-    return std::filesystem::read_symlink("/proc/self/exe").string();
-#endif
-}
-
 void LogLines(unsigned int first, unsigned int end) {
     static Mu::InfoLogLine line("line %, and it is whole", "test", nullptr);
     for (unsigned int i = first; i < end; ++i) {
@@ -84,15 +75,10 @@ TEST(KilledHost, LeavesEveryFlushedBlockWhole) {
     Tests::TempFolder const folder;
     std::u16string const portable = folder.GetPortable("logs");
     SetFolder(ToUtf8(Mu::UniString(portable.c_str())).c_str());
-    std::string const command =
-        "\"" + GetProgram() +
-        "\" --gtest_also_run_disabled_tests --gtest_filter=KilledHost.DISABLED_LogsAndDies "
-        "--gtest_output=none --gtest_brief=1";
-#if defined(_WIN32)
-    std::system(("\"" + command + "\"").c_str());
-#else
-    EXPECT_NE(std::system((command + " >/dev/null 2>&1").c_str()), 0);
-#endif
+    EXPECT_NE(Tests::RunAgain({"--gtest_also_run_disabled_tests",
+                               "--gtest_filter=KilledHost.DISABLED_LogsAndDies",
+                               "--gtest_output=", "--gtest_brief=1"}),
+              0);
     unsigned int next = 0;
     for (auto const & entry : std::filesystem::directory_iterator(folder / "logs")) {
         std::ifstream file(entry.path(), std::ios::binary);
