@@ -134,6 +134,8 @@ TEST(Tool, ExplainsItself) {
     ToolRun const misspelt = RunTool({"nonsense", "-x"});
     EXPECT_EQ(misspelt.exitCode, 2);
     EXPECT_TRUE(Has(misspelt.error, "no command \"nonsense\"")) << misspelt.error;
+    for (ToolRun const & run : {RunTool({"x\x1B[31m"}), RunTool({"ls", "--x\x1B[31m"})})
+        EXPECT_TRUE(Has(run.error, "x\\x1B[31m")) << run.error;
 }
 
 #if defined(__linux__)

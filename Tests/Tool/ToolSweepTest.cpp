@@ -19,6 +19,7 @@
 #include <functional>
 #include <iostream>
 #include <optional>
+#include <regex>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -263,7 +264,6 @@ protected:
         Judge(failed, run, content);
     }
 
-private:
     void Judge(bool failed, ToolRun const & run, Tests::DiskContent const & content) const {
         if (run.result != 0) {
             EXPECT_EQ(run.result, 1);
@@ -324,6 +324,48 @@ std::string NameOperation(::testing::TestParamInfo<Operation> const & info) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Command, ToolSweep, ::testing::ValuesIn(ListOperations()), NameOperation);
+
+// Names that would colour, move, turn or break what a terminal shows. Windows allows some of them.
+constexpr char const * hostile[] = {
+    "c1\xC2\x9B"
+    "31m",
+    "turned\xE2\x80\xAE"
+    "exe",
+#if !defined(_WIN32)
+    "red\x1B[31m",
+    "two\nlines",
+    "stray\x9B"
+    "31m",
+#endif
+};
+
+bool Steers(std::string const & text) {
+    static std::regex const steering(
+        "[\\x00-\\x09\\x0B-\\x1F\\x7F]|\xC2[\x80-\x9F]|\xE2\x80[\xAA-\xAE]|m\x9B|y\x9B");
+    return std::regex_search(text, steering) || text.find("two\nlines") != text.npos;
+}
+
+TEST_P(ToolSweep, SteersNoTerminal) {
+    MakeEntries();
+    for (std::string const name : hostile)
+        fs::copy(disk / "key", disk / "tree" / fs::path(std::u8string(name.begin(), name.end())));
+    Tool::Out().SetTerminal(true);
+    ToolRun run = RunOnce(GetParam().command, Place(GetParam().options));
+    EXPECT_FALSE(Steers(run.out + run.error)) << run.out << run.error;
+    for (std::string const name : hostile) {
+        Tool::Options options = GetParam().options;
+        options.source += name;
+        options.target += name;
+        for (std::string & path : options.paths)
+            path += name;
+        run = RunOnce(GetParam().command, Place(options));
+        EXPECT_FALSE(Steers(run.out + run.error)) << run.out << run.error;
+    }
+    Tool::Out().SetTerminal(false);
+    run = RunOnce(Tool::List, Place(Paths({"@tree"})));
+    for (char const * name : hostile)
+        EXPECT_TRUE(GetParam().changes || run.out.find(name) != run.out.npos) << name;
+}
 
 TEST_P(ToolSweep, MeetsEveryFailedAllocation) {
     SweepAllocations([this](bool failed) { Meet(failed); });

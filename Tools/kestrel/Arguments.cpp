@@ -35,6 +35,10 @@ static fs::path ToNative(std::string const & argument) {
     return fs::path(std::u16string_view(text));
 }
 
+static std::string ToNativeText(Mu::UniString const & path) {
+    return ToUtf8(path);
+}
+
 #else
 
 std::vector<std::string> GetArguments(int argc, char ** argv) {
@@ -43,6 +47,10 @@ std::vector<std::string> GetArguments(int argc, char ** argv) {
 
 static fs::path ToNative(std::string const & argument) {
     return fs::path(argument);
+}
+
+static std::string ToNativeText(Mu::UniString const & path) {
+    return IO::ToNativePath(path).native();
 }
 
 #endif
@@ -82,13 +90,29 @@ IO::Location ToLocation(std::string const & argument) {
 
 std::string ToText(IO::Location const & location) {
     Mu::UniString path;
-    Mu::UniString native;
     if (location.ToPath(&path) != IO::NoError) {
         location.ToLogText(&path);
         return ToUtf8(path);
     }
-    return ToUtf8(IO::ToNativePath(path, &native) ? native : path);
+    std::string const native = ToNativeText(path);
+    return native.empty() ? ToUtf8(path) : native;
 }
+
+#if defined(_WIN32)
+
+std::string ToText(IO::Name const & name) {
+    return ToUtf8(name);
+}
+
+#else
+
+// Of a name alone there is no native form, so it gets a folder for a moment.
+std::string ToText(IO::Name const & name) {
+    std::string const native = ToNativeText(Mu::UniString(u"C:\\") + name.ToString());
+    return native.empty() ? ToUtf8(name) : native.substr(native.rfind('/') + 1);
+}
+
+#endif
 
 IO::Location GetTarget(std::string const & target, IO::Location const & source) {
     IO::Location location = ToLocation(target);

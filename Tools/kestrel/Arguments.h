@@ -14,8 +14,11 @@ std::vector<std::string> GetArguments(int argc, char ** argv);
 /// to the current folder. Not healthy when it means none.
 IO::Location ToLocation(std::string const & argument);
 
-/// The location in the form that people of this platform expect.
+/// The location in the form that people of this platform expect, and other programs take: on Linux the
+/// bytes of the native path.
 std::string ToText(IO::Location const & location);
+/// The same for a name.
+std::string ToText(IO::Name const & name);
 
 /// Where a copy, move or link named `target` really goes: into it, when it is a folder.
 IO::Location GetTarget(std::string const & target, IO::Location const & source);

@@ -4,9 +4,127 @@
 
 #include <Kestrel/Root/ErrorCategory.h>
 
+#include <algorithm>
 #include <iostream>
+#include <string_view>
+
+#if defined(_WIN32)
+#include <windows.h>
+#else
+#include <unistd.h>
+#endif
 
 namespace Tool {
+
+namespace {
+
+// The bytes of the character that begins the text, 0 when none does. `*point` is what it is.
+std::size_t Decode(std::string_view text, unsigned int * point) {
+    unsigned char const lead = static_cast<unsigned char>(text.front());
+    std::size_t const length = lead < 0x80   ? 1
+                               : lead < 0xC2 ? 0
+                               : lead < 0xE0 ? 2
+                               : lead < 0xF0 ? 3
+                                             : 4;
+    if (length == 0 || length > text.size() || lead > 0xF4)
+        return 0;
+    *point = length == 1 ? lead : lead & (0xFFu >> (length + 1));
+    for (std::size_t i = 1; i < length; ++i) {
+        if ((text[i] & 0xC0) != 0x80)
+            return 0;
+        *point = *point << 6 | (text[i] & 0x3Fu);
+    }
+    return length;
+}
+
+bool Steers(unsigned int point) {
+    static constexpr unsigned int ranges[][2] = {
+        {0, 0x1F},        {0x7F, 0x9F},     {0x61C, 0x61C},   {0x180E, 0x180E},
+        {0x200B, 0x200B}, {0x200E, 0x200F}, {0x2028, 0x202E}, {0x2060, 0x206F},
+        {0xD800, 0xDFFF}, {0xFEFF, 0xFEFF}, {0xFFF9, 0xFFFB}, {0xE0000, 0xE0FFF}};
+    for (auto const & range : ranges)
+        if (point <= range[1])
+            return point >= range[0];
+    return false;
+}
+
+// As it would stand in the library's log.
+std::string Escape(std::string_view text) {
+    std::string escaped;
+    while (!text.empty()) {
+        unsigned int point = 0;
+        std::size_t const length = Decode(text, &point);
+        unsigned char const c = static_cast<unsigned char>(text.front());
+        if (length > 0 && !Steers(point))
+            escaped += text.substr(0, length);
+        else if (c == '\n')
+            escaped += "\\n";
+        else
+            for (unsigned char const byte : text.substr(0, std::max<std::size_t>(length, 1)))
+                escaped +=
+                    {'\\', 'x', "0123456789ABCDEF"[byte >> 4], "0123456789ABCDEF"[byte & 15]};
+        text.remove_prefix(std::max<std::size_t>(length, 1));
+    }
+    return escaped;
+}
+
+} // namespace
+
+std::string Quote(std::string const & text) {
+    std::string quoted = "\"";
+    std::string_view rest = text;
+    while (!rest.empty()) {
+        std::size_t const plain = std::min(rest.find_first_of("\"\\"), rest.size());
+        if (plain > 0)
+            quoted += Escape(rest.substr(0, plain));
+        rest.remove_prefix(plain);
+        if (!rest.empty())
+            quoted += {'\\', rest.front()};
+        rest.remove_prefix(rest.empty() ? 0 : 1);
+    }
+    return quoted + '"';
+}
+
+std::string PadRight(std::string text, std::size_t width) {
+    text.resize(std::max(width, text.size()), ' ');
+    return text;
+}
+
+std::string PadLeft(std::string text, std::size_t width) {
+    text.insert(0, width - std::min(width, text.size()), ' ');
+    return text;
+}
+
+Output & Output::operator<<(char const * ownWords) {
+    std::cout << ownWords;
+    return *this;
+}
+
+// One that looks quoted is quoted too, or it could stand for another.
+Output & Output::operator<<(std::string const & text) {
+    bool const isPlain =
+        !isTerminal || text.empty() || (text.front() != '"' && Escape(text) == text);
+    std::cout << (isPlain ? text : Quote(text));
+    return *this;
+}
+
+Output & Output::operator<<(unsigned long long number) {
+    std::cout << number;
+    return *this;
+}
+
+bool Output::Flush() {
+    return static_cast<bool>(std::cout.flush());
+}
+
+Output & Out() {
+    static Output output = [] {
+        Output made;
+        made.SetTerminal(IsTerminal(false));
+        return made;
+    }();
+    return output;
+}
 
 Console::Console(bool verbose) {
     Mu::logger.Attach(*this, verbose ? Mu::LogSeverity::Trace : Mu::LogSeverity::Warning);
@@ -18,8 +136,7 @@ Console::~Console() {
 
 void Console::LineAppended(Mu::LogSeverity severity, char const *, char const * text) {
     static constexpr char const * names[] = {"trace", "info", "warning", "error"};
-    Progress::Hide();
-    std::cerr << "kestrel: " << names[static_cast<unsigned int>(severity)] << ": " << text << "\n";
+    Fail(std::string(names[static_cast<unsigned int>(severity)]) + ": " + text);
     if (severity >= Mu::LogSeverity::Warning)
         told = true;
 }
@@ -30,14 +147,31 @@ int Console::Finish(MuErrCode status, std::string const & subject) {
     if (status == IO::NoError)
         return 0;
     if (!wasTold)
-        std::cerr << "kestrel: " << subject << ": " << IO::ErrorCategory().message(status) << "\n";
+        Fail(subject + ": " + IO::ErrorCategory().message(status));
     return 1;
 }
 
 int Console::Fail(std::string const & message) {
-    std::cerr << "kestrel: " << message << "\n";
+    Progress::Hide();
+    std::cerr << "kestrel: " << Escape(message) << "\n";
     return 1;
 }
+
+#if defined(_WIN32)
+
+// Not what the run-time takes for one, which any device is.
+bool IsTerminal(bool error) {
+    DWORD mode = 0;
+    return GetConsoleMode(GetStdHandle(error ? STD_ERROR_HANDLE : STD_OUTPUT_HANDLE), &mode) != 0;
+}
+
+#else
+
+bool IsTerminal(bool error) {
+    return isatty(error ? STDERR_FILENO : STDOUT_FILENO) != 0;
+}
+
+#endif
 
 std::string ToUtf8(Mu::UniString const & text) {
     return static_cast<char const *>(text.ToCStr(0, Mu::UniString::All, MuLogCharCode));

@@ -8,9 +8,41 @@
 
 namespace Tool {
 
-/// What the tool says: results on standard output, what goes wrong on standard error.
+/// The one way out for text. What a command shows goes here, and never to a standard stream by
+/// itself; only the bytes of files that a user asked for do that.
 ///
-/// A failure is told in the words of the library's own log line; only where the library has none
+/// A `char const *` is the tool's own words. A std::string may come from outside, as names and
+/// arguments do, and could steer a terminal: on one it is quoted if it holds control characters, line
+/// breaks, marks that turn the direction of writing, or bytes that are no UTF-8. Into a pipe or a file
+/// it goes byte for byte.
+class Output {
+public:
+    Output & operator<<(char const * ownWords);
+    Output & operator<<(std::string const & text);
+    Output & operator<<(unsigned long long number);
+
+    bool IsTerminal() const { return isTerminal; }
+    void SetTerminal(bool is) { isTerminal = is; }
+    /// False: something could not be written.
+    bool Flush();
+
+private:
+    bool isTerminal = false;
+};
+
+/// Standard output.
+Output & Out();
+
+/// In quotation marks, with escapes for all that could steer a terminal and for \ and ".
+std::string Quote(std::string const & text);
+/// With spaces up to `width`: behind the text, or before it.
+std::string PadRight(std::string text, std::size_t width);
+std::string PadLeft(std::string text, std::size_t width);
+
+/// What the tool says on standard error. Each line stays one, and steers no terminal, whatever names
+/// and arguments are in it.
+///
+/// A failure is reported in the words of the library's own log line; only where the library has none
 /// does the tool add the meaning of the status.
 class Console : public Mu::LogObserver {
 public:
@@ -23,12 +55,15 @@ public:
     /// 0 for NoError. Otherwise 1, after a line about `subject` when the library wrote none since
     /// the last call.
     int Finish(MuErrCode status, std::string const & subject);
-    /// Says it, and answers 1.
-    int Fail(std::string const & message);
+    /// Says it, and returns 1.
+    static int Fail(std::string const & message);
 
 private:
     bool told = false;
 };
+
+/// Whether standard output, or standard error, is a terminal.
+bool IsTerminal(bool error);
 
 /// UTF-8, for output.
 std::string ToUtf8(Mu::UniString const & text);

@@ -11,9 +11,9 @@ struct LinkTarget {
     std::string text; // empty when not even that can be told
     bool isBroken = true;
 
-    /// For people.
-    std::string Describe() const {
-        return text + (text.empty() ? "(broken)" : isBroken ? " (broken)" : "");
+    /// What is said behind the text.
+    char const * GetRemark() const {
+        return text.empty() ? "(broken)" : isBroken ? " (broken)" : "";
     }
 };
 

@@ -10,7 +10,6 @@
 #include <algorithm>
 #include <ctime>
 #include <iomanip>
-#include <iostream>
 #include <sstream>
 
 namespace Tool {
@@ -26,17 +25,21 @@ std::string ToTimeText(MuErrCode status, int seconds) {
     return text.str();
 }
 
+void Show(LinkTarget const & target) {
+    Out() << " -> " << target.text << target.GetRemark();
+}
+
 void ShowEntry(IO::Location const & location, IO::Name const & name, IO::EntryType type) {
-    std::cout << ToUtf8(name);
+    Out() << ToText(name);
     if (type == IO::EntryType::Folder)
-        std::cout << '/';
+        Out() << "/";
     if (type == IO::EntryType::Link)
-        std::cout << " -> " << GetLinkTarget(location).Describe();
-    std::cout << "\n";
+        Show(GetLinkTarget(location));
+    Out() << "\n";
 }
 
 void ShowDetails(IO::Location const & location, IO::EntryType type) {
-    static constexpr char kinds[] = {'-', 'd', 'l'};
+    static constexpr char const * kinds[] = {"- ", "d ", "l "};
     unsigned long long size = 0;
     int modified = 0;
     MuErrCode asked = IO::Error;
@@ -47,8 +50,8 @@ void ShowDetails(IO::Location const & location, IO::EntryType type) {
         file.GetDataLength(&size);
         asked = file.GetModificationTime(&modified);
     }
-    std::cout << kinds[static_cast<unsigned int>(type)] << ' ' << std::setw(14) << size << "  "
-              << std::setw(19) << ToTimeText(asked, modified) << "  ";
+    Out() << kinds[static_cast<unsigned int>(type)] << PadLeft(std::to_string(size), 14) << "  "
+          << PadLeft(ToTimeText(asked, modified), 19) << "  ";
 }
 
 void ShowListed(IO::Location const & location, IO::Name const & name, bool isFolder,
@@ -97,8 +100,8 @@ MuErrCode ListOne(std::string const & path, Options const & options) {
     return IO::NoError;
 }
 
-void Row(char const * title, std::string const & value) {
-    std::cout << "  " << std::left << std::setw(12) << title << std::right << value << "\n";
+void Row(char const * title, std::string const & value, char const * remark = "") {
+    Out() << "  " << PadRight(title, 12) << value << remark << "\n";
 }
 
 template <typename Entry>
@@ -146,7 +149,7 @@ MuErrCode StatOne(std::string const & path) {
     IO::EntryType type;
     if (MuErrCode const status = IO::fileSystem.GetType(location, &type); status != IO::NoError)
         return status;
-    std::cout << ToText(location) << "\n";
+    Out() << ToText(location) << "\n";
     Mu::UniString text;
     if (location.ToPath(&text) == IO::NoError)
         Row("path", ToUtf8(text));
@@ -154,7 +157,8 @@ MuErrCode StatOne(std::string const & path) {
         Row("URL", ToUtf8(text));
     Row("type", kinds[static_cast<unsigned int>(type)]);
     if (type == IO::EntryType::Link) {
-        Row("target", GetLinkTarget(location).Describe());
+        LinkTarget const target = GetLinkTarget(location);
+        Row("target", target.text, target.GetRemark());
         return IO::NoError;
     }
     return type == IO::EntryType::Folder ? StatFolder(location) : StatFile(location);
@@ -163,8 +167,8 @@ MuErrCode StatOne(std::string const & path) {
 bool ShowMountPoint(IO::Location const & location, void *) {
     if (location.IsRoot())
         return true; // the computer itself
-    std::cout << ToText(location) << (IO::fileSystem.IsMountPoint(location) ? "  (mounted)" : "")
-              << "\n";
+    Out() << ToText(location) << (IO::fileSystem.IsMountPoint(location) ? "  (mounted)" : "")
+          << "\n";
     return true;
 }
 
@@ -176,7 +180,7 @@ int List(Options const & options, Console & console) {
     int result = 0;
     for (std::string const & path : paths) {
         if (paths.size() > 1)
-            std::cout << path << ":\n";
+            Out() << path << ":\n";
         result |= console.Finish(ListOne(path, options), path);
     }
     return result;
@@ -215,8 +219,7 @@ int Special(Options const &, Console & console) {
             IO::fileSystem.GetSpecialLocation(static_cast<IO::SpecLocId>(id), &location);
         result |= console.Finish(status, names[id]);
         if (status == IO::NoError)
-            std::cout << std::left << std::setw(20) << names[id] << std::right << ' '
-                      << ToText(location) << "\n";
+            Out() << PadRight(names[id], 21) << ToText(location) << "\n";
     }
     return result;
 }

@@ -9,27 +9,26 @@
 #include <Kestrel/Root/Memory.h>
 
 #include <cstdio>
-#include <iomanip>
-#include <iostream>
 
 namespace Tool {
 
 namespace {
 
 void Row(char const * title, std::string const & value) {
-    std::cout << std::left << std::setw(16) << title << std::right << value << "\n";
+    Out() << PadRight(title, 16) << value << "\n";
 }
 
 template <typename Length, typename Get>
-std::string JoinNames(IO::Location const & location, Length length, Get get) {
-    std::string text;
+void ShowNames(char const * title, IO::Location const & location, Length length, Get get) {
+    Out() << PadRight(title, 16) << ((location.*length)() == 0 ? "(none)" : "");
     IO::Name name;
     for (unsigned int i = 0; i < (location.*length)(); ++i) {
         if ((location.*get)(i, &name) != IO::NoError)
             Mu::ThrowOutOfMemory();
-        text += (i == 0 ? "\"" : ", \"") + ToUtf8(name) + "\"";
+        Out() << (i == 0 ? "" : ", ")
+              << (Out().IsTerminal() ? Quote(ToUtf8(name)) : '"' + ToUtf8(name) + '"').c_str();
     }
-    return text.empty() ? "(none)" : text;
+    Out() << "\n";
 }
 
 std::string GetModelText(IO::Location const & location) {
@@ -53,22 +52,21 @@ void ShowLegality(IO::Location const & location) {
 
 void ShowTexts(IO::Location const & location) {
     Mu::UniString path;
-    Mu::UniString native;
     Mu::UniString url;
     bool const hasPath = location.ToPath(&path) == IO::NoError;
     Row("path", hasPath ? ToUtf8(path) : "(none)");
-    Row("native path", hasPath && IO::ToNativePath(path, &native) ? ToUtf8(native) : "(none)");
+    bool const hasNative = hasPath && !IO::ToNativePath(path).empty();
+    Row("native path", hasNative ? ToText(location) : "(none)");
     Row("URL", location.ToURL(&url) == IO::NoError ? ToUtf8(url) : "(none)");
 }
 
-std::string ToHex(char const * bytes, unsigned int count) {
-    std::string text;
+void ShowBytes(char const * bytes, unsigned int count) {
     char digits[4];
     for (unsigned int i = 0; i < count; ++i) {
         std::snprintf(digits, sizeof digits, "%02x ", static_cast<unsigned char>(bytes[i]));
-        text += i != 0 && i % 16 == 0 ? "\n" + std::string(16, ' ') + digits : digits;
+        Out() << (i % 16 != 0 ? "" : i == 0 ? "                " : "\n                ") << digits;
     }
-    return text;
+    Out() << "\n";
 }
 
 MuErrCode ShowPersisted(IO::Location const & location) {
@@ -78,7 +76,7 @@ MuErrCode ShowPersisted(IO::Location const & location) {
     char const * const bytes = out.GetDestination(IO::MemoryOChannel::LeaveWithCaller);
     unsigned int const count = out.GetDataSize();
     Row("persisted", std::to_string(count) + " bytes");
-    Row("", ToHex(bytes, count));
+    ShowBytes(bytes, count);
     IO::MemoryIChannel in(bytes, count, IO::MemoryIChannel::LeaveWithCaller);
     IO::Location back;
     MuErrCode const read = in.Read(back);
@@ -93,9 +91,8 @@ int ShowPath(Options const & options, Console & console) {
     if (location.GetStatus() != IO::NoError)
         return console.Finish(location.GetStatus(), options.source);
     using IO::Location;
-    Row("network names",
-        JoinNames(location, &Location::GetNetworkLength, &Location::GetNetworkName));
-    Row("local names", JoinNames(location, &Location::GetLocalLength, &Location::GetLocalName));
+    ShowNames("network names", location, &Location::GetNetworkLength, &Location::GetNetworkName);
+    ShowNames("local names", location, &Location::GetLocalLength, &Location::GetLocalName);
     Row("model", GetModelText(location));
     if (!location.GetUserName().IsEmpty())
         Row("user", ToUtf8(location.GetUserName()));

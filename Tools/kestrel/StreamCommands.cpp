@@ -9,8 +9,6 @@
 #include <Kestrel/Channel/Zip/ZipIChannel.h>
 #include <Kestrel/Channel/Zip/ZipOChannel.h>
 
-#include <iostream>
-
 namespace Tool {
 
 namespace {
@@ -177,10 +175,10 @@ int DigestOne(std::string const & path, Console & console) {
         return console.Finish(written != IO::NoError ? written : read, NameSource(path));
     MD5::FingerPrint print;
     digest.Finish(&print);
-    char const digits[] = "0123456789abcdef";
+    std::string text;
     for (unsigned char byte : print.bytes)
-        std::cout << digits[byte >> 4] << digits[byte & 15];
-    std::cout << "  " << path << "\n";
+        text += {"0123456789abcdef"[byte >> 4], "0123456789abcdef"[byte & 15]};
+    Out() << text << "  " << path << "\n";
     return 0;
 }
 

@@ -1,6 +1,7 @@
 #include "Streams.h"
 
 #include "Arguments.h"
+#include "Console.h"
 
 #include <Kestrel/FileSystem/FileSystem.h>
 #include <Kestrel/Root/Exceptions.h>
@@ -12,8 +13,6 @@
 #if defined(_WIN32)
 #include <fcntl.h>
 #include <io.h>
-#else
-#include <unistd.h>
 #endif
 
 namespace Tool {
@@ -23,14 +22,6 @@ bool IsStandard(std::string const & path) {
 }
 
 namespace {
-
-bool IsTerminal() {
-#if defined(_WIN32)
-    return _isatty(_fileno(stderr)) != 0;
-#else
-    return isatty(STDERR_FILENO) != 0;
-#endif
-}
 
 void SetBinary(std::FILE * stream) {
 #if defined(_WIN32)
@@ -123,7 +114,7 @@ unsigned long long GetStep(Progress::Unit unit) {
 } // namespace
 
 Progress::Progress(char const * verb, Unit unit)
-    : verb(verb), unit(unit), isShown(IsTerminal()), next(GetStep(unit)) {}
+    : verb(verb), unit(unit), isShown(IsTerminal(true)), next(GetStep(unit)) {}
 
 void Progress::Add(unsigned int more) {
     count += more;

@@ -6,8 +6,6 @@
 #include <nlohmann/json.hpp>
 
 #include <cstdio>
-#include <iomanip>
-#include <iostream>
 
 namespace Tool {
 
@@ -23,14 +21,6 @@ constexpr char Separator = '/';
 
 std::vector<std::string> GetPaths(Options const & options) {
     return options.paths.empty() ? std::vector<std::string>{"."} : options.paths;
-}
-
-// A name may hold what would break a line of a drawing.
-std::string ToShown(std::string text) {
-    for (char & c : text)
-        if (static_cast<unsigned char>(c) < ' ' || c == '\x7F')
-            c = '?';
-    return text;
 }
 
 std::string ToSizeText(unsigned long long size) {
@@ -50,7 +40,7 @@ std::string Count(unsigned long long count, char const * one, char const * many)
     return std::to_string(count) + " " + (count == 1 ? one : many);
 }
 
-std::string ToText(TreeCounts const & counts) {
+std::string Describe(TreeCounts const & counts) {
     std::string text =
         Count(counts.of[1], "folder", "folders") + ", " + Count(counts.of[0], "file", "files");
     if (counts.of[2] != 0)
@@ -58,21 +48,22 @@ std::string ToText(TreeCounts const & counts) {
     return text;
 }
 
-std::string Describe(TreeNode const & node) {
-    std::string text = ToShown(ToUtf8(node.name));
+void ShowEntry(TreeNode const & node) {
+    Out() << ToText(node.name);
     if (node.type == IO::EntryType::Link)
-        text += " -> " + ToShown(node.target.Describe());
+        Out() << " -> " << node.target.text << node.target.GetRemark();
     else if (node.type == IO::EntryType::Folder)
-        text += "/";
+        Out() << "/";
     else
-        text += "  " + ToSizeText(node.size);
-    return text + (node.isDenied ? "  (not readable)" : "");
+        Out() << "  " << ToSizeText(node.size);
+    Out() << (node.isDenied ? "  (not readable)\n" : "\n");
 }
 
 void Draw(TreeNode const & node, std::string const & indent) {
     for (TreeNode const & child : node.children) {
         bool const isLast = &child == &node.children.back();
-        std::cout << indent << (isLast ? "└── " : "├── ") << Describe(child) << "\n";
+        Out() << indent << (isLast ? "└── " : "├── ");
+        ShowEntry(child);
         Draw(child, indent + (isLast ? "    " : "│   "));
     }
 }
@@ -124,21 +115,21 @@ bool ReadOne(std::string const & path, Options const & options, TreeReader::Keep
 }
 
 void DrawRoot(std::string const & path, TreeNode const & node) {
-    std::cout << ToShown(path);
+    Out() << path;
     if (node.type == IO::EntryType::File)
-        std::cout << "  " << ToSizeText(node.size);
-    std::cout << (node.isDenied ? "  (not readable)" : "") << "\n";
+        Out() << "  " << ToSizeText(node.size);
+    Out() << (node.isDenied ? "  (not readable)\n" : "\n");
     Draw(node, "");
 }
 
 std::string Join(std::string const & folder, IO::Name const & name) {
     bool const isEnded = !folder.empty() && (folder.back() == '/' || folder.back() == Separator);
-    return folder + (isEnded ? "" : std::string(1, Separator)) + ToUtf8(name);
+    return folder + (isEnded ? "" : std::string(1, Separator)) + ToText(name);
 }
 
 void ShowSize(std::string const & path, unsigned long long size, bool inBytes) {
-    std::cout << std::setw(inBytes ? 14 : 10) << (inBytes ? std::to_string(size) : ToSizeText(size))
-              << "  " << ToShown(path) << "\n";
+    Out() << PadLeft(inBytes ? std::to_string(size) : ToSizeText(size), inBytes ? 14 : 10) << "  "
+          << path << "\n";
 }
 
 // The folders first that are in it, the folder itself last: its size is their sum.
@@ -164,10 +155,11 @@ int Tree(Options const & options, Console & console) {
         } else
             DrawRoot(path, node);
     }
-    if (options.json)
-        std::cout << trees.json.dump(2, ' ', false, Json::error_handler_t::replace) << "\n";
+    if (options.json) // JSON has escapes of its own, which end no line
+        Out() << trees.json.dump(2, ' ', Out().IsTerminal(), Json::error_handler_t::replace).c_str()
+              << "\n";
     else
-        std::cout << "\n" << ToText(trees.counts) << ", " << ToSizeText(trees.size) << "\n";
+        Out() << "\n" << Describe(trees.counts) << ", " << ToSizeText(trees.size) << "\n";
     return trees.result;
 }
 
@@ -187,7 +179,7 @@ int CountEntries(Options const & options, Console & console) {
         Trees trees;
         TreeNode node;
         if (ReadOne(path, options, TreeReader::Keep::Nothing, -1, console, &node, &trees))
-            std::cout << ToText(trees.counts) << "  " << ToShown(path) << "\n";
+            Out() << Describe(trees.counts) << "  " << path << "\n";
         result |= trees.result;
     }
     return result;

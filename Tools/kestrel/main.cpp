@@ -8,7 +8,6 @@
 
 #include <algorithm>
 #include <exception>
-#include <iostream>
 #include <optional>
 
 #if defined(_WIN32)
@@ -51,7 +50,7 @@ public:
             return 1;
         Tool::Console console(verbose);
         int const result = chosen(options, console);
-        if (!std::cout.flush())
+        if (!Tool::Out().Flush())
             return console.Fail("standard output: write error");
         return result;
     }
@@ -60,13 +59,11 @@ private:
     // What begins with no command is most likely a misspelt one.
     int ExplainMisuse(CLI::ParseError const & e, std::string const & first) const {
         if (e.get_exit_code() == 0)
-            return app.exit(e);
-        if (first.rfind('-', 0) == 0 || !app.get_subcommands().empty()) {
-            app.exit(e);
-            return 2;
-        }
-        std::cerr << "kestrel: there is no command \"" << first
-                  << "\"; kestrel --help lists them\n";
+            return app.exit(e); // help, which was asked for
+        bool const isCommand = first.rfind('-', 0) == 0 || !app.get_subcommands().empty();
+        Tool::Console::Fail(isCommand ? std::string(e.what()) + "; --help explains"
+                                      : "there is no command \"" + first +
+                                            "\"; kestrel --help lists them");
         return 2;
     }
 
@@ -79,7 +76,7 @@ private:
     bool StartLog(std::optional<IO::FileLogOutput> & log) const {
         log.emplace(Tool::ToLocation(logFolder), MostLogMB, MostLogFileMB, MostLogFiles);
         if (!log->HasFile()) {
-            std::cerr << "kestrel: " << logFolder << ": no log can be written there\n";
+            Tool::Console::Fail(logFolder + ": no log can be written there");
             return false;
         }
         Mu::logger.SetOutputLevel(Mu::LogSeverity::Trace);
@@ -202,7 +199,6 @@ int main(int argc, char ** argv) {
     try {
         return Interface().Run(Tool::GetArguments(argc, argv));
     } catch (std::exception const & e) {
-        std::cerr << "kestrel: " << e.what() << "\n";
-        return 1;
+        return Tool::Console::Fail(e.what());
     }
 }
