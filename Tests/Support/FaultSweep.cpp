@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cstdlib>
 #include <cstring>
@@ -161,12 +162,31 @@ bool SweepRound(FaultSource & source, std::function<void(bool)> const & scenario
     return met;
 }
 
+/// From one point of a sweep to the next that it takes: each, or one in so many, drawn by a seed.
+class Stride {
+public:
+    Stride() {
+        if (char const * const drawn = std::getenv("KESTREL_SWEEP"); drawn != nullptr) {
+            char * end = nullptr;
+            part = std::max(1ul, std::strtoul(drawn, &end, 10));
+            random.seed(*end == ':' ? std::strtoul(end + 1, nullptr, 10) : 0);
+        }
+    }
+
+    unsigned int Next() { return part == 1 ? 1 : 1 + random() % (2 * part - 1); }
+
+private:
+    unsigned long part = 1;
+    std::mt19937 random;
+};
+
 // Stops at the first broken round, and at the first that meets no fault.
 void SweepRounds(FaultSource & source, std::function<void(bool)> const & scenario,
-                 Rounds const & rounds) {
+                 Rounds const & rounds, Stride & stride) {
     char const * const only = std::getenv("KESTREL_FAULT");
     constexpr unsigned int limit = 100000;
-    for (unsigned int n = 1; n <= limit; ++n) {
+    for (unsigned int n = only != nullptr ? 1 : stride.Next(); n <= limit;
+         n += only != nullptr ? 1 : stride.Next()) {
         Round const round = rounds(n);
         if (only != nullptr && round.ToText(source) != only) {
             if (n < 20000)
@@ -215,8 +235,9 @@ FaultCounter::Hit FaultCounter::Count() {
 
 void SweepFaults(FaultSource & source, std::function<void(bool)> const & scenario) {
     scenario(false);
+    Stride stride;
     for (Rounds const & rounds : ListRounds(source)) {
-        SweepRounds(source, scenario, rounds);
+        SweepRounds(source, scenario, rounds, stride);
         if (::testing::Test::HasFailure())
             return;
     }
@@ -226,6 +247,14 @@ void SweepFaults(FaultSource & source, std::function<void(bool)> const & scenari
 void SweepAllocations(std::function<void(bool)> const & scenario) {
     AllocationFaults faults;
     SweepFaults(faults, scenario);
+}
+
+Shortage::Shortage(unsigned int from) {
+    allocationFaults.Arm({from, 0, true, 0, 0});
+}
+
+Shortage::~Shortage() {
+    allocationFaults.Disarm();
 }
 
 long long CountLiveBlocks() {

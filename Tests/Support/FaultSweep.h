@@ -60,10 +60,22 @@ public:
 /// The scenario gets whether a fault is armed, and may let Mu::OutOfMemoryException out then. Each
 /// failed round prints the line that repeats it alone, by the variable KESTREL_FAULT, such as
 /// "allocation:7:0:once" or "filecall:7:3:seed2".
+///
+/// With KESTREL_SWEEP=8:SEED in the environment it takes one n in 8, drawn by SEED.
 void SweepFaults(FaultSource & source, std::function<void(bool failed)> const & scenario);
 
 /// SweepFaults over the library's allocations.
 void SweepAllocations(std::function<void(bool failed)> const & scenario);
+
+/// While one lives, the library gets no memory, from its n-th request on; with 0 it gets all.
+class Shortage {
+public:
+    explicit Shortage(unsigned int from = 1);
+    ~Shortage();
+
+    Shortage(Shortage const &) = delete;
+    Shortage & operator=(Shortage const &) = delete;
+};
 
 /// Blocks of the library's memory that are taken and not freed.
 long long CountLiveBlocks();
