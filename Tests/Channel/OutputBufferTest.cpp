@@ -12,387 +12,367 @@ namespace {
 using IO::OutputBuffer;
 using Tests::RecordingSink;
 
-std::string Letters(std::size_t count) {
-    std::string text(count, ' ');
-    for (std::size_t i = 0; i < count; ++i)
-        text[i] = static_cast<char>('a' + i % 23);
-    return text;
-}
-
-MuErrCode Put(OutputBuffer & buffer, std::string const & text) {
-    return buffer.Put(text.data(), static_cast<unsigned int>(text.size()));
-}
-
-using Pieces = std::vector<std::string>;
-
-TEST(OutputBuffer, CollectsAndDrains) {
-    RecordingSink sink;
-    OutputBuffer buffer(&sink, 8);
-    EXPECT_TRUE(buffer.IsEmpty());
-    EXPECT_EQ(Put(buffer, "abc"), IO::NoError);
-    EXPECT_EQ(buffer.Put('d'), IO::NoError);
-    EXPECT_EQ(buffer.GetDataSize(), 4u);
-    EXPECT_EQ(buffer.GetFreeSpace(), 4u);
-    EXPECT_EQ(Put(buffer, "efgh"), IO::NoError);
-    EXPECT_TRUE(sink.pieces.empty()) << "a full block waits for what comes next";
-    EXPECT_EQ(Put(buffer, "ij"), IO::NoError);
-    EXPECT_EQ(sink.pieces, Pieces{"abcdefgh"});
-    EXPECT_EQ(buffer.Flush(), IO::NoError);
-    EXPECT_EQ(sink.GetText(), "abcdefghij");
-    EXPECT_EQ(buffer.GetWrittenBytes(), 10u);
-    EXPECT_EQ(buffer.Flush(), IO::NoError);
-    EXPECT_EQ(sink.calls, 2u) << "nothing to write is no call";
-}
-
-TEST(OutputBuffer, PassesALargeWriteByTheBlock) {
-    RecordingSink sink;
-    OutputBuffer buffer(&sink);
-    EXPECT_EQ(Put(buffer, Letters(20000)), IO::NoError);
-    EXPECT_EQ(sink.pieces, Pieces{Letters(20000)});
-    EXPECT_EQ(Put(buffer, "xyz"), IO::NoError);
-    EXPECT_EQ(Put(buffer, Letters(16384)), IO::NoError);
-    EXPECT_EQ(sink.pieces.back(), "xyz") << "one that fits the drained block waits in it";
-    EXPECT_EQ(buffer.GetDataSize(), 16384u);
-}
-
-TEST(OutputBuffer, PassesEverythingOnWithoutBuffering) {
-    RecordingSink sink;
-    OutputBuffer buffer(&sink, 8);
-    EXPECT_EQ(Put(buffer, "ab"), IO::NoError);
-    buffer.DisableBuffering();
-    EXPECT_EQ(sink.pieces, Pieces{"ab"}) << "drained first";
-    EXPECT_EQ(Put(buffer, "cd"), IO::NoError);
-    EXPECT_EQ(buffer.Put('e'), IO::NoError);
-    EXPECT_EQ(Put(buffer, ""), IO::NoError);
-    EXPECT_EQ(sink.pieces, (Pieces{"ab", "cd", "e"}));
-    EXPECT_EQ(buffer.PushMark(), IO::Error);
-    EXPECT_EQ(buffer.PopMark(), IO::Error);
-    EXPECT_EQ(buffer.GetStatus(), IO::NoError);
-    buffer.EnableBuffering();
-    EXPECT_EQ(Put(buffer, "f"), IO::NoError);
-    EXPECT_EQ(sink.pieces.size(), 3u);
-}
-
-// A length in front of its body, in the middle of the third block when the body is done.
-TEST(OutputBuffer, PatchesAndDrainsALongChain) {
-    RecordingSink sink;
-    OutputBuffer buffer(&sink);
-    EXPECT_EQ(buffer.PushMark(), IO::NoError);
-    EXPECT_EQ(Put(buffer, Letters(40000)), IO::NoError);
-    EXPECT_EQ(buffer.PopMark(), IO::NoError);
-    EXPECT_EQ(buffer.GetOffset(), 40000u);
-    EXPECT_EQ(Put(buffer, "1234"), IO::NoError);
-    EXPECT_EQ(buffer.GetOffset(), 39996u);
-    EXPECT_EQ(buffer.GetDataSize(), 40000u);
-    EXPECT_EQ(sink.calls, 0u);
-    buffer.ResetOffset();
-    EXPECT_EQ(sink.GetText(), "1234" + Letters(40000).substr(4));
-    EXPECT_EQ(sink.pieces.size(), 3u);
-    EXPECT_TRUE(buffer.IsEmpty());
-}
-
-TEST(OutputBuffer, KeepsAShortChainAfterPatching) {
-    RecordingSink sink;
-    OutputBuffer buffer(&sink, 4);
-    EXPECT_EQ(buffer.PushMark(), IO::NoError);
-    EXPECT_EQ(Put(buffer, "abcdefgh"), IO::NoError); // two blocks, the second one full
-    EXPECT_EQ(buffer.PopMark(), IO::NoError);
-    buffer.ResetOffset();
-    EXPECT_EQ(sink.calls, 0u);
-    EXPECT_EQ(Put(buffer, "i"), IO::NoError); // no mark: drains instead of growing
-    EXPECT_EQ(sink.pieces, (Pieces{"abcd", "efgh"}));
-}
-
-TEST(OutputBuffer, RefusesWhatItsStateForbids) {
-    RecordingSink sink;
-    OutputBuffer buffer(&sink, 4);
-    char * data = nullptr;
-    unsigned int available = 9;
-    EXPECT_EQ(buffer.PopMark(), IO::Error) << "no mark";
-    EXPECT_EQ(buffer.DirectAccess(0, &data, &available), IO::Error) << "not rewound";
-    EXPECT_EQ(buffer.PushMark(), IO::NoError);
-    EXPECT_TRUE(buffer.IsInMarkMode());
-    EXPECT_EQ(buffer.Flush(), IO::Error);
-    EXPECT_EQ(Put(buffer, "abcdef"), IO::NoError);
-    buffer.DisableBuffering();
-    EXPECT_TRUE(buffer.IsBufferingEnabled()) << "ignored while marked";
-    EXPECT_EQ(buffer.PopMark(), IO::NoError);
-    EXPECT_EQ(buffer.Flush(), IO::Error);
-    EXPECT_EQ(buffer.PopMark(), IO::Error);
-    EXPECT_EQ(buffer.DirectAccess(7, &data, &available), IO::Error) << "behind the data";
-    buffer.DisableBuffering();
-    EXPECT_TRUE(buffer.IsBufferingEnabled());
-    EXPECT_EQ(buffer.GetStatus(), IO::NoError) << "none of it sticks";
-    buffer.ResetOffset();
-    EXPECT_EQ(buffer.Flush(), IO::NoError);
-    EXPECT_EQ(sink.GetText(), "abcdef");
-}
-
-TEST(OutputBuffer, StopsAnOverwritingAtTheEndOfTheData) {
-    RecordingSink sink;
-    OutputBuffer buffer(&sink, 4);
-    EXPECT_EQ(buffer.PushMark(), IO::NoError);
-    EXPECT_EQ(Put(buffer, "abcdef"), IO::NoError);
-    EXPECT_EQ(buffer.PopMark(), IO::NoError);
-    EXPECT_EQ(Put(buffer, "1234567"), IO::Error);
-    EXPECT_EQ(Put(buffer, "1"), IO::Error) << "it sticks, though the byte is put";
-    buffer.ResetOutputStatus();
-    EXPECT_EQ(Put(buffer, "23456"), IO::NoError);
-    EXPECT_EQ(buffer.GetOffset(), 0u);
-    buffer.ResetOffset();
-    EXPECT_EQ(buffer.Flush(), IO::NoError);
-    EXPECT_EQ(sink.GetText(), "123456");
-}
-
-// After stepping into the last block the fast way of Put only sees the end of the block: bytes past
-// the end of the data are stored and are no data. Nothing may be read or written outside the chain
-// for it, marks taken there included.
-TEST(OutputBuffer, DropsWhatRanPastTheEndOfTheData) {
-    RecordingSink sink;
-    OutputBuffer buffer(&sink, 8);
-    EXPECT_EQ(buffer.PushMark(), IO::NoError);
-    EXPECT_EQ(buffer.PushMark(), IO::NoError);
-    EXPECT_EQ(Put(buffer, "abcdefghij"), IO::NoError);
-    EXPECT_EQ(buffer.PopMark(), IO::NoError);
-    EXPECT_EQ(Put(buffer, "12345678"), IO::NoError);
-    EXPECT_EQ(Put(buffer, "9"), IO::NoError); // steps into the last block
-    EXPECT_EQ(Put(buffer, "0xyz"), IO::NoError);
-    EXPECT_EQ(buffer.GetDataSize(), 10u);
-    EXPECT_EQ(buffer.GetWritePosition(), 13u);
-    EXPECT_EQ(buffer.GetOffset(), 0u);
-    EXPECT_EQ(buffer.PushMark(), IO::NoError); // past the data
-    buffer.ResetOffset();
-    EXPECT_EQ(buffer.GetWritePosition(), 10u);
-    EXPECT_EQ(buffer.PopMark(), IO::NoError);
-    EXPECT_EQ(Put(buffer, ""), IO::NoError);
-    EXPECT_EQ(buffer.Put('!'), IO::Error);
-    buffer.ResetOutputStatus();
-    buffer.ResetOffset();
-    EXPECT_EQ(buffer.PopMark(), IO::NoError);
-    EXPECT_EQ(buffer.GetOffset(), 10u);
-    buffer.ResetOffset();
-    EXPECT_EQ(buffer.Flush(), IO::NoError);
-    EXPECT_EQ(sink.GetText(), "1234567890");
-}
-
-TEST(OutputBuffer, MayBeMarkedBeforeTheFirstByte) {
-    RecordingSink sink;
-    OutputBuffer buffer(&sink, 8);
-    EXPECT_EQ(buffer.PushMark(), IO::NoError);
-    EXPECT_EQ(buffer.PopMark(), IO::NoError);
-    EXPECT_EQ(buffer.GetOffset(), 0u);
-    char * data = nullptr;
-    unsigned int available = 9;
-    EXPECT_EQ(buffer.DirectAccess(0, &data, &available), IO::NoError);
-    EXPECT_EQ(available, 0u);
-    EXPECT_EQ(Put(buffer, "a"), IO::Error) << "there is nothing to overwrite";
-    buffer.ResetOutputStatus();
-    buffer.ClearContent();
-    EXPECT_FALSE(buffer.IsInMarkMode());
-    EXPECT_EQ(Put(buffer, "b"), IO::NoError);
-    EXPECT_EQ(buffer.Flush(), IO::NoError);
-    EXPECT_EQ(sink.GetText(), "b");
-}
-
-// The n-th call fails: the status is that of the sink and sticks, the sink is left alone from then
-// on, and the count of bytes goes on as if it had taken them.
-TEST(OutputBuffer, LeavesAFailedSinkAlone) {
-    for (unsigned int n = 1; n <= 4; ++n) {
-        SCOPED_TRACE(n);
-        RecordingSink sink;
-        sink.failFrom = n;
-        OutputBuffer buffer(&sink, 4);
-        unsigned int given = 0;
-        while (Put(buffer, "abcd") == IO::NoError)
-            ++given;
-        EXPECT_EQ(given, n);
-        EXPECT_EQ(sink.calls, n);
-        EXPECT_EQ(buffer.GetWrittenBytes(), n * 4u);
-        EXPECT_EQ(Put(buffer, "ef"), IO::EOO);
-        EXPECT_EQ(Put(buffer, Letters(50)), IO::EOO);
-        EXPECT_EQ(buffer.Flush(), IO::EOO);
-        EXPECT_EQ(buffer.GetDataSize(), 2u) << "what fits stays";
-        EXPECT_EQ(sink.calls, n);
-        sink.failFrom = 0;
-        buffer.ResetOutputStatus();
-        EXPECT_EQ(buffer.Flush(), IO::NoError);
-        EXPECT_EQ(sink.pieces.back(), "ef");
-    }
-}
-
-TEST(OutputBuffer, TakesNothingWithoutASink) {
-    OutputBuffer buffer(nullptr, 4);
-    EXPECT_EQ(Put(buffer, "abc"), IO::NoError);
-    EXPECT_EQ(buffer.Flush(), IO::EOO);
-    buffer.Reset();
-    EXPECT_EQ(buffer.GetStatus(), IO::NoError);
-    EXPECT_EQ(buffer.GetWrittenBytes(), 3u) << "the count stays";
-    RecordingSink sink;
-    buffer.SetBinOutput(sink);
-    EXPECT_EQ(&buffer.GetBinOutput(), &sink);
-    EXPECT_EQ(Put(buffer, "abc"), IO::NoError);
-    buffer.ClearContent();
-    EXPECT_TRUE(buffer.IsEmpty());
-    buffer.ClearBinOutput();
-    EXPECT_EQ(Put(buffer, "abcdefg"), IO::EOO);
-    EXPECT_TRUE(sink.pieces.empty());
-}
-
-TEST(OutputBuffer, RecyclesBlocksOfTheDefaultSize) {
-    { OutputBuffer(nullptr).Put('a'); }
-    unsigned long long const before = Tests::CountAllocations();
-    for (int i = 0; i < 50; ++i) {
-        OutputBuffer buffer;
-        EXPECT_EQ(buffer.Put('a'), IO::NoError);
-    }
-    EXPECT_EQ(Tests::CountAllocations(), before);
-}
-
-TEST(OutputBuffer, MeetsEveryFailedAllocation) {
-    for (unsigned int blockSize : {7u, OutputBuffer::DefaultBlockSize}) {
-        SweepAllocations([&](bool failed) {
-            RecordingSink sink;
-            OutputBuffer buffer(&sink, blockSize);
-            std::string const body = Letters(blockSize * 6);
-            std::string expected = Letters(11) + "12" + body + "3";
-            MuErrCode status = Put(buffer, Letters(11));
-            status = status != IO::NoError ? status : buffer.PushMark();
-            for (int i = 0; i < 10 && status == IO::NoError; ++i)
-                status = buffer.PushMark(); // more than have room inline
-            status = status != IO::NoError ? status : Put(buffer, "__" + body);
-            status = status != IO::NoError ? status : buffer.PopMark();
-            status = status != IO::NoError ? status : Put(buffer, "12");
-            buffer.ResetOffset();
-            while (status == IO::NoError && buffer.IsInMarkMode()) {
-                status = buffer.PopMark();
-                buffer.ResetOffset();
-            }
-            status = status != IO::NoError ? status : Put(buffer, "3");
-            status = status != IO::NoError ? status : buffer.Flush();
-            if (status == IO::NoError) {
-                EXPECT_EQ(sink.GetText(), expected);
-                return;
-            }
-            ASSERT_TRUE(failed);
-            EXPECT_EQ(status, IO::ErrMemoryFull);
-            EXPECT_EQ(buffer.Flush(), IO::ErrMemoryFull) << "it sticks";
-            buffer.Reset();
-            EXPECT_EQ(buffer.GetStatus(), IO::NoError);
-        });
-    }
-}
-
-// Whatever the order of operations, the bytes are a text with a write position and a stack of
-// marks, of which the sink has a beginning, and all of it only when nothing holds it back.
-class TextModel {
+/// The rules of the chain over texts of one block each.
+class ChainModel {
 public:
-    explicit TextModel(unsigned int seed) : random(seed), buffer(&sink, 1 + Random(64)) {}
+    explicit ChainModel(unsigned int blockSize) : blockSize(blockSize) {}
+
+    void Put(std::string const & bytes) {
+        unsigned int const count = static_cast<unsigned int>(bytes.size());
+        if (place + count <= stop) { // whatever the status
+            if (count != 0)
+                blocks[current].replace(place, count, bytes);
+            place += count;
+        } else if (!isBuffering) {
+            Send(bytes);
+        } else if (isRewound && count > GetOffset()) {
+            status = IO::Error;
+        } else if (!isRewound && count > GetFree() && marks.empty()) {
+            Flush();
+            count > GetFree() ? Send(bytes) : Store(bytes);
+        } else {
+            Store(bytes);
+        }
+    }
+
+    MuErrCode Flush() {
+        if (status != IO::NoError)
+            return status;
+        if (IsHeld())
+            return IO::Error;
+        for (std::size_t i = 0; i < blocks.size() && i <= current; ++i)
+            Send(blocks[i].substr(0, i == current ? place : blockSize));
+        if (!blocks.empty())
+            Restart();
+        return status;
+    }
+
+    MuErrCode PopMark() {
+        if (status != IO::NoError)
+            return status;
+        if (!isBuffering || marks.empty())
+            return IO::Error;
+        unsigned int const position = marks.back();
+        marks.pop_back();
+        if (!isRewound)
+            end = place;
+        isRewound = true;
+        if (blocks.empty())
+            return status;
+        unsigned int const last = static_cast<unsigned int>(blocks.size()) - 1;
+        current = std::min(position / blockSize, last);
+        place = position - current * blockSize;
+        stop = current == last ? end : blockSize;
+        return status;
+    }
+
+    void ResetOffset() {
+        if (status != IO::NoError || !isBuffering)
+            return;
+        if (isRewound) {
+            place = end;
+            current = blocks.empty() ? 0 : static_cast<unsigned int>(blocks.size()) - 1;
+            stop = blocks.empty() ? 0 : blockSize;
+            isRewound = false;
+        }
+        if (marks.empty() && current >= 2)
+            Flush();
+    }
+
+    void ClearContent() {
+        marks.clear();
+        isRewound = false;
+        if (!blocks.empty())
+            Restart();
+    }
+    void Delete() {
+        blocks.clear();
+        current = place = stop = 0;
+        isRewound = false;
+    }
+
+    bool IsHeld() const { return isRewound || !marks.empty(); }
+    unsigned int GetPosition() const { return current * blockSize + place; }
+    unsigned int GetSize() const {
+        unsigned int const last = isRewound ? end : place;
+        return blocks.empty() ? 0 : static_cast<unsigned int>(blocks.size() - 1) * blockSize + last;
+    }
+    unsigned int GetOffset() const {
+        return isRewound && GetSize() > GetPosition() ? GetSize() - GetPosition() : 0;
+    }
+    unsigned int GetFree() {
+        Begin();
+        return blocks.empty() ? 0 : isRewound ? blockSize - end : stop - place;
+    }
+
+    unsigned int const blockSize;
+    std::vector<std::string> blocks;
+    unsigned int current = 0, place = 0, stop = 0, end = 0;
+    bool isRewound = false, isBuffering = true, isShort = false;
+    std::vector<unsigned int> marks;
+    RecordingSink * sink = nullptr; // null: takes nothing
+    unsigned long long written = 0;
+    MuErrCode status = IO::NoError;
+
+private:
+    void Send(std::string const & bytes) {
+        if (status != IO::NoError || bytes.empty())
+            return;
+        unsigned int const count = static_cast<unsigned int>(bytes.size());
+        unsigned int ignored = 0;
+        status = sink != nullptr ? sink->InternalWrite(bytes.data(), count, &ignored) : IO::EOO;
+        written += count; // whatever was taken
+    }
+    void Store(std::string const & bytes) {
+        if (status != IO::NoError)
+            return;
+        Begin();
+        for (std::size_t done = 0; done < bytes.size() && status == IO::NoError;) {
+            if (place == stop && !Step())
+                return;
+            std::size_t const part = std::min<std::size_t>(bytes.size() - done, stop - place);
+            blocks[current].replace(place, part, bytes.substr(done, part));
+            place += static_cast<unsigned int>(part);
+            done += part;
+        }
+    }
+    bool Append() {
+        if (isShort)
+            status = IO::ErrMemoryFull;
+        else
+            blocks.emplace_back(blockSize, '\0');
+        return !isShort;
+    }
+    void Begin() {
+        if (blocks.empty() && Append())
+            Restart();
+    }
+    bool Step() {
+        if (current + 1 == blocks.size() && !Append())
+            return false;
+        ++current;
+        place = 0;
+        stop = blockSize; // also while rewound, past the end of the data
+        return true;
+    }
+    void Restart() {
+        blocks.resize(1);
+        current = place = 0;
+        stop = blockSize;
+        isRewound = false;
+    }
+};
+
+/// A chain and its model over two equal sinks, driven by one seed.
+class ChainTrial {
+public:
+    explicit ChainTrial(unsigned int seed)
+        : random(seed), model(1 + Random(40)), buffer(nullptr, model.blockSize) {
+        SetSink();
+    }
 
     void Step() {
-        (this->*operations[Random(std::size(operations))])();
-        ExpectAgreement();
-    }
-
-    void Finish() {
-        while (!marks.empty()) {
-            DoPopMark();
-            DoResetOffset();
+        model.isShort = Random(10) == 0;
+        Operation const operation = operations[Random(std::size(operations))];
+        {
+            Tests::Shortage const shortage(model.isShort ? 1 : 0);
+            (this->*operation)();
         }
-        DoResetOffset();
-        ASSERT_EQ(buffer.Flush(), IO::NoError);
-        ASSERT_EQ(sink.GetText(), text);
-        ASSERT_TRUE(buffer.IsEmpty());
+        ASSERT_EQ(buffer.GetStatus(), model.status);
+        ASSERT_EQ(buffer.GetDataSize(), model.GetSize());
+        ASSERT_EQ(buffer.GetWritePosition(), model.GetPosition());
+        ASSERT_EQ(buffer.GetOffset(), model.GetOffset());
+        ASSERT_EQ(buffer.GetWrittenBytes(), model.written);
+        ASSERT_EQ(buffer.IsEmpty(), model.GetSize() == 0);
+        ASSERT_EQ(buffer.IsInMarkMode(), model.IsHeld());
+        ASSERT_EQ(buffer.IsBufferingEnabled(), model.isBuffering);
+        ASSERT_EQ(sinks[0].calls, sinks[1].calls);
+        ASSERT_EQ(sinks[0].pieces, sinks[1].pieces);
+        for (RecordingSink & sink : sinks)
+            sink.pieces.clear();
+        if (Random(3) == 0) {
+            buffer.ResetOutputStatus();
+            model.status = IO::NoError;
+        }
     }
 
 private:
     unsigned int Random(std::size_t below) { return static_cast<unsigned int>(random() % below); }
 
-    void ExpectAgreement() {
-        std::size_t const sent = buffer.GetWrittenBytes();
-        ASSERT_EQ(sent + buffer.GetDataSize(), text.size());
-        ASSERT_EQ(buffer.GetOffset(), text.size() - position);
-        ASSERT_EQ(sent + buffer.GetWritePosition(), position);
-        ASSERT_EQ(buffer.IsInMarkMode(), rewound || !marks.empty());
-        ASSERT_EQ(buffer.GetStatus(), IO::NoError);
-        ASSERT_TRUE(!buffer.IsInMarkMode() || sink.calls == callsAtMark)
-            << "nothing leaves while a mark is alive";
+    // Where chains have their edges, or anywhere.
+    unsigned int Count() {
+        unsigned int const edges[] = {model.stop - std::min(model.stop, model.place),
+                                      model.blockSize, model.blockSize * 2, model.GetOffset()};
+        if (Random(2) == 0)
+            return Random(Random(2) == 0 ? 10 : model.blockSize * 3);
+        return std::max(1u, edges[Random(std::size(edges))] + Random(3)) - 1;
     }
 
-    void DoPut() {
-        std::size_t const most = rewound ? text.size() - position : 70;
-        std::string bytes(Random(1 + std::min<std::size_t>(most, Random(2) == 0 ? 9 : 70)), ' ');
+    void Put() {
+        std::string bytes(Count(), ' ');
         for (char & c : bytes)
             c = static_cast<char>('a' + Random(26));
-        ASSERT_EQ(bytes.size() == 1 ? buffer.Put(bytes[0]) : Put(buffer, bytes), IO::NoError);
-        if (rewound)
-            text.replace(position, bytes.size(), bytes);
-        else
-            text += bytes;
-        position += bytes.size();
+        unsigned int const count = static_cast<unsigned int>(bytes.size());
+        MuErrCode const status =
+            count == 1 ? buffer.Put(bytes[0]) : buffer.Put(bytes.data(), count);
+        model.Put(bytes);
+        ASSERT_EQ(status, model.status);
     }
-    void DoFlush() {
-        bool const held = rewound || !marks.empty();
-        ASSERT_EQ(buffer.Flush(), held ? IO::Error : IO::NoError);
+    void Flush() {
+        MuErrCode const status = buffer.Flush();
+        ASSERT_EQ(status, model.Flush());
     }
-    void DoPushMark() {
-        ASSERT_EQ(buffer.PushMark(), IO::NoError);
-        if (!rewound && marks.empty())
-            callsAtMark = sink.calls;
-        marks.push_back(position);
+    void PushMark() {
+        MuErrCode const status = buffer.PushMark();
+        if (model.isShort && model.marks.size() >= 8 && status == IO::ErrMemoryFull)
+            model.status = IO::ErrMemoryFull; // the stack is the one thing beside blocks that grows
+        MuErrCode const failure = model.isBuffering ? IO::NoError : IO::Error;
+        ASSERT_EQ(status, model.status != IO::NoError ? model.status : failure);
+        if (status == IO::NoError)
+            model.marks.push_back(model.GetPosition());
     }
-    void DoPopMark() {
-        ASSERT_EQ(buffer.PopMark(), marks.empty() ? IO::Error : IO::NoError);
-        if (marks.empty())
-            return;
-        position = marks.back();
-        marks.pop_back();
-        rewound = true;
+    void PopMark() {
+        MuErrCode const status = buffer.PopMark();
+        ASSERT_EQ(status, model.PopMark());
     }
-    void DoResetOffset() {
+    void ResetOffset() {
         buffer.ResetOffset();
-        position = text.size();
-        rewound = false;
+        model.ResetOffset();
     }
-    void DoDirectAccess() {
-        unsigned int const size = static_cast<unsigned int>(text.size() - position);
-        unsigned int const offset = Random(size + 1);
+    void DirectAccess() {
+        unsigned int const rest = model.GetOffset(), offset = Random(rest + 2);
         char * data = nullptr;
         unsigned int available = 99;
-        if (!rewound) {
-            ASSERT_EQ(buffer.DirectAccess(offset, &data, &available), IO::Error);
+        MuErrCode const status = buffer.DirectAccess(offset, &data, &available);
+        bool const isRefused = !model.isRewound || offset > rest;
+        ASSERT_EQ(status, model.status != IO::NoError ? model.status
+                          : isRefused                 ? IO::Error
+                                                      : IO::NoError);
+        std::string expected;
+        if (status == IO::NoError && offset < rest) {
+            unsigned int const place = model.GetPosition() + offset;
+            unsigned int const block = place / model.blockSize, inBlock = place % model.blockSize;
+            expected = model.blocks[block].substr(inBlock, rest - offset);
+        }
+        ASSERT_EQ(std::string_view(data, available), expected);
+    }
+    void GetFreeSpace() {
+        unsigned int const space = buffer.GetFreeSpace();
+        ASSERT_EQ(space, model.GetFree());
+    }
+    void SwitchBuffering() {
+        if (model.isBuffering) {
+            buffer.DisableBuffering();
+            if (model.IsHeld())
+                return;
+            model.Flush();
+            model.Delete();
+        } else {
+            buffer.EnableBuffering();
+        }
+        model.isBuffering = !model.isBuffering;
+    }
+    void Drop() {
+        switch (Random(6)) {
+        case 0:
+            buffer.ClearContent();
+            model.ClearContent();
+            break;
+        case 1:
+            buffer.Reset();
+            model.Delete();
+            model.marks.clear();
+            model.status = IO::NoError;
+            break;
+        }
+    }
+    void ChangeSink() {
+        unsigned int const failFrom = Random(2) == 0 ? 0 : sinks[0].calls + Random(4);
+        for (RecordingSink & sink : sinks)
+            sink.failFrom = failFrom;
+        if (Random(4) != 0) {
+            SetSink();
             return;
         }
-        ASSERT_EQ(buffer.DirectAccess(offset, &data, &available), IO::NoError);
-        ASSERT_LE(available, size - offset);
-        ASSERT_TRUE(available > 0 || offset == size);
-        ASSERT_EQ(std::string_view(data, available), text.substr(position + offset, available));
+        buffer.ClearBinOutput();
+        model.sink = nullptr;
+    }
+    void SetSink() {
+        buffer.SetBinOutput(sinks[0]);
+        EXPECT_EQ(&buffer.GetBinOutput(), &sinks[0]);
+        model.sink = &sinks[1];
     }
 
-    using Operation = void (TextModel::*)();
+    using Operation = void (ChainTrial::*)();
     static constexpr Operation operations[] = {
-        &TextModel::DoPut,     &TextModel::DoPut,         &TextModel::DoPut,
-        &TextModel::DoPut,     &TextModel::DoFlush,       &TextModel::DoPushMark,
-        &TextModel::DoPopMark, &TextModel::DoResetOffset, &TextModel::DoDirectAccess};
+        &ChainTrial::Put,          &ChainTrial::Put,
+        &ChainTrial::Put,          &ChainTrial::Put,
+        &ChainTrial::Flush,        &ChainTrial::PushMark,
+        &ChainTrial::PushMark,     &ChainTrial::PopMark,
+        &ChainTrial::PopMark,      &ChainTrial::ResetOffset,
+        &ChainTrial::DirectAccess, &ChainTrial::DirectAccess,
+        &ChainTrial::GetFreeSpace, &ChainTrial::Drop,
+        &ChainTrial::ChangeSink,   &ChainTrial::SwitchBuffering};
 
     std::mt19937 random;
-    RecordingSink sink;
+    RecordingSink sinks[2]; // the buffer's and the model's
+    ChainModel model;
     OutputBuffer buffer;
-    std::string text;
-    std::size_t position = 0;
-    bool rewound = false;
-    std::vector<std::size_t> marks;
-    unsigned int callsAtMark = 0;
 };
 
-TEST(OutputBuffer, IsATextWithMarksInEveryOrderOfOperations) {
-    for (unsigned int seed = 1; seed <= 400; ++seed) {
+TEST(OutputBuffer, KeepsTheRulesOfTheChainInEveryOrderOfOperations) {
+    long long const blocks = Tests::CountLiveBlocks();
+    for (unsigned int seed = 1; seed <= 800; ++seed) {
         SCOPED_TRACE(seed);
-        TextModel model(seed);
-        for (int step = 0; step < 200 && !HasFatalFailure(); ++step)
-            model.Step();
-        model.Finish();
-        if (HasFatalFailure())
+        ChainTrial trial(seed);
+        for (int step = 0; step < 200 && !HasFailure(); ++step)
+            trial.Step();
+        if (HasFailure())
             return;
+    }
+    EXPECT_EQ(Tests::CountLiveBlocks(), blocks);
+}
+
+// Blocks of the default size come from those that earlier buffers gave back, up to ten of them.
+TEST(OutputBuffer, KeepsTenBlocksOfTheDefaultSizeForTheNext) {
+    auto const hold = [](unsigned int count) {
+        std::vector<std::unique_ptr<OutputBuffer>> buffers;
+        unsigned long long const before = Tests::CountAllocations();
+        while (buffers.size() < count) {
+            buffers.push_back(std::make_unique<OutputBuffer>());
+            EXPECT_EQ(buffers.back()->Put('a'), IO::NoError);
+            EXPECT_EQ(buffers.back()->GetFreeSpace(), 16383u);
+        }
+        return Tests::CountAllocations() - before;
+    };
+    hold(12);
+    EXPECT_EQ(hold(10), 0u);
+    EXPECT_EQ(hold(12), 2u);
+}
+
+TEST(OutputBuffer, MeetsEveryFailedAllocation) {
+    for (unsigned int blockSize : {7u, 0u}) {
+        SweepAllocations([&](bool failed) {
+            RecordingSink sink;
+            OutputBuffer buffer(&sink, blockSize);
+            std::string const body((blockSize == 0 ? 16384 : blockSize) * 6, 'b');
+            MuErrCode status = buffer.PushMark();
+            for (int i = 0; i < 10 && status == IO::NoError; ++i)
+                status = buffer.PushMark(); // more than have room inline
+            for (std::string const & text : {std::string("__"), body})
+                if (status == IO::NoError)
+                    status = buffer.Put(text.data(), static_cast<unsigned int>(text.size()));
+            status = status != IO::NoError ? status : buffer.PopMark();
+            status = status != IO::NoError ? status : buffer.Put("12", 2);
+            buffer.ResetOffset();
+            while (status == IO::NoError && buffer.IsInMarkMode()) {
+                status = buffer.PopMark();
+                buffer.ResetOffset();
+            }
+            status = status != IO::NoError ? status : buffer.Flush();
+            EXPECT_TRUE(status == IO::NoError || (failed && status == IO::ErrMemoryFull));
+            EXPECT_EQ(sink.GetText(), status == IO::NoError ? "12" + body : "");
+        });
     }
 }
 

@@ -73,29 +73,6 @@ TEST(Address, IsMadeFromANameList) {
     EXPECT_TRUE(address.IsEmpty());
 }
 
-TEST(Address, ReplacesAndDeletesNamesAnywhere) {
-    IO::Address const original = MakeAddress({u"a", u"b", u"c"});
-    IO::Address address = original;
-    EXPECT_EQ(address.SetName(1, IO::Name("x")), IO::NoError);
-    EXPECT_EQ(GetPath(address), (Path{u"a", u"x", u"c"}));
-    EXPECT_EQ(address.SetLastName(IO::Name("y")), IO::NoError);
-    EXPECT_EQ(address.DeleteName(0), IO::NoError);
-    EXPECT_EQ(GetPath(address), (Path{u"x", u"y"}));
-    EXPECT_EQ(address.DeleteLastName(), IO::NoError);
-    EXPECT_EQ(GetPath(address), Path{u"x"});
-    EXPECT_EQ(GetPath(original), (Path{u"a", u"b", u"c"})) << "a shared name was changed in place";
-    CheckTree();
-}
-
-TEST(Address, AppendsAddressesAndEvenItself) {
-    IO::Address address = MakeAddress({u"a", u"b"});
-    EXPECT_EQ(address.Append(IO::Address()), IO::NoError);
-    EXPECT_EQ(GetPath(address), (Path{u"a", u"b"}));
-    EXPECT_EQ(address.Append(address), IO::NoError);
-    EXPECT_EQ(GetPath(address), (Path{u"a", u"b", u"a", u"b"}));
-    CheckTree();
-}
-
 // The tree keeps zero-terminated texts.
 TEST(Address, EndsANameAtItsFirstZeroUnit) {
     IO::Address address;
@@ -221,16 +198,6 @@ TEST(Address, OverlooksTheCaseUnlessTheComparerLooks) {
     EXPECT_EQ(upper, lower);
 }
 
-TEST(Address, OrdersByTheFirstNamesThatDiffer) {
-    std::vector<Path> const inOrder = {{},     {u"B"}, {u"B", u"z"}, {u"a"}, {u"c", u"c", u"a"},
-                                       {u"ca"}};
-    for (std::size_t i = 0; i < inOrder.size(); ++i)
-        for (std::size_t j = 0; j < inOrder.size(); ++j)
-            EXPECT_EQ(MakeAddress(inOrder[i]) < MakeAddress(inOrder[j]), i < j) << i << ' ' << j;
-    // "B" and "b" are one name, so what follows them decides.
-    EXPECT_LT(MakeAddress({u"b", u"a"}), MakeAddress({u"B", u"b"}));
-}
-
 TEST(Address, HashesAsItsNamesDo) {
     IO::Address address = MakeAddress({u"C:", u"Usr"});
     auto const expected = [](std::initializer_list<char const *> names) {
@@ -246,22 +213,6 @@ TEST(Address, HashesAsItsNamesDo) {
     EXPECT_EQ(address.GenerateHashValue(), expected({"D:", "lib"}));
     std::unordered_set<IO::Address> const set = {address, IO::Address(), address};
     EXPECT_EQ(set.size(), 2u);
-}
-
-// A node renamed in place may stand out of order, so that the name gets a second node. Nobody may
-// see that.
-TEST(Address, IsEqualToItsTwin) {
-    IO::Address const first = MakeAddress({u"a"});
-    IO::Address second = MakeAddress({u"b"});
-    IO::Address const third = MakeAddress({u"c"});
-    EXPECT_EQ(second.SetLastName(IO::Name("z")), IO::NoError);
-    IO::Address const twin = MakeAddress({u"z"});
-    IO::Address const missed = MakeAddress({u"c"});
-    EXPECT_EQ(twin, second);
-    EXPECT_EQ(missed, third);
-    EXPECT_EQ(missed.GenerateHashValue(), third.GenerateHashValue());
-    EXPECT_FALSE(missed < third);
-    EXPECT_EQ(PrintTree(), "Root (5)\n|\n+---a (1)\n|\n+---c (1)\n|\n+---z (2)\n|\n+---c (1)\n");
 }
 
 TEST(Address, IsCopiedAndHashedWithoutMemory) {
@@ -349,44 +300,34 @@ TEST(Address, WritesNoAttachments) {
     EXPECT_EQ(ToBytes(address), ToBytes(plain));
 }
 
-TEST(Address, RefusesEveryCutFrame) {
-    IO::Address const address = MakeAddress({u"C:", u"usr", u"lib"});
-    IO::MemoryOChannel channel;
-    EXPECT_EQ(address.Write(channel, 2), IO::NoError);
-    std::string const bytes(channel.GetDestination(), channel.GetDataSize());
-    for (std::size_t length = 0; length < bytes.size(); ++length) {
-        IO::Address copy;
-        EXPECT_NE(FromBytes(bytes.substr(0, length), copy), IO::NoError) << length;
-        EXPECT_LE(copy.GetLength(), 3u);
-    }
-    CheckTree();
-}
+namespace {
 
-// Lengths in it may promise anything; only what is there may be taken.
-TEST(Address, SurvivesBytesThatNobodyWrote) {
-    std::string const bytes = ToBytes(MakeAddress({u"C:", u"usr", u"lib"}));
-    for (unsigned int seed = 0; seed < 3000; ++seed) {
-        std::mt19937 random(seed);
-        std::string broken = bytes;
-        for (unsigned int i = 0; i <= seed % 4; ++i)
-            broken[random() % broken.size()] = static_cast<char>(random());
-        IO::Address copy;
-        (void)FromBytes(broken, copy);
-        EXPECT_LE(copy.GetLength(), 10u);
+class Caseless : public IO::NameComparer {
+public:
+    Caseless() { IO::SetNameComparer(this); }
+    ~Caseless() override { IO::SetNameComparer(nullptr); }
+    bool IsSameName(Mu::UniString const & first, Mu::UniString const & second) override {
+        return first.IsEqual(second, Mu::IgnoreCase);
     }
-    CheckTree();
-}
+};
 
-TEST(Address, MeetsEveryFailedAllocationOnAChannel) {
-    std::string const bytes = ToBytes(MakeAddress({u"a", Text(200, u'x'), u"c"}));
+} // namespace
+
+// The tree keeps what a name was compared with; a shortage must not make two of one.
+TEST(Address, KeepsOneNodeForEqualNamesInAShortage) {
+    Caseless const comparer;
+    int round = 0;
     SweepAllocations([&](bool failed) {
-        IO::Address address;
-        MuErrCode const status = FromBytes(bytes, address);
-        if (status == IO::NoError && address.GetStatus() == IO::NoError)
-            EXPECT_EQ(address.GetLength(), 3u);
-        else
-            EXPECT_TRUE(failed);
-        Collector collector;
-        (void)address.EnumerateNames(&collector);
+        std::string const name = "a name that takes memory of its own" + std::to_string(++round);
+        std::string upper = name;
+        upper[0] = 'A';
+        IO::Address first;
+        IO::Address second;
+        bool const isMade = first.Append(IO::Name(name.c_str())) == IO::NoError &&
+                            second.Append(IO::Name(upper.c_str())) == IO::NoError;
+        EXPECT_TRUE(isMade || failed);
+        if (isMade) {
+            EXPECT_EQ(first, second);
+        }
     });
 }

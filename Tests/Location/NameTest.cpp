@@ -175,31 +175,6 @@ TEST(Name, TakesNoMemoryForAPromise) {
     EXPECT_LT(CountAllocations() - allocations, 60u);
 }
 
-TEST(Name, RefusesEveryCutFrame) {
-    for (std::string const & bytes :
-         {ToBytes(IO::Name("abc.txt")), MakeOldFrame("abc", 0), MakeOldFrame("abc", 0x5757),
-          MakeOldFrame(std::string(2000, 'x'), 0x5757)})
-        for (std::size_t length = 0; length < bytes.size(); ++length) {
-            IO::Name name("old");
-            EXPECT_NE(FromBytes(bytes.substr(0, length), name), IO::NoError) << length;
-            EXPECT_TRUE(name.IsEmpty());
-        }
-}
-
-TEST(Name, SurvivesBytesThatNobodyWrote) {
-    std::vector<std::string> const frames = {ToBytes(IO::Name("abc.txt")),
-                                             MakeOldFrame("abc", 0x5757)};
-    for (unsigned int seed = 0; seed < 3000; ++seed) {
-        std::mt19937 random(seed);
-        std::string broken = frames[seed % 2];
-        for (unsigned int i = 0; i <= seed % 3; ++i)
-            broken[random() % broken.size()] = static_cast<char>(random());
-        IO::Name name;
-        (void)FromBytes(broken, name);
-        EXPECT_LE(name.GetLength(), broken.size());
-    }
-}
-
 TEST(Name, MeetsEveryFailedAllocation) {
     std::string const present = ToBytes(IO::Name(U(std::string(3000, 'l'))));
     std::string const old = MakeOldFrame(std::string(3000, 'l'), 0x4D4D);

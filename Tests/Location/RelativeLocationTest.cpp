@@ -257,31 +257,3 @@ TEST(RelativeLocation, PersistsIllHealthAsAnEmptyFrame) {
     EXPECT_EQ(back.Read(NullReference<Mu::IChannel>()), IO::Error);
     EXPECT_EQ(back.Write(NullReference<Mu::OChannel>()), IO::Error);
 }
-
-TEST(RelativeLocation, RefusesEveryCut) {
-    std::string const bytes = ToBytes(MakeRelative({"a", "b"}));
-    for (std::size_t size = 0; size < bytes.size(); ++size) {
-        RelativeLocation back;
-        EXPECT_NE(FromBytes(bytes.substr(0, size), back), IO::NoError) << size;
-    }
-}
-
-TEST(RelativeLocation, MeetsEveryFailedAllocation) {
-    TestResolver const resolver;
-    SweepAllocations([](bool failed) {
-        RelativeLocation location("a\\a name that is longer than thirty units\\c");
-        Mu::UniString url;
-        MuErrCode status = location.ToURL(&url);
-        RelativeLocation back;
-        if (status == IO::NoError)
-            status = back.Set(url);
-        if (status == IO::NoError)
-            status = back.Append(location);
-        if (status != IO::NoError) {
-            ASSERT_TRUE(failed);
-            ASSERT_EQ(status, IO::ErrMemoryFull);
-            return;
-        }
-        EXPECT_TRUE(location.IsAncestorOf(back) || failed);
-    });
-}
