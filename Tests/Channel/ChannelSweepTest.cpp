@@ -5,7 +5,6 @@
 #include "Tests/Support/FaultSweep.h"
 
 #include <Kestrel/Channel/BinProtocol.h>
-#include <Kestrel/Channel/Code/Blowfish.h>
 #include <Kestrel/Channel/Code/CodeIChannel.h>
 #include <Kestrel/Channel/Code/CodeOChannel.h>
 #include <Kestrel/Channel/MD5Channel.h>
@@ -173,17 +172,6 @@ TEST(ChannelSweep, ProtocolsReadWhatTheyWrote) {
             EXPECT_STREQ(text, "a text");
             EXPECT_EQ(real, 2.5);
         }
-    });
-}
-
-TEST(ChannelSweep, BlocksOfACipherNeedNoMemory) {
-    SweepAllocations([](bool) {
-        auto const cipher = std::make_unique<IO::Blowfish>();
-        char block[8] = {'e', 'i', 'g', 'h', 't', ' ', 'o', 'n'};
-        cipher->SetPassword("key", 3);
-        cipher->Encrypt(block, 8);
-        cipher->Decrypt(block, 8);
-        EXPECT_EQ(std::string(block, 8), "eight on");
     });
 }
 

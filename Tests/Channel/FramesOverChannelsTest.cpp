@@ -1,6 +1,5 @@
 #include <Kestrel/Root/Frame.h>
 
-#include "Tests/Support/FaultSweep.h"
 #include "Tests/Support/Text.h"
 
 #include <Kestrel/Channel/MemoryIChannel.h>
@@ -66,37 +65,6 @@ TEST(FramesOverChannels, AreReadAsTheyWereWritten) {
         for (bool bufferedOutput : {true, false})
             for (bool bufferedInput : {true, false})
                 ExpectRoundTrip(bufferedOutput, bufferedInput, entries);
-}
-
-TEST(FramesOverChannels, MeetEveryFailedAllocation) {
-    IO::MemoryOChannel output;
-    ASSERT_EQ(MakeTable(30).Write(output), IO::NoError);
-    char const * const bytes = output.GetDestination();
-    SweepAllocations([&](bool failed) {
-        IO::MemoryIChannel input(bytes, output.GetDataSize());
-        Table read;
-        MuErrCode const status = read.Read(input);
-        EXPECT_TRUE(status == IO::NoError || (failed && status == IO::ErrMemoryFull)) << status;
-        IO::MemoryOChannel copy;
-        EXPECT_TRUE(failed || read.Write(copy) == IO::NoError);
-    });
-}
-
-TEST(FramesOverChannels, SurviveEveryFlippedByte) {
-    IO::MemoryOChannel output;
-    ASSERT_EQ(MakeTable(12).Write(output), IO::NoError);
-    std::string const bytes(output.GetDestination(), output.GetDataSize());
-    for (std::size_t place = 0; place < bytes.size(); ++place)
-        for (int flip : {1, 0x80, 0xFF}) {
-            std::string broken = bytes;
-            broken[place] = static_cast<char>(broken[place] ^ flip);
-            unsigned long long const before = Tests::CountAllocations();
-            IO::MemoryIChannel input(broken.data(), static_cast<unsigned int>(broken.size()));
-            Table read;
-            MuErrCode const status = read.Read(input);
-            EXPECT_TRUE(place >= 16 || status == IO::Error) << place;
-            EXPECT_LT(Tests::CountAllocations() - before, 200u);
-        }
 }
 
 } // namespace

@@ -145,15 +145,6 @@ TEST(PlatformProtocol, StopsAtAFailureToWriteTheLength) {
     EXPECT_EQ(Tests::CountAllocations(), before) << "the text is not even copied";
 }
 
-TEST(PlatformProtocol, MeetsEveryFailedAllocation) {
-    SweepAllocations([](bool) {
-        IO::MemoryOChannel channel;
-        ASSERT_EQ(IO::SetPlatformOProtocol(channel, LittleEndianMacSign), IO::NoError);
-        MuErrCode const status = channel.Write("a text"); // or Mu::OutOfMemoryException
-        EXPECT_TRUE(status == IO::NoError || status == IO::ErrMemoryFull);
-    });
-}
-
 TEST(PlatformProtocol, RefusesOtherSigns) {
     IO::MemoryIChannel in;
     IO::MemoryOChannel out;

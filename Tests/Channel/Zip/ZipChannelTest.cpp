@@ -3,6 +3,7 @@
 
 #include "Tests/Support/Channel/Ends.h"
 #include "Tests/Support/FaultSweep.h"
+#include "Tests/Support/Gate.h"
 
 #include <Kestrel/Channel/MemoryIChannel.h>
 #include <Kestrel/Channel/MemoryOChannel.h>
@@ -11,8 +12,10 @@
 
 #include <zlib.h>
 
+#include <atomic>
 #include <random>
 #include <string>
+#include <thread>
 
 using IO::MemoryIChannel;
 using IO::MemoryOChannel;
@@ -183,6 +186,13 @@ TEST(ZipIChannel, ReadsWhatZlibWrites) {
     EXPECT_TRUE(Unzip(bytes).text == text);
 }
 
+TEST(ZipIChannel, ReadsBytesOfAnotherProgram) {
+    std::string const bytes("\x78\x9C\x2B\xC9\x48\x55\x28\x4E\xCC\x4D\x55\x28\xCF\x2F\x4A\x29\xD6"
+                            "\x51\x28\xC1\xCB\x57\x48\x4C\x4F\xCC\xCC\x03\x00\xEE\x2D\x12\xBB",
+                            33);
+    EXPECT_EQ(Unzip(bytes).text, "the same words, the same words, the same words again");
+}
+
 TEST(ZipIChannel, ReadsFromAnySource) {
     std::string const text = MakeText(6000, 4); // the twins hold what fits into a ring
     Tests::ForEachIChannel(Zip(text, With(alone)), [&](Mu::IChannel & source) {
@@ -334,4 +344,61 @@ TEST_P(ZipChannel, MeetsEveryFailedAllocation) {
         Unzipped const back = Unzip(out.sink.GetText());
         EXPECT_TRUE(failed || back.text == text);
     });
+}
+
+// Kept: beside a worker the count is taken as signed.
+TEST(ZipOChannel, CopiesNothingOfAWriteOfHalfTheAddresses) {
+    MemoryOChannel out;
+    {
+        ZipOChannel zip(out, With(withWorker));
+        unsigned int written = 0;
+        EXPECT_EQ(zip.WriteBin("", 0x80000000u, &written), IO::NoError);
+        EXPECT_EQ(written, 0x80000000u);
+        EXPECT_EQ(Put(zip, "after"), IO::NoError);
+    }
+    EXPECT_EQ(Unzip(Take(out)).text, "after");
+}
+
+// The worker stands at a destination that takes nothing for the time being.
+TEST(ZipOChannel, RunsAHundredBlocksAheadOfItsWorker) {
+    class StuckSink : public IO::OutputBuffer::BinOutput {
+        MuErrCode InternalWrite(char const *, unsigned int count, unsigned int * written) override {
+            stuck.Open();
+            free.Wait();
+            *written = count;
+            return IO::NoError;
+        }
+
+    public:
+        Tests::Gate stuck, free;
+    } sink;
+    class StuckOChannel : public IO::OChannelAdapter {
+    public:
+        explicit StuckOChannel(StuckSink & sink) : IO::OChannelAdapter(IO::binOProtocol) {
+            SetBinOutput(sink);
+            DisableOutputBuffering();
+        }
+        void SetDefaultOutputProtocol() override {}
+    } out(sink);
+    ZipOChannel zip(out, With(withWorker, 0, Options::NoCompression));
+    zip.DisableOutputBuffering();
+    constexpr unsigned int blockSize = 4096;
+    std::string const block(blockSize, 'b');
+    for (unsigned int i = 0; i < 40; ++i) // what the compressor itself holds, and some
+        EXPECT_EQ(Put(zip, block), IO::NoError);
+    sink.stuck.Wait();
+    std::atomic<unsigned int> ahead = 0;
+    std::thread writer([&] {
+        for (unsigned int i = 0; i < 200; ++i) {
+            EXPECT_EQ(Put(zip, block), IO::NoError);
+            ++ahead;
+        }
+    });
+    while (ahead < 50)
+        std::this_thread::yield();
+    for (int i = 0; i < 2000; ++i)
+        std::this_thread::yield();
+    EXPECT_LE(ahead, 100u);
+    sink.free.Open();
+    writer.join();
 }
