@@ -261,8 +261,8 @@ public:
 
 private:
     MuErrCode Fill(unsigned int count, std::string * out) {
+        MuErrCode fetched = IO::NoError;
         for (;;) {
-            MuErrCode fetched = IO::NoError;
             std::size_t const here = static_cast<unsigned char>(record[2]);
             std::size_t const rest = count - out->size();
             out->append(record, 3, std::min(here, rest));
