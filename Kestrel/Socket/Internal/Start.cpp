@@ -1,0 +1,40 @@
+#include <Kestrel/Socket/Internal/Start.h>
+
+#include <Kestrel/Socket/Platform/SocketCalls.h>
+
+namespace IO::Socket {
+namespace {
+
+constinit bool isStarted = false;
+constinit SocketCalls * startedCalls = nullptr; // null: the system refused
+
+void StartSystem(SocketCalls & calls) {
+    // The older version where the newer is not to be had.
+    constexpr unsigned short versions[] = {0x0002, 0x0101};
+    for (unsigned short const version : versions) {
+        if (calls.WSAStartup(version) != WSAError::None)
+            continue;
+        startedCalls = &calls;
+        return;
+    }
+}
+
+} // namespace
+
+void StartSockets() {
+    if (isStarted)
+        return;
+    isStarted = true;
+    StartSystem(GetPlatformSocketCalls());
+}
+
+void EndSockets() {
+    if (!isStarted)
+        return;
+    isStarted = false;
+    if (startedCalls != nullptr)
+        startedCalls->WSACleanup();
+    startedCalls = nullptr;
+}
+
+} // namespace IO::Socket

@@ -1,0 +1,113 @@
+// What asks the resolver.
+
+#include <Kestrel/Socket/Platform/Posix/PosixSocketCalls.h>
+#include <Kestrel/Socket/Platform/Posix/SocketAddresses.h>
+#include <Kestrel/Socket/Platform/Posix/SocketErrors.h>
+
+#include <netdb.h>
+#include <unistd.h>
+
+namespace IO::Socket {
+namespace {
+
+// Room for the names and addresses of a host; who has more is a failure.
+constexpr unsigned int HostBufferSize = 8192;
+
+// The two look-ups by a buffer of the caller; the result is null when nothing was found.
+template <typename Call>
+unsigned int LookUpHost(hostent * host, char (&buffer)[HostBufferSize], Call call) {
+    hostent * found = nullptr;
+    int hostError = 0;
+    int const error = call(host, buffer, sizeof(buffer), &found, &hostError);
+    if (found != nullptr)
+        return WSAError::None;
+    return hostError != 0 ? ToHostError(hostError) : ToSocketError(error);
+}
+
+} // namespace
+
+// The system cuts a long name without a terminator.
+unsigned int PosixSocketCalls::GetHostName(char * name, unsigned int size) {
+    if (size == 0)
+        return WSAError::Fault;
+    name[size - 1] = 0;
+    if (::gethostname(name, size) != 0)
+        return errno == ENAMETOOLONG ? WSAError::Fault : GetLastSocketError();
+    return name[size - 1] != 0 ? WSAError::Fault : WSAError::None;
+}
+
+unsigned int PosixSocketCalls::GetAddrInfo(char const * name, AddressList * list) {
+    addrinfo hints{};
+    hints.ai_flags = AI_CANONNAME;
+    hints.ai_family = AF_INET;
+    hints.ai_socktype = SOCK_STREAM;
+    hints.ai_protocol = IPPROTO_TCP;
+    addrinfo * found = nullptr;
+    int const error = ::getaddrinfo(name, nullptr, &hints, &found);
+    *list = error == 0 ? found : nullptr;
+    return error == 0 ? WSAError::None : ToResolverError(error);
+}
+
+void PosixSocketCalls::ReadAddrInfo(AddressList * place, AddressInfo * entry) {
+    addrinfo const * const found = static_cast<addrinfo *>(*place);
+    *entry = {found->ai_family, {}, found->ai_canonname};
+    if (found->ai_family == AF_INET && found->ai_addrlen >= sizeof(sockaddr_in)) {
+        sockaddr_in native;
+        std::memcpy(&native, found->ai_addr, sizeof(native));
+        entry->address = FromNative(native);
+    }
+    *place = found->ai_next;
+}
+
+void PosixSocketCalls::FreeAddrInfo(AddressList list) {
+    if (list != nullptr)
+        ::freeaddrinfo(static_cast<addrinfo *>(list));
+}
+
+unsigned int PosixSocketCalls::GetNameInfo(SocketAddress const & address, char * host,
+                                           unsigned int hostSize, char * service,
+                                           unsigned int serviceSize) {
+    sockaddr_in const native = ToNative(address);
+    int const error =
+        ::getnameinfo(AsGeneral(native), sizeof(native), host, hostSize, service, serviceSize, 0);
+    return error == 0 ? WSAError::None : ToResolverError(error);
+}
+
+unsigned int PosixSocketCalls::GetHostByAddr(unsigned char const (&address)[4], char * name,
+                                             unsigned int size) {
+    hostent host{};
+    char buffer[HostBufferSize];
+    unsigned int const error = LookUpHost(&host, buffer, [&](auto... rest) {
+        return ::gethostbyaddr_r(address, sizeof(address), AF_INET, rest...);
+    });
+    if (error != WSAError::None)
+        return error;
+    std::size_t const length = std::strlen(host.h_name);
+    if (length >= size)
+        return WSAError::Fault;
+    std::memcpy(name, host.h_name, length + 1);
+    return WSAError::None;
+}
+
+unsigned int PosixSocketCalls::GetHostByName(char const * name, unsigned char (&address)[4]) {
+    hostent host{};
+    char buffer[HostBufferSize];
+    unsigned int const error =
+        LookUpHost(&host, buffer, [&](auto... rest) { return ::gethostbyname_r(name, rest...); });
+    if (error != WSAError::None)
+        return error;
+    if (host.h_length != sizeof(address) || host.h_addr_list[0] == nullptr)
+        return WSAError::NoData;
+    std::memcpy(address, host.h_addr_list[0], sizeof(address));
+    return WSAError::None;
+}
+
+bool PosixSocketCalls::InetAddr(char const * text, unsigned char (&address)[4]) {
+    in_addr_t const found = ::inet_addr(text);
+    if (found == INADDR_NONE)
+        return false;
+    std::memcpy(address, &found, sizeof(address));
+    return true;
+}
+
+} // namespace IO::Socket

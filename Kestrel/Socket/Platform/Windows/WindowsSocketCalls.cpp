@@ -1,0 +1,323 @@
+#include <Kestrel/Socket/Platform/Windows/Winsock.h>
+
+#include <Kestrel/Socket/Platform/Windows/WindowsSocketCalls.h>
+
+#include <cstring>
+
+namespace IO::Socket {
+namespace {
+
+static_assert(sizeof(SOCKET) == sizeof(SocketHandle) && INVALID_SOCKET == NoSocket);
+static_assert(AF_INET == InternetFamily);
+
+unsigned int LastError() {
+    return static_cast<unsigned int>(::WSAGetLastError());
+}
+
+unsigned int Result(int result) {
+    return result == SOCKET_ERROR ? LastError() : WSAError::None;
+}
+
+unsigned int CountResult(int result, unsigned int * count) {
+    *count = result < 0 ? 0 : static_cast<unsigned int>(result);
+    return Result(result);
+}
+
+// No program that the process starts gets the socket.
+unsigned int KeptResult(SOCKET socket, SocketHandle * made) {
+    *made = socket;
+    if (socket == INVALID_SOCKET)
+        return LastError();
+    ::SetHandleInformation(reinterpret_cast<HANDLE>(socket), HANDLE_FLAG_INHERIT, 0);
+    return WSAError::None;
+}
+
+sockaddr_in ToNative(SocketAddress const & address) {
+    sockaddr_in native{};
+    native.sin_family = static_cast<short>(address.family);
+    native.sin_port = ::htons(address.port);
+    std::memcpy(&native.sin_addr, address.address, sizeof(address.address));
+    return native;
+}
+
+sockaddr const * AsGeneral(sockaddr_in const & native) {
+    return reinterpret_cast<sockaddr const *>(&native);
+}
+
+SocketAddress FromNative(sockaddr_in const & native) {
+    SocketAddress address{
+        static_cast<unsigned short>(native.sin_family), ::ntohs(native.sin_port), {}};
+    std::memcpy(address.address, &native.sin_addr, sizeof(address.address));
+    return address;
+}
+
+// Where the system puts an address of any family.
+class NativeAddress {
+public:
+    sockaddr * GetGeneral() { return reinterpret_cast<sockaddr *>(&storage); }
+    int * GetSize() { return &size; }
+    SocketAddress Get() const {
+        if (storage.ss_family != AF_INET)
+            return {static_cast<unsigned short>(storage.ss_family), 0, {}};
+        sockaddr_in native;
+        std::memcpy(&native, &storage, sizeof(native));
+        return FromNative(native);
+    }
+
+private:
+    sockaddr_storage storage{};
+    int size = sizeof(storage);
+};
+
+// More than a send takes at once it refuses on some systems.
+int Cut(unsigned int count) {
+    return static_cast<int>(count < 0x7FFFFFFF ? count : 0x7FFFFFFF);
+}
+
+} // namespace
+
+SocketCalls & GetPlatformSocketCalls() {
+    static WindowsSocketCalls calls;
+    return calls;
+}
+
+unsigned int WindowsSocketCalls::WSAStartup(unsigned short version) {
+    WSADATA data;
+    return static_cast<unsigned int>(::WSAStartup(version, &data));
+}
+
+unsigned int WindowsSocketCalls::WSACleanup() {
+    return Result(::WSACleanup());
+}
+
+unsigned int WindowsSocketCalls::Socket(int type, SocketHandle * made) {
+    return KeptResult(::socket(AF_INET, type == SocketType::Stream ? SOCK_STREAM : SOCK_DGRAM, 0),
+                      made);
+}
+
+unsigned int WindowsSocketCalls::CloseSocket(SocketHandle socket) {
+    return Result(::closesocket(socket));
+}
+
+unsigned int WindowsSocketCalls::Shutdown(SocketHandle socket, int direction) {
+    static_assert(SD_RECEIVE == ShutdownDirection::Receive && SD_SEND == ShutdownDirection::Send &&
+                  SD_BOTH == ShutdownDirection::Both);
+    return Result(::shutdown(socket, direction));
+}
+
+unsigned int WindowsSocketCalls::Bind(SocketHandle socket, SocketAddress const & address) {
+    sockaddr_in const native = ToNative(address);
+    return Result(::bind(socket, AsGeneral(native), sizeof(native)));
+}
+
+unsigned int WindowsSocketCalls::Listen(SocketHandle socket, int backlog) {
+    return Result(::listen(socket, backlog));
+}
+
+unsigned int WindowsSocketCalls::Accept(SocketHandle socket, SocketHandle * accepted,
+                                        SocketAddress * peer) {
+    NativeAddress native;
+    unsigned int const error =
+        KeptResult(::accept(socket, native.GetGeneral(), native.GetSize()), accepted);
+    if (error != WSAError::None)
+        return error;
+    if (peer != nullptr)
+        *peer = native.Get();
+    return SetNonBlocking(*accepted, true);
+}
+
+unsigned int WindowsSocketCalls::Connect(SocketHandle socket, SocketAddress const & address) {
+    sockaddr_in const native = ToNative(address);
+    return Result(::connect(socket, AsGeneral(native), sizeof(native)));
+}
+
+unsigned int WindowsSocketCalls::Send(SocketHandle socket, char const * source, unsigned int count,
+                                      unsigned int * sent) {
+    return CountResult(::send(socket, source, Cut(count), 0), sent);
+}
+
+unsigned int WindowsSocketCalls::Recv(SocketHandle socket, char * destination, unsigned int count,
+                                      unsigned int * received) {
+    return CountResult(::recv(socket, destination, Cut(count), 0), received);
+}
+
+unsigned int WindowsSocketCalls::SetNonBlocking(SocketHandle socket, bool isOn) {
+    u_long value = isOn;
+    return Result(::ioctlsocket(socket, static_cast<long>(FIONBIO), &value));
+}
+
+unsigned int WindowsSocketCalls::GetAvailable(SocketHandle socket, unsigned int * count) {
+    u_long value = 0;
+    unsigned int const error = Result(::ioctlsocket(socket, FIONREAD, &value));
+    *count = error == WSAError::None ? static_cast<unsigned int>(value) : 0;
+    return error;
+}
+
+unsigned int WindowsSocketCalls::GetSockOpt(SocketHandle socket, int level, int name, int * value) {
+    int found = 0; // some options fill one byte of it
+    int size = sizeof(found);
+    int const result = ::getsockopt(socket, level, name, reinterpret_cast<char *>(&found), &size);
+    if (result != SOCKET_ERROR)
+        *value = found;
+    return Result(result);
+}
+
+unsigned int WindowsSocketCalls::SetSockOpt(SocketHandle socket, int level, int name, int value) {
+    return Result(
+        ::setsockopt(socket, level, name, reinterpret_cast<char const *>(&value), sizeof(value)));
+}
+
+unsigned int WindowsSocketCalls::GetLinger(SocketHandle socket, LingerTime * time) {
+    linger found{};
+    int size = sizeof(found);
+    int const result =
+        ::getsockopt(socket, SOL_SOCKET, SO_LINGER, reinterpret_cast<char *>(&found), &size);
+    if (result != SOCKET_ERROR)
+        *time = {found.l_onoff, found.l_linger};
+    return Result(result);
+}
+
+unsigned int WindowsSocketCalls::SetLinger(SocketHandle socket, LingerTime time) {
+    linger const value{time.isOn, time.seconds};
+    return Result(::setsockopt(socket, SOL_SOCKET, SO_LINGER,
+                               reinterpret_cast<char const *>(&value), sizeof(value)));
+}
+
+unsigned int WindowsSocketCalls::GetSockName(SocketHandle socket, SocketAddress * address) {
+    NativeAddress native;
+    int const result = ::getsockname(socket, native.GetGeneral(), native.GetSize());
+    if (result != SOCKET_ERROR)
+        *address = native.Get();
+    return Result(result);
+}
+
+unsigned int WindowsSocketCalls::GetPeerName(SocketHandle socket, SocketAddress * address) {
+    NativeAddress native;
+    int const result = ::getpeername(socket, native.GetGeneral(), native.GetSize());
+    if (result != SOCKET_ERROR)
+        *address = native.Get();
+    return Result(result);
+}
+
+unsigned int WindowsSocketCalls::CreateSignal(SocketHandle * signal) {
+    SocketHandle made;
+    unsigned int error = Socket(SocketType::Datagram, &made);
+    if (error == WSAError::None) {
+        SocketAddress address{InternetFamily, 0, {127, 0, 0, 1}};
+        error = Bind(made, address);
+        if (error == WSAError::None)
+            error = GetSockName(made, &address);
+        if (error == WSAError::None)
+            error = Connect(made, address); // takes nothing that others send, then
+        if (error == WSAError::None)
+            error = SetNonBlocking(made, true);
+        if (error != WSAError::None) {
+            CloseSocket(made);
+            made = NoSocket;
+        }
+    }
+    *signal = made;
+    return error;
+}
+
+// WouldBlock: others wait there already.
+unsigned int WindowsSocketCalls::RaiseSignal(SocketHandle signal) {
+    char const one = 1;
+    unsigned int sent;
+    unsigned int const error = Send(signal, &one, 1, &sent);
+    return error == WSAError::WouldBlock ? WSAError::None : error;
+}
+
+unsigned int WindowsSocketCalls::CloseSignal(SocketHandle signal) {
+    return CloseSocket(signal);
+}
+
+unsigned int WindowsSocketCalls::FormatMessage(unsigned int error, char16_t * text,
+                                               unsigned int size) {
+    wchar_t * found = nullptr;
+    constexpr DWORD flags =
+        FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS;
+    DWORD const length =
+        ::FormatMessageW(flags, nullptr, error, 0, reinterpret_cast<wchar_t *>(&found), 0, nullptr);
+    if (length == 0)
+        return 0;
+    unsigned int const taken = length < size ? static_cast<unsigned int>(length) : size;
+    std::memcpy(text, found, taken * sizeof(wchar_t));
+    ::LocalFree(found);
+    return taken;
+}
+
+// What asks the resolver.
+
+unsigned int WindowsSocketCalls::GetHostName(char * name, unsigned int size) {
+    return Result(::gethostname(name, Cut(size)));
+}
+
+unsigned int WindowsSocketCalls::GetAddrInfo(char const * name, AddressList * list) {
+    addrinfo hints{};
+    hints.ai_flags = AI_CANONNAME;
+    hints.ai_family = AF_INET;
+    hints.ai_socktype = SOCK_STREAM;
+    hints.ai_protocol = IPPROTO_TCP;
+    addrinfo * found = nullptr;
+    int const error = ::getaddrinfo(name, nullptr, &hints, &found);
+    *list = error == 0 ? found : nullptr;
+    return static_cast<unsigned int>(error);
+}
+
+void WindowsSocketCalls::ReadAddrInfo(AddressList * place, AddressInfo * entry) {
+    addrinfo const * const found = static_cast<addrinfo *>(*place);
+    *entry = {found->ai_family, {}, found->ai_canonname};
+    if (found->ai_family == AF_INET && found->ai_addrlen >= sizeof(sockaddr_in)) {
+        sockaddr_in native;
+        std::memcpy(&native, found->ai_addr, sizeof(native));
+        entry->address = FromNative(native);
+    }
+    *place = found->ai_next;
+}
+
+void WindowsSocketCalls::FreeAddrInfo(AddressList list) {
+    if (list != nullptr)
+        ::freeaddrinfo(static_cast<addrinfo *>(list));
+}
+
+unsigned int WindowsSocketCalls::GetNameInfo(SocketAddress const & address, char * host,
+                                             unsigned int hostSize, char * service,
+                                             unsigned int serviceSize) {
+    sockaddr_in const native = ToNative(address);
+    return static_cast<unsigned int>(
+        ::getnameinfo(AsGeneral(native), sizeof(native), host, hostSize, service, serviceSize, 0));
+}
+
+unsigned int WindowsSocketCalls::GetHostByAddr(unsigned char const (&address)[4], char * name,
+                                               unsigned int size) {
+    hostent const * const host =
+        ::gethostbyaddr(reinterpret_cast<char const *>(address), sizeof(address), AF_INET);
+    if (host == nullptr)
+        return LastError();
+    std::size_t const length = std::strlen(host->h_name);
+    if (length >= size)
+        return WSAError::Fault;
+    std::memcpy(name, host->h_name, length + 1);
+    return WSAError::None;
+}
+
+unsigned int WindowsSocketCalls::GetHostByName(char const * name, unsigned char (&address)[4]) {
+    hostent const * const host = ::gethostbyname(name);
+    if (host == nullptr)
+        return LastError();
+    if (host->h_length != sizeof(address) || host->h_addr_list[0] == nullptr)
+        return WSAError::NoData;
+    std::memcpy(address, host->h_addr_list[0], sizeof(address));
+    return WSAError::None;
+}
+
+bool WindowsSocketCalls::InetAddr(char const * text, unsigned char (&address)[4]) {
+    unsigned long const found = ::inet_addr(text);
+    if (found == INADDR_NONE)
+        return false;
+    std::memcpy(address, &found, sizeof(address));
+    return true;
+}
+
+} // namespace IO::Socket
