@@ -1,5 +1,6 @@
 #include <Kestrel/Socket/Internal/Start.h>
 
+#include <Kestrel/Socket/Internal/SocketFactories.h>
 #include <Kestrel/Socket/Platform/SocketCalls.h>
 
 namespace IO::Socket {
@@ -25,6 +26,8 @@ void StartSockets() {
     if (isStarted)
         return;
     isStarted = true;
+    StartInternetAddresses();
+    socketFactory = serverSocketFactory = &TCPIPSocketImplFactory::Get();
     StartSystem(GetPlatformSocketCalls());
 }
 
@@ -35,6 +38,7 @@ void EndSockets() {
     if (startedCalls != nullptr)
         startedCalls->WSACleanup();
     startedCalls = nullptr;
+    EndInternetAddresses();
 }
 
 } // namespace IO::Socket

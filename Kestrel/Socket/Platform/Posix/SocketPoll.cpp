@@ -143,7 +143,7 @@ unsigned int PollList(PollEntry * entries, pollfd * list, unsigned int count,
 
 unsigned int PosixSocketCalls::Poll(PollEntry * entries, unsigned int count, long long microseconds,
                                     unsigned int * ready) {
-    constexpr unsigned int FewEntries = 8;
+    constexpr unsigned int FewEntries = 64;
     pollfd few[FewEntries];
     std::unique_ptr<pollfd, FreeList> many;
     *ready = 0;

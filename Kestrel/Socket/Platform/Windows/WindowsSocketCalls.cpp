@@ -121,9 +121,14 @@ unsigned int WindowsSocketCalls::Accept(SocketHandle socket, SocketHandle * acce
         KeptResult(::accept(socket, native.GetGeneral(), native.GetSize()), accepted);
     if (error != WSAError::None)
         return error;
+    if (unsigned int const refused = SetNonBlocking(*accepted, true); refused != WSAError::None) {
+        CloseSocket(*accepted);
+        *accepted = NoSocket;
+        return refused;
+    }
     if (peer != nullptr)
         *peer = native.Get();
-    return SetNonBlocking(*accepted, true);
+    return WSAError::None;
 }
 
 unsigned int WindowsSocketCalls::Connect(SocketHandle socket, SocketAddress const & address) {

@@ -1,0 +1,25 @@
+#include <Kestrel/Socket/FDSet.h>
+
+#include <Kestrel/Socket/Internal/FDSetImpl.h>
+
+#include <algorithm>
+
+namespace IO::Socket {
+
+FDSet::~FDSet() = default;
+
+FDSet * FDSet::New() {
+    return new FDSetImpl();
+}
+
+// Kept: a socket for which there is no room is dropped without a word.
+void FDSetImpl::Add(unsigned long long socket) {
+    if (count < Capacity && !IsSet(socket))
+        sockets[count++] = socket;
+}
+
+bool FDSetImpl::IsSet(unsigned long long socket) const {
+    return std::find(begin(), end(), socket) != end();
+}
+
+} // namespace IO::Socket

@@ -1,0 +1,239 @@
+#include <Kestrel/Socket/Internal/WinSocketImpl.h>
+
+#include <Kestrel/Socket/Internal/ErrorText.h>
+#include <Kestrel/Socket/Platform/SocketCalls.h>
+#include <Kestrel/Socket/SocketExceptions.h>
+
+#include <algorithm>
+#include <utility>
+
+namespace IO::Socket {
+namespace {
+
+SocketAddress ToSocketAddress(InternetAddress const & address, unsigned short port) {
+    unsigned char const * const bytes = address.GetAddress();
+    return {InternetFamily, port, {bytes[0], bytes[1], bytes[2], bytes[3]}};
+}
+
+SocketImpl::AddressReference MakeAddress(SocketAddress const & address) {
+    unsigned char const(&bytes)[4] = address.address;
+    return SocketImpl::AddressReference(
+        new InternetAddress(bytes[0], bytes[1], bytes[2], bytes[3]));
+}
+
+// An accepted socket, until somebody takes it over.
+class AcceptedSocket {
+public:
+    AcceptedSocket() = default;
+    ~AcceptedSocket() {
+        if (handle != NoSocket)
+            GetSocketCalls().CloseSocket(handle);
+    }
+    AcceptedSocket(AcceptedSocket const &) = delete;
+    AcceptedSocket & operator=(AcceptedSocket const &) = delete;
+
+    SocketHandle * Get() { return &handle; }
+    SocketHandle Release() { return std::exchange(handle, NoSocket); }
+
+private:
+    SocketHandle handle = NoSocket;
+};
+
+constexpr char connectFailed[] = "Socket connect failed.";
+// Kept: hosts look for the text as it has always been, spelt so.
+constexpr char laterConnectFailed[] = "Socked connect failed.";
+constexpr char connectTimedOut[] = "Socked connect timed out.";
+constexpr char bindFailed[] = "Socket bind failed.";
+constexpr char acceptFailed[] = "Failed to accept the incoming connection.";
+constexpr char acceptLocalFailed[] =
+    "Failed to accept the incoming connection: failed to get local address.";
+
+} // namespace
+
+WinSocketImpl::~WinSocketImpl() {
+    Close();
+    signal.Close();
+    CloseHandle();
+}
+
+void WinSocketImpl::CloseHandle() {
+    SocketHandle const closed = handle.exchange(NoSocket, std::memory_order_relaxed);
+    if (closed != NoSocket)
+        GetSocketCalls().CloseSocket(closed);
+}
+
+void WinSocketImpl::Create(bool stream) {
+    SocketHandle made;
+    unsigned int error =
+        GetSocketCalls().Socket(stream ? SocketType::Stream : SocketType::Datagram, &made);
+    if (error != WSAError::None)
+        Throw<SocketException>("Failed to create communication socket.", error);
+    handle.store(made, std::memory_order_relaxed);
+    error = GetSocketCalls().SetNonBlocking(made, true);
+    if (error != WSAError::None)
+        Throw<SocketException>("Failed to enable non-blocking mode on communication socket.",
+                               error);
+}
+
+// Kept: a listening socket stays open, since only what was connected is closed here.
+void WinSocketImpl::Close() {
+    if (!connected)
+        return;
+    if (GetHandle() != NoSocket)
+        GetSocketCalls().Shutdown(GetHandle(), ShutdownDirection::Both);
+    CloseHandle();
+    signal.Close();
+    connected = false;
+}
+
+void WinSocketImpl::Connect(Mu::String const & host, unsigned short port) {
+    Connect(InternetAddress::GetByName(host), port);
+}
+
+void WinSocketImpl::Connect(InternetAddress const & address, unsigned short port) {
+    unsigned int lastError = WSAError::None;
+    StartConnect(ToSocketAddress(address, port), &lastError);
+    FinishConnect(lastError);
+    if (localAddress.IsNull() && localPort == 0) {
+        SocketAddress local;
+        unsigned int const error = GetSocketCalls().GetSockName(GetHandle(), &local);
+        if (error != WSAError::None)
+            Throw<SocketConnectException>(laterConnectFailed, error);
+        if (local.family != InternetFamily)
+            throw SocketConnectException(laterConnectFailed, __FILE__, __LINE__);
+        KeepLocalEnd(local);
+    }
+    if (remoteAddress.IsNull() && remotePort == 0) {
+        remoteAddress = AddressReference(new InternetAddress(address));
+        remotePort = port;
+    }
+    connected = true;
+}
+
+void WinSocketImpl::StartConnect(SocketAddress const & address, unsigned int * lastError) {
+    peer = address;
+    *lastError = GetSocketCalls().Connect(GetHandle(), peer);
+    if (*lastError != WSAError::None && *lastError != WSAError::WouldBlock)
+        Throw<SocketConnectException>(connectFailed, *lastError);
+}
+
+void WinSocketImpl::FinishConnect(unsigned int lastError) {
+    unsigned char ready;
+    unsigned int const error = Wait(PollEvent::Write, GetTimeout(), &ready);
+    if (error != WSAError::None)
+        Throw<SocketConnectException>(laterConnectFailed, error);
+    if (ready == 0)
+        throw SocketTimeoutException(connectTimedOut, __FILE__, __LINE__);
+    if ((ready & PollEvent::Except) == 0)
+        return;
+    int value;
+    unsigned int const unread =
+        GetSocketCalls().GetSockOpt(GetHandle(), OptionLevel::Socket, OptionName::Error, &value);
+    // Kept: of the errors that a connection meets while it is waited for, only a refusal is named;
+    // the rest carry the number of the last call that failed, which is mostly that of the connect.
+    if (unread != WSAError::None)
+        lastError = unread;
+    else if (value == static_cast<int>(WSAError::ConnectionRefused))
+        lastError = WSAError::ConnectionRefused;
+    Throw<SocketConnectException>(connectFailed, lastError);
+}
+
+void WinSocketImpl::KeepLocalEnd(SocketAddress const & address) {
+    localAddress = MakeAddress(address);
+    localPort = address.port;
+}
+
+void WinSocketImpl::ShutdownOutput() {
+    unsigned int const error = GetSocketCalls().Shutdown(GetHandle(), ShutdownDirection::Send);
+    if (error != WSAError::None)
+        Throw<SocketException>("Socket output shutdown failed.", error);
+}
+
+void WinSocketImpl::ShutdownInput() {
+    unsigned int const error = GetSocketCalls().Shutdown(GetHandle(), ShutdownDirection::Receive);
+    if (error != WSAError::None)
+        Throw<SocketException>("Socket input shutdown failed.", error);
+}
+
+void WinSocketImpl::Bind(InternetAddress const & address, unsigned short port) {
+    unsigned int error = GetSocketCalls().Bind(GetHandle(), ToSocketAddress(address, port));
+    if (error == WSAError::AddressInUse)
+        Throw<SocketAddressAlreadyUsedException>(bindFailed, error);
+    if (error != WSAError::None)
+        Throw<SocketException>(bindFailed, error);
+    SocketAddress local;
+    error = GetSocketCalls().GetSockName(GetHandle(), &local);
+    if (error != WSAError::None)
+        Throw<SocketException>(bindFailed, error);
+    KeepLocalEnd(local);
+}
+
+void WinSocketImpl::Listen(unsigned int backlog) {
+    unsigned int const error =
+        GetSocketCalls().Listen(GetHandle(), static_cast<int>(std::min(backlog, 0x7FFFFFFFu)));
+    if (error != WSAError::None)
+        Throw<SocketException>("Failed to place the socket in a state in which it is listening for "
+                               "an incoming connection.",
+                               error);
+}
+
+bool WinSocketImpl::IsPending() {
+    PollEntry entry{GetHandle(), PollEvent::Read, 0};
+    unsigned int ready;
+    unsigned int const error = GetSocketCalls().Poll(&entry, 1, 0, &ready);
+    if (error != WSAError::None)
+        Throw<SocketException>("Failed to determine if there are pending connection requests.",
+                               error);
+    return ready != 0;
+}
+
+SocketImpl::Reference WinSocketImpl::Accept() {
+    Reference accepted = Accept(GetTimeout());
+    if (accepted.IsNull())
+        throw SocketTimeoutException("Socket accept timed out.", __FILE__, __LINE__);
+    return accepted;
+}
+
+SocketImpl::Reference WinSocketImpl::Accept(unsigned int milliseconds) {
+    unsigned char ready;
+    unsigned int const error = Wait(PollEvent::Read, milliseconds, &ready);
+    if (error != WSAError::None)
+        Throw<SocketException>(acceptFailed, error);
+    if (ready & PollEvent::Except)
+        Throw<SocketConnectException>(acceptFailed, TakeError());
+    return ready != 0 ? AcceptNow() : Reference();
+}
+
+SocketImpl::Reference WinSocketImpl::AcceptNow() {
+    AcceptedSocket accepted;
+    SocketAddress from;
+    unsigned int error = GetSocketCalls().Accept(GetHandle(), accepted.Get(), &from);
+    if (error != WSAError::None)
+        Throw<SocketException>(acceptFailed, error);
+    if (from.family != InternetFamily)
+        throw SocketException(acceptFailed, __FILE__, __LINE__);
+    // Kept: the local end is the listening socket's, and so 0.0.0.0 where that listens on any.
+    SocketAddress local;
+    error = GetSocketCalls().GetSockName(GetHandle(), &local);
+    if (error != WSAError::None)
+        Throw<SocketConnectException>(acceptLocalFailed, error);
+    if (local.family != InternetFamily)
+        throw SocketConnectException(acceptLocalFailed, __FILE__, __LINE__);
+
+    WinSocketImpl * const made = new WinSocketImpl();
+    Reference result(made);
+    made->KeepLocalEnd(local);
+    made->remoteAddress = MakeAddress(from);
+    made->remotePort = from.port;
+    made->peer = from;
+    made->handle.store(accepted.Release(), std::memory_order_relaxed);
+    made->connected = true;
+    return result;
+}
+
+bool WinSocketImpl::Equals(SocketImpl const & other) {
+    auto const * const same = dynamic_cast<WinSocketImpl const *>(&other);
+    return same != nullptr && same->GetHandle() == GetHandle();
+}
+
+} // namespace IO::Socket

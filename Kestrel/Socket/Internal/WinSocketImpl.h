@@ -1,0 +1,67 @@
+#pragma once
+
+#include <Kestrel/Socket/Internal/SocketChannels.h>
+#include <Kestrel/Socket/Internal/SocketSignal.h>
+#include <Kestrel/Socket/Platform/SocketCallTypes.h>
+#include <Kestrel/Socket/SocketImpl.h>
+
+namespace IO::Socket {
+
+/// The sockets of the system, by its socket calls; on every platform.
+class WinSocketImpl final : public SocketImpl {
+public:
+    WinSocketImpl() : input(this), output(this) {}
+    ~WinSocketImpl() override;
+
+    void Interrupt() override { signal.Interrupt(); }
+    bool GetBoolOption(Option option) override;
+    void SetBoolOption(Option option, bool value) override;
+    int GetIntOption(Option option) override;
+    void SetIntOption(Option option, int value) override;
+    Mu::OBinaryChannel & GetOutputChannel() override { return output; }
+    Mu::IBinaryChannel & GetInputChannel() override { return input; }
+    void Create(bool stream) override;
+    void Close() override;
+    void Connect(Mu::String const & host, unsigned short port) override;
+    void Connect(InternetAddress const & address, unsigned short port) override;
+    void ShutdownOutput() override;
+    void ShutdownInput() override;
+    void Bind(InternetAddress const & address, unsigned short port) override;
+    void Listen(unsigned int backlog) override;
+    bool IsPending() override;
+    Reference Accept() override;
+    Reference Accept(unsigned int milliseconds) override;
+    bool Equals(SocketImpl const & other) override;
+    unsigned int GetAvailable() override;
+    void Write(char const * data, unsigned int length) override;
+    unsigned int Read(char * data, unsigned int length) override;
+    void Flush() override {}
+
+private:
+    /// Waits until this socket is ready for some of `wanted`, PollEvent bits, or it is ready for
+    /// Except; `*ready` is 0 when the milliseconds, 0 for no limit, are over. Returns the number of
+    /// the system's error, and throws when the wait was interrupted.
+    unsigned int Wait(unsigned char wanted, unsigned int milliseconds, unsigned char * ready);
+    /// The same before the next try of a read or write, with the failures thrown.
+    void WaitToTry(unsigned char wanted, char const * failed, char const * timedOut);
+    /// The error that waits at the socket, or why it cannot be read.
+    unsigned int TakeError();
+    void StartConnect(SocketAddress const & address, unsigned int * lastError);
+    void FinishConnect(unsigned int lastError);
+    void KeepLocalEnd(SocketAddress const & address);
+    Reference AcceptNow();
+    SocketHandle GetHandle() const { return handle.load(std::memory_order_relaxed); }
+    void CloseHandle();
+
+    bool connected = false;
+    SocketAddress peer{};
+    std::atomic<SocketHandle> handle = NoSocket; // NoSocket until Create
+    ISocketChannel input;
+    OSocketChannel output;
+    SocketSignal signal;
+    // The memory that was found good for the last read that had to wait.
+    char const * goodData = nullptr;
+    unsigned int goodLength = 0;
+};
+
+} // namespace IO::Socket

@@ -1,0 +1,139 @@
+// Reading, writing, and waiting for either.
+
+#include <Kestrel/Socket/Internal/ErrorText.h>
+#include <Kestrel/Socket/Internal/WinSocketImpl.h>
+#include <Kestrel/Socket/Platform/SocketCalls.h>
+#include <Kestrel/Socket/SocketExceptions.h>
+
+#include <algorithm>
+
+namespace IO::Socket {
+namespace {
+
+// Tells the current thread what it blocks on, as long as this lives.
+class Blocking {
+public:
+    explicit Blocking(Mu::Interruptible * on) : thread(Mu::Thread::GetCurrent()) {
+        thread.BlockOn(on);
+    }
+    ~Blocking() { thread.BlockOn(nullptr); }
+    Blocking(Blocking const &) = delete;
+    Blocking & operator=(Blocking const &) = delete;
+
+private:
+    Mu::Thread & thread;
+};
+
+void ThrowIfInterrupted() {
+    if (Mu::Thread::Interrupted())
+        throw Mu::InterruptedIOException("Socket interrupted.", __FILE__, __LINE__);
+}
+
+unsigned int Shrink(unsigned int chunk) {
+    if (chunk > 0x100000)
+        return 0x100000;
+    return chunk > 2048 ? chunk / 2 : 2048;
+}
+
+constexpr unsigned int MaxShortages = 32; // of buffers, in one Write
+constexpr unsigned int MaxReadWaits = 6;  // behind which there was nothing to read, in one Read
+
+constexpr char readFailed[] = "Socket read failed.";
+constexpr char writeFailed[] = "Socket write failed.";
+
+} // namespace
+
+unsigned int WinSocketImpl::Wait(unsigned char wanted, unsigned int milliseconds,
+                                 unsigned char * ready) {
+    SocketSignal::Watch const watch(signal);
+    PollEntry entries[] = {{GetHandle(), static_cast<unsigned char>(wanted | PollEvent::Except), 0},
+                           {watch.GetHandle(), PollEvent::Read, 0}};
+    unsigned int error;
+    {
+        Blocking const blocking(this);
+        ThrowIfInterrupted(); // what came before cannot have reached the signal
+        unsigned int count;
+        error = GetSocketCalls().Poll(entries, 2, milliseconds > 0 ? milliseconds * 1000ll : -1,
+                                      &count);
+    }
+    *ready = entries[0].ready;
+    if (!watch.IsGone())
+        return error;
+    ThrowIfInterrupted();
+    // Somebody interrupted this object and not this thread, perhaps the other one that waits here.
+    throw SocketException("Socket internal error.", __FILE__, __LINE__);
+}
+
+void WinSocketImpl::WaitToTry(unsigned char wanted, char const * failed, char const * timedOut) {
+    unsigned char ready;
+    unsigned int const error = Wait(wanted, GetTimeout(), &ready);
+    if (error != WSAError::None)
+        Throw<SocketException>(failed, error);
+    if (ready == 0)
+        throw SocketTimeoutException(timedOut, __FILE__, __LINE__);
+    if (ready & PollEvent::Except)
+        Throw<SocketConnectException>(failed, TakeError());
+}
+
+unsigned int WinSocketImpl::TakeError() {
+    int value;
+    unsigned int const unread =
+        GetSocketCalls().GetSockOpt(GetHandle(), OptionLevel::Socket, OptionName::Error, &value);
+    return unread != WSAError::None ? unread : static_cast<unsigned int>(value);
+}
+
+unsigned int WinSocketImpl::GetAvailable() {
+    unsigned int count;
+    unsigned int const error = GetSocketCalls().GetAvailable(GetHandle(), &count);
+    if (error != WSAError::None)
+        Throw<SocketException>(
+            "Failed to get the amount of available data can be read from socket.", error);
+    return count;
+}
+
+// A system short of buffers takes smaller pieces; that is tried without waiting.
+void WinSocketImpl::Write(char const * data, unsigned int length) {
+    unsigned int chunk = length;
+    unsigned int shortages = 0;
+    for (unsigned int done = 0; done < length;) {
+        unsigned int sent;
+        unsigned int const error =
+            GetSocketCalls().Send(GetHandle(), data + done, std::min(length - done, chunk), &sent);
+        if (error == WSAError::None) {
+            done += sent;
+        } else if (error == WSAError::NoBuffers && shortages < MaxShortages) {
+            chunk = Shrink(chunk);
+            ++shortages;
+        } else if (error == WSAError::WouldBlock) {
+            WaitToTry(PollEvent::Write, writeFailed, "Socket write timed out.");
+        } else {
+            Throw<SocketException>(writeFailed, error);
+        }
+    }
+}
+
+// Whether memory can be written is a slow question. The system answers it with the bytes; it is
+// asked here only before a wait, and once for the buffer that a host reads into again and again.
+unsigned int WinSocketImpl::Read(char * data, unsigned int length) {
+    if (data == nullptr || length == 0)
+        return 0;
+    for (unsigned int waits = 0;; ++waits) {
+        unsigned int received;
+        unsigned int const error = GetSocketCalls().Recv(GetHandle(), data, length, &received);
+        if (error == WSAError::None)
+            return received;
+        if (error == WSAError::Fault)
+            return 0;
+        if (error != WSAError::WouldBlock || waits == MaxReadWaits)
+            Throw<SocketException>(readFailed, error);
+        if (data != goodData || length > goodLength) {
+            if (!BNValidWritePtr(data, length))
+                return 0;
+            goodData = data;
+            goodLength = length;
+        }
+        WaitToTry(PollEvent::Read, readFailed, "Socket read timed out.");
+    }
+}
+
+} // namespace IO::Socket
