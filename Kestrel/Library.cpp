@@ -12,6 +12,7 @@
 #include <Kestrel/Root/Internal/CoreGuard.h>
 #include <Kestrel/Root/Logger.h>
 #include <Kestrel/Root/Thread.h>
+#include <Kestrel/Socket/Internal/Start.h>
 
 namespace IO {
 
@@ -24,10 +25,12 @@ public:
     Library() {
         StartLocalRoot();  // and with it the address tree and its lock
         StartFileSystem(); // its lock, validators, generated names, native file system, resolver
+        Socket::StartSockets();
         KeepBlocksToTheEnd();
     }
     ~Library() {
         Mu::logger.Terminate(); // while files can still be written
+        Socket::EndSockets();
         EndFileSystem();
         EndLocalRoot();
     }

@@ -1,0 +1,30 @@
+#pragma once
+
+#include <Kestrel/Root/Export.h>
+#include <Kestrel/Root/Memory.h>
+#include <Kestrel/Root/String.h>
+
+namespace IO::Socket {
+
+/// Where a connection came from: what the flat Accept fills.
+///
+/// Memory:  one block of the root.
+/// Threads: one at a time.
+/// Failure: Mu::OutOfMemoryException.
+class KESTREL_API SockAddr : public Mu::Allocated {
+public:
+    virtual ~SockAddr();
+
+    /// The address in dotted form; 0.0.0.0 before it is filled.
+    virtual Mu::String GetHostAddress() const = 0;
+
+    /// An empty one, owned by the caller.
+    static SockAddr * New();
+
+protected:
+    SockAddr() = default;
+    SockAddr(SockAddr const &) = default;
+    SockAddr & operator=(SockAddr const &) = default;
+};
+
+} // namespace IO::Socket
