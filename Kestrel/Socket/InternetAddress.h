@@ -60,9 +60,9 @@ public:
     static bool IsHostAddress(Mu::String const & text);
     /// The address that the text names, without asking anybody: one to four numbers with points
     /// between, decimal, octal behind "0" or hexadecimal behind "0x", of which the last one fills the
-    /// bytes that are left; up to the first white space or zero byte. Throws
-    /// Mu::IllegalArgumentException for an empty text and UnknownHostException for every other that is
-    /// no address; 255.255.255.255 counts as none.
+    /// bytes that are left; up to the first white space. Throws Mu::IllegalArgumentException for an
+    /// empty text and UnknownHostException for every other that is no address, also for one with a
+    /// zero byte in it; 255.255.255.255 counts as none.
     static InternetAddress GetByAddress(Mu::String const & text);
     /// As the constructor from memory.
     static InternetAddress GetByAddress(unsigned char const * address);
@@ -92,7 +92,6 @@ public:
 private:
     InternetAddress(unsigned char first, unsigned char second, unsigned char third,
                     unsigned char fourth, char const * name);
-    InternetAddress(unsigned char const * address, char const * name);
     void SetName(char const * name);
     friend void StartInternetAddresses();
 
