@@ -53,7 +53,7 @@ WinNetworkInterfaceImpl::GetNetworkInterfaces(Mu::PagedArray<NetworkInterface> &
     InterfaceTables tables;
     for (Step const & step : steps)
         if (unsigned int const error = (calls.*step.fetch)(tables); error != 0)
-            throw NetworkInterfaceException(GetErrorText(step.failure, error), __FILE__, __LINE__);
+            Throw<NetworkInterfaceException>(step.failure, error);
     Mu::PagedArray<NetworkInterface> found;
     MergeInterfaces(tables, found);
     unsigned int const count = found.GetSize();

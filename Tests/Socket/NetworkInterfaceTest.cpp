@@ -1,0 +1,182 @@
+#include <Kestrel/Socket/NetworkInterface.h>
+
+#include <Kestrel/Root/Exceptions.h>
+#include <Kestrel/Socket/Internal/FetchTable.h>
+#include <Kestrel/Socket/Internal/MergeInterfaces.h>
+#include <Kestrel/Socket/SocketExceptions.h>
+
+#include "Tests/Support/FaultSweep.h"
+#include "Tests/Support/Socket/DrawnTables.h"
+#include "Tests/Support/Socket/MadeInterfaces.h"
+#include "Tests/Support/Text.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+using namespace IO::Socket;
+using Interfaces = Mu::PagedArray<NetworkInterface>;
+using Tests::MadeInterfaces;
+
+namespace {
+
+class RandomDraw final : public Tests::Draw {
+public:
+    explicit RandomDraw(unsigned int seed) : random(seed) {}
+    unsigned int operator()(unsigned int limit) override {
+        return static_cast<unsigned int>(random() % limit);
+    }
+
+private:
+    std::mt19937 random;
+};
+
+std::vector<std::string> DescribeAll(Interfaces const & interfaces) {
+    std::vector<std::string> lines;
+    for (NetworkInterface const & interface : interfaces)
+        lines.push_back(Tests::Describe(interface));
+    return lines;
+}
+
+NetworkInterface MakeInterface(char const * name, std::vector<InternetAddress> const & list) {
+    Mu::PagedArray<NetworkInterfaceAddress> addresses;
+    for (InternetAddress const & address : list)
+        addresses.Emplace(address, 24u);
+    return NetworkInterface(U(name), 1500, NetworkInterface::Up, addresses, {}, HardwareAddress());
+}
+
+} // namespace
+
+TEST(NetworkInterface, IsMergedAsTheRulesSay) {
+    for (unsigned int seed = 1; seed <= 3000; ++seed) {
+        RandomDraw draw(seed);
+        InterfaceTables const tables = Tests::DrawTables(draw);
+        Interfaces result;
+        MergeInterfaces(tables, result);
+        ASSERT_EQ(DescribeAll(result), Tests::GetExpected(tables)) << "seed " << seed;
+    }
+}
+
+// The system's own tables, whatever they hold here.
+TEST(NetworkInterface, IsListedFromTheSystem) {
+    InterfaceTables tables;
+    unsigned int error = 0;
+    InterfaceCalls & calls = GetPlatformInterfaceCalls();
+    for (auto const fetch :
+         {&InterfaceCalls::GetIfTable, &InterfaceCalls::GetIpAddrTable,
+          &InterfaceCalls::GetAdaptersAddresses, &InterfaceCalls::GetAdaptersInfo})
+        error = error != 0 ? error : (calls.*fetch)(tables);
+    Interfaces listed;
+    try {
+        NetworkInterface::GetNetworkInterfaces(listed);
+    } catch (NetworkInterfaceException const & failure) {
+        // Windows has no adapter infos where there is nothing but the loopback.
+        ASSERT_NE(error, 0u) << failure.GetMessage();
+        GTEST_SKIP() << failure.GetMessage();
+    }
+    ASSERT_EQ(error, 0u);
+    EXPECT_EQ(DescribeAll(listed), Tests::GetExpected(tables));
+    bool hasLoopback = false;
+    for (NetworkInterface const & interface : listed)
+        for (InternetAddress const & address : interface.GetInternetAddresses())
+            hasLoopback = hasLoopback || address.IsLookbackAddress();
+    EXPECT_TRUE(hasLoopback) << "the tests of sockets need it, too";
+}
+
+TEST(NetworkInterface, ListsAllOrNothing) {
+    MadeInterfaces made;
+    made.Set({{InternetAddress(1, 2, 3, 4)}, {}, {InternetAddress(5, 6, 7, 8)}});
+    SweepAllocations([&](bool) {
+        Interfaces first;
+        Interfaces behind;
+        behind.Push(MakeInterface("kept", {}));
+        try {
+            EXPECT_EQ(NetworkInterface::GetNetworkInterfaces(first), 3u);
+            EXPECT_EQ(NetworkInterface::GetNetworkInterfaces(behind), 3u);
+        } catch (Mu::OutOfMemoryException const &) {
+            EXPECT_EQ(first.GetSize() % 3, 0u);
+            EXPECT_EQ(behind.GetSize(), 1u);
+            throw;
+        }
+        ASSERT_EQ(behind.GetSize(), 4u);
+        EXPECT_EQ(behind[0], MakeInterface("kept", {}));
+        EXPECT_EQ(behind[3], MakeInterface("eth2", {InternetAddress(5, 6, 7, 8)}));
+    });
+}
+
+TEST(NetworkInterface, SaysWhichTableIsMissing) {
+    char const * const what[] = {"interface table", "address table", "adapter addresses",
+                                 "adapter infos"};
+    for (int failing = 0; failing < 4; ++failing) {
+        MadeInterfaces made;
+        made.Set({{InternetAddress(1, 2, 3, 4)}});
+        made.failing = failing;
+        made.error = 10055;
+        Interfaces result;
+        result.Push(MakeInterface("kept", {}));
+        try {
+            NetworkInterface::GetNetworkInterfaces(result);
+            ADD_FAILURE() << what[failing];
+        } catch (NetworkInterfaceException const & thrown) {
+            std::string const start =
+                std::string("Failed to get network interfaces: failed to get ") + what[failing] +
+                ". (Error code: 10055.";
+            EXPECT_EQ(std::string(thrown.GetMessage()).substr(0, start.size()), start);
+            EXPECT_STREQ(thrown.GetName(), "NetworkInterfaceException");
+        }
+        EXPECT_EQ(result.GetSize(), 1u);
+        EXPECT_EQ(made.calls.size(), static_cast<std::size_t>(failing) + 1) << "stops there";
+    }
+}
+
+TEST(NetworkInterface, IsEqualByNameAndAddresses) {
+    InternetAddress const a(1, 1, 1, 1);
+    InternetAddress const b(2, 2, 2, 2);
+    NetworkInterface const both = MakeInterface("eth0", {a, b});
+    Mu::PagedArray<NetworkInterfaceAddress> addresses;
+    addresses.Emplace(b, 8u);
+    addresses.Emplace(a, b, 9u);
+    EXPECT_FALSE(addresses[0].HasBroadcastAddress());
+    EXPECT_TRUE(addresses[1].HasBroadcastAddress());
+    EXPECT_EQ(both, NetworkInterface(U("eth0"), 9, 0, addresses, {}, HardwareAddress("x", 1)));
+    EXPECT_NE(both, MakeInterface("eth1", {a, b}));
+    EXPECT_NE(both, MakeInterface("eth0", {a}));
+    EXPECT_NE(both, MakeInterface("eth0", {a, InternetAddress::Any}));
+    EXPECT_EQ(MakeInterface("eth0", {a, a}), both) << "each of the first is in the second";
+    EXPECT_NE(both, MakeInterface("eth0", {a, a}));
+    EXPECT_EQ(NetworkInterface(), NetworkInterface());
+}
+
+// Every pair of results of the two calls, with a table that fits at once, needs more room, or grew in
+// between.
+TEST(NetworkInterface, AsksForEachTableTwice) {
+    constexpr unsigned int tooSmall = 122;
+    for (auto const mode : {SecondFailure::ItsOwn, SecondFailure::ThatOfTheFirst})
+        for (unsigned int const first : {0u, tooSmall, 50u})
+            for (unsigned int const second : {0u, tooSmall, 51u}) {
+                SCOPED_TRACE(std::to_string(first) + ", " + std::to_string(second));
+                std::vector<unsigned int> rooms;
+                auto const run = [&] {
+                    rooms.clear();
+                    TableBlock block;
+                    return FetchTable(block, 28, tooSmall, mode,
+                                      [&](TableBlock & room, unsigned int * size, bool isSecond) {
+                                          EXPECT_EQ(isSecond, !rooms.empty());
+                                          EXPECT_EQ(*size, room.GetSize());
+                                          std::fill_n(room.Get<char>(), *size, 'x');
+                                          rooms.push_back(*size);
+                                          *size = 1000 * static_cast<unsigned int>(rooms.size());
+                                          return isSecond ? second : first;
+                                      });
+                };
+                bool const isReported =
+                    mode == SecondFailure::ThatOfTheFirst && second != 0 && first != 0;
+                EXPECT_EQ(run(), first == 50 || isReported ? first : second);
+                std::vector<unsigned int> expected = {28};
+                if (first != 50)
+                    expected.push_back(first == tooSmall ? 1000 : 28);
+                EXPECT_EQ(rooms, expected);
+                SweepAllocations([&](bool) { run(); });
+            }
+}
