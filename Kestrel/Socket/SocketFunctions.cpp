@@ -129,7 +129,7 @@ int Listen(unsigned long long socket) {
 unsigned long long Accept(unsigned long long socket, SockAddr * peer) {
     SocketHandle accepted;
     SocketAddress * const from =
-        peer != nullptr ? &static_cast<SockAddrImpl &>(*peer).GetAddress() : nullptr;
+        peer != nullptr ? &static_cast<SockAddrImpl &>(*peer).address : nullptr;
     Result(GetSocketCalls().Accept(socket, &accepted, from));
     return accepted;
 }

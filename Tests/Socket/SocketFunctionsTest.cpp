@@ -1,0 +1,262 @@
+#include <Kestrel/Socket/SocketFunctions.h>
+
+#include <Kestrel/Root/ErrorCodes.h>
+
+#include "Tests/Support/Socket/ScriptedSocketCalls.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace {
+
+namespace Flat = IO::Socket;
+using Tests::SocketCall;
+using SetPointer = std::unique_ptr<Flat::FDSet>;
+
+// A socket of the functions, closed at the end.
+class Handle {
+public:
+    explicit Handle(unsigned long long socket = Flat::Create()) : socket(socket) {}
+    ~Handle() { Close(); }
+    Handle(Handle && other) noexcept : socket(std::exchange(other.socket, ~0ull)) {}
+    void Close() {
+        if (!Flat::InvalidSocket(socket)) {
+            EXPECT_EQ(Flat::Close(socket), IO::NoError);
+        }
+        socket = ~0ull;
+    }
+    operator unsigned long long() const { return socket; }
+
+private:
+    unsigned long long socket;
+};
+
+unsigned int GetPort(unsigned long long socket) {
+    Flat::SocketAddress address{};
+    EXPECT_EQ(Flat::GetSocketCalls().GetSockName(socket, &address), 0u);
+    return address.port;
+}
+
+struct Ready {
+    int status = IO::Error;
+    int count = 0;
+    bool read = false;
+    bool write = false;
+    bool except = false;
+};
+
+// All three at one socket, for up to so many seconds.
+Ready Look(unsigned long long socket, bool read, bool write, int seconds = 0) {
+    SetPointer const sets[3] = {SetPointer(Flat::FDSet::New()), SetPointer(Flat::FDSet::New()),
+                                SetPointer(Flat::FDSet::New())};
+    if (read)
+        sets[0]->Add(socket);
+    if (write)
+        sets[1]->Add(socket);
+    sets[2]->Add(socket);
+    Ready ready;
+    int microseconds = 0;
+    ready.status = Flat::Select(&ready.count, sets[0].get(), sets[1].get(), sets[2].get(), &seconds,
+                                &microseconds);
+    ready.read = sets[0]->IsSet(socket);
+    ready.write = sets[1]->IsSet(socket);
+    ready.except = sets[2]->IsSet(socket);
+    return ready;
+}
+
+struct Listening {
+    Listening() {
+        EXPECT_EQ(Flat::Bind(socket, 0), IO::NoError);
+        EXPECT_EQ(Flat::Listen(socket), IO::NoError);
+        port = GetPort(socket);
+    }
+    Handle Connect() const {
+        Handle client;
+        if (Flat::Connect(client, "127.0.0.1", port) != IO::NoError) {
+            EXPECT_TRUE(Flat::GetLastError() == Flat::WouldBlock ||
+                        Flat::GetLastError() == Flat::InProgress);
+        }
+        return client;
+    }
+    Handle Accept(Flat::SockAddr * peer = nullptr) const {
+        EXPECT_TRUE(Look(socket, true, false, 10).read);
+        return Handle(Flat::Accept(socket, peer));
+    }
+
+    Handle socket;
+    unsigned int port;
+};
+
+TEST(SocketFunctions, ConnectTalkAndEnd) {
+    Listening const listening;
+    EXPECT_EQ(Flat::Accept(listening.socket, nullptr), ~0ull);
+    EXPECT_EQ(Flat::GetLastError(), Flat::WouldBlock);
+    Handle client = listening.Connect();
+    std::unique_ptr<Flat::SockAddr> const peer(Flat::SockAddr::New());
+    Handle accepted = listening.Accept(peer.get());
+    ASSERT_FALSE(Flat::InvalidSocket(accepted));
+    EXPECT_EQ(peer->GetHostAddress(), "127.0.0.1");
+    EXPECT_TRUE(Look(client, true, true, 10).write);
+    Flat::Connect(client, "127.0.0.1", listening.port); // Linux reports once that it stands now
+    EXPECT_EQ(Flat::Connect(client, "127.0.0.1", listening.port), IO::Error);
+    EXPECT_EQ(Flat::GetLastError(), Flat::AlreadyConnected);
+
+    Mu::String host;
+    unsigned int port = 0;
+    EXPECT_EQ(Flat::GetPeer(client, host, port), IO::NoError);
+    EXPECT_EQ(host, "127.0.0.1");
+    EXPECT_EQ(port, listening.port);
+
+    unsigned int moved = 99;
+    char bytes[8];
+    EXPECT_EQ(Flat::Recv(accepted, bytes, 8, &moved), IO::Error);
+    EXPECT_EQ(Flat::GetLastError(), Flat::WouldBlock);
+    EXPECT_EQ(moved, 0u);
+    EXPECT_EQ(Flat::Send(client, "hello", 5, &moved), IO::NoError);
+    EXPECT_EQ(moved, 5u);
+    Ready const ready = Look(accepted, true, true, 10);
+    EXPECT_TRUE(ready.read && ready.write && !ready.except);
+    EXPECT_EQ(ready.count, 2) << "one socket in two sets";
+    EXPECT_EQ(Flat::Recv(accepted, bytes, 8, &moved), IO::NoError);
+    EXPECT_EQ(std::string(bytes, moved), "hello");
+
+    client.Close();
+    EXPECT_TRUE(Look(accepted, true, false, 10).read);
+    moved = 99;
+    EXPECT_EQ(Flat::Recv(accepted, bytes, 8, &moved), IO::Error);
+    EXPECT_EQ(Flat::GetLastError(), Flat::ConnectionClosed);
+    EXPECT_EQ(moved, 0u);
+}
+
+TEST(SocketFunctions, ShowARefusedConnectionAsAnException) {
+    Handle const client = Listening().Connect(); // nobody listens there any more
+    Ready const ready = Look(client, true, true, 10);
+    EXPECT_EQ(ready.status, IO::NoError);
+    EXPECT_TRUE(ready.except);
+    EXPECT_FALSE(ready.write) << "that would say that it stands";
+    EXPECT_EQ(Flat::Connect(Handle(), "no address", 1), IO::Error);
+    EXPECT_EQ(Flat::GetLastError(), Flat::OtherSocketError);
+}
+
+// The peer closes with bytes unread, which the system reports as a reset: what it sent before is
+// there, and then the failure, in whatever order it came.
+TEST(SocketFunctions, ReadWhatCameBeforeAReset) {
+    Listening const listening;
+    Handle client = listening.Connect();
+    Handle const accepted = listening.Accept();
+    unsigned int moved;
+    ASSERT_EQ(Flat::Send(accepted, "unread", 6, &moved), IO::NoError);
+    ASSERT_TRUE(Look(client, true, false, 10).read);
+    client.Close();
+    Ready const ready = Look(accepted, true, false, 10);
+    EXPECT_TRUE(ready.read || ready.except);
+    char byte;
+    EXPECT_EQ(Flat::Recv(accepted, &byte, 1, &moved), IO::Error);
+    EXPECT_EQ(Flat::GetLastError(), Flat::ConnectionReset);
+    // A signal for this would end the process.
+    EXPECT_EQ(Flat::Send(accepted, "x", 1, &moved), IO::Error);
+}
+
+TEST(SocketFunctions, MapTheSystemsErrors) {
+    struct Row {
+        unsigned int number;
+        Flat::SocketError error;
+    };
+    constexpr Row rows[] = {{10061, Flat::ConnectionRefused}, {10048, Flat::AddressInUse},
+                            {10057, Flat::NotConnected},      {10054, Flat::ConnectionReset},
+                            {10035, Flat::WouldBlock},        {10036, Flat::InProgress},
+                            {10037, Flat::InProgress},        {10056, Flat::AlreadyConnected},
+                            {10055, Flat::OtherSocketError}};
+    Tests::ScriptedSocketCalls calls;
+    for (Row const & row : rows) {
+        calls.Fail(SocketCall::Listen, 1, row.number);
+        EXPECT_EQ(Flat::Listen(0), IO::Error);
+        EXPECT_EQ(Flat::GetLastError(), row.error);
+    }
+    calls.Fail(SocketCall::Socket, 1, 10024);
+    EXPECT_TRUE(Flat::InvalidSocket(Flat::Create()));
+}
+
+TEST(SocketFunctions, StartTheNetworkAnyNumberOfTimes) {
+    for (int i = 0; i < 3; ++i)
+        EXPECT_EQ(Flat::NetworkInit(), IO::NoError);
+    for (int i = 0; i < 3; ++i)
+        EXPECT_EQ(Flat::NetworkShutdown(), IO::NoError);
+    Handle const socket;
+    EXPECT_FALSE(Flat::InvalidSocket(socket)) << "the library's own start still holds";
+}
+
+TEST(SocketFunctions, SelectNeverWaitsWithoutLimit) {
+    Handle const socket;
+    SetPointer const set(Flat::FDSet::New());
+    int count = 7;
+    EXPECT_EQ(Flat::Select(&count, set.get(), nullptr, nullptr, nullptr, nullptr), IO::Error)
+        << "nothing to look at";
+    EXPECT_EQ(count, -1);
+    Listening const listening;
+    set->Add(listening.socket);
+    EXPECT_EQ(Flat::Select(&count, set.get(), nullptr, nullptr, nullptr, nullptr), IO::NoError);
+    EXPECT_EQ(count, 0);
+    EXPECT_FALSE(set->IsSet(listening.socket));
+    int negative = -1;
+    set->Add(listening.socket);
+    EXPECT_EQ(Flat::Select(&count, set.get(), nullptr, nullptr, &negative, nullptr), IO::Error);
+    unsigned long long dead;
+    {
+        Handle const closed;
+        dead = closed;
+    }
+    set->Add(dead);
+    EXPECT_EQ(Flat::Select(&count, set.get(), nullptr, nullptr, nullptr, nullptr), IO::Error)
+        << "a socket that was closed";
+    EXPECT_EQ(count, -1);
+    EXPECT_TRUE(set->IsSet(listening.socket)) << "the sets are as they were";
+}
+
+TEST(FDSet, HoldsSixtyFourSockets) {
+    SetPointer const set(Flat::FDSet::New());
+    for (unsigned long long socket = 1000; socket < 1064; ++socket) {
+        set->Add(socket);
+        set->Add(socket); // once is enough
+    }
+    set->Add(1064);
+    EXPECT_FALSE(set->IsSet(1064));
+    for (unsigned long long socket = 1000; socket < 1064; ++socket)
+        EXPECT_TRUE(set->IsSet(socket));
+    set->Zero();
+    EXPECT_FALSE(set->IsSet(1000));
+    set->Add(1064);
+    EXPECT_TRUE(set->IsSet(1064));
+}
+
+// Numbers far above what a set of the system's own holds.
+TEST(SocketFunctions, SelectSocketsOfAnyNumber) {
+    constexpr unsigned int Count = 2000;
+    std::vector<Handle> sockets;
+    for (unsigned int i = 0; i < Count; ++i) {
+        sockets.emplace_back();
+        if (Flat::InvalidSocket(sockets.back()))
+            GTEST_SKIP() << "this account may open " << i << " sockets only";
+    }
+    Listening const listening;
+    Handle const client = listening.Connect();
+    EXPECT_TRUE(Look(listening.socket, true, false, 10).read);
+    EXPECT_TRUE(Look(client, false, true, 10).write);
+    // And more of them than a set holds, through the seam.
+    std::vector<Flat::PollEntry> entries;
+    for (Handle const & socket : sockets)
+        entries.push_back({socket, Flat::PollEvent::Except, 0});
+    entries.push_back({listening.socket, Flat::PollEvent::Read, 0});
+    unsigned int ready = 0;
+    EXPECT_EQ(Flat::GetSocketCalls().Poll(entries.data(), static_cast<unsigned int>(entries.size()),
+                                          10000000, &ready),
+              0u);
+    EXPECT_EQ(ready, 1u);
+    EXPECT_EQ(entries.back().ready, Flat::PollEvent::Read);
+}
+
+} // namespace

@@ -1,0 +1,276 @@
+#include <Kestrel/Socket/ServerSocket.h>
+#include <Kestrel/Socket/Socket.h>
+
+#include "Tests/Socket/Loopback.h"
+#include "Tests/Support/OwnProcess.h"
+#include "Tests/Support/Socket/ScriptedSocketCalls.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <random>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace {
+
+using namespace Tests;
+using IO::Socket::ServerSocket;
+
+// The bytes of a stream, which each side can make for itself.
+class Stream {
+public:
+    explicit Stream(unsigned int seed) : random(seed) {}
+    void Fill(char * bytes, std::size_t count) {
+        for (std::size_t i = 0; i < count; ++i) {
+            if (left == 0) {
+                word = random();
+                left = 8;
+            }
+            bytes[i] = static_cast<char>(word);
+            word >>= 8;
+            --left;
+        }
+    }
+
+private:
+    std::mt19937_64 random;
+    unsigned long long word = 0;
+    unsigned int left = 0;
+};
+
+// KESTREL_SOCKET_MEGABYTES=1024 moves 1 GiB.
+unsigned long long GetTransferSize() {
+    char const * const megabytes = std::getenv("KESTREL_SOCKET_MEGABYTES");
+    return (megabytes != nullptr ? std::strtoull(megabytes, nullptr, 10) : 16) << 20;
+}
+
+void SendStream(IO::Socket::Socket socket, unsigned long long size) {
+    Stream stream(1);
+    std::mt19937 random(2);
+    std::vector<char> piece(300000);
+    while (size > 0) {
+        auto const count = static_cast<unsigned int>(
+            std::min<unsigned long long>(size, 1 + random() % piece.size()));
+        stream.Fill(piece.data(), count);
+        socket.GetOutputChannel().Write(piece.data(), count);
+        size -= count;
+    }
+    socket.Close();
+}
+
+TEST(Socket, MovesEveryByteInOrder) {
+    Connection const connection;
+    unsigned long long const size = GetTransferSize();
+    std::thread sender(SendStream, connection.client, size);
+    Stream stream(1);
+    std::mt19937 random(3);
+    std::vector<char> got(200000);
+    std::vector<char> expected(got.size());
+    unsigned long long done = 0;
+    bool isSame = true;
+    while (unsigned int const count = connection.server.GetInputChannel().Read(
+               got.data(), static_cast<unsigned int>(1 + random() % got.size()))) {
+        stream.Fill(expected.data(), count);
+        isSame = isSame && std::equal(got.data(), got.data() + count, expected.data());
+        done += count;
+    }
+    sender.join();
+    EXPECT_EQ(done, size);
+    EXPECT_TRUE(isSame);
+}
+
+TEST(Socket, KnowsItsEndsAndOptions) {
+    ServerSocket const server(0, 5, InternetAddress::Any);
+    ASSERT_NE(server.GetLocalPort(), 0);
+    EXPECT_TRUE(server.GetInetAddress().IsNull());
+    EXPECT_FALSE(server.IsPending());
+    Socket client("localhost", server.GetLocalPort(), InternetAddress::Loopback, 0);
+    Mu::Ref<Socket, Mu::AtomicCounter> const accepted = ServerSocket(server).Accept(10000);
+    ASSERT_FALSE(accepted.IsNull());
+
+    EXPECT_TRUE(*client.GetInternetAddress() == InternetAddress::Loopback);
+    EXPECT_EQ(client.GetPort(), server.GetLocalPort());
+    EXPECT_TRUE(*client.GetLocalInternetAddress() == InternetAddress::Loopback);
+    EXPECT_EQ(accepted->GetPort(), client.GetLocalPort());
+    EXPECT_TRUE(*accepted->GetInternetAddress() == InternetAddress::Loopback);
+    EXPECT_TRUE(*accepted->GetLocalInternetAddress() == InternetAddress::Any)
+        << "the listening socket's address";
+    EXPECT_EQ(client.GetTimeout(), 0u);
+
+    for (bool const isOn : {true, false}) {
+        client.SetKeepAlive(isOn);
+        EXPECT_EQ(client.GetKeepAlive(), isOn);
+        client.SetOOBInline(isOn);
+        EXPECT_EQ(client.GetOOBInline(), isOn);
+        client.SetReuseAddress(isOn);
+        EXPECT_EQ(client.GetReuseAddress(), isOn);
+        client.SetTCPNoDelay(isOn);
+        EXPECT_EQ(client.GetTCPNoDelay(), isOn);
+    }
+    client.SetReceiveBufferSize(20000);
+    EXPECT_EQ(client.GetReceiveBufferSize(), 20000u);
+    client.SetSendBufferSize(30000);
+    EXPECT_EQ(client.GetSendBufferSize(), 30000u);
+
+    Socket const copy = client;
+    EXPECT_TRUE(copy == client);
+    EXPECT_FALSE(*accepted == client);
+    copy.GetOutputChannel().Write("abc", 3);
+    char bytes[8];
+    accepted->SetTimeout(10000);
+    accepted->GetInputChannel().Read(bytes, 3, Mu::ReadAll);
+    EXPECT_EQ(std::string(bytes, 3), "abc");
+    EXPECT_EQ(accepted->GetInputChannel().GetAvailable(), 0u);
+    client.GetOutputChannel().Close();
+    client.Close();
+    EXPECT_EQ(accepted->GetInputChannel().Read(bytes, 8), 0u) << "the peer's end";
+    EXPECT_THROW(copy.GetInputChannel().Read(bytes, 1), IO::Socket::SocketException);
+}
+
+// Time is the system's here: nothing but the sockets themselves can end these waits.
+TEST(Socket, ThrowsWhenTheTimeIsOver) {
+    Connection connection;
+    ServerSocket server(0, 5, InternetAddress::Loopback);
+    EXPECT_TRUE(server.Accept(1).IsNull());
+    server.SetTimeout(1);
+    EXPECT_EQ(Describe([&] { server.Accept(); }),
+              "SocketTimeoutException: Socket accept timed out.");
+    connection.client.SetTimeout(1);
+    char byte;
+    EXPECT_EQ(Describe([&] { connection.client.GetInputChannel().Read(&byte, 1); }),
+              "SocketTimeoutException: Socket read timed out.");
+    std::vector<char> const much(1 << 20);
+    EXPECT_EQ(Describe([&] {
+                  for (int i = 0; i < 100; ++i)
+                      connection.client.GetOutputChannel().Write(much.data(), 1 << 20);
+              }),
+              "SocketTimeoutException: Socket write timed out.");
+}
+
+TEST(Socket, ReadsNothingIntoWhatCannotBeWritten) {
+    Connection connection;
+    char byte = 'x';
+    auto * const wild = reinterpret_cast<char *>(sizeof(void *));
+    Mu::IBinaryChannel & input = connection.server.GetInputChannel();
+    EXPECT_EQ(input.Read(nullptr, 5), 0u);
+    EXPECT_EQ(input.Read(&byte, 0), 0u);
+    EXPECT_EQ(input.Read(wild, 5), 0u) << "and does not wait";
+    connection.client.GetOutputChannel().Write("a", 1);
+    while (input.GetAvailable() == 0)
+        std::this_thread::yield();
+    EXPECT_EQ(input.Read(wild, 5), 0u);
+    EXPECT_EQ(input.Read(&byte, 1), 1u);
+    EXPECT_EQ(byte, 'a');
+}
+
+TEST(Socket, ShowsRefusalsByTheirClass) {
+    ServerSocket const server(0, 5, InternetAddress::Loopback);
+    EXPECT_EQ(
+        DescribeClass([&] { ServerSocket(server.GetLocalPort(), 5, InternetAddress::Loopback); }),
+        "SocketAddressAlreadyUsedException");
+    unsigned short free;
+    {
+        ServerSocket const other(0, 5, InternetAddress::Loopback);
+        free = other.GetLocalPort();
+    }
+    EXPECT_EQ(DescribeClass([&] { Socket(InternetAddress::Loopback, free); }),
+              "SocketConnectException");
+    EXPECT_EQ(DescribeClass([&] {
+                  Socket(InternetAddress::Loopback, free, InternetAddress::Loopback,
+                         server.GetLocalPort());
+              }),
+              "SocketAddressAlreadyUsedException");
+}
+
+// A server comes back to its port although a connection to it has ended just now.
+TEST(Socket, ListensAgainBehindItself) {
+    unsigned short port = 0;
+    for (int i = 0; i < 3; ++i) {
+        ServerSocket server(port, 5, InternetAddress::Loopback);
+        port = server.GetLocalPort();
+        Socket client(InternetAddress::Loopback, port);
+        server.Accept()->Close(); // first, so that the server's side lingers
+        char byte;
+        EXPECT_EQ(client.GetInputChannel().Read(&byte, 1), 0u);
+    }
+}
+
+constexpr char const * PortVariable = "KESTREL_TEST_PORT";
+constexpr unsigned int DyingSize = 100000;
+
+void SetPort(unsigned short port) {
+#if defined(_WIN32)
+    _putenv_s(PortVariable, std::to_string(port).c_str());
+#else
+    setenv(PortVariable, std::to_string(port).c_str(), 1);
+#endif
+}
+
+// Not a test: the process that dies with a connection open.
+TEST(Socket, DISABLED_DiesInTheMiddle) {
+    Socket socket(InternetAddress::Loopback,
+                  static_cast<unsigned short>(std::atoi(std::getenv(PortVariable))));
+    std::vector<char> bytes(DyingSize);
+    Stream(1).Fill(bytes.data(), bytes.size());
+    socket.GetOutputChannel().Write(bytes.data(), DyingSize);
+    char go;
+    socket.GetInputChannel().Read(&go, 1, Mu::ReadAll);
+    Tests::EndProcess(7);
+}
+
+TEST(Socket, OutlivesAPeerThatDies) {
+    ServerSocket server(0, 5, InternetAddress::Loopback);
+    SetPort(server.GetLocalPort());
+    std::thread peer([] {
+        EXPECT_EQ(Tests::RunAgain({"--gtest_also_run_disabled_tests",
+                                   "--gtest_filter=Socket.DISABLED_DiesInTheMiddle",
+                                   "--gtest_output=", "--gtest_brief=1"}),
+                  7);
+    });
+    Mu::Ref<Socket, Mu::AtomicCounter> const socket = server.Accept();
+    std::vector<char> expected(DyingSize);
+    Stream(1).Fill(expected.data(), expected.size());
+    std::vector<char> got(DyingSize);
+    socket->GetInputChannel().Read(got.data(), DyingSize, Mu::ReadAll);
+    EXPECT_TRUE(got == expected);
+    std::vector<char> const more(50000); // of which it reads one byte
+    socket->GetOutputChannel().Write(more.data(), 50000);
+    EXPECT_THROW(for (;;) socket->GetOutputChannel().Write(more.data(), 50000),
+                 IO::Socket::SocketException);
+    peer.join();
+}
+
+// A byte there and back between two threads: what it may cost.
+TEST(Socket, TakesNoMemoryAndWaitsOnceForARoundTrip) {
+    constexpr unsigned int Trips = 1000;
+    Tests::ScriptedSocketCalls calls;
+    Connection connection;
+    auto const trip = [](Socket const & socket, unsigned int count) {
+        char byte = 0;
+        for (unsigned int i = 0; i < count; ++i) {
+            socket.GetInputChannel().Read(&byte, 1);
+            socket.GetOutputChannel().Write(&byte, 1);
+        }
+    };
+    auto const run = [&](unsigned int count) {
+        std::thread other(trip, connection.server, count);
+        char byte = 1;
+        for (unsigned int i = 0; i < count; ++i) {
+            connection.client.GetOutputChannel().Write(&byte, 1);
+            connection.client.GetInputChannel().Read(&byte, 1);
+        }
+        other.join();
+    };
+    run(10); // makes the signals
+    calls.ResetCounts();
+    unsigned long long const before = Tests::CountAllocations();
+    run(Trips);
+    EXPECT_EQ(Tests::CountAllocations(), before);
+    EXPECT_LE(calls.Count(SocketCall::Poll), 2 * Trips) << "one a read, none a write";
+    EXPECT_EQ(calls.Count(SocketCall::Send), 2 * Trips);
+    EXPECT_LE(calls.Count(SocketCall::Any), 8 * Trips) << "a send, and two receives round a wait";
+}
+
+} // namespace
