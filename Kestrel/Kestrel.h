@@ -78,3 +78,10 @@
 #include <Kestrel/Root/UniChar.h>
 #include <Kestrel/Root/UniString.h>
 #include <Kestrel/Root/WindowsNames.h>
+#include <Kestrel/Socket/FDSet.h>
+#include <Kestrel/Socket/ServerSocket.h>
+#include <Kestrel/Socket/SockAddr.h>
+#include <Kestrel/Socket/Socket.h>
+#include <Kestrel/Socket/SocketExceptions.h>
+#include <Kestrel/Socket/SocketFunctions.h>
+#include <Kestrel/Socket/SocketImplFactory.h>

@@ -103,6 +103,15 @@ unsigned int ScriptedSocketCalls::Accept(SocketHandle socket, SocketHandle * acc
     return error;
 }
 
+// One that is under way comes to stand all the same.
+unsigned int ScriptedSocketCalls::Connect(SocketHandle socket, SocketAddress const & address) {
+    unsigned int const error = Meet(SocketCall::Connect);
+    if (error != WSAError::None && error != WSAError::WouldBlock)
+        return error;
+    unsigned int const real = ForwardingSocketCalls::Connect(socket, address);
+    return error != WSAError::None ? error : real;
+}
+
 unsigned int ScriptedSocketCalls::Send(SocketHandle socket, char const * source, unsigned int count,
                                        unsigned int * sent) {
     if (isRecording)
@@ -190,7 +199,6 @@ void ScriptedSocketCalls::FreeAddrInfo(AddressList list) {
 KESTREL_TEST_CALL(Shutdown, (SocketHandle socket, int direction), socket, direction)
 KESTREL_TEST_CALL(Bind, (SocketHandle socket, SocketAddress const & address), socket, address)
 KESTREL_TEST_CALL(Listen, (SocketHandle socket, int backlog), socket, backlog)
-KESTREL_TEST_CALL(Connect, (SocketHandle socket, SocketAddress const & address), socket, address)
 KESTREL_TEST_CALL(SetNonBlocking, (SocketHandle socket, bool isOn), socket, isOn)
 KESTREL_TEST_CALL(GetSockOpt, (SocketHandle socket, int level, int name, int * value), socket,
                   level, name, value)
