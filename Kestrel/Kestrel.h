@@ -79,9 +79,13 @@
 #include <Kestrel/Root/UniString.h>
 #include <Kestrel/Root/WindowsNames.h>
 #include <Kestrel/Socket/FDSet.h>
+#include <Kestrel/Socket/HardwareAddress.h>
+#include <Kestrel/Socket/InternetAddress.h>
+#include <Kestrel/Socket/NetworkInterface.h>
 #include <Kestrel/Socket/ServerSocket.h>
 #include <Kestrel/Socket/SockAddr.h>
 #include <Kestrel/Socket/Socket.h>
 #include <Kestrel/Socket/SocketExceptions.h>
 #include <Kestrel/Socket/SocketFunctions.h>
 #include <Kestrel/Socket/SocketImplFactory.h>
+#include <Kestrel/Socket/SubnetMask.h>

@@ -26,6 +26,10 @@ struct Options {
     int level = -1;
     std::string key;
     std::string keyFile;
+    bool reverse = false;
+    std::string address;
+    unsigned int port = 0;
+    double timeout = 0; ///< seconds; 0: none
 };
 
 // Each command answers the exit code of the process.
@@ -54,5 +58,10 @@ int Decrypt(Options const & options, Console & console);
 int Digest(Options const & options, Console & console);
 
 int ShowPath(Options const & options, Console & console);
+
+int ShowInterfaces(Options const & options, Console & console);
+int ResolveNames(Options const & options, Console & console);
+int Serve(Options const & options, Console & console);
+int Connect(Options const & options, Console & console);
 
 } // namespace Tool

@@ -21,7 +21,9 @@ using Command = int (*)(Tool::Options const &, Tool::Console &);
 /// The command line as CLI11 sees it, and the command that it chose.
 class Interface {
 public:
-    Interface() : app("Files and folders by portable paths, native paths and URLs.", "kestrel") {
+    Interface()
+        : app("Files and folders by portable paths, native paths and URLs; and the network.",
+              "kestrel") {
         app.require_subcommand(1);
         app.fallthrough();
         app.add_flag("-v,--verbose", verbose, "Show all lines that the library logs");
@@ -32,6 +34,7 @@ public:
         AddContent();
         AddEntries();
         AddStreams();
+        AddNetwork();
         Add("path", "Show how a text is understood as a path", Tool::ShowPath)
             ->add_option("TEXT", options.source, "A path or a URL")
             ->required();
@@ -158,6 +161,39 @@ private:
         AddKey(decrypt);
         AddRecovery(decrypt);
         Add("md5", "Show MD5 digests", Tool::Digest)->add_option("FILE", options.paths)->required();
+    }
+
+    void AddNetwork() {
+        Add("net", "List the network interfaces of this machine", Tool::ShowInterfaces)
+            ->add_flag("-j,--json", options.json, "As JSON");
+        CLI::App * const resolve =
+            Add("resolve", "Show the IPv4 addresses of hosts", Tool::ResolveNames);
+        resolve->add_flag("-r,--reverse", options.reverse, "The names of addresses instead");
+        resolve->add_option("NAME", options.paths, "Hosts")->required();
+        CLI::App * const serve = AddConnection(
+            "serve", "Wait for one connection, and send and receive over it", Tool::Serve);
+        serve->add_option("-a,--address", options.address, "Where to listen; 0.0.0.0 is everywhere")
+            ->default_str(options.address = "127.0.0.1")
+            ->type_name("ADDRESS");
+        serve->add_option("PORT", options.port, "0 lets the system choose")
+            ->required()
+            ->check(CLI::Range(0, 65535));
+        CLI::App * const connect =
+            AddConnection("connect", "Connect, and send and receive over it", Tool::Connect);
+        connect->add_option("HOST", options.source, "A name or an address")->required();
+        connect->add_option("PORT", options.port)->required()->check(CLI::Range(1, 65535));
+    }
+
+    CLI::App * AddConnection(char const * name, char const * description, Command command) {
+        CLI::App * const connection = Add(name, description, command);
+        connection
+            ->add_option("-t,--timeout", options.timeout,
+                         "Give up when nothing happens for so long; none if none is given")
+            ->check(CLI::Range(0.0, 4000000.0))
+            ->type_name("SECONDS");
+        connection->footer("Standard input goes to the peer and what the peer sends to standard "
+                           "output, without encryption, until both have ended.");
+        return connection;
     }
 
     CLI::App * AddStream(char const * name, char const * description, Command command) {

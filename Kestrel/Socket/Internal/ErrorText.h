@@ -3,8 +3,6 @@
 #include <Kestrel/Root/Exceptions.h>
 #include <Kestrel/Root/UniString.h>
 
-#include <source_location>
-
 namespace IO::Socket {
 
 /// The text of a failure, with the system's number and text behind it: "Socket read failed. (Error
@@ -14,15 +12,15 @@ Mu::UniString GetErrorText(Mu::UniString const & text, unsigned int error);
 
 /// Throws with that text; without the system's part of it where memory is short.
 template <typename Exception>
-[[noreturn]] void Throw(char const * text, unsigned int error,
-                        std::source_location where = std::source_location::current()) {
+[[noreturn]] void Throw(char const * text, unsigned int error, char const * file = __builtin_FILE(),
+                        unsigned int line = __builtin_LINE()) {
     Mu::UniString whole;
     try {
         whole = GetErrorText(text, error);
     } catch (Mu::OutOfMemoryException const &) {
-        throw Exception(text, where.file_name(), where.line());
+        throw Exception(text, file, line);
     }
-    throw Exception(whole, where.file_name(), where.line());
+    throw Exception(whole, file, line);
 }
 
 } // namespace IO::Socket

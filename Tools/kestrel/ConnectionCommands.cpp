@@ -1,0 +1,259 @@
+// Standard input and output over one connection.
+
+#include "Commands.h"
+#include "Console.h"
+
+#include <Kestrel/Root/Clock.h>
+#include <Kestrel/Root/Exceptions.h>
+#include <Kestrel/Root/Logger.h>
+#include <Kestrel/Socket/SocketExceptions.h>
+#include <Kestrel/Socket/SocketImplFactory.h>
+
+#include <atomic>
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <iostream>
+#include <memory>
+#include <thread>
+#include <vector>
+
+#if defined(_WIN32)
+#include <fcntl.h>
+#include <io.h>
+#else
+#include <unistd.h>
+#endif
+
+namespace Tool {
+
+namespace {
+
+using IO::Socket::InternetAddress;
+using IO::Socket::SocketImpl;
+
+constexpr unsigned int PieceSize = 65536;
+constexpr unsigned int ConnectTimeout = 30000; // milliseconds, without --timeout
+
+// The standard streams by their descriptors: what is typed is sent line by line, which the buffered
+// ones would keep back.
+#if defined(_WIN32)
+int ReadInput(char * piece, unsigned int size) {
+    return _read(0, piece, size);
+}
+int WriteOutput(char const * piece, unsigned int size) {
+    return _write(1, piece, size);
+}
+bool IsInputTerminal() {
+    return _isatty(0) != 0;
+}
+void MakeBinary() {
+    _setmode(0, _O_BINARY);
+    _setmode(1, _O_BINARY);
+}
+#else
+template <typename Call>
+int Retry(Call call) {
+    auto result = call();
+    while (result < 0 && errno == EINTR)
+        result = call();
+    return static_cast<int>(result);
+}
+int ReadInput(char * piece, unsigned int size) {
+    return Retry([&] { return ::read(0, piece, size); });
+}
+int WriteOutput(char const * piece, unsigned int size) {
+    return Retry([&] { return ::write(1, piece, size); });
+}
+bool IsInputTerminal() {
+    return ::isatty(0) != 0;
+}
+void MakeBinary() {}
+#endif
+
+bool WriteAll(char const * piece, unsigned int size) {
+    while (size > 0) {
+        int const written = WriteOutput(piece, size);
+        if (written <= 0)
+            return false;
+        piece += written;
+        size -= static_cast<unsigned int>(written);
+    }
+    return true;
+}
+
+/// The two directions of a connection, each on a thread of its own.
+class Exchange {
+public:
+    explicit Exchange(SocketImpl::Reference connection) : connection(std::move(connection)) {}
+
+    /// On the thread that sends: all of standard input, and its end. What fails is kept, and ends the
+    /// other direction.
+    void Send() {
+        try {
+            SendInput();
+        } catch (std::exception const & e) {
+            failure = e.what();
+            hasFailed = true;
+            EndReceiving();
+        }
+        isAllSent = true;
+        isAllSent.notify_all();
+    }
+
+    /// Writes what the peer sends to standard output, up to its end. Throws what fails.
+    void Receive() {
+        std::vector<char> piece(PieceSize);
+        for (;;) {
+            unsigned long long const before = sent;
+            unsigned int count = 0;
+            try {
+                count = connection->Read(piece.data(), PieceSize);
+            } catch (IO::Socket::SocketTimeoutException const &) {
+                if (isSending || sent != before)
+                    continue; // the connection is not idle
+                throw;
+            }
+            if (count == 0)
+                return;
+            if (!WriteAll(piece.data(), count))
+                throw Mu::IOException("standard output: write error");
+            received += count;
+        }
+    }
+
+    bool HasSentAll() const { return isAllSent; }
+    void WaitUntilSent() const { isAllSent.wait(false); }
+    /// Empty when nothing failed. Once HasSentAll, or when HasFailed.
+    std::string const & GetFailure() const { return failure; }
+    bool HasFailed() const { return hasFailed; }
+    unsigned long long GetSent() const { return sent; }
+    unsigned long long GetReceived() const { return received; }
+
+private:
+    void SendInput() {
+        std::vector<char> piece(PieceSize);
+        for (;;) {
+            int const count = ReadInput(piece.data(), PieceSize);
+            if (count < 0)
+                throw Mu::IOException("standard input: read error");
+            if (count == 0)
+                break;
+            isSending = true;
+            connection->Write(piece.data(), static_cast<unsigned int>(count));
+            sent += static_cast<unsigned int>(count);
+            isSending = false;
+        }
+        connection->ShutdownOutput();
+    }
+
+    // The other thread then reads an end.
+    void EndReceiving() {
+        try {
+            connection->ShutdownInput();
+        } catch (IO::Socket::SocketException const &) { // it has ended already
+        }
+    }
+
+    SocketImpl::Reference connection;
+    std::atomic<unsigned long long> sent = 0;
+    std::atomic<unsigned long long> received = 0;
+    std::atomic<bool> isSending = false; // a write waits for the peer
+    std::atomic<bool> isAllSent = false;
+    std::atomic<bool> hasFailed = false;
+    std::string failure; // before hasFailed
+};
+
+std::string ToAmount(double bytes) {
+    static constexpr char const * units[] = {"B", "KiB", "MiB", "GiB", "TiB"};
+    unsigned int unit = 0;
+    for (; bytes >= 1000 && unit + 1 < std::size(units); ++unit)
+        bytes /= 1024;
+    char text[32];
+    std::snprintf(text, sizeof(text), unit == 0 ? "%.0f %s" : "%.1f %s", bytes, units[unit]);
+    return text;
+}
+
+// For people only, so that what a script reads of failures stays clean.
+void ShowThroughput(Exchange const & exchange, unsigned long long microseconds) {
+    if (!IsTerminal(true))
+        return;
+    double const seconds = std::max(static_cast<double>(microseconds), 1.0) / 1e6;
+    double const bytes = static_cast<double>(exchange.GetSent() + exchange.GetReceived());
+    char time[32];
+    std::snprintf(time, sizeof(time), "%.1f", seconds);
+    std::cerr << "sent " << ToAmount(static_cast<double>(exchange.GetSent())) << ", received "
+              << ToAmount(static_cast<double>(exchange.GetReceived())) << " in " << time << " s, "
+              << ToAmount(bytes / seconds) << "/s\n";
+}
+
+// A thread waits for standard input, perhaps for ever, and nothing can be taken from under it.
+[[noreturn]] void Leave(int result) {
+    Mu::logger.Flush();
+    std::_Exit(result);
+}
+
+/// Both directions to their ends. Who sits at a terminal need not end the input, too, when the peer
+/// has gone; a file or a pipe is sent to its end.
+int Talk(SocketImpl::Reference const & connection) {
+    MakeBinary();
+    auto const exchange = std::make_shared<Exchange>(connection);
+    unsigned long long const start = Mu::GetClock().GetMonotonicMicroseconds();
+    std::thread([exchange] { exchange->Send(); }).detach();
+    std::string failure;
+    try {
+        exchange->Receive();
+        if (!exchange->HasFailed() && !IsInputTerminal())
+            exchange->WaitUntilSent();
+    } catch (std::exception const & e) {
+        failure = e.what();
+    }
+    if (exchange->HasFailed()) // it came first, and ended the other
+        failure = exchange->GetFailure();
+    ShowThroughput(*exchange, Mu::GetClock().GetMonotonicMicroseconds() - start);
+    int const result = failure.empty() ? 0 : Console::Fail(failure);
+    if (!exchange->HasSentAll())
+        Leave(result);
+    return result;
+}
+
+SocketImpl::Reference MakeSocket() {
+    SocketImpl::Reference const socket = IO::Socket::TCPIPSocketImplFactory::Get().Create(0);
+    socket->Create(true);
+    return socket;
+}
+
+unsigned int ToMilliseconds(double seconds) {
+    return seconds <= 0 ? 0 : std::max(1u, static_cast<unsigned int>(seconds * 1000));
+}
+
+Mu::String ToName(std::string const & text) {
+    return Mu::String(text.data(), static_cast<unsigned int>(text.size()));
+}
+
+} // namespace
+
+int Serve(Options const & options, Console &) {
+    unsigned int const timeout = ToMilliseconds(options.timeout);
+    SocketImpl::Reference listener = MakeSocket();
+    listener->Bind(InternetAddress::GetByName(ToName(options.address)),
+                   static_cast<unsigned short>(options.port));
+    listener->Listen(1);
+    std::cerr << "listening on port " << listener->GetLocalPort() << std::endl;
+    listener->SetTimeout(timeout);
+    SocketImpl::Reference const connection = listener->Accept();
+    listener.Clear(); // one connection, and nobody waits for a second
+    connection->SetTimeout(timeout);
+    return Talk(connection);
+}
+
+int Connect(Options const & options, Console &) {
+    unsigned int const timeout = ToMilliseconds(options.timeout);
+    SocketImpl::Reference const connection = MakeSocket();
+    connection->SetTimeout(timeout != 0 ? timeout : ConnectTimeout);
+    connection->Connect(ToName(options.source), static_cast<unsigned short>(options.port));
+    connection->SetTimeout(timeout);
+    return Talk(connection);
+}
+
+} // namespace Tool
