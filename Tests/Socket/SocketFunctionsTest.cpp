@@ -132,19 +132,24 @@ TEST(SocketFunctions, ConnectTalkAndEnd) {
     EXPECT_EQ(moved, 0u);
 }
 
+// Linux knows at once that nobody listens on this machine.
 TEST(SocketFunctions, ShowARefusedConnectionAsAnException) {
-    Handle const client = Listening().Connect(); // nobody listens there any more
-    Ready const ready = Look(client, true, true, 10);
-    EXPECT_EQ(ready.status, IO::NoError);
-    EXPECT_TRUE(ready.except);
-    EXPECT_FALSE(ready.write) << "that would say that it stands";
+    unsigned int const port = Listening().port; // where nobody listens any more
+    Handle const client;
+    ASSERT_EQ(Flat::Connect(client, "127.0.0.1", port), IO::Error);
+    if (Flat::GetLastError() != Flat::ConnectionRefused) {
+        EXPECT_EQ(Flat::GetLastError(), Flat::WouldBlock);
+        Ready const ready = Look(client, true, true, 10);
+        EXPECT_EQ(ready.status, IO::NoError);
+        EXPECT_TRUE(ready.except);
+        EXPECT_FALSE(ready.write) << "that would say that it stands";
+    }
     EXPECT_EQ(Flat::Connect(Handle(), "no address", 1), IO::Error);
     EXPECT_EQ(Flat::GetLastError(), Flat::OtherSocketError);
 }
 
-// The peer closes with bytes unread, which the system reports as a reset: what it sent before is
-// there, and then the failure, in whatever order it came.
-TEST(SocketFunctions, ReadWhatCameBeforeAReset) {
+// The peer closes with bytes unread, which the system reports as a reset.
+TEST(SocketFunctions, ShowAResetAsAFailure) {
     Listening const listening;
     Handle client = listening.Connect();
     Handle const accepted = listening.Accept();
@@ -152,11 +157,17 @@ TEST(SocketFunctions, ReadWhatCameBeforeAReset) {
     ASSERT_EQ(Flat::Send(accepted, "unread", 6, &moved), IO::NoError);
     ASSERT_TRUE(Look(client, true, false, 10).read);
     client.Close();
-    Ready const ready = Look(accepted, true, false, 10);
+    Ready const ready = Look(accepted, true, true, 10);
     EXPECT_TRUE(ready.read || ready.except);
     char byte;
     EXPECT_EQ(Flat::Recv(accepted, &byte, 1, &moved), IO::Error);
+#if defined(_WIN32) // Wine's select takes the error away, and an end is left
+    EXPECT_TRUE(Flat::GetLastError() == Flat::ConnectionReset ||
+                Flat::GetLastError() == Flat::ConnectionClosed);
+#else
     EXPECT_EQ(Flat::GetLastError(), Flat::ConnectionReset);
+    EXPECT_FALSE(ready.write);
+#endif
     // A signal for this would end the process.
     EXPECT_EQ(Flat::Send(accepted, "x", 1, &moved), IO::Error);
 }

@@ -6,6 +6,9 @@
 namespace Tests {
 namespace {
 
+#if defined(_WIN32) // where each round costs many times what it does elsewhere
+constexpr unsigned int sweptErrors[] = {WSAError::WouldBlock, PollFindsExcept};
+#else
 constexpr unsigned int sweptErrors[] = {WSAError::WouldBlock,
                                         WSAError::ConnectionReset,
                                         WSAError::ConnectionRefused,
@@ -14,6 +17,7 @@ constexpr unsigned int sweptErrors[] = {WSAError::WouldBlock,
                                         WSAError::NotSocket,
                                         PollTimesOut,
                                         PollFindsExcept};
+#endif
 
 class SocketCallFaults : public FaultSource {
 public:
