@@ -191,7 +191,7 @@ TEST(SocketFailure, HasItsClassAndText) {
 // Both systems have one for what hosts meet most.
 TEST(SocketFailure, SaysItInTheSystemsWords) {
     char16_t message[300];
-    for (unsigned int const error : std::vector<unsigned int>{10048, 10054, 10060, 10061, 11001})
+    for (unsigned int const error : std::vector<unsigned int>{10054, 10061, 11001})
         EXPECT_GT(GetSocketCalls().FormatMessage(error, message, 300), 10u) << error;
     EXPECT_EQ(GetSocketCalls().FormatMessage(10061, message, 3), 3u);
     EXPECT_EQ(GetSocketCalls().FormatMessage(10999, message, 300), 0u);
