@@ -210,9 +210,6 @@ KESTREL_TEST_CALL(SetSockOpt, (SocketHandle socket, int level, int name, int val
                   name, value)
 KESTREL_TEST_CALL(GetLinger, (SocketHandle socket, LingerTime * time), socket, time)
 KESTREL_TEST_CALL(SetLinger, (SocketHandle socket, LingerTime time), socket, time)
-KESTREL_TEST_CALL(GetPeerName, (SocketHandle socket, SocketAddress * address), socket, address)
-KESTREL_TEST_CALL(RaiseSignal, (SocketHandle signal), signal)
-KESTREL_TEST_CALL(GetHostByName, (char const * name, unsigned char (&address)[4]), name, address)
 
 #undef KESTREL_TEST_CALL
 

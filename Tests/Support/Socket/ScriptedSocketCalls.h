@@ -30,12 +30,9 @@ enum class SocketCall : unsigned int {
     GetLinger,
     SetLinger,
     GetSockName,
-    GetPeerName,
     CreateSignal,
-    RaiseSignal,
     CloseSignal,
     GetAddrInfo,
-    GetHostByName,
     Any
 };
 
@@ -94,13 +91,10 @@ public:
     unsigned int GetLinger(SocketHandle socket, LingerTime * time) override;
     unsigned int SetLinger(SocketHandle socket, LingerTime time) override;
     unsigned int GetSockName(SocketHandle socket, SocketAddress * address) override;
-    unsigned int GetPeerName(SocketHandle socket, SocketAddress * address) override;
     unsigned int CreateSignal(SocketHandle * signal) override;
-    unsigned int RaiseSignal(SocketHandle signal) override;
     unsigned int CloseSignal(SocketHandle signal) override;
     unsigned int GetAddrInfo(char const * name, AddressList * list) override;
     void FreeAddrInfo(AddressList list) override;
-    unsigned int GetHostByName(char const * name, unsigned char (&address)[4]) override;
 
 private:
     /// The number that the call fails with; 0: it does not.
