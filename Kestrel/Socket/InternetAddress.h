@@ -10,7 +10,7 @@ namespace IO::Socket {
 /// An IPv4 address with the host name that goes with it, once that is known; and the ways from names
 /// to addresses and back.
 ///
-/// For connecting and listening; a port is always told beside it. There is no IPv6: a resolution asks
+/// For connecting and listening; a port always stands beside it. There is no IPv6: a resolution asks
 /// for IPv4 only and drops everything else. Two addresses are equal when their four bytes are,
 /// whatever their names.
 ///
@@ -53,7 +53,7 @@ public:
     static Mu::String GetLocalHostName();
 
     /// Reads four decimal numbers with points between; false, and `address` is unchanged, for less.
-    /// Numbers above 255 keep their low byte only, and what follows the fourth is not looked at. For
+    /// Numbers above 255 keep their low byte only, and what follows the fourth is not read. For
     /// the texts that the system's resolver takes, use IsHostAddress.
     static bool ParseHostAddress(Mu::UniString const & text, unsigned char (&address)[4]);
     /// Whether GetByAddress takes the text. Throws Mu::IllegalArgumentException for an empty one.
