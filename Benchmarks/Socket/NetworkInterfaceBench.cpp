@@ -28,8 +28,8 @@ public:
     /// Up to about so many interfaces, each with an address.
     void Grow(int count) {
         for (; isOwn && size + 2 <= count; size += 2) {
-            std::string const a = "a" + std::to_string(size);
-            std::string const b = "b" + std::to_string(size);
+            std::string const a = std::to_string(size) + "a";
+            std::string const b = std::to_string(size) + "b";
             Run("link add " + a + " type veth peer name " + b);
             for (std::string const & name : {a, b}) {
                 Run("link set " + name + " up");

@@ -177,6 +177,7 @@ TEST(NetworkInterface, AsksForEachTableTwice) {
                 if (first != 50)
                     expected.push_back(first == tooSmall ? 1000 : 28);
                 EXPECT_EQ(rooms, expected);
-                SweepAllocations([&](bool) { run(); });
+                if (first == tooSmall && second == 0)
+                    SweepAllocations([&](bool) { run(); });
             }
 }

@@ -2,6 +2,8 @@
 
 #include <Kestrel/Socket/NetworkInterface.h>
 
+#include "Tests/Support/Socket/DrawnTables.h"
+
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
@@ -12,12 +14,14 @@
 #include <cstdio>
 #include <cstring>
 #include <map>
+#include <sstream>
 #include <string>
 #include <thread>
 #include <vector>
 
 using namespace IO::Socket;
 using nlohmann::json;
+using Lines = std::vector<std::string>;
 
 namespace {
 
@@ -39,121 +43,86 @@ json Ask(std::string const & what) {
     return output.empty() ? json::array() : json::parse(output, nullptr, false);
 }
 
-struct Entry {
-    std::string name;
-    unsigned int mtu = 0;
-    bool isUp = false;
-    std::string hardware;
-    std::vector<std::string> addresses;
-    std::vector<std::string> gateways; // sorted
-
-    friend bool operator==(Entry const &, Entry const &) = default;
-    friend std::ostream & operator<<(std::ostream & stream, Entry const & entry) {
-        stream << entry.name << " " << entry.mtu << (entry.isUp ? " up " : " down ")
-               << entry.hardware;
-        for (std::string const & address : entry.addresses)
-            stream << " " << address;
-        for (std::string const & gateway : entry.gateways)
-            stream << " via " << gateway;
-        return stream;
-    }
-};
-
-std::string T(Mu::String const & text) {
-    return text.ToCStr();
-}
-
-std::vector<Entry> ListOurs() {
+Lines ListOurs() {
     Mu::PagedArray<NetworkInterface> interfaces;
     NetworkInterface::GetNetworkInterfaces(interfaces);
-    std::vector<Entry> entries;
-    for (NetworkInterface const & interface : interfaces) {
-        Entry entry;
-        entry.name = static_cast<char *>(interface.GetName().ToCStr());
-        entry.mtu = interface.GetMTU();
-        entry.isUp = interface.IsUp();
-        entry.hardware = static_cast<char *>(interface.GetHardwareAddress().ToString(':').ToCStr());
-        for (NetworkInterfaceAddress const & address : interface.GetInterfaceAddresses())
-            entry.addresses.push_back(T(address.GetInterfaceAddress().GetHostAddress()) + "/" +
-                                      std::to_string(address.GetNetworkPrefixLength()) + "*" +
-                                      T(address.GetBroadcastAddress().GetHostAddress()));
-        for (InternetAddress const & gateway : interface.GetGatewayAddresses())
-            entry.gateways.push_back(T(gateway.GetHostAddress()));
-        std::sort(entry.gateways.begin(), entry.gateways.end());
-        entries.push_back(entry);
-    }
-    return entries;
+    Lines lines;
+    for (NetworkInterface const & interface : interfaces)
+        lines.push_back(Tests::Describe(interface));
+    return lines;
 }
 
-std::map<std::string, std::vector<std::string>> ListGateways() {
-    std::map<std::string, std::vector<std::string>> gateways; // by device
+/// The gateways of the default routes by device, as they stand in a line.
+std::map<std::string, std::string> ListGateways() {
+    std::map<std::string, std::string> gateways;
     auto const add = [&](json const & hop) {
-        if (!hop.contains("gateway"))
-            return;
-        auto & list = gateways[hop["dev"]];
-        std::string const gateway = hop["gateway"];
-        if (std::find(list.begin(), list.end(), gateway) == list.end())
-            list.push_back(gateway);
+        std::string const gateway = " >" + hop.value("gateway", "");
+        std::string & list = gateways[hop.value("dev", "")];
+        if (gateway != " >" && (list + " ").find(gateway + " ") == list.npos)
+            list += gateway;
     };
     for (json const & route : Ask("-4 route show table main default")) {
         add(route);
         for (json const & hop : route.value("nexthops", json::array()))
             add(hop);
     }
-    for (auto & entry : gateways)
-        std::sort(entry.second.begin(), entry.second.end());
     return gateways;
 }
 
-std::vector<Entry> ListTheirs() {
+std::string GetName(json const & link) {
+    std::string const type = link["link_type"];
+    std::string const kind = link.value("linkinfo", json::object()).value("info_kind", "");
+    static std::map<std::string, std::string> const names = {
+        {"ether", "eth"}, {"loopback", "loo"}, {"ppp", "ppp"},     {"tunnel", "tun"},
+        {"sit", "tun"},   {"gre", "tun"},      {"tunnel6", "tun"},
+    };
+    auto const name = names.find(type);
+    return name != names.end()                    ? name->second
+           : kind == "tun" || kind == "wireguard" ? "tun"
+                                                  : "net";
+}
+
+Lines ListTheirs() {
     json links = Ask("-details addr");
     std::sort(links.begin(), links.end(),
               [](json const & a, json const & b) { return a["ifindex"] < b["ifindex"]; });
     auto gateways = ListGateways();
     std::map<std::string, int> counters;
-    std::vector<Entry> entries;
+    Lines lines;
     for (json const & link : links) {
-        std::string const type = link["link_type"];
-        std::string const kind = link.value("linkinfo", json::object()).value("info_kind", "");
-        bool const isTunnel = type == "tunnel" || type == "sit" || type == "gre" ||
-                              type == "tunnel6" || kind == "tun" || kind == "wireguard";
-        std::string const name = type == "ether"      ? "eth"
-                                 : type == "loopback" ? "loo"
-                                 : type == "ppp"      ? "ppp"
-                                 : isTunnel           ? "tun"
-                                                      : "net";
-        Entry entry;
-        entry.name = name + std::to_string(counters[name]++);
-        entry.mtu = link["mtu"];
+        std::string const name = GetName(link);
         auto const & flags = link["flags"];
         std::string const state = link["operstate"];
-        entry.isUp = std::find(flags.begin(), flags.end(), "UP") != flags.end() &&
-                     (state == "UP" || state == "UNKNOWN");
-        if (type != "loopback")
-            entry.hardware = link.value("address", "");
-        for (char & c : entry.hardware)
-            c = static_cast<char>(std::toupper(c));
+        bool const isUp = std::find(flags.begin(), flags.end(), "UP") != flags.end() &&
+                          (state == "UP" || state == "UNKNOWN");
+        Lines addresses;
         for (json const & info : link["addr_info"])
-            if (entry.isUp && info["family"] == "inet")
-                entry.addresses.push_back(std::string(info["local"]) + "/" +
-                                          std::to_string(info["prefixlen"].get<int>()) + "*" +
-                                          info.value("broadcast", "0.0.0.0"));
+            if (isUp && info["family"] == "inet")
+                addresses.push_back(" " + std::string(info["local"]) + "/" +
+                                    std::to_string(info["prefixlen"].get<int>()) + "*" +
+                                    info.value("broadcast", "0.0.0.0"));
         // The address table has the last one.
-        if (!entry.addresses.empty())
-            std::rotate(entry.addresses.begin(), entry.addresses.end() - 1, entry.addresses.end());
-        if (entry.isUp)
-            entry.gateways = gateways[link["ifname"]];
-        entries.push_back(entry);
+        if (!addresses.empty())
+            std::rotate(addresses.begin(), addresses.end() - 1, addresses.end());
+        std::string line = name + std::to_string(counters[name]++) + " " + link["mtu"].dump() +
+                           (name == "loo" ? " l" : " ") + (isUp ? "u" : "");
+        for (std::string const & address : addresses)
+            line += address;
+        line += (isUp ? gateways[link["ifname"]] : "") + " #";
+        std::istringstream hardware(name == "loo" ? "" : link.value("address", ""));
+        for (std::string byte; std::getline(hardware, byte, ':');)
+            line += std::to_string(std::stoi(byte, nullptr, 16)) + ",";
+        lines.push_back(line);
     }
-    return entries;
+    return lines;
 }
 
 /// Compares in a moment in which nothing changes: the state of a link follows its peer's a little
 /// later. Returns what was listed.
-std::vector<Entry> Compare(std::string const & what) {
-    std::vector<Entry> before;
-    std::vector<Entry> ours;
-    std::vector<Entry> after = ListTheirs();
+Lines Compare(std::string const & what) {
+    Lines before;
+    Lines ours;
+    Lines after = ListTheirs();
     for (int tries = 0; tries < 50 && before != after; ++tries) {
         before = after;
         ours = ListOurs();
@@ -185,7 +154,7 @@ TEST(PosixInterfaceCalls, FollowANetworkThatChanges) {
             refusal = std::strerror(errno);
             return;
         }
-        std::vector<Entry> before;
+        Lines before;
         for (char const * const change :
              {"link set lo up",
               "link add a0 type veth peer name b0",
@@ -211,7 +180,7 @@ TEST(PosixInterfaceCalls, FollowANetworkThatChanges) {
               "route replace default nexthop via 10.1.0.250 nexthop via 10.9.0.9",
               "link del a0"}) {
             std::string const output = GetOutput(std::string("ip ") + change);
-            std::vector<Entry> const ours = Compare(change);
+            Lines const ours = Compare(change);
             EXPECT_TRUE(output.empty() || ours == before) << change << ": " << output;
             before = ours;
         }
