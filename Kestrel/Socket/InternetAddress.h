@@ -1,6 +1,7 @@
 #pragma once
 
 #include <Kestrel/Root/Export.h>
+#include <Kestrel/Root/Memory.h>
 #include <Kestrel/Root/PagedArray.h>
 #include <Kestrel/Root/String.h>
 #include <Kestrel/Root/UniString.h>
@@ -18,7 +19,7 @@ namespace IO::Socket {
 /// Threads: any number may read, one may change. GetHostName changes: it keeps what it found.
 /// Failure: exceptions, as each operation says; Mu::OutOfMemoryException from all that hand out a
 ///          text or an address with a name. An address has no state of failure.
-class KESTREL_API InternetAddress {
+class KESTREL_API InternetAddress : public Mu::Allocated {
 public:
     /// The four bytes as they are read from left to right: 10, 1, 2, 3 is 10.1.2.3.
     InternetAddress(unsigned char first, unsigned char second, unsigned char third,

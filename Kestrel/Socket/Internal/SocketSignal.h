@@ -1,8 +1,8 @@
 #pragma once
 
-#include <Kestrel/Root/Lock.h>
-#include <Kestrel/Root/Memory.h>
 #include <Kestrel/Socket/Platform/SocketCallTypes.h>
+
+#include <atomic>
 
 namespace IO::Socket {
 
@@ -10,14 +10,16 @@ namespace IO::Socket {
 /// besides it. It comes into being at the first wait; an Interrupt uses it up, and the next wait makes
 /// another one.
 ///
-/// Threads: any. The lock is held for the few instructions round raising or closing the signal, so
-///          that nobody raises a handle that the system has given to somebody else by then.
+/// Used up, it stays open as long as somebody may wait there, so that nobody raises or polls a handle
+/// that the system has given to somebody else by then.
+///
+/// Threads: any, without a lock.
 class SocketSignal {
     struct Signal;
 
 public:
     SocketSignal() = default;
-    /// Nobody waits any more.
+    /// Nobody waits or interrupts any more.
     ~SocketSignal() { Close(); }
     SocketSignal(SocketSignal const &) = delete;
     SocketSignal & operator=(SocketSignal const &) = delete;
@@ -31,13 +33,13 @@ public:
     public:
         /// Makes a signal where there is none. SocketException: the system has none to give.
         explicit Watch(SocketSignal & owner);
-        ~Watch();
+        ~Watch() { owner.Leave(); }
         Watch(Watch const &) = delete;
         Watch & operator=(Watch const &) = delete;
 
         SocketHandle GetHandle() const;
         /// Whether it was used up by an Interrupt or closed.
-        bool IsGone() const;
+        bool IsGone() const { return owner.current.load() != signal; }
 
     private:
         SocketSignal & owner;
@@ -45,11 +47,14 @@ public:
     };
 
 private:
-    static void CloseUnwatched(Signal * signal);
-    void Make();
+    Signal * Make();
+    void Leave();
+    void Keep(Signal * signal);
+    void CloseUsed();
 
-    mutable Mu::LockCore lock;
-    Signal * current = nullptr; // under the lock
+    std::atomic<Signal *> current{nullptr};
+    std::atomic<Signal *> used{nullptr}; // a list of those that are not current any more
+    std::atomic<unsigned int> waiting{0};
 };
 
 } // namespace IO::Socket
