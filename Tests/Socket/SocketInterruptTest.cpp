@@ -23,13 +23,30 @@ constexpr unsigned int Interrupts = 400; // Wine's calls cost many times those o
 constexpr unsigned int Interrupts = 2500; // of each kind, so that there are ten thousand
 #endif
 
+// Goes up only, and can be waited for; a thread that looks again and again would starve the others.
+class Count {
+public:
+    void Raise() {
+        ++value;
+        value.notify_all();
+    }
+    void WaitFor(unsigned int wanted) const {
+        for (unsigned int seen = value; seen < wanted; seen = value)
+            value.wait(seen);
+    }
+    operator unsigned int() const { return value; }
+
+private:
+    std::atomic<unsigned int> value{0};
+};
+
 // Blocks again and again on a thread of its own, and counts how that ends.
 class Blocker : public Mu::Runnable {
 public:
     struct Counts {
-        std::atomic<unsigned int> begun{0};
-        std::atomic<unsigned int> interrupted{0};
-        std::atomic<unsigned int> otherwise{0};
+        Count begun;
+        Count ended;
+        Count interrupted;
     };
 
     Blocker(Counts & counts, std::function<void()> block)
@@ -37,19 +54,13 @@ public:
 
     void Run() override {
         while (!Mu::Thread::GetCurrent().IsCanceled()) {
-            ++counts.begun;
-            try {
-                block();
-                ++counts.otherwise;
-            } catch (Mu::InterruptedIOException const & exception) {
-                if (exception.what() != std::string("Socket interrupted."))
-                    ++counts.otherwise;
-                ++counts.interrupted;
-            } catch (Mu::MuException const & exception) {
-                ADD_FAILURE() << exception.GetName() << ": " << exception.what();
-                ++counts.otherwise;
-                return;
-            }
+            counts.begun.Raise();
+            std::string const how = Tests::Describe(block);
+            if (how == "InterruptedIOException: Socket interrupted.")
+                counts.interrupted.Raise();
+            else if (!how.empty())
+                ADD_FAILURE() << how;
+            counts.ended.Raise();
         }
     }
 
@@ -65,14 +76,12 @@ void InterruptAgainAndAgain(std::function<void()> block) {
     ASSERT_TRUE(thread.Start());
     std::mt19937 random(1);
     for (unsigned int i = 1; i <= Interrupts; ++i) {
-        while (counts.begun < i && counts.otherwise == 0)
-            std::this_thread::yield();
-        for (unsigned int spins = random() % 3 * (random() % 20); spins > 0; --spins)
-            std::this_thread::yield();
+        counts.begun.WaitFor(i);
+        for (unsigned int volatile spins = random() % 3 * (random() % 20000); spins > 0;)
+            spins = spins - 1;
         thread.Interrupt();
-        while (counts.interrupted < i && counts.otherwise == 0)
-            std::this_thread::yield();
-        ASSERT_EQ(counts.otherwise, 0u);
+        counts.ended.WaitFor(i);
+        ASSERT_EQ(counts.interrupted, i);
     }
     thread.Cancel();
     thread.Join(false);
@@ -120,8 +129,8 @@ TEST(SocketInterrupt, EndsEveryConnect) {
         unsigned int patience = 200; // milliseconds without a connection: the queue is full
         for (unsigned int seen = 0; patience > 0; --patience) {
             Mu::Thread::Sleep(1, false);
-            if (counts.otherwise != seen) {
-                seen = counts.otherwise;
+            if (counts.ended != seen) {
+                seen = counts.ended;
                 patience = 200;
             }
             if (seen > 100) {
@@ -148,6 +157,7 @@ TEST(SocketInterrupt, EndsTheOtherWaitAtTheSocketToo) {
             written = Tests::Describe([&] {
                 for (;;) {
                     isWriting = true;
+                    isWriting.notify_all();
                     connection.client.GetOutputChannel().Write(much.data(), 1 << 20);
                 }
             });
@@ -158,8 +168,8 @@ TEST(SocketInterrupt, EndsTheOtherWaitAtTheSocketToo) {
                               counts, [&] { connection.client.GetInputChannel().Read(&byte, 1); })),
                           "reader");
         ASSERT_TRUE(reader.Start());
-        while (!isWriting || counts.begun == 0)
-            std::this_thread::yield();
+        isWriting.wait(false);
+        counts.begun.WaitFor(1);
         // The writer may not have come to its wait yet; a later one finds it there.
         std::atomic<bool> isOver = false;
         std::thread joiner([&] {
@@ -169,15 +179,14 @@ TEST(SocketInterrupt, EndsTheOtherWaitAtTheSocketToo) {
         for (unsigned int n = 0; !isOver;) {
             reader.Interrupt();
             ++n;
-            while (counts.interrupted < n)
-                std::this_thread::yield();
+            counts.ended.WaitFor(n);
             Mu::Thread::Sleep(1, false);
         }
         joiner.join();
         reader.Cancel();
         reader.Join(false);
         EXPECT_EQ(written, "SocketException: Socket internal error.");
-        EXPECT_EQ(counts.otherwise, 0u);
+        EXPECT_EQ(counts.interrupted, counts.ended);
     }
 }
 
