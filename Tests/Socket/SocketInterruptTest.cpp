@@ -18,7 +18,7 @@ namespace {
 using namespace IO::Socket;
 
 #if defined(_WIN32)
-constexpr unsigned int Interrupts = 400; // Wine's calls cost many times those of the system
+constexpr unsigned int Interrupts = 100; // Wine's calls cost many times those of the system
 #else
 constexpr unsigned int Interrupts = 2500; // of each kind, so that there are ten thousand
 #endif
