@@ -86,22 +86,22 @@ TEST(NetworkInterface, IsListedFromTheSystem) {
 
 TEST(NetworkInterface, ListsAllOrNothing) {
     MadeInterfaces made;
-    made.Set({{InternetAddress(1, 2, 3, 4)}, {}, {InternetAddress(5, 6, 7, 8)}});
+    made.Set({{}, {InternetAddress(5, 6, 7, 8)}});
     SweepAllocations([&](bool) {
         Interfaces first;
         Interfaces behind;
         behind.Push(MakeInterface("kept", {}));
         try {
-            EXPECT_EQ(NetworkInterface::GetNetworkInterfaces(first), 3u);
-            EXPECT_EQ(NetworkInterface::GetNetworkInterfaces(behind), 3u);
+            EXPECT_EQ(NetworkInterface::GetNetworkInterfaces(first), 2u);
+            EXPECT_EQ(NetworkInterface::GetNetworkInterfaces(behind), 2u);
         } catch (Mu::OutOfMemoryException const &) {
-            EXPECT_EQ(first.GetSize() % 3, 0u);
+            EXPECT_EQ(first.GetSize() % 2, 0u);
             EXPECT_EQ(behind.GetSize(), 1u);
             throw;
         }
-        ASSERT_EQ(behind.GetSize(), 4u);
+        ASSERT_EQ(behind.GetSize(), 3u);
         EXPECT_EQ(behind[0], MakeInterface("kept", {}));
-        EXPECT_EQ(behind[3], MakeInterface("eth2", {InternetAddress(5, 6, 7, 8)}));
+        EXPECT_EQ(behind[2], MakeInterface("eth1", {InternetAddress(5, 6, 7, 8)}));
     });
 }
 
