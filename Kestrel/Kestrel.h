@@ -29,6 +29,13 @@
 #include <Kestrel/FileSystem/ReadOnlyFolderEntry.h>
 #include <Kestrel/FileSystem/RollingVFS.h>
 #include <Kestrel/FileSystem/TreeEnumerator.h>
+#include <Kestrel/FileType/ContentTests.h>
+#include <Kestrel/FileType/Defaults.h>
+#include <Kestrel/FileType/FileType.h>
+#include <Kestrel/FileType/FileTypeManager.h>
+#include <Kestrel/FileType/GeneralID.h>
+#include <Kestrel/FileType/IdentificationObserver.h>
+#include <Kestrel/FileType/SharedMimeTypes.h>
 #include <Kestrel/Library.h>
 #include <Kestrel/Location/Address.h>
 #include <Kestrel/Location/CLib.h>

@@ -6,6 +6,7 @@
 
 #include <Kestrel/Channel/OutputBuffer.h>
 #include <Kestrel/FileSystem/Internal/Start.h>
+#include <Kestrel/FileType/Internal/Start.h>
 #include <Kestrel/Internal/Settings.h>
 #include <Kestrel/Location/Internal/LocalRoot.h>
 #include <Kestrel/Root/Exceptions.h>
@@ -23,13 +24,15 @@ public:
     // The class records stand between the two: each is a constant of its class, and is entered in
     // the list of them when it is first asked for.
     Library() {
-        StartLocalRoot();  // and with it the address tree and its lock
-        StartFileSystem(); // its lock, validators, generated names, native file system, resolver
+        StartLocalRoot();     // and with it the address tree and its lock
+        StartFileSystem();    // its lock, validators, generated names, native file system, resolver
         Socket::StartSockets();
+        FTM::StartFileType(); // its lock and the empty tables
         KeepBlocksToTheEnd();
     }
     ~Library() {
         Mu::logger.Terminate(); // while files can still be written
+        FTM::EndFileType();
         Socket::EndSockets();
         EndFileSystem();
         EndLocalRoot();

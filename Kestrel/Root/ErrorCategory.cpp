@@ -50,6 +50,9 @@ constexpr Row rows[] = {
     {ErrFSMountPointExists, "mount point already exists"},
     {ErrTreeAccessDenied, "access denied"},
     {ErrIllegalRelativeLocation, "text is not a relative location"},
+    {ErrTypeNotFound, "file type is not found"},
+    {ErrGroupNotFound, "group of file types is not found"},
+    {ErrForeignRecord, "another manager owns it"},
 };
 
 class Category : public std::error_category {

@@ -70,4 +70,17 @@ inline constexpr MuErrCode ErrFSMountPointExists = Mu::MakeErrorCode(0x81010309)
 inline constexpr MuErrCode ErrTreeAccessDenied = Mu::MakeErrorCode(0x81010400);
 inline constexpr MuErrCode ErrIllegalRelativeLocation = Mu::MakeErrorCode(0x81010500);
 
+// File types.
+inline constexpr MuErrCode ErrTypeNotFound = Mu::MakeErrorCode(0x81010600);
+inline constexpr MuErrCode ErrGroupNotFound = Mu::MakeErrorCode(0x81010601);
+inline constexpr MuErrCode ErrForeignRecord = Mu::MakeErrorCode(0x81010602);
+
 } // namespace IO
+
+namespace FTM {
+
+using IO::ErrForeignRecord;
+using IO::ErrGroupNotFound;
+using IO::ErrTypeNotFound;
+
+} // namespace FTM

@@ -1,0 +1,504 @@
+// What managers change: types, groups, links, and the indices that follow from them.
+
+#include <Kestrel/FileType/FileTypeManager.h>
+
+#include <Kestrel/FileType/Internal/ContentRuleSlots.h>
+#include <Kestrel/FileType/Internal/ExtensionKey.h>
+#include <Kestrel/FileType/Internal/IdentifierCounters.h>
+#include <Kestrel/FileType/Internal/Tables.h>
+
+#include <algorithm>
+#include <tuple>
+#include <utility>
+
+namespace FTM {
+
+namespace {
+
+using Guard = Mu::LockGuard<Mu::ReentrantLock>;
+
+template <typename Row, typename Less>
+int LowerBound(Mu::Array<Row> const & table, Less const & isBefore) {
+    Row const * const found = std::partition_point(table.begin(), table.end(), isBefore);
+    return found == table.end() ? -1 : static_cast<int>(found - table.begin());
+}
+
+/// Puts the row at the lower bound, in front of equal ones. There is room.
+template <typename Row>
+void InsertAt(Mu::Array<Row> & table, int lowerBound, Row row) {
+    table.Insert(lowerBound < 0 ? table.GetSize() : static_cast<unsigned int>(lowerBound),
+                 std::move(row));
+}
+
+template <typename Row, typename IsGone>
+void RemoveRows(Mu::Array<Row> & table, IsGone const & isGone) {
+    Row * const end = std::remove_if(table.begin(), table.end(), isGone);
+    table.Truncate(static_cast<unsigned int>(end - table.begin()));
+}
+
+} // namespace
+
+FileTypeManager::FileTypeManager(char const * managerId) {
+    static_cast<void>(id.Set(managerId)); // empty then, as the header says
+}
+
+FileTypeManager::~FileTypeManager() {
+    Guard guard(lock);
+    for (unsigned int i = hTypeDataArray.GetSize(); i-- > 0;)
+        if (hTypeDataArray[i].manager == this)
+            RemoveType(hTypeDataArray[i].id);
+    for (unsigned int i = hGroupDataArray.GetSize(); i-- > 0;)
+        if (hGroupDataArray[i].manager == this)
+            RemoveGroup(hGroupDataArray[i].id);
+}
+
+// The keys and the searches.
+
+unsigned int FileTypeManager::ConvertExtension(char * extension, bool * isLong) {
+    *isLong = false;
+    if (extension == nullptr)
+        return 0;
+    LowerCase(extension);
+    return MakeExtensionKey(extension, isLong);
+}
+
+unsigned int FileTypeManager::HashKey(char const * text) {
+    unsigned int hash = 0;
+    for (; *text != 0; ++text)
+        hash = hash * 33 + static_cast<unsigned int>(static_cast<signed char>(*text));
+    return hash;
+}
+
+int FileTypeManager::SearchForExtension(unsigned int key, unsigned int macType) {
+    return LowerBound(hExtensionIndexArray, [&](ExtensionIndexRecord const & row) {
+        return std::tie(row.extensionKey, row.macType) < std::tie(key, macType);
+    });
+}
+
+int FileTypeManager::SearchForTypeGroup(TypeID type, GroupID group) {
+    return LowerBound(hTypeGroupArray, [&](TypeGroupLink const & link) {
+        if (link.type != type || group == UnknownGroup)
+            return link.type < type;
+        return link.group < group;
+    });
+}
+
+int FileTypeManager::SearchForMimeIndex(unsigned int hash) {
+    return LowerBound(hMimeIndexArray,
+                      [&](MimeIndexRecord const & row) { return row.hash < hash; });
+}
+
+int FileTypeManager::SearchForTypeRec(TypeID type) {
+    int const index =
+        LowerBound(hTypeDataArray, [&](TypeRecord const & record) { return record.id < type; });
+    return index >= 0 && hTypeDataArray[static_cast<unsigned int>(index)].id == type ? index : -1;
+}
+
+int FileTypeManager::SearchForGroupRec(GroupID group) {
+    int const index =
+        LowerBound(hGroupDataArray, [&](GroupRecord const & record) { return record.id < group; });
+    return index >= 0 && hGroupDataArray[static_cast<unsigned int>(index)].id == group ? index : -1;
+}
+
+bool FileTypeManager::IsKnown(GroupID group) {
+    return group == RootGroup || SearchForGroupRec(group) >= 0;
+}
+
+// Goes through all links of the type: those that a removed group handed to its parent stand where they
+// stood, so that a search by group could miss them.
+int FileTypeManager::FindLink(TypeID type, GroupID group) {
+    int const first = SearchForTypeGroup(type, UnknownGroup);
+    for (unsigned int i = static_cast<unsigned int>(first);
+         first >= 0 && i < hTypeGroupArray.GetSize() && hTypeGroupArray[i].type == type; ++i)
+        if (hTypeGroupArray[i].group == group)
+            return static_cast<int>(i);
+    return -1;
+}
+
+MuErrCode FileTypeManager::CheckOwner(TypeID type, int * dataIndex) const {
+    *dataIndex = SearchForTypeRec(type);
+    if (*dataIndex < 0)
+        return IO::ErrTypeNotFound;
+    bool const isMine = hTypeDataArray[static_cast<unsigned int>(*dataIndex)].manager == this;
+    return isMine ? Mu::NoError : IO::ErrForeignRecord;
+}
+
+MuErrCode FileTypeManager::CheckOwner(GroupID group, int * groupIndex) const {
+    *groupIndex = SearchForGroupRec(group);
+    if (*groupIndex < 0)
+        return IO::ErrGroupNotFound;
+    bool const isMine = hGroupDataArray[static_cast<unsigned int>(*groupIndex)].manager == this;
+    return isMine ? Mu::NoError : IO::ErrForeignRecord;
+}
+
+// Calls `visit` with the identifier and the manager of each type or group that has the MIME name,
+// until it returns false. Under the file type lock.
+template <typename Visit>
+void FileTypeManager::VisitMime(char const * mime, Visit const & visit) {
+    if (mime == nullptr || *mime == 0)
+        return;
+    unsigned int const hash = HashKey(mime);
+    int const first = SearchForMimeIndex(hash);
+    for (unsigned int i = static_cast<unsigned int>(first);
+         first >= 0 && i < hMimeIndexArray.GetSize() && hMimeIndexArray[i].hash == hash; ++i) {
+        MimeIndexRecord const & row = hMimeIndexArray[i];
+        bool goOn = true;
+        if (row.isType) {
+            TypeRecord const & record = hTypeDataArray[row.dataIndex];
+            if (record.type.IsMimeIncluded(mime))
+                goOn = visit(record.id, record.manager);
+        } else {
+            GroupRecord const & record = hGroupDataArray[row.dataIndex];
+            if (std::strcmp(record.mime.Get(), mime) == 0)
+                goOn = visit(record.id, record.manager);
+        }
+        if (!goOn)
+            return;
+    }
+}
+
+// The rows of the indices.
+
+void FileTypeManager::InsertExtension(ExtensionIndexRecord const & row) {
+    InsertAt(hExtensionIndexArray, SearchForExtension(row.extensionKey, row.macType), row);
+}
+
+void FileTypeManager::InsertMime(MimeIndexRecord const & row) {
+    InsertAt(hMimeIndexArray, SearchForMimeIndex(row.hash), row);
+}
+
+void FileTypeManager::InsertLink(TypeID type, GroupID group) {
+    InsertAt(hTypeGroupArray, SearchForTypeGroup(type, group), TypeGroupLink{type, group});
+}
+
+void FileTypeManager::RemoveMime(int dataIndex, bool isType, bool closeGap) {
+    auto const index = static_cast<unsigned int>(dataIndex);
+    RemoveRows(hMimeIndexArray, [&](MimeIndexRecord const & row) {
+        return row.isType == isType && row.dataIndex == index;
+    });
+    for (MimeIndexRecord & row : hMimeIndexArray)
+        if (closeGap && row.isType == isType && row.dataIndex > index)
+            --row.dataIndex;
+}
+
+void FileTypeManager::RemoveDataRecord(int dataIndex) {
+    RemoveRows(hExtensionIndexArray,
+               [&](ExtensionIndexRecord const & row) { return row.dataIndex == dataIndex; });
+    for (ExtensionIndexRecord & row : hExtensionIndexArray)
+        if (row.dataIndex > dataIndex)
+            --row.dataIndex;
+    RemoveMime(dataIndex, true, true);
+    ContentTest * const test =
+        hTypeDataArray[static_cast<unsigned int>(dataIndex)].type.GetTypeCallback();
+    hTypeDataArray.Delete(static_cast<unsigned int>(dataIndex));
+    ContentRuleSlots::Drop(test);
+    if (hTypeDataArray.IsEmpty())
+        IdentifierCounters::ResetTypes();
+    else
+        IdentifierCounters::SetNext(hTypeDataArray.GetLast().id);
+    FreeEmptyTables();
+}
+
+void FileTypeManager::FreeEmptyTables() {
+    auto const free = [](auto & table) {
+        if (table.IsEmpty())
+            table.Clear();
+    };
+    free(hTypeDataArray);
+    free(hGroupDataArray);
+    free(hExtensionIndexArray);
+    free(hMimeIndexArray);
+    free(hTypeGroupArray);
+}
+
+namespace {
+
+/// What ExtIndexCount counts: a row for each pair of an extension and a type code, or for the
+/// extension alone, and one for each type code alone. Lower-cases the extensions. Throws
+/// Mu::OutOfMemoryException.
+template <typename Row>
+void ListRows(FileType const & type, int dataIndex, Mu::ArrayBase<Row> & rows) {
+    Mu::ArrayFB<unsigned int, 16> keys;
+    Mu::ArrayFB<bool, 16> isLong;
+    auto const extensions = static_cast<unsigned int>(type.CountExtensions());
+    auto const codes = static_cast<unsigned int>(type.CountMacTypes());
+    keys.SetSize(extensions);
+    isLong.SetSize(extensions);
+    type.GetExtensionIDs(keys.GetData(), isLong.GetData());
+    for (unsigned int i = 0; i < extensions; ++i)
+        for (unsigned int code = 0; code < std::max(codes, 1u); ++code)
+            rows.Push(Row{dataIndex, keys[i], isLong[i], type.GetMacType(code)});
+    for (unsigned int code = 0; code < codes; ++code)
+        rows.Push(Row{dataIndex, 0, false, type.GetMacType(code)});
+}
+
+} // namespace
+
+TypeID FileTypeManager::AddType(FileType const & type, GroupID group) {
+    Guard guard(lock);
+    if (Mu::IsNull(type) || !IsKnown(group))
+        return UnknownType;
+    // Kept: names are not looked for while there is no type at all, so the first type may have the
+    // name of a group.
+    for (unsigned int i = 0; char const * const mime = type.GetMime(i); ++i)
+        if (!hTypeDataArray.IsEmpty() && CheckMimeExists(mime))
+            return UnknownType;
+
+    TypeRecord record{this, UnknownType, FileType()};
+    Mu::ArrayFB<ExtensionIndexRecord, 16> rows;
+    auto const mimes = static_cast<std::size_t>(type.CountMimeTypes());
+    bool hasRoom = record.type.Copy(type) == 0;
+    try {
+        ListRows(record.type, static_cast<int>(hTypeDataArray.GetSize()), rows);
+    } catch (Mu::OutOfMemoryException const &) {
+        hasRoom = false;
+    }
+    hasRoom = hasRoom && MakeRoom(hTypeDataArray, 1) &&
+              MakeRoom(hExtensionIndexArray, rows.GetSize()) && MakeRoom(hMimeIndexArray, mimes) &&
+              MakeRoom(hTypeGroupArray, 1);
+    if (hasRoom)
+        record.id = TypeID::NextID();
+    if (record.id == UnknownType) {
+        FreeEmptyTables();
+        return UnknownType;
+    }
+
+    TypeID const id = record.id;
+    unsigned int const dataIndex = hTypeDataArray.GetSize();
+    TypeRecord const & stored = hTypeDataArray.Push(std::move(record));
+    ContentRuleSlots::Use(stored.type.GetTypeCallback());
+    for (ExtensionIndexRecord const & row : rows)
+        InsertExtension(row);
+    for (unsigned int i = 0; char const * const mime = stored.type.GetMime(i); ++i)
+        InsertMime({dataIndex, HashKey(mime), true});
+    AddTypeToGroup(id, group); // cannot fail: there is room
+    FreeEmptyTables();
+    return id;
+}
+
+GroupID FileTypeManager::AddGroup(char const * name, GroupID parent, char const * mime) {
+    Guard guard(lock);
+    if (!IsKnown(parent))
+        return UnknownGroup;
+    bool const hasMime = mime != nullptr && *mime != 0;
+    if (hasMime && !hGroupDataArray.IsEmpty() && CheckMimeExists(mime))
+        return UnknownGroup;
+
+    GroupRecord record{SearchForGroupRec(parent), {}, this, UnknownGroup, {}}; // -1 for RootGroup
+    if (record.name.Set(name) && record.mime.Set(mime) && MakeRoom(hGroupDataArray, 1) &&
+        MakeRoom(hMimeIndexArray, hasMime ? 1 : 0))
+        record.id = GroupID::NextID();
+    GroupID const id = record.id;
+    if (id != UnknownGroup) {
+        unsigned int const dataIndex = hGroupDataArray.GetSize();
+        hGroupDataArray.Push(std::move(record));
+        if (hasMime)
+            InsertMime({dataIndex, HashKey(mime), false});
+    }
+    FreeEmptyTables();
+    return id;
+}
+
+MuErrCode FileTypeManager::AddTypeToGroup(TypeID type, GroupID group) {
+    Guard guard(lock);
+    if (!IsTypeInGroup(type, RootGroup))
+        return IO::ErrTypeNotFound;
+    if (group == RootGroup)
+        return Mu::NoError;
+    if (!IsKnown(group))
+        return IO::ErrGroupNotFound;
+    if (IsTypeInGroup(type, group))
+        return Mu::NoError;
+    if (!MakeRoom(hTypeGroupArray, 1))
+        return Mu::ErrMemoryFull;
+    InsertLink(type, group);
+    return Mu::NoError;
+}
+
+MuErrCode FileTypeManager::RemoveTypeFromGroup(TypeID type, GroupID group) {
+    Guard guard(lock);
+    if (int const link = FindLink(type, group); link >= 0) {
+        hTypeGroupArray.Delete(static_cast<unsigned int>(link));
+        FreeEmptyTables();
+        return Mu::NoError;
+    }
+    // Kept: the row where the link would stand decides, so a type with links to groups before this one
+    // only counts as not found.
+    int const row = SearchForTypeGroup(type, group);
+    bool const isRowOfType =
+        row >= 0 && hTypeGroupArray[static_cast<unsigned int>(row)].type == type;
+    return isRowOfType ? IO::ErrGroupNotFound : IO::ErrTypeNotFound;
+}
+
+MuErrCode FileTypeManager::RemoveType(TypeID type) {
+    Guard guard(lock);
+    int dataIndex;
+    if (MuErrCode const status = CheckOwner(type, &dataIndex); status != Mu::NoError)
+        return status;
+    RemoveDataRecord(dataIndex);
+    RemoveRows(hTypeGroupArray, [&](TypeGroupLink const & link) { return link.type == type; });
+    FreeEmptyTables();
+    return Mu::NoError;
+}
+
+MuErrCode FileTypeManager::RemoveGroup(GroupID group) {
+    Guard guard(lock);
+    int index;
+    if (MuErrCode const status = CheckOwner(group, &index); status != Mu::NoError)
+        return status;
+    RemoveMime(index, false, true);
+    int const parentIndex = hGroupDataArray[static_cast<unsigned int>(index)].parentIndex;
+    GroupID const parent = GetGroupAt(parentIndex);
+    for (GroupRecord & record : hGroupDataArray) {
+        if (record.parentIndex == index)
+            record.parentIndex = parentIndex;
+        if (record.parentIndex > index)
+            --record.parentIndex;
+    }
+    hGroupDataArray.Delete(static_cast<unsigned int>(index));
+    if (hGroupDataArray.IsEmpty())
+        IdentifierCounters::ResetGroups();
+    else
+        IdentifierCounters::SetNext(hGroupDataArray.GetLast().id);
+    if (parent == RootGroup)
+        RemoveRows(hTypeGroupArray,
+                   [&](TypeGroupLink const & link) { return link.group == group; });
+    // Kept: the links stay where they are, so those of a type may be out of order by group from now
+    // on, and two of them may be equal.
+    for (TypeGroupLink & link : hTypeGroupArray)
+        if (link.group == group)
+            link.group = parent;
+    FreeEmptyTables();
+    return Mu::NoError;
+}
+
+MuErrCode FileTypeManager::RenameGroup(GroupID group, char const * name) {
+    Guard guard(lock);
+    int index;
+    if (MuErrCode const status = CheckOwner(group, &index); status != Mu::NoError)
+        return status;
+    GroupRecord & record = hGroupDataArray[static_cast<unsigned int>(index)];
+    return record.name.Set(name) ? Mu::NoError : Mu::ErrMemoryFull;
+}
+
+namespace {
+
+/// Takes those of `wanted` out that are in the table already, and the rows of the table that are not
+/// wanted; so equal rows keep their places.
+template <typename Row, typename IsOfRecord>
+void ReduceRows(Mu::Array<Row> & table, Mu::ArrayBase<Row> & wanted,
+                IsOfRecord const & isOfRecord) {
+    RemoveRows(table, [&](Row const & row) {
+        if (!isOfRecord(row))
+            return false;
+        unsigned int const found = wanted.FindFirst(row);
+        if (found == Mu::NotFound)
+            return true;
+        wanted.Delete(found);
+        return false;
+    });
+}
+
+} // namespace
+
+MuErrCode FileTypeManager::ReinsertType(TypeID typeId, FileType const & type) {
+    Guard guard(lock);
+    int dataIndex;
+    if (MuErrCode const status = CheckOwner(typeId, &dataIndex); status != Mu::NoError)
+        return status;
+    if (Mu::IsNull(type))
+        return Mu::Error;
+    auto const index = static_cast<unsigned int>(dataIndex);
+
+    FileType contents;
+    FileType added;
+    if (contents.Copy(type) != 0 || added.Copy(type) != 0)
+        return Mu::ErrMemoryFull;
+    added.Subtract(hTypeDataArray[index].type);
+    for (unsigned int i = 0; char const * const mime = added.GetMime(i); ++i)
+        if (CheckMimeExists(mime))
+            return Mu::Error;
+
+    Mu::ArrayFB<ExtensionIndexRecord, 16> rows;
+    Mu::ArrayFB<MimeIndexRecord, 16> mimes;
+    bool hasRoom = true;
+    try {
+        ListRows(contents, dataIndex, rows);
+        for (unsigned int i = 0; char const * const mime = contents.GetMime(i); ++i)
+            mimes.Push({index, HashKey(mime), true});
+    } catch (Mu::OutOfMemoryException const &) {
+        hasRoom = false;
+    }
+    if (!hasRoom || !MakeRoom(hExtensionIndexArray, rows.GetSize()) ||
+        !MakeRoom(hMimeIndexArray, mimes.GetSize())) {
+        FreeEmptyTables();
+        return Mu::ErrMemoryFull;
+    }
+
+    ReduceRows(hExtensionIndexArray, rows,
+               [&](ExtensionIndexRecord const & row) { return row.dataIndex == dataIndex; });
+    for (ExtensionIndexRecord const & row : rows)
+        InsertExtension(row);
+    ReduceRows(hMimeIndexArray, mimes,
+               [&](MimeIndexRecord const & row) { return row.isType && row.dataIndex == index; });
+    for (MimeIndexRecord const & row : mimes)
+        InsertMime(row);
+    ContentRuleSlots::Use(contents.GetTypeCallback());
+    ContentRuleSlots::Drop(hTypeDataArray[index].type.GetTypeCallback());
+    hTypeDataArray[index].type = std::move(contents);
+    FreeEmptyTables();
+    return Mu::NoError;
+}
+
+bool FileTypeManager::SetModeFileType(TypeID type, bool hidden) {
+    Guard guard(lock);
+    int const index = SearchForTypeRec(type);
+    if (index >= 0)
+        hTypeDataArray[static_cast<unsigned int>(index)].type.SetMode(hidden);
+    return index >= 0;
+}
+
+// MIME names.
+
+bool FileTypeManager::CheckMimeExists(char const * mime) {
+    Guard guard(lock);
+    bool exists = false;
+    VisitMime(mime, [&](GeneralID, FileTypeManager const *) {
+        exists = true;
+        return false;
+    });
+    return exists;
+}
+
+GeneralID FileTypeManager::SearchForMime(char const * mime) const {
+    Guard guard(lock);
+    GeneralID result = UnknownType;
+    VisitMime(mime, [&](GeneralID found, FileTypeManager const * manager) {
+        if (manager == this)
+            result = found;
+        return manager != this;
+    });
+    return result;
+}
+
+GeneralID FileTypeManager::SearchForMime(char const * mime, char const * managerId) {
+    Guard guard(lock);
+    GeneralID result = UnknownType;
+    VisitMime(mime, [&](GeneralID found, FileTypeManager const * manager) {
+        if (managerId != nullptr && std::strcmp(manager->GetId(), managerId) != 0)
+            return true;
+        if (managerId == nullptr && result != UnknownType && result != found) {
+            result = UnknownType;
+            return false;
+        }
+        result = found;
+        return managerId == nullptr;
+    });
+    return result;
+}
+
+bool FileTypeManager::IsMimeRegistered(char const * mime, char const * managerId) {
+    return SearchForMime(mime, managerId) != UnknownType;
+}
+
+} // namespace FTM

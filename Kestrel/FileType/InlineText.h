@@ -1,0 +1,58 @@
+#pragma once
+
+#include <Kestrel/Root/Memory.h>
+
+#include <cstring>
+#include <utility>
+
+namespace FTM {
+
+/// A zero-terminated narrow text that lies inside the object while it is short. The size counts the
+/// zero byte. Private to the records of the file types, in whose layout it stands.
+///
+/// Memory:  a block of the root for a longer text.
+/// Threads: one at a time.
+/// Failure: Set returns false when memory is short; nothing throws.
+template <unsigned int size>
+class InlineText {
+public:
+    InlineText() = default;
+    InlineText(InlineText && other) noexcept { Steal(other); }
+    InlineText & operator=(InlineText && other) noexcept {
+        if (this != &other) {
+            BMKillPtr(&block);
+            Steal(other);
+        }
+        return *this;
+    }
+    ~InlineText() { BMKillPtr(&block); }
+
+    /// A null text is an empty one; it may be a part of this one. False: no memory, and nothing
+    /// changed.
+    [[nodiscard]] bool Set(char const * text) {
+        if (text == nullptr)
+            text = "";
+        std::size_t const needed = std::strlen(text) + 1;
+        char * newBlock = nullptr;
+        if (needed > size && (newBlock = BMAllocatePtr(needed, 0, 0)) == nullptr)
+            return false;
+        std::memmove(newBlock == nullptr ? inlineText : newBlock, text, needed);
+        BMKillPtr(&block);
+        block = newBlock;
+        return true;
+    }
+
+    char const * Get() const { return block == nullptr ? inlineText : block; }
+
+private:
+    void Steal(InlineText & other) {
+        block = std::exchange(other.block, nullptr);
+        std::memcpy(inlineText, other.inlineText, size);
+        other.inlineText[0] = 0;
+    }
+
+    char * block = nullptr; // null while the text lies inside
+    char inlineText[size] = {};
+};
+
+} // namespace FTM

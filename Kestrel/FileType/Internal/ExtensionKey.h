@@ -1,0 +1,47 @@
+#pragma once
+
+#include <Kestrel/Root/NarrowText.h>
+
+#include <algorithm>
+#include <cstring>
+
+namespace FTM {
+
+inline bool IsAscii(char const * text) {
+    return std::all_of(text, text + std::strlen(text),
+                       [](char c) { return static_cast<unsigned char>(c) < 0x80; });
+}
+
+/// As CHtoLower, which walks characters; names in ASCII need no such walk.
+inline void LowerCase(char * text) {
+    if (!IsAscii(text)) {
+        CHtoLower(text, -1, MuMachineCharCode);
+        return;
+    }
+    for (; *text != 0; ++text)
+        if (*text >= 'A' && *text <= 'Z')
+            *text = static_cast<char>(*text + ('a' - 'A'));
+}
+
+/// Whether the two read alike. Bytes that are no text of the machine's code read alike, too; texts
+/// beyond 128 bytes, which CHCompareTexts would take memory for, are compared by their bytes.
+inline bool IsSameText(char const * a, char const * b) {
+    if (std::strcmp(a, b) == 0)
+        return true;
+    if (IsAscii(a) || IsAscii(b) || std::strlen(a) > 128 || std::strlen(b) > 128)
+        return false;
+    return CHCompareTexts(a, -1, b, -1, Mu::RespectCase, MuMachineCharCode) == Mu::Equal;
+}
+
+/// The first four bytes of a text in lower case as a number, low byte first, with zero bytes behind
+/// a shorter one; and whether there are more.
+inline unsigned int MakeExtensionKey(char const * lowered, bool * isLong) {
+    unsigned int key = 0;
+    unsigned int at = 0;
+    for (; at < 4 && lowered[at] != 0; ++at)
+        key |= static_cast<unsigned int>(static_cast<unsigned char>(lowered[at])) << 8 * at;
+    *isLong = at == 4 && lowered[4] != 0;
+    return key;
+}
+
+} // namespace FTM
