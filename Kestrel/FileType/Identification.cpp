@@ -320,10 +320,16 @@ private:
             return false;
         for (unsigned int i = 0; i < rows.GetSize() && !isWrong; ++i) {
             TestRow(rows[i], info);
-            if (!Succeeds([&] { return file->SetPosition(0); }))
+            if (HasReadFailed() || !Succeeds([&] { return file->SetPosition(0); }))
                 return false;
         }
         return Succeeds([&] { return file->Close(); });
+    }
+
+    // A test that could not read says no, as does one that did not find what it looks for.
+    bool HasReadFailed() const {
+        MuErrCode const status = file->GetInputStatus();
+        return status != Mu::NoError && status != Mu::EOI;
     }
 
     void TestRow(ContentRow const & row, void * info) {

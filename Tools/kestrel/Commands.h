@@ -30,6 +30,11 @@ struct Options {
     std::string address;
     unsigned int port = 0;
     double timeout = 0; ///< seconds; 0: none
+    bool why = false;
+    bool mime = false;
+    bool types = false;
+    bool builtIn = false;
+    std::string catalogue;
 };
 
 // Each command answers the exit code of the process.
@@ -56,6 +61,8 @@ int Unzip(Options const & options, Console & console);
 int Encrypt(Options const & options, Console & console);
 int Decrypt(Options const & options, Console & console);
 int Digest(Options const & options, Console & console);
+
+int ShowTypes(Options const & options, Console & console);
 
 int ShowPath(Options const & options, Console & console);
 

@@ -35,6 +35,7 @@ public:
         AddEntries();
         AddStreams();
         AddNetwork();
+        AddTypes();
         Add("path", "Show how a text is understood as a path", Tool::ShowPath)
             ->add_option("TEXT", options.source, "A path or a URL")
             ->required();
@@ -134,6 +135,21 @@ private:
         write->add_flag("-a,--append", options.append, "Behind what the file holds");
         write->add_option("FILE", options.target, "What it holds already is lost, without -a")
             ->required();
+    }
+
+    void AddTypes() {
+        CLI::App * const type = Add("type", "Show what files are", Tool::ShowTypes);
+        type->add_flag("-w,--why", options.why, "With the evidence of each stage");
+        type->add_flag("-m,--mime", options.mime, "The MIME name alone");
+        type->add_flag("-j,--json", options.json, "As JSON: a list with an object for each file");
+        type->add_flag("-r,--recursive", options.recursive, "The files in folders, too");
+        type->add_flag("-L,--follow", options.follow, "With -r, go into what links lead to");
+        type->add_flag("--types", options.types, "List the catalogue as a tree of groups");
+        type->add_flag("--builtin", options.builtIn, "Know the built-in types alone");
+        type->add_option("--catalogue", options.catalogue,
+                         "Know the shared MIME catalogue of that folder")
+            ->type_name("FOLDER");
+        type->add_option("FILE", options.paths, "Files, and folders with -r");
     }
 
     void AddEntries() {
