@@ -189,14 +189,18 @@ private:
             LeaveOut(Reason::Pattern, glob.mime, pattern);
         else if (extension.find('.') != std::string_view::npos)
             LeaveOut(Reason::Compound, glob.mime, pattern);
-        else if (glob.respectsCase)
-            LeaveOut(Reason::CaseSensitive, glob.mime, pattern);
         else
             TakeExtension(glob, extension);
     }
 
     void TakeExtension(SharedMimeGlob const & glob, std::string_view extension) {
         static constexpr unsigned int UsualWeight = 50;
+        if (glob.respectsCase) {
+            LeaveOut(Reason::CaseSensitive, glob.mime, glob.pattern);
+            if (std::any_of(extension.begin(), extension.end(),
+                            [](char c) { return c >= 'A' && c <= 'Z'; }))
+                return; // it would claim the files of its lower case
+        }
         FileType & type = Find(glob.mime)->type;
         if (type.CountExtensions() == MostTexts) {
             LeaveOut(Reason::TooMany, glob.mime, glob.pattern);

@@ -20,7 +20,7 @@ struct SharedMimeResult {
         Literal,       ///< a whole name, such as "makefile"
         Compound,      ///< an extension with a point in it, such as "*.tar.gz"
         Pattern,       ///< a star or a set of characters elsewhere than at the beginning
-        CaseSensitive, ///< a pattern that is to respect case
+        CaseSensitive, ///< a pattern is to respect case; it counts only if it is in lower case
         Icon,          ///< the name of an icon; a FileType has a number
         Test,          ///< the content test looks too far or too long, or there are too many
         Name,          ///< the type or the other name `text` is in the catalogue already
