@@ -1,6 +1,6 @@
 #pragma once
 
-#include <Kestrel/FileSystem/Platform/NativeText.h>
+#include <Kestrel/Location/Platform/NativeText.h>
 
 #include <string_view>
 

@@ -1,7 +1,7 @@
 #include <Kestrel/FileSystem/Platform/Posix/FileCopy.h>
 
 #include <Kestrel/FileSystem/Platform/FileCallTypes.h>
-#include <Kestrel/FileSystem/Platform/Posix/ErrorMapping.h>
+#include <Kestrel/Location/Platform/Posix/ErrorMapping.h>
 
 #include <linux/fs.h>
 #include <sys/ioctl.h>

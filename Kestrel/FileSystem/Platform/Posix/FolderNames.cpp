@@ -1,7 +1,7 @@
 #include <Kestrel/FileSystem/Platform/Posix/FolderNames.h>
 
-#include <Kestrel/FileSystem/Platform/Posix/ErrorMapping.h>
 #include <Kestrel/FileSystem/Platform/Posix/FolderReader.h>
+#include <Kestrel/Location/Platform/Posix/ErrorMapping.h>
 
 #include <algorithm>
 #include <cstring>

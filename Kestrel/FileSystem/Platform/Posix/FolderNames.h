@@ -1,7 +1,7 @@
 #pragma once
 
-#include <Kestrel/FileSystem/Platform/NativeText.h>
-#include <Kestrel/FileSystem/Platform/Posix/ErrorMapping.h>
+#include <Kestrel/Location/Platform/NativeText.h>
+#include <Kestrel/Location/Platform/Posix/ErrorMapping.h>
 
 #include <mutex>
 #include <span>

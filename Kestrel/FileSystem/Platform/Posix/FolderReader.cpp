@@ -1,6 +1,6 @@
 #include <Kestrel/FileSystem/Platform/Posix/FolderReader.h>
 
-#include <Kestrel/FileSystem/Platform/Posix/ErrorMapping.h>
+#include <Kestrel/Location/Platform/Posix/ErrorMapping.h>
 
 #include <dirent.h>
 #include <fcntl.h>

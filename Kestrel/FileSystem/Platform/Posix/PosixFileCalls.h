@@ -2,8 +2,8 @@
 
 #include <Kestrel/FileSystem/Platform/DriveTable.h>
 #include <Kestrel/FileSystem/Platform/FileCalls.h>
-#include <Kestrel/FileSystem/Platform/Posix/ErrorMapping.h>
 #include <Kestrel/FileSystem/Platform/Posix/FolderNames.h>
+#include <Kestrel/Location/Platform/Posix/ErrorMapping.h>
 
 #include <atomic>
 #include <sys/stat.h>

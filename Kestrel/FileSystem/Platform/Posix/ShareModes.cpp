@@ -1,7 +1,7 @@
 #include <Kestrel/FileSystem/Platform/Posix/ShareModes.h>
 
 #include <Kestrel/FileSystem/Platform/FileCallTypes.h>
-#include <Kestrel/FileSystem/Platform/Posix/ErrorMapping.h>
+#include <Kestrel/Location/Platform/Posix/ErrorMapping.h>
 
 #include <fcntl.h>
 #include <unistd.h>

@@ -1,7 +1,7 @@
 #include <Kestrel/FileSystem/Platform/Posix/SpecialFolders.h>
 
 #include <Kestrel/FileSystem/Platform/Posix/Descriptor.h>
-#include <Kestrel/FileSystem/Platform/Posix/ErrorMapping.h>
+#include <Kestrel/Location/Platform/Posix/ErrorMapping.h>
 
 #include <algorithm>
 #include <cstdlib>

@@ -1,7 +1,7 @@
 #include <Kestrel/FileSystem/Platform/Posix/Times.h>
 
 #include <Kestrel/FileSystem/Platform/FileCallTypes.h>
-#include <Kestrel/FileSystem/Platform/Posix/ErrorMapping.h>
+#include <Kestrel/Location/Platform/Posix/ErrorMapping.h>
 
 #include <sys/stat.h>
 #include <sys/xattr.h>

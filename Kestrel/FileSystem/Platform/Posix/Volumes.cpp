@@ -2,7 +2,7 @@
 
 #include <Kestrel/FileSystem/Platform/FileCallTypes.h>
 #include <Kestrel/FileSystem/Platform/Posix/Descriptor.h>
-#include <Kestrel/FileSystem/Platform/Posix/ErrorMapping.h>
+#include <Kestrel/Location/Platform/Posix/ErrorMapping.h>
 
 #include <algorithm>
 #include <cstdio>

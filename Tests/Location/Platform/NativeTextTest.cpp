@@ -1,4 +1,4 @@
-#include <Kestrel/FileSystem/Platform/NativeText.h>
+#include <Kestrel/Location/Platform/NativeText.h>
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include <Kestrel/FileSystem/Platform/NativeText.h>
+#include <Kestrel/Location/Platform/NativeText.h>
 
 #include <Kestrel/Root/CaseMapping.h>
 #include <Kestrel/Root/CodeUnits.h>

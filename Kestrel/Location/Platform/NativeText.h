@@ -1,6 +1,6 @@
 #pragma once
 
-#include <Kestrel/FileSystem/Platform/FileCallTypes.h>
+#include <Kestrel/Location/Platform/NativeTypes.h>
 
 #include <string_view>
 

@@ -1,6 +1,6 @@
-#include <Kestrel/FileSystem/Platform/Posix/ErrorMapping.h>
+#include <Kestrel/Location/Platform/Posix/ErrorMapping.h>
 
-#include <Kestrel/FileSystem/Platform/FileCallTypes.h>
+#include <Kestrel/Location/Platform/NativeTypes.h>
 
 #include <algorithm>
 #include <cstring>
