@@ -48,6 +48,8 @@
 #include <Kestrel/Location/RelativeLocation.h>
 #include <Kestrel/Location/WinLocationValidator.h>
 #include <Kestrel/Log/FileLogOutput.h>
+#include <Kestrel/Process/Descriptor.h>
+#include <Kestrel/Process/Process.h>
 #include <Kestrel/Root/AllocationTree.h>
 #include <Kestrel/Root/Array.h>
 #include <Kestrel/Root/BinaryChannel.h>

@@ -1,0 +1,42 @@
+#pragma once
+
+#include <Kestrel/Location/Location.h>
+#include <Kestrel/Root/Export.h>
+#include <Kestrel/Root/Object.h>
+#include <Kestrel/Root/UniString.h>
+
+namespace IO::Process {
+
+/// One process of this machine: its numbers, the name of its program and where that lies.
+///
+/// A plain value to be filled in by GetActualProcess, GetFirstProcess and GetNextProcess, or by
+/// Read. It says what was so when it was filled: the process may have ended since, and its number
+/// may have gone to another one.
+///
+/// Memory:  that of its text and its location. A shortage is thrown as Mu::OutOfMemoryException.
+/// Threads: a plain value; one writer, or any number of readers.
+/// Failure: Read and Write return statuses; the rest cannot fail.
+class KESTREL_API Descriptor : public Mu::Object {
+public:
+    static Mu::ClassInfo const & GetClassInfoStatic();
+
+    Mu::ClassInfo const & GetClassInfo() const override;
+    Descriptor * Clone() const override;
+    ~Descriptor() override;
+    /// The four fields in their order, without a frame round them. After a failure the fields that
+    /// came before it are the new ones.
+    MuErrCode Read(Mu::IChannel & channel) override;
+    MuErrCode Write(Mu::OChannel & channel) const override;
+
+    /// The two numbers have no value yet.
+    Descriptor();
+    Descriptor(Descriptor const & other);
+    Descriptor & operator=(Descriptor const & other);
+
+    int processId;
+    int parentProcessId; ///< 0 in the descriptor of GetActualProcess
+    Mu::UniString name;  ///< from a walk: in lower case and with extension; see GetActualProcess
+    Location path;       ///< the program file
+};
+
+} // namespace IO::Process

@@ -1,0 +1,205 @@
+#include <Kestrel/Process/Process.h>
+
+#include <Kestrel/Channel/MemoryIChannel.h>
+#include <Kestrel/Channel/MemoryOChannel.h>
+#include <Kestrel/Process/Platform/ForwardingProcessCalls.h>
+
+#include "Tests/Support/FaultSweep.h"
+#include "Tests/Support/Location/TestResolver.h"
+#include "Tests/Support/Text.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <string>
+#include <vector>
+
+namespace {
+
+namespace Process = IO::Process;
+
+/// Reads native paths too, without the drive that the real one finds for them.
+class Resolver final : public Tests::TestResolver {
+public:
+    bool PathToLocation(Mu::UniString const & text, IO::Location * location) override {
+        bool const isNative = text.GetLength() > 1 && text[0] == '/' && text[1] != '/';
+        return TestResolver::PathToLocation(isNative ? Mu::UniString(text, 1) : text, location);
+    }
+};
+
+/// Processes of the test's own; a walk holds one of its looks open.
+class ScriptedProcessCalls final : public Process::ForwardingProcessCalls {
+public:
+    struct Running {
+        int id;
+        std::u16string exeFile;
+        std::vector<std::u16string> modules; // none: it may not be looked into
+    };
+
+    explicit ScriptedProcessCalls(std::vector<Running> running)
+        : ForwardingProcessCalls(Process::GetPlatformProcessCalls()), running(std::move(running)) {
+        Process::SetProcessCalls(this);
+    }
+    ~ScriptedProcessCalls() override { Process::SetProcessCalls(nullptr); }
+
+    unsigned int CreateProcessSnapshot(Process::SnapshotHandle * snapshot) override {
+        *snapshot = nullptr;
+        if (isRefused)
+            return IO::FileError::NotEnoughMemory;
+        ++open;
+        *snapshot = this;
+        return 0;
+    }
+    unsigned int FirstProcess(Process::SnapshotHandle snapshot,
+                              Process::ProcessEntry * entry) override {
+        next = 0;
+        return NextProcess(snapshot, entry);
+    }
+    unsigned int NextProcess(Process::SnapshotHandle, Process::ProcessEntry * entry) override {
+        if (next == running.size())
+            return IO::FileError::NoMoreFiles;
+        Running const & process = running[next++];
+        *entry = {process.id, process.id + 1000, {}};
+        process.exeFile.copy(entry->exeFile, process.exeFile.size());
+        return 0;
+    }
+    void CloseSnapshot(Process::SnapshotHandle) override { --open; }
+    unsigned int EnumerateModules(int processId, Process::ModuleVisitor & visitor) override {
+        auto const process = std::find_if(running.begin(), running.end(),
+                                          [=](auto const & one) { return one.id == processId; });
+        if (process->modules.empty())
+            return IO::FileError::AccessDenied;
+        for (std::u16string const & module : process->modules)
+            if (!visitor.ModuleFound({module, u"C:\\Bin\\" + module}))
+                break;
+        return 0;
+    }
+
+    std::vector<Running> running;
+    std::size_t next = 0;
+    int open = 0;
+    bool isRefused = false;
+};
+
+std::string ToText(Process::Descriptor const & process) {
+    IO::Name last;
+    process.path.GetLastLocalName(&last);
+    return std::to_string(process.processId) + "<" + std::to_string(process.parentProcessId) + " " +
+           ToUtf8(process.name) + " " + ToUtf8(last.ToString());
+}
+
+std::vector<std::string> Walk() {
+    std::vector<std::string> all;
+    Process::Descriptor process;
+    for (int status = Process::GetFirstProcess(&process); status == IO::NoError;
+         status = Process::GetNextProcess(&process))
+        all.push_back(ToText(process));
+    return all;
+}
+
+std::vector<ScriptedProcessCalls::Running> MakeProcesses() {
+    return {{1, u"System", {}},
+            {2, u"SHELL.exe", {u"kernel32.dll", u"Shell.EXE", u"other.dll"}},
+            {3, u"strange", {u"else.dll"}},
+            {4, u"plain", {u"plain"}}};
+}
+
+} // namespace
+
+TEST(Process, WalksOverWhatCanBeDescribed) {
+    Resolver resolver;
+    ScriptedProcessCalls calls(MakeProcesses());
+    std::vector<std::string> const expected{"2<1002 shell.exe Shell.EXE", "4<1004 plain plain"};
+    EXPECT_EQ(Walk(), expected);
+    EXPECT_EQ(calls.open, 0);
+
+    Process::Descriptor process;
+    EXPECT_EQ(Process::GetFirstProcess(&process), IO::NoError);
+    EXPECT_EQ(Process::GetFirstProcess(&process), IO::NoError) << "starts afresh";
+    EXPECT_EQ(calls.open, 1);
+    EXPECT_EQ(ToText(process), expected[0]);
+    EXPECT_EQ(Process::GetNextProcess(&process), IO::NoError);
+    EXPECT_EQ(Process::GetNextProcess(&process), IO::Error);
+    EXPECT_EQ(Process::GetNextProcess(&process), IO::Error) << "behind the end";
+    EXPECT_EQ(ToText(process), expected[1]) << "a failure changes nothing";
+    EXPECT_EQ(calls.open, 0);
+
+    EXPECT_EQ(Process::GetFirstProcess(&process), IO::NoError);
+    calls.isRefused = true;
+    EXPECT_EQ(Process::GetFirstProcess(&process), IO::Error);
+    EXPECT_EQ(Process::GetNextProcess(&process), IO::Error) << "the walk before is given up";
+    EXPECT_EQ(calls.open, 0);
+}
+
+TEST(Process, GoesOnBehindAShortageOfMemory) {
+    Resolver resolver;
+    ScriptedProcessCalls calls(MakeProcesses());
+    SweepAllocations([&](bool failed) {
+        Process::Descriptor process;
+        process.processId = 99;
+        unsigned int found = 0;
+        bool first = true;
+        for (int status = IO::NoError; status == IO::NoError; first = false) {
+            try {
+                status =
+                    first ? Process::GetFirstProcess(&process) : Process::GetNextProcess(&process);
+                found += status == IO::NoError;
+            } catch (Mu::OutOfMemoryException const &) {
+                ASSERT_TRUE(failed);
+                status = IO::NoError;
+            }
+        }
+        EXPECT_TRUE(failed || found == 2);
+        EXPECT_EQ(calls.open, 0);
+    });
+}
+
+TEST(Process, KnowsItself) {
+    Resolver resolver;
+    Process::Descriptor self;
+    ASSERT_EQ(Process::GetActualProcess(&self), IO::NoError);
+    EXPECT_EQ(self.processId, Process::GetPid());
+    EXPECT_EQ(self.parentProcessId, 0);
+    EXPECT_EQ(self.name, "KestrelProcessTests");
+    bool isFound = false;
+    Process::Descriptor process;
+    for (int status = Process::GetFirstProcess(&process); status == IO::NoError;
+         status = Process::GetNextProcess(&process)) {
+        IO::Name last;
+        EXPECT_EQ(process.path.GetLastLocalName(&last), IO::NoError);
+        EXPECT_TRUE(last == process.name) << process.name << " is at " << process.path;
+        if (process.processId != self.processId)
+            continue;
+        isFound = true;
+#if !defined(_WIN32) // a program that Wine did not start itself has no parent there
+        EXPECT_NE(process.parentProcessId, 0);
+#endif
+        EXPECT_TRUE(process.path == self.path) << process.path << " " << self.path;
+        IO::Name base(process.name);
+        base.DeleteExtension();
+        EXPECT_EQ(base.ToString(), "kestrelprocesstests");
+    }
+    EXPECT_TRUE(isFound);
+}
+
+TEST(Process, TravelsAsFourFields) {
+    Resolver resolver;
+    Process::Descriptor process;
+    process.processId = 0x01020304;
+    process.parentProcessId = -2;
+    process.name = "ab";
+    process.path = IO::Location("C:\\Bin\\ab");
+    IO::MemoryOChannel out;
+    ASSERT_EQ(process.Write(out), IO::NoError);
+    std::string const bytes(static_cast<IO::MemoryOChannel const &>(out).GetDestination(),
+                            out.GetDataSize());
+    std::string const start("\4\3\2\1\xFE\xFF\xFF\xFF\2\0\0\0a\0b\0KFrm", 20);
+    EXPECT_EQ(bytes.substr(0, start.size()), start);
+    for (std::size_t size = 0; size <= bytes.size(); ++size) {
+        IO::MemoryIChannel in(bytes.data(), static_cast<unsigned int>(size));
+        Process::Descriptor read;
+        EXPECT_EQ(read.Read(in) == IO::NoError, size == bytes.size()) << size;
+        EXPECT_TRUE(size != bytes.size() ||
+                    (ToText(read) == ToText(process) && read.path == process.path));
+    }
+}
