@@ -8,6 +8,7 @@ namespace {
 
 class SystemClock final : public Clock {
 public:
+    using Clock::WaitFor;
     unsigned long long GetWallMilliseconds() override { return Platform::GetWallMilliseconds(); }
 
     unsigned long long GetMonotonicMicroseconds() override {
@@ -37,8 +38,11 @@ union Immortal {
 constinit Immortal systemClock;
 constinit std::atomic<Clock *> presentClock = &systemClock.clock;
 
-// Longer than any process lives; a number that the arithmetic of a clock can bear.
-constexpr double LongestSleep = 1e9;
+// Bounded by what is longer than any process lives; a number that the arithmetic of a clock can bear.
+unsigned long long ToMicroseconds(double seconds) {
+    constexpr double LongestSleep = 1e9;
+    return static_cast<unsigned long long>((seconds < LongestSleep ? seconds : LongestSleep) * 1e6);
+}
 
 } // namespace
 
@@ -50,12 +54,20 @@ void SetClock(Clock * clock) {
     presentClock.store(clock != nullptr ? clock : &systemClock.clock, std::memory_order_release);
 }
 
+bool Clock::WaitFor(Waker & waker, unsigned long long microseconds) {
+    return waker.Wait(microseconds);
+}
+
 void ClockManager::Sleep(double seconds) const {
     if (!(seconds > 0))
         return;
     Parker parker;
-    double const bounded = seconds < LongestSleep ? seconds : LongestSleep;
-    GetClock().WaitFor(parker, static_cast<unsigned long long>(bounded * 1e6));
+    GetClock().WaitFor(parker, ToMicroseconds(seconds));
+}
+
+void ClockManager::Sleep(double seconds, Waker & waker) const {
+    if (seconds > 0)
+        GetClock().WaitFor(waker, ToMicroseconds(seconds));
 }
 
 } // namespace Mu

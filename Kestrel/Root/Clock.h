@@ -6,6 +6,15 @@ namespace Mu {
 
 class Parker;
 
+/// What can end a sleep before its time, besides another thread: something that a system call waits
+/// for, such as bytes on a socket.
+class KESTREL_API Waker {
+public:
+    virtual ~Waker() = default;
+    /// Waits until it is there, which returns true, or the time is over. Called by clocks only.
+    virtual bool Wait(unsigned long long microseconds) = 0;
+};
+
 /// The time, and the only way to let it pass. The library asks no other clock and waits nowhere
 /// else, so that a test which puts a clock of its own here sees every wait and sleeps in none.
 ///
@@ -21,6 +30,9 @@ public:
     /// Waits until `parker` is woken, which answers true, or the time is over. All sleeps and
     /// waits with a limit end here.
     virtual bool WaitFor(Parker & parker, unsigned long long microseconds) = 0;
+    /// Lets `waker` wait, for at most so long; its result. A clock moved by hand lets the time pass
+    /// by hand instead.
+    virtual bool WaitFor(Waker & waker, unsigned long long microseconds);
 };
 
 /// The clock in use; the system's, unless a test has put its own.
@@ -28,11 +40,13 @@ KESTREL_API Clock & GetClock();
 /// Null brings the system's clock back. The clock stays the caller's and must outlive its use.
 KESTREL_API void SetClock(Clock * clock);
 
-/// Sleeps that nothing interrupts.
+/// Sleeps.
 class KESTREL_API ClockManager {
 public:
     /// Nothing happens for 0, a negative number, or what is no number.
     void Sleep(double seconds) const;
+    /// The same, but over as soon as `waker` says so.
+    void Sleep(double seconds, Waker & waker) const;
 };
 
 inline constexpr ClockManager clockManager;

@@ -122,6 +122,11 @@ int Bind(unsigned long long socket, unsigned int port) {
     return Result(GetSocketCalls().Bind(socket, any));
 }
 
+int BindLoopback(unsigned long long socket, unsigned int port) {
+    SocketAddress const loopback{InternetFamily, static_cast<unsigned short>(port), {127, 0, 0, 1}};
+    return Result(GetSocketCalls().Bind(socket, loopback));
+}
+
 int Listen(unsigned long long socket) {
     return Result(GetSocketCalls().Listen(socket, 0x7FFFFFFF));
 }

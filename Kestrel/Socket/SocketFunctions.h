@@ -46,6 +46,8 @@ KESTREL_API SocketError GetLastError();
 /// To all addresses of this machine. Only the low 16 bits of a port count, here and below; 0 lets the
 /// system choose.
 KESTREL_API int Bind(unsigned long long socket, unsigned int port);
+/// To the loopback address alone, so that only programs of this machine can connect.
+KESTREL_API int BindLoopback(unsigned long long socket, unsigned int port);
 KESTREL_API int Listen(unsigned long long socket);
 /// The connection, which does not block either, or an invalid socket. `peer` may be null.
 KESTREL_API unsigned long long Accept(unsigned long long socket, SockAddr * peer);

@@ -40,6 +40,14 @@ unsigned long long HandClock::GetMonotonicMicroseconds() {
 bool HandClock::WaitFor(Mu::Parker & parker, unsigned long long microseconds) {
     if (parker.IsWoken())
         return true;
+    return Pass(microseconds);
+}
+
+bool HandClock::WaitFor(Mu::Waker &, unsigned long long microseconds) {
+    return Pass(microseconds);
+}
+
+bool HandClock::Pass(unsigned long long microseconds) {
     std::lock_guard guard(mutex);
     passed += microseconds;
     sleeps.push_back(microseconds / 1000);

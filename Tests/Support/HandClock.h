@@ -26,8 +26,11 @@ public:
     unsigned long long GetWallMilliseconds() override;
     unsigned long long GetMonotonicMicroseconds() override;
     bool WaitFor(Mu::Parker & parker, unsigned long long microseconds) override;
+    bool WaitFor(Mu::Waker & waker, unsigned long long microseconds) override;
 
 private:
+    bool Pass(unsigned long long microseconds);
+
     mutable std::mutex mutex;
     unsigned long long start;               // wall time at monotonic 0, in microseconds
     unsigned long long passed = 0;          // microseconds

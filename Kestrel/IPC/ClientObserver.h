@@ -1,0 +1,23 @@
+#pragma once
+
+#include <Kestrel/Root/Event.h>
+#include <Kestrel/Root/Export.h>
+
+namespace IO {
+class Location;
+}
+
+namespace IO::IPC {
+
+class Client;
+
+/// Is told when a client gets and loses its connection, from inside Connect, Disconnect or a pass.
+/// May detach itself, and delete the client, in the call.
+class KESTREL_API ClientObserver : public Mu::EventObserver {
+public:
+    virtual void ClientConnected(Client & client, Location const & location) = 0;
+    /// `whileConnecting`: it never stood.
+    virtual void ClientDisconnected(Client & client, bool whileConnecting) = 0;
+};
+
+} // namespace IO::IPC

@@ -1,0 +1,132 @@
+#include <Kestrel/IPC/EndPoint.h>
+
+#include <Kestrel/IPC/CommunicatorPool.h>
+#include <Kestrel/Root/Timer.h>
+#include <Kestrel/Socket/Platform/SocketCalls.h>
+#include <Kestrel/Socket/SocketFunctions.h>
+
+#include <cstdio>
+
+namespace IO::IPC {
+
+namespace {
+constexpr unsigned int FrameHeaderSize = 5;
+}
+
+Communicator::Communicator() {
+    CommunicatorPool::Instance();
+}
+
+Communicator::~Communicator() = default;
+
+bool Communicator::AlwaysWrite() const {
+    return false;
+}
+
+EndPoint::InputSeparatorGuard::InputSeparatorGuard(EndPoint & endPoint)
+    : channel(&endPoint.input), before(channel->SetSeparatorIsEOI(true)),
+      mark(endPoint.input.mLife) {}
+
+EndPoint::InputSeparatorGuard::~InputSeparatorGuard() {
+    if (mark.IsOver())
+        return;
+    channel->SetSeparatorIsEOI(before);
+    static_cast<void>(channel->EatSeparator()); // none: the connection was lost meanwhile
+}
+
+EndPoint::EndPoint() : input(*this, BlockSize + FrameHeaderSize), output(BlockSize) {
+    output.mOwner = this;
+}
+
+EndPoint::~EndPoint() = default;
+
+bool EndPoint::AlwaysWrite() const {
+    return true;
+}
+
+void EndPoint::ProcessRead() {
+    input.ProcessRead(socket);
+}
+
+void EndPoint::ProcessWrite() {
+    output.ProcessWrite(socket);
+}
+
+void EndPoint::SeparatorArrived() {}
+
+void EndPoint::LocationArrived(Location const &) {}
+
+void EndPoint::ForgetMessageEnd() {
+    if (!isLost)
+        input.ResetInputStatus();
+}
+
+void EndPoint::ResetChannels() {
+    input.Clear();
+    input.ResetInputStatus();
+    output.GoToErrorState(NoError);
+    isLost = false;
+}
+
+// The peer sees the end at once. The number of the socket stays taken until the pool has found this
+// end point, at its next pass: else another connection might get it before.
+void EndPoint::CloseAfterFailure(unsigned long long lost) {
+    if (lost != socket || CommunicatorPool::Instance().GetCommunicator(lost) != this) {
+        Socket::Close(lost);
+        return;
+    }
+    isLost = true;
+    Socket::GetSocketCalls().Shutdown(socket, Socket::ShutdownDirection::Both);
+    CommunicatorPool::Instance().SomeoneIsLost();
+}
+
+bool EndPoint::WantsRead() const {
+    return !isLost && input.GetInputStatus() == NoError && !input.IsHeldBack();
+}
+
+bool EndPoint::WantsPass() const {
+    return isLost || input.HasRest() || (takesMessages && input.GetSeparatorCount() > 0);
+}
+
+MuErrCode EndPoint::GetPeer(Mu::String & host, unsigned int & port) const {
+    return Socket::GetPeer(socket, host, port);
+}
+
+Mu::String EndPoint::GetPeerString() const {
+    Mu::String host;
+    unsigned int port = 0;
+    if (GetPeer(host, port) != NoError) {
+        host.Clear();
+        port = 0;
+    }
+    char text[16];
+    std::snprintf(text, sizeof(text), ":%u", port);
+    host.Append(text);
+    return host;
+}
+
+MuErrCode EndPoint::WaitNextSeparator(double seconds) {
+    CommunicatorPool & pool = CommunicatorPool::Instance();
+    Mu::Timer timer;
+    Mu::timerManager.Start(timer);
+    if (!IsOk())
+        return Error;
+    Life::Mark const mark(input.mLife);
+    double elapsed = Mu::timerManager.GetElapsedSeconds(timer);
+    if (GetISeparatorCount() == 0) {
+        pool.Process();
+        while (!mark.IsOver() && GetISeparatorCount() == 0 && IsOk()) {
+            elapsed = Mu::timerManager.GetElapsedSeconds(timer);
+            if (elapsed >= seconds)
+                break;
+            pool.Process();
+            if (!mark.IsOver() && GetISeparatorCount() == 0 && IsOk())
+                pool.Wait(CommunicatorPool::WaitStep);
+        }
+    }
+    if (mark.IsOver() || elapsed >= seconds)
+        return Error;
+    return IsOk() ? NoError : Error;
+}
+
+} // namespace IO::IPC

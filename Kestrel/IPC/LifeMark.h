@@ -1,0 +1,46 @@
+#pragma once
+
+namespace IO::IPC {
+
+/// Lets code on the stack see whether the object that it works on was deleted by what it called.
+/// The pool runs inside blocked reads and writes, and anything may end there.
+///
+///     Life::Mark const mark(life);
+///     CommunicatorPool::Instance().Process();
+///     if (mark.IsOver())
+///         return Error; // and touch no member
+///
+/// Memory: none. Threads: one.
+class Life {
+public:
+    class Mark {
+    public:
+        explicit Mark(Life & life) : life(&life), outer(life.marks) { life.marks = this; }
+        ~Mark() {
+            if (life != nullptr)
+                life->marks = outer;
+        }
+        Mark(Mark const &) = delete;
+        Mark & operator=(Mark const &) = delete;
+
+        bool IsOver() const { return life == nullptr; }
+
+    private:
+        friend class Life;
+        Life * life; // null once the object is gone
+        Mark * outer;
+    };
+
+    Life() = default;
+    ~Life() {
+        for (Mark * mark = marks; mark != nullptr; mark = mark->outer)
+            mark->life = nullptr;
+    }
+    Life(Life const &) = delete;
+    Life & operator=(Life const &) = delete;
+
+private:
+    Mark * marks = nullptr; // the innermost
+};
+
+} // namespace IO::IPC

@@ -1,0 +1,153 @@
+#include <Kestrel/IPC/Server.h>
+
+#include <Kestrel/IPC/CommunicatorPool.h>
+#include <Kestrel/IPC/Connection.h>
+#include <Kestrel/IPC/Service.h>
+#include <Kestrel/Root/Exceptions.h>
+#include <Kestrel/Root/OChannel.h>
+#include <Kestrel/Socket/Platform/SocketCalls.h>
+#include <Kestrel/Socket/SocketFunctions.h>
+
+#include <utility>
+
+namespace IO::IPC {
+
+namespace {
+constinit int accepting = 0; // passes that are inside of Accept
+}
+
+Service::~Service() = default;
+
+Mu::UniString Service::Loc2Name(Location const & location) {
+    Mu::UniString text;
+    Name name;
+    for (unsigned int i = 0; location.GetLocalName(i, &name) == NoError; ++i) {
+        if (i != 0)
+            text.Append("/");
+        text.Append(name.ToString());
+    }
+    return text;
+}
+
+Server::Server() = default;
+
+Server::~Server() {
+    while (!connections.empty()) {
+        Connection * const connection = connections.begin()->second;
+        connections.erase(connections.begin());
+        connection->server = nullptr;
+        delete connection;
+    }
+    Stop();
+}
+
+int Server::Bind(unsigned int number) const {
+    if (!isLoopbackOnly)
+        return Socket::Bind(socket, number);
+    return Socket::BindLoopback(socket, number);
+}
+
+MuErrCode Server::GiveUp() {
+    Socket::Close(socket);
+    port = 0;
+    return Error;
+}
+
+MuErrCode Server::Start(unsigned int firstPort, unsigned int lastPort) {
+    socket = Socket::Create();
+    if (Socket::InvalidSocket(socket))
+        return Error;
+    port = firstPort;
+    while (port <= lastPort && Bind(port) != NoError) {
+        if (Socket::GetLastError() != Socket::AddressInUse || port == lastPort)
+            return GiveUp();
+        ++port;
+    }
+    if (Socket::Listen(socket) != NoError)
+        return GiveUp();
+    try {
+        CommunicatorPool::Instance().RegisterServer(this);
+    } catch (Mu::OutOfMemoryException const &) {
+        CommunicatorPool::Instance().UnRegisterServer(this);
+        GiveUp();
+        throw;
+    }
+    return NoError;
+}
+
+void Server::Stop() {
+    if (!IsRunning())
+        return;
+    Socket::Close(socket);
+    CommunicatorPool::Instance().UnRegisterServer(this);
+    port = 0;
+}
+
+void Server::ProcessRead() {
+    if (accepting > 0)
+        return; // a pass inside of the making of a connection
+    struct Accepting {
+        Accepting() { ++accepting; }
+        ~Accepting() { --accepting; }
+    } const guard;
+    Accept();
+}
+
+void Server::Accept() {
+    // Who went away before he was accepted leaves nothing to accept: the next pass will see.
+    unsigned long long const accepted = Socket::Accept(socket, nullptr);
+    if (Socket::InvalidSocket(accepted) || connections.find(accepted) != connections.end())
+        return;
+    Socket::GetSocketCalls().SetSockOpt(accepted, Socket::OptionLevel::TCP,
+                                        Socket::OptionName::NoDelay, 1);
+    try {
+        auto const place = connections.emplace(accepted, nullptr).first;
+        try {
+            place->second = new Connection(this, accepted);
+        } catch (Mu::OutOfMemoryException const &) {
+            connections.erase(accepted);
+            throw;
+        }
+    } catch (Mu::OutOfMemoryException const &) {
+        Socket::Close(accepted);
+        throw;
+    }
+}
+
+void Server::ProcessWrite() {
+    // A listening socket has nothing to write.
+}
+
+void Server::ProcessError() {
+    Stop();
+}
+
+void Server::RegisterService(Location const & location, Service * service) {
+    services.Set(Service::Loc2Name(location), service);
+}
+
+void Server::UnregisterService(Location const & location) {
+    Mu::UniString const name = Service::Loc2Name(location);
+    Service * const * const found = services.Find(name);
+    if (found == nullptr)
+        return;
+    for (auto const & [handle, connection] : connections)
+        if (connection != nullptr)
+            connection->Forget(*found);
+    services.Delete(name);
+}
+
+void Server::UnregisterConnection(Connection * connection) {
+    auto const found = connections.find(connection->GetSocket());
+    if (found != connections.end() && found->second == connection)
+        connections.erase(found);
+}
+
+void Server::Write(Mu::OChannel & channel) const {
+    channel.Write(port);
+    channel.Write(services.GetSize());
+    for (auto const & [name, service] : services)
+        channel.Write(name);
+}
+
+} // namespace IO::IPC

@@ -1,0 +1,88 @@
+#pragma once
+
+#include <Kestrel/IPC/Communicator.h>
+#include <Kestrel/Location/Location.h>
+#include <Kestrel/Root/ErrorCodes.h>
+#include <Kestrel/Root/Export.h>
+#include <Kestrel/Root/HashTable.h>
+#include <Kestrel/Root/UniString.h>
+
+#include <map>
+
+namespace Mu {
+class OChannel;
+}
+
+namespace IO::IPC {
+
+class Connection;
+class Service;
+
+/// Listens on a TCP port and gives those who connect the services that they select by name.
+///
+///     Server server;
+///     server.SetLoopbackOnly(true);
+///     server.RegisterService(Location("Calculator"), &calculator);
+///     server.Start(65000, 65100);
+///
+/// Without SetLoopbackOnly, everybody who reaches this machine may connect, and nobody is asked who
+/// he is.
+///
+/// Memory:  its tables and its connections. Mu::OutOfMemoryException on shortage.
+/// Threads: the one that drives the pool.
+/// Failure: Start returns Error, and Socket::GetLastError says why. A listening socket in error stops
+///          the server.
+class KESTREL_API Server : public Communicator {
+public:
+    using ServiceMap = Mu::HashTable<Mu::UniString, Service *>;
+
+    Server();
+    /// Ends its connections, and stops.
+    ~Server() override;
+
+    void ProcessRead() override;
+    void ProcessWrite() override;
+    void ProcessError() override;
+
+    /// Listens on the first port of the range that is free. Error: none is, or the system refused.
+    // Kept: with firstPort above lastPort the system chooses the port, and GetPort returns firstPort
+    // all the same. A server that runs gets a new socket, and the old one stays open.
+    MuErrCode Start(unsigned int firstPort, unsigned int lastPort);
+    /// Connections that stand already go on.
+    void Stop();
+    bool IsRunning() const { return port != 0; }
+    /// 0: it does not run.
+    unsigned int GetPort() const { return port; }
+    /// Whether only programs of this machine can connect. False at first; counts from the next Start
+    /// on.
+    void SetLoopbackOnly(bool isOn) { isLoopbackOnly = isOn; }
+    bool IsLoopbackOnly() const { return isLoopbackOnly; }
+
+    /// Under the name that Service::Loc2Name makes of the location; a service that has it already is
+    /// replaced. Not owned.
+    void RegisterService(Location const & location, Service * service);
+    /// Connections that selected it end their messages without an answer from then on.
+    void UnregisterService(Location const & location);
+    ServiceMap & GetServiceMap() { return services; }
+
+    /// The port, the number of services and their names. The statuses are not looked at.
+    void Write(Mu::OChannel & channel) const;
+
+private:
+    friend class Connection;
+    using ConnectionMap =
+        std::map<unsigned long long, Connection *, std::less<>,
+                 Mu::StdAllocator<std::pair<unsigned long long const, Connection *>>>;
+
+    void UnregisterConnection(Connection * connection);
+    int Bind(unsigned int number) const;
+    MuErrCode GiveUp();
+    void Accept();
+
+    unsigned int port = 0;
+    ConnectionMap connections; // owned
+    ServiceMap services;
+    bool isLoopbackOnly = false;
+};
+
+} // namespace IO::IPC

@@ -1,0 +1,547 @@
+#include <Kestrel/IPC/SocketIChannel.h>
+
+#include <Kestrel/Channel/BinProtocol.h>
+#include <Kestrel/IPC/CommunicatorPool.h>
+#include <Kestrel/IPC/EndPoint.h>
+#include <Kestrel/Root/OChannel.h>
+#include <Kestrel/Root/PlatformConversion.h>
+#include <Kestrel/Root/String.h>
+#include <Kestrel/Socket/SocketFunctions.h>
+
+#include <algorithm>
+#include <cstring>
+#include <utility>
+
+namespace IO::IPC {
+
+namespace {
+
+constexpr unsigned int LengthSize = 4;
+constexpr unsigned long long CostOfEntry = 32; // memory of a separator or a block beside its bytes
+
+// One byte of a length, from the lowest on; `state` is minus the number of those missing.
+void AddLengthByte(unsigned int * length, long long state, char byte) {
+    unsigned int const shift = 8 * static_cast<unsigned int>(LengthSize + state);
+    *length |= static_cast<unsigned int>(static_cast<unsigned char>(byte)) << shift;
+}
+
+} // namespace
+
+SocketIChannel::SocketIChannel(EndPoint & endPoint, unsigned int bufferSize)
+    : IChannel(binIProtocol), mRecvBufferSize(std::max(bufferSize, 1u)), mEndPoint(endPoint) {}
+
+SocketIChannel::~SocketIChannel() {
+    Clear();
+    Mu::DeleteOperator(mRecvBuffer);
+    Mu::DeleteOperator(mSpare.data);
+}
+
+void SocketIChannel::SetDefaultInputProtocol() {
+    SetInputProtocol(binIProtocol);
+}
+
+// Memory.
+
+void SocketIChannel::Grow(Growing & block, unsigned int more) {
+    unsigned long long const needed = static_cast<unsigned long long>(block.filled) + more;
+    if (needed <= block.capacity)
+        return;
+    unsigned int const capacity = static_cast<unsigned int>(std::min<unsigned long long>(
+        block.length, std::max<unsigned long long>(needed, 2ull * block.capacity)));
+    // A text gets a terminator behind it, whatever its bytes are.
+    void * const larger = Mu::ReallocateOperator(block.data, std::size_t{capacity} + 1);
+    if (larger == nullptr)
+        Mu::ThrowOutOfMemory();
+    block.data = static_cast<char *>(larger);
+    block.capacity = capacity;
+}
+
+void SocketIChannel::Free(Growing & block) {
+    Mu::DeleteOperator(block.data);
+    block = Growing();
+}
+
+void SocketIChannel::FreeBlock(Block const & block) {
+    Block freed = block;
+    if (freed.size != LocationMark && freed.capacity <= mRecvBufferSize &&
+        freed.capacity > mSpare.capacity)
+        std::swap(freed, mSpare);
+    Mu::DeleteOperator(freed.data);
+}
+
+void SocketIChannel::PopFront() {
+    Block const block = mBlocks.GetFront();
+    mBlocks.PopFront();
+    mFirstOffset = 0;
+    FreeBlock(block);
+}
+
+void SocketIChannel::Clear() {
+    while (!mBlocks.IsEmpty())
+        PopFront();
+    Free(mFrame);
+    Free(mLocation);
+    mFrameIsFull = false;
+    mFrameState = mLocationState = 0;
+    mReceived = mWalked = mFirstOffset = mFrameUsed = 0;
+    mSeparators.Clear();
+    mAvailable = mStreamEnd = mTaken = mPushedBack = mLocationBytes = 0;
+}
+
+// Receiving.
+
+// A whole message waits and nobody takes it, nor does a read want more: TCP is to hold the sender
+// back.
+bool SocketIChannel::IsHeldBack() const {
+    return !mSeparators.IsEmpty() && mWanted <= mAvailable &&
+           GetUnread() > CommunicatorPool::Instance().GetUnreadLimit();
+}
+
+unsigned long long SocketIChannel::GetUnread() const {
+    return mAvailable + mLocationBytes + CostOfEntry * (mSeparators.GetSize() + mBlocks.GetSize());
+}
+
+void SocketIChannel::ProcessRead(unsigned long long socket) {
+    // A sender that is faster than we are must not keep the pass here.
+    constexpr int MostTurns = 8;
+    bool isFull = true;
+    for (int turn = 0; turn < MostTurns && isFull; ++turn) {
+        if (mStatus != NoError || IsHeldBack())
+            return;
+        if (!HasRest() && !Receive(socket, &isFull))
+            return;
+        if (!Walk() || GetUnread() + mFrame.filled + mLocation.filled >
+                           CommunicatorPool::Instance().GetMessageLimit()) {
+            Lose(socket);
+            return;
+        }
+    }
+}
+
+// False: nothing came. A receive that does not fill the buffer has taken all there was, so that the
+// socket need not be asked again.
+bool SocketIChannel::Receive(unsigned long long socket, bool * isFull) {
+    if (mRecvBuffer == nullptr)
+        mRecvBuffer = static_cast<char *>(Mu::NewOrThrow(mRecvBufferSize));
+    mReceived = mWalked = 0;
+    if (Socket::Recv(socket, mRecvBuffer, mRecvBufferSize, &mReceived) != NoError &&
+        Socket::GetLastError() != Socket::WouldBlock)
+        Lose(socket);
+    *isFull = mReceived == mRecvBufferSize;
+    return mReceived != 0;
+}
+
+void SocketIChannel::Lose(unsigned long long socket) {
+    mReceived = mWalked = 0;
+    GoToErrorState();
+    mEndPoint.CloseAfterFailure(socket);
+}
+
+void SocketIChannel::GoToErrorState() {
+    Free(mFrame);
+    Free(mLocation);
+    mFrameIsFull = false;
+    mFrameState = mLocationState = 0;
+    mReceived = mWalked = 0;
+    mStatus = EOI;
+}
+
+// Looks at what was received. Each step takes its memory before it moves on, so that after a shortage
+// the next call goes on where this one stopped. False: no peer of ours sends this.
+bool SocketIChannel::Walk() {
+    for (;;) {
+        if (mFrameIsFull)
+            FinishFrame();
+        if (mWalked == mReceived)
+            return true;
+        if (mFrameState == 0) {
+            if (!TakeTag(mRecvBuffer[mWalked]))
+                return false;
+            ++mWalked;
+        } else if (mFrameState < 0) {
+            AddLengthByte(&mFrame.length, mFrameState, mRecvBuffer[mWalked++]);
+            // A frame of no bytes ends here.
+            if (++mFrameState == 0)
+                mFrameState = mFrame.length;
+        } else {
+            TakePayload();
+        }
+    }
+}
+
+bool SocketIChannel::TakeTag(char tag) {
+    switch (tag) {
+    case 'D':
+        mFrameState = -static_cast<long long>(LengthSize);
+        mFrame.length = mFrame.filled = mFrameUsed = 0;
+        return true;
+    case 'L':
+        Free(mLocation);
+        mLocationState = -static_cast<long long>(LengthSize);
+        return true;
+    case 'S': mSeparators.PushBack(mStreamEnd); return true;
+    default: return false;
+    }
+}
+
+void SocketIChannel::TakePayload() {
+    if (mFrame.data == nullptr && mSpare.data != nullptr) {
+        mFrame.data = std::exchange(mSpare.data, nullptr);
+        mFrame.capacity = std::exchange(mSpare.capacity, 0);
+    }
+    unsigned int const count =
+        static_cast<unsigned int>(std::min<long long>(mFrameState, mReceived - mWalked));
+    Grow(mFrame, count);
+    std::memcpy(mFrame.data + mFrame.filled, mRecvBuffer + mWalked, count);
+    mFrame.filled += count;
+    mWalked += count;
+    mFrameState -= count;
+    mFrameIsFull = mFrameState == 0;
+}
+
+void SocketIChannel::FinishFrame() {
+    while (mLocationState != 0 && mFrameUsed < mFrame.filled)
+        mFrameUsed += AppendToLocation(mFrame.data + mFrameUsed, mFrame.filled - mFrameUsed);
+    unsigned int const rest = mFrame.filled - mFrameUsed;
+    if (rest != 0) {
+        mBlocks.ReserveOne();
+        std::memmove(mFrame.data, mFrame.data + mFrameUsed, rest);
+        mBlocks.PushBack({rest, mFrame.data, mFrame.capacity});
+        mAvailable += rest;
+        mStreamEnd += rest;
+    } else {
+        FreeBlock({0, mFrame.data, mFrame.capacity});
+    }
+    mFrame = Growing();
+    mFrameIsFull = false;
+}
+
+// How many of the bytes belong to the text.
+unsigned int SocketIChannel::AppendToLocation(char const * data, unsigned int count) {
+    if (mLocationState < 0) {
+        mBlocks.ReserveOne();
+        AddLengthByte(&mLocation.length, mLocationState, *data);
+        if (++mLocationState == 0) {
+            mLocationState = mLocation.length;
+            if (mLocationState == 0)
+                FinishLocation();
+        }
+        return 1;
+    }
+    unsigned int const taken =
+        static_cast<unsigned int>(std::min<long long>(mLocationState, count));
+    mBlocks.ReserveOne();
+    Grow(mLocation, taken);
+    std::memcpy(mLocation.data + mLocation.filled, data, taken);
+    mLocation.filled += taken;
+    mLocationState -= taken;
+    if (mLocationState == 0)
+        FinishLocation();
+    return taken;
+}
+
+void SocketIChannel::FinishLocation() {
+    if (mLocation.data != nullptr)
+        mLocation.data[mLocation.filled] = 0;
+    mLocationBytes += mLocation.capacity;
+    mBlocks.PushBack({LocationMark, mLocation.data, mLocation.capacity});
+    mLocation = Growing();
+}
+
+void SocketIChannel::EatLocations() {
+    Life::Mark const mark(mLife);
+    while (!mark.IsOver() && !mBlocks.IsEmpty() && mBlocks.GetFront().size == LocationMark) {
+        char const * const text = mBlocks.GetFront().data;
+        Location const location(text != nullptr ? text : "");
+        mLocationBytes -= mBlocks.GetFront().capacity;
+        PopFront();
+        if (location.IsValid())
+            mEndPoint.LocationArrived(location);
+    }
+}
+
+// Reading.
+
+unsigned long long SocketIChannel::LimitBySeparator(unsigned long long count) const {
+    long long const nearest = mSeparatorIsEOI ? GetNearestSeparator() : -1;
+    return nearest >= 0 ? std::min(count, static_cast<unsigned long long>(nearest)) : count;
+}
+
+// Drives the pool until there are so many bytes; how many of them there are. The separator that ends a
+// read may arrive while it waits.
+unsigned long long SocketIChannel::EnsureData(unsigned long long count, bool stopsAtSeparator,
+                                              Life::Mark const & mark) {
+    CommunicatorPool & pool = CommunicatorPool::Instance();
+    unsigned long long want = stopsAtSeparator ? LimitBySeparator(count) : count;
+    auto const isShort = [&] {
+        if (mark.IsOver() || mStatus != NoError)
+            return false;
+        want = stopsAtSeparator ? LimitBySeparator(count) : count;
+        mWanted = want;
+        return mAvailable < want;
+    };
+    while (isShort()) {
+        pool.Process();
+        if (isShort())
+            pool.Wait(CommunicatorPool::WaitStep);
+    }
+    if (mark.IsOver())
+        return 0;
+    mWanted = 0;
+    return std::min(mAvailable, want);
+}
+
+// What ReadBin, CopyBin and Skip begin with; the status of a read of nothing.
+MuErrCode SocketIChannel::Begin(unsigned long long count, unsigned long long * got,
+                                Life::Mark const & mark) {
+    *got = 0;
+    if (mStatus != NoError || count == 0)
+        return mStatus;
+    *got = EnsureData(count, true, mark);
+    if (mark.IsOver())
+        return EOI;
+    if (*got < count)
+        mStatus = EOI;
+    if (*got != 0)
+        mPosition += *got;
+    return mStatus;
+}
+
+// Shows `use` the pieces of so many unread bytes.
+template <typename Use>
+void SocketIChannel::ForUnread(unsigned long long from, unsigned long long count, Use use) const {
+    unsigned long long skip = from + mFirstOffset;
+    for (std::size_t i = 0; count > 0 && i < mBlocks.GetSize(); ++i) {
+        Block const & block = mBlocks[i];
+        if (block.size == LocationMark)
+            continue;
+        if (skip >= block.size) {
+            skip -= block.size;
+            continue;
+        }
+        unsigned long long const piece = std::min(count, block.size - skip);
+        use(block.data + skip, static_cast<std::size_t>(piece));
+        count -= piece;
+        skip = 0;
+    }
+}
+
+// Takes so many bytes, which are there, out of the blocks.
+void SocketIChannel::Take(unsigned long long count, char * destination, Life::Mark const & mark) {
+    unsigned long long const again = std::min(count, mPushedBack);
+    mAvailable -= count;
+    mPushedBack -= again;
+    mTaken += count - again;
+    while (!mSeparators.IsEmpty() && mSeparators.GetFront() < mTaken)
+        mSeparators.PopFront();
+    EatLocations();
+    while (count > 0 && !mark.IsOver() && !mBlocks.IsEmpty()) {
+        Block const & block = mBlocks.GetFront();
+        unsigned int const piece = static_cast<unsigned int>(
+            std::min<unsigned long long>(count, block.size - mFirstOffset));
+        if (destination != nullptr) {
+            std::memcpy(destination, block.data + mFirstOffset, piece);
+            destination += piece;
+        }
+        count -= piece;
+        mFirstOffset += piece;
+        if (mFirstOffset == block.size) {
+            PopFront();
+            EatLocations();
+        }
+    }
+}
+
+MuErrCode SocketIChannel::ReadBin(char * data, unsigned int count, unsigned int * read) {
+    Life::Mark const mark(mLife);
+    unsigned long long got;
+    MuErrCode const status = Begin(count, &got, mark);
+    if (read != nullptr)
+        *read = static_cast<unsigned int>(got);
+    if (got != 0)
+        Take(got, data, mark);
+    return status;
+}
+
+MuErrCode SocketIChannel::CopyBin(char * data, unsigned int count, unsigned int * copied) {
+    Life::Mark const mark(mLife);
+    unsigned long long got;
+    MuErrCode const status = Begin(count, &got, mark);
+    if (copied != nullptr)
+        *copied = static_cast<unsigned int>(got);
+    if (got != 0)
+        ForUnread(0, got, [&](char const * piece, std::size_t size) {
+            std::memcpy(data, piece, size);
+            data += size;
+        });
+    return status;
+}
+
+MuErrCode SocketIChannel::Skip(unsigned long long count, unsigned long long * skipped) {
+    Life::Mark const mark(mLife);
+    unsigned long long got;
+    MuErrCode const status = Begin(count, &got, mark);
+    if (skipped != nullptr)
+        *skipped = got;
+    if (got == 0)
+        return status;
+    Take(got, nullptr, mark);
+    return NoError;
+}
+
+MuErrCode SocketIChannel::Look(unsigned int offset, char * c) {
+    Life::Mark const mark(mLife);
+    unsigned long long const needed = static_cast<unsigned long long>(offset) + 1;
+    if (EnsureData(needed, false, mark) < needed)
+        return EOI;
+    ForUnread(offset, 1, [c](char const * piece, std::size_t) { *c = *piece; });
+    return NoError;
+}
+
+bool SocketIChannel::IsEOI() {
+    char c;
+    return Look(0, &c) == EOI;
+}
+
+MuErrCode SocketIChannel::DirectInputAccess(unsigned int size, char ** data,
+                                            unsigned int * available) {
+    Life::Mark const mark(mLife);
+    *data = nullptr;
+    if (available != nullptr)
+        *available = 0;
+    if (mStatus != NoError)
+        return mStatus;
+    unsigned long long const got = EnsureData(std::max(size, 1u), true, mark);
+    if (mark.IsOver())
+        return EOI;
+    unsigned long long there = 0;
+    ForUnread(0, got == 0 ? 0 : std::max(got, mAvailable), [&](char const * piece, std::size_t n) {
+        if (*data == nullptr) {
+            *data = const_cast<char *>(piece);
+            there = n;
+        }
+    });
+    there = LimitBySeparator(there);
+    if (size != 0)
+        there = std::min<unsigned long long>(there, size);
+    if (available != nullptr)
+        *available = static_cast<unsigned int>(there);
+    if (there >= std::max(size, 1u))
+        return NoError;
+    return got < std::max(size, 1u) ? EOI : Error;
+}
+
+MuErrCode SocketIChannel::PushBack(char const * data, unsigned int count) {
+    if (count == 0)
+        return NoError;
+    bool const isMoreThanRead = count > mTaken - mPushedBack;
+    Block * const first = mBlocks.IsEmpty() ? nullptr : &mBlocks.GetFront();
+    unsigned int const inFirst =
+        first == nullptr || first->size == LocationMark ? 0 : std::min(mFirstOffset, count);
+    unsigned int const rest = count - inFirst;
+    if (rest != 0) {
+        char * const block = static_cast<char *>(Mu::NewOrThrow(rest));
+        bool const isOdd = isMoreThanRead && first != nullptr && first->size != LocationMark &&
+                           rest <= first->size;
+        try {
+            mBlocks.Insert(isOdd ? mBlocks.GetSize() : 0, {rest, block, rest});
+        } catch (Mu::OutOfMemoryException const &) {
+            Mu::DeleteOperator(block);
+            throw;
+        }
+        Block & front = mBlocks.GetFront();
+        if (isOdd) {
+            // Kept: who pushes back more than was read gets the block at the end, unfilled, and the
+            // rest over the start of the first one.
+            std::memset(block, 0, rest);
+            std::memcpy(front.data, data + rest, inFirst);
+            std::memcpy(front.data, data, rest);
+        } else {
+            // Two blocks cannot both begin in their middle: what was read of the old first one goes.
+            std::memcpy(block, data, rest);
+            if (first != nullptr && inFirst != 0) {
+                Block & old = mBlocks[1];
+                std::memcpy(old.data + mFirstOffset - inFirst, data + rest, inFirst);
+                std::memmove(old.data, old.data + mFirstOffset - inFirst,
+                             old.size - (mFirstOffset - inFirst));
+                old.size -= mFirstOffset - inFirst;
+            }
+        }
+        mFirstOffset = 0;
+    } else {
+        mFirstOffset -= count;
+        std::memcpy(first->data + mFirstOffset, data, count);
+    }
+    mAvailable += count;
+    mPushedBack += count;
+    return NoError;
+}
+
+MuErrCode SocketIChannel::GetInputPosition(unsigned long long * position) const {
+    *position = mPosition;
+    return NoError;
+}
+
+MuErrCode SocketIChannel::GetAvailable(unsigned int * available) const {
+    *available = ~0u - static_cast<unsigned int>(mPosition);
+    return NoError;
+}
+
+MuErrCode SocketIChannel::GetAvailable(unsigned long long * available) const {
+    *available = ~0ull - mPosition;
+    return NoError;
+}
+
+// Separators.
+
+long long SocketIChannel::GetNearestSeparator() const {
+    return mSeparators.IsEmpty() ? -1 : static_cast<long long>(mSeparators.GetFront() - mTaken);
+}
+
+MuErrCode SocketIChannel::EatSeparator() {
+    Life::Mark const mark(mLife);
+    long long const nearest = GetNearestSeparator();
+    if (nearest < 0)
+        return Error;
+    if (nearest > 0) {
+        MuErrCode const status = Skip(static_cast<unsigned long long>(nearest), nullptr);
+        if (status != NoError || mark.IsOver())
+            return status;
+    }
+    if (!mSeparators.IsEmpty())
+        mSeparators.PopFront();
+    return NoError;
+}
+
+MuErrCode SocketIChannel::WriteDetails(Mu::OChannel & channel) const {
+    channel.Write(mPosition);
+    channel.Write(mRecvBuffer != nullptr);
+    channel.Write(mRecvBufferSize);
+    channel.Write(mFirstOffset);
+    channel.Write(mAvailable);
+    channel.Write(static_cast<int>(mFrameState));
+    channel.Write(mFrame.length);
+    channel.Write(mFrame.data != nullptr);
+    channel.Write(mStatus);
+    channel.Write(static_cast<int>(mLocationState));
+    channel.Write(mLocation.length);
+    Mu::String const begun(mLocation.data, mLocation.filled);
+    channel.Write(begun);
+    channel.Write(static_cast<unsigned int>(mBlocks.GetSize()));
+    for (std::size_t i = 0; i < mBlocks.GetSize(); ++i) {
+        channel.Write(mBlocks[i].size);
+        if (mBlocks[i].size == LocationMark)
+            channel.Write(Mu::String(mBlocks[i].data));
+    }
+    unsigned long long last = mSeparators.IsEmpty() ? 0 : mSeparators.GetBack() - mTaken;
+    channel.Write(last);
+    channel.Write(GetSeparatorCount());
+    unsigned long long before = mTaken;
+    for (std::size_t i = 0; i < mSeparators.GetSize(); ++i) {
+        channel.Write(mSeparators[i] - before);
+        before = mSeparators[i];
+    }
+    return channel.GetOutputStatus();
+}
+
+} // namespace IO::IPC

@@ -1,0 +1,156 @@
+#pragma once
+
+#include <Kestrel/IPC/FrontQueue.h>
+#include <Kestrel/IPC/LifeMark.h>
+#include <Kestrel/Root/Export.h>
+#include <Kestrel/Root/IChannel.h>
+
+namespace Mu {
+class OChannel;
+}
+
+namespace IO::IPC {
+
+class EndPoint;
+
+/// The reading half of a framed connection: what the pool has received, as one stream of bytes with
+/// separators between its messages. SocketOChannel tells what is on the wire.
+///
+/// A read that wants more than there is drives the pool until it has come or the connection is lost,
+/// in steps of 0.05 s that end early when a socket of the pool is ready. There is no other limit, so
+/// read a message when its separator is there (EndPoint::WaitNextSeparator) and under an
+/// EndPoint::InputSeparatorGuard, which ends reads at it.
+///
+/// Memory:  a receive buffer, taken when the first byte comes, and a block for each frame that grows
+///          as its bytes arrive, whatever length is announced. One block is kept for the next frame.
+/// Threads: the one that drives the pool.
+/// Failure: EOI when the connection is lost or a separator ends the read; it sticks until
+///          ResetInputStatus. A shortage of memory is thrown as Mu::OutOfMemoryException by what
+///          drives the pool; nothing received is lost by it.
+class KESTREL_API SocketIChannel : public Mu::IChannel {
+public:
+    SocketIChannel(EndPoint & endPoint, unsigned int bufferSize);
+    ~SocketIChannel() override;
+
+    MuErrCode ReadBin(char * data, unsigned int count, unsigned int * read) override;
+    // Kept: the input position moves on as if the bytes had been read, and again when they are.
+    MuErrCode CopyBin(char * data, unsigned int count, unsigned int * copied) override;
+    /// Leaves the status alone.
+    MuErrCode Look(unsigned int offset, char * c) override;
+    using IChannel::PushBack;
+    /// Neither the position nor the distances of separators change until the bytes are read again.
+    MuErrCode PushBack(char const * data, unsigned int count) override;
+    /// NoError when all that could be skipped was, even where that set the status to EOI.
+    MuErrCode Skip(unsigned long long count, unsigned long long * skipped) override;
+    /// Waits for the bytes. Error: they lie in two pieces.
+    MuErrCode DirectInputAccess(unsigned int size, char ** data, unsigned int * available) override;
+    MuErrCode GetInputPosition(unsigned long long * position) const override;
+    // A stream has no end that could be known: the largest number, less the position.
+    MuErrCode GetAvailable(unsigned int * available) const override;
+    MuErrCode GetAvailable(unsigned long long * available) const override;
+    /// Waits for a byte, or for the end of the connection.
+    bool IsEOI() override;
+    void SetDefaultInputProtocol() override;
+    MuErrCode GetInputStatus() const override { return mStatus; }
+    void ResetInputStatus() override { mStatus = NoError; }
+
+    /// Separators that were received and not passed over.
+    unsigned int GetSeparatorCount() const {
+        return static_cast<unsigned int>(mSeparators.GetSize());
+    }
+    /// How far the next separator is; -1 when none was received.
+    long long GetNearestSeparator() const;
+    /// Skips to the next separator and takes it away. Error when none was received.
+    MuErrCode EatSeparator();
+    /// Hands service selections that have reached the read position to the end point.
+    void EatLocations();
+    /// Whether reads stop at the next separator.
+    bool GetSeparatorIsEOI() const { return mSeparatorIsEOI; }
+    /// Returns the value before.
+    bool SetSeparatorIsEOI(bool isEOI) { return std::exchange(mSeparatorIsEOI, isEOI); }
+
+    /// Bytes and separators that wait to be read, as the memory that they cost.
+    unsigned long long GetUnread() const;
+    /// What can be read without waiting.
+    unsigned long long GetReadable() const { return mAvailable; }
+    /// Takes from the socket what has come. For the pool.
+    void ProcessRead(unsigned long long socket);
+    /// Forgets a frame that has begun; what is whole stays, but the status is EOI.
+    void GoToErrorState();
+    /// A dump for whoever looks into a running process.
+    MuErrCode WriteDetails(Mu::OChannel & channel) const;
+
+private:
+    friend class EndPoint;
+
+    static constexpr unsigned int LocationMark = 0xFFFFFFFFu;
+
+    /// Received bytes of a frame, or the text of a location.
+    struct Block {
+        unsigned int size; // LocationMark: a zero-terminated text
+        char * data;       // owned
+        unsigned int capacity;
+    };
+    /// Bytes of a length that is known from outside: what is there, and room that grows with it.
+    struct Growing {
+        char * data = nullptr; // owned
+        unsigned int capacity = 0;
+        unsigned int length = 0; // announced
+        unsigned int filled = 0;
+    };
+
+    bool IsHeldBack() const;
+    bool HasRest() const { return mReceived != mWalked; }
+    bool Receive(unsigned long long socket, bool * isFull);
+    bool Walk();
+    bool TakeTag(char tag);
+    void TakePayload();
+    void FinishFrame();
+    unsigned int AppendToLocation(char const * data, unsigned int count);
+    void FinishLocation();
+    void Grow(Growing & block, unsigned int more);
+    void Free(Growing & block);
+    void FreeBlock(Block const & block);
+    void PopFront();
+    void Lose(unsigned long long socket);
+    void Clear();
+
+    unsigned long long LimitBySeparator(unsigned long long count) const;
+    unsigned long long EnsureData(unsigned long long count, bool stopsAtSeparator,
+                                  Life::Mark const & mark);
+    MuErrCode Begin(unsigned long long count, unsigned long long * got, Life::Mark const & mark);
+    template <typename Use>
+    void ForUnread(unsigned long long from, unsigned long long count, Use use) const;
+    void Take(unsigned long long count, char * destination, Life::Mark const & mark);
+
+    FrontQueue<Block> mBlocks;
+    unsigned long long mPosition = 0; // as the host counts
+    char * mRecvBuffer = nullptr;     // owned; null until something came
+    unsigned int const mRecvBufferSize;
+    unsigned int mReceived = 0;    // bytes in the receive buffer
+    unsigned int mWalked = 0;      // and how many of them were looked at
+    unsigned int mFirstOffset = 0; // bytes of the first block that were read
+    unsigned long long mAvailable = 0;
+    // 0 between items, below 0: header bytes missing; above 0: payload bytes missing, or none any
+    // more while memory for what the frame holds could not be had.
+    long long mFrameState = 0;
+    Growing mFrame;
+    bool mFrameIsFull = false;
+    unsigned int mFrameUsed = 0; // bytes of the full frame that went into the location
+    MuErrCode mStatus = NoError;
+    long long mLocationState = 0; // as the frame's
+    Growing mLocation;
+    bool mSeparatorIsEOI = false;
+    EndPoint & mEndPoint;
+    // Positions in the stream of payload, which count what was received or taken in all.
+    FrontQueue<unsigned long long> mSeparators;
+    unsigned long long mStreamEnd = 0;
+    unsigned long long mTaken = 0;
+    unsigned long long mPushedBack = 0; // bytes that were taken and are unread again
+    unsigned long long mWanted = 0;     // what a read waits for
+    unsigned long long mLocationBytes = 0;
+    Block mSpare{0, nullptr, 0}; // a block that was read, kept for the next frame
+    Life mLife;
+};
+
+} // namespace IO::IPC
