@@ -122,6 +122,8 @@ void Client::Greet() {
 }
 
 MuErrCode Client::SelectService(Location const & location) {
+    if (MuErrCode const status = location.GetStatus(); status != NoError)
+        return status;
     Mu::UniString const name = Service::Loc2Name(location);
     auto const text = name.ToCStr();
     // Kept: the length counts characters, not bytes, so a name of others than ASCII is cut.

@@ -47,7 +47,8 @@ public:
     Location const & GetPendingConnectLocation() const { return mLocation; }
     /// How long a connection may take, at most a day. 30 at first.
     void SetConnectTimeout(int seconds);
-    /// Messages go to that service from the next one on. While connected only.
+    /// Messages go to that service from the next one on. While connected only. The status of a
+    /// location that is not healthy; nothing is selected then.
     MuErrCode SelectService(Location const & location);
     // Not owned; an observer detaches itself before it goes.
     void Attach(ClientObserver & observer) { EventSource::Attach(observer); }

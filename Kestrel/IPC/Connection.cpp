@@ -56,6 +56,8 @@ void Connection::SetState(State next) {
 }
 
 void Connection::SeparatorArrived() {
+    if (GetIChannel().GetInputStatus() != NoError)
+        return; // lost: nothing of it can be read any more
     if (state == WaitingForSign)
         TakeSign();
     else if (state == Idle)
@@ -69,7 +71,7 @@ void Connection::TakeSign() {
     // so from pass to pass, so that a peer which sends none holds nobody up.
     SocketIChannel & input = GetIChannel();
     unsigned short sign = 0;
-    if (input.GetReadable() < sizeof(sign) && input.GetInputStatus() == NoError) {
+    if (input.GetReadable() < sizeof(sign)) {
         SetTakesMessages(false);
         return;
     }

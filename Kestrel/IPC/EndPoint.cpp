@@ -1,6 +1,7 @@
 #include <Kestrel/IPC/EndPoint.h>
 
 #include <Kestrel/IPC/CommunicatorPool.h>
+#include <Kestrel/Root/Exceptions.h>
 #include <Kestrel/Root/Timer.h>
 #include <Kestrel/Socket/Platform/SocketCalls.h>
 #include <Kestrel/Socket/SocketFunctions.h>
@@ -31,7 +32,12 @@ EndPoint::InputSeparatorGuard::~InputSeparatorGuard() {
     if (mark.IsOver())
         return;
     channel->SetSeparatorIsEOI(before);
-    static_cast<void>(channel->EatSeparator()); // none: the connection was lost meanwhile
+    try {
+        static_cast<void>(channel->EatSeparator()); // none: the connection was lost meanwhile
+    } catch (Mu::OutOfMemoryException const &) {
+        // The next message cannot be reached any more.
+        channel->Lose(channel->mEndPoint.GetSocket());
+    }
 }
 
 EndPoint::EndPoint() : input(*this, BlockSize + FrameHeaderSize), output(BlockSize) {

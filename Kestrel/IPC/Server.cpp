@@ -21,7 +21,10 @@ Service::~Service() = default;
 Mu::UniString Service::Loc2Name(Location const & location) {
     Mu::UniString text;
     Name name;
-    for (unsigned int i = 0; location.GetLocalName(i, &name) == NoError; ++i) {
+    unsigned int const length = location.GetLocalLength();
+    for (unsigned int i = 0; i < length; ++i) {
+        if (location.GetLocalName(i, &name) != NoError)
+            Mu::ThrowOutOfMemory(); // half of a name may be that of another service
         if (i != 0)
             text.Append("/");
         text.Append(name.ToString());

@@ -3,6 +3,7 @@
 #include <Kestrel/Channel/BinProtocol.h>
 #include <Kestrel/IPC/CommunicatorPool.h>
 #include <Kestrel/IPC/EndPoint.h>
+#include <Kestrel/Root/Exceptions.h>
 #include <Kestrel/Root/OChannel.h>
 #include <Kestrel/Root/PlatformConversion.h>
 #include <Kestrel/Root/String.h>
@@ -248,16 +249,35 @@ void SocketIChannel::FinishLocation() {
     mLocation = Growing();
 }
 
+// A selection that memory was short for stays where it is, or its messages would go to another service.
 void SocketIChannel::EatLocations() {
     Life::Mark const mark(mLife);
-    while (!mark.IsOver() && !mBlocks.IsEmpty() && mBlocks.GetFront().size == LocationMark) {
+    while (!mIsEating && !mBlocks.IsEmpty() && mBlocks.GetFront().size == LocationMark) {
         char const * const text = mBlocks.GetFront().data;
         Location const location(text != nullptr ? text : "");
+        if (location.GetStatus() == ErrMemoryFull)
+            Mu::ThrowOutOfMemory();
+        // Legal it need not be: the name of a service is no path with a drive.
+        if (location.GetStatus() == NoError)
+            Tell(location, mark);
+        if (mark.IsOver())
+            return;
         mLocationBytes -= mBlocks.GetFront().capacity;
         PopFront();
-        if (location.IsValid())
-            mEndPoint.LocationArrived(location);
     }
+}
+
+void SocketIChannel::Tell(Location const & location, Life::Mark const & mark) {
+    mIsEating = true; // what it reads must not tell of the same one again
+    try {
+        mEndPoint.LocationArrived(location);
+    } catch (...) {
+        if (!mark.IsOver())
+            mIsEating = false;
+        throw;
+    }
+    if (!mark.IsOver())
+        mIsEating = false;
 }
 
 // Reading.
@@ -328,15 +348,11 @@ void SocketIChannel::ForUnread(unsigned long long from, unsigned long long count
 
 // Takes so many bytes, which are there, out of the blocks.
 void SocketIChannel::Take(unsigned long long count, char * destination, Life::Mark const & mark) {
-    unsigned long long const again = std::min(count, mPushedBack);
-    mAvailable -= count;
-    mPushedBack -= again;
-    mTaken += count - again;
-    while (!mSeparators.IsEmpty() && mSeparators.GetFront() < mTaken)
-        mSeparators.PopFront();
     EatLocations();
     while (count > 0 && !mark.IsOver() && !mBlocks.IsEmpty()) {
         Block const & block = mBlocks.GetFront();
+        if (block.size == LocationMark)
+            return; // the one that is being handed over
         unsigned int const piece = static_cast<unsigned int>(
             std::min<unsigned long long>(count, block.size - mFirstOffset));
         if (destination != nullptr) {
@@ -344,12 +360,28 @@ void SocketIChannel::Take(unsigned long long count, char * destination, Life::Ma
             destination += piece;
         }
         count -= piece;
+        PassOver(piece);
         mFirstOffset += piece;
         if (mFirstOffset == block.size) {
             PopFront();
-            EatLocations();
+            try {
+                EatLocations();
+            } catch (Mu::OutOfMemoryException const &) {
+                // Who has got all he asked for keeps it; the next read meets the location again.
+                if (count > 0)
+                    throw;
+            }
         }
     }
+}
+
+void SocketIChannel::PassOver(unsigned int count) {
+    unsigned long long const again = std::min<unsigned long long>(count, mPushedBack);
+    mAvailable -= count;
+    mPushedBack -= again;
+    mTaken += count - again;
+    while (!mSeparators.IsEmpty() && mSeparators.GetFront() < mTaken)
+        mSeparators.PopFront();
 }
 
 MuErrCode SocketIChannel::ReadBin(char * data, unsigned int count, unsigned int * read) {

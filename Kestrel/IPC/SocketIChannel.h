@@ -2,6 +2,7 @@
 
 #include <Kestrel/IPC/FrontQueue.h>
 #include <Kestrel/IPC/LifeMark.h>
+#include <Kestrel/Location/Location.h>
 #include <Kestrel/Root/Export.h>
 #include <Kestrel/Root/IChannel.h>
 
@@ -100,7 +101,7 @@ private:
     };
 
     bool IsHeldBack() const;
-    bool HasRest() const { return mReceived != mWalked; }
+    bool HasRest() const { return mReceived != mWalked || mFrameIsFull; }
     bool Receive(unsigned long long socket, bool * isFull);
     bool Walk();
     bool TakeTag(char tag);
@@ -108,6 +109,8 @@ private:
     void FinishFrame();
     unsigned int AppendToLocation(char const * data, unsigned int count);
     void FinishLocation();
+    void Tell(Location const & location, Life::Mark const & mark);
+    void PassOver(unsigned int count);
     void Grow(Growing & block, unsigned int more);
     void Free(Growing & block);
     void FreeBlock(Block const & block);
@@ -140,6 +143,7 @@ private:
     MuErrCode mStatus = NoError;
     long long mLocationState = 0; // as the frame's
     Growing mLocation;
+    bool mIsEating = false; // a location is being handed over
     bool mSeparatorIsEOI = false;
     EndPoint & mEndPoint;
     // Positions in the stream of payload, which count what was received or taken in all.

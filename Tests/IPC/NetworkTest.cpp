@@ -182,8 +182,9 @@ public:
     bool IsUp() const { return client.GetConnectState() == Client::Connected && client.IsOk(); }
 
     void Say(unsigned int toService, unsigned int size) {
-        if (toService != selected)
-            client.SelectService(MakePlace(toService == 0 ? "Echo0" : "Echo1"));
+        if (toService != selected &&
+            client.SelectService(MakePlace(toService == 0 ? "Echo0" : "Echo1")) != IO::NoError)
+            return;
         selected = toService;
         Message const message{sender, next++, toService, size};
         sent.push_back(message);
@@ -207,7 +208,10 @@ public:
         sent.pop_front();
     }
     /// At the end: what is sent was answered, or the connection is known to be lost.
-    void Expect() { EXPECT_TRUE(sent.empty() || !IsUp()) << sent.size() << " answers are missing"; }
+    void Expect() { EXPECT_TRUE(sent.empty() || !IsUp())
+            << sent.size() << " answers are missing to " << sender << " from "
+            << sent.front().number << ", unsent " << client.GetOSeparatorCount() << ", unread "
+            << client.GetISeparatorCount(); }
     void Break() { client.Disconnect(); }
 
     Client client;
@@ -221,8 +225,8 @@ private:
     unsigned int selected = 0;
 };
 
-Tests::Network::Weather DrawWeather(std::mt19937 & random) {
-    Tests::Network::Weather weather;
+Tests::Weather DrawWeather(std::mt19937 & random) {
+    Tests::Weather weather;
     weather.part = random() % 2 * 300;
     weather.delay = random() % 2 * 400;
     weather.full = random() % 2 * 100;
@@ -282,7 +286,7 @@ void Converse(unsigned int seed) {
                 CommunicatorPool::Instance().Wait(0.05);
         }
         // The sky clears, and everything must come to an end.
-        network.weather = {};
+        network.weather = Tests::Weather();
         for (int turn = 0; turn < 300 && !::testing::Test::HasFailure(); ++turn) {
             CommunicatorPool::Instance().Process();
             for (Talker & talker : talkers)
@@ -296,7 +300,7 @@ void Converse(unsigned int seed) {
             up += talker.IsUp();
             EXPECT_NE(talker.client.GetConnectState(), Client::Connecting);
         }
-        // The listening socket, and two for each connection that stands: who is dead, is dead on
+        
         // both sides.
         EXPECT_EQ(network.CountSockets(), 1 + 2 * up);
     }

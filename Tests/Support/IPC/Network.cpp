@@ -8,7 +8,7 @@ namespace Tests {
 
 using namespace IO::Socket;
 
-Network::Network(unsigned int seed, Weather weather)
+Network::Network(unsigned int seed, Weather const & weather)
     : ForwardingSocketCalls(GetPlatformSocketCalls()), weather(weather), random(seed) {
     SetSocketCalls(this);
 }

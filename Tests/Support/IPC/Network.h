@@ -9,24 +9,24 @@
 
 namespace Tests {
 
+/// Chances in a thousand, for each call where the thing can happen.
+struct Weather {
+    unsigned int part = 0;       ///< a send or receive takes only a part
+    unsigned int delay = 0;      ///< bytes are on the way for up to 0.1 s
+    unsigned int full = 0;       ///< a send finds no room
+    unsigned int cut = 0;        ///< the connection ends somewhere within what is sent
+    unsigned int reset = 0;      ///< both ends are reset, and what is on the way is lost
+    unsigned int silent = 0;     ///< all is lost from now on, and both are reset seconds later
+    unsigned int window = 65536; ///< bytes that may be on the way
+};
+
 /// A network in memory in the place of the system's during its life: both ends of each connection in
 /// one process, time by the library's clock. What may go wrong on the way is drawn from one seed.
 class Network final : public IO::Socket::ForwardingSocketCalls {
 public:
     using Handle = IO::Socket::SocketHandle;
 
-    /// Chances in a thousand, for each call where the thing can happen.
-    struct Weather {
-        unsigned int part = 0;       ///< a send or receive takes only a part
-        unsigned int delay = 0;      ///< bytes are on the way for up to 0.1 s
-        unsigned int full = 0;       ///< a send finds no room
-        unsigned int cut = 0;        ///< the connection ends somewhere within what is sent
-        unsigned int reset = 0;      ///< both ends are reset, and what is on the way is lost
-        unsigned int silent = 0;     ///< all is lost from now on, and both are reset seconds later
-        unsigned int window = 65536; ///< bytes that may be on the way
-    };
-
-    explicit Network(unsigned int seed = 1, Weather weather = {});
+    explicit Network(unsigned int seed = 1, Weather const & weather = Weather());
     ~Network() override;
 
     std::size_t CountSockets() const { return sockets.size(); }
