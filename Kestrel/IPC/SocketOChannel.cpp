@@ -246,16 +246,26 @@ void SocketOChannel::TakeMetaFromFront() {
     mMetaChars.PopFront();
 }
 
-// Puts the first tag in front of the data.
-void SocketOChannel::PutTag() {
+// Puts the tags that stand at the head in front of the data, as many as there is room for, in their
+// order.
+void SocketOChannel::PutTags() {
     if (mBlocks.IsEmpty()) {
         mBlocks.ReserveOne();
         mBlocks.PushBack(TakeBlock());
         mLastFree = mBlockSize;
     }
-    mBlocks.GetFront()[--mFirstOffset] = mMetaChars.GetFront().tag;
-    ++mPendingRaw;
-    TakeMetaFromFront();
+    unsigned int const room = static_cast<unsigned int>(mFirstOffset) + HeaderSize;
+    unsigned long long const head = mMetaChars.GetFront().position;
+    unsigned int count = 1;
+    while (count < std::min<std::size_t>(room, mMetaChars.GetSize()) &&
+           mMetaChars[count].position == head)
+        ++count;
+    mFirstOffset -= static_cast<int>(count);
+    mPendingRaw = count;
+    for (char * at = mBlocks.GetFront() + mFirstOffset; count > 0; --count) {
+        *at++ = mMetaChars.GetFront().tag;
+        TakeMetaFromFront();
+    }
 }
 
 void SocketOChannel::ProcessWrite(unsigned long long socket) {
@@ -265,16 +275,13 @@ void SocketOChannel::ProcessWrite(unsigned long long socket) {
         unsigned long long const buffered = GetBuffered();
         unsigned long long const limit = GetLimit();
         unsigned long long sendable = buffered > limit ? buffered - limit : 0;
-        bool const isMeta = IsMetaAtHead();
-        if (sendable == 0 && isMeta) {
-            PutTag();
-            if (mFirstOffset > -static_cast<int>(HeaderSize))
-                continue;
+        if (sendable == 0) {
+            if (!IsMetaAtHead())
+                return; // the rest waits for a mark, or for more
+            PutTags();
+            if (!TrySendRaw(socket, mPendingRaw))
+                return;
         }
-        if (mPendingRaw > 0 && !TrySendRaw(socket, mPendingRaw))
-            return;
-        if (sendable == 0 && !isMeta)
-            return; // the rest waits for a mark, or for more
         while (sendable > 0) {
             unsigned int const count = static_cast<unsigned int>(
                 std::min<unsigned long long>(sendable, mBlockSize - mFirstOffset));

