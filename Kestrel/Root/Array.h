@@ -44,14 +44,19 @@ public:
         else
             this->Release();
     }
+
+protected:
+    /// For an ArrayFB, whose room it is.
+    Array(T * inlineData, unsigned int inlineCapacity) noexcept
+        : ArrayBase<T>(inlineData, inlineCapacity) {}
 };
 
-/// As Array, with room for `n` elements inside itself, for the many that stay small. One that
+/// As Array, and taken wherever one is, with room for `n` elements inside itself, for the many that stay small. One that
 /// outgrew its room holds a block until it is cleared.
 template <typename T, unsigned int n>
-class ArrayFB : public ArrayBase<T> {
+class ArrayFB : public Array<T> {
 public:
-    ArrayFB() noexcept : ArrayBase<T>(Inline(), n) {}
+    ArrayFB() noexcept : Array<T>(Inline(), n) {}
     ArrayFB(ArrayBase<T> const & other) : ArrayFB() {
         this->Append(other.GetData(), other.GetSize());
     }

@@ -149,9 +149,17 @@ protected:
 
     bool OwnsBlock() const { return ownsBlock; }
 
-    /// Takes the block of the other, which owns one or has none, and leaves it without any.
+    /// Takes the block of the other, which owns one or has none, and leaves it without any. The room
+    /// inside another one cannot be taken: its elements move out of it, and it stays empty. That
+    /// takes memory, so that a shortage there ends the process where moving promises not to throw.
     void Steal(ArrayBase & other) noexcept {
         Release();
+        if (!other.ownsBlock) {
+            for (T & value : other)
+                Emplace(std::move(value));
+            other.Truncate(0);
+            return;
+        }
         data = std::exchange(other.data, nullptr);
         size = std::exchange(other.size, 0);
         capacity = other.capacity;

@@ -211,6 +211,22 @@ TEST(Array, TakesNoMemoryForTheRoomInside) {
     EXPECT_EQ(Tests::CountAllocations(), before);
 }
 
+// Who gets an array with room inside as an array may do all that can be done with one.
+TEST(Array, LetsItsElementsOutOfTheRoomInside) {
+    Mu::ArrayFB<Tracked, 3> roomy;
+    roomy.Push(Tracked(1));
+    roomy.Push(Tracked(2));
+    Mu::Array<Tracked> & array = roomy;
+    Mu::Array<Tracked> other{Tracked(3)};
+    std::swap(array, other);
+    EXPECT_TRUE(other == (Mu::Array<Tracked>{Tracked(1), Tracked(2)}));
+    EXPECT_TRUE(roomy == (Mu::Array<Tracked>{Tracked(3)}));
+    roomy.Clear();
+    EXPECT_EQ(roomy.GetCapacity(), 3u);
+    array = other;
+    EXPECT_TRUE(roomy == other);
+}
+
 TEST(Array, GrowsByDoubling) {
     unsigned long long const before = Tests::CountAllocations();
     Mu::Array<int> array;
