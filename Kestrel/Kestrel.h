@@ -62,6 +62,8 @@
 #include <Kestrel/Log/FileLogOutput.h>
 #include <Kestrel/Process/Descriptor.h>
 #include <Kestrel/Process/Process.h>
+#include <Kestrel/Reflection/Reflectable.h>
+#include <Kestrel/Reflection/ReflectionManager.h>
 #include <Kestrel/Root/AllocationTree.h>
 #include <Kestrel/Root/Array.h>
 #include <Kestrel/Root/BinaryChannel.h>

@@ -1,0 +1,38 @@
+#pragma once
+
+#include <Kestrel/Location/RelativeLocation.h>
+
+#include <cstdint>
+
+namespace IO {
+
+class Reflectable;
+
+/// Looks an object up for a question, and keeps it registered while the question runs: who wants to
+/// unregister it on another thread waits for the end of the use.
+///
+/// Memory:  none. Uses are chained through the stacks of those who ask.
+/// Threads: made and ended on one thread.
+/// Failure: null, as for ReflectionManager::Find.
+class ReflectableUse {
+public:
+    explicit ReflectableUse(RelativeLocation const & location);
+    ~ReflectableUse();
+    ReflectableUse(ReflectableUse const &) = delete;
+    ReflectableUse & operator=(ReflectableUse const &) = delete;
+
+    Reflectable * Get() const { return reflectable; }
+    /// What of the location goes on below the object.
+    RelativeLocation const & GetRest() const { return rest; }
+
+private:
+    friend class ReflectionTable;
+    ReflectableUse() = default;
+
+    Reflectable * reflectable = nullptr; // null: not in the chain
+    RelativeLocation rest;
+    std::uintptr_t thread = 0;
+    ReflectableUse * next = nullptr;
+};
+
+} // namespace IO

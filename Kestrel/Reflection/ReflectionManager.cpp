@@ -1,0 +1,238 @@
+#include <Kestrel/Reflection/ReflectionManager.h>
+
+#include <Kestrel/Reflection/Internal/ReflectableUse.h>
+#include <Kestrel/Root/Array.h>
+#include <Kestrel/Root/Condition.h>
+#include <Kestrel/Root/Exceptions.h>
+#include <Kestrel/Root/Internal/CoreGuard.h>
+
+#include <algorithm>
+#include <new>
+
+namespace IO {
+
+namespace {
+
+// A lock for objects that register before any constructor of this file could have run.
+class TableLock final : public Mu::Lockable {
+public:
+    constexpr TableLock() = default;
+    void Enter() override { Mu::CoreGuard::Enter(core); }
+    bool TryEnter() override { return core.TryEnter(); }
+    void Leave() override { core.Leave(); }
+
+private:
+    Mu::LockCore core;
+};
+
+bool Covers(RelativeLocation const & registered, RelativeLocation const & location) {
+    return registered == location || registered.IsAncestorOf(location);
+}
+
+MuErrCode CopyRest(RelativeLocation const & location, unsigned int from, RelativeLocation * rest) {
+    rest->Clear();
+    Name name;
+    for (unsigned int i = from; i < location.GetLength(); ++i) {
+        MuErrCode status = location.GetName(i, &name);
+        if (status == NoError)
+            status = rest->Append(name);
+        if (status != NoError)
+            return status;
+    }
+    return NoError;
+}
+
+} // namespace
+
+// The rows, and who uses which object. Exists as long as the process; the rows only while there are
+// some, so that nothing is left behind those objects that are unmade last.
+class ReflectionTable {
+public:
+    static bool Add(RelativeLocation const & location, Reflectable * reflectable, bool check) {
+        Mu::LockGuard guard(lock);
+        if (check && CountRows() > 0 &&
+            std::any_of(rows.array.begin(), rows.array.end(), [&](Row const & row) {
+                return Covers(row.location, location) || location.IsAncestorOf(row.location);
+            }))
+            return false;
+        if (!exists)
+            new (&rows.array) Mu::Array<Row>;
+        exists = true;
+        try {
+            rows.array.Push(Row{{location, reflectable}, ++lastNumber});
+        } catch (Mu::OutOfMemoryException const &) {
+            DropIfEmpty();
+            return false;
+        }
+        return true;
+    }
+
+    static void Remove(Reflectable * reflectable) {
+        Mu::LockGuard guard(lock);
+        // The row that moves into the place of a removed one is not looked at.
+        for (unsigned int i = 0; i < CountRows(); ++i)
+            if (rows.array[i].reflectable == reflectable)
+                rows.array.Delete(i);
+        DropIfEmpty();
+        WaitUntilUnused(reflectable);
+    }
+
+    // Chains the use, if there is an object.
+    static void Find(RelativeLocation const & location, ReflectableUse & use) {
+        Mu::LockGuard guard(lock);
+        for (unsigned int i = 0; i < CountRows(); ++i) {
+            Row const & row = rows.array[i];
+            if (!Covers(row.location, location))
+                continue;
+            if (CopyRest(location, row.location.GetLength(), &use.rest) == NoError)
+                Chain(use, row.reflectable);
+            return;
+        }
+    }
+
+    // The object of the next row behind that number, with its location.
+    static bool FindNext(unsigned long long * number, ReflectableUse & use) {
+        Mu::LockGuard guard(lock);
+        for (unsigned int i = 0; i < CountRows(); ++i) {
+            if (rows.array[i].number <= *number)
+                continue;
+            *number = rows.array[i].number;
+            use.rest = rows.array[i].location;
+            Chain(use, rows.array[i].reflectable);
+            return true;
+        }
+        return false;
+    }
+
+    static void End(ReflectableUse & use) {
+        Mu::LockGuard guard(lock);
+        ReflectableUse ** place = &uses;
+        while (*place != &use)
+            place = &(*place)->next;
+        *place = use.next;
+        for (Waiter * waiter = waiters; waiter != nullptr; waiter = waiter->next)
+            waiter->ended.NotifyAll();
+    }
+
+    static bool Enumerate(ReflectionManager::Enumerator & enumerator) {
+        for (unsigned long long number = 0;;) {
+            ReflectableUse use;
+            if (!FindNext(&number, use))
+                return true;
+            if (!enumerator.Visit(use.GetRest(), use.Get()))
+                return false;
+        }
+    }
+
+private:
+    struct Row : ReflectionEntry {
+        unsigned long long number; // rising with the rows
+    };
+    union Rows {
+        constexpr Rows() : none(0) {}
+        ~Rows() {}
+
+        char none;
+        Mu::Array<Row> array;
+    };
+    struct Waiter {
+        Mu::Condition ended;
+        Waiter * next;
+    };
+
+    static unsigned int CountRows() { return exists ? rows.array.GetSize() : 0; }
+
+    static void DropIfEmpty() {
+        if (!exists || !rows.array.IsEmpty())
+            return;
+        rows.array.~Array();
+        exists = false;
+    }
+
+    static void Chain(ReflectableUse & use, Reflectable * reflectable) {
+        use.reflectable = reflectable;
+        use.thread = Mu::Platform::GetThreadToken();
+        use.next = uses;
+        uses = &use;
+    }
+
+    template <typename Test>
+    static bool HasUse(Test test) {
+        for (ReflectableUse const * use = uses; use != nullptr; use = use->next)
+            if (test(*use))
+                return true;
+        return false;
+    }
+
+    static void WaitUntilUnused(Reflectable const * reflectable) {
+        std::uintptr_t const me = Mu::Platform::GetThreadToken();
+        if (HasUse([&](ReflectableUse const & use) { return use.thread == me; }))
+            return; // inside a hook
+        Waiter waiter{Mu::Condition(lock), waiters};
+        waiters = &waiter;
+        while (HasUse([&](ReflectableUse const & use) { return use.reflectable == reflectable; }))
+            waiter.ended.Wait();
+        Waiter ** place = &waiters;
+        while (*place != &waiter)
+            place = &(*place)->next;
+        *place = waiter.next;
+    }
+
+    // Innermost but for the lock of the address tree.
+    static constinit TableLock lock;
+    static constinit Rows rows; // under the lock, as all behind it
+    static constinit bool exists;
+    static constinit unsigned long long lastNumber;
+    static constinit ReflectableUse * uses;
+    static constinit Waiter * waiters;
+};
+
+constinit TableLock ReflectionTable::lock;
+constinit ReflectionTable::Rows ReflectionTable::rows;
+constinit bool ReflectionTable::exists = false;
+constinit unsigned long long ReflectionTable::lastNumber = 0;
+constinit ReflectableUse * ReflectionTable::uses = nullptr;
+constinit ReflectionTable::Waiter * ReflectionTable::waiters = nullptr;
+
+ReflectableUse::ReflectableUse(RelativeLocation const & location) {
+    ReflectionTable::Find(location, *this);
+}
+
+ReflectableUse::~ReflectableUse() {
+    if (reflectable != nullptr)
+        ReflectionTable::End(*this);
+}
+
+ReflectionManager::Enumerator::~Enumerator() = default;
+
+bool ReflectionManager::Enumerator::Visit(RelativeLocation const &, Reflectable *) {
+    return true;
+}
+
+bool ReflectionManager::Register(RelativeLocation const & location, Reflectable * reflectable,
+                                 bool check) {
+    if (Mu::IsNull(location) || reflectable == nullptr || location.GetStatus() != NoError)
+        return false;
+    return ReflectionTable::Add(location, reflectable, check);
+}
+
+void ReflectionManager::Unregister(Reflectable * reflectable) {
+    if (reflectable != nullptr)
+        ReflectionTable::Remove(reflectable);
+}
+
+Reflectable * ReflectionManager::Find(RelativeLocation const & location,
+                                      RelativeLocation * relative) {
+    if (Mu::IsNull(location))
+        return nullptr;
+    ReflectableUse const use(location);
+    if (use.Get() != nullptr && relative != nullptr)
+        *relative = use.GetRest();
+    return use.Get();
+}
+
+bool ReflectionManager::Enumerate(Enumerator * enumerator) {
+    return enumerator != nullptr && ReflectionTable::Enumerate(*enumerator);
+}
+
+} // namespace IO
