@@ -62,8 +62,13 @@
 #include <Kestrel/Log/FileLogOutput.h>
 #include <Kestrel/Process/Descriptor.h>
 #include <Kestrel/Process/Process.h>
+#include <Kestrel/Reflection/MemoryVFS.h>
 #include <Kestrel/Reflection/Reflectable.h>
+#include <Kestrel/Reflection/ReflectionFolderEntry.h>
 #include <Kestrel/Reflection/ReflectionManager.h>
+#include <Kestrel/Reflection/VFSEntry.h>
+#include <Kestrel/Reflection/VFSFileEntry.h>
+#include <Kestrel/Reflection/VFSFolderEntry.h>
 #include <Kestrel/Root/AllocationTree.h>
 #include <Kestrel/Root/Array.h>
 #include <Kestrel/Root/BinaryChannel.h>

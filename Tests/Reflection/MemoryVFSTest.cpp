@@ -1,0 +1,302 @@
+#include <Kestrel/Reflection/MemoryVFS.h>
+
+#include "Tests/Support/FaultSweep.h"
+#include "Tests/Support/LogCapture.h"
+#include "Tests/Support/TempFolder.h"
+#include "Tests/Support/Text.h"
+
+#include <Kestrel/FileSystem/File.h>
+#include <Kestrel/FileSystem/FileSystem.h>
+#include <Kestrel/FileSystem/Folder.h>
+#include <Kestrel/FileSystem/TreeEnumerator.h>
+#include <Kestrel/Location/RelativeLocation.h>
+#include <Kestrel/Reflection/Internal/MemoryFolderEntry.h>
+#include <Kestrel/Reflection/Internal/ReflectionFileEntry.h>
+#include <Kestrel/Reflection/Reflectable.h>
+#include <Kestrel/Reflection/ReflectionFolderEntry.h>
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace {
+
+using IO::File;
+using IO::Folder;
+using IO::Location;
+using IO::Name;
+using IO::RelativeLocation;
+using Create = IO::FolderEntry::CreateStatus;
+using Connect = IO::VFSFolderEntry::ConnectStatus;
+
+// A file system of its own place, gone with the test.
+struct Mounted {
+    IO::MemoryVFS system;
+    Location const place{"C:\\Kestrel test of memory"};
+    Mounted() { EXPECT_EQ(IO::fileSystem.Mount(system, place), IO::NoError); }
+    ~Mounted() { EXPECT_EQ(IO::fileSystem.Unmount(system), IO::NoError); }
+    Location At(char const * below) const {
+        Location location(place);
+        EXPECT_EQ(location.AppendToLocal(RelativeLocation(below)), IO::NoError);
+        return location;
+    }
+};
+
+// A shop of two departments, each with goods: more goods than departments below "goods".
+struct Shop : IO::Reflectable {
+    StaticEntry * goods = CreateStaticEntry("goods");
+    CustomEntryGroup * group = CreateCustomEntryGroup();
+    int sold = 0;
+    Shop() {
+        Connect(CreateRootEntry(), goods);
+        Connect(goods, group);
+        AddAttribute(group, "price", Attribute::Integer);
+        AddAttribute(group, "name", Attribute::String);
+        Connect(group, group);
+    }
+    bool GetEntries(CustomEntryGroup const *, Mu::Array<Entry const *> const &,
+                    Mu::Array<Name> const & names, Mu::Array<Name> * folders,
+                    Mu::Array<Name> * files) const override {
+        if (names.IsEmpty())
+            folders->Append(Mu::Array<Name>{Name("fruit"), Name("bread")}.GetData(), 2);
+        else if (names[0] == "fruit")
+            folders->Push("apples");
+        for (char const * file : {"one", "two", "three"})
+            files->Push(file);
+        return true;
+    }
+    bool GetEntryAttributeValues(CustomEntryGroup const *, Name const & name,
+                                 Mu::Array<Entry const *> const &, Mu::Array<Name> const &,
+                                 Mu::Array<AttributeValue> * values) const override {
+        values->Push(sold);
+        values->Push(name.ToString());
+        return true;
+    }
+};
+
+std::string ReadAll(Location const & location) {
+    File file(location);
+    EXPECT_EQ(file.Open(File::OpenMode::ReadOnly), IO::NoError);
+    std::string text(1000, ' ');
+    unsigned int read = 0;
+    static_cast<void>(file.ReadBin(text.data(), 1000, &read)); // the end comes before
+    return text.substr(0, read);
+}
+
+// Names everything that it meets. What a folder in memory calls a folder may be a file.
+struct Lister : IO::TreeEnumerator {
+    using TreeEnumerator::TreeEnumerator;
+    std::vector<std::string> found;
+    bool EntryFound(Name const & name, bool) override {
+        IO::EntryType type = IO::EntryType::Link;
+        EXPECT_EQ(GetParent()->GetType(name, &type), IO::NoError);
+        if (type != IO::EntryType::File)
+            return true;
+        found.push_back(ToUtf8(name));
+        return false;
+    }
+    bool FolderFound(Name const & name) override {
+        found.push_back(ToUtf8(name) + "/");
+        return true;
+    }
+};
+
+TEST(ReflectionFolderEntry, ShowsAnObjectAsFoldersAndFiles) {
+    Shop shop;
+    Mounted const mounted;
+    Folder root(mounted.place);
+    ASSERT_EQ(root.CreateFolder("shop", IO::ReflectionFolderEntry::New(shop)), IO::NoError);
+    EXPECT_EQ(root.CreateFolder("empty"), IO::NoError);
+    Lister lister(root);
+    EXPECT_EQ(lister.Do(), IO::NoError);
+    EXPECT_EQ(lister.found, (std::vector<std::string>{"shop/", "goods/", "one", "two", "fruit/",
+                                                      "one", "apples/", "bread/", "empty/"}))
+        << "no more files than folders";
+
+    EXPECT_EQ(ReadAll(mounted.At("shop/goods/fruit")), "price: 0\r\nname:  fruit\r\n");
+    shop.sold = 5;
+    File first(mounted.At("shop/goods/three"));
+    shop.sold = 6;
+    File second(mounted.At("shop/goods/three"));
+    char text[8] = {};
+    for (File * file : {&first, &second}) {
+        ASSERT_EQ(file->Open(File::OpenMode::ReadOnly), IO::NoError);
+        ASSERT_EQ(file->ReadBin(text, 8, nullptr), IO::NoError);
+        EXPECT_EQ(std::string(text, 8), file == &first ? "price: 5" : "price: 6");
+    }
+
+    Tests::TempFolder const disk;
+    Folder target(Location(disk.GetPortable().c_str()));
+    Folder const goods(mounted.At("shop/goods"));
+    EXPECT_EQ(goods.Copy("one", target, "copy"), IO::NoError);
+    EXPECT_EQ(disk.Read("copy"), "price: 6\r\nname:  one\r\n");
+}
+
+TEST(ReflectionFolderEntry, RefusesWhatIsNotThere) {
+    Shop const shop;
+    std::unique_ptr<IO::ReflectionFolderEntry> const entry(IO::ReflectionFolderEntry::New(shop));
+    IO::MemoryVFS system;
+    entry->SetContext(system, Location("C:\\a"));
+    entry->SetContext(system, Location("C:\\b"));
+    IO::VFSFileEntry * file = nullptr;
+    IO::VFSFolderEntry * folder = nullptr;
+    EXPECT_EQ(entry->Connect(RelativeLocation(), &file), Connect::Other);
+    EXPECT_EQ(entry->Connect(RelativeLocation(), &folder), Connect::Other);
+    EXPECT_EQ(entry->Connect(RelativeLocation("none"), &folder), Connect::Other);
+    ASSERT_EQ(entry->Connect(&folder), Connect::Connected);
+    Location where;
+    folder->GetLocation(&where);
+    EXPECT_TRUE(where == Location("C:\\a"));
+    IO::VFSFolderEntry * below = nullptr;
+    EXPECT_EQ(folder->Connect(RelativeLocation("goods"), &below), Connect::AccessDenied);
+    EXPECT_EQ(folder->CreateFolder("new", nullptr), Create::AccessDenied);
+    entry->Disconnect(RelativeLocation("x"), folder);
+    entry->Invalidate();
+    EXPECT_EQ(entry->GetStatus(), IO::Error);
+    EXPECT_EQ(entry->Connect(&folder), Connect::Other);
+}
+
+TEST(ReflectionFileEntry, SeeksWithinWhatItHolds) {
+    IO::ReflectionFileEntry file("0123456789", 10);
+    using Origin = IO::FileEntry::SeekOrigin;
+    using Seek = IO::FileEntry::SeekStatus;
+    struct Row {
+        Origin origin;
+        long long offset;
+        Seek status;
+        unsigned long long position;
+    };
+    Row const rows[] = {
+        {Origin::Beginning, 10, Seek::Done, 10},
+        {Origin::Beginning, 11, Seek::IllegalPosition, 10},
+        {Origin::Beginning, -1, Seek::IllegalPosition, 10},
+        {Origin::Current, -3, Seek::Done, 7},
+        {Origin::Current, -8, Seek::IllegalPosition, 7},
+        {Origin::End, -10, Seek::Done, 0},
+        {Origin::End, 1, Seek::IllegalPosition, 0},
+        {static_cast<Origin>(3), 5, Seek::Done, 0},
+        {Origin::Current, 8, Seek::Done, 8},
+    };
+    unsigned long long position = 0;
+    for (Row const & row : rows) {
+        EXPECT_EQ(file.Seek(row.origin, row.offset, &position), row.status);
+        EXPECT_EQ(position == 0 ? row.position : position, row.position);
+    }
+    char bytes[4];
+    unsigned int read = 9;
+    EXPECT_EQ(file.Read(bytes, 4, &read), IO::FileEntry::ReadStatus::EndOfFile);
+    EXPECT_EQ(std::string(bytes, read), "89");
+    EXPECT_EQ(file.Read(bytes, 4, &read), IO::FileEntry::ReadStatus::EndOfFile);
+    EXPECT_EQ(read, 0u);
+    EXPECT_EQ(file.Open(IO::FileEntry::OpenMode::ReadWrite),
+              IO::FileEntry::OpenStatus::AccessDenied);
+    EXPECT_EQ(file.Open(IO::FileEntry::OpenMode::Read), IO::FileEntry::OpenStatus::Done);
+    EXPECT_EQ(file.Read(bytes, 4, &read), IO::FileEntry::ReadStatus::Done);
+}
+
+// A file that tells when it goes, and denies itself where it is asked to.
+struct Counted : IO::ReflectionFileEntry {
+    int * living;
+    bool denies = false;
+    explicit Counted(int * living) : ReflectionFileEntry("x", 1), living(living) { ++*living; }
+    ~Counted() override { --*living; }
+    ConnectStatus Connect(IO::VFSFileEntry ** entry) override {
+        return denies ? ConnectStatus::AccessDenied : ReflectionFileEntry::Connect(entry);
+    }
+};
+
+TEST(MemoryVFS, KeepsWhatIsHeldUntilItComesBack) {
+    Tests::LogCapture const log;
+    int living = 0;
+    std::unique_ptr<File> held;
+    {
+        Mounted const mounted;
+        Folder root(mounted.place);
+        ASSERT_EQ(root.CreateFolder("a"), IO::NoError);
+        Folder a(mounted.At("a"));
+        Counted * const entry = new Counted(&living);
+        ASSERT_EQ(a.CreateFile("file", entry), IO::NoError);
+        EXPECT_EQ(a.CreateFile("none"), IO::Error) << "a file needs an entry";
+        EXPECT_EQ(a.CreateFolder("file"), IO::ErrTargetExists);
+        EXPECT_EQ(Folder(mounted.At("a/file")).GetStatus(), IO::ErrNotAFolder);
+        EXPECT_EQ(File(mounted.At("a")).GetStatus(), IO::ErrNotAFile);
+        EXPECT_EQ(File(mounted.place).GetStatus(), IO::ErrNotAFile);
+        EXPECT_EQ(File(mounted.At("b/file")).GetStatus(), IO::ErrFileNotFound);
+        entry->denies = true;
+        EXPECT_EQ(File(mounted.At("a/file")).GetStatus(), IO::ErrFileAccessDenied);
+        entry->denies = false;
+        { File const once(mounted.At("a/file")); }
+        EXPECT_EQ(living, 1);
+        held = std::make_unique<File>(mounted.At("a/file"));
+        ASSERT_EQ(root.Delete("a", IO::DataSafety::KeepProtected), IO::NoError);
+        EXPECT_EQ(living, 1);
+        EXPECT_EQ(a.CreateFolder("late"), IO::Error) << "its folder went";
+        held.reset();
+        EXPECT_EQ(living, 0);
+        ASSERT_EQ(root.CreateFile("last", new Counted(&living)), IO::NoError);
+        unsigned long long space = 0;
+        EXPECT_EQ(root.GetFreeSpace(&space), IO::NoError);
+        EXPECT_EQ(space, 1024u);
+    }
+    EXPECT_EQ(living, 0) << "what the root holds goes with the mount";
+}
+
+TEST(MemoryFolderEntry, TakesNamesInStepsOfAHundred) {
+    IO::MemoryFolderEntry folder(false);
+    for (int i = 0; i < 101; ++i)
+        ASSERT_EQ(folder.AddFileEntry(IO::Reflectable::ToName(i), nullptr), Create::Done);
+    EXPECT_EQ(folder.AddFolderEntry("100", nullptr), Create::AlreadyExists);
+    EXPECT_EQ(folder.Delete("1", true), IO::FolderEntry::DeleteStatus::AccessDenied);
+    IO::EntryType type = IO::EntryType::Link;
+    EXPECT_EQ(folder.GetType("100", &type), IO::FolderEntry::GetTypeStatus::Done);
+    EXPECT_EQ(type, IO::EntryType::File);
+    int time = 0;
+    EXPECT_EQ(folder.SetCreationTime(5), IO::FSEntry::TimeStatus::AccessDenied);
+    EXPECT_EQ(folder.GetCreationTime(&time), IO::FSEntry::TimeStatus::Done);
+    IO::MemoryFolderEntry other(true);
+    EXPECT_EQ(folder.Move("1", other, "1", false), IO::FolderEntry::MoveStatus::AccessDenied);
+    EXPECT_EQ(folder.Copy("1", other, "1"), IO::FolderEntry::CopyStatus::Other);
+    EXPECT_EQ(other.CreateLink("l", Location()), Create::Other);
+    folder.Invalidate();
+    EXPECT_EQ(folder.AddFileEntry("x", nullptr), Create::Other);
+    EXPECT_EQ(folder.GetType("1", &type), IO::FolderEntry::GetTypeStatus::Other);
+}
+
+TEST(MemoryVFS, MeetsEveryFailedAllocation) {
+    SweepAllocations([](bool failed) {
+        Shop const shop;
+        IO::MemoryVFS system;
+        Location const place("C:\\m");
+        struct Unmounting {
+            IO::MemoryVFS & system;
+            ~Unmounting() { system.Unmounted(); }
+        } const unmounting{system};
+        system.Mounted(place);
+        IO::FolderEntry * root = nullptr;
+        Location location(place);
+        if (system.Connect(&location, &root) != IO::BaseFileSystem::ConnectStatus::Connected) {
+            EXPECT_TRUE(failed);
+            return;
+        }
+        std::unique_ptr<IO::ReflectionFolderEntry> entry(IO::ReflectionFolderEntry::New(shop));
+        bool isIn = false;
+        try {
+            isIn = entry != nullptr && root->CreateFolder("shop", entry.get()) == Create::Done;
+        } catch (Mu::OutOfMemoryException const &) {
+        }
+        if (isIn)
+            static_cast<void>(entry.release());
+        system.Disconnect(root);
+        EXPECT_TRUE(isIn || failed);
+        IO::FileEntry * file = nullptr;
+        Location below("C:\\m\\shop\\goods\\one");
+        if (system.Connect(&below, &file) == IO::BaseFileSystem::ConnectStatus::Connected)
+            system.Disconnect(file);
+        else
+            EXPECT_TRUE(failed);
+    });
+}
+
+} // namespace
