@@ -389,7 +389,7 @@ void ExpectAsTold(Tree const & tree, Model const & model, Texts const & names) {
 }
 
 TEST(ReflectableModel, FindsWhatTheRulesFind) {
-    for (unsigned int seed = 1; seed <= 500 && !::testing::Test::HasFatalFailure(); ++seed) {
+    for (unsigned int seed = 1; seed <= 200 && !::testing::Test::HasFatalFailure(); ++seed) {
         SCOPED_TRACE(seed);
         std::mt19937 random(seed);
         Plans const plans = DrawPlans(random);

@@ -1,0 +1,198 @@
+#include <Kestrel/Reflection/Internal/ReflectionDialogue.h>
+
+#include <Kestrel/Channel/MemoryOChannel.h>
+#include <Kestrel/Reflection/Internal/ReflectableUse.h>
+#include <Kestrel/Reflection/Internal/Wire.h>
+#include <Kestrel/Reflection/Reflectable.h>
+#include <Kestrel/Reflection/ReflectionManager.h>
+#include <Kestrel/Reflection/ReflectionStreams.h>
+#include <Kestrel/Root/Exceptions.h>
+#include <Kestrel/Root/HashSet.h>
+#include <Kestrel/Root/Process.h>
+
+namespace IO {
+
+namespace {
+
+// What a body holds is read before a host's code is called, so that its exceptions are not mistaken
+// for an end of the body. False: the body ends before, or is too long for what it tells.
+template <typename Reading>
+bool CanRead(Reading const & read) {
+    try {
+        read();
+        return true;
+    } catch (Mu::IOException const &) {
+        return false;
+    } catch (Mu::UniString const &) {
+        return false;
+    }
+}
+
+bool ReadLocation(BlockIChannel & body, RelativeLocation * location) {
+    Mu::UniString text;
+    return CanRead([&] { ReadText(body, &text, body.GetAvailable()); }) &&
+           location->Set(text) == NoError;
+}
+
+void WriteNames(AnswerBlock & answer, Mu::Array<Name> const & names) {
+    Write(answer, names.GetSize());
+    for (Name const & name : names)
+        Write(answer, name.ToString());
+}
+
+// The names by which registered locations go on below a location.
+class NextNames : public ReflectionManager::Enumerator {
+public:
+    explicit NextNames(RelativeLocation const & location) : location(location) {}
+
+    bool Visit(RelativeLocation const & registered, Reflectable *) override {
+        if (location.IsAncestorOf(registered))
+            names.Insert(Reflectable::GetName(registered, location.GetLength()));
+        return true;
+    }
+    Mu::HashSet<Name> const & GetNames() const { return names; }
+
+private:
+    RelativeLocation const & location;
+    Mu::HashSet<Name> names;
+};
+
+// Each takes a body and writes the body of the answer; nothing at all for a body that is none.
+
+void ServeGetChildrenRequest(BlockIChannel & body, AnswerBlock & answer) {
+    RelativeLocation location;
+    if (!ReadLocation(body, &location))
+        return;
+    ReflectableUse const use(location);
+    if (use.Get() != nullptr) {
+        Mu::Array<Name> folders;
+        Mu::Array<Name> files;
+        if (!use.Get()->GetChildren(use.GetRest(), &folders, &files)) {
+            folders.Clear();
+            files.Clear();
+        }
+        WriteNames(answer, folders);
+        WriteNames(answer, files);
+        return;
+    }
+    NextNames next(location);
+    ReflectionManager::Enumerate(&next);
+    Write(answer, next.GetNames().GetSize());
+    for (Name const & name : next.GetNames())
+        Write(answer, name.ToString());
+    Write(answer, 0u);
+}
+
+void ServeGetAttributesRequest(BlockIChannel & body, AnswerBlock & answer) {
+    RelativeLocation location;
+    if (!ReadLocation(body, &location))
+        return;
+    ReflectableUse const use(location);
+    Mu::Array<Reflectable::Attribute> attributes;
+    if (use.Get() == nullptr || !use.Get()->GetAttributes(use.GetRest(), &attributes))
+        attributes.Clear();
+    Write(answer, attributes.GetSize());
+    for (Reflectable::Attribute const & attribute : attributes) {
+        Write(answer, attribute.name);
+        Write(answer, Mu::UniString(attribute.GetTypeString()));
+    }
+}
+
+void ServeGetAttributeValuesRequest(BlockIChannel & body, AnswerBlock & answer) {
+    RelativeLocation location;
+    unsigned int count = 0;
+    if (!ReadLocation(body, &location) || !CanRead([&] { Read(body, &count); }))
+        return;
+    // All of them are tried before the first is answered, and none is kept: a list of short names
+    // would take many times the memory of the body.
+    Mu::UniString text;
+    BlockIChannel trial(body);
+    for (unsigned int i = 0; i < count; ++i)
+        if (!CanRead([&] { ReadText(trial, &text, trial.GetAvailable()); }))
+            return;
+    ReflectableUse const use(location);
+    Mu::Array<Reflectable::AttributeValue> values;
+    for (unsigned int i = 0; i < count; ++i) {
+        ReadText(body, &text, body.GetAvailable());
+        RelativeLocation const thing(use.GetRest(), Name(text));
+        if (use.Get() == nullptr || thing.IsEmpty() ||
+            !use.Get()->GetAttributeValues(thing, &values))
+            values.Clear(true);
+        Write(answer, values.GetSize());
+        for (Reflectable::AttributeValue const & value : values)
+            WriteValue(answer, value);
+        values.Clear(true);
+    }
+}
+
+Mu::UniString GetContent(ReflectableUse const & use) {
+    if (use.Get() == nullptr || use.GetRest().IsEmpty())
+        return "No content is available.";
+    MemoryOChannel channel;
+    channel.SetOutputProtocol(Mu::textOProtocol);
+    if (!use.Get()->GetContent(use.GetRest(), channel))
+        return "Error in the GetContent method!";
+    char const * const content = channel.GetDestination();
+    if (content == nullptr)
+        Mu::ThrowOutOfMemory();
+    return Mu::UniString(content, channel.GetDataSize());
+}
+
+void ServeGetContentRequest(BlockIChannel & body, AnswerBlock & answer) {
+    RelativeLocation location;
+    if (ReadLocation(body, &location))
+        Write(answer, GetContent(ReflectableUse(location)));
+}
+
+constexpr struct {
+    char const * name;
+    void (*serve)(BlockIChannel & body, AnswerBlock & answer);
+} requests[] = {
+    {"Get children", ServeGetChildrenRequest},
+    {"Get attributes", ServeGetAttributesRequest},
+    {"Get attribute values", ServeGetAttributeValuesRequest},
+    {"Get content", ServeGetContentRequest},
+};
+
+// Kept: the byte order is what this stands for, and it is the same on all platforms of this library.
+constexpr char const * SystemSign = "WIN";
+
+} // namespace
+
+bool ReflectionDialogue::ServeRequest() {
+    Mu::UniString name;
+    ReadText(input, &name, bodyLimit);
+    if (name == "Disconnect")
+        return false;
+    AnswerBlock answer;
+    if (name == "Ident" || name == "GetOS" || name == "GetPid") {
+        if (name == "GetPid")
+            Write(answer, Mu::Process::GetCurrentProcessId());
+        else
+            Write(answer, name == "Ident" ? ident : Mu::UniString(SystemSign));
+        answer.Send(output, false);
+        return true;
+    }
+    unsigned int size = 0;
+    Read(input, &size);
+    if (size > bodyLimit)
+        throw Mu::IOException("The request is too long.");
+    ArrivedBlock bytes;
+    // Kept: without memory the body is not read, so that it is taken for the next request.
+    if (!bytes.ReadFrom(input, size))
+        return true;
+    for (auto const & request : requests) {
+        if (name != request.name)
+            continue;
+        BlockIChannel body(bytes.GetBytes(), size);
+        Write(answer, 0u); // the place of the size
+        request.serve(body, answer);
+        answer.Send(output, true);
+        return true;
+    }
+    if (name == "Stop")
+        return false;
+    throw Mu::UniString("Unknown / unsupported request");
+}
+
+} // namespace IO

@@ -1,0 +1,232 @@
+#include <Kestrel/Reflection/ReflectionService.h>
+
+#include <Kestrel/Reflection/Internal/ReflectionDialogue.h>
+#include <Kestrel/Root/Array.h>
+#include <Kestrel/Root/Condition.h>
+#include <Kestrel/Root/Internal/CoreGuard.h>
+#include <Kestrel/Root/SharedPtr.h>
+#include <Kestrel/Root/Thread.h>
+#include <Kestrel/Socket/ServerSocket.h>
+
+#include <algorithm>
+#include <atomic>
+#include <memory>
+
+namespace IO {
+
+namespace {
+
+using ClientSocket = Mu::Ref<Socket::Socket, Mu::AtomicCounter>;
+
+std::atomic<bool> isLoopbackOnly = false;
+std::atomic<unsigned int> requestLimit = 16 << 20;
+std::atomic<unsigned int> clientLimit = 64;
+
+// How many inspectors there are. Shared by the accepting thread and those of the connections, which
+// may outlive it where a hook ends the service.
+class Clients : public Mu::SharedObject {
+public:
+    explicit Clients(unsigned int limit) : limit(std::max(limit, 1u)) {}
+
+    // Waits until there is room for one more. Leaves with an exception when the thread is canceled.
+    void Enter() {
+        Mu::LockGuard guard(lock);
+        while (count >= limit)
+            left.WaitInterruptibly();
+        ++count;
+    }
+    void Leave() {
+        Mu::LockGuard guard(lock);
+        --count;
+        left.Notify();
+    }
+
+private:
+    Mu::ReentrantLock lock;
+    Mu::Condition left{lock};
+    unsigned int count = 0;
+    unsigned int const limit;
+};
+
+// One that has entered, until it goes.
+class Seat {
+public:
+    explicit Seat(Mu::SharedPtr<Clients> const & clients) : clients(clients) { clients->Enter(); }
+    ~Seat() {
+        if (clients)
+            clients->Leave();
+    }
+    Seat(Seat && other) noexcept : clients(std::move(other.clients)) {}
+    Seat & operator=(Seat &&) = delete;
+
+private:
+    Mu::SharedPtr<Clients> clients;
+};
+
+// One connection. However it fails, it is closed, and the inspector learns no more.
+class SingleThreadTask : public Mu::Runnable {
+public:
+    SingleThreadTask(ClientSocket const & socket, Mu::UniString const & ident, Seat seat)
+        : socket(socket), ident(ident), seat(std::move(seat)) {}
+
+    void Run() override {
+        Seat const taken(std::move(seat)); // given back with the thread, not with the object
+        try {
+            ReflectionDialogue dialogue(socket->GetInputChannel(), socket->GetOutputChannel(),
+                                        ident, requestLimit);
+            while (!Mu::Thread::GetCurrent().IsCanceled() && dialogue.ServeRequest()) {
+            }
+        } catch (...) { // a hook's, too
+        }
+        try {
+            socket->Close();
+        } catch (Mu::MuException const &) {
+        }
+    }
+
+private:
+    ClientSocket socket;
+    Mu::UniString ident;
+    Seat seat;
+};
+
+void EndThread(Mu::Thread * thread) {
+    try {
+        thread->Cancel();
+        thread->Join(false);
+    } catch (Mu::MuException const &) { // a hook on this very thread
+    }
+    delete thread;
+}
+
+// Accepts connections until it is canceled.
+class ReflectionThreadTask : public Mu::Runnable {
+public:
+    ReflectionThreadTask(std::unique_ptr<Socket::ServerSocket> server, Mu::UniString const & ident)
+        : server(std::move(server)), ident(ident), clients(new Clients(clientLimit)) {}
+
+    ~ReflectionThreadTask() override {
+        server.reset();
+        for (Mu::Thread * thread : threads)
+            EndThread(thread);
+    }
+
+    void Run() override {
+        while (!Mu::Thread::GetCurrent().IsCanceled()) {
+            try {
+                AcceptOne();
+            } catch (Mu::InterruptedIOException const &) {
+                return;
+            } catch (Mu::MuException const &) {
+                // A connection that is gone again, no handle or no memory: not the service's end.
+                Mu::Thread::Sleep(RetryPause, true);
+            }
+        }
+    }
+
+private:
+    static constexpr unsigned int RetryPause = 100; // milliseconds
+
+    void AcceptOne() {
+        Seat seat(clients);
+        ClientSocket const socket = server->Accept();
+        JoinEnded();
+        // Each answer is written at once, and the next request waits for it.
+        socket->SetTCPNoDelay(true);
+        Mu::RunnableTask const task(new SingleThreadTask(socket, ident, std::move(seat)));
+        auto thread = std::make_unique<Mu::Thread>(task, Mu::UniString());
+        threads.Push(thread.get());
+        if (thread->Start())
+            static_cast<void>(thread.release());
+        else
+            threads.DeleteLast();
+    }
+
+    void JoinEnded() {
+        for (unsigned int i = threads.GetSize(); i-- > 0;) {
+            if (threads[i]->IsRunning())
+                continue;
+            EndThread(threads[i]);
+            threads.Delete(i);
+        }
+    }
+
+    std::unique_ptr<Socket::ServerSocket> server;
+    Mu::UniString ident;
+    Mu::SharedPtr<Clients> clients;
+    Mu::Array<Mu::Thread *> threads; // owned
+};
+
+constinit Mu::LockCore serviceLock;
+constinit Mu::Thread * serviceThread = nullptr; // under the lock, as the port
+constinit unsigned short servicePort = 0;
+
+std::unique_ptr<Socket::ServerSocket> ListenSomewhere() {
+    constexpr unsigned int Backlog = 50;
+    Socket::InternetAddress const & address =
+        isLoopbackOnly ? Socket::InternetAddress::Loopback : Socket::InternetAddress::Any;
+    for (unsigned short port = ReflectionService::FirstPort; port <= ReflectionService::LastPort;
+         ++port)
+        try {
+            return std::make_unique<Socket::ServerSocket>(port, Backlog, address);
+        } catch (Mu::MuException const &) { // the next one may be free
+        }
+    return nullptr;
+}
+
+bool StartThread(Mu::UniString const & ident) {
+    std::unique_ptr<Socket::ServerSocket> server = ListenSomewhere();
+    if (server == nullptr)
+        return false;
+    unsigned short const port = server->GetLocalPort();
+    Mu::RunnableTask const task(new ReflectionThreadTask(std::move(server), ident));
+    auto thread = std::make_unique<Mu::Thread>(task, Mu::UniString("ReflectionService"));
+    if (!thread->Start())
+        return false;
+    serviceThread = thread.release();
+    servicePort = port;
+    return true;
+}
+
+} // namespace
+
+bool ReflectionService::Initialize(Mu::UniString const & ident) {
+    Mu::CoreGuard guard(serviceLock);
+    if (serviceThread != nullptr)
+        return false;
+    try {
+        return StartThread(ident);
+    } catch (Mu::MuException const &) {
+        return false;
+    }
+}
+
+void ReflectionService::Terminate() {
+    Mu::Thread * thread;
+    {
+        Mu::CoreGuard guard(serviceLock);
+        thread = std::exchange(serviceThread, nullptr);
+        servicePort = 0;
+    }
+    if (thread != nullptr)
+        EndThread(thread);
+}
+
+unsigned short ReflectionService::GetPort() {
+    Mu::CoreGuard guard(serviceLock);
+    return servicePort;
+}
+
+void ReflectionService::SetLoopbackOnly(bool isOn) {
+    isLoopbackOnly = isOn;
+}
+
+void ReflectionService::SetRequestLimit(unsigned int size) {
+    requestLimit = size;
+}
+
+void ReflectionService::SetClientLimit(unsigned int count) {
+    clientLimit = count;
+}
+
+} // namespace IO

@@ -1,0 +1,158 @@
+#include <Kestrel/Reflection/ReflectionClient.h>
+
+#include "Tests/Support/FaultSweep.h"
+#include "Tests/Support/LogCapture.h"
+#include "Tests/Support/Reflection/Dialogues.h"
+#include "Tests/Support/Text.h"
+
+#include <Kestrel/Location/RelativeLocation.h>
+#include <Kestrel/Reflection/ReflectionManager.h>
+
+#include <gtest/gtest.h>
+
+#include <random>
+#include <string>
+#include <vector>
+
+namespace {
+
+using IO::Name;
+using IO::Reflectable;
+using IO::ReflectionClient;
+using IO::RelativeLocation;
+
+// One level with names that need care, and a value of each kind.
+struct Shown : Reflectable {
+    CustomEntryGroup * group = CreateCustomEntryGroup();
+    Shown() {
+        Connect(CreateRootEntry(), group);
+        AddAttribute(group, "name", Attribute::String);
+        AddAttribute(group, "real", Attribute::Real);
+        IO::ReflectionManager::Register(RelativeLocation("client test"), this, false);
+    }
+    ~Shown() override { IO::ReflectionManager::Unregister(this); }
+    bool GetEntries(CustomEntryGroup const *, Mu::Array<Entry const *> const &,
+                    Mu::Array<Name> const &, Mu::Array<Name> * folders,
+                    Mu::Array<Name> * files) const override {
+        folders->Push("C:\\a/b");
+        files->Push("100%");
+        return true;
+    }
+    bool GetEntryAttributeValues(CustomEntryGroup const *, Name const & name,
+                                 Mu::Array<Entry const *> const &, Mu::Array<Name> const &,
+                                 Mu::Array<AttributeValue> * values) const override {
+        values->Push(name.ToString());
+        values->Push(1.5);
+        values->Push(false);
+        values->Push(AttributeValue());
+        return true;
+    }
+};
+
+// Asks everything, and returns the first failure. What is asked is checked where all is well.
+MuErrCode AskAll(ReflectionClient & client, bool checks) {
+    Mu::UniString text;
+    unsigned int process = 0;
+    RelativeLocation const place("client test");
+    Mu::Array<Name> folders;
+    Mu::Array<Name> files;
+    Mu::Array<Reflectable::Attribute> attributes;
+    Mu::Array<Mu::Array<Reflectable::AttributeValue>> values;
+    MuErrCode status = client.GetIdent(&text);
+    if (status == IO::NoError)
+        status = client.GetOS(&text);
+    if (status == IO::NoError)
+        status = client.GetPid(&process);
+    if (status == IO::NoError)
+        status = client.GetChildren(place, &folders, &files);
+    if (status == IO::NoError)
+        status = client.GetAttributes(place, &attributes);
+    Mu::Array<Name> const names{Name("C:\\a/b"), Name("100%")};
+    if (status == IO::NoError)
+        status = client.GetAttributeValues(place, names, &values);
+    if (status == IO::NoError)
+        status = client.GetContent(RelativeLocation(place, Name("C:\\a/b")), &text);
+    if (status != IO::NoError || !checks)
+        return status;
+    EXPECT_TRUE(folders == Mu::Array<Name>{names[0]});
+    EXPECT_TRUE(files == Mu::Array<Name>{names[1]});
+    EXPECT_EQ(attributes.GetSize(), 2u);
+    EXPECT_EQ(attributes[1].type, Reflectable::Attribute::Real);
+    EXPECT_EQ(values.GetSize(), 2u);
+    EXPECT_EQ(values[1].GetSize(), 4u);
+    EXPECT_EQ(values[1][0].ToString(), "100%");
+    EXPECT_EQ(values[1][1].ToString(), "1.5");
+    EXPECT_EQ(values[1][3].tag, 7);
+    EXPECT_EQ(text, "name: C:\\a/b\r\nreal: 1.5\r\n");
+    return status;
+}
+
+TEST(ReflectionClient, AsksEverythingOfADialogue) {
+    Shown const shown;
+    ReflectionClient client;
+    EXPECT_EQ(AskAll(client, false), IO::EOI) << "not connected";
+    Tests::ConnectTo(client, [](std::string const & request) { return Tests::Serve(request); });
+    EXPECT_EQ(AskAll(client, true), IO::NoError);
+    Mu::Array<Name> names;
+    EXPECT_EQ(client.GetChildren(RelativeLocation(), &names, nullptr), IO::Error);
+    EXPECT_TRUE(client.IsConnected());
+}
+
+// The n-th answer is cut, or some byte of it is another, or there is more.
+TEST(ReflectionClient, TakesAnswersCutAndChangedEverywhere) {
+    Shown const shown;
+    for (unsigned int seed = 1; seed <= 800; ++seed) {
+        SCOPED_TRACE(seed);
+        std::mt19937 random(seed);
+        unsigned int left = random() % 7;
+        bool isWhole = true;
+        ReflectionClient client;
+        Tests::ConnectTo(client, [&](std::string const & request) {
+            std::string answer = Tests::Serve(request);
+            if (left-- != 0 || answer.empty())
+                return answer;
+            std::size_t const at = random() % answer.size();
+            switch (random() % 3) {
+            case 0: answer.resize(at); break;
+            case 1: answer[at] = static_cast<char>(random()); break;
+            default: answer.insert(at, 1, static_cast<char>(random()));
+            }
+            isWhole = false;
+            return answer;
+        });
+        MuErrCode const status = AskAll(client, false);
+        EXPECT_TRUE(status == IO::NoError || !isWhole);
+        EXPECT_TRUE(status == IO::NoError || status == IO::EOI || status == IO::Error);
+        EXPECT_EQ(client.IsConnected(), status == IO::NoError);
+    }
+}
+
+TEST(ReflectionClient, TakesNoMemoryForWhatAServerOnlyTells) {
+    ReflectionClient client;
+    struct Row {
+        std::string answer;
+        MuErrCode status;
+    };
+    for (Row const & row :
+         {Row{std::string("\xff\xff\xff\x03", 4), IO::EOI},
+          Row{std::string("\xff\xff\xff\x7f", 4), IO::Error},
+          Row{std::string("\x08\0\0\0\xff\xff\xff\x7f\0\0\0\0", 12), IO::Error}}) {
+        Tests::ConnectTo(client, [&](std::string const &) { return row.answer; });
+        Mu::Array<Name> folders;
+        Mu::Array<Name> files;
+        EXPECT_EQ(client.GetChildren(RelativeLocation(), &folders, &files), row.status);
+    }
+}
+
+TEST(ReflectionClient, MeetsEveryFailedAllocation) {
+    Shown const shown;
+    Tests::LogCapture const log;
+    SweepAllocations([](bool failed) {
+        ReflectionClient client;
+        Tests::ConnectTo(client, [](std::string const & request) { return Tests::Serve(request); });
+        MuErrCode const status = AskAll(client, !failed);
+        EXPECT_TRUE(status == IO::NoError || failed);
+    });
+}
+
+} // namespace

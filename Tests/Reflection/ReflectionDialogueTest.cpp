@@ -1,0 +1,212 @@
+#include <Kestrel/Reflection/Internal/ReflectionDialogue.h>
+
+#include "Tests/Support/FaultSweep.h"
+#include "Tests/Support/LogCapture.h"
+#include "Tests/Support/Reflection/Dialogues.h"
+#include "Tests/Support/Text.h"
+
+#include <Kestrel/Location/RelativeLocation.h>
+#include <Kestrel/Reflection/Reflectable.h>
+#include <Kestrel/Reflection/ReflectionManager.h>
+#include <Kestrel/Reflection/ReflectionStreams.h>
+#include <Kestrel/Root/Process.h>
+
+#include <gtest/gtest.h>
+
+#include <random>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace {
+
+using IO::Name;
+using IO::Reflectable;
+using IO::RelativeLocation;
+using Tests::Serve;
+
+std::string FromHex(std::string const & hex) {
+    std::string bytes;
+    for (std::size_t i = 0; i < hex.size(); ++i)
+        if (hex[i] != ' ')
+            bytes.push_back(static_cast<char>(std::stoi(hex.substr(i++, 2), nullptr, 16)));
+    return bytes;
+}
+
+std::string ToHex(std::string const & bytes) {
+    std::string hex;
+    for (unsigned char byte : bytes) {
+        char const * const digits = "0123456789abcdef";
+        hex += {digits[byte >> 4], digits[byte & 15]};
+    }
+    return hex;
+}
+
+// A thing "a" with a value of each kind.
+struct Values : Reflectable {
+    CustomEntryGroup * group = CreateCustomEntryGroup();
+    Values() {
+        Connect(CreateRootEntry(), group);
+        AddAttribute(group, "i", Attribute::Integer);
+        AddAttribute(group, "p", Attribute::Pointer);
+        EXPECT_TRUE(IO::ReflectionManager::Register(RelativeLocation("dt/v"), this, false));
+    }
+    ~Values() override { IO::ReflectionManager::Unregister(this); }
+    bool GetEntries(CustomEntryGroup const *, Mu::Array<Entry const *> const &,
+                    Mu::Array<Name> const &, Mu::Array<Name> * folders,
+                    Mu::Array<Name> * files) const override {
+        folders->Push("D");
+        files->Push("a");
+        files->Push("throws");
+        return true;
+    }
+    bool GetEntryAttributeValues(CustomEntryGroup const *, Name const & name,
+                                 Mu::Array<Entry const *> const &, Mu::Array<Name> const &,
+                                 Mu::Array<AttributeValue> * values) const override {
+        if (name == "throws")
+            throw std::runtime_error("from a hook");
+        if (name != "a")
+            return false;
+        for (AttributeValue const & value :
+             {AttributeValue(-2), AttributeValue(258u), AttributeValue(0.5), AttributeValue(true),
+              AttributeValue("t"), AttributeValue(reinterpret_cast<void *>(0x10)),
+              AttributeValue()})
+            values->Push(value);
+        return true;
+    }
+};
+
+struct Row {
+    char const * what;
+    std::string request;
+    std::string answer;
+};
+
+// "Get children" and so on stand as text, what follows by hand.
+std::vector<Row> MakeRows() {
+    std::string const children = FromHex("0c") + "Get children";
+    std::string const attributes = FromHex("0e") + "Get attributes";
+    std::string const values = FromHex("14") + "Get attribute values";
+    std::string const content = FromHex("0b") + "Get content";
+    std::string const at = FromHex("04") + "dt/v";
+    return {
+        {"its name", FromHex("05") + "Ident", FromHex("04") + "test"},
+        {"its name, asked with a long length", FromHex("ff 05000000") + "Ident",
+         FromHex("04") + "test"},
+        {"its system", FromHex("05") + "GetOS", FromHex("03") + "WIN"},
+        {"the first level", children + FromHex("03000000 02") + "dt",
+         FromHex("0a000000 01000000 01") + "v" + FromHex("00000000")},
+        {"nothing there", children + FromHex("03000000 02") + "no",
+         FromHex("08000000 00000000 00000000")},
+        {"an object's level", children + FromHex("05000000") + at,
+         FromHex("13000000 01000000 01") + "D" + FromHex("02000000 01") + "a" + FromHex("06") +
+             "throws"},
+        {"below what is not listed", children + FromHex("07000000 06") + "dt/v/x",
+         FromHex("08000000 00000000 00000000")},
+        {"columns", attributes + FromHex("05000000") + at,
+         FromHex("18000000 02000000 01") + "i" + FromHex("07") + "Integer" + FromHex("01") + "p" +
+             FromHex("07") + "Pointer"},
+        {"values of two names, of which one is none",
+         values + FromHex("0d000000") + at + FromHex("02000000 01") + "a" + FromHex("01") + "x",
+         FromHex("32000000 07000000 01 feffffffffffffff 02 0201000000000000 "
+                 "03 000000000000e03f 04 01 05 01") +
+             "t" + FromHex("06 1000000000000000 07 00000000")},
+        {"no names", values + FromHex("09000000") + at + FromHex("00000000"), FromHex("00000000")},
+        {"an empty name", values + FromHex("0a000000") + at + FromHex("01000000 00"),
+         FromHex("04000000 00000000")},
+        {"more names than there are",
+         values + FromHex("0b000000") + at + FromHex("02000000 01") + "a", FromHex("00000000")},
+        {"the text of a thing", content + FromHex("07000000 06") + "dt/v/a",
+         FromHex("10000000 0f") + "i: -2\r\np: 258\r\n"},
+        {"the text of an object", content + FromHex("05000000") + at,
+         FromHex("19000000 18") + "No content is available."},
+        {"the text of nothing", content + FromHex("04000000 03") + "d/e",
+         FromHex("19000000 18") + "No content is available."},
+        {"a location that the body cuts", children + FromHex("02000000 04") + "d",
+         FromHex("00000000")},
+        {"no location at all", content + FromHex("00000000"), FromHex("00000000")},
+        {"a location that is none", content + FromHex("05000000 04") + "a//b", FromHex("00000000")},
+    };
+}
+
+TEST(ReflectionDialogue, AnswersByteForByte) {
+    Tests::LogCapture const log; // a refused location is reported
+    Values const values;
+    std::string all;
+    std::string answers;
+    for (Row const & row : MakeRows()) {
+        EXPECT_EQ(ToHex(Serve(row.request)), ToHex(row.answer)) << row.what;
+        all += row.request;
+        answers += row.answer;
+    }
+    EXPECT_EQ(ToHex(Serve(all)), ToHex(answers)) << "one after the other";
+    std::string const process = Serve(FromHex("06") + "GetPid");
+    unsigned int number = 0;
+    std::copy_n(process.begin(), 4, reinterpret_cast<char *>(&number));
+    EXPECT_EQ(number, Mu::Process::GetCurrentProcessId());
+    std::string const ident = FromHex("05") + "Ident";
+    EXPECT_EQ(Serve(FromHex("0a") + "Disconnect" + ident), "");
+    EXPECT_EQ(Serve(FromHex("04") + "Stop" + FromHex("00000000") + ident), "");
+    EXPECT_EQ(Serve(FromHex("04") + "Sing" + FromHex("00000000") + ident), "");
+    EXPECT_EQ(Serve(FromHex("04") + "Stop" + FromHex("00001000") + ident), "") << "its body first";
+    EXPECT_EQ(Serve(FromHex("0b") + "Get content" + FromHex("00ffffff") + "x"), "") << "too long";
+    EXPECT_EQ(Serve(FromHex("14") + "Get attribute values" + FromHex("10000000 04") + "dt/v" +
+                    FromHex("01000000 06") + "throws" + ident),
+              "")
+        << "a hook's exception ends it";
+}
+
+// Whatever comes, each answer is whole, and nothing but an end of the connection happens.
+TEST(ReflectionDialogue, TakesRequestsCutAndChangedEverywhere) {
+    Tests::LogCapture const log;
+    Values const values;
+    std::mt19937 random(11);
+    for (Row const & row : MakeRows()) {
+        for (std::size_t cut = 0; cut < row.request.size(); ++cut)
+            EXPECT_EQ(Serve(row.request.substr(0, cut)), "") << row.what << ", cut at " << cut;
+        for (std::size_t at = 0; at < row.request.size(); ++at)
+            for (int change = 0; change < 4; ++change) {
+                std::string changed = row.request + "more";
+                changed[at] = static_cast<char>(random());
+                static_cast<void>(Serve(changed, 1000));
+                changed.insert(at, 1, '\xff');
+                static_cast<void>(Serve(changed, 1000));
+            }
+    }
+}
+
+TEST(ReflectionDialogue, MeetsEveryFailedAllocation) {
+    Tests::LogCapture const log;
+    Values const values;
+    std::vector<Row> const rows = MakeRows();
+    SweepAllocations([&](bool failed) {
+        Row const & row = rows[8];
+        std::string const answer = Serve(row.request);
+        EXPECT_TRUE(answer == row.answer || failed);
+    });
+}
+
+TEST(ReflectionStreams, ChooseTheFormByTheLength) {
+    for (unsigned int length : {0u, 1u, 254u, 255u, 256u, 257u, 100000u}) {
+        std::string const text(length, 'x');
+        Tests::TextOutput output;
+        IO::Write(output, U(text));
+        std::string head =
+            length < 255 ? std::string(1, static_cast<char>(length)) : "\xff" + std::string(4, 0);
+        for (unsigned int i = 0; length >= 255 && i < 4; ++i)
+            head[1 + i] = static_cast<char>(length >> 8 * i);
+        EXPECT_TRUE(output.bytes == head + text) << length;
+        Tests::TextInput input;
+        input.bytes = output.bytes;
+        input.most = 1000;
+        Mu::UniString read("old");
+        IO::Read(input, &read);
+        EXPECT_TRUE(read == U(text)) << length;
+    }
+    Tests::TextInput hostile;
+    hostile.bytes = FromHex("ff ffffff3f") + "few";
+    Mu::UniString read;
+    EXPECT_THROW(IO::Read(hostile, &read), Mu::IOException) << "and no memory for what is told";
+}
+
+} // namespace

@@ -1,0 +1,220 @@
+#include <Kestrel/Reflection/ReflectionService.h>
+
+#include "Tests/Support/LogCapture.h"
+#include "Tests/Support/Text.h"
+
+#include <Kestrel/Location/RelativeLocation.h>
+#include <Kestrel/Reflection/Reflectable.h>
+#include <Kestrel/Reflection/ReflectionClient.h>
+#include <Kestrel/Reflection/ReflectionManager.h>
+#include <Kestrel/Reflection/ReflectionStreams.h>
+#include <Kestrel/Root/Exceptions.h>
+#include <Kestrel/Socket/ServerSocket.h>
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <memory>
+#include <random>
+#include <thread>
+#include <vector>
+
+namespace {
+
+using IO::Name;
+using IO::Reflectable;
+using IO::ReflectionClient;
+using IO::ReflectionManager;
+using IO::ReflectionService;
+using IO::RelativeLocation;
+using IO::Socket::InternetAddress;
+
+// A service of this machine alone, for the time of a test.
+struct Running {
+    Running() {
+        ReflectionService::SetLoopbackOnly(true);
+        EXPECT_TRUE(ReflectionService::Initialize("the test's own"));
+    }
+    ~Running() {
+        ReflectionService::Terminate();
+        ReflectionService::SetRequestLimit(16 << 20);
+        ReflectionService::SetClientLimit(64);
+    }
+};
+
+// Many names, so that an answer does not fit into what the system buffers.
+struct Many : Reflectable {
+    CustomEntryGroup * group = CreateCustomEntryGroup();
+    unsigned int count;
+    unsigned int width;
+    Many(char const * place, unsigned int count, unsigned int width = 0)
+        : count(count), width(width) {
+        Connect(CreateRootEntry(), group);
+        AddAttribute(group, "square", Attribute::UnsignedInteger);
+        ReflectionManager::Register(RelativeLocation(place), this, false);
+    }
+    ~Many() override { ReflectionManager::Unregister(this); }
+    Name ToLongName(unsigned int i) const {
+        Mu::UniString text = ToName(i).ToString();
+        text.Pad(width, '.');
+        return text;
+    }
+    bool GetEntries(CustomEntryGroup const *, Mu::Array<Entry const *> const &,
+                    Mu::Array<Name> const &, Mu::Array<Name> * folders,
+                    Mu::Array<Name> * files) const override {
+        for (unsigned int i = 0; i < count; ++i)
+            (i % 2 == 0 ? folders : files)->Push(ToLongName(i));
+        return true;
+    }
+    bool GetEntryAttributeValues(CustomEntryGroup const *, Name const & name,
+                                 Mu::Array<Entry const *> const &, Mu::Array<Name> const &,
+                                 Mu::Array<AttributeValue> * values) const override {
+        values->Push(ToULong(name) * ToULong(name));
+        return true;
+    }
+};
+
+TEST(ReflectionService, IsFoundOnTheFirstFreePort) {
+    std::vector<std::unique_ptr<IO::Socket::ServerSocket>> taken;
+    for (unsigned short port = ReflectionService::FirstPort; port <= ReflectionService::LastPort;
+         ++port)
+        try {
+            taken.push_back(
+                std::make_unique<IO::Socket::ServerSocket>(port, 1, InternetAddress::Loopback));
+        } catch (Mu::MuException const &) { // another program has it
+        }
+    ReflectionService::SetLoopbackOnly(true);
+    EXPECT_FALSE(ReflectionService::Initialize("no port is left"));
+    EXPECT_EQ(ReflectionService::GetPort(), 0);
+    ASSERT_FALSE(taken.empty());
+    unsigned short const last = taken.back()->GetLocalPort();
+    taken.pop_back();
+    Running const running;
+    EXPECT_EQ(ReflectionService::GetPort(), last);
+    EXPECT_FALSE(ReflectionService::Initialize("a second one"));
+    ReflectionClient client;
+    ASSERT_EQ(client.Connect("localhost", last), IO::NoError);
+    Mu::UniString ident;
+    EXPECT_EQ(client.GetIdent(&ident), IO::NoError);
+    EXPECT_EQ(ident, "the test's own");
+    ReflectionClient foreign;
+    ASSERT_EQ(foreign.Connect("localhost", taken[0]->GetLocalPort(), 50), IO::NoError);
+    EXPECT_EQ(foreign.GetIdent(&ident), IO::InputFailure) << "it says nothing";
+}
+
+TEST(ReflectionService, ServesManyWhileTheProcessGoesOn) {
+    Tests::LogCapture const log;
+    Running const running;
+    Many const many("many", 300);
+    std::atomic<bool> done = false;
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 2; ++i)
+        threads.emplace_back([&, i] {
+            while (!done) {
+                Many const mortal(i == 0 ? "mortal" : "other mortal", 20);
+                std::this_thread::yield();
+            }
+        });
+    std::vector<std::thread> clients;
+    for (unsigned int i = 0; i < 20; ++i)
+        clients.emplace_back([&, i] {
+            std::mt19937 random(i);
+            ReflectionClient client;
+            ASSERT_EQ(client.Connect("localhost", ReflectionService::GetPort(), 0), IO::NoError);
+            for (int round = 0; round < 20; ++round) {
+                char const * const places[] = {"", "mortal", "other mortal", "many"};
+                RelativeLocation const place(places[random() % 4]);
+                Mu::Array<Name> folders;
+                Mu::Array<Name> files;
+                ASSERT_EQ(client.GetChildren(place, &folders, &files), IO::NoError);
+                Mu::Array<Mu::Array<Reflectable::AttributeValue>> values;
+                ASSERT_EQ(client.GetAttributeValues(place, files, &values), IO::NoError);
+                if (place == RelativeLocation("many")) {
+                    ASSERT_EQ(files.GetSize(), 150u);
+                    EXPECT_EQ(values[7][0].ToString(), "225");
+                }
+                Mu::UniString content;
+                ASSERT_EQ(client.GetContent(RelativeLocation(place, Name("4")), &content),
+                          IO::NoError);
+            }
+        });
+    for (std::thread & client : clients)
+        client.join();
+    done = true;
+    for (std::thread & thread : threads)
+        thread.join();
+}
+
+TEST(ReflectionService, LetsFurtherClientsWaitForAPlace) {
+    ReflectionService::SetClientLimit(2);
+    Running const running;
+    unsigned short const port = ReflectionService::GetPort();
+    Mu::UniString ident;
+    ReflectionClient clients[3];
+    for (ReflectionClient & client : clients)
+        ASSERT_EQ(client.Connect("localhost", port, 200), IO::NoError);
+    EXPECT_EQ(clients[0].GetIdent(&ident), IO::NoError);
+    EXPECT_EQ(clients[1].GetIdent(&ident), IO::NoError);
+    EXPECT_EQ(clients[2].GetIdent(&ident), IO::InputFailure) << "it waits in the backlog";
+    ASSERT_EQ(clients[2].Connect("localhost", port, 0), IO::NoError);
+    clients[0].Disconnect();
+    EXPECT_EQ(clients[2].GetIdent(&ident), IO::NoError);
+}
+
+TEST(ReflectionService, EndsTheConnectionOfAGreedyClient) {
+    ReflectionService::SetRequestLimit(1000);
+    Running const running;
+    IO::Socket::Socket greedy(InternetAddress::Loopback, ReflectionService::GetPort());
+    greedy.SetTimeout(5000);
+    IO::Write(greedy.GetOutputChannel(), Mu::UniString("Get children"));
+    IO::Write(greedy.GetOutputChannel(), 1001u);
+    char byte;
+    EXPECT_EQ(IO::Read(greedy.GetInputChannel(), &byte, 1), 0u);
+}
+
+// Clients that say nothing, stop in the middle of a request, or do not read their answer.
+TEST(ReflectionService, EndsAtAnyMoment) {
+    Tests::LogCapture const log;
+    Many const many("many", 1000, 250);
+    for (unsigned int seed = 1; seed <= 40; ++seed) {
+        SCOPED_TRACE(seed);
+        std::mt19937 random(seed);
+        std::vector<std::unique_ptr<IO::Socket::Socket>> clients;
+        std::thread browsing;
+        {
+            Running const running;
+            unsigned short const port = ReflectionService::GetPort();
+            for (unsigned int i = random() % 4; i > 0; --i)
+                clients.push_back(
+                    std::make_unique<IO::Socket::Socket>(InternetAddress::Loopback, port));
+            for (auto const & client : clients) {
+                Mu::OBinaryChannel & output = client->GetOutputChannel();
+                unsigned int const parts = random() % 5;
+                if (parts > 0)
+                    IO::Write(output, Mu::UniString("Get children"));
+                if (parts > 1)
+                    IO::Write(output, 5u);
+                if (parts > 2)
+                    IO::Write(output, Mu::UniString("many"));
+                for (int i = 0; parts > 3 && i < 20; ++i) // more than the system buffers
+                    IO::Write(output, "\x0cGet children\x05\0\0\0\x04many", 22);
+            }
+            ReflectionClient client;
+            if (random() % 2 == 0)
+                browsing = std::thread([port] {
+                    ReflectionClient browser;
+                    Mu::Array<Name> names;
+                    Mu::Array<Name> files;
+                    MuErrCode status = browser.Connect("localhost", port, 0);
+                    while (status == IO::NoError)
+                        status = browser.GetChildren(RelativeLocation("many"), &names, &files);
+                });
+            for (unsigned int i = random() % 2000; i > 0; --i)
+                std::this_thread::yield();
+        }
+        if (browsing.joinable())
+            browsing.join();
+    }
+}
+
+} // namespace
