@@ -9,6 +9,8 @@
 #include <Kestrel/FileType/Internal/Start.h>
 #include <Kestrel/Internal/Settings.h>
 #include <Kestrel/Location/Internal/LocalRoot.h>
+#include <Kestrel/Reflection/Internal/Start.h>
+#include <Kestrel/Reflection/ReflectionService.h>
 #include <Kestrel/Root/Exceptions.h>
 #include <Kestrel/Root/Internal/CoreGuard.h>
 #include <Kestrel/Root/Logger.h>
@@ -28,10 +30,12 @@ public:
         StartFileSystem();    // its lock, validators, generated names, native file system, resolver
         Socket::StartSockets();
         FTM::StartFileType(); // its lock and the empty tables
+        StartReflection();    // the views of what stands above it here
         KeepBlocksToTheEnd();
     }
     ~Library() {
         Mu::logger.Terminate(); // while files can still be written
+        EndReflection();
         FTM::EndFileType();
         Socket::EndSockets();
         EndFileSystem();
@@ -51,7 +55,7 @@ constinit unsigned int initCount = 0;
 constinit bool isStarted = false;
 
 // In this order; End takes it back in reverse.
-MuErrCode Start() {
+MuErrCode Start(bool reflection, Mu::UniString const & ident) {
     try {
         ReadSettings();
     } catch (Mu::OutOfMemoryException const &) { // as without the file
@@ -61,21 +65,23 @@ MuErrCode Start() {
     } catch (Mu::ThreadingException const &) {
         return Error;
     }
-    // The reflection service starts here, as the last one: it has a thread of its own.
+    // Without a free port the process goes on uninspected.
+    if (reflection)
+        static_cast<void>(ReflectionService::Initialize(ident));
     return NoError;
 }
 
 void Stop() {
-    // The reflection service stops here, before the threads do.
+    ReflectionService::Terminate();
     Mu::Threading::Terminate();
 }
 
 } // namespace
 
-MuErrCode Init(bool, Mu::UniString const &) {
+MuErrCode Init(bool reflection, Mu::UniString const & ident) {
     Mu::CoreGuard guard(initLock);
     if (!isStarted) {
-        if (MuErrCode const status = Start(); status != NoError)
+        if (MuErrCode const status = Start(reflection, ident); status != NoError)
             return status;
         isStarted = true;
     }

@@ -31,15 +31,16 @@ namespace IO {
 /// 1. The settings file "Kestrel.Config" in the folder of the application is read. A missing one is
 ///    told in the log; no setting changes anything as yet.
 /// 2. Threads are made ready.
-/// 3. The service that shows the inside of the process to an inspector is started, when `reflection`
-///    asks for it, under the name `ident`. This version of the library has no such service, so that
-///    both arguments are kept for it and nothing is started.
+/// 3. When `reflection` asks for it, the service that shows the inside of the process to inspectors is
+///    started, under the name `ident`: see ReflectionService. Without a free port it is left out,
+///    which is no failure; ReflectionService::GetPort tells.
 ///
 /// Error: the system has no room for threads; this call needs no End.
 KESTREL_API MuErrCode Init(bool reflection, Mu::UniString const & ident);
 
-/// At the last one takes that back in reverse, and waits for those threads that are on their way out
-/// of the library's code. One without an Init does nothing.
+/// At the last one takes that back in reverse: inspectors that are connected are cut off, whatever they
+/// are doing. Waits for the hooks that are answering them, and for those threads that are on their way
+/// out of the library's code. One without an Init does nothing.
 KESTREL_API void End();
 
 } // namespace IO

@@ -1,0 +1,50 @@
+#pragma once
+
+#include <Kestrel/Reflection/Reflectable.h>
+#include <Kestrel/Root/Lock.h>
+
+#include <memory>
+
+namespace Mu {
+
+/// The root as a tree: class records, counted blocks, and the address space with the blocks in it.
+/// Registered as "MuRoot" for its life.
+///
+/// Names of the class, allocation and region allocation levels carry pointers, which inspectors hand
+/// back. Each is looked up among those that are there: one that is not shows nothing.
+///
+/// Memory:  the tree of the region that was looked at last.
+/// Threads: any. One lock guards that tree.
+class Reflection : public IO::Reflectable {
+public:
+    Reflection();
+    ~Reflection() override;
+
+    bool GetAttributes(IO::RelativeLocation const & location,
+                       Array<Attribute> * attributes) const override;
+    bool GetEntries(CustomEntryGroup const * group, Array<Entry const *> const & entries,
+                    Array<IO::Name> const & names, Array<IO::Name> * folders,
+                    Array<IO::Name> * files) const override;
+    bool GetEntryAttributeValues(CustomEntryGroup const * group, IO::Name const & name,
+                                 Array<Entry const *> const & entries,
+                                 Array<IO::Name> const & names,
+                                 Array<AttributeValue> * values) const override;
+
+    class RegionTree;
+
+private:
+    void ListRegionAllocations(Array<IO::Name> const & names, Array<IO::Name> * folders,
+                               Array<IO::Name> * files) const;
+    void GetRegionAllocationValues(IO::Name const & name, Array<AttributeValue> * values) const;
+
+    CustomEntryGroup * classGroup;
+    CustomEntryGroup * regionGroup;
+    CustomEntryGroup * allocationGroup;
+    CustomEntryGroup * regionAllocationGroup;
+    mutable ReentrantLock lock; // on what follows
+    mutable std::unique_ptr<RegionTree> regionTree;
+    mutable UniString regionName; // whose tree it is
+    mutable bool hasCustomAttributes = false;
+};
+
+} // namespace Mu

@@ -1,0 +1,447 @@
+#include <Kestrel/Reflection/Internal/MuReflection.h>
+
+#include <Kestrel/Location/RelativeLocation.h>
+#include <Kestrel/Reflection/Platform/MemoryRegions.h>
+#include <Kestrel/Reflection/ReflectionManager.h>
+#include <Kestrel/Root/AllocationTree.h>
+#include <Kestrel/Root/ClassInfo.h>
+#include <Kestrel/Root/Concatenation.h>
+#include <Kestrel/Root/Guid.h>
+#include <Kestrel/Root/HashTable.h>
+#include <Kestrel/Root/SharedPtr.h>
+#include <Kestrel/Root/String.h>
+
+#include <algorithm>
+
+namespace Mu {
+
+namespace {
+
+using IO::MemoryRegion;
+using IO::Name;
+using IO::Reflectable;
+using Values = Array<Reflectable::AttributeValue>;
+
+// Names with pointers in them.
+
+Name ToNodeName(UniString text, void const * node) {
+    text.ReplaceAll(':', '.');
+    text.ReplaceAll('\\', '.');
+    return UniString(text + " {" + Reflectable::ToName(node).ToString() + "}");
+}
+
+void * ToNode(Name const & name) {
+    return const_cast<void *>(
+        Reflectable::ToPointer(UniString(name.ToString().GetSubstring('{', '}'))));
+}
+
+UniString GetNodeText(void const * node) {
+    String text;
+    unsigned int size = 0;
+    unsigned int count = 0;
+    AllocationTree::GetLeafNodeInfo(node, text, size, count);
+    return text.ToCStr();
+}
+
+// Regions. Their names keep 32 bits of the numbers.
+
+Name ToRegionName(MemoryRegion const & region) {
+    constexpr char const * letters[] = {"C", "R", "F"};
+    return UniString::Printf("0x%x,%d,%s", static_cast<unsigned int>(region.base),
+                             static_cast<int>(region.size),
+                             letters[static_cast<unsigned int>(region.state)]);
+}
+
+// The regions of that name, whose full numbers only the system knows. Two may share it.
+Array<MemoryRegion> FindRegions(Name const & name) {
+    struct Finder : IO::MemoryRegionVisitor {
+        Name const & name;
+        Array<MemoryRegion> found;
+        explicit Finder(Name const & name) : name(name) {}
+        bool Visit(MemoryRegion const & region) override {
+            if (ToRegionName(region).ToString() == name.ToString())
+                found.Push(region);
+            return true;
+        }
+    } finder(name);
+    IO::EnumerateMemoryRegions(finder);
+    return std::move(finder.found);
+}
+
+template <typename Visit>
+void EnumerateBlocks(MemoryRegion const & region, Visit visit) {
+    struct Blocks : AllocationTree::UserBlockEnumerator {
+        Visit & visit;
+        explicit Blocks(Visit & visit) : visit(visit) {}
+        bool Block(unsigned int size, void * node) override {
+            visit(size, node);
+            return true;
+        }
+    } blocks(visit);
+    AllocationTree::EnumerateUserBlocks(
+        reinterpret_cast<void *>(static_cast<std::uintptr_t>(region.base)),
+        static_cast<unsigned int>(std::min<unsigned long long>(region.size, 0xFFFFFFFFu)), blocks);
+}
+
+// Three parts between the commas of a region's name.
+struct RegionParts {
+    UniString parts[3];
+    explicit RegionParts(Name const & name) {
+        UniString const & text = name.ToString();
+        unsigned int from = 0;
+        for (UniString & part : parts) {
+            unsigned int const comma = text.FindFirst(',', from);
+            part = text.GetSubstring(from, comma == NotFound ? NotFound : comma - from);
+            from = comma == NotFound ? text.GetLength() : comma + 1;
+        }
+    }
+};
+
+void GetRegionValues(Name const & name, Values * values) {
+    RegionParts const region(name);
+    for (UniString const & part : region.parts)
+        values->Push(part);
+    if (region.parts[2] != "C") {
+        values->Push("0");
+        values->Push("0.0");
+        return;
+    }
+    unsigned long long used = 0;
+    unsigned long long all = 0;
+    for (MemoryRegion const & found : FindRegions(name)) {
+        all += found.size;
+        EnumerateBlocks(found, [&](unsigned int size, void *) { used += size; });
+    }
+    values->Push(UniString::Printf("%d", static_cast<int>(used)));
+    double const percentage =
+        all == 0 ? 0 : static_cast<float>(used) * 100.0 / static_cast<float>(all);
+    values->Push(Reflectable::ToName(percentage).ToString());
+}
+
+void ListRegions(Array<Name> * folders) {
+    struct Lister : IO::MemoryRegionVisitor {
+        Array<Name> * folders;
+        explicit Lister(Array<Name> * folders) : folders(folders) {}
+        bool Visit(MemoryRegion const & region) override {
+            folders->Push(ToRegionName(region));
+            return true;
+        }
+    } lister(folders);
+    IO::EnumerateMemoryRegions(lister);
+}
+
+// Classes.
+
+template <typename Visit>
+void EnumerateClasses(Visit visit) {
+    struct Classes : ClassInfoEnumerator {
+        Visit & visit;
+        explicit Classes(Visit & visit) : visit(visit) {}
+        bool ClassInfoFound(ClassInfo const & info) override {
+            visit(info);
+            return true;
+        }
+    } classes(visit);
+    classManager.EnumerateClassInfos(&classes);
+}
+
+template <typename Visit>
+void EnumerateProperties(Visit visit) {
+    struct Properties : CustomClassProperty::InstanceEnumerator {
+        Visit & visit;
+        explicit Properties(Visit & visit) : visit(visit) {}
+        bool InstanceFound(CustomClassProperty const & property) override {
+            visit(property);
+            return true;
+        }
+    } properties(visit);
+    CustomClassProperty::EnumerateInstances(&properties);
+}
+
+ClassInfo const * FindClass(Name const & name) {
+    void const * const wanted = Reflectable::ToPointer(name);
+    ClassInfo const * found = nullptr;
+    EnumerateClasses([&](ClassInfo const & info) { found = &info == wanted ? &info : found; });
+    return found;
+}
+
+UniString GetBaseNames(ClassInfo const & info) {
+    struct Bases : ClassInfo::BaseClassEnumerator {
+        UniString names;
+        bool ClassInfoFound(ClassInfo const & base) override {
+            if (!names.IsEmpty())
+                names.Append(", ");
+            names.Append(base.GetName());
+            return true;
+        }
+    } bases;
+    info.EnumerateBaseClasses(&bases);
+    return bases.names;
+}
+
+UniString ToText(ClassVersion version) {
+    return UniString::Printf("%u.%u", static_cast<unsigned int>(version.GetMainVersion()),
+                             static_cast<unsigned int>(version.GetSubVersion()));
+}
+
+void GetClassValues(Name const & name, Values * values) {
+    ClassInfo const * const info = FindClass(name);
+    if (info == nullptr)
+        return;
+    char id[Guid::TextSize];
+    info->GetId().ConvertToString(id);
+    values->Push(info->GetName());
+    values->Push(UniString::Printf("0x%08X%08X", info->GetType().first, info->GetType().second));
+    values->Push(id);
+    values->Push(ToText(info->GetVersion()));
+    values->Push(ToText(info->GetOldVersion()));
+    values->Push(GetBaseNames(*info));
+    values->Push(info->HasConstructor());
+    // Kept: a value without a sign, though the column is called an integer.
+    values->Push(static_cast<unsigned int>(info->GetObjectDefaults()));
+    // Properties of other kinds give nothing, so that the values behind them move up.
+    EnumerateProperties([&](CustomClassProperty const & property) {
+        if (property.GetValueType() != 0)
+            return;
+        unsigned int const value = info->GetCustomPropertyValue(property).GetValueUInt32();
+        char const * const text = property.GetValueName(value);
+        values->Push(text != nullptr ? UniString(text) : UniString::Printf("%u", value));
+    });
+}
+
+// Allocations.
+
+void ListAllocations(Array<Name> const & names, Array<Name> * folders, Array<Name> * files) {
+    struct Lister : AllocationTree::Enumerator {
+        Array<Name> * folders;
+        Array<Name> * files;
+        bool Leaf(void * node) override {
+            files->Push(ToNodeName(GetNodeText(node), node));
+            return true;
+        }
+        bool SubNode(void * node) override {
+            folders->Push(ToNodeName(GetNodeText(node), node));
+            return true;
+        }
+    } lister;
+    lister.folders = folders;
+    lister.files = files;
+    void * const node = names.IsEmpty() ? nullptr : ToNode(names[0]);
+    // No pointer is the root of the tree, but a name that tells none is nothing.
+    if (names.IsEmpty() || node != nullptr)
+        AllocationTree::EnumerateNode(node, lister);
+}
+
+void GetAllocationValues(Name const & name, Values * values) {
+    void const * const node = ToNode(name);
+    String text;
+    unsigned int size = 0;
+    unsigned int count = 0;
+    if (node != nullptr)
+        AllocationTree::GetLeafNodeInfo(node, text, size, count);
+    values->Push(UniString::Printf("%u", size));
+    values->Push(UniString::Printf("%u", count));
+}
+
+} // namespace
+
+// The blocks of one region, sorted as the tree of all blocks is.
+class Reflection::RegionTree {
+public:
+    struct Base : SharedObject {
+        Base * parent = nullptr; // null at the root
+        unsigned int num = 0;    // of the blocks here and below
+        unsigned long long size = 0;
+        void * id = nullptr; // the node of the tree of all blocks; null at the root
+    };
+    struct Leaf : Base {};
+    struct Node : Base {
+        HashTable<void *, SharedPtr<Node>> subNodes;
+        HashTable<void *, SharedPtr<Leaf>> leaves;
+    };
+
+    explicit RegionTree(Name const & regionName) : root(new Node) {
+        known.Insert(root.Get(), root.Get());
+        for (MemoryRegion const & region : FindRegions(regionName))
+            EnumerateBlocks(region, [&](unsigned int size, void * node) { Add(size, node); });
+    }
+
+    Node const & GetRoot() const { return *root; }
+    /// Null: no such one is in this tree, or it is a leaf.
+    Node const * FindNode(void const * handedBack) const {
+        Node * const * const found = known.Find(handedBack);
+        return found == nullptr ? nullptr : *found;
+    }
+    static Name GetName(Base const & base) {
+        return ToNodeName(base.id == nullptr ? UniString("Root") : GetNodeText(base.id), &base);
+    }
+
+private:
+    static constexpr unsigned int DeepestChain = 1027;
+
+    void Add(unsigned int size, void * blockNode) {
+        void * chain[DeepestChain];
+        unsigned int length = 0;
+        auto * node = static_cast<AllocationTree::Node *>(blockNode);
+        for (; node != nullptr && length < DeepestChain; node = node->parent)
+            chain[length++] = node;
+        if (length == 0)
+            return;
+        Node * at = root.Get();
+        for (unsigned int i = length - 1; i > 0; --i)
+            at = Enter(at, chain[i]);
+        SharedPtr<Leaf> & leaf = at->leaves[chain[0]];
+        if (leaf.IsNull())
+            leaf = Make<Leaf>(at, chain[0]);
+        for (Base * base = leaf.Get(); base != nullptr; base = base->parent) {
+            ++base->num;
+            base->size += size;
+        }
+    }
+
+    Node * Enter(Node * parent, void * id) {
+        SharedPtr<Node> & child = parent->subNodes[id];
+        if (child.IsNull()) {
+            child = Make<Node>(parent, id);
+            known.Insert(child.Get(), child.Get());
+        }
+        return child.Get();
+    }
+
+    template <typename Kind>
+    static SharedPtr<Kind> Make(Node * parent, void * id) {
+        SharedPtr<Kind> made(new Kind);
+        made->parent = parent;
+        made->id = id;
+        return made;
+    }
+
+    SharedPtr<Node> root;
+    HashTable<void const *, Node *> known; // by their own addresses
+};
+
+Reflection::Reflection() {
+    classGroup = CreateCustomEntryGroup();
+    regionGroup = CreateCustomEntryGroup();
+    allocationGroup = CreateCustomEntryGroup();
+    regionAllocationGroup = CreateCustomEntryGroup();
+    StaticEntry * const classes = CreateStaticEntry("ClassInfos");
+    StaticEntry * const memory = CreateStaticEntry("Memory");
+    StaticEntry * const allocations = CreateStaticEntry("AllocationTree (complete)");
+    StaticEntry * const space = CreateStaticEntry("AddressSpace");
+
+    for (char const * name : {"name", "type", "guid", "version", "oldVersion", "base classes"})
+        AddAttribute(classGroup, name, Attribute::String);
+    AddAttribute(classGroup, "has constructor", Attribute::Boolean);
+    AddAttribute(classGroup, "object defaults", Attribute::Integer);
+    for (char const * name :
+         {"begin address", "address space size", "status", "used size", "percentage of usage"})
+        AddAttribute(regionGroup, name, Attribute::String);
+    for (char const * name : {"size", "num"})
+        AddAttribute(allocationGroup, name, Attribute::String);
+    CopyAttributes(regionAllocationGroup, allocationGroup);
+
+    RootEntry * const root = CreateRootEntry();
+    Connect(root, classes);
+    Connect(classes, classGroup);
+    Connect(root, memory);
+    Connect(memory, allocations);
+    Connect(allocations, allocationGroup);
+    Connect(allocationGroup, allocationGroup);
+    Connect(memory, space);
+    Connect(space, regionGroup);
+    Connect(regionGroup, regionAllocationGroup);
+    Connect(regionAllocationGroup, regionAllocationGroup);
+    IO::ReflectionManager::Register(IO::RelativeLocation(Name("MuRoot")), this, false);
+}
+
+Reflection::~Reflection() {
+    IO::ReflectionManager::Unregister(this);
+}
+
+// The properties of hosts are there when somebody asks, not when this is made. Everybody comes through
+// the lock, so that nobody reads the columns while they grow.
+bool Reflection::GetAttributes(IO::RelativeLocation const & location,
+                               Array<Attribute> * attributes) const {
+    {
+        LockGuard guard(lock);
+        if (!hasCustomAttributes) {
+            hasCustomAttributes = true;
+            EnumerateProperties([&](CustomClassProperty const & property) {
+                AddAttribute(classGroup, property.GetName(), Attribute::String);
+            });
+        }
+    }
+    return Reflectable::GetAttributes(location, attributes);
+}
+
+bool Reflection::GetEntries(CustomEntryGroup const * group, Array<Entry const *> const &,
+                            Array<Name> const & names, Array<Name> * folders,
+                            Array<Name> * files) const {
+    if (group == classGroup)
+        EnumerateClasses([&](ClassInfo const & info) { files->Push(ToName(&info)); });
+    else if (group == allocationGroup)
+        ListAllocations(names, folders, files);
+    else if (group == regionGroup)
+        ListRegions(folders);
+    else if (group == regionAllocationGroup)
+        ListRegionAllocations(names, folders, files);
+    else
+        return false;
+    return true;
+}
+
+void Reflection::ListRegionAllocations(Array<Name> const & names, Array<Name> * folders,
+                                       Array<Name> * files) const {
+    if (names.IsEmpty())
+        return;
+    LockGuard guard(lock);
+    if (names.GetSize() == 1) {
+        if (regionTree == nullptr || regionName != names[0].ToString()) {
+            regionTree.reset();
+            regionTree = std::make_unique<RegionTree>(names[0]);
+            regionName = names[0].ToString();
+        }
+        folders->Push(RegionTree::GetName(regionTree->GetRoot()));
+        return;
+    }
+    RegionTree::Node const * const node =
+        regionTree == nullptr ? nullptr : regionTree->FindNode(ToNode(names[0]));
+    if (node == nullptr)
+        return;
+    for (auto const & leaf : node->leaves)
+        if (leaf.value->num != 0 || leaf.value->size != 0)
+            files->Push(RegionTree::GetName(*leaf.value));
+    for (auto const & below : node->subNodes)
+        if (below.value->num != 0 || below.value->size != 0)
+            folders->Push(RegionTree::GetName(*below.value));
+}
+
+bool Reflection::GetEntryAttributeValues(CustomEntryGroup const * group, Name const & name,
+                                         Array<Entry const *> const &, Array<Name> const &,
+                                         Values * values) const {
+    if (group == classGroup)
+        GetClassValues(name, values);
+    else if (group == allocationGroup)
+        GetAllocationValues(name, values);
+    else if (group == regionGroup)
+        GetRegionValues(name, values);
+    else if (group == regionAllocationGroup)
+        GetRegionAllocationValues(name, values);
+    else
+        return false;
+    return true;
+}
+
+// A leaf has no values here.
+void Reflection::GetRegionAllocationValues(Name const & name, Values * values) const {
+    LockGuard guard(lock);
+    RegionTree::Node const * const node =
+        regionTree == nullptr ? nullptr : regionTree->FindNode(ToNode(name));
+    if (node == nullptr)
+        return;
+    values->Push(UniString::Printf("%u", static_cast<unsigned int>(node->size)));
+    values->Push(UniString::Printf("%u", node->num));
+}
+
+} // namespace Mu

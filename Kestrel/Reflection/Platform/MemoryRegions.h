@@ -1,0 +1,27 @@
+#pragma once
+
+namespace IO {
+
+/// A part of the address space of this process, of one state.
+struct MemoryRegion {
+    enum class State { Committed, Reserved, Free };
+
+    unsigned long long base = 0;
+    unsigned long long size = 0;
+    State state = State::Free;
+};
+
+/// Gets the regions. The answer: whether to go on.
+class MemoryRegionVisitor {
+public:
+    virtual bool Visit(MemoryRegion const & region) = 0;
+
+protected:
+    ~MemoryRegionVisitor() = default;
+};
+
+/// All regions from address 0 to the highest that a program may use, in rising order and without a
+/// gap. Others may change what is still to come. Ends early where the system tells no more.
+void EnumerateMemoryRegions(MemoryRegionVisitor & visitor);
+
+} // namespace IO

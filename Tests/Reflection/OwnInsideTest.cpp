@@ -1,0 +1,264 @@
+// What the library shows of itself.
+
+#include <Kestrel/Reflection/Internal/Start.h>
+
+#include "Tests/Support/LogCapture.h"
+#include "Tests/Support/Text.h"
+
+#include <Kestrel/FileSystem/FileSystem.h>
+#include <Kestrel/Location/RelativeLocation.h>
+#include <Kestrel/Reflection/Internal/ReflectableUse.h>
+#include <Kestrel/Reflection/MemoryVFS.h>
+#include <Kestrel/Reflection/Reflectable.h>
+#include <Kestrel/Root/AllocationTree.h>
+#include <Kestrel/Root/ClassInfo.h>
+#include <Kestrel/Root/Guid.h>
+#include <Kestrel/Root/Memory.h>
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace {
+
+using IO::Name;
+using IO::Reflectable;
+using IO::RelativeLocation;
+using Texts = std::vector<std::string>;
+
+struct Lists {
+    bool isThere = false;
+    Texts folders;
+    Texts files;
+};
+
+Texts ToTexts(Mu::Array<Name> const & names) {
+    Texts texts;
+    for (Name const & name : names)
+        texts.push_back(ToUtf8(name));
+    return texts;
+}
+
+Lists List(RelativeLocation const & location) {
+    IO::ReflectableUse const use(location);
+    Mu::Array<Name> folders;
+    Mu::Array<Name> files;
+    bool const isThere =
+        use.Get() != nullptr && use.Get()->GetChildren(use.GetRest(), &folders, &files);
+    return {isThere, ToTexts(folders), ToTexts(files)};
+}
+
+Texts GetValues(RelativeLocation const & location) {
+    IO::ReflectableUse const use(location);
+    Mu::Array<Reflectable::AttributeValue> values;
+    EXPECT_TRUE(use.Get() != nullptr && use.Get()->GetAttributeValues(use.GetRest(), &values));
+    Texts texts;
+    for (Reflectable::AttributeValue const & value : values)
+        texts.push_back(ToUtf8(value.ToString()));
+    return texts;
+}
+
+Texts GetColumns(RelativeLocation const & location) {
+    IO::ReflectableUse const use(location);
+    Mu::Array<Reflectable::Attribute> attributes;
+    EXPECT_TRUE(use.Get() != nullptr && use.Get()->GetAttributes(use.GetRest(), &attributes));
+    Texts texts;
+    for (Reflectable::Attribute const & attribute : attributes)
+        texts.push_back(ToUtf8(attribute.name));
+    return texts;
+}
+
+RelativeLocation Below(RelativeLocation const & location, std::string const & name) {
+    return RelativeLocation(location, Name(U(name)));
+}
+
+class OwnInside : public ::testing::Test {
+protected:
+    OwnInside() { IO::StartReflection(); }
+    ~OwnInside() override { IO::EndReflection(); }
+
+    RelativeLocation const root{"MuRoot"};
+    RelativeLocation const space{"MuRoot/Memory/AddressSpace"};
+    RelativeLocation const allocations{"MuRoot/Memory/AllocationTree (complete)"};
+};
+
+TEST_F(OwnInside, ListsTheClasses) {
+    struct Colour : Mu::CustomClassProperty {
+        Colour() : CustomClassProperty("colour") {}
+        char const * GetValueName(unsigned int value) const override {
+            return value == 0 ? nullptr : "red";
+        }
+    };
+    static Colour const colour;
+    static Mu::CustomClassProperty const other("not shown", 1);
+    Mu::ClassInfo const base("Test::Base", Mu::ClassVersion(1, 2));
+    Mu::ClassInfo const info("Test::Class", Mu::ClassVersion(3, 4), base, Mu::ObjectDefaults(9),
+                             Mu::ClassProperty(colour, Mu::CustomClassPropertyValue(1)));
+    EXPECT_EQ(List(root).folders, (Texts{"ClassInfos", "Memory"}));
+    RelativeLocation const classes = Below(root, "ClassInfos");
+    Texts const columns = GetColumns(classes);
+    ASSERT_GE(columns.size(), 10u);
+    EXPECT_EQ(Texts(columns.begin(), columns.begin() + 10),
+              (Texts{"name", "type", "guid", "version", "oldVersion", "base classes",
+                     "has constructor", "object defaults", "colour", "not shown"}));
+    EXPECT_EQ(GetColumns(classes), columns) << "added once";
+    std::string const name = ToUtf8(Reflectable::ToName(&info));
+    Texts const files = List(classes).files;
+    EXPECT_NE(std::find(files.begin(), files.end(), name), files.end());
+    Texts values = GetValues(Below(classes, name));
+    ASSERT_EQ(values.size(), 9u);
+    char guid[37];
+    info.GetId().ConvertToString(guid);
+    EXPECT_EQ(values[2], guid);
+    EXPECT_EQ(values[1].size(), 18u);
+    values.erase(values.begin() + 1, values.begin() + 3);
+    EXPECT_EQ(values, (Texts{"Test::Class", "3.4", "0.0", "Test::Base", "false", "9", "red"}));
+    EXPECT_TRUE(GetValues(Below(classes, "0x00000000DEADBEEF")).empty()) << "no class is there";
+}
+
+TEST_F(OwnInside, ListsTheAddressSpaceWithoutAGap) {
+    Lists const regions = List(space);
+    ASSERT_TRUE(regions.isThere);
+    EXPECT_TRUE(regions.files.empty());
+    ASSERT_GT(regions.folders.size(), 10u);
+    unsigned int next = 0;
+    for (std::string const & name : regions.folders) {
+        unsigned int base = 0;
+        int size = 0;
+        char letter[2];
+        ASSERT_EQ(U(name).Scanf("0x%x,%d,%s", &base, &size, &letter), 3) << name;
+        EXPECT_EQ(base, next);
+        next = base + static_cast<unsigned int>(size);
+        Texts const values = GetValues(Below(space, name));
+        ASSERT_EQ(values.size(), 5u);
+        EXPECT_TRUE(letter[0] == 'C' || values.back() == "0.0") << name;
+    }
+    EXPECT_EQ(GetColumns(space), (Texts{"begin address", "address space size", "status",
+                                        "used size", "percentage of usage"}));
+}
+
+TEST_F(OwnInside, ShowsZerosWhileNothingIsCounted) {
+    EXPECT_EQ(List(allocations).folders.size(), 3u);
+    for (std::string const & name : List(allocations).folders) {
+        EXPECT_EQ(GetValues(Below(allocations, name)), (Texts{"0", "0"}));
+        EXPECT_FALSE(List(Below(allocations, name)).files.empty());
+    }
+    EXPECT_EQ(GetValues(Below(allocations, "any {0x0000000000000001}")), (Texts{"0", "0"}));
+    EXPECT_EQ(GetValues(Below(allocations, "any")), (Texts{"0", "0"}));
+}
+
+struct Counting {
+    Counting() { EXPECT_TRUE(AllocationTree::Start()); }
+    ~Counting() { EXPECT_TRUE(AllocationTree::Stop()); }
+};
+
+TEST_F(OwnInside, FindsACountedBlockInItsRegion) {
+    Counting const counting;
+    char * block = BMAllocatePtr(5000, 0, 0);
+    unsigned int const address = static_cast<unsigned int>(reinterpret_cast<std::uintptr_t>(block));
+    std::string found;
+    for (std::string const & name : List(space).folders) {
+        unsigned int base = 0;
+        unsigned int size = 0;
+        static_cast<void>(U(name).Scanf("0x%x,%u", &base, &size));
+        if (name.back() == 'C' && address - base < size &&
+            std::stoull(GetValues(Below(space, name))[3]) >= 5000)
+            found = name;
+    }
+    ASSERT_FALSE(found.empty());
+    RelativeLocation at = Below(space, found);
+    Lists lists = List(at);
+    ASSERT_EQ(lists.folders.size(), 1u);
+    EXPECT_TRUE(lists.folders[0].starts_with("Root {0x"));
+    at = Below(at, lists.folders[0]);
+    EXPECT_GE(std::stoull(GetValues(at)[0]), 5000u);
+    Texts leaves;
+    for (int depth = 0; depth < 3; ++depth) {
+        lists = List(at);
+        ASSERT_TRUE(lists.isThere);
+        for (std::string const & leaf : lists.files)
+            if (leaf.starts_with("up to 8 KiB"))
+                leaves.push_back(leaf);
+        std::string next;
+        for (std::string const & folder : lists.folders)
+            if (folder.starts_with("all blocks") || folder.starts_with("medium"))
+                next = folder;
+        if (leaves.empty())
+            at = Below(at, next);
+    }
+    ASSERT_FALSE(leaves.empty());
+    EXPECT_TRUE(GetValues(Below(at, leaves[0])).empty()) << "a leaf has none";
+    // Another region takes the place of this one; its pointers show nothing then.
+    RelativeLocation const old = at;
+    for (std::string const & name : List(space).folders)
+        if (name != found && name.back() == 'C') {
+            EXPECT_TRUE(List(Below(space, name)).isThere);
+            break;
+        }
+    EXPECT_TRUE(GetValues(old).empty());
+    BMKillPtr(&block);
+}
+
+TEST_F(OwnInside, ShowsTheAddressTree) {
+    RelativeLocation const held("an unlikely name/below it");
+    RelativeLocation const tree("Kestrel/AddressTree");
+    EXPECT_EQ(GetColumns(tree),
+              (Texts{"name", "parent", "next", "left child", "reference counter"}));
+    Lists const root = List(tree);
+    ASSERT_EQ(root.folders.size(), 1u);
+    Texts const level = List(Below(tree, root.folders[0])).folders;
+    std::string found;
+    for (std::string const & node : level)
+        if (GetValues(Below(tree, node))[0] == "an unlikely name")
+            found = node;
+    ASSERT_FALSE(found.empty());
+    EXPECT_EQ(GetValues(Below(tree, found))[1], root.folders[0]);
+    Texts const below = List(Below(tree, found)).files;
+    ASSERT_EQ(below.size(), 1u);
+    EXPECT_EQ(GetValues(Below(tree, found))[3], below[0]);
+    EXPECT_EQ(GetValues(Below(tree, below[0]))[0], "below it");
+    RelativeLocation deep(tree);
+    for (int i = 0; i < 50; ++i)
+        ASSERT_EQ(deep.Append(Name(U(found))), IO::NoError);
+    EXPECT_EQ(List(deep).files, below) << "only the last name counts";
+    EXPECT_FALSE(List(Below(deep, found)).isThere);
+    EXPECT_FALSE(List(Below(tree, "4000000000")).isThere);
+}
+
+TEST_F(OwnInside, ShowsTheMounts) {
+    Tests::LogCapture const log;
+    IO::MemoryVFS system;
+    IO::Location const place("C:\\Kestrel mounted");
+    ASSERT_EQ(IO::fileSystem.Mount(system, place), IO::NoError);
+    EXPECT_EQ(IO::fileSystem.CreateFolder(IO::Location("C:\\Kestrel mounted\\in")), IO::NoError);
+    RelativeLocation const mounts("Kestrel/Virtual file systems");
+    EXPECT_EQ(List(mounts).folders, (Texts{"C:\\Kestrel mounted"}));
+    EXPECT_EQ(List(Below(mounts, "C:\\Kestrel mounted")).folders, (Texts{"in"}));
+    EXPECT_TRUE(List(Below(Below(mounts, "C:\\Kestrel mounted"), "in")).isThere);
+    EXPECT_FALSE(List(Below(mounts, "C:\\Kestrel of nowhere")).isThere);
+    EXPECT_EQ(IO::fileSystem.Unmount(system), IO::NoError);
+    EXPECT_TRUE(List(mounts).folders.empty());
+}
+
+// Everything at once, from several threads, while names come and go.
+TEST_F(OwnInside, IsReadByManyWhileTheProcessGoesOn) {
+    std::vector<std::thread> threads;
+    for (unsigned int i = 0; i < 4; ++i)
+        threads.emplace_back([&, i] {
+            for (unsigned int round = 0; round < 3; ++round) {
+                RelativeLocation const name(Reflectable::ToName(i * 100 + round));
+                static_cast<void>(GetColumns(Below(root, "ClassInfos")));
+                Texts const regions = List(space).folders;
+                static_cast<void>(List(Below(space, regions[(i + round) % regions.size()])));
+                Texts const nodes = List(RelativeLocation("Kestrel/AddressTree/0")).folders;
+                for (std::string const & node : nodes)
+                    static_cast<void>(List(Below(RelativeLocation("Kestrel/AddressTree"), node)));
+            }
+        });
+    for (std::thread & thread : threads)
+        thread.join();
+}
+
+} // namespace
