@@ -1,5 +1,6 @@
 #include <Kestrel/Reflection/Internal/Start.h>
 
+#include <Kestrel/Reflection/Internal/FileTypeReflection.h>
 #include <Kestrel/Reflection/Internal/LibraryReflections.h>
 #include <Kestrel/Reflection/Internal/MuReflection.h>
 
@@ -13,6 +14,7 @@ namespace {
 struct Views {
     AddressTreeReflection addressTree;
     MountReflection mounts;
+    FTM::Reflection fileTypes;
     Mu::Reflection root;
 };
 

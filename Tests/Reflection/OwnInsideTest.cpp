@@ -6,6 +6,8 @@
 #include "Tests/Support/Text.h"
 
 #include <Kestrel/FileSystem/FileSystem.h>
+#include <Kestrel/FileType/Defaults.h>
+#include <Kestrel/FileType/FileTypeManager.h>
 #include <Kestrel/Location/RelativeLocation.h>
 #include <Kestrel/Reflection/Internal/ReflectableUse.h>
 #include <Kestrel/Reflection/MemoryVFS.h>
@@ -240,6 +242,33 @@ TEST_F(OwnInside, ShowsTheMounts) {
     EXPECT_FALSE(List(Below(mounts, "C:\\Kestrel of nowhere")).isThere);
     EXPECT_EQ(IO::fileSystem.Unmount(system), IO::NoError);
     EXPECT_TRUE(List(mounts).folders.empty());
+}
+
+TEST_F(OwnInside, ShowsTheFileTypes) {
+    FTM::FileTypeManager manager("own inside");
+    FTM::LoadFTMDefaults(&manager);
+    unsigned int images = 0;
+    unsigned int pdf = 0;
+    FTM::ImageGroup.Store(images);
+    FTM::PDFFileType.Store(pdf);
+    RelativeLocation const types("Kestrel/FileTypeManager");
+    EXPECT_EQ(GetColumns(types),
+              (Texts{"name / description", "extensions", "type", "creator", "icon"}));
+    EXPECT_TRUE(List(types).files.empty());
+    ASSERT_EQ(List(types).folders.size(), 2u);
+    RelativeLocation const image = Below(types, std::to_string(images));
+    EXPECT_EQ(GetValues(image), (Texts{"Images"}));
+    EXPECT_TRUE(List(image).folders.empty());
+    ASSERT_EQ(List(image).files.size(), 5u);
+    RelativeLocation const tiff = Below(image, List(image).files[0]);
+    EXPECT_EQ(GetValues(tiff), (Texts{"TIFF File", "tif;tiff", "TIFF", "MUPM", "206"}));
+    EXPECT_EQ(GetValues(Below(tiff, "one more")), GetValues(tiff));
+    EXPECT_TRUE(List(tiff).isThere);
+    EXPECT_FALSE(List(Below(tiff, "one more")).isThere);
+    EXPECT_FALSE(List(Below(image, std::to_string(pdf))).isThere) << "it is a document";
+    EXPECT_FALSE(List(Below(types, "7/8")).isThere);
+    RelativeLocation const document = Below(types, List(types).folders[1]);
+    EXPECT_EQ(GetValues(Below(document, std::to_string(pdf)))[2], "PDF ");
 }
 
 // Everything at once, from several threads, while names come and go.

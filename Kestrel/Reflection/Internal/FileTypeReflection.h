@@ -1,0 +1,25 @@
+#pragma once
+
+#include <Kestrel/Reflection/Reflectable.h>
+
+namespace FTM {
+
+/// The catalogue of file types, by the numbers of groups and types. Registered as "Kestrel",
+/// "FileTypeManager".
+///
+/// Threads: any. Each look into the catalogue takes its lock for itself, so that a walk may meet what
+///          has changed meanwhile, and ends there.
+class Reflection : public IO::Reflectable {
+public:
+    Reflection();
+    ~Reflection() override;
+
+    bool GetChildren(IO::RelativeLocation const & location, Mu::Array<IO::Name> * folders,
+                     Mu::Array<IO::Name> * files) const override;
+    bool GetAttributes(IO::RelativeLocation const & location,
+                       Mu::Array<Attribute> * attributes) const override;
+    bool GetAttributeValues(IO::RelativeLocation const & location,
+                            Mu::Array<AttributeValue> * values) const override;
+};
+
+} // namespace FTM
