@@ -90,7 +90,7 @@ TEST(Tool, WritesALog) {
     EXPECT_EQ(RunTool("mkdir --log host-log/logs host-log/a"), 1) << "it is there";
     EXPECT_EQ(RunTool("--log host-log/missing/logs ls host-log"), 1) << "no log, no work";
     std::string lines;
-    for (auto const & entry : std::filesystem::directory_iterator("host-log/logs")) {
+    for (auto const & entry : std::filesystem::directory_iterator("host-log/logs/kestrel.logs")) {
         std::ostringstream content;
         content << std::ifstream(entry.path()).rdbuf();
         lines += content.str();
@@ -123,6 +123,34 @@ TEST(Tool, TellsBrokenStreamsFromWholeOnes) {
         EXPECT_EQ(RunTool("rm host-streams/saved"), 0) << "unless it was asked for";
     }
     EXPECT_EQ(RunTool("rm -r host-streams"), 0);
+}
+
+// Every second name here is one that Linux has, but not in this spelling.
+TEST(Tool, DestroysOnlyWhatIsSpeltSo) {
+    std::filesystem::create_directories("host-spelt/Folder");
+    std::ofstream("host-spelt/File") << "content";
+    for (char const * const arguments :
+         {"rm host-spelt/FILE", "rm -r HOST-spelt", "mv host-spelt/file host-spelt/other",
+          "zip -f KESTREL_missing host-spelt/FILE", "write host-spelt/FILE </dev/null"})
+        EXPECT_EQ(RunTool(arguments), 1) << arguments;
+    EXPECT_EQ(std::filesystem::file_size("host-spelt/File"), 7u);
+    EXPECT_EQ(RunTool("mv host-spelt/File host-spelt/fILE"), 0) << "another spelling for it";
+    EXPECT_TRUE(std::filesystem::exists("host-spelt/fILE"));
+    EXPECT_EQ(RunTool("rm -r host-spelt"), 0);
+}
+
+TEST(Tool, TakesBackWhatItWasMaking) {
+    std::filesystem::remove("host-half");
+    ASSERT_EQ(std::system("rm -f host-pipe && mkfifo host-pipe"), 0);
+    for (char const * const command : {"write host-half", "zip - host-half"})
+        EXPECT_EQ(
+            std::system((std::string("./" KESTREL_TOOL " ") + command +
+                         " <host-pipe 2>host-error.log & tool=$!; exec 9>host-pipe; echo x >&9;"
+                         "until [ -e host-half ]; do :; done; kill -TERM $tool; wait $tool;"
+                         "[ $? = 143 ] && [ ! -e host-half ]")
+                            .c_str()),
+            0)
+            << command;
 }
 
 #endif
@@ -161,8 +189,10 @@ static void SetPreferences() {
     MuPref::CloseRootKey(&root);
 }
 
+// Beside the tool, wherever this program was started from.
 int main(int argc, char ** argv) {
-    SetPreferences();
     ::testing::InitGoogleTest(&argc, argv);
+    std::filesystem::current_path(std::filesystem::absolute(argv[0]).parent_path());
+    SetPreferences();
     return RUN_ALL_TESTS();
 }

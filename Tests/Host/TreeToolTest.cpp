@@ -130,12 +130,43 @@ TEST(Tool, ExplainsItself) {
         EXPECT_TRUE(Has(help.out, std::string("  ") + command + " ")) << command;
         EXPECT_TRUE(Has(RunTool({command, "--help"}).out, "Usage: kestrel")) << command;
     }
+    EXPECT_EQ(RunTool({"--version"}).out.rfind("kestrel ", 0), 0u);
+    std::string const range = RunTool({"tree", "-d", "-1"}).error;
+    EXPECT_TRUE(Has(range, "0") && !Has(range, "000000.0")) << range;
     EXPECT_EQ(RunTool({}).exitCode, 2);
     ToolRun const misspelt = RunTool({"nonsense", "-x"});
     EXPECT_EQ(misspelt.exitCode, 2);
     EXPECT_TRUE(Has(misspelt.error, "no command \"nonsense\"")) << misspelt.error;
     for (ToolRun const & run : {RunTool({"x\x1B[31m"}), RunTool({"ls", "--x\x1B[31m"})})
         EXPECT_TRUE(Has(run.error, "x\\x1B[31m")) << run.error;
+}
+
+TEST_F(TreeTool, DeletesNothingRoundTheCurrentFolder) {
+    for (char const * const path : {".", "..", "", "./", "host-tree/..", "host-tree/b/.", "../."}) {
+        EXPECT_EQ(RunTool({"rm", "-r", "-f", path}).exitCode, 1) << path;
+        EXPECT_EQ(RunTool({"mv", path, "host-tree/x"}).exitCode, 1) << path;
+    }
+    EXPECT_EQ(RunTool({"rm", "-r", fs::current_path().string()}).exitCode, 1);
+    EXPECT_TRUE(fs::exists("host-tree/b/inner/deep"));
+}
+
+TEST_F(TreeTool, LeavesTheLogsOfOthersAlone) {
+    std::ofstream("host-tree/theirs.log") << "x";
+    fs::resize_file("host-tree/theirs.log", 100u << 20);
+    EXPECT_EQ(RunTool({"--log", "host-tree", "mkdir", "host-tree/new"}).exitCode, 0);
+    EXPECT_TRUE(fs::exists("host-tree/theirs.log"));
+    EXPECT_FALSE(fs::is_empty("host-tree/kestrel.logs"));
+}
+
+TEST_F(TreeTool, KnowsAWrongKeyWhereItCanBeKnown) {
+    ASSERT_EQ(RunTool({"encrypt", "-k", "right", "host-tree/a.txt", "host-tree/secret"}).exitCode,
+              0);
+    EXPECT_EQ(RunTool({"decrypt", "-k", "wrong", "host-tree/secret", "host-tree/open"}).exitCode,
+              1);
+    EXPECT_FALSE(fs::exists("host-tree/open"));
+    EXPECT_EQ(RunTool({"decrypt", "-k", "right", "host-tree/secret", "host-tree/open"}).exitCode,
+              0);
+    EXPECT_EQ(Tests::ReadAll("host-tree/open"), "xxxxx");
 }
 
 #if defined(__linux__)

@@ -88,6 +88,39 @@ IO::Location ToLocation(std::string const & argument) {
     return ToLocationFromHere(native);
 }
 
+MuErrCode IsSpeltOtherwise(IO::Location const & location, bool * otherwise) {
+    *otherwise = false;
+#if defined(_WIN32)
+    static_cast<void>(location);
+    return IO::NoError;
+#else
+    Mu::UniString path;
+    std::error_code failure;
+    if (location.IsRoot() || location.ToPath(&path) != IO::NoError)
+        return IO::NoError; // no entry of a disk
+    fs::path const native = IO::ToNativePath(path);
+    if (native.empty() || fs::exists(fs::symlink_status(native, failure)))
+        return IO::NoError;
+    return IO::fileSystem.Contains(location, otherwise);
+#endif
+}
+
+bool NamesAround(std::string const & argument) {
+    std::string const separators =
+        IsPortable(argument) || fs::path::preferred_separator == '\\' ? "/\\" : "/";
+    std::size_t const last = argument.find_last_not_of(separators);
+    std::string const whole = argument.substr(0, last + 1);
+    std::size_t const before = whole.find_last_of(separators);
+    std::string const name = before == whole.npos ? whole : whole.substr(before + 1);
+    if (name == "." || name == ".." || name.empty())
+        return true;
+    IO::Location current;
+    IO::Location const location = ToLocation(argument);
+    return IO::fileSystem.GetSpecialLocation(IO::SpecLocId::CurrentFolder, &current) ==
+               IO::NoError &&
+           (location == current || location.IsAncestorOf(current));
+}
+
 std::string ToText(IO::Location const & location) {
     Mu::UniString path;
     if (location.ToPath(&path) != IO::NoError) {

@@ -20,6 +20,15 @@ std::string ToText(IO::Location const & location);
 /// The same for a name.
 std::string ToText(IO::Name const & name);
 
+/// Whether what stands at the location is spelt otherwise there, which opens it, but does not do for
+/// who destroys. Only on Linux; on Windows the system itself takes all spellings for one. A status says
+/// that it could not be looked at.
+MuErrCode IsSpeltOtherwise(IO::Location const & location, bool * otherwise);
+
+/// Whether the argument names a folder by "." or "..", by nothing at all, or one that the current
+/// folder lies in. Nobody means to delete or move that.
+bool NamesAround(std::string const & argument);
+
 /// Where a copy, move or link named `target` really goes: into it, when it is a folder.
 IO::Location GetTarget(std::string const & target, IO::Location const & source);
 

@@ -1,5 +1,6 @@
 #include "Console.h"
 
+#include "Arguments.h"
 #include "Streams.h"
 
 #include <Kestrel/Root/ErrorCategory.h>
@@ -155,6 +156,16 @@ int Console::Fail(std::string const & message) {
     Progress::Hide();
     std::cerr << "kestrel: " << Escape(message) << "\n";
     return 1;
+}
+
+bool Console::IsSpeltSo(IO::Location const & location, std::string const & subject) {
+    bool otherwise = false;
+    if (MuErrCode const status = IsSpeltOtherwise(location, &otherwise); status != IO::NoError)
+        return Finish(status, subject) == 0;
+    if (!otherwise)
+        return true;
+    Fail(subject + " is there in another spelling only; say its name as it is spelt");
+    return false;
 }
 
 #if defined(_WIN32)

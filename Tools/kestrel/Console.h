@@ -1,5 +1,6 @@
 #pragma once
 
+#include <Kestrel/Location/Location.h>
 #include <Kestrel/Root/ErrorCodes.h>
 #include <Kestrel/Root/Logger.h>
 #include <Kestrel/Root/UniString.h>
@@ -57,6 +58,8 @@ public:
     int Finish(MuErrCode status, std::string const & subject);
     /// Says it, and returns 1.
     static int Fail(std::string const & message);
+    /// False, after a line, for a location whose entry is spelt otherwise there.
+    bool IsSpeltSo(IO::Location const & location, std::string const & subject);
 
 private:
     bool told = false;

@@ -1,6 +1,7 @@
 #include "Arguments.h"
 #include "Commands.h"
 #include "Console.h"
+#include "Interruption.h"
 
 #include <Kestrel/FileSystem/File.h>
 
@@ -44,7 +45,8 @@ MuErrCode Pour(std::FILE * from, IO::File & file) {
     std::vector<char> piece(PieceSize);
     MuErrCode status = IO::NoError;
     std::size_t read;
-    while (status == IO::NoError && (read = std::fread(piece.data(), 1, PieceSize, from)) > 0)
+    while (status == IO::NoError && !IsInterrupted() &&
+           (read = std::fread(piece.data(), 1, PieceSize, from)) > 0)
         status = file.WriteBin(piece.data(), static_cast<unsigned int>(read), nullptr);
     if (status == IO::NoError && std::ferror(from))
         status = IO::InputFailure;
@@ -67,7 +69,11 @@ int Cat(Options const & options, Console & console) {
 
 int Write(Options const & options, Console & console) {
     SetBinary(stdin);
-    IO::File file(ToLocation(options.target), IO::File::OnNotFound::Create);
+    IO::Location const location = ToLocation(options.target);
+    if (!console.IsSpeltSo(location, options.target))
+        return 1;
+    HalfMade const made(location);
+    IO::File file(location, IO::File::OnNotFound::Create);
     MuErrCode const opened =
         file.Open(options.append ? IO::File::OpenMode::Append : IO::File::OpenMode::WriteOnlyEmpty,
                   IO::AccessDeniedTreatment::RetryAlways);

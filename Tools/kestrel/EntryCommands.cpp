@@ -1,6 +1,7 @@
 #include "Arguments.h"
 #include "Commands.h"
 #include "Console.h"
+#include "Interruption.h"
 
 #include <Kestrel/FileSystem/FileSystem.h>
 #include <Kestrel/FileSystem/Folder.h>
@@ -17,7 +18,11 @@ IO::DataSafety GetSafety(Options const & options) {
 }
 
 int RemoveOne(std::string const & path, Options const & options, Console & console) {
+    if (NamesAround(path))
+        return console.Fail(path + " is not deleted: it is the current folder, or one round it");
     IO::Location const location = ToLocation(path);
+    if (!console.IsSpeltSo(location, path))
+        return 1;
     IO::EntryType type;
     MuErrCode status = IO::fileSystem.GetType(location, &type);
     if (status == IO::NoError && type == IO::EntryType::Folder && !options.recursive)
@@ -32,12 +37,19 @@ int RemoveOne(std::string const & path, Options const & options, Console & conso
 int Copy(Options const & options, Console & console) {
     IO::Location const source = ToLocation(options.source);
     IO::Location const target = GetTarget(options.target, source);
+    HalfMade const made(target);
     return console.Finish(IO::fileSystem.Copy(source, target), options.source);
 }
 
 int Move(Options const & options, Console & console) {
+    if (NamesAround(options.source))
+        return console.Fail(options.source +
+                            " is not moved: it is the current folder, or one round it");
     IO::Location const source = ToLocation(options.source);
+    if (!console.IsSpeltSo(source, options.source))
+        return 1;
     IO::Location const target = GetTarget(options.target, source);
+    Uninterrupted const whole; // what was copied first must not vanish when the source is gone
     return console.Finish(IO::fileSystem.Move(source, target, GetSafety(options)), options.source);
 }
 

@@ -38,30 +38,36 @@ void ShowEntry(IO::Location const & location, IO::Name const & name, IO::EntryTy
     Out() << "\n";
 }
 
-void ShowDetails(IO::Location const & location, IO::EntryType type) {
+MuErrCode ShowDetails(IO::Location const & location, IO::EntryType type) {
     static constexpr char const * kinds[] = {"- ", "d ", "l "};
     unsigned long long size = 0;
     int modified = 0;
     MuErrCode asked = IO::Error;
+    MuErrCode measured = IO::NoError;
     if (type == IO::EntryType::Folder)
         asked = IO::Folder(location).GetModificationTime(&modified);
     else if (type == IO::EntryType::File) {
         IO::File file(location);
-        file.GetDataLength(&size);
+        measured = file.GetDataLength(&size);
         asked = file.GetModificationTime(&modified);
     }
-    Out() << kinds[static_cast<unsigned int>(type)] << PadLeft(std::to_string(size), 14) << "  "
+    std::string const text = measured == IO::NoError ? std::to_string(size) : "-";
+    Out() << kinds[static_cast<unsigned int>(type)] << PadLeft(text, 14) << "  "
           << PadLeft(ToTimeText(asked, modified), 19) << "  ";
+    return type == IO::EntryType::Link || measured != IO::NoError ? measured : asked;
 }
 
-void ShowListed(IO::Location const & location, IO::Name const & name, bool isFolder,
-                Options const & options) {
+MuErrCode ShowListed(IO::Location const & location, IO::Name const & name, bool isFolder,
+                     Options const & options) {
     IO::EntryType type = isFolder ? IO::EntryType::Folder : IO::EntryType::File;
+    MuErrCode status = IO::NoError;
     if (!isFolder)
-        IO::fileSystem.GetType(location, &type);
+        status = IO::fileSystem.GetType(location, &type);
     if (options.longForm)
-        ShowDetails(location, type);
+        if (MuErrCode const shown = ShowDetails(location, type); status == IO::NoError)
+            status = shown;
     ShowEntry(location, name, type);
+    return status;
 }
 
 struct Found {
@@ -81,9 +87,14 @@ MuErrCode ListFolder(IO::Location const & location, Options const & options) {
         return status;
     std::sort(entries.begin(), entries.end(),
               [](Found const & a, Found const & b) { return a.name < b.name; });
-    for (Found const & entry : entries)
-        ShowListed(IO::Location(location, entry.name), entry.name, entry.isFolder, options);
-    return IO::NoError;
+    MuErrCode result = IO::NoError;
+    for (Found const & entry : entries) {
+        MuErrCode const shown =
+            ShowListed(IO::Location(location, entry.name), entry.name, entry.isFolder, options);
+        if (result == IO::NoError)
+            result = shown;
+    }
+    return result;
 }
 
 MuErrCode ListOne(std::string const & path, Options const & options) {
@@ -96,8 +107,7 @@ MuErrCode ListOne(std::string const & path, Options const & options) {
         return ListFolder(location, options);
     IO::Name name;
     location.GetLastLocalName(&name);
-    ShowListed(location, name, false, options);
-    return IO::NoError;
+    return ShowListed(location, name, false, options);
 }
 
 void Row(char const * title, std::string const & value, char const * remark = "") {

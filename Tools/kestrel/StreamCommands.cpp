@@ -3,11 +3,15 @@
 #include "Console.h"
 #include "Streams.h"
 
+#include <Kestrel/Channel/Code/Blowfish.h>
 #include <Kestrel/Channel/Code/CodeIChannel.h>
 #include <Kestrel/Channel/Code/CodeOChannel.h>
 #include <Kestrel/Channel/MD5Channel.h>
 #include <Kestrel/Channel/Zip/ZipIChannel.h>
 #include <Kestrel/Channel/Zip/ZipOChannel.h>
+
+#include <algorithm>
+#include <memory>
 
 namespace Tool {
 
@@ -37,6 +41,9 @@ int Between(Options const & options, Console & console, Work work) {
     Source source(options.source);
     if (source.GetStatus() != IO::NoError)
         return console.Finish(source.GetStatus(), NameSource(options.source));
+    if (!IsStandard(options.target) &&
+        !console.IsSpeltSo(ToLocation(options.target), options.target))
+        return 1;
     Target target(options.target, options.force);
     if (target.GetStatus() == IO::ErrTargetExists)
         return console.Fail(options.target + " is there already; say -f to write over it");
@@ -162,6 +169,32 @@ int DecryptAll(Source & source, Target & target, std::string const & key, Option
     }
 }
 
+// Looks at the end of the file: the last record is filled up with zeros, which another key does not
+// give. Nothing is known of standard input, of what was cut off or goes on, and of a full record.
+bool IsKeyWrong(Source & source, std::string const & key) {
+    constexpr unsigned int recordSize = 19;
+    constexpr unsigned int dataSize = 16;
+    IO::File * const file = source.GetFile();
+    unsigned long long length = 0;
+    if (file == nullptr || file->GetDataLength(&length) != IO::NoError || length < 2 * recordSize ||
+        length % recordSize != 0)
+        return false;
+    char records[2 * recordSize] = {};
+    bool const isRead = file->SetPosition(length - sizeof records) == IO::NoError &&
+                        file->ReadBin(records, sizeof records, nullptr) == IO::NoError;
+    file->ResetInputStatus();
+    file->SetPosition(0ull);
+    unsigned int const count = static_cast<unsigned char>(records[2]);
+    bool const isEnd =
+        std::all_of(records + recordSize, std::end(records), [](char c) { return c == 0; });
+    if (!isRead || !isEnd || records[0] != '\x7F' || records[1] != '\x7F' || count >= dataSize)
+        return false;
+    auto const cipher = std::make_unique<IO::Blowfish>();
+    cipher->SetPassword(key.data(), static_cast<unsigned int>(key.size()));
+    cipher->Decrypt(records + 3, dataSize);
+    return !std::all_of(records + 3 + count, records + recordSize, [](char c) { return c == 0; });
+}
+
 int DigestOne(std::string const & path, Console & console) {
     Source source(path);
     MuErrCode read = source.GetStatus();
@@ -236,6 +269,8 @@ int Decrypt(Options const & options, Console & console) {
     if (!GetKey(options, console, &key))
         return 1;
     return Between(options, console, [&](Source & source, Target & target) {
+        if (!options.recover && IsKeyWrong(source, key))
+            return console.Fail(NameSource(options.source) + ": this is not its key");
         return DecryptAll(source, target, key, options, console);
     });
 }

@@ -73,6 +73,7 @@ void Target::OpenFile(std::string const & path, bool force) {
         status = IO::ErrTargetExists;
     if (status != IO::NoError)
         return;
+    half.emplace(location);
     file.emplace(location, IO::File::OnNotFound::Create);
     isMade = !exists && file->GetStatus() == IO::NoError;
     status = file->Open(IO::File::OpenMode::WriteOnlyEmpty, IO::AccessDeniedTreatment::RetryAlways);
@@ -142,6 +143,8 @@ void Progress::Hide() {
 MuErrCode MovePiece(Mu::IChannel & in, Mu::OChannel & out, std::vector<char> & piece,
                     Progress & progress, MuErrCode * readStatus) {
     unsigned int read = 0;
+    if (IsInterrupted())
+        return IO::OutputClosed;
     *readStatus = in.ReadBin(piece.data(), static_cast<unsigned int>(piece.size()), &read);
     MuErrCode const written = out.WriteBin(piece.data(), read, nullptr);
     progress.Add(read);

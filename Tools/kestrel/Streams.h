@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Interruption.h"
+
 #include <Kestrel/Channel/Streams.h>
 #include <Kestrel/FileSystem/File.h>
 
@@ -21,6 +23,8 @@ public:
 
     MuErrCode GetStatus() const { return status; }
     Mu::IChannel & GetChannel();
+    /// The file, or null for standard input.
+    IO::File * GetFile() { return file ? &*file : nullptr; }
     /// How many bytes were taken, for messages about where something broke.
     unsigned long long GetPosition();
 
@@ -46,6 +50,7 @@ public:
 private:
     void OpenFile(std::string const & path, bool force);
 
+    std::optional<HalfMade> half; // before the file, which is closed first
     std::optional<IO::File> file;
     std::optional<IO::StreamOChannel> standard;
     MuErrCode status = IO::NoError;

@@ -1,7 +1,9 @@
 #include "Arguments.h"
 #include "Commands.h"
 #include "Console.h"
+#include "Interruption.h"
 
+#include <Kestrel/FileSystem/FileSystem.h>
 #include <Kestrel/Log/FileLogOutput.h>
 
 #include <CLI/CLI.hpp>
@@ -26,8 +28,10 @@ public:
               "kestrel") {
         app.require_subcommand(1);
         app.fallthrough();
+        app.set_version_flag("--version", "kestrel " KESTREL_VERSION);
         app.add_flag("-v,--verbose", verbose, "Show all lines that the library logs");
-        app.add_option("--log", logFolder, "Write all lines that the library logs to files there")
+        app.add_option("--log", logFolder,
+                       "Write all lines that the library logs to files in FOLDER/kestrel.logs")
             ->type_name("FOLDER");
         AddListing();
         AddTrees();
@@ -52,11 +56,17 @@ public:
         std::optional<IO::FileLogOutput> log;
         if (!logFolder.empty() && !StartLog(log))
             return 1;
+        Tool::WatchInterruptions();
+        unsigned long long const lost = Mu::logger.GetLostCount();
         Tool::Console console(verbose);
-        int const result = chosen(options, console);
+        int result = chosen(options, console);
         if (!Tool::Out().Flush())
-            return console.Fail("standard output: write error");
-        return result;
+            result = console.Fail("standard output: write error");
+        Mu::logger.Flush();
+        if (log && (!log->HasFile() || log->GetOutputStatus() != IO::NoError ||
+                    Mu::logger.GetLostCount() != lost))
+            result = console.Fail(logFolder + ": the log could not be written");
+        return Tool::IsInterrupted() ? 130 : result;
     }
 
 private:
@@ -71,6 +81,8 @@ private:
         return 2;
     }
 
+    static constexpr int MostLevels = 1000000;
+
     // Limits of the log, in megabytes, and the files that are left of one that has grown too large.
     static constexpr unsigned int MostLogMB = 64;
     static constexpr unsigned int MostLogFileMB = 8;
@@ -78,7 +90,11 @@ private:
 
     // Before the console listens, so that a folder which is there already is no warning.
     bool StartLog(std::optional<IO::FileLogOutput> & log) const {
-        log.emplace(Tool::ToLocation(logFolder), MostLogMB, MostLogFileMB, MostLogFiles);
+        IO::Location location = Tool::ToLocation(logFolder);
+        // In one below, as old logs are deleted there, and those of others must not be.
+        static_cast<void>(IO::fileSystem.CreateFolder(location));
+        location.AppendToLocal("kestrel.logs");
+        log.emplace(location, MostLogMB, MostLogFileMB, MostLogFiles);
         if (!log->HasFile()) {
             Tool::Console::Fail(logFolder + ": no log can be written there");
             return false;
@@ -108,12 +124,12 @@ private:
     void AddTrees() {
         CLI::App * const tree = AddWalk("tree", "Draw a folder with all that is in it", Tool::Tree);
         tree->add_option("-d,--depth", options.depth, "So many levels, not all of them")
-            ->check(CLI::NonNegativeNumber);
+            ->check(CLI::Range(0, MostLevels));
         tree->add_flag("-j,--json", options.json, "As JSON: a list with a tree for each path");
         CLI::App * const usage =
             AddWalk("du", "Show how much the files of folders hold", Tool::DiskUsage);
         usage->add_option("-d,--depth", options.depth, "Show so many levels; all are counted")
-            ->check(CLI::NonNegativeNumber);
+            ->check(CLI::Range(0, MostLevels));
         usage->add_flag("-s,--summary", options.summary, "One line for each path");
         usage->add_flag("-b,--bytes", options.bytes, "Exact numbers of bytes");
         AddWalk("count", "Count folders, files and links", Tool::CountEntries);
