@@ -2,6 +2,7 @@
 
 #include <Kestrel/FileSystem/FileSystem.h>
 #include <Kestrel/FileSystem/Folder.h>
+#include <Kestrel/FileSystem/Internal/FoundFile.h>
 #include <Kestrel/FileSystem/Internal/Report.h>
 
 namespace IO {
@@ -120,11 +121,12 @@ void TreeEnumerator::ProcessFolderFound(Name const & name) {
         return;
     Level const folder(*this, name);
     ProcessFolderEntered(name, folder);
+    bool const isThere = FoundFile(*parent).Hold(name, folder);
     {
         Restore const restored(parent);
         parent = &folder;
         if (!stopped)
-            SetStatus(folder.Enumerate(EnumCallback, this));
+            SetStatus(isThere ? folder.Enumerate(EnumCallback, this) : Error);
     }
     ProcessFolderExited(name, folder);
 }

@@ -385,10 +385,10 @@ TEST_F(WinFolderEntry, EnumeratesAndStopsWhenTold) {
     EXPECT_EQ(GetEntry().Enumerate(collector), Entry::EnumerateStatus::Stopped);
     EXPECT_EQ(collector.names.size(), 5u);
     ExpectStatuses(calls,
-                   {{FileCall::FindFirstFile, 5, 1},
-                    {FileCall::FindFirstFile, 32, 1},
-                    {FileCall::FindFirstFile, 33, 1},
-                    {FileCall::FindFirstFile, 3, 3},
+                   {{FileCall::OpenFolder, 5, 1},
+                    {FileCall::OpenFolder, 32, 1},
+                    {FileCall::OpenFolder, 33, 1},
+                    {FileCall::OpenFolder, 3, 3},
                     {FileCall::FindNextFile, 87, 3}},
                    [&] {
                        NameCollector all;
@@ -409,8 +409,8 @@ TEST_F(WinFolderEntry, TellsAboutItsVolume) {
     EXPECT_FALSE(GetEntry().IsWriteable());
     calls.Fail(FileCall::CreateFile, 1, 5);
     EXPECT_FALSE(GetEntry().IsWriteable());
-    calls.Fail(FileCall::FindFirstFile, 1, 2);
-    EXPECT_FALSE(GetEntry().IsReadable()) << "only the root of a drive may be without entries";
+    calls.Fail(FileCall::OpenFolder, 1, 2);
+    EXPECT_FALSE(GetEntry().IsReadable());
     calls.Clear();
     ExpectStatuses(calls,
                    {{FileCall::GetDiskFreeSpaceEx, 33, 1}, {FileCall::GetDiskFreeSpaceEx, 2, 2}},

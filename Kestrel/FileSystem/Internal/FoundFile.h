@@ -23,6 +23,12 @@ public:
         return entry != nullptr && entry->GetFoundLength(length);
     }
 
+    /// Before an enumeration of `folder`, which was made for the name; see WinFolderEntry.
+    bool Hold(Name const & name, Folder const & folder) const {
+        auto * const below = dynamic_cast<WinFolderEntry *>(folder.entry);
+        return entry == nullptr || below == nullptr || entry->HoldFound(name, *below);
+    }
+
 private:
     WinFolderEntry const * entry;
 };

@@ -43,32 +43,89 @@ bool IsBelow(PathText path, PathText folder) {
            GetFileCalls().IsSameName(path.substr(0, folder.size()), folder);
 }
 
-MoveStatus MoveAcrossDrives(PathText from, PathText to, bool force) {
-    MoveStatus const copied = CopyPath(from, to);
-    if (copied != MoveStatus::Done)
-        return copied;
-    DeleteStatus const deleted = DeletePath(from, force);
-    if (deleted == DeleteStatus::Done)
-        return MoveStatus::Done;
-    (void)DeletePath(to, true); // the failure to report is that of the source
-    return deleted == DeleteStatus::AccessDenied ? MoveStatus::AccessDenied : MoveStatus::Other;
+/// The folder that a path's last name lies in, held open, and that name in it.
+class HeldEntry {
+public:
+    HeldEntry(PathText path, FolderUse use)
+        : name(path.substr(FindLastName(path))),
+          folder(path.substr(0, path.size() - name.size()), use) {}
+    unsigned int GetError() const { return folder.GetError(); }
+    EntryPath Get() const { return {folder.Get(), name}; }
+
+private:
+    PathText name;
+    HeldFolder folder;
+};
+
+DeleteStatus DeleteFileEntry(EntryPath file, bool force) {
+    FileCalls & calls = GetFileCalls();
+    unsigned int error = calls.DeleteFile(file);
+    if (error == FileError::AccessDenied && force && IsWriteProtectedPath(file) &&
+        calls.SetFileAttributes(file, FileAttribute::Normal) == FileError::None) {
+        error = calls.DeleteFile(file);
+        if (error != FileError::None)
+            calls.SetFileAttributes(file, FileAttribute::ReadOnly); // it stays as it was found
+    }
+    return TranslateDenial<DeleteStatus>(error);
 }
 
-MoveStatus CopyContent(PathText from, PathText to) {
-    FolderSearch search(from);
+DeleteStatus DeleteContent(EntryPath folder, bool force) {
+    FolderSearch search(folder);
     for (; search.HasEntry(); search.Next()) {
-        PathText const name = search.GetEntry().GetName();
-        MoveStatus const status = CopyPath(JoinPath(from, name), JoinPath(to, name));
-        if (status != MoveStatus::Done)
+        DeleteStatus const status = DeleteFound(search, force);
+        // What somebody else deleted meanwhile is gone as wanted.
+        if (status != DeleteStatus::Done && status != DeleteStatus::EntryNotFound)
             return status;
     }
-    return Translate(copyErrors, search.GetError(), MoveStatus::Other);
+    return TranslateDenial<DeleteStatus>(search.GetError());
 }
+
+DeleteStatus DeleteFolderEntry(EntryPath folder, bool force) {
+    unsigned int error = GetFileCalls().RemoveDirectory(folder);
+    if (error == FileError::DirNotEmpty) {
+        DeleteStatus const status = DeleteContent(folder, force);
+        if (status != DeleteStatus::Done)
+            return status;
+        error = GetFileCalls().RemoveDirectory(folder);
+    }
+    return Translate(deleteFolderErrors, error, DeleteStatus::Other);
+}
+
+DeleteStatus DeleteEntry(EntryPath entry, bool isFolder, bool force) {
+    return isFolder ? DeleteFolderEntry(entry, force) : DeleteFileEntry(entry, force);
+}
+
+bool IsGone(EntryPath entry) {
+    unsigned int attributes;
+    unsigned int const error = GetFileCalls().GetFileAttributes(entry, &attributes);
+    return error == FileError::FileNotFound || error == FileError::PathNotFound;
+}
+
+/// One copy of a tree: where its top lies in the end, so that it does not copy itself.
+class TreeCopy {
+public:
+    MoveStatus Copy(EntryPath from, bool isFolder, EntryPath to) {
+        return isFolder
+                   ? CopyFolder(from, to)
+                   : Translate(copyErrors, GetFileCalls().CopyFile(from, to), MoveStatus::Other);
+    }
+
+private:
+    MoveStatus CopyFolder(EntryPath from, EntryPath to);
+    MoveStatus CopyContent(FolderSearch & source, EntryPath to);
+    bool IsTop(FindHandle folder) const {
+        FolderId id;
+        return hasTop && GetFileCalls().GetFolderId(folder, &id) == FileError::None && id == top;
+    }
+
+    FolderId top = {};
+    bool hasTop = false;
+};
 
 // Takes a folder that was begun away again, unless its copy is whole.
 class HalfMadeCopy {
 public:
-    explicit HalfMadeCopy(PathText path) : path(path) {}
+    explicit HalfMadeCopy(EntryPath folder) : folder(folder) {}
     ~HalfMadeCopy() {
         if (!whole)
             Remove();
@@ -80,61 +137,89 @@ public:
 private:
     void Remove() noexcept {
         try {
-            (void)DeletePath(path, true); // the failure to report is that of the copy
+            (void)DeleteFolderEntry(folder, true); // the failure to report is that of the copy
         } catch (Mu::OutOfMemoryException const &) {
             // What is left can be seen by everybody; there is no better place to say so.
         }
     }
 
-    PathText path;
+    EntryPath folder;
     bool whole = false;
 };
 
-MoveStatus CopyFolder(PathText from, PathText to) {
-    if (IsBelow(to, from))
-        return MoveStatus::Other; // the copy would find itself in its source, without end
+MoveStatus TreeCopy::CopyContent(FolderSearch & source, EntryPath to) {
+    HeldFolder const target(to, FolderUse::Target);
+    if (target.GetError() != FileError::None)
+        return Translate(copyErrors, target.GetError(), MoveStatus::Other);
+    if (!hasTop) {
+        unsigned int const error = GetFileCalls().GetFolderId(target.Get(), &top);
+        if (error != FileError::None)
+            return Translate(copyErrors, error, MoveStatus::Other);
+        hasTop = true;
+    }
+    for (; source.HasEntry(); source.Next()) {
+        FindData const & found = source.GetEntry();
+        MoveStatus const status =
+            Copy(source.GetEntryPath(), found.IsFolder(), {target.Get(), found.GetName()});
+        if (status != MoveStatus::Done)
+            return status;
+    }
+    return Translate(copyErrors, source.GetError(), MoveStatus::Other);
+}
+
+MoveStatus TreeCopy::CopyFolder(EntryPath from, EntryPath to) {
+    FolderSearch source(from);
+    if (source.GetFolder() == nullptr)
+        return Translate(copyErrors, source.GetError(), MoveStatus::Other);
+    if (IsTop(source.GetFolder()))
+        return MoveStatus::
+            Other; // the copy found itself in its source, and would do so without end
     unsigned int const error = GetFileCalls().CreateDirectory(to);
     if (error != FileError::None)
         return Translate(copyErrors, error, MoveStatus::Other);
     HalfMadeCopy copy(to);
-    MoveStatus const status = CopyContent(from, to);
+    MoveStatus const status = CopyContent(source, to);
     if (status == MoveStatus::Done)
         copy.SetWhole();
     return status;
 }
 
-DeleteStatus DeleteFilePath(PathText path, bool force) {
-    FileCalls & calls = GetFileCalls();
-    unsigned int error = calls.DeleteFile(path);
-    if (error == FileError::AccessDenied && force && IsWriteProtectedPath(path) &&
-        calls.SetFileAttributes(path, FileAttribute::Normal) == FileError::None) {
-        error = calls.DeleteFile(path);
-        if (error != FileError::None)
-            calls.SetFileAttributes(path, FileAttribute::ReadOnly); // it stays as it was found
-    }
-    return TranslateDenial<DeleteStatus>(error);
+MoveStatus CopyFolderPath(PathText from, PathText to) {
+    if (IsBelow(to, from))
+        return MoveStatus::Other;
+    HeldEntry const target(to, FolderUse::Target);
+    if (target.GetError() != FileError::None)
+        return Translate(copyErrors, target.GetError(), MoveStatus::Other);
+    if (FindLastName(from) == 0) // the root of a drive lies in no folder
+        return TreeCopy().Copy(from, true, target.Get());
+    HeldEntry const source(from, FolderUse::Base);
+    if (source.GetError() != FileError::None)
+        return Translate(copyErrors, source.GetError(), MoveStatus::Other);
+    return TreeCopy().Copy(source.Get(), true, target.Get());
 }
 
-DeleteStatus DeleteContent(PathText path, bool force) {
-    FolderSearch search(path);
-    for (; search.HasEntry(); search.Next()) {
-        DeleteStatus const status = DeletePath(JoinPath(path, search.GetEntry().GetName()), force);
-        // What somebody else deleted meanwhile is gone as wanted.
-        if (status != DeleteStatus::Done && status != DeleteStatus::EntryNotFound)
-            return status;
-    }
-    return TranslateDenial<DeleteStatus>(search.GetError());
-}
-
-DeleteStatus DeleteFolderPath(PathText path, bool force) {
-    unsigned int error = GetFileCalls().RemoveDirectory(path);
-    if (error == FileError::DirNotEmpty) {
-        DeleteStatus const status = DeleteContent(path, force);
-        if (status != DeleteStatus::Done)
-            return status;
-        error = GetFileCalls().RemoveDirectory(path);
-    }
-    return Translate(deleteFolderErrors, error, DeleteStatus::Other);
+// Both folders are held from the copying to the deletion, so that what is deleted is what was copied.
+MoveStatus MoveAcrossDrives(PathText from, PathText to, bool force) {
+    PathType const sourceType = GetPathType(from).type;
+    if (sourceType != PathType::File && sourceType != PathType::Folder)
+        return CopyPath(from, to); // whose answer is why there is no copying it
+    if (GetPathType(to).type != PathType::Other)
+        return CopyPath(from, to);
+    HeldEntry const source(from, FolderUse::Base);
+    HeldEntry const target(to, FolderUse::Target);
+    for (HeldEntry const * entry : {&source, &target})
+        if (entry->GetError() != FileError::None)
+            return Translate(copyErrors, entry->GetError(), MoveStatus::Other);
+    bool const isFolder = sourceType == PathType::Folder;
+    MoveStatus const copied = TreeCopy().Copy(source.Get(), isFolder, target.Get());
+    if (copied != MoveStatus::Done)
+        return copied;
+    DeleteStatus const deleted = DeleteEntry(source.Get(), isFolder, force);
+    if (deleted == DeleteStatus::Done)
+        return MoveStatus::Done;
+    // The failure to report is that of the source.
+    (void)DeleteEntry(target.Get(), isFolder, true);
+    return deleted == DeleteStatus::AccessDenied ? MoveStatus::AccessDenied : MoveStatus::Other;
 }
 
 Mu::Lock & GetWriteTestLock() {
@@ -168,7 +253,7 @@ FolderEntry::CopyStatus CopyPath(PathText from, PathText to) {
     if (source.type == PathType::File)
         return Translate(copyErrors, GetFileCalls().CopyFile(from, to), MoveStatus::Other);
     if (source.type == PathType::Folder)
-        return CopyFolder(from, to);
+        return CopyFolderPath(from, to);
     if (source.type == PathType::AccessDenied)
         return MoveStatus::AccessDenied;
     return source.type == PathType::PathNotFound || source.error == FileError::FileNotFound
@@ -178,11 +263,23 @@ FolderEntry::CopyStatus CopyPath(PathText from, PathText to) {
 
 DeleteStatus DeletePath(PathText path, bool force) {
     switch (GetPathType(path).type) {
-    case PathType::File: return DeleteFilePath(path, force);
-    case PathType::Folder: return DeleteFolderPath(path, force);
+    case PathType::File: return DeleteFileEntry(path, force);
+    case PathType::Folder: break;
     case PathType::AccessDenied: return DeleteStatus::AccessDenied;
     default: return DeleteStatus::EntryNotFound;
     }
+    unsigned int const error = GetFileCalls().RemoveDirectory(path);
+    if (error != FileError::DirNotEmpty)
+        return Translate(deleteFolderErrors, error, DeleteStatus::Other);
+    HeldEntry const held(path, FolderUse::Base);
+    return held.GetError() != FileError::None ? TranslateDenial<DeleteStatus>(held.GetError())
+                                              : DeleteFolderEntry(held.Get(), force);
+}
+
+DeleteStatus DeleteFound(FolderSearch const & search, bool force) {
+    EntryPath const entry = search.GetEntryPath();
+    DeleteStatus const status = DeleteEntry(entry, search.GetEntry().IsFolder(), force);
+    return status == DeleteStatus::Other && IsGone(entry) ? DeleteStatus::EntryNotFound : status;
 }
 
 bool CanWriteInto(PathText folder) {

@@ -62,6 +62,11 @@ Mu::UniString GetRootPath(PathText path) {
     return root;
 }
 
+std::size_t FindLastName(PathText path) {
+    std::size_t const separator = path.find_last_of(u"\\/");
+    return separator == PathText::npos || separator + 1 == path.size() ? 0 : separator + 1;
+}
+
 bool HasLinkExtension(PathText path) {
     return path.ends_with(u".lnk");
 }

@@ -31,6 +31,9 @@ bool IsDriveRoot(PathText path);
 /// The root with a separator at its end; empty when there is none.
 Mu::UniString GetRootPath(PathText path);
 
+/// Where the last name of a path begins; 0 for one that has no folder above it.
+std::size_t FindLastName(PathText path);
+
 /// Whether a link may have this name where only files with the extension "lnk" count as links.
 bool HasLinkExtension(PathText path);
 

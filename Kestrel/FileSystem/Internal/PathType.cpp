@@ -86,39 +86,25 @@ PathLook LookAtPath(PathText path, bool restrictLinks, TextBuffer * target) {
 }
 
 unsigned int FindEntry(PathText path, FindData * data) {
-    FileCalls & calls = GetFileCalls();
-    FindHandle find;
-    unsigned int const error = calls.FindFirstFile(path, &find, data);
-    if (error == FileError::None)
-        calls.FindClose(find); // it has no failure that would say anything about the entry
-    return error;
+    return GetFileCalls().FindFirstFile(path, data);
 }
 
-bool IsWriteProtectedPath(PathText path) {
+bool IsWriteProtectedPath(EntryPath path) {
     unsigned int attributes;
     return GetFileCalls().GetFileAttributes(path, &attributes) == FileError::None &&
            (attributes & FileAttribute::ReadOnly) != 0;
 }
 
-FolderSearch::FolderSearch(PathText folder) {
-    Mu::UniString const pattern = JoinPath(folder, u"*");
-    error = GetFileCalls().FindFirstFile(pattern, &find, &data);
-    SkipDots();
-}
-
-FolderSearch::~FolderSearch() {
-    if (find != nullptr)
-        GetFileCalls().FindClose(find);
+void FolderSearch::Start() {
+    error = folder.GetError();
+    if (error == FileError::None)
+        Next();
 }
 
 void FolderSearch::Next() {
-    error = GetFileCalls().FindNextFile(find, &data);
-    SkipDots();
-}
-
-void FolderSearch::SkipDots() {
-    while (error == FileError::None && data.IsDots())
-        error = GetFileCalls().FindNextFile(find, &data);
+    do
+        error = GetFileCalls().FindNextFile(folder.Get(), &data);
+    while (error == FileError::None && data.IsDots());
 }
 
 } // namespace IO

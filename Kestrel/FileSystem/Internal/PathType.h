@@ -38,7 +38,37 @@ PathLook LookAtPath(PathText path, bool restrictLinks, TextBuffer * target);
 unsigned int FindEntry(PathText path, FindData * data);
 
 /// Whether the attributes of the path are known and say write-protected.
-bool IsWriteProtectedPath(PathText path);
+bool IsWriteProtectedPath(EntryPath path);
+
+/// A folder held open, so that what is done to its entries is done there, whatever becomes of its
+/// path meanwhile.
+class HeldFolder {
+public:
+    HeldFolder(EntryPath folder, FolderUse use) {
+        error = GetFileCalls().OpenFolder(folder, use, &find);
+    }
+    /// Takes it over.
+    explicit HeldFolder(FindHandle opened) : find(opened), error(FileError::None) {}
+    ~HeldFolder() {
+        if (find != nullptr)
+            GetFileCalls().FindClose(find);
+    }
+    HeldFolder(HeldFolder const &) = delete;
+    HeldFolder & operator=(HeldFolder const &) = delete;
+
+    /// Why it could not be opened.
+    unsigned int GetError() const { return error; }
+    FindHandle Get() const { return find; }
+    FindHandle Release() {
+        FindHandle const released = find;
+        find = nullptr;
+        return released;
+    }
+
+private:
+    FindHandle find = nullptr;
+    unsigned int error;
+};
 
 /// The entries of a folder, one after another, without "." and "..":
 ///
@@ -47,23 +77,29 @@ bool IsWriteProtectedPath(PathText path);
 /// Works on while entries that were met are deleted.
 class FolderSearch {
 public:
-    explicit FolderSearch(PathText folder);
-    ~FolderSearch();
+    explicit FolderSearch(EntryPath folder) : folder(folder, FolderUse::List) { Start(); }
+    /// Takes over a folder that was opened for listing.
+    explicit FolderSearch(FindHandle opened) : folder(opened) { Start(); }
     FolderSearch(FolderSearch const &) = delete;
     FolderSearch & operator=(FolderSearch const &) = delete;
 
-    bool HasEntry() const { return find != nullptr && error == FileError::None; }
+    bool HasEntry() const { return error == FileError::None; }
     void Next();
     FindData const & GetEntry() const { return data; }
+    /// The folder, to reach the entry that was met in it.
+    FindHandle GetFolder() const { return folder.Get(); }
+    EntryPath GetEntryPath() const { return {folder.Get(), data.GetName()}; }
     /// Makes attributes and size of the entry certain; false when it may not be looked at.
-    bool LookAtEntry() { return GetFileCalls().LookAtFound(find, &data) == FileError::None; }
+    bool LookAtEntry() {
+        return GetFileCalls().LookAtFound(folder.Get(), &data) == FileError::None;
+    }
     /// Why there is no entry: None behind the last one.
     unsigned int GetError() const { return error == FileError::NoMoreFiles ? 0 : error; }
 
 private:
-    void SkipDots();
+    void Start();
 
-    FindHandle find = nullptr;
+    HeldFolder folder;
     unsigned int error;
     FindData data;
 };

@@ -59,6 +59,56 @@ bool AddFreeSpace(PathText drive, void * data) {
 
 } // namespace
 
+/// What is being handed out by the innermost enumeration of the entry. One name serves all, so that
+/// most take no memory.
+struct WinFolderEntry::Found {
+    explicit Found(WinFolderEntry & entry)
+        : entry(entry), outer(entry.found), search(entry.StartSearch()),
+          marksLinks(GetFileCalls().MarksLinks()) {
+        entry.found = this;
+    }
+    ~Found() { entry.found = outer; }
+    Found(Found const &) = delete;
+    Found & operator=(Found const &) = delete;
+
+    // Where links are not marked, each file has to be read to know.
+    bool IsFile() const {
+        constexpr unsigned int others = FileAttribute::Folder | FileAttribute::Link;
+        return marksLinks && (search.GetEntry().attributes & others) == 0 && name.IsLegal();
+    }
+    bool IsOf(Name const & other) const {
+        return search.HasEntry() && PathText(other.ToString()) == search.GetEntry().GetName();
+    }
+    // A folder that lets one look at one of its entries does so for all.
+    bool LetsLook() {
+        if (!isTried)
+            letsLook = search.LookAtEntry();
+        isTried = true;
+        return letsLook;
+    }
+
+    WinFolderEntry & entry;
+    Found * outer;
+    FolderSearch search;
+    bool marksLinks;
+    bool isTried = false;
+    bool letsLook = false;
+    Name name;
+};
+
+void WinFolderEntry::Release() noexcept {
+    path.Clear();
+    if (held != nullptr)
+        GetFileCalls().FindClose(held);
+    held = nullptr;
+}
+
+FolderSearch WinFolderEntry::StartSearch() {
+    FindHandle const opened = held;
+    held = nullptr;
+    return opened != nullptr ? FolderSearch(opened) : FolderSearch(path);
+}
+
 void WinFolderEntry::Set(Mu::UniString & newPath, unsigned int newDepth) noexcept {
     path.Swap(newPath);
     depth = newDepth;
@@ -160,7 +210,11 @@ FolderEntry::CopyStatus WinFolderEntry::Copy(Name const & from, FolderEntry & ta
 }
 
 FolderEntry::DeleteStatus WinFolderEntry::Delete(Name const & name, bool force) {
-    return Takes(name) ? DeletePath(PathOf(name), force) : DeleteStatus::Other;
+    if (!Takes(name))
+        return DeleteStatus::Other;
+    // What is being handed out is deleted in the folder that hands it out, wherever its path leads.
+    return found != nullptr && found->IsOf(name) ? DeleteFound(found->search, force)
+                                                 : DeletePath(PathOf(name), force);
 }
 
 FolderEntry::GetTypeStatus WinFolderEntry::GetType(Name const & name, EntryType * type) {
@@ -178,40 +232,6 @@ FolderEntry::GetTypeStatus WinFolderEntry::GetType(Name const & name, EntryType 
     default: return GetTypeStatus::EntryNotFound;
     }
 }
-
-/// What is being handed out by the innermost enumeration of the entry. One name serves all, so that
-/// most take no memory.
-struct WinFolderEntry::Found {
-    explicit Found(WinFolderEntry & entry)
-        : entry(entry), outer(entry.found), search(entry.path),
-          marksLinks(GetFileCalls().MarksLinks()) {
-        entry.found = this;
-    }
-    ~Found() { entry.found = outer; }
-    Found(Found const &) = delete;
-    Found & operator=(Found const &) = delete;
-
-    // Where links are not marked, each file has to be read to know.
-    bool IsFile() const {
-        constexpr unsigned int others = FileAttribute::Folder | FileAttribute::Link;
-        return marksLinks && (search.GetEntry().attributes & others) == 0 && name.IsLegal();
-    }
-    // A folder that lets one look at one of its entries does so for all.
-    bool LetsLook() {
-        if (!isTried)
-            letsLook = search.LookAtEntry();
-        isTried = true;
-        return letsLook;
-    }
-
-    WinFolderEntry & entry;
-    Found * outer;
-    FolderSearch search;
-    bool marksLinks;
-    bool isTried = false;
-    bool letsLook = false;
-    Name name;
-};
 
 EnumerateStatus WinFolderEntry::Enumerate(EntryEnumerator & enumerator) {
     if (depth == 0)
@@ -242,6 +262,22 @@ bool WinFolderEntry::GetFoundLength(unsigned long long * length) const {
     return true;
 }
 
+bool WinFolderEntry::HoldFound(Name const & name, WinFolderEntry & folder) const {
+    constexpr unsigned int kind = FileAttribute::Folder | FileAttribute::Link;
+    if (found == nullptr || !found->IsOf(name) ||
+        (found->search.GetEntry().attributes & kind) != FileAttribute::Folder)
+        return true;
+    if (!GetFileCalls().IsSameName(folder.path, PathOf(name)))
+        return false; // it was a link when it was connected to
+    HeldFolder opened(found->search.GetEntryPath(), FolderUse::List);
+    if (opened.GetError() == FileError::Directory || opened.GetError() == FileError::FileNotFound)
+        return false;
+    // A folder that may not be listed is told so by its enumeration.
+    if (opened.Get() != nullptr)
+        folder.held = opened.Release();
+    return true;
+}
+
 FSEntry::AttributeStatus WinFolderEntry::GetFreeSpace(unsigned long long * bytes) {
     if (depth != 0)
         return TranslateDenial<AttributeStatus>(GetFileCalls().GetDiskFreeSpaceEx(path, bytes));
@@ -253,10 +289,7 @@ FSEntry::AttributeStatus WinFolderEntry::GetFreeSpace(unsigned long long * bytes
 bool WinFolderEntry::IsReadable() {
     if (depth == 0)
         return true;
-    FindData data;
-    unsigned int const error = FindEntry(JoinPath(path, u"*"), &data);
-    // The root of an empty drive has not even the two entries of dots.
-    return error == FileError::None || (error == FileError::FileNotFound && IsDriveRoot(path));
+    return FolderSearch(path).GetError() == FileError::None;
 }
 
 bool WinFolderEntry::IsWriteable() {

@@ -1,7 +1,7 @@
 #pragma once
 
 #include <Kestrel/FileSystem/FolderEntry.h>
-#include <Kestrel/FileSystem/Platform/FileCalls.h>
+#include <Kestrel/FileSystem/Internal/PathType.h>
 #include <Kestrel/Root/UniString.h>
 
 namespace IO {
@@ -21,7 +21,7 @@ public:
 
     /// Takes the path over. Before, and after Release, the entry stands for nothing.
     void Set(Mu::UniString & newPath, unsigned int newDepth) noexcept;
-    void Release() noexcept { path.Clear(); }
+    void Release() noexcept;
 
     TimeStatus SetCreationTime(int const & time) override;
     TimeStatus GetCreationTime(int * time) override;
@@ -50,6 +50,10 @@ public:
     bool IsFoundFile() const;
     /// The same, and how long the file is, at one look.
     bool GetFoundLength(unsigned long long * length) const;
+    /// While the entry hands out the name of a folder, which `folder` was made for: the next
+    /// enumeration of `folder` is of what is in this one under the name, whatever its path leads to.
+    /// False: something else, as a link, is there by now.
+    bool HoldFound(Name const & name, WinFolderEntry & folder) const;
 
 private:
     bool Takes(Name const & name) const;
@@ -60,9 +64,11 @@ private:
     AttributeStatus GetVolumeType(unsigned int * type) const;
 
     struct Found;
+    FolderSearch StartSearch();
 
     WinFileSystem & owner;
-    Found * found = nullptr; // null unless a name is being handed out
+    Found * found = nullptr;   // null unless a name is being handed out
+    FindHandle held = nullptr; // opened for the next enumeration
     Mu::UniString path;
     unsigned int depth = 0;
 };

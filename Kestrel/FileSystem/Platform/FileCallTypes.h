@@ -2,18 +2,49 @@
 
 #include <Kestrel/Location/Platform/NativeTypes.h>
 
+#include <concepts>
+
 namespace IO {
 
 /// An open file. Null is none; who made it closes it.
 using FileHandle = void *;
-/// An enumeration under way. Null is none; who began it ends it by FindClose.
+/// A folder that is held open, to enumerate it or to reach its entries. Null is none; who opened it
+/// ends it by FindClose.
 using FindHandle = void *;
+
+/// Which entry a call is for: one at a path, or, with `in`, the entry of this name in a folder that
+/// is held open. The second form resolves that one name and never follows a link, so that nobody who
+/// renames folders or puts links in their place can lead the call elsewhere.
+struct EntryPath {
+    template <std::convertible_to<PathText> Path>
+    EntryPath(Path const & path) : text(path) {}
+    EntryPath(FindHandle in, PathText name) : text(name), in(in) {}
+
+    PathText text;
+    FindHandle in = nullptr;
+};
+
+/// What a folder is opened for.
+enum class FolderUse : unsigned char {
+    List = 0,  ///< FindNextFile, and reaching entries
+    Base = 1,  ///< reaching entries alone, which needs no right to list
+    Target = 2 ///< the same; as long as it is open, Windows lets nobody rename the folder
+};
+
+/// Equal for one and the same folder, by whatever path it was opened.
+struct FolderId {
+    unsigned long long volume;
+    unsigned long long file;
+
+    bool operator==(FolderId const &) const = default;
+};
 
 namespace FileAttribute {
 inline constexpr unsigned int ReadOnly = 0x1;
 inline constexpr unsigned int Folder = 0x10;
 inline constexpr unsigned int Normal = 0x80;
-/// Only on Linux, where it says "a symbolic link"; see FileCalls::MarksLinks.
+/// A symbolic link on Linux; see FileCalls::MarksLinks. On Windows FindNextFile sets it beside Folder
+/// for junctions and for symbolic links to folders, which stand for a folder elsewhere.
 inline constexpr unsigned int Link = 0x400;
 } // namespace FileAttribute
 

@@ -23,18 +23,22 @@ public:
     virtual ~FileCalls() = default;
 
     /// Only ReadOnly matters: with it the file is write-protected, without it it is not.
-    virtual unsigned int SetFileAttributes(PathText path, unsigned int attributes) = 0;
+    virtual unsigned int SetFileAttributes(EntryPath path, unsigned int attributes) = 0;
     /// `*attributes` is 0 after a failure.
-    virtual unsigned int GetFileAttributes(PathText path, unsigned int * attributes) = 0;
+    virtual unsigned int GetFileAttributes(EntryPath path, unsigned int * attributes) = 0;
 
     /// Bytes that the user may still fill on the volume of the folder; 0 after a failure.
     virtual unsigned int GetDiskFreeSpaceEx(PathText folder, unsigned long long * available) = 0;
 
-    /// Asks for one entry, or, with `*` as the last name, begins to enumerate a folder. Null in
-    /// `*find` after a failure. An enumeration tells names, the folder bit and the link bit; times,
-    /// size and the other attributes are certain only when the path named one entry.
-    virtual unsigned int FindFirstFile(PathText path, FindHandle * find, FindData * data) = 0;
-    /// NoMoreFiles behind the last entry.
+    /// What the folder of an entry knows of it.
+    virtual unsigned int FindFirstFile(PathText path, FindData * data) = 0;
+    /// Opens a folder, to be enumerated from its first entry on or to reach its entries. Null in
+    /// `*find` after a failure. Directory when it is no folder; in a folder that is held open, a link
+    /// is none. Recorded as FindFirstFile.
+    virtual unsigned int OpenFolder(EntryPath folder, FolderUse use, FindHandle * find) = 0;
+    virtual unsigned int GetFolderId(FindHandle find, FolderId * id) = 0;
+    /// The next entry of a folder that was opened for listing: its name, the folder bit and the link
+    /// bit; times, size and the other attributes need not be certain. NoMoreFiles behind the last.
     virtual unsigned int FindNextFile(FindHandle find, FindData * data) = 0;
     /// Makes attributes and size certain of the entry that an enumeration handed out last into
     /// `*data`: a look without a path, where the enumeration itself does not tell them. Not recorded.
@@ -54,15 +58,15 @@ public:
 
     /// One file, with its write protection and modification time. Never overwrites; after any
     /// failure there is no new target. A symbolic link is copied as a link.
-    virtual unsigned int CopyFile(PathText from, PathText to) = 0;
+    virtual unsigned int CopyFile(EntryPath from, EntryPath to) = 0;
     /// Files and folders. Never overwrites. NotSameDevice where copying would be needed, which Windows
     /// does by itself for a file.
     virtual unsigned int MoveFile(PathText from, PathText to) = 0;
-    virtual unsigned int DeleteFile(PathText path) = 0;
+    virtual unsigned int DeleteFile(EntryPath path) = 0;
     /// AlreadyExists when something has the name.
-    virtual unsigned int CreateDirectory(PathText path) = 0;
+    virtual unsigned int CreateDirectory(EntryPath path) = 0;
     /// DirNotEmpty when it is not.
-    virtual unsigned int RemoveDirectory(PathText path) = 0;
+    virtual unsigned int RemoveDirectory(EntryPath path) = 0;
 
     /// A null pointer leaves that time alone. Times a platform cannot hold: InvalidTime.
     virtual unsigned int SetFileTime(FileHandle file, unsigned long long const * creationTime,

@@ -15,17 +15,23 @@ public:
     FileCalls & GetBelow() const { return *below; }
     void SetBelow(FileCalls & calls) { below = &calls; }
 
-    unsigned int SetFileAttributes(PathText path, unsigned int attributes) override {
+    unsigned int SetFileAttributes(EntryPath path, unsigned int attributes) override {
         return below->SetFileAttributes(path, attributes);
     }
-    unsigned int GetFileAttributes(PathText path, unsigned int * attributes) override {
+    unsigned int GetFileAttributes(EntryPath path, unsigned int * attributes) override {
         return below->GetFileAttributes(path, attributes);
     }
     unsigned int GetDiskFreeSpaceEx(PathText folder, unsigned long long * available) override {
         return below->GetDiskFreeSpaceEx(folder, available);
     }
-    unsigned int FindFirstFile(PathText path, FindHandle * find, FindData * data) override {
-        return below->FindFirstFile(path, find, data);
+    unsigned int FindFirstFile(PathText path, FindData * data) override {
+        return below->FindFirstFile(path, data);
+    }
+    unsigned int OpenFolder(EntryPath folder, FolderUse use, FindHandle * find) override {
+        return below->OpenFolder(folder, use, find);
+    }
+    unsigned int GetFolderId(FindHandle find, FolderId * id) override {
+        return below->GetFolderId(find, id);
     }
     unsigned int FindNextFile(FindHandle find, FindData * data) override {
         return below->FindNextFile(find, data);
@@ -40,11 +46,13 @@ public:
         return below->CreateFile(path, access, share, disposition, attributes, file);
     }
     unsigned int CloseHandle(FileHandle file) override { return below->CloseHandle(file); }
-    unsigned int CopyFile(PathText from, PathText to) override { return below->CopyFile(from, to); }
+    unsigned int CopyFile(EntryPath from, EntryPath to) override {
+        return below->CopyFile(from, to);
+    }
     unsigned int MoveFile(PathText from, PathText to) override { return below->MoveFile(from, to); }
-    unsigned int DeleteFile(PathText path) override { return below->DeleteFile(path); }
-    unsigned int CreateDirectory(PathText path) override { return below->CreateDirectory(path); }
-    unsigned int RemoveDirectory(PathText path) override { return below->RemoveDirectory(path); }
+    unsigned int DeleteFile(EntryPath path) override { return below->DeleteFile(path); }
+    unsigned int CreateDirectory(EntryPath path) override { return below->CreateDirectory(path); }
+    unsigned int RemoveDirectory(EntryPath path) override { return below->RemoveDirectory(path); }
     unsigned int SetFileTime(FileHandle file, unsigned long long const * creationTime,
                              unsigned long long const * lastWriteTime) override {
         return below->SetFileTime(file, creationTime, lastWriteTime);

@@ -48,12 +48,12 @@ unsigned int RecordingFileCalls::Recorded(char const * name,
     return error;
 }
 
-unsigned int RecordingFileCalls::SetFileAttributes(PathText path, unsigned int attributes) {
+unsigned int RecordingFileCalls::SetFileAttributes(EntryPath path, unsigned int attributes) {
     ErrorModeMark const mark(GetBelow());
     return Recorded("SetFileAttributes", &FileCalls::SetFileAttributes, path, attributes);
 }
 
-unsigned int RecordingFileCalls::GetFileAttributes(PathText path, unsigned int * attributes) {
+unsigned int RecordingFileCalls::GetFileAttributes(EntryPath path, unsigned int * attributes) {
     ErrorModeMark const mark(GetBelow());
     return Recorded("GetFileAttributes", &FileCalls::GetFileAttributes, path, attributes);
 }
@@ -64,9 +64,14 @@ unsigned int RecordingFileCalls::GetDiskFreeSpaceEx(PathText folder,
     return Recorded("GetDiskFreeSpaceEx", &FileCalls::GetDiskFreeSpaceEx, folder, available);
 }
 
-unsigned int RecordingFileCalls::FindFirstFile(PathText path, FindHandle * find, FindData * data) {
+unsigned int RecordingFileCalls::FindFirstFile(PathText path, FindData * data) {
     ErrorModeMark const mark(GetBelow());
-    return Recorded("FindFirstFile", &FileCalls::FindFirstFile, path, find, data);
+    return Recorded("FindFirstFile", &FileCalls::FindFirstFile, path, data);
+}
+
+unsigned int RecordingFileCalls::OpenFolder(EntryPath folder, FolderUse use, FindHandle * find) {
+    ErrorModeMark const mark(GetBelow());
+    return Recorded("FindFirstFile", &FileCalls::OpenFolder, folder, use, find);
 }
 
 unsigned int RecordingFileCalls::FindClose(FindHandle find) {
@@ -84,7 +89,7 @@ unsigned int RecordingFileCalls::CloseHandle(FileHandle file) {
     return Recorded("CloseHandle", &FileCalls::CloseHandle, file);
 }
 
-unsigned int RecordingFileCalls::CopyFile(PathText from, PathText to) {
+unsigned int RecordingFileCalls::CopyFile(EntryPath from, EntryPath to) {
     return Recorded("CopyFile", &FileCalls::CopyFile, from, to);
 }
 
@@ -92,15 +97,15 @@ unsigned int RecordingFileCalls::MoveFile(PathText from, PathText to) {
     return Recorded("MoveFile", &FileCalls::MoveFile, from, to);
 }
 
-unsigned int RecordingFileCalls::DeleteFile(PathText path) {
+unsigned int RecordingFileCalls::DeleteFile(EntryPath path) {
     return Recorded("DeleteFile", &FileCalls::DeleteFile, path);
 }
 
-unsigned int RecordingFileCalls::CreateDirectory(PathText path) {
+unsigned int RecordingFileCalls::CreateDirectory(EntryPath path) {
     return Recorded("CreateDirectory", &FileCalls::CreateDirectory, path);
 }
 
-unsigned int RecordingFileCalls::RemoveDirectory(PathText path) {
+unsigned int RecordingFileCalls::RemoveDirectory(EntryPath path) {
     return Recorded("RemoveDirectory", &FileCalls::RemoveDirectory, path);
 }
 

@@ -56,10 +56,8 @@ protected:
     }
 
     FindData Find(std::string const & name) {
-        FindHandle find;
         FindData data = {};
-        EXPECT_EQ(calls.FindFirstFile(Path(name), &find, &data), 0u) << name;
-        EXPECT_EQ(calls.FindClose(find), 0u);
+        EXPECT_EQ(calls.FindFirstFile(Path(name), &data), 0u) << name;
         return data;
     }
 
@@ -67,8 +65,9 @@ protected:
         std::set<std::u16string> names;
         FindHandle find;
         FindData data;
-        unsigned int error = calls.FindFirstFile(Path(name) + u"\\*", &find, &data);
-        for (; error == FileError::None; error = calls.FindNextFile(find, &data))
+        EXPECT_EQ(calls.OpenFolder(Path(name), IO::FolderUse::List, &find), 0u);
+        unsigned int error;
+        while ((error = calls.FindNextFile(find, &data)) == FileError::None)
             EXPECT_TRUE(names.insert(std::u16string(data.GetName())).second);
         EXPECT_EQ(error, FileError::NoMoreFiles);
         EXPECT_EQ(calls.FindClose(find), 0u);
@@ -202,13 +201,8 @@ TEST_F(FileCallsTest, TellsAboutOneEntry) {
     EXPECT_FALSE(data.IsFolder());
     EXPECT_NE(data.lastWriteTime, 0u);
     EXPECT_NE(data.creationTime, 0u);
-    FindHandle find;
     FindData next;
-    EXPECT_EQ(calls.FindFirstFile(Path("none"), &find, &next), FileError::FileNotFound);
-    EXPECT_EQ(find, nullptr);
-    EXPECT_EQ(calls.FindFirstFile(Path("Some File"), &find, &next), 0u);
-    EXPECT_EQ(calls.FindNextFile(find, &next), FileError::NoMoreFiles);
-    EXPECT_EQ(calls.FindClose(find), 0u);
+    EXPECT_EQ(calls.FindFirstFile(Path("none"), &next), FileError::FileNotFound);
 }
 
 TEST_F(FileCallsTest, EnumeratesEveryEntryOnce) {
@@ -225,11 +219,12 @@ TEST_F(FileCallsTest, EnumeratesEveryEntryOnce) {
     EXPECT_EQ(List("empty"), (std::set<std::u16string>{u".", u".."}));
 
     FindHandle find;
-    FindData data;
-    EXPECT_EQ(calls.FindFirstFile(Path("none\\*"), &find, &data), FileError::PathNotFound);
     folder.Write("file", "");
-    EXPECT_NE(calls.FindFirstFile(Path("file\\*"), &find, &data), 0u);
-    EXPECT_EQ(find, nullptr);
+    for (IO::FolderUse const use : {IO::FolderUse::List, IO::FolderUse::Base}) {
+        EXPECT_EQ(calls.OpenFolder(Path("none"), use, &find), FileError::PathNotFound);
+        EXPECT_EQ(calls.OpenFolder(Path("file"), use, &find), FileError::Directory);
+        EXPECT_EQ(find, nullptr);
+    }
 }
 
 TEST_F(FileCallsTest, MakesAndRemovesFolders) {

@@ -57,7 +57,8 @@ TEST(RecordingFileCalls, PutsEachFailureDownUnderItsName) {
     std::vector<Row> const rows = {
         {"SetFileAttributes", [&] { return calls.SetFileAttributes(u"C:\\", 1); }},
         {"GetDiskFreeSpaceEx", [&] { return calls.GetDiskFreeSpaceEx(u"C:\\", &size); }},
-        {"FindFirstFile", [&] { return calls.FindFirstFile(u"C:\\", &find, &data); }},
+        {"FindFirstFile", [&] { return calls.FindFirstFile(u"C:\\", &data); }},
+        {"FindFirstFile", [&] { return calls.OpenFolder(u"C:\\", FolderUse::List, &find); }},
         {"CreateFile", [&] { return calls.CreateFile(u"C:\\", 0, 0, 3, 0, &file); }},
         {"CopyFile", [&] { return calls.CopyFile(u"C:\\", u"C:\\"); }},
         {"MoveFile", [&] { return calls.MoveFile(u"C:\\", u"C:\\"); }},
@@ -130,12 +131,12 @@ TEST(RecordingFileCalls, KeepsDialogsAwayRoundTheMarkedCalls) {
             std::swap(mode, current);
             return mode;
         }
-        unsigned int GetFileAttributes(PathText, unsigned int *) override { return Note(); }
-        unsigned int SetFileAttributes(PathText, unsigned int) override { return Note(); }
+        unsigned int GetFileAttributes(EntryPath, unsigned int *) override { return Note(); }
+        unsigned int SetFileAttributes(EntryPath, unsigned int) override { return Note(); }
         unsigned int GetDiskFreeSpaceEx(PathText, unsigned long long *) override { return Note(); }
-        unsigned int FindFirstFile(PathText, FindHandle *, FindData *) override { return Note(); }
+        unsigned int FindFirstFile(PathText, FindData *) override { return Note(); }
         unsigned int GetDriveType(PathText) override { return Note(); }
-        unsigned int DeleteFile(PathText) override { return Note(); }
+        unsigned int DeleteFile(EntryPath) override { return Note(); }
         unsigned int GetVolumeInformation(PathText) override { return Note(); }
         unsigned int Note() {
             seen.push_back(current);
@@ -148,12 +149,11 @@ TEST(RecordingFileCalls, KeepsDialogsAwayRoundTheMarkedCalls) {
     RecordingFileCalls calls(watch);
     unsigned int attributes;
     unsigned long long available;
-    FindHandle find;
     FindData data;
     (void)calls.GetFileAttributes(u"", &attributes);
     (void)calls.SetFileAttributes(u"", 0);
     (void)calls.GetDiskFreeSpaceEx(u"", &available);
-    (void)calls.FindFirstFile(u"", &find, &data);
+    (void)calls.FindFirstFile(u"", &data);
     (void)calls.GetDriveType(u"");
     EXPECT_EQ(watch.seen, std::vector<unsigned int>(5, 0x8001));
     watch.seen.clear();

@@ -143,12 +143,21 @@ unsigned int LosingFileCalls::CloseHandle(FileHandle file) {
     return ForwardingFileCalls::CloseHandle(file);
 }
 
-unsigned int LosingFileCalls::FindFirstFile(PathText path, FindHandle * find, IO::FindData * data) {
+unsigned int LosingFileCalls::OpenFolder(EntryPath folder, IO::FolderUse use, FindHandle * find) {
     std::lock_guard const guard(mutex);
-    unsigned int const error = ForwardingFileCalls::FindFirstFile(path, find, data);
+    unsigned int const error = ForwardingFileCalls::OpenFolder(folder, use, find);
     if (error == IO::FileError::None)
-        finds.insert(*find);
+        finds[*find] = GetPath(folder);
     return error;
+}
+
+LosingFileCalls::Path LosingFileCalls::GetPath(EntryPath entry) const {
+    if (entry.in == nullptr)
+        return Path(entry.text);
+    Path path = finds.at(entry.in);
+    if (!path.ends_with(u'\\'))
+        path += u'\\';
+    return path.append(entry.text);
 }
 
 unsigned int LosingFileCalls::FindClose(FindHandle find) {
@@ -221,11 +230,11 @@ unsigned int LosingFileCalls::SetFilePointerEx(FileHandle file, long long offset
     return error;
 }
 
-unsigned int LosingFileCalls::CopyFile(PathText from, PathText to) {
+unsigned int LosingFileCalls::CopyFile(EntryPath from, EntryPath to) {
     std::lock_guard const guard(mutex);
-    Path const source(from);
-    Path const target(to);
-    if (FindDevice(to) == nullptr || Exists(target))
+    Path const source = GetPath(from);
+    Path const target = GetPath(to);
+    if (FindDevice(target) == nullptr || Exists(target))
         return ForwardingFileCalls::CopyFile(from, to);
     std::string const bytes = ReadAll(source);
     Turn const turn = Count(true);
@@ -271,12 +280,12 @@ unsigned int LosingFileCalls::MoveFile(PathText from, PathText to) {
     return error;
 }
 
-unsigned int LosingFileCalls::DeleteFile(PathText path) {
+unsigned int LosingFileCalls::DeleteFile(EntryPath path) {
     std::lock_guard const guard(mutex);
-    if (FindDevice(path) == nullptr)
+    Path const name = GetPath(path);
+    if (FindDevice(name) == nullptr)
         return ForwardingFileCalls::DeleteFile(path);
     Count(false);
-    Path const name(path);
     bool const isThere = Exists(name);
     ContentPtr const content = isThere ? GetContent(name) : nullptr;
     unsigned int const error = ForwardingFileCalls::DeleteFile(path);
@@ -287,23 +296,25 @@ unsigned int LosingFileCalls::DeleteFile(PathText path) {
     return error;
 }
 
-unsigned int LosingFileCalls::CreateDirectory(PathText path) {
+unsigned int LosingFileCalls::CreateDirectory(EntryPath path) {
     std::lock_guard const guard(mutex);
-    if (FindDevice(path) != nullptr)
+    Path const name = GetPath(path);
+    if (FindDevice(name) != nullptr)
         Count(false);
     unsigned int const error = ForwardingFileCalls::CreateDirectory(path);
-    if (error == IO::FileError::None && FindDevice(path) != nullptr)
-        AddStep({Step::Kind::FolderCame, Path(path), {}, nullptr});
+    if (error == IO::FileError::None && FindDevice(name) != nullptr)
+        AddStep({Step::Kind::FolderCame, name, {}, nullptr});
     return error;
 }
 
-unsigned int LosingFileCalls::RemoveDirectory(PathText path) {
+unsigned int LosingFileCalls::RemoveDirectory(EntryPath path) {
     std::lock_guard const guard(mutex);
-    if (FindDevice(path) != nullptr)
+    Path const name = GetPath(path);
+    if (FindDevice(name) != nullptr)
         Count(false);
     unsigned int const error = ForwardingFileCalls::RemoveDirectory(path);
-    if (error == IO::FileError::None && FindDevice(path) != nullptr)
-        AddStep({Step::Kind::FolderWent, Path(path), {}, nullptr});
+    if (error == IO::FileError::None && FindDevice(name) != nullptr)
+        AddStep({Step::Kind::FolderWent, name, {}, nullptr});
     return error;
 }
 
@@ -334,7 +345,7 @@ void LosingFileCalls::End() {
 void LosingFileCalls::CloseAll() {
     for (auto const & [handle, file] : files)
         ForwardingFileCalls::CloseHandle(handle);
-    for (FindHandle const find : finds)
+    for (auto const & [find, path] : finds)
         ForwardingFileCalls::FindClose(find);
 }
 

@@ -52,6 +52,7 @@ public:
     /// Ends at the `n`-th call from now on, from 1, among those that change something or flush.
     void EndAt(unsigned int n, EndOf what, unsigned int seed);
 
+    using EntryPath = IO::EntryPath;
     using PathText = IO::PathText;
     using FileHandle = IO::FileHandle;
     using FindHandle = IO::FindHandle;
@@ -60,7 +61,7 @@ public:
                             unsigned int disposition, unsigned int attributes,
                             FileHandle * file) override;
     unsigned int CloseHandle(FileHandle file) override;
-    unsigned int FindFirstFile(PathText path, FindHandle * find, IO::FindData * data) override;
+    unsigned int OpenFolder(EntryPath folder, IO::FolderUse use, FindHandle * find) override;
     unsigned int FindClose(FindHandle find) override;
     unsigned int ReadFile(FileHandle file, char * destination, unsigned int count,
                           unsigned int * read) override;
@@ -70,11 +71,11 @@ public:
     unsigned int FlushFileBuffers(FileHandle file) override;
     unsigned int SetFilePointerEx(FileHandle file, long long offset, unsigned long long * position,
                                   unsigned int origin) override;
-    unsigned int CopyFile(PathText from, PathText to) override;
+    unsigned int CopyFile(EntryPath from, EntryPath to) override;
     unsigned int MoveFile(PathText from, PathText to) override;
-    unsigned int DeleteFile(PathText path) override;
-    unsigned int CreateDirectory(PathText path) override;
-    unsigned int RemoveDirectory(PathText path) override;
+    unsigned int DeleteFile(EntryPath path) override;
+    unsigned int CreateDirectory(EntryPath path) override;
+    unsigned int RemoveDirectory(EntryPath path) override;
     unsigned int CreateShellLink(PathText path, PathText target, PathText description) override;
 
 private:
@@ -111,6 +112,8 @@ private:
     enum class Turn { Make, MakeInPart };
     Turn Count(bool canBeCut);
 
+    /// The whole path of an entry.
+    Path GetPath(EntryPath entry) const;
     Device * FindDevice(PathText path);
     ContentPtr GetContent(Path const & path);
     void AddStep(Step step);
@@ -128,8 +131,8 @@ private:
     std::vector<Device> devices;
     std::map<Path, ContentPtr> contents; // of the files that were written or copied, by their names
     std::map<FileHandle, OpenFile> files;
-    std::set<FindHandle> finds;
-    unsigned int untilEnd = 0; // 0: not at all
+    std::map<FindHandle, Path> finds; // the folders that are held open
+    unsigned int untilEnd = 0;        // 0: not at all
     EndOf ending = EndOf::Process;
     std::mt19937 random;
 };

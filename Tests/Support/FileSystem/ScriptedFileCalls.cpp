@@ -76,7 +76,14 @@ void ScriptedFileCalls::ResetCounts() {
     std::fill(std::begin(counts), std::end(counts), 0);
 }
 
+void ScriptedFileCalls::Before(unsigned int n, std::function<void()> newAction) {
+    untilAction = n;
+    action = std::move(newAction);
+}
+
 bool ScriptedFileCalls::Meets(FileCall kind) {
+    if (untilAction != 0 && --untilAction == 0)
+        action();
     ++counts[static_cast<unsigned int>(kind)];
     ++counts[static_cast<unsigned int>(FileCall::Any)];
     if (failing != FileCall::Any && failing != kind)
@@ -88,13 +95,13 @@ bool ScriptedFileCalls::Meets(FileCall kind) {
     return true;
 }
 
-unsigned int ScriptedFileCalls::SetFileAttributes(PathText path, unsigned int attributes) {
+unsigned int ScriptedFileCalls::SetFileAttributes(EntryPath path, unsigned int attributes) {
     if (Meets(FileCall::SetFileAttributes))
         return failure;
     return ForwardingFileCalls::SetFileAttributes(path, attributes);
 }
 
-unsigned int ScriptedFileCalls::GetFileAttributes(PathText path, unsigned int * attributes) {
+unsigned int ScriptedFileCalls::GetFileAttributes(EntryPath path, unsigned int * attributes) {
     if (Meets(FileCall::GetFileAttributes)) {
         *attributes = 0;
         return failure;
@@ -111,14 +118,26 @@ unsigned int ScriptedFileCalls::GetDiskFreeSpaceEx(PathText folder,
     return ForwardingFileCalls::GetDiskFreeSpaceEx(folder, available);
 }
 
-unsigned int ScriptedFileCalls::FindFirstFile(PathText path, FindHandle * find, FindData * data) {
-    if (Meets(FileCall::FindFirstFile)) {
+unsigned int ScriptedFileCalls::FindFirstFile(PathText path, FindData * data) {
+    if (Meets(FileCall::FindFirstFile))
+        return failure;
+    return ForwardingFileCalls::FindFirstFile(path, data);
+}
+
+unsigned int ScriptedFileCalls::OpenFolder(EntryPath folder, IO::FolderUse use, FindHandle * find) {
+    if (Meets(FileCall::OpenFolder)) {
         *find = nullptr;
         return failure;
     }
-    unsigned int const error = ForwardingFileCalls::FindFirstFile(path, find, data);
+    unsigned int const error = ForwardingFileCalls::OpenFolder(folder, use, find);
     open += error == IO::FileError::None;
     return error;
+}
+
+unsigned int ScriptedFileCalls::GetFolderId(FindHandle find, IO::FolderId * id) {
+    if (Meets(FileCall::GetFolderId))
+        return failure;
+    return ForwardingFileCalls::GetFolderId(find, id);
 }
 
 unsigned int ScriptedFileCalls::FindNextFile(FindHandle find, FindData * data) {
@@ -160,7 +179,7 @@ unsigned int ScriptedFileCalls::CloseHandle(FileHandle file) {
     return fails ? failure.load() : error;
 }
 
-unsigned int ScriptedFileCalls::CopyFile(PathText from, PathText to) {
+unsigned int ScriptedFileCalls::CopyFile(EntryPath from, EntryPath to) {
     if (Meets(FileCall::CopyFile))
         return failure;
     return ForwardingFileCalls::CopyFile(from, to);
@@ -172,19 +191,19 @@ unsigned int ScriptedFileCalls::MoveFile(PathText from, PathText to) {
     return ForwardingFileCalls::MoveFile(from, to);
 }
 
-unsigned int ScriptedFileCalls::DeleteFile(PathText path) {
+unsigned int ScriptedFileCalls::DeleteFile(EntryPath path) {
     if (Meets(FileCall::DeleteFile))
         return failure;
     return ForwardingFileCalls::DeleteFile(path);
 }
 
-unsigned int ScriptedFileCalls::CreateDirectory(PathText path) {
+unsigned int ScriptedFileCalls::CreateDirectory(EntryPath path) {
     if (Meets(FileCall::CreateDirectory))
         return failure;
     return ForwardingFileCalls::CreateDirectory(path);
 }
 
-unsigned int ScriptedFileCalls::RemoveDirectory(PathText path) {
+unsigned int ScriptedFileCalls::RemoveDirectory(EntryPath path) {
     if (Meets(FileCall::RemoveDirectory))
         return failure;
     return ForwardingFileCalls::RemoveDirectory(path);

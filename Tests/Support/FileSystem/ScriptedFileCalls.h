@@ -9,6 +9,7 @@
 
 namespace Tests {
 
+using IO::EntryPath;
 using IO::FileHandle;
 using IO::FindData;
 using IO::FindHandle;
@@ -22,6 +23,8 @@ enum class FileCall : unsigned int {
     GetFileAttributes,
     GetDiskFreeSpaceEx,
     FindFirstFile,
+    OpenFolder,
+    GetFolderId,
     FindNextFile,
     LookAtFound,
     FindClose,
@@ -79,16 +82,20 @@ public:
     /// Nothing fails any more. Answers whether a fault was met since Fail.
     bool Clear();
 
+    /// Does something before the `n`-th call (from 1) of any kind from now on.
+    void Before(unsigned int n, std::function<void()> action);
     /// Calls of the kind since the beginning, or since ResetCounts.
     unsigned int Count(FileCall kind) const;
     void ResetCounts();
     /// Files and enumerations that were opened here and not closed yet.
     long long CountOpen() const { return open; }
 
-    unsigned int SetFileAttributes(PathText path, unsigned int attributes) override;
-    unsigned int GetFileAttributes(PathText path, unsigned int * attributes) override;
+    unsigned int SetFileAttributes(EntryPath path, unsigned int attributes) override;
+    unsigned int GetFileAttributes(EntryPath path, unsigned int * attributes) override;
     unsigned int GetDiskFreeSpaceEx(PathText folder, unsigned long long * available) override;
-    unsigned int FindFirstFile(PathText path, FindHandle * find, FindData * data) override;
+    unsigned int FindFirstFile(PathText path, FindData * data) override;
+    unsigned int OpenFolder(EntryPath folder, IO::FolderUse use, FindHandle * find) override;
+    unsigned int GetFolderId(FindHandle find, IO::FolderId * id) override;
     unsigned int FindNextFile(FindHandle find, FindData * data) override;
     unsigned int LookAtFound(FindHandle find, FindData * data) override;
     unsigned int FindClose(FindHandle find) override;
@@ -96,11 +103,11 @@ public:
                             unsigned int disposition, unsigned int attributes,
                             FileHandle * file) override;
     unsigned int CloseHandle(FileHandle file) override;
-    unsigned int CopyFile(PathText from, PathText to) override;
+    unsigned int CopyFile(EntryPath from, EntryPath to) override;
     unsigned int MoveFile(PathText from, PathText to) override;
-    unsigned int DeleteFile(PathText path) override;
-    unsigned int CreateDirectory(PathText path) override;
-    unsigned int RemoveDirectory(PathText path) override;
+    unsigned int DeleteFile(EntryPath path) override;
+    unsigned int CreateDirectory(EntryPath path) override;
+    unsigned int RemoveDirectory(EntryPath path) override;
     unsigned int SetFileTime(FileHandle file, unsigned long long const * creationTime,
                              unsigned long long const * lastWriteTime) override;
     unsigned int GetSystemDirectory(TextBuffer * path) override;
@@ -126,6 +133,9 @@ public:
 
 private:
     bool Meets(FileCall kind);
+
+    unsigned int untilAction = 0; // 0: there is none to come
+    std::function<void()> action;
 
     std::atomic<unsigned int> counts[static_cast<unsigned int>(FileCall::Any) + 1] = {};
     std::atomic<long long> open = 0;

@@ -103,7 +103,7 @@ struct FolderNames::Folder {
     bool Is(struct stat const & info) const {
         return inode == info.st_ino && device == info.st_dev;
     }
-    bool Read(char const * path, unsigned int capacity);
+    bool Read(int at, char const * path, unsigned int capacity);
 };
 
 namespace {
@@ -214,9 +214,9 @@ void FolderNames::Enter(struct stat const & info, std::string_view name, bool ad
 }
 
 // False: there is no reading it, it changed meanwhile, or, with errno at 0, it does not fit.
-bool FolderNames::Folder::Read(char const * path, unsigned int capacity) {
+bool FolderNames::Folder::Read(int at, char const * path, unsigned int capacity) {
     hashes.Clear(capacity);
-    FolderReader reader(OpenFolder(path));
+    FolderReader reader(OpenFolder(at, path));
     struct stat before;
     if (!reader.IsOpen() || ::fstat(reader.GetDescriptor(), &before) != 0)
         return false;
@@ -236,7 +236,7 @@ bool FolderNames::Folder::Read(char const * path, unsigned int capacity) {
     return ToNanoseconds(before.st_ctim) == changeTime;
 }
 
-FolderNames::Folder * FolderNames::Remember(char const * path, struct stat const & info) {
+FolderNames::Folder * FolderNames::Remember(int at, char const * path, struct stat const & info) {
     Folder & folder = Choose(info);
     unsigned int capacity = FirstCapacity;
     if (folder.Is(info))
@@ -246,7 +246,7 @@ FolderNames::Folder * FolderNames::Remember(char const * path, struct stat const
     long long const begin = GetNow(CLOCK_MONOTONIC);
     bool isRead = false;
     for (errno = 0; !isRead && errno == 0 && capacity <= TableSize; capacity *= 2)
-        isRead = folder.Read(path, capacity);
+        isRead = folder.Read(at, path, capacity);
     if (!isRead)
         return nullptr;
     folder.readAt = GetNow(CLOCK_MONOTONIC);
@@ -256,25 +256,26 @@ FolderNames::Folder * FolderNames::Remember(char const * path, struct stat const
     return &folder;
 }
 
-bool FolderNames::MayContain(char const * path, struct stat const & info, std::string_view name) {
+bool FolderNames::MayContain(int at, char const * path, struct stat const & info,
+                             std::string_view name) {
     Folder * folder = FindCurrent(info);
     if (folder == nullptr)
-        folder = Remember(path, info);
+        folder = Remember(at, path, info);
     if (folder == nullptr)
         return true;
     folder->lastUse = ++uses;
     return folder->hashes.Contains(HashNameUpperCased(name));
 }
 
-bool FolderNames::FindInFolder(char const * folder, struct stat const & info, std::string_view name,
-                               BytePath * found) {
+bool FolderNames::FindInFolder(int at, char const * folder, struct stat const & info,
+                               std::string_view name, BytePath * found) {
     found->Truncate(0);
-    if (name.size() > MaxNameBytes || !MayContain(folder, info, name))
+    if (name.size() > MaxNameBytes || !MayContain(at, folder, info, name))
         return false;
     char16_t units[MaxNameBytes + 1];
     TextBuffer text{units, MaxNameBytes + 1, 0};
     AppendPortableName(name, &text);
-    FolderReader reader(OpenFolder(folder));
+    FolderReader reader(OpenFolder(at, folder));
     FolderReader::Entry entry;
     while (reader.IsOpen() && reader.Next(&entry)) {
         if (entry.name == name) {
@@ -294,7 +295,8 @@ unsigned int FolderNames::CorrectName(BytePath * path, unsigned int name, unsign
     BytePath folder;
     BytePath found;
     Copy(path->GetText().substr(0, GetFolderLength(name)), &folder);
-    if (!FindInFolder(folder.text, info, path->GetText().substr(name, end - name), &found) ||
+    std::string_view const wanted = path->GetText().substr(name, end - name);
+    if (!FindInFolder(AT_FDCWD, folder.text, info, wanted, &found) ||
         !path->Replace(name, end - name, found.GetText()))
         return 0;
     return name + found.length;
@@ -331,26 +333,34 @@ unsigned int FolderNames::FindSpelling(BytePath * path, unsigned int rootLength)
     }
 }
 
-FolderChange::FolderChange(BytePath * path, unsigned int rootLength)
-    : names(FolderNames::Get()), guard(names.GetLock()), path(path), rootLength(rootLength) {}
+FolderChange::FolderChange(NativeEntry * entry)
+    : names(FolderNames::Get()), guard(names.GetLock()), entry(entry) {}
 
 std::string_view FolderChange::GetName() const {
-    return path->GetText().substr(FindLastName(*path));
+    return entry->path.GetText().substr(FindLastName(entry->path));
+}
+
+// A folder that is held open stands for itself, whatever its path leads to by now.
+bool FolderChange::LookAtFolder() {
+    if (folder.length == 0) {
+        bool const isHeld = entry->at != AT_FDCWD;
+        unsigned int const length = isHeld ? 0 : GetFolderLength(FindLastName(entry->path));
+        Copy(isHeld ? "." : entry->path.GetText().substr(0, length), &folder);
+    }
+    return ::fstatat(entry->at, folder.text, &info, 0) == 0;
 }
 
 unsigned int FolderChange::FindFolder() {
     // The root of a drive has no name of its own; whatever is to be made, it is there already.
-    if (path->length <= rootLength)
+    if (entry->path.length <= entry->rootLength)
         return FileError::AlreadyExists;
-    unsigned int const name = FindLastName(*path);
-    Copy(path->GetText().substr(0, GetFolderLength(name)), &folder);
-    if (::stat(folder.text, &info) != 0) {
-        if (errno != ENOENT)
+    if (!LookAtFolder()) {
+        if (errno != ENOENT || entry->at != AT_FDCWD)
             return GetLastFileError();
-        if (names.FindSpelling(&folder, rootLength) != FileError::None ||
-            ::stat(folder.text, &info) != 0)
+        unsigned int const length = folder.length;
+        if (names.FindSpelling(&folder, entry->rootLength) != FileError::None || !LookAtFolder())
             return FileError::PathNotFound;
-        if (!path->Replace(0, GetFolderLength(name), folder.GetText()))
+        if (!entry->path.Replace(0, length, folder.GetText()))
             return FileError::NameTooLong;
     }
     return S_ISDIR(info.st_mode) ? FileError::None : FileError::PathNotFound;
@@ -358,7 +368,7 @@ unsigned int FolderChange::FindFolder() {
 
 bool FolderChange::HasOtherSpelling(BytePath * other) {
     BytePath found;
-    bool const isThere = names.FindInFolder(folder.text, info, GetName(), &found);
+    bool const isThere = names.FindInFolder(entry->at, folder.text, info, GetName(), &found);
     isCurrent = names.IsCurrent(info);
     if (!isThere || found.GetText() == GetName())
         return false;
@@ -367,13 +377,12 @@ bool FolderChange::HasOtherSpelling(BytePath * other) {
 }
 
 void FolderChange::Prepare() {
-    Copy(path->GetText().substr(0, GetFolderLength(FindLastName(*path))), &folder);
-    isCurrent = names.IsInUse() && ::stat(folder.text, &info) == 0 && names.IsCurrent(info);
+    isCurrent = names.IsInUse() && LookAtFolder() && names.IsCurrent(info);
 }
 
 void FolderChange::Changed(bool added) {
     int const before = errno;
-    if (isCurrent && ::stat(folder.text, &info) == 0)
+    if (isCurrent && LookAtFolder())
         names.Enter(info, GetName(), added);
     errno = before;
 }

@@ -3,12 +3,20 @@
 #include <Kestrel/Location/Platform/NativeText.h>
 #include <Kestrel/Location/Platform/Posix/ErrorMapping.h>
 
+#include <fcntl.h>
 #include <mutex>
 #include <span>
 #include <string_view>
 #include <sys/stat.h>
 
 namespace IO {
+
+/// Where an entry lies for the system's calls: a path, or one name in an open folder.
+struct NativeEntry {
+    BytePath path;
+    unsigned int rootLength = 0; // how much of the path stands for the drive or share
+    int at = AT_FDCWD;
+};
 
 /// Tells whether a folder holds a name in another spelling, without reading the folder each time.
 ///
@@ -43,7 +51,7 @@ public:
 
     /// The spelling in which the folder holds the name: `name` itself, or else the first in the
     /// order of bytes. False: it holds none, or cannot be read.
-    bool FindInFolder(char const * folder, struct stat const & info, std::string_view name,
+    bool FindInFolder(int at, char const * folder, struct stat const & info, std::string_view name,
                       BytePath * found);
 
     /// Whether any folder is remembered, so that a change may have to be entered.
@@ -61,8 +69,8 @@ private:
     Folder * Find(struct stat const & info) const;
     Folder * FindCurrent(struct stat const & info) const;
     Folder & Choose(struct stat const & info) const;
-    Folder * Remember(char const * path, struct stat const & info);
-    bool MayContain(char const * folder, struct stat const & info, std::string_view name);
+    Folder * Remember(int at, char const * path, struct stat const & info);
+    bool MayContain(int at, char const * folder, struct stat const & info, std::string_view name);
     unsigned int CorrectName(BytePath * path, unsigned int name, unsigned int end,
                              struct stat const & info);
 
@@ -76,8 +84,8 @@ private:
 /// and enters the change there.
 class FolderChange {
 public:
-    /// `path` leads to the entry; its folder's part is corrected in place.
-    FolderChange(BytePath * path, unsigned int rootLength);
+    /// The folder's part of the entry's path is corrected in place.
+    explicit FolderChange(NativeEntry * entry);
 
     /// For an entry about to be made: an error when the folder is not there.
     unsigned int FindFolder();
@@ -95,28 +103,28 @@ public:
 
 private:
     void Changed(bool added);
+    bool LookAtFolder();
 
     FolderNames & names;
     std::lock_guard<std::recursive_mutex> guard;
-    BytePath * path;
-    unsigned int rootLength;
-    BytePath folder;
+    NativeEntry * entry;
+    BytePath folder;       // from where the entry lies
     struct stat info = {}; // of the folder, before the change
     bool isCurrent = false;
 };
 
 /// Makes something with a name of its own. What stands there already under the name, in any
-/// spelling, gives `exists`. `make` gets the path and answers false with errno.
+/// spelling, gives `exists`. `make` gets what openat takes and returns false with errno.
 template <typename Make>
-unsigned int MakeEntry(BytePath * path, unsigned int rootLength, unsigned int exists, Make make) {
-    FolderChange change(path, rootLength);
+unsigned int MakeEntry(NativeEntry * entry, unsigned int exists, Make make) {
+    FolderChange change(entry);
     unsigned int const error = change.FindFolder();
     if (error != FileError::None)
         return error == FileError::AlreadyExists ? exists : error;
     BytePath other;
     if (change.HasOtherSpelling(&other))
         return exists;
-    if (!make(path->text))
+    if (!make(entry->at, entry->path.text))
         return errno == EEXIST ? exists : GetLastFileError();
     change.Added();
     return FileError::None;

@@ -37,8 +37,8 @@ FolderReader::Type FolderReader::FindType(char const * name, unsigned char type)
     return type == DT_DIR ? Type::Folder : type == DT_LNK ? Type::Link : Type::Other;
 }
 
-int OpenFolder(char const * path) {
-    return Retry([path] { return ::open(path, O_RDONLY | O_DIRECTORY | O_CLOEXEC); });
+int OpenFolder(int at, char const * path, int more) {
+    return Retry([=] { return ::openat(at, path, O_RDONLY | O_DIRECTORY | O_CLOEXEC | more); });
 }
 
 } // namespace IO

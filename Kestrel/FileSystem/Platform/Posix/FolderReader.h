@@ -39,7 +39,7 @@ private:
     alignas(8) char buffer[32768];
 };
 
-/// Opens a folder for a reader; below 0 with errno set.
-int OpenFolder(char const * path);
+/// Opens a folder for a reader; below 0 with errno set. `at` and `more` are those of openat.
+int OpenFolder(int at, char const * path, int more = 0);
 
 } // namespace IO

@@ -18,10 +18,10 @@ bool IsProtected(struct stat const & info) {
 
 // Calls `change` while nobody can open the file; entries of other kinds cannot be in use.
 template <typename Change>
-unsigned int WhileUnused(struct stat const & info, char const * path, Change change) {
+unsigned int WhileUnused(struct stat const & info, NativeEntry const & entry, Change change) {
     std::optional<InUseGuard> guard;
     if (S_ISREG(info.st_mode)) {
-        guard.emplace(path);
+        guard.emplace(entry.at, entry.path.text);
         if (guard->GetError() != FileError::None)
             return guard->GetError();
     }
@@ -58,10 +58,16 @@ bool RenameToFreeName(char const * from, char const * to) {
 // A copy that is there before all of it is goes again.
 class HalfCopy {
 public:
-    HalfCopy(char const * path, int descriptor) : path(path), file(descriptor) {}
+    HalfCopy(NativeEntry const & entry, int descriptor) : entry(entry), file(descriptor) {
+        isKnown = ::fstat(descriptor, &info) == 0;
+    }
     ~HalfCopy() {
-        if (isHalf)
-            ::unlink(path);
+        struct stat now;
+        // Not what somebody else has put there meanwhile.
+        if (isHalf && isKnown &&
+            ::fstatat(entry.at, entry.path.text, &now, AT_SYMLINK_NOFOLLOW) == 0 &&
+            now.st_ino == info.st_ino && now.st_dev == info.st_dev)
+            ::unlinkat(entry.at, entry.path.text, 0);
     }
     HalfCopy(HalfCopy const &) = delete;
     HalfCopy & operator=(HalfCopy const &) = delete;
@@ -73,8 +79,10 @@ public:
     }
 
 private:
-    char const * path;
+    NativeEntry const & entry;
     Descriptor file;
+    struct stat info;
+    bool isKnown;
     bool isHalf = true;
 };
 
@@ -85,8 +93,9 @@ void SetCopyAttributes(int copy, struct stat const & source) {
     (void)::fchmod(copy, source.st_mode & 0777);
 }
 
-unsigned int FillCopy(int from, struct stat const & source, char const * path, int descriptor) {
-    HalfCopy copy(path, descriptor);
+unsigned int FillCopy(int from, struct stat const & source, NativeEntry const & target,
+                      int descriptor) {
+    HalfCopy copy(target, descriptor);
     ShareLock::Find(FileAccess::Write, FileShare::None)->Take(copy.GetDescriptor());
     unsigned int const error = CopyContent(from, copy.GetDescriptor());
     if (error != FileError::None)
@@ -97,41 +106,41 @@ unsigned int FillCopy(int from, struct stat const & source, char const * path, i
 
 } // namespace
 
-unsigned int PosixFileCalls::DeleteFile(PathText path) {
-    BytePath native;
+unsigned int PosixFileCalls::DeleteFile(EntryPath path) {
+    NativeEntry native;
     struct stat info;
     unsigned int error = FindEntry(path, &native, &info);
     if (error != FileError::None)
         return error;
     if (S_ISDIR(info.st_mode) || IsProtected(info))
         return FileError::AccessDenied;
-    FolderChange change(&native, 0);
+    FolderChange change(&native);
     change.Prepare();
-    error = WhileUnused(info, native.text, [&] { return ::unlink(native.text) == 0; });
+    error =
+        WhileUnused(info, native, [&] { return ::unlinkat(native.at, native.path.text, 0) == 0; });
     if (error == FileError::None)
         change.Removed();
     return error;
 }
 
-unsigned int PosixFileCalls::CreateDirectory(PathText path) {
-    BytePath native;
-    unsigned int rootLength;
-    unsigned int const error = drives.ToNative(path, &native, &rootLength);
+unsigned int PosixFileCalls::CreateDirectory(EntryPath path) {
+    NativeEntry native;
+    unsigned int const error = ToNative(path, &native);
     if (error != FileError::None)
         return error;
-    return MakeEntry(&native, rootLength, FileError::AlreadyExists,
-                     [](char const * entry) { return ::mkdir(entry, 0777) == 0; });
+    return MakeEntry(&native, FileError::AlreadyExists,
+                     [](int at, char const * entry) { return ::mkdirat(at, entry, 0777) == 0; });
 }
 
-unsigned int PosixFileCalls::RemoveDirectory(PathText path) {
-    BytePath native;
+unsigned int PosixFileCalls::RemoveDirectory(EntryPath path) {
+    NativeEntry native;
     struct stat info;
     unsigned int const error = FindEntry(path, &native, &info);
     if (error != FileError::None)
         return error;
-    FolderChange change(&native, 0);
+    FolderChange change(&native);
     change.Prepare();
-    if (::rmdir(native.text) == 0) {
+    if (::unlinkat(native.at, native.path.text, AT_REMOVEDIR) == 0) {
         change.Removed();
         return FileError::None;
     }
@@ -141,29 +150,28 @@ unsigned int PosixFileCalls::RemoveDirectory(PathText path) {
 }
 
 unsigned int PosixFileCalls::MoveFile(PathText from, PathText to) {
-    BytePath source;
-    BytePath target;
+    NativeEntry source;
+    NativeEntry target;
     BytePath other;
     struct stat info;
-    unsigned int rootLength;
     unsigned int error = FindEntry(from, &source, &info);
     if (error == FileError::None)
-        error = drives.ToNative(to, &target, &rootLength);
+        error = ToNative(to, &target);
     if (error != FileError::None)
         return error;
-    FolderChange arrival(&target, rootLength);
+    FolderChange arrival(&target);
     error = arrival.FindFolder();
     if (error != FileError::None)
         return error;
-    if (source.GetText() == target.GetText())
+    if (source.path.GetText() == target.path.GetText())
         return FileError::None;
     // An entry may change the case of its own name.
-    if (arrival.HasOtherSpelling(&other) && other.GetText() != source.GetText())
+    if (arrival.HasOtherSpelling(&other) && other.GetText() != source.path.GetText())
         return FileError::AlreadyExists;
-    FolderChange departure(&source, 0);
+    FolderChange departure(&source);
     departure.Prepare();
-    error =
-        WhileUnused(info, source.text, [&] { return RenameToFreeName(source.text, target.text); });
+    error = WhileUnused(info, source,
+                        [&] { return RenameToFreeName(source.path.text, target.path.text); });
     if (error == FileError::None) {
         departure.Removed();
         arrival.Added();
@@ -171,36 +179,37 @@ unsigned int PosixFileCalls::MoveFile(PathText from, PathText to) {
     return error == FileError::FileExists ? FileError::AlreadyExists : error;
 }
 
-unsigned int PosixFileCalls::CopyFile(PathText from, PathText to) {
-    BytePath source;
-    BytePath target;
+unsigned int PosixFileCalls::CopyFile(EntryPath from, EntryPath to) {
+    NativeEntry source;
+    NativeEntry target;
     struct stat info;
-    unsigned int rootLength;
     unsigned int error = FindEntry(from, &source, &info);
     if (error == FileError::None)
-        error = drives.ToNative(to, &target, &rootLength);
+        error = ToNative(to, &target);
     if (error != FileError::None)
         return error;
     if (S_ISLNK(info.st_mode))
-        return CopyLink(source, &target, rootLength);
+        return CopyLink(source, &target);
     if (S_ISDIR(info.st_mode))
         return FileError::AccessDenied;
     if (!S_ISREG(info.st_mode)) // a device or a pipe may have no end
         return FileError::NotSupported;
     Opening const opening{FileAccess::Read, FileDisposition::OpenExisting, 0,
                           ShareLock::Find(FileAccess::Read, FileShare::Read | FileShare::Write)};
-    Descriptor const file(opening.Open(source.text, 0));
-    if (!file.IsOpen())
+    Descriptor const file(opening.Open(source.at, source.path.text, O_NOFOLLOW));
+    if (!file.IsOpen() || ::fstat(file.Get(), &info) != 0)
         return GetLastFileError();
+    if (!S_ISREG(info.st_mode)) // it was replaced meanwhile
+        return FileError::NotSupported;
     error = opening.Admit(file.Get());
     if (error != FileError::None)
         return error;
     int copy = -1;
-    error = MakeEntry(&target, rootLength, FileError::FileExists, [&copy](char const * entry) {
+    error = MakeEntry(&target, FileError::FileExists, [&copy](int at, char const * entry) {
         constexpr int flags = O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC;
-        return (copy = Retry([=] { return ::open(entry, flags, 0600); })) >= 0;
+        return (copy = Retry([=] { return ::openat(at, entry, flags, 0600); })) >= 0;
     });
-    return error == FileError::None ? FillCopy(file.Get(), info, target.text, copy) : error;
+    return error == FileError::None ? FillCopy(file.Get(), info, target, copy) : error;
 }
 
 } // namespace IO

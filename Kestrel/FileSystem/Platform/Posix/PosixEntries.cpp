@@ -4,14 +4,12 @@
 #include <Kestrel/Root/Memory.h>
 
 #include <algorithm>
+#include <cstdint>
 #include <fcntl.h>
 #include <sys/stat.h>
 
 namespace IO {
 namespace {
-
-// What FindFirstFile hands out for one entry: there is nothing to go on with.
-char oneEntry;
 
 unsigned int ToAttributes(mode_t mode) {
     if (S_ISDIR(mode))
@@ -37,11 +35,13 @@ bool SetName(std::string_view name, FindData * data) {
     return fits;
 }
 
-// The folder of a path whose last name is "*"; empty for another.
-PathText GetSearchedFolder(PathText path) {
-    bool const isSearch = path.size() >= 2 && path.back() == u'*' &&
-                          (path[path.size() - 2] == u'\\' || path[path.size() - 2] == u'/');
-    return isSearch ? path.substr(0, path.size() - 1) : PathText();
+// A folder that is held open is its descriptor, marked by the lowest bit, or a search.
+FindHandle MakeBase(int descriptor) {
+    return reinterpret_cast<FindHandle>(static_cast<std::uintptr_t>(descriptor) << 1 | 1);
+}
+
+bool IsBase(FindHandle find) {
+    return (reinterpret_cast<std::uintptr_t>(find) & 1) != 0;
 }
 
 struct Search : Mu::Allocated {
@@ -61,15 +61,49 @@ unsigned int GetNext(Search * search, FindData * data) {
     return SetName(entry.name, data) ? FileError::None : FileError::NameTooLong;
 }
 
-} // namespace
-
-unsigned int PosixFileCalls::FindEntry(PathText path, BytePath * native, struct stat * info) const {
-    return OnEntry(path, native, [info](char const * entry) { return ::lstat(entry, info) == 0; });
+int GetFolder(FindHandle find) {
+    if (!IsBase(find))
+        return static_cast<Search *>(find)->reader.GetDescriptor();
+    return static_cast<int>(reinterpret_cast<std::uintptr_t>(find) >> 1);
 }
 
-unsigned int PosixFileCalls::GetFileAttributes(PathText path, unsigned int * attributes) {
+// A folder that may not be listed can still be worked in.
+int OpenForUse(int at, char const * path, FolderUse use) {
+    int const more = at != AT_FDCWD ? O_NOFOLLOW : 0;
+    return OpenFolder(at, path, use == FolderUse::List ? more : more | O_PATH);
+}
+
+unsigned int StartSearch(int descriptor, FindHandle * find) {
+    void * const block = Mu::NewOperator(sizeof(Search));
+    if (block == nullptr) {
+        Descriptor const closed(descriptor);
+        return FileError::NotEnoughMemory;
+    }
+    *find = new (block) Search(descriptor);
+    return FileError::None;
+}
+
+} // namespace
+
+unsigned int PosixFileCalls::ToNative(EntryPath path, NativeEntry * native) const {
+    if (path.in == nullptr)
+        return drives.ToNative(path.text, &native->path, &native->rootLength);
+    bool const isName = !path.text.empty() && path.text != u"." && path.text != u".." &&
+                        path.text.find_first_of(u"\\/") == PathText::npos;
+    native->at = GetFolder(path.in);
+    return isName ? AppendNativeName(path.text, &native->path) : FileError::InvalidName;
+}
+
+unsigned int PosixFileCalls::FindEntry(EntryPath path, NativeEntry * native,
+                                       struct stat * info) const {
+    return OnEntry(path, native, [info](int at, char const * entry) {
+        return ::fstatat(at, entry, info, AT_SYMLINK_NOFOLLOW) == 0;
+    });
+}
+
+unsigned int PosixFileCalls::GetFileAttributes(EntryPath path, unsigned int * attributes) {
     *attributes = 0;
-    BytePath native;
+    NativeEntry native;
     struct stat info;
     unsigned int const error = FindEntry(path, &native, &info);
     if (error == FileError::None)
@@ -77,23 +111,11 @@ unsigned int PosixFileCalls::GetFileAttributes(PathText path, unsigned int * att
     return error;
 }
 
-unsigned int PosixFileCalls::FindFirstFile(PathText path, FindHandle * find, FindData * data) {
-    *find = nullptr;
-    PathText const folder = GetSearchedFolder(path);
-    if (!folder.empty())
-        return FindAll(folder, find, data);
-    unsigned int const error = FindOne(path, data);
-    if (error == FileError::None)
-        *find = &oneEntry;
-    return error;
-}
-
-unsigned int PosixFileCalls::FindOne(PathText path, FindData * data) const {
-    BytePath native;
+unsigned int PosixFileCalls::FindFirstFile(PathText path, FindData * data) {
+    NativeEntry native;
     struct statx info;
-    unsigned int const error = OnEntry(path, &native, [&info](char const * entry) {
-        return ::statx(AT_FDCWD, entry, AT_SYMLINK_NOFOLLOW, STATX_BASIC_STATS | STATX_BTIME,
-                       &info) == 0;
+    unsigned int const error = OnEntry(path, &native, [&info](int at, char const * entry) {
+        return ::statx(at, entry, AT_SYMLINK_NOFOLLOW, STATX_BASIC_STATS | STATX_BTIME, &info) == 0;
     });
     if (error != FileError::None)
         return error;
@@ -101,46 +123,46 @@ unsigned int PosixFileCalls::FindOne(PathText path, FindData * data) const {
     data->attributes = ToAttributes(info.stx_mode);
     bool const isLink = S_ISLNK(info.stx_mode);
     data->size = isLink ? std::max<unsigned long long>(info.stx_size, 1) : info.stx_size;
-    data->creationTime = GetCreationTime(native.text, info);
+    data->creationTime = GetCreationTime(native.path.text, info);
     data->lastWriteTime = FromSystemTime(info.stx_mtime.tv_sec, info.stx_mtime.tv_nsec);
-    std::string_view const text = native.GetText();
+    std::string_view const text = native.path.GetText();
     return SetName(text.substr(text.rfind('/') + 1), data) ? FileError::None
                                                            : FileError::NameTooLong;
 }
 
-unsigned int PosixFileCalls::FindAll(PathText folder, FindHandle * find, FindData * data) const {
-    BytePath native;
+unsigned int PosixFileCalls::OpenFolder(EntryPath folder, FolderUse use, FindHandle * find) {
+    *find = nullptr;
+    NativeEntry native;
     int descriptor = -1;
-    unsigned int error = OnEntry(folder, &native, [&descriptor](char const * entry) {
-        return (descriptor = OpenFolder(entry)) >= 0;
+    unsigned int const error = OnEntry(folder, &native, [&](int at, char const * entry) {
+        return (descriptor = OpenForUse(at, entry, use)) >= 0;
     });
-    if (error == FileError::FileNotFound) // what is looked into is no last name
-        return FileError::PathNotFound;
+    if (error == FileError::FileNotFound && folder.in == nullptr)
+        return FileError::PathNotFound; // what is looked into is no last name
     if (error != FileError::None)
         return error == FileError::PathNotFound && errno == ENOTDIR ? FileError::Directory : error;
-    void * const block = Mu::NewOperator(sizeof(Search));
-    if (block == nullptr) {
-        Descriptor const closed(descriptor);
-        return FileError::NotEnoughMemory;
-    }
-    Search * const search = new (block) Search(descriptor);
-    error = GetNext(search, data);
-    if (error == FileError::None)
-        *find = search;
-    else
-        delete search;
-    return error == FileError::NoMoreFiles ? FileError::FileNotFound : error;
+    if (use == FolderUse::List)
+        return StartSearch(descriptor, find);
+    *find = MakeBase(descriptor);
+    return FileError::None;
+}
+
+unsigned int PosixFileCalls::GetFolderId(FindHandle find, FolderId * id) {
+    struct stat info;
+    *id = {};
+    if (::fstat(GetFolder(find), &info) != 0)
+        return GetLastFileError();
+    *id = {info.st_dev, info.st_ino};
+    return FileError::None;
 }
 
 unsigned int PosixFileCalls::FindNextFile(FindHandle find, FindData * data) {
-    if (find == &oneEntry)
-        return FileError::NoMoreFiles;
+    if (IsBase(find))
+        return FileError::AccessDenied;
     return GetNext(static_cast<Search *>(find), data);
 }
 
 unsigned int PosixFileCalls::LookAtFound(FindHandle find, FindData * data) {
-    if (find == &oneEntry)
-        return FileError::None;
     Search const & search = *static_cast<Search *>(find);
     struct stat info;
     if (::fstatat(search.reader.GetDescriptor(), search.entry.name.data(), &info,
@@ -152,7 +174,9 @@ unsigned int PosixFileCalls::LookAtFound(FindHandle find, FindData * data) {
 }
 
 unsigned int PosixFileCalls::FindClose(FindHandle find) {
-    if (find != &oneEntry)
+    if (IsBase(find))
+        Descriptor const closed(GetFolder(find));
+    else
         delete static_cast<Search *>(find);
     return FileError::None;
 }

@@ -18,27 +18,28 @@ FileCalls & GetPlatformFileCalls() {
     return calls;
 }
 
-unsigned int PosixFileCalls::SetFileAttributes(PathText path, unsigned int attributes) {
-    BytePath native;
-    return OnEntry(path, &native, [attributes](char const * entry) {
+unsigned int PosixFileCalls::SetFileAttributes(EntryPath path, unsigned int attributes) {
+    NativeEntry native;
+    int const flags = path.in != nullptr ? AT_SYMLINK_NOFOLLOW : 0;
+    return OnEntry(path, &native, [attributes, flags](int at, char const * entry) {
         constexpr mode_t writing = S_IWUSR | S_IWGRP | S_IWOTH;
         struct stat info;
-        if (::stat(entry, &info) != 0)
+        if (::fstatat(at, entry, &info, flags) != 0)
             return false;
         bool const isProtected = (attributes & FileAttribute::ReadOnly) != 0;
         mode_t const before = info.st_mode & 07777;
         mode_t const mode = isProtected               ? before & ~writing
                             : (before & writing) == 0 ? before | S_IWUSR
                                                       : before;
-        return mode == before || ::chmod(entry, mode) == 0;
+        return mode == before || ::fchmodat(at, entry, mode, flags) == 0;
     });
 }
 
 unsigned int PosixFileCalls::GetDiskFreeSpaceEx(PathText folder, unsigned long long * available) {
     *available = 0;
     struct statvfs info;
-    BytePath native;
-    unsigned int const error = OnEntry(folder, &native, [&info](char const * entry) {
+    NativeEntry native;
+    unsigned int const error = OnEntry(folder, &native, [&info](int, char const * entry) {
         return Retry([&] { return ::statvfs(entry, &info); }) == 0;
     });
     if (error == FileError::None)
@@ -84,10 +85,10 @@ unsigned int PosixFileCalls::GetTempPath(TextBuffer * path) {
 }
 
 unsigned int PosixFileCalls::GetLongPathName(PathText path, TextBuffer * longPath) {
-    BytePath native;
+    NativeEntry native;
     struct stat info;
     unsigned int const error = FindEntry(path, &native, &info);
-    return error == FileError::None ? PutNative(native.GetText(), longPath) : error;
+    return error == FileError::None ? PutNative(native.path.GetText(), longPath) : error;
 }
 
 unsigned int PosixFileCalls::SHGetFolderPath(int folder, TextBuffer * path) {
@@ -98,10 +99,10 @@ unsigned int PosixFileCalls::SHGetFolderPath(int folder, TextBuffer * path) {
 }
 
 unsigned int PosixFileCalls::GetVolumeInformation(PathText root) {
-    BytePath native;
+    NativeEntry native;
     struct stat info;
     return OnEntry(root, &native,
-                   [&info](char const * entry) { return ::stat(entry, &info) == 0; });
+                   [&info](int, char const * entry) { return ::stat(entry, &info) == 0; });
 }
 
 unsigned int PosixFileCalls::GetLogicalDriveStrings(TextBuffer * text) {

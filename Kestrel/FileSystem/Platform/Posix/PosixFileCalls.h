@@ -28,10 +28,12 @@ public:
 
     DriveTable const & GetDrives() const { return drives; }
 
-    unsigned int SetFileAttributes(PathText path, unsigned int attributes) override;
-    unsigned int GetFileAttributes(PathText path, unsigned int * attributes) override;
+    unsigned int SetFileAttributes(EntryPath path, unsigned int attributes) override;
+    unsigned int GetFileAttributes(EntryPath path, unsigned int * attributes) override;
     unsigned int GetDiskFreeSpaceEx(PathText folder, unsigned long long * available) override;
-    unsigned int FindFirstFile(PathText path, FindHandle * find, FindData * data) override;
+    unsigned int FindFirstFile(PathText path, FindData * data) override;
+    unsigned int OpenFolder(EntryPath folder, FolderUse use, FindHandle * find) override;
+    unsigned int GetFolderId(FindHandle find, FolderId * id) override;
     unsigned int FindNextFile(FindHandle find, FindData * data) override;
     unsigned int LookAtFound(FindHandle find, FindData * data) override;
     unsigned int FindClose(FindHandle find) override;
@@ -39,11 +41,11 @@ public:
                             unsigned int disposition, unsigned int attributes,
                             FileHandle * file) override;
     unsigned int CloseHandle(FileHandle file) override;
-    unsigned int CopyFile(PathText from, PathText to) override;
+    unsigned int CopyFile(EntryPath from, EntryPath to) override;
     unsigned int MoveFile(PathText from, PathText to) override;
-    unsigned int DeleteFile(PathText path) override;
-    unsigned int CreateDirectory(PathText path) override;
-    unsigned int RemoveDirectory(PathText path) override;
+    unsigned int DeleteFile(EntryPath path) override;
+    unsigned int CreateDirectory(EntryPath path) override;
+    unsigned int RemoveDirectory(EntryPath path) override;
     unsigned int SetFileTime(FileHandle file, unsigned long long const * creationTime,
                              unsigned long long const * lastWriteTime) override;
     unsigned int GetSystemDirectory(TextBuffer * path) override;
@@ -82,22 +84,22 @@ private:
         unsigned int attributes;
         ShareLock const * lock;
 
-        int Open(char const * path, int more) const;
+        int Open(int at, char const * path, int more) const;
         unsigned int Admit(int descriptor) const;
     };
 
-    /// Calls `call` with the native path, and once more with the spelling that the folders have when
-    /// nothing has that path. The call answers false with errno.
-    template <typename Call>
-    unsigned int OnEntry(PathText path, BytePath * native, Call call) const;
+    unsigned int ToNative(EntryPath path, NativeEntry * native) const;
 
-    /// The entry's own path and what lstat tells of it.
-    unsigned int FindEntry(PathText path, BytePath * native, struct stat * info) const;
+    /// Calls `call` with where the entry lies, as openat takes it, and once more with the spelling
+    /// that the folders have when nothing has that path. The call returns false with errno.
+    template <typename Call>
+    unsigned int OnEntry(EntryPath path, NativeEntry * native, Call call) const;
+
+    /// Where the entry itself lies and what lstat reports of it.
+    unsigned int FindEntry(EntryPath path, NativeEntry * native, struct stat * info) const;
     unsigned int OpenExisting(PathText path, Opening const & opening, int * descriptor) const;
     unsigned int CreateNew(PathText path, Opening const & opening, int * descriptor) const;
-    unsigned int FindOne(PathText path, FindData * data) const;
-    unsigned int FindAll(PathText folder, FindHandle * find, FindData * data) const;
-    unsigned int CopyLink(BytePath const & link, BytePath * copy, unsigned int rootLength) const;
+    unsigned int CopyLink(NativeEntry const & link, NativeEntry * copy) const;
     unsigned int PutNative(std::string_view native, TextBuffer * path) const;
 
     DriveTable drives;
@@ -105,17 +107,17 @@ private:
 };
 
 template <typename Call>
-unsigned int PosixFileCalls::OnEntry(PathText path, BytePath * native, Call call) const {
-    unsigned int rootLength;
-    unsigned int error = drives.ToNative(path, native, &rootLength);
+unsigned int PosixFileCalls::OnEntry(EntryPath path, NativeEntry * native, Call call) const {
+    unsigned int error = ToNative(path, native);
     if (error != FileError::None)
         return error;
-    if (call(native->text))
+    if (call(native->at, native->path.text))
         return FileError::None;
-    if (errno != ENOENT)
+    // Names in a folder that is held open come from its enumeration, and are spelt as they are.
+    if (errno != ENOENT || native->at != AT_FDCWD)
         return GetLastFileError();
-    error = FolderNames::Get().FindSpelling(native, rootLength);
-    if (error == FileError::None && !call(native->text))
+    error = FolderNames::Get().FindSpelling(&native->path, native->rootLength);
+    if (error == FileError::None && !call(native->at, native->path.text))
         error = GetLastFileError();
     return error;
 }

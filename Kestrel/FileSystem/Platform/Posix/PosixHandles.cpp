@@ -45,9 +45,9 @@ bool WaitFor(int descriptor, short event) {
 
 } // namespace
 
-int PosixFileCalls::Opening::Open(char const * path, int more) const {
+int PosixFileCalls::Opening::Open(int at, char const * path, int more) const {
     auto const open = [&](int mode) {
-        return Retry([&] { return ::open(path, mode | more | OpenFlags, 0666); });
+        return Retry([&] { return ::openat(at, path, mode | more | OpenFlags, 0666); });
     };
     bool const reads = (access & FileAccess::Read) != 0;
     bool const writes = (access & FileAccess::Write) != 0 || Truncates(disposition);
@@ -86,9 +86,9 @@ unsigned int PosixFileCalls::Opening::Admit(int descriptor) const {
 
 unsigned int PosixFileCalls::OpenExisting(PathText path, Opening const & opening,
                                           int * descriptor) const {
-    BytePath native;
-    unsigned int error = OnEntry(path, &native, [&](char const * entry) {
-        return (*descriptor = opening.Open(entry, 0)) >= 0;
+    NativeEntry native;
+    unsigned int error = OnEntry(path, &native, [&](int at, char const * entry) {
+        return (*descriptor = opening.Open(at, entry, 0)) >= 0;
     });
     if (error != FileError::None)
         return error;
@@ -101,14 +101,13 @@ unsigned int PosixFileCalls::OpenExisting(PathText path, Opening const & opening
 
 unsigned int PosixFileCalls::CreateNew(PathText path, Opening const & opening,
                                        int * descriptor) const {
-    BytePath native;
-    unsigned int rootLength;
-    unsigned int const error = drives.ToNative(path, &native, &rootLength);
+    NativeEntry native;
+    unsigned int const error = ToNative(path, &native);
     if (error != FileError::None)
         return error;
     bool const isProtected = (opening.attributes & FileAttribute::ReadOnly) != 0;
-    return MakeEntry(&native, rootLength, FileError::FileExists, [&](char const * entry) {
-        Descriptor file(opening.Open(entry, O_CREAT | O_EXCL));
+    return MakeEntry(&native, FileError::FileExists, [&](int at, char const * entry) {
+        Descriptor file(opening.Open(at, entry, O_CREAT | O_EXCL));
         if (!file.IsOpen())
             return false;
         // Nobody else can have it open yet in a way that the lock would meet.

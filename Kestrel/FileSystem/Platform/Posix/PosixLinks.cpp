@@ -20,8 +20,8 @@ std::string_view GetName(BytePath const & path) {
 }
 
 // The text of a link, whatever it is relative to. False with errno.
-bool ReadLinkText(char const * path, BytePath * text) {
-    auto const length = ::readlink(path, text->text, BytePath::Size - 1);
+bool ReadLinkText(int at, char const * path, BytePath * text) {
+    auto const length = ::readlinkat(at, path, text->text, BytePath::Size - 1);
     if (length < 0)
         return false;
     text->Truncate(static_cast<unsigned int>(length));
@@ -81,10 +81,12 @@ bool FollowText(BytePath const & link, BytePath const & text, BytePath * target)
 
 LinkStatus PosixFileCalls::ReadShellLink(PathText path, TextBuffer * target) {
     target->length = 0;
-    BytePath link;
+    NativeEntry entry;
+    BytePath & link = entry.path;
     BytePath text;
-    unsigned int const error =
-        OnEntry(path, &link, [&text](char const * entry) { return ReadLinkText(entry, &text); });
+    unsigned int const error = OnEntry(path, &entry, [&text](int at, char const * native) {
+        return ReadLinkText(at, native, &text);
+    });
     if (error != FileError::None)
         return LinkStatus::NotALink;
     for (unsigned int i = 0; i < MaxLinks; ++i) {
@@ -93,7 +95,7 @@ LinkStatus PosixFileCalls::ReadShellLink(PathText path, TextBuffer * target) {
             return LinkStatus::Broken;
         if (!FollowText(link, text, &next))
             return LinkStatus::Failed;
-        if (!ReadLinkText(next.text, &text)) {
+        if (!ReadLinkText(AT_FDCWD, next.text, &text)) {
             bool const fits = PutNative(next.GetText(), target) == FileError::None;
             return fits ? LinkStatus::Done : LinkStatus::Failed;
         }
@@ -105,29 +107,29 @@ LinkStatus PosixFileCalls::ReadShellLink(PathText path, TextBuffer * target) {
 
 unsigned int PosixFileCalls::CreateShellLink(PathText path, PathText target,
                                              PathText /*description*/) {
-    BytePath link;
-    BytePath native;
+    NativeEntry link;
+    NativeEntry native;
     struct stat info;
-    unsigned int rootLength;
     // The spelling counts once the kernel follows the link by itself.
     unsigned int error = FindEntry(target, &native, &info);
     if (error != FileError::None)
-        error = drives.ToNative(target, &native, &rootLength);
+        error = ToNative(target, &native);
     if (error == FileError::None)
-        error = drives.ToNative(path, &link, &rootLength);
+        error = ToNative(path, &link);
     if (error != FileError::None)
         return error;
-    return MakeEntry(&link, rootLength, FileError::FileExists,
-                     [&native](char const * entry) { return ::symlink(native.text, entry) == 0; });
+    return MakeEntry(&link, FileError::FileExists, [&native](int at, char const * entry) {
+        return ::symlinkat(native.path.text, at, entry) == 0;
+    });
 }
 
-unsigned int PosixFileCalls::CopyLink(BytePath const & link, BytePath * copy,
-                                      unsigned int rootLength) const {
+unsigned int PosixFileCalls::CopyLink(NativeEntry const & link, NativeEntry * copy) const {
     BytePath text;
-    if (!ReadLinkText(link.text, &text))
+    if (!ReadLinkText(link.at, link.path.text, &text))
         return GetLastFileError();
-    return MakeEntry(copy, rootLength, FileError::FileExists,
-                     [&text](char const * entry) { return ::symlink(text.text, entry) == 0; });
+    return MakeEntry(copy, FileError::FileExists, [&text](int at, char const * entry) {
+        return ::symlinkat(text.text, at, entry) == 0;
+    });
 }
 
 } // namespace IO

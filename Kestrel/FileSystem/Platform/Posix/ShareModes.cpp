@@ -61,12 +61,12 @@ unsigned int ShareLock::Take(int descriptor) const {
     return TakeLock(descriptor, second, FirstByte + 1, 1);
 }
 
-InUseGuard::InUseGuard(char const * path) {
+InUseGuard::InUseGuard(int at, char const * path) {
     int const flags = O_NONBLOCK | O_NOFOLLOW | O_NOCTTY | O_CLOEXEC;
-    descriptor = Retry([=] { return ::open(path, O_RDWR | flags); });
+    descriptor = Retry([=] { return ::openat(at, path, O_RDWR | flags); });
     bool const mayLock = descriptor >= 0;
     if (!mayLock)
-        descriptor = Retry([=] { return ::open(path, O_RDONLY | flags); });
+        descriptor = Retry([=] { return ::openat(at, path, O_RDONLY | flags); });
     if (descriptor < 0)
         return; // nobody can be asked; whether the entry may go is then the system's matter
     if (mayLock) {

@@ -32,7 +32,8 @@ struct ShareLock {
 /// Keeps a file from being opened while it is deleted or moved, as far as one may open it at all.
 class InUseGuard {
 public:
-    explicit InUseGuard(char const * path);
+    /// `at` and `path` as for openat; a link is not followed.
+    InUseGuard(int at, char const * path);
     ~InUseGuard();
     InUseGuard(InUseGuard const &) = delete;
     InUseGuard & operator=(InUseGuard const &) = delete;

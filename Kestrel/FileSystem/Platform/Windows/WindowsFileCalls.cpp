@@ -3,7 +3,10 @@
 #include <Kestrel/FileSystem/Platform/Windows/WidePath.h>
 #include <Kestrel/FileSystem/Platform/Windows/WindowsFileCalls.h>
 
+#include <Kestrel/Root/Memory.h>
+
 #include <cstring>
+#include <winternl.h>
 
 namespace IO {
 namespace {
@@ -60,14 +63,141 @@ FILETIME Split(unsigned long long time) {
     return {static_cast<DWORD>(time), static_cast<DWORD>(time >> 32)};
 }
 
-void Tell(WIN32_FIND_DATAW const & found, FindData * data) {
-    data->attributes = found.dwFileAttributes;
-    data->creationTime = Join(found.ftCreationTime);
-    data->lastWriteTime = Join(found.ftLastWriteTime);
-    data->size = Join(found.nFileSizeHigh, found.nFileSizeLow);
-    data->nameLength = static_cast<unsigned int>(
-        ::wcsnlen(found.cFileName, std::min(std::size(found.cFileName), std::size(data->name))));
-    std::memcpy(data->name, found.cFileName, data->nameLength * sizeof(wchar_t));
+void Tell(wchar_t const * name, std::size_t length, FindData * data) {
+    data->nameLength = static_cast<unsigned int>(std::min(length, std::size(data->name)));
+    std::memcpy(data->name, name, data->nameLength * sizeof(wchar_t));
+}
+
+/// A folder that is held open. What it is enumerated by is in it where it was opened for that.
+struct Folder : Mu::Allocated {
+    explicit Folder(HANDLE handle) : handle(handle) {}
+    virtual ~Folder() { ::CloseHandle(handle); }
+    Folder(Folder const &) = delete;
+    Folder & operator=(Folder const &) = delete;
+
+    HANDLE handle;
+};
+
+struct Search : Folder {
+    using Folder::Folder;
+    FILE_ID_BOTH_DIR_INFO const * next = nullptr; // null: the buffer is to be filled
+    alignas(8) char buffer[32768];
+};
+
+HANDLE GetHandle(FindHandle find) {
+    return static_cast<Folder *>(find)->handle;
+}
+
+/// Closes a handle at its end.
+class Handle {
+public:
+    Handle() = default;
+    ~Handle() {
+        if (handle != nullptr)
+            ::CloseHandle(handle);
+    }
+    Handle(Handle const &) = delete;
+    Handle & operator=(Handle const &) = delete;
+    operator HANDLE() const { return handle; }
+    HANDLE * GetPlace() { return &handle; }
+    HANDLE Release() {
+        HANDLE const released = handle;
+        handle = nullptr;
+        return released;
+    }
+
+private:
+    HANDLE handle = nullptr;
+};
+
+struct NtOpening {
+    ACCESS_MASK access;
+    ULONG share = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
+    ULONG disposition = FILE_OPEN;
+    ULONG options = 0;
+};
+
+// The one call of the system that opens an entry of an open folder. What has the name is opened
+// itself, be it a link.
+unsigned int OpenIn(EntryPath entry, NtOpening const & opening, HANDLE * handle) {
+    PathText const name = entry.text;
+    if (name.empty() || name == u"." || name == u".." || name.size() > 0x7FFF ||
+        name.find_first_of(std::u16string_view(u"\\/\0", 3)) != PathText::npos)
+        return FileError::InvalidName;
+    UNICODE_STRING text;
+    text.Buffer = const_cast<wchar_t *>(ToWide(name));
+    text.Length = text.MaximumLength = static_cast<USHORT>(name.size() * sizeof(wchar_t));
+    OBJECT_ATTRIBUTES attributes;
+    InitializeObjectAttributes(&attributes, &text, OBJ_CASE_INSENSITIVE, GetHandle(entry.in),
+                               nullptr);
+    IO_STATUS_BLOCK io;
+    NTSTATUS const status = ::NtCreateFile(
+        handle, opening.access | SYNCHRONIZE, &attributes, &io, nullptr, FILE_ATTRIBUTE_NORMAL,
+        opening.share, opening.disposition,
+        opening.options | FILE_OPEN_REPARSE_POINT | FILE_SYNCHRONOUS_IO_NONALERT, nullptr, 0);
+    if (status >= 0)
+        return FileError::None;
+    *handle = nullptr;
+    return ::RtlNtStatusToDosError(status);
+}
+
+// Whether what was opened stands for a folder elsewhere, so that entering it would lead out.
+bool LeadsElsewhere(HANDLE handle) {
+    FILE_ATTRIBUTE_TAG_INFO info;
+    return !::GetFileInformationByHandleEx(handle, FileAttributeTagInfo, &info, sizeof(info)) ||
+           ((info.FileAttributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0 &&
+            IsReparseTagNameSurrogate(info.ReparseTag));
+}
+
+unsigned int DeleteIn(EntryPath entry, ULONG options) {
+    Handle handle;
+    unsigned int const error = OpenIn(
+        entry, {.access = DELETE | FILE_READ_ATTRIBUTES, .options = options}, handle.GetPlace());
+    FILE_DISPOSITION_INFO gone = {TRUE};
+    return error != FileError::None ? error
+                                    : Result(::SetFileInformationByHandle(
+                                          handle, FileDispositionInfo, &gone, sizeof(gone)));
+}
+
+// The whole path of an open file or folder, with room for a name behind it.
+unsigned int GetPathOf(HANDLE handle, wchar_t (&path)[WidePath::Size]) {
+    DWORD const length = ::GetFinalPathNameByHandleW(handle, path, WidePath::Size, 0);
+    return length == 0 ? LastError() : length >= WidePath::Size ? FileError::NameTooLong : 0;
+}
+
+// A path for a call that takes no folder, and what has to stay open so that it keeps its meaning.
+class PinnedPath {
+public:
+    // The entry itself is pinned, so that nobody can put another in its place.
+    unsigned int SetToEntry(EntryPath entry) {
+        unsigned int const error = OpenIn(entry,
+                                          {.access = FILE_READ_DATA | FILE_READ_ATTRIBUTES,
+                                           .share = FILE_SHARE_READ | FILE_SHARE_WRITE,
+                                           .options = FILE_NON_DIRECTORY_FILE},
+                                          pin.GetPlace());
+        return error != FileError::None ? error : GetPathOf(pin, text);
+    }
+    // The folder is pinned where it was opened as a FolderUse::Target.
+    unsigned int SetToNew(EntryPath entry) {
+        unsigned int const error = GetPathOf(GetHandle(entry.in), text);
+        std::size_t const length = error == FileError::None ? std::wcslen(text) : 0;
+        if (error != FileError::None || length + entry.text.size() + 2 > WidePath::Size)
+            return error != FileError::None ? error : FileError::NameTooLong;
+        text[length] = L'\\';
+        std::memcpy(text + length + 1, entry.text.data(), entry.text.size() * sizeof(wchar_t));
+        text[length + 1 + entry.text.size()] = 0;
+        return FileError::None;
+    }
+    operator wchar_t const *() const { return text; }
+
+private:
+    Handle pin;
+    wchar_t text[WidePath::Size];
+};
+
+BOOL CopyNew(wchar_t const * from, wchar_t const * to) {
+    return ::CopyFileExW(from, to, nullptr, nullptr, nullptr,
+                         COPY_FILE_FAIL_IF_EXISTS | COPY_FILE_COPY_SYMLINK);
 }
 
 } // namespace
@@ -84,15 +214,38 @@ WindowsFileCalls::WindowsFileCalls() {
     std::memcpy(&findFolder, &address, sizeof(findFolder));
 }
 
-unsigned int WindowsFileCalls::SetFileAttributes(PathText path, unsigned int attributes) {
+unsigned int WindowsFileCalls::SetFileAttributes(EntryPath path, unsigned int attributes) {
     bool const isProtected = (attributes & FileAttribute::ReadOnly) != 0;
     DWORD const bits = isProtected ? FileAttribute::ReadOnly : FileAttribute::Normal;
-    return WithPath(path, [=](wchar_t const * wide) { return ::SetFileAttributesW(wide, bits); });
+    if (path.in != nullptr) {
+        Handle handle;
+        unsigned int const error =
+            OpenIn(path, {.access = FILE_WRITE_ATTRIBUTES}, handle.GetPlace());
+        FILE_BASIC_INFO info = {}; // a time of 0 stays as it is
+        info.FileAttributes = bits;
+        return error != FileError::None ? error
+                                        : Result(::SetFileInformationByHandle(handle, FileBasicInfo,
+                                                                              &info, sizeof(info)));
+    }
+    return WithPath(path.text,
+                    [=](wchar_t const * wide) { return ::SetFileAttributesW(wide, bits); });
 }
 
-unsigned int WindowsFileCalls::GetFileAttributes(PathText path, unsigned int * attributes) {
+unsigned int WindowsFileCalls::GetFileAttributes(EntryPath path, unsigned int * attributes) {
     *attributes = 0;
-    return WithPath(path, [=](wchar_t const * wide) {
+    if (path.in != nullptr) {
+        Handle handle;
+        unsigned int const error =
+            OpenIn(path, {.access = FILE_READ_ATTRIBUTES}, handle.GetPlace());
+        FILE_BASIC_INFO info;
+        if (error != FileError::None)
+            return error;
+        if (!::GetFileInformationByHandleEx(handle, FileBasicInfo, &info, sizeof(info)))
+            return LastError();
+        *attributes = info.FileAttributes;
+        return FileError::None;
+    }
+    return WithPath(path.text, [=](wchar_t const * wide) {
         DWORD const found = ::GetFileAttributesW(wide);
         *attributes = found == INVALID_FILE_ATTRIBUTES ? 0 : found;
         return found != INVALID_FILE_ATTRIBUTES;
@@ -110,24 +263,100 @@ unsigned int WindowsFileCalls::GetDiskFreeSpaceEx(PathText folder, unsigned long
     return error;
 }
 
-unsigned int WindowsFileCalls::FindFirstFile(PathText path, FindHandle * find, FindData * data) {
-    *find = nullptr;
+unsigned int WindowsFileCalls::FindFirstFile(PathText path, FindData * data) {
     return WithPath(path, [=](wchar_t const * wide) {
         WIN32_FIND_DATAW found;
         HANDLE const handle = ::FindFirstFileW(wide, &found);
         if (handle == INVALID_HANDLE_VALUE)
             return false;
-        Tell(found, data);
-        *find = handle;
+        ::FindClose(handle);
+        data->attributes = found.dwFileAttributes;
+        data->creationTime = Join(found.ftCreationTime);
+        data->lastWriteTime = Join(found.ftLastWriteTime);
+        data->size = Join(found.nFileSizeHigh, found.nFileSizeLow);
+        Tell(found.cFileName, ::wcsnlen(found.cFileName, std::size(found.cFileName)), data);
         return true;
     });
 }
 
-unsigned int WindowsFileCalls::FindNextFile(FindHandle find, FindData * data) {
-    WIN32_FIND_DATAW found;
-    if (!::FindNextFileW(find, &found))
+unsigned int WindowsFileCalls::OpenFolder(EntryPath folder, FolderUse use, FindHandle * find) {
+    *find = nullptr;
+    NtOpening const opening = {
+        .access = FILE_READ_ATTRIBUTES | FILE_TRAVERSE |
+                  (use == FolderUse::List ? static_cast<ACCESS_MASK>(FILE_LIST_DIRECTORY) : 0),
+        .share = FILE_SHARE_READ | FILE_SHARE_WRITE |
+                 (use == FolderUse::Target ? 0ul : static_cast<ULONG>(FILE_SHARE_DELETE)),
+        .options = FILE_DIRECTORY_FILE};
+    Handle handle;
+    unsigned int error = FileError::None;
+    if (folder.in != nullptr)
+        error = OpenIn(folder, opening, handle.GetPlace());
+    else
+        error = WithPath(folder.text, [&](wchar_t const * wide) {
+            HANDLE const opened =
+                ::CreateFileW(wide, opening.access | SYNCHRONIZE, opening.share, nullptr,
+                              OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr);
+            if (opened == INVALID_HANDLE_VALUE)
+                return false;
+            *handle.GetPlace() = opened;
+            return true;
+        });
+    if (error == FileError::FileNotFound && folder.in == nullptr)
+        return FileError::PathNotFound; // what is looked into is no last name
+    FILE_BASIC_INFO info;
+    if (error == FileError::None &&
+        !::GetFileInformationByHandleEx(handle, FileBasicInfo, &info, sizeof(info)))
+        error = LastError();
+    if (error != FileError::None)
+        return error;
+    if ((info.FileAttributes & FILE_ATTRIBUTE_DIRECTORY) == 0 ||
+        (folder.in != nullptr && LeadsElsewhere(handle)))
+        return FileError::Directory;
+    bool const lists = use == FolderUse::List;
+    void * const block = Mu::NewOperator(lists ? sizeof(Search) : sizeof(Folder));
+    if (block == nullptr)
+        return FileError::NotEnoughMemory;
+    Folder * const opened =
+        lists ? new (block) Search(handle.Release()) : new (block) Folder(handle.Release());
+    *find = opened;
+    return FileError::None;
+}
+
+unsigned int WindowsFileCalls::GetFolderId(FindHandle find, FolderId * id) {
+    BY_HANDLE_FILE_INFORMATION info;
+    *id = {};
+    if (!::GetFileInformationByHandle(GetHandle(find), &info))
         return LastError();
-    Tell(found, data);
+    *id = {info.dwVolumeSerialNumber, Join(info.nFileIndexHigh, info.nFileIndexLow)};
+    return FileError::None;
+}
+
+unsigned int WindowsFileCalls::FindNextFile(FindHandle find, FindData * data) {
+    Search & search = *static_cast<Search *>(static_cast<Folder *>(find));
+    if (search.next == nullptr) {
+        if (!::GetFileInformationByHandleEx(search.handle, FileIdBothDirectoryInfo, search.buffer,
+                                            sizeof(search.buffer)))
+            // An empty folder without the entries of dots is at its end, too.
+            return LastError() == FileError::FileNotFound ? FileError::NoMoreFiles : LastError();
+        search.next = reinterpret_cast<FILE_ID_BOTH_DIR_INFO const *>(search.buffer);
+    }
+    FILE_ID_BOTH_DIR_INFO const & found = *search.next;
+    search.next = found.NextEntryOffset == 0
+                      ? nullptr
+                      : reinterpret_cast<FILE_ID_BOTH_DIR_INFO const *>(
+                            reinterpret_cast<char const *>(&found) + found.NextEntryOffset);
+    // The size of the extended attributes is the tag of what is a reparse point. Those that stand for
+    // other places are links here; others, as of files that lie in a cloud, are what they seem to be.
+    bool const isReparsePoint = (found.FileAttributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0;
+    bool const isLink =
+        isReparsePoint && (found.EaSize == 0 || IsReparseTagNameSurrogate(found.EaSize));
+    data->attributes = found.FileAttributes & ~FileAttribute::Link;
+    if (isLink)
+        data->attributes |= FileAttribute::Link;
+    data->creationTime = static_cast<unsigned long long>(found.CreationTime.QuadPart);
+    data->lastWriteTime = static_cast<unsigned long long>(found.LastWriteTime.QuadPart);
+    data->size = static_cast<unsigned long long>(found.EndOfFile.QuadPart);
+    Tell(found.FileName, found.FileNameLength / sizeof(wchar_t), data);
     return FileError::None;
 }
 
@@ -137,7 +366,8 @@ unsigned int WindowsFileCalls::LookAtFound(FindHandle /*find*/, FindData * /*dat
 }
 
 unsigned int WindowsFileCalls::FindClose(FindHandle find) {
-    return Result(::FindClose(find));
+    delete static_cast<Folder *>(find);
+    return FileError::None;
 }
 
 unsigned int WindowsFileCalls::CreateFile(PathText path, unsigned int access, unsigned int share,
@@ -156,26 +386,41 @@ unsigned int WindowsFileCalls::CloseHandle(FileHandle file) {
     return Result(::CloseHandle(file));
 }
 
-unsigned int WindowsFileCalls::CopyFile(PathText from, PathText to) {
-    return WithPaths(from, to, [](wchar_t const * source, wchar_t const * target) {
-        return ::CopyFileExW(source, target, nullptr, nullptr, nullptr, COPY_FILE_FAIL_IF_EXISTS);
-    });
+unsigned int WindowsFileCalls::CopyFile(EntryPath from, EntryPath to) {
+    if (from.in == nullptr)
+        return WithPaths(from.text, to.text, CopyNew);
+    PinnedPath source;
+    PinnedPath target;
+    unsigned int error = source.SetToEntry(from);
+    if (error == FileError::None)
+        error = target.SetToNew(to);
+    return error == FileError::None ? Result(CopyNew(source, target)) : error;
 }
 
 unsigned int WindowsFileCalls::MoveFile(PathText from, PathText to) {
     return WithPaths(from, to, ::MoveFileW);
 }
 
-unsigned int WindowsFileCalls::DeleteFile(PathText path) {
-    return WithPath(path, ::DeleteFileW);
+unsigned int WindowsFileCalls::DeleteFile(EntryPath path) {
+    return path.in != nullptr ? DeleteIn(path, FILE_NON_DIRECTORY_FILE)
+                              : WithPath(path.text, ::DeleteFileW);
 }
 
-unsigned int WindowsFileCalls::CreateDirectory(PathText path) {
-    return WithPath(path, [](wchar_t const * wide) { return ::CreateDirectoryW(wide, nullptr); });
+unsigned int WindowsFileCalls::CreateDirectory(EntryPath path) {
+    Handle handle;
+    if (path.in != nullptr)
+        return OpenIn(path,
+                      {.access = FILE_READ_ATTRIBUTES,
+                       .disposition = FILE_CREATE,
+                       .options = FILE_DIRECTORY_FILE},
+                      handle.GetPlace());
+    return WithPath(path.text,
+                    [](wchar_t const * wide) { return ::CreateDirectoryW(wide, nullptr); });
 }
 
-unsigned int WindowsFileCalls::RemoveDirectory(PathText path) {
-    return WithPath(path, ::RemoveDirectoryW);
+unsigned int WindowsFileCalls::RemoveDirectory(EntryPath path) {
+    return path.in != nullptr ? DeleteIn(path, FILE_DIRECTORY_FILE)
+                              : WithPath(path.text, ::RemoveDirectoryW);
 }
 
 unsigned int WindowsFileCalls::SetFileTime(FileHandle file, unsigned long long const * creationTime,

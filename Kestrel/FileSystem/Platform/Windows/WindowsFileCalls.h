@@ -13,10 +13,12 @@ class WindowsFileCalls : public FileCalls {
 public:
     WindowsFileCalls();
 
-    unsigned int SetFileAttributes(PathText path, unsigned int attributes) override;
-    unsigned int GetFileAttributes(PathText path, unsigned int * attributes) override;
+    unsigned int SetFileAttributes(EntryPath path, unsigned int attributes) override;
+    unsigned int GetFileAttributes(EntryPath path, unsigned int * attributes) override;
     unsigned int GetDiskFreeSpaceEx(PathText folder, unsigned long long * available) override;
-    unsigned int FindFirstFile(PathText path, FindHandle * find, FindData * data) override;
+    unsigned int FindFirstFile(PathText path, FindData * data) override;
+    unsigned int OpenFolder(EntryPath folder, FolderUse use, FindHandle * find) override;
+    unsigned int GetFolderId(FindHandle find, FolderId * id) override;
     unsigned int FindNextFile(FindHandle find, FindData * data) override;
     unsigned int LookAtFound(FindHandle find, FindData * data) override;
     unsigned int FindClose(FindHandle find) override;
@@ -24,11 +26,11 @@ public:
                             unsigned int disposition, unsigned int attributes,
                             FileHandle * file) override;
     unsigned int CloseHandle(FileHandle file) override;
-    unsigned int CopyFile(PathText from, PathText to) override;
+    unsigned int CopyFile(EntryPath from, EntryPath to) override;
     unsigned int MoveFile(PathText from, PathText to) override;
-    unsigned int DeleteFile(PathText path) override;
-    unsigned int CreateDirectory(PathText path) override;
-    unsigned int RemoveDirectory(PathText path) override;
+    unsigned int DeleteFile(EntryPath path) override;
+    unsigned int CreateDirectory(EntryPath path) override;
+    unsigned int RemoveDirectory(EntryPath path) override;
     unsigned int SetFileTime(FileHandle file, unsigned long long const * creationTime,
                              unsigned long long const * lastWriteTime) override;
     unsigned int GetSystemDirectory(TextBuffer * path) override;

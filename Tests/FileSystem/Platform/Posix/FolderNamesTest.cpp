@@ -26,7 +26,8 @@ std::string FindInFolder(TempFolder const & folder, std::string_view name) {
     std::string const path = folder.GetPath();
     BytePath found;
     std::lock_guard<std::recursive_mutex> const guard(FolderNames::Get().GetLock());
-    bool const isThere = FolderNames::Get().FindInFolder(path.c_str(), GetInfo(path), name, &found);
+    bool const isThere =
+        FolderNames::Get().FindInFolder(AT_FDCWD, path.c_str(), GetInfo(path), name, &found);
     return isThere ? std::string(found.GetText()) : "";
 }
 
@@ -35,23 +36,28 @@ bool IsRemembered(TempFolder const & folder) {
     return FolderNames::Get().IsCurrent(GetInfo(folder.GetPath()));
 }
 
+NativeEntry GetEntry(TempFolder const & folder, std::string const & name) {
+    NativeEntry entry;
+    entry.path.Append((folder / name).string());
+    entry.rootLength = 1;
+    return entry;
+}
+
 // Makes or removes an entry as the file calls do.
 bool Make(TempFolder const & folder, std::string const & name) {
-    BytePath path;
-    path.Append((folder / name).string());
-    return MakeEntry(&path, 1, FileError::FileExists, [](char const * entry) {
-               int const file = ::open(entry, O_CREAT | O_EXCL | O_WRONLY | O_CLOEXEC, 0600);
+    NativeEntry entry = GetEntry(folder, name);
+    return MakeEntry(&entry, FileError::FileExists, [](int at, char const * path) {
+               int const file = ::openat(at, path, O_CREAT | O_EXCL | O_WRONLY | O_CLOEXEC, 0600);
                ::close(file);
                return file >= 0;
            }) == FileError::None;
 }
 
 void Remove(TempFolder const & folder, std::string const & name) {
-    BytePath path;
-    path.Append((folder / name).string());
-    FolderChange change(&path, 1);
+    NativeEntry entry = GetEntry(folder, name);
+    FolderChange change(&entry);
     change.Prepare();
-    if (::unlink(path.text) == 0)
+    if (::unlink(entry.path.text) == 0)
         change.Removed();
 }
 

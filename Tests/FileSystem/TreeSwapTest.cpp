@@ -1,0 +1,194 @@
+// What works on a whole tree stays in it, whatever somebody else puts in the place of its folders.
+
+#include <Kestrel/FileSystem/Folder.h>
+
+#include "Tests/Support/FileSystem/ScriptedFileCalls.h"
+#include "Tests/Support/TempFolder.h"
+#include "Tests/Support/Text.h"
+
+#include <Kestrel/FileSystem/TreeEnumerator.h>
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <set>
+#include <thread>
+
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr char secret[] = "not of the tree";
+
+/// A tree, and beside it a folder whose entries have the names of those in the tree.
+class Ground {
+public:
+    void Set() {
+        fs::remove_all(disk.GetPath() / "base");
+        for (char const * folder : {"base/tree/sub/deep", "base/outside/sub/deep"}) {
+            fs::create_directories(disk / folder);
+            for (fs::path place = disk / folder; place.filename() != "base";
+                 place = place.parent_path())
+                disk.Write((place / "file").lexically_relative(disk.GetPath()).string(),
+                           IsOutside(place) ? secret : "of the tree");
+        }
+    }
+
+    // A folder goes aside, and a link to its twin outside takes its place.
+    void Swap(std::string const & name) const {
+        fs::path const place = disk / ("base/tree" + name);
+        std::error_code ignored; // it may be gone
+        fs::rename(place, disk / "base/aside", ignored);
+        if (!ignored)
+            fs::create_directory_symlink(disk / ("base/outside" + name), place, ignored);
+    }
+
+    void ExpectNothingLeftOrLeaked() const {
+        unsigned int kept = 0;
+        for (auto const & entry : fs::recursive_directory_iterator(disk / "base"))
+            if (entry.is_regular_file() && !entry.is_symlink()) {
+                bool const isSecret =
+                    disk.Read(entry.path().lexically_relative(disk.GetPath()).string()) == secret;
+                kept += isSecret;
+                EXPECT_TRUE(!isSecret || IsOutside(entry.path())) << entry.path();
+            }
+        EXPECT_EQ(kept, 3u);
+    }
+
+    IO::Folder GetBase() const {
+        return IO::Folder(IO::Location(disk.GetPortable("base").c_str()));
+    }
+
+    Tests::TempFolder disk;
+
+private:
+    static bool IsOutside(fs::path const & path) {
+        return path.string().find("outside") != std::string::npos;
+    }
+};
+
+/// Collects what a walk that follows no link finds.
+class Walk : public IO::TreeEnumerator {
+public:
+    using TreeEnumerator::TreeEnumerator;
+    bool LinkFound(IO::Name const &) override { return false; }
+    bool FileFound(IO::Name const & name) override {
+        IO::Location place;
+        (void)GetParent()->GetLocation(&place);
+        found += ToUtf8(name);
+        return true;
+    }
+    std::string found;
+};
+
+constexpr auto protect = IO::DataSafety::KeepProtected;
+constexpr auto fail = IO::AccessDeniedTreatment::Fail;
+
+struct Work {
+    char const * name;
+    void (*run)(IO::Folder & base);
+};
+
+Work const works[] = {
+    {"Delete", [](IO::Folder & base) { (void)base.Delete("tree", protect, fail); }},
+    {"DeleteAll",
+     [](IO::Folder & base) { (void)IO::Folder(base, "tree").DeleteAll(protect, fail); }},
+    {"Copy", [](IO::Folder & base) { (void)base.Copy("tree", "copy"); }},
+    {"Move", [](IO::Folder & base) { (void)base.Move("tree", base, "moved", protect); }},
+};
+
+/// Moves nothing by its name, as if every folder were a device of its own.
+class Devices : public IO::ForwardingFileCalls {
+public:
+    Devices() : ForwardingFileCalls(IO::SetFileCalls(this)) {}
+    ~Devices() override { IO::SetFileCalls(&GetBelow()); }
+    unsigned int MoveFile(IO::PathText, IO::PathText) override {
+        return IO::FileError::NotSameDevice;
+    }
+};
+
+bool CanLink(Ground const & ground) {
+    std::error_code error;
+    fs::create_directory_symlink(ground.disk.GetPath(), ground.disk / "link", error);
+    return !error;
+}
+
+} // namespace
+
+TEST(TreeSwap, LeadsNothingAstrayAtAnyCall) {
+    Ground ground;
+    if (!CanLink(ground))
+        GTEST_SKIP() << "no links can be made here";
+    Devices const devices;
+    for (Work const & work : works)
+        for (char const * folder : {"", "/sub", "/sub/deep"}) {
+            // The folder of DeleteAll is found by its path before it is held.
+            bool const isOwn = folder[0] == 0 && work.name == std::string("DeleteAll");
+            bool isMet = true;
+            for (unsigned int n = isOwn ? 6 : 1; isMet && !testing::Test::HasFailure(); ++n) {
+                SCOPED_TRACE(std::string(work.name) + " " + folder + " " + std::to_string(n));
+                ground.Set();
+                isMet = false;
+                IO::Folder base = ground.GetBase();
+                Tests::ScriptedFileCalls calls;
+                calls.Before(n, [&] {
+                    isMet = true;
+                    ground.Swap(folder);
+                });
+                work.run(base);
+                ground.ExpectNothingLeftOrLeaked();
+            }
+        }
+}
+
+TEST(TreeSwap, LeadsNoWalkAstray) {
+    Ground ground;
+    if (!CanLink(ground))
+        GTEST_SKIP() << "no links can be made here";
+    for (char const * folder : {"/sub", "/sub/deep"}) {
+        bool isMet = true;
+        for (unsigned int n = 1; isMet && !testing::Test::HasFailure(); ++n) {
+            SCOPED_TRACE(std::string(folder) + " " + std::to_string(n));
+            ground.Set();
+            ground.disk.Write("base/outside/sub/secret", secret);
+            ground.disk.Write("base/outside/sub/deep/secret", secret);
+            isMet = false;
+            IO::Folder const tree(ground.GetBase(), "tree");
+            Walk walk(tree);
+            Tests::ScriptedFileCalls calls;
+            calls.Before(n, [&] {
+                isMet = true;
+                ground.Swap(folder);
+            });
+            (void)walk.Do();
+            EXPECT_EQ(walk.found.find("secret"), std::string::npos) << walk.found;
+        }
+    }
+}
+
+TEST(TreeSwap, LeadsNothingAstrayInARace) {
+    Ground ground;
+    if (!CanLink(ground))
+        GTEST_SKIP() << "no links can be made here";
+    Devices const devices;
+    for (unsigned int round = 0; round < 40 && !testing::Test::HasFailure(); ++round) {
+        ground.Set();
+        fs::path const place = ground.disk / "base/tree/sub";
+        fs::path const aside = ground.disk / "base/aside";
+        std::atomic<bool> ends = false;
+        std::thread adversary([&] {
+            std::error_code ignored;
+            while (!ends) {
+                fs::rename(place, aside, ignored);
+                fs::create_directory_symlink(ground.disk / "base/outside/sub", place, ignored);
+                fs::remove(place, ignored);
+                fs::rename(aside, place, ignored);
+            }
+        });
+        IO::Folder base = ground.GetBase();
+        works[round % std::size(works)].run(base);
+        ends = true;
+        adversary.join();
+        ground.ExpectNothingLeftOrLeaked();
+    }
+}
