@@ -212,9 +212,17 @@ void File::ResetOutputStatus() {
 }
 
 MuErrCode File::WriteBin(char const * source, unsigned int count, unsigned int * written) {
-    MuErrCode const result = writeable ? outputBuffer.Put(source, count) : CheckFlag(false);
+    MuErrCode result = CheckFlag(writeable);
+    if (readable && result == NoError && outputBuffer.GetStatus() == NoError)
+        result = LeaveReadAhead();
+    if (result == NoError)
+        result = outputBuffer.Put(source, count);
     unsigned int const put = result == NoError ? count : 0;
     position += put;
+    unsigned long long reached;
+    if (readable && result != NoError) // what was written in part is written over next time
+        (void)entry->Seek(FileEntry::SeekOrigin::Beginning, static_cast<long long>(position),
+                          &reached);
     if (written != nullptr)
         *written = put;
     return result;

@@ -206,6 +206,7 @@ private:
     void MarkOpen(OpenMode newMode, Mode const & mode);
     MuErrCode CheckFlag(bool flag) const;
     MuErrCode CheckSeek() const;
+    MuErrCode LeaveReadAhead();
     bool SeekInBuffer(SeekOrigin origin, long long * offset);
     MuErrCode SeekEntry(SeekOrigin origin, long long offset);
     MuErrCode FlushBuffer() const;

@@ -99,6 +99,19 @@ bool File::SeekInBuffer(SeekOrigin origin, long long * offset) {
     return false;
 }
 
+// Puts the entry where the caller stands, so that a write lands there: what was read ahead or pushed
+// back is dropped, and the end that was met may not be one any more.
+MuErrCode File::LeaveReadAhead() {
+    unsigned int const ahead = inputBuffer.GetDataSize();
+    if (ahead != 0)
+        if (MuErrCode const sought = SeekEntry(SeekOrigin::Current, -static_cast<long long>(ahead));
+            sought != NoError)
+            return sought;
+    inputBuffer.ClearContent();
+    inputBuffer.ResetEOI();
+    return NoError;
+}
+
 MuErrCode File::SeekEntry(SeekOrigin origin, long long offset) {
     static Outcome failures[] = {
         {ErrIllegalPosition,
@@ -173,10 +186,12 @@ MuErrCode File::SetDataLength(unsigned long long length) {
     bool const isOpen = fileStatus == FileStatus::Open;
     if (isOpen && !writeable)
         return Error;
-    if (MuErrCode const flushed = FlushBuffer(); flushed != NoError)
-        return flushed;
-    MuErrCode const result =
-        ReportFailure(failures, entry->SetDataLength(length), {EntryOf{location}});
+    MuErrCode result = FlushBuffer();
+    if (result == NoError && readable)
+        result = LeaveReadAhead();
+    if (result != NoError)
+        return result;
+    result = ReportFailure(failures, entry->SetDataLength(length), {EntryOf{location}});
     if (result == NoError && isOpen)
         position = length;
     return result;

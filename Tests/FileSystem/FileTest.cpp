@@ -11,6 +11,7 @@
 #include <random>
 
 using IO::File;
+using IO::Location;
 using Mode = IO::File::OpenMode;
 
 namespace {
@@ -326,55 +327,132 @@ TEST_P(FileOn, IsMadeByNewAllOrNothing) {
     delete file;
 }
 
-// Whatever is read, written, pushed back or sought, the file is a string with a cursor.
+// Whatever is read, written, pushed back or sought, the file is a string with a cursor; what was pushed
+// back lies over it there until it is read, or written over.
 TEST_P(FileOn, IsAStringWithACursor) {
-    for (unsigned int seed = 1; seed <= 20; ++seed) {
+    for (unsigned int seed = 1; seed <= 30; ++seed) {
         SCOPED_TRACE(seed);
         std::mt19937 random(seed);
         std::string model;
-        for (int i = 0; i < 9000; ++i)
+        for (unsigned int i = random() % 9000; i != 0; --i)
             model += static_cast<char>('a' + random() % 26);
         place.Write("file", model);
         File file(place / "file");
-        bool const readWrite = random() % 2 == 0;
+        bool const readWrite = random() % 3 != 0;
         ASSERT_EQ(file.Open(readWrite ? Mode::ReadWrite : Mode::ReadOnly), IO::NoError);
         std::size_t cursor = 0;
+        std::string pushed;
+        auto const look = [&](std::size_t size) {
+            std::string const front = pushed.substr(0, size);
+            std::size_t const behind = cursor + pushed.size();
+            return behind > model.size() ? front
+                                         : front + model.substr(behind, size - front.size());
+        };
+        auto const pass = [&](std::size_t size) {
+            pushed.erase(0, size);
+            cursor += size;
+        };
         for (int step = 0; step < 200; ++step) {
             unsigned int const size = random() % (random() % 4 == 0 ? 9000 : 20);
-            switch (random() % (readWrite ? 4 : 3)) {
-            case 0: {
-                std::string const got = Get(file, size);
-                ASSERT_EQ(got, model.substr(cursor, size));
-                cursor += got.size();
-                file.ResetInputStatus();
+            std::string const there = look(size);
+            std::string text(size, '?');
+            unsigned int count = 0;
+            switch (random() % (readWrite ? 11 : 8)) {
+            case 0:
+                ASSERT_EQ(Get(file, size), there);
+                pass(there.size());
                 break;
-            }
             case 1: {
                 std::size_t const target = random() % (model.size() + 1);
                 ASSERT_EQ(file.SetPosition(target), IO::NoError);
+                pushed.erase(0, target < cursor ? pushed.size() : target - cursor);
                 cursor = target;
                 break;
             }
             case 2: {
                 unsigned long long skipped = 0;
-                unsigned long long const left = model.size() - cursor;
-                file.Skip(std::min<unsigned long long>(size, left), &skipped);
-                ASSERT_EQ(skipped, std::min<unsigned long long>(size, left));
-                cursor += skipped;
+                file.Skip(there.size(), &skipped);
+                ASSERT_EQ(skipped, there.size());
+                pass(there.size());
+                break;
+            }
+            case 3:
+                file.ResetInputStatus(); // an end that was met is told until then
+                ASSERT_EQ(file.IsEOI(), look(1).empty());
+                break;
+            case 4: {
+                char c = 0;
+                (void)file.Look(size, &c);
+                std::string const byte = look(size + 1).substr(there.size());
+                ASSERT_EQ(c, there.size() == size && !byte.empty() ? byte[0] : 0);
+                break;
+            }
+            case 5:
+                (void)file.CopyBin(text.data(), size, &count);
+                ASSERT_EQ(text.substr(0, count), there);
+                break;
+            case 6: {
+                char * data = nullptr;
+                (void)file.DirectInputAccess(size, &data, &count);
+                ASSERT_TRUE(size == 0 || std::string(data, count) == there);
+                break;
+            }
+            case 7: {
+                text = std::string(std::min<std::size_t>(size, cursor), 'P');
+                ASSERT_EQ(file.PushBack(text.data(), static_cast<unsigned int>(text.size())),
+                          IO::NoError);
+                pushed = text + pushed;
+                cursor -= text.size();
+                break;
+            }
+            case 8: {
+                std::size_t const length = random() % 2 == 0 ? model.size() + size : size;
+                ASSERT_EQ(file.SetDataLength(length), IO::NoError);
+                model.resize(length);
+                cursor = length;
+                pushed.clear();
                 break;
             }
             default: {
-                std::string const text(size, 'W');
+                text = std::string(size, static_cast<char>('A' + step % 26));
                 ASSERT_EQ(Put(file, text), IO::NoError);
                 model.replace(cursor, std::min(text.size(), model.size() - cursor), text);
                 cursor += size;
+                pushed.clear();
             }
             }
             ASSERT_EQ(PositionOf(file), cursor);
+            unsigned long long available = 0;
+            ASSERT_EQ(file.GetAvailable(&available), IO::NoError);
+            ASSERT_EQ(available, model.size() - cursor);
         }
         file.Close();
-        ASSERT_EQ(place.Read("file"), model);
+        EXPECT_EQ(place.Read("file"), model);
     }
+}
+
+// What was written in part is written over: the next byte goes where the caller stands.
+TEST(File, StandsWhereItStoodWhenAWriteOrALengthFails) {
+    using Tests::FileCall;
+    Tests::TempFolder const disk;
+    for (FileCall const call : {FileCall::WriteFile, FileCall::SetEndOfFile})
+        for (Mode const mode : {Mode::ReadWrite, Mode::WriteOnly}) {
+            if (call == FileCall::WriteFile && mode == Mode::WriteOnly)
+                continue; // which holds what it could not write
+            disk.Write("file", "0123456789");
+            File file(Location(disk.GetPortable("file").c_str()));
+            ASSERT_EQ(file.Open(mode), IO::NoError);
+            ASSERT_EQ(file.SetPosition(2), IO::NoError);
+            Tests::ScriptedFileCalls calls;
+            calls.Fail(call, 1, IO::FileError::DiskFull, false, 3);
+            EXPECT_EQ(call == FileCall::WriteFile ? Put(file, "abcdef") : file.SetDataLength(7),
+                      IO::EOO);
+            calls.Clear();
+            file.ResetOutputStatus();
+            EXPECT_EQ(Put(file, "X"), IO::NoError);
+            EXPECT_EQ(file.Close(), IO::NoError);
+            EXPECT_EQ(disk.Read("file"), call == FileCall::WriteFile ? "01Xbc56789" : "01X3456789");
+        }
 }
 
 TEST_P(FileOn, MeetsEveryFailedAllocation) {

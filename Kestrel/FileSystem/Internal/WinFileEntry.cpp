@@ -178,9 +178,14 @@ LengthStatus WinFileEntry::SetDataLength(unsigned long long length) {
 
 LengthStatus WinFileEntry::SetEnd(FileHandle file, unsigned long long length) {
     FileCalls & calls = GetFileCalls();
-    if (calls.SetFilePointerEx(file, static_cast<long long>(length), nullptr, 0) != FileError::None)
+    unsigned long long before;
+    if (calls.SetFilePointerEx(file, 0, &before, 1) != FileError::None ||
+        calls.SetFilePointerEx(file, static_cast<long long>(length), nullptr, 0) != FileError::None)
         return LengthStatus::Other;
-    return Translate(lengthErrors, calls.SetEndOfFile(file), LengthStatus::Other);
+    unsigned int const error = calls.SetEndOfFile(file);
+    if (error != FileError::None) // the next byte goes where it would have gone
+        calls.SetFilePointerEx(file, static_cast<long long>(before), nullptr, 0);
+    return Translate(lengthErrors, error, LengthStatus::Other);
 }
 
 LengthStatus WinFileEntry::GetDataLength(unsigned long long * length) {
