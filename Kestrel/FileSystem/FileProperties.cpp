@@ -21,6 +21,8 @@ MuErrCode File::SetCreationTime(int const & time) {
          {Level::Error,
           "Setting creation time of file \"%\" in folder \"%\": internal error (OS errors: %)"}},
     };
+    if (Mu::IsNull(time))
+        return Error;
     if (status != NoError)
         return status;
     return ReportFailure(failures, entry->SetCreationTime(time), {EntryOf{location}});
@@ -41,6 +43,8 @@ MuErrCode File::SetModificationTime(int const & time) {
          {Level::Error, "Setting modification time of file \"%\" in folder \"%\": internal error "
                         "(OS errors: %)"}},
     };
+    if (Mu::IsNull(time))
+        return Error;
     if (status != NoError)
         return status;
     return ReportFailure(failures, entry->SetModificationTime(time), {EntryOf{location}});

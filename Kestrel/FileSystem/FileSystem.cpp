@@ -4,9 +4,12 @@
 #include <Kestrel/FileSystem/FixedVFS.h>
 #include <Kestrel/FileSystem/FolderEntry.h>
 #include <Kestrel/FileSystem/Internal/Start.h>
+#include <Kestrel/FileSystem/Internal/TableWalk.h>
 #include <Kestrel/FileSystem/RollingVFS.h>
 #include <Kestrel/Root/Lock.h>
 #include <Kestrel/Root/Thread.h>
+
+#include <algorithm>
 
 namespace IO {
 
@@ -103,15 +106,19 @@ VirtualFileSystem * FileSystem::FindFixed(Location const & location) const {
 
 VirtualFileSystem * FileSystem::FindRolling(Location const & location) const {
     RollingVFS * found = nullptr;
-    for (RollingVFS * const system : rollingMounts) {
+    bool isClaimedTwice = false;
+    WalkTable(rollingMounts, [&](RollingVFS * system) {
         if (!system->Serves(location))
-            continue;
+            return true;
         // Kept: what two systems claim belongs to neither, rather than to the one mounted first.
-        if (found != nullptr)
-            return nullptr;
+        isClaimedTwice = found != nullptr;
         found = system;
-    }
-    return found;
+        return !isClaimedTwice;
+    });
+    // One that was asked may have taken away the one that said yes.
+    bool const isMounted =
+        std::find(rollingMounts.begin(), rollingMounts.end(), found) != rollingMounts.end();
+    return isMounted && !isClaimedTwice ? found : nullptr;
 }
 
 void FileSystem::AddPrivateLocation(Location const & location) {

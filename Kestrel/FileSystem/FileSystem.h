@@ -131,8 +131,18 @@ private:
     VirtualFileSystem * FindFixed(Location const & location) const;
     VirtualFileSystem * FindRolling(Location const & location) const;
 
+    // Where a walk through one of the two tables stands, on the stack of who walks: code of the host
+    // runs in between, which may mount and unmount.
+    struct TableWalk;
+    template <typename Table, typename Visit>
+    void WalkTable(Table const & table, Visit visit) const;
+    void EnumerateFixed(MountPointCallback callback, void * data) const;
+    template <typename Table>
+    void DeleteRecord(Table & table, unsigned int index);
+
     Mu::Array<FixedMount> fixedMounts;      // in the order of mounting
     Mu::Array<RollingVFS *> rollingMounts;  // in the order of mounting
+    mutable TableWalk * walks = nullptr;    // the innermost one under way; under the lock
     Mu::Array<Location> privateLocations;   // no two equal
     unsigned int accessDeniedRetryDuration; // milliseconds
 };

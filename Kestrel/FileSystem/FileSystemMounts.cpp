@@ -3,6 +3,7 @@
 #include <Kestrel/FileSystem/FixedVFS.h>
 #include <Kestrel/FileSystem/Internal/Report.h>
 #include <Kestrel/FileSystem/Internal/Start.h>
+#include <Kestrel/FileSystem/Internal/TableWalk.h>
 #include <Kestrel/FileSystem/RollingVFS.h>
 #include <Kestrel/Root/Exceptions.h>
 #include <Kestrel/Root/Lock.h>
@@ -76,18 +77,20 @@ MuErrCode ReportRolling(MountRow row) {
     return ReportOutcome(outcomes, row, {});
 }
 
-// Walks the table while a callback may change it.
-template <typename Table>
-void EnumerateFixed(Table const & mounts, FileSystem::MountPointCallback callback, void * data) {
-    Mu::LockGuard guard(GetFileSystemLock());
-    for (unsigned int i = 0; i < mounts.GetSize(); ++i) {
-        Location const mountPoint(mounts[i].location);
-        if (!callback(mountPoint, data))
-            return;
-    }
+// Where the table holds the record, or its size.
+template <typename Table, typename IsRecord>
+unsigned int FindRecord(Table const & table, IsRecord isRecord) {
+    return static_cast<unsigned int>(std::find_if(table.begin(), table.end(), isRecord) -
+                                     table.begin());
 }
 
 } // namespace
+
+void FileSystem::EnumerateFixed(MountPointCallback callback, void * data) const {
+    Mu::LockGuard guard(GetFileSystemLock());
+    WalkTable(fixedMounts,
+              [&](FixedMount const & mount) { return callback(mount.location, data); });
+}
 
 MuErrCode FileSystem::Mount(FixedVFS & system, Location const & mountPoint) {
     if (Mu::IsNull(system) || Mu::IsNull(mountPoint) || mountPoint.GetStatus() != NoError)
@@ -118,16 +121,23 @@ MuErrCode FileSystem::Unmount(FixedVFS & system) {
                                "Unmounting fixed virtual file system has failed: it was not found");
     static ReportLine unmounting(Level::Info, "Unmounting fixed virtual file system \"%\"");
     Mu::LockGuard guard(GetFileSystemLock());
-    for (unsigned int i = 0; i < fixedMounts.GetSize(); ++i) {
-        if (fixedMounts[i].system != &system)
-            continue;
-        Report(unmounting, {fixedMounts[i].location});
-        fixedMounts.Delete(i);
-        system.Unmounted();
-        return NoError;
+    auto const find = [&] {
+        return FindRecord(fixedMounts,
+                          [&](FixedMount const & mount) { return mount.system == &system; });
+    };
+    if (unsigned int const index = find(); index < fixedMounts.GetSize()) {
+        Location const mountPoint(fixedMounts[index].location);
+        Report(unmounting, {mountPoint});
     }
-    Report(notFound, {});
-    return ErrFSNotMounted;
+    // Who listens to the log may have changed the table.
+    unsigned int const index = find();
+    if (index == fixedMounts.GetSize()) {
+        Report(notFound, {});
+        return ErrFSNotMounted;
+    }
+    DeleteRecord(fixedMounts, index);
+    system.Unmounted();
+    return NoError;
 }
 
 MuErrCode FileSystem::Unmount(RollingVFS & system) {
@@ -135,15 +145,18 @@ MuErrCode FileSystem::Unmount(RollingVFS & system) {
         Level::Error, "Unmounting rolling virtual file system has failed: it was not found");
     static ReportLine unmounting(Level::Info, "Unmounting rolling virtual file system");
     Mu::LockGuard guard(GetFileSystemLock());
-    for (unsigned int i = 0; i < rollingMounts.GetSize(); ++i) {
-        if (rollingMounts[i] != &system)
-            continue;
+    auto const find = [&] {
+        return FindRecord(rollingMounts, [&](RollingVFS * mounted) { return mounted == &system; });
+    };
+    if (find() < rollingMounts.GetSize())
         Report(unmounting, {});
-        rollingMounts.Delete(i);
-        return NoError;
+    unsigned int const index = find();
+    if (index == rollingMounts.GetSize()) {
+        Report(notFound, {});
+        return ErrFSNotMounted;
     }
-    Report(notFound, {});
-    return ErrFSNotMounted;
+    DeleteRecord(rollingMounts, index);
+    return NoError;
 }
 
 bool FileSystem::IsMountPoint(Location const & location) {
@@ -165,14 +178,14 @@ MuErrCode FileSystem::EnumerateMountPoints(MountPointCallback callback, void * d
         return Error;
     Status const status = native->EnumerateMountPoints(callback, data);
     if (status == Status::Finished)
-        EnumerateFixed(fixedMounts, callback, data);
+        EnumerateFixed(callback, data);
     return ReportOutcome(outcomes, status, {});
 }
 
 MuErrCode FileSystem::EnumerateVirtualMountPoints(MountPointCallback callback, void * data) {
     if (callback == nullptr)
         return Error;
-    EnumerateFixed(fixedMounts, callback, data);
+    EnumerateFixed(callback, data);
     return NoError;
 }
 

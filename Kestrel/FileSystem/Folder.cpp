@@ -206,9 +206,7 @@ MuErrCode Folder::GetLocation(Location * result) const {
 }
 
 void Append(Mu::FastLogger::LogComposer & composer, Folder const & folder) {
-    Location location;
-    folder.GetLocation(&location);
-    Append(composer, location);
+    Append(composer, folder.location); // that of a folder that failed is the one most asked for
 }
 
 } // namespace IO

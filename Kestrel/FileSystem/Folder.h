@@ -185,6 +185,7 @@ public:
 private:
     friend class File;
     friend class FoundFile;
+    friend KESTREL_API void Append(Mu::FastLogger::LogComposer & composer, Folder const & folder);
 
     MuErrCode Connect();
     void ConnectOrCreate(OnNotFound onNotFound, Folder * parent);

@@ -4,6 +4,7 @@
 #include <Kestrel/FileSystem/FileSystem.h>
 #include <Kestrel/FileSystem/FolderEntry.h>
 #include <Kestrel/FileSystem/Internal/Report.h>
+#include <Kestrel/Root/Memory.h>
 #include <Kestrel/Root/OChannel.h>
 
 namespace IO {
@@ -58,10 +59,12 @@ private:
         FolderEntryEnumerator & self = *static_cast<FolderEntryEnumerator *>(data);
         Location above;
         self.folder.GetLocation(&above);
-        Name name;
         if (mountPoint.GetLocalLength() != above.GetLocalLength() + 1 ||
-            !above.IsAncestorOf(mountPoint) || mountPoint.GetLastLocalName(&name) != NoError)
+            !above.IsAncestorOf(mountPoint))
             return true;
+        Name name;
+        if (mountPoint.GetLastLocalName(&name) != NoError)
+            Mu::ThrowOutOfMemory(); // its place has a name, and the list is not whole without it
         return self.callback(self.folder, name, true, self.data);
     }
 

@@ -120,6 +120,8 @@ MuErrCode Folder::SetCreationTime(int const & time) {
          {Level::Error,
           "Setting creation time of folder \"%\" in folder \"%\": internal error (OS errors: %)"}},
     };
+    if (Mu::IsNull(time))
+        return Error;
     if (status != NoError)
         return status;
     return ReportFailure(failures, entry->SetCreationTime(time), {EntryOf{location}});
@@ -140,6 +142,8 @@ MuErrCode Folder::SetModificationTime(int const & time) {
          {Level::Error, "Setting modification time of folder \"%\" in folder \"%\": internal error "
                         "(OS errors: %)"}},
     };
+    if (Mu::IsNull(time))
+        return Error;
     if (status != NoError)
         return status;
     return ReportFailure(failures, entry->SetModificationTime(time), {EntryOf{location}});

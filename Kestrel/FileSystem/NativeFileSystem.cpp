@@ -76,11 +76,14 @@ NativeFileSystem * NativeFileSystem::Get() {
 
 NativeFileSystem::NativeFileSystem() {
     published = this;
+    AskNativeForNames(true);
 }
 
 NativeFileSystem::~NativeFileSystem() {
-    if (published == this)
-        published = nullptr;
+    if (published != this)
+        return;
+    published = nullptr;
+    AskNativeForNames(false); // there is nobody to ask
 }
 
 EstimateStatus NativeFileSystem::EstimateResolvedType(Location const & location, EntryType * type) {

@@ -4,6 +4,7 @@
 #include <Kestrel/FileSystem/Folder.h>
 #include <Kestrel/FileSystem/Internal/FoundFile.h>
 #include <Kestrel/FileSystem/Internal/Report.h>
+#include <Kestrel/Root/Memory.h>
 
 namespace IO {
 
@@ -162,7 +163,8 @@ bool TreeEnumerator::LeadsBack(Name const & link) const {
     Location location;
     Location target;
     parent->GetLocation(&location);
-    location.AppendToLocal(link);
+    if (location.AppendToLocal(link) == ErrMemoryFull)
+        Mu::ThrowOutOfMemory(); // a link that was not looked at must not pass for one that leads back
     if (!fileSystem.ResolveLocation(location, &target))
         return true;
     bool leadsBack = target.IsAncestorOf(location);

@@ -11,7 +11,10 @@
 
 #include <gtest/gtest.h>
 
+#include <memory>
+#include <random>
 #include <thread>
+#include <vector>
 
 namespace {
 
@@ -87,6 +90,95 @@ bool Stop(IO::Location const &, void * data) {
 }
 
 } // namespace
+
+namespace {
+
+/// Mounts and unmounts itself and others, as a seed wants it, whenever it is asked.
+class Restless : public MemoryRollingVFS {
+public:
+    explicit Restless(std::mt19937 & random) : MemoryRollingVFS(IO::Location()), random(random) {}
+    bool Serves(IO::Location const &) override {
+        EXPECT_TRUE(isMounted);
+        ++asked;
+        for (unsigned int i = random() % 4; i != 0; --i)
+            (*all)[random() % all->size()]->Change();
+        return false;
+    }
+    void Change() {
+        hasChanged = true;
+        EXPECT_EQ(isMounted ? IO::fileSystem.Unmount(*this) : IO::fileSystem.Mount(*this),
+                  IO::NoError);
+        isMounted = !isMounted;
+    }
+
+    std::mt19937 & random;
+    std::vector<std::unique_ptr<Restless>> * all = nullptr;
+    bool isMounted = false;
+    bool hasChanged = false;
+    int asked = 0;
+};
+
+/// The same while fixed systems are enumerated.
+struct Points {
+    std::mt19937 random;
+    MemoryFixedVFS systems[6];
+    bool isMounted[6] = {};
+    bool hasChanged[6] = {};
+    int seen[6] = {};
+
+    static IO::Location At(unsigned int i) {
+        return IO::Location(IO::Location("Q:\\restless"), IO::Name(std::to_string(i).c_str()));
+    }
+    void Change(unsigned int i) {
+        hasChanged[i] = true;
+        EXPECT_EQ(isMounted[i] ? IO::fileSystem.Unmount(systems[i])
+                               : IO::fileSystem.Mount(systems[i], At(i)),
+                  IO::NoError);
+        isMounted[i] = !isMounted[i];
+    }
+    static bool Found(IO::Location const & place, void * data) {
+        Points & self = *static_cast<Points *>(data);
+        for (unsigned int i = 0; i < 6; ++i)
+            self.seen[i] += place == At(i);
+        for (unsigned int i = self.random() % 4; i != 0; --i)
+            self.Change(self.random() % 6);
+        return true;
+    }
+};
+
+} // namespace
+
+TEST(FileSystem, AsksEachSystemOnceWhileSystemsComeAndGo) {
+    for (unsigned int seed = 1; seed <= 60; ++seed) {
+        SCOPED_TRACE(seed);
+        std::mt19937 random(seed);
+        std::vector<std::unique_ptr<Restless>> all;
+        for (int i = 0; i < 6; ++i) {
+            all.push_back(std::make_unique<Restless>(random));
+            all.back()->all = &all;
+            if (random() % 4 != 0)
+                all.back()->Change();
+            all.back()->hasChanged = false;
+        }
+        EXPECT_EQ(ContentAt(IO::Location("Q:\\nowhere")), "not found");
+        for (auto const & system : all) {
+            EXPECT_TRUE(system->hasChanged || system->asked == (system->isMounted ? 1 : 0));
+            if (system->isMounted)
+                system->Change();
+        }
+        Points points;
+        points.random.seed(seed);
+        for (unsigned int i = 0; i < 6; ++i)
+            points.Change(i);
+        std::fill_n(points.hasChanged, 6, false);
+        EXPECT_EQ(IO::fileSystem.EnumerateVirtualMountPoints(Points::Found, &points), IO::NoError);
+        for (unsigned int i = 0; i < 6; ++i) {
+            EXPECT_TRUE(points.hasChanged[i] || points.seen[i] == 1);
+            if (points.isMounted[i])
+                points.Change(i);
+        }
+    }
+}
 
 TEST(FileSystem, LetsTheDeepestFixedMountServe) {
     IO::Location const outer("Q:\\a"), inner("Q:\\a\\b");

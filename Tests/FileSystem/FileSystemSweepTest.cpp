@@ -303,6 +303,7 @@ MuErrCode MountAndUse(Stage const & stage) {
             stage.Answer(length);
         }
         status << IO::fileSystem.Copy(Location(stage / "mounted", "x"), stage / "x");
+        status << Enumerate(stage); // with what is mounted below
     }
     return status;
 }

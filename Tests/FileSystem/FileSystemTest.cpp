@@ -1,6 +1,10 @@
 #include <Kestrel/FileSystem/FileSystem.h>
 
+#include <Kestrel/FileSystem/File.h>
+#include <Kestrel/FileSystem/Folder.h>
+
 #include <Kestrel/Location/Internal/OSErrors.h>
+#include <Kestrel/Root/Logger.h>
 
 #include "Tests/Support/FileSystem/MemoryFS.h"
 #include "Tests/Support/HandClock.h"
@@ -104,6 +108,29 @@ TEST(FileSystem, RefusesRootsAndNullsWhereAnEntryIsNeeded) {
     IO::FileEntry * entry = nullptr;
     EXPECT_EQ(IO::fileSystem.Connect(nullptr, &entry), IO::Error);
     IO::fileSystem.Disconnect(entry);
+}
+
+TEST(FileSystem, TakesNoTimeThatIsNotThere) {
+    Tests::TempFolder const disk;
+    disk.Write("file", "");
+    int const & none = NullReference<int>();
+    IO::Folder folder(IO::Location(disk.GetPortable().c_str()));
+    IO::File file(folder, "file");
+    EXPECT_EQ(folder.SetCreationTime(none), IO::Error);
+    EXPECT_EQ(folder.SetModificationTime(none), IO::Error);
+    EXPECT_EQ(file.SetCreationTime(none), IO::Error);
+    EXPECT_EQ(file.SetModificationTime(none), IO::Error);
+}
+
+TEST(Folder, IsNamedInALineWhenItFailedToo) {
+    Tests::LogCapture log;
+    IO::Folder const folder(IO::Location("C:\\no such folder 8351"),
+                            IO::Folder::OnNotFound::FailQuietly);
+    Mu::ErrorLogLine line("about %", "IO", nullptr);
+    Mu::LogComposer composer;
+    Append(composer, folder);
+    Mu::logger.Append(line, &composer);
+    EXPECT_TRUE(log.Contains("about C:\\no such folder 8351"));
 }
 
 TEST(FileSystem, TellsTypesOfEntries) {

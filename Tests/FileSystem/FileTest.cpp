@@ -154,31 +154,6 @@ TEST_P(FileOn, SeeksNoFurtherThanTheEnd) {
     EXPECT_EQ(Get(file, 2), "12") << "a seek takes the end of input back";
 }
 
-TEST_P(FileOn, PushesBackLooksCopiesAndSkips) {
-    place.Write("file", "0123456789");
-    File file(place / "file");
-    ASSERT_EQ(file.Open(Mode::ReadOnly), IO::NoError);
-    EXPECT_EQ(Get(file, 4), "0123");
-    EXPECT_EQ(file.PushBack("xy", 2), IO::NoError);
-    EXPECT_EQ(PositionOf(file), 2u);
-    EXPECT_EQ(file.Mu::IChannel::PushBack('w'), IO::NoError);
-    char copied[4] = {};
-    unsigned int count = 0;
-    EXPECT_EQ(file.CopyBin(copied, 3, &count), IO::NoError);
-    EXPECT_EQ(std::string(copied), "wxy");
-    unsigned long long skipped = 0;
-    EXPECT_EQ(file.Skip(4, &skipped), IO::NoError);
-    EXPECT_EQ(skipped, 4u);
-    EXPECT_EQ(PositionOf(file), 5u);
-    EXPECT_EQ(Get(file, 1), "5");
-    unsigned long long available = 0;
-    EXPECT_EQ(file.GetAvailable(&available), IO::NoError);
-    EXPECT_EQ(available, 4u);
-    EXPECT_EQ(file.Skip(100, &skipped), IO::EOI);
-    EXPECT_EQ(skipped, 4u);
-    EXPECT_EQ(PositionOf(file), 10u);
-}
-
 TEST_P(FileOn, PatchesBehindAMark) {
     File file(place / "file", File::OnNotFound::Create);
     ASSERT_EQ(file.Open(Mode::WriteOnlyEmpty), IO::NoError);

@@ -302,19 +302,3 @@ TEST(FolderEntry, MeetsEveryFailedAllocationOfAnExchange) {
         EXPECT_EQ(folder.entries.size(), 2u);
     });
 }
-
-TEST(ReadOnlyFolderEntry, RefusesAllChanges) {
-    ListFolder folder;
-    IO::ReadOnlyFolderEntry & base = folder;
-    unsigned long long space = 1;
-    EXPECT_EQ(base.SetCreationTime(1), IO::FSEntry::TimeStatus::AccessDenied);
-    EXPECT_EQ(base.SetModificationTime(1), IO::FSEntry::TimeStatus::AccessDenied);
-    EXPECT_EQ(base.CreateFile("a", nullptr), IO::FolderEntry::CreateStatus::AccessDenied);
-    EXPECT_EQ(base.CreateFolder("a", nullptr), IO::FolderEntry::CreateStatus::AccessDenied);
-    EXPECT_EQ(base.CreateLink("a", IO::Location()), IO::FolderEntry::CreateStatus::AccessDenied);
-    EXPECT_EQ(base.IO::ReadOnlyFolderEntry::Move("a", base, "b", true), MoveStatus::AccessDenied);
-    EXPECT_EQ(base.Delete("a", true), IO::FolderEntry::DeleteStatus::AccessDenied);
-    EXPECT_EQ(base.GetFreeSpace(&space), IO::FSEntry::AttributeStatus::Done);
-    EXPECT_EQ(space, 0u);
-    EXPECT_FALSE(base.IsWriteable());
-}

@@ -267,30 +267,6 @@ TEST_P(FolderOn, PrintsWhatItHolds) {
     EXPECT_EQ(std::string_view(text, channel.GetDataSize()), "file\n");
 }
 
-TEST_P(FolderOn, MeetsEveryFailedAllocation) {
-    int round = 0;
-    SweepAllocations([&](bool failed) {
-        Folder * made = nullptr;
-        if (Folder::New(&made, place.GetRoot(), Folder::OnNotFound::Report) != IO::NoError) {
-            ASSERT_TRUE(failed);
-            return;
-        }
-        std::unique_ptr<Folder> const folder(made);
-        Name const name(std::to_string(++round).c_str());
-        Name const other("other");
-        MuErrCode status = folder->CreateFile(name);
-        if (status == IO::NoError)
-            status = folder->Rename(name, other);
-        if (status == IO::NoError)
-            status = folder->Delete(other, Safety::KeepProtected);
-        if (status != IO::NoError) {
-            EXPECT_TRUE(failed);
-            folder->Delete(name, Safety::KeepProtected, IO::AccessDeniedTreatment::Fail);
-            folder->Delete(other, Safety::KeepProtected, IO::AccessDeniedTreatment::Fail);
-        }
-    });
-}
-
 // Whichever call fails, and how: what is told to be done is done, and each file is somewhere.
 TEST(Folder, DoesWhatItSaysWhateverTheSystemRefuses) {
     Tests::Place place(false);

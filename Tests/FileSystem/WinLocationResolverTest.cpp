@@ -2,6 +2,7 @@
 
 #include <Kestrel/Location/RelativeLocation.h>
 
+#include "Tests/Support/FaultSweep.h"
 #include "Tests/Support/Text.h"
 
 #include <gtest/gtest.h>
@@ -70,6 +71,17 @@ TEST(WinLocationResolver, ReadsPaths) {
         EXPECT_EQ(Resolver().LocationToPath(location, &path), row.path != nullptr);
         EXPECT_EQ(ToUtf8(path), row.path != nullptr ? row.path : "");
     }
+}
+
+TEST(WinLocationResolver, WritesTheWholePathOrNone) {
+    IO::Location const share(u"\\\\a host with a long name\\share\\a folder with a long name");
+    SweepAllocations([&](bool failed) {
+        Mu::UniString path;
+        MuErrCode const status = share.ToPath(&path);
+        EXPECT_TRUE(status == IO::NoError || (failed && status == IO::ErrMemoryFull)) << status;
+        EXPECT_TRUE(status != IO::NoError ||
+                    path == u"\\\\a host with a long name\\share\\a folder with a long name");
+    });
 }
 
 TEST(WinLocationResolver, RefusesALongText) {

@@ -23,8 +23,7 @@ void FileSystemStart::Unmake(FileSystem & system) {
 
 namespace {
 
-// Asks the native file system whether two names are one. Registered only where it answers otherwise
-// than names do by themselves, since every comparison of locations would pay for the question.
+// Asks the native file system whether two names are one.
 class NativeNameComparer final : public NameComparer {
 public:
     bool IsSameName(Mu::UniString const & first, Mu::UniString const & second) override {
@@ -66,11 +65,14 @@ void StartFileSystem() {
     new (&lockPlace.object) Mu::ReentrantLock();
     StartValidators();
     StartNameGeneration();
-    new (&nativePlace.object) WinFileSystem();
-    new (&resolverPlace.object) WinLocationResolver();
     new (&comparerPlace.object) NativeNameComparer();
-    if (!GetPlatformFileCalls().ComparesByUnits())
-        SetNameComparer(&comparerPlace.object);
+    new (&nativePlace.object) WinFileSystem();
+    AskNativeForNames(!GetPlatformFileCalls().ComparesByUnits());
+    new (&resolverPlace.object) WinLocationResolver();
+}
+
+void AskNativeForNames(bool asks) {
+    SetNameComparer(asks && isStarted ? &comparerPlace.object : nullptr);
 }
 
 void EndFileSystem() {
@@ -78,9 +80,9 @@ void EndFileSystem() {
         return;
     isStarted = false;
     SetNameComparer(nullptr);
-    comparerPlace.object.~NativeNameComparer();
     resolverPlace.object.~WinLocationResolver();
     nativePlace.object.~WinFileSystem();
+    comparerPlace.object.~NativeNameComparer();
     EndValidators();
     lockPlace.object.~ReentrantLock();
     FileSystemStart::Unmake(fileSystemPlace.object);

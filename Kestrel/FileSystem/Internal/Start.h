@@ -28,4 +28,9 @@ void EndFileSystem();
 /// lock of the address tree.
 Mu::ReentrantLock & GetFileSystemLock();
 
+/// Whether the equality of names is asked of the native file system. It is where the platform's own
+/// compares them otherwise than they do by themselves, and wherever a host has put its own there;
+/// elsewhere each comparison of locations would pay for nothing.
+void AskNativeForNames(bool asks);
+
 } // namespace IO

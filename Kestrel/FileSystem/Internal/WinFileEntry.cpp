@@ -76,7 +76,7 @@ void WinFileEntry::Release() noexcept {
 }
 
 FSEntry::TimeStatus WinFileEntry::SetCreationTime(int const & time) {
-    return WritePathTime(path, TimeKind::Creation, time, 0);
+    return Mu::IsNull(time) ? TimeStatus::Other : WritePathTime(path, TimeKind::Creation, time, 0);
 }
 
 FSEntry::TimeStatus WinFileEntry::GetCreationTime(int * time) {
@@ -84,7 +84,8 @@ FSEntry::TimeStatus WinFileEntry::GetCreationTime(int * time) {
 }
 
 FSEntry::TimeStatus WinFileEntry::SetModificationTime(int const & time) {
-    return WritePathTime(path, TimeKind::Modification, time, 0);
+    return Mu::IsNull(time) ? TimeStatus::Other
+                            : WritePathTime(path, TimeKind::Modification, time, 0);
 }
 
 FSEntry::TimeStatus WinFileEntry::GetModificationTime(int * time) {

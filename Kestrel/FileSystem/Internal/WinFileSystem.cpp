@@ -20,8 +20,11 @@ struct MountPointCall {
 bool ReportDrive(PathText root, void * data) {
     MountPointCall const & call = *static_cast<MountPointCall *>(data);
     Location drive;
+    MuErrCode const status = drive.Set(Mu::UniString(root));
+    if (status == ErrMemoryFull)
+        Mu::ThrowOutOfMemory();
     // A drive whose name is no location cannot be used either.
-    return drive.Set(Mu::UniString(root)) != NoError || call.callback(drive, call.data);
+    return status != NoError || call.callback(drive, call.data);
 }
 
 // False for a location that has no path: one that is illegal, or lies in a network that no path can
@@ -52,23 +55,31 @@ WinFileSystem::~WinFileSystem() = default;
 // place is followed. An ordinary entry costs one look at the disk, and one at its names: what is
 // illegal has no path.
 WinFileSystem::ResolveStatus WinFileSystem::Resolve(Location * location, Mu::UniString * path,
-                                                    PathType * type) {
+                                                    PathType * type, unsigned int maxLinks) {
     if (location->GetStatus() != NoError || !GetPath(*location, path))
         return ResolveStatus::NoPath;
     PathBuffer target;
-    PathLook const look = LookAtPath(*path, restrictLinkExtensions, &target.text);
+    PathLook look = LookAtPath(*path, restrictLinkExtensions, &target.text);
     *type = look.type;
     if (look.link != LinkStatus::Done)
         return ResolveStatus::Done;
-    *path = Mu::ConstSubstring(target.text.GetText());
-    *type = GetPathType(*path).type;
-    return location->Set(*path) == NoError ? ResolveStatus::Done : ResolveStatus::NoTarget;
+    for (unsigned int i = 0; look.link == LinkStatus::Done && i < maxLinks; ++i) {
+        *path = Mu::ConstSubstring(target.text.GetText());
+        look = i + 1 < maxLinks ? LookAtPath(*path, restrictLinkExtensions, &target.text)
+                                : GetPathType(*path);
+    }
+    *type = look.type;
+    MuErrCode const status = location->Set(*path);
+    if (status == ErrMemoryFull)
+        Mu::ThrowOutOfMemory();
+    return status == NoError ? ResolveStatus::Done : ResolveStatus::NoTarget;
 }
 
 ConnectStatus WinFileSystem::Look(Location * location, Mu::UniString * path, PathType * type) {
     if (location->GetStatus() != NoError)
         return ConnectStatus::Other;
-    switch (Resolve(location, path, type)) {
+    // Symbolic links are followed to the end, as the system does; a shell link leads to one place.
+    switch (Resolve(location, path, type, GetFileCalls().MarksLinks() ? 40 : 1)) {
     case ResolveStatus::Done: break;
     case ResolveStatus::NoPath: return ConnectStatus::NotFound;
     default: return ConnectStatus::Other;
@@ -118,7 +129,7 @@ void WinFileSystem::Disconnect(FileEntry * entry) {
 
 bool WinFileSystem::IsOnLine(Location const & location) {
     Mu::UniString path; // which what is unhealthy or illegal has not
-    if (!location.IsLocal() || location.IsRoot() || location.ToPath(&path) != NoError)
+    if (!location.IsLocal() || location.IsRoot() || !GetPath(location, &path))
         return true;
     Mu::UniString const root = GetRootPath(path);
     FileCalls & calls = GetFileCalls();

@@ -42,7 +42,8 @@ private:
     };
 
     ConnectStatus Look(Location * location, Mu::UniString * path, PathType * type);
-    ResolveStatus Resolve(Location * location, Mu::UniString * path, PathType * type);
+    ResolveStatus Resolve(Location * location, Mu::UniString * path, PathType * type,
+                          unsigned int maxLinks = 1);
 
     bool restrictLinkExtensions = false;
     EntryPool<WinFileEntry, WinFileSystem, 4> fileEntries;

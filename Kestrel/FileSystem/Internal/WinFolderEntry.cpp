@@ -6,6 +6,7 @@
 #include <Kestrel/FileSystem/Internal/PathOperations.h>
 #include <Kestrel/FileSystem/Internal/PathType.h>
 #include <Kestrel/FileSystem/Internal/WinFileSystem.h>
+#include <Kestrel/Location/Internal/ValidatorTable.h>
 
 namespace IO {
 
@@ -114,9 +115,13 @@ void WinFolderEntry::Set(Mu::UniString & newPath, unsigned int newDepth) noexcep
     depth = newDepth;
 }
 
-// Whether an entry of this name can be made here or be changed.
+// Whether an entry of this name can be made here or be changed. Names of dots lead to other folders;
+// Windows takes all dots and blanks off the end of a name, so that more of them lead here, too.
 bool WinFolderEntry::Takes(Name const & name) const {
-    return depth != 0 && name.IsLegal();
+    PathText const text = name.ToString();
+    std::size_t const most = RunningPlatform == Mu::WindowsSign ? text.size() : 2;
+    bool const isDots = text.size() <= most && text.find_first_not_of(u". ") == PathText::npos;
+    return depth != 0 && !isDots && name.IsLegal();
 }
 
 Mu::UniString WinFolderEntry::PathOf(Name const & name) const {
@@ -129,7 +134,7 @@ WinFolderEntry * WinFolderEntry::AsOurs(FolderEntry & other) const {
 }
 
 FSEntry::TimeStatus WinFolderEntry::SetTime(TimeKind kind, int const & time) const {
-    if (depth <= 1)
+    if (depth <= 1 || Mu::IsNull(time))
         return TimeStatus::Other;
     return WritePathTime(path, kind, time, FileFlagBackupSemantics);
 }
@@ -204,7 +209,7 @@ FolderEntry::CopyStatus WinFolderEntry::Copy(Name const & from, FolderEntry & ta
                                              Name const & to) {
     WinFolderEntry * const folder = AsOurs(target);
     // The names of drives, in the root of the computer, are legal nowhere else.
-    if (folder == nullptr || (depth != 0 && !from.IsLegal()) || !folder->Takes(to))
+    if (folder == nullptr || (depth != 0 && !Takes(from)) || !folder->Takes(to))
         return CopyStatus::Other;
     return CopyPath(PathOf(from), folder->PathOf(to));
 }

@@ -5,6 +5,7 @@
 #include <Kestrel/Location/Internal/NameText.h>
 #include <Kestrel/Location/NameEnumerator.h>
 #include <Kestrel/Location/RelativeLocation.h>
+#include <Kestrel/Root/Memory.h>
 
 #include <algorithm>
 
@@ -60,11 +61,19 @@ bool UsesHostName(Location::NetworkModel model) {
            model == Location::SmbModel;
 }
 
+// What fails on a healthy location fails for want of memory, which is no answer: without a name the
+// text would be that of another place.
+void Check(MuErrCode status) {
+    if (status != NoError)
+        Mu::ThrowOutOfMemory();
+}
+
 // Two separators and the host, and one more where local names follow.
 void AppendHost(Location const & location, Mu::UniString * text) {
-    Name host;
-    if (location.GetLastNetworkName(&host) != NoError)
+    if (location.GetNetworkLength() == 0)
         return;
+    Name host;
+    Check(location.GetLastNetworkName(&host));
     text->Append(u"\\\\");
     text->Append(host.ToString());
     if (location.GetLocalLength() != 0)
@@ -91,9 +100,9 @@ private:
     bool isFirst = true;
 };
 
-bool AppendLocalNames(Location const & location, bool withAttachments, Mu::UniString * text) {
+void AppendLocalNames(Location const & location, bool withAttachments, Mu::UniString * text) {
     LocalNames names(text, withAttachments);
-    return location.EnumerateLocalNames(&names) == NoError;
+    Check(location.EnumerateLocalNames(&names));
 }
 
 } // namespace
@@ -145,10 +154,7 @@ bool WinLocationResolver::LocationToPath(Location const & location, Mu::UniStrin
             return false;
         AppendHost(location, path);
     }
-    if (!AppendLocalNames(location, false, path)) {
-        path->ClearContent();
-        return false;
-    }
+    AppendLocalNames(location, false, path);
     if (location.GetLocalLength() == 1)
         path->Append(u"\\");
     return true;
@@ -162,7 +168,8 @@ bool WinLocationResolver::LocationToLogText(Location const & location, Mu::UniSt
     text->ClearContent();
     text->SetCapacity(UsualCapacity);
     AppendHost(location, text);
-    return AppendLocalNames(location, true, text);
+    AppendLocalNames(location, true, text);
+    return true;
 }
 
 } // namespace IO

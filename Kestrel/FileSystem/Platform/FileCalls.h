@@ -101,7 +101,8 @@ public:
     virtual unsigned int GetDriveType(PathText root) = 0;
 
     /// From the handle's position on, which moves behind what was read. Fewer bytes than asked for
-    /// come only at the end of the file. `*read` bytes did come even after a failure.
+    /// come only at the end of the file. `*read` bytes did come even after a failure. NotReady: a
+    /// named pipe that nobody writes to yet.
     virtual unsigned int ReadFile(FileHandle file, char * destination, unsigned int count,
                                   unsigned int * read) = 0;
     /// Writes at the handle's position and moves it behind what was written. Writes all or fails;
@@ -121,8 +122,9 @@ public:
     /// GetFileAttributes tells a link, a file and a folder apart, and an entry without the bit need
     /// not be asked by ReadShellLink. Connecting to a file is held to that one call on Linux.
     virtual bool MarksLinks() const = 0;
-    /// The absolute path that the link names, whether it exists or not. On Linux a link that leads
-    /// to another is followed to the last one's target.
+    /// The absolute path that the link names, whether it exists or not; one that leads to another
+    /// link is followed no further. What Linux shows as links beneath "/dev/fd" and opens without
+    /// their text, such as a pipe, is none.
     virtual LinkStatus ReadShellLink(PathText path, TextBuffer * target) = 0;
     /// Where links carry no description, it is dropped.
     virtual unsigned int CreateShellLink(PathText path, PathText target, PathText description) = 0;

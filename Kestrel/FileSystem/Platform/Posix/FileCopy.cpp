@@ -3,8 +3,10 @@
 #include <Kestrel/FileSystem/Platform/FileCallTypes.h>
 #include <Kestrel/Location/Platform/Posix/ErrorMapping.h>
 
+#include <algorithm>
 #include <linux/fs.h>
 #include <sys/ioctl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace IO {
@@ -22,18 +24,22 @@ bool IsUnavailable() {
            errno == EPERM || errno == ENOTTY || errno == EBADF || errno == EISDIR;
 }
 
-Outcome CopyInKernel(int from, int to) {
+constexpr unsigned long long All = ~0ull;
+
+Outcome CopyInKernel(int from, int to, unsigned long long count) {
     bool any = false;
-    for (;;) {
+    for (; count != 0; any = true) {
+        std::size_t const piece = std::min<unsigned long long>(count, CopyPiece);
         auto const copied =
-            Retry([=] { return ::copy_file_range(from, nullptr, to, nullptr, CopyPiece, 0); });
+            Retry([=] { return ::copy_file_range(from, nullptr, to, nullptr, piece, 0); });
         // Files that the kernel makes up as they are read have no length, and copy as empty.
         if (copied == 0)
             return any ? Outcome::Done : Outcome::Unavailable;
         if (copied < 0)
             return IsUnavailable() ? Outcome::Unavailable : Outcome::Failed;
-        any = true;
+        count -= static_cast<unsigned long long>(copied);
     }
+    return Outcome::Done;
 }
 
 bool WriteAll(int to, char const * bytes, ssize_t count) {
@@ -47,15 +53,50 @@ bool WriteAll(int to, char const * bytes, ssize_t count) {
     return true;
 }
 
-bool CopyByHand(int from, int to) {
+bool CopyByHand(int from, int to, unsigned long long count) {
     char buffer[65536];
-    for (;;) {
-        auto const got = Retry([&] { return ::read(from, buffer, sizeof(buffer)); });
+    while (count != 0) {
+        std::size_t const piece = std::min<unsigned long long>(count, sizeof(buffer));
+        auto const got = Retry([&] { return ::read(from, buffer, piece); });
         if (got <= 0)
             return got == 0;
         if (!WriteAll(to, buffer, got))
             return false;
+        count -= static_cast<unsigned long long>(got);
     }
+    return true;
+}
+
+// A way that turns out to be missing in the middle has moved both files on as far as it came.
+bool CopyBytes(int from, int to, unsigned long long count, CopyWays ways) {
+    off_t const start = ::lseek(from, 0, SEEK_CUR);
+    Outcome const outcome = ways.kernelCopy ? CopyInKernel(from, to, count) : Outcome::Unavailable;
+    if (outcome == Outcome::Unavailable && count != All)
+        count -= static_cast<unsigned long long>(::lseek(from, 0, SEEK_CUR) - start);
+    return outcome == Outcome::Done ||
+           (outcome == Outcome::Unavailable && CopyByHand(from, to, count));
+}
+
+bool IsSparse(int file, off_t * size) {
+    struct stat info;
+    bool const isKnown = ::fstat(file, &info) == 0;
+    *size = isKnown ? info.st_size : 0;
+    return isKnown && S_ISREG(info.st_mode) && info.st_blocks * 512 < info.st_size;
+}
+
+// Copies what is written in the file, and leaves the holes between holes.
+bool CopyAroundHoles(int from, int to, off_t size, CopyWays ways) {
+    off_t data = 0;
+    for (off_t end = 0; end < size;) {
+        data = ::lseek(from, end, SEEK_DATA);
+        if (data < 0 && errno == ENXIO)
+            break; // a hole up to the end
+        end = data < 0 ? -1 : ::lseek(from, data, SEEK_HOLE);
+        if (end < 0 || ::lseek(from, data, SEEK_SET) < 0 || ::lseek(to, data, SEEK_SET) < 0 ||
+            !CopyBytes(from, to, static_cast<unsigned long long>(end - data), ways))
+            return false;
+    }
+    return Retry([=] { return ::ftruncate(to, size); }) == 0;
 }
 
 } // namespace
@@ -63,10 +104,10 @@ bool CopyByHand(int from, int to) {
 unsigned int CopyContent(int from, int to, CopyWays ways) {
     if (ways.clone && ::ioctl(to, FICLONE, from) == 0)
         return FileError::None;
-    Outcome const outcome = ways.kernelCopy ? CopyInKernel(from, to) : Outcome::Unavailable;
-    if (outcome == Outcome::Done || (outcome == Outcome::Unavailable && CopyByHand(from, to)))
-        return FileError::None;
-    return GetLastFileError();
+    off_t size;
+    bool const isDone = IsSparse(from, &size) ? CopyAroundHoles(from, to, size, ways)
+                                              : CopyBytes(from, to, All, ways);
+    return isDone ? FileError::None : GetLastFileError();
 }
 
 } // namespace IO

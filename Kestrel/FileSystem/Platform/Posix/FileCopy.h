@@ -12,7 +12,8 @@ struct CopyWays {
 /// The bytes that one call moves at most, so that a signal or a full device is noticed.
 inline constexpr unsigned int CopyPiece = 64 * 1024 * 1024;
 
-/// Appends all of one open file to another, an empty one: an error number.
+/// Appends all of one open file to another, an empty one: an error number. What is a hole in the one
+/// is a hole in the other.
 unsigned int CopyContent(int from, int to, CopyWays ways = {});
 
 } // namespace IO

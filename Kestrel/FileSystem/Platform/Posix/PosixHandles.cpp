@@ -5,8 +5,10 @@
 
 #include <cstdint>
 #include <fcntl.h>
+#include <linux/magic.h>
 #include <poll.h>
 #include <sys/stat.h>
+#include <sys/vfs.h>
 #include <unistd.h>
 
 namespace IO {
@@ -40,7 +42,23 @@ bool WaitFor(int descriptor, short event) {
     if (errno != EAGAIN)
         return false;
     pollfd wait = {descriptor, event, 0};
-    return Retry([&wait] { return ::poll(&wait, 1, -1); }) > 0;
+    if (Retry([&wait] { return ::poll(&wait, 1, -1); }) <= 0)
+        return false;
+    // It is no file, and the system does the waiting from now on.
+    int const flags = ::fcntl(descriptor, F_GETFL);
+    return flags >= 0 && ::fcntl(descriptor, F_SETFL, flags & ~O_NONBLOCK) == 0;
+}
+
+// Whether nothing was read because nobody has opened the other end of a named pipe yet, which must not
+// pass for an empty file. Who came and went has ended the input.
+bool LacksWriter(int descriptor) {
+    struct stat info;
+    struct statfs system;
+    if (::fstat(descriptor, &info) != 0 || !S_ISFIFO(info.st_mode) ||
+        ::fstatfs(descriptor, &system) != 0 || system.f_type == PIPEFS_MAGIC)
+        return false;
+    pollfd look = {descriptor, POLLIN, 0};
+    return Retry([&look] { return ::poll(&look, 1, 0); }) == 0;
 }
 
 } // namespace
@@ -73,6 +91,9 @@ unsigned int PosixFileCalls::Opening::Admit(int descriptor) const {
     struct stat info;
     if (::fstat(descriptor, &info) != 0)
         return GetLastFileError();
+    // A pipe that is opened for both keeps what is written for itself.
+    if (S_ISFIFO(info.st_mode) && (::fcntl(descriptor, F_GETFL) & O_ACCMODE) == O_RDWR)
+        return FileError::NotSupported;
     if (!S_ISREG(info.st_mode))
         return FileError::None;
     if (info.st_nlink == 0)
@@ -160,7 +181,7 @@ unsigned int PosixFileCalls::ReadFile(FileHandle file, char * destination, unsig
         if (got < 0 && !WaitFor(descriptor, POLLIN))
             return errno == EIO ? FileError::ReadFault : GetLastFileError();
         if (got == 0)
-            break;
+            return *read == 0 && LacksWriter(descriptor) ? FileError::NotReady : FileError::None;
         *read += got < 0 ? 0 : static_cast<unsigned int>(got);
     }
     return FileError::None;

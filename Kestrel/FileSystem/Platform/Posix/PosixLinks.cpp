@@ -3,12 +3,11 @@
 #include <algorithm>
 #include <climits>
 #include <cstdlib>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace IO {
 namespace {
-
-constexpr unsigned int MaxLinks = 40; // as many as the kernel follows
 
 std::string_view GetFolder(BytePath const & path) {
     std::size_t const separator = path.GetText().rfind('/');
@@ -89,20 +88,16 @@ LinkStatus PosixFileCalls::ReadShellLink(PathText path, TextBuffer * target) {
     });
     if (error != FileError::None)
         return LinkStatus::NotALink;
-    for (unsigned int i = 0; i < MaxLinks; ++i) {
-        BytePath next;
-        if (text.length == 0)
-            return LinkStatus::Broken;
-        if (!FollowText(link, text, &next))
-            return LinkStatus::Failed;
-        if (!ReadLinkText(AT_FDCWD, next.text, &text)) {
-            bool const fits = PutNative(next.GetText(), target) == FileError::None;
-            return fits ? LinkStatus::Done : LinkStatus::Failed;
-        }
-        link.Truncate(0);
-        link.Append(next.GetText());
-    }
-    return LinkStatus::Broken; // it leads round in a circle
+    BytePath next;
+    if (text.length == 0)
+        return LinkStatus::Broken;
+    if (!FollowText(link, text, &next))
+        return LinkStatus::Failed;
+    struct stat info;
+    if (::lstat(next.text, &info) != 0 && ::stat(link.text, &info) == 0)
+        return LinkStatus::NotALink; // the kernel opens it, and not by this text
+    bool const fits = PutNative(next.GetText(), target) == FileError::None;
+    return fits ? LinkStatus::Done : LinkStatus::Failed;
 }
 
 unsigned int PosixFileCalls::CreateShellLink(PathText path, PathText target,

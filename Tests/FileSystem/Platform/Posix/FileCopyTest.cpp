@@ -9,6 +9,7 @@
 
 #include <fcntl.h>
 #include <string>
+#include <sys/stat.h>
 
 namespace {
 
@@ -35,6 +36,26 @@ TEST(FileCopy, DoesWithWhateverWayThereIs) {
             EXPECT_EQ(CopyContent(from.Get(), to.Get(), ways), 0u);
             EXPECT_EQ(folder.Read("to"), MakeContent(size)) << ways.clone << ways.kernelCopy;
         }
+    }
+}
+
+TEST(FileCopy, KeepsHoles) {
+    Tests::TempFolder folder;
+    Descriptor const from(
+        ::open((folder / "from").c_str(), O_RDWR | O_CREAT | O_TRUNC | O_CLOEXEC, 0600));
+    constexpr off_t size = 64 << 20;
+    for (off_t const at : {off_t(1 << 20), off_t(40 << 20)})
+        ASSERT_EQ(::pwrite(from.Get(), "data", 4, at), 4);
+    ASSERT_EQ(::ftruncate(from.Get(), size), 0);
+    for (bool const kernelCopy : {true, false}) {
+        ASSERT_EQ(::lseek(from.Get(), 0, SEEK_SET), 0);
+        Descriptor const to(
+            ::open((folder / "to").c_str(), O_RDWR | O_CREAT | O_TRUNC | O_CLOEXEC, 0600));
+        EXPECT_EQ(CopyContent(from.Get(), to.Get(), {false, kernelCopy}), 0u);
+        struct stat info;
+        ASSERT_EQ(::fstat(to.Get(), &info), 0);
+        EXPECT_LT(info.st_blocks * 512, size / 8);
+        EXPECT_TRUE(folder.Read("from") == folder.Read("to"));
     }
 }
 

@@ -122,22 +122,3 @@ TEST(Times, CountFrom1601) {
     EXPECT_EQ(FromSystemTime(-11644473601, 0), 0u);
     EXPECT_EQ(FromSystemTime(system.tv_sec, 999999900), 116444736000000000u - 1);
 }
-
-TEST(ErrorMapping, TranslatesBothWays) {
-    struct Row {
-        int error;
-        unsigned int number;
-    };
-    for (Row const & row :
-         {Row{ENOENT, 2}, Row{ENOTDIR, 3}, Row{EMFILE, 4}, Row{EACCES, 5}, Row{EPERM, 5},
-          Row{EXDEV, 17}, Row{EROFS, 19}, Row{EBUSY, 32}, Row{ETXTBSY, 32}, Row{EDQUOT, 39},
-          Row{EEXIST, 80}, Row{EINVAL, 87}, Row{ENOSPC, 112}, Row{ENOTEMPTY, 145}, Row{12345, 31}})
-        EXPECT_EQ(ToFileError(row.error), row.number) << row.error;
-    char text[64];
-    EXPECT_NE(GetErrorText(FileError::DiskFull, text, sizeof(text)), 0u);
-    EXPECT_STREQ(text, "No space left on device");
-    EXPECT_EQ(GetErrorText(FileError::DiskFull, text, 3), 2u);
-    EXPECT_STREQ(text, "No");
-    EXPECT_EQ(GetErrorText(FileError::NoMoreFiles, text, sizeof(text)), 0u);
-    EXPECT_EQ(GetErrorText(FileError::DiskFull, text, 0), 0u);
-}
