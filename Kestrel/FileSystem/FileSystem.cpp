@@ -6,6 +6,7 @@
 #include <Kestrel/FileSystem/Internal/Start.h>
 #include <Kestrel/FileSystem/Internal/TableWalk.h>
 #include <Kestrel/FileSystem/RollingVFS.h>
+#include <Kestrel/Location/Internal/OSErrors.h>
 #include <Kestrel/Root/Lock.h>
 #include <Kestrel/Root/Thread.h>
 
@@ -155,12 +156,13 @@ FileSystem::AccessDeniedAction FileSystem::ProcessAccessDenied(Location const & 
         *counter == 0)
         return AccessDeniedAction::GiveUp;
     --*counter;
-    // Kept: this treatment takes all its tries at once.
-    if (treatment == AccessDeniedTreatment::RetryAlways)
-        return AccessDeniedAction::Retry;
-    if (!IsPrivateLocation(location))
-        return AccessDeniedAction::GiveUp;
-    Mu::Thread::Sleep(AccessDeniedWaitTime, true);
+    // Kept: RetryAlways takes all its tries at once.
+    if (treatment != AccessDeniedTreatment::RetryAlways) {
+        if (!IsPrivateLocation(location))
+            return AccessDeniedAction::GiveUp;
+        Mu::Thread::Sleep(AccessDeniedWaitTime, true);
+    }
+    ClearOSErrors(); // one denial is reported once, by the last try
     return AccessDeniedAction::Retry;
 }
 

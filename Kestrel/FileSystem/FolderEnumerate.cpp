@@ -59,12 +59,14 @@ private:
         FolderEntryEnumerator & self = *static_cast<FolderEntryEnumerator *>(data);
         Location above;
         self.folder.GetLocation(&above);
-        if (mountPoint.GetLocalLength() != above.GetLocalLength() + 1 ||
-            !above.IsAncestorOf(mountPoint))
+        if (mountPoint.GetLocalLength() != above.GetLocalLength() + 1)
             return true;
+        Location parent(mountPoint);
         Name name;
-        if (mountPoint.GetLastLocalName(&name) != NoError)
-            Mu::ThrowOutOfMemory(); // its place has a name, and the list is not whole without it
+        if (parent.MoveLastLocalName(&name) != NoError)
+            Mu::ThrowOutOfMemory(); // it has a last name, and the list is not whole without it
+        if (parent != above)
+            return true;
         return self.callback(self.folder, name, true, self.data);
     }
 

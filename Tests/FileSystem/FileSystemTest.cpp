@@ -122,6 +122,21 @@ TEST(FileSystem, TakesNoTimeThatIsNotThere) {
     EXPECT_EQ(file.SetModificationTime(none), IO::Error);
 }
 
+TEST(FileSystem, ReportsTheErrorsOfTheLastTryAlone) {
+    unsigned int counter = 2;
+    IO::AddOSError("denied");
+    EXPECT_EQ(
+        IO::fileSystem.ProcessAccessDenied(IO::Location("C:\\x"), Treatment::RetryAlways, &counter),
+        Action::Retry);
+    EXPECT_STREQ(IO::GetOSErrors(), "");
+    IO::AddOSError("denied");
+    EXPECT_EQ(IO::fileSystem.ProcessAccessDenied(IO::Location("C:\\x"), Treatment::RetryPrivate,
+                                                 &counter),
+              Action::GiveUp);
+    EXPECT_STREQ(IO::GetOSErrors(), "denied");
+    IO::ClearOSErrors();
+}
+
 TEST(Folder, IsNamedInALineWhenItFailedToo) {
     Tests::LogCapture log;
     IO::Folder const folder(IO::Location("C:\\no such folder 8351"),
