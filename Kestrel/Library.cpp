@@ -9,11 +9,16 @@
 #include <Kestrel/FileType/Internal/Start.h>
 #include <Kestrel/Internal/Settings.h>
 #include <Kestrel/Location/Internal/LocalRoot.h>
+#include <Kestrel/Location/Location.h>
+#include <Kestrel/Location/RelativeLocation.h>
+#include <Kestrel/Process/Descriptor.h>
 #include <Kestrel/Reflection/Internal/Start.h>
 #include <Kestrel/Reflection/ReflectionService.h>
 #include <Kestrel/Root/Exceptions.h>
 #include <Kestrel/Root/Internal/CoreGuard.h>
 #include <Kestrel/Root/Logger.h>
+#include <Kestrel/Root/Quietly.h>
+#include <Kestrel/Root/String.h>
 #include <Kestrel/Root/Thread.h>
 #include <Kestrel/Socket/Internal/Start.h>
 
@@ -23,11 +28,10 @@ namespace {
 
 class Library {
 public:
-    // The class records stand between the two: each is a constant of its class, and is entered in
-    // the list of them when it is first asked for.
     Library() {
-        StartLocalRoot();     // and with it the address tree and its lock
-        StartFileSystem();    // its lock, validators, generated names, native file system, resolver
+        StartLocalRoot(); // and with it the address tree and its lock
+        EnterClassRecords();
+        StartFileSystem(); // its lock, validators, generated names, native file system, resolver
         Socket::StartSockets();
         FTM::StartFileType(); // its lock and the empty tables
         StartReflection();    // the views of what stands above it here
@@ -43,6 +47,16 @@ public:
     }
 
 private:
+    // Each enters itself in the list of them when it is first asked for.
+    static void EnterClassRecords() {
+        Mu::String::GetClassInfoStatic();
+        Mu::UniString::GetClassInfoStatic();
+        Name::GetClassInfoStatic();
+        Address::GetClassInfoStatic();
+        RelativeLocation::GetClassInfoStatic();
+        Location::GetClassInfoStatic();
+        Process::Descriptor::GetClassInfoStatic();
+    }
     // What is made while this object is, is unmade behind it, so that the last lines of the log find
     // the blocks that output buffers share.
     static void KeepBlocksToTheEnd() { OutputBuffer().GetFreeSpace(); }
@@ -56,10 +70,7 @@ constinit bool isStarted = false;
 
 // In this order; End takes it back in reverse.
 MuErrCode Start(bool reflection, Mu::UniString const & ident) {
-    try {
-        ReadSettings();
-    } catch (Mu::OutOfMemoryException const &) { // as without the file
-    }
+    Mu::Quietly(ReadSettings); // or as without the file
     try {
         Mu::Threading::Initialize();
     } catch (Mu::ThreadingException const &) {

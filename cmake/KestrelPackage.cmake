@@ -25,6 +25,9 @@ write_basic_package_version_file(${CMAKE_BINARY_DIR}/KestrelConfigVersion.cmake
 install(FILES ${CMAKE_BINARY_DIR}/KestrelConfig.cmake ${CMAKE_BINARY_DIR}/KestrelConfigVersion.cmake
     DESTINATION ${KESTREL_CMAKE_DIR} COMPONENT development)
 
+# The folder of libraries may have levels of its own, as lib/x86_64-linux-gnu.
+file(RELATIVE_PATH KESTREL_PC_TO_PREFIX /prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig /prefix)
+string(REGEX REPLACE "/$" "" KESTREL_PC_TO_PREFIX "${KESTREL_PC_TO_PREFIX}")
 get_target_property(KESTREL_LINK_NAME Kestrel OUTPUT_NAME)
 configure_file(${CMAKE_SOURCE_DIR}/cmake/kestrel.pc.in ${CMAKE_BINARY_DIR}/kestrel.pc @ONLY)
 install(FILES ${CMAKE_BINARY_DIR}/kestrel.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig

@@ -6,6 +6,12 @@
 
 namespace IO {
 
+// Hosts that are not optimised take the addresses.
+constexpr unsigned int InputBuffer::DefaultBufferSize;
+constexpr unsigned int InputBuffer::MinBufferSize;
+constexpr unsigned int InputBuffer::MaxInitialBufferSize;
+constexpr double InputBuffer::DefaultReservedRatio;
+
 namespace {
 
 constinit InputBuffer::BinInput nullInput;

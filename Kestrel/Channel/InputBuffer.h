@@ -37,6 +37,7 @@ public:
         /// `count` should come with the status that says why, as nobody else can tell; bytes and a
         /// status may come in one call.
         virtual MuErrCode InternalRead(char * destination, unsigned int count, unsigned int * read);
+        virtual ~BinInput() = default;
     };
 
     /// Takes no memory and cannot fail. A null input is the source at its end. A size of 0 means

@@ -7,6 +7,10 @@
 
 namespace IO {
 
+// Hosts that are not optimised take the addresses.
+constexpr unsigned int MemoryOChannel::DefaultInitialSize;
+constexpr unsigned int MemoryOChannel::NoLimit;
+
 MemoryOChannel::MemoryOChannel(unsigned int initialSize, unsigned int maxSize)
     : OChannelAdapter(binOProtocol) {
     SetBinOutput(*this);

@@ -1,7 +1,7 @@
 #include <Kestrel/Channel/OChannelAdapterForOBinaryChannel.h>
 
 #include <Kestrel/Channel/BinProtocol.h>
-#include <Kestrel/Root/Exceptions.h>
+#include <Kestrel/Root/Quietly.h>
 
 #include <memory>
 #include <new>
@@ -22,11 +22,7 @@ OChannelAdapterForOBinaryChannel::OChannelAdapterForOBinaryChannel(SharedSink co
 }
 
 OChannelAdapterForOBinaryChannel::~OChannelAdapterForOBinaryChannel() {
-    try {
-        (void)Flush();
-    } catch (...) {
-        // Lost like the status: a destructor must not throw.
-    }
+    Mu::Quietly([this] { (void)Flush(); });
     binaryChannel = nullptr;
     if (channelRef != nullptr)
         std::destroy_at(channelRef);

@@ -6,6 +6,9 @@
 
 namespace IO {
 
+// Hosts that are not optimised take the addresses.
+constexpr unsigned int OutputBuffer::DefaultBlockSize;
+
 namespace {
 
 constinit OutputBuffer::BinOutput nullOutput;

@@ -35,6 +35,7 @@ public:
         /// Takes `count` bytes and tells in `*written` how many, fewer only with a status.
         virtual MuErrCode InternalWrite(char const * source, unsigned int count,
                                         unsigned int * written);
+        virtual ~BinOutput() = default;
     };
 
     /// Takes no memory and cannot fail. A null output is the sink that takes nothing. A block size
@@ -72,7 +73,8 @@ public:
         return PutRest(source, count);
     }
 
-    /// Hands all buffered bytes to the sink. They are gone from here even when it fails.
+    /// Hands all buffered bytes to the sink. They are gone from here even when it takes none of them;
+    /// they stay when nothing is handed over, as below, or for a status from before.
     /// Error: a mark is alive, or the buffer is rewound; nothing was written, and it does not stick.
     MuErrCode Flush();
 

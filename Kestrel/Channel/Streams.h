@@ -24,7 +24,7 @@ namespace IO {
 class IChannelStreamBuffer : public std::streambuf {
 public:
     /// The channel must outlive this.
-    explicit IChannelStreamBuffer(Mu::IChannel & channel) : channel(channel) {}
+    explicit IChannelStreamBuffer(Mu::IChannel & givenChannel) : channel(givenChannel) {}
 
 protected:
     int_type underflow() override {
@@ -84,7 +84,7 @@ private:
 class OChannelStreamBuffer : public std::streambuf {
 public:
     /// The channel must outlive this.
-    explicit OChannelStreamBuffer(Mu::OChannel & channel) : channel(channel) {}
+    explicit OChannelStreamBuffer(Mu::OChannel & givenChannel) : channel(givenChannel) {}
 
 protected:
     int_type overflow(int_type c) override {
@@ -152,7 +152,8 @@ private:
 class StreamIChannel final : public IChannelAdapter, public InputBuffer::BinInput {
 public:
     /// The stream must outlive this channel.
-    explicit StreamIChannel(std::istream & stream) : IChannelAdapter(binIProtocol), stream(stream) {
+    explicit StreamIChannel(std::istream & givenStream)
+        : IChannelAdapter(binIProtocol), stream(givenStream) {
         SetBinInput(*this);
     }
 
@@ -190,7 +191,8 @@ private:
 class StreamOChannel final : public OChannelAdapter, public OutputBuffer::BinOutput {
 public:
     /// The stream must outlive this channel.
-    explicit StreamOChannel(std::ostream & stream) : OChannelAdapter(binOProtocol), stream(stream) {
+    explicit StreamOChannel(std::ostream & givenStream)
+        : OChannelAdapter(binOProtocol), stream(givenStream) {
         SetBinOutput(*this);
     }
     ~StreamOChannel() override { (void)Flush(); }
@@ -214,7 +216,7 @@ private:
     MuErrCode Do(Operation operation) {
         try {
             operation();
-        } catch (std::exception const &) {
+        } catch (...) { // the stream's owner chose what it throws
             return OutputClosed;
         }
         return stream.good() ? NoError : OutputClosed;

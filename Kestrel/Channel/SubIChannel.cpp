@@ -28,13 +28,16 @@ void SubIChannel::SetDefaultInputProtocol() {
 }
 
 // Kept: the bytes asked for are told as read and counted as consumed, whatever arrived. A window
-// that its source cannot fill is as long as told, and the status says that its tail is void.
+// that its source cannot fill is as long as told, and the status says that its tail is
+// void: zeros, and nothing that lay in memory.
 MuErrCode SubIChannel::InternalRead(char * destination, unsigned int count, unsigned int * read) {
     unsigned int const part = std::min(count, dataLength - consumed);
     *read = part;
     if (part == 0)
         return count != 0 ? EOI : NoError;
-    MuErrCode const status = sourceChannel->ReadBin(destination, part, nullptr);
+    unsigned int arrived = 0;
+    MuErrCode const status = sourceChannel->ReadBin(destination, part, &arrived);
+    std::fill(destination + std::min(arrived, part), destination + part, '\0');
     consumed += part;
     if (status != NoError)
         return status;

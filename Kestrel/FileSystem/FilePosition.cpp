@@ -198,7 +198,8 @@ MuErrCode File::SetDataLength(unsigned long long length) {
 }
 
 MuErrCode File::GetDataLength(unsigned long long * length) const {
-    // Asking for a length never fills a device, so that such a status is as good as unknown.
+    // What is buffered is written first, and that can fill a device; the question itself never does,
+    // so that such a status of an entry is as good as unknown.
     static Outcome failures[] = {
         {ErrFileAccessDenied,
          {Level::Error, "Querying length of file \"%\" in folder \"%\": access "

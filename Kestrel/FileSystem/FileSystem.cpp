@@ -14,6 +14,9 @@
 
 namespace IO {
 
+// Hosts that are not optimised take the addresses.
+constexpr unsigned int FileSystem::AccessDeniedWaitTime;
+
 namespace {
 
 using ConnectStatus = BaseFileSystem::ConnectStatus;

@@ -8,6 +8,13 @@
 
 namespace IO {
 
+// Hosts that are not optimised take the addresses.
+constexpr unsigned int Folder::Files;
+constexpr unsigned int Folder::Folders;
+constexpr unsigned int Folder::Links;
+constexpr unsigned int Folder::Untyped;
+constexpr unsigned int Folder::Everything;
+
 using Level = ReportLine::Level;
 
 namespace {

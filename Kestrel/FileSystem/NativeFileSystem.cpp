@@ -6,6 +6,9 @@
 
 namespace IO {
 
+// Hosts that are not optimised take the addresses.
+constexpr unsigned int NativeFileSystem::LinkExtensionsOption;
+
 namespace {
 
 constinit NativeFileSystem * published = nullptr;

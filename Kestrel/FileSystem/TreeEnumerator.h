@@ -58,6 +58,10 @@ public:
     /// ErrTreeAccessDenied: a folder may not be read; Error: another failure, or no folder.
     virtual MuErrCode Do();
 
+    virtual ~TreeEnumerator() = default;
+    TreeEnumerator(TreeEnumerator const &) = default;
+    TreeEnumerator & operator=(TreeEnumerator const &) = default;
+
 protected:
     /// Ends the walk: nothing is called any more, not even FolderExited for what was entered.
     void Stop() { stopped = true; }

@@ -10,6 +10,9 @@
 
 namespace IO {
 
+// Hosts that are not optimised take the addresses.
+constexpr unsigned int Address::NoNode;
+
 using Turn = AddressTree::Turn;
 
 static Mu::ConstSubstring KeyOf(Name const & name) {
@@ -253,6 +256,29 @@ bool Address::IsSame(Address const & other) const {
     if (node == NoNode || other.node == NoNode || AddressTree::AreToldApart(node, other.node))
         return false;
     return Turn()->IsSamePath(node, other.node);
+}
+
+// Letter by letter. Needs no memory.
+bool Address::IsOneName(char16_t const * name) const {
+    if (GetLength() != 1)
+        return false;
+    Turn const tree;
+    NameReader reader(tree->GetNames(), tree->GetNodes()[node].name);
+    for (;; ++name) {
+        unsigned short const unit = reader.Next();
+        if (unit != *name)
+            return false;
+        if (unit == 0)
+            return true;
+    }
+}
+
+// Whether the first names are those of `start`. Needs no memory.
+bool Address::BeginsWith(Address const & start) const {
+    if (node == NoNode || start.node == NoNode || start.GetLength() > GetLength())
+        return false;
+    Turn const tree;
+    return tree->IsSamePath(tree->GetAncestor(node, GetLength() - start.GetLength()), start.node);
 }
 
 bool Address::operator<(Address const & other) const {

@@ -79,12 +79,14 @@ public:
     /// An empty name where there is no attachment.
     MuErrCode GetNameAttachment(unsigned int index, Name * attachment) const;
 
-    // These change the address. ErrMemoryFull: it is invalid now, or was before. A name ends at its
-    // first zero unit, for the tree stores zero-terminated texts.
+    // These change the address. ErrMemoryFull: it is invalid now, or was before; SetNameAttachment,
+    // which composes a text first, can also leave it as it was. A name ends at its first zero unit,
+    // for the tree stores zero-terminated texts.
 
     MuErrCode SetName(unsigned int index, Name const & name);
     MuErrCode SetLastName(Name const & name);
-    /// Replaces the attachment of that name; an empty one removes it.
+    /// Replaces the attachment of that name; an empty one removes it. What is read back ends at the
+    /// first ">" in it; the rest becomes part of the name.
     MuErrCode SetNameAttachment(unsigned int index, Name const & attachment);
     MuErrCode Append(Name const & name);
     /// Appends the names of the other without their attachments. The other may be this one.
@@ -111,7 +113,8 @@ public:
     unsigned int GenerateHashValue() const;
 
     /// Destroys the tree with all that is in it. For a host that wants its memory back at its very
-    /// end: whatever addresses live at that moment must not be used any more, only destroyed.
+    /// end: whatever addresses live at that moment, the library's own among them, must not be used
+    /// any more, only destroyed, and that before a new address brings a new tree.
     static void CleanUp();
 
     /// Prints every node with its count, indented by depth. Nothing when there is no tree.
@@ -119,6 +122,7 @@ public:
 
 private:
     friend class Location;
+    friend class RelativeLocation;
     friend struct AddressPair;
 
     struct Unset {};
@@ -130,6 +134,8 @@ private:
     }
     void Release() noexcept;
     bool IsSame(Address const & other) const;
+    bool IsOneName(char16_t const * name) const;
+    bool BeginsWith(Address const & start) const;
     MuErrCode ReadNames(Mu::IChannel & channel, unsigned int count);
     MuErrCode ReadHead(Mu::IChannel & channel);
     MuErrCode WriteNames(Mu::OChannel & channel, unsigned int from, unsigned int count) const;

@@ -35,8 +35,9 @@ class RelativeLocation;
 /// Memory:  two indices into the address tree; a copy takes none unless the strings of a URL do.
 /// Threads: one at a time, for const operations too: IsLegal keeps its answer. Copies share nothing
 ///          but the tree.
-/// Failure: statuses; only copying and the setters of a string throw Mu::OutOfMemoryException.
-///          Checked operations test in this order: a null argument is Error; an invalid address is
+/// Failure: statuses. Mu::OutOfMemoryException comes from copying, assigning, Clone, ToLogText, Print,
+///          PrintDebug and the setters of a string, and from a comparison where a NameComparer is
+///          registered that throws it. Checked operations test in this order: a null argument is Error; an invalid address is
 ///          ErrMemoryFull; a status is answered as it is; an index behind the end, or the last name
 ///          of nothing, is Error. Their out-parameters are left alone on failure.
 class KESTREL_API Location : public Mu::Object {
@@ -179,8 +180,12 @@ public:
     MuErrCode GetDifference(Location const & base, RelativeLocation * result) const;
 
     /// Asks the validator of this platform, once until the location changes. An object whose text
-    /// could not be understood is asked about too, as one without names.
+    /// could not be understood is asked about too, as one without names. False too when memory was
+    /// short; CheckLegality tells that apart.
     bool IsLegal() const;
+    /// The same with three results: NoError, ErrIllegalLocation, or ErrMemoryFull where the names
+    /// could not be read. The last one is not kept.
+    [[nodiscard]] MuErrCode CheckLegality() const;
     /// Whether every known platform takes it.
     bool IsMultiplatform() const;
 
@@ -215,7 +220,7 @@ private:
     MuErrCode ReadFields(Mu::IChannel & channel, unsigned int subVersion);
     MuErrCode ReadPlatformBlock(Mu::IChannel & channel);
     MuErrCode ReadURLFields(Mu::IChannel & channel);
-    void WriteFields(Mu::OChannel & channel, unsigned int subVersion) const;
+    MuErrCode WriteFields(Mu::OChannel & channel, unsigned int subVersion) const;
     bool HasPlatformBlock(unsigned int subVersion) const;
     MuErrCode AppendDifference(Location const & base, RelativeLocation * result) const;
     MuErrCode FollowRelative(RelativeLocation const & relative);

@@ -65,15 +65,11 @@ bool Location::IsAncestorOf(Location const & other) const {
         return false;
     unsigned int const networkLength = network.GetLength();
     unsigned int const otherLength = other.network.GetLength();
-    if (networkLength > otherLength)
+    if (!other.network.BeginsWith(network))
         return false;
-    return IsSure([&] {
-        if (!BeginsWith(other.network, network))
-            return false;
-        if (networkLength < otherLength)
-            return local.IsEmpty();
-        return local.GetLength() < other.local.GetLength() && BeginsWith(other.local, local);
-    });
+    if (networkLength < otherLength)
+        return local.IsEmpty();
+    return local.GetLength() < other.local.GetLength() && other.local.BeginsWith(local);
 }
 
 MuErrCode Location::GetDifference(Location const & base, RelativeLocation * result) const {

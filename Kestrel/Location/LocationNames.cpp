@@ -150,11 +150,7 @@ bool Location::IsRoot() const {
 }
 
 bool Location::IsLocal() const {
-    if (GetStatus() != NoError || network.IsEmpty())
-        return true;
-    Name name;
-    return network.GetLength() == 1 && network.GetLastName(&name) == NoError &&
-           name.ToString() == u"localhost";
+    return GetStatus() != NoError || network.IsEmpty() || network.IsOneName(u"localhost");
 }
 
 } // namespace IO

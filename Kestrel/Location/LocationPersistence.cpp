@@ -24,7 +24,7 @@ Location::NetworkModel ToModel(unsigned int code) {
     return code < std::size(ModelOfCode) ? ModelOfCode[code] : Location::UnknownModel;
 }
 
-// The first version but one knows no schemes of a URL's own.
+// Forms before sub-version 2 know no schemes of a URL's own.
 unsigned int ToCode(Location::NetworkModel model, unsigned int subVersion) {
     switch (model) {
     case Location::FlatModel: return 0;
@@ -61,31 +61,35 @@ MuErrCode Location::Write(Mu::OChannel & channel) const {
     if (Mu::IsNull(channel))
         return Error;
     bool const isHealthy = GetStatus() == NoError;
+    MuErrCode written = NoError;
     {
         Mu::OutputFrame const frame(channel, GetClassInfoStatic());
         if (isHealthy)
-            WriteFields(channel, frame.GetSubVersion());
+            written = WriteFields(channel, frame.GetSubVersion());
     } // whose end is written too
+    if (written != NoError)
+        return written;
     return isHealthy ? channel.GetOutputStatus() : NoError;
 }
 
-// What a write answers stays in the channel's status.
-void Location::WriteFields(Mu::OChannel & channel, unsigned int subVersion) const {
-    (void)network.Write(channel, GetTailCount(networkModel));
-    (void)channel.Write(local);
+// What the channel refuses stays in its status; a name that could not be read does not.
+MuErrCode Location::WriteFields(Mu::OChannel & channel, unsigned int subVersion) const {
+    MuErrCode written = network.Write(channel, GetTailCount(networkModel));
+    if (written == NoError)
+        written = channel.Write(local);
+    if (written != NoError)
+        return written;
     (void)channel.Write(ToCode(networkModel, subVersion));
     if (HasPlatformBlock(subVersion)) {
         (void)channel.WriteUShort(RunningPlatform);
         LocationResolver * const resolver = LocationResolver::GetInstance();
-        (void)(resolver != nullptr ? resolver->WritePDI(channel, *this)
-                                   : LocationResolver::WriteNoPDI(channel));
+        written = resolver != nullptr ? resolver->WritePDI(channel, *this)
+                                      : LocationResolver::WriteNoPDI(channel);
     }
-    if (subVersion < 2)
-        return;
-    (void)channel.Write(scheme);
-    (void)channel.Write(userName);
-    (void)channel.Write(password);
-    (void)channel.Write(port);
+    for (Mu::UniString const * text : {&scheme, &userName, &password})
+        if (written == NoError && subVersion >= 2)
+            written = channel.Write(*text);
+    return written == NoError && subVersion >= 2 ? channel.Write(port) : written;
 }
 
 MuErrCode Location::Read(Mu::IChannel & channel) {

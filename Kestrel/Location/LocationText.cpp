@@ -107,16 +107,19 @@ MuErrCode Location::ToURL(CString<256> * url) const {
 }
 
 bool Location::IsLegal() const {
-    if (!HasAddresses() || (status != NoError && status != ErrIllegalLocation))
-        return false;
-    if (legality != NotAsked)
-        return legality == 0;
-    return IsSure([this] {
+    return CheckLegality() == NoError;
+}
+
+MuErrCode Location::CheckLegality() const {
+    if (!HasAddresses())
+        return ErrMemoryFull;
+    if (status != NoError && status != ErrIllegalLocation)
+        return status;
+    return WithoutException([this] {
         LocationValidator const * const validator = GetValidator(RunningPlatform);
-        if (validator == nullptr)
-            return false;
-        legality = validator->IsLegal(*this) ? 0 : 1;
-        return legality == 0;
+        if (legality == NotAsked && validator != nullptr)
+            legality = validator->IsLegal(*this) ? 0 : 1;
+        return legality == 0 ? NoError : ErrIllegalLocation;
     });
 }
 
@@ -160,7 +163,7 @@ void Append(Mu::LogComposer & composer, Location const & location) {
         Mu::UniString text;
         text.SetCapacity(256);
         location.ToLogText(&text);
-        composer.Append(text.ToCStr());
+        composer.Append(text); // as UTF-8, like all of a log, and not in the platform's code
     } catch (Mu::OutOfMemoryException const &) {
         composer.Append(""); // so that the values behind this one keep their places
     }

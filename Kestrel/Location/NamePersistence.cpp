@@ -129,7 +129,7 @@ MuErrCode Name::Write(Mu::OChannel & channel) const {
         {
             Mu::OutputFrame const frame(channel, GetClassInfo());
             if (frame.GetMainVersion() >= 2)
-                text.Write(channel);
+                (void)text.Write(channel); // which needs no memory of its own
             else
                 WriteOldText(channel, frame.GetSubVersion() != 0, text);
         }

@@ -196,8 +196,7 @@ bool RelativeLocation::operator!=(RelativeLocation const & other) const {
 
 bool RelativeLocation::IsAncestorOf(RelativeLocation const & other) const {
     return GetStatus() == NoError && !Mu::IsNull(other) && other.GetStatus() == NoError &&
-           address.GetLength() < other.address.GetLength() &&
-           IsSure([&] { return BeginsWith(other.address, address); });
+           address.GetLength() < other.address.GetLength() && other.address.BeginsWith(address);
 }
 
 bool RelativeLocation::IsLegal() const {

@@ -7,9 +7,9 @@
 #include <Kestrel/Location/CString.h>
 #include <Kestrel/Root/Array.h>
 #include <Kestrel/Root/BugReport.h>
-#include <Kestrel/Root/Exceptions.h>
 #include <Kestrel/Root/PagedArray.h>
 #include <Kestrel/Root/Process.h>
+#include <Kestrel/Root/Quietly.h>
 #include <Kestrel/Root/Time.h>
 
 #include <algorithm>
@@ -82,12 +82,11 @@ FileLogOutput::FileLogOutput(Location const & folder, unsigned int maxFolderSize
     SetBinOutput(*this);
     if (Mu::IsNull(folder))
         return;
-    try {
+    Mu::Quietly([&] { // or a clean-up the less
         logFolder = folder;
         static_cast<void>(fileSystem.CreateFolder(logFolder)); // mostly it is there already
         EnsureLogSize();
-    } catch (Mu::OutOfMemoryException const &) { // a clean-up the less
-    }
+    });
     Open();
 }
 
@@ -129,6 +128,10 @@ void FileLogOutput::NameSeries() {
         baseName = Mu::UniString::Printf("Log-%lu%lu%lu", static_cast<unsigned int>(TIGetTime()),
                                          series, Mu::Process::GetCurrentProcessId());
         File const first(Location(logFolder, GetLogFileName(1)), File::OnNotFound::FailQuietly);
+        if (first.GetStatus() == ErrMemoryFull) {
+            baseName.Clear(); // it may be there
+            Mu::ThrowOutOfMemory();
+        }
         if (first.GetStatus() != NoError)
             return;
     }
@@ -150,12 +153,11 @@ Name FileLogOutput::GetNewLogFileName() {
 
 void FileLogOutput::Open() {
     logFileSize = 0;
-    try {
+    Mu::Quietly([this] { // or without a file, or with one that nobody is told of
         logFile = MakeNextFile();
         if (logFile != nullptr)
             SetLastLogFilesAtBugRep();
-    } catch (Mu::OutOfMemoryException const &) { // without a file, or with one that is not told of
-    }
+    });
 }
 
 // Null: it cannot be had.
@@ -184,7 +186,8 @@ MuErrCode FileLogOutput::InternalWrite(char const * source, unsigned int count,
                                        unsigned int * written) {
     if (logFile == nullptr)
         return Error;
-    MuErrCode const status = logFile->WriteBin(source, count, written);
+    MuErrCode status = Error;
+    Mu::Quietly([&] { status = logFile->WriteBin(source, count, written); });
     logFileSize += *written;
     return status;
 }
@@ -200,7 +203,7 @@ bool FileLogOutput::StartNewBlock() {
 
 void FileLogOutput::Close() {
     static_cast<void>(Flush()); // its failure sticks here, as that of any write
-    static_cast<void>(logFile->Close());
+    Mu::Quietly([this] { static_cast<void>(logFile->Close()); });
     delete logFile;
     logFile = nullptr;
     logFileSize = 0;
@@ -210,7 +213,7 @@ void FileLogOutput::FlushLog() {
     if (logFile == nullptr)
         return;
     static_cast<void>(Flush());
-    static_cast<void>(logFile->Flush());
+    Mu::Quietly([this] { static_cast<void>(logFile->Flush()); });
 }
 
 void FileLogOutput::SeriousErrorEncountered() {

@@ -34,7 +34,9 @@ class File;
 /// Memory:  one buffer of 16384 bytes and that of an IO::File.
 /// Threads: the logger's calls come one at a time, and everything else has to keep to that. To bring
 ///          lines to safety from any thread, call Mu::logger.Flush() and not FlushLog.
-/// Failure: none is reported and no exception leaves: logging must not disturb the program. A folder
+/// Failure: none is reported and no exception leaves: logging must not disturb the program. An
+///          interruption that ends the wait for a file that is denied goes to the thread's next
+///          blocking call. A folder
 ///          that cannot be made, a disk that is full, a file that cannot be opened mean that lines
 ///          are lost, which Mu::logger counts. After a failed write nothing more is written, and a
 ///          file that could not be opened is not tried again.

@@ -17,7 +17,8 @@ class ClassInfo;
 /// adds fields at the end.
 class KESTREL_API ClassVersion {
 public:
-    constexpr ClassVersion(unsigned char main = 0, unsigned char sub = 0) : main(main), sub(sub) {}
+    constexpr ClassVersion(unsigned char givenMain = 0, unsigned char givenSub = 0)
+        : main(givenMain), sub(givenSub) {}
     unsigned char GetMainVersion() const { return main; }
     unsigned char GetSubVersion() const { return sub; }
     /// Two bytes, through the channel's protocol.
@@ -39,7 +40,7 @@ struct ClassType {
 /// Flags that objects of a class begin with.
 class ObjectDefaults {
 public:
-    constexpr explicit ObjectDefaults(unsigned int bits = 0) : bits(bits) {}
+    constexpr explicit ObjectDefaults(unsigned int givenBits = 0) : bits(givenBits) {}
     operator unsigned int() const { return bits; }
 
 private:
@@ -49,7 +50,7 @@ private:
 /// The value of a property of a host's own in one class record: 32 bits, whose meaning is the host's.
 class CustomClassPropertyValue {
 public:
-    constexpr explicit CustomClassPropertyValue(unsigned int value = 0) : value(value) {}
+    constexpr explicit CustomClassPropertyValue(unsigned int givenValue = 0) : value(givenValue) {}
     unsigned int GetValueUInt32() const { return value; }
 
 private:
@@ -62,11 +63,13 @@ public:
     using Constructor = Object * (*)();
 
     constexpr ClassProperty() = default;
-    constexpr ClassProperty(ClassVersion version) : kind(Kind::Version), version(version) {}
+    constexpr ClassProperty(ClassVersion givenVersion)
+        : kind(Kind::Version), version(givenVersion) {}
     /// A base class, whose record need not be constructed yet.
-    constexpr ClassProperty(ClassInfo const & base) : kind(Kind::Base), base(&base) {}
-    constexpr ClassProperty(Constructor make) : kind(Kind::Constructor), make(make) {}
-    constexpr ClassProperty(ObjectDefaults defaults) : kind(Kind::Defaults), defaults(defaults) {}
+    constexpr ClassProperty(ClassInfo const & givenBase) : kind(Kind::Base), base(&givenBase) {}
+    constexpr ClassProperty(Constructor givenMake) : kind(Kind::Constructor), make(givenMake) {}
+    constexpr ClassProperty(ObjectDefaults givenDefaults)
+        : kind(Kind::Defaults), defaults(givenDefaults) {}
     constexpr ClassProperty(CustomClassProperty const & property, CustomClassPropertyValue value)
         : kind(Kind::Custom), custom(&property), customValue(value) {}
     /// The oldest version that the class still reads.

@@ -21,7 +21,7 @@ namespace Mu {
 /// Failure: Mu::SynchronizationException when the lock cannot be taken again; it is not held then.
 class KESTREL_API Condition {
 public:
-    explicit Condition(Lockable & lock) : lock(lock) {}
+    explicit Condition(Lockable & givenLock) : lock(givenLock) {}
     Condition(Condition const &) = delete;
     Condition & operator=(Condition const &) = delete;
 

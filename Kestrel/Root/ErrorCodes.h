@@ -1,5 +1,6 @@
 #pragma once
 
+#include <Kestrel/Root/LogSeverity.h> // first: else its Error would hide the one below, for -Wshadow
 #include <Kestrel/Root/Types.h>
 
 namespace Mu {

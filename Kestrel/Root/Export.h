@@ -1,5 +1,9 @@
 #pragma once
 
+#if (defined(_MSVC_LANG) ? _MSVC_LANG : __cplusplus) < 202002L
+#error "Kestrel needs C++20: compile with -std=c++20, or with /std:c++20."
+#endif
+
 // KESTREL_API marks what hosts may call; everything else stays hidden inside the library.
 // KESTREL_BUILDING is set while the library itself is compiled, KESTREL_STATIC by a host that
 // links the library into itself.

@@ -3,6 +3,7 @@
 #include <Kestrel/Root/Clock.h>
 #include <Kestrel/Root/IChannel.h>
 #include <Kestrel/Root/OChannel.h>
+#include <Kestrel/Root/Quietly.h>
 
 #include <algorithm>
 #include <atomic>
@@ -123,8 +124,11 @@ OutputFrame::OutputFrame(OChannel & channel, ClassInfo const & classInfo)
 
 // What fails here stays in the channel's status, which every writer of an object answers.
 OutputFrame::~OutputFrame() {
-    if (IsNull(channel))
-        return;
+    if (!IsNull(channel))
+        Quietly([this] { Finish(); });
+}
+
+void OutputFrame::Finish() {
     if (!marked) {
         FrameMark const trailer = TrailerOf(classInfo, version, tag);
         static_cast<void>(channel.WriteBin(trailer.GetChars(), FrameMark::Size, nullptr));
@@ -188,10 +192,12 @@ MuErrCode InputFrame::TakeEmptyTrailer() {
 InputFrame::~InputFrame() {
     if (status != NoError)
         return;
-    if (dataLength == OpenLength)
-        SkipToTrailer();
-    else if (unsigned long long const rest = GetRest(); rest > 0)
-        static_cast<void>(channel.Skip(rest, nullptr));
+    Quietly([this] {
+        if (dataLength == OpenLength)
+            SkipToTrailer();
+        else if (unsigned long long const rest = GetRest(); rest > 0)
+            static_cast<void>(channel.Skip(rest, nullptr));
+    });
     channel.frame = outer;
 }
 

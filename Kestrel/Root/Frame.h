@@ -48,6 +48,8 @@ public:
     unsigned int GetSubVersion() const { return version.GetSubVersion(); }
 
 private:
+    void Finish();
+
     OChannel & channel;
     ClassInfo const & classInfo;
     ClassVersion version;

@@ -5,6 +5,9 @@
 
 namespace Mu {
 
+// Hosts that are not optimised take the addresses.
+constexpr unsigned int Guid::TextSize;
+
 namespace {
 
 char * PutHex(char * text, unsigned long long value, unsigned int digits) {

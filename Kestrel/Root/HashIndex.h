@@ -96,7 +96,7 @@ public:
     using value_type = Entry;
     using difference_type = std::ptrdiff_t;
 
-    explicit Iterator(Node * node = nullptr) : node(node) {}
+    explicit Iterator(Node * givenNode = nullptr) : node(givenNode) {}
     Entry & operator*() const { return *operator->(); }
     Entry * operator->() const;
     Iterator & operator++() {

@@ -30,7 +30,7 @@ public:
         friend bool operator==(Iterator const &, Iterator const &) = default;
 
     private:
-        explicit Iterator(HashPrivate::Iterator<Entry const> at) : at(at) {}
+        explicit Iterator(HashPrivate::Iterator<Entry const> givenAt) : at(givenAt) {}
         HashPrivate::Iterator<Entry const> at;
     };
 

@@ -120,7 +120,7 @@ private:
 template <typename AnyLock>
 class LockGuard {
 public:
-    explicit LockGuard(AnyLock & lock) : lock(lock) { lock.Enter(); }
+    explicit LockGuard(AnyLock & givenLock) : lock(givenLock) { givenLock.Enter(); }
     ~LockGuard() { lock.Leave(); }
     LockGuard(LockGuard const &) = delete;
     LockGuard & operator=(LockGuard const &) = delete;

@@ -61,10 +61,27 @@ bool IsSecond(unsigned char lead, unsigned char second) {
     return second >= least && second <= most;
 }
 
-// Control characters beyond ASCII, and the two line breaks that some viewers obey.
-bool IsBreak(unsigned char const * text) {
-    return (text[0] == 0xC2 && text[1] < 0xA0) ||
-           (text[0] == 0xE2 && text[1] == 0x80 && (text[2] == 0xA8 || text[2] == 0xA9));
+unsigned int Decode(unsigned char const * text, unsigned int length) {
+    unsigned int point = text[0] & (0xFFu >> (length + 1));
+    for (unsigned int i = 1; i < length; ++i)
+        point = point << 6 | (text[i] & 0x3Fu);
+    return point;
+}
+
+// What steers whoever shows it, or shows as nothing: control characters beyond ASCII, line breaks of
+// other kinds, marks that turn the direction of writing, and invisible ones. Joiners are not among
+// them, as words and signs are written with them.
+bool Steers(unsigned int point) {
+    static constexpr struct {
+        unsigned int first;
+        unsigned int last;
+    } ranges[] = {{0x80, 0x9F},     {0x61C, 0x61C},    {0x180E, 0x180E}, {0x200B, 0x200B},
+                  {0x200E, 0x200F}, {0x2028, 0x202E},  {0x2060, 0x206F}, {0xFEFF, 0xFEFF},
+                  {0xFFF9, 0xFFFB}, {0xE0000, 0xE0FFF}};
+    for (auto const & range : ranges)
+        if (point <= range.last)
+            return point >= range.first;
+    return false;
 }
 
 // Bytes of the character that begins here beyond ASCII; 0 if it is none, or may not stand in a log.
@@ -76,7 +93,7 @@ std::size_t CountCharacter(char const * text, std::size_t length) {
     for (unsigned int i = 2; i < announced; ++i)
         if (!IsTrail(bytes[i]))
             return 0;
-    return IsBreak(bytes) ? 0 : announced;
+    return Steers(Decode(bytes, announced)) ? 0 : announced;
 }
 
 void PutDigits(char * to, unsigned int value, unsigned int digits) {

@@ -13,10 +13,11 @@ namespace Mu {
 /// Memory:  one block, which grows; a fixed one of the owner's can stand in until it must.
 /// Threads: one at a time.
 /// Failure: false, for no memory.
-class LogBlock {
+class KESTREL_API LogBlock {
 public:
     constexpr LogBlock() = default;
-    LogBlock(char * fixed, std::size_t capacity) : bytes(fixed), capacity(capacity), fixed(fixed) {}
+    LogBlock(char * givenFixed, std::size_t givenCapacity)
+        : bytes(givenFixed), capacity(givenCapacity), fixed(givenFixed) {}
     LogBlock(LogBlock const &) = delete;
     LogBlock & operator=(LogBlock const &) = delete;
 
@@ -28,7 +29,8 @@ public:
 
     bool Add(char const * text, std::size_t length);
     bool Add(char c) { return Add(&c, 1); }
-    /// With line breaks as \n, and other control characters and bytes that are no UTF-8 as \xNN.
+    /// With line breaks as \n, and each byte of what could steer a terminal or a viewer as \xNN: control
+    /// characters, marks that turn the direction of writing or show as nothing, and what is no UTF-8.
     bool AddEscaped(char const * text, std::size_t length);
     bool AddNumber(unsigned int value);
     /// The line's format with the values of the composer, which may be null, in its placeholders.

@@ -1,12 +1,11 @@
 #pragma once
 
 #include <Kestrel/Root/Export.h>
+#include <Kestrel/Root/LogSeverity.h>
 
 namespace Mu {
 
 class UniString;
-
-enum class LogSeverity : unsigned char { Trace, Info, Warning, Error };
 
 /// One place in the code that reports something: a format with placeholders, and whose it is. Make
 /// one object for each place, as a function-level static; the event's values come separately, in
@@ -16,9 +15,10 @@ enum class LogSeverity : unsigned char { Trace, Info, Warning, Error };
 /// for a percent sign.
 class EventLogLine {
 public:
-    constexpr EventLogLine(LogSeverity severity, char const * format, char const * domain,
-                           char const * subdomain)
-        : severity(severity), format(format), domain(domain), subdomain(subdomain) {}
+    constexpr EventLogLine(LogSeverity givenSeverity, char const * givenFormat,
+                           char const * givenDomain, char const * givenSubdomain)
+        : severity(givenSeverity), format(givenFormat), domain(givenDomain),
+          subdomain(givenSubdomain) {}
 
     LogSeverity GetSeverity() const { return severity; }
     char const * GetFormat() const { return format; }
@@ -35,29 +35,33 @@ private:
 /// Something failed that should not.
 class ErrorLogLine : public EventLogLine {
 public:
-    constexpr ErrorLogLine(char const * format, char const * domain, char const * subdomain)
-        : EventLogLine(LogSeverity::Error, format, domain, subdomain) {}
+    constexpr ErrorLogLine(char const * givenFormat, char const * givenDomain,
+                           char const * givenSubdomain)
+        : EventLogLine(LogSeverity::Error, givenFormat, givenDomain, givenSubdomain) {}
 };
 
 /// Something is odd, but was dealt with.
 class WarningLogLine : public EventLogLine {
 public:
-    constexpr WarningLogLine(char const * format, char const * domain, char const * subdomain)
-        : EventLogLine(LogSeverity::Warning, format, domain, subdomain) {}
+    constexpr WarningLogLine(char const * givenFormat, char const * givenDomain,
+                             char const * givenSubdomain)
+        : EventLogLine(LogSeverity::Warning, givenFormat, givenDomain, givenSubdomain) {}
 };
 
 /// Something was done.
 class InfoLogLine : public EventLogLine {
 public:
-    constexpr InfoLogLine(char const * format, char const * domain, char const * subdomain)
-        : EventLogLine(LogSeverity::Info, format, domain, subdomain) {}
+    constexpr InfoLogLine(char const * givenFormat, char const * givenDomain,
+                          char const * givenSubdomain)
+        : EventLogLine(LogSeverity::Info, givenFormat, givenDomain, givenSubdomain) {}
 };
 
 /// How it was done; of interest to the maker only.
 class TraceLogLine : public EventLogLine {
 public:
-    constexpr TraceLogLine(char const * format, char const * domain, char const * subdomain)
-        : EventLogLine(LogSeverity::Trace, format, domain, subdomain) {}
+    constexpr TraceLogLine(char const * givenFormat, char const * givenDomain,
+                           char const * givenSubdomain)
+        : EventLogLine(LogSeverity::Trace, givenFormat, givenDomain, givenSubdomain) {}
 };
 
 /// The values for the placeholders of one event, in their order:

@@ -33,8 +33,9 @@ private:
 ///     2026-03-01T09:30:00.123+01:00 ERROR IO 7 Opening file "a" in folder "C:\b" ...
 ///
 /// that is: local time with its offset, severity, domain (with "/subdomain" where there is one),
-/// number of the thread, text. Line breaks in a text become \n, other control characters and bytes
-/// that are no UTF-8 \xNN, so that one line is one event for grep, sort and any viewer.
+/// number of the thread, text. Line breaks in a text become \n; other control characters, marks that
+/// turn the direction of writing or show as nothing, and bytes that are no UTF-8 become \xNN. So one
+/// line is one event for grep, sort and any viewer, and steers no terminal.
 ///
 /// A line that nobody wants costs one look at a flag. One that is written costs a copy; blocks of
 /// whole lines go to the channel when they are full, at Flush, at each error, and at the end.

@@ -28,7 +28,8 @@ class PagedArray {
         using value_type = T;
         using difference_type = std::ptrdiff_t;
         BasicIterator() = default;
-        BasicIterator(Array & array, unsigned int index) : array(&array), index(index) {}
+        BasicIterator(Array & givenArray, unsigned int givenIndex)
+            : array(&givenArray), index(givenIndex) {}
         Element & operator*() const { return (*array)[index]; }
         Element * operator->() const { return &(*array)[index]; }
         BasicIterator & operator++() {

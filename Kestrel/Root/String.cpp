@@ -13,6 +13,9 @@
 
 namespace Mu {
 
+// Hosts that are not optimised take the addresses.
+constexpr unsigned int String::MaxLength;
+
 using Internal::GetNarrowLength;
 
 char const String::noText[1] = {0};

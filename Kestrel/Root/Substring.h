@@ -19,8 +19,8 @@ class UniString;
 class KESTREL_API ConstSubstring {
 public:
     ConstSubstring() = default;
-    ConstSubstring(unsigned short const * units, unsigned int length)
-        : units(units), length(length) {}
+    ConstSubstring(unsigned short const * givenUnits, unsigned int givenLength)
+        : units(givenUnits), length(givenLength) {}
     inline ConstSubstring(UniString const & text);
     ConstSubstring(std::u16string_view text)
         : units(ToUnits(text.data())), length(static_cast<unsigned int>(text.size())) {}

@@ -36,13 +36,13 @@ public:
     FormatArgument(char c) : FormatArgument(UniChar(c)) {}
     FormatArgument(char16_t c) : FormatArgument(UniChar(c)) {}
     FormatArgument(UniChar c) : kind(Kind::Unit), bits(c.GetUnit()) {}
-    FormatArgument(char const * text) : kind(Kind::Narrow), narrow(text) {}
-    FormatArgument(unsigned short const * text)
-        : FormatArgument(ConstSubstring(text, CountUnits(text))) {}
-    FormatArgument(char16_t const * text) : FormatArgument(ToUnits(text)) {}
-    FormatArgument(ConstSubstring const & text) : kind(Kind::Text), text(text) {}
-    FormatArgument(UniString const & text) : FormatArgument(ConstSubstring(text)) {}
-    FormatArgument(std::u16string_view text) : FormatArgument(ConstSubstring(text)) {}
+    FormatArgument(char const * givenText) : kind(Kind::Narrow), narrow(givenText) {}
+    FormatArgument(unsigned short const * givenText)
+        : FormatArgument(ConstSubstring(givenText, CountUnits(givenText))) {}
+    FormatArgument(char16_t const * givenText) : FormatArgument(ToUnits(givenText)) {}
+    FormatArgument(ConstSubstring const & givenText) : kind(Kind::Text), text(givenText) {}
+    FormatArgument(UniString const & givenText) : FormatArgument(ConstSubstring(givenText)) {}
+    FormatArgument(std::u16string_view givenText) : FormatArgument(ConstSubstring(givenText)) {}
     FormatArgument(CStr const & text);
     FormatArgument(UStr const & text);
     FormatArgument(String const & text);

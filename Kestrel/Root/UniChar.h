@@ -16,10 +16,10 @@ public:
     constexpr UniChar() = default;
     constexpr UniChar(char c) : unit(static_cast<unsigned char>(c)) {}
     constexpr UniChar(unsigned char c) : unit(c) {}
-    constexpr UniChar(unsigned short unit) : unit(unit) {}
-    constexpr UniChar(char16_t unit) : unit(static_cast<unsigned short>(unit)) {}
+    constexpr UniChar(unsigned short givenUnit) : unit(givenUnit) {}
+    constexpr UniChar(char16_t givenUnit) : unit(static_cast<unsigned short>(givenUnit)) {}
     /// The low 16 bits.
-    explicit constexpr UniChar(int unit) : unit(static_cast<unsigned short>(unit)) {}
+    explicit constexpr UniChar(int givenUnit) : unit(static_cast<unsigned short>(givenUnit)) {}
 
     explicit constexpr operator char() const {
         return static_cast<char>(static_cast<unsigned char>(*this));

@@ -9,6 +9,10 @@
 
 namespace Mu {
 
+// Hosts that are not optimised take the addresses.
+constexpr unsigned int UniString::MaxLength;
+constexpr unsigned int UniString::All;
+
 using Internal::CharCodeCalls;
 using Internal::GetCharCodeCalls;
 using Internal::GetNarrowLength;

@@ -2,6 +2,7 @@
 // memory fails: what comes out is a beginning of what went in, and all of it where no status says
 // otherwise.
 
+#include "Tests/Support/Channel/Ends.h"
 #include "Tests/Support/FaultSweep.h"
 
 #include <Kestrel/Channel/BinProtocol.h>
@@ -17,6 +18,7 @@
 #include <Kestrel/Channel/SubIChannel.h>
 #include <Kestrel/Channel/Zip/ZipIChannel.h>
 #include <Kestrel/Channel/Zip/ZipOChannel.h>
+#include <Kestrel/Root/Frame.h>
 #include <Kestrel/Root/Guid.h>
 #include <Kestrel/Root/UniString.h>
 
@@ -173,6 +175,30 @@ TEST(ChannelSweep, ProtocolsReadWhatTheyWrote) {
             EXPECT_EQ(real, 2.5);
         }
     });
+}
+
+// What writes its end when it goes does so into a destination that throws, and nobody hears of it.
+TEST(ChannelSweep, EndsOutliveADestinationThatThrows) {
+    for (unsigned int from : {1u, 2u}) {
+        Tests::RecordingOChannel out;
+        out.DisableOutputBuffering();
+        out.sink.throws = true;
+        auto const arm = [&] { out.sink.failFrom = out.sink.calls + from; };
+        for (auto threading :
+             {IO::ZipOChannelOptions::WritingThread, IO::ZipOChannelOptions::WorkerThread}) {
+            arm();
+            IO::ZipOChannel zip(out, {IO::ZipOChannelOptions::NoCompression, 0, threading});
+            EXPECT_EQ(zip.WriteBin(content.data(), 5000, nullptr), IO::NoError);
+        }
+        {
+            arm();
+            IO::CodeOChannel code(out, "key", 3u);
+            EXPECT_EQ(code.WriteBin(content.data(), 5, nullptr), IO::NoError);
+        }
+        out.sink.failFrom = 0;
+        Mu::OutputFrame const frame(out, Mu::UniString().GetClassInfo());
+        out.sink.failFrom = out.sink.calls + 1;
+    }
 }
 
 } // namespace

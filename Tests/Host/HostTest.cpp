@@ -24,6 +24,39 @@ TEST(Host, CatchesWhatTheLibraryThrows) {
     }
 }
 
+namespace {
+
+class NameCollector : public Mu::ClassInfoEnumerator {
+public:
+    bool ClassInfoFound(Mu::ClassInfo const & info) override {
+        names += std::string(info.GetName()) + "\n";
+        return true;
+    }
+    std::string names;
+};
+
+// Before any code of the host has used a class.
+std::string const recordsAtStart = [] {
+    NameCollector collector;
+    Mu::classManager.EnumerateClassInfos(&collector);
+    return collector.names;
+}();
+
+} // namespace
+
+TEST(Host, FindsTheRecordsOfAllClassesFromTheStart) {
+    EXPECT_EQ(recordsAtStart, "Mu::String\nMu::UniString\nIO::Name\nIO::Address\n"
+                              "IO::RelativeLocation\nIO::Location\n");
+}
+
+TEST(Host, ComparesStatusesWithStandardConditions) {
+    EXPECT_EQ(IO::MakeErrorCode(IO::ErrFileNotFound), std::errc::no_such_file_or_directory);
+    EXPECT_EQ(IO::MakeErrorCode(IO::ErrFSAccessDenied), std::errc::permission_denied);
+    EXPECT_EQ(IO::MakeErrorCode(IO::NoError), std::errc());
+    EXPECT_NE(IO::MakeErrorCode(IO::Error), std::errc::io_error);
+    EXPECT_NE(IO::MakeErrorCode(IO::Error), std::errc());
+}
+
 TEST(Host, FindsTheRootAndADriveAmongTheMountPoints) {
     std::vector<std::string> found;
     auto const collect = [](IO::Location const & location, void * data) {

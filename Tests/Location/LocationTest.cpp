@@ -1,5 +1,7 @@
 #include <Kestrel/Location/Location.h>
 
+#include <Kestrel/Channel/MemoryIChannel.h>
+#include <Kestrel/Channel/MemoryOChannel.h>
 #include <Kestrel/Location/Internal/LocalRoot.h>
 #include <Kestrel/Location/NameEnumerator.h>
 
@@ -409,4 +411,29 @@ TEST(Location, ForgetsALegalityThatAShortageSpoilt) {
     });
     for (Location const & location : asked)
         EXPECT_TRUE(location.IsLegal());
+}
+
+// A question has the right answer, or says that it has none; "no" is never said for want of memory.
+TEST(Location, HasTheRightAnswerOrSaysThatItHasNone) {
+    std::string const longName = "a name that is longer than any place which a text has within";
+    Location const parent = Tests::MakeLocation({"localhost"}, {"C:", longName});
+    Location const child(parent, IO::Name((longName + " too").c_str()));
+    SweepAllocations([&](bool failed) {
+        EXPECT_TRUE(parent.IsLocal());
+        EXPECT_TRUE(parent.IsAncestorOf(child));
+        EXPECT_FALSE(child.IsAncestorOf(parent));
+        Location const asked(child);
+        MuErrCode const legality = asked.CheckLegality();
+        EXPECT_TRUE(legality == IO::NoError || (failed && legality == IO::ErrMemoryFull));
+        IO::MemoryOChannel out;
+        MuErrCode const written = child.Write(out);
+        EXPECT_TRUE(written == IO::NoError || failed);
+        if (written != IO::NoError || out.Flush() != IO::NoError)
+            return;
+        IO::MemoryIChannel in(out.GetDestination(), out.GetDataSize(),
+                              IO::MemoryIChannel::LeaveWithCaller);
+        Location back;
+        MuErrCode const read = back.Read(in);
+        EXPECT_TRUE(read == IO::NoError ? back == child : failed);
+    });
 }

@@ -129,13 +129,13 @@ TEST(LocationText, AlwaysHasATextForLogs) {
     Location().ToLogText(nullptr);
 
     Mu::LogComposer composer;
-    IO::Append(composer, MakeLocation({}, {"C:", "a"}));
+    IO::Append(composer, MakeLocation({}, {"C:", "\xE4\xB8\xAD"})); // in no ANSI code page
     IO::Append(composer, Location("X"));
     unsigned int offset = 0;
     unsigned int length = 0;
     char const * value = nullptr;
     ASSERT_TRUE(composer.GetNext(&offset, &value, &length));
-    EXPECT_EQ(std::string(value, length), "C:\\a");
+    EXPECT_EQ(std::string(value, length), "C:\\\xE4\xB8\xAD");
     ASSERT_TRUE(composer.GetNext(&offset, &value, &length));
     EXPECT_EQ(std::string(value, length), "Invalid location");
 }

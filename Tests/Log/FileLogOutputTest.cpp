@@ -1,9 +1,11 @@
 #include <Kestrel/Log/FileLogOutput.h>
 
 #include <Kestrel/FileSystem/File.h>
+#include <Kestrel/FileSystem/FileSystem.h>
 #include <Kestrel/FileSystem/Platform/ForwardingFileCalls.h>
 #include <Kestrel/Root/BugReport.h>
 #include <Kestrel/Root/Process.h>
+#include <Kestrel/Root/Thread.h>
 
 #include "Tests/Support/FaultSweep.h"
 #include "Tests/Support/FileSystem/ScriptedFileCalls.h"
@@ -310,6 +312,30 @@ TEST(FileLogOutput, WritesWhatIsSeriousAtOnceAndTheRestInBlocks) {
         LogInfo("a line that costs a copy");
     EXPECT_LE(calls.Count(Tests::FileCall::WriteFile), 5u);
     EXPECT_EQ(calls.Count(Tests::FileCall::FlushFileBuffers), 0u);
+}
+
+// The wait for a file that is denied can be interrupted; the log ends it, and the thread still
+// learns that it was interrupted.
+TEST(FileLogOutput, LetsNoInterruptionOutAndLosesNone) {
+    LogFolder const folder;
+    IO::fileSystem.AddPrivateLocation(folder.GetLocation());
+    Mu::Thread & thread = Mu::Thread::GetCurrent();
+    {
+        auto log = folder.MakeLog(100, 0);
+        Tests::ScriptedFileCalls calls;
+        calls.Fail(Tests::FileCall::CreateFile, 1, IO::FileError::AccessDenied, true);
+        thread.Interrupt();
+        EXPECT_FALSE(folder.MakeLog()->HasFile());
+        EXPECT_TRUE(Mu::Thread::Interrupted());
+        ASSERT_TRUE(log->HasFile());
+        EXPECT_EQ(log->WriteBin("x", 1, nullptr), IO::NoError);
+        log->FlushLog();
+        thread.Interrupt();
+        EXPECT_TRUE(static_cast<Mu::FastLogger::Control &>(*log).StartNewBlock());
+        EXPECT_FALSE(log->HasFile());
+        EXPECT_TRUE(Mu::Thread::Interrupted());
+    }
+    IO::fileSystem.DeletePrivateLocation(folder.GetLocation());
 }
 
 TEST(FileLogOutput, LosesNothingBetweenItsFiles) {

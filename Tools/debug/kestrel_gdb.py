@@ -247,6 +247,35 @@ def string_text(string):
 
 # The address tree.
 
+class BareTable:
+    """A GrowingTable of the library, where no debug information describes it."""
+
+    def __init__(self, address, size, fields):
+        self.address = address
+        self.size = size
+        self.fields = fields
+
+    def record(self, index, what):
+        if index >= number(self.address + 24, 4):
+            raise Broken('%s %d is not in the tree' % (what, index))
+        address = number(self.address + 8, 8) + index * self.size
+        record = {name: number(address + offset, 4) for name, offset in self.fields.items()}
+        record['units at'] = address
+        return record
+
+
+# How AddressTree.h, NodeTable.h and NameTable.h lie: where the names begin in the tree, the size of a
+# node, that of a chunk of a name, and how much of the chunk are units.
+NAMES_AT = 248
+NODE_SIZE = 20
+CHUNK_SIZE = 64
+UNITS_SIZE = 60
+
+
+def number(address, size):
+    return int.from_bytes(read(address, size), 'little')
+
+
 class NoTree(Exception):
     """The debug information of the tree, or the tree itself, is not to be had."""
 
@@ -263,7 +292,20 @@ class AddressTree:
             self.nodes = tree['nodes']['records']
             self.chunks = tree['names']['chunks']
         except gdb.error:
+            self.find_bare()
+
+    def find_bare(self):
+        try:
+            place = gdb.parse_and_eval("(unsigned long) &'IO::AddressTree::made'")
+            if gdb.lookup_type('char').pointer().sizeof != 8:
+                raise NoTree()
+            tree = number(int(place), 8)
+        except gdb.error:
             raise NoTree()
+        if tree == 0:
+            raise NoTree()
+        self.nodes = BareTable(tree, NODE_SIZE, {'parent': 0, 'name': 12})
+        self.chunks = BareTable(tree + NAMES_AT, CHUNK_SIZE, {'next': UNITS_SIZE})
 
     @staticmethod
     def find_made():
@@ -273,6 +315,8 @@ class AddressTree:
 
     @staticmethod
     def record(table, index, what):
+        if isinstance(table, BareTable):
+            return table.record(index, what)
         if index >= int(table['mark']):
             raise Broken('%s %d is not in the tree' % (what, index))
         return (table['block']['records'] + index).dereference()
@@ -292,9 +336,11 @@ class AddressTree:
                 raise Broken('the chunks of a name run in a circle')
             seen.add(name)
             chunk = self.record(self.chunks, name, 'name')
-            units = chunk['units']
-            size = units.type.sizeof
-            piece = read(int(units.address), size)
+            if isinstance(chunk, dict):
+                size, start = UNITS_SIZE, chunk['units at']
+            else:
+                size, start = chunk['units'].type.sizeof, int(chunk['units'].address)
+            piece = read(start, size)
             end = next((i for i in range(0, size, 2) if piece[i:i + 2] == b'\0\0'), size)
             data += piece[:end]
             if end < size:

@@ -3,6 +3,8 @@
 #include <Kestrel/Channel/Code/Blowfish.h>
 #include <Kestrel/Channel/Code/Internal/CodeRecord.h>
 
+#include <Kestrel/Root/Quietly.h>
+
 #include <algorithm>
 #include <memory>
 #include <new>
@@ -17,7 +19,7 @@ public:
         cipher->SetPassword(key, length);
     }
 
-    ~CodeOChannelImp() {
+    void Close() {
         CodeRecord end{};
         WriteRecord(end);
     }
@@ -63,7 +65,8 @@ CodeOChannel::CodeOChannel(Mu::OChannel & destination, void const * key, unsigne
 }
 
 CodeOChannel::~CodeOChannel() {
-    Flush();
+    Mu::Quietly([this] { (void)Flush(); });
+    Mu::Quietly([this] { imp->Close(); });
     ClearBinOutput();
     imp->~CodeOChannelImp();
 }

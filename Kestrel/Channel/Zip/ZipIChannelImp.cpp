@@ -2,6 +2,8 @@
 
 #include <Kestrel/Channel/Zip/Internal/ZipMemory.h>
 
+#include <algorithm>
+
 namespace IO {
 
 ZipIChannel::ZipIChannelImp::ZipIChannelImp(Mu::IChannel & source)
@@ -47,16 +49,28 @@ int ZipIChannel::ZipIChannelImp::InflateFrom(char * data, unsigned int available
     stream.next_in = reinterpret_cast<Bytef *>(data);
     stream.avail_in = available;
     int const result = inflate(&stream, Z_SYNC_FLUSH);
-    sourceChannel->Skip(available - stream.avail_in, nullptr);
+    rest = stream.avail_in;
     stream.avail_in = 0; // the rest stays with the source, and may move there
+    sourceChannel->Skip(available - rest, nullptr);
     return result;
+}
+
+// What the last look at the source left of what it offered, wherever it lies by now.
+void ZipIChannel::ZipIChannelImp::LookAtRest() {
+    char * data = nullptr;
+    unsigned int available = 0;
+    if (rest == 0 || sourceChannel->DirectInputAccess(0, &data, &available) != NoError)
+        return;
+    stream.next_in = reinterpret_cast<Bytef *>(data);
+    stream.avail_in = std::min(rest, available);
 }
 
 int ZipIChannel::ZipIChannelImp::SyncAndSkip(unsigned long long * position) {
     unsigned int const before = stream.avail_in;
     int const result = inflateSync(&stream);
-    sourceChannel->Skip(before - stream.avail_in, nullptr);
+    rest = stream.avail_in;
     stream.avail_in = 0;
+    sourceChannel->Skip(before - rest, nullptr);
     sourceChannel->GetInputPosition(position);
     return result;
 }
@@ -67,6 +81,7 @@ MuErrCode ZipIChannel::ZipIChannelImp::FindNextFullFlush(unsigned long long limi
     if (limit == 0)
         limit = 0xFFFFFFFFu;
     unsigned long long position = 0;
+    LookAtRest(); // before the limit counts
     int result = SyncAndSkip(&position);
     while ((result == Z_BUF_ERROR || result == Z_DATA_ERROR) && position < limit) {
         char * data = nullptr;

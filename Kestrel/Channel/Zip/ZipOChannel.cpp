@@ -2,6 +2,8 @@
 
 #include <Kestrel/Channel/Zip/Internal/ZipOChannelImp.h>
 
+#include <Kestrel/Root/Quietly.h>
+
 #include <new>
 
 namespace IO {
@@ -14,8 +16,8 @@ ZipOChannel::ZipOChannel(Mu::OChannel & destination, ZipOChannelOptions const & 
 }
 
 ZipOChannel::~ZipOChannel() {
-    Flush();
-    imp->Close();
+    Mu::Quietly([this] { (void)Flush(); });
+    Mu::Quietly([this] { imp->Close(); });
     ClearBinOutput();
     imp->~ZipOChannelImp();
 }

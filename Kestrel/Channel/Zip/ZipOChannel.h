@@ -23,7 +23,9 @@ namespace IO {
 ///          first of these must be had: Mu::OutOfMemoryException.
 /// Threads: one at a time, besides the channel's own. The destination must outlive the channel.
 /// Failure: statuses. In the writing thread, what the destination says; Error for zlib's own
-///          failures. At the end nothing is told; flush the destination and look at it.
+///          failures. What the destination throws in the writing thread leaves the writing
+///          operation; in the worker it counts as a failure. At the end nothing is reported and
+///          nothing thrown; flush the destination and look at it.
 class KESTREL_API ZipOChannel : public OChannelAdapter {
 public:
     /// Takes over the destination's present protocol. Mu::ThreadingException: the worker cannot be.

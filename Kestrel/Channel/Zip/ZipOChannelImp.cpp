@@ -7,6 +7,26 @@
 
 namespace IO {
 
+namespace {
+
+/// Input belongs to the caller and may be gone after the call. What a destination that failed or
+/// threw left of it is dropped, and the stream goes on behind it if the destination recovers.
+class InputDropper {
+public:
+    explicit InputDropper(z_stream & stream) : stream(stream) {}
+    ~InputDropper() {
+        stream.next_in = nullptr;
+        stream.avail_in = 0;
+    }
+    InputDropper(InputDropper const &) = delete;
+    InputDropper & operator=(InputDropper const &) = delete;
+
+private:
+    z_stream & stream;
+};
+
+} // namespace
+
 class ZipOChannel::ZipOChannelImp::ZipThreadRunner : public Mu::Runnable {
 public:
     explicit ZipThreadRunner(ZipOChannelImp & imp) : imp(imp) {}
@@ -69,7 +89,8 @@ MuErrCode ZipOChannel::ZipOChannelImp::InternalWrite(char const * source, unsign
 }
 
 // Kept: the count is taken as signed, so a write of 2 GiB or more copies nothing and is reported as
-// written all the same. Nobody hands over so much at once: it would come in the buffer's blocks.
+// written all the same. A single write of that size gets here, as one that is larger than a block of
+// the output buffer goes by it.
 void ZipOChannel::ZipOChannelImp::CopyToBlocks(char const * source, unsigned int count) {
     for (int left = static_cast<int>(count); left > 0;) {
         unsigned int const room = currentBlock.capacity - currentBlock.used;
@@ -174,13 +195,9 @@ MuErrCode ZipOChannel::ZipOChannelImp::Compress(char const * data, unsigned int 
         *written = 0;
     if (!initialized || zipStatus != NoError)
         return Error;
-    zipStatus = CompressInput(); // what an earlier failure of the destination left
-    if (zipStatus != NoError)
-        return zipStatus;
-    if (stream.avail_in != 0)
-        return zipStatus = Error;
     stream.next_in = reinterpret_cast<Bytef *>(const_cast<char *>(data));
     stream.avail_in = size;
+    InputDropper const dropper(stream);
     MuErrCode const status = CompressInput();
     if (status == NoError && written != nullptr)
         *written = size;

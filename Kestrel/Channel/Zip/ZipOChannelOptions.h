@@ -13,10 +13,11 @@ public:
     };
 
     ZipOChannelOptions() = default;
-    ZipOChannelOptions(CompressionLevel level, unsigned int autoFullFlushAfterBytesOfData,
-                       MultiThreading multiThreading)
-        : compressionLevel(level), autoFullFlushAfterBytesOfData(autoFullFlushAfterBytesOfData),
-          multiThreading(multiThreading) {}
+    ZipOChannelOptions(CompressionLevel level, unsigned int givenAutoFullFlushAfterBytesOfData,
+                       MultiThreading givenMultiThreading)
+        : compressionLevel(level),
+          autoFullFlushAfterBytesOfData(givenAutoFullFlushAfterBytesOfData),
+          multiThreading(givenMultiThreading) {}
 
     CompressionLevel GetCompressionLevel() const { return compressionLevel; }
     void SetCompressionLevel(CompressionLevel level) { compressionLevel = level; }

@@ -30,10 +30,6 @@ unsigned int CountCommonNames(Address const & first, Address const & second) {
     return most;
 }
 
-bool BeginsWith(Address const & names, Address const & start) {
-    return CountCommonNames(names, start) == start.GetLength();
-}
-
 void PrintNames(Mu::OChannel & channel, Address const & names, MuCharCode code) {
     Name name;
     for (unsigned int i = 0, count = names.GetLength(); i < count; ++i) {

@@ -13,9 +13,6 @@ class Address;
 /// How many names, from the first on, two addresses have in common.
 unsigned int CountCommonNames(Address const & first, Address const & second);
 
-/// Whether the first names of `names` are those of `start`.
-bool BeginsWith(Address const & names, Address const & start);
-
 /// Prints the names with "/" between them. A shortage is thrown.
 void PrintNames(Mu::OChannel & channel, Address const & names, MuCharCode code);
 

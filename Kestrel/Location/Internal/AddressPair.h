@@ -4,8 +4,9 @@
 
 namespace IO {
 
-/// Works on two addresses at once under one turn of the tree's lock, for a location, which has two
-/// of them and is copied and dropped more often than anything else.
+/// Works on two addresses at once, for a location, which has two of them and is copied and dropped
+/// more often than anything else. Clear takes one turn of the tree's lock for both, Drop one where it
+/// needs any, and Copy takes none unless a target held something.
 ///
 /// Made for members that were constructed with Address::Unset, which takes no lock. None of these
 /// throws; a shortage leaves the address invalid.

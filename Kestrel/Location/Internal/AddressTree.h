@@ -153,7 +153,9 @@ private:
     void PrintNode(Mu::OChannel & channel, unsigned int node) const;
     unsigned int GetNextToPrint(unsigned int node) const;
 
-    static inline AddressTree * made = nullptr; // the one tree; set before the first address
+    // The one tree; set before the first address. Exported, so that debuggers find it in a library
+    // without debug information; Tools/debug/kestrel_gdb.py knows how the tables lie.
+    KESTREL_API static inline AddressTree * made = nullptr;
 
     NodeTable nodes;
     NameTable names;

@@ -282,7 +282,8 @@ TEST(ZipIChannel, GoesOnBehindADamage) {
     zip.GetInputPosition(&position);
     EXPECT_LE(position, before.size());
     zip.Skip(4, nullptr);
-    ASSERT_EQ(zip.FindNextFlushFlush(0), IO::NoError);
+    in.GetInputPosition(&position);
+    ASSERT_EQ(zip.FindNextFlushFlush(position), IO::NoError) << "one look is not limited";
     std::string const after = ReadAll(zip);
     EXPECT_GT(after.size(), 100000u);
     EXPECT_TRUE(text.ends_with(after)) << "all of the end is saved";
@@ -297,6 +298,22 @@ TEST(ZipIChannel, SearchesNoFurtherThanItMay) {
     EXPECT_EQ(zip.ReadBin(&c, 1, nullptr), IO::InputFailure);
     EXPECT_EQ(zip.FindNextFlushFlush(1), IO::Error) << "the limit";
     EXPECT_EQ(zip.FindNextFlushFlush(0), IO::EOI) << "the end of the source";
+}
+
+// What it was given belongs to the writer, and is gone when the destination has recovered.
+TEST(ZipOChannel, KeepsNothingOfWhatItCouldNotWrite) {
+    Tests::RecordingOChannel out;
+    out.DisableOutputBuffering();
+    out.sink.failFrom = 1;
+    {
+        ZipOChannel zip(out, With(alone, 0, Options::NoCompression));
+        EXPECT_EQ(Put(zip, MakeText(50000, 1)), IO::EOO);
+        out.sink.failFrom = 0;
+        out.ResetOutputStatus();
+        zip.ResetOutputStatus();
+        EXPECT_EQ(Put(zip, MakeText(50000, 2)), IO::NoError);
+    }
+    EXPECT_NE(out.sink.GetText().find(MakeText(50000, 2).substr(0, 500)), std::string::npos);
 }
 
 TEST(ZipOChannel, PassesOnWhatTheDestinationSays) {

@@ -51,7 +51,7 @@ private:
     std::size_t position = 0;
 };
 
-/// The far end of an output channel: keeps the pieces it got, and fails from the n-th on.
+/// The far end of an output channel: keeps the pieces it got, and fails or throws from the n-th on.
 class RecordingSink : public IO::OutputBuffer::BinOutput {
 public:
     MuErrCode InternalWrite(char const * source, unsigned int count,
@@ -59,6 +59,8 @@ public:
         ++calls;
         if (failFrom != 0 && calls >= failFrom) {
             *written = 0;
+            if (throws)
+                throw failFrom;
             return failure;
         }
         pieces.emplace_back(source, count);
@@ -77,6 +79,7 @@ public:
     unsigned int calls = 0;
     unsigned int failFrom = 0; // 0: never
     MuErrCode failure = IO::EOO;
+    bool throws = false; // instead
 };
 
 /// A channel over a ScriptedSource.

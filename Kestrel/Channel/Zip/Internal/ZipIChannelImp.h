@@ -22,6 +22,7 @@ public:
 
 private:
     int InflateFrom(char * data, unsigned int available);
+    void LookAtRest();
     int SyncAndSkip(unsigned long long * position);
 
     z_stream stream;
@@ -30,6 +31,7 @@ private:
     bool initialized = true;
     Mu::IChannel * sourceChannel; // not owned
     unsigned long long totalOutput = 0;
+    unsigned int rest = 0; // bytes that the source offered last and zlib left with it
 };
 
 } // namespace IO
