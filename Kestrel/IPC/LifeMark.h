@@ -1,5 +1,7 @@
 #pragma once
 
+#include <Kestrel/Root/Export.h>
+
 namespace IO::IPC {
 
 /// Lets code on the stack see whether the object that it works on was deleted by what it called.
@@ -11,15 +13,12 @@ namespace IO::IPC {
 ///         return Error; // and touch no member
 ///
 /// Memory: none. Threads: one.
-class Life {
+class KESTREL_API Life {
 public:
-    class Mark {
+    class KESTREL_API Mark {
     public:
-        explicit Mark(Life & life) : life(&life), outer(life.marks) { life.marks = this; }
-        ~Mark() {
-            if (life != nullptr)
-                life->marks = outer;
-        }
+        explicit Mark(Life & life);
+        ~Mark();
         Mark(Mark const &) = delete;
         Mark & operator=(Mark const &) = delete;
 
@@ -32,10 +31,7 @@ public:
     };
 
     Life() = default;
-    ~Life() {
-        for (Mark * mark = marks; mark != nullptr; mark = mark->outer)
-            mark->life = nullptr;
-    }
+    ~Life();
     Life(Life const &) = delete;
     Life & operator=(Life const &) = delete;
 
