@@ -37,9 +37,10 @@ public:
     FileType() = default;
     /// A null text or a type code of 0 adds nothing. `lowerCase` is that of AddExtension. Empty after
     /// a failed allocation.
-    FileType(char const * description, char const * extensions, unsigned int macCreator,
-             unsigned int macType, int iconID, ContentTest * callback, char const * mime,
-             bool lowerCase);
+    explicit FileType(char const * description, char const * extensions = nullptr,
+                      unsigned int macCreator = 0, unsigned int macType = 0, int iconID = -1,
+                      ContentTest * callback = nullptr, char const * mime = nullptr,
+                      bool lowerCase = true);
     /// Copies everything. After a failed allocation this one is empty.
     FileType(FileType const & other);
     FileType(FileType && other) noexcept;
