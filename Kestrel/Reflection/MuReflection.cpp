@@ -246,7 +246,7 @@ void GetAllocationValues(Name const & name, Values * values) {
 } // namespace
 
 // The blocks of one region, sorted as the tree of all blocks is.
-class Reflection::RegionTree {
+class Reflection::RegionTree : public Allocated {
 public:
     struct Base : SharedObject {
         Base * parent = nullptr; // null at the root

@@ -45,8 +45,10 @@ std::string const recordsAtStart = [] {
 } // namespace
 
 TEST(Host, FindsTheRecordsOfAllClassesFromTheStart) {
-    EXPECT_EQ(recordsAtStart, "Mu::String\nMu::UniString\nIO::Name\nIO::Address\n"
-                              "IO::RelativeLocation\nIO::Location\n");
+    for (char const * name : {"Mu::String", "Mu::UniString", "IO::Name", "IO::Address",
+                              "IO::RelativeLocation", "IO::Location", "IO::Process::Descriptor"})
+        EXPECT_NE(("\n" + recordsAtStart).find(std::string("\n") + name + "\n"), std::string::npos)
+            << name;
 }
 
 TEST(Host, ComparesStatusesWithStandardConditions) {
@@ -225,7 +227,7 @@ static void SetPreferences() {
 // Beside the tool, wherever this program was started from.
 int main(int argc, char ** argv) {
     ::testing::InitGoogleTest(&argc, argv);
-    std::filesystem::current_path(std::filesystem::absolute(argv[0]).parent_path());
+    std::filesystem::current_path(std::filesystem::canonical(argv[0]).parent_path());
     SetPreferences();
     return RUN_ALL_TESTS();
 }

@@ -265,6 +265,6 @@ void free(void * block) {
 // Beside the plugins, wherever this program was started from.
 int main(int argc, char ** argv) {
     ::testing::InitGoogleTest(&argc, argv);
-    std::filesystem::current_path(std::filesystem::absolute(argv[0]).parent_path());
+    std::filesystem::current_path(std::filesystem::canonical(argv[0]).parent_path());
     return RUN_ALL_TESTS();
 }
