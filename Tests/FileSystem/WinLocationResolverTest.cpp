@@ -89,9 +89,11 @@ TEST(WinLocationResolver, RefusesALongText) {
     std::string const fits = "C:\\" + std::string(257, 'a');
     EXPECT_TRUE(Resolver().PathToLocation(U(fits), &location));
     EXPECT_FALSE(Resolver().PathToLocation(U(fits + "a"), &location));
-    EXPECT_FALSE(Resolver().PathToLocation(U(std::string(10000, 'a')), &location));
+    std::string longText(10000, 'a');
+    EXPECT_FALSE(Resolver().PathToLocation(U(longText), &location));
     IO::RelativeLocation relative;
-    EXPECT_TRUE(Resolver().PathToRelativeLocation(U(std::string(10000, 'a') + "\\b"), &relative));
+    longText += "\\b";
+    EXPECT_TRUE(Resolver().PathToRelativeLocation(U(longText), &relative));
     EXPECT_EQ(relative.GetLength(), 2u) << "only a path as a whole has a limit";
 }
 

@@ -367,7 +367,8 @@ TEST(Identification, AFailingFileIsTheNegativeAnswer) {
          {&Tests::CodedFS::Content::refusesOpen, &Tests::CodedFS::Content::refusesSeek,
           &Tests::CodedFS::Content::refusesClose}) {
         // Longer than what is read ahead, so that winding back asks the entry.
-        Tests::CodedFS::Content content{0, std::string(10000, ' ') + "x"};
+        Tests::CodedFS::Content content{0, std::string(10001, ' ')};
+        content.bytes.back() = 'x';
         content.*refuses = true;
         files.files["bad.q"] = content;
         Tests::LogCapture log;
