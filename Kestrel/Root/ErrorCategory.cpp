@@ -1,6 +1,7 @@
 #include <Kestrel/Root/ErrorCategory.h>
 
 #include <cstdio>
+#include <cstring>
 
 namespace IO {
 
@@ -80,6 +81,14 @@ public:
         bool const isKnown = code == NoError || (row != nullptr && row->condition != std::errc{});
         return isKnown ? std::make_error_condition(row->condition)
                        : std::error_condition(code, *this);
+    }
+
+    // By the name of the category: a Windows program and the library may each have a C++ runtime of
+    // their own, and with it a generic category.
+    bool equivalent(int code, std::error_condition const & condition) const noexcept override {
+        std::error_condition const own = default_error_condition(code);
+        return own.value() == condition.value() &&
+               std::strcmp(own.category().name(), condition.category().name()) == 0;
     }
 };
 

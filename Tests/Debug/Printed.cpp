@@ -224,12 +224,15 @@ static void Addresses() {
     // inside: set var $chunk = &IO::AddressTree::made->names.chunks.block.records[$record->name]
     // inside: set var $chunk->next = $record->name
     // gdb: looped => <the chunks of a name run in a circle>
+    // bare: looped => "a/thirty units and not one more!"
     // inside: set var $chunk->next = 1000000
     // gdb: looped => <name 1000000 is not in the tree>
+    // bare: looped => "a/thirty units and not one more!"
     // inside: set var $chunk->next = -1
     // inside: set var $parent = $record->parent
     // inside: set var $record->parent = looped.node
     // gdb: looped => <the parents of node \d+ run in a circle>
+    // bare: looped => "a/thirty units and not one more!"
     // inside: set var $record->parent = $parent
     // gdb: looped => "a/thirty units and not one more!"
     IO::Address const looped(u"a\0thirty units and not one more!\0");

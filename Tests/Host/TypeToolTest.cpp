@@ -17,7 +17,8 @@ TEST(TypeTool, TellsWhatFilesAreAndWhy) {
     fs::create_directories("host-types");
     std::ofstream("host-types/a.txt") << "text";
     std::ofstream("host-types/b.xyz") << "?";
-    std::ofstream("host-types/globs2") << "50:image/x-xyz:*.xyz\n50:image/x-zyx:*.xyz\n";
+    std::ofstream("host-types/globs2", std::ios::binary)
+        << "50:image/x-xyz:*.xyz\n50:image/x-zyx:*.xyz\n";
     auto const run = [](std::vector<std::string> const & arguments) {
         ToolRun result = RunTool(arguments);
         std::erase(result.out, '\r');
@@ -46,7 +47,7 @@ TEST(TypeTool, TellsWhatFilesAreAndWhy) {
               std::string::npos);
     EXPECT_EQ(run({"type", "--builtin", "host-types"}).exitCode, 1);
     EXPECT_EQ(run({"type", "--builtin", "host-types/none.txt"}).exitCode, 1);
-    std::ofstream("host-types/globs2") << "no catalogue\n";
+    std::ofstream("host-types/globs2", std::ios::binary) << "no catalogue\n";
     EXPECT_EQ(run({"type", "--catalogue", "host-types", "--types"}).exitCode, 1);
     fs::remove_all("host-types");
 }

@@ -8,7 +8,9 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <condition_variable>
 #include <functional>
+#include <mutex>
 #include <random>
 #include <thread>
 #include <vector>
@@ -27,17 +29,23 @@ constexpr unsigned int Interrupts = 2500; // of each kind, so that there are ten
 class Count {
 public:
     void Raise() {
+        std::lock_guard const lock(mutex);
         ++value;
-        value.notify_all();
+        raised.notify_all();
     }
     void WaitFor(unsigned int wanted) const {
-        for (unsigned int seen = value; seen < wanted; seen = value)
-            value.wait(seen);
+        std::unique_lock lock(mutex);
+        raised.wait(lock, [&] { return value >= wanted; });
     }
-    operator unsigned int() const { return value; }
+    operator unsigned int() const {
+        std::lock_guard const lock(mutex);
+        return value;
+    }
 
 private:
-    std::atomic<unsigned int> value{0};
+    mutable std::mutex mutex;
+    mutable std::condition_variable raised;
+    unsigned int value = 0;
 };
 
 // Blocks again and again on a thread of its own, and counts how that ends.
