@@ -92,6 +92,7 @@ void InterruptAgainAndAgain(std::function<void()> block) {
         if (counts.interrupted != i)
             break;
     }
+    counts.begun.WaitFor(counts.ended + 1); // so that the end interrupts one call more
     thread.Cancel();
     thread.Join(false);
     EXPECT_EQ(counts.interrupted, Interrupts + 1);
