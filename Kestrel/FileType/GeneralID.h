@@ -17,7 +17,7 @@ namespace FTM {
 /// Failure: none.
 class KESTREL_API GeneralID {
 public:
-    constexpr explicit GeneralID(int value = 0) : value(value) {}
+    constexpr explicit GeneralID(int number = 0) : value(number) {}
 
     constexpr bool IsGroup() const { return value < 0; }
 

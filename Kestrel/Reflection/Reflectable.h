@@ -71,9 +71,9 @@ public:
         Type type = Undefined;
 
         Attribute() = default;
-        Attribute(Mu::UniString const & name, Type type) : name(name), type(type) {}
+        Attribute(Mu::UniString const & itsName, Type itsType) : name(itsName), type(itsType) {}
         /// The name is in the default character code.
-        Attribute(char const * name, Type type) : name(name), type(type) {}
+        Attribute(char const * itsName, Type itsType) : name(itsName), type(itsType) {}
 
         /// The name of the type as it stands above; empty for Undefined and for what is no type.
         char const * GetTypeString() const;
@@ -182,7 +182,7 @@ public:
 
     private:
         friend class Reflectable;
-        explicit StaticEntry(Name const & name) : name(name) {}
+        explicit StaticEntry(Name const & itsName) : name(itsName) {}
 
         Name name;
     };
@@ -199,8 +199,8 @@ public:
 
     private:
         friend class Reflectable;
-        CollectorEntry(Name const & name, Entry const * root, Entry const * target)
-            : name(name), root(root), target(target) {}
+        CollectorEntry(Name const & itsName, Entry const * itsRoot, Entry const * itsTarget)
+            : name(itsName), root(itsRoot), target(itsTarget) {}
 
         Name name;
         Entry const * root;

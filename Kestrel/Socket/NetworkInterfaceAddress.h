@@ -14,11 +14,11 @@ public:
     /// Any, without a network.
     NetworkInterfaceAddress() : NetworkInterfaceAddress(InternetAddress::Any, 0) {}
     /// Without a broadcast address.
-    NetworkInterfaceAddress(InternetAddress const & address, unsigned int prefixLength)
-        : NetworkInterfaceAddress(address, InternetAddress::Any, prefixLength) {}
-    NetworkInterfaceAddress(InternetAddress const & address, InternetAddress const & broadcast,
-                            unsigned int prefixLength)
-        : address(address), broadcast(broadcast), prefixLength(prefixLength) {}
+    NetworkInterfaceAddress(InternetAddress const & itsAddress, unsigned int itsPrefixLength)
+        : NetworkInterfaceAddress(itsAddress, InternetAddress::Any, itsPrefixLength) {}
+    NetworkInterfaceAddress(InternetAddress const & itsAddress,
+                            InternetAddress const & itsBroadcast, unsigned int itsPrefixLength)
+        : address(itsAddress), broadcast(itsBroadcast), prefixLength(itsPrefixLength) {}
 
     InternetAddress const & GetInterfaceAddress() const { return address; }
     /// Reaches all hosts of the network at once; Any when there is none.

@@ -82,7 +82,7 @@ public:
 
 protected:
     /// Takes a share in what is connected already.
-    explicit Socket(SocketImpl::Reference impl) noexcept : impl(std::move(impl)) {}
+    explicit Socket(SocketImpl::Reference taken) noexcept : impl(std::move(taken)) {}
 
 private:
     friend class ServerSocket;

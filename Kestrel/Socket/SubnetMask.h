@@ -12,7 +12,7 @@ namespace IO::Socket {
 class KESTREL_API SubnetMask {
 public:
     /// Takes any number: below 0 means what 0 does, above 32 what 32 does.
-    explicit SubnetMask(short prefixLength) noexcept : prefixLength(prefixLength) {}
+    explicit SubnetMask(short length) noexcept : prefixLength(length) {}
 
     /// The dotted form, 255.255.255.0 for 24.
     Mu::String GetSubnetMask() const;
