@@ -11,6 +11,10 @@
 
 namespace FTM {
 
+// Hosts that are not optimised take the addresses.
+constexpr unsigned int FileType::defExtAllocSize;
+constexpr unsigned int FileType::MaxPiece;
+
 namespace {
 
 constexpr short MemoryFull = static_cast<short>(Mu::ErrMemoryFull);

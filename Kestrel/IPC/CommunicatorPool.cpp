@@ -14,6 +14,9 @@
 
 namespace IO::IPC {
 
+// Hosts that are not optimised take the addresses.
+constexpr double CommunicatorPool::WaitStep;
+
 using Socket::PollEntry;
 namespace PollEvent = Socket::PollEvent;
 

@@ -12,6 +12,10 @@
 
 namespace IO {
 
+// Hosts that are not optimised take the addresses.
+constexpr unsigned int ReflectionClient::DefaultTimeout;
+constexpr unsigned int ReflectionClient::DefaultAnswerLimit;
+
 namespace {
 
 // Texts of a service's own: its name and its system.

@@ -14,6 +14,10 @@
 
 namespace IO {
 
+// Hosts that are not optimised take the addresses.
+constexpr unsigned short ReflectionService::FirstPort;
+constexpr unsigned short ReflectionService::LastPort;
+
 namespace {
 
 using ClientSocket = Mu::Ref<Socket::Socket, Mu::AtomicCounter>;

@@ -6,6 +6,9 @@
 
 namespace IO::Socket {
 
+// Hosts that are not optimised take the addresses.
+constexpr unsigned int FDSet::Capacity;
+
 FDSet::~FDSet() = default;
 
 FDSet * FDSet::New() {

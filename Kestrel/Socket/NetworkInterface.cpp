@@ -8,6 +8,11 @@
 
 namespace IO::Socket {
 
+// Hosts that are not optimised take the addresses.
+constexpr unsigned int NetworkInterface::PointToPoint;
+constexpr unsigned int NetworkInterface::Loopback;
+constexpr unsigned int NetworkInterface::Up;
+
 NetworkInterface::NetworkInterface(Mu::UniString const & name, unsigned int mtu, unsigned int flags,
                                    Mu::PagedArray<NetworkInterfaceAddress> const & addresses,
                                    Mu::PagedArray<InternetAddress> const & gateways,
