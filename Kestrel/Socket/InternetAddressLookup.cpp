@@ -18,10 +18,6 @@ constexpr unsigned int HostNameSize = 1025;
 constexpr unsigned int ServiceNameSize = 32;
 constexpr unsigned int LocalNameSize = 1024;
 
-bool HasZero(Mu::String const & text) {
-    return std::string_view(text).find('\0') != std::string_view::npos;
-}
-
 // NoInetAddr also for a text that goes on behind a zero byte, which is not the text that was meant.
 unsigned int ReadAddress(Mu::String const & text) {
     if (text.IsEmpty())

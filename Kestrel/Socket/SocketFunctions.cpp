@@ -141,6 +141,8 @@ unsigned long long Accept(unsigned long long socket, SockAddr * peer) {
 
 int Connect(unsigned long long socket, Mu::String const & host, unsigned int port) {
     SocketAddress address{InternetFamily, static_cast<unsigned short>(port), {}};
+    if (HasZero(host))
+        return Result(WSAError::HostNotFound); // the resolver would cut it there
     unsigned int const error = GetSocketCalls().GetHostByName(host.ToCStr(), address.address);
     if (error != WSAError::None) {
         unsigned int const number = InetAddr(host.ToCStr());

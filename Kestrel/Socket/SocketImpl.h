@@ -54,7 +54,7 @@ public:
     /// Write, Flush and Close of this object as a channel, which is a part of it.
     virtual Mu::OBinaryChannel & GetOutputChannel() = 0;
     virtual Mu::IBinaryChannel & GetInputChannel() = 0;
-    /// A stream, or else a datagram socket. Once.
+    /// A stream, or else a datagram socket, in the place of an earlier one.
     virtual void Create(bool stream) = 0;
     /// Shuts a connection down and gives the socket back, without a failure; nothing unless
     /// connected, so that a listening socket stays open until the object goes.

@@ -187,7 +187,6 @@ TEST(SocketFailure, HasItsClassAndText) {
               "SocketException: Failed to accept the incoming connection.");
 }
 
-// What is refused for want of buffers is tried again in smaller pieces, and no wait comes between.
 // Both systems have one for what hosts meet most.
 TEST(SocketFailure, SaysItInTheSystemsWords) {
     char16_t message[300];
@@ -197,6 +196,7 @@ TEST(SocketFailure, SaysItInTheSystemsWords) {
     EXPECT_EQ(GetSocketCalls().FormatMessage(10999, message, 300), 0u);
 }
 
+// What is refused for want of buffers is tried again in smaller pieces, and no wait comes between.
 TEST(SocketFailure, ShrinksWhatItWritesWhenBuffersAreShort) {
     ScriptedSocketCalls calls;
     Connection connection;
@@ -233,6 +233,7 @@ TEST(SocketFailure, GivesUpAReadThatFindsNothingBehindItsWaits) {
     std::string const text = Describe([&] { connection.server.GetInputChannel().Read(&byte, 1); });
     EXPECT_EQ(text.substr(0, 56), "SocketException: Socket read failed. (Error code: 10035.");
     EXPECT_EQ(calls.Count(SocketCall::Poll), 6u);
+    EXPECT_EQ(calls.Count(SocketCall::Recv), 6u);
     calls.Clear();
     EXPECT_EQ(connection.server.GetInputChannel().Read(&byte, 1), 1u) << "nothing is lost";
 }

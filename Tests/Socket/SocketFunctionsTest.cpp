@@ -132,6 +132,15 @@ TEST(SocketFunctions, ConnectTalkAndEnd) {
     EXPECT_EQ(moved, 0u);
 }
 
+// Before anybody listens there, so that two servers that start at once see each other.
+TEST(SocketFunctions, BindAnAddressOnce) {
+    Handle const first;
+    ASSERT_EQ(Flat::Bind(first, 0), IO::NoError);
+    Handle const second;
+    EXPECT_EQ(Flat::Bind(second, GetPort(first)), IO::Error);
+    EXPECT_EQ(Flat::GetLastError(), Flat::AddressInUse);
+}
+
 // Linux knows at once that nobody listens on this machine.
 TEST(SocketFunctions, ShowARefusedConnectionAsAnException) {
     unsigned int const port = Listening().port; // where nobody listens any more
@@ -144,8 +153,8 @@ TEST(SocketFunctions, ShowARefusedConnectionAsAnException) {
         EXPECT_TRUE(ready.except);
         EXPECT_FALSE(ready.write) << "that would say that it stands";
     }
-    EXPECT_EQ(Flat::Connect(Handle(), "no address", 1), IO::Error);
-    EXPECT_EQ(Flat::GetLastError(), Flat::OtherSocketError);
+    EXPECT_EQ(Flat::Connect(Handle(), Mu::String("127.0.0.1\0x", 11), port), IO::Error);
+    EXPECT_EQ(Flat::GetLastError(), Flat::OtherSocketError) << "no address";
 }
 
 // The peer closes with bytes unread, which the system reports as a reset.

@@ -2,6 +2,8 @@
 
 #include <Kestrel/Root/String.h>
 
+#include <string_view>
+
 // IPv4 addresses and their texts. The same on every platform, so that what one host writes another
 // one reads alike.
 
@@ -18,6 +20,11 @@ inline constexpr unsigned int NoInetAddr = 0xFFFFFFFFu;
 /// what follows white space is not read. Signs, white space in front, an empty part and a number that
 /// does not fit are refused.
 unsigned int InetAddr(char const * text);
+
+/// Whether a call that takes a zero-terminated text would see only the start of this one.
+inline bool HasZero(Mu::String const & text) {
+    return std::string_view(text).find('\0') != std::string_view::npos;
+}
 
 /// The dotted form, without leading zeros.
 Mu::String InetNtoa(unsigned char const * address);

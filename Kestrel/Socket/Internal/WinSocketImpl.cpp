@@ -68,6 +68,7 @@ void WinSocketImpl::Create(bool stream) {
         GetSocketCalls().Socket(stream ? SocketType::Stream : SocketType::Datagram, &made);
     if (error != WSAError::None)
         Throw<SocketException>("Failed to create communication socket.", error);
+    CloseHandle(); // of an earlier Create
     handle.store(made, std::memory_order_relaxed);
     error = GetSocketCalls().SetNonBlocking(made, true);
     if (error != WSAError::None)

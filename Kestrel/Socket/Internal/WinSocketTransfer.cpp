@@ -36,7 +36,7 @@ unsigned int Shrink(unsigned int chunk) {
 }
 
 constexpr unsigned int MaxShortages = 32; // of buffers, in one Write
-constexpr unsigned int MaxReadWaits = 6;  // behind which there was nothing to read, in one Read
+constexpr unsigned int MaxReadWaits = 6;  // that promise something to read, in one Read
 
 constexpr char readFailed[] = "Socket read failed.";
 constexpr char writeFailed[] = "Socket write failed.";
@@ -117,14 +117,14 @@ void WinSocketImpl::Write(char const * data, unsigned int length) {
 unsigned int WinSocketImpl::Read(char * data, unsigned int length) {
     if (data == nullptr || length == 0)
         return 0;
-    for (unsigned int waits = 0;; ++waits) {
+    for (unsigned int waits = 1;; ++waits) {
         unsigned int received;
         unsigned int const error = GetSocketCalls().Recv(GetHandle(), data, length, &received);
         if (error == WSAError::None)
             return received;
         if (error == WSAError::Fault)
             return 0;
-        if (error != WSAError::WouldBlock || waits == MaxReadWaits)
+        if (error != WSAError::WouldBlock)
             Throw<SocketException>(readFailed, error);
         if (data != goodData || length > goodLength) {
             if (!BNValidWritePtr(data, length))
@@ -133,6 +133,8 @@ unsigned int WinSocketImpl::Read(char * data, unsigned int length) {
             goodLength = length;
         }
         WaitToTry(PollEvent::Read, readFailed, "Socket read timed out.");
+        if (waits == MaxReadWaits)
+            Throw<SocketException>(readFailed, error);
     }
 }
 

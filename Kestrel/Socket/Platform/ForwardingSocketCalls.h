@@ -99,9 +99,6 @@ public:
     unsigned int GetHostByName(char const * name, unsigned char (&address)[4]) override {
         return below->GetHostByName(name, address);
     }
-    bool InetAddr(char const * text, unsigned char (&address)[4]) override {
-        return below->InetAddr(text, address);
-    }
     unsigned int FormatMessage(unsigned int error, char16_t * text, unsigned int size) override {
         return below->FormatMessage(error, text, size);
     }

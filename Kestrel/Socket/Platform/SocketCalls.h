@@ -31,7 +31,8 @@ public:
     /// The handle is gone even after a failure.
     virtual unsigned int CloseSocket(SocketHandle socket) = 0;
     virtual unsigned int Shutdown(SocketHandle socket, int direction) = 0;
-    /// AddressInUse: somebody listens there. What is left of earlier connections is in nobody's way.
+    /// AddressInUse: somebody listens there or is about to. What is left of earlier connections is in
+    /// nobody's way.
     virtual unsigned int Bind(SocketHandle socket, SocketAddress const & address) = 0;
     virtual unsigned int Listen(SocketHandle socket, int backlog) = 0;
     /// The accepted socket does not block. `peer` may be null. NoSocket after a failure.
@@ -90,10 +91,6 @@ public:
                                        unsigned int size) = 0;
     /// The first address of a host.
     virtual unsigned int GetHostByName(char const * name, unsigned char (&address)[4]) = 0;
-    /// Reads an address as the system reads it: also with fewer numbers than four, and with octal and
-    /// hexadecimal ones. False for what it does not read, and for 255.255.255.255, which it reports
-    /// by the same value.
-    virtual bool InetAddr(char const * text, unsigned char (&address)[4]) = 0;
 
     /// The system's text for an error number, cut to `size` units, not zero-terminated. The result
     /// is its length; 0 when there is none. It may end with a line end.

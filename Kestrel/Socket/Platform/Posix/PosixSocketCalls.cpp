@@ -64,6 +64,28 @@ unsigned int GetPipeError(int descriptor) {
     return isGone ? WSAError::ConnectionReset : WSAError::Shutdown;
 }
 
+// Of the level of sockets; -1 where it cannot be had.
+int GetOption(int descriptor, int name) {
+    int value = -1;
+    socklen_t size = sizeof(value);
+    return ::getsockopt(descriptor, SOL_SOCKET, name, &value, &size) == 0 ? value : -1;
+}
+
+bool IsBound(int descriptor) {
+    NativeAddress native;
+    return ::getsockname(descriptor, native.GetGeneral(), native.GetSize()) == 0 &&
+           native.Get().port != 0;
+}
+
+// Whether others who allow the same may have the address of a stream, too, unless it listens; then
+// its connections pass that on.
+void LetOthersIn(int descriptor, bool isOn) {
+    if (GetOption(descriptor, SO_TYPE) != SOCK_STREAM)
+        return;
+    int const value = isOn;
+    ::setsockopt(descriptor, SOL_SOCKET, SO_REUSEADDR, &value, sizeof(value));
+}
+
 } // namespace
 
 SocketCalls & GetPlatformSocketCalls() {
@@ -105,19 +127,22 @@ unsigned int PosixSocketCalls::Shutdown(SocketHandle socket, int direction) {
     return Result(::shutdown(ToDescriptor(socket), direction));
 }
 
+// The rest of connections that are over let others in, and what is only bound as yet does not.
 unsigned int PosixSocketCalls::Bind(SocketHandle socket, SocketAddress const & address) {
-    int type = 0;
-    socklen_t size = sizeof(type);
     int const descriptor = ToDescriptor(socket);
-    if (::getsockopt(descriptor, SOL_SOCKET, SO_TYPE, &type, &size) == 0 && type == SOCK_STREAM) {
-        int const on = 1;
-        ::setsockopt(descriptor, SOL_SOCKET, SO_REUSEADDR, &on, sizeof(on));
-    }
     sockaddr_in const native = ToNative(address);
-    return Result(::bind(descriptor, AsGeneral(native), sizeof(native)));
+    auto const bind = [&] { return Result(::bind(descriptor, AsGeneral(native), sizeof(native))); };
+    unsigned int const error = bind();
+    if (error != WSAError::AddressInUse || GetOption(descriptor, SO_REUSEADDR) != 0)
+        return error;
+    LetOthersIn(descriptor, true);
+    unsigned int const secondError = bind();
+    LetOthersIn(descriptor, false);
+    return secondError;
 }
 
 unsigned int PosixSocketCalls::Listen(SocketHandle socket, int backlog) {
+    LetOthersIn(ToDescriptor(socket), true);
     return Result(::listen(ToDescriptor(socket), backlog));
 }
 
@@ -137,6 +162,8 @@ unsigned int PosixSocketCalls::Accept(SocketHandle socket, SocketHandle * accept
 
 // One that a signal interrupts goes on behind our back, like one that does not wait.
 unsigned int PosixSocketCalls::Connect(SocketHandle socket, SocketAddress const & address) {
+    if (IsBound(ToDescriptor(socket)))
+        LetOthersIn(ToDescriptor(socket), true);
     sockaddr_in const native = ToNative(address);
     int const result = ::connect(ToDescriptor(socket), AsGeneral(native), sizeof(native));
     if (result < 0 && (errno == EINPROGRESS || errno == EINTR))

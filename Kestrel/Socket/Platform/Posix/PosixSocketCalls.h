@@ -11,8 +11,8 @@ namespace IO::Socket {
 ///
 /// - A handle is a file descriptor, closed on exec; a signal is an eventfd.
 /// - Starting and ending only count.
-/// - Bind lets a port be taken again behind a server that is gone, as Windows does: the option for
-///   that is on from then on, for accepted sockets, too.
+/// - A port can be taken again behind connections that are over, as Windows does: the option for
+///   that is on from Listen on, for accepted sockets, too, and from the Connect of a bound socket on.
 /// - A buffer's size reads as it was set, where Linux reports twice as much.
 /// - An error that waits at a socket makes it ready for Except, and for Read instead when bytes that
 ///   came before it can still be read.
@@ -54,7 +54,6 @@ public:
     unsigned int GetHostByAddr(unsigned char const (&address)[4], char * name,
                                unsigned int size) override;
     unsigned int GetHostByName(char const * name, unsigned char (&address)[4]) override;
-    bool InetAddr(char const * text, unsigned char (&address)[4]) override;
     unsigned int FormatMessage(unsigned int error, char16_t * text, unsigned int size) override;
 
 private:

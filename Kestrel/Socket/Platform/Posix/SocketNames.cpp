@@ -37,26 +37,12 @@ unsigned int PosixSocketCalls::GetHostName(char * name, unsigned int size) {
 }
 
 unsigned int PosixSocketCalls::GetAddrInfo(char const * name, AddressList * list) {
-    addrinfo hints{};
-    hints.ai_flags = AI_CANONNAME;
-    hints.ai_family = AF_INET;
-    hints.ai_socktype = SOCK_STREAM;
-    hints.ai_protocol = IPPROTO_TCP;
-    addrinfo * found = nullptr;
-    int const error = ::getaddrinfo(name, nullptr, &hints, &found);
-    *list = error == 0 ? found : nullptr;
+    int const error = FindAddresses(name, list);
     return error == 0 ? WSAError::None : ToResolverError(error);
 }
 
 void PosixSocketCalls::ReadAddrInfo(AddressList * place, AddressInfo * entry) {
-    addrinfo const * const found = static_cast<addrinfo *>(*place);
-    *entry = {found->ai_family, {}, found->ai_canonname};
-    if (found->ai_family == AF_INET && found->ai_addrlen >= sizeof(sockaddr_in)) {
-        sockaddr_in native;
-        std::memcpy(&native, found->ai_addr, sizeof(native));
-        entry->address = FromNative(native);
-    }
-    *place = found->ai_next;
+    *entry = TakeEntry(place);
 }
 
 void PosixSocketCalls::FreeAddrInfo(AddressList list) {
@@ -80,13 +66,7 @@ unsigned int PosixSocketCalls::GetHostByAddr(unsigned char const (&address)[4], 
     unsigned int const error = LookUpHost(&host, buffer, [&](auto... rest) {
         return ::gethostbyaddr_r(address, sizeof(address), AF_INET, rest...);
     });
-    if (error != WSAError::None)
-        return error;
-    std::size_t const length = std::strlen(host.h_name);
-    if (length >= size)
-        return WSAError::Fault;
-    std::memcpy(name, host.h_name, length + 1);
-    return WSAError::None;
+    return error == WSAError::None ? CopyName(host, name, size) : error;
 }
 
 unsigned int PosixSocketCalls::GetHostByName(char const * name, unsigned char (&address)[4]) {
@@ -94,20 +74,7 @@ unsigned int PosixSocketCalls::GetHostByName(char const * name, unsigned char (&
     char buffer[HostBufferSize];
     unsigned int const error =
         LookUpHost(&host, buffer, [&](auto... rest) { return ::gethostbyname_r(name, rest...); });
-    if (error != WSAError::None)
-        return error;
-    if (host.h_length != sizeof(address) || host.h_addr_list[0] == nullptr)
-        return WSAError::NoData;
-    std::memcpy(address, host.h_addr_list[0], sizeof(address));
-    return WSAError::None;
-}
-
-bool PosixSocketCalls::InetAddr(char const * text, unsigned char (&address)[4]) {
-    in_addr_t const found = ::inet_addr(text);
-    if (found == INADDR_NONE)
-        return false;
-    std::memcpy(address, &found, sizeof(address));
-    return true;
+    return error == WSAError::None ? CopyAddress(host, address) : error;
 }
 
 } // namespace IO::Socket

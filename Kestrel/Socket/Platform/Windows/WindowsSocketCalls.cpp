@@ -1,14 +1,12 @@
 #include <Kestrel/Socket/Platform/Windows/Winsock.h>
 
+#include <Kestrel/Socket/Platform/NativeAddresses.h>
 #include <Kestrel/Socket/Platform/Windows/WindowsSocketCalls.h>
-
-#include <cstring>
 
 namespace IO::Socket {
 namespace {
 
 static_assert(sizeof(SOCKET) == sizeof(SocketHandle) && INVALID_SOCKET == NoSocket);
-static_assert(AF_INET == InternetFamily);
 
 unsigned int LastError() {
     return static_cast<unsigned int>(::WSAGetLastError());
@@ -31,43 +29,6 @@ unsigned int KeptResult(SOCKET socket, SocketHandle * made) {
     ::SetHandleInformation(reinterpret_cast<HANDLE>(socket), HANDLE_FLAG_INHERIT, 0);
     return WSAError::None;
 }
-
-sockaddr_in ToNative(SocketAddress const & address) {
-    sockaddr_in native{};
-    native.sin_family = static_cast<short>(address.family);
-    native.sin_port = ::htons(address.port);
-    std::memcpy(&native.sin_addr, address.address, sizeof(address.address));
-    return native;
-}
-
-sockaddr const * AsGeneral(sockaddr_in const & native) {
-    return reinterpret_cast<sockaddr const *>(&native);
-}
-
-SocketAddress FromNative(sockaddr_in const & native) {
-    SocketAddress address{
-        static_cast<unsigned short>(native.sin_family), ::ntohs(native.sin_port), {}};
-    std::memcpy(address.address, &native.sin_addr, sizeof(address.address));
-    return address;
-}
-
-// Where the system puts an address of any family.
-class NativeAddress {
-public:
-    sockaddr * GetGeneral() { return reinterpret_cast<sockaddr *>(&storage); }
-    int * GetSize() { return &size; }
-    SocketAddress Get() const {
-        if (storage.ss_family != AF_INET)
-            return {static_cast<unsigned short>(storage.ss_family), 0, {}};
-        sockaddr_in native;
-        std::memcpy(&native, &storage, sizeof(native));
-        return FromNative(native);
-    }
-
-private:
-    sockaddr_storage storage{};
-    int size = sizeof(storage);
-};
 
 // More than a send takes at once it refuses on some systems.
 int Cut(unsigned int count) {
@@ -259,26 +220,11 @@ unsigned int WindowsSocketCalls::GetHostName(char * name, unsigned int size) {
 }
 
 unsigned int WindowsSocketCalls::GetAddrInfo(char const * name, AddressList * list) {
-    addrinfo hints{};
-    hints.ai_flags = AI_CANONNAME;
-    hints.ai_family = AF_INET;
-    hints.ai_socktype = SOCK_STREAM;
-    hints.ai_protocol = IPPROTO_TCP;
-    addrinfo * found = nullptr;
-    int const error = ::getaddrinfo(name, nullptr, &hints, &found);
-    *list = error == 0 ? found : nullptr;
-    return static_cast<unsigned int>(error);
+    return static_cast<unsigned int>(FindAddresses(name, list));
 }
 
 void WindowsSocketCalls::ReadAddrInfo(AddressList * place, AddressInfo * entry) {
-    addrinfo const * const found = static_cast<addrinfo *>(*place);
-    *entry = {found->ai_family, {}, found->ai_canonname};
-    if (found->ai_family == AF_INET && found->ai_addrlen >= sizeof(sockaddr_in)) {
-        sockaddr_in native;
-        std::memcpy(&native, found->ai_addr, sizeof(native));
-        entry->address = FromNative(native);
-    }
-    *place = found->ai_next;
+    *entry = TakeEntry(place);
 }
 
 void WindowsSocketCalls::FreeAddrInfo(AddressList list) {
@@ -298,31 +244,12 @@ unsigned int WindowsSocketCalls::GetHostByAddr(unsigned char const (&address)[4]
                                                unsigned int size) {
     hostent const * const host =
         ::gethostbyaddr(reinterpret_cast<char const *>(address), sizeof(address), AF_INET);
-    if (host == nullptr)
-        return LastError();
-    std::size_t const length = std::strlen(host->h_name);
-    if (length >= size)
-        return WSAError::Fault;
-    std::memcpy(name, host->h_name, length + 1);
-    return WSAError::None;
+    return host != nullptr ? CopyName(*host, name, size) : LastError();
 }
 
 unsigned int WindowsSocketCalls::GetHostByName(char const * name, unsigned char (&address)[4]) {
     hostent const * const host = ::gethostbyname(name);
-    if (host == nullptr)
-        return LastError();
-    if (host->h_length != sizeof(address) || host->h_addr_list[0] == nullptr)
-        return WSAError::NoData;
-    std::memcpy(address, host->h_addr_list[0], sizeof(address));
-    return WSAError::None;
-}
-
-bool WindowsSocketCalls::InetAddr(char const * text, unsigned char (&address)[4]) {
-    unsigned long const found = ::inet_addr(text);
-    if (found == INADDR_NONE)
-        return false;
-    std::memcpy(address, &found, sizeof(address));
-    return true;
+    return host != nullptr ? CopyAddress(*host, address) : LastError();
 }
 
 } // namespace IO::Socket

@@ -45,7 +45,6 @@ public:
     unsigned int GetHostByAddr(unsigned char const (&address)[4], char * name,
                                unsigned int size) override;
     unsigned int GetHostByName(char const * name, unsigned char (&address)[4]) override;
-    bool InetAddr(char const * text, unsigned char (&address)[4]) override;
     unsigned int FormatMessage(unsigned int error, char16_t * text, unsigned int size) override;
 };
 
