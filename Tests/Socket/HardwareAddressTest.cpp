@@ -2,6 +2,7 @@
 
 #include <Kestrel/Root/Exceptions.h>
 
+#include "Tests/Socket/Loopback.h"
 #include "Tests/Support/FaultSweep.h"
 #include "Tests/Support/Text.h"
 
@@ -82,22 +83,12 @@ TEST(HardwareAddress, WritesCapitalDigitsAndReadsBackWhatHasNoLetters) {
 }
 
 TEST(HardwareAddress, SaysWhatIsWrong) {
-    auto const message = [](auto const & action) -> std::string {
-        try {
-            action();
-        } catch (Mu::MuException const & thrown) {
-            return std::string(thrown.GetName()) + ": " + thrown.GetMessage();
-        }
-        return "";
-    };
     HardwareAddress address;
-    EXPECT_EQ(message([] { HardwareAddress(nullptr, 1); }),
+    EXPECT_EQ(Tests::Describe([] { HardwareAddress(nullptr, 1); }),
               "IllegalArgumentException: Invalid hardware address: address is null.");
-    EXPECT_EQ(message([&] { HardwareAddress::Parse(U(""), address); }),
+    EXPECT_EQ(Tests::Describe([&] { HardwareAddress::Parse(U(""), address); }),
               "IllegalArgumentException: Invalid hardware address literal: literal is empty.");
-    EXPECT_EQ(message([] { HardwareAddress::Parse(U("")); }),
-              "IllegalArgumentException: Invalid hardware address literal: literal is empty.");
-    EXPECT_EQ(message([] { HardwareAddress::Parse(U("0-11-22")); }),
+    EXPECT_EQ(Tests::Describe([] { HardwareAddress::Parse(U("0-11-22")); }),
               "ConversionErrorException: Failed to parse hardware address literal: '0-11-22'.");
 }
 

@@ -5,6 +5,7 @@
 
 #include <Kestrel/Root/Exceptions.h>
 
+#include "Tests/Socket/Loopback.h"
 #include "Tests/Support/FaultSweep.h"
 #include "Tests/Support/Socket/MadeInterfaces.h"
 #include "Tests/Support/Text.h"
@@ -24,19 +25,6 @@ namespace {
 
 std::string T(Mu::String const & text) {
     return std::string(text.begin(), text.end());
-}
-
-/// Name: message of what the action throws.
-template <typename Action>
-std::string ThrownBy(Action action) {
-    try {
-        action();
-    } catch (Mu::OutOfMemoryException const &) {
-        throw;
-    } catch (Mu::MuException const & thrown) {
-        return std::string(thrown.GetName()) + ": " + thrown.GetMessage();
-    }
-    return "";
 }
 
 /// A resolver without a network: knows what a test tells it, and counts the lists that it gave away.
@@ -131,8 +119,6 @@ TEST(InternetAddress, KnowsItsRanges) {
     EXPECT_FALSE(InternetAddress(127, 0, 0, 2).IsLookbackAddress());
     EXPECT_TRUE(InternetAddress::Any.IsAnyAddress());
     EXPECT_EQ(Describe(InternetAddress::Any), "0.0.0.0=0.0.0.0");
-    EXPECT_EQ(Describe(InternetAddress::Loopback), "127.0.0.1=localhost");
-    EXPECT_EQ(InternetAddress::Loopback, InternetAddress(127, 0, 0, 1));
 }
 
 // Whatever is drawn, the reading is what the numbers give that it was written from.
@@ -188,20 +174,18 @@ TEST(InternetAddress, SaysWhatIsWrong) {
         return std::string("IllegalArgumentException: ") + text;
     };
     unsigned char const * const wild = reinterpret_cast<unsigned char const *>(16);
-    EXPECT_EQ(ThrownBy([] { InternetAddress(static_cast<unsigned char const *>(nullptr)); }),
+    EXPECT_EQ(Tests::Describe([] { InternetAddress(static_cast<unsigned char const *>(nullptr)); }),
               illegal("Invalid IPv4 address: address in null."));
-    EXPECT_EQ(ThrownBy([&] { InternetAddress::GetByAddress(wild); }),
+    EXPECT_EQ(Tests::Describe([&] { InternetAddress::GetByAddress(wild); }),
               illegal("Invalid IPv4 address: invalid memory address."));
-    EXPECT_EQ(ThrownBy([] { InternetAddress::IsHostAddress(""); }),
+    EXPECT_EQ(Tests::Describe([] { InternetAddress::IsHostAddress(""); }),
               illegal("Invalid host address: address is empty."));
-    EXPECT_EQ(ThrownBy([] { InternetAddress::GetByAddress(Mu::String()); }),
-              illegal("Invalid host address: address is empty."));
-    EXPECT_EQ(ThrownBy([] { InternetAddress::GetByAddress(Mu::String("1.2.3.x")); }),
+    EXPECT_EQ(Tests::Describe([] { InternetAddress::GetByAddress(Mu::String("1.2.3.x")); }),
               "UnknownHostException: Invalid host address: '1.2.3.x'");
     std::string const unknown =
         "UnknownHostException: Failed to resolve host name with name service: ";
     auto const byName = [](Mu::String const & name) {
-        return ThrownBy([&] { InternetAddress::GetByName(name); });
+        return Tests::Describe([&] { InternetAddress::GetByName(name); });
     };
     EXPECT_EQ(byName("no.where"), unknown + "'no.where'. (Error code: 11001. Error message: ?.)");
     resolver.hasMessages = false;
@@ -264,7 +248,7 @@ TEST(InternetAddress, FindsThisMachineAmongItsInterfaces) {
         interfaces.Set(addresses);
         std::string description;
         std::string const thrown =
-            ThrownBy([&] { description = Describe(InternetAddress::GetLocalHost()); });
+            Tests::Describe([&] { description = Describe(InternetAddress::GetLocalHost()); });
         return thrown + description;
     };
     InternetAddress const loopback(127, 0, 0, 1);

@@ -62,23 +62,6 @@ void Write(Ends & ends) {
 void Create(Ends &) {
     WinSocketImpl().Create(true);
 }
-template <Impl::Option option>
-void GetBool(Ends & ends) {
-    ends.fresh.GetBoolOption(option);
-}
-template <Impl::Option option>
-void SetBool(Ends & ends) {
-    ends.fresh.SetBoolOption(option, true);
-}
-template <Impl::Option option>
-void GetInt(Ends & ends) {
-    ends.fresh.GetIntOption(option);
-}
-template <Impl::Option option>
-void SetInt(Ends & ends) {
-    ends.fresh.SetIntOption(option, 1);
-}
-
 constexpr char General[] = "SocketException";
 constexpr char Connecting[] = "SocketConnectException";
 constexpr char Timeout[] = "SocketTimeoutException";
@@ -93,8 +76,6 @@ Failure const failures[] = {
     {SocketCall::CreateSignal, WSAError::TooManyFiles, Connect, General,
      "Failed to create interrupt socket."},
 
-    {SocketCall::Connect, WSAError::ConnectionRefused, Connect, Connecting,
-     "Socket connect failed."},
     {SocketCall::Connect, WSAError::NetUnreachable, Connect, Connecting, "Socket connect failed."},
     {SocketCall::Poll, WSAError::NotSocket, Connect, Connecting, "Socked connect failed."},
     {SocketCall::Poll, PollTimesOut, Connect, Timeout, "Socked connect timed out.", false},
@@ -134,22 +115,24 @@ Failure const failures[] = {
     {SocketCall::Shutdown, WSAError::NotConnected, [](Ends & ends) { ends.client.ShutdownInput(); },
      General, "Socket input shutdown failed."},
 
-    {SocketCall::GetSockOpt, WSAError::NotSocket, GetBool<Impl::KeepAlive>, General,
+    {SocketCall::GetSockOpt, WSAError::NotSocket,
+     [](Ends & ends) { ends.fresh.GetBoolOption(Impl::KeepAlive); }, General,
      "Failed to get socket option."},
-    {SocketCall::SetSockOpt, WSAError::NotSocket, SetBool<Impl::KeepAlive>, General,
+    {SocketCall::SetSockOpt, WSAError::NotSocket,
+     [](Ends & ends) { ends.fresh.SetIntOption(Impl::SendBufferSize, 1); }, General,
      "Failed to set socket option."},
-    {SocketCall::GetLinger, WSAError::NotSocket, GetInt<Impl::Linger>, General,
+    {SocketCall::GetLinger, WSAError::NotSocket,
+     [](Ends & ends) { ends.fresh.GetIntOption(Impl::Linger); }, General,
      "Failed to get socket option."},
-    {SocketCall::SetLinger, WSAError::NotSocket, SetInt<Impl::Linger>, General,
+    {SocketCall::SetLinger, WSAError::NotSocket,
+     [](Ends & ends) { ends.fresh.SetIntOption(Impl::Linger, 1); }, General,
      "Failed to set socket option."},
-    {SocketCall::Any, 0, GetBool<Impl::Linger>, General,
+    {SocketCall::Any, 0, [](Ends & ends) { ends.fresh.SetBoolOption(Impl::Linger, true); }, General,
      "The specified socket option is not a bool option.", false},
-    {SocketCall::Any, 0, SetBool<None>, General,
-     "The specified socket option is not a bool option.", false},
-    {SocketCall::Any, 0, GetInt<Impl::KeepAlive>, General,
+    {SocketCall::Any, 0, [](Ends & ends) { ends.fresh.GetIntOption(Impl::KeepAlive); }, General,
      "The specified socket option is not an int option.", false},
-    {SocketCall::Any, 0, SetInt<None>, General, "The specified socket option is not supported.",
-     false},
+    {SocketCall::Any, 0, [](Ends & ends) { ends.fresh.SetIntOption(None, 1); }, General,
+     "The specified socket option is not supported.", false},
 };
 
 // The system's own text for the number, where it has one.

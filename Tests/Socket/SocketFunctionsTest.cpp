@@ -132,13 +132,17 @@ TEST(SocketFunctions, ConnectTalkAndEnd) {
     EXPECT_EQ(moved, 0u);
 }
 
-// Before anybody listens there, so that two servers that start at once see each other.
-TEST(SocketFunctions, BindAnAddressOnce) {
+// Before anybody listens there, so that two servers that start at once see each other; and before
+// there is a connection.
+TEST(SocketFunctions, BindAnAddressOnceAndSendNothingThere) {
     Handle const first;
     ASSERT_EQ(Flat::Bind(first, 0), IO::NoError);
     Handle const second;
     EXPECT_EQ(Flat::Bind(second, GetPort(first)), IO::Error);
     EXPECT_EQ(Flat::GetLastError(), Flat::AddressInUse);
+    unsigned int sent;
+    EXPECT_EQ(Flat::Send(first, "x", 1, &sent), IO::Error);
+    EXPECT_EQ(Flat::GetLastError(), Flat::NotConnected);
 }
 
 // Linux knows at once that nobody listens on this machine.
@@ -181,21 +185,13 @@ TEST(SocketFunctions, ShowAResetAsAFailure) {
     EXPECT_EQ(Flat::Send(accepted, "x", 1, &moved), IO::Error);
 }
 
-TEST(SocketFunctions, MapTheSystemsErrors) {
-    struct Row {
-        unsigned int number;
-        Flat::SocketError error;
-    };
-    constexpr Row rows[] = {{10061, Flat::ConnectionRefused}, {10048, Flat::AddressInUse},
-                            {10057, Flat::NotConnected},      {10054, Flat::ConnectionReset},
-                            {10035, Flat::WouldBlock},        {10036, Flat::InProgress},
-                            {10037, Flat::InProgress},        {10056, Flat::AlreadyConnected},
-                            {10055, Flat::OtherSocketError}};
+// The rest of the table is met by the sockets above.
+TEST(SocketFunctions, ReportWhatIsUnderWayAndWhatThereIsNone) {
     Tests::ScriptedSocketCalls calls;
-    for (Row const & row : rows) {
-        calls.Fail(SocketCall::Listen, 1, row.number);
+    for (unsigned int const number : {10036u, 10037u}) {
+        calls.Fail(SocketCall::Listen, 1, number);
         EXPECT_EQ(Flat::Listen(0), IO::Error);
-        EXPECT_EQ(Flat::GetLastError(), row.error);
+        EXPECT_EQ(Flat::GetLastError(), Flat::InProgress);
     }
     calls.Fail(SocketCall::Socket, 1, 10024);
     EXPECT_TRUE(Flat::InvalidSocket(Flat::Create()));
@@ -211,12 +207,10 @@ TEST(SocketFunctions, StartTheNetworkAnyNumberOfTimes) {
 }
 
 TEST(SocketFunctions, SelectNeverWaitsWithoutLimit) {
-    Handle const socket;
     SetPointer const set(Flat::FDSet::New());
     int count = 7;
     EXPECT_EQ(Flat::Select(&count, set.get(), nullptr, nullptr, nullptr, nullptr), IO::Error)
         << "nothing to look at";
-    EXPECT_EQ(count, -1);
     Listening const listening;
     set->Add(listening.socket);
     EXPECT_EQ(Flat::Select(&count, set.get(), nullptr, nullptr, nullptr, nullptr), IO::NoError);
@@ -225,12 +219,7 @@ TEST(SocketFunctions, SelectNeverWaitsWithoutLimit) {
     int negative = -1;
     set->Add(listening.socket);
     EXPECT_EQ(Flat::Select(&count, set.get(), nullptr, nullptr, &negative, nullptr), IO::Error);
-    unsigned long long dead;
-    {
-        Handle const closed;
-        dead = closed;
-    }
-    set->Add(dead);
+    set->Add(Handle());
     EXPECT_EQ(Flat::Select(&count, set.get(), nullptr, nullptr, nullptr, nullptr), IO::Error)
         << "a socket that was closed";
     EXPECT_EQ(count, -1);
@@ -239,14 +228,10 @@ TEST(SocketFunctions, SelectNeverWaitsWithoutLimit) {
 
 TEST(FDSet, HoldsSixtyFourSockets) {
     SetPointer const set(Flat::FDSet::New());
-    for (unsigned long long socket = 1000; socket < 1064; ++socket) {
-        set->Add(socket);
-        set->Add(socket); // once is enough
-    }
-    set->Add(1064);
-    EXPECT_FALSE(set->IsSet(1064));
-    for (unsigned long long socket = 1000; socket < 1064; ++socket)
-        EXPECT_TRUE(set->IsSet(socket));
+    for (unsigned long long twice = 2000; twice < 2130; ++twice)
+        set->Add(twice / 2);
+    for (unsigned long long socket = 1000; socket <= 1064; ++socket)
+        EXPECT_EQ(set->IsSet(socket), socket < 1064);
     set->Zero();
     EXPECT_FALSE(set->IsSet(1000));
     set->Add(1064);

@@ -11,10 +11,13 @@
 
 #include <atomic>
 #include <cerrno>
+#include <chrono>
+#include <condition_variable>
 #include <cstdlib>
 #include <cstring>
 #include <iostream>
 #include <memory>
+#include <mutex>
 #include <thread>
 #include <vector>
 
@@ -97,8 +100,11 @@ public:
             hasFailed = true;
             EndReceiving();
         }
-        isAllSent = true;
-        isAllSent.notify_all();
+        {
+            std::lock_guard const lock(mutex);
+            isAllSent = true;
+        }
+        allSent.notify_all();
     }
 
     /// Writes what the peer sends to standard output, up to its end. Throws what fails.
@@ -123,7 +129,18 @@ public:
     }
 
     bool HasSentAll() const { return isAllSent; }
-    void WaitUntilSent() const { isAllSent.wait(false); }
+    /// Throws when nothing comes from standard input for as long as the connection's timeout.
+    void WaitUntilSent() {
+        std::unique_lock lock(mutex);
+        auto const isOver = [this] { return isAllSent.load(); };
+        std::chrono::milliseconds const timeout(connection->GetTimeout());
+        if (timeout.count() == 0)
+            return allSent.wait(lock, isOver);
+        for (unsigned long long before = sent; !allSent.wait_for(lock, timeout, isOver);
+             before = sent)
+            if (!isSending && sent == before)
+                throw Mu::IOException("standard input: timed out");
+    }
     /// Empty when nothing failed. Once HasSentAll, or when HasFailed.
     std::string const & GetFailure() const { return failure; }
     bool HasFailed() const { return hasFailed; }
@@ -159,7 +176,9 @@ private:
     std::atomic<unsigned long long> sent = 0;
     std::atomic<unsigned long long> received = 0;
     std::atomic<bool> isSending = false; // a write waits for the peer
-    std::atomic<bool> isAllSent = false;
+    std::atomic<bool> isAllSent = false; // set under the mutex
+    std::mutex mutex;
+    std::condition_variable allSent;
     std::atomic<bool> hasFailed = false;
     std::string failure; // before hasFailed
 };
@@ -224,7 +243,8 @@ SocketImpl::Reference MakeSocket() {
 }
 
 unsigned int ToMilliseconds(double seconds) {
-    return seconds <= 0 ? 0 : std::max(1u, static_cast<unsigned int>(seconds * 1000));
+    // Also for what is no number.
+    return seconds > 0 ? std::max(1u, static_cast<unsigned int>(seconds * 1000)) : 0;
 }
 
 Mu::String ToName(std::string const & text) {

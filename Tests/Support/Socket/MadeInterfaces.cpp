@@ -28,34 +28,4 @@ void MadeInterfaces::Set(std::vector<std::vector<InternetAddress>> const & lists
     }
 }
 
-// Each hands out its own part.
-
-unsigned int MadeInterfaces::GetIfTable(InterfaceTables & result) {
-    calls.push_back(0);
-    result.interfaces = tables.interfaces;
-    return failing == 0 ? error : 0;
-}
-
-unsigned int MadeInterfaces::GetIpAddrTable(InterfaceTables & result) {
-    calls.push_back(1);
-    result.addresses = tables.addresses;
-    return failing == 1 ? error : 0;
-}
-
-unsigned int MadeInterfaces::GetAdaptersAddresses(InterfaceTables & result) {
-    calls.push_back(2);
-    result.adapters = tables.adapters;
-    result.unicasts = tables.unicasts;
-    result.prefixLengths = tables.prefixLengths;
-    return failing == 2 ? error : 0;
-}
-
-unsigned int MadeInterfaces::GetAdaptersInfo(InterfaceTables & result) {
-    calls.push_back(3);
-    result.infos = tables.infos;
-    result.infoAddresses = tables.infoAddresses;
-    result.gateways = tables.gateways;
-    return failing == 3 ? error : 0;
-}
-
 } // namespace Tests

@@ -4,6 +4,7 @@
 
 #include <Kestrel/Socket/Platform/ForwardingSocketCalls.h>
 
+#include <algorithm>
 #include <atomic>
 #include <vector>
 
@@ -70,37 +71,133 @@ public:
     /// What GetSockName and Accept report as the family instead; 0: the truth.
     std::atomic<unsigned short> family{0};
 
-    unsigned int Socket(int type, SocketHandle * made) override;
-    unsigned int CloseSocket(SocketHandle socket) override;
-    unsigned int Shutdown(SocketHandle socket, int direction) override;
-    unsigned int Bind(SocketHandle socket, SocketAddress const & address) override;
-    unsigned int Listen(SocketHandle socket, int backlog) override;
+    unsigned int Socket(int type, SocketHandle * made) override {
+        return Make(SocketCall::Socket, made,
+                    [&] { return ForwardingSocketCalls::Socket(type, made); });
+    }
+    unsigned int CloseSocket(SocketHandle socket) override {
+        unsigned int const error = Meet(SocketCall::CloseSocket);
+        unsigned int const real = ForwardingSocketCalls::CloseSocket(socket);
+        open -= real == WSAError::None;
+        return error != WSAError::None ? error : real;
+    }
     unsigned int Accept(SocketHandle socket, SocketHandle * accepted,
-                        SocketAddress * peer) override;
-    unsigned int Connect(SocketHandle socket, SocketAddress const & address) override;
+                        SocketAddress * peer) override {
+        unsigned int const error = Make(SocketCall::Accept, accepted, [&] {
+            return ForwardingSocketCalls::Accept(socket, accepted, peer);
+        });
+        if (error == WSAError::None && peer != nullptr && family != 0)
+            peer->family = family;
+        return error;
+    }
+    // One that is under way comes to stand all the same.
+    unsigned int Connect(SocketHandle socket, SocketAddress const & address) override {
+        unsigned int const error = Meet(SocketCall::Connect);
+        if (error != WSAError::None && error != WSAError::WouldBlock)
+            return error;
+        unsigned int const real = ForwardingSocketCalls::Connect(socket, address);
+        return error != WSAError::None ? error : real;
+    }
     unsigned int Send(SocketHandle socket, char const * source, unsigned int count,
-                      unsigned int * sent) override;
+                      unsigned int * sent) override {
+        if (isRecording)
+            sends.push_back(count);
+        *sent = 0;
+        if (unsigned int const error = Meet(SocketCall::Send); error != WSAError::None)
+            return error;
+        return ForwardingSocketCalls::Send(socket, source, std::min(count, maxSend.load()), sent);
+    }
     unsigned int Recv(SocketHandle socket, char * destination, unsigned int count,
-                      unsigned int * received) override;
+                      unsigned int * received) override {
+        *received = 0;
+        unsigned int const error = Meet(SocketCall::Recv);
+        return error != WSAError::None
+                   ? error
+                   : ForwardingSocketCalls::Recv(socket, destination, count, received);
+    }
     unsigned int Poll(PollEntry * entries, unsigned int count, long long microseconds,
-                      unsigned int * ready) override;
-    unsigned int SetNonBlocking(SocketHandle socket, bool isOn) override;
-    unsigned int GetAvailable(SocketHandle socket, unsigned int * count) override;
-    unsigned int GetSockOpt(SocketHandle socket, int level, int name, int * value) override;
-    unsigned int SetSockOpt(SocketHandle socket, int level, int name, int value) override;
-    unsigned int GetLinger(SocketHandle socket, LingerTime * time) override;
-    unsigned int SetLinger(SocketHandle socket, LingerTime time) override;
-    unsigned int GetSockName(SocketHandle socket, SocketAddress * address) override;
-    unsigned int CreateSignal(SocketHandle * signal) override;
-    unsigned int CloseSignal(SocketHandle signal) override;
-    unsigned int GetAddrInfo(char const * name, AddressList * list) override;
-    void FreeAddrInfo(AddressList list) override;
+                      unsigned int * ready) override {
+        unsigned int const error = Meet(SocketCall::Poll);
+        if (error == WSAError::None)
+            return ForwardingSocketCalls::Poll(entries, count, microseconds, ready);
+        *ready = 0;
+        for (unsigned int i = 0; i < count; ++i)
+            entries[i].ready = 0;
+        if (error == PollTimesOut)
+            return WSAError::None;
+        if (error != PollFindsExcept)
+            return error;
+        entries[0].ready = entries[0].wanted & PollEvent::Except;
+        *ready = entries[0].ready != 0;
+        return WSAError::None;
+    }
+    unsigned int GetAvailable(SocketHandle socket, unsigned int * count) override {
+        *count = 0;
+        unsigned int const error = Meet(SocketCall::GetAvailable);
+        return error != WSAError::None ? error : ForwardingSocketCalls::GetAvailable(socket, count);
+    }
+    unsigned int GetSockName(SocketHandle socket, SocketAddress * address) override {
+        if (unsigned int const error = Meet(SocketCall::GetSockName); error != WSAError::None)
+            return error;
+        unsigned int const error = ForwardingSocketCalls::GetSockName(socket, address);
+        if (family != 0)
+            address->family = family;
+        return error;
+    }
+    unsigned int CreateSignal(SocketHandle * signal) override {
+        return Make(SocketCall::CreateSignal, signal,
+                    [&] { return ForwardingSocketCalls::CreateSignal(signal); });
+    }
+    unsigned int CloseSignal(SocketHandle signal) override {
+        unsigned int const error = Meet(SocketCall::CloseSignal);
+        unsigned int const real = ForwardingSocketCalls::CloseSignal(signal);
+        open -= real == WSAError::None;
+        return error != WSAError::None ? error : real;
+    }
+    unsigned int GetAddrInfo(char const * name, AddressList * list) override {
+        *list = nullptr;
+        unsigned int error = Meet(SocketCall::GetAddrInfo);
+        if (error == WSAError::None)
+            error = ForwardingSocketCalls::GetAddrInfo(name, list);
+        open += *list != nullptr;
+        return error;
+    }
+    void FreeAddrInfo(AddressList list) override {
+        open -= list != nullptr;
+        ForwardingSocketCalls::FreeAddrInfo(list);
+    }
+
+// The rest fail or are made, and have nothing to keep straight.
+#define KESTREL_TEST_CALL(Name, Parameters, ...)                                                   \
+    unsigned int Name Parameters override {                                                        \
+        unsigned int const error = Meet(SocketCall::Name);                                         \
+        return error != WSAError::None ? error : ForwardingSocketCalls::Name(__VA_ARGS__);         \
+    }
+
+    KESTREL_TEST_CALL(Shutdown, (SocketHandle socket, int direction), socket, direction)
+    KESTREL_TEST_CALL(Bind, (SocketHandle socket, SocketAddress const & address), socket, address)
+    KESTREL_TEST_CALL(Listen, (SocketHandle socket, int backlog), socket, backlog)
+    KESTREL_TEST_CALL(SetNonBlocking, (SocketHandle socket, bool isOn), socket, isOn)
+    KESTREL_TEST_CALL(GetSockOpt, (SocketHandle socket, int level, int name, int * value), socket,
+                      level, name, value)
+    KESTREL_TEST_CALL(SetSockOpt, (SocketHandle socket, int level, int name, int value), socket,
+                      level, name, value)
+    KESTREL_TEST_CALL(GetLinger, (SocketHandle socket, LingerTime * time), socket, time)
+    KESTREL_TEST_CALL(SetLinger, (SocketHandle socket, LingerTime time), socket, time)
+#undef KESTREL_TEST_CALL
 
 private:
     /// The number that the call fails with; 0: it does not.
     unsigned int Meet(SocketCall kind);
     template <typename Call>
-    unsigned int Make(SocketCall kind, SocketHandle * made, Call call);
+    unsigned int Make(SocketCall kind, SocketHandle * made, Call call) {
+        unsigned int error = Meet(kind);
+        *made = NoSocket;
+        if (error == WSAError::None)
+            error = call();
+        open += error == WSAError::None;
+        return error;
+    }
 
     FaultCounter faults;
     std::atomic<SocketCall> failing{SocketCall::Any};

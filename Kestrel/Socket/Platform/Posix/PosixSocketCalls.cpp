@@ -54,9 +54,12 @@ Option const * FindOption(int level, int name) {
     return nullptr;
 }
 
-// After a reset, which took the connection away, or because this side sends no more: the system
-// reports the two alike.
+// Before there was a connection, after a reset, which took it away, or because this side sends no
+// more: the system reports them alike.
 unsigned int GetPipeError(int descriptor) {
+    char byte;
+    if (::recv(descriptor, &byte, 1, MSG_PEEK | MSG_DONTWAIT) < 0 && errno == ENOTCONN)
+        return WSAError::NotConnected;
     tcp_info info{};
     socklen_t size = sizeof(info);
     bool const isGone = ::getsockopt(descriptor, IPPROTO_TCP, TCP_INFO, &info, &size) != 0 ||
