@@ -116,11 +116,34 @@ MuErrCode FileSystem::Mount(RollingVFS & system) {
     return ReportRolling(ToRow(AppendRecord(rollingMounts, &system)));
 }
 
+namespace {
+
+// Not from inside a call of the file system: those who are waited for may need its lock.
+class UnmountGuard {
+public:
+    UnmountGuard() {
+        GetFileSystemLock().Enter();
+        isOutermost = GetFileSystemLock().IsHeldOnce();
+    }
+    ~UnmountGuard() {
+        GetFileSystemLock().Leave();
+        if (isOutermost)
+            WaitBehindUnmount();
+    }
+    UnmountGuard(UnmountGuard const &) = delete;
+    UnmountGuard & operator=(UnmountGuard const &) = delete;
+
+private:
+    bool isOutermost;
+};
+
+} // namespace
+
 MuErrCode FileSystem::Unmount(FixedVFS & system) {
     static ReportLine notFound(Level::Error,
                                "Unmounting fixed virtual file system has failed: it was not found");
     static ReportLine unmounting(Level::Info, "Unmounting fixed virtual file system \"%\"");
-    Mu::LockGuard guard(GetFileSystemLock());
+    UnmountGuard const guard;
     auto const find = [&] {
         return FindRecord(fixedMounts,
                           [&](FixedMount const & mount) { return mount.system == &system; });
@@ -144,7 +167,7 @@ MuErrCode FileSystem::Unmount(RollingVFS & system) {
     static ReportLine notFound(
         Level::Error, "Unmounting rolling virtual file system has failed: it was not found");
     static ReportLine unmounting(Level::Info, "Unmounting rolling virtual file system");
-    Mu::LockGuard guard(GetFileSystemLock());
+    UnmountGuard const guard;
     auto const find = [&] {
         return FindRecord(rollingMounts, [&](RollingVFS * mounted) { return mounted == &system; });
     };

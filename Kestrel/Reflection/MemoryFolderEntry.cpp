@@ -1,5 +1,6 @@
 #include <Kestrel/Reflection/Internal/MemoryFolderEntry.h>
 
+#include <Kestrel/FileSystem/Internal/Start.h>
 #include <Kestrel/Location/RelativeLocation.h>
 #include <Kestrel/Reflection/Internal/ReflectionFileEntry.h>
 #include <Kestrel/Root/Exceptions.h>
@@ -13,10 +14,22 @@ namespace IO {
 
 VFSEntry::~VFSEntry() = default;
 
+namespace {
+
+// Connects and disconnects come under this lock; everything else takes it by itself, since inspectors
+// look at the folders of a process on threads of their own.
+class Guard : Mu::LockGuard<FileSystemLock> {
+public:
+    Guard() : LockGuard(GetFileSystemLock()) {}
+};
+
+} // namespace
+
 MemoryFolderEntry::MemoryFolderEntry(bool isWriteable)
     : isReadOnly(!isWriteable), creationTime(TIGetTime()), modificationTime(TIGetTime()) {}
 
 MemoryFolderEntry::~MemoryFolderEntry() {
+    Guard const guard;
     if (connectionCount > 0 || !isValid)
         return;
     Clear(files);
@@ -58,12 +71,17 @@ void MemoryFolderEntry::Clear(Items<Kind> & items) {
 }
 
 template <typename Kind>
-bool MemoryFolderEntry::DeleteItem(Items<Kind> & items, Name const & name) {
+bool MemoryFolderEntry::TakeItem(Items<Kind> & items, Name const & name,
+                                 std::unique_ptr<VFSEntry> * gone) {
     unsigned int const index = Find(items, name);
     if (index == Mu::NotFound)
         return false;
-    Release(items[index].entry);
+    VFSEntry * const entry = items[index].entry;
     items.Delete(index);
+    if (entry != nullptr && entry->IsConnected())
+        entry->Invalidate();
+    else
+        gone->reset(entry);
     return true;
 }
 
@@ -75,6 +93,7 @@ template <typename Kind>
 FolderEntry::CreateStatus MemoryFolderEntry::Add(Items<Kind> & items, Name const & name,
                                                  Kind * entry) {
     constexpr unsigned int FirstCapacity = 100;
+    Guard const guard;
     if (Mu::IsNull(name) || !isValid)
         return CreateStatus::Other;
     if (Has(name))
@@ -246,6 +265,7 @@ void MemoryFolderEntry::Disconnect(RelativeLocation const & below, VFSFileEntry 
 // The folder.
 
 FSEntry::TimeStatus MemoryFolderEntry::Set(int * field, int const & time) {
+    Guard const guard;
     if (Mu::IsNull(time) || !isValid)
         return TimeStatus::Other;
     if (!IsWriteable())
@@ -254,10 +274,11 @@ FSEntry::TimeStatus MemoryFolderEntry::Set(int * field, int const & time) {
     return TimeStatus::Done;
 }
 
-FSEntry::TimeStatus MemoryFolderEntry::Get(int field, int * time) const {
+FSEntry::TimeStatus MemoryFolderEntry::Get(int const * field, int * time) const {
+    Guard const guard;
     if (time == nullptr || !isValid)
         return TimeStatus::Other;
-    *time = field;
+    *time = *field;
     return TimeStatus::Done;
 }
 
@@ -266,7 +287,7 @@ FSEntry::TimeStatus MemoryFolderEntry::SetCreationTime(int const & time) {
 }
 
 FSEntry::TimeStatus MemoryFolderEntry::GetCreationTime(int * time) {
-    return Get(creationTime, time);
+    return Get(&creationTime, time);
 }
 
 FSEntry::TimeStatus MemoryFolderEntry::SetModificationTime(int const & time) {
@@ -274,10 +295,11 @@ FSEntry::TimeStatus MemoryFolderEntry::SetModificationTime(int const & time) {
 }
 
 FSEntry::TimeStatus MemoryFolderEntry::GetModificationTime(int * time) {
-    return Get(modificationTime, time);
+    return Get(&modificationTime, time);
 }
 
 FolderEntry::CreateStatus MemoryFolderEntry::CreateFile(Name const & name, FileEntry * entry) {
+    Guard const guard;
     if (Mu::IsNull(name) || entry == nullptr || !isValid)
         return CreateStatus::Other;
     if (!IsWriteable())
@@ -287,6 +309,7 @@ FolderEntry::CreateStatus MemoryFolderEntry::CreateFile(Name const & name, FileE
 }
 
 FolderEntry::CreateStatus MemoryFolderEntry::CreateFolder(Name const & name, FolderEntry * entry) {
+    Guard const guard;
     if (Mu::IsNull(name) || !isValid)
         return CreateStatus::Other;
     if (!IsWriteable())
@@ -304,6 +327,7 @@ FolderEntry::CreateStatus MemoryFolderEntry::CreateFolder(Name const & name, Fol
 
 FolderEntry::CreateStatus MemoryFolderEntry::CreateLink(Name const & name,
                                                         Location const & target) {
+    Guard const guard;
     bool const isRefused = !Mu::IsNull(name) && !Mu::IsNull(target) && isValid && isReadOnly;
     return isRefused ? CreateStatus::AccessDenied : CreateStatus::Other;
 }
@@ -312,6 +336,7 @@ FolderEntry::CreateStatus MemoryFolderEntry::CreateLink(Name const & name,
 
 FolderEntry::MoveStatus MemoryFolderEntry::Move(Name const & from, FolderEntry & target,
                                                 Name const & to, bool) {
+    Guard const guard;
     if (Mu::IsNull(from) || Mu::IsNull(target) || Mu::IsNull(to) || !isValid)
         return MoveStatus::Other;
     return IsWriteable() && target.IsWriteable() ? MoveStatus::Other : MoveStatus::AccessDenied;
@@ -319,21 +344,26 @@ FolderEntry::MoveStatus MemoryFolderEntry::Move(Name const & from, FolderEntry &
 
 FolderEntry::CopyStatus MemoryFolderEntry::Copy(Name const & from, FolderEntry & target,
                                                 Name const & to) {
+    Guard const guard;
     if (Mu::IsNull(from) || Mu::IsNull(target) || Mu::IsNull(to) || !isValid)
         return CopyStatus::Other;
     return IsReadable() && target.IsWriteable() ? CopyStatus::Other : CopyStatus::AccessDenied;
 }
 
 FolderEntry::DeleteStatus MemoryFolderEntry::Delete(Name const & name, bool) {
+    std::unique_ptr<VFSEntry> gone; // a host's perhaps, which goes without the lock
+    Guard const guard;
     if (Mu::IsNull(name) || !isValid)
         return DeleteStatus::Other;
     if (!IsWriteable())
         return DeleteStatus::AccessDenied;
-    return DeleteItem(files, name) || DeleteItem(folders, name) ? DeleteStatus::Done
-                                                                : DeleteStatus::EntryNotFound;
+    return TakeItem(files, name, &gone) || TakeItem(folders, name, &gone)
+               ? DeleteStatus::Done
+               : DeleteStatus::EntryNotFound;
 }
 
 FolderEntry::GetTypeStatus MemoryFolderEntry::GetType(Name const & name, EntryType * type) {
+    Guard const guard;
     if (Mu::IsNull(name) || type == nullptr || !isValid)
         return GetTypeStatus::Other;
     if (!Has(name))
@@ -342,20 +372,41 @@ FolderEntry::GetTypeStatus MemoryFolderEntry::GetType(Name const & name, EntryTy
     return GetTypeStatus::Done;
 }
 
+bool MemoryFolderEntry::IsReadable() {
+    Guard const guard;
+    return isValid;
+}
+
+bool MemoryFolderEntry::IsWriteable() {
+    Guard const guard;
+    return isValid && !isReadOnly;
+}
+
+template <typename Kind>
+bool MemoryFolderEntry::GetName(Items<Kind> const & items, unsigned int index, Name * name) const {
+    Guard const guard;
+    if (index >= items.GetSize())
+        return false;
+    *name = items[index].name;
+    return true;
+}
+
 FolderEntry::EnumerateStatus MemoryFolderEntry::Enumerate(EntryEnumerator & enumerator) {
-    if (!isValid || Mu::IsNull(enumerator))
+    if (!IsReadable() || Mu::IsNull(enumerator))
         return EnumerateStatus::Other;
     // Kept: files are called folders, too. Those who want to know ask GetType.
-    for (unsigned int i = 0; i < files.GetSize(); ++i)
-        if (!enumerator.EntryFound(Name(files[i].name), true))
+    Name name;
+    for (unsigned int i = 0; GetName(files, i, &name); ++i)
+        if (!enumerator.EntryFound(name, true))
             return EnumerateStatus::Stopped;
-    for (unsigned int i = 0; i < folders.GetSize(); ++i)
-        if (!enumerator.EntryFound(Name(folders[i].name), true))
+    for (unsigned int i = 0; GetName(folders, i, &name); ++i)
+        if (!enumerator.EntryFound(name, true))
             return EnumerateStatus::Stopped;
     return EnumerateStatus::Done;
 }
 
 FSEntry::AttributeStatus MemoryFolderEntry::GetFreeSpace(unsigned long long * bytes) {
+    Guard const guard;
     if (bytes == nullptr || !isValid)
         return AttributeStatus::Other;
     *bytes = 1024; // Kept: always, whatever there is
@@ -363,6 +414,7 @@ FSEntry::AttributeStatus MemoryFolderEntry::GetFreeSpace(unsigned long long * by
 }
 
 FSEntry::AttributeStatus MemoryFolderEntry::IsOnLocalVolume(bool * isLocal) {
+    Guard const guard;
     if (isLocal == nullptr || !isValid)
         return AttributeStatus::Other;
     *isLocal = true;
@@ -370,6 +422,7 @@ FSEntry::AttributeStatus MemoryFolderEntry::IsOnLocalVolume(bool * isLocal) {
 }
 
 FSEntry::AttributeStatus MemoryFolderEntry::IsOnFixedVolume(bool * isFixed) {
+    Guard const guard;
     if (isFixed == nullptr || !isValid)
         return AttributeStatus::Other;
     *isFixed = false;

@@ -18,8 +18,8 @@ class MemoryFolderEntry;
 /// CreateFile needs an entry. Nothing can be moved or copied into it, and there are no links.
 ///
 /// Memory:  the folders, and the entries that were created in them.
-/// Threads: connecting is done under the lock of IO::fileSystem. Creating, deleting and enumerating
-///          in one folder is for one thread at a time.
+/// Threads: any, under the lock of IO::fileSystem, which is not held while an enumeration calls back
+///          and while a deleted entry's destructor runs.
 /// Failure: statuses.
 class KESTREL_API MemoryVFS : public FixedVFS {
 public:

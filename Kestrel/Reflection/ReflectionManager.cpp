@@ -77,6 +77,11 @@ public:
         WaitUntilUnused(reflectable);
     }
 
+    static void WaitForUses(Reflectable const * reflectable) {
+        Mu::LockGuard guard(lock);
+        WaitUntilUnused(reflectable);
+    }
+
     // Chains the use, if there is an object.
     static void Find(RelativeLocation const & location, ReflectableUse & use) {
         Mu::LockGuard guard(lock);
@@ -152,6 +157,7 @@ private:
     static void Chain(ReflectableUse & use, Reflectable * reflectable) {
         use.reflectable = reflectable;
         use.thread = Mu::Platform::GetThreadToken();
+        use.number = ++lastNumber;
         use.next = uses;
         uses = &use;
     }
@@ -170,7 +176,10 @@ private:
             return; // inside a hook
         Waiter waiter{Mu::Condition(lock), waiters};
         waiters = &waiter;
-        while (HasUse([&](ReflectableUse const & use) { return use.reflectable == reflectable; }))
+        unsigned long long const last = lastNumber;
+        while (HasUse([&](ReflectableUse const & use) {
+            return use.reflectable == reflectable && use.number <= last;
+        }))
             waiter.ended.Wait();
         Waiter ** place = &waiters;
         while (*place != &waiter)
@@ -196,6 +205,10 @@ constinit ReflectionTable::Waiter * ReflectionTable::waiters = nullptr;
 
 ReflectableUse::ReflectableUse(RelativeLocation const & location) {
     ReflectionTable::Find(location, *this);
+}
+
+void ReflectableUse::WaitForEnd(Reflectable const * reflectable) {
+    ReflectionTable::WaitForUses(reflectable);
 }
 
 ReflectableUse::~ReflectableUse() {

@@ -1,8 +1,10 @@
 #include <Kestrel/Reflection/Internal/Start.h>
 
+#include <Kestrel/FileSystem/Internal/Start.h>
 #include <Kestrel/Reflection/Internal/FileTypeReflection.h>
 #include <Kestrel/Reflection/Internal/LibraryReflections.h>
 #include <Kestrel/Reflection/Internal/MuReflection.h>
+#include <Kestrel/Reflection/Internal/ReflectableUse.h>
 
 #include <new>
 
@@ -29,12 +31,18 @@ union Place {
 constinit Place place;
 constinit bool isStarted = false;
 
+// An inspector may have a folder of the file system that a host takes away and then deletes.
+void WaitForInspectors() {
+    ReflectableUse::WaitForEnd(&place.views.mounts);
+}
+
 } // namespace
 
 void StartReflection() {
     if (isStarted)
         return;
     new (&place.views) Views;
+    SetUnmountWait(WaitForInspectors);
     isStarted = true;
 }
 
@@ -42,6 +50,7 @@ void EndReflection() {
     if (!isStarted)
         return;
     isStarted = false;
+    SetUnmountWait(nullptr);
     place.views.~Views();
 }
 

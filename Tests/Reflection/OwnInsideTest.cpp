@@ -6,9 +6,11 @@
 #include "Tests/Support/Text.h"
 
 #include <Kestrel/FileSystem/FileSystem.h>
+#include <Kestrel/FileSystem/Folder.h>
 #include <Kestrel/FileType/Defaults.h>
 #include <Kestrel/FileType/FileTypeManager.h>
 #include <Kestrel/Location/RelativeLocation.h>
+#include <Kestrel/Reflection/Internal/MemoryFolderEntry.h>
 #include <Kestrel/Reflection/Internal/ReflectableUse.h>
 #include <Kestrel/Reflection/MemoryVFS.h>
 #include <Kestrel/Reflection/Reflectable.h>
@@ -19,6 +21,8 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <memory>
 #include <string>
 #include <thread>
 #include <vector>
@@ -242,6 +246,48 @@ TEST_F(OwnInside, ShowsTheMounts) {
     EXPECT_FALSE(List(Below(mounts, "C:\\Kestrel of nowhere")).isThere);
     EXPECT_EQ(IO::fileSystem.Unmount(system), IO::NoError);
     EXPECT_TRUE(List(mounts).folders.empty());
+}
+
+// A host deletes its file system when Unmount has returned; it does not know of inspectors.
+TEST_F(OwnInside, HasNoFolderOfWhatIsUnmounted) {
+    struct Left : IO::MemoryVFS {
+        std::atomic<bool> isLeft = false;
+        void Unmounted() override {
+            MemoryVFS::Unmounted();
+            isLeft = true;
+        }
+    };
+    struct Slow : IO::MemoryFolderEntry {
+        Left & system;
+        std::atomic<int> & state; // 1: an inspector is in it, 2: the system is gone
+        Slow(Left & system, std::atomic<int> & state)
+            : MemoryFolderEntry(false), system(system), state(state) {}
+        EnumerateStatus Enumerate(IO::EntryEnumerator &) override {
+            state = 1;
+            while (!system.isLeft)
+                std::this_thread::yield();
+            for (int i = 0; i < 20 && state == 1; ++i)
+                std::this_thread::yield();
+            EXPECT_EQ(state, 1);
+            return EnumerateStatus::Done;
+        }
+    };
+    Tests::LogCapture const log;
+    std::atomic<int> state = 0;
+    auto system = std::make_unique<Left>();
+    ASSERT_EQ(IO::fileSystem.Mount(*system, IO::Location("C:\\Kestrel left")), IO::NoError);
+    ASSERT_EQ(
+        IO::Folder(IO::Location("C:\\Kestrel left")).CreateFolder("slow", new Slow(*system, state)),
+        IO::NoError);
+    RelativeLocation const mounts("Kestrel/Virtual file systems");
+    std::thread inspector(
+        [&] { static_cast<void>(List(Below(Below(mounts, "C:\\Kestrel left"), "slow"))); });
+    while (state == 0)
+        std::this_thread::yield();
+    EXPECT_EQ(IO::fileSystem.Unmount(*system), IO::NoError);
+    state = 2;
+    system.reset();
+    inspector.join();
 }
 
 TEST_F(OwnInside, ShowsTheFileTypes) {

@@ -3,12 +3,18 @@
 #include "Tests/Support/LogCapture.h"
 #include "Tests/Support/Text.h"
 
+#include <Kestrel/FileSystem/FileSystem.h>
+#include <Kestrel/FileSystem/Folder.h>
 #include <Kestrel/Location/RelativeLocation.h>
+#include <Kestrel/Reflection/Internal/Start.h>
+#include <Kestrel/Reflection/MemoryVFS.h>
 #include <Kestrel/Reflection/Reflectable.h>
 #include <Kestrel/Reflection/ReflectionClient.h>
 #include <Kestrel/Reflection/ReflectionManager.h>
 #include <Kestrel/Reflection/ReflectionStreams.h>
+#include <Kestrel/Root/AllocationTree.h>
 #include <Kestrel/Root/Exceptions.h>
+#include <Kestrel/Root/Memory.h>
 #include <Kestrel/Socket/ServerSocket.h>
 
 #include <gtest/gtest.h>
@@ -102,47 +108,87 @@ TEST(ReflectionService, IsFoundOnTheFirstFreePort) {
     EXPECT_EQ(foreign.GetIdent(&ident), IO::InputFailure) << "it says nothing";
 }
 
+// Goes down from the top to wherever it is led, and looks at everything on the way.
+void Browse(ReflectionClient & client, std::mt19937 & random) {
+    RelativeLocation at;
+    for (int depth = 0; depth < 8; ++depth) {
+        Mu::Array<Name> folders;
+        Mu::Array<Name> files;
+        Mu::Array<Reflectable::Attribute> attributes;
+        Mu::Array<Mu::Array<Reflectable::AttributeValue>> values;
+        ASSERT_EQ(client.GetChildren(at, &folders, &files), IO::NoError);
+        ASSERT_EQ(client.GetAttributes(at, &attributes), IO::NoError);
+        while (files.GetSize() > 20)
+            files.DeleteLast();
+        ASSERT_EQ(client.GetAttributeValues(at, files, &values), IO::NoError);
+        for (Name const & file : files) {
+            Mu::UniString content;
+            ASSERT_EQ(client.GetContent(RelativeLocation(at, file), &content), IO::NoError);
+        }
+        if (at == RelativeLocation("many")) {
+            EXPECT_EQ(values[7][0].ToString(), "225");
+            return;
+        }
+        if (folders.IsEmpty())
+            return;
+        ASSERT_EQ(at.Append(folders[static_cast<unsigned int>(random() % folders.GetSize())]),
+                  IO::NoError);
+    }
+}
+
 TEST(ReflectionService, ServesManyWhileTheProcessGoesOn) {
     Tests::LogCapture const log;
-    Running const running;
-    Many const many("many", 300);
-    std::atomic<bool> done = false;
-    std::vector<std::thread> threads;
-    for (int i = 0; i < 2; ++i)
-        threads.emplace_back([&, i] {
+    IO::StartReflection();
+    EXPECT_TRUE(AllocationTree::Start());
+    {
+        Running const running;
+        Many const many("many", 300);
+        std::atomic<bool> done = false;
+        std::vector<std::thread> threads;
+        for (char const * name : {"mortal", "other mortal"})
+            threads.emplace_back([&, name] {
+                while (!done)
+                    Many const mortal(name, 20);
+            });
+        threads.emplace_back([&] {
+            IO::Location const place("C:\\Kestrel inspected");
             while (!done) {
-                Many const mortal(i == 0 ? "mortal" : "other mortal", 20);
-                std::this_thread::yield();
+                IO::MemoryVFS system;
+                EXPECT_EQ(IO::fileSystem.Mount(system, place), IO::NoError);
+                IO::Folder folder(place);
+                for (int i = 0; i < 50; ++i)
+                    EXPECT_EQ(folder.CreateFolder(Reflectable::ToName(i)), IO::NoError);
+                for (int i = 0; i < 25; ++i)
+                    EXPECT_EQ(folder.Delete(Reflectable::ToName(i), IO::DataSafety::KeepProtected),
+                              IO::NoError);
+                EXPECT_EQ(IO::fileSystem.Unmount(system), IO::NoError);
             }
         });
-    std::vector<std::thread> clients;
-    for (unsigned int i = 0; i < 20; ++i)
-        clients.emplace_back([&, i] {
-            std::mt19937 random(i);
-            ReflectionClient client;
-            ASSERT_EQ(client.Connect("localhost", ReflectionService::GetPort(), 0), IO::NoError);
-            for (int round = 0; round < 20; ++round) {
-                char const * const places[] = {"", "mortal", "other mortal", "many"};
-                RelativeLocation const place(places[random() % 4]);
-                Mu::Array<Name> folders;
-                Mu::Array<Name> files;
-                ASSERT_EQ(client.GetChildren(place, &folders, &files), IO::NoError);
-                Mu::Array<Mu::Array<Reflectable::AttributeValue>> values;
-                ASSERT_EQ(client.GetAttributeValues(place, files, &values), IO::NoError);
-                if (place == RelativeLocation("many")) {
-                    ASSERT_EQ(files.GetSize(), 150u);
-                    EXPECT_EQ(values[7][0].ToString(), "225");
-                }
-                Mu::UniString content;
-                ASSERT_EQ(client.GetContent(RelativeLocation(place, Name("4")), &content),
+        threads.emplace_back([&] {
+            for (unsigned int i = 0; !done; ++i) {
+                char * block = BMAllocatePtr(16u << i % 16, 0, 0);
+                RelativeLocation const name(Reflectable::ToName(i));
+                BMKillPtr(&block);
+            }
+        });
+        std::vector<std::thread> clients;
+        for (unsigned int i = 0; i < 20; ++i)
+            clients.emplace_back([i] {
+                std::mt19937 random(i);
+                ReflectionClient client;
+                ASSERT_EQ(client.Connect("localhost", ReflectionService::GetPort(), 0),
                           IO::NoError);
-            }
-        });
-    for (std::thread & client : clients)
-        client.join();
-    done = true;
-    for (std::thread & thread : threads)
-        thread.join();
+                for (int round = 0; round < 4; ++round)
+                    Browse(client, random);
+            });
+        for (std::thread & client : clients)
+            client.join();
+        done = true;
+        for (std::thread & thread : threads)
+            thread.join();
+    }
+    EXPECT_TRUE(AllocationTree::Stop());
+    IO::EndReflection();
 }
 
 TEST(ReflectionService, LetsFurtherClientsWaitForAPlace) {

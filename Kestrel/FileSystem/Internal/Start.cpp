@@ -7,8 +7,8 @@
 #include <Kestrel/FileSystem/Platform/FileCalls.h>
 #include <Kestrel/Location/Internal/ValidatorTable.h>
 #include <Kestrel/Location/NameComparer.h>
-#include <Kestrel/Root/Lock.h>
 
+#include <atomic>
 #include <new>
 
 namespace IO {
@@ -44,11 +44,12 @@ union Place {
 };
 
 constinit Place<FileSystem> fileSystemPlace;
-constinit Place<Mu::ReentrantLock> lockPlace;
+constinit Place<FileSystemLock> lockPlace;
 constinit Place<WinFileSystem> nativePlace;
 constinit Place<WinLocationResolver> resolverPlace;
 constinit Place<NativeNameComparer> comparerPlace;
 constinit bool isStarted = false;
+constinit std::atomic<void (*)()> unmountWait = nullptr;
 
 } // namespace
 
@@ -62,7 +63,7 @@ void StartFileSystem() {
     // Made here, they outlive the last lines of the log, which are written when all this ends.
     static_cast<void>(GetFileCalls());
     FileSystemStart::Make(&fileSystemPlace.object);
-    new (&lockPlace.object) Mu::ReentrantLock();
+    new (&lockPlace.object) FileSystemLock();
     StartValidators();
     StartNameGeneration();
     new (&comparerPlace.object) NativeNameComparer();
@@ -84,12 +85,21 @@ void EndFileSystem() {
     nativePlace.object.~WinFileSystem();
     comparerPlace.object.~NativeNameComparer();
     EndValidators();
-    lockPlace.object.~ReentrantLock();
+    lockPlace.object.~FileSystemLock();
     FileSystemStart::Unmake(fileSystemPlace.object);
 }
 
-Mu::ReentrantLock & GetFileSystemLock() {
+FileSystemLock & GetFileSystemLock() {
     return lockPlace.object;
+}
+
+void SetUnmountWait(void (*wait)()) {
+    unmountWait = wait;
+}
+
+void WaitBehindUnmount() {
+    if (void (*const wait)() = unmountWait)
+        wait();
 }
 
 } // namespace IO

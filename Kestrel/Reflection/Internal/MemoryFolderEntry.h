@@ -5,10 +5,15 @@
 #include <Kestrel/Reflection/VFSFolderEntry.h>
 #include <Kestrel/Root/Array.h>
 
+#include <memory>
+
 namespace IO {
 
 /// A folder of a MemoryVFS, and the snapshot of a folder that a Reflectable shows: a list of names
 /// with entries, and no data. An entry may be null, where only its name is known.
+///
+/// Threads: any, under the lock of the file system; no host's code runs under it but that of entries
+///          which are connected, given back or invalidated.
 class MemoryFolderEntry : public VFSFolderEntry {
 public:
     explicit MemoryFolderEntry(bool isWriteable);
@@ -51,8 +56,8 @@ public:
     GetTypeStatus GetType(Name const & name, EntryType * type) override;
     EnumerateStatus Enumerate(EntryEnumerator & enumerator) override;
     AttributeStatus GetFreeSpace(unsigned long long * bytes) override;
-    bool IsReadable() override { return isValid; }
-    bool IsWriteable() override { return isValid && !isReadOnly; }
+    bool IsReadable() override;
+    bool IsWriteable() override;
     AttributeStatus IsOnLocalVolume(bool * isLocal) override;
     AttributeStatus IsOnFixedVolume(bool * isFixed) override;
 
@@ -73,7 +78,9 @@ private:
     template <typename Kind>
     static void Clear(Items<Kind> & items);
     template <typename Kind>
-    static bool DeleteItem(Items<Kind> & items, Name const & name);
+    static bool TakeItem(Items<Kind> & items, Name const & name, std::unique_ptr<VFSEntry> * gone);
+    template <typename Kind>
+    bool GetName(Items<Kind> const & items, unsigned int index, Name * name) const;
     template <typename Kind>
     CreateStatus Add(Items<Kind> & items, Name const & name, Kind * entry);
     template <typename Kind>
@@ -85,7 +92,7 @@ private:
     ConnectStatus ConnectItem(Name const & name, VFSFolderEntry ** entry);
     ConnectStatus ConnectItem(Name const & name, VFSFileEntry ** entry);
     TimeStatus Set(int * field, int const & time);
-    TimeStatus Get(int field, int * time) const;
+    TimeStatus Get(int const * field, int * time) const;
     bool Has(Name const & name) const;
 
     BaseFileSystem * owner = nullptr; // null until SetContext

@@ -21,6 +21,10 @@ public:
     ReflectableUse(ReflectableUse const &) = delete;
     ReflectableUse & operator=(ReflectableUse const &) = delete;
 
+    /// Waits until the uses of the object that there are now have ended. Not in a use of one's own: it
+    /// could be waited for in turn.
+    static void WaitForEnd(Reflectable const * reflectable);
+
     Reflectable * Get() const { return reflectable; }
     /// What of the location goes on below the object.
     RelativeLocation const & GetRest() const { return rest; }
@@ -32,6 +36,7 @@ private:
     Reflectable * reflectable = nullptr; // null: not in the chain
     RelativeLocation rest;
     std::uintptr_t thread = 0;
+    unsigned long long number = 0; // rising with the uses
     ReflectableUse * next = nullptr;
 };
 
