@@ -35,6 +35,8 @@ struct Options {
     bool types = false;
     bool builtIn = false;
     std::string catalogue;
+    bool content = false;
+    bool tree = false;
 };
 
 // Each command answers the exit code of the process.
@@ -70,5 +72,7 @@ int ShowInterfaces(Options const & options, Console & console);
 int ResolveNames(Options const & options, Console & console);
 int Serve(Options const & options, Console & console);
 int Connect(Options const & options, Console & console);
+
+int Inspect(Options const & options, Console & console);
 
 } // namespace Tool

@@ -86,6 +86,12 @@ std::string Quote(std::string const & text) {
     return quoted + '"';
 }
 
+// One that looks quoted is quoted too, or it could stand for another.
+std::string Disarm(std::string const & text) {
+    bool const isPlain = text.empty() || (text.front() != '"' && Escape(text) == text);
+    return isPlain ? text : Quote(text);
+}
+
 std::string PadRight(std::string text, std::size_t width) {
     text.resize(std::max(width, text.size()), ' ');
     return text;
@@ -101,11 +107,8 @@ Output & Output::operator<<(char const * ownWords) {
     return *this;
 }
 
-// One that looks quoted is quoted too, or it could stand for another.
 Output & Output::operator<<(std::string const & text) {
-    bool const isPlain =
-        !isTerminal || text.empty() || (text.front() != '"' && Escape(text) == text);
-    std::cout << (isPlain ? text : Quote(text));
+    std::cout << (isTerminal ? Disarm(text) : text);
     return *this;
 }
 

@@ -34,6 +34,8 @@ private:
 /// Standard output.
 Output & Out();
 
+/// As it stands on a terminal: quoted where it could steer one, or looks quoted.
+std::string Disarm(std::string const & text);
 /// In quotation marks, with escapes for all that could steer a terminal and for \ and ".
 std::string Quote(std::string const & text);
 /// With spaces up to `width`: behind the text, or before it.

@@ -39,6 +39,7 @@ public:
         AddEntries();
         AddStreams();
         AddNetwork();
+        AddInspection();
         AddTypes();
         Add("path", "Show how a text is understood as a path", Tool::ShowPath)
             ->add_option("TEXT", options.source, "A path or a URL")
@@ -214,6 +215,32 @@ private:
             AddConnection("connect", "Connect, and send and receive over it", Tool::Connect);
         connect->add_option("HOST", options.source, "A name or an address")->required();
         connect->add_option("PORT", options.port)->required()->check(CLI::Range(1, 65535));
+    }
+
+    void AddInspection() {
+        constexpr double Timeout = 5;
+        CLI::App * const inspect =
+            Add("inspect", "Look into processes that let themselves be inspected", Tool::Inspect);
+        inspect->add_flag("-c,--content", options.content, "The text of the thing at PATH");
+        inspect->add_flag("-t,--tree", options.tree, "All that is below PATH");
+        inspect->add_option("-d,--depth", options.depth, "With -t, so many levels, not all of them")
+            ->check(CLI::Range(0, MostLevels));
+        inspect->add_flag("-j,--json", options.json, "As JSON");
+        inspect
+            ->add_option("--timeout", options.timeout,
+                         "Give up when a process says nothing for so long; 0 waits for ever")
+            ->default_str("5")
+            ->check(CLI::Range(0.0, 4000000.0))
+            ->type_name("SECONDS");
+        inspect->add_option(
+            "TARGET", options.source,
+            "PORT of this machine, or HOST:PORT; without one, the processes of this "
+            "machine are listed");
+        inspect->add_option("PATH", options.target, "Where; what is at the top if none is given");
+        inspect->footer(
+            "The names of PATH stand between slashes. Where one holds / or \\ or :, PATH "
+            "is a URL: \"rel:///Kestrel/Virtual%20file%20systems/C%3A%5Cdata\".");
+        inspect->preparse_callback([this](std::size_t) { options.timeout = Timeout; });
     }
 
     CLI::App * AddConnection(char const * name, char const * description, Command command) {

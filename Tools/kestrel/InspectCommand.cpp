@@ -1,0 +1,396 @@
+#include "Commands.h"
+#include "Console.h"
+#include "Interruption.h"
+
+#include <Kestrel/Location/RelativeLocation.h>
+#include <Kestrel/Reflection/ReflectionClient.h>
+#include <Kestrel/Reflection/ReflectionService.h>
+
+#include <nlohmann/json.hpp>
+
+#include <algorithm>
+#include <cctype>
+#include <charconv>
+#include <cmath>
+#include <string_view>
+#include <thread>
+
+namespace Tool {
+
+namespace {
+
+using IO::Name;
+using IO::ReflectionClient;
+using IO::RelativeLocation;
+using Attributes = Mu::Array<IO::Reflectable::Attribute>;
+using Json = nlohmann::ordered_json;
+using Names = Mu::Array<Name>;
+using Value = IO::Reflectable::AttributeValue;
+using Values = Mu::Array<Value>;
+
+constexpr char const * ThisMachine = "127.0.0.1";
+
+std::string ToText(Name const & name) {
+    return ToUtf8(name.ToString());
+}
+
+unsigned int ToMilliseconds(Options const & options) {
+    return static_cast<unsigned int>(std::ceil(options.timeout * 1000));
+}
+
+char const * Explain(MuErrCode status) {
+    switch (status) {
+    case IO::EOI: return "the connection was closed";
+    case IO::InputFailure: return "nobody answers";
+    case IO::ErrMemoryFull: return "out of memory";
+    default: return "that is not the answer of an inspectable process";
+    }
+}
+
+// A line of a table is one line, whatever is in a cell; the rest is up to the terminal.
+void ShowTable(std::vector<std::vector<std::string>> rows) {
+    // Of UTF-8, in characters.
+    auto const getWidth = [](std::string const & text) {
+        return static_cast<std::size_t>(std::count_if(
+            text.begin(), text.end(), [](char byte) { return (byte & 0xC0) != 0x80; }));
+    };
+    std::vector<std::size_t> widths;
+    for (std::vector<std::string> & row : rows)
+        for (std::size_t i = 0; i < row.size(); ++i) {
+            row[i] = Disarm(row[i]);
+            widths.resize(std::max(widths.size(), i + 1));
+            widths[i] = std::max(widths[i], getWidth(row[i]));
+        }
+    for (std::vector<std::string> const & row : rows) {
+        std::string line;
+        for (std::size_t i = 0; i < row.size(); ++i)
+            line += row[i] + std::string(widths[i] - getWidth(row[i]) + 2, ' ');
+        line.erase(line.find_last_not_of(' ') + 1);
+        Out() << line.c_str() << "\n"; // disarmed
+    }
+}
+
+void ShowJson(Json const & json) {
+    Out() << json.dump(2, ' ', Out().IsTerminal(), Json::error_handler_t::replace).c_str() << "\n";
+}
+
+// The processes of this machine.
+
+struct Process {
+    unsigned short port = 0;
+    MuErrCode status = IO::NoError;
+    bool isThere = false;
+    Mu::UniString ident;
+    Mu::UniString system;
+    unsigned int number = 0;
+
+    void Ask(unsigned int milliseconds) {
+        ReflectionClient client;
+        isThere = client.Connect(ThisMachine, port, milliseconds) == IO::NoError;
+        if (!isThere)
+            return;
+        status = client.GetIdent(&ident);
+        if (status == IO::NoError)
+            status = client.GetOS(&system);
+        if (status == IO::NoError)
+            status = client.GetPid(&number);
+    }
+};
+
+// At the same time: some systems take seconds to find that nobody listens at a port.
+std::vector<Process> FindProcesses(unsigned int milliseconds) {
+    using Service = IO::ReflectionService;
+    std::vector<Process> processes(Service::LastPort - Service::FirstPort + 1);
+    std::vector<std::thread> threads;
+    for (std::size_t i = 0; i < processes.size(); ++i) {
+        processes[i].port = static_cast<unsigned short>(Service::FirstPort + i);
+        threads.emplace_back([&, i] { processes[i].Ask(milliseconds); });
+    }
+    for (std::thread & thread : threads)
+        thread.join();
+    return processes;
+}
+
+int ListProcesses(Options const & options) {
+    int result = 0;
+    Json list = Json::array();
+    std::vector<std::vector<std::string>> rows{{"PORT", "IDENT", "SYSTEM", "PROCESS"}};
+    for (Process const & process : FindProcesses(ToMilliseconds(options))) {
+        if (!process.isThere)
+            continue;
+        if (process.status != IO::NoError) {
+            result = Console::Fail("port " + std::to_string(process.port) + ": " +
+                                   Explain(process.status));
+            continue;
+        }
+        list.push_back({{"port", process.port},
+                        {"ident", ToUtf8(process.ident)},
+                        {"system", ToUtf8(process.system)},
+                        {"process", process.number}});
+        rows.push_back({std::to_string(process.port), ToUtf8(process.ident), ToUtf8(process.system),
+                        std::to_string(process.number)});
+    }
+    if (options.json)
+        ShowJson(list);
+    else if (rows.size() > 1)
+        ShowTable(std::move(rows));
+    return result;
+}
+
+// The inside of one.
+
+/// What is listed at a place.
+struct Level {
+    Names names; // folders first
+    unsigned int folderCount = 0;
+    Attributes attributes;
+    Mu::Array<Values> values; // by names
+
+    bool IsFolder(unsigned int index) const { return index < folderCount; }
+};
+
+Json ToJson(Value const & value) {
+    switch (value.tag) {
+    case Value::IntegerTag: return value.value.integer;
+    case Value::UnsignedIntegerTag: return value.value.unsignedInteger;
+    case Value::RealTag: return value.value.real;
+    case Value::BooleanTag: return value.value.boolean;
+    case Value::NoValueTag: return nullptr;
+    default: return ToUtf8(value.ToString());
+    }
+}
+
+// As a text that leads to the place again.
+std::string ToText(RelativeLocation const & place) {
+    std::string text;
+    for (unsigned int i = 0; i < place.GetLength(); ++i) {
+        std::string const name = ToText(IO::Reflectable::GetName(place, i));
+        if (name.find_first_of("/\\:") != std::string::npos) {
+            Mu::UniString url;
+            return place.ToURL(&url) == IO::NoError ? ToUtf8(url) : "";
+        }
+        text += (i == 0 ? "" : "/") + name;
+    }
+    return text;
+}
+
+class Inspector {
+public:
+    explicit Inspector(Options const & options) : options(options) {}
+
+    int Run() {
+        if (!ReadTarget()) {
+            Console::Fail(options.source + ": no PORT and no HOST:PORT; --help explains");
+            return 2;
+        }
+        RelativeLocation const place(FromUtf8(options.target));
+        if (place.GetStatus() != IO::NoError)
+            return 1; // which was logged
+        if (client.Connect(host.c_str(), port, ToMilliseconds(options)) != IO::NoError)
+            return Console::Fail(options.source + ": nobody answers");
+        return options.content ? ShowContent(place)
+               : options.tree  ? ShowTree(place)
+                               : ShowLevel(place);
+    }
+
+private:
+    // One beyond that is not of a tree that ends.
+    static constexpr unsigned int DeepestTree = 200;
+    static constexpr unsigned int NamesOfARequest = 1000;
+
+    bool ReadTarget() {
+        std::string_view const text = options.source;
+        std::size_t const colon = text.rfind(':');
+        host = colon == std::string_view::npos ? ThisMachine : std::string(text.substr(0, colon));
+        std::string_view const number = text.substr(colon + 1); // of the whole text without one
+        auto const read = std::from_chars(number.data(), number.data() + number.size(), port);
+        return read.ec == std::errc() && read.ptr == number.data() + number.size() && port != 0 &&
+               !host.empty();
+    }
+
+    bool Succeeds(MuErrCode status) {
+        if (status == IO::NoError && !IsInterrupted())
+            return true;
+        if (status != IO::NoError)
+            Console::Fail(options.source + ": " + Explain(status));
+        return false;
+    }
+
+    bool ReadNames(RelativeLocation const & place, Level * level) {
+        Names files;
+        if (!Succeeds(client.GetChildren(place, &level->names, &files)))
+            return false;
+        level->folderCount = level->names.GetSize();
+        level->names.Append(files.GetData(), files.GetSize());
+        return true;
+    }
+
+    // In several requests, so that a long level comes through servers and limits, and can be
+    // interrupted.
+    bool ReadTable(RelativeLocation const & place, Level * level) {
+        if (!Succeeds(client.GetAttributes(place, &level->attributes)))
+            return false;
+        if (level->attributes.IsEmpty()) // no columns, no values to show
+            return true;
+        for (unsigned int from = 0; from < level->names.GetSize(); from += NamesOfARequest) {
+            Names part;
+            part.Append(level->names.GetData() + from,
+                        std::min(NamesOfARequest, level->names.GetSize() - from));
+            Mu::Array<Values> values;
+            if (!Succeeds(client.GetAttributeValues(place, part, &values)))
+                return false;
+            for (Values const & row : values)
+                level->values.Push(row);
+        }
+        return true;
+    }
+
+    // A place that lists nothing is an empty folder, or a thing of the level above, or is not there.
+    bool Read(RelativeLocation place, Level * level) {
+        if (!ReadNames(place, level))
+            return false;
+        if (!level->names.IsEmpty() || place.IsEmpty())
+            return ReadTable(place, level);
+        Name last;
+        Level above;
+        if (place.MoveLastName(&last) != IO::NoError || !ReadNames(place, &above))
+            return false;
+        unsigned int index = 0;
+        while (index < above.names.GetSize() && above.names[index] != last)
+            ++index;
+        if (index == above.names.GetSize()) {
+            Console::Fail(options.target + ": there is nothing of that name");
+            return false;
+        }
+        if (above.IsFolder(index))
+            return true;
+        level->names.Push(last);
+        return ReadTable(place, level);
+    }
+
+    int ShowLevel(RelativeLocation const & place) {
+        Level level;
+        if (!Read(place, &level))
+            return 1;
+        if (options.json) {
+            Json columns = Json::array();
+            for (auto const & attribute : level.attributes)
+                columns.push_back(
+                    {{"name", ToUtf8(attribute.name)}, {"type", attribute.GetTypeString()}});
+            Json children = Json::array();
+            for (unsigned int i = 0; i < level.names.GetSize(); ++i) {
+                Json values = Json::array();
+                for (unsigned int k = 0;
+                     i < level.values.GetSize() && k < level.values[i].GetSize(); ++k)
+                    values.push_back(ToJson(level.values[i][k]));
+                children.push_back({{"name", ToText(level.names[i])},
+                                    {"folder", level.IsFolder(i)},
+                                    {"values", values}});
+            }
+            ShowJson({{"path", ToText(place)}, {"columns", columns}, {"children", children}});
+            return 0;
+        }
+        std::vector<std::vector<std::string>> rows;
+        if (!level.attributes.IsEmpty()) {
+            rows.push_back({"NAME"});
+            for (auto const & attribute : level.attributes)
+                rows.back().push_back(ToUtf8(attribute.name));
+        }
+        for (unsigned int i = 0; i < level.names.GetSize(); ++i) {
+            rows.push_back({ToText(level.names[i]) + (level.IsFolder(i) ? "/" : "")});
+            for (unsigned int k = 0; i < level.values.GetSize() && k < level.values[i].GetSize();
+                 ++k)
+                rows.back().push_back(ToUtf8(level.values[i][k].ToString()));
+        }
+        ShowTable(std::move(rows));
+        return 0;
+    }
+
+    int ShowContent(RelativeLocation const & place) {
+        Mu::UniString content;
+        if (!Succeeds(client.GetContent(place, &content)))
+            return 1;
+        std::string const text = ToUtf8(content);
+        if (text == "No content is available." || text == "Error in the GetContent method!")
+            return Console::Fail(options.target + ": " + text);
+        if (options.json) {
+            ShowJson({{"path", ToText(place)}, {"content", text}});
+            return 0;
+        }
+        for (std::size_t from = 0; from < text.size();) {
+            std::size_t const end = std::min(text.find("\r\n", from), text.size());
+            Out() << text.substr(from, end - from) << "\n";
+            from = end + 2;
+        }
+        return 0;
+    }
+
+    int ShowTree(RelativeLocation const & place) {
+        Level level;
+        if (!Read(place, &level))
+            return 1;
+        Json json{{"path", ToText(place)}};
+        if (!options.json)
+            Out() << (place.IsEmpty() ? options.source : ToText(place)) << "\n";
+        bool const isWhole = ShowBelow(place, level, "", 1, &json);
+        if (options.json)
+            ShowJson(json);
+        return isWhole ? 0 : 1;
+    }
+
+    // What is below a level is drawn, or put into the JSON. False: not all of it could be read.
+    bool ShowBelow(RelativeLocation const & place, Level const & level, std::string const & indent,
+                   unsigned int depth, Json * json) {
+        bool isWhole = true;
+        if (options.json)
+            (*json)["children"] = Json::array();
+        for (unsigned int i = 0; i < level.names.GetSize(); ++i) {
+            bool const isLast = i + 1 == level.names.GetSize();
+            bool const isFolder = level.IsFolder(i);
+            std::string const name = ToText(level.names[i]);
+            Json child{{"name", name}, {"folder", isFolder}};
+            if (!options.json)
+                Out() << indent.c_str() << (isLast ? "└── " : "├── ") << name
+                      << (isFolder ? "/\n" : "\n");
+            if (isFolder && GoesDeeper(depth, &isWhole)) {
+                RelativeLocation const deeper(place, level.names[i]);
+                Level below;
+                if (!ReadNames(deeper, &below))
+                    return false;
+                isWhole &= ShowBelow(deeper, below, indent + (isLast ? "    " : "│   "), depth + 1,
+                                     &child);
+            }
+            if (options.json)
+                (*json)["children"].push_back(std::move(child));
+            if (!client.IsConnected() || IsInterrupted())
+                return false;
+        }
+        return isWhole;
+    }
+
+    bool GoesDeeper(unsigned int depth, bool * isWhole) {
+        if (options.depth >= 0 && depth >= static_cast<unsigned int>(options.depth))
+            return false;
+        if (depth < DeepestTree)
+            return true;
+        if (*isWhole)
+            Console::Fail("what is deeper than " + std::to_string(DeepestTree) +
+                          " levels is not shown");
+        return *isWhole = false;
+    }
+
+    Options const & options;
+    std::string host;
+    unsigned short port = 0;
+    ReflectionClient client;
+};
+
+} // namespace
+
+int Inspect(Options const & options, Console &) {
+    if (options.source.empty())
+        return ListProcesses(options);
+    return Inspector(options).Run();
+}
+
+} // namespace Tool
