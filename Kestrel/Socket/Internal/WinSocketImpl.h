@@ -59,7 +59,7 @@ private:
     ISocketChannel input;
     OSocketChannel output;
     SocketSignal signal;
-    // The memory that was found good for the last read that had to wait.
+    // The memory that was last found to be writeable.
     char const * goodData = nullptr;
     unsigned int goodLength = 0;
 };

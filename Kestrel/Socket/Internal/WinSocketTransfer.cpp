@@ -112,11 +112,18 @@ void WinSocketImpl::Write(char const * data, unsigned int length) {
     }
 }
 
-// Whether memory can be written is a slow question. The system answers it with the bytes; it is
-// asked here only before a wait, and once for the buffer that a host reads into again and again.
+// Whether memory can be written costs a system call, so it is asked once for the buffer that a host
+// reads into again and again. What becomes of that later, the system finds.
 unsigned int WinSocketImpl::Read(char * data, unsigned int length) {
     if (data == nullptr || length == 0)
         return 0;
+    if (data < goodData || length > goodLength ||
+        static_cast<std::size_t>(data - goodData) > goodLength - length) {
+        if (!BNValidWritePtr(data, length))
+            return 0;
+        goodData = data;
+        goodLength = length;
+    }
     for (unsigned int waits = 1;; ++waits) {
         unsigned int received;
         unsigned int const error = GetSocketCalls().Recv(GetHandle(), data, length, &received);
@@ -126,12 +133,6 @@ unsigned int WinSocketImpl::Read(char * data, unsigned int length) {
             return 0;
         if (error != WSAError::WouldBlock)
             Throw<SocketException>(readFailed, error);
-        if (data != goodData || length > goodLength) {
-            if (!BNValidWritePtr(data, length))
-                return 0;
-            goodData = data;
-            goodLength = length;
-        }
         WaitToTry(PollEvent::Read, readFailed, "Socket read timed out.");
         if (waits == MaxReadWaits)
             Throw<SocketException>(readFailed, error);
