@@ -195,7 +195,8 @@ public:
     /// or a content test speaks for another type only.
     static bool Match(IO::Location const & location, GeneralID id, GroupID group);
     bool MatchOwn(IO::Location const & location, GeneralID id, GroupID group) const;
-    /// Whether something speaks for this type, or one in this group, and nothing for another.
+    /// Whether something speaks for this type, or one in this group, and nothing for another. A
+    /// content test that speaks for another type counts only when it is asked first.
     static bool ExactMatch(IO::Location const & location, GeneralID id, GroupID group);
     bool ExactMatchOwn(IO::Location const & location, GeneralID id, GroupID group) const;
 

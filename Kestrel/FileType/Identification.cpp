@@ -56,7 +56,7 @@ public:
     enum class Question {
         WhatIsIt,
         MayItBe, ///< yes, unless something speaks for another type
-        IsIt     ///< no, unless something speaks for the target and nothing for another type
+        IsIt     ///< no, unless something speaks for the target, and before another type
     };
 
     /// A null owner prefers nobody's types.
@@ -117,9 +117,11 @@ public:
         Verdict const verdict = JudgeByName(nullptr);
         if (verdict != Verdict::Open)
             return verdict == Verdict::Settled;
-        if (!TestContents(nullptr) || isWrong)
+        if (!TestContents(nullptr))
             return false;
-        return question == Question::MayItBe || hits[Own].number + hits[Other].number > 0;
+        // Kept: what has spoken for the target before something spoke for another type counts.
+        return question == Question::MayItBe ? !isWrong
+                                             : hits[Own].number + hits[Other].number > 0;
     }
 
 private:
@@ -231,8 +233,7 @@ private:
             if (tally.CountHits() != 1 && tally.hits[Own].number != 1)
                 return Verdict::Open;
             answer = RecordOf(tally.first).id;
-            return info == nullptr || FillInfo(tally.first, info) ? Verdict::Settled
-                                                                  : Verdict::Failed;
+            return info == nullptr || FillInfo(info) ? Verdict::Settled : Verdict::Failed;
         }
         if (tally.CountHits() == 0 && tally.CountOthers() > 0)
             return Verdict::Failed;
@@ -286,11 +287,13 @@ private:
                });
     }
 
-    bool FillInfo(int dataIndex, void * info) {
+    bool FillInfo(void * info) {
         if (!Open())
             return false;
-        // The result does not matter: the name has settled it.
-        static_cast<void>(RecordOf(dataIndex).type.CheckTypeCallback(*file, info));
+        // The file system that opens it may be a host's, and may have changed the catalogue. The
+        // result does not matter: the name has settled it.
+        if (TypeRecord const * const record = FindRecord(answer); record != nullptr)
+            static_cast<void>(record->type.CheckTypeCallback(*file, info));
         return true;
     }
 

@@ -171,7 +171,11 @@ struct Model {
         return best;
     }
 
-    bool Match(Asked const & asked, TypeID id, bool exactly) const {
+    /// `group` is that of a type, or -1 where `id` is the target.
+    bool Match(Asked const & asked, TypeID id, int group, bool exactly) const {
+        auto const isTarget = [&](Type const & type) {
+            return group < 0 ? type.id == id : type.group == group;
+        };
         std::string extension = asked.extension;
         unsigned int code = asked.code;
         for (bool const exact : {false, true}) {
@@ -181,7 +185,7 @@ struct Model {
             auto const count = [&](bool own, bool target) {
                 return Pick(found,
                             [&](Type const & type) {
-                                return IsOwn(type, asked) == own && (type.id == id) == target;
+                                return IsOwn(type, asked) == own && isTarget(type) == target;
                             })
                     .size();
             };
@@ -198,8 +202,9 @@ struct Model {
             return false;
         auto const passed = Pick(Candidates(asked, extension, code, code != 0),
                                  [&](Type const & type) { return Passes(type, asked); });
-        bool const wrong = !Pick(passed, [&](Type const & type) { return type.id != id; }).empty();
-        return !wrong && (!exactly || !passed.empty());
+        if (exactly)
+            return !passed.empty() && isTarget(types[passed[0]]);
+        return Pick(passed, isTarget).size() == passed.size();
     }
 
     std::vector<Type> types;
@@ -263,7 +268,10 @@ TEST(Identification, FollowsTheStages) {
             SCOPED_TRACE(name);
             GroupID const scope = groups[static_cast<unsigned int>(asked.group)];
             IO::Location const location = files / name;
-            TypeID const target = model.types[random() % model.types.size()].id;
+            Model::Type const & meant = model.types[random() % model.types.size()];
+            int const group = random() % 4 == 0 && meant.group > 0 ? meant.group : -1;
+            GeneralID const target =
+                group < 0 ? GeneralID(meant.id) : groups[static_cast<unsigned int>(group)];
             for (asked.owner = -1; asked.owner < 2; ++asked.owner) {
                 SCOPED_TRACE(asked.owner);
                 Manager const * const own =
@@ -273,10 +281,10 @@ TEST(Identification, FollowsTheStages) {
                           model.Identify(asked, groups));
                 EXPECT_EQ(own == nullptr ? Manager::Match(location, target, scope)
                                          : own->MatchOwn(location, target, scope),
-                          model.Match(asked, target, false));
+                          model.Match(asked, meant.id, group, false));
                 EXPECT_EQ(own == nullptr ? Manager::ExactMatch(location, target, scope)
                                          : own->ExactMatchOwn(location, target, scope),
-                          model.Match(asked, target, true));
+                          model.Match(asked, meant.id, group, true));
                 bool byContents;
                 std::vector<TypeID> expected;
                 for (std::size_t const type : model.Left(asked, &byContents))
