@@ -120,8 +120,7 @@ public:
         if (!TestContents(nullptr))
             return false;
         // Kept: what has spoken for the target before something spoke for another type counts.
-        return question == Question::MayItBe ? !isWrong
-                                             : hits[Own].number + hits[Other].number > 0;
+        return question == Question::MayItBe ? !isWrong : hits[Own].number + hits[Other].number > 0;
     }
 
 private:

@@ -33,7 +33,7 @@ std::string Rule(std::string const & place, std::string const & value, std::stri
 struct Catalogue {
     Catalogue() {
         folder.Write("globs2", "# a comment\n50:application/zip:*.zip\n50:application/doc:*.doc\n"
-                               "60:application/odt:*.odt\n50:application/odt:*.Doc\n"
+                               "60:application/odt:*.odt\n50:application/odt:*.Doc\r\n"
                                "50:text/make:makefile\n50:text/c++:*.C:cs\n50:text/tgz:*.tar.gz\n"
                                "50:text/star:a*.b\n50:text/c++:*.cc\n");
         folder.Write("magic", head + "[50:application/zip]\n" + Rule(">0", "PK", "") +
@@ -42,9 +42,9 @@ struct Catalogue {
                                   "[50:application/doc]\n" +
                                   Rule(">0", std::string("\1\2", 2), "~2") + "[50:text/far]\n" +
                                   Rule(">70000", "x", ""));
-        folder.Write("aliases", "application/x-zip application/zip\nx/y none/none\n"
+        folder.Write("aliases", "application/x-zip application/zip\r\nx/y none/none\n"
                                 "text/make application/zip\n");
-        folder.Write("subclasses", "application/odt application/zip\ntext/make text/c++\n"
+        folder.Write("subclasses", "application/odt application/zip\r\ntext/make text/c++\n"
                                    "text/c++ text/make\n");
         folder.Write("icons", "application/zip:package\n");
     }

@@ -18,6 +18,14 @@ std::string_view TakeUntil(std::string_view & text, char separator) {
     return front;
 }
 
+/// The next line; a copy of a catalogue may have gone through a program that ends lines in two bytes.
+std::string_view TakeLine(std::string_view & text) {
+    std::string_view line = TakeUntil(text, '\n');
+    if (!line.empty() && line.back() == '\r')
+        line.remove_suffix(1);
+    return line;
+}
+
 bool IsEmptyLine(std::string_view line) {
     return line.empty() || line.front() == '#';
 }
@@ -138,7 +146,7 @@ bool IsMimeName(std::string_view text) {
 
 bool ReadSharedMimePairs(std::string_view text, char separator, Mu::Array<SharedMimePair> & pairs) {
     while (!text.empty()) {
-        std::string_view line = TakeUntil(text, '\n');
+        std::string_view line = TakeLine(text);
         if (IsEmptyLine(line))
             continue;
         std::string_view const first = TakeUntil(line, separator);
@@ -151,7 +159,7 @@ bool ReadSharedMimePairs(std::string_view text, char separator, Mu::Array<Shared
 
 bool ReadSharedMimeGlobs(std::string_view text, Mu::Array<SharedMimeGlob> & globs) {
     while (!text.empty()) {
-        std::string_view line = TakeUntil(text, '\n');
+        std::string_view line = TakeLine(text);
         if (IsEmptyLine(line))
             continue;
         SharedMimeGlob glob{};
