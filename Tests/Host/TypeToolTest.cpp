@@ -45,6 +45,8 @@ TEST(TypeTool, TellsWhatFilesAreAndWhy) {
     EXPECT_NE(run({"type", "--types", "--catalogue", "host-types"})
                   .out.find("image/\n  image/x-xyz  .xyz\n"),
               std::string::npos);
+    EXPECT_EQ(run({"type", "--builtin"}).exitCode, 2);
+    EXPECT_EQ(run({"type", "--types", "--json"}).exitCode, 2);
     EXPECT_EQ(run({"type", "--builtin", "host-types"}).exitCode, 1);
     EXPECT_EQ(run({"type", "--builtin", "host-types/none.txt"}).exitCode, 1);
     std::ofstream("host-types/globs2", std::ios::binary) << "no catalogue\n";

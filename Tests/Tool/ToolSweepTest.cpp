@@ -149,6 +149,8 @@ std::vector<Operation> ListOperations() {
     using O = Tool::Options;
     O const tree = Paths({"@tree"});
     O const key = With(Ends("@tree/a", "@new"), &O::key, std::string("key"));
+    O types = With(Paths({"@tree", "@note.p"}), &O::catalogue, std::string("@"));
+    types.recursive = types.why = true;
     O const unlock = With(Ends("@locked", "-"), &O::keyFile, std::string("@key"));
     return {
         {"ls", Tool::List, tree, false, true, true},
@@ -162,6 +164,7 @@ std::vector<Operation> ListOperations() {
         {"count", Tool::CountEntries, tree, false, true, true},
         {"cat", Tool::Cat, Paths({"@tree/a", "@tree/sub/b"})},
         {"md5", Tool::Digest, Paths({"@tree/a"})},
+        {"type", Tool::ShowTypes, types, false, true, true},
         {"path", Tool::ShowPath, Ends("@tree/a", ""), false, true, true},
         {"write", Tool::Write, Ends("", "@new"), true},
         {"append", Tool::Write, With(Ends("", "@key"), &O::append, true), true},
@@ -205,6 +208,8 @@ protected:
         disk.Write("tree/a", "the first of them");
         disk.Write("tree/sub/b", std::string(9000, 'b'));
         disk.Write("key", "what nobody guesses");
+        disk.Write("note.p", "one of two types");
+        disk.Write("globs2", "50:a/b:*.p\n50:a/c:*.p\n");
         fs::copy(links / "link.lnk", disk / "tree" / "link.lnk", fs::copy_options::copy_symlinks);
     }
 
@@ -293,6 +298,7 @@ protected:
         options.source = Place(options.source);
         options.target = Place(options.target);
         options.keyFile = Place(options.keyFile);
+        options.catalogue = Place(options.catalogue);
         return options;
     }
 

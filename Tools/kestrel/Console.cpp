@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <iostream>
 #include <string_view>
+#include <utility>
 
 #if defined(_WIN32)
 #include <windows.h>
@@ -153,6 +154,10 @@ int Console::Finish(MuErrCode status, std::string const & subject) {
     if (!wasTold)
         Fail(subject + ": " + IO::ErrorCategory().message(status));
     return 1;
+}
+
+int Console::FinishTold() {
+    return std::exchange(told, false) ? 1 : 0;
 }
 
 int Console::Fail(std::string const & message) {

@@ -58,6 +58,8 @@ public:
     /// 0 for NoError. Otherwise 1, after a line about `subject` when the library wrote none since
     /// the last call.
     int Finish(MuErrCode status, std::string const & subject);
+    /// The same where there is no status: 1 when the library wrote a line since the last call.
+    int FinishTold();
     /// Says it, and returns 1.
     static int Fail(std::string const & message);
     /// False, after a line, for a location whose entry is spelt otherwise there.

@@ -36,10 +36,6 @@ std::string ToSizeText(unsigned long long size) {
     return text;
 }
 
-std::string Count(unsigned long long count, char const * one, char const * many) {
-    return std::to_string(count) + " " + (count == 1 ? one : many);
-}
-
 std::string Describe(TreeCounts const & counts) {
     std::string text =
         Count(counts.of[1], "folder", "folders") + ", " + Count(counts.of[0], "file", "files");
@@ -104,12 +100,7 @@ bool ReadOne(std::string const & path, Options const & options, TreeReader::Keep
     node->type = IO::EntryType::Link; // until something is found
     MuErrCode const status =
         ReadTree(ToLocation(path), sizes, keep, options.follow, depth, node, &trees->counts);
-    trees->result |= console.Finish(status, path);
-    if (trees->counts.unknown != 0)
-        trees->result |=
-            console.Fail(path + ": " + Count(trees->counts.unknown, "entry", "entries") +
-                         " left out, whose name or type is not known here");
-    trees->counts.unknown = 0;
+    trees->result |= console.Finish(status, path) | FinishUnknown(path, &trees->counts);
     trees->size += node->size;
     return node->type != IO::EntryType::Link;
 }

@@ -1,5 +1,6 @@
 #include "TreeReader.h"
 
+#include "Console.h"
 #include "Links.h"
 
 #include <Kestrel/FileSystem/File.h>
@@ -7,6 +8,7 @@
 #include <Kestrel/FileSystem/Folder.h>
 
 #include <algorithm>
+#include <utility>
 
 namespace Tool {
 
@@ -136,6 +138,17 @@ MuErrCode ReadTree(IO::Location const & location, TreeReader::Sizes sizes, TreeR
     ++counts->of[0];
     return sizes == TreeReader::Sizes::Ask ? IO::File(location).GetDataLength(&node->size)
                                            : IO::NoError;
+}
+
+std::string Count(unsigned long long count, char const * one, char const * many) {
+    return std::to_string(count) + " " + (count == 1 ? one : many);
+}
+
+int FinishUnknown(std::string const & path, TreeCounts * counts) {
+    unsigned long long const unknown = std::exchange(counts->unknown, 0);
+    return unknown == 0 ? 0
+                        : Console::Fail(path + ": " + Count(unknown, "entry", "entries") +
+                                        " left out, whose name or type is not known here");
 }
 
 } // namespace Tool

@@ -81,4 +81,10 @@ void Sort(TreeNode & node);
 MuErrCode ReadTree(IO::Location const & location, TreeReader::Sizes sizes, TreeReader::Keep keep,
                    bool follow, int depth, TreeNode * node, TreeCounts * counts);
 
+/// "1 entry", "2 entries".
+std::string Count(unsigned long long count, char const * one, char const * many);
+
+/// 1, after a line about them, when entries of the path are unknown; they are counted no more.
+int FinishUnknown(std::string const & path, TreeCounts * counts);
+
 } // namespace Tool

@@ -28,25 +28,29 @@ using Json = nlohmann::ordered_json;
 /// The types that the tool knows, as long as a command runs.
 class Types {
 public:
+    explicit Types(Console & console) : console(console) {}
+
     /// The machine's own, if it has some, or those of the folder that is asked for, and the built-in
-    /// ones for what these leave out.
-    MuErrCode Load(Options const & options) {
-        MuErrCode status = IO::NoError;
+    /// ones for what these leave out. 1, after a line about it, when a catalogue could not be read.
+    int Load(Options const & options) {
+        int result = 0;
         if (!options.catalogue.empty())
-            status = LoadFrom(options.catalogue);
+            result = LoadFrom(options.catalogue);
         else if (!options.builtIn)
-            LoadOwn();
+            result = LoadOwn();
         FTM::LoadFTMDefaults(&builtIn);
-        return status;
+        return result;
     }
 
 private:
-    MuErrCode LoadFrom(std::string const & folder) {
-        return FTM::LoadSharedMimeTypes(&shared, ToLocation(folder)).status;
+    int LoadFrom(std::string const & folder) {
+        MuErrCode const status = FTM::LoadSharedMimeTypes(&shared, ToLocation(folder)).status;
+        return status == IO::Error ? Console::Fail(folder + ": is no catalogue of file types")
+                                   : console.Finish(status, folder);
     }
 
     // Where the desktops of this platform look for one, the first that there is.
-    void LoadOwn() {
+    int LoadOwn() {
 #if !defined(_WIN32)
         char const * const told = std::getenv("XDG_DATA_DIRS");
         std::string_view folders =
@@ -55,10 +59,11 @@ private:
             std::size_t const end = std::min(folders.find(':'), folders.size());
             std::string const folder = std::string(folders.substr(0, end)) + "/mime";
             folders.remove_prefix(std::min(end + 1, folders.size()));
-            if (HasCatalogue(folder) && LoadFrom(folder) == IO::NoError)
-                return;
+            if (HasCatalogue(folder))
+                return LoadFrom(folder);
         }
 #endif
+        return 0;
     }
 
     // Without a line in the log: most of the folders have none.
@@ -67,6 +72,7 @@ private:
                    .GetStatus() == IO::NoError;
     }
 
+    Console & console;
     FileTypeManager shared{"shared"};
     FileTypeManager builtIn{"built-in"};
 };
@@ -174,9 +180,10 @@ void ShowEvidence(Json const & why) {
 /// Tells of one file after another.
 class Teller {
 public:
-    explicit Teller(Options const & options) : options(options) {}
+    Teller(Options const & options, Console & console) : options(options), console(console) {}
 
-    void Tell(std::string const & name, IO::Location const & location) {
+    /// 1, after the library's own line, when the file could not be read: it may be more than is told.
+    int Tell(std::string const & name, IO::Location const & location) {
         Evidence evidence;
         FTM::GeneralID const answer =
             options.why ? FileTypeManager::Identify(location, FTM::RootGroup, nullptr, evidence)
@@ -185,7 +192,7 @@ public:
             json.push_back(ToJson(name, answer));
             if (options.why)
                 json.back()["why"] = evidence.Finish(location);
-            return;
+            return console.FinishTold();
         }
         bool const isType = answer != FTM::UnknownType && !answer.IsGroup();
         Out() << name << ": "
@@ -195,6 +202,7 @@ public:
               << "\n";
         if (options.why)
             ShowEvidence(evidence.Finish(location));
+        return console.FinishTold();
     }
 
     void Finish() const {
@@ -222,16 +230,17 @@ private:
     }
 
     Options const & options;
+    Console & console;
     Json json = Json::array();
 };
 
-void TellTree(TreeNode const & node, std::string const & name, IO::Location const & location,
-              Teller & teller) {
-    if (node.type == IO::EntryType::File)
-        teller.Tell(name, location);
+int TellTree(TreeNode const & node, std::string const & name, IO::Location const & location,
+             Teller & teller) {
+    int result = node.type == IO::EntryType::File ? teller.Tell(name, location) : 0;
     for (TreeNode const & child : node.children)
-        TellTree(child, name + "/" + ToText(child.name), IO::Location(location, child.name),
-                 teller);
+        result |= TellTree(child, name + "/" + ToText(child.name),
+                           IO::Location(location, child.name), teller);
+    return result;
 }
 
 int TellPath(std::string const & path, Options const & options, Console & console,
@@ -241,21 +250,19 @@ int TellPath(std::string const & path, Options const & options, Console & consol
     if (MuErrCode const status = IO::fileSystem.EstimateResolvedType(location, &type);
         status != IO::NoError)
         return console.Finish(status, path);
-    if (type != IO::EntryType::Folder) {
-        teller.Tell(path, location);
-        return 0;
-    }
+    if (type != IO::EntryType::Folder)
+        return teller.Tell(path, location);
     if (!options.recursive)
         return Console::Fail(path + ": is a folder; with -r its files are looked at");
     TreeNode node;
     TreeCounts counts;
     MuErrCode const status = ReadTree(location, TreeReader::Sizes::Skip, TreeReader::Keep::All,
                                       options.follow, -1, &node, &counts);
-    Sort(node);
+    int result = console.Finish(status, path) | FinishUnknown(path, &counts);
     for (TreeNode const & child : node.children)
-        TellTree(child, path + "/" + ToText(child.name), IO::Location(location, child.name),
-                 teller);
-    return console.Finish(status, path);
+        result |= TellTree(child, path + "/" + ToText(child.name),
+                           IO::Location(location, child.name), teller);
+    return result;
 }
 
 // The catalogue as a tree.
@@ -286,21 +293,18 @@ void ShowGroups(FTM::GroupID group, std::string const & indent) {
 } // namespace
 
 int ShowTypes(Options const & options, Console & console) {
-    Types types;
-    if (int const failure = console.Finish(
-            types.Load(options), options.catalogue.empty() ? "file types" : options.catalogue);
-        failure != 0)
-        return failure;
-    if (options.types)
+    Types types(console);
+    int result = types.Load(options);
+    if (result != 0)
+        return result;
+    if (options.types) {
         ShowGroups(FTM::RootGroup, "");
-    else if (options.paths.empty())
-        return Console::Fail("type: name a file, or --types");
-    Teller teller(options);
-    int result = 0;
+        return 0;
+    }
+    Teller teller(options, console);
     for (std::string const & path : options.paths)
         result |= TellPath(path, options, console, teller);
-    if (!options.paths.empty())
-        teller.Finish();
+    teller.Finish();
     return result;
 }
 

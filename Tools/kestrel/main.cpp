@@ -156,17 +156,27 @@ private:
 
     void AddTypes() {
         CLI::App * const type = Add("type", "Show what files are", Tool::ShowTypes);
-        type->add_flag("-w,--why", options.why, "With the evidence of each stage");
-        type->add_flag("-m,--mime", options.mime, "The MIME name alone");
-        type->add_flag("-j,--json", options.json, "As JSON: a list with an object for each file");
-        type->add_flag("-r,--recursive", options.recursive, "The files in folders, too");
+        CLI::Option * const whole =
+            type->add_flag("--types", options.types, "List the catalogue as a tree of groups");
+        type->add_flag("-w,--why", options.why, "With the evidence of each stage")->excludes(whole);
+        type->add_flag("-m,--mime", options.mime, "The MIME name alone")->excludes(whole);
+        type->add_flag("-j,--json", options.json, "As JSON: a list with an object for each file")
+            ->excludes(whole);
+        type->add_flag("-r,--recursive", options.recursive, "The files in folders, too")
+            ->excludes(whole);
         type->add_flag("-L,--follow", options.follow, "With -r, go into what links lead to");
-        type->add_flag("--types", options.types, "List the catalogue as a tree of groups");
-        type->add_flag("--builtin", options.builtIn, "Know the built-in types alone");
+        CLI::Option * const builtIn =
+            type->add_flag("--builtin", options.builtIn, "Know the built-in types alone");
         type->add_option("--catalogue", options.catalogue,
                          "Know the shared MIME catalogue of that folder")
+            ->excludes(builtIn)
             ->type_name("FOLDER");
-        type->add_option("FILE", options.paths, "Files, and folders with -r");
+        type->add_option("FILE", options.paths, "Files, and folders with -r")->excludes(whole);
+        type->callback([this] {
+            if (!options.types && options.paths.empty())
+                throw CLI::RequiredError("FILE or --types");
+            chosen = Tool::ShowTypes;
+        });
     }
 
     void AddEntries() {
