@@ -230,8 +230,9 @@ TEST(Identification, FollowsTheStages) {
     for (std::string const extension : extensions)
         for (unsigned int code = 0; code < 3; ++code)
             for (std::string const content : {"", "x", "yz", "xyz"})
-                files.files[std::to_string(code) + "-" + content +
-                            (extension.empty() ? "" : "." + extension)] = {code, content};
+                files.Add(std::to_string(code) + "-" + content +
+                              (extension.empty() ? "" : "." + extension),
+                          code, content);
     for (unsigned int seed = 1; seed <= 10; ++seed) {
         SCOPED_TRACE(seed);
         std::mt19937 random(seed);
@@ -261,13 +262,12 @@ TEST(Identification, FollowsTheStages) {
             model.Add(type);
         }
         ASSERT_EQ(TablePeek::Check(), "");
-        for (auto const & [name, file] : files.files) {
-            std::size_t const point = name.find('.');
-            Model::Asked asked{point == std::string::npos ? "" : name.substr(point + 1), file.code,
-                               file.bytes, static_cast<int>(random() % groups.size()), -1};
-            SCOPED_TRACE(name);
+        for (auto const & file : files.tree.GetRoot().children) {
+            Model::Asked asked{file->name.GetExtension().ToCStr().GetText(), file->typeCode,
+                               file->content, static_cast<int>(random() % groups.size()), -1};
+            SCOPED_TRACE(file->name.ToString().ToCStr().GetText());
             GroupID const scope = groups[static_cast<unsigned int>(asked.group)];
-            IO::Location const location = files / name;
+            IO::Location const location = files / file->name;
             Model::Type const & meant = model.types[random() % model.types.size()];
             int const group = random() % 4 == 0 && meant.group > 0 ? meant.group : -1;
             GeneralID const target =
@@ -322,11 +322,11 @@ TEST(Identification, FillsTheInfoOfATypeThatTheNameSettles) {
     Manager manager("m");
     LoadFTMDefaults(&manager);
     Tests::CodedFS files;
-    files.files["a.bmp"] = {0, "BM"};
-    files.files["b.bmp"] = {0, "no"};
-    files.files["c.bmp"].refusesOpen = true;
-    files.files["picture"] = {0x50494354, "BM"};
-    files.files["drawing"] = {0x50494354, "??"};
+    files.Add("a.bmp", 0, "BM");
+    files.Add("b.bmp", 0, "no");
+    files.Add("c.bmp", 0, "").refusesOpen = true;
+    files.Add("picture", 0x50494354, "BM");
+    files.Add("drawing", 0x50494354, "??");
     Tests::LogCapture log;
     for (auto const & [name, expected, depth] : {std::tuple("a.bmp", GeneralID(BMPFileType), 16),
                                                  {"b.bmp", GeneralID(BMPFileType), 0},
@@ -370,23 +370,24 @@ TEST(Identification, AFailingFileIsTheNegativeAnswer) {
     TypeID const one = manager.AddType(Typed("q", 0, Holds<'x'>), RootGroup);
     manager.AddType(Typed("q", 0, Holds<'y'>), RootGroup);
     Tests::CodedFS files;
-    files.files["good.q"] = {0, "x"};
-    for (bool Tests::CodedFS::Content::*refuses :
-         {&Tests::CodedFS::Content::refusesOpen, &Tests::CodedFS::Content::refusesSeek,
-          &Tests::CodedFS::Content::refusesClose}) {
-        // Longer than what is read ahead, so that winding back asks the entry.
-        Tests::CodedFS::Content content{0, std::string(10001, ' ')};
-        content.bytes.back() = 'x';
-        content.*refuses = true;
-        files.files["bad.q"] = content;
+    files.Add("good.q", 0, "x");
+    for (bool Tests::MemoryNode::*refuses :
+         {&Tests::MemoryNode::refusesOpen, &Tests::MemoryNode::refusesSeek,
+          &Tests::MemoryNode::refusesClose}) {
         Tests::LogCapture log;
         IO::Location const bad = files / "bad.q";
+        // Longer than what is read ahead, so that winding back asks the entry.
+        std::string content(10000, ' ');
+        content += 'x';
+        Tests::MemoryNode & node = files.Add("bad.q", 0, content);
+        node.*refuses = true;
         TypeID list[2] = {one, one};
         EXPECT_EQ(Manager::Identify(bad, RootGroup, nullptr), UnknownType);
         EXPECT_EQ(Manager::Identify(bad, list, 2, RootGroup, nullptr), 0u);
         EXPECT_EQ(list[1], UnknownType);
         EXPECT_FALSE(Manager::Match(bad, one, RootGroup));
         EXPECT_FALSE(Manager::ExactMatch(bad, one, RootGroup));
+        node.*refuses = false;
     }
     EXPECT_EQ(Manager::Identify(files / "good.q", RootGroup, nullptr), one);
 }
@@ -395,7 +396,7 @@ TEST(Identification, AContentTestMayChangeTheCatalogue) {
     Manager manager("m");
     auto * const guest = new Manager("guest");
     Tests::CodedFS files;
-    files.files["f.q"] = {0, "x"};
+    files.Add("f.q", 0, "x");
     TypeID const last = manager.AddType(Typed("q", 0, Holds<'x'>), RootGroup);
     TypeID const calling = guest->AddType(Typed("q", 0, CallsBack), RootGroup);
     TypeID const first = manager.AddType(Typed("q", 0, Holds<'y'>), RootGroup);
@@ -417,7 +418,7 @@ TEST(Identification, AContentTestMayChangeTheCatalogue) {
 TEST(Identification, WhatAContentTestThrowsComesThrough) {
     Manager manager("m");
     Tests::CodedFS files;
-    files.files["f.q"] = {0, "x"};
+    files.Add("f.q", 0, "x");
     TypeID const good = manager.AddType(Typed("q", 0, Holds<'x'>), RootGroup);
     manager.AddType(Typed("q", 0, CallsBack), RootGroup);
     inTheTest = [](Mu::IChannel &) -> bool { throw std::runtime_error("from the test"); };
@@ -433,7 +434,7 @@ TEST(Identification, WhatAContentTestThrowsComesThrough) {
 TEST(Identification, OthersWaitForALongContentTest) {
     Manager manager("m");
     Tests::CodedFS files;
-    files.files["f.q"] = {0, "x"};
+    files.Add("f.q", 0, "x");
     manager.AddType(Typed("q", 0, Holds<'x'>), RootGroup);
     manager.AddType(Typed("q", 0, CallsBack), RootGroup);
     std::atomic<bool> isOver{false};

@@ -58,7 +58,7 @@ public:
     BaseFileSystem * GetOwnerFileSystem() override { return &owner; }
 
     OpenStatus Open(OpenMode newMode) override {
-        if (newMode > OpenMode::WriteAnewShared || isOpen)
+        if (newMode > OpenMode::WriteAnewShared || isOpen || node->refusesOpen)
             return OpenStatus::Other;
         bool const writes = (SharingOf(newMode).access & 2) != 0;
         if (tree.refusesAccess || !CanShare(*node, newMode) ||
@@ -98,7 +98,7 @@ public:
     }
     SeekStatus Seek(SeekOrigin origin, long long offset,
                     unsigned long long * newPosition) override {
-        if (!isOpen || origin > SeekOrigin::End)
+        if (!isOpen || origin > SeekOrigin::End || node->refusesSeek)
             return SeekStatus::Other;
         long long const length = static_cast<long long>(node->content.size());
         long long const bases[] = {0, static_cast<long long>(position), length};
@@ -115,7 +115,7 @@ public:
             return CloseStatus::Other;
         node->opens.erase(std::find(node->opens.begin(), node->opens.end(), mode));
         isOpen = false;
-        return CloseStatus::Done;
+        return node->refusesClose ? CloseStatus::Other : CloseStatus::Done;
     }
     LengthStatus SetDataLength(unsigned long long length) override {
         if (tree.isReadOnly || node->isProtected || (!isOpen && !CanShare(*node, OpenMode::Write)))
@@ -131,9 +131,13 @@ public:
         *length = node->content.size();
         return LengthStatus::Done;
     }
-    TypeStatus SetTypeInfo(unsigned int, unsigned int) override { return TypeStatus::Done; }
+    TypeStatus SetTypeInfo(unsigned int type, unsigned int) override {
+        node->typeCode = type;
+        return TypeStatus::Done;
+    }
     TypeStatus GetTypeInfo(unsigned int * type, unsigned int * creator) override {
-        *type = *creator = 0;
+        *type = node->typeCode;
+        *creator = 0;
         return TypeStatus::Done;
     }
     AttributeStatus IsWriteProtected(bool * isProtected) override {

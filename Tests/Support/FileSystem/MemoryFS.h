@@ -22,7 +22,11 @@ struct MemoryNode {
     IO::Location linkTarget;
     int creationTime = 1000000000;
     int modificationTime = 1000000000;
+    unsigned int typeCode = 0;
     bool isProtected = false;
+    bool refusesOpen = false; // of this one alone; see MemoryTree
+    bool refusesSeek = false;
+    bool refusesClose = false;
     std::vector<IO::FileEntry::OpenMode> opens; // by entries that have it open right now
     std::vector<std::shared_ptr<MemoryNode>> children;
 
