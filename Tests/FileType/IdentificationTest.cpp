@@ -479,41 +479,30 @@ TEST(Identification, GoesOnWhileOthersChangeTheCatalogue) {
     EXPECT_EQ(TablePeek::Check(), "");
 }
 
-namespace {
-
 // Every stage once; an answer is right, or the negative one when something failed.
-void AskEveryStage(Tests::TempFolder const & folder, Manager & manager, TypeID one, TypeID other,
-                   bool failed) {
-    IO::Location root(folder.GetPortable().c_str());
-    if (root.GetStatus() != Mu::NoError)
-        return;
-    auto const at = [&](char const * name) { return IO::Location(root, IO::Name(name)); };
-    int info = 0;
-    GeneralID const byContents = Manager::Identify(at("x.q"), RootGroup, nullptr);
-    EXPECT_TRUE(byContents == one || (failed && byContents == UnknownType));
-    GeneralID const byName = manager.IdentifyOwn(at("x.unique"), RootGroup, &info);
-    EXPECT_TRUE(byName == other || (failed && byName == UnknownType));
-    TypeID list[2];
-    unsigned int const count = Manager::Identify(at("none.q"), list, 2, RootGroup, nullptr);
-    EXPECT_TRUE((count == 2 && list[0] == other && list[1] == one) || (failed && count == 0));
-    bool const isOne = Manager::ExactMatch(at("x.q"), one, RootGroup);
-    EXPECT_TRUE(isOne || failed);
-    EXPECT_FALSE(Manager::Match(at("x.q"), other, RootGroup));
-}
-
-} // namespace
-
 TEST(Identification, MeetsEveryFault) {
     Tests::TempFolder folder;
-    folder.Write("x.q", "x");
-    folder.Write("none.q", "-");
-    folder.Write("x.unique", "y");
+    for (auto const & [name, content] : {std::pair("x.q", "x"), {"none.q", "-"}, {"x.unique", "y"}})
+        folder.Write(name, content);
     Manager manager("m");
     TypeID const one = manager.AddType(Typed("q", 0, Holds<'x'>), RootGroup);
     TypeID const other = manager.AddType(Typed("q;unique", 0, Holds<'y'>), RootGroup);
     auto const scenario = [&](bool failed) {
         Tests::LogCapture log;
-        AskEveryStage(folder, manager, one, other, failed);
+        IO::Location root(folder.GetPortable().c_str());
+        if (root.GetStatus() != Mu::NoError)
+            return;
+        auto const at = [&](char const * name) { return IO::Location(root, IO::Name(name)); };
+        int info = 0;
+        GeneralID const byContents = Manager::Identify(at("x.q"), RootGroup, nullptr);
+        EXPECT_TRUE(byContents == one || (failed && byContents == UnknownType));
+        GeneralID const byName = manager.IdentifyOwn(at("x.unique"), RootGroup, &info);
+        EXPECT_TRUE(byName == other || (failed && byName == UnknownType));
+        TypeID list[2];
+        unsigned int const count = Manager::Identify(at("none.q"), list, 2, RootGroup, nullptr);
+        EXPECT_TRUE((count == 2 && list[0] == other && list[1] == one) || (failed && count == 0));
+        EXPECT_TRUE(Manager::ExactMatch(at("x.q"), one, RootGroup) || failed);
+        EXPECT_FALSE(Manager::Match(at("x.q"), other, RootGroup));
     };
     SweepAllocations(scenario);
     Tests::SweepFileCallsBriefly(scenario);
