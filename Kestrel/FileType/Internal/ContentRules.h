@@ -28,7 +28,7 @@ public:
 
     /// What a test may look at and compare at most, so that no catalogue can keep a thread busy.
     static constexpr unsigned int MostExtent = 1 << 16;
-    static constexpr unsigned long long MostComparisons = 1 << 22;
+    static constexpr unsigned long long MostComparisons = 1 << 20;
 
     /// Appends the rule, whose value is not empty and whose level is at most one above that of the
     /// rule before. False: the test would look too far or for too long, and the rule is not added.
