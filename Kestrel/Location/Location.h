@@ -35,11 +35,12 @@ class RelativeLocation;
 /// Memory:  two indices into the address tree; a copy takes none unless the strings of a URL do.
 /// Threads: one at a time, for const operations too: IsLegal keeps its answer. Copies share nothing
 ///          but the tree.
-/// Failure: statuses. Mu::OutOfMemoryException comes from copying, assigning, Clone, ToLogText, Print,
-///          PrintDebug and the setters of a string, and from a comparison where a NameComparer is
-///          registered that throws it. Checked operations test in this order: a null argument is Error; an invalid address is
-///          ErrMemoryFull; a status is answered as it is; an index behind the end, or the last name
-///          of nothing, is Error. Their out-parameters are left alone on failure.
+/// Failure: statuses. Mu::OutOfMemoryException comes from copying, assigning, Clone, ToLogText,
+///          Print, PrintDebug and the setters of a string, and from a comparison where a
+///          NameComparer is registered that throws it. Checked operations test in this order: a null
+///          argument is Error; an invalid address is ErrMemoryFull; a status is returned as it is;
+///          an index behind the end, or the last name of nothing, is Error. Their out-parameters are
+///          left alone on failure.
 class KESTREL_API Location : public Mu::Object {
 public:
     /// How `network` is to be read. The numbers are fixed.
@@ -112,7 +113,8 @@ public:
     void SetPort(unsigned short number);
     NetworkModel GetNetworkModel() const { return networkModel; }
 
-    // The checked operations on the names of the machine, most significant first: com, example, www.
+    // The checked operations on the names of the machine, most significant first: com, example,
+    // www.
     MuErrCode AppendToNetwork(Name const & name);
     MuErrCode GetNetworkName(unsigned int index, Name * name) const;
     MuErrCode SetNetworkName(unsigned int index, Name const & name);
@@ -126,8 +128,8 @@ public:
 
     // And on the names of the path.
     MuErrCode AppendToLocal(Name const & name);
-    /// Leading "." and ".." are followed, in any mix; later ones are plain names. Error, and nothing
-    /// changed, when there are more ".." than names.
+    /// Leading "." and ".." are followed, in any mix; later ones are plain names. Error, and
+    /// nothing changed, when there are more ".." than names.
     MuErrCode AppendToLocal(RelativeLocation const & relative);
     MuErrCode GetLocalName(unsigned int index, Name * name) const;
     MuErrCode SetLocalName(unsigned int index, Name const & name);
@@ -186,8 +188,10 @@ public:
     /// The same with three results: NoError, ErrIllegalLocation, or ErrMemoryFull where the names
     /// could not be read. The last one is not kept.
     [[nodiscard]] MuErrCode CheckLegality() const;
-    /// Whether every known platform takes it.
+    /// Whether every known platform takes it. False too when memory was short.
     bool IsMultiplatform() const;
+    /// The same with three results, as CheckLegality.
+    [[nodiscard]] MuErrCode CheckMultiplatform() const;
 
     /// The path as a line on the debug output.
     void PrintDebug() const;

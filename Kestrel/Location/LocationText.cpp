@@ -124,11 +124,17 @@ MuErrCode Location::CheckLegality() const {
 }
 
 bool Location::IsMultiplatform() const {
-    return GetStatus() == NoError && IsSure([this] {
-               return AllValidators([this](LocationValidator const & validator) {
-                   return validator.IsLegal(*this);
-               });
-           });
+    return CheckMultiplatform() == NoError;
+}
+
+MuErrCode Location::CheckMultiplatform() const {
+    if (MuErrCode const found = GetStatus(); found != NoError)
+        return found;
+    return WithoutException([this] {
+        bool const isLegal = AllValidators(
+            [this](LocationValidator const & validator) { return validator.IsLegal(*this); });
+        return isLegal ? NoError : ErrIllegalLocation;
+    });
 }
 
 void Location::Print(Mu::OChannel & channel) const {

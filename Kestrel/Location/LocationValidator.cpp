@@ -116,9 +116,12 @@ LocationValidator const * LocationValidator::Find(Mu::PlatformSign sign) {
 
 bool LocationValidator::IsLegal(RelativeLocation const & location) const {
     Name name;
-    for (unsigned int i = 0, count = location.GetLength(); i < count; ++i)
-        if (location.GetName(i, &name) != NoError || !IsLegal(name))
+    for (unsigned int i = 0, count = location.GetLength(); i < count; ++i) {
+        if (location.GetName(i, &name) != NoError)
+            Mu::ThrowOutOfMemory(); // "illegal" would be no true answer
+        if (!IsLegal(name))
             return false;
+    }
     return true;
 }
 

@@ -21,7 +21,7 @@ public:
     /// Whether the names of the location will do. This one asks IsLegal for each.
     virtual bool IsLegalContent(Location const & location) const;
     virtual ~LocationValidator();
-    /// Whether each name is legal.
+    /// Whether each name is legal. Throws Mu::OutOfMemoryException where a name cannot be read.
     virtual bool IsLegal(RelativeLocation const & location) const;
     /// Whether model, scheme and user fit each other, and IsLegalContent.
     virtual bool IsLegal(Location const & location) const;

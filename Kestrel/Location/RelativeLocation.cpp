@@ -13,7 +13,22 @@
 #include <Kestrel/Root/LogLine.h>
 #include <Kestrel/Root/OChannel.h>
 
+#include <iterator>
+
 namespace IO {
+
+namespace {
+
+bool IsRelative(std::u16string_view rest) {
+    std::size_t colon = rest.find(u':');
+    if (colon != rest.npos && IsURLWord(rest.substr(0, colon), u"url")) {
+        rest.remove_prefix(colon + 1);
+        colon = rest.find(u':');
+    }
+    return colon != rest.npos && IsURLWord(rest.substr(0, colon), u"rel");
+}
+
+} // namespace
 
 RelativeLocation::RelativeLocation(Name const & name) {
     if (!Mu::IsNull(name))
@@ -149,18 +164,19 @@ bool RelativeLocation::IsRelativeURL(Mu::UniString const & text) {
     return !Mu::IsNull(text) && IsURL(text);
 }
 
+// The first bytes decide, and ASCII is the same in every code. So the text is not converted, which
+// would take memory.
 bool RelativeLocation::IsRelativeURL(char const * text) {
-    return text != nullptr && IsSure([text] { return IsURL(Mu::UniString(text)); });
+    char16_t units[sizeof("url:rel:") - 1];
+    std::size_t count = 0;
+    if (text != nullptr)
+        for (; count < std::size(units) && text[count] != 0; ++count)
+            units[count] = static_cast<unsigned char>(text[count]);
+    return IsRelative({units, count});
 }
 
 bool RelativeLocation::IsURL(Mu::UniString const & text) {
-    std::u16string_view rest = text;
-    std::size_t colon = rest.find(u':');
-    if (colon != rest.npos && IsURLWord(rest.substr(0, colon), u"url")) {
-        rest.remove_prefix(colon + 1);
-        colon = rest.find(u':');
-    }
-    return colon != rest.npos && IsURLWord(rest.substr(0, colon), u"rel");
+    return IsRelative(text);
 }
 
 MuErrCode RelativeLocation::ToURL(Mu::UniString * url) const {
@@ -200,21 +216,32 @@ bool RelativeLocation::IsAncestorOf(RelativeLocation const & other) const {
 }
 
 bool RelativeLocation::IsLegal() const {
-    if (address.GetStatus() != NoError ||
-        (status != NoError && status != ErrIllegalRelativeLocation))
-        return false;
-    return IsSure([this] {
+    return CheckLegality() == NoError;
+}
+
+MuErrCode RelativeLocation::CheckLegality() const {
+    if (MuErrCode const found = GetStatus();
+        found != NoError && found != ErrIllegalRelativeLocation)
+        return found;
+    return WithoutException([this] {
         LocationValidator const * const validator = GetValidator(RunningPlatform);
-        return validator != nullptr && validator->IsLegal(*this);
+        return validator != nullptr && validator->IsLegal(*this) ? NoError
+                                                                 : ErrIllegalRelativeLocation;
     });
 }
 
 bool RelativeLocation::IsMultiplatform() const {
-    return GetStatus() == NoError && IsSure([this] {
-               return AllValidators([this](LocationValidator const & validator) {
-                   return validator.IsLegal(*this);
-               });
-           });
+    return CheckMultiplatform() == NoError;
+}
+
+MuErrCode RelativeLocation::CheckMultiplatform() const {
+    if (MuErrCode const found = GetStatus(); found != NoError)
+        return found;
+    return WithoutException([this] {
+        bool const isLegal = AllValidators(
+            [this](LocationValidator const & validator) { return validator.IsLegal(*this); });
+        return isLegal ? NoError : ErrIllegalRelativeLocation;
+    });
 }
 
 unsigned int RelativeLocation::GenerateHashValue() const {

@@ -96,10 +96,16 @@ public:
     bool IsAncestorOf(RelativeLocation const & other) const;
 
     /// Asks the validator of this platform. An object whose text could not be understood is asked
-    /// about too, as one without names.
+    /// about too, as one without names. False too when memory was short; CheckLegality tells that
+    /// apart.
     bool IsLegal() const;
-    /// Whether every known platform takes all the names.
+    /// The same with three results: NoError, ErrIllegalRelativeLocation, or ErrMemoryFull where the
+    /// names could not be read. A status that cannot be asked about is returned as it is.
+    [[nodiscard]] MuErrCode CheckLegality() const;
+    /// Whether every known platform takes all the names. False too when memory was short.
     bool IsMultiplatform() const;
+    /// The same with three results, as CheckLegality.
+    [[nodiscard]] MuErrCode CheckMultiplatform() const;
     unsigned int GenerateHashValue() const;
 
 private:

@@ -1,6 +1,5 @@
 #include <Kestrel/Root/Preferences.h>
 
-#include <Kestrel/Root/Exceptions.h>
 #include <Kestrel/Root/Internal/CoreGuard.h>
 #include <Kestrel/Root/Internal/PreferenceText.h>
 #include <Kestrel/Root/Memory.h>
@@ -90,11 +89,7 @@ public:
                  Mu::String * value) const override {
         Mu::PreferencePlace const place = Mu::FindPreference(text.Get(), View(key), View(name));
         std::string_view const found = place.found ? place.value : View(defaultValue);
-        try {
-            value->Assign(found.data(), static_cast<unsigned int>(found.size()));
-        } catch (Mu::OutOfMemoryException const &) {
-            return false;
-        }
+        value->Assign(found.data(), static_cast<unsigned int>(found.size()));
         return place.found;
     }
 

@@ -32,7 +32,8 @@ enum RootKeyDomain : int {
 /// Threads: one at a time, but each thread may open a root key of its own: what all of them set is
 ///          in the file. Several processes that write at once: the last one wins. The file is whole
 ///          at any time, also when the power fails.
-/// Failure: statuses, never exceptions. Reading never fails in another way than "not there".
+/// Failure: statuses; reading never fails in another way than "not there". Mu::OutOfMemoryException
+///          comes from GetText alone, since a default would be taken for what the user set.
 class KESTREL_API IRoot {
 public:
     virtual ~IRoot() = default;
@@ -42,7 +43,7 @@ public:
     virtual bool GetUInt(char const * key, char const * name, unsigned int defaultValue,
                          unsigned int * value) const = 0;
     /// True: the value is there. The text is UTF-8, without the blanks round it. Otherwise `*value`
-    /// gets the default; without memory it stays as it is.
+    /// gets the default. Throws Mu::OutOfMemoryException, and `*value` stays as it is.
     virtual bool GetText(char const * key, char const * name, char const * defaultValue,
                          Mu::String * value) const = 0;
 

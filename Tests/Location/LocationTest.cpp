@@ -4,6 +4,7 @@
 #include <Kestrel/Channel/MemoryOChannel.h>
 #include <Kestrel/Location/Internal/LocalRoot.h>
 #include <Kestrel/Location/NameEnumerator.h>
+#include <Kestrel/Location/RelativeLocation.h>
 
 #include "Tests/Support/FaultSweep.h"
 #include "Tests/Support/Location/Locations.h"
@@ -419,6 +420,8 @@ TEST(Location, HasTheRightAnswerOrSaysThatItHasNone) {
     Location const parent = Tests::MakeLocation({"localhost"}, {"C:", longName});
     Location const child(parent, IO::Name((longName + " too").c_str()));
     MuErrCode const expected = Location(child).CheckLegality();
+    MuErrCode const onAll = child.CheckMultiplatform();
+    IO::Name const name(longName.c_str());
     SweepAllocations([&](bool failed) {
         EXPECT_TRUE(parent.IsLocal());
         EXPECT_TRUE(parent.IsAncestorOf(child));
@@ -426,6 +429,13 @@ TEST(Location, HasTheRightAnswerOrSaysThatItHasNone) {
         Location const asked(child);
         MuErrCode const legality = asked.CheckLegality();
         EXPECT_TRUE(legality == expected || (failed && legality == IO::ErrMemoryFull));
+        MuErrCode const everywhere = asked.CheckMultiplatform();
+        EXPECT_TRUE(everywhere == onAll || (failed && everywhere == IO::ErrMemoryFull));
+        IO::RelativeLocation const way(name);
+        MuErrCode const wayLegality = way.CheckLegality();
+        EXPECT_TRUE(wayLegality == IO::NoError || (failed && wayLegality == IO::ErrMemoryFull));
+        MuErrCode const wayEverywhere = way.CheckMultiplatform();
+        EXPECT_TRUE(wayEverywhere == IO::NoError || (failed && wayEverywhere == IO::ErrMemoryFull));
         IO::MemoryOChannel out;
         MuErrCode const written = child.Write(out);
         EXPECT_TRUE(written == IO::NoError || failed);

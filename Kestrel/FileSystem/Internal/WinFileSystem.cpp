@@ -2,8 +2,6 @@
 
 #include <Kestrel/FileSystem/Internal/Drives.h>
 #include <Kestrel/FileSystem/Internal/SpecialLocations.h>
-#include <Kestrel/Location/Internal/ValidatorTable.h>
-#include <Kestrel/Location/LocationValidator.h>
 #include <Kestrel/Root/Memory.h>
 
 namespace IO {
@@ -17,32 +15,24 @@ struct MountPointCall {
     void * data;
 };
 
+// A shortage must not pass for a file that is not there.
+bool IsDone(MuErrCode status) {
+    if (status == ErrMemoryFull)
+        Mu::ThrowOutOfMemory();
+    return status == NoError;
+}
+
 bool ReportDrive(PathText root, void * data) {
     MountPointCall const & call = *static_cast<MountPointCall *>(data);
     Location drive;
-    MuErrCode const status = drive.Set(Mu::UniString(root));
-    if (status == ErrMemoryFull)
-        Mu::ThrowOutOfMemory();
     // A drive whose name is no location cannot be used either.
-    return status != NoError || call.callback(drive, call.data);
+    return !IsDone(drive.Set(Mu::UniString(root))) || call.callback(drive, call.data);
 }
 
 // False for a location that has no path: one that is illegal, or lies in a network that no path can
-// name. Locations say so too when memory is short; that must not pass for a file that is not there,
-// so what failed is asked again in a way that throws.
+// name.
 bool GetPath(Location const & location, Mu::UniString * path) {
-    MuErrCode const status = location.ToPath(path);
-    if (status == NoError)
-        return true;
-    if (status == ErrMemoryFull)
-        Mu::ThrowOutOfMemory();
-    if (!GetValidator(RunningPlatform)->IsLegal(location))
-        return false;
-    if (location.ToPath(path) == NoError)
-        return true;
-    if (location.IsLocal())
-        Mu::ThrowOutOfMemory();
-    return false;
+    return IsDone(location.ToPath(path));
 }
 
 } // namespace
@@ -69,10 +59,7 @@ WinFileSystem::ResolveStatus WinFileSystem::Resolve(Location * location, Mu::Uni
                                 : GetPathType(*path);
     }
     *type = look.type;
-    MuErrCode const status = location->Set(*path);
-    if (status == ErrMemoryFull)
-        Mu::ThrowOutOfMemory();
-    return status == NoError ? ResolveStatus::Done : ResolveStatus::NoTarget;
+    return IsDone(location->Set(*path)) ? ResolveStatus::Done : ResolveStatus::NoTarget;
 }
 
 ConnectStatus WinFileSystem::Look(Location * location, Mu::UniString * path, PathType * type) {
@@ -91,7 +78,8 @@ ConnectStatus WinFileSystem::Look(Location * location, Mu::UniString * path, Pat
 
 ConnectStatus WinFileSystem::Connect(Location * location, FileEntry ** entry) {
     if (location->GetStatus() == NoError && location->IsRoot())
-        return location->IsLegal() ? ConnectStatus::NotAFile : ConnectStatus::NotFound;
+        return IsDone(location->CheckLegality()) ? ConnectStatus::NotAFile
+                                                 : ConnectStatus::NotFound;
     Mu::UniString path;
     PathType type;
     ConnectStatus const status = Look(location, &path, &type);

@@ -146,7 +146,12 @@ bool WinLocationResolver::PathToLocation(Mu::UniString const & text, Location * 
 
 bool WinLocationResolver::LocationToPath(Location const & location, Mu::UniString * path) {
     path->ClearContent();
-    if (location.GetStatus() != NoError || !location.IsLegal())
+    if (location.GetStatus() != NoError)
+        return false;
+    MuErrCode const legality = location.CheckLegality();
+    if (legality == ErrMemoryFull)
+        Mu::ThrowOutOfMemory(); // which is no answer
+    if (legality != NoError)
         return false;
     path->SetCapacity(UsualCapacity);
     if (location.GetNetworkLength() != 0) {

@@ -16,14 +16,4 @@ MuErrCode WithoutException(Operation const & operation) {
     }
 }
 
-/// Asks a question of yes or no; what memory leaves unanswered is answered no.
-template <typename Question>
-bool IsSure(Question const & question) {
-    try {
-        return question();
-    } catch (Mu::OutOfMemoryException const &) {
-        return false;
-    }
-}
-
 } // namespace IO
