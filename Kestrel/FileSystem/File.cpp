@@ -8,6 +8,7 @@
 #include <Kestrel/FileSystem/Internal/Report.h>
 #include <Kestrel/Location/Internal/OSErrors.h>
 #include <Kestrel/Root/Preferences.h>
+#include <Kestrel/Root/Quietly.h>
 
 #include <atomic>
 
@@ -20,20 +21,22 @@ namespace {
 constexpr unsigned int DefaultCacheSize = 4096;
 constexpr double ReservedRatio = 0.01;
 
-unsigned int AskCacheSize() {
-    unsigned int size = 0;
+constinit std::atomic<unsigned int> knownCacheSize = 0; // 0: nobody could ask yet
+
+// Asked once a process: a File is made far more often than the preference changes. For want of
+// memory the default serves, and the next File asks again.
+unsigned int GetCacheSize() {
+    unsigned int size = knownCacheSize.load(std::memory_order_relaxed);
+    if (size != 0)
+        return size;
     MuPref::IRoot * root = MuPref::OpenRootKey(MuPref::UserDomain);
     if (root == nullptr)
-        return 0;
+        return DefaultCacheSize;
     root->GetUInt("Kestrel", "FileCacheSize", 0, &size);
     MuPref::CloseRootKey(&root);
+    size = size == 0 ? DefaultCacheSize : size;
+    knownCacheSize.store(size, std::memory_order_relaxed);
     return size;
-}
-
-// Asked once a process: a File is made far more often than the preference changes.
-unsigned int GetCacheSize() {
-    static unsigned int const asked = AskCacheSize();
-    return asked == 0 ? DefaultCacheSize : asked;
 }
 
 void LogConnection(MuErrCode status, Location const & location, bool quiet) {
@@ -96,15 +99,16 @@ MuErrCode File::New(File ** file, Folder & folder, Name const & name, OnNotFound
 
 File::~File() {
     if (status == NoError && fileStatus == FileStatus::Open)
-        Close();
+        Mu::Quietly([this] { (void)Close(); });
     if (entry != nullptr)
-        fileSystem.Disconnect(entry);
+        Mu::Quietly([this] { fileSystem.Disconnect(entry); });
 }
 
 void File::ConnectOrCreate(OnNotFound onNotFound, Folder * folder) {
     status = Connect();
     if (status == ErrFileNotFound && onNotFound == OnNotFound::Create) {
         status = ErrFileCreationFailed;
+        ClearOSErrors(); // that there was none is no failure now
         if (CreateIn(folder) == NoError)
             status = Connect();
     }

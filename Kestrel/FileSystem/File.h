@@ -39,7 +39,9 @@ class Folder;
 ///          ErrMemoryFull instead.
 /// Threads: one at a time. Two Files on one file are independent of each other.
 /// Failure: statuses. What the constructor met stands in GetStatus, and every operation of a File
-///          that is not connected answers it. A failure writes one log line in the domain "IO".
+///          that is not connected answers it. A failure writes one log line in the domain "IO". An
+///          interrupted thread leaves the wait between two tries with Mu::InterruptedIOException:
+///          out of Open, IsReadable and IsWriteable, never out of the destructor.
 class KESTREL_API File : public Mu::IChannel,
                          public Mu::OChannel,
                          private InputBuffer::BinInput,
@@ -78,9 +80,11 @@ public:
 
     // These make a File on the heap, the caller's to delete. Null output or argument: Error. On any
     // failure `*file` is null and the result is what GetStatus would have been, or ErrMemoryFull.
-    static MuErrCode New(File ** file, Location const & location, OnNotFound onNotFound);
-    static MuErrCode New(File ** file, Folder const & folder, Name const & name);
-    static MuErrCode New(File ** file, Folder & folder, Name const & name, OnNotFound onNotFound);
+    [[nodiscard]] static MuErrCode New(File ** file, Location const & location,
+                                       OnNotFound onNotFound);
+    [[nodiscard]] static MuErrCode New(File ** file, Folder const & folder, Name const & name);
+    [[nodiscard]] static MuErrCode New(File ** file, Folder & folder, Name const & name,
+                                       OnNotFound onNotFound);
 
     /// Closes an open file, and with it writes what is buffered; call Close to learn its status.
     ~File() override;
@@ -110,8 +114,8 @@ public:
     /// before as `treatment` says. ErrNoMoreFileHandle: the process has too many files open.
     /// Error: an unknown mode, or anything else. A thread that is interrupted leaves the wait
     /// between two tries with Mu::InterruptedIOException; the file is closed then.
-    virtual MuErrCode Open(OpenMode mode,
-                           AccessDeniedTreatment treatment = AccessDeniedTreatment::RetryPrivate);
+    [[nodiscard]] virtual MuErrCode
+    Open(OpenMode mode, AccessDeniedTreatment treatment = AccessDeniedTreatment::RetryPrivate);
     virtual bool IsOpen() const;
     /// Whether a closed file could be opened in this mode right now, by trying it once.
     virtual bool IsOpenable(OpenMode mode);
@@ -124,19 +128,19 @@ public:
     // or while a mark is alive. What is buffered for writing is written first.
 
     /// Seeks by the difference to the present position, of which the low 32 bits count.
-    virtual MuErrCode SetPosition(unsigned long long position);
+    [[nodiscard]] virtual MuErrCode SetPosition(unsigned long long position);
     /// Error and 0xFFFFFFFF for a position above 32 bits.
     virtual MuErrCode GetPosition(unsigned int * position) const;
     virtual MuErrCode GetPosition(unsigned long long * position) const;
     /// ErrIllegalPosition: before the beginning or behind the end. What was read ahead counts as
     /// read then; otherwise the position stays.
-    virtual MuErrCode Seek(SeekOrigin origin, long long offset);
+    [[nodiscard]] virtual MuErrCode Seek(SeekOrigin origin, long long offset);
 
     // Properties, of an open or a closed file. ErrFileAccessDenied where the system refuses.
 
     /// Cuts the file or fills it up with zeros. An open file must be writeable, and its position
     /// becomes the new length. EOO: the device is full.
-    virtual MuErrCode SetDataLength(unsigned long long length);
+    [[nodiscard]] virtual MuErrCode SetDataLength(unsigned long long length);
     /// Error for a length above 32 bits.
     virtual MuErrCode GetDataLength(unsigned int * length) const;
     /// In bytes, with what is buffered for writing, which is written for that.
@@ -190,6 +194,7 @@ public:
     bool CheckRandomOperation() const { return seekable; }
 
 private:
+    friend class KeptFolder;
     struct Mode;
 
     MuErrCode InternalRead(char * destination, unsigned int count, unsigned int * read) override;

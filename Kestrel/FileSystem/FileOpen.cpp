@@ -103,7 +103,9 @@ bool File::IsWorthRetry(Mode const & mode, AccessDeniedTreatment treatment,
     bool isProtected = false;
     bool const wantsToWrite = mode.entryMode != FileEntry::OpenMode::Read &&
                               mode.entryMode != FileEntry::OpenMode::ReadShared;
-    if (wantsToWrite && IsWriteProtected(&isProtected) == NoError && isProtected)
+    // Asked without a line of its own: the denial is reported once.
+    if (wantsToWrite && entry->IsWriteProtected(&isProtected) == FSEntry::AttributeStatus::Done &&
+        isProtected)
         return false;
     return fileSystem.ProcessAccessDenied(location, treatment, counter) ==
            FileSystem::AccessDeniedAction::Retry;

@@ -63,8 +63,10 @@ MuErrCode FileSystem::ConnectEntry(Location * location, Entry ** entry) {
     Mu::LockGuard guard(GetFileSystemLock());
     ConnectStatus status = native->Connect(location, entry);
     if (status == ConnectStatus::NotFound || status == table.goesOn)
-        if (VirtualFileSystem * const system = FindVFS(*location))
+        if (VirtualFileSystem * const system = FindVFS(*location)) {
+            ClearOSErrors(); // it need not be on the disk
             status = system->Connect(location, entry);
+        }
     if (status != ConnectStatus::Connected)
         *entry = nullptr;
     return ToCode(table, status);

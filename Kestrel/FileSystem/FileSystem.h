@@ -28,7 +28,8 @@ class VirtualFileSystem;
 ///          held while an entry works. Private locations and the retry duration have no lock:
 ///          hosts set them up at start.
 /// Failure: codes, each failure with its log line. An argument that is null, unhealthy or, where
-///          an entry must have a parent, a root gives Error.
+///          an entry must have a parent, a root gives Error. Mu::InterruptedIOException as told for
+///          the operations of Folder that stand behind those here.
 class KESTREL_API FileSystem {
 public:
     using EntryType = IO::EntryType;
@@ -46,8 +47,8 @@ public:
     FileSystem & operator=(FileSystem const &) = delete;
 
     // What File and Folder stand on. The location may come back as the one that it leads to.
-    MuErrCode Connect(Location * location, FileEntry ** entry);
-    MuErrCode Connect(Location * location, FolderEntry ** entry);
+    [[nodiscard]] MuErrCode Connect(Location * location, FileEntry ** entry);
+    [[nodiscard]] MuErrCode Connect(Location * location, FolderEntry ** entry);
     void Disconnect(FileEntry * entry);
     void Disconnect(FolderEntry * entry);
 
@@ -58,8 +59,9 @@ public:
     /// The same from the drive or share down.
     MuErrCode CreateFolderTree(Location const & location);
     MuErrCode Rename(Location const & location, Name const & to, AccessDeniedTreatment treatment);
-    MuErrCode Move(Location const & source, Location const & target, DataSafety safety);
-    MuErrCode Copy(Location const & source, Location const & target);
+    [[nodiscard]] MuErrCode Move(Location const & source, Location const & target,
+                                 DataSafety safety);
+    [[nodiscard]] MuErrCode Copy(Location const & source, Location const & target);
     MuErrCode Delete(Location const & location, DataSafety safety, AccessDeniedTreatment treatment);
 
     /// A root is a folder, and is contained, without a look at the disk.

@@ -2,6 +2,7 @@
 
 #include <Kestrel/FileSystem/Folder.h>
 #include <Kestrel/FileSystem/Internal/Report.h>
+#include <Kestrel/Location/Internal/OSErrors.h>
 
 #include <iterator>
 
@@ -222,8 +223,10 @@ MuErrCode FileSystem::EstimateResolvedType(Location const & location, EntryType 
     if (native == nullptr)
         return Error;
     Status const status = native->EstimateResolvedType(location, type);
-    if (status == Status::Done)
+    if (status == Status::Done) {
+        ClearOSErrors();
         return NoError;
+    }
     return ReportOutcome(failures, static_cast<unsigned int>(status) - 1, {location});
 }
 
@@ -241,7 +244,9 @@ MuErrCode FileSystem::Contains(Location const & location, bool * contained) {
 
 bool FileSystem::IsOnLine(Location const & location) {
     NativeFileSystem * const native = NativeFileSystem::Get();
-    return native != nullptr && !Mu::IsNull(location) && native->IsOnLine(location);
+    bool const isOnLine = native != nullptr && !Mu::IsNull(location) && native->IsOnLine(location);
+    ClearOSErrors(); // a drive without a medium is no failure
+    return isOnLine;
 }
 
 bool FileSystem::ResolveLocation(Location const & from, Location * to) {
@@ -250,8 +255,10 @@ bool FileSystem::ResolveLocation(Location const & from, Location * to) {
     NativeFileSystem * const native = NativeFileSystem::Get();
     if (native == nullptr || Mu::IsNull(from) || to == nullptr)
         return false;
-    if (native->ResolveLocation(from, to))
+    if (native->ResolveLocation(from, to)) {
+        ClearOSErrors(); // the target need not be there
         return true;
+    }
     Report(failed, {from});
     return false;
 }
@@ -270,8 +277,10 @@ MuErrCode FileSystem::GetSpecialLocation(SpecLocId id, Location * location) {
     NativeFileSystem * const native = NativeFileSystem::Get();
     if (row >= std::size(specialLocationTexts) || location == nullptr || native == nullptr)
         return Error;
-    if (native->GetSpecialLocation(id, location))
+    if (native->GetSpecialLocation(id, location)) {
+        ClearOSErrors(); // of places that were asked before the one that is there
         return NoError;
+    }
     Report(line, {specialLocationTexts[row]});
     return Error;
 }

@@ -5,6 +5,7 @@
 #include <Kestrel/FileSystem/Internal/Make.h>
 #include <Kestrel/FileSystem/Internal/Report.h>
 #include <Kestrel/Location/Internal/OSErrors.h>
+#include <Kestrel/Root/Quietly.h>
 
 namespace IO {
 
@@ -88,13 +89,14 @@ MuErrCode Folder::New(Folder ** folder, Folder & parent, Name const & name, OnNo
 
 Folder::~Folder() {
     if (entry != nullptr)
-        fileSystem.Disconnect(entry);
+        Mu::Quietly([this] { fileSystem.Disconnect(entry); });
 }
 
 void Folder::ConnectOrCreate(OnNotFound onNotFound, Folder * parent) {
     status = Connect();
     if (status == ErrFolderNotFound && onNotFound == OnNotFound::Create) {
         status = ErrFolderCreationFailed;
+        ClearOSErrors(); // that there was none is no failure now
         // Another creator may have been faster; the folder is there all the same.
         MuErrCode const created = CreateInParent(parent);
         if (created == NoError || created == ErrTargetExists)

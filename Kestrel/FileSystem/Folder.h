@@ -30,7 +30,10 @@ class FolderEntry;
 /// Threads: one at a time. Retries sleep in the calling thread.
 /// Failure: statuses. What the constructor met stands in GetStatus, and every operation of a folder
 ///          that is not connected answers it. A failure writes one log line in the domain "IO", a
-///          change that succeeded an info line.
+///          change that succeeded an info line. An interrupted thread leaves the wait between two
+///          tries with Mu::InterruptedIOException: out of the operations that take an
+///          AccessDeniedTreatment, where the entries stand as the last step left them, and out of
+///          Copy and Move between file systems, which take a half-made copy away first.
 class KESTREL_API Folder : public Mu::Allocated {
 public:
     enum class OnNotFound { Report = 0, Create = 1, FailQuietly = 2 };
@@ -69,10 +72,11 @@ public:
     // These make a Folder on the heap, the caller's to delete. Null output or argument: Error. On
     // any failure `*folder` is null and the result is what GetStatus would have been, or
     // ErrMemoryFull.
-    static MuErrCode New(Folder ** folder, Location const & location, OnNotFound onNotFound);
-    static MuErrCode New(Folder ** folder, Folder const & parent, Name const & name);
-    static MuErrCode New(Folder ** folder, Folder & parent, Name const & name,
-                         OnNotFound onNotFound);
+    [[nodiscard]] static MuErrCode New(Folder ** folder, Location const & location,
+                                       OnNotFound onNotFound);
+    [[nodiscard]] static MuErrCode New(Folder ** folder, Folder const & parent, Name const & name);
+    [[nodiscard]] static MuErrCode New(Folder ** folder, Folder & parent, Name const & name,
+                                       OnNotFound onNotFound);
 
     virtual ~Folder();
 
@@ -101,7 +105,8 @@ public:
     /// the copy has been written, so that the end of the process never takes the only one; an
     /// unfinished copy is then left beside the source. The copy is not flushed: for what must
     /// outlive the system, Copy, Flush and Delete.
-    virtual MuErrCode Move(Name const & from, Folder & target, Name const & to, DataSafety safety);
+    [[nodiscard]] virtual MuErrCode Move(Name const & from, Folder & target, Name const & to,
+                                         DataSafety safety);
     /// Swaps the names of two entries, by three steps: `a` goes aside under an unused name
     /// "GeneratedName_" and ten digits, `b` becomes `a`, and that becomes `b`. Both are there at
     /// any moment, but between the steps one of the two names is not.
@@ -114,9 +119,9 @@ public:
     // copy to another one, open the copy as a File and Flush, and then Rename it. The const form
     // refuses a target of the same location with Error.
 
-    virtual MuErrCode Copy(Name const & from, Folder & target, Name const & to) const;
-    virtual MuErrCode Copy(Name const & from, Folder & target, Name const & to);
-    virtual MuErrCode Copy(Name const & from, Name const & to);
+    [[nodiscard]] virtual MuErrCode Copy(Name const & from, Folder & target, Name const & to) const;
+    [[nodiscard]] virtual MuErrCode Copy(Name const & from, Folder & target, Name const & to);
+    [[nodiscard]] virtual MuErrCode Copy(Name const & from, Name const & to);
 
     /// A folder goes with all that is in it, entry by entry. ErrEntryNotFound comes with a warning
     /// line.
@@ -185,6 +190,7 @@ public:
 private:
     friend class File;
     friend class FoundFile;
+    friend class KeptFolder;
     friend KESTREL_API void Append(Mu::FastLogger::LogComposer & composer, Folder const & folder);
 
     MuErrCode Connect();

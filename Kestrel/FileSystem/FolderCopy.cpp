@@ -1,8 +1,10 @@
 #include <Kestrel/FileSystem/File.h>
 #include <Kestrel/FileSystem/Folder.h>
 #include <Kestrel/FileSystem/FolderEntry.h>
+#include <Kestrel/FileSystem/Internal/KeptFolder.h>
 #include <Kestrel/FileSystem/Internal/Report.h>
-#include <Kestrel/Root/Exceptions.h>
+#include <Kestrel/Root/Memory.h>
+#include <Kestrel/Root/Quietly.h>
 
 namespace IO {
 
@@ -41,9 +43,13 @@ MuErrCode CopyFileWithReadWrite(Folder const & source, Name const & from, Folder
                                 Name const & to) {
     constexpr auto retry = AccessDeniedTreatment::RetryPrivate;
     File in(source, from);
+    if (!KeptFolder::Lend(source, from, in))
+        return Error;
     if (MuErrCode const opened = in.Open(File::OpenMode::ReadOnly, retry); opened != NoError)
         return ToCopyCode(opened);
     File out(target, to, File::OnNotFound::Create);
+    if (!KeptFolder::Lend(target, to, out))
+        return Error;
     if (MuErrCode const opened = out.Open(File::OpenMode::WriteOnly, retry); opened != NoError)
         return ToCopyCode(opened);
     MuErrCode const pumped = Pump(in, out);
@@ -70,6 +76,9 @@ MuErrCode CopyFolderWithReadWrite(Folder const & source, Name const & from, Fold
     Folder out(target, to, Folder::OnNotFound::Create);
     if (out.GetStatus() != NoError)
         return out.GetStatus();
+    KeptFolder const kept(target, to, out);
+    if (!kept.IsThere() || !KeptFolder::Lend(source, from, in))
+        return Error;
     FolderCopyState state{out, NoError};
     MuErrCode const enumerated = in.Enumerate(CopyEntryWithReadWriteCallback, &state);
     return enumerated != NoError ? enumerated : state.failure;
@@ -101,18 +110,26 @@ public:
     void SetWhole() { isWhole = true; }
 
 private:
+    // What is left can be seen by everybody; there is no better place to say so.
     void Remove() noexcept {
-        try {
+        Mu::Quietly([this] {
             folder.Delete(name, DataSafety::KeepProtected, AccessDeniedTreatment::RetryPrivate);
-        } catch (Mu::MuException const &) {
-            // What is left can be seen by everybody; there is no better place to say so.
-        }
+        });
     }
 
     Folder & folder;
     Name const & name;
     bool isWhole = false;
 };
+
+bool LiesIn(Folder const & target, Folder const & source, Name const & from) {
+    Location place, top;
+    target.GetLocation(&place);
+    source.GetLocation(&top);
+    if (top.AppendToLocal(from) == ErrMemoryFull)
+        Mu::ThrowOutOfMemory();
+    return top == place || top.IsAncestorOf(place);
+}
 
 MuErrCode CopyBetweenFileSystems(Folder const & source, Name const & from, Folder & target,
                                  Name const & to) {
@@ -125,6 +142,13 @@ MuErrCode CopyBetweenFileSystems(Folder const & source, Name const & from, Folde
         return asked;
     if (contained)
         return ErrTargetExists;
+    // One system may be mounted in the other, so that the copy would find itself.
+    if (LiesIn(target, source, from))
+        return Error;
+    KeptFolder const keptSource(source);
+    KeptFolder const keptTarget(target);
+    if (!keptSource.IsThere() || !keptTarget.IsThere())
+        return Error;
     HalfMadeEntry made(target, to);
     MuErrCode const copied = CopyEntryWithReadWrite(source, from, target, to);
     if (copied == NoError)

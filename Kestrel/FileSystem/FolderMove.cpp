@@ -3,6 +3,7 @@
 #include <Kestrel/FileSystem/FileSystem.h>
 #include <Kestrel/FileSystem/FolderEntry.h>
 #include <Kestrel/FileSystem/Internal/AccessDenied.h>
+#include <Kestrel/FileSystem/Internal/KeptFolder.h>
 #include <Kestrel/FileSystem/Internal/Report.h>
 
 namespace IO {
@@ -207,7 +208,12 @@ MuErrCode Folder::Move(Name const & from, Folder & target, Name const & to, Data
                       from, location, to, target.location);
 }
 
+// Both folders are kept from the copying to the deletion, so that what is deleted is what was copied.
 MuErrCode Folder::MoveBetweenFileSystems(Name const & from, Folder & target, Name const & to) {
+    KeptFolder const keptSource(*this);
+    KeptFolder const keptTarget(target);
+    if (!keptSource.IsThere() || !keptTarget.IsThere())
+        return ReportMove(FolderEntry::MoveStatus::Other, from, location, to, target.location);
     if (!target.IsWriteable())
         return ReportMove(FolderEntry::MoveStatus::AccessDenied, from, location, to,
                           target.location);

@@ -212,11 +212,18 @@ MuErrCode Folder::GetFreeSpace(unsigned long long * space) const {
     return ReportFailure(failures, entry->GetFreeSpace(space), {EntryOf{location}});
 }
 
+// A no is an answer, which no line reports.
+
 bool Folder::IsReadable() const {
-    return status == NoError && entry->IsReadable();
+    bool const isReadable = status == NoError && entry->IsReadable();
+    ClearOSErrors();
+    return isReadable;
 }
+
 bool Folder::IsWriteable() const {
-    return status == NoError && entry->IsWriteable();
+    bool const isWriteable = status == NoError && entry->IsWriteable();
+    ClearOSErrors();
+    return isWriteable;
 }
 
 namespace {

@@ -201,9 +201,18 @@ bool FileLogOutput::StartNewBlock() {
     return true;
 }
 
+// Does it quietly, and keeps the first failure.
+template <typename Operation>
+void FileLogOutput::Keep(Operation const & operation) {
+    MuErrCode status = Error; // what is thrown is one, too
+    Mu::Quietly([&] { status = operation(); });
+    if (flushStatus == NoError)
+        flushStatus = status;
+}
+
 void FileLogOutput::Close() {
-    static_cast<void>(Flush()); // its failure sticks here, as that of any write
-    Mu::Quietly([this] { static_cast<void>(logFile->Close()); });
+    Keep([this] { return Flush(); });
+    Keep([this] { return logFile->Close(); });
     delete logFile;
     logFile = nullptr;
     logFileSize = 0;
@@ -212,8 +221,8 @@ void FileLogOutput::Close() {
 void FileLogOutput::FlushLog() {
     if (logFile == nullptr)
         return;
-    static_cast<void>(Flush());
-    Mu::Quietly([this] { static_cast<void>(logFile->Flush()); });
+    Keep([this] { return Flush(); });
+    Keep([this] { return logFile->Flush(); });
 }
 
 void FileLogOutput::SeriousErrorEncountered() {

@@ -36,10 +36,10 @@ class File;
 ///          lines to safety from any thread, call Mu::logger.Flush() and not FlushLog.
 /// Failure: none is reported and no exception leaves: logging must not disturb the program. An
 ///          interruption that ends the wait for a file that is denied goes to the thread's next
-///          blocking call. A folder
-///          that cannot be made, a disk that is full, a file that cannot be opened mean that lines
-///          are lost, which Mu::logger counts. After a failed write nothing more is written, and a
-///          file that could not be opened is not tried again.
+///          blocking call. A folder that cannot be made, a disk that is full, a file that cannot be
+///          opened mean that lines are lost, which Mu::logger counts. After a failed write nothing
+///          more is written, and a file that could not be opened is not tried again. Who wants to
+///          know whether all is safe asks GetFlushStatus.
 class KESTREL_API FileLogOutput : public Mu::FastLogger::Control,
                                   public OChannelAdapter,
                                   public OutputBuffer::BinOutput,
@@ -61,6 +61,10 @@ public:
     /// Brings everything that was written here to the disk.
     void FlushLog();
 
+    /// The first failure of bringing lines to the disk since construction, by FlushLog, by the
+    /// logger, or at the end of a file; NoError when there was none.
+    MuErrCode GetFlushStatus() const { return flushStatus; }
+
     /// Whether lines go into a file right now. A host that wants to warn its user asks after
     /// construction.
     bool HasFile() const { return logFile != nullptr; }
@@ -72,6 +76,8 @@ private:
     MuErrCode InternalWrite(char const * source, unsigned int count,
                             unsigned int * written) override;
 
+    template <typename Operation>
+    void Keep(Operation const & operation);
     void Open();
     void Close();
     File * MakeNextFile();
@@ -85,6 +91,7 @@ private:
     unsigned int maxFolderSizeMB;
     unsigned int maxFileSizeMB;
     unsigned int maxFileCount;
+    MuErrCode flushStatus = NoError;
     File * logFile = nullptr;     // owned; null: none is open
     unsigned int logFileSize = 0; // bytes that reached the open file; not what the buffer holds
     Name baseName;                // of the series; empty until its first file is named

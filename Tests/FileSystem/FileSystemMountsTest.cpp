@@ -1,6 +1,7 @@
 #include <Kestrel/FileSystem/FileSystem.h>
 
 #include <Kestrel/FileSystem/Internal/Start.h>
+#include <Kestrel/FileSystem/Internal/WinFileSystem.h>
 #include <Kestrel/Root/Lock.h>
 
 #include "Tests/Support/FaultSweep.h"
@@ -255,6 +256,59 @@ TEST(FileSystem, ServesWhatJustOneRollingSystemClaims) {
         EXPECT_EQ(first.questions, before) << "a fixed mount is not up for claims";
     }
     EXPECT_EQ(ContentAt(IO::Location("Q:\\r\\s\\y")), "first");
+}
+
+// Between file systems no look at a folder tells whether it is another's; where they lie does.
+TEST(FileSystem, CopiesNoFolderIntoAnotherSystemInIt) {
+    Tests::TempFolder folder;
+    MemoryFixedVFS outer, inner;
+    IO::fileSystem.Mount(outer, At(folder, "outer"));
+    MountGuard const outerGuard(outer);
+    outer.tree.AddFile("tree/sub/hidden", "h");
+    IO::fileSystem.Mount(inner, At(folder, "outer\\tree\\sub"));
+    MountGuard const innerGuard(inner);
+    std::filesystem::create_directory(folder / "disk");
+    MemoryFixedVFS onDisk;
+    IO::fileSystem.Mount(onDisk, At(folder, "disk\\mounted"));
+    MountGuard const diskGuard(onDisk);
+    EXPECT_EQ(IO::fileSystem.Copy(At(folder, "outer\\tree"), At(folder, "outer\\tree\\sub\\copy")),
+              IO::Error);
+    EXPECT_TRUE(inner.tree.GetRoot().children.empty());
+    EXPECT_EQ(IO::fileSystem.Copy(At(folder, "disk"), At(folder, "disk\\mounted\\copy")),
+              IO::Error);
+    EXPECT_TRUE(onDisk.tree.GetRoot().children.empty());
+}
+
+// A host's own rules for names hold on every platform, and no longer than its system.
+TEST(FileSystem, AsksTheHostsNativeSystemForNames) {
+    class ByLength final : public IO::NativeFileSystem {
+        ConnectStatus Connect(IO::Location *, IO::FolderEntry **) override {
+            return ConnectStatus::NotFound;
+        }
+        ConnectStatus Connect(IO::Location *, IO::FileEntry **) override {
+            return ConnectStatus::NotFound;
+        }
+        void Disconnect(IO::FolderEntry *) override {}
+        void Disconnect(IO::FileEntry *) override {}
+        bool IsOnLine(IO::Location const &) override { return false; }
+        bool GetSpecialLocation(IO::SpecLocId, IO::Location *) override { return false; }
+        bool ResolveLocation(IO::Location const &, IO::Location *) override { return false; }
+        MountPointsStatus EnumerateMountPoints(MountPointCallback, void *) override { return {}; }
+        bool IsSameName(Mu::UniString const & a, Mu::UniString const & b) override {
+            return a.GetLength() == b.GetLength();
+        }
+        void SetOption(unsigned int, unsigned int) override {}
+    };
+    {
+        ByLength native;
+        EXPECT_EQ(IO::NativeFileSystem::Get(), &native);
+        EXPECT_TRUE(IO::Name("ab") == "xy" && IO::Name("ab") != "abc");
+        EXPECT_TRUE(IO::Location("C:\\ab") == IO::Location("C:\\xy"));
+    }
+    EXPECT_TRUE(IO::Name("ab") != "xy");
+    static IO::WinFileSystem again; // for the tests behind this one
+    EXPECT_TRUE(IO::Name("AB") == "ab");
+    IO::AskNativeForNames(!IO::GetPlatformFileCalls().ComparesByUnits());
 }
 
 TEST(FileSystem, ReportsMountingOfFixedSystems) {

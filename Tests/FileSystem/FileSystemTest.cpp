@@ -7,12 +7,17 @@
 #include <Kestrel/Root/Logger.h>
 
 #include "Tests/Support/FileSystem/MemoryFS.h"
+#include "Tests/Support/FileSystem/ScriptedFileCalls.h"
 #include "Tests/Support/HandClock.h"
 #include "Tests/Support/LogCapture.h"
 #include "Tests/Support/TempFolder.h"
 #include "Tests/Support/Text.h"
 
 #include <gtest/gtest.h>
+
+#include <filesystem>
+#include <functional>
+#include <regex>
 
 namespace {
 
@@ -320,4 +325,60 @@ TEST(FileSystem, IsOnLineForAllButAnEmptyDrive) {
     EXPECT_TRUE(IO::fileSystem.IsOnLine(IO::Location("C:\\a\\b")));
     EXPECT_TRUE(IO::fileSystem.IsOnLine(IO::Location("\\\\nowhere\\share")));
     EXPECT_TRUE(IO::fileSystem.IsOnLine(IO::Location("C:\\\\"))) << "unhealthy";
+}
+
+// The calls that the line of a failure names: those that failed it, each once, and none that only
+// looked whether something is there.
+TEST(FileSystem, BlamesWhatFailedAlone) {
+    using Tests::FileCall;
+    constexpr auto keep = IO::DataSafety::KeepProtected;
+    Tests::TempFolder folder;
+    std::filesystem::create_directories(folder / "tree/sub/deep");
+    folder.Write("tree/sub/deep/file", "x");
+    struct {
+        FileCall call;
+        unsigned int error;
+        std::function<void()> run;
+        std::string blamed;
+    } const table[] = {
+        {FileCall::DeleteFile, 5,
+         [&] { (void)IO::fileSystem.Delete(At(folder, "tree"), keep, Treatment::RetryAlways); },
+         "DeleteFile"},
+        {FileCall::CopyFile, 112,
+         [&] { (void)IO::fileSystem.Copy(At(folder, "tree"), At(folder, "twin")); }, "CopyFile"},
+        {FileCall::MoveFile, 2,
+         [&] { (void)IO::fileSystem.Move(At(folder, "none"), At(folder, "x"), keep); }, "MoveFile"},
+        {FileCall::CreateFile, 112,
+         [&] { IO::File const file(At(folder, "new"), IO::File::OnNotFound::Create); },
+         "CreateFile"},
+        {FileCall::CreateDirectory, 112,
+         [&] { IO::Folder const made(At(folder, "new"), IO::Folder::OnNotFound::Create); },
+         "CreateDirectory"},
+        {FileCall::CreateDirectory, 5,
+         [&] { (void)IO::fileSystem.CreateFolderTree(At(folder, "a\\b")); }, "CreateDirectory"},
+        {FileCall::CreateFile, 32,
+         [&] {
+             IO::File file(At(folder, "tree\\sub\\deep\\file"));
+             (void)file.Open(IO::File::OpenMode::WriteOnly, Treatment::RetryAlways);
+         },
+         "CreateFile"},
+    };
+    for (auto const & row : table) {
+        SCOPED_TRACE(row.blamed);
+        Tests::ScriptedFileCalls calls;
+        calls.Fail(row.call, 1, row.error, true);
+        Tests::LogCapture log;
+        row.run();
+        std::string blamed;
+        for (Tests::LogCapture::Line const & line : log.GetLines()) {
+            std::smatch found;
+            std::string text = line.text;
+            for (; std::regex_search(text, found, std::regex("(\\w+): \\d+ = "));
+                 text = found.suffix())
+                blamed += found[1].str() + " ";
+        }
+        EXPECT_EQ(blamed, row.blamed + " ");
+        calls.Clear();
+        IO::ClearOSErrors();
+    }
 }

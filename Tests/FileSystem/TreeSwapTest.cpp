@@ -2,10 +2,12 @@
 
 #include <Kestrel/FileSystem/Folder.h>
 
+#include "Tests/Support/FileSystem/MemoryFS.h"
 #include "Tests/Support/FileSystem/ScriptedFileCalls.h"
 #include "Tests/Support/TempFolder.h"
 #include "Tests/Support/Text.h"
 
+#include <Kestrel/FileSystem/FileSystem.h>
 #include <Kestrel/FileSystem/TreeEnumerator.h>
 
 #include <gtest/gtest.h>
@@ -20,18 +22,26 @@ namespace {
 
 constexpr char secret[] = "not of the tree";
 
-/// A tree, and beside it a folder whose entries have the names of those in the tree.
+/// A tree, and beside it a folder whose entries have the names of those in the tree. A file system is
+/// mounted in the folder of both.
 class Ground {
 public:
+    Ground() { EXPECT_EQ(IO::fileSystem.Mount(memory, GetLocation("memory")), IO::NoError); }
+    ~Ground() { IO::fileSystem.Unmount(memory); }
+
     void Set() {
         fs::remove_all(disk.GetPath() / "base");
-        for (char const * folder : {"base/tree/sub/deep", "base/outside/sub/deep"}) {
+        for (char const * folder :
+             {"base/tree/sub/deep", "base/outside/sub/deep", "base/outside/made/deep"}) {
             fs::create_directories(disk / folder);
             for (fs::path place = disk / folder; place.filename() != "base";
                  place = place.parent_path())
                 disk.Write((place / "file").lexically_relative(disk.GetPath()).string(),
                            IsOutside(place) ? secret : "of the tree");
         }
+        memory.tree.GetRoot().children.clear();
+        memory.tree.AddFile("source/file", "of the tree");
+        memory.tree.AddFile("source/deep/file", "of the tree");
     }
 
     // A folder goes aside, and a link to its twin outside takes its place.
@@ -43,25 +53,34 @@ public:
             fs::create_directory_symlink(disk / ("base/outside" + name), place, ignored);
     }
 
-    void ExpectNothingLeftOrLeaked() const {
+    void ExpectNothingLeftOrLeaked() {
         unsigned int kept = 0;
         for (auto const & entry : fs::recursive_directory_iterator(disk / "base"))
             if (entry.is_regular_file() && !entry.is_symlink()) {
                 bool const isSecret =
                     disk.Read(entry.path().lexically_relative(disk.GetPath()).string()) == secret;
                 kept += isSecret;
-                EXPECT_TRUE(!isSecret || IsOutside(entry.path())) << entry.path();
+                EXPECT_EQ(isSecret, IsOutside(entry.path())) << entry.path();
             }
-        EXPECT_EQ(kept, 3u);
+        EXPECT_EQ(kept, 5u);
+        ExpectNoSecret(memory.tree.GetRoot());
     }
 
-    IO::Folder GetBase() const {
-        return IO::Folder(IO::Location(disk.GetPortable("base").c_str()));
-    }
+    IO::Folder GetBase() const { return IO::Folder(GetLocation("base")); }
+    IO::Folder GetMemory() const { return IO::Folder(GetLocation("memory")); }
 
     Tests::TempFolder disk;
+    Tests::MemoryFixedVFS memory;
 
 private:
+    IO::Location GetLocation(char const * name) const {
+        return IO::Location(disk.GetPortable(name).c_str());
+    }
+    static void ExpectNoSecret(Tests::MemoryNode const & node) {
+        EXPECT_NE(node.content, secret) << ToUtf8(node.name);
+        for (Tests::MemoryNodePtr const & child : node.children)
+            ExpectNoSecret(*child);
+    }
     static bool IsOutside(fs::path const & path) {
         return path.string().find("outside") != std::string::npos;
     }
@@ -86,15 +105,30 @@ constexpr auto fail = IO::AccessDeniedTreatment::Fail;
 
 struct Work {
     char const * name;
-    void (*run)(IO::Folder & base);
+    void (*run)(IO::Folder & base, IO::Folder & memory);
 };
 
 Work const works[] = {
-    {"Delete", [](IO::Folder & base) { (void)base.Delete("tree", protect, fail); }},
-    {"DeleteAll",
-     [](IO::Folder & base) { (void)IO::Folder(base, "tree").DeleteAll(protect, fail); }},
-    {"Copy", [](IO::Folder & base) { (void)base.Copy("tree", "copy"); }},
-    {"Move", [](IO::Folder & base) { (void)base.Move("tree", base, "moved", protect); }},
+    {"Delete", [](IO::Folder & base, IO::Folder &) { (void)base.Delete("tree", protect, fail); }},
+    {"DeleteAll", [](IO::Folder & base,
+                     IO::Folder &) { (void)IO::Folder(base, "tree").DeleteAll(protect, fail); }},
+    {"Copy", [](IO::Folder & base, IO::Folder &) { (void)base.Copy("tree", "copy"); }},
+    {"Move",
+     [](IO::Folder & base, IO::Folder &) { (void)base.Move("tree", base, "moved", protect); }},
+    {"Copy away",
+     [](IO::Folder & base, IO::Folder & memory) { (void)base.Copy("tree", memory, "copy"); }},
+    {"Move away", [](IO::Folder & base,
+                     IO::Folder & memory) { (void)base.Move("tree", memory, "moved", protect); }},
+    {"Copy here",
+     [](IO::Folder & base, IO::Folder & memory) {
+         IO::Folder tree(base, "tree");
+         (void)memory.Copy("source", tree, "made");
+     }},
+    {"Move here",
+     [](IO::Folder & base, IO::Folder & memory) {
+         IO::Folder tree(base, "tree");
+         (void)memory.Move("source", tree, "made", protect);
+     }},
 };
 
 /// Moves nothing by its name, as if every folder were a device of its own.
@@ -121,21 +155,24 @@ TEST(TreeSwap, LeadsNothingAstrayAtAnyCall) {
         GTEST_SKIP() << "no links can be made here";
     Devices const devices;
     for (Work const & work : works)
-        for (char const * folder : {"", "/sub", "/sub/deep"}) {
-            // The folder of DeleteAll is found by its path before it is held.
-            bool const isOwn = folder[0] == 0 && work.name == std::string("DeleteAll");
+        for (char const * folder : {"", "/sub", "/sub/deep", "/made", "/made/deep"}) {
+            // A folder that the work is given is found by its path before it is held.
+            bool const isOwn =
+                folder[0] == 0 &&
+                std::string("DeleteAll, Copy here, Move here").find(work.name) != std::string::npos;
             bool isMet = true;
             for (unsigned int n = isOwn ? 6 : 1; isMet && !testing::Test::HasFailure(); ++n) {
                 SCOPED_TRACE(std::string(work.name) + " " + folder + " " + std::to_string(n));
                 ground.Set();
                 isMet = false;
                 IO::Folder base = ground.GetBase();
+                IO::Folder memory = ground.GetMemory();
                 Tests::ScriptedFileCalls calls;
                 calls.Before(n, [&] {
                     isMet = true;
                     ground.Swap(folder);
                 });
-                work.run(base);
+                work.run(base, memory);
                 ground.ExpectNothingLeftOrLeaked();
             }
         }
@@ -171,7 +208,7 @@ TEST(TreeSwap, LeadsNothingAstrayInARace) {
     if (!CanLink(ground))
         GTEST_SKIP() << "no links can be made here";
     Devices const devices;
-    for (unsigned int round = 0; round < 40 && !testing::Test::HasFailure(); ++round) {
+    for (unsigned int round = 0; round < 80 && !testing::Test::HasFailure(); ++round) {
         ground.Set();
         fs::path const place = ground.disk / "base/tree/sub";
         fs::path const aside = ground.disk / "base/aside";
@@ -186,7 +223,8 @@ TEST(TreeSwap, LeadsNothingAstrayInARace) {
             }
         });
         IO::Folder base = ground.GetBase();
-        works[round % std::size(works)].run(base);
+        IO::Folder memory = ground.GetMemory();
+        works[round % std::size(works)].run(base, memory);
         ends = true;
         adversary.join();
         ground.ExpectNothingLeftOrLeaked();

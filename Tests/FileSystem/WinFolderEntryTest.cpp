@@ -234,6 +234,31 @@ TEST_F(WinFolderEntry, CopiesFilesAndTrees) {
     EXPECT_EQ(GetEntry().Delete("twin", true), Entry::DeleteStatus::Done);
 }
 
+// What the path of the target looks like does not matter, but where it leads.
+TEST_F(WinFolderEntry, CopiesNoTreeIntoItselfByADetour) {
+    MakeTree();
+    std::error_code failure;
+    std::filesystem::create_directory_symlink(folder / "tree/sub", folder / "detour", failure);
+    if (failure)
+        GTEST_SKIP() << "no links can be made here";
+    std::set<std::string> const before = List();
+    for (char const * place : {"detour", "TREE\\SUB"}) {
+        FolderConnection const inside(IO::Location(folder.GetPortable(place).c_str()));
+        EXPECT_EQ(GetEntry().Copy("tree", *inside, "copy"), Entry::CopyStatus::Other) << place;
+        EXPECT_FALSE(std::filesystem::exists(folder / "tree/sub/copy"));
+    }
+    EXPECT_EQ(List(), before);
+}
+
+TEST_F(WinFolderEntry, TakesTreesInAnySpelling) {
+    MakeTree();
+    EXPECT_EQ(GetEntry().Copy("TREE", GetEntry(), "twin"), Entry::CopyStatus::Done);
+    EXPECT_EQ(folder.Read("twin/sub/b"), "B");
+    EXPECT_EQ(GetEntry().Delete("TREE", true), Entry::DeleteStatus::Done);
+    EXPECT_EQ(GetEntry().Delete("Twin", true), Entry::DeleteStatus::Done);
+    EXPECT_TRUE(List().empty());
+}
+
 TEST_F(WinFolderEntry, LeavesNothingOfACopyThatBreaksOff) {
     MakeTree();
     folder.Write("file", "x");

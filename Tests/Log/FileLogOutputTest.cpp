@@ -414,8 +414,15 @@ TEST(FileLogOutput, GivesUpOnAFullDisk) {
     {
         ActiveLog const log(folder);
         LogError("before");
+        EXPECT_EQ(log->GetFlushStatus(), IO::NoError);
         Tests::ScriptedFileCalls calls;
+        calls.Fail(Tests::FileCall::FlushFileBuffers, 1, IO::FileError::DiskFull);
+        LogError("reaches the file, and nobody knows how far");
+        EXPECT_TRUE(calls.Clear());
+        LogError("before the end");
+        EXPECT_EQ(log->GetFlushStatus(), IO::EOO) << "the first failure stays";
         calls.Fail(Tests::FileCall::WriteFile, 1, IO::FileError::DiskFull);
+        calls.ResetCounts();
         LogError("on the full disk");
         EXPECT_TRUE(calls.Clear());
         LogError("afterwards");
@@ -424,7 +431,7 @@ TEST(FileLogOutput, GivesUpOnAFullDisk) {
         EXPECT_EQ(log->GetOutputStatus(), IO::EOO);
         EXPECT_EQ(calls.Count(Tests::FileCall::WriteFile), 1u) << "the status sticks";
     }
-    EXPECT_EQ(GetOwnTexts(folder.GetLines()), Names{"before"});
+    EXPECT_EQ(GetOwnTexts(folder.GetLines()).size(), 3u);
     EXPECT_GE(Mu::logger.GetLostCount(), lost + 2);
 }
 

@@ -4,9 +4,11 @@
 #include "Streams.h"
 
 #include <Kestrel/Root/ErrorCategory.h>
+#include <Kestrel/Root/LogBlock.h>
 
 #include <algorithm>
 #include <iostream>
+#include <new>
 #include <string_view>
 #include <utility>
 
@@ -20,54 +22,13 @@ namespace Tool {
 
 namespace {
 
-// The bytes of the character that begins the text, 0 when none does. `*point` is what it is.
-std::size_t Decode(std::string_view text, unsigned int * point) {
-    unsigned char const lead = static_cast<unsigned char>(text.front());
-    std::size_t const length = lead < 0x80   ? 1
-                               : lead < 0xC2 ? 0
-                               : lead < 0xE0 ? 2
-                               : lead < 0xF0 ? 3
-                                             : 4;
-    if (length == 0 || length > text.size() || lead > 0xF4)
-        return 0;
-    *point = length == 1 ? lead : lead & (0xFFu >> (length + 1));
-    for (std::size_t i = 1; i < length; ++i) {
-        if ((text[i] & 0xC0) != 0x80)
-            return 0;
-        *point = *point << 6 | (text[i] & 0x3Fu);
-    }
-    return length;
-}
-
-bool Steers(unsigned int point) {
-    static constexpr unsigned int ranges[][2] = {
-        {0, 0x1F},        {0x7F, 0x9F},     {0x61C, 0x61C},   {0x180E, 0x180E},
-        {0x200B, 0x200B}, {0x200E, 0x200F}, {0x2028, 0x202E}, {0x2060, 0x206F},
-        {0xD800, 0xDFFF}, {0xFEFF, 0xFEFF}, {0xFFF9, 0xFFFB}, {0xE0000, 0xE0FFF}};
-    for (auto const & range : ranges)
-        if (point <= range[1])
-            return point >= range[0];
-    return false;
-}
-
 // As it would stand in the library's log.
 std::string Escape(std::string_view text) {
-    std::string escaped;
-    while (!text.empty()) {
-        unsigned int point = 0;
-        std::size_t const length = Decode(text, &point);
-        unsigned char const c = static_cast<unsigned char>(text.front());
-        if (length > 0 && !Steers(point))
-            escaped += text.substr(0, length);
-        else if (c == '\n')
-            escaped += "\\n";
-        else
-            for (unsigned char const byte : text.substr(0, std::max<std::size_t>(length, 1)))
-                escaped +=
-                    {'\\', 'x', "0123456789ABCDEF"[byte >> 4], "0123456789ABCDEF"[byte & 15]};
-        text.remove_prefix(std::max<std::size_t>(length, 1));
-    }
-    return escaped;
+    Mu::LogBlock block;
+    bool const isWhole = block.AddEscaped(text.data(), text.size());
+    std::string const escaped(block.GetSize() != 0 ? block.GetBytes() : "", block.GetSize());
+    block.Release();
+    return isWhole ? escaped : throw std::bad_alloc();
 }
 
 } // namespace

@@ -64,7 +64,7 @@ public:
         if (!Tool::Out().Flush())
             result = console.Fail("standard output: write error");
         Mu::logger.Flush();
-        if (log && (!log->HasFile() || log->GetOutputStatus() != IO::NoError ||
+        if (log && (!log->HasFile() || log->GetFlushStatus() != IO::NoError ||
                     Mu::logger.GetLostCount() != lost))
             result = console.Fail(logFolder + ": the log could not be written");
         return Tool::IsInterrupted() ? 130 : result;

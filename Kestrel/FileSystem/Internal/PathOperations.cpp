@@ -2,8 +2,9 @@
 
 #include <Kestrel/FileSystem/Internal/ErrorGroups.h>
 #include <Kestrel/FileSystem/Internal/PathType.h>
-#include <Kestrel/Root/Exceptions.h>
+#include <Kestrel/Location/Internal/OSErrors.h>
 #include <Kestrel/Root/Lock.h>
+#include <Kestrel/Root/Quietly.h>
 
 namespace IO {
 
@@ -80,8 +81,17 @@ DeleteStatus DeleteContent(EntryPath folder, bool force) {
     return TranslateDenial<DeleteStatus>(search.GetError());
 }
 
+// That a folder is not empty is no failure: what is in it comes first then.
+unsigned int RemoveEmptyFolder(EntryPath folder) {
+    OSErrorMark const mark = MarkOSErrors();
+    unsigned int const error = GetFileCalls().RemoveDirectory(folder);
+    if (error == FileError::DirNotEmpty)
+        ForgetOSErrors(mark);
+    return error;
+}
+
 DeleteStatus DeleteFolderEntry(EntryPath folder, bool force) {
-    unsigned int error = GetFileCalls().RemoveDirectory(folder);
+    unsigned int error = RemoveEmptyFolder(folder);
     if (error == FileError::DirNotEmpty) {
         DeleteStatus const status = DeleteContent(folder, force);
         if (status != DeleteStatus::Done)
@@ -135,12 +145,9 @@ public:
     void SetWhole() { whole = true; }
 
 private:
+    // The failure to report is that of the copy. What is left can be seen by everybody.
     void Remove() noexcept {
-        try {
-            (void)DeleteFolderEntry(folder, true); // the failure to report is that of the copy
-        } catch (Mu::OutOfMemoryException const &) {
-            // What is left can be seen by everybody; there is no better place to say so.
-        }
+        Mu::Quietly([this] { (void)DeleteFolderEntry(folder, true); });
     }
 
     EntryPath folder;
@@ -203,7 +210,7 @@ MoveStatus MoveAcrossDrives(PathText from, PathText to, bool force) {
     PathType const sourceType = GetPathType(from).type;
     if (sourceType != PathType::File && sourceType != PathType::Folder)
         return CopyPath(from, to); // whose answer is why there is no copying it
-    if (GetPathType(to).type != PathType::Other)
+    if (LookForTarget(to) != PathType::Other)
         return CopyPath(from, to);
     HeldEntry const source(from, FolderUse::Base);
     HeldEntry const target(to, FolderUse::Target);
@@ -227,6 +234,20 @@ Mu::Lock & GetWriteTestLock() {
     return lock;
 }
 
+constexpr PathText WriteTestName = u"Write Test 245770131727495";
+
+bool CanWriteAt(EntryPath path) {
+    Mu::LockGuard guard(GetWriteTestLock());
+    FileCalls & calls = GetFileCalls();
+    ErrorModeMark const mark(calls);
+    FileHandle file = nullptr;
+    if (calls.CreateFile(path, FileAccess::None, FileShare::None, FileDisposition::CreateAlways,
+                         FileAttribute::Normal, &file) != FileError::None)
+        return false;
+    calls.CloseHandle(file); // the file goes at once
+    return calls.DeleteFile(path) == FileError::None;
+}
+
 } // namespace
 
 MoveStatus MovePath(PathText from, PathText to, bool force) {
@@ -234,19 +255,26 @@ MoveStatus MovePath(PathText from, PathText to, bool force) {
         return MoveStatus::Done;
     if (!force && IsWriteProtectedPath(from))
         return MoveStatus::AccessDenied;
+    OSErrorMark const mark = MarkOSErrors();
     unsigned int const error = GetFileCalls().MoveFile(from, to);
-    if (error == FileError::NotSameDevice)
+    if (error == FileError::NotSameDevice) {
+        ForgetOSErrors(mark); // copying does it
         return MoveAcrossDrives(from, to, force);
+    }
     // When the source is there, it is the folder of the target that is not.
-    if (error == FileError::FileNotFound || error == FileError::PathNotFound)
-        return IsFree(GetPathType(from).type) ? MoveStatus::EntryNotFound : MoveStatus::Other;
+    if (error == FileError::FileNotFound || error == FileError::PathNotFound) {
+        OSErrorMark const moved = MarkOSErrors();
+        PathType const source = GetPathType(from).type;
+        ForgetOSErrors(moved); // which says the same once more
+        return IsFree(source) ? MoveStatus::EntryNotFound : MoveStatus::Other;
+    }
     return Translate(moveErrors, error, MoveStatus::Other);
 }
 
 FolderEntry::CopyStatus CopyPath(PathText from, PathText to) {
     if (from == to)
         return MoveStatus::Done;
-    PathType const target = GetPathType(to).type;
+    PathType const target = LookForTarget(to);
     if (target != PathType::Other)
         return target == PathType::PathNotFound ? MoveStatus::Other : MoveStatus::TargetExists;
     PathLook const source = GetPathType(from);
@@ -268,12 +296,22 @@ DeleteStatus DeletePath(PathText path, bool force) {
     case PathType::AccessDenied: return DeleteStatus::AccessDenied;
     default: return DeleteStatus::EntryNotFound;
     }
-    unsigned int const error = GetFileCalls().RemoveDirectory(path);
+    unsigned int const error = RemoveEmptyFolder(path);
     if (error != FileError::DirNotEmpty)
         return Translate(deleteFolderErrors, error, DeleteStatus::Other);
     HeldEntry const held(path, FolderUse::Base);
     return held.GetError() != FileError::None ? TranslateDenial<DeleteStatus>(held.GetError())
                                               : DeleteFolderEntry(held.Get(), force);
+}
+
+DeleteStatus DeleteHeld(EntryPath entry, bool force) {
+    unsigned int attributes;
+    unsigned int const error = GetFileCalls().GetFileAttributes(entry, &attributes);
+    if (error == FileError::FileNotFound || error == FileError::PathNotFound)
+        return DeleteStatus::EntryNotFound;
+    return error != FileError::None
+               ? TranslateDenial<DeleteStatus>(error)
+               : DeleteEntry(entry, (attributes & FileAttribute::Folder) != 0, force);
 }
 
 DeleteStatus DeleteFound(FolderSearch const & search, bool force) {
@@ -283,16 +321,11 @@ DeleteStatus DeleteFound(FolderSearch const & search, bool force) {
 }
 
 bool CanWriteInto(PathText folder) {
-    Mu::UniString const path = JoinPath(folder, u"Write Test 245770131727495");
-    Mu::LockGuard guard(GetWriteTestLock());
-    FileCalls & calls = GetFileCalls();
-    ErrorModeMark const mark(calls);
-    FileHandle file = nullptr;
-    if (calls.CreateFile(path, FileAccess::None, FileShare::None, FileDisposition::CreateAlways,
-                         FileAttribute::Normal, &file) != FileError::None)
-        return false;
-    calls.CloseHandle(file); // the file goes at once
-    return calls.DeleteFile(path) == FileError::None;
+    return CanWriteAt(JoinPath(folder, WriteTestName));
+}
+
+bool CanWriteInto(FindHandle folder) {
+    return CanWriteAt({folder, WriteTestName});
 }
 
 } // namespace IO

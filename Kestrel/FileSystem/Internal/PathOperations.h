@@ -19,10 +19,13 @@ FolderEntry::CopyStatus CopyPath(PathText from, PathText to);
 
 /// With `force`, write-protected files go too. One that stays all the same keeps its protection.
 FolderEntry::DeleteStatus DeletePath(PathText path, bool force);
+/// The same for an entry of a folder that is held open.
+FolderEntry::DeleteStatus DeleteHeld(EntryPath entry, bool force);
 /// The same for the entry that the search has met.
 FolderEntry::DeleteStatus DeleteFound(FolderSearch const & search, bool force);
 
 /// Whether a file can be made in the folder and deleted, by doing it.
 bool CanWriteInto(PathText folder);
+bool CanWriteInto(FindHandle folder);
 
 } // namespace IO

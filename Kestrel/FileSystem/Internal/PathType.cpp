@@ -1,6 +1,7 @@
 #include <Kestrel/FileSystem/Internal/PathType.h>
 
 #include <Kestrel/FileSystem/Internal/ErrorGroups.h>
+#include <Kestrel/Location/Internal/OSErrors.h>
 
 namespace IO {
 
@@ -27,6 +28,7 @@ bool IsKnownFolder(PathText path) {
 }
 
 unsigned int AskAttributes(PathText path, unsigned int * attributes) {
+    OSErrorMark const mark = MarkOSErrors();
     unsigned int error = GetFileCalls().GetFileAttributes(path, attributes);
     // The entry of a file that may not be touched can still be read in its folder.
     if (error == FileError::AccessDenied || error == FileError::SharingViolation) {
@@ -34,6 +36,7 @@ unsigned int AskAttributes(PathText path, unsigned int * attributes) {
         if (FindEntry(path, &data) == FileError::None) {
             error = FileError::None;
             *attributes = data.attributes;
+            ForgetOSErrors(mark);
         }
     }
     return error;
@@ -85,14 +88,25 @@ PathLook LookAtPath(PathText path, bool restrictLinks, TextBuffer * target) {
     return GetFileCalls().MarksLinks() ? LookForMark(path, target) : LookIntoFile(path, target);
 }
 
+PathType LookForTarget(PathText path) {
+    OSErrorMark const mark = MarkOSErrors();
+    PathLook const look = GetPathType(path);
+    if (look.error == FileError::FileNotFound)
+        ForgetOSErrors(mark);
+    return look.type;
+}
+
 unsigned int FindEntry(PathText path, FindData * data) {
     return GetFileCalls().FindFirstFile(path, data);
 }
 
+// What cannot be asked has its failure reported by what is done next.
 bool IsWriteProtectedPath(EntryPath path) {
+    OSErrorMark const mark = MarkOSErrors();
     unsigned int attributes;
-    return GetFileCalls().GetFileAttributes(path, &attributes) == FileError::None &&
-           (attributes & FileAttribute::ReadOnly) != 0;
+    bool const isKnown = GetFileCalls().GetFileAttributes(path, &attributes) == FileError::None;
+    ForgetOSErrors(mark);
+    return isKnown && (attributes & FileAttribute::ReadOnly) != 0;
 }
 
 void FolderSearch::Start() {

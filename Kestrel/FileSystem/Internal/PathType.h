@@ -34,6 +34,10 @@ PathLook GetPathType(PathText path);
 /// names with the extension "lnk" can be links. An ordinary entry costs one look at the disk.
 PathLook LookAtPath(PathText path, bool restrictLinks, TextBuffer * target);
 
+/// The same for a path at which nothing should stand: that nothing is found there is no failure to
+/// report.
+PathType LookForTarget(PathText path);
+
 /// One entry as FindFirstFile tells it; the answer is its error.
 unsigned int FindEntry(PathText path, FindData * data);
 

@@ -73,6 +73,14 @@ void WinFileEntry::Release() noexcept {
     if (handle != nullptr)
         (void)Close(); // who wants to know how that went closes first
     path.Clear();
+    folder = nullptr;
+}
+
+bool WinFileEntry::SetFolder(FindHandle newFolder, PathText expectedPath) noexcept {
+    if (!GetFileCalls().IsSameName(path, expectedPath))
+        return false;
+    folder = newFolder;
+    return true;
 }
 
 FSEntry::TimeStatus WinFileEntry::SetCreationTime(int const & time) {
@@ -105,8 +113,11 @@ OpenStatus WinFileEntry::OpenHandle(OpenMode mode, FileHandle * opened) {
     if (number >= std::size(openRows))
         return OpenStatus::Other;
     OpenRow const & row = openRows[number];
+    PathText const whole = path;
+    EntryPath const entry =
+        folder == nullptr ? EntryPath(whole) : EntryPath(folder, whole.substr(FindLastName(whole)));
     unsigned int const error =
-        GetFileCalls().CreateFile(path, row.access, row.share, row.disposition, 0, opened);
+        GetFileCalls().CreateFile(entry, row.access, row.share, row.disposition, 0, opened);
     return Translate(openErrors, error, OpenStatus::Other);
 }
 

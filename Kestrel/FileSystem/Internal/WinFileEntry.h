@@ -21,6 +21,9 @@ public:
 
     /// Takes the path over. Before, and after Release, the entry stands for nothing.
     void Set(Mu::UniString & newPath) noexcept { path.Swap(newPath); }
+    /// Opens the file in this folder from now on, which the caller holds open as long as the entry is
+    /// used. False: the entry's path is not that of the file there, but where a link leads.
+    bool SetFolder(FindHandle newFolder, PathText expectedPath) noexcept;
     void Release() noexcept;
 
     TimeStatus SetCreationTime(int const & time) override;
@@ -50,6 +53,7 @@ private:
 
     WinFileSystem & owner;
     Mu::UniString path;
+    FindHandle folder = nullptr; // where the file is opened; null: by its path
     FileHandle handle = nullptr; // null while closed
 };
 

@@ -5,6 +5,7 @@
 #include <Kestrel/FileSystem/Internal/FileTimes.h>
 #include <Kestrel/FileSystem/Internal/PathOperations.h>
 #include <Kestrel/FileSystem/Internal/PathType.h>
+#include <Kestrel/FileSystem/Internal/WinFileEntry.h>
 #include <Kestrel/FileSystem/Internal/WinFileSystem.h>
 #include <Kestrel/Location/Internal/ValidatorTable.h>
 
@@ -102,6 +103,7 @@ void WinFolderEntry::Release() noexcept {
     if (held != nullptr)
         GetFileCalls().FindClose(held);
     held = nullptr;
+    LetGo();
 }
 
 FolderSearch WinFolderEntry::StartSearch() {
@@ -169,9 +171,10 @@ CreateStatus WinFolderEntry::CreateFile(Name const & name, FileEntry * reserved)
     if (!Takes(name) || reserved != nullptr)
         return CreateStatus::Other;
     FileHandle file = nullptr;
-    unsigned int const error =
-        GetFileCalls().CreateFile(PathOf(name), FileAccess::None, FileShare::None,
-                                  FileDisposition::CreateNew, FileAttribute::Normal, &file);
+    unsigned int const error = WithEntry(name, [&file](EntryPath entry) {
+        return GetFileCalls().CreateFile(entry, FileAccess::None, FileShare::None,
+                                         FileDisposition::CreateNew, FileAttribute::Normal, &file);
+    });
     if (error == FileError::None)
         GetFileCalls().CloseHandle(file); // an empty file has nothing to lose
     return Translate(createFileErrors, error, CreateStatus::Other);
@@ -180,15 +183,16 @@ CreateStatus WinFolderEntry::CreateFile(Name const & name, FileEntry * reserved)
 CreateStatus WinFolderEntry::CreateFolder(Name const & name, FolderEntry * reserved) {
     if (!Takes(name) || reserved != nullptr)
         return CreateStatus::Other;
-    return Translate(createFolderErrors, GetFileCalls().CreateDirectory(PathOf(name)),
-                     CreateStatus::Other);
+    unsigned int const error =
+        WithEntry(name, [](EntryPath entry) { return GetFileCalls().CreateDirectory(entry); });
+    return Translate(createFolderErrors, error, CreateStatus::Other);
 }
 
 CreateStatus WinFolderEntry::CreateLink(Name const & name, Location const & target) {
     if (!Takes(name) || (owner.RestrictsLinks() && !HasLinkExtension(name.ToString())))
         return CreateStatus::Other;
     Mu::UniString const linkPath = PathOf(name);
-    if (!IsFree(GetPathType(linkPath).type))
+    if (!IsFree(LookForTarget(linkPath)))
         return CreateStatus::AlreadyExists;
     Mu::UniString targetPath;
     if (Mu::IsNull(target) || target.ToPath(&targetPath) != NoError ||
@@ -218,8 +222,10 @@ FolderEntry::DeleteStatus WinFolderEntry::Delete(Name const & name, bool force) 
     if (!Takes(name))
         return DeleteStatus::Other;
     // What is being handed out is deleted in the folder that hands it out, wherever its path leads.
-    return found != nullptr && found->IsOf(name) ? DeleteFound(found->search, force)
-                                                 : DeletePath(PathOf(name), force);
+    if (found != nullptr && found->IsOf(name))
+        return DeleteFound(found->search, force);
+    return kept != nullptr ? DeleteHeld({kept, name.ToString()}, force)
+                           : DeletePath(PathOf(name), force);
 }
 
 FolderEntry::GetTypeStatus WinFolderEntry::GetType(Name const & name, EntryType * type) {
@@ -272,15 +278,53 @@ bool WinFolderEntry::HoldFound(Name const & name, WinFolderEntry & folder) const
     if (found == nullptr || !found->IsOf(name) ||
         (found->search.GetEntry().attributes & kind) != FileAttribute::Folder)
         return true;
-    if (!GetFileCalls().IsSameName(folder.path, PathOf(name)))
-        return false; // it was a link when it was connected to
-    HeldFolder opened(found->search.GetEntryPath(), FolderUse::List);
-    if (opened.GetError() == FileError::Directory || opened.GetError() == FileError::FileNotFound)
-        return false;
+    unsigned int const error =
+        OpenIn(found->search.GetFolder(), name, folder, FolderUse::List, &folder.held);
     // A folder that may not be listed is told so by its enumeration.
-    if (opened.Get() != nullptr)
-        folder.held = opened.Release();
-    return true;
+    return error != FileError::Directory && error != FileError::FileNotFound;
+}
+
+// Where entries are reached other than by their paths; null where they are not.
+FindHandle WinFolderEntry::GetReach() const {
+    return found != nullptr ? found->search.GetFolder() : kept;
+}
+
+// Opens the folder of this name there, for which `folder` was made. What is no folder, or was a link
+// when it was connected to, is none.
+unsigned int WinFolderEntry::OpenIn(FindHandle in, Name const & name, WinFolderEntry const & folder,
+                                    FolderUse use, FindHandle * opened) const {
+    *opened = nullptr;
+    if (!GetFileCalls().IsSameName(folder.path, PathOf(name)))
+        return FileError::Directory;
+    return GetFileCalls().OpenFolder({in, name.ToString()}, use, opened);
+}
+
+bool WinFolderEntry::Keep() {
+    return depth == 0 || kept != nullptr ||
+           GetFileCalls().OpenFolder(path, FolderUse::Target, &kept) == FileError::None;
+}
+
+bool WinFolderEntry::KeepIn(WinFolderEntry const & parent, Name const & name) {
+    FindHandle const in = parent.GetReach();
+    return in == nullptr
+               ? Keep()
+               : parent.OpenIn(in, name, *this, FolderUse::Target, &kept) == FileError::None;
+}
+
+void WinFolderEntry::LetGo() noexcept {
+    if (kept != nullptr)
+        GetFileCalls().FindClose(kept);
+    kept = nullptr;
+}
+
+bool WinFolderEntry::Lend(Name const & name, WinFolderEntry & folder) const {
+    FindHandle const in = GetReach(); // a drive lies in no folder
+    return in == nullptr ||
+           OpenIn(in, name, folder, FolderUse::List, &folder.held) == FileError::None;
+}
+
+bool WinFolderEntry::Lend(Name const & name, WinFileEntry & file) const {
+    return file.SetFolder(GetReach(), PathOf(name));
 }
 
 FSEntry::AttributeStatus WinFolderEntry::GetFreeSpace(unsigned long long * bytes) {
@@ -298,7 +342,7 @@ bool WinFolderEntry::IsReadable() {
 }
 
 bool WinFolderEntry::IsWriteable() {
-    return depth != 0 && CanWriteInto(path);
+    return depth != 0 && (kept != nullptr ? CanWriteInto(kept) : CanWriteInto(path));
 }
 
 FSEntry::AttributeStatus WinFolderEntry::GetVolumeType(unsigned int * type) const {

@@ -7,6 +7,7 @@
 namespace IO {
 
 enum class TimeKind : unsigned char;
+class WinFileEntry;
 class WinFileSystem;
 
 /// A folder of the platform, by its path.
@@ -55,6 +56,23 @@ public:
     /// False: something else, as a link, is there by now.
     bool HoldFound(Name const & name, WinFolderEntry & folder) const;
 
+    // For copies between file systems, which go through files and folders of their own. They keep
+    // the folders that they work in open, so that nobody who puts links in their place leads them
+    // astray.
+
+    /// What the entry makes and deletes from now on is in the folder that its path leads to now.
+    /// False: there is none.
+    bool Keep();
+    /// The same for a folder of this name in `parent`, which is kept or hands out the name. False
+    /// also: a link is there by now.
+    bool KeepIn(WinFolderEntry const & parent, Name const & name);
+    void LetGo() noexcept;
+    bool IsKept() const { return kept != nullptr; }
+    /// The next enumeration of `folder`, and the next opening of `file`, is of what has the name in
+    /// this folder, which is kept or hands out the name. False: a link, or nothing, has it.
+    bool Lend(Name const & name, WinFolderEntry & folder) const;
+    bool Lend(Name const & name, WinFileEntry & file) const;
+
 private:
     bool Takes(Name const & name) const;
     Mu::UniString PathOf(Name const & name) const;
@@ -63,12 +81,21 @@ private:
     TimeStatus GetTime(TimeKind kind, int * time) const;
     AttributeStatus GetVolumeType(unsigned int * type) const;
 
+    FindHandle GetReach() const;
+    unsigned int OpenIn(FindHandle in, Name const & name, WinFolderEntry const & folder,
+                        FolderUse use, FindHandle * opened) const;
+    template <typename Call>
+    auto WithEntry(Name const & name, Call call) const {
+        return kept != nullptr ? call(EntryPath(kept, name.ToString())) : call(PathOf(name));
+    }
+
     struct Found;
     FolderSearch StartSearch();
 
     WinFileSystem & owner;
     Found * found = nullptr;   // null unless a name is being handed out
     FindHandle held = nullptr; // opened for the next enumeration
+    FindHandle kept = nullptr; // what the entry stands for instead of its path
     Mu::UniString path;
     unsigned int depth = 0;
 };

@@ -46,11 +46,12 @@ public:
     virtual unsigned int FindClose(FindHandle find) = 0;
 
     /// Null in `*file` after a failure. `attributes` holds FileAttribute bits for a new file, and
-    /// FileFlagBackupSemantics. A new file that stands already: FileExists. On Linux only the
+    /// FileFlagBackupSemantics; for an entry of a folder that is held open it is 0 or Normal. Such an
+    /// entry that is a link is CantResolveName. A new file that stands already: FileExists. On Linux only the
     /// combinations of access and sharing that the open modes of FileEntry have are known, others
     /// are InvalidParameter; and a folder that is opened for reading without the flag is refused at
     /// the first read, not here: that saves each opening a call.
-    virtual unsigned int CreateFile(PathText path, unsigned int access, unsigned int share,
+    virtual unsigned int CreateFile(EntryPath path, unsigned int access, unsigned int share,
                                     unsigned int disposition, unsigned int attributes,
                                     FileHandle * file) = 0;
     /// The handle is gone even after a failure.

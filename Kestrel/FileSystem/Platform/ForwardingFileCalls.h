@@ -40,7 +40,7 @@ public:
         return below->LookAtFound(find, data);
     }
     unsigned int FindClose(FindHandle find) override { return below->FindClose(find); }
-    unsigned int CreateFile(PathText path, unsigned int access, unsigned int share,
+    unsigned int CreateFile(EntryPath path, unsigned int access, unsigned int share,
                             unsigned int disposition, unsigned int attributes,
                             FileHandle * file) override {
         return below->CreateFile(path, access, share, disposition, attributes, file);

@@ -78,7 +78,7 @@ unsigned int RecordingFileCalls::FindClose(FindHandle find) {
     return Recorded("FindClose", &FileCalls::FindClose, find);
 }
 
-unsigned int RecordingFileCalls::CreateFile(PathText path, unsigned int access, unsigned int share,
+unsigned int RecordingFileCalls::CreateFile(EntryPath path, unsigned int access, unsigned int share,
                                             unsigned int disposition, unsigned int attributes,
                                             FileHandle * file) {
     return Recorded("CreateFile", &FileCalls::CreateFile, path, access, share, disposition,

@@ -26,7 +26,7 @@ public:
     unsigned int FindFirstFile(PathText path, FindData * data) override;
     unsigned int OpenFolder(EntryPath folder, FolderUse use, FindHandle * find) override;
     unsigned int FindClose(FindHandle find) override;
-    unsigned int CreateFile(PathText path, unsigned int access, unsigned int share,
+    unsigned int CreateFile(EntryPath path, unsigned int access, unsigned int share,
                             unsigned int disposition, unsigned int attributes,
                             FileHandle * file) override;
     unsigned int CloseHandle(FileHandle file) override;

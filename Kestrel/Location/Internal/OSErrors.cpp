@@ -42,12 +42,21 @@ public:
 
     char const * Get() const { return valid ? text : nullptr; }
 
+    OSErrorMark Mark() const { return {length, beginnings}; }
+    void Forget(OSErrorMark const & mark) {
+        if (mark.beginnings != beginnings || mark.length >= length)
+            return;
+        length = mark.length;
+        text[length] = 0;
+    }
+
     Mu::SpinLock lock;
 
 private:
     void Empty() {
         length = 0;
         text[0] = 0;
+        ++beginnings;
     }
 
     bool Reserve(unsigned int size) {
@@ -72,6 +81,7 @@ private:
     char * text = inside; // `inside`, or a block of its own
     unsigned int capacity = InsideSize;
     unsigned int length = 0; // < capacity
+    unsigned int beginnings = 0;
     bool valid = true;
 };
 
@@ -92,6 +102,16 @@ char const * GetOSErrors() noexcept {
 void AppendOSErrors(Mu::LogComposer & composer) noexcept {
     Mu::LockGuard guard(errors.lock);
     composer.Append(errors.Get());
+}
+
+OSErrorMark MarkOSErrors() noexcept {
+    Mu::LockGuard guard(errors.lock);
+    return errors.Mark();
+}
+
+void ForgetOSErrors(OSErrorMark const & mark) noexcept {
+    Mu::LockGuard guard(errors.lock);
+    errors.Forget(mark);
 }
 
 void ClearOSErrors() noexcept {

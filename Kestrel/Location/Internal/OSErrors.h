@@ -23,6 +23,15 @@ char const * GetOSErrors() noexcept;
 /// Makes the text the composer's next value; an invalid one counts as empty.
 void AppendOSErrors(Mu::LogComposer & composer) noexcept;
 
+/// Where the text ends now: for a look whose failure is an answer.
+struct OSErrorMark {
+    unsigned int length;
+    unsigned int beginnings;
+};
+OSErrorMark MarkOSErrors() noexcept;
+/// Takes away again what was appended since, unless the text has begun anew meanwhile.
+void ForgetOSErrors(OSErrorMark const & mark) noexcept;
+
 /// For after the line is out. Gives back the memory of a long text.
 void ClearOSErrors() noexcept;
 

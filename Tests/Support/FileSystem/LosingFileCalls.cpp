@@ -107,12 +107,12 @@ std::size_t LosingFileCalls::CountStepsOf(Device const & device, PathText path) 
     return count;
 }
 
-unsigned int LosingFileCalls::CreateFile(PathText path, unsigned int access, unsigned int share,
+unsigned int LosingFileCalls::CreateFile(EntryPath path, unsigned int access, unsigned int share,
                                          unsigned int disposition, unsigned int attributes,
                                          FileHandle * file) {
     std::lock_guard const guard(mutex);
-    Path const name(path);
-    bool const isWatched = FindDevice(path) != nullptr;
+    Path const name = GetPath(path);
+    bool const isWatched = FindDevice(name) != nullptr;
     bool const changes = disposition != IO::FileDisposition::OpenExisting;
     bool const wasThere = isWatched && Exists(name);
     bool const isChange = isWatched && (changes || (access & IO::FileAccess::Write) != 0);

@@ -57,7 +57,7 @@ public:
     using FileHandle = IO::FileHandle;
     using FindHandle = IO::FindHandle;
 
-    unsigned int CreateFile(PathText path, unsigned int access, unsigned int share,
+    unsigned int CreateFile(EntryPath path, unsigned int access, unsigned int share,
                             unsigned int disposition, unsigned int attributes,
                             FileHandle * file) override;
     unsigned int CloseHandle(FileHandle file) override;

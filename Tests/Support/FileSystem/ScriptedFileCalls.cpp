@@ -159,7 +159,7 @@ unsigned int ScriptedFileCalls::FindClose(FindHandle find) {
     return fails ? failure.load() : error;
 }
 
-unsigned int ScriptedFileCalls::CreateFile(PathText path, unsigned int access, unsigned int share,
+unsigned int ScriptedFileCalls::CreateFile(EntryPath path, unsigned int access, unsigned int share,
                                            unsigned int disposition, unsigned int attributes,
                                            FileHandle * file) {
     if (Meets(FileCall::CreateFile)) {

@@ -267,11 +267,11 @@ bool FolderNames::MayContain(int at, char const * path, struct stat const & info
     return folder->hashes.Contains(HashNameUpperCased(name));
 }
 
-bool FolderNames::FindInFolder(int at, char const * folder, struct stat const & info,
-                               std::string_view name, BytePath * found) {
+unsigned int FolderNames::FindInFolder(int at, char const * folder, struct stat const & info,
+                                       std::string_view name, BytePath * found) {
     found->Truncate(0);
     if (name.size() > MaxNameBytes || !MayContain(at, folder, info, name))
-        return false;
+        return FileError::FileNotFound;
     char16_t units[MaxNameBytes + 1];
     TextBuffer text{units, MaxNameBytes + 1, 0};
     AppendPortableName(name, &text);
@@ -280,26 +280,44 @@ bool FolderNames::FindInFolder(int at, char const * folder, struct stat const & 
     while (reader.IsOpen() && reader.Next(&entry)) {
         if (entry.name == name) {
             Copy(name, found);
-            return true;
+            return FileError::None;
         }
         bool const isFirst = found->length == 0 || entry.name < found->GetText();
         if (isFirst && IsSpellingOf(entry.name, text.GetText()))
             Copy(entry.name, found);
     }
-    return found->length != 0;
+    // Who may not read a folder knows its names in the spelling that they have.
+    if (errno != 0 && errno != EACCES)
+        return GetLastFileError();
+    return found->length != 0 ? FileError::None : FileError::FileNotFound;
 }
 
-// Corrects the name from `name` to `end` in the folder before it. Where it ends then; 0: none such.
-unsigned int FolderNames::CorrectName(BytePath * path, unsigned int name, unsigned int end,
+unsigned int FolderNames::FindSpellingIn(int folder, BytePath * name) {
+    std::lock_guard<std::recursive_mutex> const guard(lock);
+    BytePath found;
+    struct stat info;
+    if (::fstat(folder, &info) != 0)
+        return GetLastFileError();
+    unsigned int const error = FindInFolder(folder, ".", info, name->GetText(), &found);
+    if (error == FileError::None)
+        Copy(found.GetText(), name);
+    return error;
+}
+
+// Corrects the name from `name` to `end`, which moves along, in the folder before it.
+unsigned int FolderNames::CorrectName(BytePath * path, unsigned int name, unsigned int * end,
                                       struct stat const & info) {
     BytePath folder;
     BytePath found;
     Copy(path->GetText().substr(0, GetFolderLength(name)), &folder);
-    std::string_view const wanted = path->GetText().substr(name, end - name);
-    if (!FindInFolder(AT_FDCWD, folder.text, info, wanted, &found) ||
-        !path->Replace(name, end - name, found.GetText()))
-        return 0;
-    return name + found.length;
+    std::string_view const wanted = path->GetText().substr(name, *end - name);
+    unsigned int const error = FindInFolder(AT_FDCWD, folder.text, info, wanted, &found);
+    if (error != FileError::None)
+        return error;
+    if (!path->Replace(name, *end - name, found.GetText()))
+        return FileError::NameTooLong;
+    *end = name + found.length;
+    return FileError::None;
 }
 
 unsigned int FolderNames::FindSpelling(BytePath * path, unsigned int rootLength) {
@@ -320,13 +338,14 @@ unsigned int FolderNames::FindSpelling(BytePath * path, unsigned int rootLength)
         bool const isLast = end == path->length;
         struct stat next;
         if (isLast || !IsFolder(path, end, &next)) {
-            end = CorrectName(path, name, end, info);
-            if (end == 0)
-                return isLast ? FileError::FileNotFound : FileError::PathNotFound;
+            unsigned int const error = CorrectName(path, name, &end, info);
+            if (error != FileError::None)
+                return error == FileError::FileNotFound && !isLast ? FileError::PathNotFound
+                                                                   : error;
             if (isLast)
                 return FileError::None;
             if (!IsFolder(path, end, &next))
-                return FileError::PathNotFound;
+                return errno == EACCES ? FileError::AccessDenied : FileError::PathNotFound;
         }
         info = next;
         name = end + 1;
@@ -366,14 +385,17 @@ unsigned int FolderChange::FindFolder() {
     return S_ISDIR(info.st_mode) ? FileError::None : FileError::PathNotFound;
 }
 
-bool FolderChange::HasOtherSpelling(BytePath * other) {
+unsigned int FolderChange::FindOtherSpelling(BytePath * other) {
     BytePath found;
-    bool const isThere = names.FindInFolder(entry->at, folder.text, info, GetName(), &found);
+    unsigned int const error = names.FindInFolder(entry->at, folder.text, info, GetName(), &found);
     isCurrent = names.IsCurrent(info);
-    if (!isThere || found.GetText() == GetName())
-        return false;
+    other->Truncate(0);
+    if (error == FileError::FileNotFound || found.GetText() == GetName())
+        return FileError::None;
+    if (error != FileError::None)
+        return error;
     Copy(folder.GetText(), other);
-    return other->AppendName(found.GetText());
+    return other->AppendName(found.GetText()) ? FileError::None : FileError::NameTooLong;
 }
 
 void FolderChange::Prepare() {

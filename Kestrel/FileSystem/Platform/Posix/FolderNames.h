@@ -48,11 +48,14 @@ public:
     /// that the exact path does not lead to. FileNotFound: nothing has the last name; PathNotFound:
     /// nor one before it. The path is then undefined.
     unsigned int FindSpelling(BytePath * path, unsigned int rootLength);
+    /// The same for one name in a folder that is held open.
+    unsigned int FindSpellingIn(int folder, BytePath * name);
 
     /// The spelling in which the folder holds the name: `name` itself, or else the first in the
-    /// order of bytes. False: it holds none, or cannot be read.
-    bool FindInFolder(int at, char const * folder, struct stat const & info, std::string_view name,
-                      BytePath * found);
+    /// order of bytes. FileNotFound: it holds none, or lets nobody read it; others: it could not be
+    /// looked into, as with too many open files.
+    unsigned int FindInFolder(int at, char const * folder, struct stat const & info,
+                              std::string_view name, BytePath * found);
 
     /// Whether any folder is remembered, so that a change may have to be entered.
     bool IsInUse() const;
@@ -71,7 +74,7 @@ private:
     Folder & Choose(struct stat const & info) const;
     Folder * Remember(int at, char const * path, struct stat const & info);
     bool MayContain(int at, char const * folder, struct stat const & info, std::string_view name);
-    unsigned int CorrectName(BytePath * path, unsigned int name, unsigned int end,
+    unsigned int CorrectName(BytePath * path, unsigned int name, unsigned int * end,
                              struct stat const & info);
 
     mutable std::recursive_mutex lock;
@@ -89,8 +92,9 @@ public:
 
     /// For an entry about to be made: an error when the folder is not there.
     unsigned int FindFolder();
-    /// Whether another spelling of the entry's name is there; it is put into `other` as a path.
-    bool HasOtherSpelling(BytePath * other);
+    /// Puts another spelling of the entry's name that is there into `other`, as a path, and leaves it
+    /// empty when there is none. FindInFolder's errors but for FileNotFound.
+    unsigned int FindOtherSpelling(BytePath * other);
 
     /// For an entry about to be taken away or renamed.
     void Prepare();
@@ -122,7 +126,9 @@ unsigned int MakeEntry(NativeEntry * entry, unsigned int exists, Make make) {
     if (error != FileError::None)
         return error == FileError::AlreadyExists ? exists : error;
     BytePath other;
-    if (change.HasOtherSpelling(&other))
+    if (unsigned int const failure = change.FindOtherSpelling(&other); failure != FileError::None)
+        return failure;
+    if (other.length != 0)
         return exists;
     if (!make(entry->at, entry->path.text))
         return errno == EEXIST ? exists : GetLastFileError();

@@ -166,7 +166,10 @@ unsigned int PosixFileCalls::MoveFile(PathText from, PathText to) {
     if (source.path.GetText() == target.path.GetText())
         return FileError::None;
     // An entry may change the case of its own name.
-    if (arrival.HasOtherSpelling(&other) && other.GetText() != source.path.GetText())
+    error = arrival.FindOtherSpelling(&other);
+    if (error != FileError::None)
+        return error;
+    if (other.length != 0 && other.GetText() != source.path.GetText())
         return FileError::AlreadyExists;
     FolderChange departure(&source);
     departure.Prepare();

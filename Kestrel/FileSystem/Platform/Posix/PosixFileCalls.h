@@ -37,7 +37,7 @@ public:
     unsigned int FindNextFile(FindHandle find, FindData * data) override;
     unsigned int LookAtFound(FindHandle find, FindData * data) override;
     unsigned int FindClose(FindHandle find) override;
-    unsigned int CreateFile(PathText path, unsigned int access, unsigned int share,
+    unsigned int CreateFile(EntryPath path, unsigned int access, unsigned int share,
                             unsigned int disposition, unsigned int attributes,
                             FileHandle * file) override;
     unsigned int CloseHandle(FileHandle file) override;
@@ -97,8 +97,8 @@ private:
 
     /// Where the entry itself lies and what lstat reports of it.
     unsigned int FindEntry(EntryPath path, NativeEntry * native, struct stat * info) const;
-    unsigned int OpenExisting(PathText path, Opening const & opening, int * descriptor) const;
-    unsigned int CreateNew(PathText path, Opening const & opening, int * descriptor) const;
+    unsigned int OpenExisting(EntryPath path, Opening const & opening, int * descriptor) const;
+    unsigned int CreateNew(EntryPath path, Opening const & opening, int * descriptor) const;
     unsigned int CopyLink(NativeEntry const & link, NativeEntry * copy) const;
     unsigned int PutNative(std::string_view native, TextBuffer * path) const;
 
@@ -113,10 +113,11 @@ unsigned int PosixFileCalls::OnEntry(EntryPath path, NativeEntry * native, Call 
         return error;
     if (call(native->at, native->path.text))
         return FileError::None;
-    // Names in a folder that is held open come from its enumeration, and are spelt as they are.
-    if (errno != ENOENT || native->at != AT_FDCWD)
+    if (errno != ENOENT)
         return GetLastFileError();
-    error = FolderNames::Get().FindSpelling(&native->path, native->rootLength);
+    error = native->at == AT_FDCWD
+                ? FolderNames::Get().FindSpelling(&native->path, native->rootLength)
+                : FolderNames::Get().FindSpellingIn(native->at, &native->path);
     if (error == FileError::None && !call(native->at, native->path.text))
         error = GetLastFileError();
     return error;

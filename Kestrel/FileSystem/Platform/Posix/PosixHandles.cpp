@@ -105,11 +105,12 @@ unsigned int PosixFileCalls::Opening::Admit(int descriptor) const {
     return FileError::None;
 }
 
-unsigned int PosixFileCalls::OpenExisting(PathText path, Opening const & opening,
+unsigned int PosixFileCalls::OpenExisting(EntryPath path, Opening const & opening,
                                           int * descriptor) const {
     NativeEntry native;
+    int const more = path.in != nullptr ? O_NOFOLLOW : 0;
     unsigned int error = OnEntry(path, &native, [&](int at, char const * entry) {
-        return (*descriptor = opening.Open(at, entry, 0)) >= 0;
+        return (*descriptor = opening.Open(at, entry, more)) >= 0;
     });
     if (error != FileError::None)
         return error;
@@ -120,7 +121,7 @@ unsigned int PosixFileCalls::OpenExisting(PathText path, Opening const & opening
     return error;
 }
 
-unsigned int PosixFileCalls::CreateNew(PathText path, Opening const & opening,
+unsigned int PosixFileCalls::CreateNew(EntryPath path, Opening const & opening,
                                        int * descriptor) const {
     NativeEntry native;
     unsigned int const error = ToNative(path, &native);
@@ -140,7 +141,7 @@ unsigned int PosixFileCalls::CreateNew(PathText path, Opening const & opening,
     });
 }
 
-unsigned int PosixFileCalls::CreateFile(PathText path, unsigned int access, unsigned int share,
+unsigned int PosixFileCalls::CreateFile(EntryPath path, unsigned int access, unsigned int share,
                                         unsigned int disposition, unsigned int attributes,
                                         FileHandle * file) {
     *file = nullptr;

@@ -1,5 +1,6 @@
 #include <Kestrel/FileSystem/Platform/Windows/Win32.h>
 
+#include <Kestrel/FileSystem/Platform/SparseCopy.h>
 #include <Kestrel/FileSystem/Platform/Windows/WidePath.h>
 #include <Kestrel/FileSystem/Platform/Windows/WindowsFileCalls.h>
 
@@ -19,6 +20,11 @@ unsigned int LastError() {
 
 unsigned int Result(BOOL done) {
     return done ? FileError::None : LastError();
+}
+
+// The end of a file, or that of a pipe whose writer is gone.
+bool IsEnd(unsigned int error) {
+    return error == ERROR_HANDLE_EOF || error == ERROR_BROKEN_PIPE;
 }
 
 // Calls the system with a path that it can take.
@@ -117,10 +123,7 @@ struct NtOpening {
     ULONG options = 0;
 };
 
-// The one call of the system that opens an entry of an open folder. What has the name is opened
-// itself, be it a link.
-unsigned int OpenIn(EntryPath entry, NtOpening const & opening, HANDLE * handle) {
-    PathText const name = entry.text;
+unsigned int OpenNameIn(HANDLE folder, PathText name, NtOpening const & opening, HANDLE * handle) {
     if (name.empty() || name == u"." || name == u".." || name.size() > 0x7FFF ||
         name.find_first_of(std::u16string_view(u"\\/\0", 3)) != PathText::npos)
         return FileError::InvalidName;
@@ -128,8 +131,7 @@ unsigned int OpenIn(EntryPath entry, NtOpening const & opening, HANDLE * handle)
     text.Buffer = const_cast<wchar_t *>(ToWide(name));
     text.Length = text.MaximumLength = static_cast<USHORT>(name.size() * sizeof(wchar_t));
     OBJECT_ATTRIBUTES attributes;
-    InitializeObjectAttributes(&attributes, &text, OBJ_CASE_INSENSITIVE, GetHandle(entry.in),
-                               nullptr);
+    InitializeObjectAttributes(&attributes, &text, OBJ_CASE_INSENSITIVE, folder, nullptr);
     IO_STATUS_BLOCK io;
     NTSTATUS const status = ::NtCreateFile(
         handle, opening.access | SYNCHRONIZE, &attributes, &io, nullptr, FILE_ATTRIBUTE_NORMAL,
@@ -139,6 +141,19 @@ unsigned int OpenIn(EntryPath entry, NtOpening const & opening, HANDLE * handle)
         return FileError::None;
     *handle = nullptr;
     return ::RtlNtStatusToDosError(status);
+}
+
+// The one call of the system that opens an entry of an open folder. What has the name is opened
+// itself, be it a link. Paths lose the dots and blanks behind a name; here this has to be done by
+// hand, but for a name that stands in the folder with them.
+unsigned int OpenIn(EntryPath entry, NtOpening const & opening, HANDLE * handle) {
+    PathText const asInPath = entry.text.substr(0, entry.text.find_last_not_of(u". ") + 1);
+    if (opening.disposition == FILE_CREATE)
+        return OpenNameIn(GetHandle(entry.in), asInPath, opening, handle);
+    unsigned int const error = OpenNameIn(GetHandle(entry.in), entry.text, opening, handle);
+    return error == FileError::FileNotFound && asInPath.size() != entry.text.size()
+               ? OpenNameIn(GetHandle(entry.in), asInPath, opening, handle)
+               : error;
 }
 
 // Whether what was opened stands for a folder elsewhere, so that entering it would lead out.
@@ -195,9 +210,169 @@ private:
     wchar_t text[WidePath::Size];
 };
 
-BOOL CopyNew(wchar_t const * from, wchar_t const * to) {
+// A file of a folder that is held open. Its own content may lie elsewhere, as that of one in a cloud;
+// then it is opened once more, by its handle, in the way that fetches it.
+unsigned int CreateFileIn(EntryPath entry, DWORD access, DWORD share, DWORD disposition,
+                          FileHandle * file) {
+    constexpr ULONG dispositions[] = {FILE_CREATE, FILE_OVERWRITE_IF, FILE_OPEN, FILE_OPEN_IF,
+                                      FILE_OVERWRITE};
+    if (disposition - 1 >= std::size(dispositions))
+        return FileError::InvalidParameter;
+    Handle handle;
+    unsigned int const error = OpenIn(entry,
+                                      {.access = access | FILE_READ_ATTRIBUTES,
+                                       .share = share,
+                                       .disposition = dispositions[disposition - 1],
+                                       .options = FILE_NON_DIRECTORY_FILE},
+                                      handle.GetPlace());
+    if (error != FileError::None)
+        return error;
+    FILE_ATTRIBUTE_TAG_INFO info;
+    if (!::GetFileInformationByHandleEx(handle, FileAttributeTagInfo, &info, sizeof(info)))
+        return LastError();
+    if ((info.FileAttributes & FILE_ATTRIBUTE_REPARSE_POINT) == 0) {
+        *file = handle.Release();
+        return FileError::None;
+    }
+    if (IsReparseTagNameSurrogate(info.ReparseTag))
+        return FileError::CantResolveName;
+    Handle look;
+    if (unsigned int const failure =
+            OpenIn(entry, {.access = FILE_READ_ATTRIBUTES}, look.GetPlace());
+        failure != FileError::None)
+        return failure;
+    ::CloseHandle(handle.Release());
+    HANDLE const whole = ::ReOpenFile(look, access, share, 0);
+    if (whole == INVALID_HANDLE_VALUE)
+        return LastError();
+    *file = whole;
+    return FileError::None;
+}
+
+// A file that is open for copying, as CopySparse wants it.
+class SparseFile {
+public:
+    SparseFile() = default;
+    SparseFile(wchar_t const * path, DWORD access, DWORD share, DWORD disposition) {
+        HANDLE const opened =
+            ::CreateFileW(path, access, share, nullptr, disposition,
+                          FILE_FLAG_OPEN_REPARSE_POINT | FILE_ATTRIBUTE_NORMAL, nullptr);
+        if (opened != INVALID_HANDLE_VALUE)
+            *handle.GetPlace() = opened;
+    }
+    operator HANDLE() const { return handle; }
+    void Close() { ::CloseHandle(handle.Release()); }
+
+    unsigned int GetSize(unsigned long long * size) {
+        LARGE_INTEGER found;
+        unsigned int const error = Result(::GetFileSizeEx(handle, &found));
+        *size = static_cast<unsigned long long>(found.QuadPart);
+        return error;
+    }
+    unsigned int FindData(unsigned long long from, unsigned long long end, SparseRange * range) {
+        FILE_ALLOCATED_RANGE_BUFFER asked;
+        asked.FileOffset.QuadPart = static_cast<long long>(from);
+        asked.Length.QuadPart = static_cast<long long>(end - from);
+        FILE_ALLOCATED_RANGE_BUFFER found;
+        DWORD got = 0;
+        bool const done = ::DeviceIoControl(handle, FSCTL_QUERY_ALLOCATED_RANGES, &asked,
+                                            sizeof(asked), &found, sizeof(found), &got, nullptr);
+        if (!done && ::GetLastError() != ERROR_MORE_DATA) // which is that there are more of them
+            return LastError();
+        *range = {end, end};
+        if (got >= sizeof(found))
+            *range = {
+                static_cast<unsigned long long>(found.FileOffset.QuadPart),
+                static_cast<unsigned long long>(found.FileOffset.QuadPart + found.Length.QuadPart)};
+        return FileError::None;
+    }
+    unsigned int MakeSparse() {
+        DWORD got = 0;
+        return Result(
+            ::DeviceIoControl(handle, FSCTL_SET_SPARSE, nullptr, 0, nullptr, 0, &got, nullptr));
+    }
+    unsigned int SetSize(unsigned long long size) {
+        FILE_END_OF_FILE_INFO info;
+        info.EndOfFile.QuadPart = static_cast<long long>(size);
+        return Result(::SetFileInformationByHandle(handle, FileEndOfFileInfo, &info, sizeof(info)));
+    }
+    unsigned int ReadAt(unsigned long long place, char * bytes, unsigned int count,
+                        unsigned int * read) {
+        OVERLAPPED at = At(place);
+        DWORD got = 0;
+        unsigned int const error = Result(::ReadFile(handle, bytes, count, &got, &at));
+        *read = got;
+        return error == ERROR_HANDLE_EOF ? FileError::None : error;
+    }
+    unsigned int WriteAt(unsigned long long place, char const * bytes, unsigned int count) {
+        OVERLAPPED at = At(place);
+        DWORD put = 0;
+        return Result(::WriteFile(handle, bytes, count, &put, &at));
+    }
+
+private:
+    static OVERLAPPED At(unsigned long long place) {
+        OVERLAPPED at = {};
+        at.Offset = static_cast<DWORD>(place);
+        at.OffsetHigh = static_cast<DWORD>(place >> 32);
+        return at;
+    }
+
+    Handle handle;
+};
+
+BOOL CopyWhole(wchar_t const * from, wchar_t const * to) {
     return ::CopyFileExW(from, to, nullptr, nullptr, nullptr,
                          COPY_FILE_FAIL_IF_EXISTS | COPY_FILE_COPY_SYMLINK);
+}
+
+// What the system's own copy keeps of a file that has no other streams, which are rare in one with
+// holes. The handle must not outlive the name that goes when something fails.
+unsigned int CopyWithHoles(SparseFile & source, FILE_BASIC_INFO info, wchar_t const * to) {
+    SparseFile target(to, GENERIC_WRITE | DELETE, 0, CREATE_NEW);
+    if (target == nullptr)
+        return LastError();
+    unsigned int error = CopySparse(source, target);
+    info.CreationTime.QuadPart = info.ChangeTime.QuadPart = 0; // which stay as they are
+    info.FileAttributes &= ~static_cast<DWORD>(FILE_ATTRIBUTE_SPARSE_FILE);
+    if (error == FileError::None)
+        error = Result(::SetFileInformationByHandle(target, FileBasicInfo, &info, sizeof(info)));
+    FILE_DISPOSITION_INFO gone = {TRUE};
+    if (error != FileError::None)
+        ::SetFileInformationByHandle(target, FileDispositionInfo, &gone, sizeof(gone));
+    return error;
+}
+
+// The system's own copy fills holes up, and reads what is no file without an end.
+BOOL CopyNew(wchar_t const * from, wchar_t const * to) {
+    SparseFile look(from, FILE_READ_ATTRIBUTES,
+                    FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, OPEN_EXISTING);
+    FILE_BASIC_INFO info;
+    constexpr DWORD others =
+        FILE_ATTRIBUTE_REPARSE_POINT | FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_ENCRYPTED;
+    if (look != nullptr && ::GetFileType(look) != FILE_TYPE_DISK) {
+        ::SetLastError(ERROR_NOT_SUPPORTED);
+        return FALSE;
+    }
+    bool const isSparse =
+        look != nullptr &&
+        ::GetFileInformationByHandleEx(look, FileBasicInfo, &info, sizeof(info)) &&
+        (info.FileAttributes & FILE_ATTRIBUTE_SPARSE_FILE) != 0 &&
+        (info.FileAttributes & others) == 0;
+    if (look != nullptr)
+        look.Close();
+    if (!isSparse)
+        return CopyWhole(from, to);
+    SparseFile source(from, GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, OPEN_EXISTING);
+    unsigned int const error = source == nullptr ? LastError() : CopyWithHoles(source, info, to);
+    // The file system of the copy knows no holes.
+    if (error == ERROR_INVALID_FUNCTION || error == ERROR_NOT_SUPPORTED) {
+        if (source != nullptr)
+            source.Close();
+        return CopyWhole(from, to);
+    }
+    ::SetLastError(error);
+    return error == FileError::None;
 }
 
 } // namespace
@@ -370,11 +545,13 @@ unsigned int WindowsFileCalls::FindClose(FindHandle find) {
     return FileError::None;
 }
 
-unsigned int WindowsFileCalls::CreateFile(PathText path, unsigned int access, unsigned int share,
+unsigned int WindowsFileCalls::CreateFile(EntryPath path, unsigned int access, unsigned int share,
                                           unsigned int disposition, unsigned int attributes,
                                           FileHandle * file) {
     *file = nullptr;
-    return WithPath(path, [=](wchar_t const * wide) {
+    if (path.in != nullptr)
+        return CreateFileIn(path, access, share, disposition, file);
+    return WithPath(path.text, [=](wchar_t const * wide) {
         HANDLE const handle =
             ::CreateFileW(wide, access, share, nullptr, disposition, attributes, nullptr);
         *file = handle == INVALID_HANDLE_VALUE ? nullptr : handle;
@@ -489,10 +666,17 @@ unsigned int WindowsFileCalls::GetDriveType(PathText root) {
 
 unsigned int WindowsFileCalls::ReadFile(FileHandle file, char * destination, unsigned int count,
                                         unsigned int * read) {
-    DWORD got = 0;
-    unsigned int const error = Result(::ReadFile(file, destination, count, &got, nullptr));
-    *read = got;
-    return error == ERROR_HANDLE_EOF ? FileError::None : error;
+    *read = 0;
+    do {
+        DWORD got = 0;
+        unsigned int const error =
+            Result(::ReadFile(file, destination + *read, count - *read, &got, nullptr));
+        *read += got;
+        if (error != FileError::None || got == 0)
+            return IsEnd(error) ? FileError::None : error;
+        // What is no file hands out what it has; its end is yet to come.
+    } while (*read < count && ::GetFileType(file) != FILE_TYPE_DISK);
+    return FileError::None;
 }
 
 unsigned int WindowsFileCalls::WriteFile(FileHandle file, char const * source, unsigned int count,

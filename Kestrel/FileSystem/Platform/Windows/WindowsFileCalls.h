@@ -22,7 +22,7 @@ public:
     unsigned int FindNextFile(FindHandle find, FindData * data) override;
     unsigned int LookAtFound(FindHandle find, FindData * data) override;
     unsigned int FindClose(FindHandle find) override;
-    unsigned int CreateFile(PathText path, unsigned int access, unsigned int share,
+    unsigned int CreateFile(EntryPath path, unsigned int access, unsigned int share,
                             unsigned int disposition, unsigned int attributes,
                             FileHandle * file) override;
     unsigned int CloseHandle(FileHandle file) override;

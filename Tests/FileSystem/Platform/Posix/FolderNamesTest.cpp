@@ -9,6 +9,7 @@
 #include <map>
 #include <random>
 #include <string>
+#include <sys/resource.h>
 #include <unistd.h>
 
 namespace {
@@ -26,9 +27,10 @@ std::string FindInFolder(TempFolder const & folder, std::string_view name) {
     std::string const path = folder.GetPath();
     BytePath found;
     std::lock_guard<std::recursive_mutex> const guard(FolderNames::Get().GetLock());
-    bool const isThere =
+    unsigned int const error =
         FolderNames::Get().FindInFolder(AT_FDCWD, path.c_str(), GetInfo(path), name, &found);
-    return isThere ? std::string(found.GetText()) : "";
+    EXPECT_TRUE(error == FileError::None || error == FileError::FileNotFound) << error;
+    return error == FileError::None ? std::string(found.GetText()) : "";
 }
 
 bool IsRemembered(TempFolder const & folder) {
@@ -94,6 +96,25 @@ TEST(FolderNames, SeeWhatOthersChange) {
     EXPECT_FALSE(Make(folder, "THEIRS"));
     std::filesystem::remove(folder / "Theirs");
     EXPECT_TRUE(Make(folder, "THEIRS"));
+}
+
+// What nobody could look into is no folder without the name: a second spelling would be made.
+TEST(FolderNames, DoNotTakeTooManyOpenFilesForNoSuchName) {
+    TempFolder folder;
+    folder.Write("Name", "");
+    struct rlimit before;
+    ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &before), 0);
+    struct rlimit const none = {0, before.rlim_max};
+    BytePath path;
+    path.Append((folder / "name").string());
+    NativeEntry entry = GetEntry(folder, "NAME");
+    ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &none), 0);
+    unsigned int const found = FolderNames::Get().FindSpelling(&path, 1);
+    unsigned int const made =
+        MakeEntry(&entry, FileError::FileExists, [](int, char const *) { return true; });
+    ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &before), 0);
+    EXPECT_EQ(found, FileError::TooManyOpenFiles);
+    EXPECT_EQ(made, FileError::TooManyOpenFiles);
 }
 
 TEST(FolderNames, CorrectEachNameOfAPath) {

@@ -1,0 +1,60 @@
+#pragma once
+
+#include <Kestrel/FileSystem/File.h>
+#include <Kestrel/FileSystem/Folder.h>
+#include <Kestrel/FileSystem/Internal/WinFileEntry.h>
+#include <Kestrel/FileSystem/Internal/WinFolderEntry.h>
+
+namespace IO {
+
+/// A folder that a copy between file systems works in. One of the platform's is held open, and its
+/// entries are reached in it: who puts a link in the place of a folder leads nothing out of the tree.
+/// Folders of other file systems are as safe as those make them.
+class KeptFolder {
+public:
+    /// The one that the folder's path leads to now.
+    explicit KeptFolder(Folder const & folder) : entry(Find(folder)) {
+        isOurs = entry != nullptr && !entry->IsKept();
+        isThere = !isOurs || entry->Keep();
+    }
+    /// The one of this name in `parent`, which `folder` was made for.
+    KeptFolder(Folder const & parent, Name const & name, Folder const & folder)
+        : entry(Find(folder)), isOurs(entry != nullptr) {
+        WinFolderEntry const * const above = Find(parent);
+        isThere = !isOurs || (above != nullptr ? entry->KeepIn(*above, name) : entry->Keep());
+    }
+    ~KeptFolder() {
+        if (isOurs)
+            entry->LetGo();
+    }
+    KeptFolder(KeptFolder const &) = delete;
+    KeptFolder & operator=(KeptFolder const &) = delete;
+
+    /// False: something else, as a link, is there by now.
+    bool IsThere() const { return isThere; }
+
+    // Lets an enumeration of `folder`, or the opening of `file`, which were made for the name, find
+    // what has it in `parent`. False as above.
+    static bool Lend(Folder const & parent, Name const & name, Folder const & folder) {
+        return LendEntry(parent, name, Find(folder));
+    }
+    static bool Lend(Folder const & parent, Name const & name, File const & file) {
+        return LendEntry(parent, name, dynamic_cast<WinFileEntry *>(file.entry));
+    }
+
+private:
+    static WinFolderEntry * Find(Folder const & folder) {
+        return dynamic_cast<WinFolderEntry *>(folder.entry);
+    }
+    template <typename Entry>
+    static bool LendEntry(Folder const & parent, Name const & name, Entry * entry) {
+        WinFolderEntry const * const above = Find(parent);
+        return above == nullptr || entry == nullptr || above->Lend(name, *entry);
+    }
+
+    WinFolderEntry * entry; // null for one of another file system
+    bool isOurs;            // to let go of
+    bool isThere;
+};
+
+} // namespace IO
