@@ -23,7 +23,8 @@ int main() {
     file.Close();
 
     int value = 0;
-    file.Open(IO::File::OpenMode::ReadOnly);
+    if (file.Open(IO::File::OpenMode::ReadOnly) != IO::NoError)
+        return 1;
     while (file.Read(value) == IO::NoError)
         std::cout << value << " ";
     std::cout << "\n";

@@ -355,6 +355,17 @@ TEST(FileReport, TellsHowConnectingFailed) {
     }
 }
 
+TEST(FileReport, EndsWhateverItsEntryThrows) {
+    ScriptedVFS system;
+    {
+        File file(system.GetFile());
+        ASSERT_EQ(file.Open(Mode::WriteOnly), IO::NoError);
+        ASSERT_EQ(file.WriteBin("x", 1, nullptr), IO::NoError);
+        system.file.throws = true;
+    }
+    EXPECT_EQ(system.file.written, "");
+}
+
 TEST(FileReport, TellsWhoLocksTheFile) {
     ScriptedVFS system;
     system.file.open = Entry::OpenStatus::AccessDenied;

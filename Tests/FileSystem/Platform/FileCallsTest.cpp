@@ -123,6 +123,35 @@ TEST_F(FileCallsTest, CreatesAFileThatNobodyMayWrite) {
     EXPECT_EQ(GetAttributes("new") & FileAttribute::ReadOnly, FileAttribute::ReadOnly);
 }
 
+TEST_F(FileCallsTest, OpensFilesInAFolderThatIsHeldOpen) {
+    fs::create_directory(folder / "sub");
+    FindHandle held;
+    ASSERT_EQ(calls.OpenFolder(Path("sub"), FolderUse::Base, &held), 0u);
+    auto const open = [&](PathText name, unsigned int disposition) {
+        FileHandle file;
+        unsigned int const error = calls.CreateFile({held, name}, FileAccess::Write,
+                                                    FileShare::None, disposition, 0, &file);
+        EXPECT_EQ(file != nullptr, error == FileError::None);
+        return file == nullptr ? error : calls.CloseHandle(file);
+    };
+    EXPECT_EQ(open(u"a", FileDisposition::OpenExisting), FileError::FileNotFound);
+    EXPECT_EQ(open(u"a", FileDisposition::CreateNew), 0u);
+    EXPECT_EQ(open(u"A", FileDisposition::CreateNew), FileError::FileExists);
+    folder.Write("sub/a", "content");
+    EXPECT_EQ(open(u"A", FileDisposition::OpenExisting), 0u);
+    EXPECT_EQ(folder.Read("sub/a"), "content");
+    EXPECT_EQ(open(u"a", FileDisposition::TruncateExisting), 0u);
+    EXPECT_EQ(folder.Read("sub/a"), "");
+    for (PathText const name : {u"..", u".", u"", u"a\\b", u"..\\sub\\a"})
+        EXPECT_EQ(open(name, FileDisposition::CreateAlways), FileError::InvalidName);
+    std::error_code failure;
+    fs::create_symlink(folder / "sub/a", folder / "sub/link", failure);
+    if (!failure) {
+        EXPECT_EQ(open(u"link", FileDisposition::TruncateExisting), FileError::CantResolveName);
+    }
+    EXPECT_EQ(calls.FindClose(held), 0u);
+}
+
 TEST_F(FileCallsTest, ReadsAndWritesAtThePosition) {
     FileHandle const file = Open("x", ReadWrite, FileDisposition::CreateNew);
     unsigned int count = 99;

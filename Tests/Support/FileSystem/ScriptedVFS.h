@@ -3,6 +3,7 @@
 #include <Kestrel/FileSystem/FileSystem.h>
 #include <Kestrel/FileSystem/FixedVFS.h>
 #include <Kestrel/FileSystem/FolderEntry.h>
+#include <Kestrel/Root/Memory.h>
 
 #include <string>
 
@@ -27,6 +28,7 @@ public:
     AttributeStatus attribute{};
     LockerStatus locker{};
     bool isProtected = false;
+    bool throws = false; // when written to
     int opens = 0;
     std::string written;
 
@@ -44,6 +46,8 @@ public:
         return read;
     }
     WriteStatus Write(char const * source, unsigned int count, unsigned int * done) override {
+        if (throws)
+            Mu::ThrowOutOfMemory();
         if (write != WriteStatus::Done)
             return write;
         written.append(source, *done = count);

@@ -7,6 +7,7 @@
 #include <Kestrel/Root/Memory.h>
 
 #include <cstring>
+#include <winioctl.h>
 #include <winternl.h>
 
 namespace IO {
