@@ -226,8 +226,8 @@ unsigned int CreateFileIn(EntryPath entry, DWORD access, DWORD share, DWORD disp
                                        .disposition = dispositions[disposition - 1],
                                        .options = FILE_NON_DIRECTORY_FILE},
                                       handle.GetPlace());
-    if (error != FileError::None)
-        return error;
+    if (error != FileError::None) // folders say it with another number
+        return error == FileError::AlreadyExists ? FileError::FileExists : error;
     FILE_ATTRIBUTE_TAG_INFO info;
     if (!::GetFileInformationByHandleEx(handle, FileAttributeTagInfo, &info, sizeof(info)))
         return LastError();
