@@ -10,7 +10,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <memory>
 #include <random>
 #include <string>
 #include <vector>
@@ -128,16 +127,6 @@ TYPED_TEST(ArrayModel, IsAStdVector) {
     EXPECT_EQ(Tracked::living, before);
 }
 
-TEST(Array, HoldsWhatCanOnlyBeMoved) {
-    Mu::Array<std::unique_ptr<int>> array;
-    for (int i = 0; i < 100; ++i)
-        array.Push(std::make_unique<int>(i));
-    array.Insert(50, std::make_unique<int>(-1));
-    array.Delete(0);
-    EXPECT_EQ(*array[49], -1);
-    EXPECT_EQ(*array.Pop(), 99);
-}
-
 TEST(Array, RefusesWhatCannotBeCounted) {
     Mu::Array<unsigned long long> array{1, 2, 3};
     EXPECT_THROW(array.SetCapacity(0xFFFFFFFFu), Mu::OutOfMemoryException);
@@ -179,9 +168,17 @@ TEST(Array, LeavesNothingWhenElementsCannotBeCopied) {
         EXPECT_TRUE(second == first);
         Mu::PagedArray<Mu::Array<int>> pages;
         Mu::Queue<Mu::Array<int>> queue;
-        for (Mu::Array<int> const & element : nested) {
-            pages.Push(element);
-            queue.Push(element);
+        for (unsigned int i = 0; i < 40; ++i) {
+            try {
+                pages.Push(nested[i % 6]);
+                queue.Push(nested[i % 6]);
+            } catch (Mu::OutOfMemoryException const &) {
+                EXPECT_LE(i, pages.GetSize());
+                EXPECT_EQ(queue.GetSize(), i);
+                for (unsigned int k = 0; k < i; ++k)
+                    EXPECT_TRUE(pages[k] == nested[k % 6] && queue[k] == nested[k % 6]);
+                throw;
+            }
         }
         Mu::PagedArray<Mu::Array<int>> const morePages(pages);
         Mu::Queue<Mu::Array<int>> const longer(queue);
@@ -201,14 +198,14 @@ TEST(Array, LeavesNothingWhenElementsCannotBeCopied) {
     });
 }
 
-TEST(Array, TakesNoMemoryForTheRoomInside) {
+TEST(Array, TakesBlocksByDoublingAndNoneForTheRoomInside) {
     unsigned long long const before = Tests::CountAllocations();
     Mu::ArrayFB<int, 8> array;
-    for (int i = 0; i < 8; ++i)
+    for (int i = 0; i < 100000; ++i) {
         array.Push(i);
-    Mu::ArrayFB<int, 8> const copy(array);
-    EXPECT_EQ(copy.GetLast(), 7);
-    EXPECT_EQ(Tests::CountAllocations(), before);
+        ASSERT_TRUE(i >= 8 || Tests::CountAllocations() == before);
+    }
+    EXPECT_LE(Tests::CountAllocations() - before, 18u);
 }
 
 // Who gets an array with room inside as an array may do all that can be done with one.
@@ -225,24 +222,6 @@ TEST(Array, LetsItsElementsOutOfTheRoomInside) {
     EXPECT_EQ(roomy.GetCapacity(), 3u);
     array = other;
     EXPECT_TRUE(roomy == other);
-}
-
-TEST(Array, GrowsByDoubling) {
-    unsigned long long const before = Tests::CountAllocations();
-    Mu::Array<int> array;
-    for (int i = 0; i < 100000; ++i)
-        array.Push(i);
-    EXPECT_LE(Tests::CountAllocations() - before, 18u);
-}
-
-TEST(Array, IsReadAsItWasWritten) {
-    Mu::Array<Mu::Array<unsigned short>> const nested{{1, 2, 3}, {}, {65535}};
-    Tests::ByteOChannel written;
-    ASSERT_EQ(nested.Write(written), Mu::NoError);
-    Tests::ByteIChannel channel(written.GetBytes());
-    Mu::Array<Mu::Array<unsigned short>> read{{7}};
-    EXPECT_EQ(read.Read(channel), Mu::NoError);
-    EXPECT_TRUE(read == nested);
 }
 
 TEST(Array, TakesNoMemoryForAHostileCount) {

@@ -7,64 +7,8 @@
 
 #include <gtest/gtest.h>
 
-#include <deque>
 #include <thread>
 #include <vector>
-
-namespace {
-
-// A queue with a limit, as a producer and a consumer would build it from the parts under test.
-class BoundedQueue {
-public:
-    void Put(int value) {
-        Mu::LockGuard guard(lock);
-        while (values.size() == 3)
-            taken.Wait();
-        values.push_back(value);
-        filled.Notify();
-    }
-
-    int Take() {
-        Mu::LockGuard guard(lock);
-        while (values.empty())
-            filled.Wait();
-        int const value = values.front();
-        values.pop_front();
-        taken.Notify();
-        return value;
-    }
-
-private:
-    Mu::ReentrantLock lock;
-    Mu::Condition filled{lock};
-    Mu::Condition taken{lock};
-    std::deque<int> values;
-};
-
-} // namespace
-
-TEST(Condition, HandsOverBetweenProducersAndConsumers) {
-    constexpr int Count = 3000;
-    BoundedQueue queue;
-    queue.Put(7);
-    EXPECT_EQ(queue.Take(), 7); // without threads first
-
-    std::vector<std::thread> threads;
-    std::atomic<long long> sum = 0;
-    for (int i = 0; i < 2; ++i) {
-        threads.emplace_back([&] {
-            for (int value = 1; value <= Count; ++value)
-                queue.Put(value);
-        });
-        threads.emplace_back([&] {
-            for (int taken = 0; taken < Count; ++taken)
-                sum += queue.Take();
-        });
-    }
-    for (std::thread & thread : threads)
-        thread.join();
-    EXPECT_EQ(sum, static_cast<long long>(Count) * (Count + 1));
-}
 
 TEST(Condition, WakesAllThatWait) {
     Mu::Lock lock;

@@ -46,4 +46,9 @@ TEST(ErrorCategory, HasAPhraseForEachNumber) {
     EXPECT_EQ(IO::ErrorCategory().message(static_cast<int>(0x8101030Au)),
               "unknown status 0x8101030A");
     EXPECT_STREQ(IO::ErrorCategory().name(), "kestrel");
+    EXPECT_EQ(IO::MakeErrorCode(IO::ErrFileNotFound), std::errc::no_such_file_or_directory);
+    EXPECT_EQ(IO::MakeErrorCode(IO::ErrFSAccessDenied), std::errc::permission_denied);
+    EXPECT_EQ(IO::MakeErrorCode(IO::NoError), std::errc());
+    EXPECT_NE(IO::MakeErrorCode(IO::Error), std::errc::io_error);
+    EXPECT_NE(IO::MakeErrorCode(IO::Error), std::errc());
 }

@@ -1,7 +1,5 @@
 #include <Kestrel/Root/Event.h>
 
-#include "Tests/Support/FaultSweep.h"
-
 #include <gtest/gtest.h>
 
 #include <vector>
@@ -43,13 +41,4 @@ TEST(EventSource, LetsAnObserverDetachItselfWhileAllAreTold) {
     }
     EXPECT_EQ(told, 2u);
     EXPECT_TRUE(List(source).empty());
-}
-
-TEST(EventSource, MeetsEveryFailedAllocation) {
-    SweepAllocations([](bool) {
-        Source source;
-        Observer a;
-        source.Attach(a);
-        EXPECT_EQ(source.EnumerateObservers().GetSize(), 1u);
-    });
 }

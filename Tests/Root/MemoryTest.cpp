@@ -6,10 +6,7 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cstring>
-#include <thread>
-#include <vector>
 
 namespace {
 
@@ -105,32 +102,6 @@ TEST(CachedAllocator, KeepsSoManyBlocksForTheNextTaker) {
         EXPECT_EQ(Tests::CountAllocations(), taken);
     }
     EXPECT_EQ(Tests::CountLiveBlocks(), before);
-}
-
-TEST(CachedAllocator, ServesSeveralThreads) {
-    Mu::CachedAllocator allocator(4, 32);
-    auto const work = [&allocator](char mark) {
-        for (int i = 0; i < 5000; ++i) {
-            auto * const block = static_cast<char *>(allocator.Allocate(32, nullptr));
-            std::memset(block, mark, 32);
-            EXPECT_EQ(std::count(block, block + 32, mark), 32);
-            allocator.Free(block, 32);
-        }
-    };
-    work('0');
-    std::vector<std::thread> threads;
-    for (char mark : {'a', 'b', 'c', 'd'})
-        threads.emplace_back(work, mark);
-    for (std::thread & thread : threads)
-        thread.join();
-}
-
-TEST(CachedAllocator, ThrowsOnShortage) {
-    SweepAllocations([](bool) {
-        Mu::CachedAllocator allocator(2, 64);
-        allocator.Free(allocator.Allocate(64, nullptr), 64);
-        allocator.Free(allocator.Allocate(640, nullptr), 640);
-    });
 }
 
 } // namespace

@@ -1,11 +1,8 @@
 #include <Kestrel/Root/Queue.h>
 
-#include "Tests/Support/FaultSweep.h"
-
 #include <gtest/gtest.h>
 
 #include <deque>
-#include <memory>
 #include <random>
 #include <string>
 
@@ -37,22 +34,6 @@ TEST(Queue, IsAStdDeque) {
     EXPECT_EQ(copy.GetSize(), model.size());
     queue = std::move(copy);
     EXPECT_EQ(queue.Pop(), model.front());
-}
-
-TEST(Queue, IsUnchangedWhenItCannotGrow) {
-    SweepAllocations([](bool) {
-        Mu::Queue<std::unique_ptr<int>> queue;
-        for (int i = 0; i < 40; ++i) {
-            try {
-                queue.Push(std::make_unique<int>(i));
-            } catch (Mu::OutOfMemoryException const &) {
-                EXPECT_EQ(queue.GetSize(), static_cast<unsigned int>(i));
-                for (int k = 0; k < i; ++k)
-                    EXPECT_EQ(*queue.Pop(), k);
-                throw;
-            }
-        }
-    });
 }
 
 } // namespace

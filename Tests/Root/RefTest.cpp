@@ -108,10 +108,4 @@ TEST(SharedPtr, SharesTheCountOfTheObject) {
     EXPECT_EQ(ends, 2);
 }
 
-TEST(AtomicIncrement, AnswersTheNewValue) {
-    int volatile value = 5;
-    EXPECT_EQ(Mu::AtomicIncrement(&value), 6);
-    EXPECT_EQ(Mu::AtomicDecrement(&value), 5);
-}
-
 } // namespace

@@ -127,23 +127,6 @@ TEST(UniStringStream, PrintsUtf8WithoutMemory) {
     EXPECT_EQ(channel.GetBytes(), printed);
 }
 
-TEST(UniStringStream, MeetsEveryFailedAllocation) {
-    std::string const bytes = Write(UniString(std::u16string(2000, u'\u00E4')));
-    SweepAllocations([&bytes](bool failed) {
-        ByteIChannel channel(bytes);
-        UniString text("before");
-        MuErrCode const status = text.Read(channel);
-        EXPECT_TRUE(status == Mu::NoError || (failed && status == Mu::ErrMemoryFull)) << status;
-        EXPECT_EQ(text.GetLength(), status == Mu::NoError ? 2000u : 0u);
-    });
-    SweepAllocations([](bool failed) {
-        ByteIChannel channel(CountAnd(3000, std::string(3000, 'x')));
-        String text("before");
-        MuErrCode const status = text.Read(channel);
-        EXPECT_TRUE(status == Mu::NoError || (failed && status == Mu::ErrMemoryFull)) << status;
-    });
-}
-
 TEST(UniStringStream, IsAnObject) {
     UniString const text("abc");
     std::unique_ptr<Mu::Object> const copy(static_cast<Mu::Object const &>(text).Clone());

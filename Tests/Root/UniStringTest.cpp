@@ -1,5 +1,6 @@
 #include <Kestrel/Root/UniString.h> // first: the header stands on its own
 
+#include <Kestrel/Root/CaseMapping.h>
 #include <Kestrel/Root/Exceptions.h>
 
 #include "Tests/Support/FaultSweep.h"
@@ -7,6 +8,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <random>
 #include <sstream>
 
@@ -97,78 +99,6 @@ TEST(UniString, IsMadeOfAndAssignedFromEveryKindOfText) {
     EXPECT_TEXT(other, "");
 }
 
-TEST(UniString, KeepsZeroUnitsInside) {
-    UniString text("a\0b", 3);
-    EXPECT_EQ(text.GetLength(), 3u);
-    EXPECT_EQ(text.FindFirst('b'), 2u);
-    EXPECT_FALSE(text == "a");
-    EXPECT_EQ(text, UniString("a\0b", 3));
-}
-
-// What lies past the end is left out; what begins past the end is empty, and stands at the end.
-TEST(UniString, ClampsEveryRangeToTheText) {
-    UniString const text("abc");
-    EXPECT_TEXT(UniString(text(1, 99)), "bc");
-    EXPECT_TEXT(UniString(text(3, 1)), "");
-    EXPECT_TEXT(UniString(text(99, 99)), "");
-    EXPECT_TEXT(UniString(text(0xFFFFFFFF, 0xFFFFFFFF)), "");
-    EXPECT_TEXT(UniString(text.GetPrefix(99)), "abc");
-    EXPECT_TEXT(UniString(text, 2, 0xFFFFFFFE), "c");
-    EXPECT_EQ(text.FindFirst('a', 1, 0xFFFFFFFF), Mu::NotFound);
-    EXPECT_EQ(text.FindFirst('c', 0xFFFFFFFE, 7), Mu::NotFound);
-    UniString edit(text);
-    edit.SetSubstring(99, 99, 'd');
-    edit.SetSubstring(3, 99, UniString("xyz"), 1, 99);
-    edit.SetToUpperCase(4, 99);
-    edit.ReplaceAll('a', 'q', 77, 1);
-    EXPECT_TEXT(edit, "abcyZ");
-    EXPECT_STREQ(edit.ToCStr(2, 2), "cy");
-}
-
-TEST(UniString, EditsInPlace) {
-    UniString text("a%20b%20c");
-    text.SetSubstring(1, 3, ' ');
-    EXPECT_TEXT(text, "a b%20c");
-    text.SetSubstring(3, 3, UniString("%2F"));
-    EXPECT_TEXT(text, "a b%2Fc");
-    text.SetSubstring(3, 3, UniString("0123456789"), 2, 5);
-    EXPECT_TEXT(text, "a b23456c");
-    text.SetSubstring(1, 7, UniString());
-    EXPECT_TEXT(text, "ac");
-    text.Pad(5, '.');
-    text.Pad(3, '!');
-    EXPECT_TEXT(text, "ac...");
-    text.ReplaceAll('.', '-', 3, 1);
-    EXPECT_TEXT(text, "ac.-.");
-    text.SetLength(1);
-    text.SetLength(3);
-    EXPECT_EQ(ToModel(text), std::u16string(u"a\0\0", 3));
-}
-
-// Whatever part of a text is put into the same text, the part is what it was before.
-TEST(UniString, TakesPartsOfItself) {
-    for (unsigned int room : {0u, 100u}) {
-        UniString text("abcdef");
-        text.SetCapacity(room);
-        text.Append(text);
-        EXPECT_TEXT(text, "abcdefabcdef");
-        text.Append(text, 1, 2);
-        EXPECT_TEXT(text, "abcdefabcdefbc");
-        text.SetSubstring(1, 4, text, 2, 12);
-        EXPECT_TEXT(text, "acdefabcdefbcfabcdefbc");
-        text = text(1, 4);
-        EXPECT_TEXT(text, "cdef");
-        text = std::as_const(text);
-        EXPECT_TEXT(text, "cdef");
-        text = text + "|" + text;
-        EXPECT_TEXT(text, "cdef|cdef");
-        text.Append(text.GetUnits() + 4);
-        EXPECT_TEXT(text, "cdef|cdef|cdef");
-        text = text.GetUnits() + 9;
-        EXPECT_TEXT(text, "|cdef");
-    }
-}
-
 TEST(UniString, GivesMemoryBackOnlyWhenAsked) {
     UniString text("abcdef");
     text.SetCapacity(100);
@@ -257,73 +187,169 @@ TEST(UniString, IsAsItWasAfterEveryFailedAllocation) {
     }
 }
 
-// Whatever the order of operations, the text is a std::u16string with clamped ranges.
+TEST(UniString, FindsNarrowTextsOfAnyLength) {
+    for (unsigned int length = 120; length < 140; ++length) {
+        std::string const narrow(length, 'x');
+        UniString text(".");
+        text.Append(narrow.c_str());
+        ASSERT_EQ(text.FindFirst(narrow.c_str()), 1u);
+        ASSERT_EQ(text.FindFirst((narrow + "x").c_str()), Mu::NotFound);
+    }
+    EXPECT_EQ(UniString(u"x?\u00E4").FindFirstIn("\xC3\xA4", 0, UniString::All, MuLogCharCode), 2u);
+    EXPECT_EQ(UniString("\x01(a)").GetSubstring('(', ')'), "a");
+}
+
+namespace {
+
+/// A text and a std::u16string, of few different units, zero among them.
+class TextAndModel {
+public:
+    explicit TextAndModel(unsigned int seed) : random(seed) {}
+
+    // What lies past the end is left out; what begins past the end is empty, and stands at the end.
+    void Step() {
+        from = Random(model.size() + 3);
+        range = Random(12) == 0 ? UniString::All : Random(7);
+        at = std::min<std::size_t>(from, model.size());
+        unit = AnyUnit();
+        Change();
+        if (model.size() > 100) {
+            text.Truncate(20);
+            model.resize(20);
+        }
+        ASSERT_EQ(ToModel(text), model);
+        ASSERT_EQ(text.CheckState(), Mu::NoError);
+        ASSERT_EQ(text[text.GetLength()], 0);
+        at = std::min<std::size_t>(from, model.size());
+        Search();
+        Look();
+    }
+
+private:
+    unsigned int Random(std::size_t below) { return static_cast<unsigned int>(random() % below); }
+    char16_t AnyUnit() { return u"abcAB\0"[Random(6)]; }
+    std::u16string_view InRange() const { return std::u16string_view(model).substr(at, range); }
+
+    void Change() {
+        // A part of the text itself, in front of its first zero unit, and another text.
+        std::u16string const rest = model.substr(at).c_str();
+        std::u16string const part(model, std::min<std::size_t>(3, model.size()), range);
+        std::size_t const count = InRange().size();
+        switch (Random(15)) {
+        case 0:
+            text.Append(unit);
+            model += unit;
+            break;
+        case 1:
+            text.Append(text, from, range);
+            model += std::u16string(InRange());
+            break;
+        case 2:
+            text.Append(text.GetUnits() + at);
+            model += rest;
+            break;
+        case 3:
+            text = text.GetUnits() + at;
+            model = rest;
+            break;
+        case 4:
+            text.SetSubstring(from, range, text, 3, range);
+            model.replace(at, range, part);
+            break;
+        case 5:
+            text.SetSubstring(from, range, UniString("-0123"), 1, 99);
+            model.replace(at, range, u"0123");
+            break;
+        case 6:
+            text.SetSubstring(from, range, unit);
+            model.replace(at, range, 1, unit);
+            break;
+        case 7:
+            text.Truncate(from);
+            model.resize(at);
+            break;
+        case 8:
+            text = text(from, range);
+            model = std::u16string(InRange());
+            break;
+        case 9: text.SetCapacity(from); break;
+        case 10:
+            text.Pad(from, unit);
+            model.resize(std::max<std::size_t>(from, model.size()), unit);
+            break;
+        case 11: {
+            UniString const copy(text);
+            text = UniString(u"abc") + copy(from, range);
+            model = u"abc" + std::u16string(InRange());
+            break;
+        }
+        case 12:
+            text.ReplaceAll(unit, 'c', from, range);
+            std::replace(model.begin() + at, model.begin() + at + count, unit, u'c');
+            break;
+        case 13: {
+            bool const isUpper = Random(2) == 0;
+            isUpper ? text.SetToUpperCase(from, range) : text.SetToLowerCase(from, range);
+            for (std::size_t i = at; i < at + count; ++i)
+                model[i] = isUpper ? Mu::ToUpperUnit(model[i]) : Mu::ToLowerUnit(model[i]);
+            break;
+        }
+        default: text.SetLength(from); model.resize(from);
+        }
+    }
+
+    unsigned int ToIndex(std::size_t found) const {
+        return found == model.npos ? Mu::NotFound : static_cast<unsigned int>(at + found);
+    }
+
+    void Search() {
+        std::u16string_view const view = InRange();
+        std::u16string pattern(Random(4), u' ');
+        for (char16_t & each : pattern)
+            each = AnyUnit();
+        UniString const sought{std::u16string_view(pattern)};
+        ASSERT_EQ(text.FindFirst(unit, from, range), ToIndex(view.find(unit)));
+        ASSERT_EQ(text.Contains(unit, from, range), view.find(unit) != view.npos);
+        ASSERT_EQ(text.FindFirst(sought, from, range), ToIndex(view.find(pattern)));
+        ASSERT_EQ(text.FindFirst("ab", from, range), ToIndex(view.find(u"ab")));
+        ASSERT_EQ(text.FindFirstIn("Bc", from, range), ToIndex(view.find_first_of(u"Bc")));
+        std::size_t const last = model.rfind(unit);
+        ASSERT_EQ(text.FindLast(unit), last == model.npos ? Mu::NotFound : last);
+        ASSERT_EQ(text.BeginsWith(sought), model.starts_with(pattern));
+        ASSERT_EQ(text.EndsWith(unit), model.ends_with(unit));
+        ASSERT_EQ(text == sought, model == pattern);
+        ASSERT_EQ(text < sought, model < pattern);
+        std::size_t const left = view.find(unit);
+        std::size_t const right = left == view.npos ? view.npos : view.find(u'b', left + 1);
+        ASSERT_EQ(std::u16string_view(UniString(text.GetSubstring(unit, u'b', from, range))),
+                  right == view.npos ? u"" : view.substr(left + 1, right - left - 1));
+    }
+
+    void Look() {
+        std::u16string_view const view = InRange();
+        ASSERT_EQ(std::u16string_view(UniString(std::as_const(text)(from, range))), view);
+        ASSERT_EQ(std::u16string_view(UniString(text, from, range)), view);
+        ASSERT_EQ(std::u16string_view(UniString(text.GetPrefix(from))), model.substr(0, from));
+        ASSERT_STREQ(text.ToCStr(from, range), std::string(view.begin(), view.end()).c_str());
+    }
+
+    std::mt19937 random;
+    UniString text;
+    std::u16string model;
+    unsigned int from = 0, range = 0;
+    std::size_t at = 0; // where the range begins in the text
+    char16_t unit = 0;
+};
+
+} // namespace
+
 TEST(UniString, IsAStandardStringWithClampedRanges) {
     for (unsigned int seed = 1; seed <= 150; ++seed) {
         SCOPED_TRACE(seed);
-        std::mt19937 random(seed);
-        UniString text;
-        std::u16string model;
-        auto const upTo = [&](std::size_t most) {
-            return static_cast<unsigned int>(random() % (most + 1));
-        };
-        for (int step = 0; step < 200; ++step) {
-            unsigned int const from = upTo(model.size() + 2);
-            unsigned int const range = upTo(12) == 0 ? UniString::All : upTo(6);
-            std::size_t const modelFrom = std::min<std::size_t>(from, model.size());
-            char16_t const unit = static_cast<char16_t>(u'a' + upTo(5));
-            switch (upTo(9)) {
-            case 0:
-                text.Append(unit);
-                model += unit;
-                break;
-            case 1:
-                text.Append(text, from, range);
-                model += std::u16string(model, modelFrom, range);
-                break;
-            case 2: {
-                std::u16string const part(model, std::min<std::size_t>(3, model.size()), range);
-                text.SetSubstring(from, range, text, 3, range);
-                model.replace(modelFrom, range, part);
-                break;
-            }
-            case 3:
-                text.SetSubstring(from, range, unit);
-                model.replace(modelFrom, range, 1, unit);
-                break;
-            case 4:
-                text.Truncate(from);
-                model.resize(modelFrom);
-                break;
-            case 5:
-                text = text(from, range);
-                model = std::u16string(model, modelFrom, range);
-                break;
-            case 6: text.SetCapacity(from); break;
-            case 7:
-                text.Pad(from, unit);
-                model.resize(std::max<std::size_t>(from, model.size()), unit);
-                break;
-            case 8: {
-                UniString const copy(text);
-                text = UniString(u"abc") + copy(from, range);
-                model = u"abc" + std::u16string(model, modelFrom, range);
-                break;
-            }
-            default: {
-                std::size_t const found = model.find(unit, from);
-                bool const isInRange = found != std::u16string::npos && (found - from < range);
-                ASSERT_EQ(text.FindFirst(unit, from, range),
-                          isInRange ? static_cast<unsigned int>(found) : Mu::NotFound);
-            }
-            }
-            if (model.size() > 200) {
-                text.Truncate(20);
-                model.resize(20);
-            }
-            ASSERT_EQ(ToModel(text), model);
-            ASSERT_EQ(text.CheckState(), Mu::NoError);
-            ASSERT_EQ(text[text.GetLength()], 0);
-        }
+        TextAndModel both(seed);
+        for (int step = 0; step < 200 && !HasFailure(); ++step)
+            both.Step();
+        if (HasFailure())
+            return;
     }
 }
