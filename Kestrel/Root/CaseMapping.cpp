@@ -10,13 +10,11 @@ namespace {
 
 /// One case of all units, asked of the system page by page as they are needed.
 ///
-/// Threads that meet in one page both fill it, with the same values, so nothing has to wait.
+/// Threads that meet in one page both fill it, with the same values, so nothing has to wait. Empty it
+/// is all zeros, which take no room in the library's file.
+template <unsigned short (*rule)(unsigned short) noexcept>
 class CaseTable {
 public:
-    using Rule = unsigned short (*)(unsigned short) noexcept;
-
-    explicit constexpr CaseTable(Rule rule) : rule(rule) {}
-
     unsigned short Map(unsigned short unit) noexcept {
         if (!isFilled[unit >> 8].load(std::memory_order_acquire))
             Fill(unit & 0xFF00u);
@@ -33,13 +31,12 @@ private:
         isFilled[first >> 8].store(true, std::memory_order_release);
     }
 
-    Rule rule;
     std::atomic<bool> isFilled[256] = {};
     std::atomic<unsigned short> units[65536] = {};
 };
 
-constinit CaseTable upperTable(Platform::AskUpperCase);
-constinit CaseTable lowerTable(Platform::AskLowerCase);
+constinit CaseTable<Platform::AskUpperCase> upperTable;
+constinit CaseTable<Platform::AskLowerCase> lowerTable;
 
 struct AsIs {
     unsigned short operator()(unsigned short unit) const { return unit; }
