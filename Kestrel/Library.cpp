@@ -22,6 +22,8 @@
 #include <Kestrel/Root/Thread.h>
 #include <Kestrel/Socket/Internal/Start.h>
 
+#include <optional>
+
 namespace IO {
 
 namespace {
@@ -82,11 +84,6 @@ MuErrCode Start(bool reflection, Mu::UniString const & ident) {
     return NoError;
 }
 
-void Stop() {
-    ReflectionService::Terminate();
-    Mu::Threading::Terminate();
-}
-
 } // namespace
 
 MuErrCode Init(bool reflection, Mu::UniString const & ident) {
@@ -101,11 +98,16 @@ MuErrCode Init(bool reflection, Mu::UniString const & ident) {
 }
 
 void End() {
-    Mu::CoreGuard guard(initLock);
-    if (initCount == 0 || --initCount > 0)
-        return;
-    Stop();
-    isStarted = false;
+    std::optional<ServiceEnd> service; // ended without the lock: a hook under way may begin a pair
+    {
+        Mu::CoreGuard guard(initLock);
+        if (initCount == 0 || --initCount > 0)
+            return;
+        service.emplace();
+        isStarted = false;
+    }
+    service.reset();
+    Mu::Threading::Terminate();
 }
 
 } // namespace IO

@@ -1,13 +1,11 @@
 #include <Kestrel/Reflection/Internal/MuReflection.h>
 
 #include <Kestrel/Location/RelativeLocation.h>
-#include <Kestrel/Reflection/Platform/MemoryRegions.h>
 #include <Kestrel/Reflection/ReflectionManager.h>
 #include <Kestrel/Root/AllocationTree.h>
 #include <Kestrel/Root/ClassInfo.h>
 #include <Kestrel/Root/Concatenation.h>
 #include <Kestrel/Root/Guid.h>
-#include <Kestrel/Root/HashTable.h>
 #include <Kestrel/Root/SharedPtr.h>
 #include <Kestrel/Root/String.h>
 
@@ -52,20 +50,17 @@ Name ToRegionName(MemoryRegion const & region) {
                              letters[static_cast<unsigned int>(region.state)]);
 }
 
-// The regions of that name, whose full numbers only the system knows. Two may share it.
-Array<MemoryRegion> FindRegions(Name const & name) {
-    struct Finder : IO::MemoryRegionVisitor {
-        Name const & name;
-        Array<MemoryRegion> found;
-        explicit Finder(Name const & name) : name(name) {}
+template <typename Take>
+void VisitRegions(Take take) {
+    struct Visitor : IO::MemoryRegionVisitor {
+        Take & take;
+        explicit Visitor(Take & take) : take(take) {}
         bool Visit(MemoryRegion const & region) override {
-            if (ToRegionName(region).ToString() == name.ToString())
-                found.Push(region);
+            take(region);
             return true;
         }
-    } finder(name);
-    IO::EnumerateMemoryRegions(finder);
-    return std::move(finder.found);
+    } visitor(take);
+    IO::EnumerateMemoryRegions(visitor);
 }
 
 template <typename Visit>
@@ -96,39 +91,6 @@ struct RegionParts {
         }
     }
 };
-
-void GetRegionValues(Name const & name, Values * values) {
-    RegionParts const region(name);
-    for (UniString const & part : region.parts)
-        values->Push(part);
-    if (region.parts[2] != "C") {
-        values->Push("0");
-        values->Push("0.0");
-        return;
-    }
-    unsigned long long used = 0;
-    unsigned long long all = 0;
-    for (MemoryRegion const & found : FindRegions(name)) {
-        all += found.size;
-        EnumerateBlocks(found, [&](unsigned int size, void *) { used += size; });
-    }
-    values->Push(UniString::Printf("%d", static_cast<int>(used)));
-    double const percentage =
-        all == 0 ? 0 : static_cast<float>(used) * 100.0 / static_cast<float>(all);
-    values->Push(Reflectable::ToName(percentage).ToString());
-}
-
-void ListRegions(Array<Name> * folders) {
-    struct Lister : IO::MemoryRegionVisitor {
-        Array<Name> * folders;
-        explicit Lister(Array<Name> * folders) : folders(folders) {}
-        bool Visit(MemoryRegion const & region) override {
-            folders->Push(ToRegionName(region));
-            return true;
-        }
-    } lister(folders);
-    IO::EnumerateMemoryRegions(lister);
-}
 
 // Classes.
 
@@ -260,9 +222,9 @@ public:
         HashTable<void *, SharedPtr<Leaf>> leaves;
     };
 
-    explicit RegionTree(Name const & regionName) : root(new Node) {
+    explicit RegionTree(Array<MemoryRegion> const & regions) : root(new Node) {
         known.Insert(root.Get(), root.Get());
-        for (MemoryRegion const & region : FindRegions(regionName))
+        for (MemoryRegion const & region : regions)
             EnumerateBlocks(region, [&](unsigned int size, void * node) { Add(size, node); });
     }
 
@@ -391,6 +353,56 @@ bool Reflection::GetEntries(CustomEntryGroup const * group, Array<Entry const *>
     return true;
 }
 
+// Some regions have one name, which is listed once: a folder holds no name twice.
+void Reflection::ListRegions(Array<Name> * folders) const {
+    HashTable<UniString, Regions> listed;
+    VisitRegions([&](MemoryRegion const & region) {
+        Name const name = ToRegionName(region);
+        Regions & same = listed[name.ToString()];
+        if (same.IsEmpty())
+            folders->Push(name);
+        same.Push(region);
+    });
+    LockGuard guard(lock);
+    regions = std::move(listed);
+}
+
+// Their full numbers are those of the last list. What is not in it is looked for among all.
+Reflection::Regions Reflection::FindRegions(Name const & name) const {
+    {
+        LockGuard guard(lock);
+        if (Regions const * const found = regions.Find(name.ToString()))
+            return *found;
+    }
+    Regions found;
+    VisitRegions([&](MemoryRegion const & region) {
+        if (ToRegionName(region).ToString() == name.ToString())
+            found.Push(region);
+    });
+    return found;
+}
+
+void Reflection::GetRegionValues(Name const & name, Values * values) const {
+    RegionParts const region(name);
+    for (UniString const & part : region.parts)
+        values->Push(part);
+    if (region.parts[2] != "C") {
+        values->Push("0");
+        values->Push("0.0");
+        return;
+    }
+    unsigned long long used = 0;
+    unsigned long long all = 0;
+    for (MemoryRegion const & found : FindRegions(name)) {
+        all += found.size;
+        EnumerateBlocks(found, [&](unsigned int size, void *) { used += size; });
+    }
+    values->Push(UniString::Printf("%d", static_cast<int>(used)));
+    double const percentage =
+        all == 0 ? 0 : static_cast<float>(used) * 100.0 / static_cast<float>(all);
+    values->Push(Reflectable::ToName(percentage).ToString());
+}
+
 void Reflection::ListRegionAllocations(Array<Name> const & names, Array<Name> * folders,
                                        Array<Name> * files) const {
     if (names.IsEmpty())
@@ -399,7 +411,7 @@ void Reflection::ListRegionAllocations(Array<Name> const & names, Array<Name> * 
     if (names.GetSize() == 1) {
         if (regionTree == nullptr || regionName != names[0].ToString()) {
             regionTree.reset();
-            regionTree = std::make_unique<RegionTree>(names[0]);
+            regionTree = std::make_unique<RegionTree>(FindRegions(names[0]));
             regionName = names[0].ToString();
         }
         folders->Push(RegionTree::GetName(regionTree->GetRoot()));

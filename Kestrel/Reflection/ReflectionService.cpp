@@ -1,6 +1,7 @@
 #include <Kestrel/Reflection/ReflectionService.h>
 
 #include <Kestrel/Reflection/Internal/ReflectionDialogue.h>
+#include <Kestrel/Reflection/Internal/Start.h>
 #include <Kestrel/Root/Array.h>
 #include <Kestrel/Root/Condition.h>
 #include <Kestrel/Root/Internal/CoreGuard.h>
@@ -205,15 +206,19 @@ bool ReflectionService::Initialize(Mu::UniString const & ident) {
     }
 }
 
-void ReflectionService::Terminate() {
-    Mu::Thread * thread;
-    {
-        Mu::CoreGuard guard(serviceLock);
-        thread = std::exchange(serviceThread, nullptr);
-        servicePort = 0;
-    }
+ServiceEnd::ServiceEnd() {
+    Mu::CoreGuard guard(serviceLock);
+    thread = std::exchange(serviceThread, nullptr);
+    servicePort = 0;
+}
+
+ServiceEnd::~ServiceEnd() {
     if (thread != nullptr)
         EndThread(thread);
+}
+
+void ReflectionService::Terminate() {
+    ServiceEnd const end;
 }
 
 unsigned short ReflectionService::GetPort() {

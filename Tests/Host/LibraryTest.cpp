@@ -4,7 +4,12 @@
 #include <Kestrel/FileSystem/FileSystem.h>
 #include <Kestrel/FileSystem/Folder.h>
 #include <Kestrel/FileSystem/NativePath.h>
+#include <Kestrel/Location/RelativeLocation.h>
 #include <Kestrel/Log/FileLogOutput.h>
+#include <Kestrel/Reflection/Reflectable.h>
+#include <Kestrel/Reflection/ReflectionClient.h>
+#include <Kestrel/Reflection/ReflectionManager.h>
+#include <Kestrel/Reflection/ReflectionService.h>
 #include <Kestrel/Root/Logger.h>
 
 #include "Tests/Support/OwnProcess.h"
@@ -12,6 +17,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <atomic>
 #include <filesystem>
 #include <fstream>
 #include <string>
@@ -102,6 +108,47 @@ TEST(Library, TakesWhateverStandsInTheSettings) {
         IO::End();
     }
     EXPECT_EQ(IO::fileSystem.GetAccessDeniedRetryDuration(), 1000u);
+}
+
+// The last End waits for the hook, and the hook for nothing.
+TEST(Library, EndsWhileAHookBeginsAPair) {
+    static std::atomic<bool> isIn = false;
+    static std::atomic<bool> isEnding = false;
+    struct Hook : IO::Reflectable {
+        Hook() { IO::ReflectionManager::Register(IO::RelativeLocation("pair"), this, true); }
+        ~Hook() override { IO::ReflectionManager::Unregister(this); }
+        bool GetChildren(IO::RelativeLocation const &, Mu::Array<IO::Name> *,
+                         Mu::Array<IO::Name> *) const override {
+            isIn = true;
+            while (!isEnding || IO::ReflectionService::GetPort() != 0)
+                std::this_thread::yield();
+            EXPECT_EQ(IO::Init(false, ""), IO::NoError);
+            IO::End();
+            return true;
+        }
+    } const hook;
+    IO::ReflectionService::SetLoopbackOnly(true);
+    unsigned short port = 0;
+    while (port == 0) { // another test may have all of them
+        EXPECT_EQ(IO::Init(true, "pair"), IO::NoError);
+        port = IO::ReflectionService::GetPort();
+        if (port == 0)
+            IO::End();
+    }
+    IO::ReflectionClient idle;
+    EXPECT_EQ(idle.Connect("localhost", port, 0), IO::NoError);
+    std::thread inspector([port] {
+        IO::ReflectionClient client;
+        Mu::Array<IO::Name> folders;
+        Mu::Array<IO::Name> files;
+        EXPECT_EQ(client.Connect("localhost", port, 0), IO::NoError);
+        static_cast<void>(client.GetChildren(IO::RelativeLocation("pair"), &folders, &files));
+    });
+    while (!isIn)
+        std::this_thread::yield();
+    isEnding = true;
+    IO::End();
+    inspector.join();
 }
 
 TEST(Library, CountsItsPairs) {

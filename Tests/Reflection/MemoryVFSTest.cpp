@@ -11,12 +11,14 @@
 #include <Kestrel/FileSystem/TreeEnumerator.h>
 #include <Kestrel/Location/RelativeLocation.h>
 #include <Kestrel/Reflection/Internal/MemoryFolderEntry.h>
+#include <Kestrel/Reflection/Internal/MuReflection.h>
 #include <Kestrel/Reflection/Internal/ReflectionFileEntry.h>
 #include <Kestrel/Reflection/Reflectable.h>
 #include <Kestrel/Reflection/ReflectionFolderEntry.h>
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <memory>
 #include <string>
 #include <vector>
@@ -132,6 +134,48 @@ TEST(ReflectionFolderEntry, ShowsAnObjectAsFoldersAndFiles) {
     Folder const goods(mounted.At("shop/goods"));
     EXPECT_EQ(goods.Copy("one", target, "copy"), IO::NoError);
     EXPECT_EQ(disk.Read("copy"), "price: 6\r\nname:  one\r\n");
+}
+
+// The root's own view, to its leaves; of the address space only some regions.
+TEST(ReflectionFolderEntry, ShowsTheRoot) {
+    struct Some : Lister {
+        using Lister::Lister;
+        bool FolderFound(Name const & name) override {
+            return Lister::FolderFound(name) &&
+                   (ToUtf8(name).rfind("0x", 0) != 0 || --regions >= 0);
+        }
+        int regions = 3;
+    };
+    Tests::LogCapture const log;
+    Mu::Reflection const inside;
+    Mounted const mounted;
+    Folder root(mounted.place);
+    ASSERT_EQ(root.CreateFolder("root", IO::ReflectionFolderEntry::New(inside)), IO::NoError);
+    Some lister(root);
+    EXPECT_EQ(lister.Do(), IO::NoError);
+    EXPECT_GT(lister.found.size(), 8u);
+    EXPECT_EQ(std::count(lister.found.begin(), lister.found.end(), "AddressSpace/"), 1);
+
+    // No folder lists them, since there is none among them; each can be read all the same.
+    Mu::Array<Name> folders;
+    Mu::Array<Name> classes;
+    ASSERT_TRUE(inside.GetChildren(RelativeLocation("ClassInfos"), &folders, &classes));
+    ASSERT_FALSE(classes.IsEmpty());
+    for (Name const & name : classes) {
+        std::string const way = "root/ClassInfos/" + ToUtf8(name);
+        EXPECT_EQ(ReadAll(mounted.At(way.c_str())).substr(0, 5), "name:") << way;
+    }
+
+    Tests::TempFolder const disk;
+    Folder target(Location(disk.GetPortable().c_str()));
+    EXPECT_EQ(Folder(mounted.At("root/Memory")).Copy("AllocationTree (complete)", target, "copy"),
+              IO::NoError);
+    Location const copy(Location(disk.GetPortable().c_str()), "copy");
+    Mu::Array<Name> sizes;
+    ASSERT_TRUE(
+        inside.GetChildren(RelativeLocation("Memory/AllocationTree (complete)"), &sizes, &folders));
+    for (Name const & name : sizes)
+        EXPECT_EQ(Folder(Location(copy, name)).GetStatus(), IO::NoError);
 }
 
 TEST(ReflectionFolderEntry, RefusesWhatIsNotThere) {

@@ -1,6 +1,8 @@
 #pragma once
 
+#include <Kestrel/Reflection/Platform/MemoryRegions.h>
 #include <Kestrel/Reflection/Reflectable.h>
+#include <Kestrel/Root/HashTable.h>
 #include <Kestrel/Root/Lock.h>
 
 #include <memory>
@@ -13,8 +15,8 @@ namespace Mu {
 /// Names of the class, allocation and region allocation levels carry pointers, which inspectors hand
 /// back. Each is looked up among those that are there: one that is not shows nothing.
 ///
-/// Memory:  the tree of the region that was looked at last.
-/// Threads: any. One lock guards that tree.
+/// Memory:  the regions that were listed last, and the tree of the one that was looked at last.
+/// Threads: any. One lock guards those.
 class Reflection : public IO::Reflectable {
 public:
     Reflection();
@@ -33,6 +35,11 @@ public:
     class RegionTree;
 
 private:
+    using Regions = Array<IO::MemoryRegion>;
+
+    void ListRegions(Array<IO::Name> * folders) const;
+    Regions FindRegions(IO::Name const & name) const;
+    void GetRegionValues(IO::Name const & name, Array<AttributeValue> * values) const;
     void ListRegionAllocations(Array<IO::Name> const & names, Array<IO::Name> * folders,
                                Array<IO::Name> * files) const;
     void GetRegionAllocationValues(IO::Name const & name, Array<AttributeValue> * values) const;
@@ -41,7 +48,8 @@ private:
     CustomEntryGroup * regionGroup;
     CustomEntryGroup * allocationGroup;
     CustomEntryGroup * regionAllocationGroup;
-    mutable ReentrantLock lock; // on what follows
+    mutable ReentrantLock lock;                    // on what follows
+    mutable HashTable<UniString, Regions> regions; // as they were listed last, by their names
     mutable std::unique_ptr<RegionTree> regionTree;
     mutable UniString regionName; // whose tree it is
     mutable bool hasCustomAttributes = false;
