@@ -117,6 +117,8 @@ void DoRound(IO::Location const & place, unsigned int seed) {
     IO::FileLogOutput log(IO::Location(place, "logs"), 8, 1, 4);
     SOAK_EXPECT(log.HasFile());
     Mu::logger.SetOutput(&log, &log);
+    IO::ReflectionService::SetLoopbackOnly(true);
+    SOAK_EXPECT(IO::ReflectionService::Initialize("soak"));
     std::vector<std::unique_ptr<Mu::Thread>> threads;
     for (unsigned int number = 0; number < ThreadCount; ++number) {
         std::string const name = "worker" + std::to_string(number);
@@ -129,6 +131,7 @@ void DoRound(IO::Location const & place, unsigned int seed) {
     }
     for (auto const & thread : threads)
         thread->Join(false);
+    IO::ReflectionService::Terminate();
     SOAK_EXPECT(Mu::logger.GetLostCount() == 0);
 }
 

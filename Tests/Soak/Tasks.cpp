@@ -233,6 +233,24 @@ void UseLog(Context & context) {
     }
 }
 
+// Looks at the process itself, while the other threads work: the own mounts and names, too.
+void UseInspection(Context & context) {
+    IO::ReflectionClient client;
+    SOAK_EXPECT(client.Connect("localhost", IO::ReflectionService::GetPort(), 0) == IO::NoError);
+    IO::RelativeLocation at;
+    Mu::Array<IO::Name> folders;
+    for (int depth = 0; depth < 6 && (depth == 0 || !folders.IsEmpty()); ++depth) {
+        if (depth > 0)
+            SOAK_EXPECT(at.Append(folders[context.Draw(folders.GetSize())]) == IO::NoError);
+        Mu::Array<IO::Name> files;
+        Mu::Array<Mu::Array<IO::Reflectable::AttributeValue>> values;
+        SOAK_EXPECT(client.GetChildren(at, &folders, &files) == IO::NoError);
+        SOAK_EXPECT(client.GetAttributeValues(at, files, &values) == IO::NoError);
+        Mu::UniString content;
+        SOAK_EXPECT(client.GetContent(at, &content) == IO::NoError);
+    }
+}
+
 } // namespace
 
 std::string Context::DrawText(std::size_t most) {
@@ -256,9 +274,9 @@ unsigned int CountFailures() {
 }
 
 void DoOne(Context & context) {
-    static constexpr void (*tasks[])(Context &) = {UseLocations,     UseFiles,    UseFolders,
-                                                   UseMounts,        UseZip,      UseCipher,
-                                                   UseBrokenStreams, UseChannels, UseLog};
+    static constexpr void (*tasks[])(Context &) = {
+        UseLocations, UseFiles,         UseFolders,  UseMounts, UseZip,
+        UseCipher,    UseBrokenStreams, UseChannels, UseLog,    UseInspection};
     tasks[context.Draw(static_cast<unsigned int>(std::size(tasks)))](context);
     IO::Folder folder(context.folder);
     SOAK_EXPECT(folder.DeleteAll(IO::DataSafety::IgnoreProtection) == IO::NoError);

@@ -24,7 +24,8 @@ struct Context {
 void Expect(bool holds, char const * what, int line);
 unsigned int CountFailures();
 
-/// One of the tasks, drawn: locations, files, folders, mounts, channels, zip, cipher, log lines.
+/// One of the tasks, drawn: locations, files, folders, mounts, channels, zip, cipher, log lines, and a
+/// look into this very process, whose service runs meanwhile.
 /// It leaves nothing in memory, and nothing in the folder.
 void DoOne(Context & context);
 
