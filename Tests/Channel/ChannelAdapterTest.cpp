@@ -3,14 +3,12 @@
 #include <Kestrel/Channel/OChannelAdapter.h>
 
 #include "Tests/Support/Channel/Ends.h"
-#include "Tests/Support/FaultSweep.h"
 
 #include <gtest/gtest.h>
 
 namespace {
 
 using Tests::RecordingOChannel;
-using Tests::ScriptedIChannel;
 
 TEST(IChannelAdapter, TakesNullForEveryCount) {
     Tests::ForEachIChannel("abcdefgh", [](Mu::IChannel & channel) {
@@ -30,36 +28,6 @@ TEST(IChannelAdapter, TakesNullForEveryCount) {
         EXPECT_EQ(channel.GetInputStatus(), IO::EOI);
         channel.ResetInputStatus();
         EXPECT_EQ(channel.GetInputStatus(), IO::NoError);
-    });
-}
-
-TEST(IChannelAdapter, TellsWhatArrivedBesideAFailure) {
-    ScriptedIChannel channel("abcdef", {{2, IO::InputFailure}, {1, IO::InputFailure}});
-    char bytes[8];
-    unsigned int count = 9;
-    EXPECT_EQ(channel.ReadBin(bytes, 4, &count), IO::InputFailure);
-    EXPECT_EQ(count, 2u);
-    channel.ResetInputStatus();
-    EXPECT_EQ(channel.CopyBin(bytes, 4, &count), IO::InputFailure);
-    EXPECT_EQ(count, 1u);
-    unsigned long long skipped = 9;
-    EXPECT_EQ(channel.Skip(3, &skipped), IO::InputFailure);
-    EXPECT_EQ(skipped, 1u);
-}
-
-TEST(IChannelAdapter, CountsNothingWithoutMemoryForTheRing) {
-    SweepAllocations([](bool failed) {
-        ScriptedIChannel channel("abc");
-        unsigned long long skipped = 9;
-        char * data = nullptr;
-        unsigned int available = 9;
-        MuErrCode const status = channel.Skip(1, &skipped);
-        EXPECT_EQ(status, failed && skipped == 0 ? IO::ErrMemoryFull : IO::NoError);
-        EXPECT_EQ(channel.DirectInputAccess(2, &data, &available), status);
-        EXPECT_EQ(available, status == IO::NoError ? 2u : 0u);
-        char c = '?';
-        EXPECT_EQ(channel.Look(0, &c), status);
-        EXPECT_EQ(c, status == IO::NoError ? 'b' : '?');
     });
 }
 

@@ -5,23 +5,11 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstdio>
+#include <cstring>
 #include <random>
 #include <string>
 
 namespace {
-
-std::string Finish(IO::MD5Channel & channel) {
-    MD5::FingerPrint print;
-    channel.Finish(&print);
-    std::string text;
-    for (unsigned char byte : print.bytes) {
-        char digits[3];
-        std::snprintf(digits, sizeof digits, "%02x", byte);
-        text += digits;
-    }
-    return text;
-}
 
 TEST(NullOChannel, CountsWhatIsWrittenFlushedOrNot) {
     IO::NullOChannel channel;
@@ -38,35 +26,26 @@ TEST(NullOChannel, CountsWhatIsWrittenFlushedOrNot) {
     EXPECT_EQ(channel.GetDataSize(), 100005u + 3 * 0xFFFFFFFFull);
 }
 
-TEST(MD5Channel, GivesThePublishedDigests) {
-    IO::MD5Channel channel;
-    EXPECT_EQ(Finish(channel), "d41d8cd98f00b204e9800998ecf8427e");
-    IO::MD5Channel abc;
-    EXPECT_EQ(abc.WriteBin("abc", 3, nullptr), IO::NoError);
-    EXPECT_EQ(Finish(abc), "900150983cd24fb0d6963f7d28e17f72");
-    IO::MD5Channel digits;
-    for (int i = 0; i < 8; ++i)
-        EXPECT_EQ(digits.WriteBin("1234567890", 10, nullptr), IO::NoError);
-    EXPECT_EQ(Finish(digits), "57edf4a22be3c955ac49da2e2107b67a");
-}
-
-TEST(MD5Channel, DoesNotDependOnHowTheBytesAreSplit) {
+// It begins anew behind each digest.
+TEST(MD5Channel, DigestsWhatIsWrittenHoweverItIsSplit) {
     std::mt19937 random(3);
     std::string text(100000, ' ');
     for (char & c : text)
         c = static_cast<char>(random());
-    IO::MD5Channel whole;
-    EXPECT_EQ(whole.WriteBin(text.data(), 100000, nullptr), IO::NoError);
-    std::string const expected = Finish(whole);
+    MD5::Generator generator;
+    generator.Update(text.data(), 100000);
+    MD5::FingerPrint expected, digest;
+    generator.Finish(expected);
+    IO::MD5Channel channel;
     for (int round = 0; round < 20; ++round) {
-        IO::MD5Channel channel;
         for (unsigned int at = 0; at < text.size();) {
-            unsigned int const left = static_cast<unsigned int>(text.size()) - at;
-            unsigned int const part = std::min<unsigned int>(left, random() % 20000);
+            unsigned int const part =
+                std::min(100000 - at, static_cast<unsigned int>(random() % 20000));
             ASSERT_EQ(channel.WriteBin(text.data() + at, part, nullptr), IO::NoError);
             at += part;
         }
-        ASSERT_EQ(Finish(channel), expected);
+        channel.Finish(&digest);
+        ASSERT_EQ(std::memcmp(digest.bytes, expected.bytes, sizeof digest.bytes), 0);
     }
 }
 

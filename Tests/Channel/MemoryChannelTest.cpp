@@ -9,7 +9,6 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
-#include <random>
 #include <string>
 
 namespace {
@@ -247,45 +246,6 @@ TEST(MemoryOChannel, LosesAllWhenItCannotGrow) {
             EXPECT_EQ(Text(channel), "c");
         }
     });
-}
-
-// Blocks of this size are moved by other means than small ones.
-TEST(MemoryOChannel, KeepsLargeContentsWhileItGrows) {
-    constexpr unsigned int count = 5000000;
-    MemoryOChannel out;
-    for (unsigned int i = 0; i < count; ++i)
-        out.Write(i);
-    char const * const block = out.GetDestination();
-    ASSERT_EQ(out.GetDataSize(), 4 * count);
-    MemoryIChannel in(block, out.GetDataSize());
-    bool same = true;
-    for (unsigned int i = 0; i < count; ++i) {
-        unsigned int value = 0;
-        same = in.Read(value) == IO::NoError && value == i && same;
-    }
-    EXPECT_TRUE(same);
-}
-
-TEST(MemoryChannels, GiveBackWhatWasWrittenHoweverItWasSplit) {
-    std::mt19937 random(7);
-    for (int round = 0; round < 50; ++round) {
-        std::string text;
-        MemoryOChannel out(1 + random() % 100, 0);
-        for (int i = 0; i < 40; ++i) {
-            std::string const piece(random() % (i % 9 == 0 ? 30000 : 300), char('a' + i % 26));
-            ASSERT_EQ(Write(out, piece), IO::NoError);
-            text += piece;
-        }
-        ASSERT_EQ(Text(out), text);
-        MemoryIChannel in(text.data(), static_cast<unsigned int>(text.size()),
-                          MemoryIChannel::LeaveWithCaller);
-        std::string back;
-        while (!in.IsEOI()) {
-            unsigned int const left = static_cast<unsigned int>(Available(in));
-            back += Read(in, std::min<unsigned int>(left, 1 + random() % 9000));
-        }
-        ASSERT_EQ(back, text);
-    }
 }
 
 } // namespace

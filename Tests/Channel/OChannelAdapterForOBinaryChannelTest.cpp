@@ -1,7 +1,5 @@
 #include <Kestrel/Channel/OChannelAdapterForOBinaryChannel.h> // first: it stands on its own
 
-#include "Tests/Support/FaultSweep.h"
-
 #include <Kestrel/Root/Exceptions.h>
 
 #include <gtest/gtest.h>
@@ -102,15 +100,6 @@ TEST(OChannelAdapterForOBinaryChannel, RefusesAnEmptyReference) {
     } catch (Mu::NullReferenceException const & exception) {
         EXPECT_STREQ(exception.GetMessage(), "Null reference.");
     }
-}
-
-TEST(OChannelAdapterForOBinaryChannel, MeetsEveryFailedAllocation) {
-    SweepAllocations([](bool) {
-        Record record;
-        SharedSink shared(new ThrowingSink(record)); // OutOfMemoryException is told here too
-        OChannelAdapterForOBinaryChannel channel(shared);
-        EXPECT_EQ(channel.Write('a'), channel.Flush());
-    });
 }
 
 } // namespace

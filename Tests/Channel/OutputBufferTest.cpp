@@ -350,30 +350,4 @@ TEST(OutputBuffer, KeepsTenBlocksOfTheDefaultSizeForTheNext) {
     EXPECT_EQ(hold(12), 2u);
 }
 
-TEST(OutputBuffer, MeetsEveryFailedAllocation) {
-    for (unsigned int blockSize : {7u, 0u}) {
-        SweepAllocations([&](bool failed) {
-            RecordingSink sink;
-            OutputBuffer buffer(&sink, blockSize);
-            std::string const body((blockSize == 0 ? 16384 : blockSize) * 6, 'b');
-            MuErrCode status = buffer.PushMark();
-            for (int i = 0; i < 10 && status == IO::NoError; ++i)
-                status = buffer.PushMark(); // more than have room inline
-            for (std::string const & text : {std::string("__"), body})
-                if (status == IO::NoError)
-                    status = buffer.Put(text.data(), static_cast<unsigned int>(text.size()));
-            status = status != IO::NoError ? status : buffer.PopMark();
-            status = status != IO::NoError ? status : buffer.Put("12", 2);
-            buffer.ResetOffset();
-            while (status == IO::NoError && buffer.IsInMarkMode()) {
-                status = buffer.PopMark();
-                buffer.ResetOffset();
-            }
-            status = status != IO::NoError ? status : buffer.Flush();
-            EXPECT_TRUE(status == IO::NoError || (failed && status == IO::ErrMemoryFull));
-            EXPECT_EQ(sink.GetText(), status == IO::NoError ? "12" + body : "");
-        });
-    }
-}
-
 } // namespace

@@ -18,20 +18,25 @@ using Mu::LittleEndianMacSign;
 using Mu::WindowsSign;
 
 constexpr Mu::PlatformSign allSigns[] = {BigEndianMacSign, WindowsSign, LittleEndianMacSign};
+constexpr Mu::PlatformSign Plain{}; // stands for the protocol that every channel begins with
 
 std::string Written(Mu::PlatformSign sign, std::function<void(Mu::OChannel &)> const & write) {
     IO::MemoryOChannel channel;
-    EXPECT_EQ(IO::SetPlatformOProtocol(channel, sign), IO::NoError);
+    EXPECT_EQ(sign == Plain ? IO::NoError : IO::SetPlatformOProtocol(channel, sign), IO::NoError);
     write(channel);
     char const * const block = channel.GetDestination(IO::MemoryOChannel::LeaveWithCaller);
     return std::string(block, channel.GetDataSize());
 }
 
-// `bytes` are those of the big-endian form; in both others they stand the other way round.
+// `bytes` are those of the big-endian form; in all others they stand the other way round. Behind a
+// value is a clean end, and inside of it none.
 template <typename T>
 void ExpectWire(T value, std::string const & bytes) {
-    for (Mu::PlatformSign sign : allSigns) {
+    for (Mu::PlatformSign sign : {BigEndianMacSign, WindowsSign, LittleEndianMacSign, Plain}) {
         SCOPED_TRACE(sign);
+        auto const set = [sign](Mu::IChannel & channel) {
+            return sign == Plain ? IO::NoError : IO::SetPlatformIProtocol(channel, sign);
+        };
         std::string expected = bytes;
         if (sign != BigEndianMacSign)
             std::reverse(expected.begin(), expected.end());
@@ -40,15 +45,15 @@ void ExpectWire(T value, std::string const & bytes) {
                     [&](Mu::OChannel & channel) { EXPECT_EQ(channel.Write(value), IO::NoError); }),
             expected);
         Tests::ForEachIChannel(expected, [&](Mu::IChannel & channel) {
-            ASSERT_EQ(IO::SetPlatformIProtocol(channel, sign), IO::NoError);
+            ASSERT_EQ(set(channel), IO::NoError);
             T read{};
             EXPECT_EQ(channel.Read(read), IO::NoError);
             EXPECT_EQ(read, value);
             EXPECT_EQ(channel.Read(read), IO::EOI);
         });
-        if (bytes.size() > 1)
-            Tests::ForEachIChannel(expected.substr(1), [&](Mu::IChannel & channel) {
-                ASSERT_EQ(IO::SetPlatformIProtocol(channel, sign), IO::NoError);
+        for (std::size_t cut = 1; cut < bytes.size(); ++cut)
+            Tests::ForEachIChannel(expected.substr(0, cut), [&](Mu::IChannel & channel) {
+                ASSERT_EQ(set(channel), IO::NoError);
                 T read{};
                 EXPECT_EQ(channel.Read(read), Mu::IChannel::ConvertObjectReadError(IO::EOI));
             });
@@ -57,6 +62,7 @@ void ExpectWire(T value, std::string const & bytes) {
 
 TEST(PlatformProtocol, TurnsTheBytesOfEveryTypeRound) {
     ExpectWire<bool>(true, "\x01");
+    ExpectWire<bool>(false, std::string(1, '\0'));
     ExpectWire<char>('a', "a");
     ExpectWire<unsigned char>(0xFE, "\xFE");
     ExpectWire<short>(-2, "\xFF\xFE");
@@ -78,16 +84,13 @@ TEST(PlatformProtocol, TurnsPointersRound) {
         EXPECT_EQ(channel.GetOutputProtocol().Write(channel, pointer), IO::NoError);
     };
     EXPECT_EQ(Written(BigEndianMacSign, write), std::string("\0\0\0\0\x01\x02\x03\x04", 8));
-    EXPECT_EQ(Written(WindowsSign, write), std::string("\x04\x03\x02\x01\0\0\0\0", 8));
+    for (Mu::PlatformSign sign : {WindowsSign, Plain})
+        EXPECT_EQ(Written(sign, write), std::string("\x04\x03\x02\x01\0\0\0\0", 8));
 }
 
 TEST(PlatformProtocol, WritesAnIdentifierFieldByFieldWhereTheOrderDiffers) {
-    Mu::Guid guid;
-    guid.data1 = 0x01020304;
-    guid.data2 = 0x0506;
-    guid.data3 = 0x0708;
-    for (int i = 0; i < 8; ++i)
-        guid.data4[i] = static_cast<unsigned char>(0x11 + i);
+    Mu::Guid const guid{
+        0x01020304, 0x0506, 0x0708, {0x11, 0x12, 0x13, 0x14, 0x15, 0x16, 0x17, 0x18}};
     auto const write = [&](Mu::OChannel & channel) { EXPECT_EQ(channel.Write(guid), IO::NoError); };
     std::string const tail = "\x11\x12\x13\x14\x15\x16\x17\x18";
     std::string const raw = "\x04\x03\x02\x01\x06\x05\x08\x07" + tail;
