@@ -35,7 +35,8 @@ namespace IO {
 ///    started, under the name `ident`: see ReflectionService. Without a free port it is left out,
 ///    which is no failure; ReflectionService::GetPort tells.
 ///
-/// Error: the system has no room for threads; this call needs no End.
+/// Error: the system has no room for threads; this call needs no End. A thread that is interrupted
+/// while it waits for the settings file meets Mu::InterruptedIOException in its next blocking call.
 KESTREL_API MuErrCode Init(bool reflection, Mu::UniString const & ident);
 
 /// At the last one takes that back in reverse: inspectors that are connected are cut off, whatever they

@@ -42,35 +42,6 @@ class FolderEntryOn : public Tests::OnEachPlace {};
 INSTANTIATE_TEST_SUITE_P(Place, FileEntryOn, testing::Bool(), Tests::NamePlace);
 INSTANTIATE_TEST_SUITE_P(Place, FolderEntryOn, testing::Bool(), Tests::NamePlace);
 
-TEST_P(FileEntryOn, OpensInSevenModes) {
-    place.Write("file", "0123456789");
-    FileConnection const file(place / "file");
-    ASSERT_EQ(file.GetStatus(), IO::NoError);
-    struct {
-        Mode mode;
-        bool reads, writes, truncates;
-    } const table[] = {
-        {Mode::Read, true, false, false},     {Mode::ReadShared, true, false, false},
-        {Mode::Write, false, true, false},    {Mode::WriteShared, false, true, false},
-        {Mode::ReadWrite, true, true, false}, {Mode::WriteAnewShared, false, true, true},
-        {Mode::WriteAnew, false, true, true},
-    };
-    for (auto const & row : table) {
-        SCOPED_TRACE(static_cast<int>(row.mode));
-        place.Write("file", "0123456789");
-        ASSERT_EQ(file->Open(row.mode), Entry::OpenStatus::Done);
-        unsigned long long length = 0;
-        unsigned int count = 0;
-        char c = 'x';
-        EXPECT_EQ(file->GetDataLength(&length), Entry::LengthStatus::Done);
-        EXPECT_EQ(length, row.truncates ? 0u : 10u);
-        EXPECT_EQ(file->Read(&c, 1, &count) == Entry::ReadStatus::Done, row.reads);
-        EXPECT_EQ(file->Write("w", 1, &count) == Entry::WriteStatus::Done, row.writes);
-        EXPECT_EQ(file->Close(), Entry::CloseStatus::Done);
-    }
-    EXPECT_EQ(file->Open(static_cast<Mode>(7)), Entry::OpenStatus::Other);
-}
-
 TEST_P(FileEntryOn, RefusesOpenersThatDoNotFitTogether) {
     place.Write("file", "0123456789");
     FileConnection const file(place / "file");
@@ -136,33 +107,6 @@ TEST_P(FileEntryOn, SeeksInsideTheFileOnly) {
         EXPECT_EQ(file->Seek(Origin::Current, 0, &position), Entry::SeekStatus::Done);
         EXPECT_EQ(position, row.position);
     }
-}
-
-TEST_P(FileEntryOn, TellsTheEndWithWhatIsLeft) {
-    place.Write("file", "0123456789");
-    FileConnection const file(place / "file");
-    ASSERT_EQ(file->Open(Mode::Read), Entry::OpenStatus::Done);
-    char text[16];
-    unsigned int read = 0;
-    EXPECT_EQ(file->Read(text, 4, &read), Entry::ReadStatus::Done);
-    EXPECT_EQ(file->Read(text, 6, &read), Entry::ReadStatus::Done);
-    EXPECT_EQ(std::string(text, read), "456789");
-    EXPECT_EQ(file->Read(text, 0, &read), Entry::ReadStatus::Done);
-    EXPECT_EQ(file->Read(text, 1, &read), Entry::ReadStatus::EndOfFile);
-    EXPECT_EQ(read, 0u);
-    EXPECT_EQ(file->Close(), Entry::CloseStatus::Done);
-}
-
-TEST_P(FileEntryOn, CutsAndFillsUpWithZeros) {
-    place.Write("file", "0123456789");
-    FileConnection const file(place / "file");
-    EXPECT_EQ(file->SetDataLength(4), Entry::LengthStatus::Done);
-    EXPECT_EQ(file->SetDataLength(6), Entry::LengthStatus::Done);
-    EXPECT_EQ(place.Read("file"), std::string("0123\0\0", 6));
-    FileConnection const reader(place / "file");
-    ASSERT_EQ(reader->Open(Mode::Read), Entry::OpenStatus::Done);
-    EXPECT_EQ(file->SetDataLength(1), Entry::LengthStatus::AccessDenied) << "somebody reads";
-    EXPECT_EQ(reader->Close(), Entry::CloseStatus::Done);
 }
 
 TEST_P(FolderEntryOn, TellsEachEntryOnceWhileItIsEmptied) {

@@ -57,27 +57,6 @@ unsigned long long PositionOf(File const & file) {
 using FileOn = Tests::OnEachPlace;
 INSTANTIATE_TEST_SUITE_P(Place, FileOn, ::testing::Bool(), Tests::NamePlace);
 
-TEST_P(FileOn, ReadsBackWhatItWrote) {
-    File file(place / "file", File::OnNotFound::Create);
-    ASSERT_EQ(file.GetStatus(), IO::NoError);
-    ASSERT_EQ(file.Open(Mode::WriteOnlyEmpty), IO::NoError);
-    std::string const large(100000, 'x'); // several times what the buffers hold
-    EXPECT_EQ(Put(file, "head"), IO::NoError);
-    EXPECT_EQ(Put(file, large), IO::NoError);
-    EXPECT_EQ(file.Write(0x01020304), IO::NoError);
-    EXPECT_EQ(file.Close(), IO::NoError);
-
-    ASSERT_EQ(file.Open(Mode::ReadOnly), IO::NoError);
-    EXPECT_EQ(Get(file, 4), "head");
-    EXPECT_EQ(Get(file, 100000), large);
-    int value = 0;
-    EXPECT_EQ(file.Read(value), IO::NoError);
-    EXPECT_EQ(value, 0x01020304);
-    char c;
-    EXPECT_EQ(file.Look(0, &c), IO::EOI);
-    EXPECT_EQ(PositionOf(file), 100008u);
-}
-
 TEST_P(FileOn, AllowsWhatTheModeAllows) {
     struct {
         bool reads, writes, seeks;

@@ -124,18 +124,6 @@ int RunAgain(char const * filter) {
 
 } // namespace
 
-TEST(ShareModes, LetInWhomTheOthersAllow) {
-    Tests::TempFolder folder;
-    folder.Write("x", "content");
-    for (unsigned int first = 0; first < 7; ++first) {
-        FileHandle file;
-        ASSERT_EQ(Open(folder.GetPortable("x"), first, &file), 0u);
-        EXPECT_EQ(TryAllModes(folder.GetPortable("x")), ExpectedModes(first)) << first;
-        EXPECT_EQ(GetPlatformFileCalls().CloseHandle(file), 0u);
-    }
-    EXPECT_EQ(TryAllModes(folder.GetPortable("x")), 0x7Fu) << "nothing is left locked";
-}
-
 TEST(ShareModes, CutNothingForWhomIsRefused) {
     Tests::TempFolder folder;
     folder.Write("x", "content");
