@@ -96,8 +96,10 @@ MuErrCode IsSpeltOtherwise(IO::Location const & location, bool * otherwise) {
 #else
     Mu::UniString path;
     std::error_code failure;
-    if (location.IsRoot() || location.ToPath(&path) != IO::NoError)
-        return IO::NoError; // no entry of a disk
+    if (location.IsRoot())
+        return IO::NoError;
+    if (MuErrCode const status = location.ToPath(&path); status != IO::NoError)
+        return status == IO::ErrMemoryFull ? status : IO::NoError; // no entry of a disk
     fs::path const native = IO::ToNativePath(path);
     if (native.empty() || fs::exists(fs::symlink_status(native, failure)))
         return IO::NoError;
