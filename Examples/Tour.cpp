@@ -15,7 +15,7 @@
 
 namespace {
 
-// What goes wrong ends the tour; main tells it.
+// What goes wrong ends the tour; main reports it.
 struct Stop {
     std::string reason;
 };
@@ -377,7 +377,7 @@ private:
         IO::File file(folder, "first.txt");
         Expect(file.Open(IO::File::OpenMode::WriteOnly), "opening a file");
         Expect(RunOther("first.txt") == 3, "the other process was let in");
-        Say("While this process writes, another one asks to read, and is told:");
+        Say("While this process writes, another one asks to read, and gets:");
         std::cout << "      | ErrFileAccessDenied (in the other process)\n";
         file.Close();
         Expect(RunOther("first.txt") == 0, "the other process was not let in");

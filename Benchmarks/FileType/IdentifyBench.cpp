@@ -1,5 +1,5 @@
 // What a file is: by names alone and by the contents of a tree, against GIO, Qt and libmagic where they
-// are installed; how the number of types tells; how long the catalogue of the machine takes to load.
+// are installed; how the number of types matters; how long the catalogue of the machine takes to load.
 // The tree is what the machine has under /usr/share, or the folder in KESTREL_BENCH_TREE.
 
 #include <Kestrel/FileSystem/FileSystem.h>

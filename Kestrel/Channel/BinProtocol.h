@@ -87,7 +87,7 @@ private:
     }
 };
 
-/// Writes values in the library's own form, as told at BinIProtocol.
+/// Writes values in the library's own form, as documented at BinIProtocol.
 ///
 /// Memory:  none.
 /// Threads: any number at once; there is no state.

@@ -8,12 +8,13 @@ namespace IO {
 /// An input channel over an InputBuffer, whole but for where the bytes come from.
 ///
 /// To make a channel, derive from this and from InputBuffer::BinInput and call SetBinInput(*this)
-/// in the constructor, or hold a private object that is a BinInput. Two answers are left to give:
-/// GetInputPosition and SetDefaultInputProtocol; GetAvailable is worth one where it is known.
+/// in the constructor, or hold a private object that is a BinInput. Two operations are left to
+/// implement: GetInputPosition and SetDefaultInputProtocol; GetAvailable is worth one where it is
+/// known.
 ///
 /// The buffer reads ahead, so a position is what the source gave less GetDataSizeInInputBuffer().
 ///
-/// Memory:  a ring of 4096 bytes, taken by the first read, as told at InputBuffer.
+/// Memory:  a ring of 4096 bytes, taken by the first read, as documented at InputBuffer.
 /// Threads: one at a time.
 /// Failure: those of InputBuffer; none are added.
 class KESTREL_API IChannelAdapter : public Mu::IChannel {

@@ -141,7 +141,7 @@ unsigned int InputBuffer::GetRest(char * destination, unsigned int count) {
     return given + more;
 }
 
-// Tells what `start` is to be once the bytes are consumed.
+// Sets what `start` is to be once the bytes are consumed.
 unsigned int InputBuffer::CopyDataFromBuffer(char * destination, unsigned int count) const {
     unsigned int const tail = bufferSize - start;
     if (count < tail) {

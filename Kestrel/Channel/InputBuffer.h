@@ -33,8 +33,8 @@ public:
     /// Where the bytes come from. This class itself is the source that is always at its end.
     class KESTREL_API BinInput {
     public:
-        /// Fills `destination` with up to `count` bytes and tells in `*read` how many. Fewer than
-        /// `count` should come with the status that says why, as nobody else can tell; bytes and a
+        /// Fills `destination` with up to `count` bytes and returns in `*read` how many. Fewer than
+        /// `count` should come with the status that says why, as nobody else can know; bytes and a
         /// status may come in one call.
         virtual MuErrCode InternalRead(char * destination, unsigned int count, unsigned int * read);
         virtual ~BinInput() = default;
@@ -62,8 +62,8 @@ public:
         *c = next;
         return status;
     }
-    /// Takes up to `count` bytes; `*read` tells how many, also beside a failure. What is missing in
-    /// the ring and is no shorter than a read-ahead goes to `destination` directly.
+    /// Takes up to `count` bytes; `*read` receives how many, also beside a failure. What is missing
+    /// in the ring and is no shorter than a read-ahead goes to `destination` directly.
     MuErrCode Get(char * destination, unsigned int count, unsigned int * read) {
         unsigned int const from = start;
         if (count > FewBytes || count > dataSize || count >= bufferSize - from)
@@ -88,13 +88,14 @@ public:
     /// Error: the ring may not hold as many; nothing was put.
     MuErrCode PushBack(char c);
     MuErrCode PushBack(char const * source, unsigned int count);
-    /// Drops bytes, buffered or not; `*skipped` tells how many, also beside a failure, but stays as
-    /// it was when there was no memory for the ring.
+    /// Drops bytes, buffered or not; `*skipped` receives how many, also beside a failure, but stays
+    /// as it was when there was no memory for the ring.
     MuErrCode Skip(unsigned long long count, unsigned long long * skipped);
-    /// A pointer to `size` unread bytes that lie in one piece; they stay unread. `*available` tells
+    /// A pointer to `size` unread bytes that lie in one piece; they stay unread. `*available` says
     /// how many there are, fewer at the end of the input. A size of 0 asks for what fits without
     /// moving anything, and the end of the input is no failure then. The pointer is owned by the
-    /// ring and valid until its next operation; it is null when a failure other than EOI came first.
+    /// ring and valid until its next operation; it is null when a failure other than EOI came
+    /// first.
     MuErrCode DirectAccess(unsigned int size, char ** data, unsigned int * available);
 
     /// Whether no byte is left. Reads, when the ring is empty.
@@ -149,7 +150,7 @@ private:
     bool bufferingEnabled = true; // reads ahead
     double reservedRatio;         // 0.0 to 1.0
     unsigned int readBlockLength; // what reading ahead tries to hold, 1 to bufferSize
-    MuErrCode status = NoError;   // what operations answer
+    MuErrCode status = NoError;   // what operations return
     MuErrCode pendingStatus = NoError; // came with enough bytes; counts from the next read on
 };
 

@@ -16,8 +16,8 @@ public:
     /// Does not flush: without Finish there is no digest.
     ~MD5Channel() override;
 
-    /// Flushes and tells the digest of everything written. Once: what is written afterwards begins
-    /// a new digest, as does a second Finish.
+    /// Flushes and returns the digest of everything written. Once: what is written afterwards
+    /// begins a new digest, as does a second Finish.
     void Finish(MD5::FingerPrint * fingerPrint);
     void SetDefaultOutputProtocol() override;
 
@@ -26,7 +26,7 @@ private:
                             unsigned int * written) override;
 
     MD5::Generator generator;
-    bool finished = false; // told for those who look at a dump; nothing here asks
+    bool finished = false; // for those who read a dump; nothing here asks
 };
 
 } // namespace IO

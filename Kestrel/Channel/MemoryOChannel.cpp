@@ -14,7 +14,7 @@ constexpr unsigned int MemoryOChannel::NoLimit;
 MemoryOChannel::MemoryOChannel(unsigned int initialSize, unsigned int maxSize)
     : OChannelAdapter(binOProtocol) {
     SetBinOutput(*this);
-    (void)Init(initialSize, maxSize); // GetStatus tells
+    (void)Init(initialSize, maxSize); // GetStatus reports it
 }
 
 MemoryOChannel::MemoryOChannel(char * destination, unsigned int capacity, unsigned int maxSize,
@@ -130,7 +130,8 @@ MuErrCode MemoryOChannel::InternalWrite(char const * source, unsigned int count,
     return part != count ? EOO : NoError;
 }
 
-// Kept: the doubling is computed in 32 bits, so that from 2 GiB on the block grows by what is needed.
+// Kept: the doubling is computed in 32 bits, so that from 2 GiB on the block grows by what is
+// needed.
 bool MemoryOChannel::Grow(unsigned int needed) {
     unsigned int const size = std::min(std::max(needed, capacity * 2), maxSize);
     unsigned int const held = std::min(writtenSize, capacity); // SetDataSize may have passed it

@@ -11,8 +11,8 @@ namespace IO {
 /// at the first growth, and from then on the channel owns one; ask GetDestination where the bytes
 /// are. They reach the block only with a flush, which GetDestination does.
 ///
-/// Memory:  the block, and the adapter's 16384 bytes, which come from a cache: over a caller's block
-///          that suffices, nothing is allocated.
+/// Memory:  the block, and the adapter's 16384 bytes, which come from a cache: over a caller's
+///          block that suffices, nothing is allocated.
 /// Threads: one at a time.
 /// Failure: EOO at the limit, with what fits written. ErrMemoryFull when a block could not be had;
 ///          all bytes are gone then.
@@ -24,8 +24,8 @@ public:
     /// Who frees the block. A block that is handed over must come from BMAllocatePtr.
     enum OwnershipType : unsigned int { LeaveWithCaller = 0, TakeOwnership = 1, PassOwnership = 2 };
 
-    /// On a block of its own; sizes of 0 mean DefaultInitialSize and NoLimit. GetStatus tells
-    /// whether the block could be had. The block is as large as told even above the limit.
+    /// On a block of its own; sizes of 0 mean DefaultInitialSize and NoLimit. GetStatus says
+    /// whether the block could be had. The block is as large as asked for even above the limit.
     explicit MemoryOChannel(unsigned int initialSize = 0, unsigned int maxSize = 0);
     /// On the given block, from its start.
     MemoryOChannel(char * destination, unsigned int capacity, unsigned int maxSize,
@@ -33,14 +33,14 @@ public:
     /// Flushes, then frees the block if the channel owns it.
     ~MemoryOChannel() override;
 
-    // Both flush into the block that is left and answer the new GetStatus.
+    // Both flush into the block that is left and return the new GetStatus.
     MuErrCode SetDestination(unsigned int initialSize, unsigned int maxSize);
     MuErrCode SetDestination(char * destination, unsigned int capacity, unsigned int maxSize,
                              OwnershipType ownership);
 
     /// The block, with everything written in it; null after a failed allocation. With PassOwnership
-    /// the caller frees it by BMKillPtr if the channel would have; it is the channel's to write into
-    /// only until then. Without, it is valid until the next write.
+    /// the caller frees it by BMKillPtr if the channel would have; it is the channel's to write
+    /// into only until then. Without, it is valid until the next write.
     char * GetDestination(OwnershipType ownership);
     // Kept: the flush happens here as well, or the block would not hold what was written.
     char const * GetDestination() const;

@@ -7,12 +7,14 @@ namespace IO {
 
 /// An output channel over an OutputBuffer, whole but for where the bytes go.
 ///
-/// To make a channel, derive from this and from OutputBuffer::BinOutput and call SetBinOutput(*this)
-/// in the constructor, or hold a private object that is a BinOutput. One answer is left to give,
-/// SetDefaultOutputProtocol. The destructor does not flush, for the sink of the derived class is
-/// gone by then: a channel that must not lose bytes flushes in its own.
+/// To make a channel, derive from this and from OutputBuffer::BinOutput and call
+/// SetBinOutput(*this) in the constructor, or hold a private object that is a BinOutput. One
+/// operation is left to implement, SetDefaultOutputProtocol. The destructor does not flush, for the
+/// sink of the derived class is gone by then: a channel that must not lose bytes flushes in its
+/// own.
 ///
-/// Memory:  blocks of 16384 bytes, the first taken by the first write, as told at OutputBuffer.
+/// Memory:  blocks of 16384 bytes, the first taken by the first write, as documented at
+///          OutputBuffer.
 /// Threads: one at a time.
 /// Failure: those of OutputBuffer; none are added.
 class KESTREL_API OChannelAdapter : public Mu::OChannel {

@@ -110,7 +110,7 @@ bool OutputBuffer::StepToNextBlock() {
     return true;
 }
 
-// Positions are told in 32 bits, so a chain that they cannot tell is as good as no memory.
+// Positions have 32 bits, so a chain that they cannot address is as good as no memory.
 bool OutputBuffer::AppendBlock() {
     unsigned long long const size = (GetBlockCount() + 1ull) * blockSize;
     char * const block = size <= 0xFFFFFFFFu ? AllocateBlock(blockSize) : nullptr;
@@ -166,7 +166,7 @@ void OutputBuffer::FreeBlocksFrom(unsigned int first) {
     }
 }
 
-// Kept: all of `count` is added, whatever the sink says it took. The number tells the position of
+// Kept: all of `count` is added, whatever the sink says it took. The number is the position of
 // the writer in its stream, not what arrived.
 void OutputBuffer::WriteData(char const * source, unsigned int count) {
     if (status != NoError || count == 0)

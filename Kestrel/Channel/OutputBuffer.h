@@ -32,14 +32,15 @@ public:
     /// Where the bytes go. This class itself is the sink that takes none.
     class KESTREL_API BinOutput {
     public:
-        /// Takes `count` bytes and tells in `*written` how many, fewer only with a status.
+        /// Takes `count` bytes and returns in `*written` how many, fewer only with a status.
         virtual MuErrCode InternalWrite(char const * source, unsigned int count,
                                         unsigned int * written);
         virtual ~BinOutput() = default;
     };
 
     /// Takes no memory and cannot fail. A null output is the sink that takes nothing. A block size
-    /// of 0 means DefaultBlockSize; blocks of that size are shared among all buffers of the process.
+    /// of 0 means DefaultBlockSize; blocks of that size are shared among all buffers of the
+    /// process.
     explicit OutputBuffer(BinOutput * output = nullptr, unsigned int blockSize = 0);
 
     /// Drops what was not flushed: whoever owns the buffer flushes first if the bytes matter.
@@ -73,9 +74,10 @@ public:
         return PutRest(source, count);
     }
 
-    /// Hands all buffered bytes to the sink. They are gone from here even when it takes none of them;
-    /// they stay when nothing is handed over, as below, or for a status from before.
-    /// Error: a mark is alive, or the buffer is rewound; nothing was written, and it does not stick.
+    /// Hands all buffered bytes to the sink. They are gone from here even when it takes none of
+    /// them; they stay when nothing is handed over, as below, or for a status from before.
+    /// Error: a mark is alive, or the buffer is rewound; nothing was written, and it does not
+    /// stick.
     MuErrCode Flush();
 
     /// Remembers the write position. Error: buffering is off; this does not stick.
@@ -117,8 +119,8 @@ public:
     void ClearBinOutput();
 
     void EnableBuffering() { bufferingEnabled = true; }
-    /// Drains the buffer; from now on every write goes straight to the sink. Ignored while a mark is
-    /// alive or the buffer is rewound.
+    /// Drains the buffer; from now on every write goes straight to the sink. Ignored while a mark
+    /// is alive or the buffer is rewound.
     void DisableBuffering();
     bool IsBufferingEnabled() const { return bufferingEnabled; }
 

@@ -11,7 +11,7 @@ class OChannel;
 
 namespace IO {
 
-/// What the protocols that read a given platform's binary form have in common: they tell which.
+/// What the protocols that read a given platform's binary form have in common: they say which.
 ///
 /// The form is that of BinIProtocol, with multi-byte values turned round and 8-bit texts recoded
 /// where the platform differs from Windows. A reader finds the writer's mark in the data, a 16-bit
@@ -27,10 +27,10 @@ public:
     virtual MuErrCode GetPlatform(Mu::PlatformSign * sign) = 0;
 };
 
-/// What the protocols that write a given platform's binary form have in common: they tell which.
+/// What the protocols that write a given platform's binary form have in common: they say which.
 ///
-/// Memory:  a text takes a copy of itself for the time of its writing, so that the caller's stays as
-///          it is. A shortage is thrown as Mu::OutOfMemoryException.
+/// Memory:  a text takes a copy of itself for the time of its writing, so that the caller's stays
+///          as it is. A shortage is thrown as Mu::OutOfMemoryException.
 /// Threads: any number at once; there is no state.
 /// Failure: otherwise as BinOProtocol.
 class KESTREL_API BinPlatformOProtocol : public Mu::OProtocol {

@@ -35,19 +35,19 @@ MuErrCode ReadBytes(Mu::IChannel & channel, char * text, unsigned int * length) 
 MuErrCode ReadText(Mu::IChannel & channel, char * text, unsigned int capacity,
                    unsigned int * length) {
     unsigned int size = 0;
-    unsigned int & told = length != nullptr ? *length : size;
-    told = 0;
+    unsigned int & count = length != nullptr ? *length : size;
+    count = 0;
     if (text == nullptr || capacity == 0)
         return Error;
     text[0] = '\0';
     Mu::PlatformSign sign = HostSign;
     MuErrCode status = GetChannelIProtocolPlatform(channel, &sign);
     if (status == NoError)
-        status = ReadLength(channel, capacity, &told);
+        status = ReadLength(channel, capacity, &count);
     if (status == NoError)
-        status = ReadBytes(channel, text, &told);
+        status = ReadBytes(channel, text, &count);
     if (status == NoError)
-        Recode(sign, text, told, HostSign);
+        Recode(sign, text, count, HostSign);
     return status;
 }
 

@@ -18,7 +18,7 @@ namespace IO {
 /// A channel's input as a std::streambuf. Reads nothing ahead of what the stream takes, so that the
 /// channel may be read in between.
 ///
-/// The end of the stream is where the channel gives no byte any more; why, its status tells.
+/// The end of the stream is where the channel gives no byte any more; its status says why.
 /// Positions can be asked for (tellg) but not set. A byte can be put back any number of times,
 /// ungetting works for the one read last.
 class IChannelStreamBuffer : public std::streambuf {
@@ -30,7 +30,8 @@ protected:
     int_type underflow() override {
         char c;
         unsigned int copied = 0;
-        (void)channel.CopyBin(&c, 1, &copied); // the count tells, also beside a sticky status
+        // The count decides: a byte may come beside a sticky status.
+        (void)channel.CopyBin(&c, 1, &copied);
         return copied == 1 ? traits_type::to_int_type(c) : traits_type::eof();
     }
     int_type uflow() override {
@@ -99,7 +100,7 @@ protected:
             std::streamsize const part = std::min<std::streamsize>(count - done, 0x40000000);
             if (channel.WriteBin(source + done, static_cast<unsigned int>(part), nullptr) !=
                 NoError)
-                break; // none of this part can be told as written
+                break; // none of this part can be reported as written
             done += part;
         }
         return done;
@@ -148,7 +149,7 @@ private:
 /// Memory:  the adapter's ring of 4096 bytes.
 /// Threads: one at a time.
 /// Failure: EOI at the stream's end, InputFailure for a stream that is bad or fails. An exception
-///          that the stream was told to throw becomes one of them.
+///          that the stream was set to throw becomes one of them.
 class StreamIChannel final : public IChannelAdapter, public InputBuffer::BinInput {
 public:
     /// The stream must outlive this channel.
@@ -186,7 +187,7 @@ private:
 ///
 /// Memory:  the adapter's block of 16384 bytes.
 /// Threads: one at a time.
-/// Failure: OutputClosed for a stream that fails. An exception that the stream was told to throw
+/// Failure: OutputClosed for a stream that fails. An exception that the stream was set to throw
 ///          becomes that too.
 class StreamOChannel final : public OChannelAdapter, public OutputBuffer::BinOutput {
 public:

@@ -27,8 +27,8 @@ void SubIChannel::SetDefaultInputProtocol() {
     SetInputProtocol(sourceChannel->GetInputProtocol());
 }
 
-// Kept: the bytes asked for are told as read and counted as consumed, whatever arrived. A window
-// that its source cannot fill is as long as told, and the status says that its tail is
+// Kept: the bytes asked for are reported as read and counted as consumed, whatever arrived. A
+// window that its source cannot fill is as long as declared, and the status says that its tail is
 // void: zeros, and nothing that lay in memory.
 MuErrCode SubIChannel::InternalRead(char * destination, unsigned int count, unsigned int * read) {
     unsigned int const part = std::min(count, dataLength - consumed);

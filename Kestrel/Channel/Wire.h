@@ -10,7 +10,8 @@
 // What the binary protocols have in common: how one value becomes bytes and is made of them again.
 // In headers, with the adapters' ways to their buffers, for the sake of speed: a value costs two
 // virtual calls, which take longer than all else, and a compiler that sees the one likely target of
-// each compares the slot with it and goes on in line. Any other protocol or channel is still called.
+// each compares the slot with it and goes on in line. Any other protocol or channel is still
+// called.
 
 namespace IO::Wire {
 
@@ -49,8 +50,8 @@ struct BitsOfSize<8> {
     using Type = unsigned long long;
 };
 
-/// Turns the bytes of a value round where it lies; as bits, since bytes in the wrong order may be no
-/// number that a floating point register keeps as it is.
+/// Turns the bytes of a value round where it lies; as bits, since bytes in the wrong order may be
+/// no number that a floating point register keeps as it is.
 template <typename T>
 void ReverseInPlace(T & value) {
     if constexpr (sizeof(T) > 1) {
@@ -117,7 +118,7 @@ MuErrCode WriteValue(Mu::OChannel & channel, T value) {
     return channel.WriteBin(reinterpret_cast<char const *>(&wire), sizeof wire, nullptr);
 }
 
-/// The length of a text, or false where 32 bits cannot tell it.
+/// The length of a text, or false where 32 bits cannot hold it.
 inline bool MeasureText(char const * text, unsigned int * length) {
     std::size_t const size = std::strlen(text);
     *length = static_cast<unsigned int>(size);

@@ -153,7 +153,7 @@ Name FileLogOutput::GetNewLogFileName() {
 
 void FileLogOutput::Open() {
     logFileSize = 0;
-    Mu::Quietly([this] { // or without a file, or with one that nobody is told of
+    Mu::Quietly([this] { // or without a file, or with one that no reporter knows
         logFile = MakeNextFile();
         if (logFile != nullptr)
             SetLastLogFilesAtBugRep();

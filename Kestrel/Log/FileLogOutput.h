@@ -17,9 +17,9 @@ class File;
 ///     Mu::logger.SetOutput(&log, &log);
 ///
 /// Any number of processes may share the folder; each writes files of its own, named "Log-", three
-/// numbers that tell the series, "-1.log", "-2.log" and so on. A file that has passed its limit is
+/// numbers that count the series, "-1.log", "-2.log" and so on. A file that has passed its limit is
 /// closed and the next one begun. Other programs can read a file while it grows. What the crash
-/// reporter shall attach, the last two files of the series, is told to it at each beginning.
+/// reporter shall attach, the last two files of the series, is announced to it at each beginning.
 ///
 /// The folder is cleaned up once, by the constructor: when the ".log" files in it, of any process,
 /// are larger together than its limit, the oldest ones go until they fit and no more than
@@ -32,8 +32,8 @@ class File;
 /// closed.
 ///
 /// Memory:  one buffer of 16384 bytes and that of an IO::File.
-/// Threads: the logger's calls come one at a time, and everything else has to keep to that. To bring
-///          lines to safety from any thread, call Mu::logger.Flush() and not FlushLog.
+/// Threads: the logger's calls come one at a time, and everything else has to keep to that. To
+///          bring lines to safety from any thread, call Mu::logger.Flush() and not FlushLog.
 /// Failure: none is reported and no exception leaves: logging must not disturb the program. An
 ///          interruption that ends the wait for a file that is denied goes to the thread's next
 ///          blocking call. A folder that cannot be made, a disk that is full, a file that cannot be

@@ -27,7 +27,7 @@ public:
         Node * parent; ///< null for the root
     };
 
-    /// The answer of both: whether to go on.
+    /// The result of both: whether to go on.
     class KESTREL_API Enumerator {
     public:
         virtual bool Leaf(void * node) = 0;
@@ -47,10 +47,11 @@ public:
     };
 
     /// Puts the counting in front of the present memory calls. Not while another thread uses the
-    /// library. Blocks of earlier are not counted, and may be freed later. False: it counts already.
+    /// library. Blocks of earlier are not counted, and may be freed later. False: it counts
+    /// already.
     static bool Start();
     /// Takes the counting away again, if the memory calls are still those that Start has set;
-    /// otherwise somebody stands in front, and nothing happens, which answers false.
+    /// otherwise somebody stands in front, and nothing happens, which returns false.
     static bool Stop();
 
     /// The children of a node; of the root for null. A pointer that is no node has none.

@@ -6,7 +6,7 @@
 
 namespace Mu {
 
-/// Both answer the new value. Safe from any thread.
+/// Both return the new value. Safe from any thread.
 inline int AtomicIncrement(int volatile * value) {
     return std::atomic_ref<int>(*const_cast<int *>(value)).fetch_add(1) + 1;
 }

@@ -47,7 +47,8 @@ private:
     unsigned int bits;
 };
 
-/// The value of a property of a host's own in one class record: 32 bits, whose meaning is the host's.
+/// The value of a property of a host's own in one class record: 32 bits, whose meaning is the
+/// host's.
 class CustomClassPropertyValue {
 public:
     constexpr explicit CustomClassPropertyValue(unsigned int givenValue = 0) : value(givenValue) {}
@@ -57,7 +58,7 @@ private:
     unsigned int value;
 };
 
-/// One thing that a class record tells beside its name. An empty one tells nothing.
+/// One thing that a class record states beside its name. An empty one states nothing.
 class KESTREL_API ClassProperty {
 public:
     using Constructor = Object * (*)();
@@ -93,7 +94,7 @@ private:
 };
 
 /// The record of a class whose objects are written and read: its name and the version of its form.
-/// Each such class has one, static and constant; it tells the class manager of itself.
+/// Each such class has one, static and constant; it registers itself with the class manager.
 ///
 /// Memory:  none.
 /// Threads: any.
@@ -110,7 +111,7 @@ public:
     ClassInfo(ClassInfo const &) = delete;
     ClassInfo & operator=(ClassInfo const &) = delete;
 
-    /// Gets the records of the base classes that a record tells.
+    /// Gets the records of the base classes that a record names.
     class BaseClassEnumerator {
     public:
         /// True to go on.
@@ -124,16 +125,16 @@ public:
     ClassType GetType() const;
     /// The digest of the name.
     Guid GetId() const;
-    /// 0.0 when the record tells none.
+    /// 0.0 when the record states none.
     ClassVersion GetVersion() const;
     ClassVersion GetOldVersion() const;
-    /// In the order in which the record tells them.
+    /// In the order in which the record lists them.
     void EnumerateBaseClasses(BaseClassEnumerator * enumerator) const;
     bool HasConstructor() const;
     /// An object of the class on the heap, owned by the caller; null without a constructor.
     Object * Construct() const;
     ObjectDefaults GetObjectDefaults() const;
-    /// 0 for a property that the record does not tell.
+    /// 0 for a property that the record does not state.
     CustomClassPropertyValue GetCustomPropertyValue(CustomClassProperty const & property) const;
 
     /// What a frame header knows the class by.

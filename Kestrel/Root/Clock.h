@@ -27,7 +27,7 @@ public:
     virtual unsigned long long GetWallMilliseconds() = 0;
     /// Microseconds since some moment in the past. Never goes back.
     virtual unsigned long long GetMonotonicMicroseconds() = 0;
-    /// Waits until `parker` is woken, which answers true, or the time is over. All sleeps and
+    /// Waits until `parker` is woken, which returns true, or the time is over. All sleeps and
     /// waits with a limit end here.
     virtual bool WaitFor(Parker & parker, unsigned long long microseconds) = 0;
     /// Lets `waker` wait, for at most so long; its result. A clock moved by hand lets the time pass

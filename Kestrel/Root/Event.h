@@ -6,7 +6,7 @@
 
 namespace Mu {
 
-/// The base of those who want to be told of events. What they are told stands in the classes
+/// The base of those who want to be notified of events. The notifications stand in the classes
 /// derived from it.
 class KESTREL_API EventObserver {
 public:
@@ -28,7 +28,7 @@ public:
     void Attach(EventObserver & observer);
     /// One that is not there is no failure.
     void Detach(EventObserver & observer);
-    /// A copy of the list, in the order of attaching. Tell them from such a copy, so that an
+    /// A copy of the list, in the order of attaching. Notify from such a copy, so that an
     /// observer may detach itself in the call.
     Array<EventObserver *> EnumerateObservers() const;
 

@@ -122,7 +122,7 @@ OutputFrame::OutputFrame(OChannel & channel, ClassInfo const & classInfo)
     static_cast<void>(channel.WriteBin(header.GetChars(), FrameMark::Size, nullptr));
 }
 
-// What fails here stays in the channel's status, which every writer of an object answers.
+// What fails here stays in the channel's status, which every writer of an object returns.
 OutputFrame::~OutputFrame() {
     if (!IsNull(channel))
         Quietly([this] { Finish(); });

@@ -24,8 +24,8 @@ class OChannel;
 //
 // A closed frame is what channels with marks get. On a channel that refuses marks the length
 // cannot be put in afterwards, so the frame is open: a trailer of 16 bytes follows the data, the
-// header once more with "KEnd" in front, and a tag that no other frame of the process has tells it
-// from the trailers of frames inside.
+// header once more with "KEnd" in front, and a tag that no other frame of the process has
+// distinguishes it from the trailers of frames inside.
 
 /// Frames everything that is written to the channel during its life.
 ///

@@ -71,7 +71,7 @@ void Index::Add(Node * node, unsigned int hash) noexcept {
         Resize(GetNextHashCapacity(capacity));
 }
 
-// Puts the entry at the end of its chain and answers how many steps it lies in, from 1.
+// Puts the entry at the end of its chain and returns how many steps it lies in, from 1.
 unsigned int Index::Link(Node * node) noexcept {
     node->chain = nullptr;
     unsigned int steps = 1;

@@ -19,7 +19,8 @@ public:
 
     // All out-parameters that count may be null.
 
-    /// Takes up to `count` bytes. Fewer, told in `*read`, come only with a status: EOI at the end.
+    /// Takes up to `count` bytes. Fewer, with the count in `*read`, come only with a status: EOI at
+    /// the end.
     virtual MuErrCode ReadBin(char * destination, unsigned int count, unsigned int * read) = 0;
     /// As ReadBin, but the bytes stay unread.
     virtual MuErrCode CopyBin(char * destination, unsigned int count, unsigned int * copied) = 0;
@@ -29,11 +30,11 @@ public:
     // Put bytes in front of the unread ones. After a failure nothing is changed.
     virtual MuErrCode PushBack(char c);
     virtual MuErrCode PushBack(char const * source, unsigned int count) = 0;
-    /// Drops up to `count` bytes; `*skipped` tells how many.
+    /// Drops up to `count` bytes; `*skipped` receives how many.
     virtual MuErrCode Skip(unsigned long long count, unsigned long long * skipped) = 0;
     /// A pointer to `size` unread bytes where they lie (0: as many as there are); they stay unread.
-    /// Owned by the channel and valid until its next operation. Fewer, told in `*available`, come
-    /// only with a status.
+    /// Owned by the channel and valid until its next operation. Fewer, with the count in
+    /// `*available`, come only with a status.
     virtual MuErrCode DirectInputAccess(unsigned int size, char ** data,
                                         unsigned int * available) = 0;
     virtual MuErrCode GetInputPosition(unsigned long long * position) const = 0;
@@ -67,11 +68,11 @@ public:
     MuErrCode Read(long double & value) { return inputProtocol->Read(*this, value); }
     MuErrCode Read(Guid & value) { return inputProtocol->Read(*this, value); }
     MuErrCode Read(Object & value) { return inputProtocol->Read(*this, value); }
-    /// The told form, which trusts the writer with the length; see IProtocol.
+    /// The form without a limit, which trusts the writer with the length; see IProtocol.
     MuErrCode Read(char * text) { return inputProtocol->Read(*this, text); }
 
-    /// How many bytes the innermost frame that is being read has left, and so the most that a length
-    /// read from it may count; all ones outside of frames. See InputFrame.
+    /// How many bytes the innermost frame that is being read has left, and so the most that a
+    /// length read from it may count; all ones outside of frames. See InputFrame.
     unsigned long long GetReadLimit() const;
 
     /// The status for a value that was cut in the middle: an end of input becomes Error, for an

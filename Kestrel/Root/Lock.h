@@ -19,7 +19,7 @@ public:
     virtual ~Lockable() = default;
     /// Waits until the calling thread holds the lock.
     virtual void Enter() = 0;
-    /// Takes the lock if that needs no waiting, and tells whether it did.
+    /// Takes the lock if that needs no waiting, and returns whether it did.
     virtual bool TryEnter() = 0;
     /// Only by the thread that holds it.
     virtual void Leave() = 0;

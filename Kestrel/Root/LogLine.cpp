@@ -30,7 +30,7 @@ void LogComposer::Clear() noexcept {
     count = 0;
 }
 
-// Makes room for `more` bytes, or tells that there is less.
+// Makes room for `more` bytes, or reports that there is less.
 bool LogComposer::Reserve(unsigned int more) {
     if (more <= GetRoom())
         return true;

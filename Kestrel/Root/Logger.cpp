@@ -138,8 +138,8 @@ void FastLogger::UpdateWanted() {
                  std::memory_order_release);
 }
 
-// Composed before the lock is taken, since that is what takes time; only the stamp is made under it,
-// so that lines stand in the order of time.
+// Composed before the lock is taken, since that is what takes time; only the stamp is made under
+// it, so that lines stand in the order of time.
 void FastLogger::AppendToOutput(EventLogLine const & line, LogComposer const * composer) {
     char own[1024];
     LogBlock text(own, sizeof own);
@@ -267,7 +267,7 @@ bool FastLogger::BringToSafety() {
         if (control != nullptr)
             control->SeriousErrorEncountered();
         return flushed;
-    } catch (...) { // nobody can be told: telling is what has failed
+    } catch (...) { // nobody can be notified: reporting is what has failed
         return false;
     }
 }
@@ -327,7 +327,7 @@ void FastLogger::Terminate() noexcept {
     try {
         if (last != nullptr)
             last->ApplicationTerminated();
-    } catch (...) { // the log is closed; there is no place left to tell
+    } catch (...) { // the log is closed; there is no place left to report it
     }
 }
 

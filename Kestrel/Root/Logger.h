@@ -33,9 +33,9 @@ private:
 ///     2026-03-01T09:30:00.123+01:00 ERROR IO 7 Opening file "a" in folder "C:\b" ...
 ///
 /// that is: local time with its offset, severity, domain (with "/subdomain" where there is one),
-/// number of the thread, text. Line breaks in a text become \n; other control characters, marks that
-/// turn the direction of writing or show as nothing, and bytes that are no UTF-8 become \xNN. So one
-/// line is one event for grep, sort and any viewer, and steers no terminal.
+/// number of the thread, text. Line breaks in a text become \n; other control characters, marks
+/// that turn the direction of writing or show as nothing, and bytes that are no UTF-8 become \xNN.
+/// So one line is one event for grep, sort and any viewer, and steers no terminal.
 ///
 /// A line that nobody wants costs one look at a flag. One that is written costs a copy; blocks of
 /// whole lines go to the channel when they are full, at Flush, at each error, and at the end.
@@ -44,7 +44,7 @@ private:
 /// Threads: any; writes to the channel and calls of the Control are serialised. A channel may log
 ///          while it is written to. Nothing waits long for a channel that is stuck, so it may also
 ///          wait for a lock whose holder logs.
-/// Failure: none is reported, no exception leaves. GetLostCount tells how many lines are gone.
+/// Failure: none is reported, no exception leaves. GetLostCount returns how many lines are gone.
 class KESTREL_API FastLogger {
 public:
     using LogComposer = Mu::LogComposer;
@@ -96,8 +96,8 @@ public:
     /// Hands everything appended so far to the channel, flushes it, and has the Control bring it to
     /// safety.
     void Flush() noexcept;
-    /// The process comes to its end: flushes, detaches the output and tells its Control. Gives up
-    /// after a while if a thread that is gone has left the logger locked.
+    /// The process comes to its end: flushes, detaches the output and notifies its Control. Gives
+    /// up after a while if a thread that is gone has left the logger locked.
     void Terminate() noexcept;
 
     /// Lines that could not be kept or that the channel refused.
@@ -143,7 +143,7 @@ private:
 
     LockCore observerLock;             // held while an observer is called
     LogObserver * observers = nullptr; // under observerLock
-    LogObserver * next = nullptr;      // under observerLock: who will be told next
+    LogObserver * next = nullptr;      // under observerLock: who will be notified next
     bool telling = false;              // under observerLock
 };
 

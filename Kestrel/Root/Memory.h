@@ -19,7 +19,7 @@ KESTREL_API void BMKillPtr(char ** block);
 
 /// A handle with a block of unknown content. Null: no memory.
 KESTREL_API BMHandle BMAllocateHandle(std::size_t size, unsigned int flags, unsigned int reserved);
-/// Resizes the block, whose bytes may move; its content up to the smaller size stays. Answers the
+/// Resizes the block, whose bytes may move; its content up to the smaller size stays. Returns the
 /// handle. Null: no memory, and nothing changed.
 KESTREL_API BMHandle BMReallocHandle(BMHandle handle, std::size_t size);
 /// What was asked for last; 0 for null.
@@ -29,7 +29,7 @@ KESTREL_API void BMKillHandle(BMHandle * handle);
 /// Makes a handle of a block from BMAllocatePtr, which then belongs to the handle. Null: no memory,
 /// and the block stays the caller's.
 KESTREL_API BMHandle BMPtrToHandle(char * block, std::size_t size);
-/// Keeps the flags with the handle and answers the earlier ones. Blocks never move by themselves
+/// Keeps the flags with the handle and returns the earlier ones. Blocks never move by themselves
 /// here, so no flag changes what the block does.
 KESTREL_API unsigned int BMModifyHandleState(BMHandle handle, unsigned int flags);
 
@@ -59,10 +59,11 @@ struct MemoryCalls {
 
 /// The calls in use; malloc and its like at first.
 KESTREL_API MemoryCalls GetMemoryCalls();
-/// Not while another thread uses the library. Blocks of the earlier calls are freed by the new ones.
+/// Not while another thread uses the library. Blocks of the earlier calls are freed by the new
+/// ones.
 KESTREL_API void SetMemoryCalls(MemoryCalls const & calls);
 
-// All of these answer null on shortage and throw nothing.
+// All of these return null on shortage and throw nothing.
 KESTREL_API void * NewOperator(std::size_t size) noexcept;
 KESTREL_API void * NewArrayOperator(std::size_t size) noexcept;
 KESTREL_API void * ReallocateOperator(void * block, std::size_t size) noexcept;
@@ -115,10 +116,11 @@ public:
     CachedAllocator(CachedAllocator const &) = delete;
     CachedAllocator & operator=(CachedAllocator const &) = delete;
 
-    /// A block of at least `size` bytes; `*allocated` (may be null) tells how many it has. Throws
-    /// Mu::OutOfMemoryException on shortage.
+    /// A block of at least `size` bytes; `*allocated` (may be null) receives how many it has.
+    /// Throws Mu::OutOfMemoryException on shortage.
     void * Allocate(unsigned int size, unsigned int * allocated);
-    /// `size` is what Allocate was asked for, or what it told. Null does nothing.
+    /// `size` is what Allocate was asked for, or what it returned in `*allocated`. Null does
+    /// nothing.
     void Free(void * block, unsigned int size) noexcept;
 
 private:

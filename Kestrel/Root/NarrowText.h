@@ -23,7 +23,7 @@ KESTREL_API char const * CHSearchSubstring(char const * pattern, char const * te
 KESTREL_API Mu::CompareResult CHCompareTexts(char const * a, int lengthA, char const * b,
                                              int lengthB, Mu::CaseType caseType, MuCharCode code);
 
-/// Copies a zero-terminated text with its terminator and answers its length. The room is the
+/// Copies a zero-terminated text with its terminator and returns its length. The room is the
 /// caller's word.
 KESTREL_API unsigned int CHCopyC(char const * from, char * to);
 

@@ -24,7 +24,7 @@ public:
     virtual ClassInfo const & GetClassInfo() const = 0;
 
     /// A copy on the heap, owned by the caller. Null for a class that cannot be copied through
-    /// its base, which is what this one answers.
+    /// its base, which is what this one returns.
     virtual Object * Clone() const;
 
     virtual ~Object();

@@ -16,7 +16,7 @@ namespace Mu {
 ///
 /// Memory:  one block of the root, which grows by half; an empty text has none.
 /// Threads: any number may read, one may change.
-/// Failure: Mu::OutOfMemoryException on shortage; the text is then as it was. Read and Write answer
+/// Failure: Mu::OutOfMemoryException on shortage; the text is then as it was. Read and Write return
 ///          statuses.
 class KESTREL_API String : public Object {
 public:

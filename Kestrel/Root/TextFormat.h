@@ -88,7 +88,7 @@ public:
 KESTREL_API void AppendFormatted(UniString & text, char const * format,
                                  FormatArgument const * arguments, unsigned int count);
 
-/// Reads fields out of `text` and answers how many were stored.
+/// Reads fields out of `text` and returns how many were stored.
 KESTREL_API int ScanFormatted(ConstSubstring const & text, char const * format,
                               ScanTarget const * targets, unsigned int count);
 

@@ -63,8 +63,8 @@ public:
     /// An interruptible wait leaves with Mu::InterruptedIOException when the waiting thread, not
     /// the one waited for, is interrupted.
     virtual void Wait(bool interruptible) = 0;
-    /// At most so long. False: it is not over yet. `*remaining`, which may be null, tells how many
-    /// of the milliseconds are left.
+    /// At most so long. False: it is not over yet. `*remaining`, which may be null, receives how
+    /// many of the milliseconds are left.
     virtual bool Wait(unsigned int milliseconds, bool interruptible, unsigned int * remaining) = 0;
     virtual bool Wait(Timeout const & timeout, bool interruptible, unsigned int * remaining) = 0;
 };
@@ -114,8 +114,8 @@ public:
     /// A small number of its own, which log lines show. The threads of a process count from 1.
     unsigned int GetNumber() const;
 
-    /// Tells on what the current thread is about to block, so that Interrupt reaches it; null when
-    /// it has left. Once this has returned, the earlier one is not called any more. Look at
+    /// Records what the current thread is about to block on, so that Interrupt reaches it; null
+    /// when it has left. Once this has returned, the earlier one is not called any more. Look at
     /// Interrupted() afterwards: a thread that was interrupted before is not woken again.
     void BlockOn(Interruptible * interruptible);
 

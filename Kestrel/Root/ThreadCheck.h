@@ -9,7 +9,7 @@ namespace Mu {
 
 /// Finds the second thread in an object that is for one thread. A field of that object; copies and
 /// assignments of the object leave it alone. It has one size in every build and looks only where
-/// NDEBUG is not set. What it finds ends the process, with the two threads told on standard error.
+/// NDEBUG is not set. What it finds ends the process, with the two threads named on standard error.
 ///
 /// Two rules to choose from, one for all operations of a class:
 ///  - `thread.Enter();` for an object that stays with the thread which used it first, until

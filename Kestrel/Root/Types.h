@@ -14,10 +14,10 @@ namespace Mu {
 using LongLong = long long;
 using ULongLong = unsigned long long;
 
-/// What a search answers that found nothing, and an index that leads nowhere.
+/// The result of a search that found nothing, and an index that leads nowhere.
 inline constexpr unsigned int NotFound = 0xFFFFFFFFu;
 
-/// Whether a host made the reference by dereferencing a null pointer. The interfaces answer such
+/// Whether a host made the reference by dereferencing a null pointer. The interfaces reject such
 /// an argument with a status instead of falling over it; the library is built with an option that
 /// keeps the compiler from assuming that it cannot happen.
 template <typename T>

@@ -26,16 +26,16 @@ concept CharacterLiteral = std::same_as<T, char> || std::same_as<T, char16_t>;
 
 /// A growable text of UTF-16 code units.
 ///
-/// Indices and lengths count units. Nothing is refused as malformed: a lone surrogate is a unit like
-/// any other, and becomes U+FFFD only on its way to a narrow code. A range is told by `from` and
-/// `range` and means as much of it as the text has; the default is all of the text. An argument may
-/// be a part of the text that is changed. A null pointer is the empty text, but equals nothing.
+/// Indices and lengths count units. Nothing is refused as malformed: a lone surrogate is a unit
+/// like any other, and becomes U+FFFD only on its way to a narrow code. A range is given by `from`
+/// and `range` and means as much of it as the text has; the default is all of the text. An argument
+/// may be a part of the text that is changed. A null pointer is the empty text, but equals nothing.
 ///
 /// Memory:  one block of the root, which grows by half, so that appending is linear; an empty text
 ///          has none, and copying it takes none. The units are always followed by a zero unit.
 /// Threads: any number may read, one may change.
 /// Failure: Mu::OutOfMemoryException on shortage, also past MaxLength; the text is then as it was.
-///          Read and Write answer statuses.
+///          Read and Write return statuses.
 class KESTREL_API UniString : public Object {
 public:
     static constexpr unsigned int MaxLength = 0x3FFFFFFF;
@@ -120,7 +120,7 @@ public:
     void SetToLowerCase(unsigned int from = 0, unsigned int range = All);
     void SetToUpperCase(unsigned int from = 0, unsigned int range = All);
 
-    // Search. The answers are indices into the whole text, NotFound where there is none. A text is
+    // Search. The results are indices into the whole text, NotFound where there is none. A text is
     // found only when all of it lies in the range; the empty one is found where the range begins.
     unsigned int FindFirst(UniChar unit, unsigned int from = 0, unsigned int range = All) const;
     unsigned int FindFirst(UniString const & text, unsigned int from = 0,
@@ -136,8 +136,8 @@ public:
     bool BeginsWith(UniString const & text) const;
     bool EndsWith(UniChar unit) const { return length != 0 && units[length - 1] == unit; }
 
-    // Views, valid as long as the text is not changed. What is assigned to a Substring takes the place
-    // of the part in the text.
+    // Views, valid as long as the text is not changed. What is assigned to a Substring takes the
+    // place of the part in the text.
     ConstSubstring GetPrefix(unsigned int length) const;
     ConstSubstring operator()(unsigned int from = 0, unsigned int range = All) const;
     Substring operator()(unsigned int from = 0, unsigned int range = All);
@@ -179,9 +179,10 @@ public:
     UStr ToUStr(unsigned int from = 0, unsigned int range = All) const;
     operator std::u16string_view() const { return {ToChar16(units), length}; }
 
-    /// Knows %s, %c, %d, %i, %u, %x, %X, %p (all 16 digits, in upper case) and %%, with '-', '0', '+',
-    /// '#', a width, a precision and any length letters, which change nothing, as in %ls and %lu: an
-    /// argument prints as what it is. A directive without a fitting argument prints as it stands.
+    /// Knows %s, %c, %d, %i, %u, %x, %X, %p (all 16 digits, in upper case) and %%, with '-', '0',
+    /// '+', '#', a width, a precision and any length letters, which change nothing, as in %ls and
+    /// %lu: an argument prints as what it is. A directive without a fitting argument prints as it
+    /// stands.
     template <typename... Arguments>
     static UniString Printf(char const * format, Arguments const &... arguments) {
         FormatArgument const list[] = {FormatArgument(arguments)..., FormatArgument(0)};
@@ -192,7 +193,7 @@ public:
 
     /// Knows %d, %i, %u, %x, %s, %n (units taken so far, not counted as a field) and %%, with a
     /// width, '*' for a field to pass over, and any length letters. Stops at the first directive
-    /// that the text or its target does not fit, and answers the number of fields stored.
+    /// that the text or its target does not fit, and returns the number of fields stored.
     template <typename... Targets>
     int Scanf(char const * format, Targets... targets) const {
         int none;

@@ -1,5 +1,5 @@
 #include "Tests/Support/FaultSweep.h"
-#include "Tests/Support/ToldLines.h"
+#include "Tests/Support/ReachedTexts.h"
 
 #include <gtest/gtest.h>
 
@@ -39,6 +39,6 @@ int main(int argc, char ** argv) {
     ::testing::InitGoogleTest(&argc, argv);
     std::thread([] {}).join(); // a sanitizer starts a thread of its own with the first one
     ::testing::UnitTest::GetInstance()->listeners().Append(new LeftoverCheck);
-    Tests::ToldLines::ListenIfAsked();
+    Tests::ReachedTexts::ListenIfAsked();
     return RUN_ALL_TESTS();
 }

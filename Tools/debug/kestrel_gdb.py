@@ -55,7 +55,7 @@ class Broken(Exception):
 FAILURES = (Broken, gdb.error, RuntimeError, ValueError, OverflowError)
 
 
-def told(failure):
+def reported(failure):
     return '<%s>' % str(failure).rstrip('.')
 
 
@@ -145,7 +145,7 @@ def element(pointer, index):
 
 
 def check_readable(pointer, index, what):
-    """One that cannot be read is told once, and not for each of the elements before it."""
+    """One that cannot be read is reported once, and not for each of the elements before it."""
     try:
         read(int(element(pointer, index).address), 1)
     except gdb.error as failure:
@@ -382,7 +382,7 @@ def address_text(address):
     except NoTree:
         return '<node %d>' % node
     except FAILURES as failure:
-        return told(failure)
+        return reported(failure)
 
 
 def status_text(status):
@@ -398,7 +398,7 @@ def safely(text, value):
     try:
         return text(value)
     except FAILURES as failure:
-        return told(failure)
+        return reported(failure)
 
 
 def shown(child):
@@ -422,7 +422,7 @@ class Shown:
 
 
 class Container(Shown):
-    """A value with elements. `check` raises what can be told before the first of them, which is
+    """A value with elements. `check` raises what can be found before the first of them, which is
     then the text; what turns up on the way is the last child."""
 
     kind = 'array'
@@ -440,12 +440,12 @@ class Container(Shown):
         try:
             self.check()
         except FAILURES:
-            return  # the text tells
+            return  # the text says so
         try:
             for name, child in self.elements():
                 yield name, shown(child)
         except FAILURES as failure:
-            yield '[broken]', told(failure)
+            yield '[broken]', reported(failure)
 
     def capacity(self):
         return None
@@ -624,7 +624,7 @@ class PointerPrinter(Shown):
         try:
             yield 'pointer', self.value['pointer']
         except FAILURES as failure:
-            yield 'pointer', told(failure)
+            yield 'pointer', reported(failure)
 
 
 class RefPrinter(PointerPrinter):

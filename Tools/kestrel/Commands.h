@@ -39,7 +39,7 @@ struct Options {
     bool tree = false;
 };
 
-// Each command answers the exit code of the process.
+// Each command returns the exit code of the process.
 int List(Options const & options, Console & console);
 int Stat(Options const & options, Console & console);
 int Special(Options const & options, Console & console);

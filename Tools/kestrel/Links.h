@@ -8,7 +8,7 @@ namespace Tool {
 
 /// Where a link leads, and whether there is anything.
 struct LinkTarget {
-    std::string text; // empty when not even that can be told
+    std::string text; // empty when not even that is known
     bool isBroken = true;
 
     /// What is said behind the text.

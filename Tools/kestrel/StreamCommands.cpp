@@ -75,7 +75,7 @@ bool GetKey(Options const & options, Console & console, std::string * key) {
     return !key->empty() || console.Fail("no key; say -k KEY or -K FILE") == 0;
 }
 
-/// What a damaged input cost: tells where it broke, and with --recover what was saved.
+/// What a damaged input cost: shows where it broke, and with --recover what was saved.
 class Damage {
 public:
     Damage(Console & console, Options const & options) : console(console), options(options) {}
@@ -231,7 +231,7 @@ int Zip(Options const & options, Console & console) {
             Progress progress("zipping");
             written = Pump(source.GetChannel(), zip, PieceSize, progress, &read);
             if (written == IO::NoError)
-                written = zip.Flush(); // what the destructor meets, nobody is told
+                written = zip.Flush(); // what the destructor meets is reported to nobody
         }
         if (written == IO::NoError)
             written = target.GetChannel().GetOutputStatus();

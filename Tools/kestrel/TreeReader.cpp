@@ -50,7 +50,7 @@ TreeNode & TreeReader::Add(IO::Name const & name, IO::EntryType type) {
     return above.back()->children.back();
 }
 
-// What is found behind a link that was just met is told under the link.
+// What is found behind a link that was just met is listed under the link.
 bool TreeReader::IsLastALink(IO::Name const & name) const {
     auto const isThis = [&](TreeNode const & node) {
         return node.type == IO::EntryType::Link && node.name.ToString() == name.ToString();

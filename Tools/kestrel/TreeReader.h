@@ -29,7 +29,7 @@ struct TreeCounts {
     unsigned long long unknown = 0; ///< see TreeReader
 };
 
-/// Reads a tree into memory, for it can only be drawn and sorted as a whole. Tells how far it is on
+/// Reads a tree into memory, for it can only be drawn and sorted as a whole. Shows how far it is on
 /// the terminal.
 class TreeReader : public IO::TreeEnumerator {
 public:

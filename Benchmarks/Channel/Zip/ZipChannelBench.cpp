@@ -1,5 +1,5 @@
 // 32 MiB of text through the zip channels, in memory and in pieces of 64 KiB, against zlib's own
-// calls on the same bytes. With the worker, what the column CPU tells is the writer's thread alone.
+// calls on the same bytes. With the worker, what the column CPU shows is the writer's thread alone.
 
 #include <Kestrel/Channel/MemoryIChannel.h>
 #include <Kestrel/Channel/MemoryOChannel.h>

@@ -7,17 +7,17 @@ namespace IO {
 
 /// A block cipher of 8-byte blocks: Blowfish in a variant of its own.
 ///
-/// Rounds, tables and the steps of the key schedule are the published ones. Three things differ, and
-/// with them every ciphertext: the halves of a block are read low byte first, the round function
-/// takes its boxes from the low byte up, and the key's words are put together low byte first. So
-/// nothing that deciphers published Blowfish deciphers this.
+/// Rounds, tables and the steps of the key schedule are the published ones. Three things differ,
+/// and with them every ciphertext: the halves of a block are read low byte first, the round
+/// function takes its boxes from the low byte up, and the key's words are put together low byte
+/// first. So nothing that deciphers published Blowfish deciphers this.
 ///
 /// Each block is enciphered by itself: equal blocks give equal ciphertext, and nobody notices a
 /// block that was exchanged. It hides text from eyes; it proves nothing.
 ///
 /// Memory:  4168 bytes, in the object.
 /// Threads: one at a time; Encrypt and Decrypt of one object, any number at once.
-/// Failure: none. What cannot be done is not done, as told below.
+/// Failure: none. What cannot be done is not done, as described below.
 class KESTREL_API Blowfish : public Mu::Allocated {
 public:
     /// A half of a block, as a number and as the bytes that it has in the machine's memory.

@@ -41,7 +41,7 @@ private:
     unsigned long long totalOutput = 0;
     std::unique_ptr<Blowfish> cipher;
     // The count is of the plain bytes not yet read, which stand at the front. A broken stream may
-    // tell up to 255 of them; the room behind the record is for those, and stays zero.
+    // announce up to 255 of them; the room behind the record is for those, and stays zero.
     struct : CodeRecord {
         char beyond[255 - DataSize];
         char * GetPlain() { return GetBytes() + 3; }

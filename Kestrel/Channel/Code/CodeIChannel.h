@@ -6,7 +6,7 @@
 
 namespace IO {
 
-/// What GetCodeError tells after a record that does not begin like one.
+/// What GetCodeError returns after a record that does not begin like one.
 inline constexpr MuErrCode CodeDataError = Mu::MakeErrorCode(0x81010903);
 
 /// Deciphers what a CodeOChannel wrote.

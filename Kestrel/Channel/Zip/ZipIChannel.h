@@ -6,7 +6,7 @@
 
 namespace IO {
 
-/// What GetZipError tells after zlib has found that the data is no stream of its own.
+/// What GetZipError returns after zlib has found that the data is no stream of its own.
 inline constexpr MuErrCode ZipDataError = Mu::MakeErrorCode(0x81010803);
 
 /// Decompresses a zlib stream (RFC 1950) out of another channel.

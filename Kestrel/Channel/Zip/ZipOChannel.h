@@ -15,7 +15,7 @@ namespace IO {
 /// With a worker thread, which is the default, the writer only copies; the compressor may lag up to
 /// 400 KiB behind. The destination belongs to the worker then, from construction to destruction:
 /// keep your hands off it. And keep it writeable: when it fails, or memory runs out for the worker,
-/// the worker ends and nobody is told; the writer goes on until the blocks between are used up,
+/// the worker ends and nobody is notified; the writer goes on until the blocks between are used up,
 /// and then waits for ever. For a destination that may fail, such as a disk that may be full, and
 /// where memory may run out, compress in the writing thread.
 ///

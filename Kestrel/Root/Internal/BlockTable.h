@@ -24,7 +24,7 @@ public:
     bool CopyTo(BlockTable & empty, MemoryCalls const & calls) const;
     void Clear(MemoryCalls const & calls);
 
-    /// Calls `visit(block, size)` until it answers false.
+    /// Calls `visit(block, size)` until it returns false.
     template <typename Visitor>
     void Enumerate(Visitor const & visit) const {
         for (std::size_t i = 0; i < capacity; ++i)

@@ -18,7 +18,7 @@ public:
     InterruptibleWait & operator=(InterruptibleWait const &) = delete;
 
     Parker & GetParker() { return parker; }
-    /// Until the parker is woken, which answers true, or the timeout is over.
+    /// Until the parker is woken, which returns true, or the timeout is over.
     bool Wait(Timeout const & timeout);
     /// Takes the interruption that has ended the wait, if one has.
     void ThrowIfInterrupted();
@@ -29,7 +29,7 @@ private:
     Thread * thread = nullptr; // the current one, if the wait is interruptible
 };
 
-/// Until the parker is woken, which answers true, or the timeout is over.
+/// Until the parker is woken, which returns true, or the timeout is over.
 bool WaitAt(Parker & parker, Timeout const & timeout);
 
 } // namespace Mu

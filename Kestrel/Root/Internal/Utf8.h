@@ -60,7 +60,7 @@ constexpr Utf8Character DecodeUtf8Character(char const * at, char const * end) {
     return {codePoint, 1 + lead.following, true};
 }
 
-/// Stores the character, which is no surrogate, and answers its 1 to 4 bytes.
+/// Stores the character, which is no surrogate, and returns its 1 to 4 bytes.
 constexpr unsigned int EncodeUtf8Character(unsigned int codePoint, char (&bytes)[4]) {
     if (codePoint < 0x80) {
         bytes[0] = static_cast<char>(codePoint);

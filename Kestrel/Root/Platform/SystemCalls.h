@@ -23,7 +23,7 @@ struct SystemCalls {
                  unsigned long long microseconds);
     /// After the word was changed: wakes one of those who wait, or all.
     void (*wake)(WaitPlace & place, std::atomic<unsigned int> & word, bool all);
-    /// Runs ThreadMain(argument) on a new thread and tells its handle. False: none is to be had.
+    /// Runs ThreadMain(argument) on a new thread and returns its handle; false: there is none.
     bool (*startThread)(void * argument, std::uintptr_t * thread);
 };
 extern SystemCalls systemCalls;
@@ -31,7 +31,7 @@ extern SystemCalls systemCalls;
 /// Where a new thread begins. The threads' own source has it.
 void ThreadMain(void * argument);
 
-/// Tells threads apart that live at the same time. Never 0.
+/// Distinguishes threads that live at the same time. Never 0.
 #if defined(__x86_64__) && defined(__linux__)
 inline std::uintptr_t GetThreadToken() { // as below, without a call: every lock asks for it
     std::uintptr_t token;
@@ -65,10 +65,10 @@ struct LocalTime {
 /// The user's time of so many seconds since 1970, UTC.
 LocalTime GetLocalTime(unsigned long long seconds);
 
-/// Tells the text, which ends in a line break, on standard error, and aborts the process.
+/// Writes the text, which ends in a line break, to standard error, and aborts the process.
 [[noreturn]] void StopProcess(char const * text);
 
-/// Tells the processor that this is a loop that waits.
+/// Hints to the processor that this is a loop that waits.
 inline void Pause() {
 #if defined(__x86_64__) || defined(__i386__)
     __builtin_ia32_pause();

@@ -88,7 +88,7 @@ bool WriteAll(int file, char const * text, std::size_t size) {
 void MakeFolders(Path & path) {
     for (char * slash = std::strchr(path + 1, '/'); slash; slash = std::strchr(slash + 1, '/')) {
         *slash = 0;
-        mkdir(path, 0700); // the opening of the file tells whether it is there
+        mkdir(path, 0700); // opening the file shows whether it exists
         *slash = '/';
     }
 }

@@ -10,7 +10,7 @@ namespace Mu::Platform {
 
 namespace {
 
-// The system's counts are signed; a longer text is told as one that does not fit.
+// The system's counts are signed; a longer text is reported as one that does not fit.
 unsigned int Decode(char const * text, unsigned int length, unsigned short * units) {
     if (length == 0)
         return 0;
@@ -43,7 +43,7 @@ constexpr Internal::CharCodeCalls ansiCalls = {Decode, Encode, GetCharacterSize}
 
 } // namespace
 
-// A process may have chosen UTF-8 as its ANSI code page; the system's calls then refuse to tell
+// A process may have chosen UTF-8 as its ANSI code page; the system's calls then refuse to report
 // what they replaced.
 Internal::CharCodeCalls const & GetMachineCharCodeCalls() {
     static bool const isUtf8 = GetACP() == CP_UTF8;

@@ -49,7 +49,7 @@ bool GetPath(Path & path) {
            Append(path, L"\\Kestrel\\preferences.ini");
 }
 
-// The opening of the file tells whether they are there.
+// Opening the file shows whether they exist.
 void MakeFolders(Path & path) {
     for (wchar_t * c = path + 1; *c != 0; ++c) {
         if ((*c != L'\\' && *c != L'/') || c[-1] == L':')

@@ -12,19 +12,19 @@ namespace Tests {
 
 /// Keeps each different line that is logged while tests run, with the first test that met it, and
 /// appends them at the end to the file that the environment names: test, severity and text with tabs
-/// between. scripts/told looks there for what no test has met.
+/// between. scripts/reached-texts looks there for what no test has met.
 ///
 /// Its listening changes nothing but what a line costs, which tests that count allocations see.
-class ToldLines final : public ::testing::EmptyTestEventListener, private Mu::LogObserver {
+class ReachedTexts final : public ::testing::EmptyTestEventListener, private Mu::LogObserver {
 public:
-    static constexpr char const * Variable = "KESTREL_TOLD";
+    static constexpr char const * Variable = "KESTREL_REACHED_TEXTS";
 
     /// Does nothing where the variable is not set.
     static void ListenIfAsked();
 
 private:
-    ToldLines();
-    ~ToldLines() override;
+    ReachedTexts();
+    ~ReachedTexts() override;
 
     void LineAppended(Mu::LogSeverity severity, char const * domain, char const * text) override;
     void OnTestStart(::testing::TestInfo const & info) override;
