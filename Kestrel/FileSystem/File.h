@@ -26,20 +26,20 @@ class Folder;
 ///
 /// What is left of what was written, when something ends in the middle of it:
 ///
-/// - The process alone: all of it after a Flush or Close that answered NoError. Of the rest a
+/// - The process alone: all of it after a Flush or Close that returned NoError. Of the rest a
 ///   beginning, in the order of writing; the last write may be cut.
-/// - The system too: after a Flush that answered NoError all of it, with the length of the file and,
-///   on a file system with a journal, its name; as far as the device keeps its word. Close promises
-///   nothing here. Of the rest any part may be there, and another read as what stood there before,
-///   or as zeros.
+/// - The system too: after a Flush that returned NoError all of it, with the length of the file
+///   and, on a file system with a journal, its name; as far as the device keeps its word. Close
+///   promises nothing here. Of the rest any part may be there, and another read as what stood there
+///   before, or as zeros.
 ///
 /// Memory:  the read buffer ("FileCacheSize" of the preferences, 4096 bytes by default) and the
 ///          write blocks of 16384 bytes are taken by the first read and write. Construction and the
-///          path operations may throw Mu::OutOfMemoryException; the New makers answer
+///          path operations may throw Mu::OutOfMemoryException; the New makers return
 ///          ErrMemoryFull instead.
 /// Threads: one at a time. Two Files on one file are independent of each other.
 /// Failure: statuses. What the constructor met stands in GetStatus, and every operation of a File
-///          that is not connected answers it. A failure writes one log line in the domain "IO". An
+///          that is not connected returns it. A failure writes one log line in the domain "IO". An
 ///          interrupted thread leaves the wait between two tries with Mu::InterruptedIOException:
 ///          out of Open, IsReadable and IsWriteable, never out of the destructor.
 class KESTREL_API File : public Mu::IChannel,
@@ -89,7 +89,7 @@ public:
     /// Closes an open file, and with it writes what is buffered; call Close to learn its status.
     ~File() override;
 
-    // Input. All of these answer a bad GetStatus first, and Error when not open for reading.
+    // Input. All of these return a bad GetStatus first, and Error when not open for reading.
     // A status sticks until ResetInputStatus; EOI is the end of the file.
 
     MuErrCode ReadBin(char * destination, unsigned int count, unsigned int * read) override;
@@ -145,7 +145,7 @@ public:
     virtual MuErrCode GetDataLength(unsigned int * length) const;
     /// In bytes, with what is buffered for writing, which is written for that.
     virtual MuErrCode GetDataLength(unsigned long long * length) const;
-    // Times in seconds since the start of 1970. ErrFileInvalidTime: not to be told in 32 bits.
+    // Times in seconds since the start of 1970. ErrFileInvalidTime: does not fit in 32 bits.
     // Setting one opens the file for a moment, so it fails while the file is open for writing.
     virtual MuErrCode SetCreationTime(int const & time);
     virtual MuErrCode GetCreationTime(int * time) const;
@@ -168,7 +168,7 @@ public:
 
     virtual MuErrCode GetLocation(Location * location) const;
 
-    // Output. All of these answer a bad GetStatus first, and Error when not open for writing. A
+    // Output. All of these return a bad GetStatus first, and Error when not open for writing. A
     // status sticks until ResetOutputStatus; EOO is a full device.
 
     MuErrCode WriteBin(char const * source, unsigned int count, unsigned int * written) override;

@@ -48,20 +48,20 @@ public:
 
     virtual OpenStatus Open(OpenMode mode) = 0;
 
-    /// Takes up to `count` bytes from the position on. `*read` tells how many there were on every
-    /// way out; fewer than asked for is EndOfFile.
+    /// Takes up to `count` bytes from the position on. `*read` receives how many there were on
+    /// every way out; fewer than asked for is EndOfFile.
     virtual ReadStatus Read(char * destination, unsigned int count, unsigned int * read) = 0;
 
     /// Writes all of `count` bytes or fails. `*written` is set on success only.
     virtual WriteStatus Write(char const * source, unsigned int count, unsigned int * written) = 0;
 
-    /// Moves the position and tells in `*position` where it is then. A place before the start or
+    /// Moves the position and returns in `*position` where it is then. A place before the start or
     /// behind the end is illegal.
     virtual SeekStatus Seek(SeekOrigin origin, long long offset, unsigned long long * position) = 0;
 
     virtual WriteStatus Flush() = 0;
 
-    /// The entry is closed afterwards, whatever the answer.
+    /// The entry is closed afterwards, whatever the result.
     virtual CloseStatus Close() = 0;
 
     // Everything from here on works on open and on closed entries.
@@ -72,7 +72,7 @@ public:
     virtual AttributeStatus IsWriteProtected(bool * writeProtected) = 0;
     virtual AttributeStatus SetWriteProtection(bool writeProtected) = 0;
 
-    /// Who keeps the file from being written, as far as the file system can tell.
+    /// Who keeps the file from being written, as far as the file system knows.
     virtual LockerStatus GetWriteLocker(Mu::UniString * program) = 0;
 };
 

@@ -72,8 +72,8 @@ public:
     MuErrCode EstimateResolvedType(Location const & location, EntryType * type);
     MuErrCode Contains(Location const & location, bool * contained);
 
-    // The files of a folder with all folders in it, and their bytes, links followed as told for
-    // TreeEnumerator. A failure that the walk meets comes with the count of what could be seen.
+    // The files of a folder with all folders in it, and their bytes, links followed as documented
+    // for TreeEnumerator. A failure that the walk meets comes with the count of what could be seen.
     // Otherwise what connecting to the folder gives, and 0.
     MuErrCode CountFiles(Location const & location, unsigned int * count);
     MuErrCode CountSize(Location const & location, unsigned long long * size);
@@ -90,7 +90,7 @@ public:
     MuErrCode Unmount(FixedVFS & system);
     MuErrCode Unmount(RollingVFS & system);
     bool IsMountPoint(Location const & location);
-    /// The root of the computer, its drives, then the fixed mounts. A callback that answers false
+    /// The root of the computer, its drives, then the fixed mounts. A callback that returns false
     /// ends it; that is no failure.
     MuErrCode EnumerateMountPoints(MountPointCallback callback, void * data);
     /// The fixed mounts alone.
@@ -133,8 +133,8 @@ private:
     VirtualFileSystem * FindFixed(Location const & location) const;
     VirtualFileSystem * FindRolling(Location const & location) const;
 
-    // Where a walk through one of the two tables stands, on the stack of who walks: code of the host
-    // runs in between, which may mount and unmount.
+    // Where a walk through one of the two tables stands, on the stack of who walks: code of the
+    // host runs in between, which may mount and unmount.
     struct TableWalk;
     template <typename Table, typename Visit>
     void WalkTable(Table const & table, Visit visit) const;

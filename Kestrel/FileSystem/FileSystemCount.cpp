@@ -9,8 +9,8 @@ namespace IO {
 
 namespace {
 
-// Both count a file that the enumeration is certain of as soon as it is met, and the others once the
-// walk knows what they are.
+// Both count a file that the enumeration is certain of as soon as it is met, and the others once
+// the walk knows what they are.
 
 class RecursiveFileCounter final : public TreeEnumerator {
 public:
@@ -49,7 +49,7 @@ public:
     unsigned long long result = 0;
 };
 
-// What could be counted is told, whatever the walk met.
+// What could be counted is returned, whatever the walk met.
 template <typename Counter, typename Result>
 MuErrCode CountWith(Location const & location, Result * result) {
     if (Mu::IsNull(location) || result == nullptr)

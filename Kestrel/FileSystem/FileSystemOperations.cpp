@@ -14,7 +14,7 @@ using Level = ReportLine::Level;
 using Treatment = AccessDeniedTreatment;
 
 // Calls the operation with the folder that the entry at `location` lies in, and the entry's name
-// there. A folder that does not connect answers the operation with its own status.
+// there. A folder that does not connect ends the operation with its own status.
 template <typename Operation>
 MuErrCode OnParent(Location const & location, Operation const & operation) {
     if (Mu::IsNull(location) || location.IsRoot())
@@ -86,7 +86,7 @@ MuErrCode CreateTreeLevel(Location const & location, Name const & name) {
     return type == EntryType::Folder ? NoError : ErrFSNotAFolder;
 }
 
-// By id. Only failures are told with these texts.
+// By id. Only failures are reported with these texts.
 constexpr char const * specialLocationTexts[] = {
     "System",
     "ApplicationFile",
@@ -193,7 +193,7 @@ MuErrCode FileSystem::GetResolvedType(Location const & location, EntryType * typ
                                        });
     if (status != NoError)
         return status;
-    // A chain of links ends with a link, which is neither of the two answers there are.
+    // A chain of links ends with a link, which is neither of the two results there are.
     if (resolved == EntryType::Link)
         return Error;
     *type = resolved;

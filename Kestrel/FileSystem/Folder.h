@@ -23,13 +23,13 @@ class FolderEntry;
 /// left them. When the system ends too, the last steps may be taken back, in order, as far as no
 /// Flush of a File has brought them to the device; that holds on file systems that keep the order
 /// of their names, as those with a journal do. An entry under a new name is made to stay by opening
-/// it as a File and Flush. Which steps an operation has, it tells.
+/// it as a File and Flush. Each operation documents its steps.
 ///
 /// Memory:  two indices and a pointer. Operations may throw Mu::OutOfMemoryException; the New
-///          makers answer ErrMemoryFull instead.
+///          makers return ErrMemoryFull instead.
 /// Threads: one at a time. Retries sleep in the calling thread.
 /// Failure: statuses. What the constructor met stands in GetStatus, and every operation of a folder
-///          that is not connected answers it. A failure writes one log line in the domain "IO", a
+///          that is not connected returns it. A failure writes one log line in the domain "IO", a
 ///          change that succeeded an info line. An interrupted thread leaves the wait between two
 ///          tries with Mu::InterruptedIOException: out of the operations that take an
 ///          AccessDeniedTreatment, where the entries stand as the last step left them, and out of
@@ -50,7 +50,7 @@ public:
     static constexpr unsigned int Untyped = 8; ///< entries whose type cannot be had
     static constexpr unsigned int Everything = 15;
 
-    /// Gets each entry of an enumeration; answers true to go on. A link that is reported as a link,
+    /// Gets each entry of an enumeration; returns true to go on. A link that is reported as a link,
     /// and an entry whose type cannot be had, come with `isFolder` false.
     using Callback = bool (*)(Folder & folder, Name const & name, bool isFolder, void * data);
     using ConstCallback = bool (*)(Folder const & folder, Name const & name, bool isFolder,
@@ -127,7 +127,7 @@ public:
     /// line.
     virtual MuErrCode Delete(Name const & name, DataSafety safety,
                              AccessDeniedTreatment treatment = AccessDeniedTreatment::RetryPrivate);
-    /// Deletes every entry; stops at the first that fails and answers its status.
+    /// Deletes every entry; stops at the first that fails and returns its status.
     virtual MuErrCode
     DeleteAll(DataSafety safety,
               AccessDeniedTreatment treatment = AccessDeniedTreatment::RetryPrivate);
@@ -155,7 +155,7 @@ public:
     /// The names, one a line.
     virtual MuErrCode PrintContent(Mu::OChannel & channel) const;
 
-    // A name that nothing in the folder has. These answer what the entry says, unlike all other
+    // A name that nothing in the folder has. These return what the entry says, unlike all other
     // operations: 0 done, 1 access denied, 2 other, 3 no name fits. Another program may take the
     // name before it is used, so create with it and be ready for ErrTargetExists.
 
@@ -169,7 +169,7 @@ public:
                                              Mu::UniString const & extension,
                                              unsigned short maxLength, unsigned int * counter);
 
-    // Times in seconds since the start of 1970. ErrFolderInvalidTime: not to be told in 32 bits.
+    // Times in seconds since the start of 1970. ErrFolderInvalidTime: does not fit in 32 bits.
     // A drive has none: Error.
     virtual MuErrCode SetCreationTime(int const & time);
     virtual MuErrCode GetCreationTime(int * time) const;

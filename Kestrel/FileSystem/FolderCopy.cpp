@@ -97,7 +97,7 @@ MuErrCode CopyEntryWithReadWrite(Folder const & source, Name const & from, Folde
 }
 
 // Takes away again what a copy has made, unless it is whole; also when memory ran out, or when the
-// thread was told to stop, in its middle.
+// thread was asked to stop, in its middle.
 class HalfMadeEntry {
 public:
     HalfMadeEntry(Folder & folder, Name const & name) : folder(folder), name(name) {}

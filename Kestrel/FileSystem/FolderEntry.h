@@ -79,7 +79,7 @@ public:
 
     /// The first free one of base.extension, base_0.extension, base_1.extension ..., made legal on
     /// all platforms. With a `maxLength` other than 0 the base is cut so that the name has at most
-    /// so many units; NoNameFits tells that not even an empty base leaves room for the number. A
+    /// so many units; NoNameFits: not even an empty base leaves room for the number. A
     /// `*counter` (may be null) other than 0 is the number to begin with; on success it becomes
     /// the number to go on with.
     virtual GenUNStatus GenerateUnusedNameFromString(Name * result, Mu::UniString const & base,
@@ -87,7 +87,7 @@ public:
                                                      unsigned short maxLength,
                                                      unsigned int * counter);
 
-    /// Each of the two entries gets the name of the other. `*outA` and `*outB` tell under which
+    /// Each of the two entries gets the name of the other. `*outA` and `*outB` say under which
     /// names the entries of `a` and `b` stand afterwards, after a failure too: an exchange that
     /// breaks off is taken back as far as that can be done.
     virtual ExchangeStatus Exchange(Name const & a, Name const & b, bool force, Name * outA,

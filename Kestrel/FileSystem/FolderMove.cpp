@@ -12,7 +12,7 @@ using Level = ReportLine::Level;
 
 namespace {
 
-/// The loop of an operation that a denial may interrupt: `attempt` is repeated while it answers
+/// The loop of an operation that a denial may interrupt: `attempt` is repeated while it returns
 /// `denied` and another try is worth it.
 template <typename Status, typename Attempt>
 Status Retry(Location const & location, AccessDeniedTreatment treatment, Status denied,
@@ -208,7 +208,8 @@ MuErrCode Folder::Move(Name const & from, Folder & target, Name const & to, Data
                       from, location, to, target.location);
 }
 
-// Both folders are kept from the copying to the deletion, so that what is deleted is what was copied.
+// Both folders are kept from the copying to the deletion, so that what is deleted is what was
+// copied.
 MuErrCode Folder::MoveBetweenFileSystems(Name const & from, Folder & target, Name const & to) {
     KeptFolder const keptSource(*this);
     KeptFolder const keptTarget(target);

@@ -7,7 +7,7 @@
 namespace IO {
 
 /// The file system of the platform, of which there is one: it serves all that lies on disks and
-/// shares, and answers what only the platform knows.
+/// shares, and knows what only the platform knows.
 ///
 /// The object publishes itself when it is made and withdraws when it goes.
 class KESTREL_API NativeFileSystem : public BaseFileSystem {
@@ -42,7 +42,7 @@ public:
     /// Follows a link in the last place. A location that is no link comes out as it is.
     virtual bool ResolveLocation(Location const & from, Location * to) = 0;
 
-    /// The type of a location as its parent folder tells it, with a link followed once.
+    /// The type of a location as its parent folder reports it, with a link followed once.
     virtual EstimateStatus EstimateResolvedType(Location const & location, EntryType * type);
 
     /// The root of the computer, then its drives.

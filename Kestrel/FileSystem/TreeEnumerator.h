@@ -22,8 +22,8 @@ class Folder;
 /// CountSize. What is mounted in a folder is walked as a part of it.
 ///
 /// Links are followed, but not one that leads back up the way the walk came: neither to a folder
-/// above it nor to one that is being walked, which tells a circle of any number of links. Such a one
-/// is told by a warning in the log. Two links to one folder are two visits of it.
+/// above it nor to one that is being walked, which reveals a circle of any number of links. Such a
+/// one is reported by a warning in the log. Two links to one folder are two visits of it.
 ///
 /// Nothing may happen to the folders that are being walked through what is called here, but for
 /// making and deleting entries in them. A tree that others change meanwhile is walked as it is met:
@@ -39,18 +39,18 @@ public:
     /// `folder` must outlive the walk.
     explicit TreeEnumerator(Folder const & folder);
 
-    // What a walk calls, in this order for each entry. Those that answer nothing here answer true.
+    // What a walk calls, in this order for each entry. Those that do nothing here return true.
 
     /// True: go on with the entry by one of the next three.
     virtual bool EntryFound(Name const & name, bool isFolder);
-    /// A file, or a link to one. The answer is not used.
+    /// A file, or a link to one. The result is not used.
     virtual bool FileFound(Name const & name);
     /// A folder, or a link to one that is followed. True: enter it.
     virtual bool FolderFound(Name const & name);
     /// A link, before what it leads to is looked at. True: follow it.
     virtual bool LinkFound(Name const & name);
     /// `folder` is the one that is entered, GetParent the one that it lies in; so for FolderExited.
-    /// It may be one that could not be connected to, which is told by its status.
+    /// It may be one that could not be connected to, which its status reports.
     virtual void FolderEntered(Name const & name, Folder const & folder);
     virtual void FolderExited(Name const & name, Folder const & folder);
 
@@ -72,7 +72,7 @@ protected:
     MuErrCode GetStatus() const { return status; }
 
     // A step of the walk by hand, for a name in GetParent: with the questions and calls that belong
-    // to it. One that is told about a folder walks it to its end.
+    // to it. One that is called for a folder walks it to its end.
 
     void ProcessFileFound(Name const & name);
     void ProcessFolderFound(Name const & name);

@@ -20,7 +20,7 @@ namespace {
 constexpr short MemoryFull = static_cast<short>(Mu::ErrMemoryFull);
 constexpr short PieceTooLong = static_cast<short>(Mu::Error);
 
-// No list may grow so far that its size cannot be told in an int.
+// No list may grow so far that its size does not fit in an int.
 constexpr std::size_t MostBytes = 0x40000000;
 
 /// Texts one behind the other, each with its terminating zero.

@@ -1,4 +1,4 @@
-// What a file is: the stages, told once for all operations.
+// What a file is: the stages, written once for all operations.
 
 #include <Kestrel/FileSystem/File.h>
 #include <Kestrel/FileType/FileTypeManager.h>
@@ -47,9 +47,9 @@ struct Count {
 
 /// One question about one file.
 ///
-/// The operations differ in three things: whose types are preferred, which types are the target, and
-/// what follows from the numbers. Where nobody's types are preferred, all types are one's own; where
-/// there is no target, all types are it.
+/// The operations differ in three things: whose types are preferred, which types are the target,
+/// and what follows from the numbers. Where nobody's types are preferred, all types are one's own;
+/// where there is no target, all types are it.
 class Identification {
 public:
     /// What decides a question at the end.
@@ -141,8 +141,8 @@ private:
         bool IsEmpty() const { return CountHits() + CountOthers() == 0; }
     };
 
-    /// A row of the stage of contents. It names its type, whose place in the table content tests may
-    /// change, and keeps the result that it had before, so that a content test which identifies
+    /// A row of the stage of contents. It names its type, whose place in the table content tests
+    /// may change, and keeps the result that it had before, so that a content test which identifies
     /// another file leaves the results of this question as they are.
     struct ContentRow {
         TypeID type;
@@ -225,8 +225,8 @@ private:
         return tally;
     }
 
-    // Kept: of types of this manager and of others, the first row found is the answer, even if the one
-    // of this manager has settled it.
+    // Kept: of types of this manager and of others, the first row found is the answer, even if the
+    // one of this manager has settled it.
     Verdict Judge(Tally const & tally, void * info) {
         if (question == Question::WhatIsIt) {
             if (tally.CountHits() != 1 && tally.hits[Own].number != 1)

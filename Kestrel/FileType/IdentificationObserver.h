@@ -4,7 +4,7 @@
 
 namespace FTM {
 
-/// Hears why FileTypeManager::Identify gives its answer, while it looks for it; for diagnosis.
+/// Hears why FileTypeManager::Identify gives its result, while it looks for it; for diagnosis.
 ///
 /// Memory:  none.
 /// Threads: called on the thread of the question, with the file type lock held.
@@ -24,7 +24,8 @@ public:
     /// A type that the stage counts, once for each row of the index. A stage ends at the second.
     virtual void CandidateFound(Stage stage, TypeID type) = 0;
     virtual void ContentTested(TypeID type, bool passed) = 0;
-    /// The smallest common group so far, and how many types are directly in it; the last one counts.
+    /// The smallest common group so far, and how many types are directly in it; the last one
+    /// counts.
     virtual void GroupConsidered(GroupID group, int typeCount) = 0;
 };
 

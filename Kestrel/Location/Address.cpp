@@ -19,7 +19,7 @@ static Mu::ConstSubstring KeyOf(Name const & name) {
     return {name.ToString().GetUnits(), Mu::CountUnits(name.ToString().GetUnits())};
 }
 
-// What the node of an address answers after a change.
+// What the node of an address becomes after a change.
 static MuErrCode StatusOf(unsigned int node) {
     return node == Address::NoNode ? ErrMemoryFull : NoError;
 }

@@ -16,13 +16,14 @@ class NameEnumerator;
 /// names always give the same node, and a million paths below one folder store the folder once.
 ///
 /// An address that could not get its memory has no node and is invalid: GetStatus and every
-/// operation answer ErrMemoryFull, until a valid address is assigned or Clear, Set or Read succeeds.
+/// operation return ErrMemoryFull, until a valid address is assigned or Clear, Set or Read
+/// succeeds.
 ///
 /// A name may carry an attachment, a text of the platform layer that belongs to one name of one
 /// path. It makes a different node, but the names that are read here come without it.
 ///
-/// Memory:  none of its own. The tree takes its own as told in Internal/AddressTree.h and gives all
-///          of it back when the last address is gone.
+/// Memory:  none of its own. The tree takes its own as documented in Internal/AddressTree.h and
+///          gives all of it back when the last address is gone.
 /// Threads: one object belongs to one thread at a time; copies of it may be used on any thread. All
 ///          operations take the one lock of the tree once, except that copying, comparing what one
 ///          node, length or hash settles, length and hash take none.
@@ -52,7 +53,7 @@ public:
     Mu::ClassInfo const & GetClassInfo() const override;
     ~Address() override { Drop(); }
 
-    /// Answers NoError and makes the address invalid for a frame that an invalid one wrote. After
+    /// Returns NoError and makes the address invalid for a frame that an invalid one wrote. After
     /// any other status the address holds the names that were read so far.
     MuErrCode Read(Mu::IChannel & channel) override;
     MuErrCode Write(Mu::OChannel & channel) const override;
@@ -99,7 +100,8 @@ public:
     bool IsEmpty() const;
 
     /// Calls NameFound for every name, first to last, attachments included, with the lock of the
-    /// tree held. ErrMemoryFull: the address is invalid, or the memory for a name was not to be had.
+    /// tree held. ErrMemoryFull: the address is invalid, or the memory for a name was not to be
+    /// had.
     MuErrCode EnumerateNames(NameEnumerator * enumerator) const;
 
     /// Whether the names are the same, as Name::operator== has it, whatever their attachments.

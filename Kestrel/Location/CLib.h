@@ -11,7 +11,7 @@ inline unsigned int StrLen(char const * text) {
     return static_cast<unsigned int>(end - text);
 }
 
-/// Copies the text with its terminator and answers `to`, which must have room for both.
+/// Copies the text with its terminator and returns `to`, which must have room for both.
 inline char * StrCpy(char * to, char const * from) {
     char * out = to;
     while ((*out++ = *from++) != 0) {
@@ -19,7 +19,7 @@ inline char * StrCpy(char * to, char const * from) {
     return to;
 }
 
-/// Copies the text behind the one in `to` and answers `to`.
+/// Copies the text behind the one in `to` and returns `to`.
 inline char * StrCat(char * to, char const * from) {
     StrCpy(to + StrLen(to), from);
     return to;

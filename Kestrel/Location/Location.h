@@ -30,17 +30,17 @@ class RelativeLocation;
 /// taken away, and only the platform's resolver turns a location into a text and back.
 ///
 /// "Healthy" below: both addresses are valid and the status is 0. An object whose text could not
-/// be understood, or which memory failed, stays safe to use, and every operation answers why.
+/// be understood, or which memory failed, stays safe to use, and every operation returns why.
 ///
 /// Memory:  two indices into the address tree; a copy takes none unless the strings of a URL do.
-/// Threads: one at a time, for const operations too: IsLegal keeps its answer. Copies share nothing
+/// Threads: one at a time, for const operations too: IsLegal keeps its result. Copies share nothing
 ///          but the tree.
 /// Failure: statuses. Mu::OutOfMemoryException comes from copying, assigning, Clone, ToLogText,
 ///          Print, PrintDebug and the setters of a string, and from a comparison where a
-///          NameComparer is registered that throws it. Checked operations test in this order: a null
-///          argument is Error; an invalid address is ErrMemoryFull; a status is returned as it is;
-///          an index behind the end, or the last name of nothing, is Error. Their out-parameters are
-///          left alone on failure.
+///          NameComparer is registered that throws it. Checked operations test in this order: a
+///          null argument is Error; an invalid address is ErrMemoryFull; a status is returned as it
+///          is; an index behind the end, or the last name of nothing, is Error. Their
+///          out-parameters are left alone on failure.
 class KESTREL_API Location : public Mu::Object {
 public:
     /// How `network` is to be read. The numbers are fixed.
@@ -68,7 +68,7 @@ public:
     /// Null for an unhealthy object.
     Location * Clone() const override;
     ~Location() override;
-    /// A frame without content makes the object unhealthy and answers NoError: it is what an
+    /// A frame without content makes the object unhealthy and returns NoError: it is what an
     /// unhealthy one writes.
     MuErrCode Read(Mu::IChannel & channel) override;
     MuErrCode Write(Mu::OChannel & channel) const override;
@@ -81,7 +81,7 @@ public:
     /// The other is unhealthy afterwards, until something is assigned to it.
     Location(Location && other) noexcept;
     Location(Location const & parent, Name const & name);
-    /// As Set, whose answer becomes the status.
+    /// As Set, whose result becomes the status.
     explicit Location(Mu::UniString const & text);
     explicit Location(char const * text);
     explicit Location(char16_t const * text);
@@ -161,7 +161,7 @@ public:
     MuErrCode ToURL(CString<256> * url) const;
 
     /// From a URL (it holds "://") or the platform's text of a path. What cannot be understood is
-    /// logged and answered as ErrIllegalLocation; the answer is not kept as the status, and the
+    /// logged and returned as ErrIllegalLocation; the result is not kept as the status, and the
     /// names stay as far as they were read.
     MuErrCode Set(Mu::UniString const & text);
     MuErrCode Set(char const * text);
@@ -183,7 +183,7 @@ public:
 
     /// Asks the validator of this platform, once until the location changes. An object whose text
     /// could not be understood is asked about too, as one without names. False too when memory was
-    /// short; CheckLegality tells that apart.
+    /// short; CheckLegality distinguishes the two.
     bool IsLegal() const;
     /// The same with three results: NoError, ErrIllegalLocation, or ErrMemoryFull where the names
     /// could not be read. The last one is not kept.
@@ -216,7 +216,7 @@ private:
     bool HasAddresses() const {
         return network.node != Address::NoNode && local.node != Address::NoNode;
     }
-    // Mostly told by the nodes alone, without a call.
+    // Mostly decided by the nodes alone, without a call.
     static bool IsSame(Address const & a, Address const & b) { return a.node == b.node || a == b; }
     MuErrCode Check(bool nullArgument) const;
     MuErrCode CheckChange(bool nullArgument);
@@ -252,7 +252,7 @@ private:
     Mu::UniString password;
     unsigned short port = 0;
     PDI * pdi = nullptr;                      // owned
-    mutable unsigned int legality = NotAsked; // what IsLegal answered: 0 legal, 1 illegal
+    mutable unsigned int legality = NotAsked; // what IsLegal returned: 0 legal, 1 illegal
     MuErrCode status = NoError;               // why the object could not be made or read
 };
 

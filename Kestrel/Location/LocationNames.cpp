@@ -3,7 +3,7 @@
 #include <Kestrel/Location/NameEnumerator.h>
 
 // The checked operations on names. What is asked of an index, or of a last name, the address checks
-// itself, with the same answer.
+// itself, with the same result.
 
 namespace IO {
 
@@ -96,7 +96,7 @@ MuErrCode Location::MoveLastLocalName(Name * name) {
     return refusal != NoError ? refusal : DeleteLastLocalName();
 }
 
-// An attachment does not change what the names say, so the answer of IsLegal stays.
+// An attachment does not change what the names say, so the result of IsLegal stays.
 
 MuErrCode Location::GetNetworkNameAttachment(unsigned int index, Name * name) const {
     MuErrCode const refusal = Check(name == nullptr);

@@ -28,7 +28,7 @@ public:
                                         RelativeLocation * relative) = 0;
     virtual bool PathToLocation(Mu::UniString const & text, Location * location) = 0;
 
-    // Location to text; the text is empty when the answer is no.
+    // Location to text; the text is empty when the result is no.
     virtual bool LocationToPath(Location const & location, Mu::UniString * path) = 0;
     virtual bool LocationToDisplayText(Location const & location, Mu::UniString * text) = 0;
     /// Never asks for legality. This one gives the display text.

@@ -155,8 +155,8 @@ MuErrCode AppendHostTo(Mu::UniString & url, Location const & location) {
 
 } // namespace
 
-// Every text of a path comes through here. The C library searches bytes many at a time; what it finds
-// may be half of another unit, which the comparison tells.
+// Every text of a path comes through here. The C library searches bytes many at a time; what it
+// finds may be half of another unit, which the comparison shows.
 bool Location::IsURL(Mu::UniString const & text) {
     Text const units = text;
     char const * const begin = reinterpret_cast<char const *>(units.data());

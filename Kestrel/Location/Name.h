@@ -11,15 +11,15 @@ namespace IO {
 
 /// One component of a path: the name of a file, a folder, a drive or a machine, without separators.
 ///
-/// A name takes any text and has no rule of its own: what may be used where is told by IsLegal, and
-/// which spellings mean the same entry by the running platform (see NameComparer). So == and < are
-/// two different relations: == may overlook the case, < never does. Do not sort and then look for
-/// neighbours that are ==.
+/// A name takes any text and has no rule of its own: what may be used where is decided by IsLegal,
+/// and which spellings mean the same entry by the running platform (see NameComparer). So == and <
+/// are two different relations: == may overlook the case, < never does. Do not sort and then look
+/// for neighbours that are ==.
 ///
 /// Memory:  that of its Mu::UniString. A shortage is thrown as Mu::OutOfMemoryException, except by
-///          Read, which answers ErrMemoryFull.
+///          Read, which returns ErrMemoryFull.
 /// Threads: a plain value; one writer, or any number of readers.
-/// Failure: Read and Write answer statuses; the rest cannot fail.
+/// Failure: Read and Write return statuses; the rest cannot fail.
 class KESTREL_API Name : public Mu::Object {
 public:
     Name();
@@ -89,7 +89,7 @@ public:
     /// By UTF-16 code units, so "ABC" comes before "abc" even where the two are ==.
     bool operator<(Name const & other) const;
 
-    // Kept: a null argument is neither equal nor unequal, so that both answer false for it.
+    // Kept: a null argument is neither equal nor unequal, so that both return false for it.
 
     bool operator==(Name const & other) const;
     bool operator==(Mu::UniString const & other) const;

@@ -26,7 +26,7 @@ public:
     virtual bool IsSameName(Mu::UniString const & first, Mu::UniString const & second) = 0;
 
     /// Whether names that IsSameName holds for always have the same Name::GenerateHashValue. True
-    /// lets paths be told apart by their hashes, without a look at their texts. False unless
+    /// lets paths be distinguished by their hashes, without a look at their texts. False unless
     /// overridden.
     virtual bool IsToldApartByHash() const;
 };

@@ -19,12 +19,12 @@ class LocationResolver;
 /// round an Address; for a path that starts at a drive, a share or a machine, use Location.
 ///
 /// "Healthy" below: the address is valid and the status is 0. What failed once stays failed, and
-/// every checked operation answers why, until Clear, Set or Read.
+/// every checked operation returns why, until Clear, Set or Read.
 ///
 /// Memory:  one index into the address tree; copies take none.
 /// Threads: an object belongs to one thread at a time; copies share nothing but the tree.
 /// Failure: statuses, never exceptions. Checked operations test in this order: a null argument is
-///          Error; an address that memory failed is ErrMemoryFull; a status is answered as it is;
+///          Error; an address that memory failed is ErrMemoryFull; a status is returned as it is;
 ///          an index behind the end, or the last name of nothing, is Error.
 class KESTREL_API RelativeLocation : public Mu::Object {
 public:
@@ -32,7 +32,7 @@ public:
 
     Mu::ClassInfo const & GetClassInfo() const override;
     ~RelativeLocation() override;
-    /// A frame without content makes the object unhealthy and answers NoError: it is what an
+    /// A frame without content makes the object unhealthy and returns NoError: it is what an
     /// unhealthy one writes.
     MuErrCode Read(Mu::IChannel & channel) override;
     MuErrCode Write(Mu::OChannel & channel) const override;
@@ -47,7 +47,7 @@ public:
     /// One name.
     explicit RelativeLocation(Name const & name);
     RelativeLocation(RelativeLocation const & parent, Name const & name);
-    /// As Set, whose answer becomes the status.
+    /// As Set, whose result becomes the status.
     explicit RelativeLocation(Mu::UniString const & text);
     explicit RelativeLocation(char const * text);
     explicit RelativeLocation(char16_t const * text);
@@ -78,7 +78,7 @@ public:
     bool IsEmpty() const;
 
     /// From a relative URL, or from the platform's text of a path. What cannot be understood is
-    /// logged and answered as ErrIllegalRelativeLocation; the answer is not kept as the status.
+    /// logged and returned as ErrIllegalRelativeLocation; the result is not kept as the status.
     MuErrCode Set(Mu::UniString const & text);
     MuErrCode Set(char const * text);
     MuErrCode Set(char16_t const * text);

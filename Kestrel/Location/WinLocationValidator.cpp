@@ -13,7 +13,7 @@ constexpr unsigned int LongestPath = 260;
 
 constexpr char const * DeviceNames[] = {"aux", "con", "prn", "nul"};
 
-// Most names are told from a device by their first unit, which takes no text of its own.
+// Most names are distinguished from a device by their first unit, which takes no text of its own.
 bool IsDevice(Name const & name) {
     return std::any_of(std::begin(DeviceNames), std::end(DeviceNames), [&](char const * device) {
         return (name[0] | 0x20) == device[0] && name == device;

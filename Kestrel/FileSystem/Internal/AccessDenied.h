@@ -4,7 +4,7 @@
 
 namespace IO {
 
-/// Whether a denial that outlasted its retries is an error, rather than an answer that the caller
+/// Whether a denial that outlasted its retries is an error, rather than a result that the caller
 /// was ready for.
 inline bool IsDenialAnError(Location const & location, AccessDeniedTreatment treatment) {
     return treatment == AccessDeniedTreatment::RetryAlways ||

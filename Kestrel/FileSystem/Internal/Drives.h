@@ -22,7 +22,7 @@ enum class DrivesStatus : unsigned char {
     Failed = 2
 };
 
-/// Calls back with the root of each drive, as `C:\`, until the callback answers false.
+/// Calls back with the root of each drive, as `C:\`, until the callback returns false.
 DrivesStatus EnumerateDrives(bool (*callback)(PathText root, void * data), void * data);
 
 } // namespace IO

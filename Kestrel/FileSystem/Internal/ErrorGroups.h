@@ -32,7 +32,7 @@ constexpr Status Translate(ErrorRow<Status> const (&table)[count], unsigned int 
     return other;
 }
 
-/// For the operations that tell nothing but a denial apart.
+/// For the operations that distinguish nothing but a denial.
 template <typename Status>
 constexpr Status TranslateDenial(unsigned int error) {
     if (error == FileError::None)

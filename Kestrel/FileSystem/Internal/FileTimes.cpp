@@ -13,7 +13,7 @@ using TimeStatus = FSEntry::TimeStatus;
 constexpr long long UnitsOfSecond = 10000000;
 constexpr long long StartOf1970 = 116444736000000000; // in units since the start of 1601
 
-// A denial is told by the opening; one that comes only now is a failure like any other.
+// A denial is reported by the opening; one that comes only now is a failure like any other.
 constexpr ErrorRow<TimeStatus> setErrors[] = {{FileError::InvalidTime, TimeStatus::InvalidTime}};
 
 } // namespace

@@ -6,12 +6,12 @@
 namespace IO {
 
 /// What an enumeration of the platform's own folders knows of the file whose name it hands out just
-/// now: for who counts thousands of files, and cannot afford a path, a connection and three looks at
-/// the disk for each.
+/// now: for who counts thousands of files, and cannot afford a path, a connection and three looks
+/// at the disk for each.
 ///
-/// Everything answers false where that knowledge is not certain to be what Folder::GetType and a
-/// File would tell: links, mounted folders, a platform on which a file must be read to be known as
-/// none. Then these two are to be asked.
+/// Everything returns false where that knowledge is not certain to be what Folder::GetType and a
+/// File would report: links, mounted folders, a platform on which a file must be read to be known
+/// as none. Then these two are to be asked.
 class FoundFile {
 public:
     /// `folder` must be in an enumeration, and what is asked is of the name that it handed out.

@@ -23,7 +23,7 @@ constexpr ErrorRow<MoveStatus> moveErrors[] = {
     {FileError::DiskFull, MoveStatus::DeviceFull},
 };
 
-// A target that appears while its path is looked at is no told answer of a copy.
+// A target that appears while its path is examined is no specified result of a copy.
 constexpr ErrorRow<MoveStatus> copyErrors[] = {
     {FileError::AccessDenied, MoveStatus::AccessDenied},
     {FileError::SharingViolation, MoveStatus::AccessDenied},
@@ -205,11 +205,12 @@ MoveStatus CopyFolderPath(PathText from, PathText to) {
     return TreeCopy().Copy(source.Get(), true, target.Get());
 }
 
-// Both folders are held from the copying to the deletion, so that what is deleted is what was copied.
+// Both folders are held from the copying to the deletion, so that what is deleted is what was
+// copied.
 MoveStatus MoveAcrossDrives(PathText from, PathText to, bool force) {
     PathType const sourceType = GetPathType(from).type;
     if (sourceType != PathType::File && sourceType != PathType::Folder)
-        return CopyPath(from, to); // whose answer is why there is no copying it
+        return CopyPath(from, to); // whose result is why there is no copying it
     if (LookForTarget(to) != PathType::Other)
         return CopyPath(from, to);
     HeldEntry const source(from, FolderUse::Base);

@@ -48,7 +48,7 @@ PathLook LookForType(PathText path) {
     return error == FileError::None ? ToLook(attributes) : ToFailure(error);
 }
 
-// Where the attributes tell a link, nothing else has to be asked.
+// Where the attributes show a link, nothing else has to be asked.
 PathLook LookForMark(PathText path, TextBuffer * target) {
     unsigned int attributes;
     unsigned int const error = AskAttributes(path, &attributes);
@@ -60,7 +60,8 @@ PathLook LookForMark(PathText path, TextBuffer * target) {
     return look;
 }
 
-// Elsewhere any file with a content may be a link. What the folder tells of it is its type as well.
+// Elsewhere any file with a content may be a link. What the folder reports of it is its type as
+// well.
 PathLook LookIntoFile(PathText path, TextBuffer * target) {
     FindData data;
     unsigned int const error = FindEntry(path, &data);

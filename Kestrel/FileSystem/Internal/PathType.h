@@ -14,14 +14,14 @@ enum class PathType : unsigned char {
     PathNotFound = 4
 };
 
-/// What a look at a path told.
+/// What a look at a path found.
 struct PathLook {
     PathType type;
     unsigned int error = FileError::None; ///< why the type is none of the first two
     LinkStatus link = LinkStatus::NotALink;
 };
 
-/// Whether nothing stands there, so far as can be told.
+/// Whether nothing stands there, so far as can be known.
 inline bool IsFree(PathType type) {
     return type == PathType::Other || type == PathType::PathNotFound;
 }
@@ -38,7 +38,7 @@ PathLook LookAtPath(PathText path, bool restrictLinks, TextBuffer * target);
 /// report.
 PathType LookForTarget(PathText path);
 
-/// One entry as FindFirstFile tells it; the answer is its error.
+/// One entry as FindFirstFile reports it; returns its error.
 unsigned int FindEntry(PathText path, FindData * data);
 
 /// Whether the attributes of the path are known and say write-protected.

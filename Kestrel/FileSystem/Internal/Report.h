@@ -61,7 +61,7 @@ struct Outcome {
     ReportLine line;
 };
 
-/// Reports the row of `status` and answers its code. A status that the table does not know takes
+/// Reports the row of `status` and returns its code. A status that the table does not know takes
 /// the last row, that of the internal error.
 template <typename Status, std::size_t count>
 MuErrCode ReportOutcome(Outcome (&table)[count], Status status,

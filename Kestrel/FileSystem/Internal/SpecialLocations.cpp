@@ -55,7 +55,7 @@ bool Ask(Source const & source, TextBuffer * path) {
     return AskFolder(source.folder, path) || AskFolder(source.otherwise, path);
 }
 
-// The system may answer with shortened names; the long ones are used where they can be had.
+// The system may return shortened names; the long ones are used where they can be had.
 MuErrCode SetFromSystem(PathText path, Location * location) {
     constexpr unsigned int longPathSize = 260;
     char16_t units[longPathSize];

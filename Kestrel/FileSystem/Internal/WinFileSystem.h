@@ -8,7 +8,7 @@
 
 namespace IO {
 
-/// The native file system of both platforms: what is told here holds over any FileCalls.
+/// The native file system of both platforms: what stands here holds over any FileCalls.
 ///
 /// Memory:  pools of unused entries, so that a File or Folder made for one call takes none but the
 ///          text of its path.

@@ -53,7 +53,7 @@ EnumerateStatus EnumerateDriveNames(EntryEnumerator & enumerator) {
 
 bool AddFreeSpace(PathText drive, void * data) {
     unsigned long long available = 0;
-    // A drive that does not answer, such as one without a medium, adds nothing.
+    // A drive that does not respond, such as one without a medium, adds nothing.
     if (GetFileCalls().GetDiskFreeSpaceEx(drive, &available) == FileError::None)
         *static_cast<unsigned long long *>(data) += available;
     return true;
@@ -117,8 +117,9 @@ void WinFolderEntry::Set(Mu::UniString & newPath, unsigned int newDepth) noexcep
     depth = newDepth;
 }
 
-// Whether an entry of this name can be made here or be changed. Names of dots lead to other folders;
-// Windows takes all dots and blanks off the end of a name, so that more of them lead here, too.
+// Whether an entry of this name can be made here or be changed. Names of dots lead to other
+// folders; Windows takes all dots and blanks off the end of a name, so that more of them lead here,
+// too.
 bool WinFolderEntry::Takes(Name const & name) const {
     PathText const text = name.ToString();
     std::size_t const most = RunningPlatform == Mu::WindowsSign ? text.size() : 2;
@@ -280,7 +281,7 @@ bool WinFolderEntry::HoldFound(Name const & name, WinFolderEntry & folder) const
         return true;
     unsigned int const error =
         OpenIn(found->search.GetFolder(), name, folder, FolderUse::List, &folder.held);
-    // A folder that may not be listed is told so by its enumeration.
+    // A folder that may not be listed is reported so by its enumeration.
     return error != FileError::Directory && error != FileError::FileNotFound;
 }
 
@@ -289,8 +290,8 @@ FindHandle WinFolderEntry::GetReach() const {
     return found != nullptr ? found->search.GetFolder() : kept;
 }
 
-// Opens the folder of this name there, for which `folder` was made. What is no folder, or was a link
-// when it was connected to, is none.
+// Opens the folder of this name there, for which `folder` was made. What is no folder, or was a
+// link when it was connected to, is none.
 unsigned int WinFolderEntry::OpenIn(FindHandle in, Name const & name, WinFolderEntry const & folder,
                                     FolderUse use, FindHandle * opened) const {
     *opened = nullptr;

@@ -16,13 +16,14 @@ namespace {
 constexpr std::size_t LongestPath = 260;
 constexpr unsigned int UsualCapacity = 120; // of a path's text, so that most take memory once
 
-// Room for the names of the longest path, each with a zero behind it, and an empty one at the end: as
-// the content of a location is set.
+// Room for the names of the longest path, each with a zero behind it, and an empty one at the end:
+// as the content of a location is set.
 using NameList = unsigned short[LongestPath + 2];
 
 // Writes the names of a path, each with a zero behind it: the path, with zeros for its separators.
-// False for an empty name, and for a zero, which could not be told from a separator. Neither stops
-// the loops, whose values are all of one width, so that the processor takes many units at a time.
+// False for an empty name, and for a zero, which could not be distinguished from a separator.
+// Neither stops the loops, whose values are all of one width, so that the processor takes many
+// units at a time.
 bool CopyNames(PathText path, unsigned short * names) {
     std::size_t const size = path.size();
     unsigned short wrong = 0;
@@ -61,7 +62,7 @@ bool UsesHostName(Location::NetworkModel model) {
            model == Location::SmbModel;
 }
 
-// What fails on a healthy location fails for want of memory, which is no answer: without a name the
+// What fails on a healthy location fails for want of memory, which is no result: without a name the
 // text would be that of another place.
 void Check(MuErrCode status) {
     if (status != NoError)

@@ -13,8 +13,8 @@ using FileHandle = void *;
 using FindHandle = void *;
 
 /// Which entry a call is for: one at a path, or, with `in`, the entry of this name in a folder that
-/// is held open. The second form resolves that one name and never follows a link, so that nobody who
-/// renames folders or puts links in their place can lead the call elsewhere.
+/// is held open. The second form resolves that one name and never follows a link, so that nobody
+/// who renames folders or puts links in their place can lead the call elsewhere.
 struct EntryPath {
     template <std::convertible_to<PathText> Path>
     EntryPath(Path const & path) : text(path) {}
@@ -43,8 +43,8 @@ namespace FileAttribute {
 inline constexpr unsigned int ReadOnly = 0x1;
 inline constexpr unsigned int Folder = 0x10;
 inline constexpr unsigned int Normal = 0x80;
-/// A symbolic link on Linux; see FileCalls::MarksLinks. On Windows FindNextFile sets it beside Folder
-/// for junctions and for symbolic links to folders, which stand for a folder elsewhere.
+/// A symbolic link on Linux; see FileCalls::MarksLinks. On Windows FindNextFile sets it beside
+/// Folder for junctions and for symbolic links to folders, which stand for a folder elsewhere.
 inline constexpr unsigned int Link = 0x400;
 } // namespace FileAttribute
 
@@ -81,7 +81,7 @@ inline constexpr unsigned int CDRom = 5;
 inline constexpr unsigned int RamDisk = 6;
 } // namespace DriveType
 
-/// What FindFirstFile tells. Times count 100 ns from the start of 1601.
+/// What FindFirstFile reports. Times count 100 ns from the start of 1601.
 struct FindData {
     unsigned int attributes;
     unsigned long long creationTime;

@@ -10,14 +10,15 @@ namespace IO {
 /// An implementation translates and does nothing else: no retry, no log line. Recording of failures
 /// and the error mode round the marked calls stand above, in RecordingFileCalls.
 ///
-/// On Linux a name finds an entry in another case when there is none in its own, and what would make
-/// a second entry whose name differs in case only is refused with FileExists or AlreadyExists. A
-/// path's last name is not followed when it is a symbolic link, except by CreateFile; the names
+/// On Linux a name finds an entry in another case when there is none in its own, and what would
+/// make a second entry whose name differs in case only is refused with FileExists or AlreadyExists.
+/// A path's last name is not followed when it is a symbolic link, except by CreateFile; the names
 /// before it are.
 ///
-/// Memory:  none from the root except where told; nothing is thrown.
+/// Memory:  none from the root except where documented; nothing is thrown.
 /// Threads: any number at once, but one at a time on one handle.
-/// Failure: each call answers 0 or the error number; out-parameters are then as told for the call.
+/// Failure: each call returns 0 or the error number; out-parameters are then as documented for the
+///          call.
 class FileCalls {
 public:
     virtual ~FileCalls() = default;
@@ -33,24 +34,26 @@ public:
     /// What the folder of an entry knows of it.
     virtual unsigned int FindFirstFile(PathText path, FindData * data) = 0;
     /// Opens a folder, to be enumerated from its first entry on or to reach its entries. Null in
-    /// `*find` after a failure. Directory when it is no folder; in a folder that is held open, a link
-    /// is none. Recorded as FindFirstFile.
+    /// `*find` after a failure. Directory when it is no folder; in a folder that is held open, a
+    /// link is none. Recorded as FindFirstFile.
     virtual unsigned int OpenFolder(EntryPath folder, FolderUse use, FindHandle * find) = 0;
     virtual unsigned int GetFolderId(FindHandle find, FolderId * id) = 0;
-    /// The next entry of a folder that was opened for listing: its name, the folder bit and the link
-    /// bit; times, size and the other attributes need not be certain. NoMoreFiles behind the last.
+    /// The next entry of a folder that was opened for listing: its name, the folder bit and the
+    /// link bit; times, size and the other attributes need not be certain. NoMoreFiles behind the
+    /// last.
     virtual unsigned int FindNextFile(FindHandle find, FindData * data) = 0;
     /// Makes attributes and size certain of the entry that an enumeration handed out last into
-    /// `*data`: a look without a path, where the enumeration itself does not tell them. Not recorded.
+    /// `*data`: a look without a path, where the enumeration itself does not report them. Not
+    /// recorded.
     virtual unsigned int LookAtFound(FindHandle find, FindData * data) = 0;
     virtual unsigned int FindClose(FindHandle find) = 0;
 
     /// Null in `*file` after a failure. `attributes` holds FileAttribute bits for a new file, and
-    /// FileFlagBackupSemantics; for an entry of a folder that is held open it is 0 or Normal. Such an
-    /// entry that is a link is CantResolveName. A new file that stands already: FileExists. On Linux only the
-    /// combinations of access and sharing that the open modes of FileEntry have are known, others
-    /// are InvalidParameter; and a folder that is opened for reading without the flag is refused at
-    /// the first read, not here: that saves each opening a call.
+    /// FileFlagBackupSemantics; for an entry of a folder that is held open it is 0 or Normal. Such
+    /// an entry that is a link is CantResolveName. A new file that stands already: FileExists. On
+    /// Linux only the combinations of access and sharing that the open modes of FileEntry have are
+    /// known, others are InvalidParameter; and a folder that is opened for reading without the flag
+    /// is refused at the first read, not here: that saves each opening a call.
     virtual unsigned int CreateFile(EntryPath path, unsigned int access, unsigned int share,
                                     unsigned int disposition, unsigned int attributes,
                                     FileHandle * file) = 0;
@@ -60,8 +63,8 @@ public:
     /// One file, with its write protection and modification time. Never overwrites; after any
     /// failure there is no new target. A symbolic link is copied as a link.
     virtual unsigned int CopyFile(EntryPath from, EntryPath to) = 0;
-    /// Files and folders. Never overwrites. NotSameDevice where copying would be needed, which Windows
-    /// does by itself for a file.
+    /// Files and folders. Never overwrites. NotSameDevice where copying would be needed, which
+    /// Windows does by itself for a file.
     virtual unsigned int MoveFile(PathText from, PathText to) = 0;
     virtual unsigned int DeleteFile(EntryPath path) = 0;
     /// AlreadyExists when something has the name.
@@ -120,8 +123,8 @@ public:
                                           unsigned long long * position, unsigned int origin) = 0;
 
     /// Whether FileAttribute::Link is set for each link and for nothing else, so that one call of
-    /// GetFileAttributes tells a link, a file and a folder apart, and an entry without the bit need
-    /// not be asked by ReadShellLink. Connecting to a file is held to that one call on Linux.
+    /// GetFileAttributes distinguishes a link, a file and a folder, and an entry without the bit
+    /// need not be asked by ReadShellLink. Connecting to a file is held to that one call on Linux.
     virtual bool MarksLinks() const = 0;
     /// The absolute path that the link names, whether it exists or not; one that leads to another
     /// link is followed no further. What Linux shows as links beneath "/dev/fd" and opens without
@@ -132,11 +135,11 @@ public:
 
     /// Whether the platform takes the two for one name: the user's locale, without regard to case.
     virtual bool IsSameName(PathText a, PathText b) = 0;
-    /// Whether IsSameName answers what names answer by themselves: equal unit by unit after each
+    /// Whether IsSameName returns what names would by themselves: equal unit by unit after each
     /// unit was put in upper case. Then nobody need ask it for the equality of names.
     virtual bool ComparesByUnits() const = 0;
 
-    /// Whether failures may bring up dialogs; answers the earlier mode. Kept per process. See
+    /// Whether failures may bring up dialogs; returns the earlier mode. Kept per process. See
     /// ErrorModeMark.
     virtual unsigned int SetErrorMode(unsigned int mode) = 0;
     /// The OS's own error number of this thread, for who must leave it as it was found.
@@ -151,12 +154,12 @@ public:
 FileCalls & GetFileCalls();
 /// The platform's own calls, with nothing above them.
 FileCalls & GetPlatformFileCalls();
-/// Puts other calls under the recording; null the platform's own. Answers what was there before.
+/// Puts other calls under the recording; null the platform's own. Returns what was there before.
 /// Not while another thread works with files.
 FileCalls & SetFileCalls(FileCalls * calls);
 
-/// Keeps system dialogs away, as for a drive without a disk, as long as it lives. RecordingFileCalls
-/// does that itself round the calls that need it, but for GetVolumeInformation.
+/// Keeps system dialogs away, as for a drive without a disk, as long as it lives.
+/// RecordingFileCalls does that itself round the calls that need it, but for GetVolumeInformation.
 class ErrorModeMark {
 public:
     static constexpr unsigned int NoDialogs = 0x8001;

@@ -9,9 +9,9 @@
 
 namespace FTM {
 
-// The files of a shared MIME catalogue, each from a text that is whole in memory. What is read refers
-// into that text. All of these throw Mu::OutOfMemoryException, and return false for what is no such
-// file.
+// The files of a shared MIME catalogue, each from a text that is whole in memory. What is read
+// refers into that text. All of these throw Mu::OutOfMemoryException, and return false for what is
+// no such file.
 
 /// Two names in a line: of aliases the other one and the type, of subclasses the type and its
 /// parent, of icons the type and the icon.
@@ -37,7 +37,7 @@ bool IsMimeName(std::string_view text);
 
 bool ReadSharedMimePairs(std::string_view text, char separator, Mu::Array<SharedMimePair> & pairs);
 bool ReadSharedMimeGlobs(std::string_view text, Mu::Array<SharedMimeGlob> & globs);
-/// Values that are told as numbers of this machine are turned round where they lie, in `text`.
+/// Values that are written as numbers of this machine are turned round where they lie, in `text`.
 bool ReadSharedMimeMagic(char * text, std::size_t size, Mu::Array<SharedMimeRule> & rules);
 
 } // namespace FTM

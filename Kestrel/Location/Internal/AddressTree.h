@@ -19,16 +19,16 @@ namespace IO {
 /// counts of the shorter one that it grew from.
 ///
 /// Addresses are copied and dropped far more often than anything else happens to them, so a copy is
-/// not counted at once: it is noted at its node alone, without the lock, and most copies are dropped
-/// the same way. Claim counts the hold of an address that is about to change, and Settle all of
-/// them. A node with holders always has a counted hold among them: who finds no copy to drop has
-/// seen as many counted holds as holders, so the last of these keeps the node alive.
+/// not counted at once: it is noted at its node alone, without the lock, and most copies are
+/// dropped the same way. Claim counts the hold of an address that is about to change, and Settle
+/// all of them. A node with holders always has a counted hold among them: who finds no copy to drop
+/// has seen as many counted holds as holders, so the last of these keeps the node alive.
 ///
-/// The folder of the path looked up last has counted holds that are the tree's own. Nobody sees them:
-/// they go before counters are shown, before a node is tested for having one holder, when memory
-/// runs out, and with the last address.
+/// The folder of the path looked up last has counted holds that are the tree's own. Nobody sees
+/// them: they go before counters are shown, before a node is tested for having one holder, when
+/// memory runs out, and with the last address.
 ///
-/// Operations that answer a node answer NoIndex when memory runs out. Keys hold no zero unit.
+/// Operations that return a node return NoIndex when memory runs out. Keys hold no zero unit.
 ///
 /// Memory:  the node table and the name table, each one relocatable block that doubles, and what
 ///          speeds them up beside them. All of it goes with the last count of the root, and comes
@@ -60,7 +60,8 @@ public:
     static void Copy(unsigned int node) {
         made->nodes.GetNote(node).copies.fetch_add(1, std::memory_order_relaxed);
     }
-    /// Has what a drop looks at first brought near, while the lock is waited for. Nothing for NoIndex.
+    /// Has what a drop looks at first brought near, while the lock is waited for. Nothing for
+    /// NoIndex.
     static void Send(unsigned int node) {
         if (node != NoIndex)
             Prefetch(made->nodes.FindNote(node));
@@ -69,7 +70,7 @@ public:
     static bool DropCopy(unsigned int node);
     static unsigned int GetLength(unsigned int node) { return made->nodes.GetNote(node).depth; }
     static unsigned int GetHash(unsigned int node) { return made->nodes.GetNote(node).hash; }
-    /// Whether lengths or hashes tell that the paths cannot be the same.
+    /// Whether lengths or hashes show that the paths cannot be the same.
     static bool AreToldApart(unsigned int a, unsigned int b);
 
     // Holds.

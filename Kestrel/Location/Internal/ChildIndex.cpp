@@ -213,7 +213,7 @@ void ChildIndex::Rename(unsigned int node) {
     Refresh(leaves[node]);
 }
 
-// Puts the entry in, splitting full blocks from there up. Answers the highest block that got an
+// Puts the entry in, splitting full blocks from there up. Returns the highest block that got an
 // entry more, whose greatest name may have changed; NoIndex: no memory, and nothing changed.
 unsigned int ChildIndex::Insert(unsigned int block, unsigned int at, Entry entry) {
     unsigned int spares[MaxDepth];

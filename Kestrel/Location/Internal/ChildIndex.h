@@ -41,9 +41,9 @@ public:
 
     /// Whether the node at the place has the very name.
     bool Find(unsigned int parent, Mu::ConstSubstring const & key, SiblingPlace & place);
-    /// The node was put into the list at the place that Find told for its name.
+    /// The node was put into the list at the place that Find returned for its name.
     void Link(unsigned int node);
-    /// The node is about to be taken out of the list. Answers the one before it.
+    /// The node is about to be taken out of the list. Returns the one before it.
     unsigned int Unlink(unsigned int node);
     // As SiblingLists has them; the first for any node.
     void SendWhere(unsigned int node) const;

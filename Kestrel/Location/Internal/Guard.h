@@ -5,8 +5,9 @@
 
 namespace IO {
 
-/// Runs an operation that answers a status, and turns the exception of a shortage into one. What
-/// else is thrown goes on: by the lock of the tree when it cannot be taken, or by a host's callback.
+/// Runs an operation that returns a status, and turns the exception of a shortage into one. What
+/// else is thrown goes on: by the lock of the tree when it cannot be taken, or by a host's
+/// callback.
 template <typename Operation>
 MuErrCode WithoutException(Operation const & operation) {
     try {

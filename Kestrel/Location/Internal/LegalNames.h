@@ -5,7 +5,7 @@
 
 namespace IO {
 
-// For validators: whether `check` answers true for each name of a healthy location, asked up to the
+// For validators: whether `check` returns true for each name of a healthy location, asked up to the
 // first no. A name that memory leaves unread is thrown as Mu::OutOfMemoryException, since "illegal"
 // would be remembered.
 

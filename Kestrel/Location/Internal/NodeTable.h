@@ -73,7 +73,7 @@ public:
     Note * FindNote(unsigned int node) const { return notes.Find(node); }
 
     /// Whether the index is that of a node in use. False for those of a tree that is gone, as far
-    /// as that can be told.
+    /// as that can be known.
     bool IsLive(unsigned int node) const {
         return node < records.GetMark() && records[node].parent != Poison;
     }

@@ -67,7 +67,7 @@ public:
             (void)Leave();
     }
 
-    /// Keeps none any more. Answers the holds that there were.
+    /// Keeps none any more. Returns the holds that there were.
     Holds Leave() { return std::exchange(holds, {}); }
 
 private:

@@ -22,7 +22,7 @@ unsigned int GetValidatorCount();
 /// In order of registration; `index` is below the count.
 LocationValidator const * GetValidatorAt(unsigned int index);
 
-/// Whether every validator answers true. `question` is called with one after the other, until the
+/// Whether every validator returns true. `question` is called with one after the other, until the
 /// first no.
 template <typename Question>
 bool AllValidators(Question const & question) {

@@ -62,8 +62,8 @@ bool IsLowSurrogate(char16_t unit) {
     return unit >= 0xDC00 && unit < 0xE000;
 }
 
-// Writes the bytes of the first character of `name` and tells how many units it has; 0: no name of
-// this system holds it.
+// Writes the bytes of the first character of `name` and returns how many units it has; 0: no name
+// of this system holds it.
 unsigned int EncodeFirst(PathText name, char (&bytes)[4], unsigned int * count) {
     char16_t const unit = name[0];
     unsigned int value = unit == HiddenSeparator ? '\\' : unit;

@@ -5,7 +5,7 @@
 #include <string_view>
 
 // The names of a file system that knows bytes, as units, and back. Kestrel/FileSystem/NativePath.h
-// tells the rule. It is the same code on all platforms, though only one needs it.
+// states the rule. It is the same code on all platforms, though only one needs it.
 
 namespace IO {
 

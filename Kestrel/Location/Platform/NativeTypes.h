@@ -33,7 +33,7 @@ struct TextBuffer {
     }
 };
 
-/// The numbers of the errors that the library tells apart. Others may come as well.
+/// The numbers of the errors that the library distinguishes. Others may come as well.
 namespace FileError {
 inline constexpr unsigned int None = 0;
 inline constexpr unsigned int InvalidFunction = 1;

@@ -10,7 +10,7 @@
 namespace IO::Socket {
 namespace {
 
-// Tells the current thread what it blocks on, as long as this lives.
+// Records what the current thread blocks on, as long as this lives.
 class Blocking {
 public:
     explicit Blocking(Mu::Interruptible * on) : thread(Mu::Thread::GetCurrent()) {

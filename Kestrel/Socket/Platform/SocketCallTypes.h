@@ -82,7 +82,7 @@ struct AddressInfo {
 /// The list that GetAddrInfo found, and a place in it. Null is the end.
 using AddressList = void *;
 
-/// The numbers of the errors that the library tells apart, and of those that it makes. Others may
+/// The numbers of the errors that the library distinguishes, and of those that it makes. Others may
 /// come as well.
 namespace WSAError {
 inline constexpr unsigned int None = 0;

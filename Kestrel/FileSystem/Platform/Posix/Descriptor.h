@@ -7,7 +7,7 @@ namespace IO {
 /// Closes a file descriptor at its end, and leaves errno alone then.
 class Descriptor {
 public:
-    /// Takes what an opening call answered; below 0 is none.
+    /// Takes what an opening call returned; below 0 is none.
     explicit Descriptor(int descriptor) : descriptor(descriptor) {}
     ~Descriptor();
     Descriptor(Descriptor const &) = delete;

@@ -18,7 +18,7 @@ struct NativeEntry {
     int at = AT_FDCWD;
 };
 
-/// Tells whether a folder holds a name in another spelling, without reading the folder each time.
+/// Finds whether a folder holds a name in another spelling, without reading the folder each time.
 ///
 /// The system knows names byte by byte; here two names that differ in case only are one. So whoever
 /// makes an entry must know that no other spelling of its name is there, and who misses one must
@@ -78,13 +78,13 @@ private:
                              struct stat const & info);
 
     mutable std::recursive_mutex lock;
-    unsigned int uses = 0; // counts up; a folder's last use tells which is the oldest
+    unsigned int uses = 0; // counts up; a folder's last use shows which is the oldest
 };
 
 /// One entry made in, or taken from, a folder: what stands round the system's call.
 ///
-/// It finds the folder, in another spelling if need be, keeps the lock of FolderNames until its end,
-/// and enters the change there.
+/// It finds the folder, in another spelling if need be, keeps the lock of FolderNames until its
+/// end, and enters the change there.
 class FolderChange {
 public:
     /// The folder's part of the entry's path is corrected in place.
@@ -92,8 +92,8 @@ public:
 
     /// For an entry about to be made: an error when the folder is not there.
     unsigned int FindFolder();
-    /// Puts another spelling of the entry's name that is there into `other`, as a path, and leaves it
-    /// empty when there is none. FindInFolder's errors but for FileNotFound.
+    /// Puts another spelling of the entry's name that is there into `other`, as a path, and leaves
+    /// it empty when there is none. FindInFolder's errors but for FileNotFound.
     unsigned int FindOtherSpelling(BytePath * other);
 
     /// For an entry about to be taken away or renamed.

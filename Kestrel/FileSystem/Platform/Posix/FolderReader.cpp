@@ -26,7 +26,7 @@ bool FolderReader::Fill() {
     return got > 0;
 }
 
-// Asks for a type only where the file system does not tell it with the name.
+// Asks for a type only where the file system does not report it with the name.
 FolderReader::Type FolderReader::FindType(char const * name, unsigned char type) const {
     if (type == DT_UNKNOWN) {
         struct stat info;

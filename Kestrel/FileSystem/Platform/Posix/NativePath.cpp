@@ -32,7 +32,7 @@ bool FromNativePath(std::basic_string_view<NativeUnit> native, Mu::UniString * p
 
 bool FromNativePath(Mu::UniString const & native, Mu::UniString * path) {
     BytePath bytes;
-    // Stray bytes that came as text are told by the same units as in a portable path.
+    // Stray bytes that came as text are written as the same units as in a portable path.
     bool const fits = AppendNativeName(native, &bytes) == FileError::None;
     if (fits)
         return FromNativePath(bytes.GetText(), path);

@@ -12,9 +12,10 @@ namespace IO {
 
 struct ShareLock;
 
-/// The file calls of Linux. FileCalls tells what each does; what stands in for what Windows has and
-/// Linux has not lies beside this class: drives in DriveTable, spellings in FolderNames, share modes
-/// in ShareLock, creation times in Times, volumes, special folders and copying in files of theirs.
+/// The file calls of Linux. FileCalls documents what each does; what stands in for what Windows has
+/// and Linux has not lies beside this class: drives in DriveTable, spellings in FolderNames, share
+/// modes in ShareLock, creation times in Times, volumes, special folders and copying in files of
+/// theirs.
 ///
 /// Write protection is the lack of every write permission bit, and is looked at here too, since the
 /// system lets root pass. A handle is a file descriptor with its access. Calls that a signal

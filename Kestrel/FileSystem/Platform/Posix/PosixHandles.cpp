@@ -17,7 +17,7 @@ namespace {
 // A pipe or a device must not hold up its opener for ever; files do not mind the flag.
 constexpr int OpenFlags = O_CLOEXEC | O_NOCTTY | O_NONBLOCK;
 
-// A handle is never null: its lowest bit is set, two bits tell the access, the others are the
+// A handle is never null: its lowest bit is set, two bits hold the access, the others are the
 // descriptor.
 FileHandle MakeHandle(int descriptor, unsigned int access) {
     std::uintptr_t const number = static_cast<unsigned int>(descriptor);
@@ -49,8 +49,8 @@ bool WaitFor(int descriptor, short event) {
     return flags >= 0 && ::fcntl(descriptor, F_SETFL, flags & ~O_NONBLOCK) == 0;
 }
 
-// Whether nothing was read because nobody has opened the other end of a named pipe yet, which must not
-// pass for an empty file. Who came and went has ended the input.
+// Whether nothing was read because nobody has opened the other end of a named pipe yet, which must
+// not pass for an empty file. Who came and went has ended the input.
 bool LacksWriter(int descriptor) {
     struct stat info;
     struct statfs system;
@@ -164,7 +164,8 @@ unsigned int PosixFileCalls::CreateFile(EntryPath path, unsigned int access, uns
 }
 
 unsigned int PosixFileCalls::CloseHandle(FileHandle file) {
-    // Interrupted or not, it is closed; what was not written by then is told as an error of writing.
+    // Interrupted or not, it is closed; what was not written by then is reported as an error of
+    // writing.
     if (::close(GetDescriptor(file)) == 0 || errno == EINTR)
         return FileError::None;
     return errno == EIO ? FileError::WriteFault : GetLastFileError();

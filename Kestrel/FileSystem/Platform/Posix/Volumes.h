@@ -8,7 +8,7 @@ namespace IO {
 /// system, and the kernel of its device. NoRoot when the folder is not there.
 unsigned int GetVolumeType(char const * folder);
 
-/// The kind by the name of the file system alone; Unknown where that does not tell.
+/// The kind by the name of the file system alone; Unknown where that does not say.
 unsigned int GetTypeOfFileSystem(std::string_view name);
 
 /// One line of the mount table, as far as it is of interest here.

@@ -2,7 +2,7 @@
 
 #include <Kestrel/FileSystem/Platform/Windows/WidePath.h>
 
-// The two forms are one here; what is left is to tell absolute paths from others.
+// The two forms are one here; what is left is to distinguish absolute paths from others.
 
 namespace IO {
 namespace {

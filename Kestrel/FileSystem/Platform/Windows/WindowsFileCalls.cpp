@@ -47,7 +47,7 @@ wchar_t * GetWide(TextBuffer * text) {
     return reinterpret_cast<wchar_t *>(text->units);
 }
 
-// For the calls that answer a length: 0 is a failure, and one that fills the buffer did not fit.
+// For the calls that return a length: 0 is a failure, and one that fills the buffer did not fit.
 unsigned int PutLength(DWORD length, TextBuffer * text) {
     text->length = 0;
     if (length == 0)
@@ -70,7 +70,7 @@ FILETIME Split(unsigned long long time) {
     return {static_cast<DWORD>(time), static_cast<DWORD>(time >> 32)};
 }
 
-void Tell(wchar_t const * name, std::size_t length, FindData * data) {
+void Fill(wchar_t const * name, std::size_t length, FindData * data) {
     data->nameLength = static_cast<unsigned int>(std::min(length, std::size(data->name)));
     std::memcpy(data->name, name, data->nameLength * sizeof(wchar_t));
 }
@@ -211,8 +211,8 @@ private:
     wchar_t text[WidePath::Size];
 };
 
-// A file of a folder that is held open. Its own content may lie elsewhere, as that of one in a cloud;
-// then it is opened once more, by its handle, in the way that fetches it.
+// A file of a folder that is held open. Its own content may lie elsewhere, as that of one in a
+// cloud; then it is opened once more, by its handle, in the way that fetches it.
 unsigned int CreateFileIn(EntryPath entry, DWORD access, DWORD share, DWORD disposition,
                           FileHandle * file) {
     constexpr ULONG dispositions[] = {FILE_CREATE, FILE_OVERWRITE_IF, FILE_OPEN, FILE_OPEN_IF,
@@ -450,7 +450,7 @@ unsigned int WindowsFileCalls::FindFirstFile(PathText path, FindData * data) {
         data->creationTime = Join(found.ftCreationTime);
         data->lastWriteTime = Join(found.ftLastWriteTime);
         data->size = Join(found.nFileSizeHigh, found.nFileSizeLow);
-        Tell(found.cFileName, ::wcsnlen(found.cFileName, std::size(found.cFileName)), data);
+        Fill(found.cFileName, ::wcsnlen(found.cFileName, std::size(found.cFileName)), data);
         return true;
     });
 }
@@ -521,8 +521,9 @@ unsigned int WindowsFileCalls::FindNextFile(FindHandle find, FindData * data) {
                       ? nullptr
                       : reinterpret_cast<FILE_ID_BOTH_DIR_INFO const *>(
                             reinterpret_cast<char const *>(&found) + found.NextEntryOffset);
-    // The size of the extended attributes is the tag of what is a reparse point. Those that stand for
-    // other places are links here; others, as of files that lie in a cloud, are what they seem to be.
+    // The size of the extended attributes is the tag of what is a reparse point. Those that stand
+    // for other places are links here; others, as of files that lie in a cloud, are what they seem
+    // to be.
     bool const isReparsePoint = (found.FileAttributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0;
     bool const isLink =
         isReparsePoint && (found.EaSize == 0 || IsReparseTagNameSurrogate(found.EaSize));
@@ -532,11 +533,11 @@ unsigned int WindowsFileCalls::FindNextFile(FindHandle find, FindData * data) {
     data->creationTime = static_cast<unsigned long long>(found.CreationTime.QuadPart);
     data->lastWriteTime = static_cast<unsigned long long>(found.LastWriteTime.QuadPart);
     data->size = static_cast<unsigned long long>(found.EndOfFile.QuadPart);
-    Tell(found.FileName, found.FileNameLength / sizeof(wchar_t), data);
+    Fill(found.FileName, found.FileNameLength / sizeof(wchar_t), data);
     return FileError::None;
 }
 
-// The enumeration has told all there is.
+// The enumeration has reported all there is.
 unsigned int WindowsFileCalls::LookAtFound(FindHandle /*find*/, FindData * /*data*/) {
     return FileError::None;
 }

@@ -13,7 +13,7 @@ unsigned int GetLastFileError();
 /// The system's text for the number, cut to `size` bytes with its zero; 0 when it has none.
 unsigned int GetErrorText(unsigned int error, char * text, unsigned int size);
 
-/// Takes a call up again that a signal interrupted. The call answers below 0 when it failed.
+/// Repeats a call that a signal interrupted. The call returns below 0 when it failed.
 template <typename Call>
 auto Retry(Call call) {
     auto result = call();

@@ -6,16 +6,17 @@
 
 namespace IO::Socket {
 
-/// The socket calls of Linux. SocketCalls tells what each does; what stands in for what Windows does
-/// otherwise:
+/// The socket calls of Linux. SocketCalls documents what each does; what stands in for what Windows
+/// does otherwise:
 ///
 /// - A handle is a file descriptor, closed on exec; a signal is an eventfd.
 /// - Starting and ending only count.
 /// - A port can be taken again behind connections that are over, as Windows does: the option for
-///   that is on from Listen on, for accepted sockets, too, and from the Connect of a bound socket on.
+///   that is on from Listen on, for accepted sockets, too, and from the Connect of a bound socket
+///   on.
 /// - A buffer's size reads as it was set, where Linux reports twice as much.
-/// - An error that waits at a socket makes it ready for Except, and for Read instead when bytes that
-///   came before it can still be read.
+/// - An error that waits at a socket makes it ready for Except, and for Read instead when bytes
+///   that came before it can still be read.
 class PosixSocketCalls : public SocketCalls {
 public:
     unsigned int WSAStartup(unsigned short version) override;

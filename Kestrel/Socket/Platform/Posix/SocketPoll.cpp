@@ -36,8 +36,8 @@ bool IsInline(int descriptor) {
     return ::getsockopt(descriptor, SOL_SOCKET, SO_OOBINLINE, &value, &size) == 0 && value != 0;
 }
 
-// An error makes a socket ready for everything here. It is told apart from what else there is, so
-// that nobody takes a connection that failed for one that stands, nor drops bytes that came.
+// An error makes a socket ready for everything here. It is distinguished from what else there is,
+// so that nobody takes a connection that failed for one that stands, nor drops bytes that came.
 unsigned char GetErrorReady(pollfd const & found, unsigned char wanted) {
     if ((wanted & PollEvent::Read) != 0 && HasBytes(found.fd))
         return PollEvent::Read;
@@ -110,7 +110,7 @@ unsigned int CountReady(PollEntry * entries, pollfd const * list, unsigned int c
     return ready;
 }
 
-// What the system reports although nobody wants it would end each further wait at once. Answers
+// What the system reports although nobody wants it would end each further wait at once. Returns
 // whether there was such a thing.
 bool PassOver(pollfd * list, unsigned int count) {
     bool found = false;

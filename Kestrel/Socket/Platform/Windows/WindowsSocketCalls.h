@@ -4,9 +4,9 @@
 
 namespace IO::Socket {
 
-/// The socket calls of Windows. SocketCalls tells what each does. A signal is a datagram socket of
-/// the loopback interface that sends to itself: closing a socket under a wait would also end the wait,
-/// but not one that is only about to begin.
+/// The socket calls of Windows. SocketCalls documents what each does. A signal is a datagram socket
+/// of the loopback interface that sends to itself: closing a socket under a wait would also end the
+/// wait, but not one that is only about to begin.
 class WindowsSocketCalls : public SocketCalls {
 public:
     unsigned int WSAStartup(unsigned short version) override;
