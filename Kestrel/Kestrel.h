@@ -36,6 +36,10 @@
 #include <Kestrel/FileType/GeneralID.h>
 #include <Kestrel/FileType/IdentificationObserver.h>
 #include <Kestrel/FileType/SharedMimeTypes.h>
+#include <Kestrel/IPC/ApplicationInfo.h>
+#include <Kestrel/IPC/ApplicationLauncher.h>
+#include <Kestrel/IPC/ApplicationList.h>
+#include <Kestrel/IPC/ApplicationService.h>
 #include <Kestrel/IPC/Client.h>
 #include <Kestrel/IPC/ClientObserver.h>
 #include <Kestrel/IPC/Communicator.h>
@@ -44,8 +48,13 @@
 #include <Kestrel/IPC/EndPoint.h>
 #include <Kestrel/IPC/FrontQueue.h>
 #include <Kestrel/IPC/LifeMark.h>
+#include <Kestrel/IPC/ProcessInfo.h>
+#include <Kestrel/IPC/ProcessInfoProvider.h>
+#include <Kestrel/IPC/ProcessInfoService.h>
 #include <Kestrel/IPC/Server.h>
+#include <Kestrel/IPC/ServerInfo.h>
 #include <Kestrel/IPC/Service.h>
+#include <Kestrel/IPC/Setup.h>
 #include <Kestrel/IPC/SocketIChannel.h>
 #include <Kestrel/IPC/SocketOChannel.h>
 #include <Kestrel/Library.h>

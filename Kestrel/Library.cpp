@@ -7,6 +7,8 @@
 #include <Kestrel/Channel/OutputBuffer.h>
 #include <Kestrel/FileSystem/Internal/Start.h>
 #include <Kestrel/FileType/Internal/Start.h>
+#include <Kestrel/IPC/ApplicationInfo.h>
+#include <Kestrel/IPC/ProcessInfo.h>
 #include <Kestrel/Internal/Settings.h>
 #include <Kestrel/Location/Internal/LocalRoot.h>
 #include <Kestrel/Location/Location.h>
@@ -58,6 +60,9 @@ private:
         RelativeLocation::GetClassInfoStatic();
         Location::GetClassInfoStatic();
         Process::Descriptor::GetClassInfoStatic();
+        IPC::ServerInfo::GetClassInfoStatic();
+        IPC::ProcessInfo::GetClassInfoStatic();
+        IPC::ApplicationInfo::GetClassInfoStatic();
     }
     // What is made while this object is, is unmade behind it, so that the last lines of the log find
     // the blocks that output buffers share.

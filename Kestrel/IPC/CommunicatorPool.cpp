@@ -2,7 +2,9 @@
 
 #include <Kestrel/IPC/Client.h>
 #include <Kestrel/IPC/EndPoint.h>
+#include <Kestrel/IPC/ProcessInfoProvider.h>
 #include <Kestrel/IPC/Server.h>
+#include <Kestrel/IPC/Setup.h>
 #include <Kestrel/Root/Clock.h>
 #include <Kestrel/Root/OChannel.h>
 #include <Kestrel/Socket/Platform/SocketCalls.h>
@@ -182,7 +184,9 @@ private:
     CommunicatorPool & pool;
 };
 
-CommunicatorPool::CommunicatorPool() = default;
+CommunicatorPool::CommunicatorPool() {
+    Setup::Instance(); // which the last server needs when it stops
+}
 
 CommunicatorPool::~CommunicatorPool() {
     while (spare != nullptr) {
@@ -336,11 +340,13 @@ void CommunicatorPool::UnRegister(Communicator * communicator) {
 void CommunicatorPool::RegisterServer(Server * server) {
     Register(server);
     servers.Insert(server);
+    ProcessInfoProvider::RenewServicesFile();
 }
 
 void CommunicatorPool::UnRegisterServer(Server * server) {
     UnRegister(server);
     servers.Delete(server);
+    ProcessInfoProvider::RenewServicesFile();
 }
 
 void CommunicatorPool::RegisterPendingConnect(Client * client) {

@@ -2,6 +2,7 @@
 
 #include <Kestrel/IPC/CommunicatorPool.h>
 #include <Kestrel/IPC/Connection.h>
+#include <Kestrel/IPC/ProcessInfoProvider.h>
 #include <Kestrel/IPC/Service.h>
 #include <Kestrel/Root/Exceptions.h>
 #include <Kestrel/Root/OChannel.h>
@@ -127,17 +128,18 @@ void Server::ProcessError() {
 
 void Server::RegisterService(Location const & location, Service * service) {
     services.Set(Service::Loc2Name(location), service);
+    ProcessInfoProvider::RenewServicesFile();
 }
 
 void Server::UnregisterService(Location const & location) {
     Mu::UniString const name = Service::Loc2Name(location);
-    Service * const * const found = services.Find(name);
-    if (found == nullptr)
-        return;
-    for (auto const & [handle, connection] : connections)
-        if (connection != nullptr)
-            connection->Forget(*found);
-    services.Delete(name);
+    if (Service * const * const found = services.Find(name)) {
+        for (auto const & [handle, connection] : connections)
+            if (connection != nullptr)
+                connection->Forget(*found);
+        services.Delete(name);
+    }
+    ProcessInfoProvider::RenewServicesFile();
 }
 
 void Server::UnregisterConnection(Connection * connection) {

@@ -59,7 +59,8 @@ public:
     bool IsLoopbackOnly() const { return isLoopbackOnly; }
 
     /// Under the name that Service::Loc2Name makes of the location; a service that has it already is
-    /// replaced. Not owned.
+    /// replaced. Not owned. Writes the services file of this process, as do Start, Stop and
+    /// UnregisterService.
     void RegisterService(Location const & location, Service * service);
     /// Connections that selected it end their messages without an answer from then on.
     void UnregisterService(Location const & location);

@@ -2,15 +2,14 @@
 
 #include <Kestrel/Channel/MemoryIChannel.h>
 #include <Kestrel/Channel/MemoryOChannel.h>
-#include <Kestrel/Process/Platform/ForwardingProcessCalls.h>
 
 #include "Tests/Support/FaultSweep.h"
 #include "Tests/Support/Location/TestResolver.h"
+#include "Tests/Support/Process/ScriptedProcessCalls.h"
 #include "Tests/Support/Text.h"
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <string>
 #include <vector>
 
@@ -25,60 +24,6 @@ public:
         bool const isNative = text.GetLength() > 1 && text[0] == '/' && text[1] != '/';
         return TestResolver::PathToLocation(isNative ? Mu::UniString(text, 1) : text, location);
     }
-};
-
-/// Processes of the test's own; a walk holds one of its looks open.
-class ScriptedProcessCalls final : public Process::ForwardingProcessCalls {
-public:
-    struct Running {
-        int id;
-        std::u16string exeFile;
-        std::vector<std::u16string> modules; // none: it may not be looked into
-    };
-
-    explicit ScriptedProcessCalls(std::vector<Running> running)
-        : ForwardingProcessCalls(Process::GetPlatformProcessCalls()), running(std::move(running)) {
-        Process::SetProcessCalls(this);
-    }
-    ~ScriptedProcessCalls() override { Process::SetProcessCalls(nullptr); }
-
-    unsigned int CreateProcessSnapshot(Process::SnapshotHandle * snapshot) override {
-        *snapshot = nullptr;
-        if (isRefused)
-            return IO::FileError::NotEnoughMemory;
-        ++open;
-        *snapshot = this;
-        return 0;
-    }
-    unsigned int FirstProcess(Process::SnapshotHandle snapshot,
-                              Process::ProcessEntry * entry) override {
-        next = 0;
-        return NextProcess(snapshot, entry);
-    }
-    unsigned int NextProcess(Process::SnapshotHandle, Process::ProcessEntry * entry) override {
-        if (next == running.size())
-            return IO::FileError::NoMoreFiles;
-        Running const & process = running[next++];
-        *entry = {process.id, process.id + 1000, {}};
-        process.exeFile.copy(entry->exeFile, process.exeFile.size());
-        return 0;
-    }
-    void CloseSnapshot(Process::SnapshotHandle) override { --open; }
-    unsigned int EnumerateModules(int processId, Process::ModuleVisitor & visitor) override {
-        auto const process = std::find_if(running.begin(), running.end(),
-                                          [=](auto const & one) { return one.id == processId; });
-        if (process->modules.empty())
-            return IO::FileError::AccessDenied;
-        for (std::u16string const & module : process->modules)
-            if (!visitor.ModuleFound({module, u"C:\\Bin\\" + module}))
-                break;
-        return 0;
-    }
-
-    std::vector<Running> running;
-    std::size_t next = 0;
-    int open = 0;
-    bool isRefused = false;
 };
 
 std::string ToText(Process::Descriptor const & process) {
@@ -97,7 +42,7 @@ std::vector<std::string> Walk() {
     return all;
 }
 
-std::vector<ScriptedProcessCalls::Running> MakeProcesses() {
+std::vector<Tests::ScriptedProcessCalls::Running> MakeProcesses() {
     return {{1, u"System", {}},
             {2, u"SHELL.exe", {u"kernel32.dll", u"Shell.EXE", u"other.dll"}},
             {3, u"strange", {u"else.dll"}},
@@ -108,7 +53,7 @@ std::vector<ScriptedProcessCalls::Running> MakeProcesses() {
 
 TEST(Process, WalksOverWhatCanBeDescribed) {
     Resolver resolver;
-    ScriptedProcessCalls calls(MakeProcesses());
+    Tests::ScriptedProcessCalls calls(MakeProcesses());
     std::vector<std::string> const expected{"2<1002 shell.exe Shell.EXE", "4<1004 plain plain"};
     EXPECT_EQ(Walk(), expected);
     EXPECT_EQ(calls.open, 0);
@@ -133,7 +78,7 @@ TEST(Process, WalksOverWhatCanBeDescribed) {
 
 TEST(Process, GoesOnBehindAShortageOfMemory) {
     Resolver resolver;
-    ScriptedProcessCalls calls(MakeProcesses());
+    Tests::ScriptedProcessCalls calls(MakeProcesses());
     SweepAllocations([&](bool failed) {
         Process::Descriptor process;
         process.processId = 99;

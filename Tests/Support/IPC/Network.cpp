@@ -1,5 +1,6 @@
 #include "Tests/Support/IPC/Network.h"
 
+#include <Kestrel/IPC/Setup.h>
 #include <Kestrel/Root/Clock.h>
 
 #include <algorithm>
@@ -11,6 +12,7 @@ using namespace IO::Socket;
 Network::Network(unsigned int seed, Weather const & weather)
     : ForwardingSocketCalls(GetPlatformSocketCalls()), weather(weather), random(seed) {
     SetSocketCalls(this);
+    IO::IPC::Setup::Instance().SetDataFolderLocation(IO::Location()); // nobody finds its servers
 }
 
 Network::~Network() {

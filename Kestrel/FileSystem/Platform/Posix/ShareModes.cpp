@@ -4,6 +4,7 @@
 #include <Kestrel/Location/Platform/Posix/ErrorMapping.h>
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace IO {
@@ -71,6 +72,10 @@ InUseGuard::InUseGuard(int at, char const * path) {
         return; // nobody can be asked; whether the entry may go is then the system's matter
     if (mayLock) {
         error = TakeLock(descriptor, F_WRLCK, FirstByte, 2);
+        // Deleted before it could be locked: what has the name now is another file.
+        struct stat info;
+        if (error == FileError::None && ::fstat(descriptor, &info) == 0 && info.st_nlink == 0)
+            error = FileError::FileNotFound;
         return;
     }
     struct flock lock = MakeLock(F_WRLCK, FirstByte, 2);

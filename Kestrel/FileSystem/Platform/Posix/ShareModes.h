@@ -38,7 +38,7 @@ public:
     InUseGuard(InUseGuard const &) = delete;
     InUseGuard & operator=(InUseGuard const &) = delete;
 
-    /// 0, or FileError::SharingViolation when somebody has the file open.
+    /// 0, FileError::SharingViolation when somebody has the file open, FileNotFound when it is gone.
     unsigned int GetError() const { return error; }
 
 private:

@@ -1,0 +1,158 @@
+#include <Kestrel/IPC/ProcessInfo.h>
+
+#include <Kestrel/FileSystem/File.h>
+#include <Kestrel/FileSystem/FileSystem.h>
+#include <Kestrel/IPC/CommunicatorPool.h>
+#include <Kestrel/IPC/Internal/ServicesLock.h>
+#include <Kestrel/IPC/Server.h>
+#include <Kestrel/IPC/Setup.h>
+#include <Kestrel/Root/ClassInfo.h>
+
+namespace IO::IPC {
+
+namespace {
+
+constexpr auto Treatment = AccessDeniedTreatment::RetryPrivate;
+
+MuErrCode DeleteIfThere(Location const & location) {
+    bool isThere = true;
+    MuErrCode const status = fileSystem.Contains(location, &isThere);
+    if (status != NoError || !isThere)
+        return status;
+    return fileSystem.Delete(location, DataSafety::IgnoreProtection, Treatment);
+}
+
+} // namespace
+
+Mu::ClassInfo const & ProcessInfo::GetClassInfoStatic() {
+    static Mu::ClassInfo const classInfo("IO::IPC::ProcessInfo");
+    return classInfo;
+}
+
+Mu::ClassInfo const & ProcessInfo::GetClassInfo() const {
+    return GetClassInfoStatic();
+}
+
+ProcessInfo * ProcessInfo::Clone() const {
+    return new ProcessInfo(*this);
+}
+
+ProcessInfo::ProcessInfo() = default;
+ProcessInfo::ProcessInfo(Process::Descriptor const & descriptor) : descriptor(descriptor) {}
+ProcessInfo::ProcessInfo(ProcessInfo const & other) = default;
+ProcessInfo & ProcessInfo::operator=(ProcessInfo const & other) = default;
+ProcessInfo::~ProcessInfo() = default;
+
+MuErrCode ProcessInfo::Read(Mu::IChannel & channel) {
+    MuErrCode status = descriptor.Read(channel);
+    bool areServersKnown = false;
+    if (status == NoError)
+        status = channel.Read(areServersKnown);
+    if (status != NoError)
+        return status;
+    servers.reset();
+    if (areServersKnown)
+        status = servers.emplace().Read(channel);
+    return status;
+}
+
+MuErrCode ProcessInfo::Write(Mu::OChannel & channel) const {
+    MuErrCode status = descriptor.Write(channel);
+    if (status == NoError)
+        status = channel.Write(servers.has_value());
+    if (status == NoError && servers)
+        status = servers->Write(channel);
+    return status;
+}
+
+ProcessInfo::ServerSet const & ProcessInfo::GetServerSet() const {
+    if (!servers)
+        static_cast<void>(ObtainServerSet());
+    return *servers;
+}
+
+// The file.
+
+Location ProcessInfo::GetFileBeside(char const * ending) const {
+    Location location = Setup::Instance().GetDataFolderLocation();
+    if (location.GetLocalLength() != 0)
+        static_cast<void>(location.AppendToLocal(
+            Name(Mu::UniString::Printf("%li%s", static_cast<long>(descriptor.processId), ending))));
+    return location;
+}
+
+Location ProcessInfo::GetInfoFileLoc(bool isLock) const {
+    return GetFileBeside(isLock ? ".lock" : "");
+}
+
+// As both the process itself and others see it.
+Name ProcessInfo::GetProgramName() const {
+    Name name;
+    static_cast<void>(descriptor.path.GetLastLocalName(&name));
+    return name;
+}
+
+bool ProcessInfo::IsOfAnotherProgram() const {
+    File file(GetFileBeside(".name"), File::OnNotFound::FailQuietly);
+    Mu::UniString name;
+    // One without it was written by a program that writes none.
+    return file.Open(File::OpenMode::ReadOnly, Treatment) == NoError &&
+           file.Read(name) == NoError && Name(name) != GetProgramName();
+}
+
+MuErrCode ProcessInfo::WriteProgramName() const {
+    File file(GetFileBeside(".name"), File::OnNotFound::Create);
+    MuErrCode status = file.Open(File::OpenMode::WriteOnly, Treatment);
+    if (status == NoError)
+        status = file.Write(GetProgramName().ToString());
+    MuErrCode const closed = file.Close();
+    return status == NoError ? closed : status;
+}
+
+MuErrCode ProcessInfo::WriteServicesFile() const {
+    ServicesLock const lock(GetInfoFileLoc(true));
+    if (lock.GetStatus() != NoError)
+        return Error;
+    Location const location = GetInfoFileLoc(false);
+    auto const running = CommunicatorPool::Instance().GetServers();
+    if (running.IsEmpty()) {
+        MuErrCode const deleted = DeleteIfThere(location);
+        MuErrCode const alsoDeleted = DeleteIfThere(GetFileBeside(".name"));
+        return deleted == NoError && alsoDeleted == NoError ? NoError : Error;
+    }
+    // The name comes first, so that no moment shows servers under the name of an earlier program.
+    if (WriteProgramName() != NoError)
+        return Error;
+    File file(location, File::OnNotFound::Create);
+    if (file.Open(File::OpenMode::WriteOnly, Treatment) != NoError)
+        return Error;
+    file.Write(running.GetSize());
+    for (Server const * const server : running)
+        server->Write(file);
+    MuErrCode const written = file.GetOutputStatus();
+    return file.Close() == NoError && written == NoError ? NoError : Error;
+}
+
+MuErrCode ProcessInfo::ObtainServerSet() const {
+    ServerSet & found = servers.emplace();
+    ServicesLock const lock(GetInfoFileLoc(true));
+    if (lock.GetStatus() != NoError)
+        return Error;
+    File file(GetInfoFileLoc(false), File::OnNotFound::Report);
+    MuErrCode const opened = file.Open(File::OpenMode::ReadOnly, Treatment);
+    if (opened != NoError)
+        return opened == ErrFileNotFound ? NoError : Error;
+    if (IsOfAnotherProgram())
+        return NoError;
+    unsigned int count = 0;
+    MuErrCode status = file.Read(count);
+    for (; status == NoError && count > 0; --count) {
+        ServerInfo server;
+        status = server.Read(file);
+        if (status == NoError)
+            found.Insert(std::move(server));
+    }
+    return status == NoError ? NoError : Error;
+}
+
+} // namespace IO::IPC

@@ -1,0 +1,46 @@
+#pragma once
+
+#include <Kestrel/Root/Export.h>
+#include <Kestrel/Root/HashSet.h>
+#include <Kestrel/Root/Object.h>
+#include <Kestrel/Root/UniString.h>
+
+namespace IO::IPC {
+
+/// What a process says of one of its servers: the port, and the names of its services.
+///
+/// In a set, two of one port are the same.
+///
+/// Memory:  that of the names. Mu::OutOfMemoryException on shortage, from Read too.
+/// Threads: a plain value; one writer, or any number of readers.
+/// Failure: Read and Write return statuses.
+class KESTREL_API ServerInfo : public Mu::Object {
+public:
+    using ServiceSet = Mu::HashSet<Mu::UniString>;
+
+    static Mu::ClassInfo const & GetClassInfoStatic();
+    Mu::ClassInfo const & GetClassInfo() const override;
+    ServerInfo * Clone() const override;
+    ~ServerInfo() override;
+    /// After a failure behind the port, the port is 0 and the set holds what was read.
+    MuErrCode Read(Mu::IChannel & channel) override;
+    /// The port, the number of services and their names, without a frame round them.
+    MuErrCode Write(Mu::OChannel & channel) const override;
+
+    ServerInfo();
+    ServerInfo(ServerInfo const & other);
+    ServerInfo & operator=(ServerInfo const & other);
+
+    unsigned int GetPort() const { return port; }
+    ServiceSet & GetServiceSet() { return services; }
+    ServiceSet const & GetServiceSet() const { return services; }
+
+    friend bool operator==(ServerInfo const & a, ServerInfo const & b) { return a.port == b.port; }
+    unsigned int GenerateHashValue() const { return port; }
+
+private:
+    unsigned int port = 0;
+    ServiceSet services;
+};
+
+} // namespace IO::IPC
