@@ -12,14 +12,13 @@ namespace IO::IPC {
 
 namespace {
 
-constexpr auto Treatment = AccessDeniedTreatment::RetryPrivate;
-
 MuErrCode DeleteIfThere(Location const & location) {
     bool isThere = true;
     MuErrCode const status = fileSystem.Contains(location, &isThere);
     if (status != NoError || !isThere)
         return status;
-    return fileSystem.Delete(location, DataSafety::IgnoreProtection, Treatment);
+    return fileSystem.Delete(location, DataSafety::IgnoreProtection,
+                             AccessDeniedTreatment::RetryPrivate);
 }
 
 } // namespace
@@ -93,20 +92,21 @@ Name ProcessInfo::GetProgramName() const {
 }
 
 bool ProcessInfo::IsOfAnotherProgram() const {
-    File file(GetFileBeside(".name"), File::OnNotFound::FailQuietly);
+    PatientFile turn;
     Mu::UniString name;
     // One without it was written by a program that writes none.
-    return file.Open(File::OpenMode::ReadOnly, Treatment) == NoError &&
-           file.Read(name) == NoError && Name(name) != GetProgramName();
+    return turn.Open(GetFileBeside(".name"), File::OnNotFound::FailQuietly,
+                     File::OpenMode::ReadOnly) == NoError &&
+           turn.Get().Read(name) == NoError && Name(name) != GetProgramName();
 }
 
 MuErrCode ProcessInfo::WriteProgramName() const {
-    File file(GetFileBeside(".name"), File::OnNotFound::Create);
-    MuErrCode status = file.Open(File::OpenMode::WriteOnly, Treatment);
+    PatientFile turn;
+    MuErrCode status =
+        turn.Open(GetFileBeside(".name"), File::OnNotFound::Create, File::OpenMode::WriteOnly);
     if (status == NoError)
-        status = file.Write(GetProgramName().ToString());
-    MuErrCode const closed = file.Close();
-    return status == NoError ? closed : status;
+        status = turn.Get().Write(GetProgramName().ToString());
+    return status == NoError ? turn.Get().Close() : status;
 }
 
 MuErrCode ProcessInfo::WriteServicesFile() const {
@@ -123,9 +123,11 @@ MuErrCode ProcessInfo::WriteServicesFile() const {
     // The name comes first, so that no moment shows servers under the name of an earlier program.
     if (WriteProgramName() != NoError)
         return Error;
-    File file(location, File::OnNotFound::Create);
-    if (file.Open(File::OpenMode::WriteOnly, Treatment) != NoError)
+    // Whose turn it was before may have had a child that still holds it.
+    PatientFile turn;
+    if (turn.Open(location, File::OnNotFound::Create, File::OpenMode::WriteOnly) != NoError)
         return Error;
+    File & file = turn.Get();
     file.Write(running.GetSize());
     for (Server const * const server : running)
         server->Write(file);
@@ -138,10 +140,12 @@ MuErrCode ProcessInfo::ObtainServerSet() const {
     ServicesLock const lock(GetInfoFileLoc(true));
     if (lock.GetStatus() != NoError)
         return Error;
-    File file(GetInfoFileLoc(false), File::OnNotFound::Report);
-    MuErrCode const opened = file.Open(File::OpenMode::ReadOnly, Treatment);
+    PatientFile turn;
+    MuErrCode const opened =
+        turn.Open(GetInfoFileLoc(false), File::OnNotFound::Report, File::OpenMode::ReadOnly);
     if (opened != NoError)
         return opened == ErrFileNotFound ? NoError : Error;
+    File & file = turn.Get();
     if (IsOfAnotherProgram())
         return NoError;
     unsigned int count = 0;

@@ -10,6 +10,7 @@
 
 #include "Tests/Support/FaultSweep.h"
 #include "Tests/Support/HandClock.h"
+#include "Tests/Support/IPC/Hex.h"
 #include "Tests/Support/IPC/Network.h"
 
 #include <gtest/gtest.h>
@@ -22,6 +23,7 @@
 namespace {
 
 using namespace IO::IPC;
+using Tests::ToHex;
 
 CommunicatorPool & pool = CommunicatorPool::Instance();
 
@@ -95,14 +97,6 @@ struct Observer final : ClientObserver {
     std::string told;
     std::function<void()> act;
 };
-
-std::string ToHex(std::string const & bytes) {
-    static char const digits[] = "0123456789ABCDEF";
-    std::string text;
-    for (unsigned char const byte : bytes)
-        (text += digits[byte >> 4]) += digits[byte & 15];
-    return text;
-}
 
 } // namespace
 

@@ -1,9 +1,7 @@
 #pragma once
 
-#include <Kestrel/FileSystem/File.h>
+#include <Kestrel/IPC/Internal/PatientFile.h>
 #include <Kestrel/Location/Location.h>
-
-#include <optional>
 
 namespace IO::IPC {
 
@@ -17,8 +15,7 @@ namespace IO::IPC {
 /// Failure: GetStatus.
 class ServicesLock {
 public:
-    /// Waits for its turn, in pauses of the library's clock, for `Patience` microseconds at most: who
-    /// holds it does so for the time of one small file.
+    /// Waits for its turn.
     explicit ServicesLock(Location const & location);
     ~ServicesLock();
     ServicesLock(ServicesLock const &) = delete;
@@ -28,16 +25,9 @@ public:
     MuErrCode GetStatus() const { return status; }
 
 private:
-    static constexpr unsigned long long Patience = 5'000'000;
-    static constexpr double Pause = 0.001; // seconds
-    // Between making and opening, another one may delete the file; so often in a row it is no chance.
-    static constexpr int MostMishaps = 10;
-
-    MuErrCode Take();
-
     Location location;
-    std::optional<File> file;
-    MuErrCode status;
+    PatientFile file;
+    MuErrCode status = Error;
 };
 
 } // namespace IO::IPC

@@ -57,8 +57,16 @@ public:
                 break;
         return 0;
     }
+    unsigned int Launch(std::filesystem::path::value_type const * path,
+                        IO::PathText parameters) override {
+        launched += std::filesystem::path(path).filename().string() + "(" +
+                    std::string(parameters.begin(), parameters.end()) + ")";
+        return launchError;
+    }
 
     std::vector<Running> running;
+    std::string launched;
+    unsigned int launchError = 0;
     std::size_t next = 0;
     int open = 0;
     bool isRefused = false;

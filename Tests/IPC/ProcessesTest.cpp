@@ -1,0 +1,414 @@
+// Real processes that come, go and are ended at any moment. KESTREL_IPC_SECONDS says for how long.
+
+#include <Kestrel/IPC/Client.h>
+#include <Kestrel/IPC/CommunicatorPool.h>
+#include <Kestrel/IPC/Connection.h>
+#include <Kestrel/IPC/ProcessInfoProvider.h>
+#include <Kestrel/IPC/Server.h>
+#include <Kestrel/IPC/Service.h>
+#include <Kestrel/IPC/Setup.h>
+
+#include <Kestrel/FileSystem/NativePath.h>
+#include <Kestrel/Process/Process.h>
+
+#include "Tests/Support/IPC/Network.h"
+#include "Tests/Support/OwnProcess.h"
+#include "Tests/Support/TempFolder.h"
+#include "Tests/Support/Text.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+#include <cstdlib>
+#include <fstream>
+#include <map>
+#include <random>
+#include <set>
+#include <string>
+#include <thread>
+
+namespace {
+
+using namespace IO::IPC;
+using Clock = std::chrono::steady_clock;
+
+constexpr int Killed = 77;
+constexpr char const * FolderVariable = "KESTREL_TEST_IPC_FOLDER";
+
+void SetVariable(char const * name, std::string const & value) {
+#if defined(_WIN32)
+    _putenv_s(name, value.c_str());
+#else
+    setenv(name, value.c_str(), 1);
+#endif
+}
+
+int RunPart(std::string const & name, unsigned int seed) {
+    return Tests::RunAgain({"--gtest_also_run_disabled_tests", "--gtest_brief=1",
+                            "--gtest_filter=Processes.DISABLED_" + name,
+                            "--kestrel_seed=" + std::to_string(seed)});
+}
+
+unsigned int GetSeed() {
+    for (std::string const & argument : ::testing::internal::GetArgvs())
+        if (argument.rfind("--kestrel_seed=", 0) == 0)
+            return static_cast<unsigned int>(std::stoul(argument.substr(15)));
+    return 0;
+}
+
+double GetSeconds() {
+    char const * const text = std::getenv("KESTREL_IPC_SECONDS");
+    return text != nullptr ? std::atof(text) : 3;
+}
+
+Clock::duration Seconds(double seconds) {
+    return std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(seconds));
+}
+
+void UseFolder() {
+    Setup::Instance().SetDataFolderLocation(
+        IO::Location(IO::FromNativePath(std::filesystem::path(std::getenv(FolderVariable)))));
+}
+
+/// Ends this process at any moment in the next second or so, as from outside; or does not.
+class Killer {
+public:
+    explicit Killer(std::mt19937 & random) {
+        if (random() % 3 == 0)
+            return;
+        auto const end = std::chrono::microseconds(random() % 700000);
+        std::thread([end] {
+            std::this_thread::sleep_for(end);
+            Tests::EndProcess(Killed);
+        }).detach();
+    }
+};
+
+/// What a process publishes, after each of its steps. All of it follows from a seed.
+class Publication {
+public:
+    static constexpr unsigned int Servers = 2;
+    static constexpr unsigned int Names = 4;
+    using State = std::map<unsigned int, std::set<std::string>>;
+
+    explicit Publication(unsigned int seed) : random(seed) {}
+
+    /// Takes the next step, on the servers too if there are any.
+    void Step(Server * servers) {
+        unsigned int const index = random() % Servers;
+        unsigned int const what = random() % 5;
+        std::string const name = "n" + std::to_string(random() % Names);
+        Server * const server = servers != nullptr ? servers + index : nullptr;
+        if (what == 0) {
+            isRunning[index] = !isRunning[index];
+            if (server != nullptr && isRunning[index])
+                server->Start(index + 1, index + 1);
+            else if (server != nullptr)
+                server->Stop();
+        } else if (what < 3) {
+            names[index].insert(name);
+            if (server != nullptr)
+                server->RegisterService(IO::Location(name.c_str()), nullptr);
+        } else {
+            names[index].erase(name);
+            if (server != nullptr)
+                server->UnregisterService(IO::Location(name.c_str()));
+        }
+    }
+    State GetState() const {
+        State state;
+        for (unsigned int i = 0; i < Servers; ++i)
+            if (isRunning[i])
+                state[i + 1] = names[i];
+        return state;
+    }
+
+private:
+    std::mt19937 random;
+    bool isRunning[Servers] = {};
+    std::set<std::string> names[Servers];
+};
+
+/// How far a process has come, kept in a file where others see it: a step is under way while it has
+/// begun more than it has done.
+struct Progress {
+    unsigned int seed = 0;
+    unsigned int done = 0;
+    unsigned int begun = 0;
+    unsigned int check = 1;
+
+    static std::string GetPath(int process) {
+        return std::string(std::getenv(FolderVariable)) + "/progress" + std::to_string(process);
+    }
+    unsigned int GetCheck() const { return seed * 31 + done * 7 + begun + 5; }
+    void Write(std::fstream & file) {
+        check = GetCheck();
+        file.seekp(0);
+        file.write(reinterpret_cast<char const *>(this), sizeof(*this));
+        file.flush();
+    }
+    /// False: there is none yet, or no more, or it is just being written.
+    static bool Read(int process, Progress * progress) {
+        std::ifstream file(GetPath(process), std::ios::binary);
+        file.read(reinterpret_cast<char *>(progress), sizeof(*progress));
+        return file.good() && progress->check == progress->GetCheck() && progress->seed != 0;
+    }
+};
+
+std::string Print(Publication::State const & state) {
+    std::string text;
+    for (auto const & [port, names] : state) {
+        text += std::to_string(port) + ":";
+        for (std::string const & name : names)
+            text += name + ",";
+    }
+    return text;
+}
+
+/// Reads what a process publishes and compares it with what it did publish meanwhile. A process that
+/// ends meanwhile proves nothing. True: it was compared.
+bool Compare(IO::Process::Descriptor const & descriptor) {
+    Progress before;
+    Progress after;
+    if (!Progress::Read(descriptor.processId, &before))
+        return false;
+    ProcessInfo process(descriptor);
+    MuErrCode const status = process.RefreshServerSet();
+    if (!Progress::Read(descriptor.processId, &after) || after.seed != before.seed)
+        return false;
+    Publication::State found;
+    for (ServerInfo const & server : process.GetServerSet())
+        for (auto & names = found[server.GetPort()];
+             Mu::UniString const & name : server.GetServiceSet())
+            names.insert(ToUtf8(name));
+    Publication publication(before.seed);
+    std::string possible;
+    bool isPossible = false;
+    for (unsigned int step = 0; step <= after.begun; ++step) {
+        if (step > 0)
+            publication.Step(nullptr);
+        if (step < before.done)
+            continue;
+        isPossible = isPossible || publication.GetState() == found;
+        possible += Print(publication.GetState()) + "; ";
+    }
+    if (status == IO::NoError && isPossible)
+        return true;
+    ProcessInfoProvider::Instance().Refresh();
+    bool isAlive = false;
+    for (auto const & [name, processes] : ProcessInfoProvider::Instance().GetList())
+        for (ProcessInfo const & one : processes)
+            isAlive = isAlive || one.GetDescriptor().processId == descriptor.processId;
+    EXPECT_FALSE(isAlive) << "status " << status << ", found " << Print(found) << ", possible "
+                          << possible;
+    return false;
+}
+
+unsigned int CompareAll() {
+    ProcessInfoProvider::Instance().Refresh();
+    std::vector<IO::Process::Descriptor> all;
+    for (auto const & [name, processes] : ProcessInfoProvider::Instance().GetList())
+        for (ProcessInfo const & process : processes)
+            all.push_back(process.GetDescriptor());
+    unsigned int compared = 0;
+    for (IO::Process::Descriptor const & process : all)
+        compared += Compare(process);
+    return compared;
+}
+
+} // namespace
+
+// Not a test: one of the processes of the next one.
+TEST(Processes, DISABLED_Publishes) {
+    unsigned int const seed = GetSeed();
+    std::mt19937 random(seed * 7919);
+    Tests::Network network;
+    UseFolder();
+    std::fstream file(Progress::GetPath(IO::Process::GetPid()),
+                      std::ios::binary | std::ios::in | std::ios::out | std::ios::trunc);
+    Progress progress{seed};
+    progress.Write(file);
+    Killer const killer(random);
+    {
+        Server servers[Publication::Servers];
+        Publication publication(seed);
+        auto const end = Clock::now() + std::chrono::milliseconds(500);
+        while (Clock::now() < end) {
+            ++progress.begun;
+            progress.Write(file);
+            publication.Step(servers);
+            ++progress.done;
+            progress.Write(file);
+            if (random() % 8 == 0)
+                CompareAll();
+        }
+        progress.seed = 0; // the servers stop one by one
+        progress.Write(file);
+    }
+    Tests::EndProcess(::testing::Test::HasFailure() ? 1 : 0);
+}
+
+TEST(Processes, PublishNothingWrongAndNothingStale) {
+    Tests::TempFolder folder;
+    SetVariable(FolderVariable, folder.GetPath().string());
+    UseFolder();
+    auto const end = Clock::now() + Seconds(GetSeconds());
+    std::vector<std::thread> runners;
+    for (unsigned int i = 0; i < 10; ++i)
+        runners.emplace_back([i, end] {
+            for (unsigned int round = 0; Clock::now() < end; ++round) {
+                int const exitCode = RunPart("Publishes", (i + 1) * 100000 + round);
+                EXPECT_TRUE(exitCode == 0 || exitCode == Killed) << exitCode;
+            }
+        });
+    unsigned int compared = 0;
+    while (Clock::now() < end)
+        compared += CompareAll();
+    for (std::thread & runner : runners)
+        runner.join();
+    EXPECT_GT(compared, 0u);
+}
+
+namespace {
+
+class Echo final : public Service {
+public:
+    void SeparatorArrived(Connection & connection) override {
+        EndPoint::InputSeparatorGuard const guard(connection);
+        int value;
+        if (connection.GetIChannel().Read(value) == IO::NoError)
+            connection.GetOChannel().Write(value + 1);
+        connection.GetOChannel().WriteSeparator();
+    }
+};
+
+/// Serves "echo" to programs of this machine, under whatever port is free.
+struct EchoServer {
+    explicit EchoServer(char const * name) {
+        server.SetLoopbackOnly(true);
+        server.RegisterService(IO::Location(name), &echo);
+        EXPECT_EQ(server.Start(Setup::Instance().GetPortBegin(), Setup::Instance().GetPortEnd()),
+                  IO::NoError);
+    }
+    Echo echo;
+    Server server;
+};
+
+/// Connects to who offers the service, if anybody does.
+bool ConnectByName(Client & client, char const * service) {
+    ProcessInfoProvider & provider = ProcessInfoProvider::Instance();
+    provider.Refresh();
+    for (auto const & [program, processes] : provider.GetList())
+        for (ProcessInfo const & process : processes)
+            for (ServerInfo const & server : process.GetServerSet())
+                if (server.GetServiceSet().Contains(service)) {
+                    std::string const url =
+                        "ipc://localhost:" + std::to_string(server.GetPort()) + "/" + service;
+                    if (client.Connect(IO::Location(url.c_str())) != IO::NoError)
+                        return false;
+                    auto const end = Clock::now() + std::chrono::seconds(5);
+                    while (client.GetConnectState() == Client::Connecting && Clock::now() < end) {
+                        CommunicatorPool::Instance().Process();
+                        CommunicatorPool::Instance().Wait(0.01);
+                    }
+                    return client.GetConnectState() == Client::Connected;
+                }
+    return false;
+}
+
+/// One question. True: the right answer came; no other may.
+bool Ask(Client & client, int value) {
+    client.GetOChannel().Write(value);
+    client.GetOChannel().WriteSeparator();
+    if (client.WaitNextSeparator(5) != IO::NoError)
+        return false;
+    EndPoint::InputSeparatorGuard const guard(client);
+    int answer = 0;
+    EXPECT_EQ(client.GetIChannel().Read(answer), IO::NoError);
+    EXPECT_EQ(answer, value + 1);
+    return true;
+}
+
+} // namespace
+
+// Not tests: the servers and the clients of the next one.
+TEST(Processes, DISABLED_Serves) {
+    std::mt19937 random(GetSeed());
+    UseFolder();
+    Killer const killer(random);
+    EchoServer const served("child");
+    auto const end = Clock::now() + std::chrono::milliseconds(700);
+    while (Clock::now() < end) {
+        CommunicatorPool::Instance().Process();
+        CommunicatorPool::Instance().Wait(0.05);
+    }
+    Tests::EndProcess(0); // without a word to its clients
+}
+
+TEST(Processes, DISABLED_Calls) {
+    std::mt19937 random(GetSeed());
+    UseFolder();
+    Killer const killer(random);
+    Client client;
+    auto const end = Clock::now() + std::chrono::milliseconds(700);
+    for (int i = 0; Clock::now() < end; ++i)
+        if (client.GetConnectState() == Client::Connected || ConnectByName(client, "parent"))
+            Ask(client, i);
+    Tests::EndProcess(::testing::Test::HasFailure() ? 1 : 0);
+}
+
+TEST(Processes, SeeThatTheOtherSideHasEnded) {
+    Tests::TempFolder folder;
+    SetVariable(FolderVariable, folder.GetPath().string());
+    UseFolder();
+    CommunicatorPool & pool = CommunicatorPool::Instance();
+    EchoServer served("parent");
+    std::atomic<unsigned int> ended{0};
+    std::atomic<unsigned int> running{3};
+    auto const end = Clock::now() + Seconds(GetSeconds());
+    std::vector<std::thread> runners;
+    for (std::string const part : {"Serves", "Calls", "Calls"})
+        runners.emplace_back([&, part, i = static_cast<unsigned int>(runners.size())] {
+            for (unsigned int seed = i * 100000; Clock::now() < end; ++seed) {
+                int const exitCode = RunPart(part, seed);
+                EXPECT_TRUE(exitCode == 0 || exitCode == Killed) << exitCode;
+                ended += part == "Serves";
+            }
+            --running;
+        });
+    unsigned int answers = 0;
+    unsigned int losses = 0;
+    Client client;
+    while (running > 0) {
+        unsigned int const before = ended;
+        if (!ConnectByName(client, "child") || ended != before) {
+            client.Disconnect();
+            pool.Process(); // for those who call
+            continue;
+        }
+        while (Ask(client, static_cast<int>(answers)) && ended == before)
+            ++answers;
+        if (ended == before && client.IsOk()) {
+            ADD_FAILURE() << "no answer, and no end";
+        } else {
+            // Either the connection has said so, or the process was seen to end: then one pass does.
+            pool.Process();
+            EXPECT_EQ(client.GetConnectState(), Client::NotConnected);
+            char byte;
+            EXPECT_EQ(client.GetIChannel().ReadBin(&byte, 1, nullptr), IO::EOI);
+            ++losses;
+        }
+        client.Disconnect();
+    }
+    for (std::thread & runner : runners)
+        runner.join();
+    EXPECT_GT(answers, 0u);
+    EXPECT_GT(losses, 0u);
+    client.Disconnect();
+    pool.Process();
+    pool.Process();
+    Mu::Array<SocketInterest> sockets;
+    pool.ListSockets(sockets);
+    EXPECT_EQ(sockets.GetSize(), 1u) << "the server alone is left";
+}
