@@ -48,6 +48,8 @@ public:
     ProcessInfo & operator=(ProcessInfo const & other);
 
     Process::Descriptor const & GetDescriptor() const { return descriptor; }
+    /// Whether the servers are known: read from the file, or come along with what Read got.
+    bool HasServerSet() const { return servers.has_value(); }
     /// The servers. Reads them from the file of the process when they are not known, and keeps them:
     /// what changes later shows in another ProcessInfo. Empty also when they could not be read.
     ServerSet const & GetServerSet() const;

@@ -50,23 +50,34 @@ private:
     int earlier;
 };
 
-inline int StartTool(std::vector<std::string> const & arguments) {
+/// To its end, with what it says in the two files.
+inline int Start(std::string const & program, std::vector<std::string> const & arguments) {
     Redirection const out(1, "host-out.log");
     Redirection const error(2, "host-error.log");
     std::vector<std::string> quoted;
     for (std::string const & argument : arguments)
         quoted.push_back('"' + argument + '"');
-    std::vector<char const *> list{KESTREL_TOOL};
+    std::vector<char const *> list{program.c_str()};
     for (std::string const & argument : quoted)
         list.push_back(argument.c_str());
     list.push_back(nullptr);
-    return static_cast<int>(_spawnv(_P_WAIT, "./" KESTREL_TOOL, list.data()));
+    return static_cast<int>(_spawnv(_P_WAIT, ("./" + program).c_str(), list.data()));
+}
+
+/// To its end, in the way of nothing else that runs meanwhile.
+inline int RunBeside(std::string const & program, char const * argument) {
+    return static_cast<int>(_spawnl(_P_WAIT, ("./" + program).c_str(), program.c_str(), argument,
+                                    static_cast<char const *>(nullptr)));
 }
 
 #else
 
-inline int StartTool(std::vector<std::string> const & arguments) {
-    std::string command = "./" KESTREL_TOOL;
+inline int RunBeside(std::string const & program, char const * argument) {
+    return std::system(("./" + program + " " + argument).c_str()) >> 8;
+}
+
+inline int Start(std::string const & program, std::vector<std::string> const & arguments) {
+    std::string command = "./" + program;
     for (std::string const & argument : arguments)
         command += " '" + argument + "'";
     return std::system((command + " >host-out.log 2>host-error.log").c_str()) >> 8;
@@ -74,9 +85,10 @@ inline int StartTool(std::vector<std::string> const & arguments) {
 
 #endif
 
-/// Runs the tool to its end. No argument may hold a quotation mark.
-inline ToolRun RunTool(std::vector<std::string> const & arguments) {
-    int const exitCode = StartTool(arguments);
+/// Runs the tool, or another program beside it, to its end. No argument may hold a quotation mark.
+inline ToolRun RunTool(std::vector<std::string> const & arguments,
+                       std::string const & program = KESTREL_TOOL) {
+    int const exitCode = Start(program, arguments);
     return {exitCode, ReadAll("host-out.log"), ReadAll("host-error.log")};
 }
 

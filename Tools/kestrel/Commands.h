@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -37,6 +38,10 @@ struct Options {
     std::string catalogue;
     bool content = false;
     bool tree = false;
+    bool all = false;
+    std::optional<int> version;
+    bool hex = false;
+    std::vector<std::string> answerTypes;
 };
 
 // Each command returns the exit code of the process.
@@ -74,5 +79,10 @@ int Serve(Options const & options, Console & console);
 int Connect(Options const & options, Console & console);
 
 int Inspect(Options const & options, Console & console);
+int ShowProcesses(Options const & options, Console & console);
+int ShowServices(Options const & options, Console & console);
+int ShowApplications(Options const & options, Console & console);
+int LaunchApplication(Options const & options, Console & console);
+int CallService(Options const & options, Console & console);
 
 } // namespace Tool

@@ -1,11 +1,10 @@
 #include "Commands.h"
 #include "Console.h"
+#include "Json.h"
 
 #include <Kestrel/Root/Exceptions.h>
 #include <Kestrel/Socket/NetworkInterface.h>
 #include <Kestrel/Socket/SocketExceptions.h>
-
-#include <nlohmann/json.hpp>
 
 #include <algorithm>
 #include <array>
@@ -17,7 +16,6 @@ namespace {
 using IO::Socket::InternetAddress;
 using IO::Socket::NetworkInterface;
 using Interfaces = Mu::PagedArray<NetworkInterface>;
-using Json = nlohmann::ordered_json;
 
 std::string ToText(Mu::String const & text) {
     return std::string(std::string_view(text));
@@ -159,8 +157,7 @@ int ShowInterfaces(Options const & options, Console &) {
         Json list = Json::array();
         for (NetworkInterface const & interface : interfaces)
             list.push_back(ToJson(interface));
-        Out() << list.dump(2, ' ', Out().IsTerminal(), Json::error_handler_t::replace).c_str()
-              << "\n";
+        ShowJson(list);
         return 0;
     }
     std::vector<Row> rows{{"NAME", "STATE", "MTU", "HARDWARE", "ADDRESS", "BROADCAST"}};

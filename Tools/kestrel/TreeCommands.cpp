@@ -1,17 +1,14 @@
 #include "Arguments.h"
 #include "Commands.h"
 #include "Console.h"
+#include "Json.h"
 #include "TreeReader.h"
-
-#include <nlohmann/json.hpp>
 
 #include <cstdio>
 
 namespace Tool {
 
 namespace {
-
-using Json = nlohmann::ordered_json;
 
 #if defined(_WIN32)
 constexpr char Separator = '\\';
@@ -147,8 +144,7 @@ int Tree(Options const & options, Console & console) {
             DrawRoot(path, node);
     }
     if (options.json) // JSON has escapes of its own, which end no line
-        Out() << trees.json.dump(2, ' ', Out().IsTerminal(), Json::error_handler_t::replace).c_str()
-              << "\n";
+        ShowJson(trees.json);
     else
         Out() << "\n" << Describe(trees.counts) << ", " << ToSizeText(trees.size) << "\n";
     return trees.result;

@@ -3,6 +3,7 @@
 #include "Arguments.h"
 #include "Commands.h"
 #include "Console.h"
+#include "Json.h"
 #include "TreeReader.h"
 
 #include <Kestrel/FileSystem/File.h>
@@ -11,8 +12,6 @@
 #include <Kestrel/FileType/FileTypeManager.h>
 #include <Kestrel/FileType/IdentificationObserver.h>
 #include <Kestrel/FileType/SharedMimeTypes.h>
-
-#include <nlohmann/json.hpp>
 
 #include <algorithm>
 #include <cstdlib>
@@ -23,7 +22,6 @@ namespace Tool {
 namespace {
 
 using FTM::FileTypeManager;
-using Json = nlohmann::ordered_json;
 
 /// The types that the tool knows, as long as a command runs.
 class Types {
@@ -207,8 +205,7 @@ public:
 
     void Finish() const {
         if (options.json)
-            Out() << json.dump(2, ' ', Out().IsTerminal(), Json::error_handler_t::replace).c_str()
-                  << "\n";
+            ShowJson(json);
     }
 
 private:

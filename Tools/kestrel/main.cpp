@@ -40,6 +40,7 @@ public:
         AddStreams();
         AddNetwork();
         AddInspection();
+        AddProcesses();
         AddTypes();
         Add("path", "Show how a text is understood as a path", Tool::ShowPath)
             ->add_option("TEXT", options.source, "A path or a URL")
@@ -60,7 +61,8 @@ public:
         Tool::WatchInterruptions();
         unsigned long long const lost = Mu::logger.GetLostCount();
         Tool::Console console(verbose);
-        int result = chosen(options, console);
+        int result =
+            isLaunch ? Tool::LaunchApplication(options, console) : chosen(options, console);
         if (!Tool::Out().Flush())
             result = console.Fail("standard output: write error");
         Mu::logger.Flush();
@@ -253,6 +255,49 @@ private:
         inspect->preparse_callback([this](std::size_t) { options.timeout = Timeout; });
     }
 
+    void AddProcesses() {
+        CLI::App * const ps = AddJson(
+            Add("ps", "List processes, with the services that they offer", Tool::ShowProcesses));
+        ps->add_flag("-a,--all", options.all, "Those that offer none, too");
+        AddJson(Add("services", "List the services of this machine", Tool::ShowServices));
+        CLI::App * const apps = AddJson(
+            Add("apps", "List the applications that have run here", Tool::ShowApplications));
+        CLI::App * const launch = apps->add_subcommand("launch", "Start one of them");
+        launch->parse_complete_callback([this] { isLaunch = true; });
+        launch->add_option("NAME", options.source, "Its name in the list")->required();
+        launch->add_option("PARAMETER", options.paths,
+                           "Reach the program joined by blanks; behind -- if they begin with -");
+        launch->add_option("--version-number", options.version, "Not the newest one")
+            ->type_name("NUMBER");
+        AddCall();
+    }
+
+    void AddCall() {
+        CLI::App * const call =
+            AddJson(Add("call", "Ask a service, and show its answer", Tool::CallService));
+        call->add_option("TARGET", options.target,
+                         "HOST:PORT/SERVICE, or PROGRAM/SERVICE for a process of this machine")
+            ->required();
+        call->add_option("COMMAND", options.source, "What the service is asked")->required();
+        call->add_option("ARGUMENT", options.paths, "TYPE:VALUE, in the order of the service");
+        call->add_flag("-x,--hex", options.hex, "Show the bytes of the answer");
+        call->add_option("--as", options.answerTypes, "Show the answer as values of these types")
+            ->type_name("TYPE,...")
+            ->delimiter(',');
+        call->add_option("-t,--timeout", options.timeout, "How long to wait; 30 if none is given")
+            ->check(CLI::Range(0.0, 4000000.0))
+            ->type_name("SECONDS");
+        call->footer(
+            "Types: bool char short ushort int uint int64 uint64 float double string "
+            "(one byte a letter), text (Unicode), texts and doubles (lists, with commas), location "
+            "and hex (bytes as they are).");
+    }
+
+    CLI::App * AddJson(CLI::App * command) {
+        command->add_flag("-j,--json", options.json, "As JSON");
+        return command;
+    }
+
     CLI::App * AddConnection(char const * name, char const * description, Command command) {
         CLI::App * const connection = Add(name, description, command);
         connection
@@ -291,6 +336,7 @@ private:
     CLI::App app;
     Tool::Options options;
     Command chosen = nullptr;
+    bool isLaunch = false; // below "apps", whose own callback comes later
     std::string logFolder;
     bool verbose = false;
 };

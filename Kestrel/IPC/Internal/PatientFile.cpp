@@ -2,12 +2,15 @@
 
 #include <Kestrel/Root/Clock.h>
 
+#include <algorithm>
+
 namespace IO::IPC {
 
 MuErrCode PatientFile::Open(Location const & location, File::OnNotFound onNotFound,
                             File::OpenMode mode) {
     unsigned long long const start = Mu::GetClock().GetMonotonicMicroseconds();
-    for (int mishaps = 0;;) {
+    int mishaps = 0;
+    for (double pause = FirstPause;; pause = std::min(pause * 2, LongestPause)) {
         file.emplace(location, onNotFound);
         MuErrCode const status = file->Open(mode, AccessDeniedTreatment::RetryPrivate);
         if (status == NoError)
@@ -18,7 +21,7 @@ MuErrCode PatientFile::Open(Location const & location, File::OnNotFound onNotFou
             file.reset();
             return status;
         }
-        Mu::clockManager.Sleep(Pause);
+        Mu::clockManager.Sleep(pause);
     }
 }
 

@@ -23,7 +23,8 @@ public:
 
 private:
     static constexpr unsigned long long Patience = 5'000'000; // microseconds
-    static constexpr double Pause = 0.005;                    // seconds
+    static constexpr double FirstPause = 0.001;               // seconds, and then twice as long
+    static constexpr double LongestPause = 0.064;
     // Between making and opening, another one may delete the file; so often in a row it is no chance.
     static constexpr int MostMishaps = 10;
 
