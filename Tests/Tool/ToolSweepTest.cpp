@@ -6,11 +6,15 @@
 #include "Tests/Support/DiskContent.h"
 #include "Tests/Support/FaultSweep.h"
 #include "Tests/Support/FileSystem/ScriptedFileCalls.h"
+#include "Tests/Support/HandClock.h"
+#include "Tests/Support/Process/ScriptedProcessCalls.h"
 #include "Tests/Support/TempFolder.h"
 #include "Tools/kestrel/Arguments.h"
 #include "Tools/kestrel/Console.h"
 
 #include <Kestrel/FileSystem/Folder.h>
+#include <Kestrel/IPC/ApplicationList.h>
+#include <Kestrel/IPC/Setup.h>
 
 #include <gtest/gtest.h>
 
@@ -182,12 +186,39 @@ std::vector<Operation> ListOperations() {
         {"unzipOut", Tool::Unzip, Ends("@zipped", "-")},
         {"encrypt", Tool::Encrypt, key, true},
         {"decrypt", Tool::Decrypt, unlock},
+        {"ps", Tool::ShowProcesses, {}, false, true, true},
+        {"services", Tool::ShowServices, With(O(), &O::json, true), false, true, true},
+        {"apps", Tool::ShowApplications, {}, false, true, true},
     };
 }
+
+/// One process that serves, and the list of one application.
+class Registered {
+public:
+    Registered() {
+        IO::IPC::Setup::Instance().SetDataFolderLocation(
+            IO::Location(folder.GetPortable().c_str()));
+        folder.Write("7", std::string("\1\0\0\0\1\2\0\0\1\0\0\0\1\0\0\0s\0", 18));
+        IO::IPC::ApplicationList list;
+        IO::IPC::ApplicationInfo application;
+        application.Set("app", 2, IO::Location(folder.GetPortable("app").c_str()));
+        list["app"].Push(application);
+        EXPECT_EQ(list.Write(), IO::NoError);
+    }
+
+private:
+    Tests::HandClock clock; // nobody waits for a lock
+    Tests::TempFolder folder;
+    Tests::ScriptedProcessCalls calls{{{7, u"a", {u"a"}}, {8, u"b", {u"b"}}}};
+};
 
 class ToolSweep : public ::testing::TestWithParam<Operation> {
 protected:
     ToolSweep() {
+        Command const command = GetParam().command;
+        if (command == Tool::ShowProcesses || command == Tool::ShowServices ||
+            command == Tool::ShowApplications)
+            registered.emplace();
         IO::Folder folder{IO::Location(links.GetPortable().c_str())};
         EXPECT_EQ(folder.CreateLink("link.lnk", IO::Location(disk.GetPortable("key").c_str())),
                   IO::NoError);
@@ -312,6 +343,7 @@ protected:
         return kept;
     }
 
+    std::optional<Registered> registered;
     Tests::TempFolder disk;
     Tests::TempFolder links; // one that MakeEntries copies
     std::string zipped;
