@@ -100,7 +100,7 @@ bool ReadLocation(Mu::IChannel & channel, Json * json) {
 bool WriteHex(Mu::OChannel & channel, std::string const & digits) {
     std::string bytes;
     for (std::size_t i = 0; i < digits.size(); i += 2) {
-        unsigned char byte;
+        unsigned char byte = 0;
         char const * const at = digits.data() + i;
         auto const [end, error] =
             std::from_chars(at, at + std::min<std::size_t>(2, digits.size() - i), byte, 16);
@@ -114,7 +114,7 @@ bool WriteHex(Mu::OChannel & channel, std::string const & digits) {
 // All that is left.
 bool ReadHex(Mu::IChannel & channel, Json * json) {
     std::string text;
-    char byte;
+    char byte = 0;
     unsigned int read = 0;
     while (channel.ReadBin(&byte, 1, &read) == IO::NoError && read == 1) {
         char digits[3];
