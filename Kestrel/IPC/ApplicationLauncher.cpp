@@ -4,6 +4,8 @@
 #include <Kestrel/IPC/ProcessInfoProvider.h>
 #include <Kestrel/Process/Platform/ProcessCalls.h>
 
+#include <iterator>
+
 namespace IO::IPC {
 
 namespace {
@@ -65,10 +67,10 @@ MuErrCode ApplicationLauncher::Launch(Location const & program,
             joined.Append(" ");
         joined.Append(parameters[i]);
     }
-    std::filesystem::path const native = ToNativePath(path);
-    if (native.empty())
+    NativeUnit native[4096];
+    if (ToNativePath(path, native, static_cast<unsigned int>(std::size(native))) == 0)
         return Error;
-    unsigned int const error = Process::GetProcessCalls().Launch(native.c_str(), joined);
+    unsigned int const error = Process::GetProcessCalls().Launch(native, joined);
     return error == FileError::None ? NoError : Error;
 }
 
