@@ -1,12 +1,11 @@
 #include "Commands.h"
 #include "Console.h"
 #include "Interruption.h"
+#include "Json.h"
 
 #include <Kestrel/Location/RelativeLocation.h>
 #include <Kestrel/Reflection/ReflectionClient.h>
 #include <Kestrel/Reflection/ReflectionService.h>
-
-#include <nlohmann/json.hpp>
 
 #include <algorithm>
 #include <cctype>
@@ -23,7 +22,6 @@ using IO::Name;
 using IO::ReflectionClient;
 using IO::RelativeLocation;
 using Attributes = Mu::Array<IO::Reflectable::Attribute>;
-using Json = nlohmann::ordered_json;
 using Names = Mu::Array<Name>;
 using Value = IO::Reflectable::AttributeValue;
 using Values = Mu::Array<Value>;
@@ -68,10 +66,6 @@ void ShowTable(std::vector<std::vector<std::string>> rows) {
         line.erase(line.find_last_not_of(' ') + 1);
         Out() << line.c_str() << "\n"; // disarmed
     }
-}
-
-void ShowJson(Json const & json) {
-    Out() << json.dump(2, ' ', Out().IsTerminal(), Json::error_handler_t::replace).c_str() << "\n";
 }
 
 // The processes of this machine.
