@@ -11,8 +11,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <random>
-#include <sstream>
 #include <unordered_set>
 
 using namespace Tests;
@@ -64,6 +62,9 @@ TEST(Address, IsTheRootWhenItIsEmpty) {
 }
 
 TEST(Address, IsMadeFromANameList) {
+    IO::Address zero;
+    EXPECT_EQ(zero.Append(IO::Name(std::u16string_view(u"a\0b", 3))), IO::NoError);
+    EXPECT_EQ(zero, MakeAddress({u"a"})) << "the tree keeps zero-terminated texts";
     IO::Address address(u"C:\0usr\0lib\0");
     EXPECT_EQ(GetPath(address), (Path{u"C:", u"usr", u"lib"}));
     EXPECT_EQ(address, MakeAddress({u"C:", u"usr", u"lib"}));
@@ -71,15 +72,6 @@ TEST(Address, IsMadeFromANameList) {
     EXPECT_EQ(GetPath(address), (Path{u"C:", u"tmp"}));
     EXPECT_EQ(address.Set(u"\0"), IO::NoError);
     EXPECT_TRUE(address.IsEmpty());
-}
-
-// The tree keeps zero-terminated texts.
-TEST(Address, EndsANameAtItsFirstZeroUnit) {
-    IO::Address address;
-    EXPECT_EQ(address.Append(IO::Name(std::u16string_view(u"a\0b", 3))), IO::NoError);
-    EXPECT_EQ(address.Append(IO::Name("c")), IO::NoError);
-    EXPECT_EQ(GetPath(address), (Path{u"a", u"c"}));
-    EXPECT_EQ(address, MakeAddress({u"a", u"c"}));
 }
 
 TEST(Address, RefusesIndicesPastItsNames) {
@@ -134,6 +126,7 @@ TEST(Address, HidesAttachmentsFromWhoReadsNames) {
     EXPECT_TRUE(name == "tag");
     EXPECT_EQ(GetPath(address), (Path{u"a", u"b"}));
     EXPECT_EQ(Enumerate(address), (Path{u"a", u"::<tag>b"}));
+    EXPECT_EQ(ToBytes(address), ToBytes(plain)) << "attachments are private to the process";
     EXPECT_EQ(address, plain);
     EXPECT_EQ(address.GenerateHashValue(), plain.GenerateHashValue());
     EXPECT_EQ(PrintTree(), "Root (2)\n|\n+---a (2)\n|   |\n|   +---::<tag>b (1)\n"
@@ -215,36 +208,6 @@ TEST(Address, HashesAsItsNamesDo) {
     EXPECT_EQ(set.size(), 2u);
 }
 
-TEST(Address, IsCopiedAndHashedWithoutMemory) {
-    IO::Address const address = MakeAddress({u"C:", u"usr", u"share", u"doc"});
-    IO::Address const other = MakeAddress({u"C:", u"usr", u"local", u"doc"});
-    unsigned long long const before = CountAllocations();
-    for (int i = 0; i < 10; ++i) {
-        IO::Address copy = address;
-        copy = other;
-        copy = IO::Address(copy);
-        EXPECT_NE(copy.GenerateHashValue(), 0u);
-        EXPECT_TRUE(copy == other && copy != address && copy.GetLength() == 4);
-    }
-    EXPECT_EQ(CountAllocations(), before);
-}
-
-TEST(Address, ShowsItsNamesOnAStream) {
-    std::ostringstream stream;
-    stream << MakeAddress({u"C:", u"\x00E4"}) << ' ' << IO::Name("name");
-    EXPECT_EQ(stream.str(), "C:/\xC3\xA4 name");
-}
-
-TEST(Address, IsReadAsItWasWritten) {
-    for (Path const & path :
-         {Path{}, Path{u"a"}, Path{u"a", u"", u"\xD800", Text(500, u'x')}, Path(300, u"deep")}) {
-        IO::Address const address = MakeAddress(path);
-        IO::Address copy = MakeAddress({u"old"});
-        EXPECT_EQ(FromBytes(ToBytes(address), copy), IO::NoError);
-        EXPECT_EQ(GetPath(copy), path);
-    }
-}
-
 TEST(Address, WritesItsTailInFrontForOldReaders) {
     IO::Address const address = MakeAddress({u"com", u"example", u"www"});
     IO::MemoryOChannel channel;
@@ -290,14 +253,6 @@ TEST(Address, ReadsOlderAndNewerForms) {
               IO::NoError);
     EXPECT_EQ(FromBytes(ToBytes(MakeInvalid()), empty), IO::NoError);
     EXPECT_EQ(empty.GetStatus(), IO::ErrMemoryFull);
-}
-
-// Attachments are private to the process, and a name that looks like one comes back as it was.
-TEST(Address, WritesNoAttachments) {
-    IO::Address address = MakeAddress({u"a", u"b"});
-    IO::Address const plain = address;
-    EXPECT_EQ(address.SetNameAttachment(0, IO::Name("tag")), IO::NoError);
-    EXPECT_EQ(ToBytes(address), ToBytes(plain));
 }
 
 namespace {

@@ -26,19 +26,6 @@ TEST(CString, KeepsUpTo255BytesInside) {
     EXPECT_EQ(Tests::CountAllocations(), before + 3);
 }
 
-TEST(CString, ReusesABlockForWhatIsNoLonger) {
-    Text text(std::string(300, 'a').c_str());
-    unsigned long long const before = Tests::CountAllocations();
-    text = std::string(300, 'b').c_str();
-    text = std::string(10, 'c').c_str();
-    EXPECT_EQ(Tests::CountAllocations(), before);
-    EXPECT_EQ(text.ToCStr(), std::string(10, 'c'));
-    long long const blocks = Tests::CountLiveBlocks();
-    text = std::string(11, 'd').c_str();
-    EXPECT_EQ(Tests::CountLiveBlocks(), blocks - 1) << "longer, but short enough for inside";
-    EXPECT_EQ(text.ToCStr(), std::string(11, 'd'));
-}
-
 TEST(CString, TakesAPartOfItself) {
     Text text(std::string(300, 'a').append("tail").c_str());
     EXPECT_TRUE(text.Assign(text.ToCStr() + 300, 4));

@@ -104,17 +104,6 @@ TEST(LocationCompare, KnowsAncestorsAsListsOfNamesDo) {
     EXPECT_GT(found, 500u);
 }
 
-TEST(LocationCompare, TellsTheWayFromOneToAnother) {
-    Location const base = MakeLocation({}, {"C:", "a", "c", "d"});
-    IO::RelativeLocation way("left over");
-    EXPECT_EQ(MakeLocation({}, {"C:", "a", "b"}).GetDifference(base, &way), IO::NoError);
-    EXPECT_EQ(GetNames(way), (Names{"..", "..", "b"}));
-    EXPECT_EQ(base.GetDifference(base, &way), IO::NoError);
-    EXPECT_TRUE(way.IsEmpty());
-    EXPECT_EQ(way.GetStatus(), IO::NoError);
-    EXPECT_EQ(MakeLocation({"h"}, {}).GetDifference(base, &way), IO::ErrDifferentNetwork);
-}
-
 TEST(LocationCompare, ChecksWhatAWayIsAskedOf) {
     TestResolver const resolver;
     Location const healthy = MakeLocation({}, {"C:"});
@@ -130,6 +119,9 @@ TEST(LocationCompare, ChecksWhatAWayIsAskedOf) {
     EXPECT_EQ(GetNames(way), Names{"kept"});
     IO::RelativeLocation broken = MakeInvalidRelative();
     EXPECT_EQ(healthy.GetDifference(Location(), &broken), IO::NoError) << "the result is cleared";
+    EXPECT_EQ(MakeLocation({"h"}, {}).GetDifference(healthy, &way), IO::ErrDifferentNetwork);
+    EXPECT_EQ(healthy.GetDifference(MakeLocation({}, {"D:", "a"}), &way), IO::NoError);
+    EXPECT_EQ(GetNames(way), (Names{"..", "..", "C:"}));
 }
 
 TEST(LocationCompare, ArrivesWhenTheWayIsFollowed) {

@@ -227,24 +227,6 @@ TEST(LocationPersistence, WritesIllHealthAsAnEmptyFrame) {
     EXPECT_EQ(back.Write(NullReference<Mu::OChannel>()), IO::Error);
 }
 
-TEST(LocationPersistence, PassesOverWhatANewerWriterAdded) {
-    std::string bytes = MakeFrame(Location::GetClassInfoStatic(), {1, 9}, [](Mu::OChannel & c) {
-        (void)IO::Address().Write(c);
-        (void)MakeAddress({"C:"}).Write(c);
-        WriteBytes(c, "\x02\0\0\0\x57\x57\0\0\0\0"s);
-        for (int i = 0; i < 3; ++i)
-            (void)Mu::UniString().Write(c);
-        WriteBytes(c, "\0\0more"s);
-    });
-    bytes += "next";
-    IO::MemoryIChannel channel(bytes.data(), static_cast<unsigned int>(bytes.size()));
-    Location back;
-    EXPECT_EQ(back.Read(channel), IO::NoError);
-    char next[4];
-    EXPECT_EQ(channel.ReadBin(next, 4, nullptr), IO::NoError);
-    EXPECT_EQ(std::string(next, 4), "next");
-}
-
 namespace {
 
 // A device that fills up. It cannot go back, so that a frame's end is written behind its content.

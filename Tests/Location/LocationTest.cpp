@@ -7,14 +7,13 @@
 #include <Kestrel/Location/RelativeLocation.h>
 
 #include "Tests/Support/FaultSweep.h"
-#include "Tests/Support/Location/Locations.h"
+#include "Tests/Support/Location/NameList.h"
 #include "Tests/Support/Location/TestResolver.h"
 
 #include <gtest/gtest.h>
 
 #include <functional>
 #include <memory>
-#include <unordered_set>
 #include <utility>
 
 using namespace Tests;
@@ -29,171 +28,83 @@ IO::Name const & NullName() {
     return NullReference<IO::Name const>();
 }
 
+KESTREL_NAME_LIST(NetworkNames, Location, NetworkName, AppendToNetwork);
+KESTREL_NAME_LIST(LocalNames, Location, LocalName, AppendToLocal);
+
 } // namespace
 
-TEST(Location, IsBornEmptyHealthyAndLegal) {
-    Location const location;
-    EXPECT_EQ(location.GetStatus(), IO::NoError);
-    EXPECT_TRUE(location.IsValid());
-    EXPECT_TRUE(location.IsEmpty());
-    EXPECT_TRUE(location.IsRoot());
-    EXPECT_TRUE(location.IsLocal());
-    EXPECT_EQ(location.GetNetworkModel(), Location::HierarchicalModel);
-    EXPECT_EQ(location.GetPort(), 0);
+TEST(Location, IsTwoListsOfNames) {
+    TestResolver const resolver;
+    std::vector<std::pair<Location, MuErrCode>> const unhealthy = {
+        {MakeInvalidLocation(), IO::ErrMemoryFull}, {Location("X"), IO::ErrIllegalLocation}};
+    auto const check = [](Location & location, Names const & network, Names const & local) {
+        ASSERT_EQ(GetNetwork(location), network);
+        ASSERT_EQ(GetLocal(location), local);
+        ASSERT_EQ(location.GetNetworkLength(), network.size());
+        ASSERT_EQ(location.GetLocalLength(), local.size());
+        ASSERT_EQ(location.IsRoot(), local.empty());
+        ASSERT_EQ(location.IsEmpty(), local.empty() && network.empty());
+        unsigned long long const before = CountAllocations();
+        Location copy(location);
+        Location const moved(std::move(copy));
+        copy = moved; // what was moved from can be assigned to
+        ASSERT_TRUE(copy.GenerateHashValue() == location.GenerateHashValue());
+        ASSERT_EQ(CountAllocations(), before);
+        ASSERT_EQ(copy, location);
+        if (local.size() + network.size() > 5) {
+            location.ClearLocal();
+            ASSERT_EQ(GetNetwork(location), network);
+            location.ClearNetwork();
+            ASSERT_TRUE(location.IsEmpty());
+            location = copy;
+        }
+    };
+    ExpectAListOfNames<NetworkNames>(
+        unhealthy, [&](Location & location, Names const & names) { check(location, names, {}); });
+    ExpectAListOfNames<LocalNames>(
+        unhealthy, [&](Location & location, Names const & names) { check(location, {}, names); });
+    EXPECT_LE(sizeof(Location), 144u);
+    EXPECT_EQ(GetLocal(Location(MakeLocation({}, {"C:"}), IO::Name("a"))), (Names{"C:", "a"}));
+    EXPECT_EQ(GetLocal(Location(MakeLocation({}, {"C:"}), NullName())), Names{"C:"});
 }
 
-TEST(Location, IsSmall) {
-    EXPECT_LE(sizeof(Location), 144u);
-    EXPECT_LE(sizeof(IO::RelativeLocation), 32u);
+TEST(Location, ChecksArgumentThenMemoryThenStatus) {
+    TestResolver const resolver;
+    Mu::UniString text;
+    IO::NameEnumerator enumerator;
+    IO::RelativeLocation const relative;
+    using L = Location;
+    struct {
+        std::function<MuErrCode(L &)> withNull, fine;
+    } const rows[] = {
+        {[](L & l) { return l.EnumerateLocalNames(nullptr); },
+         [&](L & l) { return l.EnumerateLocalNames(&enumerator); }},
+        {[](L & l) { return l.AppendToLocal(NullReference<IO::RelativeLocation const>()); },
+         [&](L & l) { return l.AppendToLocal(relative); }},
+        {[](L & l) { return l.ToPath(static_cast<Mu::UniString *>(nullptr)); },
+         [&](L & l) { return l.ToPath(&text); }},
+        {[](L & l) { return l.ToDisplayText(static_cast<Mu::UniString *>(nullptr)); },
+         [&](L & l) { return l.ToDisplayText(&text); }},
+        {[](L & l) { return l.ToURL(static_cast<Mu::UniString *>(nullptr)); },
+         [&](L & l) { return l.ToURL(&text); }},
+    };
+    for (auto const & row : rows) {
+        SCOPED_TRACE(&row - rows);
+        Location invalid = MakeInvalidLocation(), refused("X"), full(u"\\\\host\\share\\x");
+        for (Location * any : {&invalid, &refused, &full})
+            EXPECT_EQ(row.withNull(*any), IO::Error);
+        EXPECT_EQ(row.fine(invalid), IO::ErrMemoryFull);
+        EXPECT_EQ(row.fine(refused), IO::ErrIllegalLocation);
+        EXPECT_EQ(row.fine(full), IO::NoError);
+    }
 }
 
 TEST(Location, IsPublishedAsRootBetweenStartAndEnd) {
     IO::StartLocalRoot();
     EXPECT_TRUE(IO::localRoot.IsValid());
+    EXPECT_EQ(IO::localRoot.GetNetworkModel(), Location::HierarchicalModel);
     EXPECT_EQ(IO::localRoot, Location());
     IO::EndLocalRoot();
-}
-
-TEST(Location, ReadsThePortableForms) {
-    TestResolver const resolver;
-    struct Row {
-        char16_t const * text;
-        Names network, local;
-        bool isLocal;
-    };
-    Row const rows[] = {
-        {u"C:\\", {}, {"C:"}, true},
-        {u"C:\\a\\b", {}, {"C:", "a", "b"}, true},
-        {u"\\\\host\\share\\x", {"host"}, {"share", "x"}, false},
-        {u"\\\\localhost\\x", {"localhost"}, {"x"}, true},
-        {u"\\\\LOCALHOST\\x", {"LOCALHOST"}, {"x"}, false},
-        {u"a\\b", {}, {"a", "b"}, true},
-    };
-    for (Row const & row : rows) {
-        Location const location(row.text);
-        SCOPED_TRACE(location);
-        EXPECT_EQ(location.GetStatus(), IO::NoError);
-        EXPECT_EQ(GetNetwork(location), row.network);
-        EXPECT_EQ(GetLocal(location), row.local);
-        EXPECT_EQ(location.IsLocal(), row.isLocal);
-        EXPECT_FALSE(location.IsRoot());
-        EXPECT_EQ(location.GetNetworkModel(), Location::FlatModel);
-    }
-}
-
-TEST(Location, EditsBothListsOfNames) {
-    Location location = MakeLocation({"com", "www"}, {"C:", "a", "b"});
-    EXPECT_EQ(location.SetLocalName(1, "x"), IO::NoError);
-    EXPECT_EQ(location.SetLastLocalName("y"), IO::NoError);
-    EXPECT_EQ(GetLocal(location), (Names{"C:", "x", "y"}));
-    EXPECT_EQ(location.DeleteLocalName(1), IO::NoError);
-    IO::Name name;
-    EXPECT_EQ(location.MoveLastLocalName(&name), IO::NoError);
-    EXPECT_EQ(name, "y");
-    EXPECT_EQ(location.DeleteLastLocalName(), IO::NoError);
-    EXPECT_TRUE(location.IsRoot());
-
-    EXPECT_EQ(location.SetNetworkName(0, "org"), IO::NoError);
-    EXPECT_EQ(location.SetLastNetworkName("ftp"), IO::NoError);
-    EXPECT_EQ(GetNetwork(location), (Names{"org", "ftp"}));
-    EXPECT_EQ(location.DeleteNetworkName(0), IO::NoError);
-    EXPECT_EQ(location.MoveLastNetworkName(&name), IO::NoError);
-    EXPECT_EQ(name, "ftp");
-    EXPECT_TRUE(location.IsEmpty());
-
-    location = MakeLocation({"a", "b"}, {"c"});
-    EXPECT_EQ(location.DeleteLastNetworkName(), IO::NoError);
-    location.ClearLocal();
-    EXPECT_EQ(GetNetwork(location), Names{"a"});
-    location.ClearNetwork();
-    EXPECT_TRUE(location.IsEmpty());
-}
-
-// One row for each checked operation; every one answers in the same order.
-TEST(Location, ChecksArgumentThenMemoryThenStatusThenIndex) {
-    TestResolver const resolver;
-    struct Row {
-        char const * name;
-        std::function<MuErrCode(Location &)> withNull; // empty where nothing can be null
-        std::function<MuErrCode(Location &)> onEmpty;  // empty where an empty location will do
-        std::function<MuErrCode(Location &)> fine;
-    };
-    IO::Name name;
-    Mu::UniString text;
-    IO::NameEnumerator enumerator;
-    IO::RelativeLocation const relative;
-    using L = Location;
-#define NAMES(Side)                                                                                \
-    {"AppendTo" #Side, [](L & l) { return l.AppendTo##Side(NullName()); }, nullptr,                \
-     [](L & l) { return l.AppendTo##Side(IO::Name("n")); }},                                       \
-        {"Get" #Side "Name", [](L & l) { return l.Get##Side##Name(0, nullptr); },                  \
-         [&](L & l) { return l.Get##Side##Name(0, &name); },                                       \
-         [&](L & l) { return l.Get##Side##Name(0, &name); }},                                      \
-        {"Set" #Side "Name", [](L & l) { return l.Set##Side##Name(0, NullName()); },               \
-         [](L & l) { return l.Set##Side##Name(0, "n"); },                                          \
-         [](L & l) { return l.Set##Side##Name(0, "n"); }},                                         \
-        {"GetLast" #Side "Name", [](L & l) { return l.GetLast##Side##Name(nullptr); },             \
-         [&](L & l) { return l.GetLast##Side##Name(&name); },                                      \
-         [&](L & l) { return l.GetLast##Side##Name(&name); }},                                     \
-        {"SetLast" #Side "Name", [](L & l) { return l.SetLast##Side##Name(NullName()); },          \
-         [](L & l) { return l.SetLast##Side##Name("n"); },                                         \
-         [](L & l) { return l.SetLast##Side##Name("n"); }},                                        \
-        {"Delete" #Side "Name", nullptr, [](L & l) { return l.Delete##Side##Name(0); },            \
-         [](L & l) { return l.Delete##Side##Name(0); }},                                           \
-        {"DeleteLast" #Side "Name", nullptr, [](L & l) { return l.DeleteLast##Side##Name(); },     \
-         [](L & l) { return l.DeleteLast##Side##Name(); }},                                        \
-    {                                                                                              \
-        "MoveLast" #Side "Name", [](L & l) { return l.MoveLast##Side##Name(nullptr); },            \
-            [&](L & l) { return l.MoveLast##Side##Name(&name); },                                  \
-            [&](L & l) { return l.MoveLast##Side##Name(&name); }                                   \
-    }
-    Row const rows[] = {
-        NAMES(Network),
-        NAMES(Local),
-        {"EnumerateLocalNames", [](L & l) { return l.EnumerateLocalNames(nullptr); }, nullptr,
-         [&](L & l) { return l.EnumerateLocalNames(&enumerator); }},
-        {"AppendToLocal",
-         [](L & l) { return l.AppendToLocal(NullReference<IO::RelativeLocation const>()); },
-         nullptr, [&](L & l) { return l.AppendToLocal(relative); }},
-        {"ToPath", [](L & l) { return l.ToPath(static_cast<Mu::UniString *>(nullptr)); }, nullptr,
-         [&](L & l) { return l.ToPath(&text); }},
-        {"ToDisplayText",
-         [](L & l) { return l.ToDisplayText(static_cast<Mu::UniString *>(nullptr)); }, nullptr,
-         [&](L & l) { return l.ToDisplayText(&text); }},
-        {"ToURL", [](L & l) { return l.ToURL(static_cast<Mu::UniString *>(nullptr)); }, nullptr,
-         [&](L & l) { return l.ToURL(&text); }},
-    };
-#undef NAMES
-    for (Row const & row : rows) {
-        SCOPED_TRACE(row.name);
-        Location invalid = MakeInvalidLocation();
-        Location refused("X");
-        Location empty;
-        Location full(u"\\\\host\\share\\x");
-        name = "kept";
-        for (Location * any : {&invalid, &refused, &full})
-            EXPECT_EQ(row.withNull ? row.withNull(*any) : IO::Error, IO::Error);
-        EXPECT_EQ(row.fine(invalid), IO::ErrMemoryFull);
-        EXPECT_EQ(row.fine(refused), IO::ErrIllegalLocation);
-        if (row.onEmpty) {
-            EXPECT_EQ(row.onEmpty(empty), IO::Error);
-        }
-        EXPECT_EQ(name, "kept") << "outputs are left alone";
-        EXPECT_EQ(row.fine(full), IO::NoError);
-    }
-}
-
-TEST(Location, RefusesAnIndexBehindTheEnd) {
-    Location location = MakeLocation({"h"}, {"C:", "a"});
-    IO::Name name("kept");
-    for (unsigned int index : {2u, 3u, 0xFFFFFFFFu}) {
-        EXPECT_EQ(location.GetLocalName(index, &name), IO::Error);
-        EXPECT_EQ(location.SetLocalName(index, "n"), IO::Error);
-        EXPECT_EQ(location.DeleteLocalName(index), IO::Error);
-        EXPECT_EQ(location.GetNetworkName(index - 1, &name), IO::Error);
-    }
-    EXPECT_EQ(name, "kept");
-    EXPECT_EQ(location, MakeLocation({"h"}, {"C:", "a"}));
 }
 
 TEST(Location, IsEverythingAndNothingWhenUnhealthy) {
@@ -233,34 +144,8 @@ TEST(Location, CopiesEverything) {
     assigned = *&assigned;
     assigned = NullLocation();
     EXPECT_EQ(assigned, original) << "itself and nothing leave a location as it is";
-}
-
-TEST(Location, CopiesAndMovesWithoutMemory) {
-    Location const original = MakeLocation({}, {"C:", "a", "b", "c", "d", "e", "f", "g"});
-    Location target = MakeLocation({}, {"D:"});
-    unsigned long long const before = CountAllocations();
-    Location copy(original);
-    target = copy;
-    Location const moved(std::move(copy));
-    EXPECT_EQ(CountAllocations(), before);
-    EXPECT_EQ(moved, target);
-    EXPECT_EQ(copy.GetStatus(), IO::ErrMemoryFull);
-    copy = moved;
-    EXPECT_EQ(copy, original) << "what was moved from can be assigned to";
-}
-
-TEST(Location, AppendsOneNameToACopy) {
-    Location const parent = MakeLocation({}, {"C:"});
-    EXPECT_EQ(GetLocal(Location(parent, IO::Name("a"))), (Names{"C:", "a"}));
-    EXPECT_EQ(GetLocal(Location(parent, NullName())), Names{"C:"});
-}
-
-TEST(Location, SetsTheModelWithTheScheme) {
-    Location location;
-    location.SetScheme(U("ftp"));
-    EXPECT_EQ(location.GetNetworkModel(), Location::SchemeModel);
-    location.SetScheme(U(""));
-    EXPECT_EQ(location.GetNetworkModel(), Location::HierarchicalModel);
+    assigned.SetScheme(U(""));
+    EXPECT_EQ(assigned.GetNetworkModel(), Location::HierarchicalModel);
 }
 
 TEST(Location, AsksForLegalityAgainAfterEveryChange) {
@@ -279,14 +164,6 @@ TEST(Location, AsksForLegalityAgainAfterEveryChange) {
     EXPECT_TRUE(location.IsLegal());
     EXPECT_EQ(location.AppendToLocal(MakeRelative({"no drive"})), IO::NoError);
     EXPECT_FALSE(location.IsLegal());
-}
-
-TEST(Location, AnswersLegalityFromWhatItKnows) {
-    Location const location = MakeLocation({}, {"C:", "a"});
-    EXPECT_TRUE(location.IsLegal());
-    unsigned long long const before = CountAllocations();
-    EXPECT_TRUE(location.IsValid());
-    EXPECT_EQ(CountAllocations(), before) << "no name is looked at again";
 }
 
 TEST(Location, IsMadeOnTheHeapOrToldWhyNot) {
@@ -352,15 +229,6 @@ TEST(Location, OwnsWhatThePlatformKeepsWithIt) {
         TestResolver::SetPDI(moved, new CountedPDI);
     }
     EXPECT_EQ(CountedPDI::living, 0);
-}
-
-TEST(Location, ServesStandardContainers) {
-    std::unordered_set<Location> set;
-    set.insert(MakeLocation({}, {"C:", "a"}));
-    set.insert(MakeLocation({}, {"c:", "A"}));
-    EXPECT_EQ(set.size(), 1u) << "equal locations hash alike, whatever their case";
-    set.insert(MakeLocation({"h"}, {"C:", "a"}));
-    EXPECT_EQ(set.size(), 2u);
 }
 
 TEST(Location, MeetsEveryFailedAllocation) {

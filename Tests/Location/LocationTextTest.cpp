@@ -3,7 +3,6 @@
 #include <Kestrel/Location/Internal/OSErrors.h>
 #include <Kestrel/Root/LogLine.h>
 
-#include "Tests/Support/FaultSweep.h"
 #include "Tests/Support/Location/Locations.h"
 #include "Tests/Support/Location/TestResolver.h"
 #include "Tests/Support/LogCapture.h"
@@ -68,35 +67,6 @@ TEST(LocationText, ForgetsAFailureAtTheNextText) {
     EXPECT_FALSE(invalid.IsLegal());
 }
 
-TEST(LocationText, TakesAnyTextTheResolverTakes) {
-    TestResolver const resolver;
-    EXPECT_EQ(GetLocal(Location(U("C:\\\xC3\xA4"))), (Names{"C:", "\xC3\xA4"}));
-    EXPECT_EQ(GetLocal(Location(u"C:\\\u00e4")), (Names{"C:", "\xC3\xA4"}));
-    std::u16string const fits = u"C:\\" + std::u16string(257, u'x');
-    EXPECT_EQ(Location(fits.c_str()).GetStatus(), IO::NoError);
-    EXPECT_EQ(Location((fits + u'x').c_str()).GetStatus(), IO::ErrIllegalLocation);
-    for (char16_t unit = 1; unit < 32; ++unit) {
-        Location const location((std::u16string(u"C:\\a") + unit).c_str());
-        EXPECT_EQ(location.GetStatus(), IO::NoError);
-        EXPECT_FALSE(location.IsLegal()) << unsigned(unit);
-    }
-    Location const lone(u"C:\\\xD800");
-    Mu::UniString path;
-    EXPECT_EQ(lone.ToPath(&path), IO::NoError);
-    EXPECT_EQ(path, u"C:\\\xD800") << "a lone surrogate is a unit like any other";
-}
-
-TEST(LocationText, BecomesAPathUnlessItIsIllegal) {
-    TestResolver const resolver;
-    Mu::UniString text;
-    EXPECT_EQ(MakeLocation({}, {"C:"}).ToPath(&text), IO::NoError);
-    EXPECT_EQ(text, "C:\\");
-    EXPECT_EQ(MakeLocation({"h"}, {"s", "x"}).ToDisplayText(&text), IO::NoError);
-    EXPECT_EQ(text, "\\\\h\\s\\x");
-    EXPECT_EQ(MakeLocation({}, {"a?"}).ToPath(&text), IO::Error);
-    EXPECT_EQ(MakeLocation({}, {"a?"}).ToDisplayText(&text), IO::Error);
-}
-
 TEST(LocationText, BecomesANarrowPathOfAnyLength) {
     TestResolver const resolver;
     for (unsigned int length : {1u, 252u, 253u}) {
@@ -151,24 +121,4 @@ TEST(LocationText, IsPrintedWithoutTheMachineWhereThereIsAPath) {
     std::ostringstream stream;
     stream << MakeLocation({}, {"C:", "\xC3\xA4"}) << ' ' << MakeInvalidLocation();
     EXPECT_EQ(stream.str(), "C:\\\xC3\xA4 Invalid location");
-}
-
-TEST(LocationText, MeetsEveryFailedAllocation) {
-    TestResolver const resolver;
-    Location const location = MakeLocation({}, {"C:", std::string(200, 'a')});
-    SweepAllocations([&](bool failed) {
-        IO::CString<256> path;
-        Mu::UniString text;
-        for (MuErrCode status :
-             {location.ToPath(&path), location.ToDisplayText(&text), Location().Set("X")}) {
-            if (status == IO::ErrMemoryFull) {
-                EXPECT_TRUE(failed);
-            } else {
-                EXPECT_TRUE(status == IO::NoError || status == IO::ErrIllegalLocation || failed);
-            }
-        }
-        Mu::LogComposer composer;
-        IO::Append(composer, location);
-        EXPECT_EQ(composer.GetCount(), 1u);
-    });
 }

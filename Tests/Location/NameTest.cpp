@@ -8,7 +8,6 @@
 
 #include <gtest/gtest.h>
 
-#include <random>
 #include <unordered_set>
 
 using namespace Tests;
@@ -173,29 +172,4 @@ TEST(Name, TakesNoMemoryForAPromise) {
     }
     EXPECT_EQ(CountLiveBlocks(), before);
     EXPECT_LT(CountAllocations() - allocations, 60u);
-}
-
-TEST(Name, MeetsEveryFailedAllocation) {
-    std::string const present = ToBytes(IO::Name(U(std::string(3000, 'l'))));
-    std::string const old = MakeOldFrame(std::string(3000, 'l'), 0x4D4D);
-    SweepAllocations([&](bool failed) {
-        for (std::string const & bytes : {std::cref(present), std::cref(old)}) {
-            IO::Name name;
-            MuErrCode const status = FromBytes(bytes, name);
-            EXPECT_EQ(name.GetLength(), status == IO::NoError ? 3000u : 0u);
-            EXPECT_TRUE(failed || status == IO::NoError);
-        }
-        IO::Name name("base");
-        name.AppendExtension("extension that is longer than what was there");
-        EXPECT_TRUE(name.HasExtension());
-        EXPECT_FALSE(name == "other");
-    });
-}
-
-TEST(Name, AsksTheValidatorsForLegality) {
-    EXPECT_TRUE(IO::Name("plain.txt").IsLegal());
-    EXPECT_TRUE(IO::Name("plain.txt").IsMultiplatform());
-    EXPECT_FALSE(IO::Name("").IsLegal());
-    EXPECT_FALSE(IO::Name("a*b").IsLegal());
-    EXPECT_FALSE(IO::Name("a*b").IsMultiplatform());
 }

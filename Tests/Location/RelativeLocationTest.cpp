@@ -1,26 +1,15 @@
 #include <Kestrel/Location/RelativeLocation.h>
 
 #include "Tests/Support/FaultSweep.h"
-#include "Tests/Support/Location/Locations.h"
+#include "Tests/Support/Location/NameList.h"
 #include "Tests/Support/Location/TestResolver.h"
 
 #include <gtest/gtest.h>
 
-#include <functional>
 #include <sstream>
-#include <unordered_set>
-#include <utility>
 
 using namespace Tests;
 using IO::RelativeLocation;
-
-TEST(RelativeLocation, IsBornEmptyHealthyAndLegal) {
-    RelativeLocation const location;
-    EXPECT_TRUE(location.IsEmpty());
-    EXPECT_EQ(location.GetStatus(), IO::NoError);
-    EXPECT_TRUE(location.IsValid());
-    EXPECT_TRUE(location.IsMultiplatform());
-}
 
 TEST(RelativeLocation, IsMadeOfNamesAndTexts) {
     TestResolver const resolver;
@@ -34,75 +23,30 @@ TEST(RelativeLocation, IsMadeOfNamesAndTexts) {
     EXPECT_EQ(RelativeLocation(static_cast<char const *>(nullptr)).GetStatus(), IO::Error);
 }
 
-TEST(RelativeLocation, EditsItsNames) {
-    RelativeLocation location = MakeRelative({"a", "b", "c"});
-    EXPECT_EQ(location.SetName(0, "x"), IO::NoError);
-    EXPECT_EQ(location.DeleteName(1), IO::NoError);
-    EXPECT_EQ(location.SetLastName("z"), IO::NoError);
-    EXPECT_EQ(location.Append(MakeRelative({"p", "q"})), IO::NoError);
-    EXPECT_EQ(GetNames(location), (Names{"x", "z", "p", "q"}));
-    IO::Name name;
-    EXPECT_EQ(location.MoveLastName(&name), IO::NoError);
-    EXPECT_EQ(name, "q");
-    EXPECT_EQ(location.DeleteLastName(), IO::NoError);
-    EXPECT_EQ(location.GetLastName(&name), IO::NoError);
-    EXPECT_EQ(name, "z");
-    EXPECT_EQ(location.Append(location), IO::NoError);
-    EXPECT_EQ(GetNames(location), (Names{"x", "z", "x", "z"}));
-}
+KESTREL_NAME_LIST(RelativeNames, RelativeLocation, Name, Append);
 
-TEST(RelativeLocation, ChecksArgumentThenMemoryThenStatusThenIndex) {
+TEST(RelativeLocation, IsAListOfNames) {
     TestResolver const resolver;
-    using R = RelativeLocation;
-    struct Row {
-        char const * name;
-        std::function<MuErrCode(R &)> withNull; // empty where nothing can be null
-        std::function<MuErrCode(R &)> fine;
-        bool needsName;
-    };
-    IO::Name name;
+    ExpectAListOfNames<RelativeNames>({{MakeInvalidRelative(), IO::ErrMemoryFull},
+                                       {RelativeLocation("X"), IO::ErrIllegalRelativeLocation}},
+                                      [](RelativeLocation const & location, Names const & names) {
+                                          ASSERT_EQ(GetNames(location), names);
+                                          ASSERT_EQ(location.GetLength(), names.size());
+                                          ASSERT_EQ(location.IsEmpty(), names.empty());
+                                      });
+    EXPECT_LE(sizeof(RelativeLocation), 32u);
+    RelativeLocation two = MakeRelative({"a", "b"}), invalid = MakeInvalidRelative(), refused("X");
     Mu::UniString url;
-    IO::Name const & null = NullReference<IO::Name const>();
-    Row const rows[] = {
-        {"GetName", [](R & r) { return r.GetName(0, nullptr); },
-         [&](R & r) { return r.GetName(0, &name); }, true},
-        {"SetName", [&](R & r) { return r.SetName(0, null); },
-         [](R & r) { return r.SetName(0, "n"); }, true},
-        {"DeleteName", nullptr, [](R & r) { return r.DeleteName(0); }, true},
-        {"GetLastName", [](R & r) { return r.GetLastName(nullptr); },
-         [&](R & r) { return r.GetLastName(&name); }, true},
-        {"SetLastName", [&](R & r) { return r.SetLastName(null); },
-         [](R & r) { return r.SetLastName("n"); }, true},
-        {"DeleteLastName", nullptr, [](R & r) { return r.DeleteLastName(); }, true},
-        {"MoveLastName", [](R & r) { return r.MoveLastName(nullptr); },
-         [&](R & r) { return r.MoveLastName(&name); }, true},
-        {"Append a name", [&](R & r) { return r.Append(null); },
-         [](R & r) { return r.Append(IO::Name("n")); }, false},
-        {"Append", [](R & r) { return r.Append(NullReference<R const>()); },
-         [](R & r) { return r.Append(R(IO::Name("n"))); }, false},
-        {"ToURL", [](R & r) { return r.ToURL(nullptr); }, [&](R & r) { return r.ToURL(&url); },
-         false},
-    };
-    for (Row const & row : rows) {
-        SCOPED_TRACE(row.name);
-        R invalid = MakeInvalidRelative();
-        R refused("X");
-        R empty;
-        R full = MakeRelative({"a", "b"});
-        name = "kept";
-        for (R * any : {&invalid, &refused, &empty, &full})
-            EXPECT_EQ(row.withNull ? row.withNull(*any) : IO::Error, IO::Error);
-        EXPECT_EQ(row.fine(invalid), IO::ErrMemoryFull);
-        EXPECT_EQ(row.fine(refused), IO::ErrIllegalRelativeLocation);
-        EXPECT_EQ(row.fine(empty), row.needsName ? IO::Error : IO::NoError);
-        EXPECT_EQ(name, "kept");
-        EXPECT_EQ(row.fine(full), IO::NoError);
+    EXPECT_EQ(two.Append(two), IO::NoError);
+    EXPECT_EQ(GetNames(two), (Names{"a", "b", "a", "b"}));
+    for (RelativeLocation * any : {&two, &invalid, &refused}) {
+        EXPECT_EQ(any->Append(NullReference<RelativeLocation const>()), IO::Error);
+        EXPECT_EQ(any->ToURL(nullptr), IO::Error);
     }
-    R two = MakeRelative({"a", "b"});
-    EXPECT_EQ(two.GetName(2, &name), IO::Error);
-    EXPECT_EQ(two.SetName(2, "n"), IO::Error);
-    EXPECT_EQ(two.DeleteName(2), IO::Error);
-    EXPECT_EQ(GetNames(two), (Names{"a", "b"}));
+    EXPECT_EQ(invalid.Append(two), IO::ErrMemoryFull);
+    EXPECT_EQ(invalid.ToURL(&url), IO::ErrMemoryFull);
+    EXPECT_EQ(refused.Append(two), IO::ErrIllegalRelativeLocation);
+    EXPECT_EQ(refused.ToURL(&url), IO::ErrIllegalRelativeLocation);
 }
 
 TEST(RelativeLocation, KeepsAFailureUntilItIsClearedOrSet) {

@@ -44,25 +44,6 @@ TEST(RecentFolder, StaysBetweenOnePathAndTheNext) {
     EXPECT_TRUE(IsTreeGone());
 }
 
-// Whatever was the last: an address of that folder, of another one, or a copy.
-TEST(RecentFolder, GoesWithTheLastAddress) {
-    for (Path const & last : {Path{u"C:", u"x", u"f"}, Path{u"C:"}, Path{u"D:", u"y"}, Path{}}) {
-        IO::Address address = MakeAddress(last);
-        (void)LookUp({u"C:", u"x", u"g"});
-        IO::Address copy = address;
-        address = LookUp({u"C:", u"x"});
-        (void)LookUp({u"C:", u"x", u"g"});
-        EXPECT_EQ(address.DeleteLastName(), IO::NoError);
-        address = IO::Address(std::move(copy));
-        EXPECT_FALSE(IsTreeGone());
-        { IO::Address const gone = std::move(address); }
-        EXPECT_TRUE(IsTreeGone());
-    }
-    IO::Address const before = LookUp({u"C:", u"x", u"g"});
-    IO::Address::CleanUp();
-    EXPECT_TRUE(IsTreeGone());
-}
-
 // The first tables have room for 64 nodes, the root among them.
 TEST(RecentFolder, GivesItsNodesToWhoWouldGetNone) {
     std::vector<IO::Address> crowd(64);
