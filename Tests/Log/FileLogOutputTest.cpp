@@ -23,7 +23,6 @@
 #include <optional>
 #include <regex>
 #include <sstream>
-#include <thread>
 
 namespace {
 
@@ -263,21 +262,6 @@ TEST(FileLogOutput, LeavesFilesThatAreInUse) {
     EXPECT_TRUE(second->HasFile());
 }
 
-TEST(FileLogOutput, CleansUpThousandsOfFiles) {
-    LogFolder const folder;
-    fs::create_directory(folder.GetPath());
-#if defined(_WIN32)
-    constexpr int Count = 2000; // to make ten thousand takes Wine minutes
-#else
-    constexpr int Count = 10000;
-#endif
-    for (int i = 0; i < Count; ++i)
-        std::ofstream(folder.GetPath() / (std::to_string(i) + ".log")) << std::string(1000, 'x');
-    auto const log = folder.MakeLog(1, 100, 50);
-    EXPECT_TRUE(log->HasFile());
-    EXPECT_EQ(folder.GetNames().size(), 51u);
-}
-
 TEST(FileLogOutput, CanBeReadWhileItGrows) {
     LogFolder const folder;
     ActiveLog const log(folder);
@@ -336,34 +320,6 @@ TEST(FileLogOutput, LetsNoInterruptionOutAndLosesNone) {
         EXPECT_TRUE(Mu::Thread::Interrupted());
     }
     IO::fileSystem.DeletePrivateLocation(folder.GetLocation());
-}
-
-TEST(FileLogOutput, LosesNothingBetweenItsFiles) {
-    LogFolder const folder;
-    unsigned long long const lost = Mu::logger.GetLostCount();
-    constexpr unsigned int Count = 10000;
-    auto const work = [](char name) {
-        for (unsigned int i = 0; i < Count; ++i)
-            LogInfo(name + std::to_string(i) + std::string(100, '.'));
-    };
-    {
-        ActiveLog const log(folder, 1);
-        work('a'); // without threads first
-        std::thread first(work, 'b');
-        std::thread second(work, 'c');
-        first.join();
-        second.join();
-    }
-    EXPECT_GE(folder.GetNames().size(), 4u);
-    EXPECT_LE(folder.GetNames().size(), 9u);
-    for (std::string const & name : folder.GetNames())
-        EXPECT_EQ(folder.Read(name).back(), '\n') << name;
-    Names const texts = GetOwnTexts(folder.GetLines());
-    EXPECT_EQ(texts.size(), 3 * Count);
-    std::map<char, unsigned int> next;
-    for (std::string const & text : texts)
-        ASSERT_EQ(text, text[0] + std::to_string(next[text[0]]++) + std::string(100, '.'));
-    EXPECT_EQ(Mu::logger.GetLostCount(), lost);
 }
 
 TEST(FileLogOutput, TakesItselfAwayFromTheLogger) {

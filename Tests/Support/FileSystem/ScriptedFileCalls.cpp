@@ -95,35 +95,6 @@ bool ScriptedFileCalls::Meets(FileCall kind) {
     return true;
 }
 
-unsigned int ScriptedFileCalls::SetFileAttributes(EntryPath path, unsigned int attributes) {
-    if (Meets(FileCall::SetFileAttributes))
-        return failure;
-    return ForwardingFileCalls::SetFileAttributes(path, attributes);
-}
-
-unsigned int ScriptedFileCalls::GetFileAttributes(EntryPath path, unsigned int * attributes) {
-    if (Meets(FileCall::GetFileAttributes)) {
-        *attributes = 0;
-        return failure;
-    }
-    return ForwardingFileCalls::GetFileAttributes(path, attributes);
-}
-
-unsigned int ScriptedFileCalls::GetDiskFreeSpaceEx(PathText folder,
-                                                   unsigned long long * available) {
-    if (Meets(FileCall::GetDiskFreeSpaceEx)) {
-        *available = 0;
-        return failure;
-    }
-    return ForwardingFileCalls::GetDiskFreeSpaceEx(folder, available);
-}
-
-unsigned int ScriptedFileCalls::FindFirstFile(PathText path, FindData * data) {
-    if (Meets(FileCall::FindFirstFile))
-        return failure;
-    return ForwardingFileCalls::FindFirstFile(path, data);
-}
-
 unsigned int ScriptedFileCalls::OpenFolder(EntryPath folder, IO::FolderUse use, FindHandle * find) {
     if (Meets(FileCall::OpenFolder)) {
         *find = nullptr;
@@ -132,24 +103,6 @@ unsigned int ScriptedFileCalls::OpenFolder(EntryPath folder, IO::FolderUse use, 
     unsigned int const error = ForwardingFileCalls::OpenFolder(folder, use, find);
     open += error == IO::FileError::None;
     return error;
-}
-
-unsigned int ScriptedFileCalls::GetFolderId(FindHandle find, IO::FolderId * id) {
-    if (Meets(FileCall::GetFolderId))
-        return failure;
-    return ForwardingFileCalls::GetFolderId(find, id);
-}
-
-unsigned int ScriptedFileCalls::FindNextFile(FindHandle find, FindData * data) {
-    if (Meets(FileCall::FindNextFile))
-        return failure;
-    return ForwardingFileCalls::FindNextFile(find, data);
-}
-
-unsigned int ScriptedFileCalls::LookAtFound(FindHandle find, FindData * data) {
-    if (Meets(FileCall::LookAtFound))
-        return failure;
-    return ForwardingFileCalls::LookAtFound(find, data);
 }
 
 unsigned int ScriptedFileCalls::FindClose(FindHandle find) {
@@ -177,106 +130,6 @@ unsigned int ScriptedFileCalls::CloseHandle(FileHandle file) {
     --open;
     unsigned int const error = ForwardingFileCalls::CloseHandle(file);
     return fails ? failure.load() : error;
-}
-
-unsigned int ScriptedFileCalls::CopyFile(EntryPath from, EntryPath to) {
-    if (Meets(FileCall::CopyFile))
-        return failure;
-    return ForwardingFileCalls::CopyFile(from, to);
-}
-
-unsigned int ScriptedFileCalls::MoveFile(PathText from, PathText to) {
-    if (Meets(FileCall::MoveFile))
-        return failure;
-    return ForwardingFileCalls::MoveFile(from, to);
-}
-
-unsigned int ScriptedFileCalls::DeleteFile(EntryPath path) {
-    if (Meets(FileCall::DeleteFile))
-        return failure;
-    return ForwardingFileCalls::DeleteFile(path);
-}
-
-unsigned int ScriptedFileCalls::CreateDirectory(EntryPath path) {
-    if (Meets(FileCall::CreateDirectory))
-        return failure;
-    return ForwardingFileCalls::CreateDirectory(path);
-}
-
-unsigned int ScriptedFileCalls::RemoveDirectory(EntryPath path) {
-    if (Meets(FileCall::RemoveDirectory))
-        return failure;
-    return ForwardingFileCalls::RemoveDirectory(path);
-}
-
-unsigned int ScriptedFileCalls::SetFileTime(FileHandle file,
-                                            unsigned long long const * creationTime,
-                                            unsigned long long const * lastWriteTime) {
-    if (Meets(FileCall::SetFileTime))
-        return failure;
-    return ForwardingFileCalls::SetFileTime(file, creationTime, lastWriteTime);
-}
-
-unsigned int ScriptedFileCalls::GetSystemDirectory(TextBuffer * path) {
-    if (Meets(FileCall::GetSystemDirectory)) {
-        path->length = 0;
-        return failure;
-    }
-    return ForwardingFileCalls::GetSystemDirectory(path);
-}
-
-unsigned int ScriptedFileCalls::GetModuleFileName(TextBuffer * path) {
-    if (Meets(FileCall::GetModuleFileName)) {
-        path->length = 0;
-        return failure;
-    }
-    return ForwardingFileCalls::GetModuleFileName(path);
-}
-
-unsigned int ScriptedFileCalls::GetCurrentDirectory(TextBuffer * path) {
-    if (Meets(FileCall::GetCurrentDirectory)) {
-        path->length = 0;
-        return failure;
-    }
-    return ForwardingFileCalls::GetCurrentDirectory(path);
-}
-
-unsigned int ScriptedFileCalls::GetTempPath(TextBuffer * path) {
-    if (Meets(FileCall::GetTempPath)) {
-        path->length = 0;
-        return failure;
-    }
-    return ForwardingFileCalls::GetTempPath(path);
-}
-
-unsigned int ScriptedFileCalls::GetLongPathName(PathText path, TextBuffer * longPath) {
-    if (Meets(FileCall::GetLongPathName)) {
-        longPath->length = 0;
-        return failure;
-    }
-    return ForwardingFileCalls::GetLongPathName(path, longPath);
-}
-
-unsigned int ScriptedFileCalls::SHGetFolderPath(int folder, TextBuffer * path) {
-    if (Meets(FileCall::SHGetFolderPath)) {
-        path->length = 0;
-        return failure;
-    }
-    return ForwardingFileCalls::SHGetFolderPath(folder, path);
-}
-
-unsigned int ScriptedFileCalls::GetVolumeInformation(PathText root) {
-    if (Meets(FileCall::GetVolumeInformation))
-        return failure;
-    return ForwardingFileCalls::GetVolumeInformation(root);
-}
-
-unsigned int ScriptedFileCalls::GetLogicalDriveStrings(TextBuffer * drives) {
-    if (Meets(FileCall::GetLogicalDriveStrings)) {
-        drives->length = 0;
-        return failure;
-    }
-    return ForwardingFileCalls::GetLogicalDriveStrings(drives);
 }
 
 unsigned int ScriptedFileCalls::GetDriveType(PathText root) {
@@ -308,44 +161,9 @@ unsigned int ScriptedFileCalls::WriteFile(FileHandle file, char const * source, 
     return error != IO::FileError::None ? error : failure.load();
 }
 
-unsigned int ScriptedFileCalls::SetEndOfFile(FileHandle file) {
-    if (Meets(FileCall::SetEndOfFile))
-        return failure;
-    return ForwardingFileCalls::SetEndOfFile(file);
-}
-
-unsigned int ScriptedFileCalls::GetFileSizeEx(FileHandle file, unsigned long long * size) {
-    if (Meets(FileCall::GetFileSizeEx)) {
-        *size = 0;
-        return failure;
-    }
-    return ForwardingFileCalls::GetFileSizeEx(file, size);
-}
-
-unsigned int ScriptedFileCalls::FlushFileBuffers(FileHandle file) {
-    if (Meets(FileCall::FlushFileBuffers))
-        return failure;
-    return ForwardingFileCalls::FlushFileBuffers(file);
-}
-
-unsigned int ScriptedFileCalls::SetFilePointerEx(FileHandle file, long long offset,
-                                                 unsigned long long * position,
-                                                 unsigned int origin) {
-    if (Meets(FileCall::SetFilePointerEx))
-        return failure;
-    return ForwardingFileCalls::SetFilePointerEx(file, offset, position, origin);
-}
-
 LinkStatus ScriptedFileCalls::ReadShellLink(PathText path, TextBuffer * target) {
     return Meets(FileCall::ReadShellLink) ? IO::LinkStatus::Failed
                                           : ForwardingFileCalls::ReadShellLink(path, target);
-}
-
-unsigned int ScriptedFileCalls::CreateShellLink(PathText path, PathText target,
-                                                PathText description) {
-    if (Meets(FileCall::CreateShellLink))
-        return failure;
-    return ForwardingFileCalls::CreateShellLink(path, target, description);
 }
 
 } // namespace Tests

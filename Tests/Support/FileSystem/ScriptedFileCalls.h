@@ -90,46 +90,69 @@ public:
     /// Files and enumerations that were opened here and not closed yet.
     long long CountOpen() const { return open; }
 
-    unsigned int SetFileAttributes(EntryPath path, unsigned int attributes) override;
-    unsigned int GetFileAttributes(EntryPath path, unsigned int * attributes) override;
-    unsigned int GetDiskFreeSpaceEx(PathText folder, unsigned long long * available) override;
-    unsigned int FindFirstFile(PathText path, FindData * data) override;
     unsigned int OpenFolder(EntryPath folder, IO::FolderUse use, FindHandle * find) override;
-    unsigned int GetFolderId(FindHandle find, IO::FolderId * id) override;
-    unsigned int FindNextFile(FindHandle find, FindData * data) override;
-    unsigned int LookAtFound(FindHandle find, FindData * data) override;
     unsigned int FindClose(FindHandle find) override;
     unsigned int CreateFile(EntryPath path, unsigned int access, unsigned int share,
                             unsigned int disposition, unsigned int attributes,
                             FileHandle * file) override;
     unsigned int CloseHandle(FileHandle file) override;
-    unsigned int CopyFile(EntryPath from, EntryPath to) override;
-    unsigned int MoveFile(PathText from, PathText to) override;
-    unsigned int DeleteFile(EntryPath path) override;
-    unsigned int CreateDirectory(EntryPath path) override;
-    unsigned int RemoveDirectory(EntryPath path) override;
-    unsigned int SetFileTime(FileHandle file, unsigned long long const * creationTime,
-                             unsigned long long const * lastWriteTime) override;
-    unsigned int GetSystemDirectory(TextBuffer * path) override;
-    unsigned int GetModuleFileName(TextBuffer * path) override;
-    unsigned int GetCurrentDirectory(TextBuffer * path) override;
-    unsigned int GetTempPath(TextBuffer * path) override;
-    unsigned int GetLongPathName(PathText path, TextBuffer * longPath) override;
-    unsigned int SHGetFolderPath(int folder, TextBuffer * path) override;
-    unsigned int GetVolumeInformation(PathText root) override;
-    unsigned int GetLogicalDriveStrings(TextBuffer * drives) override;
     unsigned int GetDriveType(PathText root) override;
     unsigned int ReadFile(FileHandle file, char * destination, unsigned int count,
                           unsigned int * read) override;
     unsigned int WriteFile(FileHandle file, char const * source, unsigned int count,
                            unsigned int * written) override;
-    unsigned int SetEndOfFile(FileHandle file) override;
-    unsigned int GetFileSizeEx(FileHandle file, unsigned long long * size) override;
-    unsigned int FlushFileBuffers(FileHandle file) override;
-    unsigned int SetFilePointerEx(FileHandle file, long long offset, unsigned long long * position,
-                                  unsigned int origin) override;
     LinkStatus ReadShellLink(PathText path, TextBuffer * target) override;
-    unsigned int CreateShellLink(PathText path, PathText target, PathText description) override;
+
+// The rest fail or are made, and have nothing to keep straight.
+#define KESTREL_TEST_CALL(Name, Parameters, WithoutResult, ...)                                    \
+    unsigned int Name Parameters override {                                                        \
+        if (!Meets(FileCall::Name))                                                                \
+            return ForwardingFileCalls::Name(__VA_ARGS__);                                         \
+        WithoutResult;                                                                             \
+        return failure;                                                                            \
+    }
+
+    KESTREL_TEST_CALL(SetFileAttributes, (EntryPath path, unsigned int attributes), (void)0, path,
+                      attributes)
+    KESTREL_TEST_CALL(GetFileAttributes, (EntryPath path, unsigned int * attributes),
+                      *attributes = 0, path, attributes)
+    KESTREL_TEST_CALL(GetDiskFreeSpaceEx, (PathText folder, unsigned long long * available),
+                      *available = 0, folder, available)
+    KESTREL_TEST_CALL(FindFirstFile, (PathText path, FindData * data), (void)0, path, data)
+    KESTREL_TEST_CALL(GetFolderId, (FindHandle find, IO::FolderId * id), (void)0, find, id)
+    KESTREL_TEST_CALL(FindNextFile, (FindHandle find, FindData * data), (void)0, find, data)
+    KESTREL_TEST_CALL(LookAtFound, (FindHandle find, FindData * data), (void)0, find, data)
+    KESTREL_TEST_CALL(CopyFile, (EntryPath from, EntryPath to), (void)0, from, to)
+    KESTREL_TEST_CALL(MoveFile, (PathText from, PathText to), (void)0, from, to)
+    KESTREL_TEST_CALL(DeleteFile, (EntryPath path), (void)0, path)
+    KESTREL_TEST_CALL(CreateDirectory, (EntryPath path), (void)0, path)
+    KESTREL_TEST_CALL(RemoveDirectory, (EntryPath path), (void)0, path)
+    KESTREL_TEST_CALL(SetFileTime,
+                      (FileHandle file, unsigned long long const * creationTime,
+                       unsigned long long const * lastWriteTime),
+                      (void)0, file, creationTime, lastWriteTime)
+    KESTREL_TEST_CALL(GetSystemDirectory, (TextBuffer * path), path->length = 0, path)
+    KESTREL_TEST_CALL(GetModuleFileName, (TextBuffer * path), path->length = 0, path)
+    KESTREL_TEST_CALL(GetCurrentDirectory, (TextBuffer * path), path->length = 0, path)
+    KESTREL_TEST_CALL(GetTempPath, (TextBuffer * path), path->length = 0, path)
+    KESTREL_TEST_CALL(GetLongPathName, (PathText path, TextBuffer * longPath), longPath->length = 0,
+                      path, longPath)
+    KESTREL_TEST_CALL(SHGetFolderPath, (int folder, TextBuffer * path), path->length = 0, folder,
+                      path)
+    KESTREL_TEST_CALL(GetVolumeInformation, (PathText root), (void)0, root)
+    KESTREL_TEST_CALL(GetLogicalDriveStrings, (TextBuffer * drives), drives->length = 0, drives)
+    KESTREL_TEST_CALL(SetEndOfFile, (FileHandle file), (void)0, file)
+    KESTREL_TEST_CALL(GetFileSizeEx, (FileHandle file, unsigned long long * size), *size = 0, file,
+                      size)
+    KESTREL_TEST_CALL(FlushFileBuffers, (FileHandle file), (void)0, file)
+    KESTREL_TEST_CALL(SetFilePointerEx,
+                      (FileHandle file, long long offset, unsigned long long * position,
+                       unsigned int origin),
+                      (void)0, file, offset, position, origin)
+    KESTREL_TEST_CALL(CreateShellLink, (PathText path, PathText target, PathText description),
+                      (void)0, path, target, description)
+
+#undef KESTREL_TEST_CALL
 
 private:
     bool Meets(FileCall kind);
