@@ -106,7 +106,7 @@ void Client::ProcessPendingConnect() {
             Disconnect();
         throw;
     }
-    TellObservers(
+    NotifyObservers(
         [this](ClientObserver & observer) { observer.ClientConnected(*this, mLocation); });
     if (!mark.IsOver() && mState == Connected)
         ProcessWrite();
@@ -151,19 +151,19 @@ void Client::Disconnect() {
         CommunicatorPool::Instance().UnRegister(this);
     mState = NotConnected;
     mWritten = false;
-    TellObservers([this, wasConnecting](ClientObserver & observer) {
+    NotifyObservers([this, wasConnecting](ClientObserver & observer) {
         observer.ClientDisconnected(*this, wasConnecting);
     });
 }
 
 // From a copy of the list, so that an observer may detach itself; what it may do to the client ends
 // the round.
-template <typename Tell>
-void Client::TellObservers(Tell tell) {
+template <typename Notify>
+void Client::NotifyObservers(Notify notify) {
     Life::Mark const mark(life);
     Mu::Array<Mu::EventObserver *> const observers = EnumerateObservers();
     for (Mu::EventObserver * const observer : observers) {
-        tell(static_cast<ClientObserver &>(*observer));
+        notify(static_cast<ClientObserver &>(*observer));
         if (mark.IsOver())
             return;
     }

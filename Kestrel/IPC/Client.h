@@ -24,9 +24,9 @@ namespace IO::IPC {
 ///
 /// Memory:  its channels.
 /// Threads: the one that drives the pool.
-/// Failure: Error when a connection cannot be begun. What fails later tells the observers and shows
-///          in GetConnectState and IsOk. After it the client may connect again; what the earlier
-///          connection left unread is dropped then.
+/// Failure: Error when a connection cannot be begun. What fails later notifies the observers and
+///          shows in GetConnectState and IsOk. After it the client may connect again; what the
+///          earlier connection left unread is dropped then.
 class KESTREL_API Client : public EndPoint, public Mu::EventSource {
 public:
     enum ConnectState : int { NotConnected = 0, Connecting = 1, Connected = 2 };
@@ -39,8 +39,8 @@ public:
     void ProcessWrite() override;
     void ProcessError() override;
 
-    /// To scheme://host:port/service. NoError: the connection stands or is under way. Error: there is
-    /// one already, the location names no host and port, or it failed at once.
+    /// To scheme://host:port/service. NoError: the connection stands or is under way. Error: there
+    /// is one already, the location names no host and port, or it failed at once.
     MuErrCode Connect(Location const & location);
     void Disconnect();
     ConnectState GetConnectState() const { return mState; }
@@ -61,8 +61,8 @@ public:
 
 private:
     void Greet();
-    template <typename Tell>
-    void TellObservers(Tell tell);
+    template <typename Notify>
+    void NotifyObservers(Notify notify);
 
     ConnectState mState = NotConnected;
     int mConnectStart = 0; // TIGetTime

@@ -11,8 +11,8 @@ namespace IO::IPC {
 
 class Client;
 
-/// Is told when a client gets and loses its connection, from inside Connect, Disconnect or a pass.
-/// May detach itself, and delete the client, in the call.
+/// Is notified when a client gets and loses its connection, from inside Connect, Disconnect or a
+/// pass. May detach itself, and delete the client, in the call.
 class KESTREL_API ClientObserver : public Mu::EventObserver {
 public:
     virtual void ClientConnected(Client & client, Location const & location) = 0;

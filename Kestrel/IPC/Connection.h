@@ -15,7 +15,7 @@ class Service;
 class KESTREL_API Connection : public EndPoint {
 public:
     enum State : int {
-        WaitingForSign = 0, ///< the first message tells the peer's platform
+        WaitingForSign = 0, ///< the first message carries the peer's platform
         InService = 1,      ///< a message is being handled
         Idle = 2
     };

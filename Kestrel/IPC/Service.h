@@ -9,7 +9,8 @@ namespace IO::IPC {
 
 class Connection;
 
-/// What a server offers under a name: gets the messages of those who selected it and answers them.
+/// What a server offers under a name: gets the messages of those who selected it and replies to
+/// them.
 ///
 ///     void SeparatorArrived(Connection & connection) override {
 ///         EndPoint::InputSeparatorGuard const guard(connection);

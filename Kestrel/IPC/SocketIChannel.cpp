@@ -147,8 +147,8 @@ void SocketIChannel::GoToErrorState() {
     mStatus = EOI;
 }
 
-// Looks at what was received. Each step takes its memory before it moves on, so that after a shortage
-// the next call goes on where this one stopped. False: no peer of ours sends this.
+// Looks at what was received. Each step takes its memory before it moves on, so that after a
+// shortage the next call goes on where this one stopped. False: no peer of ours sends this.
 bool SocketIChannel::Walk() {
     for (;;) {
         if (mFrameIsFull)
@@ -249,7 +249,8 @@ void SocketIChannel::FinishLocation() {
     mLocation = Growing();
 }
 
-// A selection that memory was short for stays where it is, or its messages would go to another service.
+// A selection that memory was short for stays where it is, or its messages would go to another
+// service.
 void SocketIChannel::EatLocations() {
     Life::Mark const mark(mLife);
     while (!mIsEating && !mBlocks.IsEmpty() && mBlocks.GetFront().size == LocationMark) {
@@ -259,7 +260,7 @@ void SocketIChannel::EatLocations() {
             Mu::ThrowOutOfMemory();
         // Legal it need not be: the name of a service is no path with a drive.
         if (location.GetStatus() == NoError)
-            Tell(location, mark);
+            HandOver(location, mark);
         if (mark.IsOver())
             return;
         mLocationBytes -= mBlocks.GetFront().capacity;
@@ -267,8 +268,8 @@ void SocketIChannel::EatLocations() {
     }
 }
 
-void SocketIChannel::Tell(Location const & location, Life::Mark const & mark) {
-    mIsEating = true; // what it reads must not tell of the same one again
+void SocketIChannel::HandOver(Location const & location, Life::Mark const & mark) {
+    mIsEating = true; // what it reads must not notify of the same one again
     try {
         mEndPoint.LocationArrived(location);
     } catch (...) {
@@ -287,8 +288,8 @@ unsigned long long SocketIChannel::LimitBySeparator(unsigned long long count) co
     return nearest >= 0 ? std::min(count, static_cast<unsigned long long>(nearest)) : count;
 }
 
-// Drives the pool until there are so many bytes; how many of them there are. The separator that ends a
-// read may arrive while it waits.
+// Drives the pool until there are so many bytes; how many of them there are. The separator that
+// ends a read may arrive while it waits.
 unsigned long long SocketIChannel::EnsureData(unsigned long long count, bool stopsAtSeparator,
                                               Life::Mark const & mark) {
     CommunicatorPool & pool = CommunicatorPool::Instance();
@@ -489,7 +490,8 @@ MuErrCode SocketIChannel::PushBack(char const * data, unsigned int count) {
             std::memcpy(front.data, data + rest, inFirst);
             std::memcpy(front.data, data, rest);
         } else {
-            // Two blocks cannot both begin in their middle: what was read of the old first one goes.
+            // Two blocks cannot both begin in their middle: what was read of the old first one
+            // goes.
             std::memcpy(block, data, rest);
             if (first != nullptr && inFirst != 0) {
                 Block & old = mBlocks[1];

@@ -15,15 +15,16 @@ namespace IO::IPC {
 class EndPoint;
 
 /// The reading half of a framed connection: what the pool has received, as one stream of bytes with
-/// separators between its messages. SocketOChannel tells what is on the wire.
+/// separators between its messages. SocketOChannel documents what is on the wire.
 ///
-/// A read that wants more than there is drives the pool until it has come or the connection is lost,
-/// in steps of 0.05 s that end early when a socket of the pool is ready. There is no other limit, so
-/// read a message when its separator is there (EndPoint::WaitNextSeparator) and under an
+/// A read that wants more than there is drives the pool until it has come or the connection is
+/// lost, in steps of 0.05 s that end early when a socket of the pool is ready. There is no other
+/// limit, so read a message when its separator is there (EndPoint::WaitNextSeparator) and under an
 /// EndPoint::InputSeparatorGuard, which ends reads at it.
 ///
-/// Memory:  a receive buffer, taken when the first byte comes, and a block for each frame that grows
-///          as its bytes arrive, whatever length is announced. One block is kept for the next frame.
+/// Memory:  a receive buffer, taken when the first byte comes, and a block for each frame that
+///          grows as its bytes arrive, whatever length is announced. One block is kept for the next
+///          frame.
 /// Threads: the one that drives the pool.
 /// Failure: EOI when the connection is lost or a separator ends the read; it sticks until
 ///          ResetInputStatus. A shortage of memory is thrown as Mu::OutOfMemoryException by what
@@ -109,7 +110,7 @@ private:
     void FinishFrame();
     unsigned int AppendToLocation(char const * data, unsigned int count);
     void FinishLocation();
-    void Tell(Location const & location, Life::Mark const & mark);
+    void HandOver(Location const & location, Life::Mark const & mark);
     void PassOver(unsigned int count);
     void Grow(Growing & block, unsigned int more);
     void Free(Growing & block);

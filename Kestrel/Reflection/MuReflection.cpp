@@ -189,7 +189,7 @@ void ListAllocations(Array<Name> const & names, Array<Name> * folders, Array<Nam
     lister.folders = folders;
     lister.files = files;
     void * const node = names.IsEmpty() ? nullptr : ToNode(names[0]);
-    // No pointer is the root of the tree, but a name that tells none is nothing.
+    // No pointer is the root of the tree, but a name that holds none is nothing.
     if (names.IsEmpty() || node != nullptr)
         AllocationTree::EnumerateNode(node, lister);
 }
@@ -321,8 +321,8 @@ Reflection::~Reflection() {
     IO::ReflectionManager::Unregister(this);
 }
 
-// The properties of hosts are there when somebody asks, not when this is made. Everybody comes through
-// the lock, so that nobody reads the columns while they grow.
+// The properties of hosts are there when somebody asks, not when this is made. Everybody comes
+// through the lock, so that nobody reads the columns while they grow.
 bool Reflection::GetAttributes(IO::RelativeLocation const & location,
                                Array<Attribute> * attributes) const {
     {

@@ -23,7 +23,7 @@ class RelativeLocation;
 /// then ask it four questions about a location below that one: which children there are, which
 /// attributes those have, what the values of one thing are, and what its text is.
 ///
-/// A class describes its tree in its constructor and answers for the levels that change:
+/// A class describes its tree in its constructor and supplies the levels that change:
 ///
 ///     class Shop : public IO::Reflectable {
 ///         CustomEntryGroup * orders;
@@ -42,10 +42,10 @@ class RelativeLocation;
 ///     };
 ///
 /// A fixed level is a StaticEntry; a level whose names only the class knows is a CustomEntryGroup,
-/// which is listed where it is the only child of its parent. A CollectorEntry shows all that lies at
-/// some level of a tree as one list. Attributes belong to what is listed: the columns of a folder are
-/// those of its first child. A class may also do without a tree, leave the root out, and override the
-/// questions themselves.
+/// which is listed where it is the only child of its parent. A CollectorEntry shows all that lies
+/// at some level of a tree as one list. Attributes belong to what is listed: the columns of a
+/// folder are those of its first child. A class may also do without a tree, leave the root out, and
+/// override the questions themselves.
 ///
 /// Memory:  the entries, from the root; they live as long as the object and its copies.
 /// Threads: the tree is built in a constructor and is read-only from then on; any number may ask.
@@ -230,8 +230,8 @@ public:
 
     // The questions. A location is relative to that of the object. The lists are cleared first.
 
-    /// What is listed at the location: first what can be walked into, then what has a content. False:
-    /// there is no such place now.
+    /// What is listed at the location: first what can be walked into, then what has a content.
+    /// False: there is no such place now.
     virtual bool GetChildren(RelativeLocation const & location, Mu::Array<Name> * folders,
                              Mu::Array<Name> * files) const;
     /// The columns of what is listed at the location. Names of dynamic levels are not looked up.
@@ -267,8 +267,8 @@ public:
     CollectorEntry * CreateCollectorEntry(Name const & name, Entry const * root,
                                           Entry const * target);
     CustomEntryGroup * CreateCustomEntryGroup();
-    /// Appends a child; a null one is passed over. A group that is its own child is a level that goes
-    /// on to any depth.
+    /// Appends a child; a null one is passed over. A group that is its own child is a level that
+    /// goes on to any depth.
     static void Connect(Entry * parent, Entry * child);
     // Nothing happens for a null argument.
     static void AddAttribute(Entry * entry, Mu::UniString const & name, Attribute::Type type);

@@ -19,14 +19,14 @@ class RelativeLocation;
 ///         client.GetChildren(IO::RelativeLocation(), &folders, &files) == IO::NoError)
 ///         ...
 ///
-/// Whatever answers is not trusted: a foreign or hostile server costs a status, memory in proportion to
-/// the bytes that it sends, and no more time than the limit for each of its pauses.
+/// Whatever answers is not trusted: a foreign or hostile server costs a status, memory in
+/// proportion to the bytes that it sends, and no more time than the limit for each of its pauses.
 ///
 /// Memory:  that of one answer, as it arrives.
 /// Threads: one at a time; another one ends a wait by Mu::Thread::Cancel of the waiting one.
 /// Failure: statuses; after any of them the connection is closed. EOI: it is closed already, or the
-///          server closed it. InputFailure: the connection failed, or nothing came in time. Error: the
-///          answer is not that of a service. ErrMemoryFull. Out-parameters are empty then.
+///          server closed it. InputFailure: the connection failed, or nothing came in time. Error:
+///          the answer is not that of a service. ErrMemoryFull. Out-parameters are empty then.
 class KESTREL_API ReflectionClient : public Mu::Allocated {
 public:
     using Attribute = Reflectable::Attribute;
@@ -40,8 +40,8 @@ public:
     ReflectionClient(ReflectionClient const &) = delete;
     ReflectionClient & operator=(ReflectionClient const &) = delete;
 
-    /// To a port of a host, which is looked up first. The limit holds for the connection and for each
-    /// wait for the server from then on; 0 is none. InputFailure: there is nobody.
+    /// To a port of a host, which is looked up first. The limit holds for the connection and for
+    /// each wait for the server from then on; 0 is none. InputFailure: there is nobody.
     MuErrCode Connect(char const * host, unsigned short port,
                       unsigned int milliseconds = DefaultTimeout);
     bool IsConnected() const { return connection != nullptr; }
@@ -54,8 +54,8 @@ public:
     MuErrCode GetOS(Mu::UniString * sign);
     MuErrCode GetPid(unsigned int * process);
 
-    // As those of Reflectable. The service does not tell a place that is not there from one that is
-    // empty.
+    // As those of Reflectable. The service does not distinguish a place that is not there from one
+    // that is empty.
 
     MuErrCode GetChildren(RelativeLocation const & location, Mu::Array<Name> * folders,
                           Mu::Array<Name> * files);

@@ -15,7 +15,7 @@ namespace IO {
 namespace {
 
 // What a body holds is read before a host's code is called, so that its exceptions are not mistaken
-// for an end of the body. False: the body ends before, or is too long for what it tells.
+// for an end of the body. False: the body ends before, or is too long for what it announces.
 template <typename Reading>
 bool CanRead(Reading const & read) {
     try {
@@ -154,7 +154,8 @@ constexpr struct {
     {"Get content", ServeGetContentRequest},
 };
 
-// Kept: the byte order is what this stands for, and it is the same on all platforms of this library.
+// Kept: the byte order is what this stands for, and it is the same on all platforms of this
+// library.
 constexpr char const * SystemSign = "WIN";
 
 } // namespace

@@ -14,9 +14,9 @@ namespace IO {
 /// IO::Init starts it and the last IO::End ends it. It takes the first free port of its range, so
 /// that ten processes of a machine can be inspected at a time; ReflectionClient asks it.
 ///
-/// There is no access control: whoever reaches the port reads all that is shown, and nobody can change
-/// anything. By default the port is open on all addresses of the machine, as inspectors of other
-/// machines expect it; SetLoopbackOnly keeps it to this one.
+/// There is no access control: whoever reaches the port reads all that is shown, and nobody can
+/// change anything. By default the port is open on all addresses of the machine, as inspectors of
+/// other machines expect it; SetLoopbackOnly keeps it to this one.
 ///
 /// Memory:  a thread for each inspector that is connected, the body of its present request, and the
 ///          answer.
@@ -28,8 +28,8 @@ public:
     static constexpr unsigned short FirstPort = 37770;
     static constexpr unsigned short LastPort = 37779;
 
-    /// Starts it, with the name by which an inspector tells the process from others. False: no port
-    /// is free, there is no thread or memory for it, or it runs already.
+    /// Starts it, with the name by which an inspector distinguishes the process from others. False:
+    /// no port is free, there is no thread or memory for it, or it runs already.
     static bool Initialize(Mu::UniString const & ident);
     /// Ends it with all connections, in whatever they are.
     static void Terminate();

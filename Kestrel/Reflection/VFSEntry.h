@@ -15,7 +15,7 @@ class Location;
 class KESTREL_API VFSEntry {
 public:
     virtual ~VFSEntry();
-    /// Tells the entry where it stands.
+    /// Sets where it stands.
     virtual void SetContext(BaseFileSystem & fileSystem, Location const & location) = 0;
     /// Ends one connection to this very entry. The caller deletes one that is nobody's then.
     virtual void Disconnect() = 0;

@@ -9,7 +9,7 @@ namespace IO::Process {
 /// A look at the processes of the machine. Null is none; who took it gives it back.
 using SnapshotHandle = void *;
 
-/// What a look tells of a process.
+/// What a look finds of a process.
 struct ProcessEntry {
     static constexpr unsigned int NameSize = 260;
 
@@ -41,7 +41,8 @@ protected:
 ///
 /// Memory:  none from the root but for a launch; what a shortage prevents is NotEnoughMemory.
 /// Threads: any number at once, but one at a time on one snapshot.
-/// Failure: each call returns 0 or the error number; out-parameters are then as told for the call.
+/// Failure: each call returns 0 or the error number; out-parameters are then as documented for the
+///          call.
 class ProcessCalls {
 public:
     virtual ~ProcessCalls() = default;

@@ -12,8 +12,8 @@ namespace IO {
 /// A folder of a MemoryVFS, and the snapshot of a folder that a Reflectable shows: a list of names
 /// with entries, and no data. An entry may be null, where only its name is known.
 ///
-/// Threads: any, under the lock of the file system; no host's code runs under it but that of entries
-///          which are connected, given back or invalidated.
+/// Threads: any, under the lock of the file system; no host's code runs under it but that of
+///          entries which are connected, given back or invalidated.
 class MemoryFolderEntry : public VFSFolderEntry {
 public:
     explicit MemoryFolderEntry(bool isWriteable);
@@ -114,8 +114,8 @@ void DisconnectAndDelete(Kind * entry) {
         delete entry;
 }
 
-/// The same for one whose place cannot be told, so that it may stand in a list: only what certainly
-/// does not is deleted.
+/// The same for one whose place cannot be known, so that it may stand in a list: only what
+/// certainly does not is deleted.
 void DisconnectUnplaced(VFSFileEntry * entry);
 void DisconnectUnplaced(VFSFolderEntry * entry);
 

@@ -39,7 +39,7 @@ private:
     MemoryOChannel bytes;
 };
 
-/// Bytes of a length that somebody told: memory is taken as they arrive.
+/// Bytes of a length that somebody announced: memory is taken as they arrive.
 class ArrivedBlock {
 public:
     ArrivedBlock() = default;

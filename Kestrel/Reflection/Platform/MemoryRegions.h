@@ -11,7 +11,7 @@ struct MemoryRegion {
     State state = State::Free;
 };
 
-/// Gets the regions. The answer: whether to go on.
+/// Gets the regions. Returns whether to go on.
 class MemoryRegionVisitor {
 public:
     virtual bool Visit(MemoryRegion const & region) = 0;
@@ -21,7 +21,7 @@ protected:
 };
 
 /// All regions from address 0 to the highest that a program may use, in rising order and without a
-/// gap. Others may change what is still to come. Ends early where the system tells no more.
+/// gap. Others may change what is still to come. Ends early where the system reports no more.
 void EnumerateMemoryRegions(MemoryRegionVisitor & visitor);
 
 } // namespace IO
