@@ -1,8 +1,10 @@
 // What the operations of a Folder promise: where its entries can stand when they are cut short.
 
 #include <Kestrel/FileSystem/File.h>
+#include <Kestrel/FileSystem/FileSystem.h>
 #include <Kestrel/FileSystem/Folder.h>
 
+#include "Tests/Crash/DiskVFS.h"
 #include "Tests/Crash/Ending.h"
 #include "Tests/Support/Text.h"
 
@@ -242,16 +244,30 @@ void CopySafely(Worker & worker) {
 }
 Tests::WorkEntry const copySafely("CopySafely", CopySafely);
 
-// A tree to and fro between two devices.
-void CarryToAnotherDevice(Worker & worker) {
+// A tree to and fro between two folders.
+void Carry(Worker & worker, IO::Location const (&places)[2]) {
     static bool isInTwo = false;
     worker.Tell(isInTwo ? "back" : "forth");
-    IO::Folder from(worker.At(isInTwo ? "two" : "one"));
-    IO::Folder to(worker.At(isInTwo ? "one" : "two"));
+    IO::Folder from(places[isInTwo]);
+    IO::Folder to(places[!isInTwo]);
     worker.Need(from.Move("tree", to, "tree", IO::DataSafety::KeepProtected), "move");
     isInTwo = !isInTwo;
 }
+
+void CarryToAnotherDevice(Worker & worker) {
+    Carry(worker, {worker.At("one"), worker.At("two")});
+}
 Tests::WorkEntry const carryToAnotherDevice("CarryToAnotherDevice", CarryToAnotherDevice);
+
+void CarryToAnotherFileSystem(Worker & worker) {
+    static Tests::DiskVFS system(worker.At("two"));
+    IO::Location const place(U("Q:\\two"));
+    if (!IO::fileSystem.IsMountPoint(place))
+        worker.Need(IO::fileSystem.Mount(system, place), "mount");
+    Carry(worker, {worker.At("one"), place});
+}
+Tests::WorkEntry const carryToAnotherFileSystem("CarryToAnotherFileSystem",
+                                                CarryToAnotherFileSystem);
 
 } // namespace
 
@@ -291,15 +307,16 @@ TEST(FolderAtTheEnd, OfTheProcessHoldsATreeWholeOnOneOfTwoSides) {
     Ending::Files before;
     for (auto const & [name, content] : tree)
         before["one/tree/" + name] = content;
-    for (unsigned int seed = 1; seed <= Tests::CountRounds(); ++seed) {
-        SCOPED_TRACE(seed);
-        Ending const ending("CarryToAnotherDevice", EndOf::Process, seed, before);
-        auto const isWhole = [&](std::string const & side) {
-            return std::all_of(tree.begin(), tree.end(), [&](auto const & file) {
-                std::string const * const found = ending.Find(side + "/tree/" + file.first);
-                return found != nullptr && *found == file.second;
-            });
-        };
-        EXPECT_TRUE(isWhole("one") || isWhole("two")) << Tell(ending);
-    }
+    for (char const * work : {"CarryToAnotherDevice", "CarryToAnotherFileSystem"})
+        for (unsigned int seed = 1; seed <= Tests::CountRounds() / 2; ++seed) {
+            SCOPED_TRACE(std::string(work) + " " + std::to_string(seed));
+            Ending const ending(work, EndOf::Process, seed, before);
+            auto const isWhole = [&](std::string const & side) {
+                return std::all_of(tree.begin(), tree.end(), [&](auto const & file) {
+                    std::string const * const found = ending.Find(side + "/tree/" + file.first);
+                    return found != nullptr && *found == file.second;
+                });
+            };
+            EXPECT_TRUE(isWhole("one") || isWhole("two")) << Tell(ending);
+        }
 }

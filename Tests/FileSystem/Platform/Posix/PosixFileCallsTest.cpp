@@ -4,6 +4,7 @@
 
 #include <Kestrel/FileSystem/File.h>
 
+#include "Tests/Support/FileSystem/SystemCallCount.h"
 #include "Tests/Support/TempFolder.h"
 
 #include <gtest/gtest.h>
@@ -22,6 +23,7 @@
 namespace {
 
 using namespace IO;
+using Tests::CountSystemCalls;
 using Tests::TempFolder;
 namespace fs = std::filesystem;
 
@@ -270,4 +272,74 @@ TEST(PosixFileCalls, KnowTheirDrives) {
     EXPECT_EQ(calls.GetVolumeInformation(u"D:\\"), 0u);
     TextBuffer few{units, 8, 0};
     EXPECT_EQ(calls.GetLogicalDriveStrings(&few), FileError::MoreData);
+}
+
+// The numbers that the speed stands on. Raw opening and closing is two calls.
+TEST(PosixFileCalls, MakeFewSystemCalls) {
+    TempFolder folder;
+    folder.Write("x", "");
+    std::u16string const path = folder.GetPortable("x");
+    unsigned int attributes;
+    EXPECT_EQ(Calls().GetFileAttributes(path, &attributes), 0u); // what is made once is made now
+    auto const openAndClose = [&](unsigned int access, unsigned int share) {
+        return CountSystemCalls([&] {
+            FileHandle file;
+            (void)Calls().CreateFile(path, access, share, FileDisposition::OpenExisting, 0, &file);
+            (void)Calls().CloseHandle(file);
+        });
+    };
+    long long const look =
+        CountSystemCalls([&] { (void)Calls().GetFileAttributes(path, &attributes); });
+    if (look < 0)
+        GTEST_SKIP() << "system calls cannot be counted here";
+    EXPECT_EQ(look, 1);
+    EXPECT_EQ(openAndClose(FileAccess::Read, FileShare::Read), 3) << "open, lock, close";
+    EXPECT_EQ(openAndClose(FileAccess::Read, FileShare::Read | FileShare::Write), 3);
+    EXPECT_EQ(openAndClose(FileAccess::Write, FileShare::None), 4) << "and a look at its mode";
+    EXPECT_EQ(openAndClose(FileAccess::Write, FileShare::Read), 5) << "and a second lock";
+    EXPECT_EQ(CountSystemCalls([&] {
+                  FindData data;
+                  (void)Calls().FindFirstFile(path, &data);
+              }),
+              2);
+}
+
+TEST(PosixFileCalls, MakeFewMoreForAFile) {
+    TempFolder folder;
+    folder.Write("x", "content");
+    Location const location(folder.GetPortable("x").c_str());
+    char bytes[7];
+    unsigned int read;
+    auto const use = [&](bool reads) {
+        File file(location);
+        (void)file.Open(File::OpenMode::ReadOnly);
+        if (reads)
+            (void)file.ReadBin(bytes, 7, &read);
+        (void)file.Close();
+    };
+    use(true); // what is made once is made now
+    long long const count = CountSystemCalls([&] { use(false); });
+    if (count < 0)
+        GTEST_SKIP() << "system calls cannot be counted here";
+    EXPECT_EQ(count, 4) << "a look, open, lock, close";
+    EXPECT_LE(CountSystemCalls([&] { use(true); }), 6) << "and reading up to the end";
+}
+
+TEST(PosixFileCalls, CreateManyFilesAtAConstantCost) {
+    TempFolder folder;
+    auto const create = [&](int from, int to) {
+        for (int i = from; i < to; ++i) {
+            FileHandle file;
+            std::string const number = std::to_string(i);
+            (void)Calls().CreateFile(folder.GetPortable("f" + number), 0, 0,
+                                     FileDisposition::CreateNew, 0, &file);
+            (void)Calls().CloseHandle(file);
+        }
+    };
+    create(0, 1000);
+    long long const late = CountSystemCalls([&] { create(1000, 1100); });
+    if (late < 0)
+        GTEST_SKIP() << "system calls cannot be counted here";
+    // Four calls a file, and room for reading the folder again now and then.
+    EXPECT_LE(late, 100 * 4 + 60);
 }
