@@ -1,6 +1,7 @@
 #include <Kestrel/FileSystem/FileSystem.h>
 
 #include <Kestrel/FileSystem/Folder.h>
+#include <Kestrel/FileSystem/Internal/PathText.h>
 #include <Kestrel/FileSystem/Internal/Report.h>
 #include <Kestrel/Location/Internal/OSErrors.h>
 
@@ -72,8 +73,11 @@ MuErrCode QueryType(Location const & location, EntryType * type, Query const & q
     return Translate(typeTranslations, OnParent(location, query));
 }
 
-// Makes sure that the folder at `location` holds a folder of this name.
+// Makes sure that the folder at `location` holds a folder of this name. There always is one of dots,
+// and what is made behind it lies elsewhere.
 MuErrCode CreateTreeLevel(Location const & location, Name const & name) {
+    if (PathText const text = name.ToString(); text == u"." || text == u"..")
+        return Error;
     Folder folder(location, Folder::OnNotFound::Report);
     if (folder.GetStatus() != NoError)
         return Translate(connectTranslations, folder.GetStatus());

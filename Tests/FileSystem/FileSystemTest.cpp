@@ -183,6 +183,11 @@ TEST(FileSystem, MakesTheMissingPartOfAFolderTree) {
     EXPECT_EQ(TypeOf(At(folder, "a\\b\\c")), IO::EntryType::Folder);
     EXPECT_EQ(TypeOf(At(folder, "a\\b\\d")), IO::EntryType::Folder);
     EXPECT_EQ(TypeOf(At(folder, "a\\x\\y")), IO::EntryType::Folder);
+    IO::RelativeLocation out(U("a"));
+    out.Append(IO::Name(".."));
+    out.Append(IO::Name(".."));
+    out.Append(IO::Name("beside"));
+    EXPECT_EQ(IO::fileSystem.CreateFolderTree(At(folder, "a"), out), IO::Error);
     EXPECT_EQ(IO::fileSystem.CreateFolderTree(At(folder, "file\\x")), IO::ErrFSNotAFolder);
     EXPECT_EQ(IO::fileSystem.CreateFolderTree(At(folder, "none"), IO::RelativeLocation(U("x"))),
               IO::ErrFSEntryNotFound);
