@@ -1,6 +1,7 @@
 #include "Tests/Support/OwnProcess.h"
 
 #include <cstdlib>
+#include <utility>
 
 #if defined(_WIN32)
 #include <process.h>
@@ -12,6 +13,21 @@
 #endif
 
 namespace Tests {
+
+namespace {
+
+// The shard of the tests that this process runs is not that of one that runs a test by name.
+void LeaveShard() {
+    for (auto const & [name, value] :
+         {std::pair("GTEST_TOTAL_SHARDS", "1"), std::pair("GTEST_SHARD_INDEX", "0")})
+#if defined(_WIN32)
+        _putenv_s(name, value);
+#else
+        setenv(name, value, 1);
+#endif
+}
+
+} // namespace
 
 #if defined(_WIN32)
 
@@ -31,6 +47,7 @@ int RunAgain(std::vector<std::string> const & arguments) {
     for (std::string const & argument : quoted)
         list.push_back(argument.c_str());
     list.push_back(nullptr);
+    LeaveShard();
     return static_cast<int>(_spawnv(_P_WAIT, program, list.data()));
 }
 
@@ -47,6 +64,7 @@ int RunAgain(std::vector<std::string> const & arguments) {
     for (std::string & argument : copies)
         list.push_back(argument.data());
     list.push_back(nullptr);
+    LeaveShard();
     pid_t child = 0;
     int status = 0;
     if (posix_spawn(&child, "/proc/self/exe", nullptr, nullptr, list.data(), environ) != 0 ||

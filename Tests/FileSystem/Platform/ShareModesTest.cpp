@@ -1,18 +1,12 @@
 #include <Kestrel/FileSystem/Platform/FileCalls.h>
 
+#include "Tests/Support/OwnProcess.h"
 #include "Tests/Support/TempFolder.h"
 
 #include <gtest/gtest.h>
 
 #include <cstdlib>
 #include <string>
-
-#if defined(_WIN32)
-#include <process.h>
-#else
-#include <spawn.h>
-#include <sys/wait.h>
-#endif
 
 // Who may open a file while another has it open: the same table in one process and between two.
 
@@ -94,32 +88,10 @@ void SetVariable(std::string const & value) {
 #endif
 }
 
-// Runs this program once more, for one test of it, and answers its exit code.
-int RunAgain(char const * filter) {
-    std::string const argument = std::string("--gtest_filter=") + filter;
-    char16_t units[1024];
-    TextBuffer text{units, 1024, 0};
-    EXPECT_EQ(GetPlatformFileCalls().GetModuleFileName(&text), 0u);
-#if defined(_WIN32)
-    std::string program;
-    for (char16_t const unit : text.GetText())
-        program += static_cast<char>(unit);
-    std::string const quoted = "\"" + program + "\"";
-    return static_cast<int>(_spawnl(_P_WAIT, program.c_str(), quoted.c_str(), argument.c_str(),
-                                    "--gtest_also_run_disabled_tests", "--gtest_brief=1", nullptr));
-#else
-    char program[] = "/proc/self/exe";
-    char all[] = "--gtest_also_run_disabled_tests";
-    std::string quiet = "--gtest_brief=1";
-    std::string changeable = argument;
-    char * arguments[] = {program, changeable.data(), all, quiet.data(), nullptr};
-    pid_t child = 0;
-    int status = 0;
-    if (posix_spawn(&child, program, nullptr, nullptr, arguments, environ) != 0 ||
-        waitpid(child, &status, 0) != child)
-        return -1;
-    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-#endif
+// Runs this program once more, for one test of it, and returns its exit code.
+int RunAgain(char const * test) {
+    return Tests::RunAgain({"--gtest_also_run_disabled_tests", "--gtest_brief=1",
+                            std::string("--gtest_filter=") + test});
 }
 
 } // namespace
