@@ -143,8 +143,11 @@ std::string ToHex(std::string const & bytes) {
 void ShowHex(std::string const & bytes) {
     for (std::size_t i = 0; i < bytes.size(); i += 16) {
         std::string line;
-        for (std::size_t j = i; j < std::min(i + 16, bytes.size()); ++j)
-            line += (j == i ? "" : " ") + ToHex(bytes.substr(j, 1));
+        for (std::size_t j = i; j < std::min(i + 16, bytes.size()); ++j) {
+            if (j > i)
+                line += ' ';
+            line += ToHex(bytes.substr(j, 1));
+        }
         Out() << line << "\n";
     }
 }
