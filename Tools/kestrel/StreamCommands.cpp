@@ -183,11 +183,12 @@ bool IsKeyWrong(Source & source, std::string const & key) {
     bool const isRead = file->SetPosition(length - sizeof records) == IO::NoError &&
                         file->ReadBin(records, sizeof records, nullptr) == IO::NoError;
     file->ResetInputStatus();
-    file->SetPosition(0ull);
+    bool const isBack = file->SetPosition(0ull) == IO::NoError;
     unsigned int const count = static_cast<unsigned char>(records[2]);
     bool const isEnd =
         std::all_of(records + recordSize, std::end(records), [](char c) { return c == 0; });
-    if (!isRead || !isEnd || records[0] != '\x7F' || records[1] != '\x7F' || count >= dataSize)
+    if (!isRead || !isBack || !isEnd || records[0] != '\x7F' || records[1] != '\x7F' ||
+        count >= dataSize)
         return false;
     auto const cipher = std::make_unique<IO::Blowfish>();
     cipher->SetPassword(key.data(), static_cast<unsigned int>(key.size()));
