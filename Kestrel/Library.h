@@ -12,7 +12,7 @@ namespace IO {
 // The library's life in a process, and a host's part in it.
 //
 // Everything that the library keeps is made when it is loaded and unmade when it is unloaded, in one
-// order that is told in Library.cpp. A host that wants more than values, files and channels, such as
+// order that stands in Library.cpp. A host that wants more than values, files and channels, such as
 // threads of the library's, says so by Init before and by End behind:
 //
 //     if (IO::Init(false, "") != IO::NoError)

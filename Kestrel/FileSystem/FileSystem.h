@@ -28,8 +28,9 @@ class VirtualFileSystem;
 ///          held while an entry works. Private locations and the retry duration have no lock:
 ///          hosts set them up at start.
 /// Failure: codes, each failure with its log line. An argument that is null, unhealthy or, where
-///          an entry must have a parent, a root gives Error. Mu::InterruptedIOException as told for
-///          the operations of Folder that stand behind those here.
+///          an entry must have a parent, a root gives Error. An interrupted thread leaves the wait
+///          between two tries with Mu::InterruptedIOException: out of every operation that takes an
+///          AccessDeniedTreatment, and out of Copy and Move between file systems.
 class KESTREL_API FileSystem {
 public:
     using EntryType = IO::EntryType;

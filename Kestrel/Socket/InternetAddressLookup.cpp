@@ -141,10 +141,8 @@ unsigned int InternetAddress::GetAllByName(Mu::String const & name,
         throw UnknownHostException(GetFailureText(name), __FILE__, __LINE__);
     try {
         found.ForEach([&](AddressInfo const & entry) {
-            unsigned char const * const bytes = entry.address.address;
             if (entry.family == InternetFamily)
-                result.Push(
-                    InternetAddress(bytes[0], bytes[1], bytes[2], bytes[3], entry.canonicalName));
+                result.Push(InternetAddress(entry.address.address, entry.canonicalName));
         });
     } catch (...) {
         while (result.GetSize() > before)

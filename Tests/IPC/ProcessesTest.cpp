@@ -36,14 +36,6 @@ using Clock = std::chrono::steady_clock;
 constexpr int Killed = 77;
 constexpr char const * FolderVariable = "KESTREL_TEST_IPC_FOLDER";
 
-void SetVariable(char const * name, std::string const & value) {
-#if defined(_WIN32)
-    _putenv_s(name, value.c_str());
-#else
-    setenv(name, value.c_str(), 1);
-#endif
-}
-
 int RunPart(std::string const & name, unsigned int seed) {
     return Tests::RunAgain({"--gtest_also_run_disabled_tests", "--gtest_brief=1",
                             "--gtest_filter=Processes.DISABLED_" + name,
@@ -270,7 +262,7 @@ TEST(Processes, DISABLED_Publishes) {
 
 TEST(Processes, PublishNothingWrongAndNothingStale) {
     Tests::TempFolder folder;
-    SetVariable(FolderVariable, folder.GetPath().string());
+    Tests::SetVariable(FolderVariable, folder.GetPath().string());
     UseFolder();
     Duration duration;
     std::vector<std::thread> runners;
@@ -379,7 +371,7 @@ TEST(Processes, DISABLED_Calls) {
 
 TEST(Processes, SeeThatTheOtherSideHasEnded) {
     Tests::TempFolder folder;
-    SetVariable(FolderVariable, folder.GetPath().string());
+    Tests::SetVariable(FolderVariable, folder.GetPath().string());
     UseFolder();
     CommunicatorPool & pool = CommunicatorPool::Instance();
     EchoServer served("parent");

@@ -2,6 +2,7 @@
 
 #include <Kestrel/Process/Platform/ProcessCalls.h>
 
+#include "Tests/Support/OwnProcess.h"
 #include "Tests/Support/TempFolder.h"
 
 #include <gtest/gtest.h>
@@ -20,14 +21,6 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr char const * ResultVariable = "KESTREL_TEST_LAUNCHED";
-
-void SetVariable(char const * name, std::string const & value) {
-#if defined(_WIN32)
-    _putenv_s(name, value.c_str());
-#else
-    setenv(name, value.c_str(), 1);
-#endif
-}
 
 // What comes into being when another process has done its work.
 std::string Await(fs::path const & file) {
@@ -62,7 +55,7 @@ TEST(Launch, DISABLED_SaysThatItRuns) {
 
 TEST(Launch, StartsAProgramAndDoesNotKeepIt) {
     Tests::TempFolder folder;
-    SetVariable(ResultVariable, (folder / "result").string());
+    Tests::SetVariable(ResultVariable, (folder / "result").string());
     ASSERT_EQ(Launch(GetOwnPath(), u"--gtest_also_run_disabled_tests  --gtest_brief=1 "
                                    u"--gtest_filter=Launch.DISABLED_SaysThatItRuns"),
               0u);
@@ -87,14 +80,14 @@ TEST(Launch, HandsAFileThatIsNoProgramToWhatOpensIt) {
     Tests::TempFolder folder;
     std::ofstream(folder / "letter.txt") << "text";
     std::string const path = std::getenv("PATH");
-    SetVariable("PATH", (folder / "").string());
+    Tests::SetVariable("PATH", (folder / "").string());
     EXPECT_EQ(Launch(folder / "letter.txt", u""), IO::FileError::AccessDenied)
         << "nothing opens it";
     std::ofstream(folder / "xdg-open")
         << "#!/bin/sh\necho \"$# $1\" >\"$0~\"\n/bin/mv \"$0~\" \"$0.result\"\n";
     fs::permissions(folder / "xdg-open", fs::perms::owner_all);
     EXPECT_EQ(Launch(folder / "letter.txt", u"a b"), 0u);
-    SetVariable("PATH", path);
+    Tests::SetVariable("PATH", path);
     EXPECT_EQ(Await(folder / "xdg-open.result"), "1 " + (folder / "letter.txt").string() + "\n");
 }
 

@@ -5,6 +5,7 @@
 #include <Kestrel/Root/String.h>
 
 #include "Tests/Support/FaultSweep.h"
+#include "Tests/Support/OwnProcess.h"
 #include "Tests/Support/TempFolder.h"
 
 #include <gtest/gtest.h>
@@ -21,14 +22,6 @@
 
 namespace {
 
-void SetVariable(char const * name, std::string const & value) {
-#if defined(_WIN32)
-    _putenv_s(name, value.c_str());
-#else
-    setenv(name, value.c_str(), 1);
-#endif
-}
-
 class RootKey {
 public:
     RootKey() : root(MuPref::OpenRootKey(MuPref::UserDomain)) {}
@@ -43,8 +36,8 @@ private:
 // The settings file of these tests.
 class Preferences : public ::testing::Test {
 protected:
-    Preferences() { SetVariable("KESTREL_PREFERENCES", (folder / "kestrel.ini").string()); }
-    ~Preferences() override { SetVariable("KESTREL_PREFERENCES", ""); }
+    Preferences() { Tests::SetVariable("KESTREL_PREFERENCES", (folder / "kestrel.ini").string()); }
+    ~Preferences() override { Tests::SetVariable("KESTREL_PREFERENCES", ""); }
 
     void Write(std::string const & content) const { folder.Write("kestrel.ini", content); }
     std::string Read() const { return folder.Read("kestrel.ini"); }
@@ -179,7 +172,7 @@ TEST_F(Preferences, NeitherReadNorReplaceAFileThatIsFarTooLong) {
 }
 
 TEST_F(Preferences, MakeTheFolderTheyLieIn) {
-    SetVariable("KESTREL_PREFERENCES", (folder / "a").append("b").append("c.ini").string());
+    Tests::SetVariable("KESTREL_PREFERENCES", (folder / "a").append("b").append("c.ini").string());
     RootKey root;
     ASSERT_EQ(root->SetUInt("Kestrel", "FileCacheSize", 5), Mu::NoError);
     EXPECT_EQ(GetCacheSize(), 5u);

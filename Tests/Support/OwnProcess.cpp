@@ -1,7 +1,6 @@
 #include "Tests/Support/OwnProcess.h"
 
 #include <cstdlib>
-#include <utility>
 
 #if defined(_WIN32)
 #include <process.h>
@@ -14,17 +13,20 @@
 
 namespace Tests {
 
+void SetVariable(char const * name, std::string const & value) {
+#if defined(_WIN32)
+    _putenv_s(name, value.c_str());
+#else
+    setenv(name, value.c_str(), 1);
+#endif
+}
+
 namespace {
 
 // The shard of the tests that this process runs is not that of one that runs a test by name.
 void LeaveShard() {
-    for (auto const & [name, value] :
-         {std::pair("GTEST_TOTAL_SHARDS", "1"), std::pair("GTEST_SHARD_INDEX", "0")})
-#if defined(_WIN32)
-        _putenv_s(name, value);
-#else
-        setenv(name, value, 1);
-#endif
+    SetVariable("GTEST_TOTAL_SHARDS", "1");
+    SetVariable("GTEST_SHARD_INDEX", "0");
 }
 
 } // namespace

@@ -5,6 +5,9 @@
 
 namespace Tests {
 
+/// Sets a variable of the environment, of this process and of those that it starts.
+void SetVariable(char const * name, std::string const & value);
+
 /// Ends this process at once: no destructor runs, no buffer is written, no thread goes on.
 [[noreturn]] void EndProcess(int exitCode);
 

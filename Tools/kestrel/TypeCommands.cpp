@@ -180,7 +180,7 @@ class Teller {
 public:
     Teller(Options const & options, Console & console) : options(options), console(console) {}
 
-    /// 1, after the library's own line, when the file could not be read: it may be more than is told.
+    /// 1, after the library's own line, when the file could not be read: it may be of a type more special than the one shown.
     int Tell(std::string const & name, IO::Location const & location) {
         Evidence evidence;
         FTM::GeneralID const answer =

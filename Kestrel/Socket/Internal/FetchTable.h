@@ -1,6 +1,7 @@
 #pragma once
 
 #include <Kestrel/Root/Memory.h>
+#include <Kestrel/Socket/Platform/InterfaceCalls.h>
 
 namespace IO::Socket {
 
@@ -53,9 +54,9 @@ unsigned int FetchTable(TableBlock & block, unsigned int firstSize, unsigned int
         return first;
     size = block.GetSize();
     unsigned int const second = call(block, &size, true);
-    // Kept: adapter infos report why their first call failed, usually that its room was too small.
-    if (second != 0 && first != 0 && secondFailure == SecondFailure::ThatOfTheFirst)
-        return first;
+    // Kept: adapter infos report the code of their first call, usually that its room was too small.
+    if (second != 0 && secondFailure == SecondFailure::ThatOfTheFirst)
+        return first != 0 ? first : InterfaceCalls::FailedWithoutCode;
     return second;
 }
 

@@ -53,7 +53,8 @@ WinNetworkInterfaceImpl::GetNetworkInterfaces(Mu::PagedArray<NetworkInterface> &
     InterfaceTables tables;
     for (Step const & step : steps)
         if (unsigned int const error = (calls.*step.fetch)(tables); error != 0)
-            Throw<NetworkInterfaceException>(step.failure, error);
+            Throw<NetworkInterfaceException>(
+                step.failure, error == InterfaceCalls::FailedWithoutCode ? 0 : error);
     Mu::PagedArray<NetworkInterface> found;
     MergeInterfaces(tables, found);
     unsigned int const count = found.GetSize();

@@ -15,9 +15,12 @@ namespace IO::Socket {
 /// Memory:  the tables', from the root; Mu::OutOfMemoryException is let through, and nothing stays
 ///          open behind it.
 /// Threads: any number at once.
-/// Failure: each call returns 0 or the error number.
+/// Failure: each call returns 0, the error number, or FailedWithoutCode.
 class InterfaceCalls {
 public:
+    /// A failure that is reported with the code 0.
+    static constexpr unsigned int FailedWithoutCode = 0xFFFFFFFF;
+
     virtual ~InterfaceCalls() = default;
 
     /// Sorted by index.

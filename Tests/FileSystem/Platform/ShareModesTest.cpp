@@ -80,14 +80,6 @@ unsigned int ExpectedModes(unsigned int first) {
 
 constexpr char FolderVariable[] = "KESTREL_TEST_SHARED_FOLDER";
 
-void SetVariable(std::string const & value) {
-#if defined(_WIN32)
-    _putenv_s(FolderVariable, value.c_str());
-#else
-    setenv(FolderVariable, value.c_str(), 1);
-#endif
-}
-
 // Runs this program once more, for one test of it, and returns its exit code.
 int RunAgain(char const * test) {
     return Tests::RunAgain({"--gtest_also_run_disabled_tests", "--gtest_brief=1",
@@ -157,7 +149,7 @@ TEST(ShareModes, BindNobodyWhoOnlyAsks) {
 TEST(ShareModes, HoldBetweenProcesses) {
     Tests::TempFolder folder;
     folder.Write("x", "content");
-    SetVariable(folder.GetPath().string());
+    Tests::SetVariable(FolderVariable, folder.GetPath().string());
     for (unsigned int first = 0; first < 7; ++first) {
         FileHandle file;
         ASSERT_EQ(Open(folder.GetPortable("x"), first, &file), 0u);
