@@ -1,5 +1,6 @@
 #include "Tests/Support/OwnProcess.h"
 
+#include <cstdint>
 #include <cstdlib>
 
 #if defined(_WIN32)
@@ -50,7 +51,13 @@ int RunAgain(std::vector<std::string> const & arguments) {
         list.push_back(argument.c_str());
     list.push_back(nullptr);
     LeaveShard();
-    return static_cast<int>(_spawnv(_P_WAIT, program, list.data()));
+    // Wine now and then cannot start a process on a busy machine.
+    std::intptr_t child = -1;
+    for (int tries = 0; child == -1 && tries < 3; ++tries)
+        child = _spawnv(_P_NOWAIT, program, list.data());
+    int exitCode = -1;
+    _cwait(&exitCode, child, 0);
+    return exitCode;
 }
 
 #else
