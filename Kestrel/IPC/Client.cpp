@@ -149,6 +149,7 @@ void Client::Disconnect() {
     GetOChannel().GoToErrorState(OutputClosed);
     if (!wasConnecting)
         CommunicatorPool::Instance().UnRegister(this);
+    socket = ~0ull; // the number may be another one's from now on
     mState = NotConnected;
     mWritten = false;
     NotifyObservers([this, wasConnecting](ClientObserver & observer) {

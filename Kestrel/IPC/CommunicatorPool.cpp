@@ -1,7 +1,9 @@
 #include <Kestrel/IPC/CommunicatorPool.h>
 
 #include <Kestrel/IPC/Client.h>
+#include <Kestrel/IPC/Connection.h>
 #include <Kestrel/IPC/EndPoint.h>
+#include <Kestrel/IPC/Internal/BlockStore.h>
 #include <Kestrel/IPC/ProcessInfoProvider.h>
 #include <Kestrel/IPC/Server.h>
 #include <Kestrel/IPC/Setup.h>
@@ -11,6 +13,7 @@
 #include <Kestrel/Socket/SocketFunctions.h>
 
 #include <algorithm>
+#include <typeinfo>
 #include <utility>
 #include <vector>
 
@@ -22,26 +25,34 @@ constexpr double CommunicatorPool::WaitStep;
 using Socket::PollEntry;
 namespace PollEvent = Socket::PollEvent;
 
-/// What one pass found, and how far it came. Nested passes have one each.
+/// What one pass found. Nested passes have one each.
 class CommunicatorPool::Pass : public Mu::Allocated {
 public:
     /// Borrows one from the pool.
     class Use {
     public:
-        explicit Use(CommunicatorPool & pool)
-            : pool(pool), pass(pool.spare != nullptr ? pool.spare : new Pass) {
-            if (pass == pool.spare)
+        explicit Use(CommunicatorPool & pool, Pass * found = nullptr) : pool(pool), pass(found) {
+            if (pass == nullptr) {
+                pass = pool.spare != nullptr ? pool.spare : new Pass;
                 pool.spare = pass->next;
+                pass->next = nullptr;
+            }
             ++pool.depth;
         }
         ~Use() {
             --pool.depth;
-            pass->next = pool.spare;
-            pool.spare = pass;
+            if (pass != nullptr)
+                pool.GiveBack(pass);
         }
         Use(Use const &) = delete;
         Use & operator=(Use const &) = delete;
         Pass * operator->() const { return pass; }
+        /// For the next pass, which then need not look itself.
+        void Keep() {
+            pool.DropSeen();
+            pool.seen = std::exchange(pass, nullptr);
+            pool.seenAt = Mu::GetClock().GetMonotonicMicroseconds();
+        }
 
     private:
         CommunicatorPool & pool;
@@ -52,28 +63,53 @@ public:
     /// What a wait is for, those who connect included. False: nothing.
     bool ListInterests(CommunicatorPool const & pool);
     /// The error number.
-    unsigned int Poll(long long microseconds);
+    unsigned int Poll(CommunicatorPool const & pool, long long microseconds);
+    bool IsAnyReady() const { return seen != 0; }
+    void FindNothing() {
+        found.clear();
+        seen = 0;
+    }
+    /// Whether a pass would not have asked for more than the wait did.
+    bool IsForPass() const { return isForPass; }
     void KeepLost(CommunicatorPool const & pool);
-    void KeepClosed();
+    void KeepClosed(CommunicatorPool const & pool);
     void TellLost(CommunicatorPool & pool);
-    bool IsAnyReady(unsigned char event) const { return (seen & event) != 0; }
-
-    /// Calls `act` with each entry that the pool has then, in the order of sockets, and the events
-    /// that were seen at it.
-    template <typename Act>
-    void Walk(CommunicatorPool & pool, Act act) const;
+    /// Everybody in the order of sockets. The sockets where something was seen are awake from now on.
+    void WalkAll(CommunicatorPool & pool);
 
     Pass * next = nullptr;
 
 private:
-    static unsigned char GetWanted(Entry const & entry);
+    struct Found {
+        unsigned long long socket;
+        unsigned long long serial;
+        unsigned char ready;
+    };
 
-    std::vector<PollEntry, Mu::StdAllocator<PollEntry>> polled;                    // by socket
-    std::vector<unsigned long long, Mu::StdAllocator<unsigned long long>> serials; // of the same
+    static unsigned char GetWanted(Entry const & entry);
+    /// Calls `act` with each entry that is awake then, in the order of sockets, and the events that
+    /// were seen at it.
+    template <typename Act>
+    void Walk(CommunicatorPool & pool, Act act) const;
+
+    std::vector<PollEntry, Mu::StdAllocator<PollEntry>> polled; // as the pool's, and who connects
+    std::vector<Found, Mu::StdAllocator<Found>> found;
     unsigned char seen = 0;
+    bool isForPass = true;
 };
 
+void CommunicatorPool::GiveBack(Pass * pass) {
+    pass->next = std::exchange(spare, pass);
+}
+
+void CommunicatorPool::DropSeen() {
+    if (seen != nullptr)
+        GiveBack(std::exchange(seen, nullptr));
+}
+
 unsigned char CommunicatorPool::Pass::GetWanted(Entry const & entry) {
+    if (!entry.isAwake)
+        return PollEvent::Read | PollEvent::Except;
     if (entry.endPoint != nullptr && !entry.endPoint->WantsRead())
         return PollEvent::Except;
     // Where writing is tried anyway, the system need not be asked.
@@ -84,91 +120,111 @@ unsigned char CommunicatorPool::Pass::GetWanted(Entry const & entry) {
 
 void CommunicatorPool::Pass::List(CommunicatorPool const & pool) {
     polled.clear();
-    serials.clear();
-    seen = 0;
-    for (Entry const & entry : pool.entries) {
+    for (Entry const & entry : pool.entries)
         polled.push_back({entry.socket, GetWanted(entry), 0});
-        serials.push_back(entry.serial);
-    }
 }
 
 bool CommunicatorPool::Pass::ListInterests(CommunicatorPool const & pool) {
     polled.clear();
-    seen = 0;
+    isForPass = true;
     for (Entry const & entry : pool.entries) {
         SocketInterest const interest = GetInterest(entry);
         unsigned int const wanted = PollEvent::Except | (interest.read ? PollEvent::Read : 0u) |
                                     (interest.write ? PollEvent::Write : 0u);
         polled.push_back({entry.socket, static_cast<unsigned char>(wanted), 0});
+        isForPass = isForPass && (entry.isListening || (GetWanted(entry) & ~wanted) == 0);
     }
     for (Client const * const client : pool.pending)
         polled.push_back({client->GetSocket(), PollEvent::Write | PollEvent::Except, 0});
     return !polled.empty();
 }
 
-unsigned int CommunicatorPool::Pass::Poll(long long microseconds) {
+unsigned int CommunicatorPool::Pass::Poll(CommunicatorPool const & pool, long long microseconds) {
     unsigned int ready = 0;
     unsigned int const error = Socket::GetSocketCalls().Poll(
         polled.data(), static_cast<unsigned int>(polled.size()), microseconds, &ready);
-    if (error == Socket::WSAError::None && ready != 0)
-        for (PollEntry const & entry : polled)
-            seen |= entry.ready;
+    FindNothing();
+    if (error != Socket::WSAError::None || ready == 0)
+        return error;
+    for (std::size_t i = 0; i < polled.size(); ++i) {
+        if (polled[i].ready == 0)
+            continue;
+        seen |= polled[i].ready;
+        if (i < pool.entries.size())
+            found.push_back({polled[i].socket, pool.entries[i].serial, polled[i].ready});
+    }
     return error;
 }
 
 template <typename Act>
 void CommunicatorPool::Pass::Walk(CommunicatorPool & pool, Act act) const {
-    std::size_t listed = 0;
-    for (std::size_t i = 0; i < pool.entries.size();) {
-        Entry const entry = pool.entries[i];
-        while (listed < polled.size() && polled[listed].socket < entry.socket)
-            ++listed;
+    std::size_t at = 0;
+    std::size_t near = 0;
+    for (std::size_t i = 0; i < pool.awake.size();) {
+        unsigned long long const socket = pool.awake[i];
+        Entry const entry = pool.Get(socket, &near);
+        while (at < found.size() && found[at].socket < socket)
+            ++at;
         // What was seen belongs to who was registered then, not to who got the number since.
-        bool const isListed = listed < polled.size() && serials[listed] == entry.serial;
+        bool const isFound = at < found.size() && found[at].serial == entry.serial;
         unsigned long long const before = pool.changes;
-        act(entry, isListed ? polled[listed].ready : 0);
+        act(entry, isFound ? found[at].ready : 0);
         if (pool.changes == before)
             ++i;
         else
             i = static_cast<std::size_t>(
-                std::upper_bound(pool.entries.begin(), pool.entries.end(), entry.socket,
-                                 [](unsigned long long socket, Entry const & other) {
-                                     return socket < other.socket;
-                                 }) -
-                pool.entries.begin());
+                std::upper_bound(pool.awake.begin(), pool.awake.end(), socket) -
+                pool.awake.begin());
     }
+}
+
+void CommunicatorPool::Pass::WalkAll(CommunicatorPool & pool) {
+    for (Found const & one : found)
+        if (auto const entry = pool.Find(one.socket);
+            entry != pool.entries.end() && entry->serial == one.serial)
+            pool.SetAwake(pool.entries[static_cast<std::size_t>(entry - pool.entries.begin())]);
+    if (seen & PollEvent::Except)
+        Walk(pool, [](Entry const & entry, unsigned char ready) {
+            if (ready & PollEvent::Except)
+                entry.communicator->ProcessError();
+        });
+    Walk(pool, [](Entry const & entry, unsigned char ready) {
+        if ((ready & PollEvent::Read) || (entry.endPoint != nullptr && entry.endPoint->HasRest()))
+            entry.communicator->ProcessRead();
+    });
+    Walk(pool, [](Entry const & entry, unsigned char ready) {
+        if ((ready & PollEvent::Write) || entry.communicator->AlwaysWrite())
+            entry.communicator->ProcessWrite();
+    });
+    Walk(pool, [](Entry const & entry, unsigned char) {
+        if (entry.endPoint != nullptr && entry.endPoint->GetISeparatorCount() > 0)
+            entry.endPoint->SeparatorArrived();
+    });
 }
 
 void CommunicatorPool::Pass::KeepLost(CommunicatorPool const & pool) {
-    polled.clear();
-    serials.clear();
+    found.clear();
     for (Entry const & entry : pool.entries)
-        if (entry.endPoint != nullptr && entry.endPoint->isLost) {
-            polled.push_back({entry.socket, 0, 0});
-            serials.push_back(entry.serial);
-        }
+        if (entry.endPoint != nullptr && entry.endPoint->isLost)
+            found.push_back({entry.socket, entry.serial, 0});
 }
 
 // Keeps those that the system does not know as sockets any more.
-void CommunicatorPool::Pass::KeepClosed() {
-    std::size_t kept = 0;
-    for (std::size_t i = 0; i < polled.size(); ++i) {
-        PollEntry one{polled[i].socket, PollEvent::Read, 0};
+void CommunicatorPool::Pass::KeepClosed(CommunicatorPool const & pool) {
+    found.clear();
+    for (Entry const & entry : pool.entries) {
+        PollEntry one{entry.socket, PollEvent::Read, 0};
         unsigned int ready;
-        if (Socket::GetSocketCalls().Poll(&one, 1, 0, &ready) == Socket::WSAError::None)
-            continue;
-        polled[kept] = one;
-        serials[kept++] = serials[i];
+        if (Socket::GetSocketCalls().Poll(&one, 1, 0, &ready) != Socket::WSAError::None)
+            found.push_back({entry.socket, entry.serial, 0});
     }
-    polled.resize(kept);
-    serials.resize(kept);
 }
 
 void CommunicatorPool::Pass::TellLost(CommunicatorPool & pool) {
-    for (std::size_t i = 0; i < polled.size(); ++i) {
-        auto const found = pool.Find(polled[i].socket);
-        if (found != pool.entries.end() && found->serial == serials[i])
-            found->communicator->ProcessError();
+    for (Found const & one : found) {
+        auto const entry = pool.Find(one.socket);
+        if (entry != pool.entries.end() && entry->serial == one.serial)
+            entry->communicator->ProcessError();
     }
 }
 
@@ -185,10 +241,12 @@ private:
 };
 
 CommunicatorPool::CommunicatorPool() {
+    BlockStore::Instance();
     Setup::Instance(); // which the last server needs when it stops
 }
 
 CommunicatorPool::~CommunicatorPool() {
+    DropSeen();
     while (spare != nullptr) {
         Pass * const next = spare->next;
         delete spare;
@@ -213,39 +271,39 @@ void (*CommunicatorPool::SetProcessFunc(void (*function)()))() {
     return std::exchange(processFunction, function);
 }
 
+void CommunicatorPool::ProcessBeforeWait() {
+    if (processFunction != nullptr)
+        processFunction();
+    else
+        MakePass(false);
+}
+
 void CommunicatorPool::ProcessCommunication() {
+    MakePass(true);
+}
+
+void CommunicatorPool::MakePass(bool looks) {
     if (!entries.empty()) {
-        Pass::Use const pass(*this);
+        bool const isLooked = seen != nullptr && !isSomeoneLost && IsSeenFresh();
+        Pass::Use pass(*this, std::exchange(seen, nullptr));
         if (std::exchange(isSomeoneLost, false)) {
             pass->KeepLost(*this);
             pass->TellLost(*this);
             return;
         }
-        pass->List(*this);
-        unsigned int const error = pass->Poll(0);
-        if (error != Socket::WSAError::None) {
-            pass->KeepClosed();
-            pass->TellLost(*this);
-            return;
+        PutToSleep();
+        if (!isLooked && !looks) {
+            pass->FindNothing();
+        } else if (!isLooked) {
+            mayOnlySend = true;
+            pass->List(*this);
+            if (pass->Poll(*this, 0) != Socket::WSAError::None) {
+                pass->KeepClosed(*this);
+                pass->TellLost(*this);
+                return;
+            }
         }
-        if (pass->IsAnyReady(PollEvent::Except))
-            pass->Walk(*this, [](Entry const & entry, unsigned char ready) {
-                if (ready & PollEvent::Except)
-                    entry.communicator->ProcessError();
-            });
-        pass->Walk(*this, [](Entry const & entry, unsigned char ready) {
-            if ((ready & PollEvent::Read) ||
-                (entry.endPoint != nullptr && entry.endPoint->HasRest()))
-                entry.communicator->ProcessRead();
-        });
-        pass->Walk(*this, [](Entry const & entry, unsigned char ready) {
-            if ((ready & PollEvent::Write) || entry.communicator->AlwaysWrite())
-                entry.communicator->ProcessWrite();
-        });
-        pass->Walk(*this, [](Entry const & entry, unsigned char) {
-            if (entry.endPoint != nullptr && entry.endPoint->GetISeparatorCount() > 0)
-                entry.endPoint->SeparatorArrived();
-        });
+        pass->WalkAll(*this);
     }
     ProcessPendingConnects();
 }
@@ -270,14 +328,33 @@ void CommunicatorPool::ProcessPendingConnects() {
 // Waiting.
 
 bool CommunicatorPool::IsWorkWaiting() const {
-    return isSomeoneLost || std::any_of(entries.begin(), entries.end(), [](Entry const & entry) {
-               return entry.endPoint != nullptr && entry.endPoint->WantsPass();
-           });
+    return isSomeoneLost || std::any_of(awake.begin(), awake.end(),
+                                        [this, near = std::size_t{0}](auto socket) mutable {
+                                            EndPoint const * const endPoint =
+                                                Get(socket, &near).endPoint;
+                                            return endPoint != nullptr && endPoint->WantsPass();
+                                        });
+}
+
+// What a host did meanwhile may have taken long; a pass is to see what was there when it began.
+bool CommunicatorPool::IsSeenFresh() const {
+    constexpr unsigned long long Moment = 200;
+    return Mu::GetClock().GetMonotonicMicroseconds() - seenAt < Moment;
+}
+
+// What was written since the last pass needs no look at the sockets to be sent.
+bool CommunicatorPool::IsAnythingFresh() const {
+    return std::any_of(awake.begin(), awake.end(),
+                       [this, near = std::size_t{0}](auto socket) mutable {
+                           EndPoint const * const endPoint = Get(socket, &near).endPoint;
+                           return endPoint != nullptr && endPoint->output.mIsFresh &&
+                                  endPoint->output.HasSendable();
+                       });
 }
 
 SocketInterest CommunicatorPool::GetInterest(Entry const & entry) {
     EndPoint const * const endPoint = entry.endPoint;
-    if (endPoint == nullptr)
+    if (endPoint == nullptr || !entry.isAwake)
         return {entry.socket, true, false};
     return {entry.socket, endPoint->WantsRead(), endPoint->output.HasSendable()};
 }
@@ -294,10 +371,23 @@ bool CommunicatorPool::ListSockets(Mu::Array<SocketInterest> & sockets) const {
 bool CommunicatorPool::WaitForSockets(unsigned long long microseconds) {
     if (IsWorkWaiting())
         return true;
-    Pass::Use const pass(*this);
-    if (pass->ListInterests(*this))
-        return pass->Poll(static_cast<long long>(microseconds)) != Socket::WSAError::None ||
-               pass->IsAnyReady(0xFF);
+    Pass::Use pass(*this);
+    if (mayOnlySend && IsAnythingFresh()) {
+        mayOnlySend = false;
+        pass->FindNothing();
+        pass.Keep();
+        return true;
+    }
+    if (pass->ListInterests(*this)) {
+        if (pass->Poll(*this, static_cast<long long>(microseconds)) != Socket::WSAError::None)
+            return true;
+        if (!pass->IsAnyReady())
+            return false;
+        if (pass->IsForPass())
+            pass.Keep();
+        mayOnlySend = true;
+        return true;
+    }
     Mu::clockManager.Sleep(static_cast<double>(microseconds) / 1e6);
     return false;
 }
@@ -316,24 +406,82 @@ CommunicatorPool::Entries::const_iterator CommunicatorPool::Find(unsigned long l
     return found != entries.end() && found->socket == socket ? found : entries.end();
 }
 
+// For those who ask for one after the other: mostly it is the next one.
+CommunicatorPool::Entry const & CommunicatorPool::Get(unsigned long long socket,
+                                                      std::size_t * near) const {
+    ++*near;
+    if (*near >= entries.size() || entries[*near].socket != socket)
+        *near = static_cast<std::size_t>(Find(socket) - entries.begin());
+    return entries[*near];
+}
+
+// Who does at a pass what its class does and no more may sleep while that is nothing.
 void CommunicatorPool::Register(Communicator * communicator) {
-    Entry const entry{communicator->GetSocket(), communicator,
-                      dynamic_cast<EndPoint *>(communicator), ++lastSerial};
-    auto const place = std::lower_bound(
+    bool const maySleep =
+        typeid(*communicator) == typeid(Connection) || typeid(*communicator) == typeid(Client);
+    Entry const entry{communicator->GetSocket(),
+                      communicator,
+                      dynamic_cast<EndPoint *>(communicator),
+                      ++lastSerial,
+                      maySleep,
+                      typeid(*communicator) == typeid(Server),
+                      false};
+    awake.reserve(entries.size() + 1);
+    auto place = std::lower_bound(
         entries.begin(), entries.end(), entry.socket,
         [](Entry const & other, unsigned long long socket) { return other.socket < socket; });
-    if (place != entries.end() && place->socket == entry.socket)
+    if (place != entries.end() && place->socket == entry.socket) {
+        SetAsleep(entry.socket);
         *place = entry;
-    else
-        entries.insert(place, entry);
-    ++changes;
+    } else {
+        place = entries.insert(place, entry);
+    }
+    SetAwake(*place);
 }
 
 void CommunicatorPool::UnRegister(Communicator * communicator) {
     auto const found = Find(communicator->GetSocket());
     if (found == entries.end() || found->communicator != communicator)
         return;
+    SetAsleep(found->socket);
     entries.erase(found);
+}
+
+void CommunicatorPool::Wake(EndPoint & endPoint) {
+    auto const found = Find(endPoint.GetSocket());
+    if (found != entries.end() && found->communicator == &endPoint)
+        SetAwake(entries[static_cast<std::size_t>(found - entries.begin())]);
+}
+
+void CommunicatorPool::SetAwake(Entry & entry) {
+    if (std::exchange(entry.isAwake, true))
+        return;
+    if (entry.endPoint != nullptr)
+        entry.endPoint->isAwake = true;
+    awake.insert(std::lower_bound(awake.begin(), awake.end(), entry.socket), entry.socket);
+    ++changes;
+}
+
+void CommunicatorPool::SetAsleep(unsigned long long socket) {
+    auto const found = std::lower_bound(awake.begin(), awake.end(), socket);
+    if (found == awake.end() || *found != socket)
+        return;
+    awake.erase(found);
+    ++changes;
+}
+
+void CommunicatorPool::PutToSleep() {
+    auto const isIdle = [this, near = std::size_t{0}](unsigned long long socket) mutable {
+        Entry & entry = const_cast<Entry &>(Get(socket, &near));
+        if (!entry.maySleep || !entry.endPoint->IsIdle())
+            return false;
+        entry.isAwake = entry.endPoint->isAwake = false;
+        return true;
+    };
+    auto const kept = std::remove_if(awake.begin(), awake.end(), isIdle);
+    if (kept == awake.end())
+        return;
+    awake.erase(kept, awake.end());
     ++changes;
 }
 

@@ -100,32 +100,54 @@ private:
         Communicator * communicator;
         EndPoint * endPoint;       // the same one, if it is any
         unsigned long long serial; // never given twice
+        bool maySleep;             // does nothing of its own at a pass
+        bool isListening;          // a server, which never writes
+        bool isAwake;
     };
     class Pass;
     class SocketWaker;
     using Entries = std::vector<Entry, Mu::StdAllocator<Entry>>;
+    using Sockets = std::vector<unsigned long long, Mu::StdAllocator<unsigned long long>>;
 
     CommunicatorPool();
     ~CommunicatorPool();
 
+    /// A pass that leaves the look at the sockets to the wait right behind it.
+    void ProcessBeforeWait();
+    void MakePass(bool looks);
     void SomeoneIsLost() { isSomeoneLost = true; }
     bool IsWorkWaiting() const;
+    bool IsAnythingFresh() const;
+    bool IsSeenFresh() const;
     bool WaitForSockets(unsigned long long microseconds);
     static SocketInterest GetInterest(Entry const & entry);
     Entries::const_iterator Find(unsigned long long socket) const;
+    Entry const & Get(unsigned long long socket, std::size_t * near) const;
     void ProcessPendingConnects();
+    /// The end point has something to do at a pass although nothing comes.
+    void Wake(EndPoint & endPoint);
+    void SetAwake(Entry & entry);
+    void SetAsleep(unsigned long long socket);
+    void PutToSleep();
+    void GiveBack(Pass * pass);
+    void DropSeen();
 
     Entries entries; // by socket
     unsigned long long lastSerial = 0;
-    unsigned long long changes = 0; // of `entries`
+    // Those that a pass looks at even when nothing comes; room for all is kept. By socket.
+    Sockets awake;
+    unsigned long long changes = 0; // of `awake`
     Mu::HashSet<Server *> servers;
     std::vector<Client *, Mu::StdAllocator<Client *>> pending; // in the order of registration
     int depth = 0;
     void (*processFunction)() = nullptr;
     bool isSomeoneLost = false;
+    bool mayOnlySend = false; // the sockets were looked at since a pass that only sent
     unsigned long long unreadLimit = 16ull << 20;
     unsigned long long messageLimit = 1ull << 30;
-    Pass * spare = nullptr; // lists of passes that are over, for the next ones
+    Pass * spare = nullptr;        // lists of passes that are over, for the next ones
+    Pass * seen = nullptr;         // what the last wait found, for the next pass
+    unsigned long long seenAt = 0; // monotonic microseconds
 };
 
 } // namespace IO::IPC

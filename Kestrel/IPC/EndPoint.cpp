@@ -7,6 +7,7 @@
 #include <Kestrel/Socket/SocketFunctions.h>
 
 #include <cstdio>
+#include <utility>
 
 namespace IO::IPC {
 
@@ -71,6 +72,7 @@ void EndPoint::ResetChannels() {
     input.Clear();
     input.ResetInputStatus();
     output.GoToErrorState(NoError);
+    output.mMarks.clear(); // of what was open when an earlier connection was lost
     isLost = false;
 }
 
@@ -92,6 +94,16 @@ bool EndPoint::WantsRead() const {
 
 bool EndPoint::WantsPass() const {
     return isLost || input.HasRest() || (takesMessages && input.GetSeparatorCount() > 0);
+}
+
+bool EndPoint::IsIdle() const {
+    return input.GetSeparatorCount() == 0 && !input.HasRest() && !output.HasUnsent() && IsOk() &&
+           !isLost && AlwaysWrite();
+}
+
+void EndPoint::Wake() {
+    if (!isAwake)
+        CommunicatorPool::Instance().Wake(*this);
 }
 
 MuErrCode EndPoint::GetPeer(Mu::String & host, unsigned int & port) const {
@@ -120,12 +132,15 @@ MuErrCode EndPoint::WaitNextSeparator(double seconds) {
     Life::Mark const mark(input.mLife);
     double elapsed = Mu::timerManager.GetElapsedSeconds(timer);
     if (GetISeparatorCount() == 0) {
-        pool.Process();
+        // Who asks and waits has nothing to look for before the question has left.
+        constexpr double LeastWait = 0.001;
+        bool isAsking = output.mIsFresh && seconds >= LeastWait;
+        isAsking ? pool.ProcessBeforeWait() : pool.Process();
         while (!mark.IsOver() && GetISeparatorCount() == 0 && IsOk()) {
             elapsed = Mu::timerManager.GetElapsedSeconds(timer);
             if (elapsed >= seconds)
                 break;
-            pool.Process();
+            std::exchange(isAsking, false) ? pool.ProcessBeforeWait() : pool.Process();
             if (!mark.IsOver() && GetISeparatorCount() == 0 && IsOk())
                 pool.Wait(CommunicatorPool::WaitStep);
         }

@@ -87,11 +87,16 @@ private:
     bool WantsRead() const;
     bool WantsPass() const;
     bool HasRest() const { return input.HasRest(); }
+    /// Nothing to send, to hand over or to find out: only what comes can change that.
+    bool IsIdle() const;
+    /// Called before there is something to send.
+    void Wake();
 
     SocketIChannel input;
     SocketOChannel output;
     bool takesMessages = false;
-    bool isLost = false; // the connection; the socket stays ours until ProcessError
+    bool isAwake = false; // the pool looks here at each pass
+    bool isLost = false;  // the connection; the socket stays ours until ProcessError
 };
 
 } // namespace IO::IPC

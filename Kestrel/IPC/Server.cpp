@@ -52,31 +52,46 @@ int Server::Bind(unsigned int number) const {
 }
 
 MuErrCode Server::GiveUp() {
-    Socket::Close(socket);
+    if (!Socket::InvalidSocket(socket))
+        Socket::Close(socket);
     port = 0;
+    if (CommunicatorPool::Instance().GetServers().Contains(this))
+        CommunicatorPool::Instance().UnRegisterServer(this);
     return Error;
 }
 
 MuErrCode Server::Start(unsigned int firstPort, unsigned int lastPort) {
+    CommunicatorPool & pool = CommunicatorPool::Instance();
+    pool.UnRegister(this); // of a server that runs, the pool must not keep the old socket
     socket = Socket::Create();
     if (Socket::InvalidSocket(socket))
-        return Error;
+        return GiveUp();
     port = firstPort;
     while (port <= lastPort && Bind(port) != NoError) {
         if (Socket::GetLastError() != Socket::AddressInUse || port == lastPort)
             return GiveUp();
         ++port;
     }
+    // Not every system chooses an address for what is not bound, and none chooses the loopback.
+    if (firstPort > lastPort && Bind(0) != NoError)
+        return GiveUp();
     if (Socket::Listen(socket) != NoError)
         return GiveUp();
+    if (port == 0)
+        port = GetChosenPort();
     try {
-        CommunicatorPool::Instance().RegisterServer(this);
+        pool.RegisterServer(this);
     } catch (Mu::OutOfMemoryException const &) {
-        CommunicatorPool::Instance().UnRegisterServer(this);
         GiveUp();
         throw;
     }
     return NoError;
+}
+
+unsigned int Server::GetChosenPort() const {
+    Socket::SocketAddress address{};
+    static_cast<void>(Socket::GetSocketCalls().GetSockName(socket, &address));
+    return address.port;
 }
 
 void Server::Stop() {

@@ -44,7 +44,8 @@ public:
     void ProcessWrite() override;
     void ProcessError() override;
 
-    /// Listens on the first port of the range that is free. Error: none is, or the system refused.
+    /// Listens on the first port of the range that is free; for 0, on one that the system chooses.
+    /// Error: none is, or the system refused.
     // Kept: with firstPort above lastPort the system chooses the port, and GetPort returns firstPort
     // all the same. A server that runs gets a new socket, and the old one stays open.
     MuErrCode Start(unsigned int firstPort, unsigned int lastPort);
@@ -78,6 +79,7 @@ private:
     void UnregisterConnection(Connection * connection);
     int Bind(unsigned int number) const;
     MuErrCode GiveUp();
+    unsigned int GetChosenPort() const;
     void Accept();
 
     unsigned int port = 0;

@@ -3,6 +3,7 @@
 #include <Kestrel/Channel/BinProtocol.h>
 #include <Kestrel/IPC/CommunicatorPool.h>
 #include <Kestrel/IPC/EndPoint.h>
+#include <Kestrel/IPC/Internal/BlockStore.h>
 #include <Kestrel/Root/Exceptions.h>
 #include <Kestrel/Root/OChannel.h>
 #include <Kestrel/Root/PlatformConversion.h>
@@ -18,6 +19,8 @@ namespace IO::IPC {
 namespace {
 
 constexpr unsigned int LengthSize = 4;
+constexpr unsigned int LargeFrame = 32768; // gets a block of the store, if one is unused
+constexpr unsigned int LargeCapacity = BlockStore::BlockSize - 1;
 constexpr unsigned long long CostOfEntry = 32; // memory of a separator or a block beside its bytes
 
 // One byte of a length, from the lowest on; `state` is minus the number of those missing.
@@ -33,7 +36,7 @@ SocketIChannel::SocketIChannel(EndPoint & endPoint, unsigned int bufferSize)
 
 SocketIChannel::~SocketIChannel() {
     Clear();
-    Mu::DeleteOperator(mRecvBuffer);
+    GiveBackBuffer();
     Mu::DeleteOperator(mSpare.data);
 }
 
@@ -47,8 +50,10 @@ void SocketIChannel::Grow(Growing & block, unsigned int more) {
     unsigned long long const needed = static_cast<unsigned long long>(block.filled) + more;
     if (needed <= block.capacity)
         return;
-    unsigned int const capacity = static_cast<unsigned int>(std::min<unsigned long long>(
+    unsigned int capacity = static_cast<unsigned int>(std::min<unsigned long long>(
         block.length, std::max<unsigned long long>(needed, 2ull * block.capacity)));
+    if (capacity > LargeCapacity / 2 && capacity < LargeCapacity)
+        capacity = LargeCapacity; // serves for others later
     // A text gets a terminator behind it, whatever its bytes are.
     void * const larger = Mu::ReallocateOperator(block.data, std::size_t{capacity} + 1);
     if (larger == nullptr)
@@ -64,10 +69,24 @@ void SocketIChannel::Free(Growing & block) {
 
 void SocketIChannel::FreeBlock(Block const & block) {
     Block freed = block;
-    if (freed.size != LocationMark && freed.capacity <= mRecvBufferSize &&
+    if (freed.capacity == LargeCapacity) {
+        BlockStore::Instance().Give(freed.data);
+        return;
+    }
+    if (freed.size != LocationMark && freed.capacity < LargeFrame &&
         freed.capacity > mSpare.capacity)
         std::swap(freed, mSpare);
     Mu::DeleteOperator(freed.data);
+}
+
+void SocketIChannel::GiveBackBuffer() {
+    if (mRecvBuffer == nullptr)
+        return;
+    if (mRecvBufferSize == BlockStore::BlockSize)
+        BlockStore::Instance().Give(mRecvBuffer);
+    else
+        Mu::DeleteOperator(mRecvBuffer);
+    mRecvBuffer = nullptr;
 }
 
 void SocketIChannel::PopFront() {
@@ -103,6 +122,12 @@ unsigned long long SocketIChannel::GetUnread() const {
 }
 
 void SocketIChannel::ProcessRead(unsigned long long socket) {
+    ReceiveAndWalk(socket);
+    if (mWalked == mReceived)
+        GiveBackBuffer();
+}
+
+void SocketIChannel::ReceiveAndWalk(unsigned long long socket) {
     // A sender that is faster than we are must not keep the pass here.
     constexpr int MostTurns = 8;
     bool isFull = true;
@@ -119,17 +144,48 @@ void SocketIChannel::ProcessRead(unsigned long long socket) {
     }
 }
 
-// False: nothing came. A receive that does not fill the buffer has taken all there was, so that the
+// False: nothing came. A receive that does not fill the room has taken all there was, so that the
 // socket need not be asked again.
 bool SocketIChannel::Receive(unsigned long long socket, bool * isFull) {
-    if (mRecvBuffer == nullptr)
-        mRecvBuffer = static_cast<char *>(Mu::NewOrThrow(mRecvBufferSize));
     mReceived = mWalked = 0;
-    if (Socket::Recv(socket, mRecvBuffer, mRecvBufferSize, &mReceived) != NoError &&
+    unsigned int const room = GetDirectRoom();
+    if (room != 0)
+        Grow(mFrame, room);
+    else if (mRecvBuffer == nullptr)
+        mRecvBuffer = mRecvBufferSize == BlockStore::BlockSize
+                          ? BlockStore::Instance().Take()
+                          : static_cast<char *>(Mu::NewOrThrow(mRecvBufferSize));
+    unsigned int count = 0;
+    unsigned int const most = room != 0 ? room : mRecvBufferSize;
+    char * const to = room != 0 ? mFrame.data + mFrame.filled : mRecvBuffer;
+    if (Socket::Recv(socket, to, most, &count) != NoError &&
         Socket::GetLastError() != Socket::WouldBlock)
         Lose(socket);
-    *isFull = mReceived == mRecvBufferSize;
-    return mReceived != 0;
+    else if (room != 0)
+        Fill(count);
+    else
+        mReceived = count;
+    mHasReceived = mHasReceived || count != 0;
+    *isFull = count == most;
+    return count != 0;
+}
+
+// How much of a large frame comes at its place without a copy: as much as came of it already, or as
+// there is room for, so that no announced length takes memory.
+unsigned int SocketIChannel::GetDirectRoom() const {
+    constexpr unsigned int LeastRoom = 16384;
+    if (mFrameState <= 0)
+        return 0;
+    unsigned int const room = std::max(mFrame.capacity - mFrame.filled, mFrame.filled);
+    if (room < LeastRoom)
+        return 0;
+    return static_cast<unsigned int>(std::min<long long>(mFrameState, room));
+}
+
+void SocketIChannel::Fill(unsigned int count) {
+    mFrame.filled += count;
+    mFrameState -= count;
+    mFrameIsFull = mFrameState == 0;
 }
 
 void SocketIChannel::Lose(unsigned long long socket) {
@@ -186,6 +242,10 @@ bool SocketIChannel::TakeTag(char tag) {
 }
 
 void SocketIChannel::TakePayload() {
+    if (mFrame.data == nullptr && mFrame.length >= LargeFrame) {
+        mFrame.data = BlockStore::Instance().TakeUnused();
+        mFrame.capacity = mFrame.data != nullptr ? LargeCapacity : 0;
+    }
     if (mFrame.data == nullptr && mSpare.data != nullptr) {
         mFrame.data = std::exchange(mSpare.data, nullptr);
         mFrame.capacity = std::exchange(mSpare.capacity, 0);
@@ -194,10 +254,8 @@ void SocketIChannel::TakePayload() {
         static_cast<unsigned int>(std::min<long long>(mFrameState, mReceived - mWalked));
     Grow(mFrame, count);
     std::memcpy(mFrame.data + mFrame.filled, mRecvBuffer + mWalked, count);
-    mFrame.filled += count;
     mWalked += count;
-    mFrameState -= count;
-    mFrameIsFull = mFrameState == 0;
+    Fill(count);
 }
 
 void SocketIChannel::FinishFrame() {
@@ -549,7 +607,7 @@ MuErrCode SocketIChannel::EatSeparator() {
 
 MuErrCode SocketIChannel::WriteDetails(Mu::OChannel & channel) const {
     channel.Write(mPosition);
-    channel.Write(mRecvBuffer != nullptr);
+    channel.Write(mHasReceived);
     channel.Write(mRecvBufferSize);
     channel.Write(mFirstOffset);
     channel.Write(mAvailable);

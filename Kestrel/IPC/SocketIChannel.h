@@ -22,9 +22,9 @@ class EndPoint;
 /// limit, so read a message when its separator is there (EndPoint::WaitNextSeparator) and under an
 /// EndPoint::InputSeparatorGuard, which ends reads at it.
 ///
-/// Memory:  a receive buffer, taken when the first byte comes, and a block for each frame that
-///          grows as its bytes arrive, whatever length is announced. One block is kept for the next
-///          frame.
+/// Memory:  a receive buffer while something comes, and a block for each frame that grows as its
+///          bytes arrive, whatever length is announced. A block is kept for the next small frame;
+///          those of large ones go to the next message of whichever connection.
 /// Threads: the one that drives the pool.
 /// Failure: EOI when the connection is lost or a separator ends the read; it sticks until
 ///          ResetInputStatus. A shortage of memory is thrown as Mu::OutOfMemoryException by what
@@ -103,7 +103,11 @@ private:
 
     bool IsHeldBack() const;
     bool HasRest() const { return mReceived != mWalked || mFrameIsFull; }
+    void ReceiveAndWalk(unsigned long long socket);
     bool Receive(unsigned long long socket, bool * isFull);
+    unsigned int GetDirectRoom() const;
+    void Fill(unsigned int count);
+    void GiveBackBuffer();
     bool Walk();
     bool TakeTag(char tag);
     void TakePayload();
@@ -129,7 +133,8 @@ private:
 
     FrontQueue<Block> mBlocks;
     unsigned long long mPosition = 0; // as the host counts
-    char * mRecvBuffer = nullptr;     // owned; null until something came
+    char * mRecvBuffer = nullptr;     // owned; null while all that came was looked at
+    bool mHasReceived = false;
     unsigned int const mRecvBufferSize;
     unsigned int mReceived = 0;    // bytes in the receive buffer
     unsigned int mWalked = 0;      // and how many of them were looked at

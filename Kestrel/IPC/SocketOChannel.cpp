@@ -3,6 +3,7 @@
 #include <Kestrel/Channel/BinProtocol.h>
 #include <Kestrel/IPC/CommunicatorPool.h>
 #include <Kestrel/IPC/EndPoint.h>
+#include <Kestrel/IPC/Internal/BlockStore.h>
 #include <Kestrel/Root/Logger.h>
 #include <Kestrel/Root/PlatformConversion.h>
 #include <Kestrel/Socket/SocketFunctions.h>
@@ -33,8 +34,6 @@ SocketOChannel::SocketOChannel(unsigned int blockSize)
 
 SocketOChannel::~SocketOChannel() {
     Clear();
-    if (mSpare != nullptr)
-        Mu::DeleteOperator(mSpare - HeaderSize);
 }
 
 void SocketOChannel::SetDefaultOutputProtocol() {
@@ -44,14 +43,14 @@ void SocketOChannel::SetDefaultOutputProtocol() {
 // Blocks.
 
 char * SocketOChannel::TakeBlock() {
-    if (mSpare != nullptr)
-        return std::exchange(mSpare, nullptr);
-    return static_cast<char *>(Mu::NewOrThrow(std::size_t{mBlockSize} + HeaderSize)) + HeaderSize;
+    std::size_t const size = std::size_t{mBlockSize} + HeaderSize;
+    return HeaderSize + (size == BlockStore::BlockSize ? BlockStore::Instance().Take()
+                                                       : static_cast<char *>(Mu::NewOrThrow(size)));
 }
 
 void SocketOChannel::FreeBlock(char * block) {
-    if (mSpare == nullptr)
-        mSpare = block;
+    if (mBlockSize + HeaderSize == BlockStore::BlockSize)
+        BlockStore::Instance().Give(block - HeaderSize);
     else
         Mu::DeleteOperator(block - HeaderSize);
 }
@@ -109,6 +108,7 @@ MuErrCode SocketOChannel::WriteBin(char const * data, unsigned int count, unsign
         return mStatus;
     if (count == 0)
         return NoError;
+    WakeOwner();
     if (mOffset < count) {
         unsigned int const need = count - mOffset;
         if (mLastFree >= need)
@@ -190,10 +190,13 @@ MuErrCode SocketOChannel::OpenBlock() {
 }
 
 MuErrCode SocketOChannel::CloseBlock() {
-    PopMark();
+    MuErrCode status = PopMark();
     unsigned int const size = GetOffset();
-    PopMark();
-    MuErrCode const status = Write(size);
+    if (status == NoError)
+        status = PopMark();
+    if (status != NoError)
+        return status; // the block was open on a connection that is lost
+    status = Write(size);
     ResetOffset();
     return status;
 }
@@ -207,6 +210,7 @@ MuErrCode SocketOChannel::WriteServiceSign() {
 }
 
 MuErrCode SocketOChannel::WriteMetaChar(char tag) {
+    WakeOwner();
     unsigned long long const position = mEnd - mOffset;
     std::size_t index = mMetaChars.GetSize();
     while (index > 0 &&
@@ -240,6 +244,16 @@ bool SocketOChannel::HasSendable() const {
     return mStatus == NoError && (mPendingRaw > 0 || GetBuffered() > GetLimit() || IsMetaAtHead());
 }
 
+bool SocketOChannel::HasUnsent() const {
+    return mPendingRaw > 0 || !mMetaChars.IsEmpty() || GetBuffered() > 0;
+}
+
+void SocketOChannel::WakeOwner() {
+    mIsFresh = true;
+    if (mOwner != nullptr)
+        mOwner->Wake();
+}
+
 void SocketOChannel::TakeMetaFromFront() {
     if (mMetaChars.GetFront().tag == SeparatorTag)
         LogCount("::ProcessWrite,  mSeparatorCount-- = ", --mSeparatorCount);
@@ -269,6 +283,7 @@ void SocketOChannel::PutTags() {
 }
 
 void SocketOChannel::ProcessWrite(unsigned long long socket) {
+    mIsFresh = false;
     if (mStatus != NoError || (mPendingRaw > 0 && !TrySendRaw(socket, mPendingRaw)))
         return;
     for (;;) {

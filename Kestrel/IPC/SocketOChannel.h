@@ -16,8 +16,8 @@ class EndPoint;
 /// Flush. On the wire stand items: "D", a length of four bytes, low byte first, and that many
 /// bytes; "S", a separator; "L", a service sign. Where frames begin and end means nothing.
 ///
-/// Memory:  blocks of the block size, the first one taken by the first write; one is kept when all
-///          has left, for the next message.
+/// Memory:  blocks of the block size, the first one taken by the first write. Those that were sent go
+///          to the next message of whichever connection.
 /// Threads: the one that drives the pool.
 /// Failure: OutputClosed once the connection is lost, until ResetOutputStatus. A shortage of memory
 ///          is thrown as Mu::OutOfMemoryException, and the channel is as it was.
@@ -69,6 +69,7 @@ public:
     MuErrCode WriteDetails(Mu::OChannel & channel) const;
 
 private:
+    friend class CommunicatorPool;
     friend class EndPoint;
 
     static constexpr unsigned int HeaderSize = 5; // spare bytes in front of each block
@@ -78,7 +79,10 @@ private:
         char tag;
     };
 
+    /// Anything at all, also what a mark holds back.
+    bool HasUnsent() const;
     MuErrCode WriteMetaChar(char tag);
+    void WakeOwner();
     void Clear();
     char * TakeBlock();
     void FreeBlock(char * block);
@@ -99,7 +103,6 @@ private:
     FrontQueue<MetaChar> mMetaChars; // by position; at one position "S" before "L"
     unsigned int mSeparatorCount = 0;
     FrontQueue<char *> mBlocks; // each points behind its spare bytes
-    char * mSpare = nullptr;    // a block that was sent, kept for the next message
     unsigned int const mBlockSize;
     unsigned int mPendingRaw = 0; // bytes of the item being sent that the socket has not taken
     int mFirstOffset = 0;         // of what is unsent in the first block; below 0: tags, a header
@@ -108,6 +111,7 @@ private:
     MuErrCode mStatus = NoError;
     unsigned int mTotalWritten = 0;
     unsigned long long mEnd = 0; // position of the end of what is buffered
+    bool mIsFresh = false;       // something was written since a pass tried to send
     EndPoint * mOwner = nullptr; // closes the socket after a failure; null: closed here
     Life mLife;
 };

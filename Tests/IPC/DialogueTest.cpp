@@ -5,6 +5,7 @@
 #include <Kestrel/IPC/Connection.h>
 #include <Kestrel/IPC/Server.h>
 #include <Kestrel/IPC/Service.h>
+#include <Kestrel/Socket/SocketFunctions.h>
 
 #include <Kestrel/Channel/MemoryOChannel.h>
 
@@ -19,6 +20,10 @@
 #include <memory>
 #include <string>
 #include <vector>
+
+#if !defined(_WIN32)
+#include <sys/resource.h>
+#endif
 
 namespace {
 
@@ -332,6 +337,64 @@ TEST_F(Dialogue, FindsAFreePort) {
     EXPECT_EQ(third.Start(65000, 65001), IO::Error);
     EXPECT_FALSE(third.IsRunning());
     EXPECT_EQ(network.CountSockets(), 2u);
+    {
+        Server again;
+        EXPECT_EQ(again.Start(65002, 65002), IO::NoError);
+        EXPECT_EQ(again.Start(65003, 65003), IO::NoError) << "the old socket stays open";
+        EXPECT_EQ(network.CountSockets(), 4u);
+        EXPECT_EQ(again.Start(65000, 65000), IO::Error);
+        EXPECT_FALSE(again.IsRunning());
+    }
+    Pass(); // the pool knows nothing of it any more
+    EXPECT_EQ(pool.GetServers().GetSize(), 2u);
+}
+
+TEST_F(Dialogue, GivesUpAConnectionThatNeverStands) {
+    network.isUnreachable = true;
+    Client late;
+    Observer observer;
+    late.Attach(observer);
+    late.SetConnectTimeout(20);
+    EXPECT_EQ(late.Connect(IO::Location("ipc://localhost:65000/x")), IO::NoError);
+    clock.Advance(20000);
+    Pass();
+    EXPECT_EQ(late.GetConnectState(), Client::Connecting);
+    clock.Advance(1000);
+    Pass();
+    EXPECT_EQ(observer.told, "failed ");
+    EXPECT_EQ(network.CountSockets(), 0u);
+    late.SetConnectTimeout(100000); // a day at most
+    EXPECT_EQ(late.Connect(IO::Location("ipc://localhost:65000/x")), IO::NoError);
+    clock.Advance(86401000);
+    Pass();
+    EXPECT_EQ(late.GetConnectState(), Client::NotConnected);
+}
+
+// What an earlier connection left open or unsent is in nobody's way.
+TEST_F(Dialogue, BeginsAnewAfterALoss) {
+    Start(Answer);
+    client->GetOChannel().OpenBlock();
+    client->Disconnect();
+    EXPECT_NE(client->GetOChannel().CloseBlock(), IO::NoError);
+    Connect(*client);
+    WriteMessage(*client, "again");
+    ASSERT_EQ(client->WaitNextSeparator(1), IO::NoError);
+    EXPECT_EQ(ReadMessage(*client), "again!");
+}
+
+TEST_F(Dialogue, WaitsByTheFunctionInThePlaceOfThePass) {
+    Start(Answer);
+    static int calls;
+    calls = 0;
+    EXPECT_EQ(pool.SetProcessFunc([] {
+        if (++calls == 3)
+            pool.ProcessCommunication();
+    }),
+              nullptr);
+    WriteMessage(*client, "x");
+    EXPECT_EQ(client->GetOChannel().Flush(), IO::NoError);
+    EXPECT_EQ(calls, 3);
+    EXPECT_NE(pool.SetProcessFunc(nullptr), nullptr);
 }
 
 TEST_F(Dialogue, ServesManyAtOnce) {
@@ -356,21 +419,47 @@ TEST_F(Dialogue, ServesManyAtOnce) {
     EXPECT_EQ(network.CountSockets(), 3u);
 }
 
+namespace {
+
 // The system's own sockets and clock: nothing of the test stands between.
-TEST(RealDialogue, WorksOverTheLoopback) {
-    TestService service(Answer);
-    Server server;
-    server.SetLoopbackOnly(true);
-    server.RegisterService(IO::Location("Proc"), &service);
-    ASSERT_EQ(server.Start(65000, 65100), IO::NoError);
-    std::string const place = "ipc://127.0.0.1:" + std::to_string(server.GetPort()) + "/Proc";
-    Client client;
-    ASSERT_EQ(client.Connect(IO::Location(place.c_str())), IO::NoError);
-    for (int i = 0; i < 200 && client.GetConnectState() != Client::Connected; ++i) {
-        pool.Process();
-        pool.Wait(0.05);
+class RealDialogue : public ::testing::Test {
+protected:
+    RealDialogue() {
+        server.SetLoopbackOnly(true);
+        server.RegisterService(IO::Location("Proc"), &service);
+        EXPECT_EQ(server.Start(65000, 65100), IO::NoError);
     }
-    ASSERT_EQ(client.GetConnectState(), Client::Connected);
+    void Begin(Client & one) {
+        std::string const place = "ipc://127.0.0.1:" + std::to_string(server.GetPort()) + "/Proc";
+        ASSERT_EQ(one.Connect(IO::Location(place.c_str())), IO::NoError);
+    }
+    void Connect(Client & one) {
+        Begin(one);
+        PassUntil([&] { return one.GetConnectState() == Client::Connected; });
+    }
+    template <typename Condition>
+    void PassUntil(Condition holds) {
+        for (int i = 0; i < 5000 && !holds(); ++i) {
+            pool.Process();
+            pool.Wait(0.05);
+        }
+        ASSERT_TRUE(holds());
+    }
+    unsigned int CountSockets() {
+        Mu::Array<SocketInterest> sockets;
+        pool.ListSockets(sockets);
+        return sockets.GetSize();
+    }
+
+    TestService service{Answer};
+    Server server;
+};
+
+} // namespace
+
+TEST_F(RealDialogue, WorksOverTheLoopback) {
+    Client client;
+    Connect(client);
     for (std::size_t const size : {0u, 1u, 1000u, 1000000u}) {
         std::string const text(size, 'q');
         WriteMessage(client, text);
@@ -384,9 +473,74 @@ TEST(RealDialogue, WorksOverTheLoopback) {
     for (SocketInterest const & one : sockets)
         EXPECT_TRUE(one.read && !one.write);
     client.Disconnect();
-    for (int i = 0; i < 200 && (pool.ListSockets(sockets) || sockets.GetSize() != 1); ++i) {
-        pool.Process();
-        pool.Wait(0.05);
+    PassUntil([&] { return CountSockets() == 1; });
+}
+
+TEST_F(RealDialogue, ServesMoreThanSelectWould) {
+#if defined(_WIN32)
+    unsigned int const count = 200; // Wine takes a while for each
+#else
+    unsigned int const count = 2000;
+    rlimit limit{};
+    getrlimit(RLIMIT_NOFILE, &limit);
+    limit.rlim_cur = limit.rlim_max;
+    setrlimit(RLIMIT_NOFILE, &limit);
+    if (limit.rlim_cur < 2 * count + 100)
+        GTEST_SKIP() << "needs more descriptors than the system allows";
+#endif
+    std::vector<std::unique_ptr<Client>> clients;
+    for (unsigned int i = 0; i < count && !HasFailure(); ++i) {
+        Begin(*clients.emplace_back(std::make_unique<Client>()));
+        while (clients.back()->GetConnectState() == Client::Connecting)
+            clients.back()->ProcessPendingConnect();
     }
-    EXPECT_EQ(sockets.GetSize(), 1u);
+    for (unsigned int i = 0; i < clients.size(); ++i)
+        WriteMessage(*clients[i], std::to_string(i));
+    unsigned int answers = 0;
+    PassUntil([&] {
+        for (unsigned int i = 0; i < clients.size(); ++i)
+            if (clients[i]->GetISeparatorCount() == 1) {
+                EXPECT_EQ(ReadMessage(*clients[i]), std::to_string(i) + "!");
+                ++answers;
+            }
+        return answers == clients.size();
+    });
+}
+
+TEST_F(RealDialogue, FindsASocketThatSomebodyClosed) {
+    Observer observer;
+    Client closed;
+    Client other;
+    Connect(closed);
+    Connect(other);
+    closed.Attach(observer);
+    IO::Socket::Close(closed.GetSocket());
+    PassUntil([&] { return closed.GetConnectState() == Client::NotConnected; });
+    EXPECT_EQ(observer.told, "lost ");
+    EXPECT_TRUE(other.IsOk());
+    WriteMessage(other, "on");
+    ASSERT_EQ(other.WaitNextSeparator(20), IO::NoError);
+    EXPECT_EQ(ReadMessage(other), "on!");
+}
+
+TEST_F(RealDialogue, ListensWhereItIsToListen) {
+    auto const getAddress = [](Server const & one) {
+        IO::Socket::SocketAddress address{};
+        IO::Socket::GetSocketCalls().GetSockName(one.GetSocket(), &address);
+        return ToHex(std::string(reinterpret_cast<char *>(address.address), 4)) + ":" +
+               (address.port == one.GetPort() ? "same" : "other");
+    };
+    EXPECT_EQ(getAddress(server), "7F000001:same");
+    for (bool const isLoopback : {true, false}) {
+        std::string const address = isLoopback ? "7F000001:" : "00000000:";
+        Server chosen;
+        chosen.SetLoopbackOnly(isLoopback);
+        ASSERT_EQ(chosen.Start(0, 0), IO::NoError);
+        EXPECT_EQ(getAddress(chosen), address + "same");
+        Server turned;
+        turned.SetLoopbackOnly(isLoopback);
+        ASSERT_EQ(turned.Start(2, 1), IO::NoError);
+        EXPECT_EQ(turned.GetPort(), 2u);
+        EXPECT_EQ(getAddress(turned), address + "other");
+    }
 }

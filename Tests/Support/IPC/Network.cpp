@@ -99,6 +99,10 @@ unsigned int Network::Connect(Handle socket, SocketAddress const & address) {
     Side * side = Find(socket);
     if (side->peer != 0 || side->up != 0)
         return Now() < side->up ? WSAError::Already : WSAError::IsConnected;
+    if (isUnreachable) {
+        side->up = ~0ull;
+        return WSAError::WouldBlock;
+    }
     auto const found = listening.find(address.port);
     if (found == listening.end())
         return WSAError::ConnectionRefused;

@@ -37,6 +37,7 @@ public:
     unsigned int sends = 0;
     unsigned int receives = 0;
     Weather weather;
+    bool isUnreachable = false; ///< no connection comes to stand, nor fails
 
     unsigned int Socket(int type, Handle * made) override;
     unsigned int CloseSocket(Handle socket) override;
