@@ -478,7 +478,7 @@ TEST_F(RealDialogue, WorksOverTheLoopback) {
 
 TEST_F(RealDialogue, ServesMoreThanSelectWould) {
 #if defined(_WIN32)
-    unsigned int const count = 200; // Wine takes a while for each
+    unsigned int const count = 100; // Wine takes a while for each
 #else
     unsigned int const count = 2000;
     rlimit limit{};
