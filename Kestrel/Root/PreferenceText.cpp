@@ -10,9 +10,6 @@ namespace {
 bool IsBlank(char c) {
     return c == ' ' || c == '\t' || c == '\r';
 }
-bool IsControl(char c) {
-    return static_cast<unsigned char>(c) < 32 || c == 127;
-}
 char ToLower(char c) {
     return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c;
 }
@@ -38,57 +35,28 @@ bool IsSection(std::string_view line) {
     return line.front() == '[' && line.back() == ']';
 }
 
-bool IsClean(std::string_view text) {
-    return !std::any_of(text.begin(), text.end(), IsControl) && Trim(text) == text;
-}
-
 } // namespace
 
-PreferencePlace FindPreference(std::string_view text, std::string_view key, std::string_view name) {
+bool FindPreference(std::string_view text, std::string_view key, std::string_view name,
+                    std::string_view * value) {
     constexpr std::string_view ByteOrderMark = "\xEF\xBB\xBF";
-    PreferencePlace place;
     bool inside = false;
-    std::size_t end;
-    for (std::size_t begin = text.starts_with(ByteOrderMark) ? 3 : 0; begin < text.size();
-         begin = end) {
-        end = std::min(text.find('\n', begin), text.size() - 1) + 1;
-        std::string_view whole = text.substr(begin, end - begin);
-        if (whole.back() == '\n')
-            whole.remove_suffix(1);
-        std::string_view const line = Trim(whole);
-        if (line.empty())
+    if (text.starts_with(ByteOrderMark))
+        text.remove_prefix(ByteOrderMark.size());
+    while (!text.empty()) {
+        std::string_view const line = Trim(text.substr(0, text.find('\n')));
+        text.remove_prefix(std::min(text.find('\n'), text.size() - 1) + 1);
+        if (line.empty() || IsComment(line))
             continue;
+        std::size_t const equals = line.find('=');
         if (IsSection(line)) {
             inside = IsSame(Trim(line.substr(1, line.size() - 2)), key);
-            place.section = place.section || inside;
+        } else if (inside && equals != line.npos && IsSame(Trim(line.substr(0, equals)), name)) {
+            *value = Trim(line.substr(equals + 1));
+            return true;
         }
-        if (!inside)
-            continue;
-        place.insertion = end;
-        std::size_t const equals = line.find('=');
-        if (IsComment(line) || IsSection(line) || equals == line.npos ||
-            !IsSame(Trim(line.substr(0, equals)), name))
-            continue;
-        place.found = true;
-        place.lineBegin = begin;
-        place.lineEnd = end;
-        place.value = Trim(line.substr(equals + 1));
-        return place;
     }
-    return place;
-}
-
-bool IsPreferenceKey(std::string_view key) {
-    return !key.empty() && IsClean(key) && key.find_first_of("[]") == key.npos;
-}
-
-bool IsPreferenceName(std::string_view name) {
-    return !name.empty() && IsClean(name) && name.find('=') == name.npos && name.front() != '[' &&
-           !IsComment(name);
-}
-
-bool IsPreferenceValue(std::string_view value) {
-    return IsClean(value);
+    return false;
 }
 
 bool ParsePreference(std::string_view value, unsigned int * number) {

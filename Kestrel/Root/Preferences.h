@@ -17,9 +17,9 @@ class String;
 /// on Windows Kestrel\preferences.ini in the roaming application data, and for a process with the
 /// variable KESTREL_PREFERENCES the file that it names.
 ///
-/// People edit it by hand. What cannot be understood is passed over when it is read and kept when
-/// it is written; of two equal values the first one counts. Keys and names are compared without
-/// regard to the case of A to Z.
+/// People edit it by hand, and the library only reads it. What cannot be understood is passed over;
+/// of two equal values the first one counts. Keys and names are compared without regard to the case
+/// of A to Z.
 namespace MuPref {
 
 enum RootKeyDomain : int {
@@ -29,11 +29,9 @@ enum RootKeyDomain : int {
 /// The settings as the file had them when the root key was opened.
 ///
 /// Memory:  the text of the file, at most a megabyte.
-/// Threads: one at a time, but each thread may open a root key of its own: what all of them set is
-///          in the file. Several processes that write at once: the last one wins. The file is whole
-///          at any time, also when the power fails.
-/// Failure: statuses; reading never fails in another way than "not there". Mu::OutOfMemoryException
-///          comes from GetText alone, since a default would be taken for what the user set.
+/// Threads: any number at once.
+/// Failure: reading never fails in another way than "not there". Mu::OutOfMemoryException comes
+///          from GetText alone, since a default would be taken for what the user set.
 class KESTREL_API IRoot {
 public:
     virtual ~IRoot() = default;
@@ -46,14 +44,6 @@ public:
     /// gets the default. Throws Mu::OutOfMemoryException, and `*value` stays as it is.
     virtual bool GetText(char const * key, char const * name, char const * defaultValue,
                          Mu::String * value) const = 0;
-
-    /// Change the value, and the file with it. Error: the key or the name is empty or cannot stand
-    /// in the file, or the text has a line break. OutputClosed: the file cannot be written; the
-    /// settings stay as they were.
-    virtual MuErrCode SetUInt(char const * key, char const * name, unsigned int value) = 0;
-    virtual MuErrCode SetText(char const * key, char const * name, char const * value) = 0;
-    /// As Set. A value that is not there is no failure.
-    virtual MuErrCode Remove(char const * key, char const * name) = 0;
 };
 
 /// Null: there is no such domain, or no memory. A file that is missing or cannot be read is one

@@ -51,16 +51,6 @@ public:
 
 } // namespace
 
-TEST(Address, IsTheRootWhenItIsEmpty) {
-    IO::Address const address;
-    EXPECT_EQ(address.GetStatus(), IO::NoError);
-    EXPECT_TRUE(address.IsEmpty());
-    EXPECT_EQ(address.GetLength(), 0u);
-    EXPECT_EQ(address.GenerateHashValue(), 0u);
-    EXPECT_EQ(address, IO::Address());
-    EXPECT_EQ(sizeof(address), 16u);
-}
-
 TEST(Address, IsMadeFromANameList) {
     IO::Address zero;
     EXPECT_EQ(zero.Append(IO::Name(std::u16string_view(u"a\0b", 3))), IO::NoError);
@@ -189,23 +179,6 @@ TEST(Address, OverlooksTheCaseUnlessTheComparerLooks) {
         EXPECT_EQ(exact.questions, 0) << "one node, or two lengths, settle it";
     }
     EXPECT_EQ(upper, lower);
-}
-
-TEST(Address, HashesAsItsNamesDo) {
-    IO::Address address = MakeAddress({u"C:", u"Usr"});
-    auto const expected = [](std::initializer_list<char const *> names) {
-        unsigned int hash = 0;
-        for (char const * name : names)
-            hash = 65599u * hash + IO::Name(name).GenerateHashValue();
-        return hash;
-    };
-    EXPECT_EQ(address.GenerateHashValue(), expected({"c:", "usr"}));
-    EXPECT_EQ(address.SetLastName(IO::Name("lib")), IO::NoError);
-    EXPECT_EQ(address.GenerateHashValue(), expected({"C:", "LIB"})) << "renamed in place";
-    EXPECT_EQ(address.SetName(0, IO::Name("D:")), IO::NoError);
-    EXPECT_EQ(address.GenerateHashValue(), expected({"D:", "lib"}));
-    std::unordered_set<IO::Address> const set = {address, IO::Address(), address};
-    EXPECT_EQ(set.size(), 2u);
 }
 
 TEST(Address, WritesItsTailInFrontForOldReaders) {

@@ -44,22 +44,6 @@ TEST(LocationCompare, FindsNothingEqualOrDifferentToTheUnhealthyOrToNull) {
     }
 }
 
-TEST(LocationCompare, OrdersByMachineThenByPath) {
-    Location const rising[] = {
-        MakeLocation({}, {}),
-        MakeLocation({}, {"A"}),
-        MakeLocation({}, {"A", "b"}),
-        MakeLocation({}, {"B"}),
-        MakeLocation({"x"}, {}),
-        MakeLocation({"x"}, {"A"}),
-        MakeLocation({"x", "y"}, {"A"}),
-        MakeLocation({"y"}, {}),
-    };
-    for (unsigned int i = 0; i < std::size(rising); ++i)
-        for (unsigned int j = 0; j < std::size(rising); ++j)
-            EXPECT_EQ(rising[i] < rising[j], i < j) << i << " " << j;
-}
-
 TEST(LocationCompare, HashesMachineAndPathApart) {
     Location const location = MakeLocation({"n"}, {"C:", "a"});
     unsigned int const n = IO::Name("n").GenerateHashValue();

@@ -44,10 +44,4 @@ TEST(IChannel, LooksForTheEnd) {
     EXPECT_TRUE(channel.IsEOI());
 }
 
-TEST(IChannel, CallsACutObjectBroken) {
-    EXPECT_EQ(Mu::IChannel::ConvertObjectReadError(Mu::EOI), Mu::Error);
-    EXPECT_EQ(Mu::IChannel::ConvertObjectReadError(Mu::InputFailure), Mu::InputFailure);
-    EXPECT_EQ(Mu::IChannel::ConvertObjectReadError(Mu::NoError), Mu::NoError);
-}
-
 } // namespace

@@ -29,39 +29,11 @@ TEST(String, IsMadeComparedAndPrinted) {
     EXPECT_EQ(stream.str(), "a\xC3\xA4");
 }
 
-TEST(String, TravelsWithItsLength) {
-    Tests::ByteOChannel out;
-    EXPECT_EQ(String("a\0b", 3).Write(out), Mu::NoError);
-    EXPECT_EQ(out.GetBytes(), std::string("\3\0\0\0a\0b", 7));
-    for (std::size_t length = 0; length <= 7; ++length) {
-        Tests::ByteIChannel in(out.GetBytes().substr(0, length));
-        String text("before");
-        EXPECT_EQ(text.Read(in), length == 7 ? Mu::NoError : length == 0 ? Mu::EOI : Mu::Error);
-        EXPECT_EQ(text.GetLength(), length == 7 ? 3u : 0u);
-    }
-}
-
 TEST(String, RefusesMoreThanItCanHold) {
     String text("abc");
     EXPECT_THROW(text.SetLength(0xFFFFFFFF), Mu::OutOfMemoryException);
     EXPECT_THROW(text.Append("x", 0xFFFFFFFF), Mu::OutOfMemoryException);
     EXPECT_TRUE(text == "abc");
-}
-
-TEST(String, IsAsItWasAfterEveryFailedAllocation) {
-    SweepAllocations([](bool failed) {
-        String text("start");
-        try {
-            text.Append(text.ToCStr());
-            text = "something longer than before";
-            text = String("and a copy of something longer still");
-            text.SetCapacity(100);
-        } catch (Mu::OutOfMemoryException const &) {
-            EXPECT_TRUE(failed);
-        }
-        EXPECT_EQ(text.CheckState(), Mu::NoError);
-        EXPECT_FALSE(text.IsEmpty());
-    });
 }
 
 TEST(String, IsAStandardString) {
@@ -71,24 +43,28 @@ TEST(String, IsAStandardString) {
         std::string model;
         for (int step = 0; step < 200; ++step) {
             unsigned int const place = random() % (text.GetLength() + 1);
-            switch (random() % 5) {
-            case 0:
-                text.Append("abc", random() % 4);
-                model.append("abc", text.GetLength() - model.size());
-                break;
-            case 1: // a part of itself
-                text.Append(text.ToCStr() + place);
-                model += std::string(model.c_str() + place);
-                break;
-            case 2:
-                text.SetLength(2 * place);
-                model.resize(2 * place);
-                break;
-            case 3:
-                text.Assign(text.ToCStr() + place, text.GetLength() - place);
-                model = model.substr(place);
-                break;
-            default: text.SetCapacity(place);
+            try {
+                Tests::Shortage const shortage(random() % 10 == 0 ? 1 : 0);
+                switch (random() % 5) {
+                case 0:
+                    text.Append("abc", random() % 4);
+                    model.append("abc", text.GetLength() - model.size());
+                    break;
+                case 1: // a part of itself
+                    text.Append(text.ToCStr() + place);
+                    model += std::string(model.c_str() + place);
+                    break;
+                case 2:
+                    text.SetLength(2 * place);
+                    model.resize(2 * place);
+                    break;
+                case 3:
+                    text.Assign(text.ToCStr() + place, text.GetLength() - place);
+                    model = model.substr(place);
+                    break;
+                default: text.SetCapacity(place);
+                }
+            } catch (Mu::OutOfMemoryException const &) { // it is as it was
             }
             if (model.size() > 300) {
                 text.SetLength(5);

@@ -1,7 +1,6 @@
 #include <Kestrel/Root/Thread.h>
 
 #include <Kestrel/Root/Exceptions.h>
-#include <Kestrel/Root/Internal/Parker.h>
 #include <Kestrel/Root/Platform/SystemCalls.h>
 
 #include "Tests/Support/FaultSweep.h"
@@ -40,19 +39,6 @@ Mu::RunnableTask Do(std::function<void()> work) {
 class Gate final : public Mu::Interruptible, public Tests::Gate {
 public:
     void Interrupt() override { Open(); }
-};
-
-// Time in which the waiting thread is interrupted.
-class InterruptingClock final : public Mu::Clock {
-public:
-    InterruptingClock() { Mu::SetClock(this); }
-    ~InterruptingClock() override { Mu::SetClock(nullptr); }
-    unsigned long long GetWallMilliseconds() override { return 0; }
-    unsigned long long GetMonotonicMicroseconds() override { return 0; }
-    bool WaitFor(Mu::Parker & parker, unsigned long long) override {
-        Mu::Thread::GetCurrent().Interrupt();
-        return parker.IsWoken();
-    }
 };
 
 bool RefuseThread(void *, std::uintptr_t *) {
@@ -192,21 +178,6 @@ TEST(Thread, IsInterruptedOnce) {
     EXPECT_TRUE(Mu::Thread::Interrupted());
     EXPECT_FALSE(Mu::Thread::Interrupted());
     EXPECT_FALSE(here.IsCanceled());
-}
-
-TEST(Thread, IsInterruptedWhileItWaits) {
-    Gate gate;
-    Mu::Thread other(Do([&] { gate.Wait(); }), Mu::UniString());
-    other.Start();
-    {
-        InterruptingClock clock;
-        EXPECT_THROW(Mu::Thread::Sleep(1, true), Mu::InterruptedIOException);
-        EXPECT_THROW(other.Wait(1, true, nullptr), Mu::InterruptedIOException);
-        EXPECT_FALSE(other.Wait(1, false, nullptr));
-    }
-    EXPECT_TRUE(Mu::Thread::Interrupted()) << "the wait that did not ask has left it";
-    gate.Open();
-    other.Join(false);
 }
 
 TEST(Thread, IsWokenByCancelWhereverItBlocks) {

@@ -11,9 +11,4 @@ namespace Mu::Platform {
 /// cannot be read. ErrMemoryFull.
 MuErrCode ReadPreferences(std::size_t limit, char ** text, std::size_t * size);
 
-/// Puts a new file in the place of the old one, in one step, once all of it is on the disk; makes
-/// the folder if it is missing. OutputClosed: that cannot be done, and the old one stays. For any
-/// number of threads and processes at once.
-MuErrCode WritePreferences(char const * text, std::size_t size);
-
 } // namespace Mu::Platform

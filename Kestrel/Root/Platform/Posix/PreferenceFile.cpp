@@ -3,7 +3,6 @@
 #include <Kestrel/Root/ErrorCodes.h>
 #include <Kestrel/Root/Memory.h>
 
-#include <atomic>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
@@ -21,15 +20,13 @@ namespace {
 class Descriptor {
 public:
     explicit Descriptor(int number) : number(number) {}
-    ~Descriptor() { Close(); }
+    ~Descriptor() {
+        if (number >= 0)
+            close(number);
+    }
     Descriptor(Descriptor const &) = delete;
     Descriptor & operator=(Descriptor const &) = delete;
     int Get() const { return number; }
-    bool Close() {
-        int const closed = number;
-        number = -1;
-        return closed < 0 || close(closed) == 0;
-    }
 
 private:
     int number;
@@ -72,42 +69,6 @@ bool ReadAll(int file, char * text, std::size_t count, std::size_t * got) {
     return true;
 }
 
-bool WriteAll(int file, char const * text, std::size_t size) {
-    while (size > 0) {
-        ssize_t const part = write(file, text, size);
-        if (part > 0) {
-            text += part;
-            size -= static_cast<std::size_t>(part);
-        } else if (part == 0 || errno != EINTR) {
-            return false;
-        }
-    }
-    return true;
-}
-
-void MakeFolders(Path & path) {
-    for (char * slash = std::strchr(path + 1, '/'); slash; slash = std::strchr(slash + 1, '/')) {
-        *slash = 0;
-        mkdir(path, 0700); // opening the file shows whether it exists
-        *slash = '/';
-    }
-}
-
-bool Create(char const * path, mode_t mode, char const * text, std::size_t size) {
-    Descriptor file(open(path, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOFOLLOW, mode));
-    return file.Get() >= 0 && WriteAll(file.Get(), text, size) && fsync(file.Get()) == 0 &&
-           file.Close();
-}
-
-// The name of a new file beside the other, which no other thread or process uses.
-bool MakeFreshName(Path & fresh, Path const & target) {
-    static std::atomic<unsigned int> counter = 0;
-    char ending[48];
-    std::snprintf(ending, sizeof ending, ".%u.%u.new", static_cast<unsigned int>(getpid()),
-                  counter++);
-    return Join(fresh, target, ending);
-}
-
 } // namespace
 
 // A file that grows meanwhile is read up to the size that it had.
@@ -136,24 +97,6 @@ MuErrCode ReadPreferences(std::size_t limit, char ** text, std::size_t * size) {
     }
     *text = block;
     return NoError;
-}
-
-// A file that is a link to somewhere else is replaced there.
-MuErrCode WritePreferences(char const * text, std::size_t size) {
-    Path path, target, fresh;
-    if (!GetPath(path))
-        return OutputClosed;
-    MakeFolders(path);
-    if (realpath(path, target) == nullptr && !Join(target, path, ""))
-        return OutputClosed;
-    struct stat info;
-    mode_t const mode = stat(target, &info) == 0 ? info.st_mode & 0777 : 0600;
-    if (!MakeFreshName(fresh, target))
-        return OutputClosed;
-    if (Create(fresh, mode, text, size) && rename(fresh, target) == 0)
-        return NoError;
-    unlink(fresh);
-    return OutputClosed;
 }
 
 } // namespace Mu::Platform
