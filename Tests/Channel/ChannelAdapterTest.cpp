@@ -47,44 +47,32 @@ TEST(OChannelAdapter, TellsAllAsWrittenAlsoBesideAFailure) {
 }
 
 TEST(OChannelAdapter, TellsThePositionOfTheWriter) {
-    auto const tell = [](Mu::OChannel & channel) {
+    RecordingOChannel channel;
+    auto const tell = [&] {
         unsigned long long position = 999;
         EXPECT_EQ(channel.GetOutputPosition(&position), IO::NoError);
         return position;
     };
-    RecordingOChannel channel;
     EXPECT_EQ(channel.WriteBin("abcde", 5, nullptr), IO::NoError);
     EXPECT_EQ(channel.Flush(), IO::NoError);
-    EXPECT_EQ(channel.WriteBin("abc", 3, nullptr), IO::NoError);
-    EXPECT_EQ(tell(channel), 8u);
     EXPECT_EQ(channel.PushMark(), IO::NoError);
     EXPECT_EQ(channel.WriteBin("0123456789", 10, nullptr), IO::NoError);
     EXPECT_EQ(channel.PopMark(), IO::NoError);
-    EXPECT_EQ(channel.GetOffset(), 10u);
-    EXPECT_EQ(tell(channel), 8u);
+    EXPECT_EQ(tell(), 5u);
     EXPECT_EQ(channel.WriteBin("+", 1, nullptr), IO::NoError);
-    EXPECT_EQ(tell(channel), 9u) << "it follows the overwriting";
-    char * data = nullptr;
-    EXPECT_EQ(channel.DirectOutputAccess(1, &data, nullptr), IO::NoError);
-    EXPECT_EQ(*data, '2');
+    EXPECT_EQ(tell(), 6u) << "it follows the overwriting";
     channel.ResetOffset();
-    EXPECT_EQ(tell(channel), 18u);
     channel.DisableOutputBuffering();
-    EXPECT_FALSE(channel.IsOutputBufferingEnabled());
     EXPECT_EQ(channel.WriteBin("!", 1, nullptr), IO::NoError);
-    EXPECT_EQ(tell(channel), 19u);
-    EXPECT_EQ(channel.sink.GetText(), "abcdeabc+123456789!");
+    EXPECT_EQ(tell(), 16u);
+    EXPECT_EQ(channel.sink.GetText(), "abcde+123456789!");
 }
 
 TEST(OChannelAdapter, DropsWhatIsNotFlushedAtItsEnd) {
-    class Watched : public IO::OChannelAdapter {
-    public:
-        explicit Watched(Tests::RecordingSink & sink) : IO::OChannelAdapter(IO::binOProtocol) {
-            SetBinOutput(sink);
-        }
-        void SetDefaultOutputProtocol() override {}
-    };
     Tests::RecordingSink sink;
+    struct Watched : RecordingOChannel {
+        explicit Watched(Tests::RecordingSink & sink) { SetBinOutput(sink); }
+    };
     { EXPECT_EQ(Watched(sink).WriteBin("abc", 3, nullptr), IO::NoError); }
     EXPECT_EQ(sink.calls, 0u);
 }

@@ -40,18 +40,6 @@ private:
     Record & record;
 };
 
-TEST(OChannelAdapterForOBinaryChannel, FlushesAtItsEnd) {
-    Record record;
-    ThrowingSink sink(record);
-    {
-        OChannelAdapterForOBinaryChannel channel(sink);
-        EXPECT_EQ(channel.Write(0x01020304), IO::NoError);
-        EXPECT_EQ(record.writes, 0u);
-    }
-    EXPECT_EQ(record.text, "\x04\x03\x02\x01");
-    EXPECT_FALSE(record.gone);
-}
-
 TEST(OChannelAdapterForOBinaryChannel, TurnsTheExceptionIntoItsStatus) {
     Record record;
     record.throwAt = 3;

@@ -4,15 +4,9 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
-
-#if !defined(_WIN32)
-#include <dlfcn.h>
-#endif
-
 #if defined(__GNUC__) && !defined(__clang__) && !defined(_WIN32)
+
+#include <dlfcn.h>
 
 #pragma GCC diagnostic ignored "-Wpedantic" // what a slot holds is asked by an extension
 
@@ -35,27 +29,6 @@ TEST(Host, HasTheAddressesThatItsCompilerGuesses) {
     EXPECT_EQ(reinterpret_cast<void *>(slot), guess);
     IO::MemoryOChannel channel;
     EXPECT_EQ(CallDirectly(channel), IO::NoError);
-}
-
-#endif
-
-#if !defined(_WIN32) // its command interpreter passes on no exit code that could be told here
-
-TEST(Tool, DeletesNothingThatItDidNotMake) {
-    std::filesystem::remove_all("host-kept");
-    std::filesystem::create_directory("host-kept");
-    std::ofstream("host-kept/rubbish") << "no stream at all";
-    std::ofstream("host-kept/old") << "old";
-    auto const run = [](char const * arguments) {
-        return std::system((std::string("./" KESTREL_TOOL " ") + arguments + " >host-tool.log 2>&1")
-                               .c_str()) >>
-               8;
-    };
-    EXPECT_EQ(run("unzip -f host-kept/rubbish host-kept/old"), 1);
-    EXPECT_TRUE(std::filesystem::exists("host-kept/old"));
-    EXPECT_EQ(run("unzip host-kept/rubbish host-kept/new"), 1);
-    EXPECT_FALSE(std::filesystem::exists("host-kept/new"));
-    std::filesystem::remove_all("host-kept");
 }
 
 #endif

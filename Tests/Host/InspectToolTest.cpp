@@ -19,12 +19,9 @@ namespace {
 
 using IO::Name;
 using IO::RelativeLocation;
+using Tests::Has;
 using Tests::RunTool;
 using Tests::ToolRun;
-
-bool Has(std::string const & text, std::string const & part) {
-    return text.find(part) != std::string::npos;
-}
 
 // A folder that goes on, and a file; names that separators are in.
 struct Shown : IO::Reflectable {

@@ -12,14 +12,11 @@
 
 using IO::Socket::InternetAddress;
 using IO::Socket::ServerSocket;
+using Tests::Has;
 using Tests::RunTool;
 using Tests::ToolRun;
 
 namespace {
-
-bool Has(std::string const & text, std::string const & part) {
-    return text.find(part) != std::string::npos;
-}
 
 /// What the tool gets as standard input from now on.
 void SetInput(std::string const & content) {

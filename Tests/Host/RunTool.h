@@ -85,6 +85,10 @@ inline int Start(std::string const & program, std::vector<std::string> const & a
 
 #endif
 
+inline bool Has(std::string const & text, std::string const & part) {
+    return text.find(part) != std::string::npos;
+}
+
 /// Runs the tool, or another program beside it, to its end. No argument may hold a quotation mark.
 inline ToolRun RunTool(std::vector<std::string> const & arguments,
                        std::string const & program = KESTREL_TOOL) {

@@ -273,7 +273,7 @@ TEST(Location, HasTheRightAnswerOrSaysThatItHasNone) {
         EXPECT_TRUE(told == IO::NoError || (failed && told == IO::ErrMemoryFull));
         Location fromURL;
         MuErrCode const set = told == IO::NoError ? fromURL.Set(url) : told;
-        EXPECT_TRUE(set == IO::NoError ? fromURL.GetLocalLength() == 2
+        EXPECT_TRUE(set == IO::NoError ? fromURL.GetLocalLength() == 3
                                        : failed && set == IO::ErrMemoryFull);
         IO::MemoryOChannel out;
         MuErrCode const written = child.Write(out);

@@ -39,57 +39,27 @@ TEST(LocationValidator, StandsReadyForThreeSignsInOrder) {
 
 TEST(LocationValidator, JudgesNames) {
     std::string const n255(255, 'n');
-    struct Row {
-        std::string name;
+    struct {
         bool onWindows, onMac;
+        Names names;
+    } const rows[] = {
+        {true,
+         true,
+         {"a", " ", "\x7F", "..", "CON.txt", "con1", "com0", "COM1", "LPT5", "lpt", "com10"}},
+        {true, true, {"com1.x", "coma", "\xC3\xA4\xF0\x9F\x98\x80", n255}},
+        {false, true, {"a?b", "a\\b", "a/b", "a*", "a\"", "<", ">", "|", "\x1F", "\x01"}},
+        {false, true, {"CON", "con", "AuX", "prn", "nul", "com1", "com9", "lpt5"}},
+        {true, false, {n255 + "n", n255 + "nnnnn"}},
+        {false, false, {"", "a:b", n255 + "nnnnnn"}},
     };
-    Row const rows[] = {
-        {"", false, false},
-        {"a", true, true},
-        {"a:b", false, false},
-        {"a?b", false, true},
-        {"a\\b", false, true},
-        {"a/b", false, true},
-        {"a*", false, true},
-        {"a\"", false, true},
-        {"<", false, true},
-        {">", false, true},
-        {"|", false, true},
-        {"\x1F", false, true},
-        {"\x01", false, true},
-        {" ", true, true},
-        {"\x7F", true, true},
-        {"..", true, true},
-        {"CON", false, true},
-        {"con", false, true},
-        {"AuX", false, true},
-        {"prn", false, true},
-        {"nul", false, true},
-        {"CON.txt", true, true},
-        {"con1", true, true},
-        {"com1", false, true},
-        {"com9", false, true},
-        {"com0", true, true},
-        {"COM1", true, true},
-        {"lpt5", false, true},
-        {"LPT5", true, true},
-        {"lpt", true, true},
-        {"com10", true, true},
-        {"com1.x", true, true},
-        {"coma", true, true},
-        {"\xC3\xA4\xF0\x9F\x98\x80", true, true},
-        {n255, true, true},
-        {n255 + "n", true, false},
-        {n255 + "nnnnn", true, false},
-        {n255 + "nnnnnn", false, false},
-    };
-    for (Row const & row : rows) {
-        IO::Name const name(U(row.name));
-        EXPECT_EQ(Windows().IsLegal(name), row.onWindows) << row.name;
-        EXPECT_EQ(Mac().IsLegal(name), row.onMac) << row.name;
-        EXPECT_EQ(name.IsLegal(), row.onWindows) << row.name;
-        EXPECT_EQ(name.IsMultiplatform(), row.onWindows && row.onMac) << row.name;
-    }
+    for (auto const & row : rows)
+        for (std::string const & text : row.names) {
+            IO::Name const name(U(text));
+            EXPECT_EQ(Windows().IsLegal(name), row.onWindows) << text;
+            EXPECT_EQ(Mac().IsLegal(name), row.onMac) << text;
+            EXPECT_EQ(name.IsLegal(), row.onWindows) << text;
+            EXPECT_EQ(name.IsMultiplatform(), row.onWindows && row.onMac) << text;
+        }
 }
 
 TEST(LocationValidator, JudgesEveryUnit) {

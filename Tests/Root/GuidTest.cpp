@@ -19,16 +19,15 @@ TEST(Guid, IsPrintedInItsUsualForm) {
     EXPECT_EQ(sizeof(Mu::Guid), 16u);
 }
 
-// Both through the channel's typed operations, which the root answers field by field.
 TEST(Guid, TravelsFieldByFieldThroughTheProtocol) {
     Tests::ByteOChannel written;
-    EXPECT_EQ(written.Write(sample), Mu::NoError);
+    EXPECT_EQ(sample.WriteStructured(written), Mu::NoError);
     EXPECT_EQ(written.GetBytes(), std::string("\x33\x22\x11\x00\x55\x44\x77\x66"
                                               "\x88\x99\xAA\xBB\xCC\xDD\xEE\xFF",
                                               16));
     Tests::ByteIChannel channel(written.GetBytes());
     Mu::Guid read;
-    EXPECT_EQ(channel.Read(read), Mu::NoError);
+    EXPECT_EQ(read.ReadStructured(channel), Mu::NoError);
     EXPECT_EQ(read, sample);
 }
 

@@ -23,10 +23,8 @@ TEST(IChannel, KnowsNothingOfWhatIsAvailableUnlessToldSo) {
     Tests::ByteIChannel const channel("ab");
     unsigned int narrow = 7;
     unsigned long long wide = 7;
-    EXPECT_EQ(channel.GetAvailable(&narrow), Mu::Error);
-    EXPECT_EQ(channel.GetAvailable(&wide), Mu::Error);
-    EXPECT_EQ(narrow + wide, 0u);
-    EXPECT_EQ(channel.GetAvailable(static_cast<unsigned int *>(nullptr)), Mu::Error);
+    EXPECT_EQ(channel.Mu::IChannel::GetAvailable(&wide), Mu::Error);
+    EXPECT_EQ(wide, 0u);
     EXPECT_EQ(Knowing(0xFFFFFFFFu).GetAvailable(&narrow), Mu::NoError);
     EXPECT_EQ(narrow, 0xFFFFFFFFu);
     EXPECT_EQ(Knowing(0x100000000ull).GetAvailable(&narrow), Mu::Error);

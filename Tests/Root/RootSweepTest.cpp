@@ -61,7 +61,7 @@ struct Values {
             if constexpr (requires { value.Read(channel); })
                 return value.Read(channel);
             else
-                return channel.Read(value);
+                return value.ReadStructured(channel);
         });
     }
     // Notes where one ends and the next begins.
@@ -72,7 +72,7 @@ struct Values {
             if constexpr (requires { value.Write(channel); })
                 return value.Write(channel);
             else
-                return channel.Write(value);
+                return value.WriteStructured(channel);
         });
     }
     std::string ToBytes(std::set<std::size_t> * ends = nullptr) {

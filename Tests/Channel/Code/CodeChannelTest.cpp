@@ -64,27 +64,14 @@ std::string Encode(std::string const & text, unsigned int flushEvery = 0) {
 
 /// A code channel over bytes.
 struct Decoder {
-    explicit Decoder(std::string const & text, std::string const & withKey = key)
+    explicit Decoder(std::string const & text)
         : bytes(text), in(bytes.data(), static_cast<unsigned int>(bytes.size()),
                           MemoryIChannel::LeaveWithCaller),
-          code(in, withKey.data(), static_cast<unsigned int>(withKey.size())) {}
-
-    // Up to a status, or `limit` bytes.
-    std::string Read(unsigned int pieceSize, std::size_t limit = 100000) {
-        std::string text;
-        std::string piece(pieceSize, '\0');
-        while (status == IO::NoError && text.size() < limit) {
-            unsigned int read = 0;
-            status = code.ReadBin(piece.data(), pieceSize, &read);
-            text.append(piece, 0, read);
-        }
-        return text;
-    }
+          code(in, key.data(), static_cast<unsigned int>(key.size())) {}
 
     std::string bytes;
     MemoryIChannel in;
     CodeIChannel code;
-    MuErrCode status = IO::NoError;
 };
 
 } // namespace
@@ -132,19 +119,6 @@ TEST(Blowfish, DeciphersWithKeysOfAnyLength) {
     }
 }
 
-TEST(Blowfish, CiphersABlockByItsHalves) {
-    Blowfish cipher;
-    cipher.SetPassword("abc", 3);
-    Blowfish::Word left{0x03020100};
-    Blowfish::Word right{0x07060504};
-    cipher.BF_En(&left, &right);
-    EXPECT_EQ(left.word, 0x33C508E6u); // e608c533 and 4155f86c, low byte first
-    EXPECT_EQ(right.word, 0x6CF85541u);
-    cipher.BF_De(&left, &right);
-    EXPECT_EQ(left.word, 0x03020100u);
-    EXPECT_EQ(right.word, 0x07060504u);
-}
-
 TEST(Blowfish, LeavesAloneWhatIsNoBlock) {
     Blowfish cipher;
     cipher.SetPassword("key", 3);
@@ -185,27 +159,17 @@ TEST(CodeOChannel, WritesRecordsAndTheEnd) {
     EXPECT_EQ(position, 5u) << "plain bytes count";
 }
 
-TEST(CodeChannels, ReadBackInAnyPieces) {
+TEST(CodeChannels, ReadBackFromAnySource) {
     std::string const text = Count(0, 127) + Count(0, 127) + Count(5, 60);
-    for (unsigned int flushEvery : {0u, 1u, 5u, 16u, 33u}) {
-        std::string const bytes = Encode(text, flushEvery);
-        for (unsigned int piece : {1u, 3u, 16u, 19u, 1000u}) {
-            Decoder decoder(bytes);
-            EXPECT_EQ(decoder.Read(piece), text);
-            EXPECT_EQ(decoder.status, IO::EOI);
-            unsigned long long position = 0;
-            (void)decoder.code.GetInputPosition(&position);
-            EXPECT_EQ(position, text.size());
-        }
-    }
-    Tests::ForEachIChannel(Encode(text), [&](Mu::IChannel & source) {
-        CodeIChannel code(source, key.data(), static_cast<unsigned int>(key.size()));
-        std::string back(text.size(), '\0');
-        unsigned int read = 0;
-        (void)code.ReadBin(back.data(), static_cast<unsigned int>(back.size()), &read);
-        EXPECT_EQ(read, text.size());
-        EXPECT_EQ(back, text);
-    });
+    for (unsigned int flushEvery : {0u, 5u, 16u, 33u})
+        Tests::ForEachIChannel(Encode(text, flushEvery), [&](Mu::IChannel & source) {
+            CodeIChannel code(source, key.data(), static_cast<unsigned int>(key.size()));
+            std::string back(text.size() + 1, '\0');
+            unsigned int read = 0;
+            EXPECT_EQ(code.ReadBin(back.data(), static_cast<unsigned int>(back.size()), &read),
+                      IO::EOI);
+            EXPECT_EQ(back.substr(0, read), text);
+        });
 }
 
 TEST(CodeOChannel, PassesOnWhatTheDestinationSays) {

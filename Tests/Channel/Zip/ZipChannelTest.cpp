@@ -135,44 +135,24 @@ TEST_P(ZipChannel, FlushesFullyByItselfAndOnDemand) {
     };
     // Blocks of 16384 bytes come down; the seventh passes the limit.
     EXPECT_EQ(countMarks(Zip(std::string(6 * 16384, 'x'), With(GetParam(), 100000))), 0);
-    std::string seven;
+    MemoryOChannel seven, out;
     {
-        MemoryOChannel out;
-        {
-            ZipOChannel zip(out, With(GetParam(), 100000));
-            for (int i = 0; i < 7; ++i)
-                Put(zip, std::string(16384, 'x'));
-        }
-        seven = Take(out);
+        ZipOChannel zip(seven, With(GetParam(), 100000));
+        for (int i = 0; i < 7; ++i)
+            Put(zip, std::string(16384, 'x'));
     }
-    EXPECT_EQ(countMarks(seven), 1);
-
-    MemoryOChannel out;
+    EXPECT_EQ(countMarks(Take(seven)), 1);
     {
         ZipOChannel zip(out, With(GetParam()));
+        unsigned long long position = 0;
         Put(zip, "first");
+        EXPECT_EQ(zip.GetOutputPosition(&position), IO::NoError);
+        EXPECT_EQ(position, 5u) << "what is written counts, not what comes out";
         EXPECT_EQ(zip.FullFlush(), IO::NoError);
         EXPECT_EQ(zip.FullFlush(), GetParam() == alone ? IO::Error : IO::NoError);
         Put(zip, "second");
     }
     EXPECT_EQ(Unzip(Take(out)).text, "firstsecond") << "two flushes in a row do no harm";
-}
-
-TEST_P(ZipChannel, CountsWhatIsWrittenNotWhatComesOut) {
-    MemoryOChannel out;
-    ZipOChannel zip(out, With(GetParam()));
-    unsigned long long position = 0;
-    Put(zip, std::string(100000, 'x'));
-    EXPECT_EQ(zip.GetOutputPosition(&position), IO::NoError);
-    EXPECT_EQ(position, 100000u);
-    zip.PushMark();
-    Put(zip, "12345");
-    zip.PopMark();
-    zip.GetOutputPosition(&position);
-    EXPECT_EQ(position, 100000u);
-    zip.ResetOffset();
-    zip.GetOutputPosition(&position);
-    EXPECT_EQ(position, 100005u);
 }
 
 TEST(ZipIChannel, ReadsBytesOfAnotherProgram) {
@@ -215,20 +195,6 @@ TEST(ZipIChannel, MeetsACutAtEveryPlace) {
         EXPECT_EQ(cut.status, IO::InputFailure);
         EXPECT_EQ(cut.zipError, IO::NoError);
         EXPECT_EQ(cut.text, text.substr(0, cut.text.size()));
-    }
-}
-
-TEST(ZipIChannel, MeetsAFlipAtEveryPlace) {
-    std::string const text = MakeText(300, 5);
-    std::string const bytes = Zip(text, With(alone));
-    for (std::size_t place = 0; place < 8 * bytes.size(); ++place) {
-        SCOPED_TRACE(place);
-        std::string flipped = bytes;
-        flipped[place / 8] = static_cast<char>(flipped[place / 8] ^ (1 << place % 8));
-        Unzipped const result = Unzip(flipped);
-        // Some bits mean nothing, as those that fill up the last byte.
-        bool const isWhole = result.status == IO::EOI && result.text == text;
-        EXPECT_TRUE(isWhole || result.status == IO::InputFailure);
     }
 }
 
@@ -368,32 +334,20 @@ TEST(ZipOChannel, CopiesNothingOfAWriteOfHalfTheAddresses) {
 
 // The worker stands at a destination that takes nothing for the time being.
 TEST(ZipOChannel, RunsAHundredBlocksAheadOfItsWorker) {
-    class StuckSink : public IO::OutputBuffer::BinOutput {
-        MuErrCode InternalWrite(char const *, unsigned int count, unsigned int * written) override {
-            stuck.Open();
-            free.Wait();
-            *written = count;
-            return IO::NoError;
-        }
-
-    public:
-        Tests::Gate stuck, free;
-    } sink;
-    class StuckOChannel : public IO::OChannelAdapter {
-    public:
-        explicit StuckOChannel(StuckSink & sink) : IO::OChannelAdapter(IO::binOProtocol) {
-            SetBinOutput(sink);
-            DisableOutputBuffering();
-        }
-        void SetDefaultOutputProtocol() override {}
-    } out(sink);
+    Tests::Gate stuck, free;
+    Tests::RecordingOChannel out;
+    out.DisableOutputBuffering();
+    out.sink.onWrite = [&] {
+        stuck.Open();
+        free.Wait();
+    };
     ZipOChannel zip(out, With(withWorker, 0, Options::NoCompression));
     zip.DisableOutputBuffering();
     constexpr unsigned int blockSize = 4096;
     std::string const block(blockSize, 'b');
     for (unsigned int i = 0; i < 40; ++i) // what the compressor itself holds, and some
         EXPECT_EQ(Put(zip, block), IO::NoError);
-    sink.stuck.Wait();
+    stuck.Wait();
     std::atomic<unsigned int> ahead = 0;
     std::thread writer([&] {
         for (unsigned int i = 0; i < 200; ++i) {
@@ -406,6 +360,6 @@ TEST(ZipOChannel, RunsAHundredBlocksAheadOfItsWorker) {
     for (int i = 0; i < 2000; ++i)
         std::this_thread::yield();
     EXPECT_LE(ahead, 100u);
-    sink.free.Open();
+    free.Open();
     writer.join();
 }

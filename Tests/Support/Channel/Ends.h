@@ -57,6 +57,8 @@ public:
     MuErrCode InternalWrite(char const * source, unsigned int count,
                             unsigned int * written) override {
         ++calls;
+        if (onWrite)
+            onWrite();
         if (failFrom != 0 && calls >= failFrom) {
             *written = 0;
             if (throws)
@@ -80,6 +82,7 @@ public:
     unsigned int failFrom = 0; // 0: never
     MuErrCode failure = IO::EOO;
     bool throws = false; // instead
+    std::function<void()> onWrite;
 };
 
 /// A channel over a ScriptedSource.
