@@ -77,23 +77,20 @@ TEST(LocationPersistence, HasItsForm) {
     EXPECT_EQ(ToBytes(MakeLocation({}, {"C:"})), MakeBytes(2, Parts()));
 }
 
-TEST(LocationPersistence, WritesASchemeToOldReadersAsAHierarchy) {
+TEST(LocationPersistence, TellsOldReadersWhatTheyKnow) {
     Parts parts;
     parts.network = {"h"};
     EXPECT_EQ(ToBytes(MakeURL("http://me:pw@h:8080/C:"), {1, 1}), MakeBytes(1, parts));
     EXPECT_EQ(ToBytes(MakeURL("http://me:pw@h:8080/C:"), {1, 0}), MakeBytes(0, parts));
-}
-
-TEST(LocationPersistence, LeavesThePlatformOutOfTheOldestFormOfLocalPlaces) {
-    Parts parts;
-    parts.block = "";
-    EXPECT_EQ(ToBytes(MakeLocation({}, {"C:"}), {1, 0}), MakeBytes(0, parts));
-    parts.network = {"localhost"};
-    EXPECT_EQ(ToBytes(MakeLocation({"localhost"}, {"C:"}), {1, 0}), MakeBytes(0, parts));
+    // The oldest form of a local place has nothing of the platform.
+    for (Names const & network : {Names{}, Names{"localhost"}}) {
+        parts.network = network;
+        parts.block = "";
+        EXPECT_EQ(ToBytes(MakeLocation(network, {"C:"}), {1, 0}), MakeBytes(0, parts));
+    }
     Parts unknown;
     unknown.code = "\x06\0\0\0"s;
     EXPECT_EQ(ToBytes(MakeURL("lan.unknown:///C:"), {1, 0}), MakeBytes(0, unknown));
-    EXPECT_EQ(ToBytes(MakeLocation({}, {"C:"}), {1, 1}), MakeBytes(1, Parts()));
 }
 
 TEST(LocationPersistence, PutsAFlatNameInFront) {
@@ -171,60 +168,28 @@ TEST(LocationPersistence, PassesOverForeignBlocks) {
 
 namespace {
 
-// A platform that keeps one byte with a location.
-class BytePDI : public Location::PDI {
-public:
-    explicit BytePDI(unsigned char byte) : byte(byte) {}
-    Mu::PlatformSign GetPlatformSign() const override { return Mu::WindowsSign; }
-    PDI * Clone() const override { return new BytePDI(byte); }
-    unsigned char byte;
-};
-
-class ByteResolver : public TestResolver {
-public:
-    MuErrCode ReadPDI(Mu::IChannel & channel, Location & location) override {
-        unsigned char byte = 0;
-        MuErrCode const status = channel.Read(byte);
-        SetPDI(location, new BytePDI(byte));
-        return status;
-    }
-    MuErrCode WritePDI(Mu::OChannel & channel, Location const & location) override {
-        return channel.Write(static_cast<BytePDI const *>(GetPDI(location))->byte);
-    }
-};
+// Of a class whose first version had no such mark.
+template <typename T>
+void ExpectAnEmptyFrame(T const & refused, T const & invalid, unsigned char subVersion) {
+    auto const makeEmpty = [](unsigned char version) {
+        return MakeFrame(T::GetClassInfoStatic(), {1, version}, [](Mu::OChannel &) {});
+    };
+    EXPECT_EQ(ToBytes(refused), makeEmpty(subVersion));
+    EXPECT_EQ(ToBytes(invalid), makeEmpty(subVersion));
+    T back;
+    EXPECT_EQ(FromBytes(makeEmpty(subVersion), back), IO::NoError);
+    EXPECT_EQ(back.GetStatus(), IO::Error);
+    EXPECT_NE(FromBytes(makeEmpty(0), back), IO::NoError);
+    EXPECT_EQ(back.Read(NullReference<Mu::IChannel>()), IO::Error);
+    EXPECT_EQ(back.Write(NullReference<Mu::OChannel>()), IO::Error);
+}
 
 } // namespace
 
-TEST(LocationPersistence, LetsThePlatformKeepItsOwn) {
-    ByteResolver const resolver;
-    Location location = MakeLocation({}, {"C:"});
-    TestResolver::SetPDI(location, new BytePDI(42));
-    Parts parts;
-    parts.block = "\x57\x57\x2A"s;
-    EXPECT_EQ(ToBytes(location), MakeBytes(2, parts));
-    Location back;
-    EXPECT_EQ(FromBytes(ToBytes(location), back), IO::NoError);
-    ASSERT_NE(TestResolver::GetPDI(back), nullptr);
-    EXPECT_EQ(static_cast<BytePDI *>(TestResolver::GetPDI(back))->byte, 42);
-}
-
 TEST(LocationPersistence, WritesIllHealthAsAnEmptyFrame) {
     TestResolver const resolver;
-    std::string const empty =
-        MakeFrame(Location::GetClassInfoStatic(), {1, 2}, [](Mu::OChannel &) {});
-    EXPECT_EQ(ToBytes(Location("X")), empty);
-    EXPECT_EQ(ToBytes(MakeInvalidLocation()), empty);
-    IO::MemoryOChannel channel;
-    EXPECT_EQ(Location("X").Write(channel), IO::NoError);
-    Location back;
-    EXPECT_EQ(FromBytes(empty, back), IO::NoError);
-    EXPECT_EQ(back.GetStatus(), IO::Error);
-    EXPECT_NE(
-        FromBytes(MakeFrame(Location::GetClassInfoStatic(), {1, 0}, [](Mu::OChannel &) {}), back),
-        IO::NoError)
-        << "the first version had no such mark";
-    EXPECT_EQ(back.Read(NullReference<Mu::IChannel>()), IO::Error);
-    EXPECT_EQ(back.Write(NullReference<Mu::OChannel>()), IO::Error);
+    ExpectAnEmptyFrame(Location("X"), MakeInvalidLocation(), 2);
+    ExpectAnEmptyFrame(IO::RelativeLocation("X"), MakeInvalidRelative(), 1);
 }
 
 namespace {

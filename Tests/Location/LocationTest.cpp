@@ -90,7 +90,7 @@ TEST(Location, ChecksArgumentThenMemoryThenStatus) {
     };
     for (auto const & row : rows) {
         SCOPED_TRACE(&row - rows);
-        Location invalid = MakeInvalidLocation(), refused("X"), full(u"\\\\host\\share\\x");
+        Location invalid = MakeInvalidLocation(), refused("X"), full("C:\\x");
         for (Location * any : {&invalid, &refused, &full})
             EXPECT_EQ(row.withNull(*any), IO::Error);
         EXPECT_EQ(row.fine(invalid), IO::ErrMemoryFull);
@@ -171,64 +171,79 @@ TEST(Location, IsMadeOnTheHeapOrToldWhyNot) {
     auto const take = [](auto const &... arguments) {
         Location * made = reinterpret_cast<Location *>(1);
         MuErrCode const status = Location::New(&made, arguments...);
+        std::unique_ptr<Location> const owner(made);
         EXPECT_EQ(made != nullptr, status == IO::NoError);
-        std::string const text = made == nullptr ? "" : ::testing::PrintToString(GetLocal(*made));
-        delete made;
-        return std::pair(status, text);
+        return std::pair(status, made == nullptr ? Names{} : GetLocal(*made));
     };
-    using Answer = std::pair<MuErrCode, std::string>;
+    auto const refused = [](MuErrCode status) { return std::pair(status, Names{}); };
     Location const parent = MakeLocation({}, {"C:"});
-    EXPECT_EQ(take(), Answer(IO::NoError, "{}"));
-    EXPECT_EQ(take(parent), Answer(IO::NoError, "{ \"C:\" }"));
-    EXPECT_EQ(take(parent, IO::Name("a")), Answer(IO::NoError, "{ \"C:\", \"a\" }"));
-    EXPECT_EQ(take(U("C:\\b")), Answer(IO::NoError, "{ \"C:\", \"b\" }"));
-    EXPECT_EQ(take("C:\\b"), Answer(IO::NoError, "{ \"C:\", \"b\" }"));
-    EXPECT_EQ(take(U("X")), Answer(IO::ErrIllegalLocation, ""));
-    EXPECT_EQ(take(MakeInvalidLocation()), Answer(IO::ErrMemoryFull, ""));
-    EXPECT_EQ(take(NullLocation()), Answer(IO::Error, ""));
-    EXPECT_EQ(take(parent, NullName()), Answer(IO::Error, ""));
-    EXPECT_EQ(take(static_cast<char const *>(nullptr)), Answer(IO::Error, ""));
-    EXPECT_EQ(Location::New(nullptr), IO::Error);
+    EXPECT_EQ(take(), refused(IO::NoError));
+    EXPECT_EQ(take(parent), std::pair(IO::NoError, Names{"C:"}));
+    EXPECT_EQ(take(parent, IO::Name("a")), std::pair(IO::NoError, Names{"C:", "a"}));
+    EXPECT_EQ(take(U("C:\\b")), std::pair(IO::NoError, Names{"C:", "b"}));
+    EXPECT_EQ(take("C:\\b"), std::pair(IO::NoError, Names{"C:", "b"}));
+    EXPECT_EQ(take(U("X")), refused(IO::ErrIllegalLocation));
+    EXPECT_EQ(take(MakeInvalidLocation()), refused(IO::ErrMemoryFull));
+    EXPECT_EQ(take(NullLocation()), refused(IO::Error));
+    EXPECT_EQ(take(parent, NullName()), refused(IO::Error));
+    EXPECT_EQ(take(static_cast<char const *>(nullptr)), refused(IO::Error));
     EXPECT_EQ(Location::New(nullptr, "C:\\"), IO::Error);
 }
 
 namespace {
 
-class CountedPDI : public Location::PDI {
+// A platform that keeps one byte with a location.
+class BytePDI : public Location::PDI {
 public:
-    CountedPDI() { ++living; }
-    CountedPDI(CountedPDI const &) : PDI() { ++living; }
-    ~CountedPDI() override { --living; }
-    Mu::PlatformSign GetPlatformSign() const override { return Mu::BigEndianMacSign; }
-    PDI * Clone() const override { return new CountedPDI(*this); }
+    explicit BytePDI(unsigned char byte) : byte(byte) { ++living; }
+    ~BytePDI() override { --living; }
+    Mu::PlatformSign GetPlatformSign() const override { return Mu::WindowsSign; }
+    PDI * Clone() const override { return new BytePDI(byte); }
 
+    unsigned char byte;
     static inline int living = 0;
+};
+
+class ByteResolver : public TestResolver {
+public:
+    MuErrCode ReadPDI(Mu::IChannel & channel, Location & location) override {
+        unsigned char byte = 0;
+        MuErrCode const status = channel.Read(byte);
+        SetPDI(location, new BytePDI(byte));
+        return status;
+    }
+    MuErrCode WritePDI(Mu::OChannel & channel, Location const & location) override {
+        return channel.Write(static_cast<BytePDI const *>(GetPDI(location))->byte);
+    }
 };
 
 } // namespace
 
-TEST(Location, OwnsWhatThePlatformKeepsWithIt) {
+TEST(Location, OwnsAndWritesWhatThePlatformKeepsWithIt) {
+    ByteResolver const resolver;
     {
         Location location;
-        TestResolver::SetPDI(location, new CountedPDI);
+        TestResolver::SetPDI(location, new BytePDI(42));
         Location copy(location);
-        EXPECT_EQ(CountedPDI::living, 2);
-        EXPECT_NE(TestResolver::GetPDI(copy), TestResolver::GetPDI(location));
+        EXPECT_EQ(BytePDI::living, 2);
         copy = location;
-        EXPECT_EQ(CountedPDI::living, 2) << "the old one goes";
+        EXPECT_EQ(BytePDI::living, 2) << "the old one goes";
+        std::string const bytes = ToBytes(copy);
+        EXPECT_NE(bytes.find("\x57\x57\x2A"), bytes.npos);
         copy.Clear();
-        EXPECT_EQ(CountedPDI::living, 1);
+        EXPECT_EQ(BytePDI::living, 1);
+        EXPECT_EQ(FromBytes(bytes, copy), IO::NoError);
+        EXPECT_EQ(static_cast<BytePDI *>(TestResolver::GetPDI(copy))->byte, 42);
         Location moved(std::move(location));
-        EXPECT_EQ(CountedPDI::living, 1);
+        EXPECT_EQ(BytePDI::living, 2);
         unsigned short const none[] = {0, 0};
         TestResolver::SetContent(moved, nullptr, none, Location::NullModel);
-        EXPECT_EQ(CountedPDI::living, 1) << "a null list changes nothing";
+        EXPECT_EQ(BytePDI::living, 2) << "a null list changes nothing";
         TestResolver::SetContent(moved, none, none, Location::NullModel);
-        EXPECT_EQ(CountedPDI::living, 0);
+        EXPECT_EQ(BytePDI::living, 1);
         EXPECT_EQ(moved.GetNetworkModel(), Location::NullModel);
-        TestResolver::SetPDI(moved, new CountedPDI);
     }
-    EXPECT_EQ(CountedPDI::living, 0);
+    EXPECT_EQ(BytePDI::living, 0);
 }
 
 // A question that a shortage left open must not be answered from memory later on.

@@ -170,18 +170,3 @@ TEST(RelativeLocation, PersistsAsOneAddressInAFrame) {
     EXPECT_EQ(FromBytes(expected, back), IO::NoError);
     EXPECT_EQ(back, location);
 }
-
-TEST(RelativeLocation, PersistsIllHealthAsAnEmptyFrame) {
-    TestResolver const resolver;
-    std::string const bytes = ToBytes(RelativeLocation("X"));
-    EXPECT_EQ(bytes,
-              MakeFrame(RelativeLocation::GetClassInfoStatic(), {1, 1}, [](Mu::OChannel &) {}));
-    RelativeLocation back = MakeRelative({"a"});
-    EXPECT_EQ(FromBytes(bytes, back), IO::NoError);
-    EXPECT_EQ(back.GetStatus(), IO::Error);
-    std::string const oldest =
-        MakeFrame(RelativeLocation::GetClassInfoStatic(), {1, 0}, [](Mu::OChannel &) {});
-    EXPECT_NE(FromBytes(oldest, back), IO::NoError) << "the first version had no such mark";
-    EXPECT_EQ(back.Read(NullReference<Mu::IChannel>()), IO::Error);
-    EXPECT_EQ(back.Write(NullReference<Mu::OChannel>()), IO::Error);
-}

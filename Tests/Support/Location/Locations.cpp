@@ -4,28 +4,29 @@
 
 namespace Tests {
 
-Names GetLocal(IO::Location const & location) {
+namespace {
+
+template <typename Get>
+Names List(Get const & get) {
     Names names;
     IO::Name name;
-    for (unsigned int i = 0; location.GetLocalName(i, &name) == IO::NoError; ++i)
+    for (unsigned int i = 0; get(i, &name) == IO::NoError; ++i)
         names.push_back(ToUtf8(name.ToString()));
     return names;
+}
+
+} // namespace
+
+Names GetLocal(IO::Location const & location) {
+    return List([&](unsigned int i, IO::Name * name) { return location.GetLocalName(i, name); });
 }
 
 Names GetNetwork(IO::Location const & location) {
-    Names names;
-    IO::Name name;
-    for (unsigned int i = 0; location.GetNetworkName(i, &name) == IO::NoError; ++i)
-        names.push_back(ToUtf8(name.ToString()));
-    return names;
+    return List([&](unsigned int i, IO::Name * name) { return location.GetNetworkName(i, name); });
 }
 
 Names GetNames(IO::RelativeLocation const & location) {
-    Names names;
-    IO::Name name;
-    for (unsigned int i = 0; location.GetName(i, &name) == IO::NoError; ++i)
-        names.push_back(ToUtf8(name.ToString()));
-    return names;
+    return List([&](unsigned int i, IO::Name * name) { return location.GetName(i, name); });
 }
 
 IO::Location MakeLocation(Names const & network, Names const & local) {
