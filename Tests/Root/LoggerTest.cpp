@@ -1,12 +1,12 @@
 #include <Kestrel/Root/Logger.h>
 
-#include <Kestrel/Root/OChannel.h>
 #include <Kestrel/Root/Thread.h>
 
 #include "Tests/Support/FaultSweep.h"
 #include "Tests/Support/Gate.h"
 #include "Tests/Support/HandClock.h"
 #include "Tests/Support/LogCapture.h"
+#include "Tests/Support/Root/ByteChannels.h"
 #include "Tests/Support/Text.h"
 
 #include <gtest/gtest.h>
@@ -21,9 +21,8 @@
 namespace {
 
 // A log's channel and its owner in one, which writes down what is asked of it, in order.
-class Output final : public Mu::OChannel, public Mu::FastLogger::Control {
+class Output final : public Tests::ByteOChannel, public Mu::FastLogger::Control {
 public:
-    Output() : OChannel(Mu::textOProtocol) {}
     ~Output() override { Mu::logger.RemoveOutput(this); }
 
     MuErrCode WriteBin(char const * source, unsigned int count, unsigned int * written) override {
@@ -45,18 +44,6 @@ public:
     }
     void SeriousErrorEncountered() override { calls += 's'; }
     void ApplicationTerminated() override { calls += 't'; }
-
-    MuErrCode DirectOutputAccess(unsigned int, char **, unsigned int *) override {
-        return Mu::Error;
-    }
-    MuErrCode GetOutputPosition(unsigned long long *) const override { return Mu::Error; }
-    void SetDefaultOutputProtocol() override {}
-    MuErrCode PushMark() override { return Mu::Error; }
-    MuErrCode PopMark() override { return Mu::Error; }
-    unsigned int GetOffset() const override { return 0; }
-    void ResetOffset() override {}
-    MuErrCode GetOutputStatus() const override { return Mu::NoError; }
-    void ResetOutputStatus() override {}
 
     std::vector<std::string> GetLines() const {
         std::vector<std::string> lines;

@@ -8,7 +8,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <set>
 
 namespace Tests {
 
@@ -41,98 +40,33 @@ bool IsTreeGone() {
            tree->GetNames().GetChunks().GetCapacity() == 0 && tree->GetNames().GetCount() == 0;
 }
 
-namespace {
-
-class TreeWalk {
-public:
-    explicit TreeWalk(IO::AddressTree const & tree)
-        : tree(tree), nodes(tree.GetNodes()), chunks(tree.GetNames().GetChunks()) {}
-
-    void Check() {
-        if (tree.GetRoot() != NoIndex) {
-            ASSERT_EQ(nodes[tree.GetRoot()].parent, NoIndex);
-            ASSERT_EQ(nodes[tree.GetRoot()].next, NoIndex);
-            CheckBelow(tree.GetRoot());
-        }
-        EXPECT_EQ(tree.GetNames().GetCount(), seen.size());
-        CheckFreeNodes();
-        CheckFreeChunks();
-    }
-
-private:
-    void CheckBelow(unsigned int root) {
-        std::vector<unsigned int> open = {root};
-        while (!open.empty()) {
-            unsigned int const node = open.back();
-            open.pop_back();
-            ASSERT_LT(node, nodes.GetRecords().GetMark());
-            ASSERT_TRUE(seen.insert(node).second) << "two ways lead to " << node;
-            CheckName(nodes[node].name);
-            unsigned long long below = 0;
-            for (unsigned int child = nodes[node].leftChild; child != NoIndex;
-                 child = nodes[child].next) {
-                ASSERT_EQ(nodes[child].parent, node);
-                ASSERT_EQ(tree.GetLength(child), tree.GetLength(node) + 1);
-                below += nodes[child].referenceCounter;
-                open.push_back(child);
-            }
-            ASSERT_GE(nodes[node].referenceCounter, below);
-            ASSERT_GE(nodes[node].referenceCounter, 1u);
-            if (node != root)
-                CheckHash(node);
-        }
-    }
-
-    void CheckName(unsigned int chunk) {
-        for (; chunk != NoIndex; chunk = chunks[chunk].next) {
-            ASSERT_LT(chunk, chunks.GetMark());
-            ASSERT_TRUE(usedChunks.insert(chunk).second) << "two names share chunk " << chunk;
-        }
-    }
-
-    void CheckHash(unsigned int node) {
-        Mu::UniString text;
-        tree.ReadName(node, text);
-        ASSERT_EQ(tree.GetHash(node),
-                  65599u * tree.GetHash(nodes[node].parent) + IO::Name(text).GenerateHashValue());
-    }
-
-    void CheckFreeNodes() {
-        unsigned int count = 0;
-        for (unsigned int node = nodes.GetRecords().GetFreeHead(); node != NoIndex;
-             node = nodes[node].next, ++count) {
-            ASSERT_LT(count, nodes.GetRecords().GetMark());
-            ASSERT_EQ(nodes[node].parent, 0xF4F3F2F1u);
-            ASSERT_EQ(nodes[node].leftChild, 0xF4F3F2F1u);
-            ASSERT_EQ(nodes[node].referenceCounter, 0u);
-            ASSERT_EQ(seen.count(node), 0u);
-        }
-        EXPECT_EQ(count + seen.size(), nodes.GetRecords().GetMark());
-    }
-
-    void CheckFreeChunks() {
-        unsigned int count = 0;
-        for (unsigned int chunk = chunks.GetFreeHead(); chunk != NoIndex;
-             chunk = chunks[chunk].next, ++count) {
-            ASSERT_LT(count, chunks.GetMark());
-            ASSERT_EQ(usedChunks.count(chunk), 0u);
-        }
-        EXPECT_EQ(count + usedChunks.size(), chunks.GetMark());
-    }
-
-    IO::AddressTree const & tree;
-    IO::NodeTable const & nodes;
-    IO::GrowingTable<IO::NameTable::Record> const & chunks;
-    std::set<unsigned int> seen;
-    std::set<unsigned int> usedChunks;
-};
-
-} // namespace
-
 void CheckTree() {
     IO::AddressTree::Turn const tree;
     tree->Settle();
-    TreeWalk(*tree).Check();
+    IO::NodeTable const & nodes = tree->GetNodes();
+    auto const & chunks = tree->GetNames().GetChunks();
+    unsigned int nodeCount = 0, chunkCount = 0;
+    std::vector<unsigned int> open;
+    if (tree->GetRoot() != NoIndex)
+        open.push_back(tree->GetRoot());
+    while (!open.empty()) {
+        unsigned int const node = open.back();
+        open.pop_back();
+        ASSERT_LT(nodeCount++, nodes.GetRecords().GetMark()) << "two ways lead to one";
+        for (unsigned int i = nodes[node].name; i != NoIndex; i = chunks[i].next)
+            ++chunkCount;
+        for (unsigned int i = nodes[node].leftChild; i != NoIndex; i = nodes[i].next)
+            open.push_back(i);
+    }
+    EXPECT_EQ(tree->GetNames().GetCount(), nodeCount);
+    for (unsigned int i = nodes.GetRecords().GetFreeHead(); i != NoIndex; i = nodes[i].next) {
+        ASSERT_LT(nodeCount++, nodes.GetRecords().GetMark());
+        ASSERT_EQ(nodes[i].parent, 0xF4F3F2F1u);
+    }
+    for (unsigned int i = chunks.GetFreeHead(); i != NoIndex; i = chunks[i].next)
+        ASSERT_LT(chunkCount++, chunks.GetMark());
+    EXPECT_EQ(nodeCount, nodes.GetRecords().GetMark());
+    EXPECT_EQ(chunkCount, chunks.GetMark());
 }
 
 ModelTree::Node * ModelTree::HoldRoot() {

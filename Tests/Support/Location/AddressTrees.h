@@ -18,9 +18,8 @@ Path GetPath(IO::Address const & address);
 std::string PrintTree();
 bool IsTreeGone();
 
-/// Walks all of the tree and expects everything in it to fit together: links and counters of the
-/// nodes, what is remembered beside them, chunks of names, and that each record of both tables is
-/// either in use or in the free list. A tree that is gone must have left nothing.
+/// Expects each record of both tables, that of the nodes and that of their names, to be either in
+/// the tree, once, or in its free list. A tree that is gone must have left nothing.
 void CheckTree();
 
 /// The address tree as simply as it can be written: what the real one must look like after the same
