@@ -221,10 +221,10 @@ void BlockOfTheSystem(benchmark::State & state) {
     }
 }
 
-BENCHMARK_TEMPLATE(OverService, false)->Name("GetChildren/Service")->UseRealTime();
-BENCHMARK_TEMPLATE(ByHand, false)->Name("GetChildren/ByHand")->UseRealTime();
-BENCHMARK_TEMPLATE(OverService, true)->Name("GetAttributeValues/Service")->UseRealTime();
-BENCHMARK_TEMPLATE(ByHand, true)->Name("GetAttributeValues/ByHand")->UseRealTime();
+BENCHMARK_TEMPLATE(OverService, false)->Name("GetChildren/Service")->MeasureProcessCPUTime();
+BENCHMARK_TEMPLATE(ByHand, false)->Name("GetChildren/ByHand")->MeasureProcessCPUTime();
+BENCHMARK_TEMPLATE(OverService, true)->Name("GetAttributeValues/Service")->MeasureProcessCPUTime();
+BENCHMARK_TEMPLATE(ByHand, true)->Name("GetAttributeValues/ByHand")->MeasureProcessCPUTime();
 BENCHMARK(WalkAddressTree)->Arg(10000)->Arg(1000000)->UseRealTime();
 BENCHMARK_TEMPLATE(Block, false)->Name("Block/NotCounted");
 BENCHMARK_TEMPLATE(Block, true)->Name("Block/Counted");

@@ -298,6 +298,8 @@ public:
     static void const * ToPointer(Name const & name);
 
 private:
+    friend class ValuesBelow;
+
     template <typename Kind>
     Kind * Keep(Kind * made);
     void Share();

@@ -3,9 +3,12 @@
 #include <Kestrel/Reflection/Reflectable.h>
 
 #include <Kestrel/Location/RelativeLocation.h>
+#include <Kestrel/Reflection/Internal/ReflectableUse.h>
+#include <Kestrel/Reflection/Internal/ValuesBelow.h>
 #include <Kestrel/Root/OChannel.h>
 
 #include <algorithm>
+#include <utility>
 
 namespace IO {
 
@@ -28,14 +31,6 @@ Entry const * FindChild(Entry const & entry, Name const & name) {
 // The child that is listed by a hook: a group listens only where it is alone.
 Group const * GetOnlyGroup(Entry const & entry) {
     return entry.GetChildCount() == 1 ? dynamic_cast<Group const *>(entry.GetChild(0)) : nullptr;
-}
-
-template <typename Stack>
-Stack Reverse(Stack const & stack) {
-    Stack reversed;
-    for (unsigned int i = stack.GetSize(); i > 0; --i)
-        reversed.Push(stack[i - 1]);
-    return reversed;
 }
 
 // The names at the target, gathered from all branches below the entry where the search begins.
@@ -107,7 +102,7 @@ private:
     unsigned int depth = 0;
 };
 
-// A location's way through a tree.
+// A location's way through a tree. The stacks are kept as the hooks get them, the deepest first.
 class Walk {
 public:
     Walk(Reflectable const & reflectable, Entry const * root) : reflectable(reflectable) {
@@ -124,27 +119,51 @@ public:
         return location.GetStatus() == NoError;
     }
 
-    Entry const & GetEntry() const { return *entries.GetLast(); }
+    Entry const & GetEntry() const { return *entries[0]; }
 
     // What lies below the entry where the walk is.
     void List(Mu::Array<Name> * folders, Mu::Array<Name> * files) const {
         Entry const & entry = GetEntry();
-        EntryStack deepestFirst = Reverse(entries);
-        NameStack names = Reverse(groupNames);
-        if (Collector const * const collector = dynamic_cast<Collector const *>(&entry))
-            Gathering(reflectable, collector->GetTarget(), deepestFirst, names, folders, files)
+        if (Collector const * const collector = dynamic_cast<Collector const *>(&entry)) {
+            EntryStack visited(entries);
+            NameStack names(groupNames);
+            Gathering(reflectable, collector->GetTarget(), visited, names, folders, files)
                 .Visit(collector->GetRoot());
-        else if (Group const * const group = GetOnlyGroup(entry))
-            reflectable.GetEntries(group, deepestFirst, names, folders, files);
+        } else if (Group const * const group = GetOnlyGroup(entry))
+            reflectable.GetEntries(group, entries, groupNames, folders, files);
         else
             for (unsigned int i = 0; i < entry.GetChildCount(); ++i)
                 folders->Push(entry.GetChild(i)->GetName());
     }
 
-    void GetValues(Group const & group, Mu::Array<Reflectable::AttributeValue> * values) {
-        Name const name = groupNames.Pop();
-        reflectable.GetEntryAttributeValues(&group, name, Reverse(entries), Reverse(groupNames),
-                                            values);
+    // Of the thing where the walk is, which only what lies in a group has.
+    void GetValues(Mu::Array<Reflectable::AttributeValue> * values) {
+        Group const * const group = dynamic_cast<Group const *>(&GetEntry());
+        if (group == nullptr)
+            return;
+        Name const name = std::move(groupNames[0]);
+        groupNames.Delete(0);
+        reflectable.GetEntryAttributeValues(group, name, entries, groupNames, values);
+    }
+
+    // Of a thing one step further, where the walk does not go. False: there is no way.
+    bool GetValuesBelow(Name const & name, Mu::Array<Reflectable::AttributeValue> * values) {
+        if (belowEntries.IsEmpty()) {
+            collector = dynamic_cast<Collector const *>(&GetEntry());
+            belowEntries = entries;
+            belowEntries.Insert(0, nullptr);
+        }
+        Entry const * const child =
+            collector != nullptr ? collector->GetTarget() : GetEntry().FindChild(name);
+        if (child == nullptr)
+            return false;
+        if (child != belowEntries[0]) {
+            belowEntries[0] = child;
+            belowGroup = dynamic_cast<Group const *>(child);
+        }
+        if (belowGroup != nullptr)
+            reflectable.GetEntryAttributeValues(belowGroup, name, belowEntries, groupNames, values);
+        return true;
     }
 
 private:
@@ -155,9 +174,9 @@ private:
         bool const isGroup = dynamic_cast<Group const *>(child) != nullptr;
         if (isGroup && looksUp && !IsListed(name))
             return false;
-        entries.Push(child);
+        entries.Insert(0, child);
         if (isGroup)
-            groupNames.Push(name);
+            groupNames.Insert(0, name);
         return true;
     }
 
@@ -169,8 +188,12 @@ private:
     }
 
     Reflectable const & reflectable;
-    EntryStack entries;   // the root first
+    EntryStack entries;
     NameStack groupNames; // of the groups on the way; fixed entries need none
+    // One step further, where things are asked for their values without going there.
+    Collector const * collector = nullptr; // what the walk is at, if it is one
+    EntryStack belowEntries;
+    Group const * belowGroup = nullptr; // what the first of them is, if it is one
 };
 
 // A column's name as a line of content begins, as wide as all of them.
@@ -229,9 +252,46 @@ bool Reflectable::GetAttributeValues(RelativeLocation const & location,
     Walk walk(*this, root);
     if (!walk.Follow(location, false))
         return false;
-    if (auto const * const group = dynamic_cast<CustomEntryGroup const *>(&walk.GetEntry()))
-        walk.GetValues(*group, values);
+    walk.GetValues(values);
     return true;
+}
+
+class ValuesBelow::Folder : public Mu::Allocated {
+public:
+    Folder(Reflectable const & reflectable, Entry const * root, RelativeLocation const & location)
+        : walk(reflectable, root), isThere(walk.Follow(location, false)) {}
+
+    bool GetValues(Name const & name, Mu::Array<Reflectable::AttributeValue> * values) {
+        return isThere && walk.GetValuesBelow(name, values);
+    }
+
+private:
+    Walk walk;
+    bool const isThere;
+};
+
+ValuesBelow::ValuesBelow(ReflectableUse const & use) : use(use) {
+    if (use.Get() != nullptr && use.WalksTree() && use.Get()->root != nullptr)
+        folder.reset(new Folder(*use.Get(), use.Get()->root, use.GetRest()));
+}
+
+ValuesBelow::~ValuesBelow() = default;
+
+// Whether a location keeps the name as it is, and not only a part of it.
+static bool IsKeptWhole(Mu::UniString const & text) {
+    unsigned short const * const units = text.GetUnits();
+    bool hasEnd = false;
+    for (unsigned int i = 0, length = text.GetLength(); i < length; ++i)
+        hasEnd |= units[i] == 0;
+    return !hasEnd && units[0] != 0 && units[0] != ':';
+}
+
+bool ValuesBelow::Get(Name const & name, Mu::Array<Reflectable::AttributeValue> * values) {
+    values->Clear(true);
+    if (folder != nullptr && IsKeptWhole(name))
+        return folder->GetValues(name, values);
+    RelativeLocation const thing(use.GetRest(), name);
+    return use.Get() != nullptr && !thing.IsEmpty() && use.Get()->GetAttributeValues(thing, values);
 }
 
 bool Reflectable::GetContent(RelativeLocation const & location, Mu::OChannel & channel) const {

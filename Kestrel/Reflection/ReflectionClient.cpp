@@ -38,7 +38,7 @@ unsigned int ReadCount(BlockIChannel & answer, unsigned int leastSize) {
 void ReadNames(BlockIChannel & answer, Mu::Array<Name> * names) {
     Mu::UniString text;
     for (unsigned int count = ReadCount(answer, 1); count > 0; --count) {
-        ReadText(answer, &text, answer.GetAvailable());
+        ReadText(answer, &text);
         names->Emplace(text);
     }
 }
@@ -242,8 +242,8 @@ MuErrCode ReflectionClient::GetAttributes(RelativeLocation const & location,
             Mu::UniString name;
             Mu::UniString type;
             for (unsigned int count = ReadCount(answer, 2); count > 0; --count) {
-                ReadText(answer, &name, answer.GetAvailable());
-                ReadText(answer, &type, answer.GetAvailable());
+                ReadText(answer, &name);
+                ReadText(answer, &type);
                 attributes->Emplace(name, ToType(type));
             }
         });
@@ -274,9 +274,8 @@ MuErrCode ReflectionClient::GetAttributeValues(RelativeLocation const & location
 MuErrCode ReflectionClient::GetContent(RelativeLocation const & location, Mu::UniString * content) {
     if (Mu::IsNull(location) || content == nullptr)
         return Error;
-    MuErrCode const status = AskAt("Get content", location, nullptr, [&](BlockIChannel & answer) {
-        ReadText(answer, content, answer.GetAvailable());
-    });
+    MuErrCode const status = AskAt("Get content", location, nullptr,
+                                   [&](BlockIChannel & answer) { ReadText(answer, content); });
     if (status != NoError)
         content->Clear();
     return status;

@@ -2,6 +2,7 @@
 
 #include <Kestrel/Channel/MemoryOChannel.h>
 #include <Kestrel/Reflection/Internal/ReflectableUse.h>
+#include <Kestrel/Reflection/Internal/ValuesBelow.h>
 #include <Kestrel/Reflection/Internal/Wire.h>
 #include <Kestrel/Reflection/Reflectable.h>
 #include <Kestrel/Reflection/ReflectionManager.h>
@@ -14,24 +15,11 @@ namespace IO {
 
 namespace {
 
-// What a body holds is read before a host's code is called, so that its exceptions are not mistaken
-// for an end of the body. False: the body ends before, or is too long for what it announces.
-template <typename Reading>
-bool CanRead(Reading const & read) {
-    try {
-        read();
-        return true;
-    } catch (Mu::IOException const &) {
-        return false;
-    } catch (Mu::UniString const &) {
-        return false;
-    }
-}
-
 bool ReadLocation(BlockIChannel & body, RelativeLocation * location) {
-    Mu::UniString text;
-    return CanRead([&] { ReadText(body, &text, body.GetAvailable()); }) &&
-           location->Set(text) == NoError;
+    std::string_view text;
+    return body.TakeText(&text) &&
+           location->Set(Mu::UniString(text.data(), static_cast<unsigned int>(text.size()))) ==
+               NoError;
 }
 
 void WriteNames(AnswerBlock & answer, Mu::Array<Name> const & names) {
@@ -101,22 +89,24 @@ void ServeGetAttributesRequest(BlockIChannel & body, AnswerBlock & answer) {
 void ServeGetAttributeValuesRequest(BlockIChannel & body, AnswerBlock & answer) {
     RelativeLocation location;
     unsigned int count = 0;
-    if (!ReadLocation(body, &location) || !CanRead([&] { Read(body, &count); }))
+    if (!ReadLocation(body, &location) || !body.TakeNumber(&count))
         return;
     // All of them are tried before the first is answered, and none is kept: a list of short names
     // would take many times the memory of the body.
-    Mu::UniString text;
+    std::string_view bytes;
     BlockIChannel trial(body);
     for (unsigned int i = 0; i < count; ++i)
-        if (!CanRead([&] { ReadText(trial, &text, trial.GetAvailable()); }))
+        if (!trial.TakeText(&bytes))
             return;
     ReflectableUse const use(location);
+    ValuesBelow things(use);
+    Mu::UniString text;
+    Name name;
     Mu::Array<Reflectable::AttributeValue> values;
     for (unsigned int i = 0; i < count; ++i) {
-        ReadText(body, &text, body.GetAvailable());
-        RelativeLocation const thing(use.GetRest(), Name(text));
-        if (use.Get() == nullptr || thing.IsEmpty() ||
-            !use.Get()->GetAttributeValues(thing, &values))
+        ReadText(body, &text);
+        name = text;
+        if (!things.Get(name, &values))
             values.Clear(true);
         Write(answer, values.GetSize());
         for (Reflectable::AttributeValue const & value : values)

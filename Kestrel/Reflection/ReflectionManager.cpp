@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <new>
+#include <typeinfo>
 
 namespace IO {
 
@@ -48,7 +49,8 @@ MuErrCode CopyRest(RelativeLocation const & location, unsigned int from, Relativ
 // some, so that nothing is left behind those objects that are unmade last.
 class ReflectionTable {
 public:
-    static bool Add(RelativeLocation const & location, Reflectable * reflectable, bool check) {
+    static bool Add(RelativeLocation const & location, Reflectable * reflectable, bool check,
+                    std::type_info const * treeWalker) {
         Mu::LockGuard guard(lock);
         if (check && CountRows() > 0 &&
             std::any_of(rows.array.begin(), rows.array.end(), [&](Row const & row) {
@@ -59,7 +61,7 @@ public:
             new (&rows.array) Mu::Array<Row>;
         exists = true;
         try {
-            rows.array.Push(Row{{location, reflectable}, ++lastNumber});
+            rows.array.Push(Row{{location, reflectable}, ++lastNumber, treeWalker});
         } catch (Mu::OutOfMemoryException const &) {
             DropIfEmpty();
             return false;
@@ -90,7 +92,7 @@ public:
             if (!Covers(row.location, location))
                 continue;
             if (CopyRest(location, row.location.GetLength(), &use.rest) == NoError)
-                Chain(use, row.reflectable);
+                Chain(use, row);
             return;
         }
     }
@@ -103,7 +105,7 @@ public:
                 continue;
             *number = rows.array[i].number;
             use.rest = rows.array[i].location;
-            Chain(use, rows.array[i].reflectable);
+            Chain(use, rows.array[i]);
             return true;
         }
         return false;
@@ -131,7 +133,8 @@ public:
 
 private:
     struct Row : ReflectionEntry {
-        unsigned long long number; // rising with the rows
+        unsigned long long number;         // rising with the rows
+        std::type_info const * treeWalker; // a class that leaves its values to Reflectable, or null
     };
     union Rows {
         constexpr Rows() : none(0) {}
@@ -154,8 +157,9 @@ private:
         exists = false;
     }
 
-    static void Chain(ReflectableUse & use, Reflectable * reflectable) {
-        use.reflectable = reflectable;
+    static void Chain(ReflectableUse & use, Row const & row) {
+        use.reflectable = row.reflectable;
+        use.treeWalker = row.treeWalker;
         use.thread = Mu::Platform::GetThreadToken();
         use.number = ++lastNumber;
         use.next = uses;
@@ -222,11 +226,20 @@ bool ReflectionManager::Enumerator::Visit(RelativeLocation const &, Reflectable 
     return true;
 }
 
+bool ReflectableUse::WalksTree() const {
+    return treeWalker != nullptr && typeid(*reflectable) == *treeWalker;
+}
+
 bool ReflectionManager::Register(RelativeLocation const & location, Reflectable * reflectable,
                                  bool check) {
+    return Add(location, reflectable, check, nullptr);
+}
+
+bool ReflectionManager::Add(RelativeLocation const & location, Reflectable * reflectable,
+                            bool check, std::type_info const * treeWalker) {
     if (Mu::IsNull(location) || reflectable == nullptr || location.GetStatus() != NoError)
         return false;
-    return ReflectionTable::Add(location, reflectable, check);
+    return ReflectionTable::Add(location, reflectable, check, treeWalker);
 }
 
 void ReflectionManager::Unregister(Reflectable * reflectable) {

@@ -1,11 +1,14 @@
 #pragma once
 
 #include <Kestrel/Location/RelativeLocation.h>
+#include <Kestrel/Reflection/Reflectable.h>
 #include <Kestrel/Root/Export.h>
 
-namespace IO {
+#include <concepts>
+#include <type_traits>
+#include <typeinfo>
 
-class Reflectable;
+namespace IO {
 
 /// Which object answers for which location.
 struct ReflectionEntry {
@@ -36,6 +39,17 @@ public:
 
     /// With `check`, a location at, above or below a registered one is refused.
     static bool Register(RelativeLocation const & location, Reflectable * reflectable, bool check);
+#if defined(__cpp_rtti)
+    /// The same for whoever knows the class. Objects of that very class, where it leaves
+    /// GetAttributeValues to Reflectable, are asked for the values of many things with one walk
+    /// through their tree.
+    template <std::convertible_to<Reflectable *> Pointer>
+    requires std::is_pointer_v<Pointer>
+    static bool Register(RelativeLocation const & location, Pointer reflectable, bool check) {
+        using Class = std::remove_pointer_t<Pointer>;
+        return Add(location, reflectable, check, LeavesValues<Class> ? &typeid(Class) : nullptr);
+    }
+#endif
 
     /// Takes the object out of the table. Null does nothing.
     // Kept: of two rows of one object that lie side by side, the second stays.
@@ -49,6 +63,14 @@ public:
     /// In order of registration. What is registered meanwhile comes, too. False: a null enumerator,
     /// or it did not go on.
     static bool Enumerate(Enumerator * enumerator);
+
+private:
+    template <typename Class>
+    static constexpr bool LeavesValues = requires {
+        { &Class::GetAttributeValues } -> std::same_as<decltype(&Reflectable::GetAttributeValues)>;
+    };
+    static bool Add(RelativeLocation const & location, Reflectable * reflectable, bool check,
+                    std::type_info const * treeWalker);
 };
 
 } // namespace IO

@@ -14,21 +14,33 @@ namespace {
 constexpr unsigned char LongMark = 255; // the long length follows
 
 template <unsigned int Size>
-unsigned long long ReadNumber(Mu::IBinaryChannel & channel) {
-    unsigned char bytes[Size];
-    channel.Read(reinterpret_cast<char *>(bytes), Size, Mu::ReadAll);
+unsigned long long GetNumber(char const * at) {
     unsigned long long number = 0;
     for (unsigned int i = Size; i > 0; --i)
-        number = number << 8 | bytes[i - 1];
+        number = number << 8 | static_cast<unsigned char>(at[i - 1]);
     return number;
 }
 
 template <unsigned int Size>
-void WriteNumber(Mu::OBinaryChannel & channel, unsigned long long number) {
+unsigned long long ReadNumber(Mu::IBinaryChannel & channel) {
     char bytes[Size];
+    channel.Read(bytes, Size, Mu::ReadAll);
+    return GetNumber<Size>(bytes);
+}
+
+template <unsigned int Size>
+void PutNumber(char * at, unsigned long long number) {
     for (unsigned int i = 0; i < Size; ++i)
-        bytes[i] = static_cast<char>(number >> 8 * i);
-    channel.Write(bytes, Size);
+        at[i] = static_cast<char>(number >> 8 * i);
+}
+
+template <unsigned int Size>
+void WriteNumber(AnswerBlock & answer, unsigned long long number) {
+    PutNumber<Size>(answer.Take(Size), number);
+}
+
+[[noreturn]] void ThrowTooLong() {
+    throw Mu::UniString("Text is too long");
 }
 
 unsigned int ReadLength(Mu::IBinaryChannel & channel, unsigned int limit) {
@@ -36,8 +48,19 @@ unsigned int ReadLength(Mu::IBinaryChannel & channel, unsigned int limit) {
     if (length == LongMark)
         length = ReadNumber<4>(channel);
     if (length > limit)
-        throw Mu::UniString("Text is too long");
+        ThrowTooLong();
     return static_cast<unsigned int>(length);
+}
+
+// A byte for each unit. False: other characters are among them, which go through their code.
+bool NarrowAscii(Mu::UniString const & text, char * bytes) {
+    unsigned short const * const units = text.GetUnits();
+    unsigned short all = 0;
+    for (unsigned int i = 0, length = text.GetLength(); i < length; ++i) {
+        bytes[i] = static_cast<char>(units[i]);
+        all |= units[i];
+    }
+    return all < 0x80;
 }
 
 } // namespace
@@ -50,30 +73,74 @@ unsigned int BlockIChannel::Read(char * destination, unsigned int count) {
     return part;
 }
 
+bool BlockIChannel::TakeNumber(unsigned int * number) {
+    if (left < 4)
+        return false;
+    *number = static_cast<unsigned int>(GetNumber<4>(at));
+    at += 4;
+    left -= 4;
+    return true;
+}
+
+bool BlockIChannel::TakeText(std::string_view * text) {
+    unsigned int head = 1;
+    unsigned int length = left == 0 ? 0 : static_cast<unsigned char>(at[0]);
+    if (length == LongMark && left >= 5) {
+        head = 5;
+        length = static_cast<unsigned int>(GetNumber<4>(at + 1));
+    }
+    if (left < head || length > left - head)
+        return false;
+    *text = std::string_view(at + head, length);
+    at += head + length;
+    left -= head + length;
+    return true;
+}
+
+AnswerBlock::~AnswerBlock() {
+    Mu::DeleteArrayOperator(block);
+}
+
+char * AnswerBlock::Take(unsigned int count) {
+    if (count > capacity - size)
+        Grow(count);
+    char * const taken = block + size;
+    size += count;
+    return taken;
+}
+
+void AnswerBlock::Grow(unsigned int count) {
+    constexpr unsigned int FirstCapacity = 1024;
+    if (count > limit - size)
+        Mu::ThrowOutOfMemory();
+    unsigned long long const wanted = std::max<unsigned long long>(
+        {FirstCapacity, 2ull * capacity, static_cast<unsigned long long>(size) + count});
+    unsigned int const room =
+        static_cast<unsigned int>(std::min<unsigned long long>(wanted, limit));
+    void * const grown = Mu::ReallocateOperator(block, room);
+    if (grown == nullptr)
+        Mu::ThrowOutOfMemory();
+    block = static_cast<char *>(grown);
+    capacity = room;
+}
+
 void AnswerBlock::Write(char const * source, unsigned int count) {
-    if (bytes.WriteBin(source, count, nullptr) != NoError)
-        Mu::ThrowOutOfMemory();
+    BNCopyMemory(source, Take(count), count);
 }
 
-char * AnswerBlock::GetBlock() {
-    char * const block = bytes.GetDestination(MemoryOChannel::LeaveWithCaller);
-    if (block == nullptr)
-        Mu::ThrowOutOfMemory();
-    return block;
+void AnswerBlock::AppendTo(AnswerBlock & other) const {
+    IO::Write(other, size);
+    other.Write(block, size);
 }
 
-void AnswerBlock::AppendTo(AnswerBlock & other) {
-    char const * const block = GetBlock();
-    IO::Write(other, bytes.GetDataSize());
-    other.Write(block, bytes.GetDataSize());
+void AnswerBlock::CopyTo(Mu::OBinaryChannel & output) const {
+    output.Write(block, size);
 }
 
 void AnswerBlock::Send(Mu::OBinaryChannel & output, bool withSize) {
-    char * const block = GetBlock();
-    unsigned int const size = bytes.GetDataSize();
-    for (unsigned int i = 0; withSize && i < 4; ++i)
-        block[i] = static_cast<char>((size - 4) >> 8 * i);
-    output.Write(block, size);
+    if (withSize)
+        PutNumber<4>(block, size - 4);
+    CopyTo(output);
     output.Flush();
 }
 
@@ -95,6 +162,13 @@ bool ArrivedBlock::ReadFrom(Mu::IBinaryChannel & channel, unsigned int count) {
     return true;
 }
 
+void ReadText(BlockIChannel & channel, Mu::UniString * text) {
+    std::string_view bytes;
+    if (!channel.TakeText(&bytes))
+        ThrowTooLong();
+    text->Assign(bytes.data(), static_cast<unsigned int>(bytes.size()));
+}
+
 void ReadText(Mu::IBinaryChannel & channel, Mu::UniString * text, unsigned int limit) {
     unsigned int const length = ReadLength(channel, limit);
     char room[256];
@@ -109,18 +183,18 @@ void ReadText(Mu::IBinaryChannel & channel, Mu::UniString * text, unsigned int l
     text->Assign(bytes.GetBytes(), length);
 }
 
-void WriteValue(Mu::OBinaryChannel & channel, Reflectable::AttributeValue const & value) {
+void WriteValue(AnswerBlock & answer, Reflectable::AttributeValue const & value) {
     using Value = Reflectable::AttributeValue;
-    WriteNumber<1>(channel, static_cast<unsigned long long>(value.tag));
+    WriteNumber<1>(answer, static_cast<unsigned long long>(value.tag));
     unsigned long long bits;
     std::memcpy(&bits, &value.value, sizeof bits);
     switch (value.tag) {
     case Value::IntegerTag:
     case Value::UnsignedIntegerTag:
     case Value::RealTag:
-    case Value::PointerTag: WriteNumber<8>(channel, bits); break;
-    case Value::BooleanTag: WriteNumber<1>(channel, value.value.boolean); break;
-    case Value::StringTag: Write(channel, value.string); break;
+    case Value::PointerTag: WriteNumber<8>(answer, bits); break;
+    case Value::BooleanTag: WriteNumber<1>(answer, value.value.boolean); break;
+    case Value::StringTag: Write(answer, value.string); break;
     case Value::NoValueTag: break;
     default: throw Mu::UniString("Unknown reflection type");
     }
@@ -149,6 +223,27 @@ void ReadValue(Mu::IBinaryChannel & channel, Reflectable::AttributeValue * value
     value->tag = tag;
 }
 
+void Write(AnswerBlock & answer, unsigned int number) {
+    WriteNumber<4>(answer, number);
+}
+
+void Write(AnswerBlock & answer, Mu::UniString const & text) {
+    unsigned int const length = text.GetLength();
+    if (length < LongMark) {
+        WriteNumber<1>(answer, length);
+    } else {
+        WriteNumber<1>(answer, LongMark);
+        WriteNumber<4>(answer, length);
+    }
+    char * const bytes = answer.Take(length);
+    if (NarrowAscii(text, bytes))
+        return;
+    Mu::CStr const narrow = text.ToCStr();
+    unsigned int const held = std::min(length, narrow.GetLength());
+    std::copy_n(narrow.GetText(), held, bytes);
+    std::fill_n(bytes + held, length - held, '\0');
+}
+
 // The public ones.
 
 void Read(Mu::IBinaryChannel & channel, unsigned int * number) {
@@ -164,24 +259,15 @@ unsigned int Read(Mu::IBinaryChannel & channel, char * destination, unsigned int
 }
 
 void Write(Mu::OBinaryChannel & channel, unsigned int number) {
-    WriteNumber<4>(channel, number);
+    char bytes[4];
+    PutNumber<4>(bytes, number);
+    channel.Write(bytes, sizeof bytes);
 }
 
 void Write(Mu::OBinaryChannel & channel, Mu::UniString const & text) {
-    unsigned int const length = text.GetLength();
-    if (length < LongMark) {
-        WriteNumber<1>(channel, length);
-    } else {
-        WriteNumber<1>(channel, LongMark);
-        WriteNumber<4>(channel, length);
-    }
-    if (length == 0)
-        return;
-    Mu::CStr const narrow = text.ToCStr();
-    unsigned int const held = std::min(length, narrow.GetLength());
-    channel.Write(narrow.GetText(), held);
-    for (unsigned int i = held; i < length; ++i)
-        WriteNumber<1>(channel, 0);
+    AnswerBlock bytes;
+    Write(bytes, text);
+    bytes.CopyTo(channel);
 }
 
 void Write(Mu::OBinaryChannel & channel, char const * source, unsigned int count) {

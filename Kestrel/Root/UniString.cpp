@@ -70,11 +70,16 @@ UniString & UniString::operator=(unsigned short const * text) {
 // its exact size when the present one is too small: most texts are never appended to.
 UniString & UniString::operator=(ConstSubstring const & text) {
     if (text.GetLength() > capacity) {
-        UniString fresh;
-        fresh.Reallocate(text.GetLength());
-        std::copy(text.begin(), text.end(), fresh.units);
-        fresh.Terminate(text.GetLength());
-        Swap(fresh);
+        if (text.GetLength() > MaxLength)
+            ThrowOutOfMemory();
+        std::size_t const size = (std::size_t(text.GetLength()) + 1) * sizeof(unsigned short);
+        unsigned short * const block = static_cast<unsigned short *>(NewOrThrow(size));
+        std::copy(text.begin(), text.end(), block);
+        if (capacity != 0)
+            DeleteOperator(units);
+        units = block;
+        capacity = text.GetLength();
+        Terminate(capacity);
     } else if (capacity != 0) {
         std::copy(text.begin(), text.end(), units); // to the front, so an overlap does no harm
         Terminate(text.GetLength());
@@ -84,15 +89,18 @@ UniString & UniString::operator=(ConstSubstring const & text) {
 
 void UniString::Assign(char const * text, unsigned int size, MuCharCode code) {
     CharCodeCalls const & calls = GetCharCodeCalls(code);
-    unsigned int const count = text == nullptr ? 0 : calls.decode(text, size, nullptr);
-    if (count > capacity) {
-        UniString fresh;
-        fresh.Reallocate(count);
-        Swap(fresh);
+    if (text == nullptr)
+        size = 0;
+    // No code makes more units than it has bytes, so that what has room needs no counting.
+    if (size > capacity) {
+        unsigned int const count = calls.decode(text, size, nullptr);
+        if (count > capacity) {
+            UniString fresh;
+            fresh.Reallocate(count);
+            Swap(fresh);
+        }
     }
-    if (count > 0)
-        calls.decode(text, size, units);
-    Terminate(count);
+    Terminate(size == 0 ? 0 : calls.decode(text, size, units));
 }
 
 void UniString::Assign(UniString const & text, unsigned int from, unsigned int range) {

@@ -8,6 +8,9 @@
 
 #include <Kestrel/Channel/MemoryOChannel.h>
 #include <Kestrel/Location/RelativeLocation.h>
+#include <Kestrel/Reflection/Internal/ReflectableUse.h>
+#include <Kestrel/Reflection/Internal/ValuesBelow.h>
+#include <Kestrel/Reflection/ReflectionManager.h>
 #include <Kestrel/Root/Exceptions.h>
 
 #include <gtest/gtest.h>
@@ -359,6 +362,13 @@ void ExpectSame(bool isThere, Found const & found, std::optional<Told> const & t
     ASSERT_TRUE(!isThere || found == *told);
 }
 
+Texts ToTexts(Mu::Array<Reflectable::AttributeValue> const & values) {
+    Texts texts;
+    for (Reflectable::AttributeValue const & value : values)
+        texts.push_back(ToUtf8(value.ToString()));
+    return texts;
+}
+
 void ExpectAsTold(Tree const & tree, Model const & model, Texts const & names) {
     IO::RelativeLocation const location = ToLocation(names);
     SCOPED_TRACE(::testing::PrintToString(names));
@@ -377,10 +387,17 @@ void ExpectAsTold(Tree const & tree, Model const & model, Texts const & names) {
 
     Mu::Array<Reflectable::AttributeValue> values{Reflectable::AttributeValue(1)};
     isThere = tree.GetAttributeValues(location, &values);
-    Texts texts;
-    for (Reflectable::AttributeValue const & value : values)
-        texts.push_back(ToUtf8(value.ToString()));
-    ExpectSame(isThere, texts, model.GetValues(names));
+    ExpectSame(isThere, ToTexts(values), model.GetValues(names));
+    if (!names.empty()) {
+        Texts folder{"model"};
+        folder.insert(folder.end(), names.begin(), names.end() - 1);
+        IO::ReflectableUse const use(ToLocation(folder));
+        ASSERT_TRUE(use.WalksTree());
+        IO::ValuesBelow things(use);
+        for (std::string const & name : {names.back(), std::string("d1"), names.back()})
+            isThere = things.Get(U(name), &values);
+        ExpectSame(isThere, ToTexts(values), model.GetValues(names));
+    }
 
     IO::MemoryOChannel channel;
     isThere = tree.GetContent(location, channel);
@@ -393,10 +410,12 @@ TEST(ReflectableModel, FindsWhatTheRulesFind) {
         SCOPED_TRACE(seed);
         std::mt19937 random(seed);
         Plans const plans = DrawPlans(random);
-        Tree const tree(plans);
+        Tree tree(plans);
         Model const model(plans);
+        ASSERT_TRUE(IO::ReflectionManager::Register(IO::RelativeLocation("model"), &tree, true));
         for (int i = 0; i < 12 && !::testing::Test::HasFatalFailure(); ++i)
             ExpectAsTold(tree, model, DrawLocation(model, plans, random));
+        IO::ReflectionManager::Unregister(&tree);
     }
 }
 

@@ -76,6 +76,15 @@ struct Values : Reflectable {
     }
 };
 
+// Registered as what it is made of, with values that only it knows.
+struct OwnValues : Values {
+    bool GetAttributeValues(RelativeLocation const & location,
+                            Mu::Array<AttributeValue> * values) const override {
+        values->Push(location.GetLength());
+        return true;
+    }
+};
+
 struct Row {
     char const * what;
     std::string request;
@@ -154,6 +163,13 @@ TEST(ReflectionDialogue, AnswersByteForByte) {
                     FromHex("01000000 06") + "throws" + ident),
               "")
         << "a hook's exception ends it";
+}
+
+TEST(ReflectionDialogue, AsksAClassThatKnowsItsValuesItself) {
+    OwnValues const values;
+    EXPECT_EQ(ToHex(Serve(MakeRows()[8].request)),
+              ToHex(FromHex("1a000000 01000000 02 0100000000000000"
+                            "01000000 02 0100000000000000")));
 }
 
 // Whatever comes, each answer is whole, and nothing but an end of the connection happens.

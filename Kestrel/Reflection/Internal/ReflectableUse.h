@@ -3,6 +3,7 @@
 #include <Kestrel/Location/RelativeLocation.h>
 
 #include <cstdint>
+#include <typeinfo>
 
 namespace IO {
 
@@ -28,6 +29,8 @@ public:
     Reflectable * Get() const { return reflectable; }
     /// What of the location goes on below the object.
     RelativeLocation const & GetRest() const { return rest; }
+    /// Whether the object is known to leave GetAttributeValues to Reflectable.
+    bool WalksTree() const;
 
 private:
     friend class ReflectionTable;
@@ -35,6 +38,7 @@ private:
 
     Reflectable * reflectable = nullptr; // null: not in the chain
     RelativeLocation rest;
+    std::type_info const * treeWalker = nullptr; // the row's
     std::uintptr_t thread = 0;
     unsigned long long number = 0; // rising with the uses
     ReflectableUse * next = nullptr;

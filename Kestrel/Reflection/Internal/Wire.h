@@ -1,8 +1,9 @@
 #pragma once
 
-#include <Kestrel/Channel/MemoryOChannel.h>
 #include <Kestrel/Reflection/Reflectable.h>
 #include <Kestrel/Root/BinaryChannel.h>
+
+#include <string_view>
 
 namespace IO {
 
@@ -15,6 +16,10 @@ public:
     unsigned int Read(char * destination, unsigned int count) override;
     unsigned int GetAvailable() override { return left; }
     void Close() override { left = 0; }
+    // False, with nothing taken: not all of it lies here.
+    bool TakeNumber(unsigned int * number);
+    /// The bytes of a text where they lie.
+    bool TakeText(std::string_view * text);
 
 private:
     char const * at;
@@ -22,21 +27,34 @@ private:
 };
 
 /// An answer under way: written into memory, so that it goes out in one piece.
+///
+/// Memory:  one block, which doubles.
+/// Failure: Mu::OutOfMemoryException, also beyond the limit.
 class AnswerBlock : public Mu::OBinaryChannel {
 public:
-    /// Throws Mu::OutOfMemoryException.
+    explicit AnswerBlock(unsigned int limit = 0xFFFFFFFFu) : limit(limit) {}
+    ~AnswerBlock() override;
+    AnswerBlock(AnswerBlock const &) = delete;
+    AnswerBlock & operator=(AnswerBlock const &) = delete;
+
     void Write(char const * source, unsigned int count) override;
     void Flush() override {}
     void Close() override {}
+    /// So many bytes more, for the caller to write over, until the next ones are taken.
+    char * Take(unsigned int count);
     /// Puts it behind what the other one holds, with its size in front.
-    void AppendTo(AnswerBlock & other);
+    void AppendTo(AnswerBlock & other) const;
+    void CopyTo(Mu::OBinaryChannel & output) const;
     /// Sends all of it. With a size, that of what stands behind it is put into the first 4 bytes.
     void Send(Mu::OBinaryChannel & output, bool withSize);
 
 private:
-    char * GetBlock();
+    void Grow(unsigned int count);
 
-    MemoryOChannel bytes;
+    char * block = nullptr; // owned
+    unsigned int size = 0;
+    unsigned int capacity = 0;
+    unsigned int const limit;
 };
 
 /// Bytes of a length that somebody announced: memory is taken as they arrive.
@@ -57,11 +75,16 @@ private:
     unsigned int size = 0;
 };
 
+/// Throws the text "Text is too long" for one that ends beyond what lies there.
+void ReadText(BlockIChannel & channel, Mu::UniString * text);
 /// A text of at most so many bytes. Throws the text "Text is too long" for a longer one.
 void ReadText(Mu::IBinaryChannel & channel, Mu::UniString * text, unsigned int limit);
 
-/// The kind of the value in a byte, and what belongs to the kind.
-void WriteValue(Mu::OBinaryChannel & channel, Reflectable::AttributeValue const & value);
+// As into any channel, at once.
+void Write(AnswerBlock & answer, unsigned int number);
+void Write(AnswerBlock & answer, Mu::UniString const & text);
+/// The kind of the value in a byte, and what belongs to the kind. Throws as ReadValue does.
+void WriteValue(AnswerBlock & answer, Reflectable::AttributeValue const & value);
 /// Throws the text "Unknown reflection type" for another kind.
 void ReadValue(Mu::IBinaryChannel & channel, Reflectable::AttributeValue * value,
                unsigned int limit);
