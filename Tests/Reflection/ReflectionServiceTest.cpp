@@ -93,23 +93,36 @@ struct Many : Reflectable {
     }
 };
 
-TEST(ReflectionService, IsFoundOnTheFirstFreePort) {
+// All ports of the range, as far as other programs do not have them; what those give back meanwhile
+// is taken, too.
+std::vector<std::unique_ptr<IO::Socket::ServerSocket>> TakeAllPorts() {
     std::vector<std::unique_ptr<IO::Socket::ServerSocket>> taken;
-    for (unsigned short port = ReflectionService::FirstPort; port <= ReflectionService::LastPort;
-         ++port)
-        try {
-            taken.push_back(
-                std::make_unique<IO::Socket::ServerSocket>(port, 1, InternetAddress::Loopback));
-        } catch (Mu::MuException const &) { // another program has it
-        }
+    do {
+        ReflectionService::Terminate();
+        for (unsigned short port = ReflectionService::FirstPort;
+             port <= ReflectionService::LastPort; ++port)
+            try {
+                taken.push_back(
+                    std::make_unique<IO::Socket::ServerSocket>(port, 1, InternetAddress::Loopback));
+            } catch (Mu::MuException const &) {
+            }
+    } while (ReflectionService::Initialize("no port is left") || taken.size() < 2);
+    return taken;
+}
+
+TEST(ReflectionService, IsFoundOnTheFirstFreePort) {
     ReflectionService::SetLoopbackOnly(true);
-    EXPECT_FALSE(ReflectionService::Initialize("no port is left"));
-    EXPECT_EQ(ReflectionService::GetPort(), 0);
-    ASSERT_FALSE(taken.empty());
-    unsigned short const last = taken.back()->GetLocalPort();
-    taken.pop_back();
-    Running const running;
-    EXPECT_EQ(ReflectionService::GetPort(), last);
+    std::vector<std::unique_ptr<IO::Socket::ServerSocket>> taken;
+    unsigned short last = 0;
+    do { // another program may be faster
+        ReflectionService::Terminate();
+        taken.clear();
+        taken = TakeAllPorts();
+        EXPECT_EQ(ReflectionService::GetPort(), 0);
+        last = taken.back()->GetLocalPort();
+        taken.pop_back();
+    } while (!ReflectionService::Initialize("the test's own") ||
+             ReflectionService::GetPort() != last);
     EXPECT_FALSE(ReflectionService::Initialize("a second one"));
     ReflectionClient client;
     ASSERT_EQ(client.Connect("localhost", last), IO::NoError);
@@ -119,6 +132,7 @@ TEST(ReflectionService, IsFoundOnTheFirstFreePort) {
     ReflectionClient foreign;
     ASSERT_EQ(foreign.Connect("localhost", taken[0]->GetLocalPort(), 50), IO::NoError);
     EXPECT_EQ(foreign.GetIdent(&ident), IO::InputFailure) << "it says nothing";
+    ReflectionService::Terminate();
 }
 
 // Goes down from the top to wherever it is led, and looks at everything on the way.
