@@ -73,10 +73,19 @@ bool Enlarge(Items & items, std::size_t used, std::size_t count, char ** old) {
 }
 
 template <typename Items>
-void Free(Items & items) {
+void FreeBlock(Items & items) {
+    if (items.heap == nullptr)
+        return;
     char * block = reinterpret_cast<char *>(items.heap);
     BMKillPtr(&block);
-    items = Items();
+    items.heap = nullptr;
+}
+
+/// Both for an empty list, of which nobody sees more than the first item.
+template <typename Items>
+void Empty(Items & items) {
+    items.heap = nullptr;
+    items.inlineItems[0] = {};
 }
 
 /// A deep copy of `used` items in a block of `allocated`, or inside for 0.
@@ -97,7 +106,8 @@ bool CopyItems(Items const & from, Items & to, std::size_t used, std::size_t all
 template <typename Add>
 short AddPieces(char const * list, Add const & add) {
     while (list != nullptr) {
-        char const * const end = CHSearchCharLeft(';', list, -1, MuMachineCharCode);
+        char const * const end = IsAscii(list) ? std::strchr(list, ';')
+                                               : CHSearchCharLeft(';', list, -1, MuMachineCharCode);
         std::size_t const length =
             end == nullptr ? std::strlen(list) : static_cast<std::size_t>(end - list);
         if (length > FileType::MaxPiece)
@@ -132,7 +142,9 @@ FileType::FileType(FileType && other) noexcept : FileType() {
 }
 
 FileType::~FileType() {
-    Clear();
+    FreeBlock(extensionList);
+    FreeBlock(macTypeList);
+    FreeBlock(mimeList);
 }
 
 FileType & FileType::operator=(FileType const & other) {
@@ -151,7 +163,9 @@ FileType & FileType::operator=(FileType && other) noexcept {
 short FileType::Copy(FileType const & other) {
     if (this == &other)
         return 0;
-    Clear();
+    FreeBlock(extensionList);
+    FreeBlock(macTypeList);
+    FreeBlock(mimeList);
     auto const macTypes = static_cast<std::size_t>(other.macTypeCount);
     if (!description.Set(other.GetDescription()) ||
         !CopyItems(other.extensionList, extensionList, other.extensionListSize,
@@ -178,30 +192,26 @@ void FileType::Steal(FileType & other) {
     macCreator = std::exchange(other.macCreator, 0);
     iconID = std::exchange(other.iconID, 0);
     description = std::move(other.description);
-    extensionList = std::exchange(other.extensionList, {});
+    extensionList = other.extensionList;
     extensionListSize = std::exchange(other.extensionListSize, 0);
     extensionListAllocated = std::exchange(other.extensionListAllocated, 0);
-    macTypeList = std::exchange(other.macTypeList, {});
+    macTypeList = other.macTypeList;
     macTypeCount = std::exchange(other.macTypeCount, 0);
-    mimeList = std::exchange(other.mimeList, {});
+    mimeList = other.mimeList;
     mimeListSize = std::exchange(other.mimeListSize, 0);
     typeCallback = std::exchange(other.typeCallback, nullptr);
     mode = std::exchange(other.mode, false);
+    Empty(other.extensionList);
+    Empty(other.macTypeList);
+    Empty(other.mimeList);
 }
 
 void FileType::Clear() {
-    description = {};
-    Free(extensionList);
-    Free(macTypeList);
-    Free(mimeList);
-    macCreator = 0;
-    iconID = 0;
-    extensionListSize = 0;
-    extensionListAllocated = 0;
-    macTypeCount = 0;
-    mimeListSize = 0;
-    typeCallback = nullptr;
-    mode = false;
+    FreeBlock(extensionList);
+    FreeBlock(macTypeList);
+    FreeBlock(mimeList);
+    FileType none;
+    Steal(none);
 }
 
 short FileType::Merge(FileType const & other) {

@@ -25,7 +25,10 @@ public:
         }
         return *this;
     }
-    ~InlineText() { BMKillPtr(&block); }
+    ~InlineText() {
+        if (block != nullptr)
+            BMKillPtr(&block);
+    }
 
     /// A null text is an empty one; it may be a part of this one. False: no memory, and nothing
     /// changed.

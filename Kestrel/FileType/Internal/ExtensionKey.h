@@ -14,13 +14,14 @@ inline bool IsAscii(char const * text) {
 
 /// As CHtoLower, which walks characters; names in ASCII need no such walk.
 inline void LowerCase(char * text) {
-    if (!IsAscii(text)) {
-        CHtoLower(text, -1, MuMachineCharCode);
-        return;
+    for (char * at = text; *at != 0; ++at) {
+        if (static_cast<unsigned char>(*at) >= 0x80) {
+            CHtoLower(text, -1, MuMachineCharCode);
+            return;
+        }
+        if (*at >= 'A' && *at <= 'Z')
+            *at = static_cast<char>(*at + ('a' - 'A'));
     }
-    for (; *text != 0; ++text)
-        if (*text >= 'A' && *text <= 'Z')
-            *text = static_cast<char>(*text + ('a' - 'A'));
 }
 
 /// Whether the two read alike. Bytes that are no text of the machine's code read alike, too; texts
