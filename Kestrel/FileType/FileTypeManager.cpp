@@ -2,13 +2,14 @@
 
 #include <Kestrel/FileType/FileTypeManager.h>
 
+#include <Kestrel/FileType/Internal/BulkAdding.h>
 #include <Kestrel/FileType/Internal/ContentRuleSlots.h>
 #include <Kestrel/FileType/Internal/ExtensionKey.h>
 #include <Kestrel/FileType/Internal/IdentifierCounters.h>
 #include <Kestrel/FileType/Internal/Tables.h>
 
 #include <algorithm>
-#include <tuple>
+#include <span>
 #include <utility>
 
 namespace FTM {
@@ -17,10 +18,41 @@ namespace {
 
 using Guard = Mu::LockGuard<Mu::ReentrantLock>;
 
+// By steps that are taken without a branch, which nobody could foresee.
+template <typename Row, typename Less>
+int LowerBound(std::span<Row const> table, Less const & isBefore) {
+    Row const * found = table.data();
+    for (std::size_t left = table.size(); left > 0;) {
+        std::size_t const half = (left + 1) / 2;
+        found += isBefore(found[half - 1]) ? half : 0;
+        left -= half;
+    }
+    auto const index = static_cast<std::size_t>(found - table.data());
+    return index == table.size() ? -1 : static_cast<int>(index);
+}
+
 template <typename Row, typename Less>
 int LowerBound(Mu::Array<Row> const & table, Less const & isBefore) {
-    Row const * const found = std::partition_point(table.begin(), table.end(), isBefore);
-    return found == table.end() ? -1 : static_cast<int>(found - table.begin());
+    return LowerBound(std::span<Row const>(table), isBefore);
+}
+
+unsigned int GetRaw(GeneralID id) {
+    unsigned int raw;
+    id.Store(raw);
+    return raw;
+}
+
+/// The index of the record with this identifier; -1 when there is none. Most stand where they would
+/// if none had ever gone.
+template <typename Record, typename Id>
+int FindRecord(Mu::Array<Record> const & table, Id id) {
+    if (table.IsEmpty())
+        return -1;
+    unsigned int const guess = std::min(GetRaw(id) - GetRaw(table[0].id), table.GetSize() - 1);
+    if (table[guess].id == id)
+        return static_cast<int>(guess);
+    int const index = LowerBound(table, [&](Record const & record) { return record.id < id; });
+    return index >= 0 && table[static_cast<unsigned int>(index)].id == id ? index : -1;
 }
 
 /// Puts the row at the lower bound, in front of equal ones. There is room.
@@ -63,19 +95,32 @@ unsigned int FileTypeManager::ConvertExtension(char * extension, bool * isLong) 
 }
 
 unsigned int FileTypeManager::HashKey(char const * text) {
+    auto const at = [&](unsigned int i) {
+        return static_cast<unsigned int>(static_cast<signed char>(text[i]));
+    };
     unsigned int hash = 0;
+    // Four at a time, so that one multiplication waits for another only once.
+    for (std::size_t left = std::strlen(text) / 4; left > 0; --left, text += 4)
+        hash = hash * (33 * 33 * 33 * 33) +
+               (at(0) * (33 * 33 * 33) + at(1) * (33 * 33) + at(2) * 33 + at(3));
     for (; *text != 0; ++text)
-        hash = hash * 33 + static_cast<unsigned int>(static_cast<signed char>(*text));
+        hash = hash * 33 + at(0);
     return hash;
 }
 
 int FileTypeManager::SearchForExtension(unsigned int key, unsigned int macType) {
+    auto const join = [](unsigned int high, unsigned int low) {
+        return static_cast<unsigned long long>(high) << 32 | low;
+    };
     return LowerBound(hExtensionIndexArray, [&](ExtensionIndexRecord const & row) {
-        return std::tie(row.extensionKey, row.macType) < std::tie(key, macType);
+        return join(row.extensionKey, row.macType) < join(key, macType);
     });
 }
 
 int FileTypeManager::SearchForTypeGroup(TypeID type, GroupID group) {
+    // Those of the newest type stand at the end, and are wanted while it is added.
+    if (hTypeGroupArray.IsEmpty() || hTypeGroupArray.GetLast().type < type)
+        return -1;
     return LowerBound(hTypeGroupArray, [&](TypeGroupLink const & link) {
         if (link.type != type || group == UnknownGroup)
             return link.type < type;
@@ -84,20 +129,17 @@ int FileTypeManager::SearchForTypeGroup(TypeID type, GroupID group) {
 }
 
 int FileTypeManager::SearchForMimeIndex(unsigned int hash) {
-    return LowerBound(hMimeIndexArray,
+    std::span<MimeIndexRecord const> const rows = hMimeIndexArray;
+    return LowerBound(rows.first(BulkAdding::CountSortedNames(hMimeIndexArray.GetSize())),
                       [&](MimeIndexRecord const & row) { return row.hash < hash; });
 }
 
 int FileTypeManager::SearchForTypeRec(TypeID type) {
-    int const index =
-        LowerBound(hTypeDataArray, [&](TypeRecord const & record) { return record.id < type; });
-    return index >= 0 && hTypeDataArray[static_cast<unsigned int>(index)].id == type ? index : -1;
+    return FindRecord(hTypeDataArray, type);
 }
 
 int FileTypeManager::SearchForGroupRec(GroupID group) {
-    int const index =
-        LowerBound(hGroupDataArray, [&](GroupRecord const & record) { return record.id < group; });
-    return index >= 0 && hGroupDataArray[static_cast<unsigned int>(index)].id == group ? index : -1;
+    return FindRecord(hGroupDataArray, group);
 }
 
 bool FileTypeManager::IsKnown(GroupID group) {
@@ -134,10 +176,7 @@ MuErrCode FileTypeManager::CheckOwner(GroupID group, int * groupIndex) const {
 // Calls `visit` with the identifier and the manager of each type or group that has the MIME name,
 // until it returns false. Under the file type lock.
 template <typename Visit>
-void FileTypeManager::VisitMime(char const * mime, Visit const & visit) {
-    if (mime == nullptr || *mime == 0)
-        return;
-    unsigned int const hash = HashKey(mime);
+void FileTypeManager::VisitMime(char const * mime, unsigned int hash, Visit const & visit) {
     int const first = SearchForMimeIndex(hash);
     for (unsigned int i = static_cast<unsigned int>(first);
          first >= 0 && i < hMimeIndexArray.GetSize() && hMimeIndexArray[i].hash == hash; ++i) {
@@ -160,11 +199,12 @@ void FileTypeManager::VisitMime(char const * mime, Visit const & visit) {
 // The rows of the indices.
 
 void FileTypeManager::InsertExtension(ExtensionIndexRecord const & row) {
-    InsertAt(hExtensionIndexArray, SearchForExtension(row.extensionKey, row.macType), row);
+    InsertAt(hExtensionIndexArray,
+             BulkAdding::IsOn() ? -1 : SearchForExtension(row.extensionKey, row.macType), row);
 }
 
 void FileTypeManager::InsertMime(MimeIndexRecord const & row) {
-    InsertAt(hMimeIndexArray, SearchForMimeIndex(row.hash), row);
+    InsertAt(hMimeIndexArray, BulkAdding::IsOn() ? -1 : SearchForMimeIndex(row.hash), row);
 }
 
 void FileTypeManager::InsertLink(TypeID type, GroupID group) {
@@ -200,6 +240,8 @@ void FileTypeManager::RemoveDataRecord(int dataIndex) {
 }
 
 void FileTypeManager::FreeEmptyTables() {
+    if (BulkAdding::IsOn())
+        return; // they have room for what comes
     auto const free = [](auto & table) {
         if (table.IsEmpty())
             table.Clear();
@@ -234,46 +276,60 @@ void ListRows(FileType const & type, int dataIndex, Mu::ArrayBase<Row> & rows) {
 
 } // namespace
 
+// A row for each MIME name. Throws Mu::OutOfMemoryException.
+void FileTypeManager::ListNames(FileType const & type, unsigned int dataIndex,
+                                Mu::ArrayBase<MimeIndexRecord> & rows) {
+    for (unsigned int i = 0; char const * const name = type.GetMime(i); ++i)
+        rows.Push(MimeIndexRecord{dataIndex, HashKey(name), true});
+}
+
 TypeID FileTypeManager::AddType(FileType const & type, GroupID group) {
     Guard guard(lock);
     if (Mu::IsNull(type) || !IsKnown(group))
         return UnknownType;
+    Mu::ArrayFB<MimeIndexRecord, 16> names;
+    try {
+        ListNames(type, hTypeDataArray.GetSize(), names);
+    } catch (Mu::OutOfMemoryException const &) {
+        return UnknownType;
+    }
     // Kept: names are not looked for while there is no type at all, so the first type may have the
     // name of a group.
-    for (unsigned int i = 0; char const * const mime = type.GetMime(i); ++i)
-        if (!hTypeDataArray.IsEmpty() && CheckMimeExists(mime))
+    for (unsigned int i = 0; i < names.GetSize() && !hTypeDataArray.IsEmpty(); ++i)
+        if (HasMime(type.GetMime(i), names[i].hash))
             return UnknownType;
+    TypeID const id = MakeRoom(hTypeDataArray, 1) ? StoreType(type, names, group) : UnknownType;
+    FreeEmptyTables();
+    return id;
+}
 
-    TypeRecord record{this, UnknownType, FileType()};
+TypeID FileTypeManager::StoreType(FileType const & type,
+                                  Mu::ArrayBase<MimeIndexRecord> const & names, GroupID group) {
+    TypeRecord & record = hTypeDataArray.Emplace();
+    record.manager = this;
     Mu::ArrayFB<ExtensionIndexRecord, 16> rows;
-    auto const mimes = static_cast<std::size_t>(type.CountMimeTypes());
     bool hasRoom = record.type.Copy(type) == 0;
     try {
-        ListRows(record.type, static_cast<int>(hTypeDataArray.GetSize()), rows);
+        ListRows(record.type, static_cast<int>(hTypeDataArray.GetSize()) - 1, rows);
     } catch (Mu::OutOfMemoryException const &) {
         hasRoom = false;
     }
-    hasRoom = hasRoom && MakeRoom(hTypeDataArray, 1) &&
-              MakeRoom(hExtensionIndexArray, rows.GetSize()) && MakeRoom(hMimeIndexArray, mimes) &&
-              MakeRoom(hTypeGroupArray, 1);
-    if (hasRoom)
+    if (hasRoom && MakeRoom(hExtensionIndexArray, rows.GetSize()) &&
+        MakeRoom(hMimeIndexArray, names.GetSize()) && MakeRoom(hTypeGroupArray, 1))
         record.id = TypeID::NextID();
     if (record.id == UnknownType) {
-        FreeEmptyTables();
+        hTypeDataArray.DeleteLast();
         return UnknownType;
     }
 
-    TypeID const id = record.id;
-    unsigned int const dataIndex = hTypeDataArray.GetSize();
-    TypeRecord const & stored = hTypeDataArray.Push(std::move(record));
-    ContentRuleSlots::Use(stored.type.GetTypeCallback());
+    ContentRuleSlots::Use(record.type.GetTypeCallback());
     for (ExtensionIndexRecord const & row : rows)
         InsertExtension(row);
-    for (unsigned int i = 0; char const * const mime = stored.type.GetMime(i); ++i)
-        InsertMime({dataIndex, HashKey(mime), true});
-    AddTypeToGroup(id, group); // cannot fail: there is room
-    FreeEmptyTables();
-    return id;
+    for (MimeIndexRecord const & row : names)
+        InsertMime(row);
+    if (group != RootGroup)
+        hTypeGroupArray.Push({record.id, group}); // no link is one of a newer type
+    return record.id;
 }
 
 GroupID FileTypeManager::AddGroup(char const * name, GroupID parent, char const * mime) {
@@ -301,7 +357,7 @@ GroupID FileTypeManager::AddGroup(char const * name, GroupID parent, char const 
 
 MuErrCode FileTypeManager::AddTypeToGroup(TypeID type, GroupID group) {
     Guard guard(lock);
-    if (!IsTypeInGroup(type, RootGroup))
+    if (SearchForTypeRec(type) < 0)
         return IO::ErrTypeNotFound;
     if (group == RootGroup)
         return Mu::NoError;
@@ -424,8 +480,7 @@ MuErrCode FileTypeManager::ReinsertType(TypeID typeId, FileType const & type) {
     bool hasRoom = true;
     try {
         ListRows(contents, dataIndex, rows);
-        for (unsigned int i = 0; char const * const mime = contents.GetMime(i); ++i)
-            mimes.Push({index, HashKey(mime), true});
+        ListNames(contents, index, mimes);
     } catch (Mu::OutOfMemoryException const &) {
         hasRoom = false;
     }
@@ -460,20 +515,26 @@ bool FileTypeManager::SetModeFileType(TypeID type, bool hidden) {
 
 // MIME names.
 
-bool FileTypeManager::CheckMimeExists(char const * mime) {
-    Guard guard(lock);
+bool FileTypeManager::HasMime(char const * mime, unsigned int hash) {
     bool exists = false;
-    VisitMime(mime, [&](GeneralID, FileTypeManager const *) {
+    VisitMime(mime, hash, [&](GeneralID, FileTypeManager const *) {
         exists = true;
         return false;
     });
     return exists;
 }
 
+bool FileTypeManager::CheckMimeExists(char const * mime) {
+    Guard guard(lock);
+    return mime != nullptr && *mime != 0 && HasMime(mime, HashKey(mime));
+}
+
 GeneralID FileTypeManager::SearchForMime(char const * mime) const {
     Guard guard(lock);
     GeneralID result = UnknownType;
-    VisitMime(mime, [&](GeneralID found, FileTypeManager const * manager) {
+    if (mime == nullptr || *mime == 0)
+        return UnknownType;
+    VisitMime(mime, HashKey(mime), [&](GeneralID found, FileTypeManager const * manager) {
         if (manager == this)
             result = found;
         return manager != this;
@@ -484,7 +545,9 @@ GeneralID FileTypeManager::SearchForMime(char const * mime) const {
 GeneralID FileTypeManager::SearchForMime(char const * mime, char const * managerId) {
     Guard guard(lock);
     GeneralID result = UnknownType;
-    VisitMime(mime, [&](GeneralID found, FileTypeManager const * manager) {
+    if (mime == nullptr || *mime == 0)
+        return UnknownType;
+    VisitMime(mime, HashKey(mime), [&](GeneralID found, FileTypeManager const * manager) {
         if (managerId != nullptr && std::strcmp(manager->GetId(), managerId) != 0)
             return true;
         if (managerId == nullptr && result != UnknownType && result != found) {

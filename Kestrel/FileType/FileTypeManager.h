@@ -203,6 +203,7 @@ public:
 private:
     friend class Identification;
     friend class ContentRuleSlots;
+    friend class BulkAdding;
     friend struct FileTypeStart;
     friend struct TablePeek; // of the tests
 
@@ -223,6 +224,10 @@ private:
     static int SearchForTypeRec(TypeID type);
     static int SearchForGroupRec(GroupID group);
 
+    static void ListNames(FileType const & type, unsigned int dataIndex,
+                          Mu::ArrayBase<MimeIndexRecord> & rows);
+    TypeID StoreType(FileType const & type, Mu::ArrayBase<MimeIndexRecord> const & names,
+                     GroupID group);
     static void InsertExtension(ExtensionIndexRecord const & row);
     static void InsertMime(MimeIndexRecord const & row);
     static void InsertLink(TypeID type, GroupID group);
@@ -237,7 +242,8 @@ private:
     template <typename Visit>
     static void ScanKey(unsigned int key, unsigned int macType, bool isExact, Visit const & visit);
     template <typename Visit>
-    static void VisitMime(char const * mime, Visit const & visit);
+    static void VisitMime(char const * mime, unsigned int hash, Visit const & visit);
+    static bool HasMime(char const * mime, unsigned int hash);
     template <typename Visit>
     static int VisitAllTypes(GroupID group, Visit const & visit);
     MuErrCode CheckOwner(TypeID type, int * dataIndex) const;

@@ -2,13 +2,16 @@
 
 #include <Kestrel/FileSystem/File.h>
 #include <Kestrel/FileType/FileTypeManager.h>
+#include <Kestrel/FileType/Internal/BulkAdding.h>
 #include <Kestrel/FileType/Internal/ContentRuleSlots.h>
 #include <Kestrel/FileType/Internal/SharedMimeFiles.h>
 #include <Kestrel/Location/Location.h>
 #include <Kestrel/Root/Exceptions.h>
 
 #include <algorithm>
+#include <bit>
 #include <charconv>
+#include <functional>
 #include <memory>
 #include <string_view>
 
@@ -22,51 +25,144 @@ using Reason = SharedMimeResult::Reason;
 // keep questions about files busy.
 constexpr unsigned int MostFileBytes = 4 << 20;
 constexpr unsigned int MostTypes = 5000;
+constexpr unsigned int MostAliases = 50000;
 constexpr int MostTexts = 250; // extensions or names of one type
 constexpr unsigned int MostDepth = 16;
 
 /// A missing file is an empty one, where that is no failure.
 MuErrCode ReadWholeFile(IO::Location const & folder, char const * name, bool mayBeMissing,
-                        Mu::Array<char> & content) {
+                        Mu::String & content) {
     IO::File file(IO::Location(folder, IO::Name(name)),
                   mayBeMissing ? IO::File::OnNotFound::FailQuietly : IO::File::OnNotFound::Report);
     if (mayBeMissing && file.GetStatus() == IO::ErrFileNotFound)
         return Mu::NoError;
     MuErrCode status = file.Open(IO::File::OpenMode::ReadOnlySharedToReadWrite);
-    while (status == Mu::NoError) {
-        static constexpr unsigned int Piece = 1 << 16;
-        unsigned int const before = content.GetSize();
-        if (before > MostFileBytes)
-            return Mu::Error;
-        unsigned int read = 0;
-        content.SetSize(before + Piece);
-        status = file.ReadBin(content.GetData() + before, Piece, &read);
-        content.Truncate(before + read);
-    }
-    return status == Mu::EOI ? Mu::NoError : status;
+    unsigned long long length = 0;
+    if (status == Mu::NoError)
+        status = file.GetDataLength(&length);
+    if (status != Mu::NoError || length == 0)
+        return status;
+    if (length > MostFileBytes)
+        return Mu::Error;
+    content.SetLength(static_cast<unsigned int>(length));
+    unsigned int read = 0;
+    status = file.ReadBin(&content[0], content.GetLength(), &read);
+    content.SetLength(read);
+    return status == Mu::EOI ? Mu::NoError : status; // somebody has cut it meanwhile
 }
 
-std::string_view ViewOf(Mu::Array<char> const & content) {
-    return {content.GetData(), content.GetSize()};
-}
+/// Lines that belong together, in the order in which they were appended, by their indices: the last of
+/// them, whose next one is the first.
+struct Chain {
+    static constexpr unsigned int None = ~0u;
 
-/// A text for an interface that wants it zero-terminated; cut at what is longer than any name.
-struct Name {
-    explicit Name(std::string_view from) { text[from.copy(text, sizeof text - 1)] = 0; }
-    char text[FileType::MaxPiece + 1];
+    unsigned int last = None;
 };
 
-/// What is known of a type until it is added.
+/// Appends the line behind all others, which belongs to the chain then.
+template <typename Line>
+void Append(Chain & chain, Mu::Array<Line> & lines, Line line) {
+    unsigned int const index = lines.GetSize();
+    line.next = chain.last == Chain::None ? index : lines[chain.last].next;
+    lines.Push(line);
+    if (chain.last != Chain::None)
+        lines[chain.last].next = index;
+    chain.last = index;
+}
+
+template <typename Line, typename Visit>
+void ForEach(Chain const & chain, Mu::Array<Line> const & lines, Visit const & visit) {
+    for (unsigned int i = chain.last; i != Chain::None;) {
+        i = lines[i].next;
+        visit(lines[i]);
+        if (i == chain.last)
+            return;
+    }
+}
+
+/// A name in a file, with a zero byte behind it, which IsMimeName.
+struct Name {
+    Name() = default;
+    explicit Name(std::string_view name)
+        : text(name.data()), length(static_cast<unsigned char>(name.size())) {}
+
+    char const * text = nullptr;
+    unsigned char length = 0;
+};
+
+/// What is known of a type until it is added. A catalogue has many: texts are zero-terminated ones in
+/// the files, and the rest is found by indices.
 struct SharedType {
-    std::string_view mime;
-    FileType type;
-    std::unique_ptr<ContentRules> rules;
-    bool hasBrokenRules = false;
-    unsigned int firstParent = 0; // in the list of parents, with those behind it
-    unsigned int parentCount = 0;
-    bool isParent = false;
+    Name name;
+    Chain extensions;
+    Chain sections;
+    Chain aliases;
+    Chain parents;
     GroupID group; // with the subclasses, where there are some
     TypeID id;
+    bool isParent = false;
+
+    char const * GetMime() const { return name.text; }
+};
+
+struct Extension {
+    char const * text;
+    unsigned int weight;
+    unsigned int next = 0;
+};
+
+struct Section {
+    ContentRules::Test test;
+    unsigned int next = 0;
+};
+
+struct Alias {
+    Name name;
+    unsigned int next = 0;
+};
+
+struct Parent {
+    unsigned int type;
+    unsigned int next = 0;
+};
+
+/// Numbers by names, which others keep.
+class NameIndex {
+public:
+    static constexpr unsigned int None = ~0u;
+
+    NameIndex() { slots.SetSize(2048); } // twice what machines have
+
+    /// The place of the number of the name; `getName` returns the name of a number. Where there is none,
+    /// the place holds None.
+    template <typename GetName>
+    unsigned int & Find(std::string_view name, GetName const & getName) {
+        unsigned int const mask = slots.GetSize() - 1;
+        auto at = static_cast<unsigned int>(std::hash<std::string_view>()(name)) & mask;
+        while (slots[at].number != None && getName(slots[at].number) != name)
+            at = (at + 1) & mask;
+        return slots[at].number;
+    }
+
+    /// Keeps the index from filling up once it has `count` names.
+    template <typename GetName>
+    void MakeRoom(unsigned int count, GetName const & getName) {
+        if (count < slots.GetSize() / 4 * 3)
+            return;
+        Mu::Array<Slot> old;
+        old.SetSize(2 * slots.GetSize());
+        std::swap(old, slots);
+        for (Slot const & slot : old)
+            if (slot.number != None)
+                Find(getName(slot.number), getName) = slot.number;
+    }
+
+private:
+    struct Slot {
+        unsigned int number = None;
+    };
+
+    Mu::Array<Slot> slots;
 };
 
 /// Puts a catalogue together in memory, and then adds it.
@@ -76,34 +172,34 @@ public:
         : manager(manager), result(result) {}
 
     MuErrCode Read(IO::Location const & folder) {
-        static constexpr char const * names[FileCount] = {"globs2", "magic", "aliases",
-                                                          "subclasses", "icons"};
-        for (unsigned int i = 0; i < FileCount; ++i)
+        static constexpr char const * names[] = {"globs2", "aliases", "subclasses", "icons"};
+        for (unsigned int i = 0; i < std::size(names); ++i)
             if (MuErrCode const status = ReadWholeFile(folder, names[i], i > 0, files[i]);
                 status != Mu::NoError)
                 return status;
-        bool const isCatalogue =
-            ReadSharedMimeGlobs(ViewOf(files[0]), globs) &&
-            (files[1].IsEmpty() ||
-             ReadSharedMimeMagic(files[1].GetData(), files[1].GetSize(), magic)) &&
-            ReadSharedMimePairs(ViewOf(files[2]), ' ', aliases) &&
-            ReadSharedMimePairs(ViewOf(files[3]), ' ', subclasses) &&
-            ReadSharedMimePairs(ViewOf(files[4]), ':', icons);
-        return isCatalogue && ListTypes() ? Mu::NoError : Mu::Error;
-    }
-
-    void Fill() {
-        for (SharedMimeGlob const & glob : globs)
-            TakeGlob(glob);
-        for (SharedMimeRule const & rule : magic)
-            TakeRule(rule);
-        TakeAliases();
-        for (SharedMimePair const & pair : icons)
-            LeaveOut(Reason::Icon, pair.first, pair.second);
-        TakeSubclasses();
+        if (MuErrCode const status = ReadWholeFile(folder, "magic", true, magic->text);
+            status != Mu::NoError)
+            return status;
+        // More than there will be, where the files are what they should be; what stays empty costs
+        // nothing.
+        auto const guess = [](Mu::String const & text) {
+            return std::min(text.GetLength() / 16, 1u << 14);
+        };
+        types.SetCapacity(std::min(guess(files[0]), MostTypes));
+        extensions.SetCapacity(guess(files[0]));
+        magic->rules.SetCapacity(guess(magic->text));
+        return ReadGlobs() && ReadMagic() && ReadAliases() && ReadSubclasses() && ReadIcons()
+                   ? Mu::NoError
+                   : Mu::Error;
     }
 
     MuErrCode Add() {
+        BulkAdding bulk;
+        hasOthers = bulk.HadNames();
+        if (!bulk.MakeRoom(types.GetSize(), extensions.GetSize(),
+                           types.GetSize() + aliases.GetSize(),
+                           types.GetSize() + parents.GetSize()))
+            return Mu::ErrMemoryFull;
         for (SharedType & type : types)
             if (MuErrCode const status = AddOne(type); status != Mu::NoError)
                 return status;
@@ -115,16 +211,24 @@ public:
             if (types[i].id != UnknownType)
                 manager.RemoveType(types[i].id);
         for (unsigned int i = groups.GetSize(); i-- > 0;)
-            manager.RemoveGroup(groups[i].id);
+            manager.RemoveGroup(groups[i]);
         result.typeCount = result.groupCount = result.testCount = 0;
     }
 
 private:
-    static constexpr unsigned int FileCount = 5;
+    static constexpr unsigned int FirstAlias = MostTypes + 1; // numbers of other names
 
     struct MediaGroup {
         std::string_view name;
         GroupID id;
+    };
+
+    /// Ends the use of the maker.
+    struct DropRules {
+        void operator()(ContentRules * rules) const {
+            BulkAdding const locked;
+            ContentRules::Drop(rules);
+        }
     };
 
     /// Keeps a test until a record does.
@@ -145,163 +249,161 @@ private:
         result.leftOut.Push({reason, make(mime), make(text)});
     }
 
-    // All types that can be recognised, by name.
-    bool ListTypes() {
-        Mu::Array<std::string_view> names;
-        for (SharedMimeGlob const & glob : globs)
-            names.Push(glob.mime);
-        for (SharedMimeRule const & rule : magic)
-            if (names.IsEmpty() || names.GetLast() != rule.mime)
-                names.Push(rule.mime);
-        std::sort(names.begin(), names.end());
-        names.Truncate(
-            static_cast<unsigned int>(std::unique(names.begin(), names.end()) - names.begin()));
-        if (names.GetSize() > MostTypes)
-            return false;
-        types.SetCapacity(names.GetSize());
-        for (std::string_view const name : names) {
-            SharedType & type = types.Emplace();
-            type.mime = name;
-            Name const text(name);
-            type.type = FileType(text.text, nullptr, 0, 0, -1, nullptr, text.text, true);
-            if (type.type.GetMime(0) == nullptr)
-                Mu::ThrowOutOfMemory();
-        }
-        return true;
+    std::string_view GetName(unsigned int number) const {
+        Name const & name =
+            number < FirstAlias ? types[number].name : aliases[number - FirstAlias].name;
+        return {name.text, name.length};
+    }
+
+    unsigned int & FindName(std::string_view name) {
+        return index.Find(name, [&](unsigned int number) { return GetName(number); });
+    }
+
+    void AddName(unsigned int & place, unsigned int number) {
+        place = number;
+        index.MakeRoom(types.GetSize() + aliases.GetSize(),
+                       [&](unsigned int each) { return GetName(each); });
     }
 
     SharedType * Find(std::string_view mime) {
-        SharedType * const found = std::partition_point(
-            types.begin(), types.end(), [&](SharedType const & type) { return type.mime < mime; });
-        return found != types.end() && found->mime == mime ? found : nullptr;
+        unsigned int const found = FindName(mime);
+        return found < types.GetSize() ? &types[found] : nullptr;
     }
 
-    void TakeGlob(SharedMimeGlob const & glob) {
+    /// The type with this name, which may be a new one. Null: this is no name, or one too many.
+    SharedType * Make(std::string_view mime) {
+        unsigned int & found = FindName(mime);
+        if (found != NameIndex::None)
+            return &types[found];
+        if (types.GetSize() == MostTypes || !IsMimeName(mime))
+            return nullptr;
+        SharedType & type = types.Emplace();
+        type.name = Name(mime);
+        AddName(found, types.GetSize() - 1);
+        return &type;
+    }
+
+    bool ReadGlobs() {
+        SharedMimeLines lines(files[0]);
+        for (SharedMimeGlob glob; lines.ReadGlob(&glob);) {
+            SharedType * const type = Make(glob.mime);
+            if (type == nullptr)
+                return false;
+            TakeGlob(glob, *type);
+        }
+        return lines.IsGood();
+    }
+
+    void TakeGlob(SharedMimeGlob const & glob, SharedType & type) {
         std::string_view const pattern = glob.pattern;
-        bool const isPlain = pattern.find_first_of("*?[") == std::string_view::npos;
         std::string_view const extension = pattern.substr(std::min<std::size_t>(2, pattern.size()));
         bool const isExtension = pattern.substr(0, 2) == "*." && !extension.empty() &&
                                  extension.find_first_of("*?[;") == std::string_view::npos &&
                                  extension.size() <= FileType::MaxPiece;
-        if (isPlain)
-            LeaveOut(Reason::Literal, glob.mime, pattern);
-        else if (!isExtension)
-            LeaveOut(Reason::Pattern, glob.mime, pattern);
+        if (!isExtension)
+            LeaveOut(pattern.find_first_of("*?[") == std::string_view::npos ? Reason::Literal
+                                                                            : Reason::Pattern,
+                     glob.mime, pattern);
         else if (extension.find('.') != std::string_view::npos)
             LeaveOut(Reason::Compound, glob.mime, pattern);
         else
-            TakeExtension(glob, extension);
+            TakeExtension(glob, extension, type);
     }
 
-    void TakeExtension(SharedMimeGlob const & glob, std::string_view extension) {
-        static constexpr unsigned int UsualWeight = 50;
+    void TakeExtension(SharedMimeGlob const & glob, std::string_view extension, SharedType & type) {
         if (glob.respectsCase) {
             LeaveOut(Reason::CaseSensitive, glob.mime, glob.pattern);
             if (std::any_of(extension.begin(), extension.end(),
                             [](char c) { return c >= 'A' && c <= 'Z'; }))
                 return; // it would claim the files of its lower case
         }
-        FileType & type = Find(glob.mime)->type;
-        if (type.CountExtensions() == MostTexts) {
-            LeaveOut(Reason::TooMany, glob.mime, glob.pattern);
-            return;
+        Append(type.extensions, extensions, Extension{extension.data(), glob.weight});
+    }
+
+    bool ReadMagic() {
+        SharedMimeMagic reader(*magic);
+        std::string_view mime;
+        for (ContentRules::Test test; reader.ReadSection(&mime, &test);) {
+            SharedType * const type = test.ruleCount > 0 ? Make(mime) : nullptr;
+            if (type == nullptr && (test.ruleCount > 0 || !IsMimeName(mime)))
+                return false;
+            if (type != nullptr)
+                Append(type->sections, sections, Section{test});
         }
-        Check(type.AddSingleExtension(Name(extension).text, true));
-        if (glob.weight != UsualWeight) {
-            char text[16];
-            auto const end = std::to_chars(text, text + sizeof text, glob.weight).ptr;
-            LeaveOut(Reason::Weight, glob.mime, {text, static_cast<std::size_t>(end - text)});
+        return reader.IsGood();
+    }
+
+    bool ReadAliases() {
+        SharedMimeLines lines(files[1]);
+        for (std::string_view name, mime; lines.ReadPair(' ', &name, &mime);) {
+            SharedType * const type = Find(mime);
+            if (type == nullptr) {
+                LeaveOut(Reason::Unreachable, mime, name);
+                continue;
+            }
+            unsigned int & found = FindName(name);
+            if (found != NameIndex::None) {
+                LeaveOut(Reason::Name, mime, name);
+                continue;
+            }
+            if (aliases.GetSize() == MostAliases)
+                return false;
+            Append(type->aliases, aliases, Alias{Name(name)});
+            AddName(found, FirstAlias + aliases.GetSize() - 1);
         }
-    }
-
-    // A test that could not be whole would be wrong, so it is left out as a whole.
-    void TakeRule(SharedMimeRule const & rule) {
-        if (lastRuled == nullptr || lastRuled->mime != rule.mime)
-            lastRuled = Find(rule.mime);
-        SharedType & type = *lastRuled;
-        if (type.hasBrokenRules)
-            return;
-        if (type.rules == nullptr)
-            type.rules = std::make_unique<ContentRules>();
-        if (type.rules->Add(rule.rule))
-            return;
-        type.rules.reset();
-        type.hasBrokenRules = true;
-        LeaveOut(Reason::Test, rule.mime, "");
-    }
-
-    void TakeAliases() {
-        SortByFirst(aliases);
-        std::string_view before;
-        for (SharedMimePair const & pair : aliases) {
-            TakeAlias(pair, pair.first == before);
-            before = pair.first;
-        }
-    }
-
-    void TakeAlias(SharedMimePair const & pair, bool isTaken) {
-        SharedType * const type = Find(pair.second);
-        Name const alias(pair.first);
-        if (type == nullptr)
-            LeaveOut(Reason::Unreachable, pair.second, pair.first);
-        else if (isTaken || Find(pair.first) != nullptr || manager.CheckMimeExists(alias.text))
-            LeaveOut(Reason::Name, pair.second, pair.first);
-        else if (type->type.CountMimeTypes() == MostTexts)
-            LeaveOut(Reason::TooMany, pair.second, pair.first);
-        else
-            Check(type->type.AddSingleMime(alias.text));
-    }
-
-    // Lines of one name keep their order.
-    static void SortByFirst(Mu::Array<SharedMimePair> & pairs) {
-        auto const isBefore = [](SharedMimePair const & a, SharedMimePair const & b) {
-            return a.first < b.first || (a.first == b.first && a.first.data() < b.first.data());
-        };
-        std::sort(pairs.begin(), pairs.end(), isBefore);
+        return lines.IsGood();
     }
 
     // Puts the parents of each type together, and notes who is one.
-    void TakeSubclasses() {
-        SortByFirst(subclasses);
-        for (SharedMimePair const & pair : subclasses) {
-            SharedType * const type = Find(pair.first);
-            SharedType * const parent = Find(pair.second);
+    bool ReadSubclasses() {
+        SharedMimeLines lines(files[2]);
+        for (std::string_view mime, name; lines.ReadPair(' ', &mime, &name);) {
+            SharedType * const type = Find(mime);
+            SharedType * const parent = Find(name);
             if (type == nullptr || parent == nullptr) {
-                LeaveOut(Reason::Unreachable, pair.first, pair.second);
+                LeaveOut(Reason::Unreachable, mime, name);
                 continue;
             }
-            if (type->parentCount++ == 0)
-                type->firstParent = parents.GetSize();
-            parents.Push(parent);
+            Append(type->parents, parents,
+                   Parent{static_cast<unsigned int>(parent - types.GetData())});
             parent->isParent = true;
         }
+        return lines.IsGood();
     }
 
-    SharedType * GetParent(SharedType const & type, unsigned int i) {
-        return i < type.parentCount ? parents[type.firstParent + i] : nullptr;
+    bool ReadIcons() {
+        SharedMimeLines lines(files[3]);
+        for (std::string_view mime, icon; lines.ReadPair(':', &mime, &icon);)
+            LeaveOut(Reason::Icon, mime, icon);
+        return lines.IsGood();
+    }
+
+    SharedType * GetFirstParent(SharedType const & type) {
+        return type.parents.last == Chain::None
+                   ? nullptr
+                   : &types[parents[parents[type.parents.last].next].type];
     }
 
     // Groups are made when the first type asks for them.
 
-    GroupID AddGroup(std::string_view name, GroupID parent) {
-        Name const text(name);
-        MediaGroup & group = groups.Emplace();
-        group.name = name;
-        group.id = manager.AddGroup(text.text, parent, nullptr);
-        if (group.id == UnknownGroup) {
+    GroupID AddGroup(char const * name, GroupID parent) {
+        GroupID & group = groups.Emplace();
+        group = manager.AddGroup(name, parent, nullptr);
+        if (group == UnknownGroup) {
             groups.DeleteLast();
             Mu::ThrowOutOfMemory();
         }
         ++result.groupCount;
-        return group.id;
+        return group;
     }
 
     GroupID GetMediaGroup(std::string_view mime) {
-        std::string_view const name = mime.substr(0, mime.find('/'));
-        for (MediaGroup const & group : groups)
-            if (group.name == name) // those of types have a "/" in theirs
+        for (MediaGroup const & group : mediaGroups)
+            if (mime.starts_with(group.name) && mime[group.name.size()] == '/')
                 return group.id;
-        return AddGroup(name, RootGroup);
+        std::string_view const name = mime.substr(0, mime.find('/'));
+        Mu::String const text(name.data(), static_cast<unsigned int>(name.size()));
+        return mediaGroups.Emplace(MediaGroup{name, AddGroup(text.ToCStr(), RootGroup)}).id;
     }
 
     /// The group of a type with subclasses: below that of its own first parent.
@@ -310,70 +412,113 @@ private:
         SharedType * top = &type;
         while (top != nullptr && top->group == UnknownGroup) {
             if (chain.Contains(top) || chain.GetSize() == MostDepth) {
-                LeaveOut(Reason::Circle, chain.GetLast()->mime, top->mime);
+                LeaveOut(Reason::Circle, chain.GetLast()->GetMime(), top->GetMime());
                 top = nullptr;
                 break;
             }
             chain.Push(top);
-            top = GetParent(*top, 0);
+            top = GetFirstParent(*top);
         }
-        GroupID group = top == nullptr ? GetMediaGroup(chain.GetLast()->mime) : top->group;
+        GroupID group = top == nullptr ? GetMediaGroup(chain.GetLast()->GetMime()) : top->group;
         for (; !chain.IsEmpty(); chain.DeleteLast())
-            group = chain.GetLast()->group = AddGroup(chain.GetLast()->mime, group);
+            group = chain.GetLast()->group = AddGroup(chain.GetLast()->GetMime(), group);
         return group;
     }
 
     // Adding.
 
     MuErrCode AddOne(SharedType & type) {
-        if (manager.CheckMimeExists(Name(type.mime).text)) {
-            LeaveOut(Reason::Name, type.mime, type.mime);
+        if (hasOthers && manager.CheckMimeExists(type.GetMime())) {
+            LeaveOut(Reason::Name, type.GetMime(), type.GetMime());
             return Mu::NoError;
         }
         TestHold const hold{MakeTest(type)};
-        if (hold.test != nullptr)
-            Check(type.type.Merge(FileType(nullptr, nullptr, 0, 0, -1, hold.test, nullptr, false)));
-        SharedType & home = type.isParent || type.parentCount == 0 ? type : *GetParent(type, 0);
-        bool const hasGroup = type.isParent || type.parentCount > 0;
-        type.id = manager.AddType(type.type, hasGroup ? GetGroup(home) : GetMediaGroup(type.mime));
+        FileType record(type.GetMime(), nullptr, 0, 0, -1, hold.test);
+        Check(record.GetDescription()[0] == 0 ? Mu::Error : record.AddSingleMime(type.GetMime()));
+        ForEach(type.extensions, extensions,
+                [&](Extension const & each) { AddExtension(type, each, record); });
+        ForEach(type.aliases, aliases,
+                [&](Alias const & each) { AddAlias(type, each.name.text, record); });
+
+        SharedType * const home = type.isParent ? &type : GetFirstParent(type);
+        GroupID const media = GetMediaGroup(type.GetMime());
+        GroupID const group = home != nullptr ? GetGroup(*home) : media;
+        type.id = manager.AddType(record, group);
         if (type.id == UnknownType)
             return Mu::ErrMemoryFull;
-        for (unsigned int i = 0; i < type.parentCount; ++i)
-            Link(type.id, GetGroup(*GetParent(type, i)));
-        Link(type.id, GetMediaGroup(type.mime));
+        auto const link = [&](GroupID other) {
+            if (other != group && manager.AddTypeToGroup(type.id, other) != Mu::NoError)
+                Mu::ThrowOutOfMemory();
+        };
+        ForEach(type.parents, parents,
+                [&](Parent const & each) { link(GetGroup(types[each.type])); });
+        link(media);
         ++result.typeCount;
         result.testCount += hold.test != nullptr ? 1 : 0;
         return Mu::NoError;
     }
 
-    void Link(TypeID type, GroupID group) {
-        if (manager.AddTypeToGroup(type, group) != Mu::NoError)
-            Mu::ThrowOutOfMemory();
+    void AddExtension(SharedType const & type, Extension const & extension, FileType & record) {
+        static constexpr unsigned int UsualWeight = 50;
+        if (record.CountExtensions() == MostTexts) {
+            LeaveOut(Reason::TooMany, type.GetMime(), extension.text);
+            return;
+        }
+        Check(record.AddSingleExtension(extension.text, true));
+        if (extension.weight != UsualWeight) {
+            char text[16];
+            auto const end = std::to_chars(text, text + sizeof text, extension.weight).ptr;
+            LeaveOut(Reason::Weight, type.GetMime(), {text, static_cast<std::size_t>(end - text)});
+        }
     }
 
-    ContentTest * MakeTest(SharedType & type) {
-        if (type.rules == nullptr)
-            return nullptr;
-        ContentTest * const test = ContentRuleSlots::Take(type.rules.get());
-        if (test == nullptr)
-            LeaveOut(Reason::Test, type.mime, "");
+    void AddAlias(SharedType const & type, char const * alias, FileType & record) {
+        if (hasOthers && manager.CheckMimeExists(alias))
+            LeaveOut(Reason::Name, type.GetMime(), alias);
+        else if (record.CountMimeTypes() == MostTexts)
+            LeaveOut(Reason::TooMany, type.GetMime(), alias);
         else
-            static_cast<void>(type.rules.release());
+            Check(record.AddSingleMime(alias));
+    }
+
+    // A test that could not be whole would be wrong, so it is left out as a whole.
+    ContentTest * MakeTest(SharedType const & type) {
+        if (type.sections.last == Chain::None)
+            return nullptr;
+        ContentRules::Test const rules = JoinSections(type);
+        ContentTest * const test =
+            magic->IsTooMuch(rules) ? nullptr : ContentRuleSlots::Take(*magic, rules);
+        if (test == nullptr)
+            LeaveOut(Reason::Test, type.GetMime(), "");
         return test;
+    }
+
+    /// The rules of the type in one piece.
+    ContentRules::Test JoinSections(SharedType const & type) {
+        Section const & last = sections[type.sections.last];
+        if (last.next == type.sections.last)
+            return last.test;
+        ContentRules::Test joined{magic->rules.GetSize(), 0};
+        ForEach(type.sections, sections, [&](Section const & section) {
+            for (unsigned int i = 0; i < section.test.ruleCount; ++i, ++joined.ruleCount)
+                magic->rules.Push(magic->rules[section.test.firstRule + i]);
+        });
+        return joined;
     }
 
     FileTypeManager & manager;
     SharedMimeResult & result;
-    Mu::Array<char> files[FileCount];
-    Mu::Array<SharedMimeGlob> globs;
-    Mu::Array<SharedMimeRule> magic;
-    Mu::Array<SharedMimePair> aliases;
-    Mu::Array<SharedMimePair> subclasses;
-    Mu::Array<SharedMimePair> icons;
-    Mu::Array<SharedType> types; // by name; none is added behind ListTypes
-    Mu::Array<SharedType *> parents;
-    Mu::Array<MediaGroup> groups;
-    SharedType * lastRuled = nullptr;
+    Mu::String files[4];
+    std::unique_ptr<ContentRules, DropRules> const magic{new ContentRules};
+    NameIndex index;
+    Mu::Array<SharedType> types;
+    Mu::Array<Extension> extensions;
+    Mu::Array<Section> sections;
+    Mu::Array<Alias> aliases;
+    Mu::Array<Parent> parents;
+    Mu::Array<GroupID> groups; // all of them
+    Mu::Array<MediaGroup> mediaGroups;
+    bool hasOthers = false; // the catalogue of the process had names before
 };
 
 } // namespace
@@ -385,9 +530,10 @@ SharedMimeResult LoadSharedMimeTypes(FileTypeManager * manager, IO::Location con
     try {
         Loader loader(*manager, result);
         result.status = loader.Read(folder);
-        if (result.status != Mu::NoError)
+        if (result.status != Mu::NoError) {
+            result.leftOut.Clear();
             return result;
-        loader.Fill();
+        }
         try {
             result.status = loader.Add();
         } catch (Mu::OutOfMemoryException const &) {

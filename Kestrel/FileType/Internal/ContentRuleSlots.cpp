@@ -5,7 +5,6 @@
 #include <Kestrel/Root/IChannel.h>
 #include <Kestrel/Root/Lock.h>
 
-#include <algorithm>
 #include <array>
 #include <utility>
 
@@ -29,32 +28,48 @@ constinit auto const tests =
     ListTests(std::make_integer_sequence<unsigned int, ContentRuleSlots::SlotCount>());
 
 struct Slot {
-    ContentRules * rules = nullptr; // owned; null while the slot is free
+    ContentRules * rules = nullptr; // null while the slot is free
+    ContentRules::Test test;
     unsigned int uses = 0;
 };
 
 constinit std::array<Slot, ContentRuleSlots::SlotCount> slots;
 constinit unsigned int usedSlots = 0;
 
+constinit unsigned int lastSlot = 0;
+
+/// A slot for which `is` holds; SlotCount when there is none. Looks first where it found the last one,
+/// and beside that: who takes one uses and drops it next, and catalogues go as they came or backwards.
+template <typename Is>
+unsigned int SearchSlot(Is const & is) {
+    unsigned int slot = lastSlot == 0 ? ContentRuleSlots::SlotCount - 1 : lastSlot - 1;
+    for (unsigned int left = ContentRuleSlots::SlotCount; left > 0; --left) {
+        if (is(slot))
+            return lastSlot = slot;
+        slot = slot + 1 == ContentRuleSlots::SlotCount ? 0 : slot + 1;
+    }
+    return ContentRuleSlots::SlotCount;
+}
+
 Slot * FindSlot(ContentTest * test) {
     if (usedSlots == 0 || test == nullptr)
         return nullptr;
-    auto const found = std::find(tests.begin(), tests.end(), test);
-    return found == tests.end() ? nullptr
-                                : &slots[static_cast<unsigned int>(found - tests.begin())];
+    unsigned int const slot = SearchSlot([&](unsigned int each) { return tests[each] == test; });
+    return slot == ContentRuleSlots::SlotCount ? nullptr : &slots[slot];
 }
 
 } // namespace
 
-ContentTest * ContentRuleSlots::Take(ContentRules * rules) {
+ContentTest * ContentRuleSlots::Take(ContentRules & rules, ContentRules::Test const & test) {
     Guard guard(FileTypeManager::lock);
-    auto const slot = std::find_if(slots.begin(), slots.end(),
-                                   [](Slot const & each) { return each.rules == nullptr; });
-    if (slot == slots.end())
+    unsigned int const slot =
+        SearchSlot([](unsigned int each) { return slots[each].rules == nullptr; });
+    if (slot == SlotCount)
         return nullptr;
-    *slot = {rules, 1};
+    slots[slot] = {&rules, test, 1};
+    rules.Use();
     ++usedSlots;
-    return tests[static_cast<unsigned int>(slot - slots.begin())];
+    return tests[slot];
 }
 
 // A record may be a copy of one whose rules have gone; its slot is free, and stays so.
@@ -69,7 +84,7 @@ void ContentRuleSlots::Drop(ContentTest * test) {
     Slot * const slot = FindSlot(test);
     if (slot == nullptr || slot->rules == nullptr || --slot->uses > 0)
         return;
-    delete slot->rules;
+    ContentRules::Drop(slot->rules);
     *slot = Slot();
     --usedSlots;
 }
@@ -80,13 +95,13 @@ bool ContentRuleSlots::Run(unsigned int slot, Mu::IChannel & channel) {
         return false;
     char * data = nullptr;
     unsigned int available = 0;
-    MuErrCode const status =
-        channel.DirectInputAccess(slots[slot].rules->GetExtent(), &data, &available);
+    MuErrCode const status = channel.DirectInputAccess(
+        slots[slot].rules->GetExtent(slots[slot].test), &data, &available);
     if ((status != Mu::NoError && status != Mu::EOI) || available == 0)
         return false;
     // The channel may be a host's own, and may have done anything meanwhile.
     return slots[slot].rules != nullptr &&
-           slots[slot].rules->Match(std::string_view(data, available));
+           slots[slot].rules->Match(slots[slot].test, std::string_view(data, available));
 }
 
 } // namespace FTM

@@ -1,48 +1,58 @@
 #include <Kestrel/FileType/Internal/ContentRules.h>
 
 #include <algorithm>
-#include <cstring>
 
 namespace FTM {
 
-bool ContentRules::Add(Rule const & rule) {
-    auto const length = static_cast<unsigned int>(rule.value.size());
-    unsigned long long const end =
-        static_cast<unsigned long long>(rule.offset) + rule.places - 1 + length;
-    unsigned long long const cost =
-        comparisons + static_cast<unsigned long long>(rule.places) * length;
-    if (end > MostExtent || cost > MostComparisons)
-        return false;
-    unsigned int const at = bytes.GetSize();
-    bytes.Append(rule.value.data(), length);
-    bytes.Append(rule.mask.data(), static_cast<unsigned int>(rule.mask.size()));
-    rules.Push({rule.level, rule.offset, rule.places, length, at, !rule.mask.empty()});
-    extent = std::max(extent, static_cast<unsigned int>(end));
-    comparisons = cost;
-    return true;
+namespace {
+
+constexpr unsigned long long MostExtent = 1 << 16;
+constexpr unsigned long long MostComparisons = 1 << 20;
+
+unsigned long long GetEnd(ContentRules::Rule const & rule) {
+    return 0ull + rule.offset + rule.places - 1 + rule.length;
 }
 
-// One pass, whatever the depth: a rule counts only on the levels that those before it have opened.
-bool ContentRules::Match(std::string_view content) const {
-    unsigned int openLevel = 0;
-    for (unsigned int i = 0; i < rules.GetSize(); ++i) {
-        Stored const & rule = rules[i];
-        if (rule.level > openLevel)
-            continue;
-        openLevel = rule.level;
-        if (!Holds(rule, content))
-            continue;
-        bool const hasDeeper = i + 1 < rules.GetSize() && rules[i + 1].level > rule.level;
-        if (!hasDeeper)
+} // namespace
+
+bool ContentRules::IsTooMuch(Test const & test) const {
+    unsigned long long comparisons = 0;
+    for (Rule const & rule : GetRules(test)) {
+        comparisons += 1ull * rule.places * rule.length;
+        if (GetEnd(rule) > MostExtent || comparisons > MostComparisons)
             return true;
-        openLevel = rule.level + 1;
     }
     return false;
 }
 
-bool ContentRules::Holds(Stored const & rule, std::string_view content) const {
-    char const * const value = bytes.GetData() + rule.at;
-    char const * const mask = value + rule.length;
+unsigned int ContentRules::GetExtent(Test const & test) const {
+    unsigned long long extent = 0;
+    for (Rule const & rule : GetRules(test))
+        extent = std::max(extent, GetEnd(rule));
+    return static_cast<unsigned int>(extent);
+}
+
+// One pass, whatever the depth: a rule counts only on the levels that those before it have opened.
+bool ContentRules::Match(Test const & test, std::string_view content) const {
+    std::span<Rule const> const all = GetRules(test);
+    unsigned int openLevel = 0;
+    for (std::size_t i = 0; i < all.size(); ++i) {
+        if (all[i].level > openLevel)
+            continue;
+        openLevel = all[i].level;
+        if (!Holds(all[i], content))
+            continue;
+        bool const hasDeeper = i + 1 < all.size() && all[i + 1].level > all[i].level;
+        if (!hasDeeper)
+            return true;
+        openLevel = all[i].level + 1;
+    }
+    return false;
+}
+
+bool ContentRules::Holds(Rule const & rule, std::string_view content) const {
+    char const * const value = text.ToCStr() + rule.at;
+    char const * const mask = value + rule.length + 1;
     if (rule.offset > content.size() || rule.length > content.size() - rule.offset)
         return false;
     std::size_t const places =

@@ -5,29 +5,21 @@
 #include <algorithm>
 #include <bit>
 #include <charconv>
+#include <cstring>
 
 namespace FTM {
 
 namespace {
 
-/// Takes the front of the text off, up to the separator, which goes too; all of it without one.
+/// Takes the front of the text off, up to the separator, which goes too and becomes a zero byte; all of
+/// it without one.
 std::string_view TakeUntil(std::string_view & text, char separator) {
     std::size_t const end = text.find(separator);
     std::string_view const front = text.substr(0, end);
+    if (end != std::string_view::npos)
+        const_cast<char &>(text[end]) = 0; // the text of SharedMimeLines
     text.remove_prefix(end == std::string_view::npos ? text.size() : end + 1);
     return front;
-}
-
-/// The next line; a copy of a catalogue may have gone through a program that ends lines in two bytes.
-std::string_view TakeLine(std::string_view & text) {
-    std::string_view line = TakeUntil(text, '\n');
-    if (!line.empty() && line.back() == '\r')
-        line.remove_suffix(1);
-    return line;
-}
-
-bool IsEmptyLine(std::string_view line) {
-    return line.empty() || line.front() == '#';
 }
 
 bool ReadNumber(std::string_view text, unsigned int * number) {
@@ -35,167 +27,162 @@ bool ReadNumber(std::string_view text, unsigned int * number) {
     return result.ec == std::errc() && result.ptr == text.data() + text.size();
 }
 
-/// The rules, from a text that the reader walks along.
-class MagicReader {
-public:
-    MagicReader(char * text, std::size_t size) : at(text), end(text + size) {}
-
-    bool ReadHead() {
-        static constexpr std::string_view head("MIME-Magic\0\n", 12);
-        if (Left().substr(0, head.size()) != head)
-            return false;
-        at += head.size();
-        return true;
+/// Whether all bytes lie above the space and below 127. Eight at a time: what is too small borrows
+/// from the highest bit of its byte or has it set, and what is too large carries into it.
+bool IsVisibleAscii(std::string_view text) {
+    static constexpr unsigned long long each = 0x0101010101010101;
+    unsigned long long bad = 0;
+    unsigned long long bytes;
+    auto const look = [&] { bad |= (bytes - each * '!') | (bytes + each) | bytes; };
+    for (; text.size() >= sizeof bytes; text.remove_prefix(sizeof bytes)) {
+        std::memcpy(&bytes, text.data(), sizeof bytes);
+        look();
     }
-    bool IsAtEnd() const { return at == end; }
-    bool IsAtSection() const { return !IsAtEnd() && *at == '['; }
-
-    /// "[priority:name]"; the priority decides between types, which a content test cannot.
-    bool ReadSection(std::string_view * mime) {
-        ++at;
-        unsigned int priority;
-        std::string_view line;
-        if (!TakeLine(&line) || line.empty() || line.back() != ']')
-            return false;
-        line.remove_suffix(1);
-        if (!ReadNumber(TakeUntil(line, ':'), &priority))
-            return false;
-        *mime = line;
-        return IsMimeName(line);
-    }
-
-    /// "level>offset=value&mask~word+places", the value behind its length of two bytes.
-    bool ReadRule(ContentRules::Rule * rule) {
-        rule->level = 0;
-        if (!IsAtEnd() && *at != '>' && !TakeNumber(&rule->level))
-            return false;
-        unsigned int wordSize = 1;
-        if (!Take('>') || !TakeNumber(&rule->offset) || !Take('=') || end - at < 2)
-            return false;
-        std::size_t const length = static_cast<std::size_t>(static_cast<unsigned char>(at[0]))
-                                       << 8 |
-                                   static_cast<unsigned char>(at[1]);
-        at += 2;
-        char * const value = at;
-        if (length == 0 || !TakeBytes(length, &rule->value))
-            return false;
-        char * mask = nullptr;
-        if (Take('&')) {
-            mask = at;
-            if (!TakeBytes(length, &rule->mask))
-                return false;
-        }
-        if (Take('~') && !TakeNumber(&wordSize))
-            return false;
-        if (Take('+') && !TakeNumber(&rule->places))
-            return false;
-        if (!Take('\n') || rule->places == 0 || wordSize == 0 || length % wordSize != 0)
-            return false;
-        if (std::endian::native == std::endian::little && wordSize > 1) {
-            Reverse(value, length, wordSize);
-            Reverse(mask, mask == nullptr ? 0 : length, wordSize);
-        }
-        return true;
-    }
-
-private:
-    std::string_view Left() const { return {at, static_cast<std::size_t>(end - at)}; }
-
-    bool Take(char c) {
-        bool const isThere = !IsAtEnd() && *at == c;
-        at += isThere ? 1 : 0;
-        return isThere;
-    }
-
-    bool TakeNumber(unsigned int * number) {
-        auto const result = std::from_chars(at, end, *number);
-        at += result.ptr - at;
-        return result.ec == std::errc();
-    }
-
-    bool TakeBytes(std::size_t length, std::string_view * bytes) {
-        if (Left().size() < length)
-            return false;
-        *bytes = Left().substr(0, length);
-        at += length;
-        return true;
-    }
-
-    bool TakeLine(std::string_view * line) {
-        std::size_t const length = Left().find('\n');
-        return length != std::string_view::npos && TakeBytes(length, line) && Take('\n');
-    }
-
-    static void Reverse(char * bytes, std::size_t length, std::size_t wordSize) {
-        for (std::size_t i = 0; i < length; i += wordSize)
-            std::reverse(bytes + i, bytes + i + wordSize);
-    }
-
-    char * at;
-    char * end;
-};
+    bytes = each * '!';
+    for (std::size_t i = 0; i < text.size(); ++i)
+        bytes = bytes << 8 | static_cast<unsigned char>(text[i]);
+    look();
+    return (bad & each << 7) == 0;
+}
 
 } // namespace
 
 bool IsMimeName(std::string_view text) {
     std::size_t const slash = text.find('/');
     return slash != std::string_view::npos && slash > 0 && slash + 1 < text.size() &&
-           text.size() <= FileType::MaxPiece &&
-           std::all_of(text.begin(), text.end(), [](char c) { return c > ' ' && c < 127; });
+           text.size() <= FileType::MaxPiece && IsVisibleAscii(text);
 }
 
-bool ReadSharedMimePairs(std::string_view text, char separator, Mu::Array<SharedMimePair> & pairs) {
-    while (!text.empty()) {
-        std::string_view line = TakeLine(text);
-        if (IsEmptyLine(line))
-            continue;
-        std::string_view const first = TakeUntil(line, separator);
-        if (!IsMimeName(first) || line.empty())
-            return false;
-        pairs.Push({first, line});
-    }
-    return true;
+bool SharedMimeLines::Fail() {
+    isGood = false;
+    return false;
 }
 
-bool ReadSharedMimeGlobs(std::string_view text, Mu::Array<SharedMimeGlob> & globs) {
-    while (!text.empty()) {
-        std::string_view line = TakeLine(text);
-        if (IsEmptyLine(line))
-            continue;
-        SharedMimeGlob glob{};
-        if (!ReadNumber(TakeUntil(line, ':'), &glob.weight))
-            return false;
-        glob.mime = TakeUntil(line, ':');
-        glob.pattern = TakeUntil(line, ':');
-        for (std::string_view flags = TakeUntil(line, ':'); !flags.empty();)
-            glob.respectsCase |= TakeUntil(flags, ',') == "cs";
-        bool const hasZero = glob.pattern.find('\0') != std::string_view::npos;
-        if (!IsMimeName(glob.mime) || glob.pattern.empty() || hasZero)
-            return false;
-        globs.Push(glob);
-    }
-    return true;
-}
-
-bool ReadSharedMimeMagic(char * text, std::size_t size, Mu::Array<SharedMimeRule> & rules) {
-    MagicReader reader(text, size);
-    if (!reader.ReadHead())
-        return false;
-    std::string_view mime;
-    unsigned int deepest = 0; // what the next rule may be at
-    while (!reader.IsAtEnd()) {
-        if (reader.IsAtSection()) {
-            if (!reader.ReadSection(&mime))
-                return false;
-            deepest = 0;
-            continue;
+/// The next line that says something; a copy of a catalogue may have gone through a program that ends
+/// lines in two bytes.
+bool SharedMimeLines::TakeLine(std::string_view * line) {
+    while (at != end) {
+        std::string_view text(at, static_cast<std::size_t>(end - at));
+        *line = TakeUntil(text, '\n');
+        at = end - text.size();
+        if (!line->empty() && line->back() == '\r') {
+            line->remove_suffix(1);
+            const_cast<char &>(line->data()[line->size()]) = 0;
         }
-        SharedMimeRule rule{mime, {}};
-        if (mime.empty() || !reader.ReadRule(&rule.rule) || rule.rule.level > deepest)
-            return false;
-        deepest = rule.rule.level + 1;
-        rules.Push(rule);
+        if (!line->empty() && line->front() != '#')
+            return true;
     }
+    return false;
+}
+
+bool SharedMimeLines::ReadGlob(SharedMimeGlob * glob) {
+    std::string_view line;
+    if (!TakeLine(&line))
+        return false;
+    if (!ReadNumber(TakeUntil(line, ':'), &glob->weight))
+        return Fail();
+    glob->mime = TakeUntil(line, ':');
+    glob->pattern = TakeUntil(line, ':');
+    glob->respectsCase = false;
+    if (!line.empty())
+        for (std::string_view flags = TakeUntil(line, ':'); !flags.empty();)
+            glob->respectsCase |= TakeUntil(flags, ',') == "cs";
+    bool const isWhole =
+        !glob->pattern.empty() && glob->pattern.find('\0') == std::string_view::npos;
+    return isWhole || Fail();
+}
+
+bool SharedMimeLines::ReadPair(char separator, std::string_view * first,
+                               std::string_view * second) {
+    if (!TakeLine(second))
+        return false;
+    *first = TakeUntil(*second, separator);
+    return (IsMimeName(*first) && !second->empty()) || Fail();
+}
+
+SharedMimeMagic::SharedMimeMagic(ContentRules & rules)
+    : rules(rules), begin(rules.text.IsEmpty() ? nullptr : &rules.text[0]), at(begin),
+      end(begin + rules.text.GetLength()) {
+    static constexpr std::string_view head("MIME-Magic\0\n", 12);
+    isGood = begin == end || std::string_view(rules.text).substr(0, head.size()) == head;
+    if (isGood && begin != end)
+        at += head.size();
+}
+
+bool SharedMimeMagic::ReadSection(std::string_view * mime, ContentRules::Test * test) {
+    if (!isGood || at == end)
+        return false;
+    isGood = ReadHead(mime);
+    *test = {rules.rules.GetSize(), 0};
+    for (unsigned int deepest = 0; isGood && at != end && *at != '['; ++test->ruleCount) {
+        ContentRules::Rule & rule = rules.rules.Emplace();
+        isGood = ReadRule(&rule) && rule.level <= deepest;
+        deepest = rule.level + 1;
+    }
+    return isGood;
+}
+
+/// "[priority:name]"; the priority decides between types, which a content test cannot.
+bool SharedMimeMagic::ReadHead(std::string_view * mime) {
+    unsigned int priority;
+    if (!Take('[') || !TakeNumber(&priority) || !Take(':'))
+        return false;
+    *mime = std::string_view(at, static_cast<std::size_t>(end - at));
+    std::size_t const length = mime->find('\n');
+    if (length == std::string_view::npos || length == 0 || at[length - 1] != ']')
+        return false;
+    *mime = mime->substr(0, length - 1);
+    at[length - 1] = 0;
+    at += length + 1;
+    return true;
+}
+
+/// "level>offset=value&mask~word+places", the value behind its length of two bytes.
+bool SharedMimeMagic::ReadRule(ContentRules::Rule * rule) {
+    unsigned int wordSize = 1;
+    if (*at != '>' && !TakeNumber(&rule->level))
+        return false;
+    if (!Take('>') || !TakeNumber(&rule->offset) || !Take('=') || end - at < 2)
+        return false;
+    rule->length = static_cast<unsigned short>(static_cast<unsigned char>(at[0]) << 8 |
+                                               static_cast<unsigned char>(at[1]));
+    at += 2;
+    rule->at = static_cast<unsigned int>(at - begin);
+    if (rule->length == 0 || !TakeBytes(rule->length))
+        return false;
+    rule->hasMask = Take('&');
+    if (rule->hasMask && !TakeBytes(rule->length))
+        return false;
+    if (Take('~') && !TakeNumber(&wordSize))
+        return false;
+    if (Take('+') && !TakeNumber(&rule->places))
+        return false;
+    if (!Take('\n') || rule->places == 0 || wordSize == 0 || rule->length % wordSize != 0)
+        return false;
+    if (std::endian::native == std::endian::little && wordSize > 1)
+        for (char * bytes : {begin + rule->at, begin + rule->at + rule->length + 1})
+            for (std::size_t i = 0; i < rule->length; i += wordSize)
+                if (bytes == begin + rule->at || rule->hasMask)
+                    std::reverse(bytes + i, bytes + i + wordSize);
+    return true;
+}
+
+bool SharedMimeMagic::Take(char c) {
+    bool const isThere = at != end && *at == c;
+    at += isThere ? 1 : 0;
+    return isThere;
+}
+
+bool SharedMimeMagic::TakeNumber(unsigned int * number) {
+    auto const result = std::from_chars(at, end, *number);
+    at += result.ptr - at;
+    return result.ec == std::errc();
+}
+
+bool SharedMimeMagic::TakeBytes(std::size_t count) {
+    if (static_cast<std::size_t>(end - at) < count)
+        return false;
+    at += count;
     return true;
 }
 

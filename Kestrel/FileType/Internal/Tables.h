@@ -9,7 +9,7 @@
 namespace FTM {
 
 struct FileTypeManager::TypeRecord {
-    FileTypeManager * manager; // the owner
+    FileTypeManager * manager = nullptr; // the owner
     TypeID id;
     FileType type;
     bool lastCheckResult = false; // of the content test, while one call identifies
