@@ -116,8 +116,8 @@ void KestrelNameAmong(benchmark::State & state) {
     FTM::TypeID const wanted = manager.AddType(
         FTM::FileType(nullptr, "benchmark", 0, 0, -1, nullptr, nullptr, true), FTM::RootGroup);
     for (int i = 1; i < state.range(0); ++i)
-        manager.AddType(FTM::FileType(nullptr, ("q" + std::to_string(i)).c_str(), 0, 0, -1, nullptr,
-                                      nullptr, true),
+        manager.AddType(FTM::FileType(nullptr, std::to_string(i).append("q").c_str(), 0, 0, -1,
+                                      nullptr, nullptr, true),
                         FTM::RootGroup);
     IO::Location const location(IO::localRoot, IO::Name("some.benchmark"));
     for (auto _ : state)
