@@ -218,6 +218,10 @@ TEST(SocketFunctions, SelectNeverWaitsWithoutLimit) {
     EXPECT_EQ(Flat::Select(&count, set.get(), nullptr, nullptr, nullptr, nullptr), IO::NoError);
     EXPECT_EQ(count, 0);
     EXPECT_FALSE(set->IsSet(listening.socket));
+    Handle const fresh;
+    set->Add(fresh);
+    EXPECT_EQ(Flat::Select(&count, set.get(), nullptr, nullptr, nullptr, nullptr), IO::NoError);
+    EXPECT_EQ(count, 0) << "it neither listens nor was connected";
     int negative = -1;
     set->Add(listening.socket);
     EXPECT_EQ(Flat::Select(&count, set.get(), nullptr, nullptr, &negative, nullptr), IO::Error);

@@ -48,7 +48,7 @@ unsigned char GetReady(pollfd const & found, unsigned char wanted) {
     if (found.revents & POLLERR)
         return GetErrorReady(found, wanted);
     unsigned int ready = 0;
-    if (found.revents & (POLLIN | POLLHUP))
+    if (found.revents & POLLIN) // the end of a connection, too; without, there was none
         ready |= PollEvent::Read;
     if (found.revents & POLLOUT)
         ready |= PollEvent::Write;
