@@ -134,7 +134,10 @@ MuErrCode Client::SelectService(Location const & location) {
     std::memcpy(bytes, &length, sizeof(length));
     GetOChannel().WriteServiceSign();
     GetOChannel().WriteBin(bytes, sizeof(bytes), nullptr);
-    GetOChannel().WriteBin(text.GetText(), count, nullptr);
+    unsigned int const there = std::min(count, text.GetLength() + 1);
+    GetOChannel().WriteBin(text.GetText(), there, nullptr);
+    for (unsigned int i = there; i < count; ++i)
+        GetOChannel().WriteBin("", 1, nullptr); // a code that has one byte for two units
     return NoError;
 }
 

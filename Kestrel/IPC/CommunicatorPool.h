@@ -84,7 +84,8 @@ public:
     MuErrCode WriteCommunicators(Mu::OChannel & channel) const;
 
     /// How much a connection may hold unread, in bytes, while a whole message waits; with more it is
-    /// not read from until some is taken, so that TCP holds the sender back. 16 MiB at first.
+    /// not read from until some is taken, so that TCP holds the sender back. A server's connection
+    /// that holds more unsent gets no service until some has left. 16 MiB at first.
     void SetUnreadLimit(unsigned long long bytes) { unreadLimit = bytes; }
     unsigned long long GetUnreadLimit() const { return unreadLimit; }
     /// How much may come without being read or forming a message before the connection is given up

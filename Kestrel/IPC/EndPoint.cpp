@@ -93,7 +93,12 @@ bool EndPoint::WantsRead() const {
 }
 
 bool EndPoint::WantsPass() const {
-    return isLost || input.HasRest() || (takesMessages && input.GetSeparatorCount() > 0);
+    return isLost || input.HasRest() ||
+           (takesMessages && input.GetSeparatorCount() > 0 && !IsPeerBehind());
+}
+
+bool EndPoint::IsPeerBehind() const {
+    return output.GetUnsent() > CommunicatorPool::Instance().GetUnreadLimit();
 }
 
 bool EndPoint::IsIdle() const {

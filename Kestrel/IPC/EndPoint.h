@@ -71,6 +71,8 @@ protected:
     /// Whether SeparatorArrived would do something with a message that waits. While it says so, the
     /// pool does not sleep before the next pass.
     void SetTakesMessages(bool takes) { takesMessages = takes; }
+    /// More waits to be sent than CommunicatorPool::GetUnreadLimit: the peer does not read it.
+    bool IsPeerBehind() const;
     /// After the handling of a message: an EOI that only its end has made goes.
     void ForgetMessageEnd();
     /// The connection is over: closes the socket, or, where the pool knows it, lets the next pass

@@ -59,6 +59,8 @@ public:
 
     /// Separators that have not left yet.
     unsigned int GetSeparatorCount() const { return mSeparatorCount; }
+    /// Bytes of data that have not left yet.
+    unsigned long long GetUnsent() const { return GetBuffered(); }
     /// Whether a pass would find something to send.
     bool HasSendable() const;
     /// Sends as much as the socket takes. For the pool.

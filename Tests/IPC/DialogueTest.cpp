@@ -266,6 +266,26 @@ TEST_F(Dialogue, HoldsBackWhoSendsMoreThanIsTaken) {
     pool.SetUnreadLimit(16u << 20);
 }
 
+TEST_F(Dialogue, HoldsBackWhoReadsNoAnswers) {
+    unsigned int calls = 0;
+    Start([&](Connection & connection) {
+        ++calls;
+        ReadMessage(connection);
+        WriteMessage(connection, std::string(10000, 'a'));
+    });
+    pool.SetUnreadLimit(20000);
+    network.weather.window = 10000;
+    for (int i = 0; i < 100; ++i)
+        WriteMessage(*client, "more");
+    Pass(300);
+    EXPECT_LT(calls, 10u);
+    unsigned int answers = 0;
+    while (client->WaitNextSeparator(1) == IO::NoError && ++answers)
+        EXPECT_EQ(ReadMessage(*client).size(), 10000u);
+    EXPECT_EQ(answers, 100u);
+    pool.SetUnreadLimit(16u << 20);
+}
+
 TEST_F(Dialogue, SurvivesWhoeverGoesInACall) {
     // The peer goes while its message is handled: the connection lives on until the call is over.
     Start([&](Connection & connection) {
