@@ -5,7 +5,7 @@
 //
 //     ConversationBench [ROUNDS [PARTS]]
 //
-// The parts: r, round trips, also beside idle connections; c, many clients; l, large answers.
+// The parts: r, round trips; i, the same beside idle connections, too; c, many clients; l, large answers.
 
 #include "Benchmarks/IPC/RawConversation.h"
 
@@ -255,7 +255,7 @@ void CompareRoundTrips(char const * name, unsigned int rounds, Bench::RawAsker &
 int main(int count, char ** arguments) {
     unsigned int const rounds =
         count > 1 ? static_cast<unsigned int>(std::stoul(arguments[1])) : 51;
-    std::string const parts = count > 2 ? arguments[2] : "rcl";
+    std::string const parts = count > 2 ? arguments[2] : "ricl";
     constexpr int Large = 1 << 20;
     Child const ours([](auto tellPort) { Serve(0, tellPort); });
     Child const oursLarge([](auto tellPort) { Serve(Large, tellPort); });
