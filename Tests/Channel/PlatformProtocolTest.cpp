@@ -5,7 +5,6 @@
 #include <Kestrel/Root/Guid.h>
 
 #include "Tests/Support/Channel/Ends.h"
-#include "Tests/Support/FaultSweep.h"
 
 #include <gtest/gtest.h>
 
@@ -136,16 +135,6 @@ TEST(PlatformProtocol, WritesTheLengthOfATextByItself) {
     EXPECT_EQ(std::string(channel.GetDestination(IO::MemoryOChannel::LeaveWithCaller), 6),
               std::string("\0\0\0\2ab", 6));
     EXPECT_EQ(channel.GetDataSize(), 6u);
-}
-
-TEST(PlatformProtocol, StopsAtAFailureToWriteTheLength) {
-    Tests::RecordingOChannel channel;
-    channel.sink.failFrom = 1;
-    channel.DisableOutputBuffering();
-    ASSERT_EQ(IO::SetPlatformOProtocol(channel, BigEndianMacSign), IO::NoError);
-    unsigned long long const before = Tests::CountAllocations();
-    EXPECT_EQ(channel.Write("abc"), IO::EOO);
-    EXPECT_EQ(Tests::CountAllocations(), before) << "the text is not even copied";
 }
 
 TEST(PlatformProtocol, RefusesOtherSigns) {

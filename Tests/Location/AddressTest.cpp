@@ -115,27 +115,19 @@ TEST(Address, HidesAttachmentsFromWhoReadsNames) {
 }
 
 TEST(Address, TakesWhatOnlyLooksLikeAnAttachmentAsText) {
-    struct Row {
-        char16_t const * stored;
-        char16_t const * name;
-        char16_t const * attachment;
-    };
     Text const longTag(70, u't');
-    Text const longStored = u"::<" + longTag + u">x";
-    for (Row const & row : {Row{u"::<", u"::<", u""},
-                            {u"::<x", u"::<x", u""},
-                            {u"::>x", u"::>x", u""},
-                            {u"::<>x", u"x", u""},
-                            {u"::<a>", u"", u"a"},
-                            {u"::<a>b>c", u"b>c", u"a"},
-                            {u":<a>b", u":<a>b", u""},
-                            {longStored.c_str(), u"x", longTag.c_str()}}) {
-        IO::Address const address = MakeAddress({row.stored});
+    Text const rows[][3] = {
+        {u"::<", u"::<", u""},     {u"::<x", u"::<x", u""},
+        {u"::>x", u"::>x", u""},   {u"::<>x", u"x", u""},
+        {u"::<a>", u"", u"a"},     {u"::<a>b>c", u"b>c", u"a"},
+        {u":<a>b", u":<a>b", u""}, {u"::<" + longTag + u">x", u"x", longTag},
+    };
+    for (auto const & [stored, name, tag] : rows) {
+        IO::Address const address = MakeAddress({stored}), plain = MakeAddress({name});
         IO::Name attachment;
         EXPECT_EQ(address.GetNameAttachment(0, &attachment), IO::NoError);
-        EXPECT_EQ(Text(std::u16string_view(attachment.ToString())), row.attachment);
-        EXPECT_EQ(GetPath(address), Path{row.name});
-        IO::Address const plain = MakeAddress({row.name});
+        EXPECT_EQ(Text(std::u16string_view(attachment.ToString())), tag);
+        EXPECT_EQ(GetPath(address), Path{name});
         EXPECT_EQ(address, plain);
         EXPECT_EQ(address.GenerateHashValue(), plain.GenerateHashValue());
     }

@@ -74,35 +74,25 @@ TEST(LocationValidator, JudgesEveryUnit) {
 }
 
 TEST(LocationValidator, JudgesLocations) {
-    struct Row {
-        Names network, local;
+    struct {
         bool onWindows, onMac;
+        std::vector<std::pair<Names, Names>> places; // machine and path
+    } const rows[] = {
+        {true, true, {{{}, {}}, {{"h"}, {"share", "a"}}, {{"h"}, {}}}},
+        {true, false, {{{}, {"C:"}}, {{}, {"C:", "a"}}}},
+        {false, true, {{{}, {"C"}}, {{"h:1"}, {"s"}}, {{"localhost"}, {"con"}}}},
+        {false, false, {{{}, {"CC:"}}, {{}, {"*:"}}, {{}, {"C:", "D:"}}, {{}, {"C:", ""}}}},
+        {false, false, {{{"h"}, {"C:"}}, {{""}, {"s"}}, {{std::string(256, 'h')}, {"s"}}}},
     };
-    Row const rows[] = {
-        {{}, {}, true, true},
-        {{}, {"C:"}, true, false},
-        {{}, {"CC:"}, false, false},
-        {{}, {"C"}, false, true},
-        {{}, {"*:"}, false, false},
-        {{}, {"C:", "a"}, true, false},
-        {{}, {"C:", "D:"}, false, false},
-        {{}, {"C:", ""}, false, false},
-        {{"h"}, {"share", "a"}, true, true},
-        {{"h"}, {"C:"}, false, false},
-        {{"h"}, {}, true, true},
-        {{"h:1"}, {"s"}, false, true},
-        {{""}, {"s"}, false, false},
-        {{std::string(256, 'h')}, {"s"}, false, false},
-        {{"localhost"}, {"con"}, false, true},
-    };
-    for (Row const & row : rows) {
-        Location const location = MakeLocation(row.network, row.local);
-        SCOPED_TRACE(::testing::PrintToString(row.network) + ::testing::PrintToString(row.local));
-        EXPECT_EQ(Windows().IsLegal(location), row.onWindows);
-        EXPECT_EQ(location.IsLegal(), row.onWindows);
-        EXPECT_EQ(Mac().IsLegal(location), row.onMac);
-        EXPECT_EQ(location.IsMultiplatform(), row.onWindows && row.onMac);
-    }
+    for (auto const & row : rows)
+        for (auto const & [network, local] : row.places) {
+            Location const location = MakeLocation(network, local);
+            SCOPED_TRACE(::testing::PrintToString(network) + ::testing::PrintToString(local));
+            EXPECT_EQ(Windows().IsLegal(location), row.onWindows);
+            EXPECT_EQ(location.IsLegal(), row.onWindows);
+            EXPECT_EQ(Mac().IsLegal(location), row.onMac);
+            EXPECT_EQ(location.IsMultiplatform(), row.onWindows && row.onMac);
+        }
 }
 
 // Each name counts with its separator, a machine with two in front.
@@ -118,25 +108,17 @@ TEST(LocationValidator, CountsAWindowsPath) {
 }
 
 TEST(LocationValidator, AsksForAFittingModelAndUser) {
-    struct Row {
-        char const * url;
-        bool isLegal;
+    auto const isLegal = [](char const * url) {
+        Location location = MakeLocation({"h"}, {"s"});
+        EXPECT_EQ(location.Set(url), IO::NoError);
+        return location.IsLegal();
     };
-    Row const rows[] = {
-        {"lan.flat://h/s", true}, {"lan://h/s", true},
-        {"lan.smb://h/s", true},  {"lan.null://h/s", false},
-        {"lan.null:///C:", true}, {"lan.unknown://h/s", true},
-        {"http://h/s", true},     {"lan://u:p@h/s", true},
-        {"lan://:p@h/s", false},  {"lan.null://localhost.x/s", false},
-    };
-    for (Row const & row : rows) {
-        Location location;
-        ASSERT_EQ(location.Set(row.url), IO::NoError);
-        EXPECT_EQ(location.IsLegal(), row.isLegal) << row.url;
-    }
-    Location noScheme = MakeLocation({"h"}, {"s"});
-    ASSERT_EQ(noScheme.Set("http://"), IO::NoError);
-    EXPECT_FALSE(noScheme.IsLegal());
+    for (char const * url : {"lan.flat://h/s", "lan://h/s", "lan.smb://h/s",
+                             "lan.null:///C:", "lan.unknown://h/s", "http://h/s", "lan://u:p@h/s"})
+        EXPECT_TRUE(isLegal(url)) << url;
+    for (char const * url :
+         {"lan.null://h/s", "lan://:p@h/s", "lan.null://localhost.x/s", "http://"})
+        EXPECT_FALSE(isLegal(url)) << url;
 }
 
 namespace {

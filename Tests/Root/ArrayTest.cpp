@@ -182,16 +182,6 @@ TEST(Array, LeavesNothingWhenElementsCannotBeCopied) {
     });
 }
 
-TEST(Array, TakesBlocksByDoublingAndNoneForTheRoomInside) {
-    unsigned long long const before = Tests::CountAllocations();
-    Mu::ArrayFB<int, 8> array;
-    for (int i = 0; i < 100000; ++i) {
-        array.Push(i);
-        ASSERT_TRUE(i >= 8 || Tests::CountAllocations() == before);
-    }
-    EXPECT_LE(Tests::CountAllocations() - before, 18u);
-}
-
 // Who gets an array with room inside as an array may do all that can be done with one.
 TEST(Array, LetsItsElementsOutOfTheRoomInside) {
     Mu::ArrayFB<Tracked, 3> roomy;

@@ -127,11 +127,9 @@ TEST(HashTable, GrowsAndShrinksByItsTwoFactors) {
     for (unsigned int i = 0; i < 995; ++i)
         table.Delete(i);
     EXPECT_LE(table.GetCapacity(), 32u);
-    EXPECT_EQ(table.begin()->key, 995u);
     table.SetCapacity(1000);
     table.SetCapacity(1);
     EXPECT_EQ(table.GetCapacity(), 1024u) << "room is made, never taken away";
-    EXPECT_TRUE(table.Contains(999));
     unsigned int const capacity = wide.GetCapacity();
     wide.Clear(true);
     for (unsigned int i = 0; i < 1000; ++i)

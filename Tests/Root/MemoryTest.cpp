@@ -56,17 +56,6 @@ TEST(Memory, GivesABlockForNoBytes) {
                  Mu::OutOfMemoryException);
 }
 
-TEST(Memory, MovesAndFillsBytes) {
-    char text[] = "abcdef";
-    BNMoveMemory(text, text + 1, 4);
-    EXPECT_STREQ(text, "aabcdf");
-    BNFillMemory(text, 3, 'x');
-    EXPECT_STREQ(text, "xxxcdf");
-    char copy[sizeof(text)];
-    BNCopyMemory(text, copy, sizeof(text));
-    EXPECT_STREQ(copy, text);
-}
-
 TEST(Memory, KnowsWhatMayBeReadAndWritten) {
     static char const constant[] = "a constant";
     char local[3 * 4096] = {};

@@ -66,10 +66,3 @@ TEST(NarrowText, LowersInPlaceAtTheSameLength) {
     CHtoLower(cut, -1, Utf8);
     EXPECT_STREQ(cut, "a\xC3");
 }
-
-TEST(NarrowText, CopiesWithTheTerminator) {
-    char room[] = "xxxxxx";
-    EXPECT_EQ(CHCopyC("abc", room), 3u);
-    EXPECT_STREQ(room, "abc");
-    EXPECT_EQ(room[4], 'x');
-}

@@ -20,20 +20,4 @@ TEST(PagedArray, NeverMovesWhatItHolds) {
     EXPECT_EQ(array.GetLast(), "998");
 }
 
-TEST(PagedArray, SwapsArraysAndElements) {
-    Mu::PagedArray<int> a;
-    Mu::PagedArray<int> b;
-    a.Push(1);
-    a.Push(2);
-    a.Swap(0, 1);
-    a.Swap(b);
-    EXPECT_TRUE(a.IsEmpty());
-    EXPECT_EQ(b[0], 2);
-    a = b;
-    b.Clear();
-    EXPECT_EQ(a.GetLast(), 1);
-    a.Push(a[0]);
-    EXPECT_EQ(a[2], 2);
-}
-
 } // namespace

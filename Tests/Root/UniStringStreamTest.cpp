@@ -9,7 +9,6 @@
 
 #include <gtest/gtest.h>
 
-#include <memory>
 #include <sstream>
 
 using Mu::String;
@@ -98,14 +97,4 @@ TEST(UniStringStream, PrintsUtf8WithoutMemory) {
     EXPECT_EQ(Tests::CountAllocations(), before);
     EXPECT_EQ(printed, ToUtf8(text));
     EXPECT_EQ(printed.find("\xEF\xBF\xBD"), std::string::npos);
-}
-
-TEST(UniStringStream, IsAnObject) {
-    UniString const text("abc");
-    std::unique_ptr<Mu::Object> const copy(static_cast<Mu::Object const &>(text).Clone());
-    EXPECT_STREQ(copy->GetClassInfo().GetName(), "Mu::UniString");
-    EXPECT_TRUE(static_cast<UniString &>(*copy) == text);
-    std::unique_ptr<Mu::Object> const narrow(String("abc").Clone());
-    EXPECT_STREQ(narrow->GetClassInfo().GetName(), "Mu::String");
-    EXPECT_EQ(Print(*narrow), "abc");
 }

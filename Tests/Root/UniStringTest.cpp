@@ -29,14 +29,9 @@ std::u16string ToModel(UniString const & text) {
 TEST(UniString, IsThreeWordsAndEmptyOnesTakeNoMemory) {
     EXPECT_LE(sizeof(UniString), 24u);
     unsigned long long const before = Tests::CountAllocations();
-    UniString const empty;
+    UniString const empty, fromNothing(""), fromNull(static_cast<char const *>(nullptr));
     UniString copy(empty);
-    UniString const fromNothing("");
-    UniString const fromNull(static_cast<char const *>(nullptr));
-    copy = empty;
     copy.Append(fromNothing);
-    copy.Append("");
-    copy.SetLength(0);
     copy.ClearContent();
     copy.Truncate(5);
     EXPECT_EQ(copy[0], 0);
