@@ -99,10 +99,7 @@ void EnumerateClasses(Visit visit) {
     struct Classes : ClassInfoEnumerator {
         Visit & visit;
         explicit Classes(Visit & visit) : visit(visit) {}
-        bool ClassInfoFound(ClassInfo const & info) override {
-            visit(info);
-            return true;
-        }
+        bool ClassInfoFound(ClassInfo const & info) override { return visit(info); }
     } classes(visit);
     classManager.EnumerateClassInfos(&classes);
 }
@@ -118,13 +115,6 @@ void EnumerateProperties(Visit visit) {
         }
     } properties(visit);
     CustomClassProperty::EnumerateInstances(&properties);
-}
-
-ClassInfo const * FindClass(Name const & name) {
-    void const * const wanted = Reflectable::ToPointer(name);
-    ClassInfo const * found = nullptr;
-    EnumerateClasses([&](ClassInfo const & info) { found = &info == wanted ? &info : found; });
-    return found;
 }
 
 UniString GetBaseNames(ClassInfo const & info) {
@@ -146,28 +136,35 @@ UniString ToText(ClassVersion version) {
                              static_cast<unsigned int>(version.GetSubVersion()));
 }
 
-void GetClassValues(Name const & name, Values * values) {
-    ClassInfo const * const info = FindClass(name);
-    if (info == nullptr)
-        return;
+void GetClassValues(ClassInfo const & info, Values * values) {
     char id[Guid::TextSize];
-    info->GetId().ConvertToString(id);
-    values->Push(info->GetName());
-    values->Push(UniString::Printf("0x%08X%08X", info->GetType().first, info->GetType().second));
+    info.GetId().ConvertToString(id);
+    values->Push(info.GetName());
+    values->Push(UniString::Printf("0x%08X%08X", info.GetType().first, info.GetType().second));
     values->Push(id);
-    values->Push(ToText(info->GetVersion()));
-    values->Push(ToText(info->GetOldVersion()));
-    values->Push(GetBaseNames(*info));
-    values->Push(info->HasConstructor());
+    values->Push(ToText(info.GetVersion()));
+    values->Push(ToText(info.GetOldVersion()));
+    values->Push(GetBaseNames(info));
+    values->Push(info.HasConstructor());
     // Kept: a value without a sign, though the column is called an integer.
-    values->Push(static_cast<unsigned int>(info->GetObjectDefaults()));
+    values->Push(static_cast<unsigned int>(info.GetObjectDefaults()));
     // Properties of other kinds give nothing, so that the values behind them move up.
     EnumerateProperties([&](CustomClassProperty const & property) {
         if (property.GetValueType() != 0)
             return;
-        unsigned int const value = info->GetCustomPropertyValue(property).GetValueUInt32();
+        unsigned int const value = info.GetCustomPropertyValue(property).GetValueUInt32();
         char const * const text = property.GetValueName(value);
         values->Push(text != nullptr ? UniString(text) : UniString::Printf("%u", value));
+    });
+}
+
+// All is read during the visit: the module of a class may be unloaded behind it.
+void GetClassValues(Name const & name, Values * values) {
+    void const * const wanted = Reflectable::ToPointer(name);
+    EnumerateClasses([&](ClassInfo const & info) {
+        if (&info == wanted)
+            GetClassValues(info, values);
+        return &info != wanted;
     });
 }
 
@@ -341,7 +338,10 @@ bool Reflection::GetEntries(CustomEntryGroup const * group, Array<Entry const *>
                             Array<Name> const & names, Array<Name> * folders,
                             Array<Name> * files) const {
     if (group == classGroup)
-        EnumerateClasses([&](ClassInfo const & info) { files->Push(ToName(&info)); });
+        EnumerateClasses([&](ClassInfo const & info) {
+            files->Push(ToName(&info));
+            return true;
+        });
     else if (group == allocationGroup)
         ListAllocations(names, folders, files);
     else if (group == regionGroup)

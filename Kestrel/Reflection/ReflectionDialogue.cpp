@@ -155,7 +155,7 @@ bool ReflectionDialogue::ServeRequest() {
     ReadText(input, &name, bodyLimit);
     if (name == "Disconnect")
         return false;
-    AnswerBlock answer;
+    AnswerBlock answer(answerLimit);
     if (name == "Ident" || name == "GetOS" || name == "GetPid") {
         if (name == "GetPid")
             Write(answer, Mu::Process::GetCurrentProcessId());

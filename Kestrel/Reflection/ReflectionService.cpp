@@ -25,6 +25,7 @@ using ClientSocket = Mu::Ref<Socket::Socket, Mu::AtomicCounter>;
 
 std::atomic<bool> isLoopbackOnly = false;
 std::atomic<unsigned int> requestLimit = 16 << 20;
+std::atomic<unsigned int> answerLimit = 256 << 20;
 std::atomic<unsigned int> clientLimit = 64;
 
 // How many inspectors there are. Shared by the accepting thread and those of the connections, which
@@ -78,7 +79,7 @@ public:
         Seat const taken(std::move(seat)); // given back with the thread, not with the object
         try {
             ReflectionDialogue dialogue(socket->GetInputChannel(), socket->GetOutputChannel(),
-                                        ident, requestLimit);
+                                        ident, requestLimit, answerLimit);
             while (!Mu::Thread::GetCurrent().IsCanceled() && dialogue.ServeRequest()) {
             }
         } catch (...) { // a hook's, too
@@ -232,6 +233,10 @@ void ReflectionService::SetLoopbackOnly(bool isOn) {
 
 void ReflectionService::SetRequestLimit(unsigned int size) {
     requestLimit = size;
+}
+
+void ReflectionService::SetAnswerLimit(unsigned int size) {
+    answerLimit = size;
 }
 
 void ReflectionService::SetClientLimit(unsigned int count) {

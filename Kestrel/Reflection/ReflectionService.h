@@ -40,6 +40,9 @@ public:
     static void SetLoopbackOnly(bool isOn);
     /// Bytes of a request, at most; a longer one ends its connection. 16 MiB at first.
     static void SetRequestLimit(unsigned int size);
+    /// Bytes of an answer, at most; a longer one ends its connection. A short request can ask for the
+    /// values of millions of names. 256 MiB at first.
+    static void SetAnswerLimit(unsigned int size);
     /// Inspectors at a time; further ones wait until one goes. 64 at first.
     static void SetClientLimit(unsigned int count);
 };

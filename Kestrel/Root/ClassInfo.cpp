@@ -5,7 +5,9 @@
 #include <Kestrel/Root/Lock.h>
 #include <Kestrel/Root/MD5.h>
 #include <Kestrel/Root/OChannel.h>
+#include <Kestrel/Root/Platform/SystemCalls.h>
 
+#include <cstdint>
 #include <cstring>
 
 namespace Mu {
@@ -24,21 +26,96 @@ public:
         *Find(nullptr) = &item;
     }
 
+    // Waits for the visitors that other threads have at the item, as a module that is unloaded takes
+    // its items along; not within a visit, which could be waited for in turn.
     void Remove(Item & item) {
-        LockGuard guard(lock);
-        if (Item ** const place = Find(&item); *place != nullptr)
-            *place = item.*next;
+        Unlink(item);
+        std::uintptr_t const me = Platform::GetThreadToken();
+        // Bounded: a thread that the system ended with the process never leaves its item.
+        constexpr unsigned int MostPauses = 1000000;
+        for (unsigned int i = 0; i < MostPauses && IsVisited(item, me); ++i)
+            Platform::YieldThread();
     }
 
-    // The visitor runs without the lock, so that it may ask the register again.
+    // The visitor runs without the lock, so that it may ask the register again. It may also end the
+    // item that it is at.
     template <typename Visitor>
     void Walk(Visitor visit) const {
-        for (Item * item = After(nullptr); item != nullptr; item = After(item))
+        Visit here(*this);
+        while (Item * const item = here.Advance())
             if (!visit(*item))
                 return;
     }
 
 private:
+    // Where a walk is.
+    class Visit {
+    public:
+        explicit Visit(Register const & itsList)
+            : list(itsList), thread(Platform::GetThreadToken()) {
+            LockGuard guard(list.lock);
+            after = list.visits;
+            list.visits = this;
+        }
+        ~Visit() {
+            LockGuard guard(list.lock);
+            Visit ** place = &list.visits;
+            while (*place != this)
+                place = &(*place)->after;
+            *place = after;
+        }
+        Visit(Visit const &) = delete;
+        Visit & operator=(Visit const &) = delete;
+
+        // To the next item, which is held from then on. Null: that was the last.
+        Item * Advance() {
+            LockGuard guard(list.lock);
+            if (at == nullptr)
+                at = list.first;
+            else
+                at = isUnlinked ? rest : at->*next;
+            isUnlinked = false;
+            return at;
+        }
+
+    private:
+        friend class Register;
+
+        Register const & list;
+        std::uintptr_t const thread;
+        Item * at = nullptr;
+        bool isUnlinked = false; // the item where it is, before `rest`
+        Item * rest = nullptr;
+        Visit * after = nullptr; // of the list
+    };
+
+    void Unlink(Item & item) {
+        LockGuard guard(lock);
+        Item ** const place = Find(&item);
+        if (*place == nullptr)
+            return;
+        *place = item.*next;
+        for (Visit * visit = visits; visit != nullptr; visit = visit->after)
+            if (visit->at == &item) {
+                visit->isUnlinked = true;
+                visit->rest = item.*next;
+            } else if (visit->isUnlinked && visit->rest == &item) {
+                visit->rest = item.*next;
+            }
+    }
+
+    // By others than that thread, which is in no visit.
+    bool IsVisited(Item const & item, std::uintptr_t me) const {
+        LockGuard guard(lock);
+        bool isHeld = false;
+        for (Visit const * visit = visits; visit != nullptr; visit = visit->after) {
+            if (visit->thread == me)
+                return false;
+            isHeld |= visit->at == &item;
+        }
+        return isHeld;
+    }
+
     // The link that leads to the item, or the empty last one.
     Item ** Find(Item const * item) {
         Item ** place = &first;
@@ -47,13 +124,9 @@ private:
         return place;
     }
 
-    Item * After(Item const * item) const {
-        LockGuard guard(lock);
-        return item == nullptr ? first : item->*next;
-    }
-
     mutable SpinLock lock;
     Item * first = nullptr;
+    mutable Visit * visits = nullptr;
 };
 
 unsigned int HashName(char const * name) {

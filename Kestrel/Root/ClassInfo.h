@@ -163,7 +163,7 @@ protected:
 
 /// Knows every class record of the process.
 ///
-/// Threads: any. No record may end while another thread enumerates.
+/// Threads: any. A record that ends waits for the visit of another thread that is at it.
 class KESTREL_API ClassManager {
 public:
     /// In order of construction.

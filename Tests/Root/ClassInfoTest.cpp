@@ -8,8 +8,11 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <atomic>
+#include <functional>
 #include <memory>
 #include <string>
+#include <thread>
 #include <vector>
 
 namespace {
@@ -118,6 +121,47 @@ TEST(ClassManager, KnowsTheRecordsThatLive) {
     AllClasses two(2);
     Mu::classManager.EnumerateClassInfos(&two);
     EXPECT_EQ(two.found.size(), 2u);
+}
+
+TEST(ClassManager, KeepsARecordWhileItIsVisited) {
+    auto mortal = std::make_unique<Mu::ClassInfo const>("Tests::Mortal");
+    auto suicidal = std::make_unique<Mu::ClassInfo const>("Tests::Suicidal");
+    auto next = std::make_unique<Mu::ClassInfo const>("Tests::Next");
+    Mu::ClassInfo const last("Tests::Last");
+    std::atomic<bool> isEnding = false;
+    std::atomic<bool> hasEnded = false;
+    std::thread unloading;
+    struct Visitor : Mu::ClassInfoEnumerator {
+        std::function<void(std::string const &)> visit;
+        bool ClassInfoFound(Mu::ClassInfo const & info) override {
+            visit(info.GetName());
+            return true;
+        }
+    } visitor;
+    std::vector<std::string> found;
+    visitor.visit = [&](std::string const & name) {
+        found.push_back(name);
+        if (name == "Tests::Mortal") {
+            unloading = std::thread([&] {
+                isEnding = true;
+                mortal.reset();
+                hasEnded = true;
+            });
+            while (!isEnding)
+                std::this_thread::yield();
+            for (int i = 0; i < 100; ++i)
+                std::this_thread::yield();
+            EXPECT_FALSE(hasEnded);
+        } else if (name == "Tests::Suicidal") {
+            suicidal.reset(); // within a visit nothing is waited for
+            next.reset();
+        }
+    };
+    Mu::classManager.EnumerateClassInfos(&visitor);
+    unloading.join();
+    ASSERT_GE(found.size(), 3u);
+    found.erase(found.begin(), found.end() - 3);
+    EXPECT_EQ(found, (std::vector<std::string>{"Tests::Mortal", "Tests::Suicidal", "Tests::Last"}));
 }
 
 } // namespace

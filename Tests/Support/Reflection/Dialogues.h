@@ -36,12 +36,13 @@ struct TextOutput : Mu::OBinaryChannel {
 };
 
 /// What a server answers to such requests, as long as it goes on.
-inline std::string Serve(std::string const & requests, unsigned int limit = 1 << 20) {
+inline std::string Serve(std::string const & requests, unsigned int limit = 1 << 20,
+                         unsigned int answerLimit = 1 << 20) {
     TextInput input;
     input.bytes = requests;
     TextOutput output;
     Mu::UniString const ident("test");
-    IO::ReflectionDialogue dialogue(input, output, ident, limit);
+    IO::ReflectionDialogue dialogue(input, output, ident, limit, answerLimit);
     try {
         while (dialogue.ServeRequest()) {
         }
