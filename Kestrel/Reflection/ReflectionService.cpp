@@ -139,6 +139,8 @@ private:
         JoinEnded();
         // Each answer is written at once, and the next request waits for it.
         socket->SetTCPNoDelay(true);
+        // An inspector whose machine is gone does not keep its place.
+        socket->SetKeepAlive(true);
         Mu::RunnableTask const task(new SingleThreadTask(socket, ident, std::move(seat)));
         auto thread = std::make_unique<Mu::Thread>(task, Mu::UniString());
         threads.Push(thread.get());
