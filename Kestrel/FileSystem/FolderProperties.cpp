@@ -105,111 +105,67 @@ int Folder::GenerateUnusedNameFromString(Name * name, Mu::UniString const & base
     return static_cast<int>(result);
 }
 
+namespace {
+
+// What the status of a property becomes; the first argument of each line is what was tried.
+
+constinit Outcome timeFailures[] = {
+    {ErrFolderAccessDenied,
+     {Level::Error, "% of folder \"%\" in folder \"%\": access denied (OS errors: %)"}},
+    {ErrFolderInvalidTime,
+     {Level::Error,
+      "% of folder \"%\" in folder \"%\": invalid time is encountered (OS errors: %)"}},
+    {Error, {Level::Error, "% of folder \"%\" in folder \"%\": unknown error (OS errors: %)"}},
+    {Error, {Level::Error, "% of folder \"%\" in folder \"%\": internal error (OS errors: %)"}},
+};
+
+constinit Outcome failures[] = {
+    {ErrFolderAccessDenied,
+     {Level::Error, "% of folder \"%\" in folder \"%\": access denied (OS errors: %)"}},
+    {Error, {Level::Error, "% of folder \"%\" in folder \"%\": unknown error (OS errors: %)"}},
+    {Error, {Level::Error, "% of folder \"%\" in folder \"%\": internal error (OS errors: %)"}},
+};
+
+} // namespace
+
 MuErrCode Folder::SetCreationTime(int const & time) {
-    static Outcome failures[] = {
-        {ErrFolderAccessDenied,
-         {Level::Error,
-          "Setting creation time of folder \"%\" in folder \"%\": access denied (OS errors: %)"}},
-        {ErrFolderInvalidTime,
-         {Level::Error, "Setting creation time of folder \"%\" in folder \"%\": invalid time is "
-                        "encountered (OS errors: %)"}},
-        {Error,
-         {Level::Error,
-          "Setting creation time of folder \"%\" in folder \"%\": unknown error (OS errors: %)"}},
-        {Error,
-         {Level::Error,
-          "Setting creation time of folder \"%\" in folder \"%\": internal error (OS errors: %)"}},
-    };
     if (Mu::IsNull(time))
         return Error;
-    if (status != NoError)
-        return status;
-    return ReportFailure(failures, entry->SetCreationTime(time), {EntryOf{location}});
+    return status != NoError ? status
+                             : ReportFailure(timeFailures, entry->SetCreationTime(time),
+                                             {"Setting creation time", EntryOf{location}});
 }
 
 MuErrCode Folder::SetModificationTime(int const & time) {
-    static Outcome failures[] = {
-        {ErrFolderAccessDenied,
-         {Level::Error, "Setting modification time of folder \"%\" in folder \"%\": access denied "
-                        "(OS errors: %)"}},
-        {ErrFolderInvalidTime,
-         {Level::Error, "Setting modification time of folder \"%\" in folder \"%\": invalid time "
-                        "is encountered (OS errors: %)"}},
-        {Error,
-         {Level::Error, "Setting modification time of folder \"%\" in folder \"%\": unknown error "
-                        "(OS errors: %)"}},
-        {Error,
-         {Level::Error, "Setting modification time of folder \"%\" in folder \"%\": internal error "
-                        "(OS errors: %)"}},
-    };
     if (Mu::IsNull(time))
         return Error;
-    if (status != NoError)
-        return status;
-    return ReportFailure(failures, entry->SetModificationTime(time), {EntryOf{location}});
+    return status != NoError ? status
+                             : ReportFailure(timeFailures, entry->SetModificationTime(time),
+                                             {"Setting modification time", EntryOf{location}});
 }
 
 MuErrCode Folder::GetCreationTime(int * time) const {
-    static Outcome failures[] = {
-        {ErrFolderAccessDenied,
-         {Level::Error,
-          "Querying creation time of folder \"%\" in folder \"%\": access denied (OS errors: %)"}},
-        {ErrFolderInvalidTime,
-         {Level::Error, "Querying creation time of folder \"%\" in folder \"%\": invalid time is "
-                        "encountered (OS errors: %)"}},
-        {Error,
-         {Level::Error,
-          "Querying creation time of folder \"%\" in folder \"%\": unknown error (OS errors: %)"}},
-        {Error,
-         {Level::Error,
-          "Querying creation time of folder \"%\" in folder \"%\": internal error (OS errors: %)"}},
-    };
     if (time == nullptr)
         return Error;
-    if (status != NoError)
-        return status;
-    return ReportFailure(failures, entry->GetCreationTime(time), {EntryOf{location}});
+    return status != NoError ? status
+                             : ReportFailure(timeFailures, entry->GetCreationTime(time),
+                                             {"Querying creation time", EntryOf{location}});
 }
 
 MuErrCode Folder::GetModificationTime(int * time) const {
-    static Outcome failures[] = {
-        {ErrFolderAccessDenied,
-         {Level::Error, "Querying modification time of folder \"%\" in folder \"%\": access denied "
-                        "(OS errors: %)"}},
-        {ErrFolderInvalidTime,
-         {Level::Error, "Querying modification time of folder \"%\" in folder \"%\": invalid time "
-                        "is encountered (OS errors: %)"}},
-        {Error,
-         {Level::Error, "Querying modification time of folder \"%\" in folder \"%\": unknown error "
-                        "(OS errors: %)"}},
-        {Error,
-         {Level::Error, "Querying modification time of folder \"%\" in folder \"%\": internal "
-                        "error (OS errors: %)"}},
-    };
     if (time == nullptr)
         return Error;
-    if (status != NoError)
-        return status;
-    return ReportFailure(failures, entry->GetModificationTime(time), {EntryOf{location}});
+    return status != NoError ? status
+                             : ReportFailure(timeFailures, entry->GetModificationTime(time),
+                                             {"Querying modification time", EntryOf{location}});
 }
 
 MuErrCode Folder::GetFreeSpace(unsigned long long * space) const {
-    static Outcome failures[] = {
-        {ErrFolderAccessDenied,
-         {Level::Error,
-          "Querying free space of folder \"%\" in folder \"%\": access denied (OS errors: %)"}},
-        {Error,
-         {Level::Error,
-          "Querying free space of folder \"%\" in folder \"%\": unknown error (OS errors: %)"}},
-        {Error,
-         {Level::Error,
-          "Querying free space of folder \"%\" in folder \"%\": internal error (OS errors: %)"}},
-    };
     if (space == nullptr)
         return Error;
-    if (status != NoError)
-        return status;
-    return ReportFailure(failures, entry->GetFreeSpace(space), {EntryOf{location}});
+    return status != NoError ? status
+                             : ReportFailure(failures, entry->GetFreeSpace(space),
+                                             {"Querying free space", EntryOf{location}});
 }
 
 // A no is an answer, which no line reports.
