@@ -4,6 +4,7 @@
 #include <Kestrel/FileSystem/FileEntry.h>
 #include <Kestrel/FileSystem/FileSystem.h>
 #include <Kestrel/FileSystem/Folder.h>
+#include <Kestrel/FileSystem/Internal/Connection.h>
 #include <Kestrel/FileSystem/Internal/Make.h>
 #include <Kestrel/FileSystem/Internal/Report.h>
 #include <Kestrel/Location/Internal/OSErrors.h>
@@ -39,31 +40,9 @@ unsigned int GetCacheSize() {
     return size;
 }
 
-void LogConnection(MuErrCode status, Location const & location, bool quiet) {
-    static ReportLine notFound(Level::Error, "Connection to file \"%\" in folder \"%\" has failed: "
-                                             "file is not found (OS errors: %)");
-    static ReportLine notAFile(Level::Error, "Connection to file \"%\" in folder \"%\" has failed: "
-                                             "not a file was specified (OS errors: %)");
-    static ReportLine denied(Level::Error, "Connection to file \"%\" in folder \"%\" has failed: "
-                                           "access to file is denied (OS errors: %)");
-    static ReportLine creation(Level::Error, "Connection to file \"%\" in folder \"%\" has failed: "
-                                             "creation of file has failed (OS errors: %)");
-    static ReportLine unknown(Level::Error, "Connection to file \"%\" in folder \"%\" has failed: "
-                                            "unknown error (OS errors: %)");
-    switch (status) {
-    case NoError: ClearOSErrors(); return;
-    case ErrFileNotFound:
-        if (quiet)
-            ClearOSErrors();
-        else
-            Report(notFound, {EntryOf{location}});
-        return;
-    case ErrNotAFile: Report(notAFile, {EntryOf{location}}); return;
-    case ErrFileAccessDenied: Report(denied, {EntryOf{location}}); return;
-    case ErrFileCreationFailed: Report(creation, {EntryOf{location}}); return;
-    default: Report(unknown, {EntryOf{location}});
-    }
-}
+constexpr ConnectionKind kind{
+    "file",      ErrFSFileNotFound,   ErrFSNotAFile,        ErrFileNotFound,
+    ErrNotAFile, ErrFileAccessDenied, ErrFileCreationFailed};
 
 } // namespace
 
@@ -112,20 +91,14 @@ void File::ConnectOrCreate(OnNotFound onNotFound, Folder * folder) {
         if (CreateIn(folder) == NoError)
             status = Connect();
     }
-    LogConnection(status, location, onNotFound == OnNotFound::FailQuietly);
+    ReportConnection(kind, status, location, onNotFound == OnNotFound::FailQuietly);
 }
 
 MuErrCode File::Connect() {
     MuErrCode const connected = fileSystem.Connect(&location, &entry);
     if (connected != NoError)
         entry = nullptr; // whatever a file system left there is not ours to give back
-    switch (connected) {
-    case NoError: return NoError;
-    case ErrFSNotAFile: return ErrNotAFile;
-    case ErrFSAccessDenied: return ErrFileAccessDenied;
-    case ErrFSFileNotFound: return ErrFileNotFound;
-    default: return Error;
-    }
+    return GetConnectionStatus(kind, connected);
 }
 
 MuErrCode File::CreateIn(Folder * folder) {

@@ -2,6 +2,7 @@
 
 #include <Kestrel/FileSystem/FileSystem.h>
 #include <Kestrel/FileSystem/FolderEntry.h>
+#include <Kestrel/FileSystem/Internal/Connection.h>
 #include <Kestrel/FileSystem/Internal/Make.h>
 #include <Kestrel/FileSystem/Internal/Report.h>
 #include <Kestrel/Location/Internal/OSErrors.h>
@@ -20,32 +21,9 @@ using Level = ReportLine::Level;
 
 namespace {
 
-void LogConnection(MuErrCode status, Location const & location, bool quiet) {
-    static ReportLine notFound(Level::Error, "Connection to folder \"%\" in folder \"%\" has "
-                                             "failed: folder is not found (OS errors: %)");
-    static ReportLine notAFolder(Level::Error, "Connection to folder \"%\" in folder \"%\" has "
-                                               "failed: not a folder was specified (OS errors: %)");
-    static ReportLine denied(Level::Error, "Connection to folder \"%\" in folder \"%\" has failed: "
-                                           "access to folder is denied (OS errors: %)");
-    static ReportLine creation(Level::Error,
-                               "Connection to folder \"%\" in folder \"%\" has "
-                               "failed: creation of folder has failed (OS errors: %)");
-    static ReportLine unknown(Level::Error, "Connection to folder \"%\" in folder \"%\" has "
-                                            "failed: unknown error (OS errors: %)");
-    switch (status) {
-    case NoError: ClearOSErrors(); return;
-    case ErrFolderNotFound:
-        if (quiet)
-            ClearOSErrors();
-        else
-            Report(notFound, {EntryOf{location}});
-        return;
-    case ErrNotAFolder: Report(notAFolder, {EntryOf{location}}); return;
-    case ErrFolderAccessDenied: Report(denied, {EntryOf{location}}); return;
-    case ErrFolderCreationFailed: Report(creation, {EntryOf{location}}); return;
-    default: Report(unknown, {EntryOf{location}});
-    }
-}
+constexpr ConnectionKind kind{
+    "folder",      ErrFSFolderNotFound,   ErrFSNotAFolder,        ErrFolderNotFound,
+    ErrNotAFolder, ErrFolderAccessDenied, ErrFolderCreationFailed};
 
 // Whether the name that is taken stands for the very kind of entry that was to be made.
 bool IsTakenBy(EntryType wanted, FolderEntry & folder, FolderEntry::CreateStatus result,
@@ -55,8 +33,27 @@ bool IsTakenBy(EntryType wanted, FolderEntry & folder, FolderEntry::CreateStatus
            folder.GetType(name, &found) == FolderEntry::GetTypeStatus::Done && found == wanted;
 }
 
-MuErrCode ReportTaken(ReportLine & line, Name const & name, Location const & folder) {
-    Report(line, {name, folder});
+// The result of making an entry, whose kind is the first argument of each line.
+MuErrCode ReportCreation(EntryType type, FolderEntry & folder, FolderEntry::CreateStatus result,
+                         Name const & name, Location const & location) {
+    static ReportLine exists(Level::Warning, "Creating % \"%\" in folder \"%\": % already exists");
+    static Outcome outcomes[] = {
+        {NoError, {Level::Info, "Creating % \"%\" in folder \"%\""}},
+        {ErrTargetExists,
+         {Level::Error, "Creating % \"%\" in folder \"%\": entry with different type already "
+                        "exists (OS errors: %)"}},
+        {ErrDeviceFull,
+         {Level::Error, "Creating % \"%\" in folder \"%\": device is full (OS errors: %)"}},
+        {ErrFolderAccessDenied,
+         {Level::Error, "Creating % \"%\" in folder \"%\": access denied (OS errors: %)"}},
+        {Error, {Level::Error, "Creating % \"%\" in folder \"%\": unknown error (OS errors: %)"}},
+        {Error, {Level::Error, "Creating % \"%\" in folder \"%\": internal error"}},
+    };
+    static constexpr char const * words[] = {"file", "folder", "link"};
+    char const * const word = words[static_cast<unsigned int>(type)];
+    if (!IsTakenBy(type, folder, result, name))
+        return ReportOutcome(outcomes, result, {word, name, location});
+    Report(exists, {word, name, location, word});
     return ErrTargetExists;
 }
 
@@ -102,20 +99,14 @@ void Folder::ConnectOrCreate(OnNotFound onNotFound, Folder * parent) {
         if (created == NoError || created == ErrTargetExists)
             status = Connect();
     }
-    LogConnection(status, location, onNotFound == OnNotFound::FailQuietly);
+    ReportConnection(kind, status, location, onNotFound == OnNotFound::FailQuietly);
 }
 
 MuErrCode Folder::Connect() {
     MuErrCode const connected = fileSystem.Connect(&location, &entry);
     if (connected != NoError)
         entry = nullptr; // whatever a file system left there is not ours to give back
-    switch (connected) {
-    case NoError: return NoError;
-    case ErrFSNotAFolder: return ErrNotAFolder;
-    case ErrFSAccessDenied: return ErrFolderAccessDenied;
-    case ErrFSFolderNotFound: return ErrFolderNotFound;
-    default: return Error;
-    }
+    return GetConnectionStatus(kind, connected);
 }
 
 MuErrCode Folder::CreateInParent(Folder * parent) {
@@ -129,81 +120,27 @@ MuErrCode Folder::CreateInParent(Folder * parent) {
 }
 
 MuErrCode Folder::CreateFile(Name const & name, FileEntry * reserved) {
-    static ReportLine exists(Level::Warning,
-                             "Creating file \"%\" in folder \"%\": file already exists");
-    static Outcome outcomes[] = {
-        {NoError, {Level::Info, "Creating file \"%\" in folder \"%\""}},
-        {ErrTargetExists,
-         {Level::Error, "Creating file \"%\" in folder \"%\": entry with "
-                        "different type already exists (OS errors: %)"}},
-        {ErrDeviceFull,
-         {Level::Error, "Creating file \"%\" in folder \"%\": device is full (OS errors: %)"}},
-        {ErrFolderAccessDenied,
-         {Level::Error, "Creating file \"%\" in folder \"%\": access denied (OS errors: %)"}},
-        {Error,
-         {Level::Error, "Creating file \"%\" in folder \"%\": unknown error (OS errors: %)"}},
-        {Error, {Level::Error, "Creating file \"%\" in folder \"%\": internal error"}},
-    };
     if (Mu::IsNull(name))
         return Error;
-    if (status != NoError)
-        return status;
-    FolderEntry::CreateStatus const result = entry->CreateFile(name, reserved);
-    if (IsTakenBy(EntryType::File, *entry, result, name))
-        return ReportTaken(exists, name, location);
-    return ReportOutcome(outcomes, result, {name, location});
+    return status != NoError ? status
+                             : ReportCreation(EntryType::File, *entry,
+                                              entry->CreateFile(name, reserved), name, location);
 }
 
 MuErrCode Folder::CreateFolder(Name const & name, FolderEntry * reserved) {
-    static ReportLine exists(Level::Warning,
-                             "Creating folder \"%\" in folder \"%\": folder already exists");
-    static Outcome outcomes[] = {
-        {NoError, {Level::Info, "Creating folder \"%\" in folder \"%\""}},
-        {ErrTargetExists,
-         {Level::Error, "Creating folder \"%\" in folder \"%\": entry with "
-                        "different type already exists (OS errors: %)"}},
-        {ErrDeviceFull,
-         {Level::Error, "Creating folder \"%\" in folder \"%\": device is full (OS errors: %)"}},
-        {ErrFolderAccessDenied,
-         {Level::Error, "Creating folder \"%\" in folder \"%\": access denied (OS errors: %)"}},
-        {Error,
-         {Level::Error, "Creating folder \"%\" in folder \"%\": unknown error (OS errors: %)"}},
-        {Error, {Level::Error, "Creating folder \"%\" in folder \"%\": internal error"}},
-    };
     if (Mu::IsNull(name))
         return Error;
-    if (status != NoError)
-        return status;
-    FolderEntry::CreateStatus const result = entry->CreateFolder(name, reserved);
-    if (IsTakenBy(EntryType::Folder, *entry, result, name))
-        return ReportTaken(exists, name, location);
-    return ReportOutcome(outcomes, result, {name, location});
+    return status != NoError ? status
+                             : ReportCreation(EntryType::Folder, *entry,
+                                              entry->CreateFolder(name, reserved), name, location);
 }
 
 MuErrCode Folder::CreateLink(Name const & name, Location const & target) {
-    static ReportLine exists(Level::Warning,
-                             "Creating link \"%\" in folder \"%\": link already exists");
-    static Outcome outcomes[] = {
-        {NoError, {Level::Info, "Creating link \"%\" in folder \"%\""}},
-        {ErrTargetExists,
-         {Level::Error, "Creating link \"%\" in folder \"%\": entry with "
-                        "different type already exists (OS errors: %)"}},
-        {ErrDeviceFull,
-         {Level::Error, "Creating link \"%\" in folder \"%\": device is full (OS errors: %)"}},
-        {ErrFolderAccessDenied,
-         {Level::Error, "Creating link \"%\" in folder \"%\": access denied (OS errors: %)"}},
-        {Error,
-         {Level::Error, "Creating link \"%\" in folder \"%\": unknown error (OS errors: %)"}},
-        {Error, {Level::Error, "Creating link \"%\" in folder \"%\": internal error"}},
-    };
     if (Mu::IsNull(name) || Mu::IsNull(target))
         return Error;
-    if (status != NoError)
-        return status;
-    FolderEntry::CreateStatus const result = entry->CreateLink(name, target);
-    if (IsTakenBy(EntryType::Link, *entry, result, name))
-        return ReportTaken(exists, name, location);
-    return ReportOutcome(outcomes, result, {name, location});
+    return status != NoError ? status
+                             : ReportCreation(EntryType::Link, *entry,
+                                              entry->CreateLink(name, target), name, location);
 }
 
 MuErrCode Folder::GetLocation(Location * result) const {

@@ -1,0 +1,27 @@
+#pragma once
+
+#include <Kestrel/Location/Location.h>
+#include <Kestrel/Root/ErrorCodes.h>
+
+namespace IO {
+
+/// The codes and the word that part a File's connection from a Folder's.
+struct ConnectionKind {
+    char const * word;
+    // What the file system says, and what the object makes of it.
+    MuErrCode unconnectedNotFound;
+    MuErrCode unconnectedOther;
+    MuErrCode notFound;
+    MuErrCode otherKind;
+    MuErrCode accessDenied;
+    MuErrCode creationFailed;
+};
+
+/// The object's status for what FileSystem::Connect returned.
+MuErrCode GetConnectionStatus(ConnectionKind const & kind, MuErrCode connected);
+
+/// The line of a connection that failed, but for a `quiet` one that found nothing.
+void ReportConnection(ConnectionKind const & kind, MuErrCode status, Location const & location,
+                      bool quiet);
+
+} // namespace IO
