@@ -100,7 +100,10 @@ unsigned int PosixFileCalls::Opening::Admit(int descriptor) const {
         return FileError::FileNotFound;
     if ((info.st_mode & (S_IWUSR | S_IWGRP | S_IWOTH)) == 0)
         return FileError::AccessDenied;
-    if (Truncates(disposition) && Retry([=] { return ::ftruncate(descriptor, 0); }) != 0)
+    // Cutting an empty file has some file systems write it out when it is closed, and wait for that
+    // when it is deleted.
+    if (Truncates(disposition) && info.st_size != 0 &&
+        Retry([=] { return ::ftruncate(descriptor, 0); }) != 0)
         return GetLastFileError();
     return FileError::None;
 }
