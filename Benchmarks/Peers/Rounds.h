@@ -69,9 +69,9 @@ private:
 };
 
 /// Runs the calls by turns and prints the row. Each call does its work so many times as it is told.
-template <typename... Calls>
+template <unsigned int Times = 100000, typename... Calls>
 void Compare(Row row, std::vector<char const *> const & names, Calls const &... calls) {
-    constexpr unsigned int Rounds = 9, Times = 100000;
+    constexpr unsigned int Rounds = 9;
     constexpr std::size_t Count = sizeof...(Calls);
     std::vector<double> values[Count];
     for (unsigned int round = 0; round < Rounds; ++round)
