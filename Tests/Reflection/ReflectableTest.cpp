@@ -3,7 +3,6 @@
 #include "Tests/Support/FaultSweep.h"
 #include "Tests/Support/Text.h"
 
-#include <Kestrel/Channel/MemoryOChannel.h>
 #include <Kestrel/Location/RelativeLocation.h>
 
 #include <gtest/gtest.h>
@@ -147,6 +146,8 @@ TEST(Reflectable, SharesItsEntriesWithItsCopies) {
     EXPECT_TRUE(third.GetChildren(RelativeLocation("leaf"), &folders, &files)) << "no tree now";
     EXPECT_TRUE(folders.IsEmpty());
     EXPECT_FALSE(second.GetChildren(RelativeLocation("leaf/further"), &folders, &files));
+    EXPECT_FALSE(second.GetChildren(RelativeLocation("a//b"), &folders, &files));
+    EXPECT_FALSE(second.GetAttributes(RelativeLocation(), nullptr));
 }
 
 TEST(Reflectable, EndsTheSearchInATreeWithoutEnd) {
@@ -159,17 +160,6 @@ TEST(Reflectable, EndsTheSearchInATreeWithoutEnd) {
     Mu::Array<Name> files;
     EXPECT_TRUE(tree.GetChildren(RelativeLocation("all"), &folders, &files));
     EXPECT_TRUE(folders.IsEmpty() && files.IsEmpty());
-}
-
-TEST(Reflectable, RefusesLocationsThatMemoryFailed) {
-    RelativeLocation failed("");
-    ASSERT_NE(failed.Append(*static_cast<Name const *>(nullptr)), IO::NoError);
-    Small const tree;
-    Mu::Array<Name> names;
-    EXPECT_FALSE(tree.GetChildren(RelativeLocation("a//b"), &names, &names));
-    EXPECT_FALSE(tree.GetAttributes(RelativeLocation(), nullptr));
-    IO::MemoryOChannel channel;
-    EXPECT_FALSE(tree.GetContent(RelativeLocation("a//b"), channel));
 }
 
 // Only the names that it reads and lists take memory, one block each.
