@@ -223,8 +223,14 @@ void CommunicatorPool::Pass::KeepClosed(CommunicatorPool const & pool) {
 void CommunicatorPool::Pass::TellLost(CommunicatorPool & pool) {
     for (Found const & one : found) {
         auto const entry = pool.Find(one.socket);
-        if (entry != pool.entries.end() && entry->serial == one.serial)
+        if (entry == pool.entries.end() || entry->serial != one.serial)
+            continue;
+        try {
             entry->communicator->ProcessError();
+        } catch (...) {
+            pool.isSomeoneLost = true; // the others, at the next pass
+            throw;
+        }
     }
 }
 
@@ -286,8 +292,9 @@ void CommunicatorPool::MakePass(bool looks) {
     if (!entries.empty()) {
         bool const isLooked = seen != nullptr && !isSomeoneLost && IsSeenFresh();
         Pass::Use pass(*this, std::exchange(seen, nullptr));
-        if (std::exchange(isSomeoneLost, false)) {
+        if (isSomeoneLost) {
             pass->KeepLost(*this);
+            isSomeoneLost = false;
             pass->TellLost(*this);
             return;
         }
