@@ -192,12 +192,15 @@ MuErrCode File::WriteBin(char const * source, unsigned int count, unsigned int *
     MuErrCode result = CheckFlag(writeable);
     if (readable && result == NoError && outputBuffer.GetStatus() == NoError)
         result = LeaveReadAhead();
-    if (result == NoError)
+    bool const isTried = result == NoError;
+    if (isTried)
         result = outputBuffer.Put(source, count);
     unsigned int const put = result == NoError ? count : 0;
     position += put;
     unsigned long long reached;
-    if (readable && result != NoError) // what was written in part is written over next time
+    // What was written in part is written over next time. What is buffered was read ahead of a write
+    // that was not even tried, and the entry stands behind it.
+    if (isTried && readable && result != NoError && inputBuffer.GetDataSize() == 0)
         (void)entry->Seek(FileEntry::SeekOrigin::Beginning, static_cast<long long>(position),
                           &reached);
     if (written != nullptr)

@@ -4,7 +4,7 @@
 #include <Kestrel/FileSystem/FileSystem.h>
 #include <Kestrel/FileSystem/Folder.h>
 
-#include "Tests/Crash/DiskVFS.h"
+#include "Tests/Support/FileSystem/DiskVFS.h"
 #include "Tests/Crash/Ending.h"
 #include "Tests/Support/Text.h"
 
@@ -260,7 +260,7 @@ void CarryToAnotherDevice(Worker & worker) {
 Tests::WorkEntry const carryToAnotherDevice("CarryToAnotherDevice", CarryToAnotherDevice);
 
 void CarryToAnotherFileSystem(Worker & worker) {
-    static Tests::DiskVFS system(worker.At("two"));
+    static Tests::DiskFixedVFS system(worker.At("two"));
     IO::Location const place(U("Q:\\two"));
     if (!IO::fileSystem.IsMountPoint(place))
         worker.Need(IO::fileSystem.Mount(system, place), "mount");

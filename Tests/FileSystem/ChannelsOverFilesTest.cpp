@@ -99,30 +99,3 @@ TEST_P(ChannelsOverFiles, AreStackedAsOverMemory) {
         ASSERT_EQ(file.Close(), IO::NoError);
     }
 }
-
-TEST_P(ChannelsOverFiles, FollowEachOtherInOneFile) {
-    File file(place / "several", File::OnNotFound::Create);
-    ASSERT_EQ(file.Open(File::OpenMode::WriteOnlyEmpty), IO::NoError);
-    WriteStacked(file, Options::WritingThread);
-    { IO::ZipOChannel(file, Options()).Write("zipped"); }
-    IO::OChannelStream(file) << "a line\n" << std::flush;
-    EXPECT_EQ(file.Write(0x01020304), IO::NoError);
-    ASSERT_EQ(file.Close(), IO::NoError);
-
-    ASSERT_EQ(file.Open(File::OpenMode::ReadOnly), IO::NoError);
-    ReadStacked(file);
-    char text[16];
-    EXPECT_EQ(IO::ZipIChannel(file).Read(text), IO::NoError);
-    EXPECT_STREQ(text, "zipped");
-    std::string line;
-    IO::IChannelStream stream(file);
-    EXPECT_TRUE(std::getline(stream, line));
-    EXPECT_EQ(line, "a line");
-    IO::SubIChannel window(&file, 2);
-    short low = 0;
-    EXPECT_EQ(window.Read(low), IO::NoError);
-    EXPECT_EQ(low, 0x0304);
-    EXPECT_EQ(window.Read(low), IO::EOI);
-    EXPECT_EQ(file.Read(low), IO::NoError);
-    EXPECT_EQ(low, 0x0102);
-}

@@ -4,7 +4,6 @@
 #include <Kestrel/FileSystem/FileSystem.h>
 #include <Kestrel/FileSystem/Folder.h>
 
-#include "Tests/Support/FileSystem/MemoryFS.h"
 #include "Tests/Support/FileSystem/Place.h"
 #include "Tests/Support/TempFolder.h"
 #include "Tests/Support/Text.h"
@@ -52,15 +51,15 @@ void Write(IO::File & file, std::string const & content) {
 // One system at a place and one right below, which come and go while the others
 // look there.
 TEST(FileSystem, TellsWhatIsMountedWhileItComesAndGoes) {
-    Tests::MemoryFixedVFS outer;
-    Tests::MemoryFixedVFS inner;
-    outer.tree.AddFile("file", "outer");
-    outer.tree.AddFolder("inner");
-    inner.tree.AddFile("file", "inner");
+    Tests::DiskFixedVFS outer;
+    Tests::DiskFixedVFS inner;
+    outer.AddFile("file", "outer");
+    outer.AddFile("inner/other", "");
+    inner.AddFile("file", "inner");
     IO::Location const place(U("Q:\\threads"));
     IO::Location const below(place, IO::Name("inner"));
-    Tests::MemoryRollingVFS rolling(IO::Location(U("R:\\rolling")));
-    rolling.tree.AddFile("file", "rolling");
+    Tests::DiskRollingVFS rolling(IO::Location(U("R:\\rolling")));
+    rolling.AddFile("file", "rolling");
     RunTogether([&](unsigned int number) {
         for (unsigned int round = 0; round < 150; ++round) {
             bool contained = false;
@@ -101,9 +100,7 @@ TEST(FileSystem, TellsWhatIsMountedWhileItComesAndGoes) {
     });
     EXPECT_EQ(outer.mountCount, 0);
     EXPECT_EQ(inner.mountCount, 0);
-    EXPECT_EQ(outer.tree.CountConnected() + inner.tree.CountConnected() +
-                  rolling.tree.CountConnected(),
-              0);
+    EXPECT_EQ(outer.CountConnected() + inner.CountConnected() + rolling.CountConnected(), 0);
 }
 
 // Each thread has files of its own in a folder of all. Nobody looks at the
@@ -148,29 +145,4 @@ TEST(File, WorksBesideTheFilesOfOtherThreads) {
                 EXPECT_EQ(folder.Delete(name, IO::DataSafety::KeepProtected), IO::NoError);
         }
     });
-}
-
-TEST(File, HasOneWriterAtATime) {
-    Tests::TempFolder const disk;
-    disk.Write("file", "");
-    IO::Location const location(disk.GetPortable("file").c_str());
-    std::atomic<int> writers{0};
-    std::atomic<unsigned int> opened{0};
-    RunTogether([&](unsigned int) {
-        IO::File file(location);
-        for (unsigned int round = 0; round < 200; ++round) {
-            MuErrCode const status =
-                file.Open(IO::File::OpenMode::WriteOnly, IO::AccessDeniedTreatment::Fail);
-            if (status != IO::NoError) {
-                EXPECT_EQ(status, IO::ErrFileAccessDenied);
-                continue;
-            }
-            ++opened;
-            EXPECT_EQ(++writers, 1);
-            EXPECT_EQ(file.WriteBin("x", 1, nullptr), IO::NoError);
-            --writers;
-            EXPECT_EQ(file.Close(), IO::NoError);
-        }
-    });
-    EXPECT_GE(opened, 200u);
 }

@@ -5,13 +5,15 @@
 #include <Kestrel/Root/Lock.h>
 
 #include "Tests/Support/FaultSweep.h"
-#include "Tests/Support/FileSystem/MemoryFS.h"
+#include "Tests/Support/FileSystem/Connection.h"
+#include "Tests/Support/FileSystem/DiskVFS.h"
 #include "Tests/Support/LogCapture.h"
 #include "Tests/Support/TempFolder.h"
 #include "Tests/Support/Text.h"
 
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <memory>
 #include <random>
 #include <thread>
@@ -19,8 +21,8 @@
 
 namespace {
 
-using Tests::MemoryFixedVFS;
-using Tests::MemoryRollingVFS;
+using Tests::DiskFixedVFS;
+using Tests::DiskRollingVFS;
 
 // What was logged since the last call, as "LEVEL text" with a line break between two.
 std::string TakeLog(Tests::LogCapture & log) {
@@ -47,19 +49,15 @@ private:
 };
 
 // Who serves a file of this location: a look at its content tells.
-std::string ContentAt(IO::Location location) {
-    IO::FileEntry * entry = nullptr;
-    MuErrCode const status = IO::fileSystem.Connect(&location, &entry);
-    if (status == IO::ErrFSFileNotFound)
-        return "not found";
-    if (status != IO::NoError)
-        return "status " + std::to_string(status);
+std::string ContentAt(IO::Location const & location) {
+    Tests::FileConnection const entry(location);
+    if (entry.GetStatus() != IO::NoError)
+        return entry.GetStatus() == IO::ErrFSFileNotFound ? "not found" : "no answer";
     char text[64];
     unsigned int read = 0;
     EXPECT_EQ(entry->Open(IO::FileEntry::OpenMode::Read), IO::FileEntry::OpenStatus::Done);
     (void)entry->Read(text, sizeof text, &read);
     (void)entry->Close();
-    IO::fileSystem.Disconnect(entry);
     return std::string(text, read);
 }
 
@@ -95,9 +93,9 @@ bool Stop(IO::Location const &, void * data) {
 namespace {
 
 /// Mounts and unmounts itself and others, as a seed wants it, whenever it is asked.
-class Restless : public MemoryRollingVFS {
+class Restless : public DiskRollingVFS {
 public:
-    explicit Restless(std::mt19937 & random) : MemoryRollingVFS(IO::Location()), random(random) {}
+    explicit Restless(std::mt19937 & random) : DiskRollingVFS(IO::Location()), random(random) {}
     bool Serves(IO::Location const &) override {
         EXPECT_TRUE(isMounted);
         ++asked;
@@ -122,7 +120,7 @@ public:
 /// The same while fixed systems are enumerated.
 struct Points {
     std::mt19937 random;
-    MemoryFixedVFS systems[6];
+    DiskFixedVFS systems[6];
     bool isMounted[6] = {};
     bool hasChanged[6] = {};
     int seen[6] = {};
@@ -181,102 +179,86 @@ TEST(FileSystem, AsksEachSystemOnceWhileSystemsComeAndGo) {
     }
 }
 
-TEST(FileSystem, LetsTheDeepestFixedMountServe) {
-    IO::Location const outer("Q:\\a"), inner("Q:\\a\\b");
-    for (bool const innerFirst : {false, true}) {
-        MemoryFixedVFS a, b;
-        a.tree.AddFile("b/c", "outer");
-        a.tree.AddFile("x", "outer x");
-        b.tree.AddFile("c", "inner");
-        EXPECT_EQ(innerFirst ? IO::fileSystem.Mount(b, inner) : IO::fileSystem.Mount(a, outer),
-                  IO::NoError);
-        EXPECT_EQ(innerFirst ? IO::fileSystem.Mount(a, outer) : IO::fileSystem.Mount(b, inner),
-                  IO::NoError);
-        MountGuard const guardA(a), guardB(b);
-        EXPECT_EQ(ContentAt(IO::Location("Q:\\a\\b\\c")), "inner");
-        EXPECT_EQ(ContentAt(IO::Location("Q:\\A\\B\\C")), "inner") << "names overlook the case";
-        EXPECT_EQ(ContentAt(IO::Location("Q:\\a\\x")), "outer x");
-        EXPECT_EQ(ContentAt(IO::Location("Q:\\a\\y")), "not found");
-        EXPECT_EQ(ContentAt(IO::Location("Q:\\ab")), "not found");
-        EXPECT_EQ(a.tree.CountConnected() + b.tree.CountConnected(), 0);
-    }
-}
-
-TEST(FileSystem, LetsTheDiskServeWhatItHas) {
-    Tests::TempFolder folder;
+// The disk serves what it has, then the deepest fixed mount that the location lies in, and only
+// where there is none a rolling one that claims it alone.
+TEST(FileSystem, LetsTheRightSystemServe) {
+    Tests::TempFolder const folder;
     folder.Write("both", "disk");
-    MemoryFixedVFS system;
-    system.tree.AddFile("both", "memory");
-    system.tree.AddFile("only", "memory");
-    IO::Location const place(Mu::UniString(folder.GetPortable()));
-    ASSERT_EQ(IO::fileSystem.Mount(system, place), IO::NoError);
-    MountGuard const guard(system);
-    EXPECT_EQ(ContentAt(At(folder, "both")), "disk");
-    EXPECT_EQ(ContentAt(At(folder, "only")), "memory");
+    DiskFixedVFS outer, inner, fixed, onDisk;
+    DiskRollingVFS wide(IO::Location("Q:\\r")), narrow(IO::Location("Q:\\r\\s"));
+    outer.AddFile("b/c", "outer");
+    outer.AddFile("x", "outer");
+    inner.AddFile("c", "inner");
+    fixed.AddFile("y", "fixed");
+    onDisk.AddFile("both", "mounted");
+    onDisk.AddFile("only", "mounted");
+    wide.AddFile("x", "wide");
+    wide.AddFile("s/y", "wide");
+    narrow.AddFile("y", "narrow");
+    std::pair<DiskFixedVFS *, IO::Location> const mounts[] = {
+        {&outer, IO::Location("Q:\\a")},
+        {&inner, IO::Location("Q:\\a\\b")},
+        {&fixed, IO::Location("Q:\\r\\s\\t")},
+        {&onDisk, IO::Location(Mu::UniString(folder.GetPortable()))}};
+    for (int order : {1, -1}) {
+        for (int i = order > 0 ? 0 : 3; i >= 0 && i < 4; i += order)
+            ASSERT_EQ(IO::fileSystem.Mount(*mounts[i].first, mounts[i].second), IO::NoError);
+        ASSERT_EQ(IO::fileSystem.Mount(wide), IO::NoError);
+        EXPECT_EQ(ContentAt(IO::Location("Q:\\r\\s\\y")), "wide");
+        ASSERT_EQ(IO::fileSystem.Mount(narrow), IO::NoError);
+        for (auto const & [place, content] :
+             {std::pair(IO::Location("Q:\\A\\B\\C"), "inner"), // names overlook the case
+              {IO::Location("Q:\\a\\x"), "outer"},
+              {IO::Location("Q:\\a\\y"), "not found"},
+              {IO::Location("Q:\\ab"), "not found"},
+              {IO::Location("Q:\\r\\x"), "wide"},
+              {IO::Location("Q:\\r\\s\\y"), "not found"}, // two claim it
+              {At(folder, "both"), "disk"},
+              {At(folder, "only"), "mounted"}})
+            EXPECT_EQ(ContentAt(place), content) << place;
+        int const before = wide.questions;
+        EXPECT_EQ(ContentAt(IO::Location("Q:\\r\\s\\t\\y")), "fixed");
+        EXPECT_EQ(wide.questions, before) << "a fixed mount is not up for claims";
+        for (auto const & mount : mounts)
+            EXPECT_EQ(IO::fileSystem.Unmount(*mount.first), IO::NoError);
+        EXPECT_EQ(IO::fileSystem.Unmount(narrow), IO::NoError);
+        EXPECT_EQ(IO::fileSystem.Unmount(wide), IO::NoError);
+    }
+    EXPECT_EQ(inner.CountConnected() + onDisk.CountConnected() + wide.CountConnected(), 0);
 }
 
 // A file and a folder of one name go to the one who has what is asked for.
 TEST(FileSystem, AsksTheMountsWhenTheDiskHasTheOtherKind) {
     Tests::TempFolder folder;
     folder.Write("entry", "disk");
-    MemoryFixedVFS system;
-    system.tree.AddFolder("entry");
+    DiskFixedVFS system;
+    system.AddFile("entry/x", "");
     ASSERT_EQ(IO::fileSystem.Mount(system, IO::Location(Mu::UniString(folder.GetPortable()))),
               IO::NoError);
     MountGuard const guard(system);
-    IO::Location location = At(folder, "entry");
-    IO::FolderEntry * entry = nullptr;
-    ASSERT_EQ(IO::fileSystem.Connect(&location, &entry), IO::NoError);
+    Tests::FolderConnection const entry(At(folder, "entry"));
+    ASSERT_EQ(entry.GetStatus(), IO::NoError);
     EXPECT_EQ(entry->GetOwnerFileSystem(), &system);
-    IO::fileSystem.Disconnect(entry);
-    EXPECT_EQ(system.tree.CountConnected(), 0);
-}
-
-TEST(FileSystem, ServesWhatJustOneRollingSystemClaims) {
-    IO::Location const wide("Q:\\r"), narrow("Q:\\r\\s");
-    MemoryRollingVFS first(wide), second(narrow);
-    first.tree.AddFile("x", "first");
-    first.tree.AddFile("s/y", "first");
-    second.tree.AddFile("y", "second");
-    ASSERT_EQ(IO::fileSystem.Mount(first), IO::NoError);
-    MountGuard const guardFirst(first);
-    EXPECT_EQ(ContentAt(IO::Location("Q:\\r\\s\\y")), "first");
-    {
-        ASSERT_EQ(IO::fileSystem.Mount(second), IO::NoError);
-        MountGuard const guardSecond(second);
-        EXPECT_EQ(ContentAt(IO::Location("Q:\\r\\x")), "first");
-        EXPECT_EQ(ContentAt(IO::Location("Q:\\r\\s\\y")), "not found") << "two claim it";
-
-        MemoryFixedVFS fixed;
-        fixed.tree.AddFile("y", "fixed");
-        ASSERT_EQ(IO::fileSystem.Mount(fixed, narrow), IO::NoError);
-        MountGuard const guardFixed(fixed);
-        int const before = first.questions;
-        EXPECT_EQ(ContentAt(IO::Location("Q:\\r\\s\\y")), "fixed");
-        EXPECT_EQ(first.questions, before) << "a fixed mount is not up for claims";
-    }
-    EXPECT_EQ(ContentAt(IO::Location("Q:\\r\\s\\y")), "first");
 }
 
 // Between file systems no look at a folder tells whether it is another's; where they lie does.
 TEST(FileSystem, CopiesNoFolderIntoAnotherSystemInIt) {
     Tests::TempFolder folder;
-    MemoryFixedVFS outer, inner;
-    IO::fileSystem.Mount(outer, At(folder, "outer"));
-    MountGuard const outerGuard(outer);
-    outer.tree.AddFile("tree/sub/hidden", "h");
-    IO::fileSystem.Mount(inner, At(folder, "outer\\tree\\sub"));
-    MountGuard const innerGuard(inner);
+    DiskFixedVFS outer, inner, onDisk;
+    outer.AddFile("tree/sub/hidden", "h");
     std::filesystem::create_directory(folder / "disk");
-    MemoryFixedVFS onDisk;
-    IO::fileSystem.Mount(onDisk, At(folder, "disk\\mounted"));
-    MountGuard const diskGuard(onDisk);
-    EXPECT_EQ(IO::fileSystem.Copy(At(folder, "outer\\tree"), At(folder, "outer\\tree\\sub\\copy")),
+    std::string const places[] = {"outer", "outer\\tree\\sub", "disk\\mounted"};
+    DiskFixedVFS * const systems[] = {&outer, &inner, &onDisk};
+    for (int i = 0; i < 3; ++i) {
+        systems[i]->GetDisk();
+        ASSERT_EQ(IO::fileSystem.Mount(*systems[i], At(folder, places[i])), IO::NoError);
+    }
+    MountGuard const outerGuard(outer), innerGuard(inner), diskGuard(onDisk);
+    EXPECT_EQ(IO::fileSystem.Copy(At(folder, "outer\\tree"), At(folder, places[1] + "\\copy")),
               IO::Error);
-    EXPECT_TRUE(inner.tree.GetRoot().children.empty());
-    EXPECT_EQ(IO::fileSystem.Copy(At(folder, "disk"), At(folder, "disk\\mounted\\copy")),
-              IO::Error);
-    EXPECT_TRUE(onDisk.tree.GetRoot().children.empty());
+    EXPECT_EQ(IO::fileSystem.Copy(At(folder, "disk"), At(folder, places[2] + "\\copy")), IO::Error);
+    EXPECT_TRUE(std::filesystem::is_empty(inner.GetDisk().GetPath()));
+    EXPECT_TRUE(std::filesystem::is_empty(onDisk.GetDisk().GetPath()));
 }
 
 // A host's own rules for names hold on every platform, and no longer than its system.
@@ -311,54 +293,55 @@ TEST(FileSystem, AsksTheHostsNativeSystemForNames) {
     IO::AskNativeForNames(!IO::GetPlatformFileCalls().ComparesByUnits());
 }
 
-TEST(FileSystem, ReportsMountingOfFixedSystems) {
+TEST(FileSystem, ReportsMounting) {
     Tests::LogCapture log;
-    MemoryFixedVFS a, b;
-    IO::Location const place("Q:\\m");
-    EXPECT_EQ(IO::fileSystem.Mount(a, place), IO::NoError);
-    EXPECT_EQ(TakeLog(log), "INFO Mounting fixed virtual file system at mount point \"Q:\\m\"");
-    EXPECT_EQ(a.mountCount, 1);
-    EXPECT_TRUE(IO::fileSystem.IsMountPoint(IO::Location("q:\\M")));
-    EXPECT_FALSE(IO::fileSystem.IsMountPoint(IO::Location("Q:\\m\\n")));
-
-    EXPECT_EQ(IO::fileSystem.Mount(a, IO::Location("Q:\\other")), IO::ErrFSAlreadyMounted);
-    EXPECT_EQ(TakeLog(log), "ERROR Mounting fixed virtual file system at mount point \"Q:\\other\" "
-                            "has failed: it is already mounted (OS errors: )");
-    EXPECT_EQ(IO::fileSystem.Mount(b, place), IO::ErrFSMountPointExists);
-    EXPECT_EQ(TakeLog(log), "ERROR Mounting fixed virtual file system at mount point \"Q:\\m\" "
-                            "has failed: mount point already exists (OS errors: )");
+    DiskFixedVFS a, b;
+    DiskRollingVFS rolling{IO::Location("Q:\\r")};
+    IO::Location const place("Q:\\m"), other("Q:\\other"), unhealthy("C:\\a\\\\b");
+    auto & front = IO::fileSystem;
+    struct {
+        std::function<MuErrCode()> run;
+        MuErrCode status;
+        char const * line;
+    } const rows[] = {
+        {[&] { return front.Mount(a, place); }, IO::NoError,
+         "INFO Mounting fixed virtual file system at mount point \"Q:\\m\""},
+        {[&] { return front.Mount(a, other); }, IO::ErrFSAlreadyMounted,
+         "ERROR Mounting fixed virtual file system at mount point \"Q:\\other\" has failed: it is "
+         "already mounted (OS errors: )"},
+        {[&] { return front.Mount(b, place); }, IO::ErrFSMountPointExists,
+         "ERROR Mounting fixed virtual file system at mount point \"Q:\\m\" has failed: mount "
+         "point "
+         "already exists (OS errors: )"},
+        {[&] { return front.Unmount(a); }, IO::NoError,
+         "INFO Unmounting fixed virtual file system \"Q:\\m\""},
+        {[&] { return front.Unmount(a); }, IO::ErrFSNotMounted,
+         "ERROR Unmounting fixed virtual file system has failed: it was not found"},
+        {[&] { return front.Mount(a, unhealthy); }, IO::Error, ""},
+        {[&] { return front.Mount(rolling); }, IO::NoError,
+         "INFO Mounting rolling virtual file system"},
+        {[&] { return front.Mount(rolling); }, IO::ErrFSAlreadyMounted,
+         "ERROR Mounting rolling virtual file system has failed: it is already mounted (OS errors: "
+         ")"},
+        {[&] { return front.Unmount(rolling); }, IO::NoError,
+         "INFO Unmounting rolling virtual file system"},
+        {[&] { return front.Unmount(rolling); }, IO::ErrFSNotMounted,
+         "ERROR Unmounting rolling virtual file system has failed: it was not found"},
+    };
+    for (auto const & row : rows) {
+        log.Clear();
+        EXPECT_EQ(row.run(), row.status);
+        EXPECT_EQ(TakeLog(log), row.line);
+        bool const isMounted = &row < rows + 3;
+        EXPECT_EQ(a.mountCount, isMounted ? 1 : 0);
+        EXPECT_EQ(front.IsMountPoint(IO::Location("q:\\M")), isMounted);
+        EXPECT_FALSE(front.IsMountPoint(IO::Location("Q:\\m\\n")));
+    }
     EXPECT_EQ(b.mountCount, 0);
-
-    EXPECT_EQ(IO::fileSystem.Unmount(a), IO::NoError);
-    EXPECT_EQ(TakeLog(log), "INFO Unmounting fixed virtual file system \"Q:\\m\"");
-    EXPECT_EQ(a.mountCount, 0);
-    EXPECT_EQ(IO::fileSystem.Unmount(a), IO::ErrFSNotMounted);
-    EXPECT_EQ(TakeLog(log),
-              "ERROR Unmounting fixed virtual file system has failed: it was not found");
-
-    IO::Location const unhealthy("C:\\a\\\\b");
-    log.Clear();
-    EXPECT_EQ(IO::fileSystem.Mount(a, unhealthy), IO::Error);
-    EXPECT_EQ(TakeLog(log), "");
-}
-
-TEST(FileSystem, ReportsMountingOfRollingSystems) {
-    Tests::LogCapture log;
-    MemoryRollingVFS system{IO::Location("Q:\\r")};
-    EXPECT_EQ(IO::fileSystem.Mount(system), IO::NoError);
-    EXPECT_EQ(TakeLog(log), "INFO Mounting rolling virtual file system");
-    EXPECT_EQ(IO::fileSystem.Mount(system), IO::ErrFSAlreadyMounted);
-    EXPECT_EQ(TakeLog(log), "ERROR Mounting rolling virtual file system has failed: it is already "
-                            "mounted (OS errors: )");
-    EXPECT_EQ(IO::fileSystem.Unmount(system), IO::NoError);
-    EXPECT_EQ(TakeLog(log), "INFO Unmounting rolling virtual file system");
-    EXPECT_EQ(IO::fileSystem.Unmount(system), IO::ErrFSNotMounted);
-    EXPECT_EQ(TakeLog(log),
-              "ERROR Unmounting rolling virtual file system has failed: it was not found");
 }
 
 TEST(FileSystem, EnumeratesTheComputerItsDrivesAndTheMounts) {
-    MemoryFixedVFS a, b;
+    DiskFixedVFS a, b;
     ASSERT_EQ(IO::fileSystem.Mount(a, IO::Location("Q:\\z")), IO::NoError);
     MountGuard const guardA(a);
     ASSERT_EQ(IO::fileSystem.Mount(b, IO::Location("Q:\\y")), IO::NoError);
@@ -404,72 +387,33 @@ TEST(FileSystem, DoesNotHoldItsLockWhileAnEntryWorks) {
     };
     Tests::TempFolder folder;
     folder.Write("file", "");
-    IO::Location location(Mu::UniString(folder.GetPortable()));
-    IO::FolderEntry * entry = nullptr;
-    ASSERT_EQ(IO::fileSystem.Connect(&location, &entry), IO::NoError);
+    Tests::FolderConnection const entry(IO::Location(Mu::UniString(folder.GetPortable())));
     Looker looker;
     EXPECT_EQ(entry->Enumerate(looker), IO::FolderEntry::EnumerateStatus::Stopped);
     EXPECT_TRUE(looker.isFree);
-    IO::fileSystem.Disconnect(entry);
 }
 
-// Each thread mounts, connects and unmounts in a place of its own, and reads the disk meanwhile.
-TEST(FileSystem, ServesManyThreadsAtOnce) {
-    Tests::TempFolder folder;
-    folder.Write("file", "disk");
-    IO::Location const onDisk = At(folder, "file");
-    auto const work = [&](int number) {
-        IO::Location const place(U("Q:\\thread" + std::to_string(number)));
-        for (int round = 0; round < 40; ++round) {
-            MemoryFixedVFS system;
-            system.tree.AddFile("f", std::to_string(number));
-            EXPECT_EQ(IO::fileSystem.Mount(system, place), IO::NoError);
-            EXPECT_EQ(ContentAt(IO::Location(place, IO::Name("f"))), std::to_string(number));
-            EXPECT_EQ(ContentAt(onDisk), "disk");
-            EXPECT_EQ(IO::fileSystem.Unmount(system), IO::NoError);
-            EXPECT_EQ(ContentAt(IO::Location(place, IO::Name("f"))), "not found");
-        }
-    };
-    work(0);
-    std::vector<std::thread> threads;
-    for (int i = 1; i <= 4; ++i)
-        threads.emplace_back(work, i);
-    for (std::thread & thread : threads)
-        thread.join();
-}
-
-TEST(FileSystem, MountsManySystemsAndKeepsTheirOrder) {
-    std::vector<std::unique_ptr<MemoryFixedVFS>> systems;
-    for (int i = 0; i < 230; ++i) {
-        systems.push_back(std::make_unique<MemoryFixedVFS>());
-        systems.back()->tree.AddFile("f", std::to_string(i));
-        ASSERT_EQ(
-            IO::fileSystem.Mount(*systems.back(), IO::Location(U("Q:\\many" + std::to_string(i)))),
-            IO::NoError);
-    }
-    EXPECT_EQ(IO::fileSystem.Unmount(*systems[7]), IO::NoError);
-    std::vector<std::string> places;
-    EXPECT_EQ(IO::fileSystem.EnumerateVirtualMountPoints(Collect, &places), IO::NoError);
-    ASSERT_EQ(places.size(), 229u);
-    EXPECT_EQ(places[6], "Q:\\many6");
-    EXPECT_EQ(places[7], "Q:\\many8");
-    EXPECT_EQ(ContentAt(IO::Location("Q:\\many200\\f")), "200");
-    EXPECT_EQ(ContentAt(IO::Location("Q:\\many7\\f")), "not found");
-    for (int i = 0; i < 230; ++i)
-        EXPECT_EQ(IO::fileSystem.Unmount(*systems[i]), i == 7 ? IO::ErrFSNotMounted : IO::NoError);
-}
-
-TEST(FileSystem, GrowsItsTablesFromAHundredByDoubling) {
+TEST(FileSystem, GrowsItsTablesFromAHundredByDoublingAndKeepsTheirOrder) {
     FreshFileSystem fresh;
-    std::vector<std::unique_ptr<MemoryRollingVFS>> systems;
-    IO::Location const place("Q:\\r");
+    std::vector<std::unique_ptr<DiskFixedVFS>> systems;
+    std::vector<std::string> expected;
     for (unsigned int i = 1; i <= 401; ++i) {
-        systems.push_back(std::make_unique<MemoryRollingVFS>(place));
+        systems.push_back(std::make_unique<DiskFixedVFS>());
+        expected.push_back("Q:\\many" + std::to_string(i));
+        IO::Location const place(U(expected.back()));
+        static_cast<void>(fresh->IsMountPoint(place)); // asks for the legality of its names
         unsigned long long const before = Tests::CountAllocations();
-        ASSERT_EQ(fresh->Mount(*systems.back()), IO::NoError);
+        ASSERT_EQ(fresh->Mount(*systems.back(), place), IO::NoError);
         bool const grows = i == 1 || i == 101 || i == 201 || i == 401;
-        EXPECT_EQ(Tests::CountAllocations() - before, grows ? 1u : 0u) << i;
+        unsigned long long const taken = Tests::CountAllocations() - before;
+        static unsigned long long const usual = taken - 1; // of the first
+        EXPECT_EQ(taken, usual + (grows ? 1 : 0)) << i;
     }
+    EXPECT_EQ(fresh->Unmount(*systems[7]), IO::NoError);
+    expected.erase(expected.begin() + 7);
+    std::vector<std::string> places;
+    EXPECT_EQ(fresh->EnumerateVirtualMountPoints(Collect, &places), IO::NoError);
+    EXPECT_EQ(places, expected);
 }
 
 // Over a table of its own, which each round must take from the heap.
@@ -478,8 +422,8 @@ TEST(FileSystem, MeetsEveryFailedAllocationOfAMount) {
     SweepAllocations([&](bool failed) {
         FreshFileSystem fresh;
         Tests::LogCapture log;
-        MemoryFixedVFS fixed;
-        MemoryRollingVFS rolling(place);
+        DiskFixedVFS fixed;
+        DiskRollingVFS rolling(place);
         MuErrCode const status = fresh->Mount(fixed, place);
         EXPECT_EQ(fixed.mountCount, status == IO::NoError ? 1 : 0);
         EXPECT_EQ(fresh->IsMountPoint(place), status == IO::NoError);

@@ -6,7 +6,7 @@
 
 #include "Tests/Support/DiskContent.h"
 #include "Tests/Support/FaultSweep.h"
-#include "Tests/Support/FileSystem/MemoryFS.h"
+#include "Tests/Support/FileSystem/DiskVFS.h"
 #include "Tests/Support/FileSystem/ScriptedFileCalls.h"
 #include "Tests/Support/FileSystem/ScriptedVFS.h"
 #include "Tests/Support/LogCapture.h"
@@ -273,14 +273,14 @@ MuErrCode FindPlaces(Stage const & stage) {
 
 /// Takes them away whatever comes.
 struct Mounted {
-    Tests::MemoryFixedVFS fixed;
-    Tests::MemoryRollingVFS rolling;
+    Tests::DiskFixedVFS fixed;
+    Tests::DiskRollingVFS rolling;
 
     explicit Mounted(Stage const & stage) : rolling(stage / "rolling") {}
     ~Mounted() {
         (void)IO::fileSystem.Unmount(fixed);
         (void)IO::fileSystem.Unmount(rolling);
-        EXPECT_EQ(fixed.tree.CountConnected() + rolling.tree.CountConnected(), 0);
+        EXPECT_EQ(fixed.CountConnected() + rolling.CountConnected(), 0);
     }
     Mounted(Mounted const &) = delete;
     Mounted & operator=(Mounted const &) = delete;
@@ -288,10 +288,10 @@ struct Mounted {
 
 MuErrCode MountAndUse(Stage const & stage) {
     Mounted mounted(stage);
-    Tests::MemoryFixedVFS & fixed = mounted.fixed;
-    Tests::MemoryRollingVFS & rolling = mounted.rolling;
-    fixed.tree.AddFile("x", "in memory");
-    rolling.tree.AddFile("y", "in memory, too");
+    Tests::DiskFixedVFS & fixed = mounted.fixed;
+    Tests::DiskRollingVFS & rolling = mounted.rolling;
+    fixed.AddFile("x", "elsewhere");
+    rolling.AddFile("y", "elsewhere, too");
     All status;
     status << IO::fileSystem.Mount(fixed, stage / "mounted") << IO::fileSystem.Mount(rolling);
     if (status == IO::NoError) {
@@ -408,20 +408,6 @@ TEST_P(FileSystemSweep, MeetsEveryFileCallThatFails) {
     Tests::SweepFileCallsBriefly([this](bool failed) { Meet(failed); });
 }
 
-TEST(NativePath, IsConvertedWithoutMemoryOrNotAtAll) {
-    Tests::TempFolder const disk;
-    std::u16string const portable =
-        disk.GetPortable("a name that is longer than what fits in place");
-    SweepAllocations([&](bool failed) {
-        Mu::UniString native;
-        Mu::UniString back;
-        bool const isDone = IO::ToNativePath(Mu::UniString(portable.c_str()), &native) &&
-                            IO::FromNativePath(native, &back);
-        EXPECT_TRUE(isDone || failed);
-        EXPECT_EQ(std::u16string_view(back), isDone ? std::u16string_view(portable) : u"");
-    });
-}
-
 TEST(IOException, IsThrownWithoutMemoryToo) {
     Mu::UniString const message = U(std::string(300, 'm'));
     SweepAllocations([&](bool failed) {
@@ -440,7 +426,7 @@ TEST(IOException, IsThrownWithoutMemoryToo) {
 TEST(Folder, TellsOfAnExchangeWhoseDenialIsNoError) {
     Tests::ScriptedVFS system;
     Folder folder(system.GetPlace());
-    system.folder.exchange = IO::FolderEntry::ExchangeStatus::AccessDenied;
+    system.folder.status = {3}; // AccessDenied
     IO::AddOSError("scripted");
     Tests::LogCapture log;
     EXPECT_EQ(folder.Exchange("a", "b", IO::AccessDeniedTreatment::Fail),

@@ -2,7 +2,8 @@
 
 #include <Kestrel/FileSystem/Folder.h>
 
-#include "Tests/Support/FileSystem/MemoryFS.h"
+#include "Tests/Support/DiskContent.h"
+#include "Tests/Support/FileSystem/DiskVFS.h"
 #include "Tests/Support/FileSystem/ScriptedFileCalls.h"
 #include "Tests/Support/TempFolder.h"
 #include "Tests/Support/Text.h"
@@ -26,8 +27,8 @@ constexpr char secret[] = "not of the tree";
 /// mounted in the folder of both.
 class Ground {
 public:
-    Ground() { EXPECT_EQ(IO::fileSystem.Mount(memory, GetLocation("memory")), IO::NoError); }
-    ~Ground() { IO::fileSystem.Unmount(memory); }
+    Ground() { EXPECT_EQ(IO::fileSystem.Mount(mounted, GetLocation("mounted")), IO::NoError); }
+    ~Ground() { IO::fileSystem.Unmount(mounted); }
 
     void Set() {
         fs::remove_all(disk.GetPath() / "base");
@@ -39,9 +40,10 @@ public:
                 disk.Write((place / "file").lexically_relative(disk.GetPath()).string(),
                            IsOutside(place) ? secret : "of the tree");
         }
-        memory.tree.GetRoot().children.clear();
-        memory.tree.AddFile("source/file", "of the tree");
-        memory.tree.AddFile("source/deep/file", "of the tree");
+        for (auto const & entry : fs::directory_iterator(mounted.GetDisk().GetPath()))
+            fs::remove_all(entry);
+        mounted.AddFile("source/file", "of the tree");
+        mounted.AddFile("source/deep/file", "of the tree");
     }
 
     // A folder goes aside, and a link to its twin outside takes its place.
@@ -63,23 +65,18 @@ public:
                 EXPECT_EQ(isSecret, IsOutside(entry.path())) << entry.path();
             }
         EXPECT_EQ(kept, 5u);
-        ExpectNoSecret(memory.tree.GetRoot());
+        EXPECT_FALSE(Tests::HasFileWith(Tests::LookAt(mounted.GetDisk()), secret));
     }
 
     IO::Folder GetBase() const { return IO::Folder(GetLocation("base")); }
-    IO::Folder GetMemory() const { return IO::Folder(GetLocation("memory")); }
+    IO::Folder GetMounted() const { return IO::Folder(GetLocation("mounted")); }
 
     Tests::TempFolder disk;
-    Tests::MemoryFixedVFS memory;
+    Tests::DiskFixedVFS mounted;
 
 private:
     IO::Location GetLocation(char const * name) const {
         return IO::Location(disk.GetPortable(name).c_str());
-    }
-    static void ExpectNoSecret(Tests::MemoryNode const & node) {
-        EXPECT_NE(node.content, secret) << ToUtf8(node.name);
-        for (Tests::MemoryNodePtr const & child : node.children)
-            ExpectNoSecret(*child);
     }
     static bool IsOutside(fs::path const & path) {
         return path.string().find("outside") != std::string::npos;
@@ -106,7 +103,7 @@ constexpr auto fail = IO::AccessDeniedTreatment::Fail;
 struct Work {
     char const * name;
     char const * folders[3]; // those that are swapped
-    void (*run)(IO::Folder & base, IO::Folder & memory);
+    void (*run)(IO::Folder & base, IO::Folder & mounted);
 };
 
 Work const works[] = {
@@ -126,23 +123,23 @@ Work const works[] = {
      [](IO::Folder & base, IO::Folder &) { (void)base.Move("tree", base, "moved", protect); }},
     {"Copy away",
      {"", "/sub", "/sub/deep"},
-     [](IO::Folder & base, IO::Folder & memory) { (void)base.Copy("tree", memory, "copy"); }},
+     [](IO::Folder & base, IO::Folder & mounted) { (void)base.Copy("tree", mounted, "copy"); }},
     {"Move away",
      {"", "/sub", "/sub/deep"},
-     [](IO::Folder & base, IO::Folder & memory) {
-         (void)base.Move("tree", memory, "moved", protect);
+     [](IO::Folder & base, IO::Folder & mounted) {
+         (void)base.Move("tree", mounted, "moved", protect);
      }},
     {"Copy here",
      {"", "/made", "/made/deep"},
-     [](IO::Folder & base, IO::Folder & memory) {
+     [](IO::Folder & base, IO::Folder & mounted) {
          IO::Folder tree(base, "tree");
-         (void)memory.Copy("source", tree, "made");
+         (void)mounted.Copy("source", tree, "made");
      }},
     {"Move here",
      {"", "/made", "/made/deep"},
-     [](IO::Folder & base, IO::Folder & memory) {
+     [](IO::Folder & base, IO::Folder & mounted) {
          IO::Folder tree(base, "tree");
-         (void)memory.Move("source", tree, "made", protect);
+         (void)mounted.Move("source", tree, "made", protect);
      }},
 };
 
@@ -181,13 +178,13 @@ TEST(TreeSwap, LeadsNothingAstrayAtAnyCall) {
                 ground.Set();
                 isMet = false;
                 IO::Folder base = ground.GetBase();
-                IO::Folder memory = ground.GetMemory();
+                IO::Folder mounted = ground.GetMounted();
                 Tests::ScriptedFileCalls calls;
                 calls.Before(n, [&] {
                     isMet = true;
                     ground.Swap(folder);
                 });
-                work.run(base, memory);
+                work.run(base, mounted);
                 ground.ExpectNothingLeftOrLeaked();
             }
         }
@@ -238,8 +235,8 @@ TEST(TreeSwap, LeadsNothingAstrayInARace) {
             }
         });
         IO::Folder base = ground.GetBase();
-        IO::Folder memory = ground.GetMemory();
-        works[round % std::size(works)].run(base, memory);
+        IO::Folder mounted = ground.GetMounted();
+        works[round % std::size(works)].run(base, mounted);
         ends = true;
         adversary.join();
         ground.ExpectNothingLeftOrLeaked();

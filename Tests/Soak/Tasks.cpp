@@ -1,6 +1,6 @@
 #include "Tests/Soak/Tasks.h"
 
-#include "Tests/Support/FileSystem/MemoryFS.h"
+#include "Tests/Support/FileSystem/DiskVFS.h"
 
 #include <Kestrel/Kestrel.h>
 
@@ -132,7 +132,7 @@ void UseFolders(Context & context) {
 
 // A system comes, gets a tree from the disk, gives it back, and goes.
 void UseMounts(Context & context) {
-    Tests::MemoryFixedVFS system;
+    Tests::DiskFixedVFS system;
     IO::Location const place(Mu::UniString(("Q:\\soak" + std::to_string(context.number)).c_str()));
     std::string const content = context.DrawText(20000);
     IO::Folder folder(context.folder);

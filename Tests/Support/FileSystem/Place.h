@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Tests/Support/FileSystem/MemoryFS.h"
+#include "Tests/Support/FileSystem/DiskVFS.h"
 #include "Tests/Support/TempFolder.h"
 
 #include <Kestrel/FileSystem/File.h>
@@ -14,28 +14,30 @@
 
 namespace Tests {
 
-/// An empty folder on the disk or in memory, for tests that must hold on both.
+/// An empty folder on the disk, or one that is another file system's, for tests that must hold for
+/// both.
 class Place {
 public:
-    explicit Place(bool inMemory) {
-        root = IO::Location(disk.GetPortable().c_str());
-        if (!inMemory)
+    explicit Place(bool isMounted) : root(disk.GetPortable().c_str()) {
+        if (!isMounted)
             return;
+        std::filesystem::create_directory(disk / "below");
+        system = std::make_unique<DiskFixedVFS>(IO::Location(disk.GetPortable("below").c_str()));
         root.AppendToLocal("mounted");
-        memory = std::make_unique<MemoryFixedVFS>();
-        EXPECT_EQ(IO::fileSystem.Mount(*memory, root), IO::NoError);
+        EXPECT_EQ(IO::fileSystem.Mount(*system, root), IO::NoError);
     }
 
     ~Place() {
-        if (memory != nullptr) {
-            EXPECT_EQ(memory->tree.CountConnected(), 0) << "an entry was not given back";
-            IO::fileSystem.Unmount(*memory);
+        if (system != nullptr) {
+            EXPECT_EQ(system->CountConnected(), 0) << "an entry was not given back";
+            IO::fileSystem.Unmount(*system);
         }
     }
 
     IO::Location const & GetRoot() const { return root; }
     IO::Location operator/(char const * name) const { return IO::Location(root, IO::Name(name)); }
-    MemoryTree & GetTree() { return memory->tree; }
+    /// Where its entries lie.
+    std::filesystem::path GetPath() const { return system ? disk / "below" : disk.GetPath(); }
     TempFolder const & GetDisk() const { return disk; }
 
     void Write(char const * name, std::string const & content) const {
@@ -66,17 +68,17 @@ public:
 private:
     TempFolder disk;
     IO::Location root;
-    std::unique_ptr<MemoryFixedVFS> memory;
+    std::unique_ptr<DiskFixedVFS> system;
 };
 
-/// The fixture of tests that run on the disk and in memory.
+/// The fixture of tests that run on the disk and on what is mounted.
 class OnEachPlace : public ::testing::TestWithParam<bool> {
 protected:
     Place place{GetParam()};
 };
 
 inline std::string NamePlace(::testing::TestParamInfo<bool> const & info) {
-    return info.param ? "Memory" : "Disk";
+    return info.param ? "Mounted" : "Disk";
 }
 
 } // namespace Tests

@@ -11,31 +11,32 @@ namespace Tests {
 
 class ScriptedVFS;
 
+/// One that fits the operation which returns it.
+struct AnyStatus {
+    template <typename Status>
+    operator Status() const {
+        return static_cast<Status>(number);
+    }
+    unsigned int number = 0;
+};
+
 /// A file that answers each call as it is told to.
 class ScriptedFile : public IO::FileEntry {
 public:
     explicit ScriptedFile(ScriptedVFS & owner) : owner(owner) {}
 
-    OpenStatus open{};
-    ReadStatus read{};
-    WriteStatus write{};
-    WriteStatus flush{};
-    SeekStatus seek{};
-    CloseStatus close{};
-    LengthStatus length{};
-    TimeStatus time{};
-    TypeStatus type{};
-    AttributeStatus attribute{};
-    LockerStatus locker{};
+    AnyStatus open; // of Open,
+    AnyStatus close;
+    AnyStatus status; // and of all others
     bool isProtected = false;
     bool throws = false; // when written to
     int opens = 0;
     std::string written;
 
-    TimeStatus SetCreationTime(int const &) override { return time; }
-    TimeStatus GetCreationTime(int *) override { return time; }
-    TimeStatus SetModificationTime(int const &) override { return time; }
-    TimeStatus GetModificationTime(int *) override { return time; }
+    TimeStatus SetCreationTime(int const &) override { return status; }
+    TimeStatus GetCreationTime(int *) override { return status; }
+    TimeStatus SetModificationTime(int const &) override { return status; }
+    TimeStatus GetModificationTime(int *) override { return status; }
     IO::BaseFileSystem * GetOwnerFileSystem() override;
     OpenStatus Open(OpenMode) override {
         ++opens;
@@ -43,37 +44,37 @@ public:
     }
     ReadStatus Read(char *, unsigned int, unsigned int * count) override {
         *count = 0;
-        return read;
+        return status;
     }
     WriteStatus Write(char const * source, unsigned int count, unsigned int * done) override {
         if (throws)
             Mu::ThrowOutOfMemory();
-        if (write != WriteStatus::Done)
-            return write;
+        if (status.number != 0)
+            return status;
         written.append(source, *done = count);
-        return write;
+        return status;
     }
     SeekStatus Seek(SeekOrigin, long long offset, unsigned long long * position) override {
         *position = static_cast<unsigned long long>(offset);
-        return seek;
+        return status;
     }
-    WriteStatus Flush() override { return flush; }
+    WriteStatus Flush() override { return status; }
     CloseStatus Close() override { return close; }
-    LengthStatus SetDataLength(unsigned long long) override { return length; }
+    LengthStatus SetDataLength(unsigned long long) override { return status; }
     LengthStatus GetDataLength(unsigned long long * result) override {
         *result = reportedLength;
-        return length;
+        return status;
     }
-    TypeStatus SetTypeInfo(unsigned int, unsigned int) override { return type; }
-    TypeStatus GetTypeInfo(unsigned int *, unsigned int *) override { return type; }
+    TypeStatus SetTypeInfo(unsigned int, unsigned int) override { return status; }
+    TypeStatus GetTypeInfo(unsigned int *, unsigned int *) override { return status; }
     AttributeStatus IsWriteProtected(bool * result) override {
         *result = isProtected;
-        return attribute;
+        return status;
     }
-    AttributeStatus SetWriteProtection(bool) override { return attribute; }
+    AttributeStatus SetWriteProtection(bool) override { return status; }
     LockerStatus GetWriteLocker(Mu::UniString * program) override {
         *program = "editor";
-        return locker;
+        return status;
     }
 
     unsigned long long reportedLength = 0;
@@ -87,51 +88,43 @@ class ScriptedFolder : public IO::FolderEntry {
 public:
     explicit ScriptedFolder(ScriptedVFS & owner) : owner(owner) {}
 
-    CreateStatus create{};
-    MoveStatus move{};
-    CopyStatus copy{};
-    ExchangeStatus exchange{};
-    DeleteStatus remove{};
-    GetTypeStatus typeStatus{};
+    AnyStatus status; // of all operations but GetType
+    AnyStatus typeStatus;
     EntryType type{};
-    EnumerateStatus enumerate{};
-    AttributeStatus attribute{};
-    TimeStatus time{};
-    bool isWriteable = true;
     int tries = 0;
 
-    TimeStatus SetCreationTime(int const &) override { return time; }
-    TimeStatus GetCreationTime(int *) override { return time; }
-    TimeStatus SetModificationTime(int const &) override { return time; }
-    TimeStatus GetModificationTime(int *) override { return time; }
+    TimeStatus SetCreationTime(int const &) override { return status; }
+    TimeStatus GetCreationTime(int *) override { return status; }
+    TimeStatus SetModificationTime(int const &) override { return status; }
+    TimeStatus GetModificationTime(int *) override { return status; }
     IO::BaseFileSystem * GetOwnerFileSystem() override;
-    CreateStatus CreateFile(IO::Name const &, IO::FileEntry *) override { return create; }
-    CreateStatus CreateFolder(IO::Name const &, IO::FolderEntry *) override { return create; }
-    CreateStatus CreateLink(IO::Name const &, IO::Location const &) override { return create; }
+    CreateStatus CreateFile(IO::Name const &, IO::FileEntry *) override { return status; }
+    CreateStatus CreateFolder(IO::Name const &, IO::FolderEntry *) override { return status; }
+    CreateStatus CreateLink(IO::Name const &, IO::Location const &) override { return status; }
     ExchangeStatus Exchange(IO::Name const &, IO::Name const &, bool, IO::Name *,
                             IO::Name *) override {
         ++tries;
-        return exchange;
+        return status;
     }
     MoveStatus Move(IO::Name const &, FolderEntry &, IO::Name const &, bool) override {
         ++tries;
-        return move;
+        return status;
     }
-    CopyStatus Copy(IO::Name const &, FolderEntry &, IO::Name const &) override { return copy; }
+    CopyStatus Copy(IO::Name const &, FolderEntry &, IO::Name const &) override { return status; }
     DeleteStatus Delete(IO::Name const &, bool) override {
         ++tries;
-        return remove;
+        return status;
     }
     GetTypeStatus GetType(IO::Name const &, EntryType * result) override {
         *result = type;
         return typeStatus;
     }
-    EnumerateStatus Enumerate(IO::EntryEnumerator &) override { return enumerate; }
-    AttributeStatus GetFreeSpace(unsigned long long *) override { return attribute; }
+    EnumerateStatus Enumerate(IO::EntryEnumerator &) override { return status; }
+    AttributeStatus GetFreeSpace(unsigned long long *) override { return status; }
     bool IsReadable() override { return true; }
-    bool IsWriteable() override { return isWriteable; }
-    AttributeStatus IsOnLocalVolume(bool *) override { return attribute; }
-    AttributeStatus IsOnFixedVolume(bool *) override { return attribute; }
+    bool IsWriteable() override { return true; }
+    AttributeStatus IsOnLocalVolume(bool *) override { return status; }
+    AttributeStatus IsOnFixedVolume(bool *) override { return status; }
 
 private:
     ScriptedVFS & owner;
@@ -148,7 +141,7 @@ public:
 
     ScriptedFile file;
     ScriptedFolder folder;
-    ConnectStatus connect{};
+    AnyStatus connect;
 
     IO::Location const & GetPlace() const { return place; }
     IO::Location GetFile() const { return IO::Location(place, IO::Name("file")); }

@@ -4,8 +4,16 @@
 #include <Kestrel/FileSystem/FixedVFS.h>
 #include <Kestrel/FileSystem/FolderEntry.h>
 #include <Kestrel/FileSystem/NativeFileSystem.h>
+#include <Kestrel/FileSystem/RollingVFS.h>
 #include <Kestrel/Location/Location.h>
 #include <Kestrel/Location/Name.h>
+
+#include "Tests/Support/TempFolder.h"
+
+#include <filesystem>
+#include <map>
+#include <memory>
+#include <string>
 
 namespace Tests {
 
@@ -122,10 +130,28 @@ private:
 };
 
 /// A folder of the disk as a file system of its own, so that what goes between the two is read and
-/// written by the library, and yet outlives the process.
-class DiskVFS final : public IO::FixedVFS {
+/// written by the library, and yet outlives the process. `Base` is FixedVFS or RollingVFS.
+template <typename Base>
+class DiskVFS : public Base {
 public:
+    using ConnectStatus = typename Base::ConnectStatus;
+
+    DiskVFS() = default; ///< of a folder of its own, which AddFile creates
     explicit DiskVFS(IO::Location const & root) : root(root) {}
+
+    void AddFile(std::string const & path, std::string const & content) {
+        std::filesystem::create_directories((GetDisk() / path).parent_path());
+        GetDisk().Write(path, content);
+    }
+    TempFolder const & GetDisk() {
+        if (own == nullptr) {
+            own = std::make_unique<TempFolder>();
+            root = IO::Location(own->GetPortable().c_str());
+        }
+        return *own;
+    }
+    /// How many entries are connected right now.
+    int CountConnected() const { return connected; }
 
     ConnectStatus Connect(IO::Location * location, IO::FolderEntry ** entry) override {
         return ConnectTo<DiskFolderEntry>(*location, entry);
@@ -133,10 +159,17 @@ public:
     ConnectStatus Connect(IO::Location * location, IO::FileEntry ** entry) override {
         return ConnectTo<DiskFileEntry>(*location, entry);
     }
-    void Disconnect(IO::FolderEntry * entry) override { delete entry; }
-    void Disconnect(IO::FileEntry * entry) override { delete entry; }
-    void Mounted(IO::Location const & mountPoint) override { place = mountPoint; }
-    void Unmounted() override {}
+    void Disconnect(IO::FolderEntry * entry) override {
+        --connected;
+        delete entry;
+    }
+    void Disconnect(IO::FileEntry * entry) override {
+        --connected;
+        delete entry;
+    }
+
+protected:
+    IO::Location place; // of the root
 
 private:
     template <typename DiskEntry, typename Entry>
@@ -149,14 +182,44 @@ private:
                 return ConnectStatus::Other;
         }
         Entry * inner = nullptr;
-        ConnectStatus const status = IO::NativeFileSystem::Get()->Connect(&native, &inner);
-        if (status == ConnectStatus::Connected)
-            *entry = new DiskEntry(*this, *inner);
+        ConnectStatus const status = root.IsRoot()
+                                         ? ConnectStatus::NotFound
+                                         : IO::NativeFileSystem::Get()->Connect(&native, &inner);
+        if (status != ConnectStatus::Connected)
+            return status;
+        *entry = new DiskEntry(*this, *inner);
+        ++connected;
         return status;
     }
 
-    IO::Location root;
-    IO::Location place;
+    std::unique_ptr<TempFolder> own;
+    IO::Location root; // that of the computer: there is none yet, and nothing is found
+    int connected = 0;
+};
+
+/// Lives where it is mounted.
+class DiskFixedVFS : public DiskVFS<IO::FixedVFS> {
+public:
+    using DiskVFS::DiskVFS;
+    void Mounted(IO::Location const & mountPoint) override {
+        place = mountPoint;
+        ++mountCount;
+    }
+    void Unmounted() override { --mountCount; }
+
+    int mountCount = 0;
+};
+
+/// Claims one location and everything below.
+class DiskRollingVFS : public DiskVFS<IO::RollingVFS> {
+public:
+    explicit DiskRollingVFS(IO::Location const & claimed) { place = claimed; }
+    bool Serves(IO::Location const & location) override {
+        ++questions;
+        return location == place || place.IsAncestorOf(location);
+    }
+
+    int questions = 0;
 };
 
 } // namespace Tests
