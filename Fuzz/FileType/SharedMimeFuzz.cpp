@@ -3,33 +3,33 @@
 // that go again with their manager.
 
 #include "Fuzz/Support/FuzzInput.h"
-#include "Tests/Support/FileSystem/MemoryFS.h"
 
 #include <Kestrel/Channel/MemoryIChannel.h>
-#include <Kestrel/FileSystem/FileSystem.h>
+#include <Kestrel/FileSystem/NativePath.h>
 #include <Kestrel/FileType/FileTypeManager.h>
 #include <Kestrel/FileType/SharedMimeTypes.h>
 
 #include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <random>
 
 using FTM::FileTypeManager;
 using Fuzz::Require;
 
 extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const * data, std::size_t size) {
-    static Tests::MemoryFixedVFS & disk = *new Tests::MemoryFixedVFS();
-    static IO::Location const folder = [] {
-        IO::Location location("C:\\no such folder 8353\\mime");
-        Require(IO::fileSystem.Mount(disk, location) == Mu::NoError);
-        return location;
-    }();
+    static std::filesystem::path const & disk =
+        *new std::filesystem::path(std::filesystem::temp_directory_path() /
+                                   ("kestrel-fuzz-" + std::to_string(std::random_device()())));
+    static bool const isThere = std::filesystem::create_directory(disk) &&
+                                std::atexit([] { std::filesystem::remove_all(disk); }) == 0;
+    Require(isThere);
+    static IO::Location const folder(IO::FromNativePath(disk));
     std::string rest(reinterpret_cast<char const *>(data), size);
-    disk.tree.freeSpace = 1 << 30;
     for (char const * name : {"globs2", "magic", "aliases", "subclasses", "icons"}) {
         std::size_t const end = std::min(rest.find('\x1E'), rest.size());
-        if (Tests::MemoryNode * const node = disk.tree.Find(name); node != nullptr)
-            node->content = rest.substr(0, end);
-        else
-            disk.tree.AddFile(name, rest.substr(0, end));
+        std::ofstream(disk / name, std::ios::binary) << rest.substr(0, end);
         rest.erase(0, end + 1);
     }
     {

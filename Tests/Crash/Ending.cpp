@@ -27,10 +27,6 @@ std::map<std::string, Work> & GetWorks() {
     return works;
 }
 
-std::u16string ToPortable(fs::path const & path) {
-    return std::u16string(std::u16string_view(IO::FromNativePath(path)));
-}
-
 std::string ReadAll(fs::path const & path) {
     std::ostringstream content;
     content << std::ifstream(path, std::ios::binary).rdbuf();
@@ -52,11 +48,8 @@ WorkEntry::WorkEntry(char const * name, Work work) {
 }
 
 Worker::Worker(std::string const & place, EndOf ending, unsigned int seed)
-    : folder(place), ending(ending), random(seed),
-      witness(fs::path(place) / "witness", std::ios::app),
-      calls({ToPortable(fs::path(place) / "one"), ToPortable(fs::path(place) / "two")}) {
-    calls.EndAt(1 + Draw(LatestCall), ending, seed);
-}
+    : folder(place), random(seed), witness(fs::path(place) / "witness", std::ios::app),
+      calls(ending, 1 + Draw(LatestCall)) {}
 
 IO::Location Worker::At(std::string const & name) const {
     return IO::Location(IO::FromNativePath(fs::path(folder) / name));
@@ -99,7 +92,7 @@ Ending::Ending(char const * work, EndOf ending, unsigned int seed, Files const &
     std::istringstream told(folder.Read("witness"));
     for (std::string line; std::getline(told, line);)
         lines.push_back(line);
-    EXPECT_EQ(exitCode, LosingFileCalls::Ended) << (lines.empty() ? "" : lines.back());
+    EXPECT_EQ(exitCode, EndingFileCalls::Ended) << (lines.empty() ? "" : lines.back());
     for (char const * device : {"one", "two"})
         for (auto const & entry : fs::recursive_directory_iterator(folder / device))
             if (entry.is_regular_file())

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Tests/Support/FileSystem/LosingFileCalls.h"
+#include "Tests/Crash/EndingFileCalls.h"
 #include "Tests/Support/TempFolder.h"
 
 #include <Kestrel/Location/Location.h>
@@ -22,7 +22,6 @@ public:
 
     IO::Location At(std::string const & name) const;
     unsigned int Draw(unsigned int limit) { return static_cast<unsigned int>(random() % limit); }
-    EndOf GetEnding() const { return ending; }
 
     /// One line.
     void Tell(std::string const & line);
@@ -32,10 +31,9 @@ public:
 
 private:
     std::string folder;
-    EndOf ending;
     std::mt19937 random;
     std::ofstream witness;
-    LosingFileCalls calls;
+    EndingFileCalls calls;
 };
 
 /// Something that a worker does again and again, under its name.

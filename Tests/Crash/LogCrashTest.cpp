@@ -89,31 +89,19 @@ unsigned int CountLines(std::string const & log, std::string * rest) {
     return count;
 }
 
-void ExpectWholeLines(char const * work) {
-    for (unsigned int seed = 1; seed <= Tests::CountRounds() / 2; ++seed) {
-        SCOPED_TRACE(seed);
-        Ending const ending(work, EndOf::Process, seed);
-        std::string rest;
-        unsigned int const count = CountLines(GetLog(ending), &rest);
-        EXPECT_GE(count, ending.GetLast("safe"));
-        EXPECT_EQ(rest.find('\n'), std::string::npos)
-            << "only the last line, which a write was at, may be cut";
-    }
-}
-
 } // namespace
 
-TEST(LogAtTheEnd, OfTheProcessHoldsWholeLinesWithoutAGap) {
-    ExpectWholeLines("LogIntoOneFile");
-    ExpectWholeLines("LogIntoManyFiles");
-}
-
-TEST(LogAtTheEnd, OfTheSystemHoldsAllThatWasFlushedOrCameWithSomethingSerious) {
-    for (char const * work : {"LogIntoOneFile", "LogIntoManyFiles"})
-        for (unsigned int seed = 1; seed <= Tests::CountRounds() / 2; ++seed) {
-            SCOPED_TRACE(work + std::to_string(seed));
-            Ending const ending(work, EndOf::System, seed);
-            std::string rest;
-            EXPECT_GE(CountLines(GetLog(ending), &rest), ending.GetLast("safe"));
-        }
+TEST(LogAtTheEnd, HoldsWholeLinesWithoutAGapAndAllThatWasFlushedOrCameWithSomethingSerious) {
+    for (EndOf const what : {EndOf::Process, EndOf::System})
+        for (char const * work : {"LogIntoOneFile", "LogIntoManyFiles"})
+            for (unsigned int seed = 1; seed <= Tests::CountRounds() / 2; ++seed) {
+                SCOPED_TRACE(std::string(work) + Tests::NameEnding(what) + std::to_string(seed));
+                Ending const ending(work, what, seed);
+                std::string rest;
+                EXPECT_GE(CountLines(GetLog(ending), &rest), ending.GetLast("safe"));
+                if (what == EndOf::Process) {
+                    EXPECT_EQ(rest.find('\n'), std::string::npos)
+                        << "only the last line, which a write was at, may be cut";
+                }
+            }
 }

@@ -1,9 +1,7 @@
 #include <Kestrel/FileSystem/ReadOnlyFolderEntry.h>
 
 #include <Kestrel/FileSystem/Internal/NameGeneration.h>
-#include <Kestrel/Root/Exceptions.h>
 
-#include "Tests/Support/FaultSweep.h"
 #include "Tests/Support/HandClock.h"
 #include "Tests/Support/Text.h"
 
@@ -11,7 +9,6 @@
 
 #include <deque>
 #include <map>
-#include <set>
 
 namespace {
 
@@ -100,58 +97,56 @@ TEST(FolderEntry, GeneratesNamesOfABaseAndTenDigits) {
     EXPECT_EQ(name.size(), 12u);
 }
 
-TEST(FolderEntry, NumbersGeneratedNamesOneAfterAnother) {
-    ListFolder folder;
-    unsigned long const first = std::stoul(Generate(folder, "n").substr(1));
-    unsigned long const next = (first + 1) & 0xFFFFFFFFul;
-    char text[16];
-    std::snprintf(text, sizeof text, "n%010lu", next);
-    folder.entries[text] = 'x'; // the one whose turn it is is taken
-    std::snprintf(text, sizeof text, "n%010lu", (next + 1) & 0xFFFFFFFFul);
-    EXPECT_EQ(Generate(folder, "n"), text);
-}
-
 TEST(FolderEntry, BeginsItsNumbersFarFromThoseOfAnotherProcess) {
     Tests::HandClock const clock(0x12345678 * 1000ull);
     IO::StartNameGeneration();
-    EXPECT_EQ(IO::NextGeneratedNumber(), 0x78563412u);
-    EXPECT_EQ(IO::NextGeneratedNumber(), 0x78563413u);
+    ListFolder folder;
+    EXPECT_EQ(Generate(folder, "n"), "n2018915346"); // 0x78563412
+    folder.entries["n2018915347"] = 'x';
+    EXPECT_EQ(Generate(folder, "n"), "n2018915348");
 }
 
-TEST(FolderEntry, TellsWhyNoNameCouldBeGenerated) {
+TEST(FolderEntry, ReportsWhyNoNameCouldBeGenerated) {
     struct {
         GetTypeStatus met;
-        GenUNStatus told;
+        GenUNStatus generated;
+        ExchangeStatus exchanged; // which begins with a temporary name
     } const table[] = {
-        {GetTypeStatus::AccessDenied, GenUNStatus::AccessDenied},
-        {GetTypeStatus::Other, GenUNStatus::Other},
-        {static_cast<GetTypeStatus>(77), GenUNStatus::Other},
+        {GetTypeStatus::AccessDenied, GenUNStatus::AccessDenied, ExchangeStatus::AccessDenied},
+        {GetTypeStatus::Other, GenUNStatus::Other, ExchangeStatus::Other},
+        {static_cast<GetTypeStatus>(77), GenUNStatus::Other, ExchangeStatus::Other},
     };
     for (auto const & row : table) {
         ListFolder folder;
         folder.typeStatus = row.met;
-        IO::Name name("before");
+        IO::Name name("before"), outA, outB;
         unsigned int counter = 3;
-        EXPECT_EQ(folder.GenerateUnusedName(&name, U("a")), row.told);
-        EXPECT_EQ(folder.GenerateUnusedNameFromString(&name, U("a"), U(""), 0, &counter), row.told);
+        EXPECT_EQ(folder.GenerateUnusedName(&name, U("a")), row.generated);
+        EXPECT_EQ(folder.GenerateUnusedNameFromString(&name, U("a"), U(""), 0, &counter),
+                  row.generated);
         EXPECT_EQ(ToUtf8(name), "before");
         EXPECT_EQ(counter, 3u);
-        EXPECT_EQ(folder.asked.size(), 2u);
+        EXPECT_EQ(folder.Exchange("a", "b", false, &outA, &outB), row.exchanged);
+        EXPECT_EQ(ToUtf8(outA) + ToUtf8(outB), "ab");
+        EXPECT_EQ(folder.asked.size(), 3u);
     }
 }
 
-TEST(FolderEntry, RefusesNullsWhereNamesAreGenerated) {
+TEST(FolderEntry, RefusesNulls) {
     ListFolder folder;
     IO::Name name;
     Mu::UniString const & none = NullReference<Mu::UniString>();
-    EXPECT_EQ(folder.GenerateUnusedName(nullptr, U("a")), GenUNStatus::Other);
-    EXPECT_EQ(folder.GenerateUnusedName(&name, none), GenUNStatus::Other);
-    EXPECT_EQ(folder.GenerateUnusedNameFromString(nullptr, U("a"), U("b"), 0, nullptr),
-              GenUNStatus::Other);
-    EXPECT_EQ(folder.GenerateUnusedNameFromString(&name, none, U("b"), 0, nullptr),
-              GenUNStatus::Other);
-    EXPECT_EQ(folder.GenerateUnusedNameFromString(&name, U("a"), none, 0, nullptr),
-              GenUNStatus::Other);
+    auto const generate = [&](IO::Name * result, Mu::UniString const & base,
+                              Mu::UniString const & extension) {
+        return folder.GenerateUnusedNameFromString(result, base, extension, 0, nullptr);
+    };
+    for (GenUNStatus const status :
+         {folder.GenerateUnusedName(nullptr, U("a")), folder.GenerateUnusedName(&name, none),
+          generate(nullptr, U("a"), U("b")), generate(&name, none, U("b")),
+          generate(&name, U("a"), none)})
+        EXPECT_EQ(status, GenUNStatus::Other);
+    EXPECT_EQ(folder.Exchange("a", "b", false, nullptr, &name), ExchangeStatus::Other);
+    EXPECT_EQ(folder.Exchange("a", "b", false, &name, nullptr), ExchangeStatus::Other);
 }
 
 TEST(FolderEntry, TriesABareNameFirstAndThenNumbers) {
@@ -203,16 +198,6 @@ TEST(FolderEntry, ReplacesWhatSomePlatformForbids) {
               "e.t");
 }
 
-TEST(FolderEntry, ExchangesTwoEntries) {
-    ListFolder folder;
-    folder.entries = {{"a", 'A'}, {"b", 'B'}};
-    IO::Name outA, outB;
-    EXPECT_EQ(folder.Exchange("a", "b", true, &outA, &outB), ExchangeStatus::Done);
-    EXPECT_EQ(folder.entries, (std::map<std::string, char>{{"a", 'B'}, {"b", 'A'}}));
-    EXPECT_EQ(ToUtf8(outA), "b");
-    EXPECT_EQ(ToUtf8(outB), "a");
-}
-
 TEST(FolderEntry, TakesTheOutputsOfAnExchangeAsItsInputs) {
     ListFolder folder;
     folder.entries = {{"a", 'A'}, {"b", 'B'}};
@@ -261,44 +246,4 @@ TEST(FolderEntry, TakesABrokenExchangeBackAsFarAsItGoes) {
         EXPECT_EQ(a.size() == 1 ? a[0] : 't', row.whereA);
         EXPECT_EQ(b.size() == 1 ? b[0] : 't', row.whereB);
     }
-}
-
-TEST(FolderEntry, DoesNotBeginAnExchangeWithoutATemporaryName) {
-    struct {
-        GetTypeStatus met;
-        ExchangeStatus told;
-    } const table[] = {
-        {GetTypeStatus::AccessDenied, ExchangeStatus::AccessDenied},
-        {GetTypeStatus::Other, ExchangeStatus::Other},
-    };
-    for (auto const & row : table) {
-        ListFolder folder;
-        folder.entries = {{"a", 'A'}, {"b", 'B'}};
-        folder.typeStatus = row.met;
-        IO::Name outA, outB;
-        EXPECT_EQ(folder.Exchange("a", "b", false, &outA, &outB), row.told);
-        EXPECT_EQ(ToUtf8(outA), "a");
-        EXPECT_EQ(ToUtf8(outB), "b");
-    }
-    ListFolder folder;
-    IO::Name out;
-    EXPECT_EQ(folder.Exchange("a", "b", false, nullptr, &out), ExchangeStatus::Other);
-    EXPECT_EQ(folder.Exchange("a", "b", false, &out, nullptr), ExchangeStatus::Other);
-}
-
-TEST(FolderEntry, MeetsEveryFailedAllocationOfAnExchange) {
-    SweepAllocations([](bool failed) {
-        ListFolder folder;
-        folder.entries = {{"a", 'A'}, {"b", 'B'}};
-        IO::Name outA, outB;
-        ExchangeStatus status = ExchangeStatus::Other;
-        try {
-            status = folder.Exchange("a", "b", true, &outA, &outB);
-        } catch (Mu::OutOfMemoryException const &) {
-            ASSERT_TRUE(failed);
-        }
-        char const expected = status == ExchangeStatus::Done ? 'B' : 'A';
-        EXPECT_EQ(folder.entries["a"], expected) << "no entry is left under another name";
-        EXPECT_EQ(folder.entries.size(), 2u);
-    });
 }

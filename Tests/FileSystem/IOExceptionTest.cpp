@@ -25,9 +25,3 @@ TEST(IOException, CarriesMessagePlaceAndCause) {
     assigned = *copy;
     EXPECT_STREQ(assigned.GetMessage(), "disk is gone");
 }
-
-TEST(IOException, IsCaughtByAnyOfItsBases) {
-    EXPECT_THROW(throw IO::IOException("x", "", 0), Mu::MuException);
-    EXPECT_THROW(throw IO::IOException("x", "", 0), Mu::RootException);
-    EXPECT_THROW(throw IO::IOException("x", "", 0), std::exception);
-}

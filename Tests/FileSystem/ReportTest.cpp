@@ -38,34 +38,6 @@ TEST(Report, TakesAnEntryApartIntoNameAndFolder) {
     }
 }
 
-TEST(Report, PutsAllKindsOfArgumentsInTheirOrder) {
-    static IO::ReportLine line(Level::Warning, "% % % % (OS errors: %)");
-    IO::AddOSError("ReadFile: 5 = \"no\"");
-    IO::AddOSError("CloseHandle: 6 = \"gone\"");
-    Tests::LogCapture log;
-    IO::Report(line, {IO::Location("C:\\x"), IO::Name("name"), U("t\xC3\xA4xt"), "narrow"});
-    EXPECT_EQ(OnlyLine(log), "C:\\x name t\xC3\xA4xt narrow (OS errors: ReadFile: 5 = \"no\", "
-                             "CloseHandle: 6 = \"gone\")");
-    EXPECT_EQ(log.GetLines()[0].severity, Mu::LogSeverity::Warning);
-    EXPECT_EQ(log.GetLines()[0].domain, "IO");
-    EXPECT_STREQ(IO::GetOSErrors(), "");
-}
-
-TEST(Report, ForgetsTheSystemsErrorsInAnyCase) {
-    static IO::ReportLine plain(Level::Error, "plain");
-    static IO::ReportLine unwanted(Level::Trace, "nobody listens");
-    IO::AddOSError("one");
-    {
-        Tests::LogCapture log;
-        IO::Report(plain, {});
-        EXPECT_EQ(OnlyLine(log), "plain");
-    }
-    EXPECT_STREQ(IO::GetOSErrors(), "");
-    IO::AddOSError("two");
-    IO::Report(unwanted, {});
-    EXPECT_STREQ(IO::GetOSErrors(), "");
-}
-
 TEST(Report, TakesTheLastRowForAStatusBeyondTheTable) {
     enum class Status : unsigned int { Done, Failed };
     static IO::Outcome table[] = {{IO::NoError, {Level::Info, "done"}},

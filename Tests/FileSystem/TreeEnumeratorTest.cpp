@@ -192,25 +192,6 @@ TEST_P(TreeOn, GoesOnPastWhatChangesUnderIt) {
     EXPECT_EQ(std::count(diary.lines.begin(), diary.lines.end(), "exited b"), 1);
 }
 
-TEST_P(TreeOn, TakesStepsByHand) {
-    Plant(place.GetRoot());
-    Folder const root(place.GetRoot());
-    Diary diary(root);
-    diary.ProcessFileFound("x");
-    diary.ProcessFolderFound("a");
-    EXPECT_EQ(diary.files, (Files{"x", "a/b/inner", "a/outer"}));
-    diary.ProcessFolderFound("absent");
-    diary.ProcessLinkFound("absent");
-    EXPECT_EQ(diary.GetStatus(), IO::Error);
-    EXPECT_EQ(diary.GetParent(), &root);
-    diary.Stop();
-    diary.lines.clear();
-    diary.ProcessFolderFound("a");
-    diary.ProcessLinkFound("a");
-    EXPECT_EQ(diary.lines, Lines{});
-    EXPECT_EQ(diary.Do(), IO::NoError) << "which begins anew";
-}
-
 namespace {
 
 /// Folders by their numbers, each in one of lower number, with files, and links to files and folders.

@@ -3,9 +3,7 @@
 #include "Tests/FileType/CodedFS.h"
 #include "Tests/FileType/TablePeek.h"
 #include "Tests/Support/FaultSweep.h"
-#include "Tests/Support/FileSystem/Place.h"
 #include "Tests/Support/FileSystem/ScriptedFileCalls.h"
-#include "Tests/Support/Gate.h"
 #include "Tests/Support/LogCapture.h"
 
 #include <Kestrel/FileType/Defaults.h>
@@ -262,12 +260,12 @@ TEST(Identification, FollowsTheStages) {
             model.Add(type);
         }
         ASSERT_EQ(TablePeek::Check(), "");
-        for (auto const & file : files.tree.GetRoot().children) {
-            Model::Asked asked{file->name.GetExtension().ToCStr().GetText(), file->typeCode,
-                               file->content, static_cast<int>(random() % groups.size()), -1};
-            SCOPED_TRACE(file->name.ToString().ToCStr().GetText());
+        for (Tests::CodedFS::Coded const & file : files.files) {
+            Model::Asked asked{file.name.GetExtension().ToCStr().GetText(), file.code, file.content,
+                               static_cast<int>(random() % groups.size()), -1};
+            SCOPED_TRACE(file.name.ToString().ToCStr().GetText());
             GroupID const scope = groups[static_cast<unsigned int>(asked.group)];
-            IO::Location const location = files / file->name;
+            IO::Location const location = files / file.name;
             Model::Type const & meant = model.types[random() % model.types.size()];
             int const group = random() % 4 == 0 && meant.group > 0 ? meant.group : -1;
             GeneralID const target =
@@ -324,13 +322,11 @@ TEST(Identification, FillsTheInfoOfATypeThatTheNameSettles) {
     Tests::CodedFS files;
     files.Add("a.bmp", 0, "BM");
     files.Add("b.bmp", 0, "no");
-    files.Add("c.bmp", 0, "").refusesOpen = true;
     files.Add("picture", 0x50494354, "BM");
     files.Add("drawing", 0x50494354, "??");
     Tests::LogCapture log;
     for (auto const & [name, expected, depth] : {std::tuple("a.bmp", GeneralID(BMPFileType), 16),
                                                  {"b.bmp", GeneralID(BMPFileType), 0},
-                                                 {"c.bmp", GeneralID(UnknownType), 0},
                                                  {"none.bmp", GeneralID(UnknownType), 0},
                                                  {"picture", GeneralID(BMPFileType), 16},
                                                  {"drawing", GeneralID(ImageGroup), 0}}) {
@@ -342,7 +338,7 @@ TEST(Identification, FillsTheInfoOfATypeThatTheNameSettles) {
         unsigned int const count = Manager::Identify(files / name, list, 1, RootGroup, infos);
         EXPECT_EQ(count, expected == UnknownType ? 0u : expected.IsGroup() ? 3u : 1u) << name;
     }
-    EXPECT_EQ(Manager::Identify(files / "c.bmp", RootGroup, nullptr), BMPFileType);
+    EXPECT_EQ(Manager::Identify(files / "none.bmp", RootGroup, nullptr), BMPFileType);
     EXPECT_TRUE(Manager::ExactMatch(files / "picture", ImageGroup, RootGroup));
 }
 
@@ -363,33 +359,6 @@ TEST(Identification, OnlyMatchKeepsAMissingFileOutOfTheLog) {
         EXPECT_FALSE(ask());
         EXPECT_EQ(!log.GetLines().empty(), isLogged);
     }
-}
-
-TEST(Identification, AFailingFileIsTheNegativeAnswer) {
-    Manager manager("m");
-    TypeID const one = manager.AddType(Typed("q", 0, Holds<'x'>), RootGroup);
-    manager.AddType(Typed("q", 0, Holds<'y'>), RootGroup);
-    Tests::CodedFS files;
-    files.Add("good.q", 0, "x");
-    for (bool Tests::MemoryNode::*refuses :
-         {&Tests::MemoryNode::refusesOpen, &Tests::MemoryNode::refusesSeek,
-          &Tests::MemoryNode::refusesClose}) {
-        Tests::LogCapture log;
-        IO::Location const bad = files / "bad.q";
-        // Longer than what is read ahead, so that winding back asks the entry.
-        std::string content(10000, ' ');
-        content += 'x';
-        Tests::MemoryNode & node = files.Add("bad.q", 0, content);
-        node.*refuses = true;
-        TypeID list[2] = {one, one};
-        EXPECT_EQ(Manager::Identify(bad, RootGroup, nullptr), UnknownType);
-        EXPECT_EQ(Manager::Identify(bad, list, 2, RootGroup, nullptr), 0u);
-        EXPECT_EQ(list[1], UnknownType);
-        EXPECT_FALSE(Manager::Match(bad, one, RootGroup));
-        EXPECT_FALSE(Manager::ExactMatch(bad, one, RootGroup));
-        node.*refuses = false;
-    }
-    EXPECT_EQ(Manager::Identify(files / "good.q", RootGroup, nullptr), one);
 }
 
 TEST(Identification, AContentTestMayChangeTheCatalogue) {
@@ -453,30 +422,6 @@ TEST(Identification, OthersWaitForALongContentTest) {
     Manager::Identify(files / "f.q", RootGroup, nullptr);
     other.join();
     inTheTest = nullptr;
-}
-
-TEST(Identification, GoesOnWhileOthersChangeTheCatalogue) {
-    Manager manager("m");
-    LoadFTMDefaults(&manager);
-    Tests::Place place(true);
-    place.Write("a.q", "x");
-    TypeID const kept = manager.AddType(Typed("q", 0, Holds<'x'>), RootGroup);
-    auto const identify = [&] {
-        for (int i = 0; i < 200; ++i) {
-            EXPECT_EQ(Manager::Identify(place / "none.jpg", RootGroup, nullptr), JPEGFileType);
-            EXPECT_EQ(Manager::Identify(place / "a.q", RootGroup, nullptr), kept);
-        }
-    };
-    identify(); // alone first
-    std::thread first(identify);
-    std::thread second(identify);
-    for (int i = 0; i < 200; ++i) {
-        Manager other("o");
-        other.AddType(Typed("q;z", 0, Holds<'y'>), other.AddGroup("g", RootGroup, nullptr));
-    }
-    first.join();
-    second.join();
-    EXPECT_EQ(TablePeek::Check(), "");
 }
 
 // Every stage once; an answer is right, or the negative one when something failed.

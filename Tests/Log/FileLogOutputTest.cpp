@@ -391,21 +391,6 @@ TEST(FileLogOutput, GivesUpOnAFullDisk) {
     EXPECT_GE(Mu::logger.GetLostCount(), lost + 2);
 }
 
-TEST(FileLogOutput, LivesOnWhenItsFolderGoes) {
-    LogFolder const folder;
-    unsigned long long const lost = Mu::logger.GetLostCount();
-    ActiveLog const log(folder, 0);
-    LogError("before");
-    std::error_code failure;
-    fs::remove_all(folder.GetPath(), failure);
-    if (failure)
-        GTEST_SKIP() << "the system keeps the folder of an open file";
-    LogError("the file is open still, without a name");
-    LogError("and there is no place for the next one");
-    EXPECT_FALSE(log->HasFile());
-    EXPECT_GT(Mu::logger.GetLostCount(), lost);
-}
-
 namespace {
 
 // The disk itself would make a sweep last for minutes.

@@ -4,8 +4,8 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <fstream>
-#include <set>
 #include <string>
 
 // What each call does on the real system, the same on both platforms.
@@ -61,19 +61,6 @@ protected:
         return data;
     }
 
-    std::set<std::u16string> List(std::string const & name) {
-        std::set<std::u16string> names;
-        FindHandle find;
-        FindData data;
-        EXPECT_EQ(calls.OpenFolder(Path(name), IO::FolderUse::List, &find), 0u);
-        unsigned int error;
-        while ((error = calls.FindNextFile(find, &data)) == FileError::None)
-            EXPECT_TRUE(names.insert(std::u16string(data.GetName())).second);
-        EXPECT_EQ(error, FileError::NoMoreFiles);
-        EXPECT_EQ(calls.FindClose(find), 0u);
-        return names;
-    }
-
     // Wine lets root write to any file, which Windows does not.
     bool SystemIgnoresProtection([[maybe_unused]] std::string const & name) const {
 #if defined(_WIN32)
@@ -94,30 +81,36 @@ protected:
 } // namespace
 
 TEST_F(FileCallsTest, CreatesAndOpensByDisposition) {
-    EXPECT_EQ(TryOpen("x", FileDisposition::OpenExisting), FileError::FileNotFound);
-    EXPECT_EQ(TryOpen("x", FileDisposition::TruncateExisting), FileError::FileNotFound);
+    struct {
+        unsigned int disposition;
+        unsigned int created; // the error where there is none,
+        unsigned int opened;  // and where there is one
+        bool truncates;
+    } const rows[] = {
+        {FileDisposition::CreateNew, FileError::None, FileError::FileExists, false},
+        {FileDisposition::OpenExisting, FileError::FileNotFound, FileError::None, false},
+        {FileDisposition::TruncateExisting, FileError::FileNotFound, FileError::None, true},
+        {FileDisposition::OpenAlways, FileError::None, FileError::AlreadyExists, false},
+        {FileDisposition::CreateAlways, FileError::None, FileError::AlreadyExists, true},
+    };
+    for (auto const & row : rows) {
+        SCOPED_TRACE(row.disposition);
+        EXPECT_EQ(TryOpen("x", row.disposition), row.created);
+        folder.Write("x", "content");
+        FileHandle file;
+        unsigned int const error =
+            calls.CreateFile(Path("X"), ReadWrite, FileShare::None, row.disposition, 0, &file);
+        EXPECT_EQ(file != nullptr, row.opened != FileError::FileExists);
+        EXPECT_TRUE(error == row.opened || (file != nullptr && error == FileError::None)) << error;
+        if (file != nullptr) {
+            EXPECT_EQ(calls.CloseHandle(file), 0u);
+        }
+        EXPECT_EQ(folder.Read("x"), row.truncates ? "" : "content");
+        fs::remove(folder / "x");
+    }
     EXPECT_EQ(TryOpen("none\\x", FileDisposition::CreateNew), FileError::PathNotFound);
-    EXPECT_EQ(TryOpen("x", FileDisposition::CreateNew), FileError::None);
-    EXPECT_EQ(TryOpen("x", FileDisposition::CreateNew), FileError::FileExists);
-    folder.Write("x", "content");
-    EXPECT_EQ(TryOpen("x", FileDisposition::OpenExisting), FileError::None);
-    EXPECT_EQ(folder.Read("x"), "content");
-    EXPECT_EQ(TryOpen("x", FileDisposition::TruncateExisting), FileError::None);
-    EXPECT_EQ(folder.Read("x"), "");
-    folder.Write("x", "content");
-    FileHandle file; // a file that stands already is told of, as a success
-    (void)calls.CreateFile(Path("x"), ReadWrite, 0, FileDisposition::CreateAlways, 0, &file);
-    ASSERT_NE(file, nullptr);
-    EXPECT_EQ(calls.CloseHandle(file), 0u);
-    EXPECT_EQ(folder.Read("x"), "");
-    EXPECT_EQ(TryOpen("y", FileDisposition::CreateAlways), FileError::None);
-    EXPECT_EQ(TryOpen("z", FileDisposition::OpenAlways), FileError::None);
-    EXPECT_TRUE(fs::exists(folder / "z"));
     EXPECT_EQ(TryOpen("x", 0), FileError::InvalidParameter);
     EXPECT_EQ(TryOpen("x", 6), FileError::InvalidParameter);
-}
-
-TEST_F(FileCallsTest, CreatesAFileThatNobodyMayWrite) {
     EXPECT_EQ(TryOpen("new", FileDisposition::CreateNew, FileAttribute::ReadOnly, FileAccess::None),
               FileError::None);
     EXPECT_EQ(GetAttributes("new") & FileAttribute::ReadOnly, FileAttribute::ReadOnly);
@@ -152,37 +145,6 @@ TEST_F(FileCallsTest, OpensFilesInAFolderThatIsHeldOpen) {
     EXPECT_EQ(calls.FindClose(held), 0u);
 }
 
-TEST_F(FileCallsTest, ReadsAndWritesAtThePosition) {
-    FileHandle const file = Open("x", ReadWrite, FileDisposition::CreateNew);
-    unsigned int count = 99;
-    unsigned long long position = 99;
-    EXPECT_EQ(calls.WriteFile(file, "hello world", 11, &count), 0u);
-    EXPECT_EQ(count, 11u);
-    EXPECT_EQ(calls.SetFilePointerEx(file, -5, &position, 2), 0u);
-    EXPECT_EQ(position, 6u);
-    char text[20] = {};
-    EXPECT_EQ(calls.ReadFile(file, text, 20, &count), 0u);
-    EXPECT_EQ(std::string(text, count), "world");
-    EXPECT_EQ(calls.ReadFile(file, text, 20, &count), 0u) << "the end is no failure";
-    EXPECT_EQ(count, 0u);
-    EXPECT_EQ(calls.SetFilePointerEx(file, -12, &position, 1), FileError::NegativeSeek);
-    EXPECT_EQ(calls.SetFilePointerEx(file, 0, &position, 1), 0u);
-    EXPECT_EQ(position, 11u) << "a refused move moves nothing";
-    EXPECT_EQ(calls.SetFilePointerEx(file, 0, nullptr, 3), FileError::InvalidParameter);
-
-    unsigned long long size = 99;
-    EXPECT_EQ(calls.SetFilePointerEx(file, 4, nullptr, 0), 0u);
-    EXPECT_EQ(calls.SetEndOfFile(file), 0u);
-    EXPECT_EQ(calls.GetFileSizeEx(file, &size), 0u);
-    EXPECT_EQ(size, 4u);
-    EXPECT_EQ(calls.SetFilePointerEx(file, 6, nullptr, 0), 0u);
-    EXPECT_EQ(calls.SetEndOfFile(file), 0u);
-    EXPECT_EQ(calls.FlushFileBuffers(file), 0u);
-    EXPECT_EQ(calls.SetFilePointerEx(file, 0, nullptr, 0), 0u);
-    EXPECT_EQ(calls.ReadFile(file, text, 20, &count), 0u);
-    EXPECT_EQ(std::string(text, count), std::string("hell\0\0", 6));
-}
-
 TEST_F(FileCallsTest, RefusesWhatTheHandleWasNotOpenedFor) {
     folder.Write("x", "content");
     unsigned int count = 99;
@@ -198,17 +160,11 @@ TEST_F(FileCallsTest, RefusesWhatTheHandleWasNotOpenedFor) {
     EXPECT_EQ(folder.Read("x"), "content");
 }
 
-TEST_F(FileCallsTest, TellsKindsAndProtectionByAttributes) {
+TEST_F(FileCallsTest, KeepsWhatIsProtected) {
     folder.Write("file", "x");
-    fs::create_directory(folder / "sub");
-    EXPECT_EQ(GetAttributes("sub") & FileAttribute::Folder, FileAttribute::Folder);
-    EXPECT_EQ(GetAttributes("file") & (FileAttribute::Folder | FileAttribute::ReadOnly), 0u);
-    EXPECT_EQ(GetAttributes("none"), 1000000 + FileError::FileNotFound);
     EXPECT_EQ(GetAttributes("none\\x"), 1000000 + FileError::PathNotFound);
     EXPECT_EQ(GetAttributes("file\\x"), 1000000 + FileError::PathNotFound);
-
     EXPECT_EQ(calls.SetFileAttributes(Path("file"), FileAttribute::ReadOnly), 0u);
-    EXPECT_EQ(GetAttributes("file") & FileAttribute::ReadOnly, FileAttribute::ReadOnly);
     EXPECT_EQ(calls.DeleteFile(Path("file")), FileError::AccessDenied);
     if (!SystemIgnoresProtection("file")) {
         EXPECT_EQ(TryOpen("file", FileDisposition::OpenExisting), FileError::AccessDenied);
@@ -217,61 +173,8 @@ TEST_F(FileCallsTest, TellsKindsAndProtectionByAttributes) {
     EXPECT_EQ(folder.Read("file"), "x");
     EXPECT_EQ(calls.SetFileAttributes(Path("file"), FileAttribute::Normal), 0u);
     EXPECT_EQ(TryOpen("file", FileDisposition::OpenExisting), FileError::None);
-    EXPECT_EQ(calls.DeleteFile(Path("file")), FileError::None);
-    EXPECT_EQ(calls.SetFileAttributes(Path("file"), FileAttribute::Normal),
+    EXPECT_EQ(calls.SetFileAttributes(Path("none"), FileAttribute::Normal),
               FileError::FileNotFound);
-}
-
-TEST_F(FileCallsTest, TellsAboutOneEntry) {
-    folder.Write("Some File", "12345");
-    FindData const data = Find("Some File");
-    EXPECT_EQ(data.GetName(), u"Some File");
-    EXPECT_EQ(data.size, 5u);
-    EXPECT_FALSE(data.IsFolder());
-    EXPECT_NE(data.lastWriteTime, 0u);
-    EXPECT_NE(data.creationTime, 0u);
-    FindData next;
-    EXPECT_EQ(calls.FindFirstFile(Path("none"), &next), FileError::FileNotFound);
-}
-
-TEST_F(FileCallsTest, EnumeratesEveryEntryOnce) {
-    fs::create_directory(folder / "f");
-    fs::create_directory(folder / "f/sub");
-    std::set<std::u16string> expected = {u".", u"..", u"sub"};
-    for (int i = 0; i < 1200; ++i) {
-        std::string const name = "an entry with a longer name, number " + std::to_string(i);
-        folder.Write("f/" + name, "");
-        expected.insert(std::u16string(name.begin(), name.end()));
-    }
-    EXPECT_EQ(List("f"), expected);
-    fs::create_directory(folder / "empty");
-    EXPECT_EQ(List("empty"), (std::set<std::u16string>{u".", u".."}));
-
-    FindHandle find;
-    folder.Write("file", "");
-    for (IO::FolderUse const use : {IO::FolderUse::List, IO::FolderUse::Base}) {
-        EXPECT_EQ(calls.OpenFolder(Path("none"), use, &find), FileError::PathNotFound);
-        EXPECT_EQ(calls.OpenFolder(Path("file"), use, &find), FileError::Directory);
-        EXPECT_EQ(find, nullptr);
-    }
-}
-
-TEST_F(FileCallsTest, MakesAndRemovesFolders) {
-    EXPECT_EQ(calls.CreateDirectory(Path("sub")), 0u);
-    EXPECT_TRUE(fs::is_directory(folder / "sub"));
-    EXPECT_EQ(calls.CreateDirectory(Path("sub")), FileError::AlreadyExists);
-    EXPECT_EQ(calls.CreateDirectory(Path("none\\sub")), FileError::PathNotFound);
-    folder.Write("file", "");
-    EXPECT_EQ(calls.CreateDirectory(Path("file")), FileError::AlreadyExists);
-    EXPECT_EQ(calls.RemoveDirectory(Path("file")), FileError::Directory);
-    folder.Write("sub/x", "");
-    EXPECT_EQ(calls.RemoveDirectory(Path("sub")), FileError::DirNotEmpty);
-    EXPECT_EQ(calls.DeleteFile(Path("sub")), FileError::AccessDenied);
-    EXPECT_EQ(calls.DeleteFile(Path("sub\\x")), 0u);
-    EXPECT_EQ(calls.DeleteFile(Path("sub\\x")), FileError::FileNotFound);
-    EXPECT_EQ(calls.RemoveDirectory(Path("sub")), 0u);
-    EXPECT_EQ(calls.RemoveDirectory(Path("sub")), FileError::FileNotFound);
-    EXPECT_EQ(TryOpen("sub", FileDisposition::OpenExisting), FileError::FileNotFound);
 }
 
 TEST_F(FileCallsTest, OpensAFolderOnlyWhenAskedTo) {
@@ -307,101 +210,39 @@ TEST_F(FileCallsTest, SetsTimesOneByOne) {
     }
 }
 
-TEST_F(FileCallsTest, MovesButNeverOverwrites) {
-    folder.Write("a", "one");
-    folder.Write("b", "two");
-    fs::create_directory(folder / "sub");
-    folder.Write("sub/inner", "three");
-    EXPECT_EQ(calls.MoveFile(Path("a"), Path("b")), FileError::AlreadyExists);
-    EXPECT_EQ(calls.MoveFile(Path("a"), Path("sub")), FileError::AlreadyExists);
-    EXPECT_EQ(calls.MoveFile(Path("none"), Path("c")), FileError::FileNotFound);
-    EXPECT_EQ(calls.MoveFile(Path("a"), Path("none\\c")), FileError::PathNotFound);
-    EXPECT_EQ(folder.Read("a") + folder.Read("b"), "onetwo");
-    EXPECT_EQ(calls.MoveFile(Path("a"), Path("sub\\c")), 0u);
-    EXPECT_EQ(folder.Read("sub/c"), "one");
-    EXPECT_EQ(calls.MoveFile(Path("sub"), Path("moved")), 0u);
-    EXPECT_EQ(folder.Read("moved/inner"), "three");
-    EXPECT_FALSE(fs::exists(folder / "sub"));
-}
-
-TEST_F(FileCallsTest, CopiesOneFile) {
-    std::string content(300000, 0);
-    for (std::size_t i = 0; i < content.size(); ++i)
-        content[i] = static_cast<char>(i * 7 >> 3);
-    folder.Write("a", content);
-    folder.Write("empty", "");
-    folder.Write("b", "stays");
-    EXPECT_EQ(calls.CopyFile(Path("a"), Path("b")), FileError::FileExists);
-    EXPECT_EQ(folder.Read("b"), "stays");
+TEST_F(FileCallsTest, CopiesTimesAndProtection) {
+    folder.Write("a", std::string(300000, 'c'));
+    fs::last_write_time(folder / "a", fs::file_time_type::clock::now() - std::chrono::hours(99));
+    EXPECT_EQ(calls.SetFileAttributes(Path("a"), FileAttribute::ReadOnly), 0u);
     EXPECT_EQ(calls.CopyFile(Path("a"), Path("c")), 0u);
-    EXPECT_EQ(folder.Read("c"), content);
+    EXPECT_EQ(Find("c").size, 300000u);
+    EXPECT_EQ(Find("c").GetName(), u"c");
     EXPECT_EQ(Find("c").lastWriteTime, Find("a").lastWriteTime);
-    EXPECT_EQ(calls.CopyFile(Path("empty"), Path("empty too")), 0u);
-    EXPECT_EQ(Find("empty too").size, 0u);
+    EXPECT_EQ(GetAttributes("c") & FileAttribute::ReadOnly, FileAttribute::ReadOnly);
     EXPECT_EQ(calls.CopyFile(Path("none"), Path("d")), FileError::FileNotFound);
     EXPECT_EQ(calls.CopyFile(Path("a"), Path("none\\d")), FileError::PathNotFound);
-    EXPECT_FALSE(fs::exists(folder / "d"));
-    EXPECT_EQ(calls.SetFileAttributes(Path("a"), FileAttribute::ReadOnly), 0u);
-    EXPECT_EQ(calls.CopyFile(Path("a"), Path("e")), 0u);
-    EXPECT_EQ(GetAttributes("e") & FileAttribute::ReadOnly, FileAttribute::ReadOnly);
 }
 
-TEST_F(FileCallsTest, FindsAnEntryInAnotherSpelling) {
-    fs::create_directory(folder / "Folder");
-    fs::create_directory(folder / "Folder/Inner");
-    folder.Write("Folder/Inner/File.txt", "x");
-    EXPECT_EQ(GetAttributes("FOLDER\\inner") & FileAttribute::Folder, FileAttribute::Folder);
-    EXPECT_EQ(TryOpen("folder\\INNER\\file.TXT", FileDisposition::OpenExisting), FileError::None);
-    EXPECT_EQ(GetAttributes("folder\\inner\\none"), 1000000 + FileError::FileNotFound);
-    EXPECT_EQ(GetAttributes("folder\\none\\file.txt"), 1000000 + FileError::PathNotFound);
-    EXPECT_EQ(List("folder\\INNER").count(u"File.txt"), 1u);
-    EXPECT_EQ(calls.DeleteFile(Path("folder\\inner\\FILE.txt")), 0u);
-    EXPECT_EQ(calls.RemoveDirectory(Path("FOLDER\\INNER")), 0u);
-    EXPECT_FALSE(fs::exists(folder / "Folder/Inner"));
-}
-
-TEST_F(FileCallsTest, MakesNoSecondSpellingOfAName) {
-    fs::create_directory(folder / "Sub");
-    folder.Write("Sub/File", "x");
-    EXPECT_EQ(TryOpen("sub\\FILE", FileDisposition::CreateNew), FileError::FileExists);
-    EXPECT_EQ(calls.CreateDirectory(Path("SUB\\file")), FileError::AlreadyExists);
-    EXPECT_EQ(calls.CreateDirectory(Path("sub")), FileError::AlreadyExists);
+TEST_F(FileCallsTest, LetsAnEntryChangeTheSpellingOfItsName) {
     folder.Write("other", "y");
-    EXPECT_EQ(calls.MoveFile(Path("other"), Path("SUB\\FILE")), FileError::AlreadyExists);
-    EXPECT_EQ(calls.CopyFile(Path("other"), Path("sub\\fILE")), FileError::FileExists);
-    EXPECT_EQ(TryOpen("SUB\\new", FileDisposition::CreateNew), FileError::None);
-    EXPECT_TRUE(fs::exists(folder / "Sub/new"));
-    EXPECT_EQ(List(""), (std::set<std::u16string>{u".", u"..", u"Sub", u"other"}));
-
-    EXPECT_EQ(calls.MoveFile(Path("other"), Path("Other")), 0u) << "an entry may change its own";
+    EXPECT_EQ(calls.MoveFile(Path("other"), Path("Other")), 0u);
 #if !defined(_WIN32) // Wine takes the two for one path and does nothing
-    EXPECT_EQ(List(""), (std::set<std::u16string>{u".", u"..", u"Sub", u"Other"}));
+    EXPECT_EQ(Find("other").GetName(), u"Other");
 #endif
 }
 
 TEST_F(FileCallsTest, ReadsTheLinksThatItMakes) {
     folder.Write("target", "x");
-    EXPECT_EQ(calls.CreateShellLink(Path("l.lnk"), Path("target"), u"IO link"), 0u);
     EXPECT_EQ(calls.CreateShellLink(Path("gone.lnk"), Path("none"), u"IO link"), 0u);
     char16_t units[1024];
     TextBuffer target{units, 1024, 99};
-    EXPECT_EQ(calls.ReadShellLink(Path("l.lnk"), &target), LinkStatus::Done);
-    EXPECT_EQ(target.GetText(), Path("target"));
-    EXPECT_EQ(calls.ReadShellLink(Path("gone.lnk"), &target), LinkStatus::Done)
-        << "what a link names need not be there";
-    EXPECT_EQ(target.GetText(), Path("none"));
     EXPECT_EQ(calls.ReadShellLink(Path("target"), &target), LinkStatus::NotALink);
     EXPECT_EQ(calls.ReadShellLink(Path("absent"), &target), LinkStatus::NotALink);
-
-    EXPECT_NE(Find("l.lnk").size, 0u);
-    EXPECT_FALSE(Find("l.lnk").IsFolder());
-    bool const isMarked = (GetAttributes("l.lnk") & FileAttribute::Link) != 0;
-    EXPECT_EQ(isMarked, calls.MarksLinks());
+    EXPECT_NE(Find("gone.lnk").size, 0u);
+    EXPECT_EQ((GetAttributes("gone.lnk") & FileAttribute::Link) != 0, calls.MarksLinks());
     EXPECT_EQ(calls.CopyFile(Path("gone.lnk"), Path("copy.lnk")), 0u);
     EXPECT_EQ(calls.ReadShellLink(Path("copy.lnk"), &target), LinkStatus::Done);
     EXPECT_EQ(target.GetText(), Path("none"));
-    EXPECT_EQ(calls.DeleteFile(Path("l.lnk")), 0u);
-    EXPECT_EQ(folder.Read("target"), "x") << "the link went, not its target";
 }
 
 TEST_F(FileCallsTest, KnowsItsPlaces) {

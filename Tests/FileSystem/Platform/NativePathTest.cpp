@@ -13,14 +13,6 @@ using IO::IsNativePath;
 using IO::ToNativePath;
 using Mu::UniString;
 
-TEST(NativePath, ComesBackFromTheFileSystemLibrary) {
-    Tests::TempFolder folder;
-    std::filesystem::path const path = folder / "x.txt";
-    UniString const portable = FromNativePath(path);
-    EXPECT_TRUE(portable == std::u16string_view(folder.GetPortable("x.txt")));
-    EXPECT_EQ(ToNativePath(portable), path);
-}
-
 TEST(NativePath, HasNoFormForARelativeOne) {
     UniString text = U("before");
     EXPECT_FALSE(ToNativePath(U("a\\b"), &text));

@@ -52,7 +52,9 @@ public:
         return inner.SetTypeInfo(type, creator);
     }
     TypeStatus GetTypeInfo(unsigned int * type, unsigned int * creator) override {
-        return inner.GetTypeInfo(type, creator);
+        TypeStatus const status = inner.GetTypeInfo(type, creator);
+        *type = typeCode;
+        return status;
     }
     AttributeStatus IsWriteProtected(bool * writeProtected) override {
         return inner.IsWriteProtected(writeProtected);
@@ -63,6 +65,8 @@ public:
     LockerStatus GetWriteLocker(Mu::UniString * program) override {
         return inner.GetWriteLocker(program);
     }
+
+    unsigned int typeCode = 0; // which no disk here keeps
 
 private:
     IO::BaseFileSystem & owner;

@@ -117,27 +117,6 @@ TEST(FolderNames, DoNotTakeTooManyOpenFilesForNoSuchName) {
     EXPECT_EQ(made, FileError::TooManyOpenFiles);
 }
 
-TEST(FolderNames, CorrectEachNameOfAPath) {
-    TempFolder folder;
-    std::filesystem::create_directories(folder / "One/Two");
-    folder.Write("One/Two/Three", "");
-    unsigned int const rootLength = static_cast<unsigned int>(folder.GetPath().string().size());
-    auto const find = [&](std::string const & below) {
-        BytePath path;
-        path.Append(folder.GetPath().string() + below);
-        unsigned int const error = FolderNames::Get().FindSpelling(&path, rootLength);
-        return error == FileError::None ? std::string(path.GetText().substr(rootLength))
-                                        : std::to_string(error);
-    };
-    EXPECT_EQ(find("/ONE/two/tHREE"), "/One/Two/Three");
-    EXPECT_EQ(find("/One/Two/THREE"), "/One/Two/Three");
-    EXPECT_EQ(find("/one"), "/One");
-    EXPECT_EQ(find("/one/none"), "2");
-    EXPECT_EQ(find("/none/two"), "3");
-    EXPECT_EQ(find("/one/two/three/four"), "3");
-    EXPECT_EQ(find(""), "3") << "the root itself has no spelling";
-}
-
 // Whatever is made and removed, by us or by others, the answers are those of the folder itself.
 TEST(FolderNames, AreASetOfSpellings) {
     std::mt19937 random(11);
@@ -165,15 +144,6 @@ TEST(FolderNames, AreASetOfSpellings) {
             }
         }
     }
-}
-
-TEST(FolderNames, OutgrowTheirFirstTable) {
-    TempFolder folder;
-    for (int i = 0; i < 1700; ++i)
-        ASSERT_TRUE(Make(folder, "file" + std::to_string(i)));
-    EXPECT_TRUE(IsRemembered(folder));
-    for (int i = 0; i < 1700; i += 97)
-        EXPECT_FALSE(Make(folder, "FILE" + std::to_string(i)));
 }
 
 TEST(FolderNames, RememberTheLastFolders) {

@@ -97,23 +97,6 @@ TEST(PosixFileCalls, NameEveryFileThatThereIs) {
     EXPECT_TRUE(fs::is_empty(folder.GetPath()));
 }
 
-TEST(PosixFileCalls, EndTheListOfAFolderThatVanishes) {
-    TempFolder folder;
-    fs::create_directory(folder / "sub");
-    for (int i = 0; i < 1200; ++i)
-        folder.Write("sub/a name that takes some room in the list " + std::to_string(i), "");
-    FindHandle find;
-    FindData data;
-    ASSERT_EQ(Calls().OpenFolder(folder.GetPortable("sub"), IO::FolderUse::List, &find), 0u);
-    ASSERT_EQ(Calls().FindNextFile(find, &data), 0u);
-    fs::remove_all(folder / "sub");
-    unsigned int error = 0;
-    while (error == 0)
-        error = Calls().FindNextFile(find, &data);
-    EXPECT_EQ(error, FileError::NoMoreFiles);
-    EXPECT_EQ(Calls().FindClose(find), 0u);
-}
-
 TEST(PosixFileCalls, UnprotectForTheOwner) {
     TempFolder folder;
     folder.Write("x", "");
@@ -214,17 +197,6 @@ TEST(PosixFileCalls, TakeUpWhatASignalInterrupted) {
     ::sigaction(SIGALRM, &before, nullptr);
 }
 
-TEST(PosixFileCalls, TellAFullDevice) {
-    FileHandle file;
-    unsigned int count = 99;
-    ASSERT_EQ(Calls().CreateFile(u"C:\\dev\\full", FileAccess::Write, FileShare::None,
-                                 FileDisposition::OpenExisting, 0, &file),
-              0u);
-    EXPECT_EQ(Calls().WriteFile(file, "x", 1, &count), FileError::DiskFull);
-    EXPECT_EQ(count, 0u);
-    EXPECT_EQ(Calls().CloseHandle(file), 0u);
-}
-
 TEST(PosixFileCalls, RefuseToChangeThroughAReader) {
     TempFolder folder;
     folder.Write("x", "content");
@@ -240,19 +212,6 @@ TEST(PosixFileCalls, RefuseToChangeThroughAReader) {
     EXPECT_EQ(Calls().CreateFile(folder.GetPortable("x"), FileAccess::Read, FileShare::None,
                                  FileDisposition::OpenExisting, 0, &file),
               FileError::InvalidParameter);
-}
-
-TEST(PosixFileCalls, RefuseTimesThatNoFileHas) {
-    TempFolder folder;
-    folder.Write("x", "");
-    FileHandle file;
-    ASSERT_EQ(Calls().CreateFile(folder.GetPortable("x"), FileAccess::Write, FileShare::None,
-                                 FileDisposition::OpenExisting, 0, &file),
-              0u);
-    unsigned long long const time = 1ull << 63;
-    EXPECT_EQ(Calls().SetFileTime(file, &time, nullptr), FileError::InvalidTime);
-    EXPECT_EQ(Calls().SetFileTime(file, nullptr, &time), FileError::InvalidTime);
-    EXPECT_EQ(Calls().CloseHandle(file), 0u);
 }
 
 TEST(PosixFileCalls, KnowTheirDrives) {
