@@ -405,31 +405,6 @@ TEST(Folder, PrintsWhatItHolds) {
     EXPECT_EQ(std::string_view(text, channel.GetDataSize()), "file\n");
 }
 
-// Whichever call fails, and how: what is told to be done is done, and each file is somewhere.
-TEST(Folder, DoesWhatItSaysWhateverTheSystemRefuses) {
-    Tests::Place place(false);
-    Tests::TempFolder const & disk = place.GetDisk();
-    auto const isThere = [&](char const * name) { return std::filesystem::exists(disk / name); };
-    Tests::SweepFileCalls([&](bool failed) {
-        for (char const * name : {"new", "copy", "a", "b", "sub"})
-            std::filesystem::remove_all(disk / name);
-        disk.Write("a", "A");
-        Folder folder(place.GetRoot());
-        MuErrCode const made = folder.CreateFolder("new");
-        MuErrCode const copied = folder.Copy("a", "copy");
-        MuErrCode const renamed = folder.Rename("a", "b");
-        MuErrCode const moved = folder.Move("copy", folder, "sub", Safety::KeepProtected);
-        MuErrCode const deleted = folder.Delete("new", Safety::KeepProtected);
-        EXPECT_STREQ(IO::GetOSErrors(), "");
-        EXPECT_TRUE(failed || made + copied + renamed + moved + deleted == IO::NoError);
-        EXPECT_EQ(isThere("new"), made == IO::NoError && deleted != IO::NoError);
-        EXPECT_EQ(disk.Read(renamed == IO::NoError ? "b" : "a"), "A");
-        EXPECT_NE(isThere("a"), isThere("b"));
-        EXPECT_EQ(isThere("sub"), moved == IO::NoError);
-        EXPECT_EQ(isThere("copy"), copied == IO::NoError && moved != IO::NoError);
-    });
-}
-
 // The wait for a second try is where a thread can be told to stop.
 TEST(Folder, LeavesNoHalfMadeCopyWhereAThreadIsToldToStop) {
     Tests::HandClock const clock;

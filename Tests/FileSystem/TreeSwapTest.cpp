@@ -13,9 +13,7 @@
 
 #include <gtest/gtest.h>
 
-#include <atomic>
 #include <set>
-#include <thread>
 
 namespace fs = std::filesystem;
 
@@ -212,33 +210,5 @@ TEST(TreeSwap, LeadsNoWalkAstray) {
             (void)walk.Do();
             EXPECT_EQ(walk.found.find("secret"), std::string::npos) << walk.found;
         }
-    }
-}
-
-TEST(TreeSwap, LeadsNothingAstrayInARace) {
-    Ground ground;
-    if (!CanLink(ground))
-        GTEST_SKIP() << "no links can be made here";
-    Devices const devices;
-    for (unsigned int round = 0; round < 40 && !testing::Test::HasFailure(); ++round) {
-        ground.Set();
-        fs::path const place = ground.disk / "base/tree/sub";
-        fs::path const aside = ground.disk / "base/aside";
-        std::atomic<bool> ends = false;
-        std::thread adversary([&] {
-            std::error_code ignored;
-            while (!ends) {
-                fs::rename(place, aside, ignored);
-                fs::create_directory_symlink(ground.disk / "base/outside/sub", place, ignored);
-                fs::remove(place, ignored);
-                fs::rename(aside, place, ignored);
-            }
-        });
-        IO::Folder base = ground.GetBase();
-        IO::Folder mounted = ground.GetMounted();
-        works[round % std::size(works)].run(base, mounted);
-        ends = true;
-        adversary.join();
-        ground.ExpectNothingLeftOrLeaked();
     }
 }

@@ -27,12 +27,6 @@ IO::LocationResolver & Resolver() {
     return *IO::LocationResolver::GetInstance();
 }
 
-std::string LogText(IO::Location const & location) {
-    Mu::UniString text;
-    location.ToLogText(&text);
-    return ToUtf8(text);
-}
-
 } // namespace
 
 TEST(WinLocationResolver, ReadsPaths) {
@@ -103,33 +97,6 @@ TEST(WinLocationResolver, KeepsAnEmbeddedZeroOutOfNames) {
     IO::Location location;
     EXPECT_FALSE(
         Resolver().PathToLocation(Mu::UniString(std::u16string_view(u"C:\\a\0b", 6)), &location));
-}
-
-TEST(WinLocationResolver, WritesOnlyTheHostOfANetworkPart) {
-    IO::Location location;
-    EXPECT_EQ(location.AppendToNetwork("com"), IO::NoError);
-    EXPECT_EQ(location.AppendToNetwork("host"), IO::NoError);
-    Mu::UniString path;
-    EXPECT_TRUE(Resolver().LocationToPath(location, &path));
-    EXPECT_EQ(ToUtf8(path), "\\\\host");
-    EXPECT_EQ(location.AppendToLocal("share"), IO::NoError);
-    EXPECT_TRUE(Resolver().LocationToPath(location, &path));
-    EXPECT_EQ(ToUtf8(path), "\\\\host\\share\\");
-    EXPECT_TRUE(Resolver().LocationToDisplayText(location, &path));
-    EXPECT_EQ(ToUtf8(path), "\\\\host\\share\\");
-    EXPECT_EQ(LogText(location), "\\\\host\\share");
-
-    location.SetScheme("foo");
-    EXPECT_FALSE(Resolver().LocationToPath(location, &path));
-    EXPECT_EQ(ToUtf8(path), "");
-}
-
-TEST(WinLocationResolver, LogsWhatIsNoLegalPath) {
-    EXPECT_EQ(LogText(IO::Location("C:\\")), "C:");
-    EXPECT_EQ(LogText(IO::Location("a?\\b:")), "a?\\b:");
-    EXPECT_EQ(LogText(IO::Location()), "");
-    Mu::UniString path;
-    EXPECT_FALSE(Resolver().LocationToPath(IO::Location("C:\\a?"), &path));
 }
 
 TEST(WinLocationResolver, ReadsRelativePaths) {

@@ -173,25 +173,3 @@ TEST(FileType, OneExtensionCodeAndNameTakeNoMemory) {
     FileType const copy(type);
     EXPECT_EQ(Tests::CountAllocations(), before);
 }
-
-TEST(FileType, MeetsEveryFailedAllocation) {
-    SweepAllocations([](bool failed) {
-        FileType type;
-        std::string const text(70, 'x');
-        short const added = type.AddSingleExtension(text.c_str(), false);
-        EXPECT_EQ(type.CountExtensions(), added == 0 ? 1 : 0);
-        short const named = type.AddSingleMime(text.c_str());
-        EXPECT_EQ(type.CountMimeTypes(), named == 0 ? 1 : 0);
-        short coded = 0;
-        for (unsigned int code = 1; code <= 6 && coded == 0; ++code)
-            coded = type.AddMacType(code);
-        FileType const full(text.c_str(), text.c_str(), 1, 2, 3, nullptr, text.c_str(), true);
-        FileType copy;
-        short const copied = copy.Copy(type);
-        EXPECT_EQ(copy.ExtIndexCount(), copied == 0 ? type.ExtIndexCount() : 0);
-        bool const isWhole = full.IsMimeIncluded(text.c_str()) && full.GetDescription() == text;
-        EXPECT_TRUE(isWhole || (full.CountExtensions() == 0 && full.GetMacCreator() == 0));
-        bool const wasShort = added != 0 || named != 0 || coded != 0 || copied != 0 || !isWhole;
-        EXPECT_TRUE(failed || !wasShort);
-    });
-}

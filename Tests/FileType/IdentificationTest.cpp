@@ -399,31 +399,6 @@ TEST(Identification, WhatAContentTestThrowsComesThrough) {
         .join();
 }
 
-// A thread waits for the lock while a test takes its time, and goes on when it is over.
-TEST(Identification, OthersWaitForALongContentTest) {
-    Manager manager("m");
-    Tests::CodedFS files;
-    files.Add("f.q", 0, "x");
-    manager.AddType(Typed("q", 0, Holds<'x'>), RootGroup);
-    manager.AddType(Typed("q", 0, CallsBack), RootGroup);
-    std::atomic<bool> isOver{false};
-    std::thread other;
-    inTheTest = [&](Mu::IChannel &) {
-        other = std::thread([&] {
-            manager.AddGroup("g", RootGroup, nullptr);
-            EXPECT_TRUE(isOver) << "the lock was held";
-        });
-        for (int i = 0; i < 1000; ++i)
-            std::this_thread::yield();
-        EXPECT_EQ(Manager::SearchForGroup("g", RootGroup), UnknownGroup);
-        isOver = true;
-        return false;
-    };
-    Manager::Identify(files / "f.q", RootGroup, nullptr);
-    other.join();
-    inTheTest = nullptr;
-}
-
 // Every stage once; an answer is right, or the negative one when something failed.
 TEST(Identification, MeetsEveryFault) {
     Tests::TempFolder folder;

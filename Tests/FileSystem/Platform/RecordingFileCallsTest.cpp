@@ -8,7 +8,6 @@
 #include <gtest/gtest.h>
 
 #include <cstdio>
-#include <functional>
 #include <string>
 #include <vector>
 
@@ -39,56 +38,6 @@ std::string TakeErrors() {
 }
 
 } // namespace
-
-TEST(RecordingFileCalls, PutsEachFailureDownUnderItsName) {
-    ScriptedFileCalls scripted;
-    FileCalls & calls = GetFileCalls();
-    char16_t units[16];
-    TextBuffer text{units, 16, 0};
-    FindHandle find;
-    FileHandle file;
-    FindData data;
-    unsigned int count;
-    unsigned long long size;
-    struct Row {
-        char const * name;
-        std::function<unsigned int()> call;
-    };
-    std::vector<Row> const rows = {
-        {"SetFileAttributes", [&] { return calls.SetFileAttributes(u"C:\\", 1); }},
-        {"GetDiskFreeSpaceEx", [&] { return calls.GetDiskFreeSpaceEx(u"C:\\", &size); }},
-        {"FindFirstFile", [&] { return calls.FindFirstFile(u"C:\\", &data); }},
-        {"FindFirstFile", [&] { return calls.OpenFolder(u"C:\\", FolderUse::List, &find); }},
-        {"CreateFile", [&] { return calls.CreateFile(u"C:\\", 0, 0, 3, 0, &file); }},
-        {"CopyFile", [&] { return calls.CopyFile(u"C:\\", u"C:\\"); }},
-        {"MoveFile", [&] { return calls.MoveFile(u"C:\\", u"C:\\"); }},
-        {"DeleteFile", [&] { return calls.DeleteFile(u"C:\\"); }},
-        {"CreateDirectory", [&] { return calls.CreateDirectory(u"C:\\"); }},
-        {"RemoveDirectory", [&] { return calls.RemoveDirectory(u"C:\\"); }},
-        {"SetFileTime", [&] { return calls.SetFileTime(nullptr, &size, nullptr); }},
-        {"GetFileAttributes", [&] { return calls.GetFileAttributes(u"C:\\", &count); }},
-        {"GetSystemDirectory", [&] { return calls.GetSystemDirectory(&text); }},
-        {"GetModuleFileName", [&] { return calls.GetModuleFileName(&text); }},
-        {"GetCurrentDirectory", [&] { return calls.GetCurrentDirectory(&text); }},
-        {"GetTempPath", [&] { return calls.GetTempPath(&text); }},
-        {"GetLongPathName", [&] { return calls.GetLongPathName(u"C:\\", &text); }},
-        {"GetVolumeInformation", [&] { return calls.GetVolumeInformation(u"C:\\"); }},
-        {"GetLogicalDriveStrings", [&] { return calls.GetLogicalDriveStrings(&text); }},
-        {"ReadFile", [&] { return calls.ReadFile(nullptr, nullptr, 0, &count); }},
-        {"SetEndOfFile", [&] { return calls.SetEndOfFile(nullptr); }},
-        {"GetFileSizeEx", [&] { return calls.GetFileSizeEx(nullptr, &size); }},
-        {"FlushFileBuffers", [&] { return calls.FlushFileBuffers(nullptr); }},
-    };
-    char words[256];
-    ASSERT_NE(calls.FormatMessage(5, words, sizeof(words)), 0u);
-    for (Row const & row : rows) {
-        ClearOSErrors();
-        scripted.Fail(FileCall::Any, 1, 5, true);
-        EXPECT_EQ(row.call(), 5u) << row.name;
-        scripted.Clear();
-        EXPECT_EQ(TakeErrors(), std::string(row.name) + ": 5 = \"" + words + "\"");
-    }
-}
 
 TEST(RecordingFileCalls, LeavesTheCallsWithoutARecordAlone) {
     ScriptedFileCalls scripted;
@@ -121,46 +70,6 @@ TEST(RecordingFileCalls, SaysWhatItCanAboutAnUnknownNumber) {
         EXPECT_EQ(TakeErrors(), "DeleteFile: 5 = \"No way. \", DeleteFile: 4000000000 = \"???\"");
     }
     SetFileCalls(&before);
-}
-
-TEST(RecordingFileCalls, KeepsDialogsAwayRoundTheMarkedCalls) {
-    class ModeWatch : public ForwardingFileCalls {
-    public:
-        ModeWatch() : ForwardingFileCalls(GetPlatformFileCalls()) {}
-        unsigned int SetErrorMode(unsigned int mode) override {
-            std::swap(mode, current);
-            return mode;
-        }
-        unsigned int GetFileAttributes(EntryPath, unsigned int *) override { return Note(); }
-        unsigned int SetFileAttributes(EntryPath, unsigned int) override { return Note(); }
-        unsigned int GetDiskFreeSpaceEx(PathText, unsigned long long *) override { return Note(); }
-        unsigned int FindFirstFile(PathText, FindData *) override { return Note(); }
-        unsigned int GetDriveType(PathText) override { return Note(); }
-        unsigned int DeleteFile(EntryPath) override { return Note(); }
-        unsigned int GetVolumeInformation(PathText) override { return Note(); }
-        unsigned int Note() {
-            seen.push_back(current);
-            return 0;
-        }
-        unsigned int current = 1;
-        std::vector<unsigned int> seen;
-    };
-    ModeWatch watch;
-    RecordingFileCalls calls(watch);
-    unsigned int attributes;
-    unsigned long long available;
-    FindData data;
-    (void)calls.GetFileAttributes(u"", &attributes);
-    (void)calls.SetFileAttributes(u"", 0);
-    (void)calls.GetDiskFreeSpaceEx(u"", &available);
-    (void)calls.FindFirstFile(u"", &data);
-    (void)calls.GetDriveType(u"");
-    EXPECT_EQ(watch.seen, std::vector<unsigned int>(5, 0x8001));
-    watch.seen.clear();
-    (void)calls.DeleteFile(u"");
-    (void)calls.GetVolumeInformation(u""); // its caller puts the mark
-    EXPECT_EQ(watch.seen, std::vector<unsigned int>(2, 1));
-    EXPECT_EQ(watch.current, 1u);
 }
 
 TEST(RecordingFileCalls, WritesInPieces) {

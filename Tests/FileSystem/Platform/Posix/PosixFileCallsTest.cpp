@@ -197,23 +197,6 @@ TEST(PosixFileCalls, TakeUpWhatASignalInterrupted) {
     ::sigaction(SIGALRM, &before, nullptr);
 }
 
-TEST(PosixFileCalls, RefuseToChangeThroughAReader) {
-    TempFolder folder;
-    folder.Write("x", "content");
-    FileHandle reader;
-    unsigned long long const time = 127000000000000000;
-    ASSERT_EQ(Calls().CreateFile(folder.GetPortable("x"), FileAccess::Read, FileShare::Read,
-                                 FileDisposition::OpenExisting, 0, &reader),
-              0u);
-    EXPECT_EQ(Calls().SetFileTime(reader, nullptr, &time), FileError::AccessDenied);
-    EXPECT_EQ(Calls().SetEndOfFile(reader), FileError::AccessDenied);
-    EXPECT_EQ(Calls().CloseHandle(reader), 0u);
-    FileHandle file; // sharing that no open mode has
-    EXPECT_EQ(Calls().CreateFile(folder.GetPortable("x"), FileAccess::Read, FileShare::None,
-                                 FileDisposition::OpenExisting, 0, &file),
-              FileError::InvalidParameter);
-}
-
 TEST(PosixFileCalls, KnowTheirDrives) {
     TempFolder folder;
     fs::create_directory(folder / "d");
@@ -298,23 +281,4 @@ TEST(PosixFileCalls, MakeFewMoreForAFile) {
         least = std::min(least, CountSystemCalls(live));
     }
     EXPECT_LE(least, 21) << "made, opened, written, closed and deleted";
-}
-
-TEST(PosixFileCalls, CreateManyFilesAtAConstantCost) {
-    TempFolder folder;
-    auto const create = [&](int from, int to) {
-        for (int i = from; i < to; ++i) {
-            FileHandle file;
-            std::string const number = std::to_string(i);
-            (void)Calls().CreateFile(folder.GetPortable("f" + number), 0, 0,
-                                     FileDisposition::CreateNew, 0, &file);
-            (void)Calls().CloseHandle(file);
-        }
-    };
-    create(0, 1000);
-    long long const late = CountSystemCalls([&] { create(1000, 1100); });
-    if (late < 0)
-        GTEST_SKIP() << "system calls cannot be counted here";
-    // Four calls a file, and room for reading the folder again now and then.
-    EXPECT_LE(late, 100 * 4 + 60);
 }
