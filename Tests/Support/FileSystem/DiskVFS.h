@@ -191,7 +191,12 @@ private:
                                          : IO::NativeFileSystem::Get()->Connect(&native, &inner);
         if (status != ConnectStatus::Connected)
             return status;
-        *entry = new DiskEntry(*this, *inner);
+        try {
+            *entry = new DiskEntry(*this, *inner);
+        } catch (...) { // without memory
+            IO::NativeFileSystem::Get()->Disconnect(inner);
+            throw;
+        }
         ++connected;
         return status;
     }
