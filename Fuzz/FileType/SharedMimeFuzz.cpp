@@ -8,6 +8,7 @@
 #include <Kestrel/FileSystem/NativePath.h>
 #include <Kestrel/FileType/FileTypeManager.h>
 #include <Kestrel/FileType/SharedMimeTypes.h>
+#include <Kestrel/Location/Location.h>
 
 #include <algorithm>
 #include <cstdlib>
