@@ -38,20 +38,6 @@ TEST(Report, TakesAnEntryApartIntoNameAndFolder) {
     }
 }
 
-TEST(Report, TakesTheLastRowForAStatusBeyondTheTable) {
-    enum class Status : unsigned int { Done, Failed };
-    static IO::Outcome table[] = {{IO::NoError, {Level::Info, "done"}},
-                                  {IO::EOO, {Level::Error, "failed"}},
-                                  {IO::Error, {Level::Error, "internal error"}}};
-    Tests::LogCapture log;
-    EXPECT_EQ(IO::ReportOutcome(table, Status::Done, {}), IO::NoError);
-    EXPECT_EQ(IO::ReportOutcome(table, Status::Failed, {}), IO::EOO);
-    EXPECT_EQ(IO::ReportOutcome(table, static_cast<Status>(2), {}), IO::Error);
-    EXPECT_EQ(IO::ReportOutcome(table, static_cast<Status>(0xFFFFFFFF), {}), IO::Error);
-    ASSERT_EQ(log.GetLines().size(), 4u);
-    EXPECT_EQ(log.GetLines()[3].text, "internal error");
-}
-
 TEST(Report, WritesALineEvenWithoutMemory) {
     static IO::ReportLine line(Level::Error, "\"%\" in \"%\": broken (OS errors: %)");
     IO::Location const location("C:\\some folder with a name of some length\\file");

@@ -35,10 +35,6 @@ protected:
     Tests::ScriptedFileCalls calls;
 };
 
-bool Ignore(IO::Location const &, void * data) {
-    return ++*static_cast<int *>(data) != 2;
-}
-
 } // namespace
 
 TEST_F(WinFileSystem, ConnectsWhatIsThere) {
@@ -268,18 +264,4 @@ TEST_F(WinFileSystem, IsOnLineUnlessARemovableDriveIsEmpty) {
             EXPECT_EQ(drives.modes.back(), 0x77u);
         }
     }
-}
-
-TEST_F(WinFileSystem, TellsHowTheEnumerationOfDrivesEnded) {
-    int count = 0;
-    EXPECT_EQ(IO::fileSystem.EnumerateMountPoints(Ignore, &count), IO::NoError);
-    EXPECT_EQ(count, 2) << "stopped at the first drive";
-    Tests::LogCapture log;
-    count = 2;
-    calls.Fail(FileCall::GetLogicalDriveStrings, 1, IO::FileError::MoreData);
-    EXPECT_EQ(IO::fileSystem.EnumerateMountPoints(Ignore, &count), IO::Error);
-    EXPECT_TRUE(calls.Clear());
-    EXPECT_TRUE(log.Contains("Enumerating mount points: unknown error (OS errors: "
-                             "GetLogicalDriveStrings: 234 = "));
-    EXPECT_STREQ(IO::GetOSErrors(), "") << "they are told once";
 }

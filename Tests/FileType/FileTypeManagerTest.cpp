@@ -1,7 +1,6 @@
 #include <Kestrel/FileType/FileTypeManager.h>
 
 #include "Tests/FileType/TablePeek.h"
-#include "Tests/Support/FaultSweep.h"
 
 #include <Kestrel/Channel/MemoryIChannel.h>
 #include <Kestrel/Channel/MemoryOChannel.h>
@@ -536,32 +535,4 @@ TEST(FileTypeManager, LoadsTheBuiltInTypesOnce) {
     EXPECT_NE(ImageGroup, images);
     EXPECT_EQ(Manager::SearchForGroup("Images", RootGroup), images);
     LoadFTMDefaults(nullptr);
-}
-
-TEST(FileTypeManager, MeetsEveryFailedAllocation) {
-    SweepAllocations([](bool failed) {
-        Manager manager(
-            "a manager whose id is longer than what lies inside of it, so it is on the heap");
-        GroupID const group = manager.AddGroup("a name of more than 16 bytes", RootGroup, "g/g");
-        EXPECT_TRUE(failed || group != UnknownGroup);
-        std::string extensions;
-        for (char c = 'a'; c < 'a' + 20; ++c)
-            extensions += std::string(3, c) + ";";
-        FileType big;
-        if (big.AddExtension(extensions.c_str(), true) != 0 ||
-            big.AddMime("a/a;b/b;c/c;d/d;e/e;f/f;g/h;h/i;i/j") != 0)
-            return;
-        TypeID const type = manager.AddType(big, group == UnknownGroup ? RootGroup : group);
-        EXPECT_TRUE(failed || type != UnknownType);
-        EXPECT_EQ(TablePeek::Check(), "");
-        MuErrCode const status = manager.ReinsertType(type, Typed("zz", "z/z", 1));
-        FileType stored;
-        if (type != UnknownType && Manager::GetType(type, &stored) == Mu::NoError) {
-            EXPECT_EQ(stored.CountExtensions(), status == Mu::NoError ? 1 : 20);
-        }
-        EXPECT_TRUE(failed || status == Mu::NoError);
-        TypeID const found = Manager::SearchForType(stored, RootGroup);
-        EXPECT_TRUE(failed || found == type);
-        EXPECT_EQ(TablePeek::Check(), "");
-    });
 }

@@ -269,15 +269,6 @@ TEST_F(FileCallsTest, KnowsItsPlaces) {
     EXPECT_EQ(calls.GetModuleFileName(&small), FileError::MoreData);
 }
 
-TEST_F(FileCallsTest, SpellsAPathAsItsFolders) {
-    folder.Write("Name.txt", "");
-    char16_t units[1024];
-    TextBuffer text{units, 1024, 0};
-    EXPECT_EQ(calls.GetLongPathName(Path("Name.txt"), &text), 0u);
-    EXPECT_EQ(text.GetText(), Path("Name.txt"));
-    EXPECT_EQ(calls.GetLongPathName(Path("none"), &text), FileError::FileNotFound);
-}
-
 TEST_F(FileCallsTest, TellsOfVolumes) {
     unsigned long long available = 0;
     EXPECT_EQ(calls.GetDiskFreeSpaceEx(Path(""), &available), 0u);

@@ -1,6 +1,5 @@
 #include <Kestrel/FileSystem/NativePath.h>
 
-#include "Tests/Support/FaultSweep.h"
 #include "Tests/Support/TempFolder.h"
 #include "Tests/Support/Text.h"
 
@@ -71,12 +70,3 @@ TEST(NativePath, KeepsBytesThatAreNoText) {
 }
 
 #endif
-
-TEST(NativePath, MeetsEveryFailedAllocation) {
-    SweepAllocations([](bool) {
-        UniString text;
-        std::filesystem::path const native = ToNativePath(U("C:\\folder\\name"));
-        EXPECT_EQ(ToUtf8(FromNativePath(native)), "C:\\folder\\name");
-        EXPECT_TRUE(ToNativePath(U("C:\\folder\\name"), &text));
-    });
-}

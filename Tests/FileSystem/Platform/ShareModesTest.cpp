@@ -117,23 +117,6 @@ TEST(ShareModes, KeepAnOpenFileWhereItIs) {
     }
 }
 
-TEST(ShareModes, BindNobodyWhoOnlyAsks) {
-    Tests::TempFolder folder;
-    FileCalls & calls = GetPlatformFileCalls();
-    folder.Write("x", "content");
-    FileHandle writer;
-    FileHandle other;
-    ASSERT_EQ(Open(folder.GetPortable("x"), 3, &writer), 0u);
-    EXPECT_EQ(calls.CreateFile(folder.GetPortable("x"), FileAccess::None, FileShare::None,
-                               FileDisposition::OpenExisting, 0, &other),
-              0u);
-    unsigned long long size = 0;
-    EXPECT_EQ(calls.GetFileSizeEx(other, &size), 0u);
-    EXPECT_EQ(size, 7u);
-    EXPECT_EQ(calls.CloseHandle(other), 0u);
-    EXPECT_EQ(calls.CloseHandle(writer), 0u);
-}
-
 TEST(ShareModes, HoldBetweenProcesses) {
     Tests::TempFolder folder;
     folder.Write("x", "content");

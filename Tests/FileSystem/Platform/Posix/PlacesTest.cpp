@@ -1,5 +1,4 @@
 #include <Kestrel/FileSystem/Platform/Posix/SpecialFolders.h>
-#include <Kestrel/FileSystem/Platform/Posix/Times.h>
 #include <Kestrel/FileSystem/Platform/Posix/Volumes.h>
 #include <Kestrel/Location/Platform/Posix/ErrorMapping.h>
 
@@ -107,18 +106,4 @@ TEST(Volumes, ReadTheMountTable) {
     EXPECT_EQ(GetTypeOfFileSystem("ext4"), DriveType::Unknown);
     EXPECT_EQ(GetVolumeType("/does/not/exist"), DriveType::NoRoot);
     EXPECT_EQ(GetVolumeType("/dev/null"), DriveType::NoRoot);
-}
-
-TEST(Times, CountFrom1601) {
-    timespec system;
-    EXPECT_TRUE(ToSystemTime(116444736000000000, &system));
-    EXPECT_EQ(system.tv_sec, 0);
-    EXPECT_TRUE(ToSystemTime(116444736000000000 - 1, &system));
-    EXPECT_EQ(system.tv_sec, -1);
-    EXPECT_EQ(system.tv_nsec, 999999900);
-    EXPECT_FALSE(ToSystemTime(1ull << 63, &system));
-    EXPECT_EQ(FromSystemTime(0, 199), 116444736000000001u);
-    EXPECT_EQ(FromSystemTime(-11644473600, 0), 0u);
-    EXPECT_EQ(FromSystemTime(-11644473601, 0), 0u);
-    EXPECT_EQ(FromSystemTime(system.tv_sec, 999999900), 116444736000000000u - 1);
 }

@@ -247,38 +247,3 @@ TEST(PosixFileCalls, MakeFewSystemCalls) {
               }),
               2);
 }
-
-TEST(PosixFileCalls, MakeFewMoreForAFile) {
-    TempFolder folder;
-    folder.Write("x", "content");
-    Location const location(folder.GetPortable("x").c_str());
-    char bytes[7];
-    unsigned int read;
-    auto const use = [&](bool reads) {
-        File file(location);
-        (void)file.Open(File::OpenMode::ReadOnly);
-        if (reads)
-            (void)file.ReadBin(bytes, 7, &read);
-        (void)file.Close();
-    };
-    use(true); // what is made once is made now
-    long long const count = CountSystemCalls([&] { use(false); });
-    if (count < 0)
-        GTEST_SKIP() << "system calls cannot be counted here";
-    EXPECT_EQ(count, 4) << "a look, open, lock, close";
-    EXPECT_LE(CountSystemCalls([&] { use(true); }), 6) << "and reading up to the end";
-    Folder parent{Location(folder.GetPortable().c_str())};
-    auto const live = [&] {
-        File file(parent, Name("y"), File::OnNotFound::Create);
-        (void)file.Open(File::OpenMode::WriteOnlyEmpty);
-        (void)file.WriteBin("content", 7, nullptr);
-        (void)file.Close();
-        (void)parent.Delete(Name("y"), DataSafety::KeepProtected, AccessDeniedTreatment::Fail);
-    };
-    long long least = 100;
-    for (int i = 0; i < 3; ++i) { // now and then a folder that has just changed is read again
-        live();
-        least = std::min(least, CountSystemCalls(live));
-    }
-    EXPECT_LE(least, 21) << "made, opened, written, closed and deleted";
-}
