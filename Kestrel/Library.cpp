@@ -19,6 +19,7 @@
 #include <Kestrel/Root/Exceptions.h>
 #include <Kestrel/Root/Internal/CoreGuard.h>
 #include <Kestrel/Root/Logger.h>
+#include <Kestrel/Root/Platform/ProcessEnd.h>
 #include <Kestrel/Root/Quietly.h>
 #include <Kestrel/Root/String.h>
 #include <Kestrel/Root/Thread.h>
@@ -42,7 +43,11 @@ public:
         KeepBlocksToTheEnd();
     }
     ~Library() {
+        if (Mu::Platform::MayAwaitThreads())
+            ServiceEnd();       // a host that forgot it may be inspected now
         Mu::logger.Terminate(); // while files can still be written
+        if (Mu::Platform::AreOtherThreadsGone())
+            return;
         EndReflection();
         FTM::EndFileType();
         Socket::EndSockets();

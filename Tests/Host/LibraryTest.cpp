@@ -18,6 +18,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <chrono>
 #include <filesystem>
 #include <fstream>
 #include <string>
@@ -199,4 +200,55 @@ TEST(Library, WritesAtTheEndWhatTheHostLeft) {
         std::getline(std::ifstream(entry.path()) >> std::ws, lines);
     EXPECT_TRUE(lines.ends_with("the last word")) << lines;
     std::filesystem::remove_all(LeftLog);
+}
+
+namespace {
+
+constexpr char const * LeftPort = "host-left-port";
+
+} // namespace
+
+// Not a test: a host that forgets to end the service while it is inspected.
+TEST(Library, DISABLED_LeavesItsService) {
+    IO::ReflectionService::SetLoopbackOnly(true);
+    unsigned short port = 0;
+    while (port == 0) {
+        EXPECT_EQ(IO::Init(true, "left"), IO::NoError);
+        port = IO::ReflectionService::GetPort();
+    }
+    std::ofstream(LeftPort) << port << "\n";
+    std::this_thread::sleep_for(std::chrono::milliseconds(300)); // for inspectors to come
+}
+
+TEST(Library, EndsWithAServiceThatTheHostLeft) {
+    std::filesystem::remove(LeftPort);
+    std::atomic<bool> isOver = false;
+    std::atomic<unsigned int> answers = 0;
+    auto const inspect = [&] {
+        while (!isOver) {
+            unsigned short port = 0;
+            if (!(std::ifstream(LeftPort) >> port)) {
+                std::this_thread::yield();
+                continue;
+            }
+            IO::ReflectionClient client;
+            Mu::Array<IO::Name> folders;
+            Mu::Array<IO::Name> files;
+            if (client.Connect("localhost", port, 0) == IO::NoError)
+                while (client.GetChildren(IO::RelativeLocation("MuRoot/Memory/AddressSpace"),
+                                          &folders, &files) == IO::NoError)
+                    ++answers;
+        }
+    };
+    std::vector<std::thread> inspectors;
+    for (int i = 0; i < 3; ++i)
+        inspectors.emplace_back(inspect);
+    EXPECT_EQ(Tests::RunAgain({"--gtest_also_run_disabled_tests",
+                               "--gtest_filter=Library.DISABLED_LeavesItsService",
+                               "--gtest_output=", "--gtest_brief=1"}),
+              0);
+    isOver = true;
+    for (std::thread & inspector : inspectors)
+        inspector.join();
+    EXPECT_GT(answers, 0u);
 }
