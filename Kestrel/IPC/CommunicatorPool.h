@@ -121,6 +121,7 @@ private:
     bool IsAnythingFresh() const;
     bool IsSeenFresh() const;
     bool WaitForSockets(unsigned long long microseconds);
+    unsigned int Look(Pass & pass, long long microseconds);
     static SocketInterest GetInterest(Entry const & entry);
     Entries::const_iterator Find(unsigned long long socket) const;
     Entry const & Get(unsigned long long socket, std::size_t * near) const;
@@ -143,7 +144,8 @@ private:
     int depth = 0;
     void (*processFunction)() = nullptr;
     bool isSomeoneLost = false;
-    bool mayOnlySend = false; // the sockets were looked at since a pass that only sent
+    bool mayOnlySend = false;      // the sockets were looked at since a pass that only sent
+    bool isAnsweredAtOnce = false; // the last wait was over before anybody could fall asleep
     unsigned long long unreadLimit = 16ull << 20;
     unsigned long long messageLimit = 1ull << 30;
     Pass * spare = nullptr;        // lists of passes that are over, for the next ones
