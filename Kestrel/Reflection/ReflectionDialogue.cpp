@@ -47,20 +47,20 @@ private:
 
 // Each takes a body and writes the body of the answer; nothing at all for a body that is none.
 
-void ServeGetChildrenRequest(BlockIChannel & body, AnswerBlock & answer) {
+using NameLists = ReflectionDialogue::NameLists;
+
+void ServeGetChildrenRequest(BlockIChannel & body, AnswerBlock & answer, NameLists & lists) {
     RelativeLocation location;
     if (!ReadLocation(body, &location))
         return;
     ReflectableUse const use(location);
     if (use.Get() != nullptr) {
-        Mu::Array<Name> folders;
-        Mu::Array<Name> files;
-        if (!use.Get()->GetChildren(use.GetRest(), &folders, &files)) {
-            folders.Clear();
-            files.Clear();
+        if (!use.Get()->GetChildren(use.GetRest(), &lists.folders, &lists.files)) {
+            lists.folders.Clear(true);
+            lists.files.Clear(true);
         }
-        WriteNames(answer, folders);
-        WriteNames(answer, files);
+        WriteNames(answer, lists.folders);
+        WriteNames(answer, lists.files);
         return;
     }
     NextNames next(location);
@@ -71,7 +71,7 @@ void ServeGetChildrenRequest(BlockIChannel & body, AnswerBlock & answer) {
     Write(answer, 0u);
 }
 
-void ServeGetAttributesRequest(BlockIChannel & body, AnswerBlock & answer) {
+void ServeGetAttributesRequest(BlockIChannel & body, AnswerBlock & answer, NameLists &) {
     RelativeLocation location;
     if (!ReadLocation(body, &location))
         return;
@@ -86,7 +86,7 @@ void ServeGetAttributesRequest(BlockIChannel & body, AnswerBlock & answer) {
     }
 }
 
-void ServeGetAttributeValuesRequest(BlockIChannel & body, AnswerBlock & answer) {
+void ServeGetAttributeValuesRequest(BlockIChannel & body, AnswerBlock & answer, NameLists &) {
     RelativeLocation location;
     unsigned int count = 0;
     if (!ReadLocation(body, &location) || !body.TakeNumber(&count))
@@ -128,7 +128,7 @@ Mu::UniString GetContent(ReflectableUse const & use) {
     return Mu::UniString(content, channel.GetDataSize());
 }
 
-void ServeGetContentRequest(BlockIChannel & body, AnswerBlock & answer) {
+void ServeGetContentRequest(BlockIChannel & body, AnswerBlock & answer, NameLists &) {
     RelativeLocation location;
     if (ReadLocation(body, &location))
         Write(answer, GetContent(ReflectableUse(location)));
@@ -136,7 +136,7 @@ void ServeGetContentRequest(BlockIChannel & body, AnswerBlock & answer) {
 
 constexpr struct {
     char const * name;
-    void (*serve)(BlockIChannel & body, AnswerBlock & answer);
+    void (*serve)(BlockIChannel & body, AnswerBlock & answer, NameLists & lists);
 } requests[] = {
     {"Get children", ServeGetChildrenRequest},
     {"Get attributes", ServeGetAttributesRequest},
@@ -151,11 +151,25 @@ constexpr char const * SystemSign = "WIN";
 } // namespace
 
 bool ReflectionDialogue::ServeRequest() {
+    bool const goesOn = Serve();
+    TidyUp();
+    return goesOn;
+}
+
+void ReflectionDialogue::TidyUp() {
+    constexpr unsigned int KeptBytes = 256 * 1024;
+    constexpr unsigned int KeptNames = 16384;
+    bytes.Trim(KeptBytes);
+    answer.Empty(KeptBytes);
+    for (Mu::Array<Name> * list : {&lists.folders, &lists.files})
+        list->Clear(list->GetCapacity() <= KeptNames);
+}
+
+bool ReflectionDialogue::Serve() {
     Mu::UniString name;
     ReadText(input, &name, bodyLimit);
     if (name == "Disconnect")
         return false;
-    AnswerBlock answer(answerLimit);
     if (name == "Ident" || name == "GetOS" || name == "GetPid") {
         if (name == "GetPid")
             Write(answer, Mu::Process::GetCurrentProcessId());
@@ -168,7 +182,6 @@ bool ReflectionDialogue::ServeRequest() {
     Read(input, &size);
     if (size > bodyLimit)
         throw Mu::IOException("The request is too long.");
-    ArrivedBlock bytes;
     // Kept: without memory the body is not read, so that it is taken for the next request.
     if (!bytes.ReadFrom(input, size))
         return true;
@@ -177,7 +190,7 @@ bool ReflectionDialogue::ServeRequest() {
             continue;
         BlockIChannel body(bytes.GetBytes(), size);
         Write(answer, 0u); // the place of the size
-        request.serve(body, answer);
+        request.serve(body, answer, lists);
         answer.Send(output, true);
         return true;
     }

@@ -5,7 +5,9 @@
 #include <Kestrel/Root/Memory.h>
 
 #include <algorithm>
+#include <bit>
 #include <cstring>
+#include <utility>
 
 namespace IO {
 
@@ -52,15 +54,28 @@ unsigned int ReadLength(Mu::IBinaryChannel & channel, unsigned int limit) {
     return static_cast<unsigned int>(length);
 }
 
-// A byte for each unit. False: other characters are among them, which go through their code.
+// A byte for each unit, four at a time as long as there are so many. False: other characters are among
+// them, which go through their code.
 bool NarrowAscii(Mu::UniString const & text, char * bytes) {
-    unsigned short const * const units = text.GetUnits();
-    unsigned short all = 0;
-    for (unsigned int i = 0, length = text.GetLength(); i < length; ++i) {
-        bytes[i] = static_cast<char>(units[i]);
-        all |= units[i];
+    unsigned short const * units = text.GetUnits();
+    unsigned short const * const end = units + text.GetLength();
+    unsigned long long all = 0;
+    for (; end - units >= 4; units += 4, bytes += 4) {
+        unsigned long long four;
+        std::memcpy(&four, units, sizeof four);
+        all |= four;
+        if constexpr (std::endian::native == std::endian::little) {
+            four = (four | four >> 8) & 0x0000FFFF0000FFFFull;
+            unsigned int const narrow = static_cast<unsigned int>(four | four >> 16);
+            std::memcpy(bytes, &narrow, sizeof narrow);
+        } else
+            std::copy_n(units, 4, bytes);
     }
-    return all < 0x80;
+    for (; units != end; ++units, ++bytes) {
+        all |= *units;
+        *bytes = static_cast<char>(*units);
+    }
+    return (all & 0xFF80FF80FF80FF80ull) == 0;
 }
 
 } // namespace
@@ -144,6 +159,14 @@ void AnswerBlock::Send(Mu::OBinaryChannel & output, bool withSize) {
     output.Flush();
 }
 
+void AnswerBlock::Empty(unsigned int kept) {
+    size = 0;
+    if (capacity > kept) {
+        Mu::DeleteArrayOperator(std::exchange(block, nullptr));
+        capacity = 0;
+    }
+}
+
 ArrivedBlock::~ArrivedBlock() {
     Mu::DeleteArrayOperator(block);
 }
@@ -151,15 +174,26 @@ ArrivedBlock::~ArrivedBlock() {
 bool ArrivedBlock::ReadFrom(Mu::IBinaryChannel & channel, unsigned int count) {
     constexpr unsigned int FirstPiece = 65536;
     for (size = 0; size < count;) {
-        unsigned int const piece = std::min(count - size, std::max(FirstPiece, size));
-        void * const grown = Mu::ReallocateOperator(block, size + piece);
-        if (grown == nullptr)
-            return false;
-        block = static_cast<char *>(grown);
+        unsigned int const piece =
+            std::min(count - size, std::max({FirstPiece, size, capacity - size}));
+        if (piece > capacity - size) {
+            void * const grown = Mu::ReallocateOperator(block, size + piece);
+            if (grown == nullptr)
+                return false;
+            block = static_cast<char *>(grown);
+            capacity = size + piece;
+        }
         channel.Read(block + size, piece, Mu::ReadAll);
         size += piece;
     }
     return true;
+}
+
+void ArrivedBlock::Trim(unsigned int kept) {
+    if (capacity > kept) {
+        Mu::DeleteArrayOperator(std::exchange(block, nullptr));
+        capacity = 0;
+    }
 }
 
 void ReadText(BlockIChannel & channel, Mu::UniString * text) {

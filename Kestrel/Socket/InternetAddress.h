@@ -93,8 +93,8 @@ public:
 private:
     InternetAddress(unsigned char first, unsigned char second, unsigned char third,
                     unsigned char fourth, char const * name);
-    InternetAddress(unsigned char const * bytes, char const * name) : InternetAddress(bytes) {
-        SetName(name);
+    InternetAddress(unsigned char const * bytes, char const * hostName) : InternetAddress(bytes) {
+        SetName(hostName);
     }
     void SetName(char const * name);
     friend void StartInternetAddresses();

@@ -1,5 +1,8 @@
 #pragma once
 
+#include <Kestrel/Location/Name.h>
+#include <Kestrel/Reflection/Internal/Wire.h>
+#include <Kestrel/Root/Array.h>
 #include <Kestrel/Root/BinaryChannel.h>
 #include <Kestrel/Root/UniString.h>
 
@@ -8,7 +11,8 @@ namespace IO {
 /// The server's end of the dialogue with one inspector.
 ///
 /// Memory:  that of the request's body, as its bytes arrive, and that of the answer, both up to their
-///          limits.
+///          limits. Up to 256 KiB of each, and room for 16,384 names, stay for the next request: to
+///          give large blocks back makes the system tidy up all the small ones of the names.
 /// Threads: one at a time.
 /// Failure: exceptions, after which the connection is of no use.
 class ReflectionDialogue {
@@ -16,18 +20,27 @@ public:
     ReflectionDialogue(Mu::IBinaryChannel & input, Mu::OBinaryChannel & output,
                        Mu::UniString const & ident, unsigned int bodyLimit,
                        unsigned int answerLimit)
-        : input(input), output(output), ident(ident), bodyLimit(bodyLimit),
-          answerLimit(answerLimit) {}
+        : input(input), output(output), ident(ident), bodyLimit(bodyLimit), answer(answerLimit) {}
 
     /// Reads a request and answers it. False: the inspector says goodbye.
     bool ServeRequest();
 
+    struct NameLists {
+        Mu::Array<Name> folders;
+        Mu::Array<Name> files;
+    };
+
 private:
+    bool Serve();
+    void TidyUp();
+
     Mu::IBinaryChannel & input;
     Mu::OBinaryChannel & output;
     Mu::UniString const & ident;
     unsigned int bodyLimit;
-    unsigned int answerLimit;
+    ArrivedBlock bytes;
+    AnswerBlock answer;
+    NameLists lists;
 };
 
 } // namespace IO

@@ -47,6 +47,8 @@ public:
     void CopyTo(Mu::OBinaryChannel & output) const;
     /// Sends all of it. With a size, that of what stands behind it is put into the first 4 bytes.
     void Send(Mu::OBinaryChannel & output, bool withSize);
+    /// For the next answer. The memory stays, if it is not more than that.
+    void Empty(unsigned int kept);
 
 private:
     void Grow(unsigned int count);
@@ -65,14 +67,18 @@ public:
     ArrivedBlock(ArrivedBlock const &) = delete;
     ArrivedBlock & operator=(ArrivedBlock const &) = delete;
 
-    /// False: there is no memory; what came was read then. Throws what the channel throws.
+    /// In place of what it holds. False: there is no memory; what came was read then. Throws what the
+    /// channel throws.
     bool ReadFrom(Mu::IBinaryChannel & channel, unsigned int count);
+    /// Gives the memory back, if it is more than that.
+    void Trim(unsigned int kept);
     char const * GetBytes() const { return block; }
     unsigned int GetSize() const { return size; }
 
 private:
     char * block = nullptr; // owned
     unsigned int size = 0;
+    unsigned int capacity = 0;
 };
 
 /// Throws the text "Text is too long" for one that ends beyond what lies there.
