@@ -4,7 +4,8 @@ namespace IO::IPC {
 
 /// Blocks for what connections send and receive, all of one size. Those that nobody uses any more are
 /// kept for the next message of whichever connection, so that a steady flow of large messages asks
-/// the system for no pages.
+/// the system for no pages. Unlike a Mu::CachedAllocator it can be asked for a block only if one is
+/// unused: for bytes that are merely announced no new one is taken.
 ///
 /// Memory:  at most so many unused blocks, until the end of the process.
 /// Threads: the one that drives the pool.
