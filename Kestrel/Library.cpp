@@ -16,13 +16,13 @@
 #include <Kestrel/Process/Descriptor.h>
 #include <Kestrel/Reflection/Internal/Start.h>
 #include <Kestrel/Reflection/ReflectionService.h>
-#include <Kestrel/Root/Exceptions.h>
+#include <Kestrel/Root/Errors/Exceptions.h>
 #include <Kestrel/Root/Internal/CoreGuard.h>
-#include <Kestrel/Root/Logger.h>
+#include <Kestrel/Root/Log/Logger.h>
+#include <Kestrel/Root/Log/Quietly.h>
 #include <Kestrel/Root/Platform/ProcessEnd.h>
-#include <Kestrel/Root/Quietly.h>
-#include <Kestrel/Root/String.h>
-#include <Kestrel/Root/Thread.h>
+#include <Kestrel/Root/Text/String.h>
+#include <Kestrel/Root/Threads/Thread.h>
 #include <Kestrel/Socket/Internal/Start.h>
 
 #include <optional>

@@ -2,7 +2,7 @@
 
 #include <Kestrel/FileSystem/File.h>
 #include <Kestrel/FileSystem/FileSystem.h>
-#include <Kestrel/Root/NarrowText.h>
+#include <Kestrel/Root/Text/NarrowText.h>
 
 #include <algorithm>
 #include <cstdlib>

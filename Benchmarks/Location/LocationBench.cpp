@@ -3,8 +3,8 @@
 // bare lock that they pass twice.
 
 #include <Kestrel/Location/Location.h>
-#include <Kestrel/Root/Lock.h>
-#include <Kestrel/Root/Memory.h>
+#include <Kestrel/Root/Memory/Memory.h>
+#include <Kestrel/Root/Threads/Lock.h>
 
 #include <benchmark/benchmark.h>
 

@@ -4,7 +4,7 @@
 
 #include <Kestrel/FileSystem/NativePath.h>
 #include <Kestrel/Log/FileLogOutput.h>
-#include <Kestrel/Root/Logger.h>
+#include <Kestrel/Root/Log/Logger.h>
 
 #include <benchmark/benchmark.h>
 

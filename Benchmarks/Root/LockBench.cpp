@@ -1,7 +1,7 @@
 // Entering and leaving the root's locks against the standard library's: alone, taken again by the
 // holder, and wanted by four threads at once.
 
-#include <Kestrel/Root/Lock.h>
+#include <Kestrel/Root/Threads/Lock.h>
 
 #include <benchmark/benchmark.h>
 

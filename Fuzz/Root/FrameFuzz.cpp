@@ -3,9 +3,9 @@
 
 #include <Kestrel/Channel/MemoryIChannel.h>
 #include <Kestrel/Channel/MemoryOChannel.h>
-#include <Kestrel/Root/Array.h>
-#include <Kestrel/Root/HashTable.h>
-#include <Kestrel/Root/UniString.h>
+#include <Kestrel/Root/Containers/Array.h>
+#include <Kestrel/Root/Containers/HashTable.h>
+#include <Kestrel/Root/Text/UniString.h>
 
 #include <cstddef>
 #include <cstdint>

@@ -5,7 +5,7 @@
 #include <Kestrel/Channel/MemoryIChannel.h>
 #include <Kestrel/Channel/MemoryOChannel.h>
 #include <Kestrel/Channel/PlatformProtocol.h>
-#include <Kestrel/Root/Frame.h>
+#include <Kestrel/Root/Objects/Frame.h>
 
 #include <iterator>
 

@@ -1,8 +1,8 @@
 #include <Kestrel/Channel/BinProtocol.h>
 
 #include <Kestrel/Channel/Wire.h>
-#include <Kestrel/Root/Guid.h>
-#include <Kestrel/Root/Object.h>
+#include <Kestrel/Root/Objects/Object.h>
+#include <Kestrel/Root/Values/Guid.h>
 
 namespace IO {
 

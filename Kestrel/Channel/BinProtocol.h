@@ -1,8 +1,8 @@
 #pragma once
 
 #include <Kestrel/Channel/Wire.h>
-#include <Kestrel/Root/IProtocol.h>
-#include <Kestrel/Root/OProtocol.h>
+#include <Kestrel/Root/Streams/IProtocol.h>
+#include <Kestrel/Root/Streams/OProtocol.h>
 
 namespace IO {
 

@@ -1,7 +1,7 @@
 #pragma once
 
 #include <Kestrel/Channel/InputBuffer.h>
-#include <Kestrel/Root/IChannel.h>
+#include <Kestrel/Root/Streams/IChannel.h>
 
 namespace IO {
 

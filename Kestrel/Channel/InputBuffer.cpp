@@ -1,6 +1,6 @@
 #include <Kestrel/Channel/InputBuffer.h>
 
-#include <Kestrel/Root/Memory.h>
+#include <Kestrel/Root/Memory/Memory.h>
 
 #include <algorithm>
 

@@ -1,7 +1,7 @@
 #pragma once
 
 #include <Kestrel/Channel/CopyBytes.h>
-#include <Kestrel/Root/ErrorCodes.h>
+#include <Kestrel/Root/Errors/ErrorCodes.h>
 #include <Kestrel/Root/Export.h>
 
 namespace IO {

@@ -1,7 +1,7 @@
 #pragma once
 
 #include <Kestrel/Channel/OChannelAdapter.h>
-#include <Kestrel/Root/MD5.h>
+#include <Kestrel/Root/Values/MD5.h>
 
 namespace IO {
 

@@ -1,7 +1,7 @@
 #include <Kestrel/Channel/MemoryIChannel.h>
 
 #include <Kestrel/Channel/BinProtocol.h>
-#include <Kestrel/Root/Memory.h>
+#include <Kestrel/Root/Memory/Memory.h>
 
 #include <algorithm>
 

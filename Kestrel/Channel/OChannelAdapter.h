@@ -1,7 +1,7 @@
 #pragma once
 
 #include <Kestrel/Channel/OutputBuffer.h>
-#include <Kestrel/Root/OChannel.h>
+#include <Kestrel/Root/Streams/OChannel.h>
 
 namespace IO {
 

@@ -1,7 +1,7 @@
 #include <Kestrel/Channel/OChannelAdapterForOBinaryChannel.h>
 
 #include <Kestrel/Channel/BinProtocol.h>
-#include <Kestrel/Root/Quietly.h>
+#include <Kestrel/Root/Log/Quietly.h>
 
 #include <memory>
 #include <new>

@@ -1,8 +1,8 @@
 #pragma once
 
 #include <Kestrel/Channel/OChannelAdapter.h>
-#include <Kestrel/Root/BinaryChannel.h>
-#include <Kestrel/Root/Ref.h>
+#include <Kestrel/Root/Memory/Ref.h>
+#include <Kestrel/Root/Streams/BinaryChannel.h>
 
 namespace IO {
 

@@ -1,6 +1,6 @@
 #include <Kestrel/Channel/OutputBuffer.h>
 
-#include <Kestrel/Root/Memory.h>
+#include <Kestrel/Root/Memory/Memory.h>
 
 #include <algorithm>
 

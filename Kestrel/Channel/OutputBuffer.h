@@ -1,8 +1,8 @@
 #pragma once
 
 #include <Kestrel/Channel/CopyBytes.h>
-#include <Kestrel/Root/Array.h>
-#include <Kestrel/Root/ErrorCodes.h>
+#include <Kestrel/Root/Containers/Array.h>
+#include <Kestrel/Root/Errors/ErrorCodes.h>
 #include <Kestrel/Root/Export.h>
 
 namespace IO {

@@ -1,8 +1,8 @@
 #pragma once
 
-#include <Kestrel/Root/IProtocol.h>
-#include <Kestrel/Root/OProtocol.h>
-#include <Kestrel/Root/PlatformConversion.h>
+#include <Kestrel/Root/Streams/IProtocol.h>
+#include <Kestrel/Root/Streams/OProtocol.h>
+#include <Kestrel/Root/Text/PlatformConversion.h>
 
 namespace Mu {
 class IChannel;

@@ -2,7 +2,7 @@
 
 #include <Kestrel/Channel/Internal/Recode.h>
 #include <Kestrel/Channel/PlatformProtocol.h>
-#include <Kestrel/Root/IChannel.h>
+#include <Kestrel/Root/Streams/IChannel.h>
 
 namespace IO {
 

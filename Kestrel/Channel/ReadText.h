@@ -1,6 +1,6 @@
 #pragma once
 
-#include <Kestrel/Root/ErrorCodes.h>
+#include <Kestrel/Root/Errors/ErrorCodes.h>
 #include <Kestrel/Root/Export.h>
 
 namespace Mu {

@@ -1,7 +1,7 @@
 #pragma once
 
 #include <Kestrel/Root/Export.h>
-#include <Kestrel/Root/Memory.h>
+#include <Kestrel/Root/Memory/Memory.h>
 
 namespace IO {
 

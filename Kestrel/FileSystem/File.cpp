@@ -8,8 +8,8 @@
 #include <Kestrel/FileSystem/Internal/Make.h>
 #include <Kestrel/FileSystem/Internal/Report.h>
 #include <Kestrel/Location/Internal/OSErrors.h>
-#include <Kestrel/Root/Preferences.h>
-#include <Kestrel/Root/Quietly.h>
+#include <Kestrel/Root/Log/Quietly.h>
+#include <Kestrel/Root/Settings/Preferences.h>
 
 #include <atomic>
 

@@ -4,9 +4,9 @@
 #include <Kestrel/Channel/OutputBuffer.h>
 #include <Kestrel/FileSystem/FileSystemTypes.h>
 #include <Kestrel/Location/Location.h>
-#include <Kestrel/Root/IChannel.h>
-#include <Kestrel/Root/Memory.h>
-#include <Kestrel/Root/OChannel.h>
+#include <Kestrel/Root/Memory/Memory.h>
+#include <Kestrel/Root/Streams/IChannel.h>
+#include <Kestrel/Root/Streams/OChannel.h>
 
 namespace IO {
 

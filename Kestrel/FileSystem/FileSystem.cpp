@@ -7,8 +7,8 @@
 #include <Kestrel/FileSystem/Internal/TableWalk.h>
 #include <Kestrel/FileSystem/RollingVFS.h>
 #include <Kestrel/Location/Internal/OSErrors.h>
-#include <Kestrel/Root/Lock.h>
-#include <Kestrel/Root/Thread.h>
+#include <Kestrel/Root/Threads/Lock.h>
+#include <Kestrel/Root/Threads/Thread.h>
 
 #include <algorithm>
 

@@ -6,7 +6,7 @@
 #include <Kestrel/Location/Location.h>
 #include <Kestrel/Location/Name.h>
 #include <Kestrel/Location/RelativeLocation.h>
-#include <Kestrel/Root/Array.h>
+#include <Kestrel/Root/Containers/Array.h>
 #include <Kestrel/Root/Export.h>
 #include <Kestrel/Root/WindowsNames.h>
 

@@ -5,8 +5,8 @@
 #include <Kestrel/FileSystem/Internal/Start.h>
 #include <Kestrel/FileSystem/Internal/TableWalk.h>
 #include <Kestrel/FileSystem/RollingVFS.h>
-#include <Kestrel/Root/Exceptions.h>
-#include <Kestrel/Root/Lock.h>
+#include <Kestrel/Root/Errors/Exceptions.h>
+#include <Kestrel/Root/Threads/Lock.h>
 
 #include <algorithm>
 

@@ -6,7 +6,7 @@
 #include <Kestrel/FileSystem/Internal/Make.h>
 #include <Kestrel/FileSystem/Internal/Report.h>
 #include <Kestrel/Location/Internal/OSErrors.h>
-#include <Kestrel/Root/Quietly.h>
+#include <Kestrel/Root/Log/Quietly.h>
 
 namespace IO {
 

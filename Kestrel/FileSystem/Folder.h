@@ -2,8 +2,8 @@
 
 #include <Kestrel/FileSystem/FileSystemTypes.h>
 #include <Kestrel/Location/Location.h>
-#include <Kestrel/Root/Logger.h>
-#include <Kestrel/Root/Memory.h>
+#include <Kestrel/Root/Log/Logger.h>
+#include <Kestrel/Root/Memory/Memory.h>
 
 namespace Mu {
 class OChannel;

@@ -3,8 +3,8 @@
 #include <Kestrel/FileSystem/FolderEntry.h>
 #include <Kestrel/FileSystem/Internal/KeptFolder.h>
 #include <Kestrel/FileSystem/Internal/Report.h>
-#include <Kestrel/Root/Memory.h>
-#include <Kestrel/Root/Quietly.h>
+#include <Kestrel/Root/Log/Quietly.h>
+#include <Kestrel/Root/Memory/Memory.h>
 
 namespace IO {
 

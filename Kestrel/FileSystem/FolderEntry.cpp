@@ -1,7 +1,7 @@
 #include <Kestrel/FileSystem/FolderEntry.h>
 
 #include <Kestrel/FileSystem/Internal/NameGeneration.h>
-#include <Kestrel/Root/Exceptions.h>
+#include <Kestrel/Root/Errors/Exceptions.h>
 
 #include <utility>
 

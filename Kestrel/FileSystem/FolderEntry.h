@@ -6,7 +6,7 @@
 #include <Kestrel/FileSystem/FileSystemTypes.h>
 #include <Kestrel/Location/Location.h>
 #include <Kestrel/Location/Name.h>
-#include <Kestrel/Root/UniString.h>
+#include <Kestrel/Root/Text/UniString.h>
 #include <Kestrel/Root/WindowsNames.h>
 
 namespace IO {

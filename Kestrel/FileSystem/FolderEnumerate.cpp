@@ -4,8 +4,8 @@
 #include <Kestrel/FileSystem/FileSystem.h>
 #include <Kestrel/FileSystem/FolderEntry.h>
 #include <Kestrel/FileSystem/Internal/Report.h>
-#include <Kestrel/Root/Memory.h>
-#include <Kestrel/Root/OChannel.h>
+#include <Kestrel/Root/Memory/Memory.h>
+#include <Kestrel/Root/Streams/OChannel.h>
 
 namespace IO {
 

@@ -1,6 +1,6 @@
 #include <Kestrel/FileSystem/IOException.h>
 
-#include <Kestrel/Root/ErrorCodes.h>
+#include <Kestrel/Root/Errors/ErrorCodes.h>
 
 namespace IO {
 

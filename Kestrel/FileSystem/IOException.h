@@ -1,6 +1,6 @@
 #pragma once
 
-#include <Kestrel/Root/Exceptions.h>
+#include <Kestrel/Root/Errors/Exceptions.h>
 
 namespace IO {
 

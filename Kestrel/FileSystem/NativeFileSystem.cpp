@@ -2,7 +2,7 @@
 
 #include <Kestrel/FileSystem/FolderEntry.h>
 #include <Kestrel/FileSystem/Internal/Start.h>
-#include <Kestrel/Root/Lock.h>
+#include <Kestrel/Root/Threads/Lock.h>
 
 namespace IO {
 

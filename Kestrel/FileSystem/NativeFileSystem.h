@@ -2,7 +2,7 @@
 
 #include <Kestrel/FileSystem/BaseFileSystem.h>
 #include <Kestrel/FileSystem/FileSystemTypes.h>
-#include <Kestrel/Root/UniString.h>
+#include <Kestrel/Root/Text/UniString.h>
 
 namespace IO {
 

@@ -1,7 +1,7 @@
 #pragma once
 
 #include <Kestrel/Root/Export.h>
-#include <Kestrel/Root/UniString.h>
+#include <Kestrel/Root/Text/UniString.h>
 
 #include <filesystem>
 #include <string_view>

@@ -4,7 +4,7 @@
 #include <Kestrel/FileSystem/Folder.h>
 #include <Kestrel/FileSystem/Internal/FoundFile.h>
 #include <Kestrel/FileSystem/Internal/Report.h>
-#include <Kestrel/Root/Memory.h>
+#include <Kestrel/Root/Memory/Memory.h>
 
 namespace IO {
 

@@ -1,7 +1,7 @@
 #pragma once
 
 #include <Kestrel/Location/Name.h>
-#include <Kestrel/Root/ErrorCodes.h>
+#include <Kestrel/Root/Errors/ErrorCodes.h>
 #include <Kestrel/Root/Export.h>
 
 namespace IO {

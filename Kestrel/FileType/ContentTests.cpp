@@ -1,7 +1,7 @@
 #include <Kestrel/FileType/ContentTests.h>
 
-#include <Kestrel/Root/ErrorCodes.h>
-#include <Kestrel/Root/IChannel.h>
+#include <Kestrel/Root/Errors/ErrorCodes.h>
+#include <Kestrel/Root/Streams/IChannel.h>
 
 #include <string_view>
 

@@ -1,8 +1,8 @@
 #include <Kestrel/FileType/FileType.h>
 
 #include <Kestrel/FileType/Internal/ExtensionKey.h>
-#include <Kestrel/Root/ErrorCodes.h>
-#include <Kestrel/Root/UniString.h>
+#include <Kestrel/Root/Errors/ErrorCodes.h>
+#include <Kestrel/Root/Text/UniString.h>
 
 #include <algorithm>
 #include <cstring>

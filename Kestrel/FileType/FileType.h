@@ -3,7 +3,7 @@
 #include <Kestrel/FileType/ContentTests.h>
 #include <Kestrel/FileType/InlineText.h>
 #include <Kestrel/Root/Export.h>
-#include <Kestrel/Root/Memory.h>
+#include <Kestrel/Root/Memory/Memory.h>
 
 namespace Mu {
 class UniString;

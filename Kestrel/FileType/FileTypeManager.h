@@ -3,8 +3,8 @@
 #include <Kestrel/FileType/FileType.h>
 #include <Kestrel/FileType/GeneralID.h>
 #include <Kestrel/FileType/InlineText.h>
-#include <Kestrel/Root/ErrorCodes.h>
-#include <Kestrel/Root/Memory.h>
+#include <Kestrel/Root/Errors/ErrorCodes.h>
+#include <Kestrel/Root/Memory/Memory.h>
 
 namespace IO {
 class Location;

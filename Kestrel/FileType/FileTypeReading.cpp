@@ -4,9 +4,9 @@
 
 #include <Kestrel/FileType/Internal/ExtensionKey.h>
 #include <Kestrel/FileType/Internal/Tables.h>
-#include <Kestrel/Root/ClassInfo.h>
-#include <Kestrel/Root/IChannel.h>
-#include <Kestrel/Root/OChannel.h>
+#include <Kestrel/Root/Objects/ClassInfo.h>
+#include <Kestrel/Root/Streams/IChannel.h>
+#include <Kestrel/Root/Streams/OChannel.h>
 
 #include <algorithm>
 #include <optional>

@@ -6,7 +6,7 @@
 #include <Kestrel/FileType/Internal/Start.h>
 #include <Kestrel/FileType/Internal/Tables.h>
 #include <Kestrel/Location/Location.h>
-#include <Kestrel/Root/TextConversion.h>
+#include <Kestrel/Root/Text/TextConversion.h>
 
 #include <algorithm>
 #include <optional>

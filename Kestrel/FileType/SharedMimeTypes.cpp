@@ -6,7 +6,7 @@
 #include <Kestrel/FileType/Internal/ContentRuleSlots.h>
 #include <Kestrel/FileType/Internal/SharedMimeFiles.h>
 #include <Kestrel/Location/Location.h>
-#include <Kestrel/Root/Exceptions.h>
+#include <Kestrel/Root/Errors/Exceptions.h>
 
 #include <algorithm>
 #include <bit>

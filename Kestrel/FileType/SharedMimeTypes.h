@@ -1,9 +1,9 @@
 #pragma once
 
-#include <Kestrel/Root/Array.h>
-#include <Kestrel/Root/ErrorCodes.h>
+#include <Kestrel/Root/Containers/Array.h>
+#include <Kestrel/Root/Errors/ErrorCodes.h>
 #include <Kestrel/Root/Export.h>
-#include <Kestrel/Root/String.h>
+#include <Kestrel/Root/Text/String.h>
 
 namespace IO {
 class Location;

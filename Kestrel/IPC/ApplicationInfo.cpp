@@ -1,8 +1,8 @@
 #include <Kestrel/IPC/ApplicationInfo.h>
 
-#include <Kestrel/Root/ClassInfo.h>
-#include <Kestrel/Root/IChannel.h>
-#include <Kestrel/Root/OChannel.h>
+#include <Kestrel/Root/Objects/ClassInfo.h>
+#include <Kestrel/Root/Streams/IChannel.h>
+#include <Kestrel/Root/Streams/OChannel.h>
 
 namespace IO::IPC {
 

@@ -2,8 +2,8 @@
 
 #include <Kestrel/Location/Location.h>
 #include <Kestrel/Root/Export.h>
-#include <Kestrel/Root/Object.h>
-#include <Kestrel/Root/String.h>
+#include <Kestrel/Root/Objects/Object.h>
+#include <Kestrel/Root/Text/String.h>
 
 namespace IO::IPC {
 

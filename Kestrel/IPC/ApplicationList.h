@@ -1,9 +1,9 @@
 #pragma once
 
 #include <Kestrel/IPC/ApplicationInfo.h>
-#include <Kestrel/Root/Array.h>
+#include <Kestrel/Root/Containers/Array.h>
+#include <Kestrel/Root/Containers/HashTable.h>
 #include <Kestrel/Root/Export.h>
-#include <Kestrel/Root/HashTable.h>
 
 namespace IO::IPC {
 

@@ -2,8 +2,8 @@
 
 #include <Kestrel/IPC/CommunicatorPool.h>
 #include <Kestrel/IPC/Service.h>
-#include <Kestrel/Root/PlatformConversion.h>
-#include <Kestrel/Root/Time.h>
+#include <Kestrel/Root/Text/PlatformConversion.h>
+#include <Kestrel/Root/Time/Time.h>
 #include <Kestrel/Socket/Platform/SocketCalls.h>
 #include <Kestrel/Socket/SocketFunctions.h>
 

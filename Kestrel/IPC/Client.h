@@ -3,8 +3,8 @@
 #include <Kestrel/IPC/ClientObserver.h>
 #include <Kestrel/IPC/EndPoint.h>
 #include <Kestrel/Location/Location.h>
-#include <Kestrel/Root/Event.h>
 #include <Kestrel/Root/Export.h>
+#include <Kestrel/Root/Threads/Event.h>
 
 namespace IO::IPC {
 

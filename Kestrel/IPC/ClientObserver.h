@@ -1,7 +1,7 @@
 #pragma once
 
-#include <Kestrel/Root/Event.h>
 #include <Kestrel/Root/Export.h>
+#include <Kestrel/Root/Threads/Event.h>
 
 namespace IO {
 class Location;

@@ -7,9 +7,9 @@
 #include <Kestrel/IPC/ProcessInfoProvider.h>
 #include <Kestrel/IPC/Server.h>
 #include <Kestrel/IPC/Setup.h>
-#include <Kestrel/Root/Clock.h>
-#include <Kestrel/Root/OChannel.h>
 #include <Kestrel/Root/Platform/SystemCalls.h>
+#include <Kestrel/Root/Streams/OChannel.h>
+#include <Kestrel/Root/Time/Clock.h>
 #include <Kestrel/Socket/Platform/SocketCalls.h>
 #include <Kestrel/Socket/SocketFunctions.h>
 

@@ -1,10 +1,10 @@
 #pragma once
 
-#include <Kestrel/Root/Array.h>
-#include <Kestrel/Root/ErrorCodes.h>
+#include <Kestrel/Root/Containers/Array.h>
+#include <Kestrel/Root/Containers/HashSet.h>
+#include <Kestrel/Root/Errors/ErrorCodes.h>
 #include <Kestrel/Root/Export.h>
-#include <Kestrel/Root/HashSet.h>
-#include <Kestrel/Root/Memory.h>
+#include <Kestrel/Root/Memory/Memory.h>
 
 #include <vector>
 

@@ -1,8 +1,8 @@
 #include <Kestrel/IPC/EndPoint.h>
 
 #include <Kestrel/IPC/CommunicatorPool.h>
-#include <Kestrel/Root/Exceptions.h>
-#include <Kestrel/Root/Timer.h>
+#include <Kestrel/Root/Errors/Exceptions.h>
+#include <Kestrel/Root/Time/Timer.h>
 #include <Kestrel/Socket/Platform/SocketCalls.h>
 #include <Kestrel/Socket/SocketFunctions.h>
 

@@ -4,7 +4,7 @@
 #include <Kestrel/IPC/SocketIChannel.h>
 #include <Kestrel/IPC/SocketOChannel.h>
 #include <Kestrel/Location/Location.h>
-#include <Kestrel/Root/String.h>
+#include <Kestrel/Root/Text/String.h>
 
 namespace IO::IPC {
 

@@ -6,7 +6,7 @@
 #include <Kestrel/IPC/Internal/ServicesLock.h>
 #include <Kestrel/IPC/Server.h>
 #include <Kestrel/IPC/Setup.h>
-#include <Kestrel/Root/ClassInfo.h>
+#include <Kestrel/Root/Objects/ClassInfo.h>
 
 namespace IO::IPC {
 

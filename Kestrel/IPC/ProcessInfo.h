@@ -2,10 +2,10 @@
 
 #include <Kestrel/IPC/ServerInfo.h>
 #include <Kestrel/Process/Descriptor.h>
-#include <Kestrel/Root/Array.h>
+#include <Kestrel/Root/Containers/Array.h>
+#include <Kestrel/Root/Containers/HashSet.h>
+#include <Kestrel/Root/Containers/HashTable.h>
 #include <Kestrel/Root/Export.h>
-#include <Kestrel/Root/HashSet.h>
-#include <Kestrel/Root/HashTable.h>
 
 #include <optional>
 

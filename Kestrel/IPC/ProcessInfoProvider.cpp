@@ -1,7 +1,7 @@
 #include <Kestrel/IPC/ProcessInfoProvider.h>
 
 #include <Kestrel/Process/Process.h>
-#include <Kestrel/Root/Quietly.h>
+#include <Kestrel/Root/Log/Quietly.h>
 
 #include <utility>
 

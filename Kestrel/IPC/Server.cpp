@@ -4,8 +4,8 @@
 #include <Kestrel/IPC/Connection.h>
 #include <Kestrel/IPC/ProcessInfoProvider.h>
 #include <Kestrel/IPC/Service.h>
-#include <Kestrel/Root/Exceptions.h>
-#include <Kestrel/Root/OChannel.h>
+#include <Kestrel/Root/Errors/Exceptions.h>
+#include <Kestrel/Root/Streams/OChannel.h>
 #include <Kestrel/Socket/Platform/SocketCalls.h>
 #include <Kestrel/Socket/SocketFunctions.h>
 

@@ -2,10 +2,10 @@
 
 #include <Kestrel/IPC/Communicator.h>
 #include <Kestrel/Location/Location.h>
-#include <Kestrel/Root/ErrorCodes.h>
+#include <Kestrel/Root/Containers/HashTable.h>
+#include <Kestrel/Root/Errors/ErrorCodes.h>
 #include <Kestrel/Root/Export.h>
-#include <Kestrel/Root/HashTable.h>
-#include <Kestrel/Root/UniString.h>
+#include <Kestrel/Root/Text/UniString.h>
 
 #include <map>
 

@@ -1,9 +1,9 @@
 #pragma once
 
+#include <Kestrel/Root/Containers/HashSet.h>
 #include <Kestrel/Root/Export.h>
-#include <Kestrel/Root/HashSet.h>
-#include <Kestrel/Root/Object.h>
-#include <Kestrel/Root/UniString.h>
+#include <Kestrel/Root/Objects/Object.h>
+#include <Kestrel/Root/Text/UniString.h>
 
 namespace IO::IPC {
 

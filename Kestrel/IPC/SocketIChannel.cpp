@@ -4,10 +4,10 @@
 #include <Kestrel/IPC/CommunicatorPool.h>
 #include <Kestrel/IPC/EndPoint.h>
 #include <Kestrel/IPC/Internal/BlockStore.h>
-#include <Kestrel/Root/Exceptions.h>
-#include <Kestrel/Root/OChannel.h>
-#include <Kestrel/Root/PlatformConversion.h>
-#include <Kestrel/Root/String.h>
+#include <Kestrel/Root/Errors/Exceptions.h>
+#include <Kestrel/Root/Streams/OChannel.h>
+#include <Kestrel/Root/Text/PlatformConversion.h>
+#include <Kestrel/Root/Text/String.h>
 #include <Kestrel/Socket/SocketFunctions.h>
 
 #include <algorithm>

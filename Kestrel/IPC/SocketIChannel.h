@@ -4,7 +4,7 @@
 #include <Kestrel/IPC/LifeMark.h>
 #include <Kestrel/Location/Location.h>
 #include <Kestrel/Root/Export.h>
-#include <Kestrel/Root/IChannel.h>
+#include <Kestrel/Root/Streams/IChannel.h>
 
 namespace Mu {
 class OChannel;

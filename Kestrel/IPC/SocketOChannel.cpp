@@ -4,8 +4,8 @@
 #include <Kestrel/IPC/CommunicatorPool.h>
 #include <Kestrel/IPC/EndPoint.h>
 #include <Kestrel/IPC/Internal/BlockStore.h>
-#include <Kestrel/Root/Logger.h>
-#include <Kestrel/Root/PlatformConversion.h>
+#include <Kestrel/Root/Log/Logger.h>
+#include <Kestrel/Root/Text/PlatformConversion.h>
 #include <Kestrel/Socket/SocketFunctions.h>
 
 #include <algorithm>

@@ -3,7 +3,7 @@
 #include <Kestrel/IPC/FrontQueue.h>
 #include <Kestrel/IPC/LifeMark.h>
 #include <Kestrel/Root/Export.h>
-#include <Kestrel/Root/OChannel.h>
+#include <Kestrel/Root/Streams/OChannel.h>
 
 namespace IO::IPC {
 

@@ -5,8 +5,8 @@
 #include <Kestrel/Location/Internal/NameText.h>
 #include <Kestrel/Location/Internal/PathNodes.h>
 #include <Kestrel/Location/NameEnumerator.h>
-#include <Kestrel/Root/ClassInfo.h>
-#include <Kestrel/Root/Exceptions.h>
+#include <Kestrel/Root/Errors/Exceptions.h>
+#include <Kestrel/Root/Objects/ClassInfo.h>
 
 namespace IO {
 

@@ -1,7 +1,7 @@
 #pragma once
 
 #include <Kestrel/Location/Name.h>
-#include <Kestrel/Root/Object.h>
+#include <Kestrel/Root/Objects/Object.h>
 
 #include <functional>
 

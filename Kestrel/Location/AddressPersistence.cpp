@@ -2,9 +2,9 @@
 
 #include <Kestrel/Location/Internal/AddressTree.h>
 #include <Kestrel/Location/Internal/Guard.h>
-#include <Kestrel/Root/Frame.h>
-#include <Kestrel/Root/IChannel.h>
-#include <Kestrel/Root/OChannel.h>
+#include <Kestrel/Root/Objects/Frame.h>
+#include <Kestrel/Root/Streams/IChannel.h>
+#include <Kestrel/Root/Streams/OChannel.h>
 
 #include <algorithm>
 

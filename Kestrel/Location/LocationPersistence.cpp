@@ -2,10 +2,10 @@
 
 #include <Kestrel/Location/Internal/ValidatorTable.h>
 #include <Kestrel/Location/LocationResolver.h>
-#include <Kestrel/Root/ClassInfo.h>
-#include <Kestrel/Root/Frame.h>
-#include <Kestrel/Root/IChannel.h>
-#include <Kestrel/Root/OChannel.h>
+#include <Kestrel/Root/Objects/ClassInfo.h>
+#include <Kestrel/Root/Objects/Frame.h>
+#include <Kestrel/Root/Streams/IChannel.h>
+#include <Kestrel/Root/Streams/OChannel.h>
 
 namespace IO {
 

@@ -1,8 +1,8 @@
 #include <Kestrel/Location/LocationResolver.h>
 
 #include <Kestrel/Location/RelativeLocation.h>
-#include <Kestrel/Root/IChannel.h>
-#include <Kestrel/Root/OChannel.h>
+#include <Kestrel/Root/Streams/IChannel.h>
+#include <Kestrel/Root/Streams/OChannel.h>
 
 namespace IO {
 

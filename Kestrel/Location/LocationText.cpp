@@ -6,10 +6,10 @@
 #include <Kestrel/Location/Internal/ValidatorTable.h>
 #include <Kestrel/Location/LocationResolver.h>
 #include <Kestrel/Location/LocationValidator.h>
-#include <Kestrel/Root/DebugPrint.h>
-#include <Kestrel/Root/Exceptions.h>
-#include <Kestrel/Root/LogLine.h>
-#include <Kestrel/Root/OChannel.h>
+#include <Kestrel/Root/Errors/Exceptions.h>
+#include <Kestrel/Root/Log/DebugPrint.h>
+#include <Kestrel/Root/Log/LogLine.h>
+#include <Kestrel/Root/Streams/OChannel.h>
 
 namespace IO {
 

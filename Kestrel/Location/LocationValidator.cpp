@@ -5,7 +5,7 @@
 #include <Kestrel/Location/MacLocationValidator.h>
 #include <Kestrel/Location/RelativeLocation.h>
 #include <Kestrel/Location/WinLocationValidator.h>
-#include <Kestrel/Root/Memory.h>
+#include <Kestrel/Root/Memory/Memory.h>
 
 #include <algorithm>
 

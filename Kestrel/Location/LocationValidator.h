@@ -1,8 +1,8 @@
 #pragma once
 
 #include <Kestrel/Location/Location.h>
-#include <Kestrel/Root/PlatformConversion.h>
-#include <Kestrel/Root/UniChar.h>
+#include <Kestrel/Root/Text/PlatformConversion.h>
+#include <Kestrel/Root/Text/UniChar.h>
 
 namespace IO {
 

@@ -3,8 +3,8 @@
 #include <Kestrel/Location/Internal/ValidatorTable.h>
 #include <Kestrel/Location/LocationValidator.h>
 #include <Kestrel/Location/NameComparer.h>
-#include <Kestrel/Root/CaseMapping.h>
-#include <Kestrel/Root/ClassInfo.h>
+#include <Kestrel/Root/Objects/ClassInfo.h>
+#include <Kestrel/Root/Text/CaseMapping.h>
 
 namespace IO {
 

@@ -1,7 +1,7 @@
 #pragma once
 
-#include <Kestrel/Root/Object.h>
-#include <Kestrel/Root/UniString.h>
+#include <Kestrel/Root/Objects/Object.h>
+#include <Kestrel/Root/Text/UniString.h>
 
 #include <functional>
 #include <iosfwd>

@@ -1,11 +1,11 @@
 #include <Kestrel/Location/Name.h>
 
 #include <Kestrel/Location/Internal/Guard.h>
-#include <Kestrel/Root/Frame.h>
-#include <Kestrel/Root/IChannel.h>
-#include <Kestrel/Root/Memory.h>
-#include <Kestrel/Root/OChannel.h>
-#include <Kestrel/Root/PlatformConversion.h>
+#include <Kestrel/Root/Memory/Memory.h>
+#include <Kestrel/Root/Objects/Frame.h>
+#include <Kestrel/Root/Streams/IChannel.h>
+#include <Kestrel/Root/Streams/OChannel.h>
+#include <Kestrel/Root/Text/PlatformConversion.h>
 
 #include <algorithm>
 

@@ -7,11 +7,11 @@
 #include <Kestrel/Location/Internal/ValidatorTable.h>
 #include <Kestrel/Location/LocationResolver.h>
 #include <Kestrel/Location/LocationValidator.h>
-#include <Kestrel/Root/ClassInfo.h>
-#include <Kestrel/Root/Frame.h>
-#include <Kestrel/Root/IChannel.h>
-#include <Kestrel/Root/LogLine.h>
-#include <Kestrel/Root/OChannel.h>
+#include <Kestrel/Root/Log/LogLine.h>
+#include <Kestrel/Root/Objects/ClassInfo.h>
+#include <Kestrel/Root/Objects/Frame.h>
+#include <Kestrel/Root/Streams/IChannel.h>
+#include <Kestrel/Root/Streams/OChannel.h>
 
 #include <iterator>
 

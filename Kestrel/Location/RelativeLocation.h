@@ -2,9 +2,9 @@
 
 #include <Kestrel/Location/Address.h>
 #include <Kestrel/Location/Name.h>
-#include <Kestrel/Root/ErrorCodes.h>
-#include <Kestrel/Root/Object.h>
-#include <Kestrel/Root/UniString.h>
+#include <Kestrel/Root/Errors/ErrorCodes.h>
+#include <Kestrel/Root/Objects/Object.h>
+#include <Kestrel/Root/Text/UniString.h>
 
 #include <functional>
 #include <iosfwd>

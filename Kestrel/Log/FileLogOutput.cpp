@@ -5,12 +5,12 @@
 #include <Kestrel/FileSystem/FileSystem.h>
 #include <Kestrel/FileSystem/Folder.h>
 #include <Kestrel/Location/CString.h>
-#include <Kestrel/Root/Array.h>
-#include <Kestrel/Root/BugReport.h>
-#include <Kestrel/Root/PagedArray.h>
-#include <Kestrel/Root/Process.h>
-#include <Kestrel/Root/Quietly.h>
-#include <Kestrel/Root/Time.h>
+#include <Kestrel/Root/Containers/Array.h>
+#include <Kestrel/Root/Containers/PagedArray.h>
+#include <Kestrel/Root/Log/BugReport.h>
+#include <Kestrel/Root/Log/Quietly.h>
+#include <Kestrel/Root/Threads/Process.h>
+#include <Kestrel/Root/Time/Time.h>
 
 #include <algorithm>
 #include <atomic>

@@ -4,8 +4,8 @@
 #include <Kestrel/Channel/OutputBuffer.h>
 #include <Kestrel/Location/Location.h>
 #include <Kestrel/Location/Name.h>
-#include <Kestrel/Root/Logger.h>
-#include <Kestrel/Root/Memory.h>
+#include <Kestrel/Root/Log/Logger.h>
+#include <Kestrel/Root/Memory/Memory.h>
 
 namespace IO {
 

@@ -2,8 +2,8 @@
 
 #include <Kestrel/Location/Location.h>
 #include <Kestrel/Root/Export.h>
-#include <Kestrel/Root/Object.h>
-#include <Kestrel/Root/UniString.h>
+#include <Kestrel/Root/Objects/Object.h>
+#include <Kestrel/Root/Text/UniString.h>
 
 namespace IO::Process {
 

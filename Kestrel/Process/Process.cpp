@@ -1,7 +1,7 @@
 #include <Kestrel/Process/Process.h>
 
 #include <Kestrel/Process/Platform/ProcessCalls.h>
-#include <Kestrel/Root/Process.h>
+#include <Kestrel/Root/Threads/Process.h>
 
 #include <utility>
 

@@ -3,8 +3,8 @@
 #include <Kestrel/FileSystem/Internal/Start.h>
 #include <Kestrel/Location/RelativeLocation.h>
 #include <Kestrel/Reflection/Internal/ReflectionFileEntry.h>
-#include <Kestrel/Root/Exceptions.h>
-#include <Kestrel/Root/Time.h>
+#include <Kestrel/Root/Errors/Exceptions.h>
+#include <Kestrel/Root/Time/Time.h>
 
 #include <algorithm>
 #include <memory>

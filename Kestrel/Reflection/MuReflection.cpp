@@ -2,12 +2,12 @@
 
 #include <Kestrel/Location/RelativeLocation.h>
 #include <Kestrel/Reflection/ReflectionManager.h>
-#include <Kestrel/Root/AllocationTree.h>
-#include <Kestrel/Root/ClassInfo.h>
-#include <Kestrel/Root/Concatenation.h>
-#include <Kestrel/Root/Guid.h>
-#include <Kestrel/Root/SharedPtr.h>
-#include <Kestrel/Root/String.h>
+#include <Kestrel/Root/Memory/AllocationTree.h>
+#include <Kestrel/Root/Memory/SharedPtr.h>
+#include <Kestrel/Root/Objects/ClassInfo.h>
+#include <Kestrel/Root/Text/Concatenation.h>
+#include <Kestrel/Root/Text/String.h>
+#include <Kestrel/Root/Values/Guid.h>
 
 #include <algorithm>
 

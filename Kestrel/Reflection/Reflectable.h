@@ -1,10 +1,10 @@
 #pragma once
 
 #include <Kestrel/Location/Name.h>
-#include <Kestrel/Root/Array.h>
+#include <Kestrel/Root/Containers/Array.h>
 #include <Kestrel/Root/Export.h>
-#include <Kestrel/Root/Memory.h>
-#include <Kestrel/Root/UniString.h>
+#include <Kestrel/Root/Memory/Memory.h>
+#include <Kestrel/Root/Text/UniString.h>
 
 #include <atomic>
 

@@ -5,7 +5,7 @@
 #include <Kestrel/Location/RelativeLocation.h>
 #include <Kestrel/Reflection/Internal/ReflectableUse.h>
 #include <Kestrel/Reflection/Internal/ValuesBelow.h>
-#include <Kestrel/Root/OChannel.h>
+#include <Kestrel/Root/Streams/OChannel.h>
 
 #include <algorithm>
 #include <utility>

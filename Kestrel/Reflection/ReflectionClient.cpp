@@ -4,7 +4,7 @@
 #include <Kestrel/Reflection/Internal/ReflectionConnection.h>
 #include <Kestrel/Reflection/Internal/Wire.h>
 #include <Kestrel/Reflection/ReflectionStreams.h>
-#include <Kestrel/Root/Exceptions.h>
+#include <Kestrel/Root/Errors/Exceptions.h>
 #include <Kestrel/Socket/SocketImplFactory.h>
 
 #include <algorithm>

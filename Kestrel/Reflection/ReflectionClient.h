@@ -2,11 +2,11 @@
 
 #include <Kestrel/Location/Name.h>
 #include <Kestrel/Reflection/Reflectable.h>
-#include <Kestrel/Root/Array.h>
-#include <Kestrel/Root/ErrorCodes.h>
+#include <Kestrel/Root/Containers/Array.h>
+#include <Kestrel/Root/Errors/ErrorCodes.h>
 #include <Kestrel/Root/Export.h>
-#include <Kestrel/Root/Memory.h>
-#include <Kestrel/Root/UniString.h>
+#include <Kestrel/Root/Memory/Memory.h>
+#include <Kestrel/Root/Text/UniString.h>
 
 namespace IO {
 

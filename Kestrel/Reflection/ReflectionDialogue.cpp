@@ -7,9 +7,9 @@
 #include <Kestrel/Reflection/Reflectable.h>
 #include <Kestrel/Reflection/ReflectionManager.h>
 #include <Kestrel/Reflection/ReflectionStreams.h>
-#include <Kestrel/Root/Exceptions.h>
-#include <Kestrel/Root/HashSet.h>
-#include <Kestrel/Root/Process.h>
+#include <Kestrel/Root/Containers/HashSet.h>
+#include <Kestrel/Root/Errors/Exceptions.h>
+#include <Kestrel/Root/Threads/Process.h>
 
 namespace IO {
 

@@ -1,6 +1,6 @@
 #include <Kestrel/Reflection/Internal/ReflectionFileEntry.h>
 
-#include <Kestrel/Root/Time.h>
+#include <Kestrel/Root/Time/Time.h>
 
 #include <algorithm>
 

@@ -5,7 +5,7 @@
 #include <Kestrel/Reflection/Internal/MemoryFolderEntry.h>
 #include <Kestrel/Reflection/Internal/ReflectionFileEntry.h>
 #include <Kestrel/Reflection/Reflectable.h>
-#include <Kestrel/Root/Exceptions.h>
+#include <Kestrel/Root/Errors/Exceptions.h>
 
 #include <algorithm>
 #include <memory>

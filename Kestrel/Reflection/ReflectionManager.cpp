@@ -1,10 +1,10 @@
 #include <Kestrel/Reflection/ReflectionManager.h>
 
 #include <Kestrel/Reflection/Internal/ReflectableUse.h>
-#include <Kestrel/Root/Array.h>
-#include <Kestrel/Root/Condition.h>
-#include <Kestrel/Root/Exceptions.h>
+#include <Kestrel/Root/Containers/Array.h>
+#include <Kestrel/Root/Errors/Exceptions.h>
 #include <Kestrel/Root/Internal/CoreGuard.h>
+#include <Kestrel/Root/Threads/Condition.h>
 
 #include <algorithm>
 #include <new>

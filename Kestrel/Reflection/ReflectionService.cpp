@@ -2,11 +2,11 @@
 
 #include <Kestrel/Reflection/Internal/ReflectionDialogue.h>
 #include <Kestrel/Reflection/Internal/Start.h>
-#include <Kestrel/Root/Array.h>
-#include <Kestrel/Root/Condition.h>
+#include <Kestrel/Root/Containers/Array.h>
 #include <Kestrel/Root/Internal/CoreGuard.h>
-#include <Kestrel/Root/SharedPtr.h>
-#include <Kestrel/Root/Thread.h>
+#include <Kestrel/Root/Memory/SharedPtr.h>
+#include <Kestrel/Root/Threads/Condition.h>
+#include <Kestrel/Root/Threads/Thread.h>
 #include <Kestrel/Socket/ServerSocket.h>
 
 #include <algorithm>

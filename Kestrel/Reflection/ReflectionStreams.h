@@ -1,8 +1,8 @@
 #pragma once
 
-#include <Kestrel/Root/BinaryChannel.h>
 #include <Kestrel/Root/Export.h>
-#include <Kestrel/Root/UniString.h>
+#include <Kestrel/Root/Streams/BinaryChannel.h>
+#include <Kestrel/Root/Text/UniString.h>
 
 namespace IO {
 

@@ -1,8 +1,8 @@
 #include <Kestrel/Reflection/Internal/Wire.h>
 
 #include <Kestrel/Reflection/ReflectionStreams.h>
-#include <Kestrel/Root/Exceptions.h>
-#include <Kestrel/Root/Memory.h>
+#include <Kestrel/Root/Errors/Exceptions.h>
+#include <Kestrel/Root/Memory/Memory.h>
 
 #include <algorithm>
 #include <bit>

@@ -1,7 +1,7 @@
 #include <Kestrel/Socket/InternetAddress.h>
 
-#include <Kestrel/Root/Exceptions.h>
-#include <Kestrel/Root/Memory.h>
+#include <Kestrel/Root/Errors/Exceptions.h>
+#include <Kestrel/Root/Memory/Memory.h>
 #include <Kestrel/Socket/Internal/DottedText.h>
 #include <Kestrel/Socket/Internal/Start.h>
 

@@ -1,10 +1,10 @@
 #pragma once
 
+#include <Kestrel/Root/Containers/PagedArray.h>
 #include <Kestrel/Root/Export.h>
-#include <Kestrel/Root/Memory.h>
-#include <Kestrel/Root/PagedArray.h>
-#include <Kestrel/Root/String.h>
-#include <Kestrel/Root/UniString.h>
+#include <Kestrel/Root/Memory/Memory.h>
+#include <Kestrel/Root/Text/String.h>
+#include <Kestrel/Root/Text/UniString.h>
 
 namespace IO::Socket {
 

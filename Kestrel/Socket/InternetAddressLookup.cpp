@@ -2,7 +2,7 @@
 
 #include <Kestrel/Socket/InternetAddress.h>
 
-#include <Kestrel/Root/Exceptions.h>
+#include <Kestrel/Root/Errors/Exceptions.h>
 #include <Kestrel/Socket/Internal/DottedText.h>
 #include <Kestrel/Socket/Internal/ErrorText.h>
 #include <Kestrel/Socket/NetworkInterface.h>

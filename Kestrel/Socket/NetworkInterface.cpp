@@ -1,6 +1,6 @@
 #include <Kestrel/Socket/NetworkInterface.h>
 
-#include <Kestrel/Root/Ref.h>
+#include <Kestrel/Root/Memory/Ref.h>
 #include <Kestrel/Socket/Internal/WinNetworkInterfaceImpl.h>
 
 #include <algorithm>

@@ -1,7 +1,7 @@
 #pragma once
 
-#include <Kestrel/Root/PagedArray.h>
-#include <Kestrel/Root/UniString.h>
+#include <Kestrel/Root/Containers/PagedArray.h>
+#include <Kestrel/Root/Text/UniString.h>
 #include <Kestrel/Socket/HardwareAddress.h>
 #include <Kestrel/Socket/NetworkInterfaceAddress.h>
 

@@ -1,8 +1,8 @@
 #pragma once
 
 #include <Kestrel/Root/Export.h>
-#include <Kestrel/Root/Memory.h>
-#include <Kestrel/Root/String.h>
+#include <Kestrel/Root/Memory/Memory.h>
+#include <Kestrel/Root/Text/String.h>
 
 namespace IO::Socket {
 

@@ -1,6 +1,6 @@
 #include <Kestrel/Socket/SocketFunctions.h>
 
-#include <Kestrel/Root/ErrorCodes.h>
+#include <Kestrel/Root/Errors/ErrorCodes.h>
 #include <Kestrel/Socket/Internal/DottedText.h>
 #include <Kestrel/Socket/Internal/FDSetImpl.h>
 #include <Kestrel/Socket/Internal/SockAddrImpl.h>

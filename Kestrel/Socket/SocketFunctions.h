@@ -1,7 +1,7 @@
 #pragma once
 
 #include <Kestrel/Root/Export.h>
-#include <Kestrel/Root/String.h>
+#include <Kestrel/Root/Text/String.h>
 #include <Kestrel/Socket/FDSet.h>
 #include <Kestrel/Socket/SockAddr.h>
 

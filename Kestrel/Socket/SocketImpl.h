@@ -1,9 +1,9 @@
 #pragma once
 
-#include <Kestrel/Root/AtomicCounter.h>
-#include <Kestrel/Root/BinaryChannel.h>
-#include <Kestrel/Root/Ref.h>
-#include <Kestrel/Root/Thread.h>
+#include <Kestrel/Root/Memory/AtomicCounter.h>
+#include <Kestrel/Root/Memory/Ref.h>
+#include <Kestrel/Root/Streams/BinaryChannel.h>
+#include <Kestrel/Root/Threads/Thread.h>
 #include <Kestrel/Socket/InternetAddress.h>
 
 #include <atomic>

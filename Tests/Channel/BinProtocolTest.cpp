@@ -2,8 +2,8 @@
 
 #include <Kestrel/Channel/MemoryIChannel.h>
 #include <Kestrel/Channel/MemoryOChannel.h>
-#include <Kestrel/Root/Guid.h>
-#include <Kestrel/Root/String.h>
+#include <Kestrel/Root/Text/String.h>
+#include <Kestrel/Root/Values/Guid.h>
 
 #include "Tests/Support/Channel/Ends.h"
 

@@ -9,8 +9,8 @@
 #include <Kestrel/Channel/MemoryOChannel.h>
 #include <Kestrel/Channel/Zip/ZipIChannel.h>
 #include <Kestrel/Channel/Zip/ZipOChannel.h>
-#include <Kestrel/Root/Frame.h>
-#include <Kestrel/Root/UniString.h>
+#include <Kestrel/Root/Objects/Frame.h>
+#include <Kestrel/Root/Text/UniString.h>
 
 #include <gtest/gtest.h>
 

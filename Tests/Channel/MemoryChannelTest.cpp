@@ -4,7 +4,7 @@
 
 #include "Tests/Support/FaultSweep.h"
 
-#include <Kestrel/Root/Memory.h>
+#include <Kestrel/Root/Memory/Memory.h>
 
 #include <gtest/gtest.h>
 

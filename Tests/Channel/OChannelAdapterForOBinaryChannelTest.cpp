@@ -1,6 +1,6 @@
 #include <Kestrel/Channel/OChannelAdapterForOBinaryChannel.h> // first: it stands on its own
 
-#include <Kestrel/Root/Exceptions.h>
+#include <Kestrel/Root/Errors/Exceptions.h>
 
 #include <gtest/gtest.h>
 

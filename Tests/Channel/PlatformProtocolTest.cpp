@@ -2,7 +2,7 @@
 
 #include <Kestrel/Channel/MemoryIChannel.h>
 #include <Kestrel/Channel/MemoryOChannel.h>
-#include <Kestrel/Root/Guid.h>
+#include <Kestrel/Root/Values/Guid.h>
 
 #include "Tests/Support/Channel/Ends.h"
 

@@ -4,7 +4,7 @@
 
 #include <Kestrel/FileSystem/NativePath.h>
 #include <Kestrel/FileSystem/Platform/ForwardingFileCalls.h>
-#include <Kestrel/Root/UniString.h>
+#include <Kestrel/Root/Text/UniString.h>
 
 #include <filesystem>
 #include <map>

@@ -1,7 +1,7 @@
 // What stands in the files of a log whose process or system ended.
 
 #include <Kestrel/Log/FileLogOutput.h>
-#include <Kestrel/Root/Logger.h>
+#include <Kestrel/Root/Log/Logger.h>
 
 #include "Tests/Crash/Ending.h"
 

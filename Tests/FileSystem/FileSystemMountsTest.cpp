@@ -2,7 +2,7 @@
 
 #include <Kestrel/FileSystem/Internal/Start.h>
 #include <Kestrel/FileSystem/Internal/WinFileSystem.h>
-#include <Kestrel/Root/Lock.h>
+#include <Kestrel/Root/Threads/Lock.h>
 
 #include "Tests/Support/FaultSweep.h"
 #include "Tests/Support/FileSystem/Connection.h"

@@ -10,8 +10,8 @@
 
 #include <Kestrel/Channel/MemoryOChannel.h>
 #include <Kestrel/Location/Internal/OSErrors.h>
-#include <Kestrel/Root/Exceptions.h>
-#include <Kestrel/Root/Thread.h>
+#include <Kestrel/Root/Errors/Exceptions.h>
+#include <Kestrel/Root/Threads/Thread.h>
 
 #include <algorithm>
 #include <random>

@@ -4,8 +4,8 @@
 
 #include <Kestrel/Channel/MemoryIChannel.h>
 #include <Kestrel/FileType/GeneralID.h>
-#include <Kestrel/Root/ErrorCodes.h>
-#include <Kestrel/Root/UniString.h>
+#include <Kestrel/Root/Errors/ErrorCodes.h>
+#include <Kestrel/Root/Text/UniString.h>
 
 #include <gtest/gtest.h>
 

@@ -7,7 +7,7 @@
 #include "Tests/Support/LogCapture.h"
 
 #include <Kestrel/FileType/Defaults.h>
-#include <Kestrel/Root/IChannel.h>
+#include <Kestrel/Root/Streams/IChannel.h>
 
 #include <gtest/gtest.h>
 

@@ -7,7 +7,7 @@
 #include <Kestrel/Reflection/Reflectable.h>
 #include <Kestrel/Reflection/ReflectionManager.h>
 #include <Kestrel/Reflection/ReflectionService.h>
-#include <Kestrel/Root/Process.h>
+#include <Kestrel/Root/Threads/Process.h>
 #include <Kestrel/Socket/ServerSocket.h>
 
 #include <gtest/gtest.h>

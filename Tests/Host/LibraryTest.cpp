@@ -10,7 +10,7 @@
 #include <Kestrel/Reflection/ReflectionClient.h>
 #include <Kestrel/Reflection/ReflectionManager.h>
 #include <Kestrel/Reflection/ReflectionService.h>
-#include <Kestrel/Root/Logger.h>
+#include <Kestrel/Root/Log/Logger.h>
 
 #include "Tests/Support/OwnProcess.h"
 

@@ -2,7 +2,7 @@
 
 #include "Tests/Host/RunTool.h"
 
-#include <Kestrel/Root/Exceptions.h>
+#include <Kestrel/Root/Errors/Exceptions.h>
 #include <Kestrel/Socket/ServerSocket.h>
 
 #include <gtest/gtest.h>

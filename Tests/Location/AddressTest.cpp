@@ -2,7 +2,7 @@
 
 #include <Kestrel/Location/NameComparer.h>
 #include <Kestrel/Location/NameEnumerator.h>
-#include <Kestrel/Root/ClassInfo.h>
+#include <Kestrel/Root/Objects/ClassInfo.h>
 
 #include "Tests/Support/FaultSweep.h"
 #include "Tests/Support/Location/AddressTrees.h"

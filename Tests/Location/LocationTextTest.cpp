@@ -1,7 +1,7 @@
 #include <Kestrel/Location/Location.h>
 
 #include <Kestrel/Location/Internal/OSErrors.h>
-#include <Kestrel/Root/LogLine.h>
+#include <Kestrel/Root/Log/LogLine.h>
 
 #include "Tests/Support/Location/Locations.h"
 #include "Tests/Support/Location/TestResolver.h"

@@ -1,7 +1,7 @@
 #include <Kestrel/Location/Name.h>
 
 #include <Kestrel/Location/NameComparer.h>
-#include <Kestrel/Root/ClassInfo.h>
+#include <Kestrel/Root/Objects/ClassInfo.h>
 
 #include "Tests/Support/FaultSweep.h"
 #include "Tests/Support/Location/Locations.h"

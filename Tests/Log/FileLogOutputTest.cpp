@@ -3,9 +3,9 @@
 #include <Kestrel/FileSystem/File.h>
 #include <Kestrel/FileSystem/FileSystem.h>
 #include <Kestrel/FileSystem/Platform/ForwardingFileCalls.h>
-#include <Kestrel/Root/BugReport.h>
-#include <Kestrel/Root/Process.h>
-#include <Kestrel/Root/Thread.h>
+#include <Kestrel/Root/Log/BugReport.h>
+#include <Kestrel/Root/Threads/Process.h>
+#include <Kestrel/Root/Threads/Thread.h>
 
 #include "Tests/Support/FaultSweep.h"
 #include "Tests/Support/FileSystem/ScriptedFileCalls.h"

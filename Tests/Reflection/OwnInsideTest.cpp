@@ -15,10 +15,10 @@
 #include <Kestrel/Reflection/MemoryVFS.h>
 #include <Kestrel/Reflection/Platform/MemoryRegions.h>
 #include <Kestrel/Reflection/Reflectable.h>
-#include <Kestrel/Root/AllocationTree.h>
-#include <Kestrel/Root/ClassInfo.h>
-#include <Kestrel/Root/Guid.h>
-#include <Kestrel/Root/Memory.h>
+#include <Kestrel/Root/Memory/AllocationTree.h>
+#include <Kestrel/Root/Memory/Memory.h>
+#include <Kestrel/Root/Objects/ClassInfo.h>
+#include <Kestrel/Root/Values/Guid.h>
 
 #include <gtest/gtest.h>
 

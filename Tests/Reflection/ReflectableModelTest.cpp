@@ -11,7 +11,7 @@
 #include <Kestrel/Reflection/Internal/ReflectableUse.h>
 #include <Kestrel/Reflection/Internal/ValuesBelow.h>
 #include <Kestrel/Reflection/ReflectionManager.h>
-#include <Kestrel/Root/Exceptions.h>
+#include <Kestrel/Root/Errors/Exceptions.h>
 
 #include <gtest/gtest.h>
 

@@ -9,7 +9,7 @@
 #include <Kestrel/Reflection/Reflectable.h>
 #include <Kestrel/Reflection/ReflectionManager.h>
 #include <Kestrel/Reflection/ReflectionStreams.h>
-#include <Kestrel/Root/Process.h>
+#include <Kestrel/Root/Threads/Process.h>
 
 #include <gtest/gtest.h>
 

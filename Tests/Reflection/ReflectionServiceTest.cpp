@@ -13,10 +13,10 @@
 #include <Kestrel/Reflection/ReflectionClient.h>
 #include <Kestrel/Reflection/ReflectionManager.h>
 #include <Kestrel/Reflection/ReflectionStreams.h>
-#include <Kestrel/Root/AllocationTree.h>
-#include <Kestrel/Root/Exceptions.h>
-#include <Kestrel/Root/Memory.h>
-#include <Kestrel/Root/Thread.h>
+#include <Kestrel/Root/Errors/Exceptions.h>
+#include <Kestrel/Root/Memory/AllocationTree.h>
+#include <Kestrel/Root/Memory/Memory.h>
+#include <Kestrel/Root/Threads/Thread.h>
 #include <Kestrel/Socket/ServerSocket.h>
 
 #include <gtest/gtest.h>

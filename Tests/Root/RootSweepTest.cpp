@@ -4,13 +4,13 @@
 #include "Tests/Support/Root/ByteChannels.h"
 #include "Tests/Support/Text.h"
 
-#include <Kestrel/Root/Array.h>
-#include <Kestrel/Root/ErrorCodes.h>
-#include <Kestrel/Root/Guid.h>
-#include <Kestrel/Root/HashSet.h>
-#include <Kestrel/Root/HashTable.h>
-#include <Kestrel/Root/String.h>
-#include <Kestrel/Root/UniString.h>
+#include <Kestrel/Root/Containers/Array.h>
+#include <Kestrel/Root/Containers/HashSet.h>
+#include <Kestrel/Root/Containers/HashTable.h>
+#include <Kestrel/Root/Errors/ErrorCodes.h>
+#include <Kestrel/Root/Text/String.h>
+#include <Kestrel/Root/Text/UniString.h>
+#include <Kestrel/Root/Values/Guid.h>
 
 #include <gtest/gtest.h>
 

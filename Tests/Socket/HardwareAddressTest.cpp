@@ -1,6 +1,6 @@
 #include <Kestrel/Socket/HardwareAddress.h>
 
-#include <Kestrel/Root/Exceptions.h>
+#include <Kestrel/Root/Errors/Exceptions.h>
 
 #include "Tests/Socket/Loopback.h"
 #include "Tests/Support/FaultSweep.h"

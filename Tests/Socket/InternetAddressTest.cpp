@@ -3,7 +3,7 @@
 #include <Kestrel/Socket/NetworkInterface.h>
 #include <Kestrel/Socket/Platform/ForwardingSocketCalls.h>
 
-#include <Kestrel/Root/Exceptions.h>
+#include <Kestrel/Root/Errors/Exceptions.h>
 
 #include "Tests/Socket/Loopback.h"
 #include "Tests/Support/FaultSweep.h"

@@ -1,6 +1,6 @@
 #include <Kestrel/Socket/NetworkInterface.h>
 
-#include <Kestrel/Root/Exceptions.h>
+#include <Kestrel/Root/Errors/Exceptions.h>
 #include <Kestrel/Socket/Internal/FetchTable.h>
 #include <Kestrel/Socket/Internal/MergeInterfaces.h>
 #include <Kestrel/Socket/SocketExceptions.h>

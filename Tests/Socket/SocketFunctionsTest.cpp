@@ -1,6 +1,6 @@
 #include <Kestrel/Socket/SocketFunctions.h>
 
-#include <Kestrel/Root/ErrorCodes.h>
+#include <Kestrel/Root/Errors/ErrorCodes.h>
 
 #include "Tests/Support/Socket/ScriptedSocketCalls.h"
 

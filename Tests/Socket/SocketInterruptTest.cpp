@@ -1,7 +1,7 @@
 // A wait that another thread ends: never lost, never twice, never stuck.
 
-#include <Kestrel/Root/Exceptions.h>
-#include <Kestrel/Root/Thread.h>
+#include <Kestrel/Root/Errors/Exceptions.h>
+#include <Kestrel/Root/Threads/Thread.h>
 #include <Kestrel/Socket/SocketImplFactory.h>
 
 #include "Tests/Socket/Loopback.h"

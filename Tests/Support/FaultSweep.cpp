@@ -1,7 +1,7 @@
 #include "Tests/Support/FaultSweep.h"
 
-#include <Kestrel/Root/Exceptions.h>
-#include <Kestrel/Root/Memory.h>
+#include <Kestrel/Root/Errors/Exceptions.h>
+#include <Kestrel/Root/Memory/Memory.h>
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <Kestrel/Root/Clock.h>
+#include <Kestrel/Root/Time/Clock.h>
 
 #include <mutex>
 #include <vector>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <Kestrel/Root/Logger.h>
+#include <Kestrel/Root/Log/Logger.h>
 
 #include <mutex>
 #include <string>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <Kestrel/Root/UniString.h>
+#include <Kestrel/Root/Text/UniString.h>
 
 #include <string>
 #include <string_view>

@@ -11,7 +11,7 @@
 #include <Kestrel/IPC/Client.h>
 #include <Kestrel/IPC/CommunicatorPool.h>
 #include <Kestrel/IPC/ProcessInfoProvider.h>
-#include <Kestrel/Root/Clock.h>
+#include <Kestrel/Root/Time/Clock.h>
 
 #include <algorithm>
 

@@ -3,9 +3,9 @@
 #include "Commands.h"
 #include "Console.h"
 
-#include <Kestrel/Root/Clock.h>
-#include <Kestrel/Root/Exceptions.h>
-#include <Kestrel/Root/Logger.h>
+#include <Kestrel/Root/Errors/Exceptions.h>
+#include <Kestrel/Root/Log/Logger.h>
+#include <Kestrel/Root/Time/Clock.h>
 #include <Kestrel/Socket/SocketExceptions.h>
 #include <Kestrel/Socket/SocketImplFactory.h>
 

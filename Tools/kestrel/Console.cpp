@@ -3,8 +3,8 @@
 #include "Arguments.h"
 #include "Streams.h"
 
-#include <Kestrel/Root/ErrorCategory.h>
-#include <Kestrel/Root/LogBlock.h>
+#include <Kestrel/Root/Errors/ErrorCategory.h>
+#include <Kestrel/Root/Log/LogBlock.h>
 
 #include <algorithm>
 #include <iostream>

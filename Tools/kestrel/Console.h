@@ -1,9 +1,9 @@
 #pragma once
 
 #include <Kestrel/Location/Location.h>
-#include <Kestrel/Root/ErrorCodes.h>
-#include <Kestrel/Root/Logger.h>
-#include <Kestrel/Root/UniString.h>
+#include <Kestrel/Root/Errors/ErrorCodes.h>
+#include <Kestrel/Root/Log/Logger.h>
+#include <Kestrel/Root/Text/UniString.h>
 
 #include <string>
 

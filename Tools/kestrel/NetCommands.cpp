@@ -2,7 +2,7 @@
 #include "Console.h"
 #include "Json.h"
 
-#include <Kestrel/Root/Exceptions.h>
+#include <Kestrel/Root/Errors/Exceptions.h>
 #include <Kestrel/Socket/NetworkInterface.h>
 #include <Kestrel/Socket/SocketExceptions.h>
 

@@ -6,7 +6,7 @@
 #include <Kestrel/Channel/MemoryOChannel.h>
 #include <Kestrel/FileSystem/NativePath.h>
 #include <Kestrel/Location/LocationValidator.h>
-#include <Kestrel/Root/Memory.h>
+#include <Kestrel/Root/Memory/Memory.h>
 
 #include <cstdio>
 

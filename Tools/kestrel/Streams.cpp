@@ -4,7 +4,7 @@
 #include "Console.h"
 
 #include <Kestrel/FileSystem/FileSystem.h>
-#include <Kestrel/Root/Exceptions.h>
+#include <Kestrel/Root/Errors/Exceptions.h>
 
 #include <cstdio>
 #include <iostream>

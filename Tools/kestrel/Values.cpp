@@ -2,8 +2,8 @@
 
 #include "Arguments.h"
 
-#include <Kestrel/Root/Array.h>
-#include <Kestrel/Root/String.h>
+#include <Kestrel/Root/Containers/Array.h>
+#include <Kestrel/Root/Text/String.h>
 
 #include <charconv>
 #include <cmath>

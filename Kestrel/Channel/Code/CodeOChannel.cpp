@@ -3,7 +3,7 @@
 #include <Kestrel/Channel/Code/Blowfish.h>
 #include <Kestrel/Channel/Code/Internal/CodeRecord.h>
 
-#include <Kestrel/Root/Quietly.h>
+#include <Kestrel/Root/Log/Quietly.h>
 
 #include <algorithm>
 #include <memory>

@@ -3,9 +3,9 @@
 #include <Kestrel/Channel/Internal/Recode.h>
 #include <Kestrel/Channel/PlatformProtocol.h>
 #include <Kestrel/Channel/Wire.h>
-#include <Kestrel/Root/Guid.h>
-#include <Kestrel/Root/Memory.h>
-#include <Kestrel/Root/Object.h>
+#include <Kestrel/Root/Memory/Memory.h>
+#include <Kestrel/Root/Objects/Object.h>
+#include <Kestrel/Root/Values/Guid.h>
 
 #include <memory>
 

@@ -1,6 +1,6 @@
 #include <Kestrel/Channel/Zip/Internal/ZipBlockPool.h>
 
-#include <Kestrel/Root/Exceptions.h>
+#include <Kestrel/Root/Errors/Exceptions.h>
 
 namespace IO {
 

@@ -2,7 +2,7 @@
 
 #include <Kestrel/Channel/Zip/Internal/ZipOChannelImp.h>
 
-#include <Kestrel/Root/Quietly.h>
+#include <Kestrel/Root/Log/Quietly.h>
 
 #include <new>
 

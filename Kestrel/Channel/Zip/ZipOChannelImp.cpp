@@ -1,7 +1,7 @@
 #include <Kestrel/Channel/Zip/Internal/ZipOChannelImp.h>
 
 #include <Kestrel/Channel/Zip/Internal/ZipMemory.h>
-#include <Kestrel/Root/Exceptions.h>
+#include <Kestrel/Root/Errors/Exceptions.h>
 
 #include <algorithm>
 

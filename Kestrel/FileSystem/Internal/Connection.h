@@ -1,7 +1,7 @@
 #pragma once
 
 #include <Kestrel/Location/Location.h>
-#include <Kestrel/Root/ErrorCodes.h>
+#include <Kestrel/Root/Errors/ErrorCodes.h>
 
 namespace IO {
 

@@ -2,8 +2,8 @@
 
 #include <Kestrel/Location/Internal/ValidatorTable.h>
 #include <Kestrel/Location/LocationValidator.h>
-#include <Kestrel/Root/Ref.h>
-#include <Kestrel/Root/Time.h>
+#include <Kestrel/Root/Memory/Ref.h>
+#include <Kestrel/Root/Time/Time.h>
 
 #include <algorithm>
 

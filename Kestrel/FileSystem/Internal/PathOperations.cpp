@@ -3,8 +3,8 @@
 #include <Kestrel/FileSystem/Internal/ErrorGroups.h>
 #include <Kestrel/FileSystem/Internal/PathType.h>
 #include <Kestrel/Location/Internal/OSErrors.h>
-#include <Kestrel/Root/Lock.h>
-#include <Kestrel/Root/Quietly.h>
+#include <Kestrel/Root/Log/Quietly.h>
+#include <Kestrel/Root/Threads/Lock.h>
 
 namespace IO {
 

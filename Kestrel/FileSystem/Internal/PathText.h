@@ -1,7 +1,7 @@
 #pragma once
 
 #include <Kestrel/FileSystem/Platform/FileCalls.h>
-#include <Kestrel/Root/UniString.h>
+#include <Kestrel/Root/Text/UniString.h>
 
 namespace IO {
 

@@ -1,8 +1,8 @@
 #include <Kestrel/FileSystem/Internal/Report.h>
 
 #include <Kestrel/Location/Internal/OSErrors.h>
-#include <Kestrel/Root/Exceptions.h>
-#include <Kestrel/Root/Logger.h>
+#include <Kestrel/Root/Errors/Exceptions.h>
+#include <Kestrel/Root/Log/Logger.h>
 
 #include <string_view>
 

@@ -2,9 +2,9 @@
 
 #include <Kestrel/Location/Location.h>
 #include <Kestrel/Location/Name.h>
-#include <Kestrel/Root/ErrorCodes.h>
-#include <Kestrel/Root/LogLine.h>
-#include <Kestrel/Root/UniString.h>
+#include <Kestrel/Root/Errors/ErrorCodes.h>
+#include <Kestrel/Root/Log/LogLine.h>
+#include <Kestrel/Root/Text/UniString.h>
 
 #include <cstddef>
 #include <initializer_list>

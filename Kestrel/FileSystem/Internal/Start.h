@@ -1,6 +1,6 @@
 #pragma once
 
-#include <Kestrel/Root/Lock.h>
+#include <Kestrel/Root/Threads/Lock.h>
 
 namespace IO {
 

@@ -2,7 +2,7 @@
 
 #include <Kestrel/FileSystem/FileEntry.h>
 #include <Kestrel/FileSystem/Platform/FileCalls.h>
-#include <Kestrel/Root/UniString.h>
+#include <Kestrel/Root/Text/UniString.h>
 
 namespace IO {
 

@@ -2,7 +2,7 @@
 
 #include <Kestrel/FileSystem/Internal/Drives.h>
 #include <Kestrel/FileSystem/Internal/SpecialLocations.h>
-#include <Kestrel/Root/Memory.h>
+#include <Kestrel/Root/Memory/Memory.h>
 
 namespace IO {
 

@@ -2,7 +2,7 @@
 
 #include <Kestrel/FileSystem/FolderEntry.h>
 #include <Kestrel/FileSystem/Internal/PathType.h>
-#include <Kestrel/Root/UniString.h>
+#include <Kestrel/Root/Text/UniString.h>
 
 namespace IO {
 

@@ -5,7 +5,7 @@
 #include <Kestrel/Location/Internal/NameText.h>
 #include <Kestrel/Location/NameEnumerator.h>
 #include <Kestrel/Location/RelativeLocation.h>
-#include <Kestrel/Root/Memory.h>
+#include <Kestrel/Root/Memory/Memory.h>
 
 #include <algorithm>
 

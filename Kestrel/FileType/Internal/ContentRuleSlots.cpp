@@ -2,8 +2,8 @@
 
 #include <Kestrel/FileType/FileTypeManager.h>
 #include <Kestrel/FileType/Internal/ContentRules.h>
-#include <Kestrel/Root/IChannel.h>
-#include <Kestrel/Root/Lock.h>
+#include <Kestrel/Root/Streams/IChannel.h>
+#include <Kestrel/Root/Threads/Lock.h>
 
 #include <array>
 #include <utility>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <Kestrel/Root/NarrowText.h>
+#include <Kestrel/Root/Text/NarrowText.h>
 
 #include <algorithm>
 #include <cstring>

@@ -2,9 +2,9 @@
 
 #include <Kestrel/FileType/FileTypeManager.h>
 #include <Kestrel/Location/Name.h>
-#include <Kestrel/Root/Array.h>
-#include <Kestrel/Root/Exceptions.h>
-#include <Kestrel/Root/Lock.h>
+#include <Kestrel/Root/Containers/Array.h>
+#include <Kestrel/Root/Errors/Exceptions.h>
+#include <Kestrel/Root/Threads/Lock.h>
 
 namespace FTM {
 

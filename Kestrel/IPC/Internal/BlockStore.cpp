@@ -1,7 +1,7 @@
 #include <Kestrel/IPC/Internal/BlockStore.h>
 
-#include <Kestrel/Root/Exceptions.h>
-#include <Kestrel/Root/Memory.h>
+#include <Kestrel/Root/Errors/Exceptions.h>
+#include <Kestrel/Root/Memory/Memory.h>
 
 #include <cstring>
 

@@ -1,6 +1,6 @@
 #include <Kestrel/IPC/Internal/PatientFile.h>
 
-#include <Kestrel/Root/Clock.h>
+#include <Kestrel/Root/Time/Clock.h>
 
 #include <algorithm>
 

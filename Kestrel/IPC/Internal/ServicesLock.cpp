@@ -1,7 +1,7 @@
 #include <Kestrel/IPC/Internal/ServicesLock.h>
 
 #include <Kestrel/FileSystem/FileSystem.h>
-#include <Kestrel/Root/Quietly.h>
+#include <Kestrel/Root/Log/Quietly.h>
 
 namespace IO::IPC {
 

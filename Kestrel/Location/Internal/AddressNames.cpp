@@ -1,8 +1,8 @@
 #include <Kestrel/Location/Internal/AddressNames.h>
 
 #include <Kestrel/Location/Address.h>
-#include <Kestrel/Root/Exceptions.h>
-#include <Kestrel/Root/OChannel.h>
+#include <Kestrel/Root/Errors/Exceptions.h>
+#include <Kestrel/Root/Streams/OChannel.h>
 
 #include <algorithm>
 

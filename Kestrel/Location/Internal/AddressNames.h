@@ -1,6 +1,6 @@
 #pragma once
 
-#include <Kestrel/Root/CharCode.h>
+#include <Kestrel/Root/Text/CharCode.h>
 
 namespace Mu {
 class OChannel;

@@ -1,7 +1,7 @@
 #include <Kestrel/Location/Internal/AddressPair.h>
 
 #include <Kestrel/Location/Internal/AddressTree.h>
-#include <Kestrel/Root/Exceptions.h>
+#include <Kestrel/Root/Errors/Exceptions.h>
 
 namespace IO {
 

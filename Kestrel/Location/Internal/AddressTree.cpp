@@ -3,9 +3,9 @@
 #include <Kestrel/Location/Internal/NameText.h>
 #include <Kestrel/Location/Internal/PathNodes.h>
 #include <Kestrel/Location/NameComparer.h>
-#include <Kestrel/Root/CaseMapping.h>
-#include <Kestrel/Root/Exceptions.h>
-#include <Kestrel/Root/OChannel.h>
+#include <Kestrel/Root/Errors/Exceptions.h>
+#include <Kestrel/Root/Streams/OChannel.h>
+#include <Kestrel/Root/Text/CaseMapping.h>
 
 #include <algorithm>
 #include <new>

@@ -4,8 +4,8 @@
 #include <Kestrel/Location/Internal/NodeTable.h>
 #include <Kestrel/Location/Internal/RecentFolder.h>
 #include <Kestrel/Location/Internal/SiblingLists.h>
-#include <Kestrel/Root/Lock.h>
-#include <Kestrel/Root/UniString.h>
+#include <Kestrel/Root/Text/UniString.h>
+#include <Kestrel/Root/Threads/Lock.h>
 
 #include <utility>
 

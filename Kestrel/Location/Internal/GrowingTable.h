@@ -1,7 +1,7 @@
 #pragma once
 
 #include <Kestrel/Location/Internal/Prefetch.h>
-#include <Kestrel/Root/Memory.h>
+#include <Kestrel/Root/Memory/Memory.h>
 #include <Kestrel/Root/Types.h>
 
 namespace IO {

@@ -1,7 +1,7 @@
 #pragma once
 
-#include <Kestrel/Root/ErrorCodes.h>
-#include <Kestrel/Root/Exceptions.h>
+#include <Kestrel/Root/Errors/ErrorCodes.h>
+#include <Kestrel/Root/Errors/Exceptions.h>
 
 namespace IO {
 

@@ -1,7 +1,7 @@
 #pragma once
 
 #include <Kestrel/Location/Location.h>
-#include <Kestrel/Root/Exceptions.h>
+#include <Kestrel/Root/Errors/Exceptions.h>
 
 namespace IO {
 

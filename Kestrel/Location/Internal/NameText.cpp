@@ -1,7 +1,7 @@
 #include <Kestrel/Location/Internal/NameText.h>
 
-#include <Kestrel/Root/CaseMapping.h>
-#include <Kestrel/Root/Memory.h>
+#include <Kestrel/Root/Memory/Memory.h>
+#include <Kestrel/Root/Text/CaseMapping.h>
 
 #include <algorithm>
 

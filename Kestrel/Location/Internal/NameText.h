@@ -1,7 +1,7 @@
 #pragma once
 
 #include <Kestrel/Location/Internal/NameTable.h>
-#include <Kestrel/Root/Substring.h>
+#include <Kestrel/Root/Text/Substring.h>
 
 namespace IO {
 

@@ -1,9 +1,9 @@
 #include <Kestrel/Location/Internal/OSErrors.h>
 
 #include <Kestrel/Location/CLib.h>
-#include <Kestrel/Root/Lock.h>
-#include <Kestrel/Root/LogLine.h>
-#include <Kestrel/Root/Memory.h>
+#include <Kestrel/Root/Log/LogLine.h>
+#include <Kestrel/Root/Memory/Memory.h>
+#include <Kestrel/Root/Threads/Lock.h>
 
 #include <algorithm>
 

@@ -1,6 +1,6 @@
 #include <Kestrel/Location/Internal/PathNodes.h>
 
-#include <Kestrel/Root/Memory.h>
+#include <Kestrel/Root/Memory/Memory.h>
 
 namespace IO {
 

@@ -1,7 +1,7 @@
 #include <Kestrel/Location/Internal/Resolvation.h>
 
 #include <Kestrel/Location/Internal/OSErrors.h>
-#include <Kestrel/Root/Logger.h>
+#include <Kestrel/Root/Log/Logger.h>
 
 namespace IO {
 

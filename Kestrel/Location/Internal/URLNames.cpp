@@ -2,7 +2,7 @@
 
 #include <Kestrel/Location/Address.h>
 #include <Kestrel/Location/Name.h>
-#include <Kestrel/Root/Exceptions.h>
+#include <Kestrel/Root/Errors/Exceptions.h>
 
 #include <algorithm>
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <Kestrel/Root/PlatformConversion.h>
+#include <Kestrel/Root/Text/PlatformConversion.h>
 
 namespace IO {
 

@@ -1,7 +1,7 @@
 #include <Kestrel/Location/Platform/NativeText.h>
 
-#include <Kestrel/Root/CaseMapping.h>
-#include <Kestrel/Root/CodeUnits.h>
+#include <Kestrel/Root/Text/CaseMapping.h>
+#include <Kestrel/Root/Text/CodeUnits.h>
 
 #include <cstring>
 

@@ -3,7 +3,7 @@
 #include <Kestrel/Location/Location.h>
 #include <Kestrel/Reflection/VFSFileEntry.h>
 #include <Kestrel/Reflection/VFSFolderEntry.h>
-#include <Kestrel/Root/Array.h>
+#include <Kestrel/Root/Containers/Array.h>
 
 #include <memory>
 

@@ -2,8 +2,8 @@
 
 #include <Kestrel/Reflection/Platform/MemoryRegions.h>
 #include <Kestrel/Reflection/Reflectable.h>
-#include <Kestrel/Root/HashTable.h>
-#include <Kestrel/Root/Lock.h>
+#include <Kestrel/Root/Containers/HashTable.h>
+#include <Kestrel/Root/Threads/Lock.h>
 
 #include <memory>
 

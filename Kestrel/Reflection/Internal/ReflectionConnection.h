@@ -1,7 +1,7 @@
 #pragma once
 
 #include <Kestrel/Reflection/ReflectionClient.h>
-#include <Kestrel/Root/BinaryChannel.h>
+#include <Kestrel/Root/Streams/BinaryChannel.h>
 
 namespace IO {
 

@@ -2,9 +2,9 @@
 
 #include <Kestrel/Location/Name.h>
 #include <Kestrel/Reflection/Internal/Wire.h>
-#include <Kestrel/Root/Array.h>
-#include <Kestrel/Root/BinaryChannel.h>
-#include <Kestrel/Root/UniString.h>
+#include <Kestrel/Root/Containers/Array.h>
+#include <Kestrel/Root/Streams/BinaryChannel.h>
+#include <Kestrel/Root/Text/UniString.h>
 
 namespace IO {
 

@@ -1,7 +1,7 @@
 #pragma once
 
 #include <Kestrel/Reflection/Reflectable.h>
-#include <Kestrel/Root/BinaryChannel.h>
+#include <Kestrel/Root/Streams/BinaryChannel.h>
 
 #include <string_view>
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <Kestrel/Root/Memory.h>
+#include <Kestrel/Root/Memory/Memory.h>
 
 #include <cstddef>
 #include <cstdint>

@@ -1,10 +1,10 @@
 #include <Kestrel/Root/Internal/CharCodeConversion.h>
 
-#include <Kestrel/Root/Exceptions.h>
+#include <Kestrel/Root/Errors/Exceptions.h>
 #include <Kestrel/Root/Internal/Utf8.h>
-#include <Kestrel/Root/Memory.h>
+#include <Kestrel/Root/Memory/Memory.h>
 #include <Kestrel/Root/Platform/MachineCharCode.h>
-#include <Kestrel/Root/UniString.h>
+#include <Kestrel/Root/Text/UniString.h>
 
 #include <algorithm>
 #include <cstring>

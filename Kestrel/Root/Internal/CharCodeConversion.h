@@ -1,7 +1,7 @@
 #pragma once
 
-#include <Kestrel/Root/CharCode.h>
-#include <Kestrel/Root/Substring.h>
+#include <Kestrel/Root/Text/CharCode.h>
+#include <Kestrel/Root/Text/Substring.h>
 
 namespace Mu::Internal {
 

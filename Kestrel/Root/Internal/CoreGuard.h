@@ -1,7 +1,7 @@
 #pragma once
 
-#include <Kestrel/Root/Lock.h>
 #include <Kestrel/Root/Platform/SystemCalls.h>
+#include <Kestrel/Root/Threads/Lock.h>
 
 namespace Mu {
 

@@ -1,7 +1,7 @@
 #pragma once
 
 #include <Kestrel/Root/Internal/Parker.h>
-#include <Kestrel/Root/Thread.h>
+#include <Kestrel/Root/Threads/Thread.h>
 
 namespace Mu {
 

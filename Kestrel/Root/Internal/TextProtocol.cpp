@@ -1,7 +1,7 @@
 #include <Kestrel/Root/Internal/TextProtocol.h>
 
-#include <Kestrel/Root/Guid.h>
-#include <Kestrel/Root/Object.h>
+#include <Kestrel/Root/Objects/Object.h>
+#include <Kestrel/Root/Values/Guid.h>
 
 #include <charconv>
 #include <cstdint>

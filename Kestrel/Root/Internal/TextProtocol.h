@@ -1,6 +1,6 @@
 #pragma once
 
-#include <Kestrel/Root/OChannel.h>
+#include <Kestrel/Root/Streams/OChannel.h>
 
 namespace Mu {
 

@@ -1,8 +1,8 @@
 #pragma once
 
 #include <Kestrel/Root/Internal/CoreGuard.h>
-#include <Kestrel/Root/Thread.h>
-#include <Kestrel/Root/WaitQueue.h>
+#include <Kestrel/Root/Threads/Thread.h>
+#include <Kestrel/Root/Threads/WaitQueue.h>
 
 namespace Mu {
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <Kestrel/Root/String.h>
+#include <Kestrel/Root/Text/String.h>
 
 #include <string_view>
 

@@ -1,7 +1,7 @@
 #pragma once
 
-#include <Kestrel/Root/Exceptions.h>
-#include <Kestrel/Root/UniString.h>
+#include <Kestrel/Root/Errors/Exceptions.h>
+#include <Kestrel/Root/Text/UniString.h>
 
 namespace IO::Socket {
 

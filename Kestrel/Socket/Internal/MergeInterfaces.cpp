@@ -1,7 +1,7 @@
 #include <Kestrel/Socket/Internal/MergeInterfaces.h>
 
-#include <Kestrel/Root/HashSet.h>
-#include <Kestrel/Root/HashTable.h>
+#include <Kestrel/Root/Containers/HashSet.h>
+#include <Kestrel/Root/Containers/HashTable.h>
 #include <Kestrel/Socket/Internal/DottedText.h>
 
 #include <algorithm>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <Kestrel/Root/PagedArray.h>
+#include <Kestrel/Root/Containers/PagedArray.h>
 #include <Kestrel/Socket/NetworkInterface.h>
 #include <Kestrel/Socket/Platform/InterfaceTables.h>
 

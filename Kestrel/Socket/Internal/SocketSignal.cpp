@@ -1,6 +1,6 @@
 #include <Kestrel/Socket/Internal/SocketSignal.h>
 
-#include <Kestrel/Root/Memory.h>
+#include <Kestrel/Root/Memory/Memory.h>
 #include <Kestrel/Socket/Internal/ErrorText.h>
 #include <Kestrel/Socket/Platform/SocketCalls.h>
 #include <Kestrel/Socket/SocketExceptions.h>

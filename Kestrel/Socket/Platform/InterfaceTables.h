@@ -1,7 +1,7 @@
 #pragma once
 
-#include <Kestrel/Root/Array.h>
-#include <Kestrel/Root/String.h>
+#include <Kestrel/Root/Containers/Array.h>
+#include <Kestrel/Root/Text/String.h>
 
 // What the systems know of their network interfaces, as plain records: four tables, none of which has
 // everything. Addresses are numbers: 10.0.0.1 is 0x0A000001. The numbers of types and states are those

@@ -1,6 +1,6 @@
 #include <Kestrel/Location/Internal/OSErrors.h>
 
-#include <Kestrel/Root/LogLine.h>
+#include <Kestrel/Root/Log/LogLine.h>
 
 #include "Tests/Support/FaultSweep.h"
 

@@ -3,7 +3,7 @@
 #include <Kestrel/FileSystem/FileSystem.h>
 #include <Kestrel/FileSystem/FixedVFS.h>
 #include <Kestrel/FileSystem/FolderEntry.h>
-#include <Kestrel/Root/Memory.h>
+#include <Kestrel/Root/Memory/Memory.h>
 
 #include <string>
 

@@ -1,7 +1,7 @@
 #include "Tests/Support/IPC/Network.h"
 
 #include <Kestrel/IPC/Setup.h>
-#include <Kestrel/Root/Clock.h>
+#include <Kestrel/Root/Time/Clock.h>
 
 #include <algorithm>
 

@@ -4,7 +4,7 @@
 #include <Kestrel/Channel/MemoryOChannel.h>
 #include <Kestrel/Location/Location.h>
 #include <Kestrel/Location/RelativeLocation.h>
-#include <Kestrel/Root/Frame.h>
+#include <Kestrel/Root/Objects/Frame.h>
 
 #include "Tests/Support/Text.h"
 

@@ -1,6 +1,6 @@
 #include "Tests/Support/Location/TestResolver.h"
 
-#include <Kestrel/Root/Memory.h>
+#include <Kestrel/Root/Memory/Memory.h>
 
 #include <string_view>
 #include <vector>

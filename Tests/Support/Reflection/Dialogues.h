@@ -3,7 +3,7 @@
 #include <Kestrel/Reflection/Internal/ReflectionConnection.h>
 #include <Kestrel/Reflection/Internal/ReflectionDialogue.h>
 #include <Kestrel/Reflection/ReflectionClient.h>
-#include <Kestrel/Root/Exceptions.h>
+#include <Kestrel/Root/Errors/Exceptions.h>
 
 #include <algorithm>
 #include <exception>

@@ -1,9 +1,9 @@
 #pragma once
 
-#include <Kestrel/Root/Array.h>
-#include <Kestrel/Root/Condition.h>
-#include <Kestrel/Root/Lock.h>
-#include <Kestrel/Root/Memory.h>
+#include <Kestrel/Root/Containers/Array.h>
+#include <Kestrel/Root/Memory/Memory.h>
+#include <Kestrel/Root/Threads/Condition.h>
+#include <Kestrel/Root/Threads/Lock.h>
 
 namespace IO {
 

@@ -3,7 +3,7 @@
 #include <Kestrel/Channel/OutputBuffer.h>
 #include <Kestrel/Channel/Zip/Internal/ZipBlockPool.h>
 #include <Kestrel/Channel/Zip/ZipOChannel.h>
-#include <Kestrel/Root/Thread.h>
+#include <Kestrel/Root/Threads/Thread.h>
 
 #include <zlib.h>
 

@@ -1,7 +1,7 @@
 #include <Kestrel/FileSystem/NativePath.h>
 
 #include <Kestrel/FileSystem/Platform/Posix/PosixFileCalls.h>
-#include <Kestrel/Root/CodeUnits.h>
+#include <Kestrel/Root/Text/CodeUnits.h>
 
 namespace IO {
 namespace {

@@ -1,7 +1,7 @@
 #include <Kestrel/FileSystem/Platform/Posix/FolderReader.h>
 #include <Kestrel/FileSystem/Platform/Posix/PosixFileCalls.h>
 #include <Kestrel/FileSystem/Platform/Posix/Times.h>
-#include <Kestrel/Root/Memory.h>
+#include <Kestrel/Root/Memory/Memory.h>
 
 #include <algorithm>
 #include <cstdint>

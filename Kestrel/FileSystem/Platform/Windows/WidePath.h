@@ -1,8 +1,8 @@
 #pragma once
 
 #include <Kestrel/FileSystem/Platform/FileCallTypes.h>
-#include <Kestrel/Root/CodeUnits.h>
 #include <Kestrel/Root/Platform/Windows/WideText.h>
+#include <Kestrel/Root/Text/CodeUnits.h>
 
 #include <algorithm>
 

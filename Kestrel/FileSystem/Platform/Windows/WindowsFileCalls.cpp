@@ -4,7 +4,7 @@
 #include <Kestrel/FileSystem/Platform/Windows/WidePath.h>
 #include <Kestrel/FileSystem/Platform/Windows/WindowsFileCalls.h>
 
-#include <Kestrel/Root/Memory.h>
+#include <Kestrel/Root/Memory/Memory.h>
 
 #include <cstring>
 #include <winioctl.h>

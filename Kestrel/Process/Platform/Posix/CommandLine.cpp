@@ -1,7 +1,7 @@
 #include <Kestrel/Process/Platform/Posix/CommandLine.h>
 
 #include <Kestrel/Location/Platform/NativeText.h>
-#include <Kestrel/Root/Memory.h>
+#include <Kestrel/Root/Memory/Memory.h>
 
 #include <algorithm>
 

@@ -6,9 +6,9 @@
 #undef GetModuleFileName
 
 #include <Kestrel/Process/Platform/Windows/WindowsProcessCalls.h>
-#include <Kestrel/Root/CodeUnits.h>
-#include <Kestrel/Root/Exceptions.h>
-#include <Kestrel/Root/UniString.h>
+#include <Kestrel/Root/Errors/Exceptions.h>
+#include <Kestrel/Root/Text/CodeUnits.h>
+#include <Kestrel/Root/Text/UniString.h>
 
 #include <Kestrel/Root/Platform/Windows/WideText.h>
 

@@ -1,7 +1,7 @@
 #include <Kestrel/Root/Platform/PreferenceFile.h>
 
-#include <Kestrel/Root/ErrorCodes.h>
-#include <Kestrel/Root/Memory.h>
+#include <Kestrel/Root/Errors/ErrorCodes.h>
+#include <Kestrel/Root/Memory/Memory.h>
 
 #include <cwchar>
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <Kestrel/Root/CodeUnits.h>
+#include <Kestrel/Root/Text/CodeUnits.h>
 
 // The system's wide character is a UTF-16 unit under another name; only here one becomes the other.
 

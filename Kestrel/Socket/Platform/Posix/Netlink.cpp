@@ -1,6 +1,6 @@
 #include <Kestrel/Socket/Platform/Posix/Netlink.h>
 
-#include <Kestrel/Root/Memory.h>
+#include <Kestrel/Root/Memory/Memory.h>
 #include <Kestrel/Socket/Platform/Posix/SocketErrors.h>
 #include <Kestrel/Socket/Platform/SocketCallTypes.h>
 

@@ -1,7 +1,7 @@
 // What select does on Windows, by poll.
 
-#include <Kestrel/Root/Clock.h>
-#include <Kestrel/Root/Memory.h>
+#include <Kestrel/Root/Memory/Memory.h>
+#include <Kestrel/Root/Time/Clock.h>
 #include <Kestrel/Socket/Platform/Posix/PosixSocketCalls.h>
 #include <Kestrel/Socket/Platform/Posix/SocketAddresses.h>
 #include <Kestrel/Socket/Platform/Posix/SocketErrors.h>

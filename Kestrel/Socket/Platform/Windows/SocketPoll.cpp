@@ -2,8 +2,8 @@
 
 #include <Kestrel/Socket/Platform/Windows/Winsock.h>
 
-#include <Kestrel/Root/Clock.h>
-#include <Kestrel/Root/Memory.h>
+#include <Kestrel/Root/Memory/Memory.h>
+#include <Kestrel/Root/Time/Clock.h>
 #include <Kestrel/Socket/Platform/Windows/WindowsSocketCalls.h>
 
 #include <algorithm>

@@ -1,8 +1,8 @@
 #include <Kestrel/Root/Platform/MachineCharCode.h>
 
-#include <Kestrel/Root/Exceptions.h>
-#include <Kestrel/Root/NarrowText.h>
-#include <Kestrel/Root/UniString.h>
+#include <Kestrel/Root/Errors/Exceptions.h>
+#include <Kestrel/Root/Text/NarrowText.h>
+#include <Kestrel/Root/Text/UniString.h>
 
 #include <windows.h>
 

@@ -1,8 +1,8 @@
 #include <windows.h>
 
-#include <Kestrel/Root/ClassInfo.h>
-#include <Kestrel/Root/Exceptions.h>
-#include <Kestrel/Root/UniString.h>
+#include <Kestrel/Root/Errors/Exceptions.h>
+#include <Kestrel/Root/Objects/ClassInfo.h>
+#include <Kestrel/Root/Text/UniString.h>
 
 #include "Tests/Root/Platform/Windows/WindowsNames.h"
 

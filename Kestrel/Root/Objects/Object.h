@@ -1,0 +1,60 @@
+#pragma once
+
+#include <Kestrel/Root/Errors/ErrorCodes.h>
+#include <Kestrel/Root/Export.h>
+#include <Kestrel/Root/WindowsNames.h>
+
+#include <cstddef>
+
+namespace Mu {
+
+class ClassInfo;
+class IChannel;
+class OChannel;
+
+/// The base of all values that can be written to a channel and read back.
+///
+/// Memory:  objects made by `new` come from the root's allocator; a shortage is thrown as
+///          Mu::OutOfMemoryException.
+/// Threads: an object belongs to one thread at a time.
+/// Failure: statuses.
+class KESTREL_API Object {
+public:
+    /// The class record that frames of this class carry.
+    virtual ClassInfo const & GetClassInfo() const = 0;
+
+    /// A copy on the heap, owned by the caller. Null for a class that cannot be copied through
+    /// its base, which is what this one returns.
+    virtual Object * Clone() const;
+
+    virtual ~Object();
+
+    /// Replaces the value by the one that the channel holds next.
+    virtual MuErrCode Read(IChannel & channel);
+
+    /// Writes the value so that Read of the same class restores it.
+    virtual MuErrCode Write(OChannel & channel) const;
+
+    /// The value as a text for people.
+    virtual void Print(OChannel & channel) const;
+
+    /// The value as a text for the maker of the class. Prints, unless overridden.
+    virtual void Dump(OChannel & channel) const;
+
+    /// NoError when the invariants of the class hold.
+    virtual MuErrCode CheckState() const;
+
+    static void * operator new(std::size_t size);
+    static void * operator new(std::size_t, void * place) noexcept { return place; }
+    static void operator delete(void * block) noexcept;
+    static void operator delete(void *, void *) noexcept {}
+    static void * operator new[](std::size_t size);
+    static void operator delete[](void * block) noexcept;
+
+protected:
+    Object() = default;
+    Object(Object const &) = default;
+    Object & operator=(Object const &) = default;
+};
+
+} // namespace Mu

@@ -1,0 +1,91 @@
+#pragma once
+
+#include <Kestrel/Root/Streams/IProtocol.h>
+#include <Kestrel/Root/Types.h>
+
+namespace Mu {
+
+class InputFrame;
+
+/// A stream of bytes to read from, with typed reads through its current protocol.
+///
+/// Threads: one at a time.
+/// Failure: statuses, never exceptions. They stick until ResetInputStatus.
+class KESTREL_API IChannel {
+public:
+    virtual ~IChannel();
+    IChannel(IChannel const &) = delete;
+    IChannel & operator=(IChannel const &) = delete;
+
+    // All out-parameters that count may be null.
+
+    /// Takes up to `count` bytes. Fewer, with the count in `*read`, come only with a status: EOI at
+    /// the end.
+    virtual MuErrCode ReadBin(char * destination, unsigned int count, unsigned int * read) = 0;
+    /// As ReadBin, but the bytes stay unread.
+    virtual MuErrCode CopyBin(char * destination, unsigned int count, unsigned int * copied) = 0;
+    /// The byte at `offset` from the next one, left unread, as are those before it. EOI: there are
+    /// not so many.
+    virtual MuErrCode Look(unsigned int offset, char * c) = 0;
+    // Put bytes in front of the unread ones. After a failure nothing is changed.
+    virtual MuErrCode PushBack(char c);
+    virtual MuErrCode PushBack(char const * source, unsigned int count) = 0;
+    /// Drops up to `count` bytes; `*skipped` receives how many.
+    virtual MuErrCode Skip(unsigned long long count, unsigned long long * skipped) = 0;
+    /// A pointer to `size` unread bytes where they lie (0: as many as there are); they stay unread.
+    /// Owned by the channel and valid until its next operation. Fewer, with the count in
+    /// `*available`, come only with a status.
+    virtual MuErrCode DirectInputAccess(unsigned int size, char ** data,
+                                        unsigned int * available) = 0;
+    virtual MuErrCode GetInputPosition(unsigned long long * position) const = 0;
+    /// How many bytes can be read without waiting. Asks the 64-bit form; Error for a number above
+    /// 32 bits.
+    virtual MuErrCode GetAvailable(unsigned int * available) const;
+    /// Error and 0, unless the channel knows.
+    virtual MuErrCode GetAvailable(unsigned long long * available) const;
+    /// Whether no byte is left. Looks for one, so it may read and wait.
+    virtual bool IsEOI();
+    virtual void SetDefaultInputProtocol() = 0;
+    virtual void SetInputProtocol(IProtocol & protocol);
+    virtual MuErrCode GetInputStatus() const = 0;
+    virtual void ResetInputStatus() = 0;
+
+    IProtocol & GetInputProtocol() const { return *inputProtocol; }
+
+    MuErrCode Read(bool & value) { return inputProtocol->Read(*this, value); }
+    MuErrCode Read(char & value) { return inputProtocol->Read(*this, value); }
+    MuErrCode Read(unsigned char & value) { return inputProtocol->Read(*this, value); }
+    MuErrCode Read(short & value) { return inputProtocol->Read(*this, value); }
+    MuErrCode Read(unsigned short & value) { return inputProtocol->Read(*this, value); }
+    MuErrCode Read(int & value) { return inputProtocol->Read(*this, value); }
+    MuErrCode Read(unsigned int & value) { return inputProtocol->Read(*this, value); }
+    MuErrCode Read(long & value) { return inputProtocol->Read(*this, value); }
+    MuErrCode Read(unsigned long & value) { return inputProtocol->Read(*this, value); }
+    MuErrCode Read(long long & value) { return inputProtocol->Read(*this, value); }
+    MuErrCode Read(unsigned long long & value) { return inputProtocol->Read(*this, value); }
+    MuErrCode Read(float & value) { return inputProtocol->Read(*this, value); }
+    MuErrCode Read(double & value) { return inputProtocol->Read(*this, value); }
+    MuErrCode Read(long double & value) { return inputProtocol->Read(*this, value); }
+    MuErrCode Read(Guid & value) { return inputProtocol->Read(*this, value); }
+    MuErrCode Read(Object & value) { return inputProtocol->Read(*this, value); }
+    /// The form without a limit, which trusts the writer with the length; see IProtocol.
+    MuErrCode Read(char * text) { return inputProtocol->Read(*this, text); }
+
+    /// How many bytes the innermost frame that is being read has left, and so the most that a
+    /// length read from it may count; all ones outside of frames. See InputFrame.
+    unsigned long long GetReadLimit() const;
+
+    /// The status for a value that was cut in the middle: an end of input becomes Error, for an
+    /// object that is broken is no clean end; any other failure stays as it is.
+    static MuErrCode ConvertObjectReadError(int status);
+
+protected:
+    explicit IChannel(IProtocol & protocol) : inputProtocol(&protocol) {}
+
+private:
+    friend class InputFrame;
+    IProtocol * inputProtocol;    // not owned, never null
+    InputFrame * frame = nullptr; // the innermost that is being read
+};
+
+} // namespace Mu

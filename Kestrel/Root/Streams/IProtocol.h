@@ -1,0 +1,39 @@
+#pragma once
+
+#include <Kestrel/Root/Errors/ErrorCodes.h>
+#include <Kestrel/Root/Export.h>
+
+namespace Mu {
+
+class Guid;
+class IChannel;
+class Object;
+
+/// How typed values are read from the bytes of a channel.
+///
+/// Stateless: one instance serves all channels of the process, from any thread.
+class KESTREL_API IProtocol {
+public:
+    virtual ~IProtocol();
+    virtual MuErrCode Read(IChannel & channel, Guid & value);
+    virtual MuErrCode Read(IChannel & channel, Object & value) = 0;
+    /// A text with its length in front; `text` must have room for it and for a zero byte, which
+    /// nothing here can check. For bytes from outside, use IO::ReadText.
+    virtual MuErrCode Read(IChannel & channel, char * text) = 0;
+    virtual MuErrCode Read(IChannel & channel, long double & value) = 0;
+    virtual MuErrCode Read(IChannel & channel, double & value) = 0;
+    virtual MuErrCode Read(IChannel & channel, float & value) = 0;
+    virtual MuErrCode Read(IChannel & channel, unsigned long long & value) = 0;
+    virtual MuErrCode Read(IChannel & channel, long long & value) = 0;
+    virtual MuErrCode Read(IChannel & channel, unsigned long & value) = 0;
+    virtual MuErrCode Read(IChannel & channel, long & value) = 0;
+    virtual MuErrCode Read(IChannel & channel, unsigned int & value) = 0;
+    virtual MuErrCode Read(IChannel & channel, int & value) = 0;
+    virtual MuErrCode Read(IChannel & channel, unsigned short & value) = 0;
+    virtual MuErrCode Read(IChannel & channel, short & value) = 0;
+    virtual MuErrCode Read(IChannel & channel, unsigned char & value) = 0;
+    virtual MuErrCode Read(IChannel & channel, char & value) = 0;
+    virtual MuErrCode Read(IChannel & channel, bool & value) = 0;
+};
+
+} // namespace Mu

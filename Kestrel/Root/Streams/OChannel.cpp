@@ -1,0 +1,51 @@
+#include <Kestrel/Root/Streams/OChannel.h>
+
+#include <Kestrel/Root/Internal/TextProtocol.h>
+#include <Kestrel/Root/Values/Guid.h>
+
+namespace Mu {
+
+OProtocol::~OProtocol() = default;
+
+MuErrCode OProtocol::Write(OChannel & channel, Guid const & value) {
+    return value.WriteStructured(channel);
+}
+
+MuErrCode OProtocol::Note(OChannel &, unsigned int, unsigned int, char const *) {
+    return NoError;
+}
+
+OChannel::~OChannel() = default;
+
+void OChannel::SetOutputProtocol(OProtocol & protocol) {
+    if (!IsNull(protocol))
+        outputProtocol = &protocol;
+}
+
+// The status stays in the channel, which is where the writers of text look for it.
+OChannel & OChannel::operator<<(char const * text) {
+    static_cast<void>(textOProtocol.Write(*this, text));
+    return *this;
+}
+OChannel & OChannel::operator<<(char c) {
+    static_cast<void>(textOProtocol.Write(*this, c));
+    return *this;
+}
+OChannel & OChannel::operator<<(unsigned int value) {
+    static_cast<void>(textOProtocol.Write(*this, value));
+    return *this;
+}
+OChannel & OChannel::operator<<(float value) {
+    static_cast<void>(textOProtocol.Write(*this, value));
+    return *this;
+}
+OChannel & OChannel::operator<<(double value) {
+    static_cast<void>(textOProtocol.Write(*this, value));
+    return *this;
+}
+OChannel & OChannel::operator<<(void const * pointer) {
+    static_cast<void>(textOProtocol.Write(*this, pointer));
+    return *this;
+}
+
+} // namespace Mu

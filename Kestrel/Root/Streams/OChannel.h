@@ -1,0 +1,80 @@
+#pragma once
+
+#include <Kestrel/Root/Streams/OProtocol.h>
+#include <Kestrel/Root/Types.h>
+
+namespace Mu {
+
+/// A stream of bytes to write to, with typed writes through its current protocol.
+///
+/// Threads: one at a time.
+/// Failure: statuses, never exceptions. They stick until ResetOutputStatus.
+class KESTREL_API OChannel {
+public:
+    virtual ~OChannel();
+    OChannel(OChannel const &) = delete;
+    OChannel & operator=(OChannel const &) = delete;
+
+    // All out-parameters that count may be null.
+
+    virtual MuErrCode WriteBin(char const * source, unsigned int count, unsigned int * written) = 0;
+    /// A pointer to the bytes at `offset` behind the write position, which a mark has taken back.
+    virtual MuErrCode DirectOutputAccess(unsigned int offset, char ** data,
+                                         unsigned int * available) = 0;
+    virtual MuErrCode GetOutputPosition(unsigned long long * position) const = 0;
+    /// Hands everything buffered to where it goes.
+    virtual MuErrCode Flush() = 0;
+    virtual void SetDefaultOutputProtocol() = 0;
+    virtual void SetOutputProtocol(OProtocol & protocol);
+    /// Remembers the write position; nothing leaves the channel while a mark is alive.
+    virtual MuErrCode PushMark() = 0;
+    /// Returns to the last mark, so that what was written behind it can be overwritten.
+    virtual MuErrCode PopMark() = 0;
+    /// Bytes from the write position to the end of what was written.
+    virtual unsigned int GetOffset() const = 0;
+    /// Returns to the end of what was written.
+    virtual void ResetOffset() = 0;
+    virtual MuErrCode GetOutputStatus() const = 0;
+    virtual void ResetOutputStatus() = 0;
+
+    OProtocol & GetOutputProtocol() const { return *outputProtocol; }
+
+    MuErrCode Write(bool value) { return outputProtocol->Write(*this, value); }
+    MuErrCode Write(char value) { return outputProtocol->Write(*this, value); }
+    MuErrCode Write(unsigned char value) { return outputProtocol->Write(*this, value); }
+    MuErrCode Write(short value) { return outputProtocol->Write(*this, value); }
+    MuErrCode Write(unsigned short value) { return outputProtocol->Write(*this, value); }
+    MuErrCode Write(int value) { return outputProtocol->Write(*this, value); }
+    MuErrCode Write(unsigned int value) { return outputProtocol->Write(*this, value); }
+    MuErrCode Write(long value) { return outputProtocol->Write(*this, value); }
+    MuErrCode Write(unsigned long value) { return outputProtocol->Write(*this, value); }
+    MuErrCode Write(long long value) { return outputProtocol->Write(*this, value); }
+    MuErrCode Write(unsigned long long value) { return outputProtocol->Write(*this, value); }
+    MuErrCode Write(float value) { return outputProtocol->Write(*this, value); }
+    MuErrCode Write(double value) { return outputProtocol->Write(*this, value); }
+    MuErrCode Write(long double value) { return outputProtocol->Write(*this, value); }
+    MuErrCode Write(char const * text) { return outputProtocol->Write(*this, text); }
+    MuErrCode Write(Guid const & value) { return outputProtocol->Write(*this, value); }
+    MuErrCode Write(Object const & value) { return outputProtocol->Write(*this, value); }
+    MuErrCode WriteUShort(unsigned short value) { return outputProtocol->Write(*this, value); }
+
+    // Text for people, whatever the protocol: no length, no terminator. A failure stays in the
+    // channel's status.
+    OChannel & operator<<(char const * text);
+    OChannel & operator<<(char c);
+    OChannel & operator<<(unsigned int value);
+    OChannel & operator<<(float value);
+    OChannel & operator<<(double value);
+    OChannel & operator<<(void const * pointer);
+
+protected:
+    explicit OChannel(OProtocol & protocol) : outputProtocol(&protocol) {}
+
+private:
+    OProtocol * outputProtocol; // not owned, never null
+};
+
+/// Writes every value as text, without length or terminator. Stateless.
+KESTREL_API extern OProtocol & textOProtocol;
+
+} // namespace Mu

@@ -1,0 +1,80 @@
+#pragma once
+
+#include <Kestrel/Root/Export.h>
+#include <Kestrel/Root/Text/CharCode.h>
+#include <Kestrel/Root/Text/CodeUnits.h>
+#include <Kestrel/Root/Text/UniChar.h>
+
+#include <compare>
+#include <string_view>
+
+namespace Mu {
+
+class UniString;
+
+/// A look at a run of UTF-16 units that somebody else owns, mostly a part of a UniString.
+///
+/// Valid as long as the text it was taken from is neither changed nor gone; not zero-terminated.
+/// Memory:  none.
+class KESTREL_API ConstSubstring {
+public:
+    ConstSubstring() = default;
+    ConstSubstring(unsigned short const * givenUnits, unsigned int givenLength)
+        : units(givenUnits), length(givenLength) {}
+    inline ConstSubstring(UniString const & text);
+    ConstSubstring(std::u16string_view text)
+        : units(ToUnits(text.data())), length(static_cast<unsigned int>(text.size())) {}
+
+    unsigned int GetLength() const { return length; }
+    bool IsEmpty() const { return length == 0; }
+    unsigned short const * GetUnits() const { return units; }
+    /// Unchecked.
+    unsigned short operator[](unsigned int index) const { return units[index]; }
+    unsigned short const * begin() const { return units; }
+    unsigned short const * end() const { return units + length; }
+
+    /// The part of `range` units from `from`, as much of it as there is.
+    ConstSubstring GetSubstring(unsigned int from, unsigned int range = 0xFFFFFFFFu) const;
+
+    operator std::u16string_view() const { return {ToChar16(units), length}; }
+
+protected:
+    unsigned short const * units = nullptr;
+    unsigned int length = 0;
+};
+
+/// A part of a UniString that can be written to: what is assigned to it takes its place in the
+/// string, whose length changes accordingly.
+///
+/// Valid until the string is changed by other means.
+class KESTREL_API Substring : public ConstSubstring {
+public:
+    Substring(UniString & text, unsigned int from, unsigned int range);
+    Substring(Substring const &) = default;
+
+    /// The replacement may be a part of the same string. A shortage throws, nothing is changed then.
+    Substring & operator=(ConstSubstring const & replacement);
+    Substring & operator=(Substring const & replacement);
+    Substring & operator=(char const * replacement);
+    Substring & operator=(char16_t const * replacement);
+    Substring & operator=(UniChar replacement);
+
+    void SetToLowerCase();
+    void SetToUpperCase();
+
+private:
+    void Refresh(unsigned int lengthBefore);
+
+    UniString * text;
+    unsigned int from;
+};
+
+KESTREL_API bool operator==(ConstSubstring const & a, ConstSubstring const & b);
+KESTREL_API bool operator==(ConstSubstring const & a, std::u16string_view b);
+KESTREL_API bool operator==(ConstSubstring const & a, char16_t const * b);
+/// Code unit by code unit; case matters.
+KESTREL_API std::strong_ordering operator<=>(ConstSubstring const & a, ConstSubstring const & b);
+/// The narrow text is in the machine's code; a null one equals nothing.
+KESTREL_API bool operator==(ConstSubstring const & a, char const * b);
+
+} // namespace Mu

@@ -1,0 +1,42 @@
+#pragma once
+
+#include <Kestrel/Root/Export.h>
+#include <Kestrel/Root/Threads/Lock.h>
+
+namespace Mu {
+
+class Parker;
+
+/// Those who wait for one thing, oldest first. The part of a condition that knows no lock; outside
+/// the root take a Condition.
+///
+/// Memory:  none; the waiters lie on the stacks of those who wait.
+/// Threads: any.
+/// Failure: none.
+class KESTREL_API WaitQueue {
+public:
+    /// One that waits, with what wakes it.
+    struct Waiter {
+        Parker * parker;
+        Waiter * next = nullptr;
+    };
+
+    constexpr WaitQueue() = default;
+    WaitQueue(WaitQueue const &) = delete;
+    WaitQueue & operator=(WaitQueue const &) = delete;
+
+    void Append(Waiter & waiter);
+    /// False: it was notified meanwhile. Either way nobody touches it any more.
+    bool Remove(Waiter & waiter);
+    void Notify();
+    void NotifyAll();
+
+private:
+    Waiter * TakeFirst();
+
+    LockCore lock;
+    Waiter * first = nullptr;
+    Waiter * last = nullptr;
+};
+
+} // namespace Mu

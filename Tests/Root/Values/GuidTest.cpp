@@ -1,0 +1,34 @@
+#include <Kestrel/Root/Values/Guid.h>
+
+#include "Tests/Support/Root/ByteChannels.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+namespace {
+
+Mu::Guid const sample{0x00112233, 0x4455, 0x6677, {0x88, 0x99, 0xAA, 0xBB, 0xCC, 0xDD, 0xEE, 0xFF}};
+
+TEST(Guid, IsPrintedInItsUsualForm) {
+    char text[Mu::Guid::TextSize + 1];
+    text[Mu::Guid::TextSize] = '!';
+    sample.ConvertToString(text);
+    EXPECT_STREQ(text, "00112233-4455-6677-8899-aabbccddeeff");
+    EXPECT_EQ(text[Mu::Guid::TextSize], '!');
+    EXPECT_EQ(sizeof(Mu::Guid), 16u);
+}
+
+TEST(Guid, TravelsFieldByFieldThroughTheProtocol) {
+    Tests::ByteOChannel written;
+    EXPECT_EQ(sample.WriteStructured(written), Mu::NoError);
+    EXPECT_EQ(written.GetBytes(), std::string("\x33\x22\x11\x00\x55\x44\x77\x66"
+                                              "\x88\x99\xAA\xBB\xCC\xDD\xEE\xFF",
+                                              16));
+    Tests::ByteIChannel channel(written.GetBytes());
+    Mu::Guid read;
+    EXPECT_EQ(read.ReadStructured(channel), Mu::NoError);
+    EXPECT_EQ(read, sample);
+}
+
+} // namespace
