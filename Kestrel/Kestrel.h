@@ -91,6 +91,7 @@
 #include <Kestrel/Root/Errors/Exceptions.h>
 #include <Kestrel/Root/Log/BugReport.h>
 #include <Kestrel/Root/Log/DebugPrint.h>
+#include <Kestrel/Root/Log/EscapedText.h>
 #include <Kestrel/Root/Log/Logger.h>
 #include <Kestrel/Root/Memory/AllocationTree.h>
 #include <Kestrel/Root/Memory/Memory.h>

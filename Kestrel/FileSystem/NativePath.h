@@ -1,5 +1,6 @@
 #pragma once
 
+#include <Kestrel/Location/Location.h>
 #include <Kestrel/Root/Export.h>
 #include <Kestrel/Root/Text/UniString.h>
 
@@ -66,5 +67,22 @@ inline Mu::UniString FromNativePath(std::filesystem::path const & native) {
     FromNativePath(std::basic_string_view<NativeUnit>(native.native()), &path);
     return path;
 }
+
+/// Empty too for a location that is on another machine or has no path.
+inline std::filesystem::path ToNativePath(Location const & location) {
+    Mu::UniString path;
+    return location.ToPath(&path) == NoError ? ToNativePath(path) : std::filesystem::path();
+}
+
+/// A Location is made of a native path: a relative one is below the current folder, and one without
+/// a portable form makes the location ErrIllegalLocation.
+template <>
+struct TextOfLocation<std::filesystem::path> {
+    static Mu::UniString Convert(std::filesystem::path const & native) {
+        std::error_code failure;
+        Mu::UniString path = FromNativePath(absolute(native, failure));
+        return path.IsEmpty() || failure ? Mu::UniString("?") : path;
+    }
+};
 
 } // namespace IO

@@ -22,6 +22,18 @@ class LocationResolver;
 class NameEnumerator;
 class RelativeLocation;
 
+/// As Mu::TextOf, for what is a text of a location alone, as a native path.
+template <typename T>
+struct TextOfLocation;
+
+template <Mu::ForeignText T>
+struct TextOfLocation<T> : Mu::TextOf<std::decay_t<T>> {};
+
+template <typename T>
+concept LocationText = requires(T const & text) {
+    TextOfLocation<T>::Convert(text);
+};
+
 /// Where something is: which machine, and where on it. The absolute path of everything here.
 ///
 /// Keeps apart what other systems mix into one text: the names of the machine (`network`), the
@@ -85,6 +97,10 @@ public:
     explicit Location(Mu::UniString const & text);
     explicit Location(char const * text);
     explicit Location(char16_t const * text);
+    /// The same from a text of the standard library, whose bytes are UTF-8, and, with NativePath.h,
+    /// from a std::filesystem::path.
+    template <LocationText Text>
+    explicit Location(Text const & text) : Location(TextOfLocation<Text>::Convert(text)) {}
     Location & operator=(Location const & other);
     Location & operator=(Location && other) noexcept;
 

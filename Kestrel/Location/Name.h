@@ -29,6 +29,9 @@ public:
     Name(char const * text);
     Name(char16_t const * text);
     explicit Name(std::u16string_view text);
+    /// From a text of the standard library, whose bytes are UTF-8.
+    template <Mu::ForeignText Text>
+    Name(Text const & other) : Name(Mu::UniString(other)) {}
     Name(Name const & other);
     Name(Name && other) noexcept;
 

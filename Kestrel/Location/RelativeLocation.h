@@ -51,6 +51,9 @@ public:
     explicit RelativeLocation(Mu::UniString const & text);
     explicit RelativeLocation(char const * text);
     explicit RelativeLocation(char16_t const * text);
+    /// The same from a text of the standard library, whose bytes are UTF-8.
+    template <Mu::ForeignText Text>
+    explicit RelativeLocation(Text const & text) : RelativeLocation(Mu::UniString(text)) {}
     RelativeLocation & operator=(RelativeLocation const & other) = default;
     RelativeLocation & operator=(RelativeLocation && other) noexcept = default;
 

@@ -4,7 +4,7 @@
 #include "Streams.h"
 
 #include <Kestrel/Root/Errors/ErrorCategory.h>
-#include <Kestrel/Root/Log/LogBlock.h>
+#include <Kestrel/Root/Log/EscapedText.h>
 
 #include <algorithm>
 #include <iostream>
@@ -22,13 +22,8 @@ namespace Tool {
 
 namespace {
 
-// As it would stand in the library's log.
 std::string Escape(std::string_view text) {
-    Mu::LogBlock block;
-    bool const isWhole = block.AddEscaped(text.data(), text.size());
-    std::string const escaped(block.GetSize() != 0 ? block.GetBytes() : "", block.GetSize());
-    block.Release();
-    return isWhole ? escaped : throw std::bad_alloc();
+    return std::string(std::string_view(Mu::EscapeText(text)));
 }
 
 } // namespace

@@ -2,8 +2,10 @@
 
 #include <Kestrel/Root/Internal/CoreGuard.h>
 #include <Kestrel/Root/Internal/InterruptibleWait.h>
+#include <Kestrel/Root/Internal/LogBlock.h>
 #include <Kestrel/Root/Internal/ThreadState.h>
 #include <Kestrel/Root/Streams/OChannel.h>
+#include <Kestrel/Root/Threads/WaitQueue.h>
 
 #include <algorithm>
 #include <cstring>
@@ -66,25 +68,68 @@ bool Compose(LogBlock & text, EventLogLine const & line, LogComposer const * com
 
 } // namespace
 
-constinit FastLogger logger;
+/// The collector itself: what gathers lines, and what hands them to the channel.
+class FastLogger::Worker {
+public:
+    explicit constexpr Worker(FastLogger & itsFront) : front(itsFront) {}
 
-void FastLogger::AppendWanted(EventLogLine & line, LogComposer * composer) noexcept {
-    unsigned int const bits = wanted.load(std::memory_order_acquire);
-    unsigned int const bit = GetBit(line.GetSeverity());
-    if ((bits >> ObserverShift & bit) != 0)
-        TellObservers(line, composer);
-    if ((bits >> OutputShift & bit) != 0)
-        AppendToOutput(line, composer);
-}
+    void TellObservers(EventLogLine const & line, LogComposer const * composer);
+    void AppendToOutput(EventLogLine const & line, LogComposer const * composer);
+    void Attach(LogObserver & observer, LogSeverity least);
+    void Detach(LogObserver & observer);
+    void SetOutput(OChannel * newChannel, Control * newControl);
+    void RemoveOutput(OChannel * oldChannel);
+    void SetOutputLevel(LogSeverity least);
+    void Flush();
+    void Terminate();
 
-void FastLogger::TellObservers(EventLogLine const & line, LogComposer const * composer) {
+private:
+    void UpdateWanted();
+    bool AddStamped(LogBlock const & text);
+    bool BeginTurn(Timeout const & timeout, unsigned long long target);
+    bool WaitForTurn(Timeout const & timeout);
+    void HandOverFull();
+    void HandOverSafely();
+    void TakeTurn(bool safely);
+    void WriteLines(bool safely);
+    bool WritePiece(char const * bytes, std::size_t size);
+    bool BringToSafety();
+    void CountLost(unsigned long long lines);
+    void CountLost(char const * lines, std::size_t size);
+    Control * ReplaceOutput(OChannel * newChannel, Control * newControl);
+    bool WaitForSilence(Timeout const & timeout);
+
+    FastLogger & front;
+
+    LockCore lock;    // on all of these; nothing else is called under it
+    LogBlock filling; // where lines go
+    LogStamp stamp;
+    unsigned long long appended = 0; // lines, ever
+    unsigned long long secured = 0;  // those of them that were brought to safety
+    LogSeverity outputLevel = LogSeverity::Info;
+    std::uintptr_t writer = 0; // the thread whose turn it is to write, by its token, or 0
+    bool safetyWanted = false; // what the writer shall do before its turn ends
+    bool leaving = false;      // the output gets its very last lines; changed while nobody writes
+    WaitQueue turnOver;
+
+    OChannel * channel = nullptr; // changed under the lock while nobody writes, and used by
+    Control * control = nullptr;  // the writer without it
+    LogBlock writing;             // the writer's: on its way to the channel
+
+    LockCore observerLock;             // held while an observer is called
+    LogObserver * observers = nullptr; // under observerLock
+    LogObserver * next = nullptr;      // under observerLock: who will be notified next
+    bool telling = false;              // under observerLock
+};
+
+void FastLogger::Worker::TellObservers(EventLogLine const & line, LogComposer const * composer) {
     CoreGuard guard(observerLock);
     if (telling)
         return;
     char own[1024];
     LogBlock text(own, sizeof own);
     if (!text.AddText(line, composer, false) || !text.Add('\0')) {
-        lost.fetch_add(1, std::memory_order_relaxed);
+        CountLost(1);
         text.Release();
         return;
     }
@@ -98,14 +143,14 @@ void FastLogger::TellObservers(EventLogLine const & line, LogComposer const * co
             observer.LineAppended(line.GetSeverity(), line.GetDomain() ? line.GetDomain() : "",
                                   text.GetBytes());
         } catch (...) { // an observer's trouble must not reach the one who logs
-            lost.fetch_add(1, std::memory_order_relaxed);
+            CountLost(1);
         }
     }
     telling = false;
     text.Release();
 }
 
-void FastLogger::Attach(LogObserver & observer, LogSeverity least) noexcept {
+void FastLogger::Worker::Attach(LogObserver & observer, LogSeverity least) {
     Detach(observer);
     CoreGuard guard(observerLock);
     observer.least = least;
@@ -114,7 +159,7 @@ void FastLogger::Attach(LogObserver & observer, LogSeverity least) noexcept {
     UpdateWanted();
 }
 
-void FastLogger::Detach(LogObserver & observer) noexcept {
+void FastLogger::Worker::Detach(LogObserver & observer) {
     CoreGuard guard(observerLock);
     for (LogObserver ** each = &observers; *each != nullptr; each = &(*each)->next) {
         if (*each != &observer)
@@ -127,20 +172,21 @@ void FastLogger::Detach(LogObserver & observer) noexcept {
     }
 }
 
-void FastLogger::UpdateWanted() {
+void FastLogger::Worker::UpdateWanted() {
     CoreGuard observerGuard(observerLock);
     unsigned int byObservers = 0;
     for (LogObserver const * each = observers; each != nullptr; each = each->next)
         byObservers |= GetBitsFrom(each->least);
     CoreGuard guard(lock);
     unsigned int const byOutput = channel != nullptr ? GetBitsFrom(outputLevel) : 0;
-    wanted.store(byObservers | byOutput | byOutput << OutputShift | byObservers << ObserverShift,
-                 std::memory_order_release);
+    front.wanted.store(byObservers | byOutput | byOutput << OutputShift |
+                           byObservers << ObserverShift,
+                       std::memory_order_release);
 }
 
 // Composed before the lock is taken, since that is what takes time; only the stamp is made under
 // it, so that lines stand in the order of time.
-void FastLogger::AppendToOutput(EventLogLine const & line, LogComposer const * composer) {
+void FastLogger::Worker::AppendToOutput(EventLogLine const & line, LogComposer const * composer) {
     char own[1024];
     LogBlock text(own, sizeof own);
     bool const composed = Compose(text, line, composer);
@@ -154,14 +200,14 @@ void FastLogger::AppendToOutput(EventLogLine const & line, LogComposer const * c
                 else if (filling.GetSize() >= BlockSize)
                     HandOverFull();
             } else
-                lost.fetch_add(1, std::memory_order_relaxed);
+                CountLost(1);
         }
     }
     text.Release();
 }
 
 // Under the lock.
-bool FastLogger::AddStamped(LogBlock const & text) {
+bool FastLogger::Worker::AddStamped(LogBlock const & text) {
     std::size_t const start = filling.GetSize();
     bool const added = filling.Add(stamp.Get(GetClock().GetWallMilliseconds()), LogStamp::Length) &&
                        filling.Add(text.GetBytes(), text.GetSize());
@@ -171,7 +217,7 @@ bool FastLogger::AddStamped(LogBlock const & text) {
 }
 
 // Under the lock, which is left meanwhile. False: the writer's turn was not over in time.
-bool FastLogger::WaitForTurn(Timeout const & timeout) {
+bool FastLogger::Worker::WaitForTurn(Timeout const & timeout) {
     Parker parker;
     WaitQueue::Waiter waiter{&parker};
     turnOver.Append(waiter);
@@ -184,7 +230,7 @@ bool FastLogger::WaitForTurn(Timeout const & timeout) {
 
 // What fills up while somebody writes is left to gather, up to a limit. A line that the writer's
 // own channel appends is left to gather in any case.
-void FastLogger::HandOverFull() {
+void FastLogger::Worker::HandOverFull() {
     if (writer == 0)
         TakeTurn(false);
     else if (writer != Platform::GetThreadToken() && filling.GetSize() >= GatherSize)
@@ -192,7 +238,7 @@ void FastLogger::HandOverFull() {
 }
 
 // Who waits in vain leaves it to the writer, who looks before its turn ends.
-void FastLogger::HandOverSafely() {
+void FastLogger::Worker::HandOverSafely() {
     if (writer == Platform::GetThreadToken())
         return;
     unsigned long long const target = appended;
@@ -203,7 +249,7 @@ void FastLogger::HandOverSafely() {
 }
 
 // Under the lock. True: nobody writes, or the lines up to `target` are safe.
-bool FastLogger::BeginTurn(Timeout const & timeout, unsigned long long target) {
+bool FastLogger::Worker::BeginTurn(Timeout const & timeout, unsigned long long target) {
     while (writer != 0 && secured < target)
         if (!WaitForTurn(timeout))
             return writer == 0 || secured >= target;
@@ -211,7 +257,7 @@ bool FastLogger::BeginTurn(Timeout const & timeout, unsigned long long target) {
 }
 
 // Under the lock, which is left while the channel is called.
-void FastLogger::TakeTurn(bool safely) {
+void FastLogger::Worker::TakeTurn(bool safely) {
     writer = Platform::GetThreadToken();
     do {
         safely = safely || safetyWanted;
@@ -228,7 +274,7 @@ void FastLogger::TakeTurn(bool safely) {
     turnOver.NotifyAll();
 }
 
-void FastLogger::WriteLines(bool safely) {
+void FastLogger::Worker::WriteLines(bool safely) {
     char const * bytes = writing.GetBytes();
     char const * const end = bytes + writing.GetSize();
     bool whole = true;
@@ -248,7 +294,7 @@ void FastLogger::WriteLines(bool safely) {
     writing.SetSize(0);
 }
 
-bool FastLogger::WritePiece(char const * bytes, std::size_t size) {
+bool FastLogger::Worker::WritePiece(char const * bytes, std::size_t size) {
     try {
         if (control != nullptr && !leaving)
             control->StartNewBlock();
@@ -261,7 +307,7 @@ bool FastLogger::WritePiece(char const * bytes, std::size_t size) {
     }
 }
 
-bool FastLogger::BringToSafety() {
+bool FastLogger::Worker::BringToSafety() {
     try {
         bool const flushed = channel->Flush() == NoError;
         if (control != nullptr)
@@ -272,18 +318,21 @@ bool FastLogger::BringToSafety() {
     }
 }
 
-void FastLogger::CountLost(char const * lines, std::size_t size) {
-    lost.fetch_add(static_cast<unsigned long long>(std::count(lines, lines + size, '\n')),
-                   std::memory_order_relaxed);
+void FastLogger::Worker::CountLost(unsigned long long lines) {
+    front.lost.fetch_add(lines, std::memory_order_relaxed);
 }
 
-void FastLogger::Flush() noexcept {
+void FastLogger::Worker::CountLost(char const * lines, std::size_t size) {
+    CountLost(static_cast<unsigned long long>(std::count(lines, lines + size, '\n')));
+}
+
+void FastLogger::Worker::Flush() {
     CoreGuard guard(lock);
     if (channel != nullptr)
         HandOverSafely();
 }
 
-void FastLogger::SetOutput(OChannel * newChannel, Control * newControl) noexcept {
+void FastLogger::Worker::SetOutput(OChannel * newChannel, Control * newControl) {
     {
         CoreGuard guard(lock);
         ReplaceOutput(newChannel, newControl);
@@ -291,7 +340,7 @@ void FastLogger::SetOutput(OChannel * newChannel, Control * newControl) noexcept
     UpdateWanted();
 }
 
-void FastLogger::RemoveOutput(OChannel * oldChannel) noexcept {
+void FastLogger::Worker::RemoveOutput(OChannel * oldChannel) {
     {
         CoreGuard guard(lock);
         if (channel == oldChannel)
@@ -300,7 +349,7 @@ void FastLogger::RemoveOutput(OChannel * oldChannel) noexcept {
     UpdateWanted();
 }
 
-void FastLogger::SetOutputLevel(LogSeverity least) noexcept {
+void FastLogger::Worker::SetOutputLevel(LogSeverity least) {
     {
         CoreGuard guard(lock);
         outputLevel = least;
@@ -310,7 +359,7 @@ void FastLogger::SetOutputLevel(LogSeverity least) noexcept {
 
 // At the very end, threads may be gone that held a lock or were writing, so nothing here waits for
 // ever, and the observers' lock is not asked for.
-void FastLogger::Terminate() noexcept {
+void FastLogger::Worker::Terminate() {
     Timeout const timeout(SafetyPatience);
     while (!lock.TryEnter()) {
         if (timeout.IsOver())
@@ -320,8 +369,9 @@ void FastLogger::Terminate() noexcept {
     Control * last = nullptr;
     if (WaitForSilence(timeout)) {
         last = ReplaceOutput(nullptr, nullptr);
-        unsigned int const byObservers = wanted.load(std::memory_order_relaxed) >> ObserverShift;
-        wanted.store(byObservers | byObservers << ObserverShift, std::memory_order_release);
+        unsigned int const byObservers =
+            front.wanted.load(std::memory_order_relaxed) >> ObserverShift;
+        front.wanted.store(byObservers | byObservers << ObserverShift, std::memory_order_release);
     }
     lock.Leave();
     try {
@@ -333,7 +383,8 @@ void FastLogger::Terminate() noexcept {
 
 // Under the lock. Lines that come while the old channel gets its last ones are written too, and
 // those that a new file for them brings forth; they get no new file, or it would never end.
-FastLogger::Control * FastLogger::ReplaceOutput(OChannel * newChannel, Control * newControl) {
+FastLogger::Control * FastLogger::Worker::ReplaceOutput(OChannel * newChannel,
+                                                        Control * newControl) {
     if (writer == Platform::GetThreadToken())
         return nullptr;
     WaitForSilence(Timeout());
@@ -356,11 +407,51 @@ FastLogger::Control * FastLogger::ReplaceOutput(OChannel * newChannel, Control *
 }
 
 // Under the lock. False: somebody still writes when the time is over.
-bool FastLogger::WaitForSilence(Timeout const & timeout) {
+bool FastLogger::Worker::WaitForSilence(Timeout const & timeout) {
     while (writer != 0)
         if (!WaitForTurn(timeout) && writer != 0)
             return false;
     return true;
+}
+
+static constinit FastLogger::Worker loggerWorker(logger);
+constinit FastLogger logger(loggerWorker);
+
+void FastLogger::AppendWanted(EventLogLine & line, LogComposer * composer) noexcept {
+    unsigned int const bits = wanted.load(std::memory_order_acquire);
+    unsigned int const bit = GetBit(line.GetSeverity());
+    if ((bits >> ObserverShift & bit) != 0)
+        worker.TellObservers(line, composer);
+    if ((bits >> OutputShift & bit) != 0)
+        worker.AppendToOutput(line, composer);
+}
+
+void FastLogger::SetOutput(OChannel * channel, Control * control) noexcept {
+    worker.SetOutput(channel, control);
+}
+
+void FastLogger::RemoveOutput(OChannel * channel) noexcept {
+    worker.RemoveOutput(channel);
+}
+
+void FastLogger::SetOutputLevel(LogSeverity least) noexcept {
+    worker.SetOutputLevel(least);
+}
+
+void FastLogger::Attach(LogObserver & observer, LogSeverity least) noexcept {
+    worker.Attach(observer, least);
+}
+
+void FastLogger::Detach(LogObserver & observer) noexcept {
+    worker.Detach(observer);
+}
+
+void FastLogger::Flush() noexcept {
+    worker.Flush();
+}
+
+void FastLogger::Terminate() noexcept {
+    worker.Terminate();
 }
 
 } // namespace Mu

@@ -1,14 +1,9 @@
 #pragma once
 
 #include <Kestrel/Root/Export.h>
-#include <Kestrel/Root/Log/LogBlock.h>
 #include <Kestrel/Root/Log/LogLine.h>
-#include <Kestrel/Root/Threads/Lock.h>
-#include <Kestrel/Root/Threads/WaitQueue.h>
-#include <Kestrel/Root/Time/Timeout.h>
 
 #include <atomic>
-#include <cstdint>
 
 namespace Mu {
 
@@ -63,7 +58,6 @@ public:
         virtual void ApplicationTerminated() = 0;
     };
 
-    constexpr FastLogger() = default;
     FastLogger(FastLogger const &) = delete;
     FastLogger & operator=(FastLogger const &) = delete;
 
@@ -103,48 +97,16 @@ public:
     /// Lines that could not be kept or that the channel refused.
     unsigned long long GetLostCount() const { return lost.load(std::memory_order_relaxed); }
 
+    class Worker;
+    explicit constexpr FastLogger(Worker & itsWorker) : worker(itsWorker) {}
+
 private:
     void AppendWanted(EventLogLine & line, LogComposer * composer) noexcept;
-    void TellObservers(EventLogLine const & line, LogComposer const * composer);
-    void UpdateWanted();
-
-    void AppendToOutput(EventLogLine const & line, LogComposer const * composer);
-    bool AddStamped(LogBlock const & text);
-    bool BeginTurn(Timeout const & timeout, unsigned long long target);
-    bool WaitForTurn(Timeout const & timeout);
-    void HandOverFull();
-    void HandOverSafely();
-    void TakeTurn(bool safely);
-    void WriteLines(bool safely);
-    bool WritePiece(char const * bytes, std::size_t size);
-    bool BringToSafety();
-    void CountLost(char const * lines, std::size_t size);
-    Control * ReplaceOutput(OChannel * newChannel, Control * newControl);
-    bool WaitForSilence(Timeout const & timeout);
 
     // Three times a bit for each severity: wanted at all, by the output, by an observer.
     std::atomic<unsigned int> wanted = 0;
     std::atomic<unsigned long long> lost = 0;
-
-    LockCore lock;    // on all of these; nothing else is called under it
-    LogBlock filling; // where lines go
-    LogStamp stamp;
-    unsigned long long appended = 0; // lines, ever
-    unsigned long long secured = 0;  // those of them that were brought to safety
-    LogSeverity outputLevel = LogSeverity::Info;
-    std::uintptr_t writer = 0; // the thread whose turn it is to write, by its token, or 0
-    bool safetyWanted = false; // what the writer shall do before its turn ends
-    bool leaving = false;      // the output gets its very last lines; changed while nobody writes
-    WaitQueue turnOver;
-
-    OChannel * channel = nullptr; // changed under the lock while nobody writes, and used by
-    Control * control = nullptr;  // the writer without it
-    LogBlock writing;             // the writer's: on its way to the channel
-
-    LockCore observerLock;             // held while an observer is called
-    LogObserver * observers = nullptr; // under observerLock
-    LogObserver * next = nullptr;      // under observerLock: who will be notified next
-    bool telling = false;              // under observerLock
+    Worker & worker; // what nobody but the root sees
 };
 
 KESTREL_API extern FastLogger logger;

@@ -14,15 +14,31 @@
 #include <functional>
 #include <iosfwd>
 #include <span>
+#include <string>
 #include <string_view>
+#include <type_traits>
 #include <utility>
 
 namespace Mu {
 
 class Concatenation;
+class UniString;
+
+inline std::string ToUtf8(UniString const & text);
 
 template <typename T>
 concept CharacterLiteral = std::same_as<T, char> || std::same_as<T, char16_t>;
+
+/// How a text of another library becomes a UniString: a specialisation has
+/// `static UniString Convert(T const & text)`. Those for the standard library stand in StandardText.h.
+template <typename T>
+struct TextOf;
+
+/// A type of text from outside that a UniString, an IO::Name and an IO::Location can be made of.
+template <typename T>
+concept ForeignText = requires(T const & text) {
+    TextOf<std::decay_t<T>>::Convert(text);
+};
 
 /// A growable text of UTF-16 code units.
 ///
@@ -56,6 +72,10 @@ public:
     UniString(Concatenation const & text);
     UniString(Concatenation && text) noexcept;
     explicit UniString(std::u16string_view text) : UniString(ConstSubstring(text)) {}
+    /// From a text of the standard library: a std::string, a view, a `u8` literal. Bytes are UTF-8
+    /// here, on both platforms.
+    template <ForeignText Text>
+    explicit UniString(Text const & text) : UniString(TextOf<std::decay_t<Text>>::Convert(text)) {}
 
     ClassInfo const & GetClassInfo() const override;
     UniString * Clone() const override;
@@ -178,6 +198,11 @@ public:
                 OnConversionError onError = ReplaceOnConversionError) const;
     UStr ToUStr(unsigned int from = 0, unsigned int range = All) const;
     operator std::u16string_view() const { return {ToChar16(units), length}; }
+    /// In UTF-8, as ToUtf8.
+    template <std::same_as<std::string> Utf8>
+    explicit operator Utf8() const {
+        return ToUtf8(*this);
+    }
 
     /// Knows %s, %c, %d, %i, %u, %x, %X, %p (all 16 digits, in upper case) and %%, with '-', '0',
     /// '+', '#', a width, a precision and any length letters, which change nothing, as in %ls and
@@ -247,3 +272,4 @@ struct std::hash<Mu::UniString> {
 };
 
 #include <Kestrel/Root/Text/Concatenation.h>
+#include <Kestrel/Root/Text/StandardText.h>

@@ -1,4 +1,4 @@
-#include <Kestrel/Root/Log/LogBlock.h>
+#include <Kestrel/Root/Internal/LogBlock.h>
 
 #include <Kestrel/Root/Memory/Memory.h>
 #include <Kestrel/Root/Platform/SystemCalls.h>

@@ -13,7 +13,7 @@ namespace Mu {
 /// Memory:  one block, which grows; a fixed one of the owner's can stand in until it must.
 /// Threads: one at a time.
 /// Failure: false, for no memory.
-class KESTREL_API LogBlock {
+class LogBlock {
 public:
     constexpr LogBlock() = default;
     LogBlock(char * givenFixed, std::size_t givenCapacity)
