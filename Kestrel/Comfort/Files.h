@@ -1,0 +1,152 @@
+#pragma once
+
+#include <Kestrel/Comfort/Paths.h>
+#include <Kestrel/Comfort/Result.h>
+#include <Kestrel/FileSystem/File.h>
+#include <Kestrel/FileSystem/Folder.h>
+
+#include <algorithm>
+#include <chrono>
+#include <concepts>
+#include <cstddef>
+#include <ranges>
+#include <string>
+#include <string_view>
+#include <type_traits>
+#include <vector>
+
+namespace IO {
+
+/// A std::string, std::vector, std::span or array of what may be written as the bytes that it is.
+template <typename T>
+concept Bytes = std::ranges::contiguous_range<T> && std::ranges::sized_range<T> &&
+    std::is_trivially_copyable_v<std::ranges::range_value_t<T>>;
+
+/// Writes the elements as they lie in memory: right for bytes, and for values that the same machine
+/// reads again. Values that travel go through the channel's typed Write.
+template <Bytes Range>
+[[nodiscard]] MuErrCode WriteBytes(Mu::OChannel & channel, Range const & range) {
+    auto const * from = reinterpret_cast<char const *>(std::ranges::data(range));
+    std::size_t left = std::ranges::size(range) * sizeof(std::ranges::range_value_t<Range>);
+    while (left > 0) {
+        std::size_t const part = std::min<std::size_t>(left, 0x40000000);
+        MuErrCode const status = channel.WriteBin(from, static_cast<unsigned int>(part), nullptr);
+        if (status != NoError)
+            return status;
+        from += part;
+        left -= part;
+    }
+    return NoError;
+}
+
+/// Fills all of the range. EOI: there were not so many bytes.
+template <Bytes Range>
+[[nodiscard]] MuErrCode ReadBytes(Mu::IChannel & channel, Range && range) {
+    auto * to = reinterpret_cast<char *>(std::ranges::data(range));
+    std::size_t left =
+        std::ranges::size(range) * sizeof(std::ranges::range_value_t<std::remove_cvref_t<Range>>);
+    while (left > 0) {
+        std::size_t const part = std::min<std::size_t>(left, 0x40000000);
+        MuErrCode const status = channel.ReadBin(to, static_cast<unsigned int>(part), nullptr);
+        if (status != NoError)
+            return status;
+        to += part;
+        left -= part;
+    }
+    return NoError;
+}
+
+/// Everything from here to the end of the channel, but at most `most` bytes: more are Error, so that
+/// nothing is taken for whole that is not. Memory grows as the bytes arrive.
+template <typename Container = std::string>
+[[nodiscard]] MuErrCode ReadRest(Mu::IChannel & channel, Container * rest,
+                                 std::size_t most = static_cast<std::size_t>(-1)) {
+    static_assert(sizeof(typename Container::value_type) == 1);
+    rest->clear();
+    for (std::size_t part = 4096;; part = std::min<std::size_t>(part * 2, 0x1000000)) {
+        std::size_t const before = rest->size();
+        rest->resize(before + part);
+        unsigned int read = 0;
+        MuErrCode const status = channel.ReadBin(reinterpret_cast<char *>(rest->data()) + before,
+                                                 static_cast<unsigned int>(part), &read);
+        rest->resize(before + read);
+        if (rest->size() > most)
+            return Error;
+        if (status == EOI)
+            return NoError;
+        if (status != NoError)
+            return status;
+    }
+}
+
+/// The content of a file, as a std::string or, by `ReadAll<std::vector<std::byte>>`, any container of
+/// bytes. Others may write it meanwhile only where the file system cannot hold them off.
+/// Failure: those of File, File::Open and reading; Error for more than `most` bytes.
+template <typename Container = std::string>
+Result<Container> ReadAll(Location const & location,
+                          std::size_t most = static_cast<std::size_t>(-1)) {
+    return Result<Container>::From([&](Container * content) {
+        File file(location);
+        MuErrCode const status = file.Open(File::OpenMode::ReadOnly);
+        return status != NoError ? status : ReadRest(file, content, most);
+    });
+}
+
+/// Makes the content of a file be this, and the file where there is none. Kept in the file alone: the
+/// end of the system in between leaves any part of it.
+/// Failure: those of File, File::Open and writing.
+template <Bytes Content>
+[[nodiscard]] MuErrCode WriteAll(Location const & location, Content const & content) {
+    File file(location, File::OnNotFound::Create);
+    MuErrCode status = file.Open(File::OpenMode::WriteOnlyEmpty);
+    if (status == NoError)
+        status = WriteBytes(file, content);
+    MuErrCode const closed = file.Close();
+    return status != NoError ? status : closed;
+}
+
+/// For a literal, without its terminator.
+[[nodiscard]] inline MuErrCode WriteAll(Location const & location, char const * content) {
+    return WriteAll(location, std::string_view(content));
+}
+
+/// The length of a file in bytes.
+inline Result<unsigned long long> GetSize(File const & file) {
+    return Result<unsigned long long>::From(
+        [&](unsigned long long * size) { return file.GetDataLength(size); });
+}
+inline Result<unsigned long long> GetSize(Location const & location) {
+    return GetSize(File(location));
+}
+
+/// When a File or a Folder was last changed, or created. ErrFileInvalidTime and ErrFolderInvalidTime:
+/// before 1901 or after 2038.
+template <typename Entry>
+Result<std::chrono::sys_seconds> GetModificationTime(Entry const & entry) {
+    int seconds = 0;
+    MuErrCode const status = entry.GetModificationTime(&seconds);
+    using Time = std::chrono::sys_seconds;
+    return status == NoError ? Result<Time>(Time(std::chrono::seconds(seconds)))
+                             : Result<Time>::Failure(status);
+}
+template <typename Entry>
+Result<std::chrono::sys_seconds> GetCreationTime(Entry const & entry) {
+    int seconds = 0;
+    MuErrCode const status = entry.GetCreationTime(&seconds);
+    using Time = std::chrono::sys_seconds;
+    return status == NoError ? Result<Time>(Time(std::chrono::seconds(seconds)))
+                             : Result<Time>::Failure(status);
+}
+
+/// Sets the time when a File or a Folder was last changed, cut to seconds. Error: beyond 32 bits.
+template <typename Entry, typename Duration>
+[[nodiscard]] MuErrCode
+SetModificationTime(Entry & entry,
+                    std::chrono::time_point<std::chrono::system_clock, Duration> time) {
+    long long const seconds =
+        std::chrono::floor<std::chrono::seconds>(time).time_since_epoch().count();
+    int const narrow = static_cast<int>(seconds);
+    return narrow == seconds ? entry.SetModificationTime(narrow) : Error;
+}
+
+} // namespace IO

@@ -1,0 +1,68 @@
+#pragma once
+
+#include <Kestrel/Root/Log/EscapedText.h>
+#include <Kestrel/Root/Log/Logger.h>
+
+#include <concepts>
+#include <cstdio>
+#include <string>
+#include <string_view>
+#include <type_traits>
+
+namespace Mu {
+
+/// Puts any value into a log line that a std::string can be made of: numbers and texts. Types with an
+/// `Append(LogComposer &, T const &)` of their own, as IO::Location, use that.
+template <typename T>
+void AppendValue(LogComposer & composer, T const & value) {
+    if constexpr (std::same_as<T, bool>)
+        composer.Append(value ? "true" : "false");
+    else if constexpr (std::is_arithmetic_v<T>)
+        composer.Append(std::to_string(value).c_str());
+    else if constexpr (std::convertible_to<T const &, char const *>)
+        composer.Append(static_cast<char const *>(value));
+    else if constexpr (std::convertible_to<T const &, std::string_view>) {
+        std::string_view const text = std::string_view(value).substr(0, 0x10000);
+        composer.Append(text.data(), static_cast<unsigned int>(text.size()));
+    } else if constexpr (std::convertible_to<T const &, UniString const &>)
+        composer.Append(static_cast<UniString const &>(value));
+    else
+        Append(composer, value);
+}
+
+/// Appends a line to the log, in one call:
+///
+///     Mu::Log(Mu::LogSeverity::Warning, "MyHost", "% of % files are old", old, count);
+///
+/// Each "%" of the format takes a value; "%%" is a percent sign. Costs a look at a flag when nobody
+/// wants the line. Memory and threads: as for FastLogger. A shortage in the making of a value throws
+/// std::bad_alloc.
+template <typename... Values>
+void Log(LogSeverity severity, char const * domain, char const * format, Values const &... values) {
+    if (!logger.IsWanted(severity))
+        return;
+    EventLogLine line(severity, format, domain, nullptr);
+    LogComposer composer;
+    (AppendValue(composer, values), ...);
+    logger.Append(line, &composer);
+}
+
+/// From now on lines of this severity and above stand on standard error, too, one each, with what
+/// could steer a terminal escaped. To the end of the process; another call changes the severity.
+inline void LogToStandardError(LogSeverity least = LogSeverity::Warning) {
+    class Observer final : public LogObserver {
+    public:
+        ~Observer() override { logger.Detach(*this); }
+
+    private:
+        void LineAppended(LogSeverity severity, char const * domain, char const * text) override {
+            static constexpr char const * words[] = {"trace", "info", "warning", "error"};
+            std::fprintf(stderr, "%s: %s: %s\n", domain, words[static_cast<unsigned int>(severity)],
+                         EscapeText(text).ToCStr());
+        }
+    };
+    static Observer observer;
+    logger.Attach(observer, least);
+}
+
+} // namespace Mu

@@ -1,0 +1,179 @@
+#include <Kestrel/Comfort.h>
+#include <Kestrel/Kestrel.h>
+
+#include <gtest/gtest.h>
+
+#include <array>
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <set>
+#include <span>
+#include <stdexcept>
+
+// What a C++ programmer types without looking it up, as it is typed.
+
+namespace {
+
+namespace fs = std::filesystem;
+using namespace std::chrono_literals;
+
+class Comfort : public testing::Test {
+protected:
+    Comfort() {
+        fs::remove_all(native);
+        fs::create_directories(native / "sub" / "deep");
+        std::ofstream(native / "a.txt") << "seven";
+        std::ofstream(native / "sub" / "deep" / fs::path(u8"\u00E4.txt")) << "x";
+    }
+    ~Comfort() override { fs::remove_all(native); }
+
+    fs::path const native = fs::current_path() / "host-comfort";
+    IO::Location const here{native};
+};
+
+} // namespace
+
+TEST_F(Comfort, TakesAndGivesTheTextsOfTheStandardLibrary) {
+    std::string const path = "C:\\comfort\\\xC3\xA4";
+    IO::Location const location(path);
+    EXPECT_EQ(location, IO::Location(std::string_view(path)));
+    EXPECT_EQ(location, IO::Location(u8"C:\\comfort\\\u00E4"));
+    EXPECT_EQ(location, IO::Location(std::u8string(u8"C:\\comfort\\\u00E4")));
+    EXPECT_EQ(location, IO::Location(std::u16string(u"C:\\comfort\\\u00E4")));
+    EXPECT_EQ(IO::GetPath(location).GetValue(), path);
+    EXPECT_EQ(IO::RelativeLocation(std::string("a/b")), IO::RelativeLocation("a/b"));
+
+    Mu::UniString const text(path);
+    EXPECT_EQ(std::string(text), path);
+    EXPECT_EQ(Mu::ToUtf8(text), path);
+    EXPECT_EQ(std::u16string(text), u"C:\\comfort\\\u00E4");
+    EXPECT_EQ(std::string(Mu::UniString(std::string("a\0b", 3))), std::string("a\0b", 3));
+    EXPECT_TRUE(Mu::UniString(static_cast<char8_t const *>(nullptr)).IsEmpty());
+    IO::Name name = std::string("\xC3\xA4.txt");
+    EXPECT_TRUE(name == std::string_view("\xC3\xA4.txt") && name == u8"\u00E4.txt");
+
+    EXPECT_EQ(IO::ToNativePath(here), native);
+    EXPECT_EQ(IO::Location(fs::path("host-comfort")), here) << "below the current folder";
+    EXPECT_EQ(IO::Location(fs::path()).GetStatus(), IO::ErrIllegalLocation);
+}
+
+TEST_F(Comfort, GoesUpAndDownAPath) {
+    IO::Location const file = here / "sub" / std::string("deep") / u8"\u00E4.txt";
+    EXPECT_EQ(IO::GetSize(file).GetValue(), 1u);
+    EXPECT_EQ(file, here / IO::RelativeLocation("sub/deep/\xC3\xA4.txt"));
+    EXPECT_EQ(IO::GetParent(file).GetValue(), here / "sub" / "deep");
+    EXPECT_EQ(std::string(IO::GetLastName(file)->ToString()), "\xC3\xA4.txt");
+    IO::Location walked;
+    for (IO::Name const & name : IO::Names(file))
+        walked /= name;
+    EXPECT_EQ(walked, file);
+    EXPECT_EQ(IO::GetParent(IO::Location()).GetStatus(), IO::Error);
+    EXPECT_EQ(IO::GetLastName(IO::Location(fs::path())).GetStatus(), IO::ErrIllegalLocation);
+    EXPECT_FALSE((IO::Location() / IO::RelativeLocation("../x")).IsValid());
+    EXPECT_EQ(IO::GetSize(here / "none").GetError(), std::errc::no_such_file_or_directory);
+    EXPECT_THROW((void)IO::GetSize(here / "none").GetValue(), std::system_error);
+}
+
+TEST_F(Comfort, EnumeratesFoldersAndTrees) {
+    IO::Folder const folder(here);
+    std::map<std::string, bool> found;
+    for (auto const & entry : folder)
+        found[std::string(entry.name.ToString())] = entry.isFolder;
+    EXPECT_EQ(found, (std::map<std::string, bool>{{"a.txt", false}, {"sub", true}}));
+
+    int count = 0;
+    EXPECT_EQ(IO::ForEach(folder, [&](IO::FoundEntry const &) { return ++count < 1; }),
+              IO::NoError);
+    EXPECT_EQ(count, 1) << "it was ended";
+    EXPECT_THROW(
+        (void)IO::ForEach(folder, [](auto const &, bool) { throw std::runtime_error(""); }),
+        std::runtime_error);
+
+    std::set<std::string> below;
+    EXPECT_EQ(IO::ForEachBelow(folder,
+                               [&](IO::Folder const & parent, IO::Name const & name, bool) {
+                                   IO::Location at;
+                                   EXPECT_EQ(parent.GetLocation(&at), IO::NoError);
+                                   below.insert(IO::GetPath(at / name).GetValue());
+                               }),
+              IO::NoError);
+    IO::Location const deep = here / "sub" / "deep";
+    EXPECT_EQ(below,
+              (std::set<std::string>{*IO::GetPath(here / "a.txt"), *IO::GetPath(here / "sub"),
+                                     *IO::GetPath(deep), *IO::GetPath(deep / u8"\u00E4.txt")}));
+    EXPECT_THROW((void)IO::ForEachBelow(
+                     folder, [](auto const &...) -> bool { throw std::runtime_error(""); }),
+                 std::runtime_error);
+    IO::Folder const none(here / "none", IO::Folder::OnNotFound::FailQuietly);
+    EXPECT_EQ(IO::GetEntries(none).GetStatus(), IO::ErrFolderNotFound);
+    EXPECT_THROW((void)begin(none), std::system_error);
+}
+
+TEST_F(Comfort, ReadsAndWritesWholeFiles) {
+    IO::Location const place = here / "whole";
+    std::string const long_(100000, 'x');
+    for (std::string const & content : {std::string(), long_, std::string("a\0b", 3)}) {
+        EXPECT_EQ(IO::WriteAll(place, content), IO::NoError);
+        EXPECT_EQ(IO::ReadAll(place).GetValue(), content);
+        EXPECT_EQ(IO::ReadAll<std::vector<std::byte>>(place)->size(), content.size());
+        EXPECT_EQ(IO::ReadAll(place, content.size()).GetStatus(), IO::NoError);
+    }
+    EXPECT_EQ(IO::ReadAll(place, 2).GetStatus(), IO::Error) << "more than that";
+    EXPECT_EQ(IO::WriteAll(place, "literal"), IO::NoError);
+    EXPECT_EQ(IO::ReadAll(place).GetValue(), "literal");
+    EXPECT_EQ(IO::WriteAll(here / "no" / "folder", "x"), IO::ErrFileCreationFailed);
+
+    std::vector<int> const numbers{1, -2, 3};
+    EXPECT_EQ(IO::WriteAll(place, std::span(numbers)), IO::NoError);
+    std::array<int, 3> read{};
+    IO::File file(place);
+    ASSERT_EQ(file.Open(IO::File::OpenMode::ReadOnly), IO::NoError);
+    EXPECT_EQ(IO::ReadBytes(file, read), IO::NoError);
+    EXPECT_TRUE(std::ranges::equal(read, numbers));
+    EXPECT_EQ(IO::ReadBytes(file, std::span(read)), IO::EOI);
+    EXPECT_EQ(file.Close(), IO::NoError);
+
+    auto const then = std::chrono::sys_days(2001y / 2 / 3) + 4h;
+    EXPECT_EQ(IO::SetModificationTime(file, then), IO::NoError);
+    EXPECT_EQ(IO::GetModificationTime(file).GetValue(), then);
+    EXPECT_EQ(IO::SetModificationTime(file, then + 999999h), IO::Error);
+    EXPECT_TRUE(IO::GetCreationTime(IO::Folder(here)));
+}
+
+TEST_F(Comfort, WritesAndReadsTextThroughChannels) {
+    IO::File file(here / "text", IO::File::OnNotFound::Create);
+    ASSERT_EQ(file.Open(IO::File::OpenMode::WriteOnly), IO::NoError);
+    file << 5 << ' ' << -6L << ' ' << 7u << ' ' << true << ' ' << std::string("word ")
+         << std::string_view("view ") << Mu::UniString(u8"\u00E4 ") << 18446744073709551615ull
+         << "\nlast line";
+    ASSERT_EQ(file.Close(), IO::NoError);
+    EXPECT_EQ(IO::ReadAll(here / "text").GetValue(),
+              "5 -6 7 1 word view \xC3\xA4 18446744073709551615\nlast line");
+    ASSERT_EQ(file.Open(IO::File::OpenMode::ReadOnly), IO::NoError);
+    int five = 0;
+    long six = 0;
+    std::string word;
+    file >> five >> six;
+    EXPECT_EQ(IO::Extract<double>(file).GetValue(), 7.0);
+    EXPECT_EQ(IO::Extract<bool>(file).GetValue(), true);
+    file >> word;
+    EXPECT_EQ(IO::Extract<int>(file).GetStatus(), IO::Error) << "a word stands there";
+    EXPECT_EQ(std::to_string(five) + std::to_string(six) + word, "5-6word");
+    EXPECT_EQ(IO::ReadLine(file).GetValue(), "view \xC3\xA4 18446744073709551615");
+    EXPECT_EQ(IO::ReadLine(file).GetValue(), "last line");
+    EXPECT_EQ(IO::ReadLine(file).GetStatus(), IO::EOI);
+}
+
+TEST_F(Comfort, LogsInOneCall) {
+    testing::internal::CaptureStderr();
+    Mu::LogToStandardError(Mu::LogSeverity::Info);
+    Mu::Log(Mu::LogSeverity::Warning, "Host", "% of %: \"%\" at %% % %", -3, 4.5,
+            std::string("a\nb"), "literal", here / "x");
+    Mu::Log(Mu::LogSeverity::Trace, "Host", "unheard");
+    Mu::LogToStandardError(Mu::LogSeverity::Error);
+    Mu::Log(Mu::LogSeverity::Info, "Host", "unheard");
+    std::string const lines = testing::internal::GetCapturedStderr();
+    EXPECT_EQ(lines, "Host: warning: -3 of 4.500000: \"a\\nb\" at % literal " +
+                         *IO::GetPath(here / "x") + "\n");
+}
