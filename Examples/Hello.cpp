@@ -1,26 +1,26 @@
-// A complete host in thirty lines: write a file, read it back, list its folder, tidy up.
+// A complete host: write a file, read it back, list its folder, tidy up.
 
+#include <Kestrel/Comfort.h>
 #include <Kestrel/Kestrel.h>
 
 #include <iostream>
 
-static bool Show(IO::Folder const &, IO::Name const & name, bool isFolder, void *) {
-    std::cout << (isFolder ? "folder " : "file   ") << name << "\n";
-    return true; // go on
-}
-
 int main() {
+    Mu::LogToStandardError(); // what fails is said there, with its reason
+
     IO::Location place;
-    IO::fileSystem.GetSpecialLocation(IO::SpecLocId::TemporaryFolder, &place);
-    place.AppendToLocal("kestrel-hello");
+    if (IO::fileSystem.GetSpecialLocation(IO::SpecLocId::TemporaryFolder, &place) != IO::NoError)
+        return 1;
+    place /= "kestrel-hello";
     IO::Folder folder(place, IO::Folder::OnNotFound::Create);
 
     IO::File file(folder, "numbers.bin", IO::File::OnNotFound::Create);
     if (file.Open(IO::File::OpenMode::WriteOnlyEmpty) != IO::NoError)
-        return 1; // the log says why
+        return 1;
     for (int i = 0; i < 10; ++i)
         file.Write(i * i); // four bytes each, low byte first, on any platform
-    file.Close();
+    if (file.Close() != IO::NoError) // the status of all of them
+        return 1;
 
     int value = 0;
     if (file.Open(IO::File::OpenMode::ReadOnly) != IO::NoError)
@@ -30,7 +30,8 @@ int main() {
     std::cout << "\n";
     file.Close();
 
-    folder.Enumerate(Show, nullptr);
+    for (auto const & entry : folder)
+        std::cout << (entry.isFolder ? "folder " : "file   ") << entry.name << "\n";
     return IO::fileSystem.Delete(place, IO::DataSafety::KeepProtected,
                                  IO::AccessDeniedTreatment::Fail) == IO::NoError
                ? 0
