@@ -148,10 +148,6 @@ bool IsTerminal(bool error) {
 
 #endif
 
-std::string ToUtf8(Mu::UniString const & text) {
-    return static_cast<char const *>(text.ToCStr(0, Mu::UniString::All, MuLogCharCode));
-}
-
 Mu::UniString FromUtf8(std::string const & text) {
     return Mu::UniString(text.data(), static_cast<unsigned int>(text.size()), MuLogCharCode);
 }

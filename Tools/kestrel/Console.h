@@ -73,7 +73,7 @@ private:
 bool IsTerminal(bool error);
 
 /// UTF-8, for output.
-std::string ToUtf8(Mu::UniString const & text);
+using Mu::ToUtf8;
 Mu::UniString FromUtf8(std::string const & text);
 
 } // namespace Tool
