@@ -11,6 +11,4 @@ inline Mu::UniString U(std::string_view utf8) {
                          static_cast<MuCharCode>(99));
 }
 
-inline std::string ToUtf8(Mu::UniString const & text) {
-    return static_cast<char *>(text.ToCStr(0, Mu::NotFound, static_cast<MuCharCode>(99)));
-}
+using Mu::ToUtf8;
