@@ -47,22 +47,29 @@ void Log(LogSeverity severity, char const * domain, char const * format, Values 
     logger.Append(line, &composer);
 }
 
-/// From now on lines of this severity and above stand on standard error, too, one each, with what
-/// could steer a terminal escaped. To the end of the process; another call changes the severity.
-inline void LogToStandardError(LogSeverity least = LogSeverity::Warning) {
-    class Observer final : public LogObserver {
-    public:
-        ~Observer() override { logger.Detach(*this); }
+/// As long as it lives, lines of a severity and above stand on standard error, too, one each, with what
+/// could steer a terminal escaped.
+class StandardErrorLog final : private LogObserver {
+public:
+    explicit StandardErrorLog(LogSeverity least) { SetLeast(least); }
+    ~StandardErrorLog() override { logger.Detach(*this); }
+    StandardErrorLog(StandardErrorLog const &) = delete;
+    StandardErrorLog & operator=(StandardErrorLog const &) = delete;
 
-    private:
-        void LineAppended(LogSeverity severity, char const * domain, char const * text) override {
-            static constexpr char const * words[] = {"trace", "info", "warning", "error"};
-            std::fprintf(stderr, "%s: %s: %s\n", domain, words[static_cast<unsigned int>(severity)],
-                         EscapeText(text).ToCStr());
-        }
-    };
-    static Observer observer;
-    logger.Attach(observer, least);
+    void SetLeast(LogSeverity least) { logger.Attach(*this, least); }
+
+private:
+    void LineAppended(LogSeverity severity, char const * domain, char const * text) override {
+        static constexpr char const * words[] = {"trace", "info", "warning", "error"};
+        std::fprintf(stderr, "%s: %s: %s\n", domain, words[static_cast<unsigned int>(severity)],
+                     EscapeText(text).ToCStr());
+    }
+};
+
+/// The same to the end of the process; another call changes the severity.
+inline void LogToStandardError(LogSeverity least = LogSeverity::Warning) {
+    static StandardErrorLog log(least);
+    log.SetLeast(least);
 }
 
 } // namespace Mu

@@ -25,7 +25,7 @@ inline Location & operator/=(Location & location, Name const & name) {
 /// What `relative` leads to from `base`. An invalid one makes the result invalid.
 inline Location operator/(Location base, RelativeLocation const & relative) {
     if (base.AppendToLocal(relative) != NoError)
-        base = Location("?"); // which no platform takes
+        base = Location("://"); // which is no location
     return base;
 }
 

@@ -81,7 +81,7 @@ struct TextOfLocation<std::filesystem::path> {
     static Mu::UniString Convert(std::filesystem::path const & native) {
         std::error_code failure;
         Mu::UniString path = FromNativePath(absolute(native, failure));
-        return path.IsEmpty() || failure ? Mu::UniString("?") : path;
+        return path.IsEmpty() || failure ? Mu::UniString("://") : path;
     }
 };
 

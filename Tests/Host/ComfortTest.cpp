@@ -167,12 +167,15 @@ TEST_F(Comfort, WritesAndReadsTextThroughChannels) {
 
 TEST_F(Comfort, LogsInOneCall) {
     testing::internal::CaptureStderr();
-    Mu::LogToStandardError(Mu::LogSeverity::Info);
-    Mu::Log(Mu::LogSeverity::Warning, "Host", "% of %: \"%\" at %% % %", -3, 4.5,
-            std::string("a\nb"), "literal", here / "x");
-    Mu::Log(Mu::LogSeverity::Trace, "Host", "unheard");
-    Mu::LogToStandardError(Mu::LogSeverity::Error);
-    Mu::Log(Mu::LogSeverity::Info, "Host", "unheard");
+    {
+        Mu::StandardErrorLog log(Mu::LogSeverity::Info);
+        Mu::Log(Mu::LogSeverity::Warning, "Host", "% of %: \"%\" at %% % %", -3, 4.5,
+                std::string("a\nb"), "literal", here / "x");
+        Mu::Log(Mu::LogSeverity::Trace, "Host", "unheard");
+        log.SetLeast(Mu::LogSeverity::Error);
+        Mu::Log(Mu::LogSeverity::Info, "Host", "unheard");
+    }
+    Mu::Log(Mu::LogSeverity::Error, "Host", "unheard");
     std::string const lines = testing::internal::GetCapturedStderr();
     EXPECT_EQ(lines, "Host: warning: -3 of 4.500000: \"a\\nb\" at % literal " +
                          *IO::GetPath(here / "x") + "\n");
