@@ -69,15 +69,15 @@ bool Compose(LogBlock & text, EventLogLine const & line, LogComposer const * com
 } // namespace
 
 /// The collector itself: what gathers lines, and what hands them to the channel.
-class FastLogger::Worker {
+class LoggerWorker {
 public:
-    explicit constexpr Worker(FastLogger & itsFront) : front(itsFront) {}
+    explicit constexpr LoggerWorker(FastLogger & itsFront) : front(itsFront) {}
 
     void TellObservers(EventLogLine const & line, LogComposer const * composer);
     void AppendToOutput(EventLogLine const & line, LogComposer const * composer);
     void Attach(LogObserver & observer, LogSeverity least);
     void Detach(LogObserver & observer);
-    void SetOutput(OChannel * newChannel, Control * newControl);
+    void SetOutput(OChannel * newChannel, FastLogger::Control * newControl);
     void RemoveOutput(OChannel * oldChannel);
     void SetOutputLevel(LogSeverity least);
     void Flush();
@@ -96,7 +96,7 @@ private:
     bool BringToSafety();
     void CountLost(unsigned long long lines);
     void CountLost(char const * lines, std::size_t size);
-    Control * ReplaceOutput(OChannel * newChannel, Control * newControl);
+    FastLogger::Control * ReplaceOutput(OChannel * newChannel, FastLogger::Control * newControl);
     bool WaitForSilence(Timeout const & timeout);
 
     FastLogger & front;
@@ -113,8 +113,8 @@ private:
     WaitQueue turnOver;
 
     OChannel * channel = nullptr; // changed under the lock while nobody writes, and used by
-    Control * control = nullptr;  // the writer without it
-    LogBlock writing;             // the writer's: on its way to the channel
+    FastLogger::Control * control = nullptr; // the writer without it
+    LogBlock writing;                        // the writer's: on its way to the channel
 
     LockCore observerLock;             // held while an observer is called
     LogObserver * observers = nullptr; // under observerLock
@@ -122,7 +122,7 @@ private:
     bool telling = false;              // under observerLock
 };
 
-void FastLogger::Worker::TellObservers(EventLogLine const & line, LogComposer const * composer) {
+void LoggerWorker::TellObservers(EventLogLine const & line, LogComposer const * composer) {
     CoreGuard guard(observerLock);
     if (telling)
         return;
@@ -150,7 +150,7 @@ void FastLogger::Worker::TellObservers(EventLogLine const & line, LogComposer co
     text.Release();
 }
 
-void FastLogger::Worker::Attach(LogObserver & observer, LogSeverity least) {
+void LoggerWorker::Attach(LogObserver & observer, LogSeverity least) {
     Detach(observer);
     CoreGuard guard(observerLock);
     observer.least = least;
@@ -159,7 +159,7 @@ void FastLogger::Worker::Attach(LogObserver & observer, LogSeverity least) {
     UpdateWanted();
 }
 
-void FastLogger::Worker::Detach(LogObserver & observer) {
+void LoggerWorker::Detach(LogObserver & observer) {
     CoreGuard guard(observerLock);
     for (LogObserver ** each = &observers; *each != nullptr; each = &(*each)->next) {
         if (*each != &observer)
@@ -172,7 +172,7 @@ void FastLogger::Worker::Detach(LogObserver & observer) {
     }
 }
 
-void FastLogger::Worker::UpdateWanted() {
+void LoggerWorker::UpdateWanted() {
     CoreGuard observerGuard(observerLock);
     unsigned int byObservers = 0;
     for (LogObserver const * each = observers; each != nullptr; each = each->next)
@@ -186,7 +186,7 @@ void FastLogger::Worker::UpdateWanted() {
 
 // Composed before the lock is taken, since that is what takes time; only the stamp is made under
 // it, so that lines stand in the order of time.
-void FastLogger::Worker::AppendToOutput(EventLogLine const & line, LogComposer const * composer) {
+void LoggerWorker::AppendToOutput(EventLogLine const & line, LogComposer const * composer) {
     char own[1024];
     LogBlock text(own, sizeof own);
     bool const composed = Compose(text, line, composer);
@@ -207,7 +207,7 @@ void FastLogger::Worker::AppendToOutput(EventLogLine const & line, LogComposer c
 }
 
 // Under the lock.
-bool FastLogger::Worker::AddStamped(LogBlock const & text) {
+bool LoggerWorker::AddStamped(LogBlock const & text) {
     std::size_t const start = filling.GetSize();
     bool const added = filling.Add(stamp.Get(GetClock().GetWallMilliseconds()), LogStamp::Length) &&
                        filling.Add(text.GetBytes(), text.GetSize());
@@ -217,7 +217,7 @@ bool FastLogger::Worker::AddStamped(LogBlock const & text) {
 }
 
 // Under the lock, which is left meanwhile. False: the writer's turn was not over in time.
-bool FastLogger::Worker::WaitForTurn(Timeout const & timeout) {
+bool LoggerWorker::WaitForTurn(Timeout const & timeout) {
     Parker parker;
     WaitQueue::Waiter waiter{&parker};
     turnOver.Append(waiter);
@@ -230,7 +230,7 @@ bool FastLogger::Worker::WaitForTurn(Timeout const & timeout) {
 
 // What fills up while somebody writes is left to gather, up to a limit. A line that the writer's
 // own channel appends is left to gather in any case.
-void FastLogger::Worker::HandOverFull() {
+void LoggerWorker::HandOverFull() {
     if (writer == 0)
         TakeTurn(false);
     else if (writer != Platform::GetThreadToken() && filling.GetSize() >= GatherSize)
@@ -238,7 +238,7 @@ void FastLogger::Worker::HandOverFull() {
 }
 
 // Who waits in vain leaves it to the writer, who looks before its turn ends.
-void FastLogger::Worker::HandOverSafely() {
+void LoggerWorker::HandOverSafely() {
     if (writer == Platform::GetThreadToken())
         return;
     unsigned long long const target = appended;
@@ -249,7 +249,7 @@ void FastLogger::Worker::HandOverSafely() {
 }
 
 // Under the lock. True: nobody writes, or the lines up to `target` are safe.
-bool FastLogger::Worker::BeginTurn(Timeout const & timeout, unsigned long long target) {
+bool LoggerWorker::BeginTurn(Timeout const & timeout, unsigned long long target) {
     while (writer != 0 && secured < target)
         if (!WaitForTurn(timeout))
             return writer == 0 || secured >= target;
@@ -257,7 +257,7 @@ bool FastLogger::Worker::BeginTurn(Timeout const & timeout, unsigned long long t
 }
 
 // Under the lock, which is left while the channel is called.
-void FastLogger::Worker::TakeTurn(bool safely) {
+void LoggerWorker::TakeTurn(bool safely) {
     writer = Platform::GetThreadToken();
     do {
         safely = safely || safetyWanted;
@@ -274,7 +274,7 @@ void FastLogger::Worker::TakeTurn(bool safely) {
     turnOver.NotifyAll();
 }
 
-void FastLogger::Worker::WriteLines(bool safely) {
+void LoggerWorker::WriteLines(bool safely) {
     char const * bytes = writing.GetBytes();
     char const * const end = bytes + writing.GetSize();
     bool whole = true;
@@ -294,7 +294,7 @@ void FastLogger::Worker::WriteLines(bool safely) {
     writing.SetSize(0);
 }
 
-bool FastLogger::Worker::WritePiece(char const * bytes, std::size_t size) {
+bool LoggerWorker::WritePiece(char const * bytes, std::size_t size) {
     try {
         if (control != nullptr && !leaving)
             control->StartNewBlock();
@@ -307,7 +307,7 @@ bool FastLogger::Worker::WritePiece(char const * bytes, std::size_t size) {
     }
 }
 
-bool FastLogger::Worker::BringToSafety() {
+bool LoggerWorker::BringToSafety() {
     try {
         bool const flushed = channel->Flush() == NoError;
         if (control != nullptr)
@@ -318,21 +318,21 @@ bool FastLogger::Worker::BringToSafety() {
     }
 }
 
-void FastLogger::Worker::CountLost(unsigned long long lines) {
+void LoggerWorker::CountLost(unsigned long long lines) {
     front.lost.fetch_add(lines, std::memory_order_relaxed);
 }
 
-void FastLogger::Worker::CountLost(char const * lines, std::size_t size) {
+void LoggerWorker::CountLost(char const * lines, std::size_t size) {
     CountLost(static_cast<unsigned long long>(std::count(lines, lines + size, '\n')));
 }
 
-void FastLogger::Worker::Flush() {
+void LoggerWorker::Flush() {
     CoreGuard guard(lock);
     if (channel != nullptr)
         HandOverSafely();
 }
 
-void FastLogger::Worker::SetOutput(OChannel * newChannel, Control * newControl) {
+void LoggerWorker::SetOutput(OChannel * newChannel, FastLogger::Control * newControl) {
     {
         CoreGuard guard(lock);
         ReplaceOutput(newChannel, newControl);
@@ -340,7 +340,7 @@ void FastLogger::Worker::SetOutput(OChannel * newChannel, Control * newControl) 
     UpdateWanted();
 }
 
-void FastLogger::Worker::RemoveOutput(OChannel * oldChannel) {
+void LoggerWorker::RemoveOutput(OChannel * oldChannel) {
     {
         CoreGuard guard(lock);
         if (channel == oldChannel)
@@ -349,7 +349,7 @@ void FastLogger::Worker::RemoveOutput(OChannel * oldChannel) {
     UpdateWanted();
 }
 
-void FastLogger::Worker::SetOutputLevel(LogSeverity least) {
+void LoggerWorker::SetOutputLevel(LogSeverity least) {
     {
         CoreGuard guard(lock);
         outputLevel = least;
@@ -359,14 +359,14 @@ void FastLogger::Worker::SetOutputLevel(LogSeverity least) {
 
 // At the very end, threads may be gone that held a lock or were writing, so nothing here waits for
 // ever, and the observers' lock is not asked for.
-void FastLogger::Worker::Terminate() {
+void LoggerWorker::Terminate() {
     Timeout const timeout(SafetyPatience);
     while (!lock.TryEnter()) {
         if (timeout.IsOver())
             return;
         clockManager.Sleep(0.001);
     }
-    Control * last = nullptr;
+    FastLogger::Control * last = nullptr;
     if (WaitForSilence(timeout)) {
         last = ReplaceOutput(nullptr, nullptr);
         unsigned int const byObservers =
@@ -383,8 +383,8 @@ void FastLogger::Worker::Terminate() {
 
 // Under the lock. Lines that come while the old channel gets its last ones are written too, and
 // those that a new file for them brings forth; they get no new file, or it would never end.
-FastLogger::Control * FastLogger::Worker::ReplaceOutput(OChannel * newChannel,
-                                                        Control * newControl) {
+FastLogger::Control * LoggerWorker::ReplaceOutput(OChannel * newChannel,
+                                                  FastLogger::Control * newControl) {
     if (writer == Platform::GetThreadToken())
         return nullptr;
     WaitForSilence(Timeout());
@@ -395,7 +395,7 @@ FastLogger::Control * FastLogger::Worker::ReplaceOutput(OChannel * newChannel,
         WaitForSilence(Timeout());
     }
     leaving = false;
-    Control * const earlier = control;
+    FastLogger::Control * const earlier = control;
     channel = newChannel;
     control = newChannel != nullptr ? newControl : nullptr;
     if (newChannel == nullptr) {
@@ -407,14 +407,14 @@ FastLogger::Control * FastLogger::Worker::ReplaceOutput(OChannel * newChannel,
 }
 
 // Under the lock. False: somebody still writes when the time is over.
-bool FastLogger::Worker::WaitForSilence(Timeout const & timeout) {
+bool LoggerWorker::WaitForSilence(Timeout const & timeout) {
     while (writer != 0)
         if (!WaitForTurn(timeout) && writer != 0)
             return false;
     return true;
 }
 
-static constinit FastLogger::Worker loggerWorker(logger);
+static constinit LoggerWorker loggerWorker(logger);
 constinit FastLogger logger(loggerWorker);
 
 void FastLogger::AppendWanted(EventLogLine & line, LogComposer * composer) noexcept {

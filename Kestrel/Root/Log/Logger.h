@@ -7,6 +7,7 @@
 
 namespace Mu {
 
+class LoggerWorker;
 class OChannel;
 
 /// Sees each line as it is appended, on the thread that appends it. Lines that an observer appends
@@ -18,7 +19,7 @@ public:
     virtual void LineAppended(LogSeverity severity, char const * domain, char const * text) = 0;
 
 private:
-    friend class FastLogger;
+    friend class LoggerWorker;
     LogObserver * next = nullptr;
     LogSeverity least = LogSeverity::Trace;
 };
@@ -97,16 +98,17 @@ public:
     /// Lines that could not be kept or that the channel refused.
     unsigned long long GetLostCount() const { return lost.load(std::memory_order_relaxed); }
 
-    class Worker;
-    explicit constexpr FastLogger(Worker & itsWorker) : worker(itsWorker) {}
+    explicit constexpr FastLogger(LoggerWorker & itsWorker) : worker(itsWorker) {}
 
 private:
+    friend class LoggerWorker;
+
     void AppendWanted(EventLogLine & line, LogComposer * composer) noexcept;
 
     // Three times a bit for each severity: wanted at all, by the output, by an observer.
     std::atomic<unsigned int> wanted = 0;
     std::atomic<unsigned long long> lost = 0;
-    Worker & worker; // what nobody but the root sees
+    LoggerWorker & worker; // what nobody but the root sees
 };
 
 KESTREL_API extern FastLogger logger;
