@@ -17,8 +17,8 @@ int main() {
     IO::File file(folder, "numbers.bin", IO::File::OnNotFound::Create);
     if (file.Open(IO::File::OpenMode::WriteOnlyEmpty) != IO::NoError)
         return 1;
-    for (int i = 0; i < 10; ++i)
-        file.Write(i * i); // four bytes each, low byte first, on any platform
+    for (int i = 0; i < 10; ++i) // four bytes each, low byte first
+        file.Write(i * i);
     if (file.Close() != IO::NoError) // the status of all of them
         return 1;
 

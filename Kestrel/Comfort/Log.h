@@ -51,12 +51,12 @@ void Log(LogSeverity severity, char const * domain, char const * format, Values 
 /// could steer a terminal escaped.
 class StandardErrorLog final : private LogObserver {
 public:
-    explicit StandardErrorLog(LogSeverity least) { SetLeast(least); }
+    explicit StandardErrorLog(LogSeverity severity) { SetLeast(severity); }
     ~StandardErrorLog() override { logger.Detach(*this); }
     StandardErrorLog(StandardErrorLog const &) = delete;
     StandardErrorLog & operator=(StandardErrorLog const &) = delete;
 
-    void SetLeast(LogSeverity least) { logger.Attach(*this, least); }
+    void SetLeast(LogSeverity severity) { logger.Attach(*this, severity); }
 
 private:
     void LineAppended(LogSeverity severity, char const * domain, char const * text) override {
