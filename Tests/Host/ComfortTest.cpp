@@ -61,7 +61,7 @@ TEST_F(Comfort, TakesAndGivesTheTextsOfTheStandardLibrary) {
 TEST_F(Comfort, GoesUpAndDownAPath) {
     IO::Location const file = here / "sub" / std::string("deep") / u8"\u00E4.txt";
     EXPECT_EQ(IO::GetSize(file).GetValue(), 1u);
-    EXPECT_EQ(file, here / IO::RelativeLocation("sub/deep/\xC3\xA4.txt"));
+    EXPECT_EQ(file, here / IO::RelativeLocation(u8"sub/deep/\u00E4.txt"));
     EXPECT_EQ(IO::GetParent(file).GetValue(), here / "sub" / "deep");
     EXPECT_EQ(std::string(IO::GetLastName(file)->ToString()), "\xC3\xA4.txt");
     IO::Location walked;

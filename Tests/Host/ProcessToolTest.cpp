@@ -16,7 +16,7 @@ namespace {
 /// The calculator, in a process beside this one until it is told to end.
 class Serving {
 public:
-    Serving() : process([] { exitCode = Tests::RunBeside(KESTREL_CALCULATOR, "serve"); }) {
+    Serving() : process([] { exitCode = Tests::RunProgram("./" KESTREL_CALCULATOR, {"serve"}); }) {
         auto const end = std::chrono::steady_clock::now() + std::chrono::seconds(60);
         while (RunTool({"services"}).out.find("Calculator") == std::string::npos &&
                std::chrono::steady_clock::now() < end)

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Tests/Support/OwnProcess.h"
+
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -10,7 +12,6 @@
 #if defined(_WIN32)
 #include <fcntl.h>
 #include <io.h>
-#include <process.h>
 #endif
 
 namespace Tests {
@@ -54,27 +55,10 @@ private:
 inline int Start(std::string const & program, std::vector<std::string> const & arguments) {
     Redirection const out(1, "host-out.log");
     Redirection const error(2, "host-error.log");
-    std::vector<std::string> quoted;
-    for (std::string const & argument : arguments)
-        quoted.push_back('"' + argument + '"');
-    std::vector<char const *> list{program.c_str()};
-    for (std::string const & argument : quoted)
-        list.push_back(argument.c_str());
-    list.push_back(nullptr);
-    return static_cast<int>(_spawnv(_P_WAIT, ("./" + program).c_str(), list.data()));
-}
-
-/// To its end, in the way of nothing else that runs meanwhile.
-inline int RunBeside(std::string const & program, char const * argument) {
-    return static_cast<int>(_spawnl(_P_WAIT, ("./" + program).c_str(), program.c_str(), argument,
-                                    static_cast<char const *>(nullptr)));
+    return RunProgram("./" + program, arguments);
 }
 
 #else
-
-inline int RunBeside(std::string const & program, char const * argument) {
-    return std::system(("./" + program + " " + argument).c_str()) >> 8;
-}
 
 inline int Start(std::string const & program, std::vector<std::string> const & arguments) {
     std::string command = "./" + program;

@@ -39,25 +39,29 @@ void EndProcess(int exitCode) {
     std::abort();
 }
 
-int RunAgain(std::vector<std::string> const & arguments) {
-    char program[MAX_PATH];
-    if (GetModuleFileNameA(nullptr, program, sizeof program) == 0)
-        return -1;
-    std::vector<std::string> quoted{std::string("\"") + program + '"'};
+int RunProgram(std::string const & path, std::vector<std::string> const & arguments) {
+    std::vector<std::string> quoted{'"' + path + '"'};
     for (std::string const & argument : arguments)
         quoted.push_back('"' + argument + '"');
     std::vector<char const *> list;
     for (std::string const & argument : quoted)
         list.push_back(argument.c_str());
     list.push_back(nullptr);
-    LeaveShard();
     // Wine now and then cannot start a process on a busy machine.
     std::intptr_t child = -1;
     for (int tries = 0; child == -1 && tries < 3; ++tries)
-        child = _spawnv(_P_NOWAIT, program, list.data());
+        child = _spawnv(_P_NOWAIT, path.c_str(), list.data());
     int exitCode = -1;
     _cwait(&exitCode, child, 0);
     return exitCode;
+}
+
+int RunAgain(std::vector<std::string> const & arguments) {
+    char program[MAX_PATH];
+    if (GetModuleFileNameA(nullptr, program, sizeof program) == 0)
+        return -1;
+    LeaveShard();
+    return RunProgram(program, arguments);
 }
 
 #else
@@ -66,20 +70,24 @@ void EndProcess(int exitCode) {
     _exit(exitCode);
 }
 
-int RunAgain(std::vector<std::string> const & arguments) {
-    std::vector<std::string> copies{"/proc/self/exe"};
+int RunProgram(std::string const & path, std::vector<std::string> const & arguments) {
+    std::vector<std::string> copies{path};
     copies.insert(copies.end(), arguments.begin(), arguments.end());
     std::vector<char *> list;
     for (std::string & argument : copies)
         list.push_back(argument.data());
     list.push_back(nullptr);
-    LeaveShard();
     pid_t child = 0;
     int status = 0;
-    if (posix_spawn(&child, "/proc/self/exe", nullptr, nullptr, list.data(), environ) != 0 ||
+    if (posix_spawn(&child, path.c_str(), nullptr, nullptr, list.data(), environ) != 0 ||
         waitpid(child, &status, 0) != child)
         return -1;
     return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+int RunAgain(std::vector<std::string> const & arguments) {
+    LeaveShard();
+    return RunProgram("/proc/self/exe", arguments);
 }
 
 #endif

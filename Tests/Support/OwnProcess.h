@@ -11,8 +11,11 @@ void SetVariable(char const * name, std::string const & value);
 /// Ends this process at once: no destructor runs, no buffer is written, no thread goes on.
 [[noreturn]] void EndProcess(int exitCode);
 
-/// Runs this program once more with these arguments, to its end. Its exit code, or -1 when it could
-/// not be started or was ended from outside. No argument may hold a quotation mark.
+/// Runs a program with these arguments, to its end. Its exit code, or -1 when it could not be started
+/// or was ended from outside. No argument may hold a quotation mark.
+int RunProgram(std::string const & path, std::vector<std::string> const & arguments);
+
+/// The same with this program.
 int RunAgain(std::vector<std::string> const & arguments);
 
 } // namespace Tests
