@@ -22,6 +22,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <chrono>
 #include <cstdlib>
 #include <memory>
 #include <random>
@@ -163,7 +164,16 @@ void Browse(ReflectionClient & client, std::mt19937 & random) {
     }
 }
 
+// The number in an environment variable, by which a test goes on for longer.
+unsigned int GetWish(char const * variable, unsigned int usual) {
+    char const * const wish = std::getenv(variable);
+    return wish == nullptr ? usual : static_cast<unsigned int>(std::atoi(wish));
+}
+
+// KESTREL_REFLECTION_SOAK=60 goes on for so many minutes.
 TEST(ReflectionService, ServesManyWhileTheProcessGoesOn) {
+    std::chrono::minutes const soak(GetWish("KESTREL_REFLECTION_SOAK", 0));
+    std::chrono::steady_clock::time_point const end = std::chrono::steady_clock::now() + soak;
     Tests::LogCapture const log;
     IO::StartReflection();
     EXPECT_TRUE(AllocationTree::Start());
@@ -205,12 +215,13 @@ TEST(ReflectionService, ServesManyWhileTheProcessGoesOn) {
         });
         std::vector<std::thread> clients;
         for (unsigned int i = 0; i < 20; ++i)
-            clients.emplace_back([i] {
+            clients.emplace_back([i, end] {
                 std::mt19937 random(i);
                 ReflectionClient client;
                 ASSERT_EQ(client.Connect("localhost", ReflectionService::GetPort(), 0),
                           IO::NoError);
-                for (int round = 0; round < WalksOfAClient; ++round)
+                for (int round = 0;
+                     round < WalksOfAClient || std::chrono::steady_clock::now() < end; ++round)
                     Browse(client, random);
             });
         for (std::thread & client : clients)
@@ -298,9 +309,7 @@ void EndAmongClients(unsigned int seed) {
 TEST(ReflectionService, EndsAtAnyMoment) {
     Tests::LogCapture const log;
     Many const many("many", 8, 30000);
-    char const * const count = std::getenv("KESTREL_REFLECTION_ENDS");
-    unsigned int const last =
-        count == nullptr ? UsualEnds : static_cast<unsigned int>(std::atoi(count));
+    unsigned int const last = GetWish("KESTREL_REFLECTION_ENDS", UsualEnds);
     for (unsigned int seed = 1; seed <= last && !HasFailure(); ++seed) {
         SCOPED_TRACE(seed);
         EndAmongClients(seed);
