@@ -1,5 +1,5 @@
 // Levels of 10,000 names and their values over one connection of the loopback interface, from the service
-// and from a thread that writes the same bytes by hand; a walk through the address tree, a node; and a
+// and from a thread that writes the same names and values by hand; a walk through the address tree, a node; and a
 // block of memory while nobody counts and while all are counted.
 
 #include <Kestrel/Kestrel.h>
@@ -89,15 +89,19 @@ unsigned int AskRaw(IO::Socket::Socket & client, std::string const & request,
     return size;
 }
 
-// The twin: reads a request of a known length and writes the answer from names that it has.
-std::string AnswerByHand(std::string const & request, std::vector<std::string> const & names,
-                         bool hasNames) {
+// The twin: reads a request of a known length and writes the answer from the names that a host has.
+// Those that are bytes already are the lower bound: no host keeps its names so.
+template <typename Names>
+std::string AnswerByHand(std::string const & request, Names const & names, bool hasNames) {
     std::string body;
     if (!hasNames) {
         AppendNumber(body, 0);
         AppendNumber(body, Count);
-        for (std::string const & name : names)
-            AppendText(body, name);
+        for (auto const & name : names)
+            if constexpr (std::is_same_v<decltype(name), Name const &>)
+                AppendText(body, name.ToString().ToCStr().GetText());
+            else
+                AppendText(body, name);
     } else {
         std::size_t at =
             1 + std::strlen("Get attribute values") + 4 + 1 + std::strlen("orders") + 4;
@@ -133,11 +137,11 @@ void OverService(benchmark::State & state) {
     IO::ReflectionService::Terminate();
 }
 
-template <bool hasNames>
+template <typename Kind, bool hasNames>
 void ByHand(benchmark::State & state) {
-    std::vector<std::string> names;
+    std::vector<Kind> names;
     for (unsigned int i = 0; i < Count; ++i)
-        names.push_back(NameOf(i));
+        names.emplace_back(NameOf(i).c_str());
     std::string const request =
         MakeRequest(hasNames ? "Get attribute values" : "Get children", hasNames);
     IO::Socket::ServerSocket listening(0, 1, InternetAddress::Loopback);
@@ -222,9 +226,12 @@ void BlockOfTheSystem(benchmark::State & state) {
 }
 
 BENCHMARK_TEMPLATE(OverService, false)->Name("GetChildren/Service")->MeasureProcessCPUTime();
-BENCHMARK_TEMPLATE(ByHand, false)->Name("GetChildren/ByHand")->MeasureProcessCPUTime();
+BENCHMARK_TEMPLATE(ByHand, Name, false)->Name("GetChildren/ByHand")->MeasureProcessCPUTime();
+BENCHMARK_TEMPLATE(ByHand, std::string, false)
+    ->Name("GetChildren/BytesByHand")
+    ->MeasureProcessCPUTime();
 BENCHMARK_TEMPLATE(OverService, true)->Name("GetAttributeValues/Service")->MeasureProcessCPUTime();
-BENCHMARK_TEMPLATE(ByHand, true)->Name("GetAttributeValues/ByHand")->MeasureProcessCPUTime();
+BENCHMARK_TEMPLATE(ByHand, Name, true)->Name("GetAttributeValues/ByHand")->MeasureProcessCPUTime();
 BENCHMARK(WalkAddressTree)->Arg(10000)->Arg(1000000)->MeasureProcessCPUTime();
 BENCHMARK_TEMPLATE(Block, false)->Name("Block/NotCounted");
 BENCHMARK_TEMPLATE(Block, true)->Name("Block/Counted");
