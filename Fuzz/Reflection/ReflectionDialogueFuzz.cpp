@@ -3,43 +3,30 @@
 
 #include "Fuzz/Support/FuzzInput.h"
 #include "Tests/Support/Reflection/Dialogues.h"
+#include "Tests/Support/Reflection/Level.h"
 
-#include <Kestrel/Location/RelativeLocation.h>
 #include <Kestrel/Reflection/Internal/Start.h>
-#include <Kestrel/Reflection/Reflectable.h>
-#include <Kestrel/Reflection/ReflectionManager.h>
 #include <Kestrel/Reflection/ReflectionStreams.h>
 
 namespace {
 
-using IO::Name;
-
 // The only object there is, so that the same requests have the same answers.
-struct Shown : IO::Reflectable {
-    CustomEntryGroup * group = CreateCustomEntryGroup();
-    Shown() {
+struct Shown : Tests::Level {
+    Shown()
+        : Level(
+              nullptr, {{"s", Attribute::String}, {"r", Attribute::Real}},
+              [](Names const & above, Names & folders, Names & files) {
+                  folders.Push(ToName(above.GetSize()));
+                  files.Push("t");
+              },
+              [](Name const & name, Values & values) {
+                  for (Value const & value : {Value(name.ToString()), Value(ToDouble(name)),
+                                              Value(ToSLong(name)), Value(ToPointer(name))})
+                      values.Push(value);
+              }) {
         IO::EndReflection();
-        Connect(CreateRootEntry(), group);
         Connect(group, group);
-        AddAttribute(group, "s", Attribute::String);
-        AddAttribute(group, "r", Attribute::Real);
         IO::ReflectionManager::Register(IO::RelativeLocation("f/o"), this, false);
-    }
-    bool GetEntries(CustomEntryGroup const *, Mu::Array<Entry const *> const &,
-                    Mu::Array<Name> const & names, Mu::Array<Name> * folders,
-                    Mu::Array<Name> * files) const override {
-        folders->Push(ToName(names.GetSize()));
-        files->Push("t");
-        return true;
-    }
-    bool GetEntryAttributeValues(CustomEntryGroup const *, Name const & name,
-                                 Mu::Array<Entry const *> const &, Mu::Array<Name> const &,
-                                 Mu::Array<AttributeValue> * values) const override {
-        values->Push(name.ToString());
-        values->Push(ToDouble(name));
-        values->Push(ToSLong(name));
-        values->Push(ToPointer(name));
-        return true;
     }
 };
 

@@ -318,6 +318,23 @@ Reflection::~Reflection() {
     IO::ReflectionManager::Unregister(this);
 }
 
+// What an inspector over TCP gets for a place that is not there is the same.
+bool Reflection::GetChildren(IO::RelativeLocation const & location, Array<Name> * folders,
+                             Array<Name> * files) const {
+    return Reflectable::GetChildren(location, folders, files) ||
+           (folders != nullptr && files != nullptr && LiesInGoneRegion(location));
+}
+
+bool Reflection::LiesInGoneRegion(IO::RelativeLocation const & location) const {
+    if (IsNull(location) || GetName(location, 0) != "Memory" ||
+        GetName(location, 1) != "AddressSpace")
+        return false;
+    Name const region = GetName(location, 2);
+    UniString const & name = region.ToString();
+    LockGuard guard(lock);
+    return !regions.Contains(name) && (gone.Contains(name) || longGone.Contains(name));
+}
+
 // The properties of hosts are there when somebody asks, not when this is made. Everybody comes
 // through the lock, so that nobody reads the columns while they grow.
 bool Reflection::GetAttributes(IO::RelativeLocation const & location,
@@ -364,7 +381,19 @@ void Reflection::ListRegions(Array<Name> * folders) const {
         same.Push(region);
     });
     LockGuard guard(lock);
+    KeepGone(listed);
     regions = std::move(listed);
+}
+
+void Reflection::KeepGone(HashTable<UniString, Regions> const & listed) const {
+    constexpr unsigned int Most = 4096;
+    for (auto const & region : regions)
+        if (!listed.Contains(region.key))
+            gone.Insert(region.key);
+    if (gone.GetSize() < Most)
+        return;
+    longGone = std::move(gone);
+    gone.Clear();
 }
 
 // Their full numbers are those of the last list. What is not in it is looked for among all.

@@ -10,14 +10,25 @@
 #include <Kestrel/Root/Containers/HashSet.h>
 #include <Kestrel/Root/Errors/Exceptions.h>
 #include <Kestrel/Root/Threads/Process.h>
+#include <Kestrel/Root/Threads/Thread.h>
+
+#include <algorithm>
 
 namespace IO {
 
 namespace {
 
+// To walk along a location takes time with the square of its length, and it could fill a request.
+bool IsTooDeep(std::string_view text) {
+    constexpr unsigned int DeepestLocation = 2048;
+    return std::count_if(text.begin(), text.end(), [](char unit) {
+               return unit == '/' || unit == '\\' || unit == ':';
+           }) >= DeepestLocation;
+}
+
 bool ReadLocation(BlockIChannel & body, RelativeLocation * location) {
     std::string_view text;
-    return body.TakeText(&text) &&
+    return body.TakeText(&text) && !IsTooDeep(text) &&
            location->Set(Mu::UniString(text.data(), static_cast<unsigned int>(text.size()))) ==
                NoError;
 }
@@ -103,7 +114,10 @@ void ServeGetAttributeValuesRequest(BlockIChannel & body, AnswerBlock & answer, 
     Mu::UniString text;
     Name name;
     Mu::Array<Reflectable::AttributeValue> values;
+    Mu::Thread const & thread = Mu::Thread::GetCurrent();
     for (unsigned int i = 0; i < count; ++i) {
+        if (thread.IsCanceled()) // millions of names would keep the service from ending
+            throw Mu::IOException("The service ends.");
         ReadText(body, &text);
         name = text;
         if (!things.Get(name, &values))

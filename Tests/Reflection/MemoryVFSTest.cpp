@@ -2,6 +2,7 @@
 
 #include "Tests/Support/FaultSweep.h"
 #include "Tests/Support/LogCapture.h"
+#include "Tests/Support/Reflection/Level.h"
 #include "Tests/Support/TempFolder.h"
 #include "Tests/Support/Text.h"
 
@@ -13,13 +14,14 @@
 #include <Kestrel/Reflection/Internal/MemoryFolderEntry.h>
 #include <Kestrel/Reflection/Internal/MuReflection.h>
 #include <Kestrel/Reflection/Internal/ReflectionFileEntry.h>
-#include <Kestrel/Reflection/Reflectable.h>
 #include <Kestrel/Reflection/ReflectionFolderEntry.h>
+#include <Kestrel/Root/Memory/Memory.h>
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <memory>
+#include <random>
 #include <string>
 #include <vector>
 
@@ -47,34 +49,24 @@ struct Mounted {
 };
 
 // A shop of two departments, each with goods: more goods than departments below "goods".
-struct Shop : IO::Reflectable {
-    StaticEntry * goods = CreateStaticEntry("goods");
-    CustomEntryGroup * group = CreateCustomEntryGroup();
+struct Shop : Tests::Level {
     int sold = 0;
-    Shop() {
-        Connect(CreateRootEntry(), goods);
-        Connect(goods, group);
-        AddAttribute(group, "price", Attribute::Integer);
-        AddAttribute(group, "name", Attribute::String);
+    Shop()
+        : Level(
+              nullptr, {{"price", Attribute::Integer}, {"name", Attribute::String}},
+              [](Names const & above, Names & folders, Names & files) {
+                  if (above.IsEmpty())
+                      folders = {"fruit", "bread"};
+                  else if (above[0] == "fruit")
+                      folders = {"apples"};
+                  files = {"one", "two", "three"};
+              },
+              [this](Name const & name, Values & values) {
+                  values.Push(sold);
+                  values.Push(name.ToString());
+              },
+              "goods") {
         Connect(group, group);
-    }
-    bool GetEntries(CustomEntryGroup const *, Mu::Array<Entry const *> const &,
-                    Mu::Array<Name> const & names, Mu::Array<Name> * folders,
-                    Mu::Array<Name> * files) const override {
-        if (names.IsEmpty())
-            folders->Append(Mu::Array<Name>{Name("fruit"), Name("bread")}.GetData(), 2);
-        else if (names[0] == "fruit")
-            folders->Push("apples");
-        for (char const * file : {"one", "two", "three"})
-            files->Push(file);
-        return true;
-    }
-    bool GetEntryAttributeValues(CustomEntryGroup const *, Name const & name,
-                                 Mu::Array<Entry const *> const &, Mu::Array<Name> const &,
-                                 Mu::Array<AttributeValue> * values) const override {
-        values->Push(sold);
-        values->Push(name.ToString());
-        return true;
     }
 };
 
@@ -136,27 +128,26 @@ TEST(ReflectionFolderEntry, ShowsAnObjectAsFoldersAndFiles) {
     EXPECT_EQ(disk.Read("copy"), "price: 6\r\nname:  one\r\n");
 }
 
-// The root's own view, to its leaves; of the address space only some regions.
+// The root's own view, whole, while this process allocates: a region that goes between list and look
+// is an empty folder.
 TEST(ReflectionFolderEntry, ShowsTheRoot) {
-    struct Some : Lister {
-        using Lister::Lister;
-        bool FolderFound(Name const & name) override {
-            return Lister::FolderFound(name) &&
-                   (ToUtf8(name).rfind("0x", 0) != 0 || --regions >= 0);
-        }
-        int regions = 3;
-    };
     Tests::LogCapture const log;
     Mu::Reflection const inside;
     Mounted const mounted;
     Folder root(mounted.place);
     ASSERT_EQ(root.CreateFolder("root", IO::ReflectionFolderEntry::New(inside)), IO::NoError);
-    Some lister(root);
+    Lister lister(root);
     EXPECT_EQ(lister.Do(), IO::NoError);
-    EXPECT_GT(lister.found.size(), 8u);
     EXPECT_EQ(std::count(lister.found.begin(), lister.found.end(), "AddressSpace/"), 1);
+    Tests::TempFolder const disk;
+    Folder target(Location(disk.GetPortable().c_str()));
+    EXPECT_EQ(root.Copy("root", target, "copy"), IO::NoError);
+    Folder const copy(target, "copy");
+    Lister copied(copy);
+    EXPECT_EQ(copied.Do(), IO::NoError);
+    EXPECT_GT(copied.found.size(), 50u);
 
-    // No folder lists them, since there is none among them; each can be read all the same.
+    // No folder lists the classes, since there is none among them; each can be read all the same.
     Mu::Array<Name> folders;
     Mu::Array<Name> classes;
     ASSERT_TRUE(inside.GetChildren(RelativeLocation("ClassInfos"), &folders, &classes));
@@ -166,16 +157,25 @@ TEST(ReflectionFolderEntry, ShowsTheRoot) {
         EXPECT_EQ(ReadAll(mounted.At(way.c_str())).substr(0, 5), "name:") << way;
     }
 
-    Tests::TempFolder const disk;
-    Folder target(Location(disk.GetPortable().c_str()));
-    EXPECT_EQ(Folder(mounted.At("root/Memory")).Copy("AllocationTree (complete)", target, "copy"),
-              IO::NoError);
-    Location const copy(Location(disk.GetPortable().c_str()), "copy");
-    Mu::Array<Name> sizes;
-    ASSERT_TRUE(
-        inside.GetChildren(RelativeLocation("Memory/AllocationTree (complete)"), &sizes, &folders));
-    for (Name const & name : sizes)
-        EXPECT_EQ(Folder(Location(copy, name)).GetStatus(), IO::NoError);
+    auto const listRegions = [&] {
+        Mu::Array<Name> regions;
+        EXPECT_TRUE(
+            inside.GetChildren(RelativeLocation("Memory/AddressSpace"), &regions, &classes));
+        return regions;
+    };
+    char * block = BMAllocatePtr(64 << 20, 0, 0);
+    Mu::Array<Name> const regions = listRegions();
+    BMKillPtr(&block);
+    Mu::Array<Name> const left = listRegions();
+    unsigned int gone = 0;
+    for (Name const & name : regions) {
+        Folder const region(mounted.At(("root/Memory/AddressSpace/" + ToUtf8(name)).c_str()));
+        bool isEmpty = false;
+        EXPECT_EQ(region.IsEmpty(&isEmpty), IO::NoError) << ToUtf8(name);
+        gone += !left.Contains(name);
+    }
+    EXPECT_GT(gone, 0u);
+    EXPECT_NE(Folder(mounted.At("root/Memory/AddressSpace/0x1,1,C")).GetStatus(), IO::NoError);
 }
 
 TEST(ReflectionFolderEntry, RefusesWhatIsNotThere) {
@@ -202,42 +202,37 @@ TEST(ReflectionFolderEntry, RefusesWhatIsNotThere) {
     EXPECT_EQ(entry->Connect(&folder), Connect::Other);
 }
 
+// As a position between the ends.
 TEST(ReflectionFileEntry, SeeksWithinWhatItHolds) {
-    IO::ReflectionFileEntry file("0123456789", 10);
-    using Origin = IO::FileEntry::SeekOrigin;
-    using Seek = IO::FileEntry::SeekStatus;
-    struct Row {
-        Origin origin;
-        long long offset;
-        Seek status;
-        unsigned long long position;
-    };
-    Row const rows[] = {
-        {Origin::Beginning, 10, Seek::Done, 10},
-        {Origin::Beginning, 11, Seek::IllegalPosition, 10},
-        {Origin::Beginning, -1, Seek::IllegalPosition, 10},
-        {Origin::Current, -3, Seek::Done, 7},
-        {Origin::Current, -8, Seek::IllegalPosition, 7},
-        {Origin::End, -10, Seek::Done, 0},
-        {Origin::End, 1, Seek::IllegalPosition, 0},
-        {static_cast<Origin>(3), 5, Seek::Done, 0},
-        {Origin::Current, 8, Seek::Done, 8},
-    };
-    unsigned long long position = 0;
-    for (Row const & row : rows) {
-        EXPECT_EQ(file.Seek(row.origin, row.offset, &position), row.status);
-        EXPECT_EQ(position == 0 ? row.position : position, row.position);
+    using Entry = IO::FileEntry;
+    std::string const content = "0123456789";
+    IO::ReflectionFileEntry file(content.data(), 10);
+    EXPECT_EQ(file.Open(Entry::OpenMode::ReadWrite), Entry::OpenStatus::AccessDenied);
+    EXPECT_EQ(file.Open(Entry::OpenMode::Read), Entry::OpenStatus::Done);
+    std::mt19937 random(1);
+    long long at = 0;
+    for (int step = 0; step < 2000; ++step) {
+        unsigned int const origin = random() % 4;
+        long long const offset = static_cast<long long>(random() % 32) - 16;
+        long long const starts[] = {0, at, 10};
+        unsigned long long position = 99;
+        Entry::SeekStatus const status =
+            file.Seek(static_cast<Entry::SeekOrigin>(origin), offset, &position);
+        if (origin < 3) {
+            long long const target = starts[origin] + offset;
+            bool const isIn = target >= 0 && target <= 10;
+            ASSERT_EQ(status, isIn ? Entry::SeekStatus::Done : Entry::SeekStatus::IllegalPosition);
+            at = isIn ? target : at;
+        }
+        ASSERT_EQ(position, origin < 3 && status == Entry::SeekStatus::Done ? at : 99);
+        char bytes[4];
+        unsigned int read = 9;
+        unsigned int const count = random() % 4;
+        ASSERT_EQ(file.Read(bytes, count, &read),
+                  at + count <= 10 ? Entry::ReadStatus::Done : Entry::ReadStatus::EndOfFile);
+        ASSERT_EQ(std::string(bytes, read), content.substr(at, count));
+        at += read;
     }
-    char bytes[4];
-    unsigned int read = 9;
-    EXPECT_EQ(file.Read(bytes, 4, &read), IO::FileEntry::ReadStatus::EndOfFile);
-    EXPECT_EQ(std::string(bytes, read), "89");
-    EXPECT_EQ(file.Read(bytes, 4, &read), IO::FileEntry::ReadStatus::EndOfFile);
-    EXPECT_EQ(read, 0u);
-    EXPECT_EQ(file.Open(IO::FileEntry::OpenMode::ReadWrite),
-              IO::FileEntry::OpenStatus::AccessDenied);
-    EXPECT_EQ(file.Open(IO::FileEntry::OpenMode::Read), IO::FileEntry::OpenStatus::Done);
-    EXPECT_EQ(file.Read(bytes, 4, &read), IO::FileEntry::ReadStatus::Done);
 }
 
 // A file that tells when it goes, and denies itself where it is asked to.

@@ -3,10 +3,10 @@
 #include "Tests/Support/FaultSweep.h"
 #include "Tests/Support/LogCapture.h"
 #include "Tests/Support/Reflection/Dialogues.h"
+#include "Tests/Support/Reflection/Level.h"
 #include "Tests/Support/Text.h"
 
 #include <Kestrel/Location/RelativeLocation.h>
-#include <Kestrel/Reflection/ReflectionManager.h>
 
 #include <gtest/gtest.h>
 
@@ -22,31 +22,19 @@ using IO::ReflectionClient;
 using IO::RelativeLocation;
 
 // One level with names that need care, and a value of each kind.
-struct Shown : Reflectable {
-    CustomEntryGroup * group = CreateCustomEntryGroup();
-    Shown() {
-        Connect(CreateRootEntry(), group);
-        AddAttribute(group, "name", Attribute::String);
-        AddAttribute(group, "real", Attribute::Real);
-        IO::ReflectionManager::Register(RelativeLocation("client test"), this, false);
-    }
-    ~Shown() override { IO::ReflectionManager::Unregister(this); }
-    bool GetEntries(CustomEntryGroup const *, Mu::Array<Entry const *> const &,
-                    Mu::Array<Name> const &, Mu::Array<Name> * folders,
-                    Mu::Array<Name> * files) const override {
-        folders->Push("C:\\a/b");
-        files->Push("100%");
-        return true;
-    }
-    bool GetEntryAttributeValues(CustomEntryGroup const *, Name const & name,
-                                 Mu::Array<Entry const *> const &, Mu::Array<Name> const &,
-                                 Mu::Array<AttributeValue> * values) const override {
-        values->Push(name.ToString());
-        values->Push(1.5);
-        values->Push(false);
-        values->Push(AttributeValue());
-        return true;
-    }
+struct Shown : Tests::Level {
+    Shown()
+        : Level(
+              "client test", {{"name", Attribute::String}, {"real", Attribute::Real}},
+              [](Names const &, Names & folders, Names & files) {
+                  folders.Push("C:\\a/b");
+                  files.Push("100%");
+              },
+              [](Name const & name, Values & values) {
+                  for (Value const & value :
+                       {Value(name.ToString()), Value(1.5), Value(false), Value()})
+                      values.Push(value);
+              }) {}
 };
 
 // Asks everything, and returns the first failure. What is asked is checked where all is well.

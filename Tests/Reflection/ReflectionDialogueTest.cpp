@@ -1,13 +1,12 @@
 #include <Kestrel/Reflection/Internal/ReflectionDialogue.h>
 
-#include "Tests/Support/FaultSweep.h"
 #include "Tests/Support/LogCapture.h"
 #include "Tests/Support/Reflection/Dialogues.h"
+#include "Tests/Support/Reflection/Level.h"
 #include "Tests/Support/Text.h"
 
 #include <Kestrel/Location/RelativeLocation.h>
 #include <Kestrel/Reflection/Reflectable.h>
-#include <Kestrel/Reflection/ReflectionManager.h>
 #include <Kestrel/Reflection/ReflectionStreams.h>
 #include <Kestrel/Root/Threads/Process.h>
 
@@ -43,37 +42,24 @@ std::string ToHex(std::string const & bytes) {
 }
 
 // A thing "a" with a value of each kind.
-struct Values : Reflectable {
-    CustomEntryGroup * group = CreateCustomEntryGroup();
-    Values() {
-        Connect(CreateRootEntry(), group);
-        AddAttribute(group, "i", Attribute::Integer);
-        AddAttribute(group, "p", Attribute::Pointer);
-        EXPECT_TRUE(IO::ReflectionManager::Register(RelativeLocation("dt/v"), this, false));
-    }
-    ~Values() override { IO::ReflectionManager::Unregister(this); }
-    bool GetEntries(CustomEntryGroup const *, Mu::Array<Entry const *> const &,
-                    Mu::Array<Name> const &, Mu::Array<Name> * folders,
-                    Mu::Array<Name> * files) const override {
-        folders->Push("D");
-        files->Push("a");
-        files->Push("throws");
-        return true;
-    }
-    bool GetEntryAttributeValues(CustomEntryGroup const *, Name const & name,
-                                 Mu::Array<Entry const *> const &, Mu::Array<Name> const &,
-                                 Mu::Array<AttributeValue> * values) const override {
-        if (name == "throws")
-            throw std::runtime_error("from a hook");
-        if (name != "a")
-            return false;
-        for (AttributeValue const & value :
-             {AttributeValue(-2), AttributeValue(258u), AttributeValue(0.5), AttributeValue(true),
-              AttributeValue("t"), AttributeValue(reinterpret_cast<void *>(0x10)),
-              AttributeValue()})
-            values->Push(value);
-        return true;
-    }
+struct Values : Tests::Level {
+    Values()
+        : Level(
+              "dt/v", {{"i", Attribute::Integer}, {"p", Attribute::Pointer}},
+              [](Names const &, Names & folders, Names & files) {
+                  folders.Push("D");
+                  files.Push("a");
+                  files.Push("throws");
+              },
+              [](Name const & name, Level::Values & values) {
+                  if (name == "throws")
+                      throw std::runtime_error("from a hook");
+                  if (name == "a")
+                      for (Value const & value :
+                           {Value(-2), Value(258u), Value(0.5), Value(true), Value("t"),
+                            Value(reinterpret_cast<void *>(0x10)), Value()})
+                          values.Push(value);
+              }) {}
 };
 
 // Registered as what it is made of, with values that only it knows.
@@ -167,6 +153,18 @@ TEST(ReflectionDialogue, AnswersByteForByte) {
         << "a hook's exception ends it";
 }
 
+TEST(ReflectionDialogue, RefusesALocationThatTakesTooLong) {
+    std::string location = "a";
+    for (unsigned int names = 1; names <= 2049; ++names, location += "/a")
+        if (names >= 2048) {
+            Tests::TextOutput request;
+            IO::Write(request, U("Get children"));
+            IO::Write(request, static_cast<unsigned int>(location.size()) + 5);
+            IO::Write(request, U(location));
+            EXPECT_EQ(Serve(request.bytes).size(), names == 2048 ? 12u : 4u);
+        }
+}
+
 TEST(ReflectionDialogue, AsksAClassThatKnowsItsValuesItself) {
     OwnValues const values;
     EXPECT_EQ(ToHex(Serve(MakeRows()[8].request)),
@@ -191,17 +189,6 @@ TEST(ReflectionDialogue, TakesRequestsCutAndChangedEverywhere) {
                 static_cast<void>(Serve(changed, 1000));
             }
     }
-}
-
-TEST(ReflectionDialogue, MeetsEveryFailedAllocation) {
-    Tests::LogCapture const log;
-    Values const values;
-    std::vector<Row> const rows = MakeRows();
-    SweepAllocations([&](bool failed) {
-        Row const & row = rows[8];
-        std::string const answer = Serve(row.request);
-        EXPECT_TRUE(answer == row.answer || failed);
-    });
 }
 
 TEST(ReflectionStreams, ChooseTheFormByTheLength) {

@@ -2,6 +2,7 @@
 
 #include "Tests/Support/LogCapture.h"
 #include "Tests/Support/Reflection/Dialogues.h"
+#include "Tests/Support/Reflection/Level.h"
 #include "Tests/Support/Text.h"
 
 #include <Kestrel/FileSystem/FileSystem.h>
@@ -63,35 +64,20 @@ struct Running {
 };
 
 // Many names, so that an answer does not fit into what the system buffers.
-struct Many : Reflectable {
-    CustomEntryGroup * group = CreateCustomEntryGroup();
-    unsigned int count;
-    unsigned int width;
+struct Many : Tests::Level {
     Many(char const * place, unsigned int count, unsigned int width = 0)
-        : count(count), width(width) {
-        Connect(CreateRootEntry(), group);
-        AddAttribute(group, "square", Attribute::UnsignedInteger);
-        ReflectionManager::Register(RelativeLocation(place), this, false);
-    }
-    ~Many() override { ReflectionManager::Unregister(this); }
-    Name ToLongName(unsigned int i) const {
-        Mu::UniString text = ToName(i).ToString();
-        text.Pad(width, '.');
-        return text;
-    }
-    bool GetEntries(CustomEntryGroup const *, Mu::Array<Entry const *> const &,
-                    Mu::Array<Name> const &, Mu::Array<Name> * folders,
-                    Mu::Array<Name> * files) const override {
-        for (unsigned int i = 0; i < count; ++i)
-            (i % 2 == 0 ? folders : files)->Push(ToLongName(i));
-        return true;
-    }
-    bool GetEntryAttributeValues(CustomEntryGroup const *, Name const & name,
-                                 Mu::Array<Entry const *> const &, Mu::Array<Name> const &,
-                                 Mu::Array<AttributeValue> * values) const override {
-        values->Push(ToULong(name) * ToULong(name));
-        return true;
-    }
+        : Level(
+              place, {{"square", Attribute::UnsignedInteger}},
+              [=](Names const &, Names & folders, Names & files) {
+                  for (unsigned int i = 0; i < count; ++i) {
+                      Mu::UniString text = ToName(i).ToString();
+                      text.Pad(width, '.');
+                      (i % 2 == 0 ? folders : files).Push(text);
+                  }
+              },
+              [](Name const & name, Values & values) {
+                  values.Push(ToULong(name) * ToULong(name));
+              }) {}
 };
 
 // All ports of the range, as far as other programs do not have them; what those give back meanwhile
@@ -174,7 +160,7 @@ unsigned int GetWish(char const * variable, unsigned int usual) {
 TEST(ReflectionService, ServesManyWhileTheProcessGoesOn) {
     std::chrono::minutes const soak(GetWish("KESTREL_REFLECTION_SOAK", 0));
     std::chrono::steady_clock::time_point const end = std::chrono::steady_clock::now() + soak;
-    Tests::LogCapture const log;
+    Tests::LogCapture log;
     IO::StartReflection();
     EXPECT_TRUE(AllocationTree::Start());
     {
@@ -201,6 +187,7 @@ TEST(ReflectionService, ServesManyWhileTheProcessGoesOn) {
                     EXPECT_EQ(folder.Delete(Reflectable::ToName(i), IO::DataSafety::KeepProtected),
                               IO::NoError);
                 EXPECT_EQ(IO::fileSystem.Unmount(system), IO::NoError);
+                log.Clear();
                 Mu::Thread::Sleep(1, false);
             }
         });
@@ -260,6 +247,36 @@ TEST(ReflectionService, EndsTheConnectionOfAGreedyClient) {
     IO::Write(greedy.GetOutputChannel(), 1001u);
     char byte;
     EXPECT_EQ(IO::Read(greedy.GetInputChannel(), &byte, 1), 0u);
+}
+
+TEST(ReflectionService, EndsInTheMiddleOfManyValues) {
+    std::atomic<unsigned int> asked = 0;
+    std::atomic<bool> ends = false;
+    Tests::Level const slow(
+        "slow", {}, [](auto const &, auto &, auto &) {},
+        [&](auto const &, auto &) {
+            for (++asked; !ends;)
+                std::this_thread::yield();
+            Mu::Thread::Sleep(1, false);
+        });
+    constexpr unsigned int Count = 3000;
+    Tests::TextOutput request;
+    IO::Write(request, Mu::UniString("Get attribute values"));
+    IO::Write(request, 9 + 2 * Count);
+    IO::Write(request, Mu::UniString("slow"));
+    IO::Write(request, Count);
+    for (unsigned int i = 0; i < Count; ++i)
+        IO::Write(request, Mu::UniString("x"));
+    {
+        Running const running;
+        IO::Socket::Socket client(InternetAddress::Loopback, ReflectionService::GetPort());
+        client.GetOutputChannel().Write(request.bytes.data(),
+                                        static_cast<unsigned int>(request.bytes.size()));
+        while (asked == 0)
+            std::this_thread::yield();
+        ends = true;
+    }
+    EXPECT_LT(asked, Count);
 }
 
 // Clients that say nothing, stop in the middle of a request, or do not read their answer.

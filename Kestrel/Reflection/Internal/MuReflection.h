@@ -2,6 +2,7 @@
 
 #include <Kestrel/Reflection/Platform/MemoryRegions.h>
 #include <Kestrel/Reflection/Reflectable.h>
+#include <Kestrel/Root/Containers/HashSet.h>
 #include <Kestrel/Root/Containers/HashTable.h>
 #include <Kestrel/Root/Threads/Lock.h>
 
@@ -15,13 +16,19 @@ namespace Mu {
 /// Names of the class, allocation and region allocation levels carry pointers, which inspectors hand
 /// back. Each is looked up among those that are there: one that is not shows nothing.
 ///
-/// Memory:  the regions that were listed last, and the tree of the one that was looked at last.
+/// A region that was listed and has gone since is an empty folder: a host allocates while its address
+/// space is walked or copied, which would hardly ever come to an end otherwise.
+///
+/// Memory:  the regions that were listed last, the names of some thousands before, and the tree of the
+///          one that was looked at last.
 /// Threads: any. One lock guards those.
 class Reflection : public IO::Reflectable {
 public:
     Reflection();
     ~Reflection() override;
 
+    bool GetChildren(IO::RelativeLocation const & location, Array<IO::Name> * folders,
+                     Array<IO::Name> * files) const override;
     bool GetAttributes(IO::RelativeLocation const & location,
                        Array<Attribute> * attributes) const override;
     bool GetEntries(CustomEntryGroup const * group, Array<Entry const *> const & entries,
@@ -37,6 +44,8 @@ public:
 private:
     using Regions = Array<IO::MemoryRegion>;
 
+    bool LiesInGoneRegion(IO::RelativeLocation const & location) const;
+    void KeepGone(HashTable<UniString, Regions> const & listed) const;
     void ListRegions(Array<IO::Name> * folders) const;
     Regions FindRegions(IO::Name const & name) const;
     void GetRegionValues(IO::Name const & name, Array<AttributeValue> * values) const;
@@ -50,6 +59,8 @@ private:
     CustomEntryGroup * regionAllocationGroup;
     mutable ReentrantLock lock;                    // on what follows
     mutable HashTable<UniString, Regions> regions; // as they were listed last, by their names
+    mutable HashSet<UniString> gone;               // listed before
+    mutable HashSet<UniString> longGone;           // and before those
     mutable std::unique_ptr<RegionTree> regionTree;
     mutable UniString regionName; // whose tree it is
     mutable bool hasCustomAttributes = false;

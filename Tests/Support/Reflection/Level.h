@@ -1,0 +1,55 @@
+#pragma once
+
+#include <Kestrel/Location/RelativeLocation.h>
+#include <Kestrel/Reflection/Reflectable.h>
+#include <Kestrel/Reflection/ReflectionManager.h>
+
+#include <functional>
+#include <utility>
+
+namespace Tests {
+
+/// An object with one dynamic level, below its root or a fixed one there, whose hooks a test gives it.
+struct Level : IO::Reflectable {
+    using Name = IO::Name;
+    using Names = Mu::Array<Name>;
+    using Value = AttributeValue;
+    using Values = Mu::Array<Value>;
+    using List = std::function<void(Names const & above, Names & folders, Names & files)>;
+    using Describe = std::function<void(Name const & name, Values & values)>;
+
+    CustomEntryGroup * group = CreateCustomEntryGroup();
+    List list;
+    Describe describe;
+
+    /// Registered there, unless it is null.
+    Level(char const * place, std::initializer_list<Attribute> columns, List list,
+          Describe describe, char const * fixed = nullptr)
+        : list(std::move(list)), describe(std::move(describe)) {
+        Entry * above = CreateRootEntry();
+        if (fixed != nullptr) {
+            Entry * const below = CreateStaticEntry(fixed);
+            Connect(above, below);
+            above = below;
+        }
+        Connect(above, group);
+        for (Attribute const & column : columns)
+            AddAttribute(group, column.name, column.type);
+        if (place != nullptr)
+            IO::ReflectionManager::Register(IO::RelativeLocation(place), this, false);
+    }
+    ~Level() override { IO::ReflectionManager::Unregister(this); }
+    bool GetEntries(CustomEntryGroup const *, Mu::Array<Entry const *> const &, Names const & above,
+                    Names * folders, Names * files) const override {
+        list(above, *folders, *files);
+        return true;
+    }
+    bool GetEntryAttributeValues(CustomEntryGroup const *, Name const & name,
+                                 Mu::Array<Entry const *> const &, Names const &,
+                                 Values * values) const override {
+        describe(name, *values);
+        return true;
+    }
+};
+
+} // namespace Tests
