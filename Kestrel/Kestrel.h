@@ -27,6 +27,7 @@
 #include <Kestrel/FileSystem/NativePath.h>
 #include <Kestrel/FileSystem/ReadOnlyFileEntry.h>
 #include <Kestrel/FileSystem/ReadOnlyFolderEntry.h>
+#include <Kestrel/FileSystem/ReplacingFile.h>
 #include <Kestrel/FileSystem/RollingVFS.h>
 #include <Kestrel/FileSystem/TreeEnumerator.h>
 #include <Kestrel/FileType/ContentTests.h>

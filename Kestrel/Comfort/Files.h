@@ -4,6 +4,7 @@
 #include <Kestrel/Comfort/Result.h>
 #include <Kestrel/FileSystem/File.h>
 #include <Kestrel/FileSystem/Folder.h>
+#include <Kestrel/FileSystem/ReplacingFile.h>
 
 #include <algorithm>
 #include <chrono>
@@ -108,6 +109,22 @@ template <Bytes Content>
 /// For a literal, without its terminator.
 [[nodiscard]] inline MuErrCode WriteAll(Location const & location, char const * content) {
     return WriteAll(location, std::string_view(content));
+}
+
+/// Makes the content of a file be this, all or nothing, as ReplacingFile documents: for settings and
+/// documents, which the end of the system must not leave half-written.
+/// Failure: those of ReplacingFile; nothing is left of one.
+template <Bytes Content>
+[[nodiscard]] MuErrCode SaveByReplacing(Location const & location, Content const & content) {
+    ReplacingFile file(location);
+    if (file.GetStatus() == NoError)
+        (void)WriteBytes(file.GetFile(), content); // Commit returns what that met
+    return file.Commit();
+}
+
+/// For a literal, without its terminator.
+[[nodiscard]] inline MuErrCode SaveByReplacing(Location const & location, char const * content) {
+    return SaveByReplacing(location, std::string_view(content));
 }
 
 /// The length of a file in bytes.

@@ -4,10 +4,42 @@
 #include <Kestrel/Root/Errors/ErrorCodes.h>
 
 #include <optional>
+#include <ostream>
+#include <string>
 #include <system_error>
 #include <utility>
 
 namespace IO {
+
+/// A status as the standard library takes one: in conditions, in streams, beside std::errc.
+///
+///     if (IO::Status const made = folder.CreateFolder("new"); made == std::errc::file_exists)
+///         std::cerr << made; // "target already exists"
+class [[nodiscard]] Status {
+public:
+    Status(MuErrCode ofCode) : code(ofCode) {}
+
+    bool IsDone() const { return code == NoError; }
+    MuErrCode GetCode() const { return code; }
+    operator std::error_code() const { return MakeErrorCode(code); }
+    std::string GetText() const { return ErrorCategory().message(code); }
+    void Check() const {
+        if (!IsDone())
+            throw std::system_error(MakeErrorCode(code));
+    }
+    friend bool operator==(Status const & status, std::errc condition) {
+        return MakeErrorCode(status.code) == condition;
+    }
+    friend bool operator==(Status const & a, Status const & b) { return a.code == b.code; }
+    template <typename Traits>
+    friend std::basic_ostream<char, Traits> & operator<<(std::basic_ostream<char, Traits> & out,
+                                                         Status const & status) {
+        return out << status.GetText();
+    }
+
+private:
+    MuErrCode code;
+};
 
 /// A value, or the status that says why there is none.
 ///
@@ -50,6 +82,15 @@ public:
 
     MuErrCode GetStatus() const { return status; }
     std::error_code GetError() const { return MakeErrorCode(status); }
+    friend bool operator==(Result const & result, std::errc condition) {
+        return result.GetError() == condition;
+    }
+    /// The value, or else why there is none.
+    template <typename Traits>
+    friend std::basic_ostream<char, Traits> & operator<<(std::basic_ostream<char, Traits> & out,
+                                                         Result const & result) {
+        return result ? out << *result : out << ErrorCategory().message(result.status);
+    }
 
 private:
     Result(MuErrCode failed, int) : status(failed) {}

@@ -5,6 +5,7 @@
 #include <Kestrel/FileSystem/Internal/Connection.h>
 #include <Kestrel/FileSystem/Internal/Make.h>
 #include <Kestrel/FileSystem/Internal/Report.h>
+#include <Kestrel/FileSystem/Internal/WinFolderEntry.h>
 #include <Kestrel/Location/Internal/OSErrors.h>
 #include <Kestrel/Root/Log/Quietly.h>
 
@@ -125,6 +126,18 @@ MuErrCode Folder::CreateFile(Name const & name, FileEntry * reserved) {
     return status != NoError ? status
                              : ReportCreation(EntryType::File, *entry,
                                               entry->CreateFile(name, reserved), name, location);
+}
+
+MuErrCode Folder::CreateFileLike(Name const & name, Name const & model) {
+    if (Mu::IsNull(name) || Mu::IsNull(model))
+        return Error;
+    if (status != NoError)
+        return status;
+    WinFolderEntry * const native = dynamic_cast<WinFolderEntry *>(entry);
+    return ReportCreation(EntryType::File, *entry,
+                          native != nullptr ? native->CreateFileLike(name, model)
+                                            : entry->CreateFile(name, nullptr),
+                          name, location);
 }
 
 MuErrCode Folder::CreateFolder(Name const & name, FolderEntry * reserved) {

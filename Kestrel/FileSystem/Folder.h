@@ -85,6 +85,8 @@ public:
     // pass null.
 
     virtual MuErrCode CreateFile(Name const & name, FileEntry * entry = nullptr);
+    /// With the rights of the file `model`, as far as the user may give them, and never with more.
+    MuErrCode CreateFileLike(Name const & name, Name const & model);
     virtual MuErrCode CreateFolder(Name const & name, FolderEntry * entry = nullptr);
     virtual MuErrCode CreateLink(Name const & name, Location const & target);
 
@@ -95,6 +97,12 @@ public:
     /// without overwriting, a file may have both.
     virtual MuErrCode Rename(Name const & from, Name const & to,
                              AccessDeniedTreatment treatment = AccessDeniedTreatment::RetryPrivate);
+    /// As Rename, but a file named `to` is replaced: at any moment the name stands for the old file
+    /// or the new one. ErrFolderAccessDenied for one that is write-protected or open, or a folder.
+    /// Other file systems than the platform's take three steps, as Exchange, before the old file
+    /// goes.
+    MuErrCode Replace(Name const & from, Name const & to,
+                      AccessDeniedTreatment treatment = AccessDeniedTreatment::RetryPrivate);
     /// Into another folder, of any file system. After a failure a half-made copy is gone and the
     /// source stays. Kept: to another file system or drive a folder goes as a copy, and when then
     /// some entry of the source cannot be deleted, the copy goes, and with it what was deleted of
@@ -198,6 +206,9 @@ private:
     MuErrCode CreateInParent(Folder * parent);
     bool IsSameFileSystem(Folder const & other) const;
     MuErrCode MoveBetweenFileSystems(Name const & from, Folder & target, Name const & to);
+    template <typename Attempt>
+    MuErrCode RenameBy(Attempt const & attempt, Name const & from, Name const & to,
+                       AccessDeniedTreatment treatment);
     MuErrCode Count(CountMode mode, unsigned int * count) const;
     template <typename AnyFolder, typename AnyCallback>
     static MuErrCode EnumerateWith(AnyFolder & folder, AnyCallback callback, LinkProcessing links,

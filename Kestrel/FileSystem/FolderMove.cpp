@@ -5,6 +5,7 @@
 #include <Kestrel/FileSystem/Internal/AccessDenied.h>
 #include <Kestrel/FileSystem/Internal/KeptFolder.h>
 #include <Kestrel/FileSystem/Internal/Report.h>
+#include <Kestrel/FileSystem/Internal/WinFolderEntry.h>
 
 namespace IO {
 
@@ -27,9 +28,44 @@ Status Retry(Location const & location, AccessDeniedTreatment treatment, Status 
     }
 }
 
+using MoveStatus = FolderEntry::MoveStatus;
+
+MoveStatus ToMoveStatus(FolderEntry::ExchangeStatus status) {
+    switch (status) {
+    case FolderEntry::ExchangeStatus::Done: return MoveStatus::Done;
+    case FolderEntry::ExchangeStatus::EntryNotFound: return MoveStatus::EntryNotFound;
+    case FolderEntry::ExchangeStatus::DeviceFull: return MoveStatus::DeviceFull;
+    case FolderEntry::ExchangeStatus::AccessDenied: return MoveStatus::AccessDenied;
+    default: return MoveStatus::Other;
+    }
+}
+
+// Other file systems than the platform's have no such step: the two change their names, and then
+// the old one goes.
+MoveStatus ReplaceEntry(FolderEntry & entry, Name const & from, Name const & to) {
+    if (WinFolderEntry * const native = dynamic_cast<WinFolderEntry *>(&entry))
+        return native->Replace(from, to);
+    MoveStatus const moved = entry.Move(from, entry, to, true);
+    EntryType old;
+    if (moved != MoveStatus::TargetExists)
+        return moved;
+    if (entry.GetType(to, &old) != FolderEntry::GetTypeStatus::Done || old == EntryType::Folder)
+        return MoveStatus::AccessDenied;
+    Name aside;
+    Name now;
+    // In this order, so that the old one is never under the name of the new one, which may be deleted
+    // after a failure.
+    MoveStatus const exchanged = ToMoveStatus(entry.Exchange(to, from, true, &aside, &now));
+    if (exchanged == MoveStatus::Done)
+        (void)entry.Delete(aside, true); // the new one stands for its name whatever becomes of it
+    return exchanged;
+}
+
 } // namespace
 
-MuErrCode Folder::Rename(Name const & from, Name const & to, AccessDeniedTreatment treatment) {
+template <typename Attempt>
+MuErrCode Folder::RenameBy(Attempt const & attempt, Name const & from, Name const & to,
+                           AccessDeniedTreatment treatment) {
     static ReportLine expectedDenied(Level::Info, "Renaming entry \"%\" to \"%\" in folder \"%\": "
                                                   "access denied (OS errors: %)");
     static Outcome outcomes[] = {
@@ -57,13 +93,20 @@ MuErrCode Folder::Rename(Name const & from, Name const & to, AccessDeniedTreatme
         return status;
     Location const subject(location, from);
     constexpr auto denied = FolderEntry::MoveStatus::AccessDenied;
-    auto const result =
-        Retry(subject, treatment, denied, [&] { return entry->Move(from, *entry, to, true); });
+    auto const result = Retry(subject, treatment, denied, attempt);
     if (result == denied && !IsDenialAnError(subject, treatment)) {
         Report(expectedDenied, {from, to, location});
         return ErrFolderAccessDenied;
     }
     return ReportOutcome(outcomes, result, {from, to, location});
+}
+
+MuErrCode Folder::Rename(Name const & from, Name const & to, AccessDeniedTreatment treatment) {
+    return RenameBy([&] { return entry->Move(from, *entry, to, true); }, from, to, treatment);
+}
+
+MuErrCode Folder::Replace(Name const & from, Name const & to, AccessDeniedTreatment treatment) {
+    return RenameBy([&] { return ReplaceEntry(*entry, from, to); }, from, to, treatment);
 }
 
 MuErrCode Folder::Exchange(Name const & a, Name const & b, AccessDeniedTreatment treatment) {

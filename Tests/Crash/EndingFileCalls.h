@@ -80,6 +80,12 @@ public:
                                                 : ForwardingFileCalls::MoveFile(from, to);
         });
     }
+    unsigned int ReplaceFile(IO::PathText from, IO::PathText to) override {
+        return Counted([&] { return ForwardingFileCalls::ReplaceFile(from, to); });
+    }
+    unsigned int CreateFileLike(IO::PathText path, IO::PathText model) override {
+        return Counted([&] { return ForwardingFileCalls::CreateFileLike(path, model); });
+    }
     unsigned int DeleteFile(IO::EntryPath path) override {
         return Counted([&] { return ForwardingFileCalls::DeleteFile(path); });
     }

@@ -1,6 +1,7 @@
 // What Flush and Close of a File promise.
 
 #include <Kestrel/FileSystem/File.h>
+#include <Kestrel/FileSystem/ReplacingFile.h>
 
 #include "Tests/Crash/Ending.h"
 
@@ -51,7 +52,35 @@ void WriteRecords(Worker & worker) {
 }
 Tests::WorkEntry const writeRecords("WriteRecords", WriteRecords);
 
+// One record after another takes the place of the one before.
+void ReplaceRecords(Worker & worker) {
+    static unsigned int index = 0;
+    std::string const record = GetRecord(++index);
+    IO::ReplacingFile file(worker.At("one/record"));
+    worker.Need(
+        file.GetFile().WriteBin(record.data(), static_cast<unsigned int>(record.size()), nullptr),
+        "write");
+    worker.Need(file.Commit(), "commit");
+    worker.Tell("saved " + std::to_string(index));
+}
+Tests::WorkEntry const replaceRecords("ReplaceRecords", ReplaceRecords);
+
 } // namespace
+
+TEST(FileAtTheEnd, StandsForTheOldContentOrTheNewOne) {
+    for (EndOf const what : {EndOf::Process, EndOf::System})
+        for (unsigned int seed = 1; seed <= Tests::CountRounds() / 2; ++seed) {
+            SCOPED_TRACE(Tests::NameEnding(what) + std::to_string(seed));
+            Ending const ending("ReplaceRecords", what, seed);
+            auto const saved = static_cast<unsigned int>(ending.GetLast("saved"));
+            std::string const * const content = ending.Find("one/record");
+            if (content == nullptr) {
+                EXPECT_EQ(saved, 0u);
+                continue;
+            }
+            EXPECT_TRUE(*content == GetRecord(saved) || *content == GetRecord(saved + 1));
+        }
+}
 
 TEST(FileAtTheEnd, HoldsABeginningWithAllThatWasFlushed) {
     for (EndOf const what : {EndOf::Process, EndOf::System}) {

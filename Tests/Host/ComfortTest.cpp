@@ -9,6 +9,7 @@
 #include <map>
 #include <set>
 #include <span>
+#include <sstream>
 #include <stdexcept>
 
 // What a C++ programmer types without looking it up, as it is typed.
@@ -72,6 +73,12 @@ TEST_F(Comfort, GoesUpAndDownAPath) {
     EXPECT_EQ(IO::GetLastName(IO::Location(fs::path())).GetStatus(), IO::ErrIllegalLocation);
     EXPECT_FALSE((IO::Location() / IO::RelativeLocation("../x")).IsValid());
     EXPECT_EQ(IO::GetSize(here / "none").GetError(), std::errc::no_such_file_or_directory);
+    EXPECT_TRUE(IO::GetSize(here / "none") == std::errc::no_such_file_or_directory);
+    IO::Status const made = IO::Folder(here).CreateFolder("sub");
+    EXPECT_TRUE(made == std::errc::file_exists && !made.IsDone());
+    std::ostringstream words;
+    words << made << "; " << IO::GetSize(here / "none") << "; " << IO::GetSize(file);
+    EXPECT_EQ(words.str(), "target already exists; file is not found; 1");
     EXPECT_THROW((void)IO::GetSize(here / "none").GetValue(), std::system_error);
 }
 
@@ -124,6 +131,10 @@ TEST_F(Comfort, ReadsAndWritesWholeFiles) {
     EXPECT_EQ(IO::ReadAll(place).GetValue(), "literal");
     EXPECT_EQ(IO::WriteAll(here / "no" / "folder", "x"), IO::ErrFileCreationFailed);
 
+    EXPECT_EQ(IO::SaveByReplacing(place, "saved"), IO::NoError);
+    EXPECT_EQ(IO::SaveByReplacing(place, std::vector<char>{'s', 'o'}), IO::NoError);
+    EXPECT_EQ(IO::ReadAll(place).GetValue(), "so");
+
     std::vector<int> const numbers{1, -2, 3};
     EXPECT_EQ(IO::WriteAll(place, std::span(numbers)), IO::NoError);
     std::array<int, 3> read{};
@@ -163,6 +174,31 @@ TEST_F(Comfort, WritesAndReadsTextThroughChannels) {
     EXPECT_EQ(IO::ReadLine(file).GetValue(), "view \xC3\xA4 18446744073709551615");
     EXPECT_EQ(IO::ReadLine(file).GetValue(), "last line");
     EXPECT_EQ(IO::ReadLine(file).GetStatus(), IO::EOI);
+}
+
+TEST_F(Comfort, MountsNamesWithBytesOrFunctions) {
+    IO::MapVFS files;
+    int calls = 0;
+    EXPECT_EQ(files.Add("readme.txt", "read me"), IO::NoError);
+    EXPECT_EQ(files.Add("state/now.txt", [&] { return std::to_string(++calls); }), IO::NoError);
+    EXPECT_EQ(files.Add("state/broken", []() -> std::string { throw std::runtime_error(""); }),
+              IO::NoError);
+    for (char const * const wrong : {"", "state", "readme.txt", "readme.txt/x", "../x"})
+        EXPECT_EQ(files.Add(wrong, "x"), IO::Error) << wrong;
+    ASSERT_EQ(IO::fileSystem.Mount(files, here / "map"), IO::NoError);
+    IO::Location const map = here / "map";
+    EXPECT_EQ(IO::ReadAll(map / "readme.txt").GetValue(), "read me");
+    for (std::string const content : {"1", "2"})
+        EXPECT_EQ(IO::ReadAll(map / "state" / "now.txt").GetValue(), content);
+    EXPECT_FALSE(IO::ReadAll(map / "state" / "broken"));
+    EXPECT_EQ(IO::GetEntries(IO::Folder(map / "state"))->size(), 2u);
+    EXPECT_NE(IO::WriteAll(map / "readme.txt", "x"), IO::NoError);
+    EXPECT_NE(IO::WriteAll(map / "new", "x"), IO::NoError);
+    EXPECT_EQ(IO::Folder(map).Delete("readme.txt", IO::DataSafety::IgnoreProtection),
+              IO::ErrFolderAccessDenied);
+    EXPECT_EQ(IO::fileSystem.Copy(map / "readme.txt", here / "copy"), IO::NoError);
+    EXPECT_EQ(IO::ReadAll(here / "copy").GetValue(), "read me");
+    EXPECT_EQ(IO::fileSystem.Unmount(files), IO::NoError);
 }
 
 TEST_F(Comfort, LogsInOneCall) {

@@ -272,6 +272,14 @@ MoveStatus MovePath(PathText from, PathText to, bool force) {
     return Translate(moveErrors, error, MoveStatus::Other);
 }
 
+MoveStatus ReplacePath(PathText from, PathText to) {
+    if (from == to)
+        return MoveStatus::Done;
+    unsigned int const error = GetFileCalls().ReplaceFile(from, to);
+    return error == FileError::FileNotFound ? MoveStatus::EntryNotFound
+                                            : Translate(moveErrors, error, MoveStatus::Other);
+}
+
 FolderEntry::CopyStatus CopyPath(PathText from, PathText to) {
     if (from == to)
         return MoveStatus::Done;

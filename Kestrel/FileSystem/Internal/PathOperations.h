@@ -13,6 +13,9 @@ namespace IO {
 /// deletes: then either the target is whole and the source gone, or the target is taken away again.
 FolderEntry::MoveStatus MovePath(PathText from, PathText to, bool force);
 
+/// Inside one volume, in one step; a file at `to` is replaced.
+FolderEntry::MoveStatus ReplacePath(PathText from, PathText to);
+
 /// Nothing may stand at `to`, and it may not lie below `from`, however the paths lead there. Of a
 /// copy that breaks off nothing stays.
 FolderEntry::CopyStatus CopyPath(PathText from, PathText to);

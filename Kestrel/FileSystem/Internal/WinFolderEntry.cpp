@@ -210,6 +210,19 @@ MoveStatus WinFolderEntry::Move(Name const & from, FolderEntry & target, Name co
     return MovePath(PathOf(from), folder->PathOf(to), force);
 }
 
+MoveStatus WinFolderEntry::Replace(Name const & from, Name const & to) {
+    if (!Takes(from) || !Takes(to))
+        return MoveStatus::Other;
+    return ReplacePath(PathOf(from), PathOf(to));
+}
+
+CreateStatus WinFolderEntry::CreateFileLike(Name const & name, Name const & model) {
+    if (!Takes(name) || !Takes(model))
+        return CreateStatus::Other;
+    return Translate(createFileErrors, GetFileCalls().CreateFileLike(PathOf(name), PathOf(model)),
+                     CreateStatus::Other);
+}
+
 FolderEntry::CopyStatus WinFolderEntry::Copy(Name const & from, FolderEntry & target,
                                              Name const & to) {
     WinFolderEntry * const folder = AsOurs(target);

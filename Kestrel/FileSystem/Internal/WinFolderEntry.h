@@ -44,6 +44,11 @@ public:
     AttributeStatus IsOnLocalVolume(bool * isLocal) override;
     AttributeStatus IsOnFixedVolume(bool * isFixed) override;
 
+    /// As Move inside the folder, but a file named `to` is replaced in the same step.
+    MoveStatus Replace(Name const & from, Name const & to);
+    /// As CreateFile, with the rights of the file `model`.
+    CreateStatus CreateFileLike(Name const & name, Name const & model);
+
     unsigned int GetDepth() const { return depth; }
 
     /// While the entry hands out a name: whether that is a plain file, nothing to be followed, which

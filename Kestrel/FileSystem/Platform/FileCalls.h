@@ -66,6 +66,12 @@ public:
     /// Files and folders. Never overwrites. NotSameDevice where copying would be needed, which
     /// Windows does by itself for a file.
     virtual unsigned int MoveFile(PathText from, PathText to) = 0;
+    /// As MoveFile inside one volume, in one step, but a file that has the name goes. AccessDenied for
+    /// a folder and for what is write-protected there.
+    virtual unsigned int ReplaceFile(PathText from, PathText to) = 0;
+    /// A new empty file with the rights of the file `model`, as far as the user may give them, and
+    /// with no more at any moment. FileExists when something has the name.
+    virtual unsigned int CreateFileLike(PathText path, PathText model) = 0;
     virtual unsigned int DeleteFile(EntryPath path) = 0;
     /// AlreadyExists when something has the name.
     virtual unsigned int CreateDirectory(EntryPath path) = 0;

@@ -50,6 +50,12 @@ public:
         return below->CopyFile(from, to);
     }
     unsigned int MoveFile(PathText from, PathText to) override { return below->MoveFile(from, to); }
+    unsigned int ReplaceFile(PathText from, PathText to) override {
+        return below->ReplaceFile(from, to);
+    }
+    unsigned int CreateFileLike(PathText path, PathText model) override {
+        return below->CreateFileLike(path, model);
+    }
     unsigned int DeleteFile(EntryPath path) override { return below->DeleteFile(path); }
     unsigned int CreateDirectory(EntryPath path) override { return below->CreateDirectory(path); }
     unsigned int RemoveDirectory(EntryPath path) override { return below->RemoveDirectory(path); }

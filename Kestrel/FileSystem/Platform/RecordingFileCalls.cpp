@@ -97,6 +97,14 @@ unsigned int RecordingFileCalls::MoveFile(PathText from, PathText to) {
     return Recorded("MoveFile", &FileCalls::MoveFile, from, to);
 }
 
+unsigned int RecordingFileCalls::ReplaceFile(PathText from, PathText to) {
+    return Recorded("ReplaceFile", &FileCalls::ReplaceFile, from, to);
+}
+
+unsigned int RecordingFileCalls::CreateFileLike(PathText path, PathText model) {
+    return Recorded("CreateFile", &FileCalls::CreateFileLike, path, model);
+}
+
 unsigned int RecordingFileCalls::DeleteFile(EntryPath path) {
     return Recorded("DeleteFile", &FileCalls::DeleteFile, path);
 }

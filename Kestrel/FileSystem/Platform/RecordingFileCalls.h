@@ -32,6 +32,8 @@ public:
     unsigned int CloseHandle(FileHandle file) override;
     unsigned int CopyFile(EntryPath from, EntryPath to) override;
     unsigned int MoveFile(PathText from, PathText to) override;
+    unsigned int ReplaceFile(PathText from, PathText to) override;
+    unsigned int CreateFileLike(PathText path, PathText model) override;
     unsigned int DeleteFile(EntryPath path) override;
     unsigned int CreateDirectory(EntryPath path) override;
     unsigned int RemoveDirectory(EntryPath path) override;

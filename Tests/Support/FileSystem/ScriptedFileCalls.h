@@ -32,6 +32,8 @@ enum class FileCall : unsigned int {
     CloseHandle,
     CopyFile,
     MoveFile,
+    ReplaceFile,
+    CreateFileLike,
     DeleteFile,
     CreateDirectory,
     RemoveDirectory,
@@ -124,6 +126,8 @@ public:
     KESTREL_TEST_CALL(LookAtFound, (FindHandle find, FindData * data), (void)0, find, data)
     KESTREL_TEST_CALL(CopyFile, (EntryPath from, EntryPath to), (void)0, from, to)
     KESTREL_TEST_CALL(MoveFile, (PathText from, PathText to), (void)0, from, to)
+    KESTREL_TEST_CALL(ReplaceFile, (PathText from, PathText to), (void)0, from, to)
+    KESTREL_TEST_CALL(CreateFileLike, (PathText path, PathText model), (void)0, path, model)
     KESTREL_TEST_CALL(DeleteFile, (EntryPath path), (void)0, path)
     KESTREL_TEST_CALL(CreateDirectory, (EntryPath path), (void)0, path)
     KESTREL_TEST_CALL(RemoveDirectory, (EntryPath path), (void)0, path)

@@ -7,6 +7,7 @@
 #include <fcntl.h>
 #include <optional>
 #include <sys/stat.h>
+#include <sys/xattr.h>
 #include <unistd.h>
 
 namespace IO {
@@ -91,6 +92,22 @@ void SetCopyAttributes(int copy, struct stat const & source) {
     timespec const times[2] = {{0, UTIME_OMIT}, source.st_mtim};
     (void)::futimens(copy, times);
     (void)::fchmod(copy, source.st_mode & 0777);
+}
+
+// Without the same group, and without the list that says what the bits of the group stand for, these
+// bits would be for others than before.
+void GiveRights(int file, char const * model, struct stat const & info) {
+    constexpr char const * listName = "system.posix_acl_access";
+    char list[4096];
+    auto const length = ::lgetxattr(model, listName, list, sizeof(list));
+    bool const isPlain = length == 0 || (length < 0 && (errno == ENODATA || errno == EOPNOTSUPP));
+    struct stat made;
+    bool const isOwned = ::fchown(file, info.st_uid, info.st_gid) == 0 ||
+                         ::fchown(file, static_cast<uid_t>(-1), info.st_gid) == 0 ||
+                         (::fstat(file, &made) == 0 && made.st_gid == info.st_gid);
+    bool const hasList =
+        length > 0 && ::fsetxattr(file, listName, list, static_cast<std::size_t>(length), 0) == 0;
+    (void)::fchmod(file, info.st_mode & (isOwned && (isPlain || hasList) ? 0777u : 0707u));
 }
 
 unsigned int FillCopy(int from, struct stat const & source, NativeEntry const & target,
@@ -180,6 +197,57 @@ unsigned int PosixFileCalls::MoveFile(PathText from, PathText to) {
         arrival.Added();
     }
     return error == FileError::FileExists ? FileError::AlreadyExists : error;
+}
+
+unsigned int PosixFileCalls::ReplaceFile(PathText from, PathText to) {
+    NativeEntry source;
+    NativeEntry target;
+    struct stat info;
+    struct stat old;
+    unsigned int error = FindEntry(from, &source, &info);
+    if (error != FileError::None)
+        return error;
+    error = FindEntry(to, &target, &old);
+    if (error == FileError::FileNotFound)
+        return MoveFile(from, to);
+    if (error != FileError::None)
+        return error;
+    bool const isFile = S_ISREG(old.st_mode) || S_ISLNK(old.st_mode); // and no device
+    if (!isFile || IsProtected(old))
+        return FileError::AccessDenied;
+    FolderChange departure(&source);
+    departure.Prepare();
+    unsigned int renamed = FileError::None;
+    error = WhileUnused(old, target, [&] {
+        renamed = WhileUnused(info, source,
+                              [&] { return ::rename(source.path.text, target.path.text) == 0; });
+        return true;
+    });
+    if (error == FileError::None)
+        error = renamed;
+    if (error == FileError::None)
+        departure.Removed();
+    return error;
+}
+
+unsigned int PosixFileCalls::CreateFileLike(PathText path, PathText model) {
+    NativeEntry like;
+    NativeEntry native;
+    struct stat info;
+    unsigned int error = FindEntry(model, &like, &info);
+    if (error == FileError::None)
+        error = ToNative(path, &native);
+    int made = -1;
+    if (error == FileError::None)
+        error = MakeEntry(&native, FileError::FileExists, [&made](int at, char const * entry) {
+            constexpr int flags = O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC;
+            return (made = Retry([=] { return ::openat(at, entry, flags, 0600); })) >= 0;
+        });
+    if (error != FileError::None)
+        return error;
+    Descriptor const file(made);
+    GiveRights(made, like.path.text, info);
+    return FileError::None;
 }
 
 unsigned int PosixFileCalls::CopyFile(EntryPath from, EntryPath to) {

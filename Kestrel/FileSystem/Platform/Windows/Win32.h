@@ -27,5 +27,6 @@
 #undef GetVolumeInformation
 #undef MoveFile
 #undef RemoveDirectory
+#undef ReplaceFile
 #undef SHGetFolderPath
 #undef SetFileAttributes

@@ -580,6 +580,28 @@ unsigned int WindowsFileCalls::MoveFile(PathText from, PathText to) {
     return WithPaths(from, to, ::MoveFileW);
 }
 
+unsigned int WindowsFileCalls::ReplaceFile(PathText from, PathText to) {
+    return WithPaths(from, to, [](wchar_t const * source, wchar_t const * target) {
+        return ::MoveFileExW(source, target, MOVEFILE_REPLACE_EXISTING);
+    });
+}
+
+unsigned int WindowsFileCalls::CreateFileLike(PathText path, PathText model) {
+    return WithPaths(path, model, [](wchar_t const * created, wchar_t const * like) {
+        alignas(8) char descriptor[0x10000]; // the most that an access list can hold
+        DWORD needed;
+        // Where the volume keeps no rights there are none to give.
+        bool const hasRights = ::GetFileSecurityW(like, DACL_SECURITY_INFORMATION, descriptor,
+                                                  sizeof(descriptor), &needed) != 0;
+        if (!hasRights && ::GetLastError() == ERROR_ACCESS_DENIED)
+            return false;
+        SECURITY_ATTRIBUTES rights = {sizeof(rights), descriptor, FALSE};
+        HANDLE const file = ::CreateFileW(created, GENERIC_WRITE, 0, hasRights ? &rights : nullptr,
+                                          CREATE_NEW, FILE_ATTRIBUTE_NORMAL, nullptr);
+        return file != INVALID_HANDLE_VALUE && ::CloseHandle(file);
+    });
+}
+
 unsigned int WindowsFileCalls::DeleteFile(EntryPath path) {
     return path.in != nullptr ? DeleteIn(path, FILE_NON_DIRECTORY_FILE)
                               : WithPath(path.text, ::DeleteFileW);

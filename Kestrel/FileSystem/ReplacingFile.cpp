@@ -1,0 +1,88 @@
+#include <Kestrel/FileSystem/ReplacingFile.h>
+
+#include <Kestrel/Root/Log/Quietly.h>
+#include <Kestrel/Root/Memory/Memory.h>
+
+namespace IO {
+
+// By way of the other constructor, so that the destructor takes away what was made before memory
+// runs out.
+ReplacingFile::ReplacingFile(Location const & target) : ReplacingFile() {
+    if (!Mu::IsNull(target))
+        status = Open(target);
+    if (!file) // one that takes nothing
+        file.emplace(Mu::IsNull(target) ? Location() : target, File::OnNotFound::FailQuietly);
+}
+
+ReplacingFile::~ReplacingFile() {
+    Mu::Quietly([this] { Discard(); });
+}
+
+MuErrCode ReplacingFile::Open(Location place) {
+    bool replaces = false;
+    {
+        File old(place, File::OnNotFound::FailQuietly);
+        if (old.GetStatus() != NoError && old.GetStatus() != ErrFileNotFound)
+            return old.GetStatus();
+        replaces = old.GetStatus() == NoError;
+        if (replaces) {
+            (void)old.GetLocation(&place); // where a link leads
+            // Who may not write to it may not replace it either.
+            MuErrCode const opened = old.Open(File::OpenMode::WriteOnly);
+            if (opened != NoError)
+                return opened;
+        }
+    }
+    if (MuErrCode const parted = place.MoveLastLocalName(&target); parted != NoError)
+        return parted;
+    folder.emplace(place);
+    return folder->GetStatus() == NoError ? Make(replaces) : folder->GetStatus();
+}
+
+MuErrCode ReplacingFile::Make(bool replaces) {
+    MuErrCode made = ErrTargetExists;
+    while (made == ErrTargetExists) { // another program was faster
+        if (folder->GenerateUnusedName(&name) != 0)
+            return ErrFileCreationFailed;
+        made = replaces ? folder->CreateFileLike(name, target) : folder->CreateFile(name);
+    }
+    if (made != NoError)
+        return made;
+    isMade = true;
+    file.emplace(*folder, name);
+    MuErrCode const opened = file->Open(File::OpenMode::WriteOnly);
+    if (opened != NoError)
+        Discard();
+    return opened;
+}
+
+MuErrCode ReplacingFile::Commit(AccessDeniedTreatment treatment) {
+    if (status != NoError)
+        return status;
+    status = file->GetOutputStatus();
+    if (status == NoError)
+        status = file->Flush();
+    MuErrCode const closed = file->Close();
+    if (status == NoError)
+        status = closed;
+    if (status == NoError)
+        status = folder->Replace(name, target, treatment);
+    MuErrCode const committed = status;
+    if (status == NoError)
+        isMade = false;
+    else
+        Discard();
+    status = committed == NoError ? Error : committed;
+    return committed;
+}
+
+void ReplacingFile::Discard() {
+    if (!isMade)
+        return;
+    isMade = false;
+    if (file)
+        file->Close();
+    folder->Delete(name, DataSafety::KeepProtected);
+}
+
+} // namespace IO

@@ -1,0 +1,62 @@
+#pragma once
+
+#include <Kestrel/FileSystem/File.h>
+#include <Kestrel/FileSystem/Folder.h>
+
+#include <optional>
+
+namespace IO {
+
+/// A new content for a file, which takes the place of the old one as a whole or not at all.
+///
+///     IO::ReplacingFile saved(location);
+///     saved.GetFile() << "everything";
+///     MuErrCode const status = saved.Commit();
+///
+/// For what must never be found half-written: settings, documents, indexes. It is written under an
+/// unused name beside the target, with the target's rights, flushed to the device, and renamed over
+/// the target in one step. At each moment the name stands for the old content or the new one, also
+/// when the process or the system ends; the unused name may be left then. Where nothing has the name,
+/// it comes with the content. Of a link, what it leads to is replaced.
+///
+/// A new file takes the place: its creation time is new, and other hard links keep the old content.
+/// Other file systems than the platform's replace as Folder::Replace documents.
+///
+/// Memory:  that of a File and a Folder.
+/// Threads: one at a time.
+/// Failure: statuses. Of a failure before the end of Commit nothing is left.
+class KESTREL_API ReplacingFile {
+public:
+    /// Opens the new file. GetStatus is then NoError, or why not: a status of File, File::Open or
+    /// Folder::CreateFile; ErrFileAccessDenied for a target that could not be written either.
+    explicit ReplacingFile(Location const & target);
+    /// Without a Commit that returned NoError, the new file goes and the old one stays.
+    ~ReplacingFile();
+    ReplacingFile(ReplacingFile const &) = delete;
+    ReplacingFile & operator=(ReplacingFile const &) = delete;
+
+    MuErrCode GetStatus() const { return status; }
+    /// Open for writing; nothing that is written to it is where GetStatus is bad. The caller does not
+    /// close it.
+    File & GetFile() { return *file; }
+
+    /// Flushes, closes and replaces. The first status that writing met; those of File::Flush,
+    /// File::Close and Folder::Replace; Error the second time.
+    [[nodiscard]] MuErrCode
+    Commit(AccessDeniedTreatment treatment = AccessDeniedTreatment::RetryPrivate);
+
+private:
+    ReplacingFile() = default;
+    MuErrCode Open(Location place);
+    MuErrCode Make(bool replaces);
+    void Discard();
+
+    MuErrCode status = Error;
+    Name target;
+    Name name; // of the new file, while there is one
+    bool isMade = false;
+    std::optional<Folder> folder;
+    std::optional<File> file;
+};
+
+} // namespace IO
