@@ -249,6 +249,9 @@ int main(int argc, char ** argv) {
             ->Unit(benchmark::kMillisecond)
             ->Iterations(1);
 #endif
+        // The library takes the first for the program's name.
+        argv[1] = argv[0];
+        ++argv;
         --argc;
     }
     benchmark::Initialize(&argc, argv);

@@ -102,6 +102,25 @@ bool CopyItems(Items const & from, Items & to, std::size_t used, std::size_t all
     return true;
 }
 
+/// Copies the texts into empty items, each with its zero byte. `roomUnit` is that by which a block
+/// grows. False: no memory.
+template <typename Items>
+bool FillItems(Items & items, std::span<std::string_view const> texts, std::size_t roomUnit,
+               unsigned int & size, std::size_t * room) {
+    std::size_t needed = 0;
+    for (std::string_view const text : texts)
+        needed += text.size() + 1;
+    *room = needed > items.InlineCount ? (needed / roomUnit + (roomUnit > 1)) * roomUnit : 0;
+    char * none = nullptr;
+    if (*room > 0 && !Enlarge(items, 0, *room, &none))
+        return false;
+    char * to = items.Get();
+    for (std::string_view const text : texts)
+        to = std::copy_n(text.data(), text.size() + 1, to);
+    size = static_cast<unsigned int>(needed);
+    return true;
+}
+
 /// Calls `add` with each piece of a list that ";" separates.
 template <typename Add>
 short AddPieces(char const * list, Add const & add) {
@@ -185,6 +204,17 @@ short FileType::Copy(FileType const & other) {
     typeCallback = other.typeCallback;
     mode = other.mode;
     return 0;
+}
+
+bool FileType::Fill(Contents const & contents) {
+    std::size_t room;
+    if (!FillItems(mimeList, contents.names, 1, mimeListSize, &room) ||
+        !FillItems(extensionList, contents.extensions, defExtAllocSize, extensionListSize, &room))
+        return false;
+    extensionListAllocated = static_cast<unsigned int>(room);
+    iconID = -1;
+    typeCallback = contents.test;
+    return description.Set(contents.description.data());
 }
 
 // Every field but the blocks is a plain value, so a copy of the fields takes them over.

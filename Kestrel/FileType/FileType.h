@@ -5,6 +5,9 @@
 #include <Kestrel/Root/Export.h>
 #include <Kestrel/Root/Memory/Memory.h>
 
+#include <span>
+#include <string_view>
+
 namespace Mu {
 class UniString;
 }
@@ -117,6 +120,17 @@ public:
     bool CheckTypeCallback(Mu::IChannel & channel, void * info) const;
 
 private:
+    friend class BulkAdding;
+
+    /// What an empty one is filled with at once. Each text has a zero byte behind it, none is empty, and
+    /// no two of a list are the same; extensions are in lower case.
+    struct Contents {
+        std::string_view description;
+        std::span<std::string_view const> extensions;
+        std::span<std::string_view const> names;
+        ContentTest * test;
+    };
+
     /// Items inside the object, or in a block once they have outgrown it.
     template <typename T, unsigned int n>
     struct Items {
@@ -129,6 +143,8 @@ private:
         T inlineItems[n] = {};
     };
 
+    /// False: no memory; the object may only be destroyed then.
+    [[nodiscard]] bool Fill(Contents const & contents);
     void Clear();
     void Steal(FileType & other);
 

@@ -94,16 +94,16 @@ unsigned int FileTypeManager::ConvertExtension(char * extension, bool * isLong) 
     return MakeExtensionKey(extension, isLong);
 }
 
-unsigned int FileTypeManager::HashKey(char const * text) {
+unsigned int FileTypeManager::HashKey(std::string_view text) {
     auto const at = [&](unsigned int i) {
         return static_cast<unsigned int>(static_cast<signed char>(text[i]));
     };
     unsigned int hash = 0;
     // Four at a time, so that one multiplication waits for another only once.
-    for (std::size_t left = std::strlen(text) / 4; left > 0; --left, text += 4)
+    for (; text.size() >= 4; text.remove_prefix(4))
         hash = hash * (33 * 33 * 33 * 33) +
                (at(0) * (33 * 33 * 33) + at(1) * (33 * 33) + at(2) * 33 + at(3));
-    for (; *text != 0; ++text)
+    for (; !text.empty(); text.remove_prefix(1))
         hash = hash * 33 + at(0);
     return hash;
 }

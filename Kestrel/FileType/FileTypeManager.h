@@ -215,7 +215,7 @@ private:
     class PatternSearch;
 
     static unsigned int ConvertExtension(char * extension, bool * isLong);
-    static unsigned int HashKey(char const * text);
+    static unsigned int HashKey(std::string_view text);
     // Lower bounds; -1 behind the end.
     static int SearchForExtension(unsigned int key, unsigned int macType);
     static int SearchForTypeGroup(TypeID type, GroupID group);

@@ -4,6 +4,7 @@
 #include <Kestrel/FileType/FileTypeManager.h>
 #include <Kestrel/FileType/Internal/BulkAdding.h>
 #include <Kestrel/FileType/Internal/ContentRuleSlots.h>
+#include <Kestrel/FileType/Internal/ExtensionKey.h>
 #include <Kestrel/FileType/Internal/SharedMimeFiles.h>
 #include <Kestrel/Location/Location.h>
 #include <Kestrel/Root/Errors/Exceptions.h>
@@ -11,9 +12,11 @@
 #include <algorithm>
 #include <bit>
 #include <charconv>
-#include <functional>
+#include <cstdint>
+#include <cstring>
 #include <memory>
 #include <string_view>
+#include <utility>
 
 namespace FTM {
 
@@ -26,7 +29,7 @@ using Reason = SharedMimeResult::Reason;
 constexpr unsigned int MostFileBytes = 4 << 20;
 constexpr unsigned int MostTypes = 5000;
 constexpr unsigned int MostAliases = 50000;
-constexpr int MostTexts = 250; // extensions or names of one type
+constexpr unsigned int MostTexts = 250; // extensions, names or parents of one type
 constexpr unsigned int MostDepth = 16;
 
 /// A missing file is an empty one, where that is no failure.
@@ -86,6 +89,8 @@ struct Name {
     explicit Name(std::string_view name)
         : text(name.data()), length(static_cast<unsigned char>(name.size())) {}
 
+    std::string_view Get() const { return {text, length}; }
+
     char const * text = nullptr;
     unsigned char length = 0;
 };
@@ -100,13 +105,15 @@ struct SharedType {
     Chain parents;
     GroupID group; // with the subclasses, where there are some
     TypeID id;
+    unsigned char parentCount = 0;
     bool isParent = false;
 
     char const * GetMime() const { return name.text; }
 };
 
 struct Extension {
-    char const * text;
+    char const * text; // in lower case
+    unsigned char length;
     unsigned int weight;
     unsigned int next = 0;
 };
@@ -131,14 +138,14 @@ class NameIndex {
 public:
     static constexpr unsigned int None = ~0u;
 
-    NameIndex() { slots.SetSize(2048); } // twice what machines have
+    explicit NameIndex(unsigned int slotCount) { slots.SetSize(slotCount); } // a power of two
 
     /// The place of the number of the name; `getName` returns the name of a number. Where there is none,
     /// the place holds None.
     template <typename GetName>
     unsigned int & Find(std::string_view name, GetName const & getName) {
         unsigned int const mask = slots.GetSize() - 1;
-        auto at = static_cast<unsigned int>(std::hash<std::string_view>()(name)) & mask;
+        auto at = static_cast<unsigned int>(Hash(name)) & mask;
         while (slots[at].number != None && getName(slots[at].number) != name)
             at = (at + 1) & mask;
         return slots[at].number;
@@ -161,6 +168,25 @@ private:
     struct Slot {
         unsigned int number = None;
     };
+
+    /// Eight bytes at a time. Begins with an address, which nobody who writes a catalogue knows.
+    unsigned long long Hash(std::string_view name) const {
+        unsigned long long hash = reinterpret_cast<std::uintptr_t>(slots.GetData()) + name.size();
+        auto const add = [&](char const * from, std::size_t count) {
+            unsigned long long bytes = 0;
+            std::memcpy(&bytes, from, count);
+            hash = (hash ^ bytes) * 0x9E3779B97F4A7C15;
+            hash ^= hash >> 32;
+        };
+        std::size_t at = 0;
+        for (; name.size() - at >= 8; at += 8)
+            add(name.data() + at, 8);
+        if (name.size() >= 8)
+            add(name.data() + name.size() - 8, 8); // some of them again
+        else
+            add(name.data(), name.size());
+        return hash;
+    }
 
     Mu::Array<Slot> slots;
 };
@@ -194,6 +220,10 @@ public:
     }
 
     MuErrCode Add() {
+        // What nothing points into any more has room for the rest.
+        files[2].Clear();
+        files[3].Clear();
+        index = NameIndex(0);
         BulkAdding bulk;
         hasOthers = bulk.HadNames();
         if (!bulk.MakeRoom(types.GetSize(), extensions.GetSize(),
@@ -237,10 +267,7 @@ private:
         ContentTest * test;
     };
 
-    static void Check(short status) {
-        if (status != 0)
-            Mu::ThrowOutOfMemory();
-    }
+    using Texts = Mu::ArrayFB<std::string_view, 16>;
 
     void LeaveOut(Reason reason, std::string_view mime, std::string_view text) {
         auto const make = [](std::string_view from) {
@@ -252,7 +279,7 @@ private:
     std::string_view GetName(unsigned int number) const {
         Name const & name =
             number < FirstAlias ? types[number].name : aliases[number - FirstAlias].name;
-        return {name.text, name.length};
+        return name.Get();
     }
 
     unsigned int & FindName(std::string_view name) {
@@ -287,27 +314,34 @@ private:
         SharedMimeLines lines(files[0]);
         for (SharedMimeGlob glob; lines.ReadGlob(&glob);) {
             SharedType * const type = Make(glob.mime);
-            if (type == nullptr)
+            if (type == nullptr || !TakeGlob(glob, *type))
                 return false;
-            TakeGlob(glob, *type);
         }
         return lines.IsGood();
     }
 
-    void TakeGlob(SharedMimeGlob const & glob, SharedType & type) {
+    /// False: this is no pattern.
+    bool TakeGlob(SharedMimeGlob const & glob, SharedType & type) {
         std::string_view const pattern = glob.pattern;
         std::string_view const extension = pattern.substr(std::min<std::size_t>(2, pattern.size()));
-        bool const isExtension = pattern.substr(0, 2) == "*." && !extension.empty() &&
-                                 extension.find_first_of("*?[;") == std::string_view::npos &&
-                                 extension.size() <= FileType::MaxPiece;
-        if (!isExtension)
+        bool isPlain = pattern.substr(0, 2) == "*." && !extension.empty() &&
+                       extension.size() <= FileType::MaxPiece;
+        bool hasPoint = false;
+        for (char const c : extension) {
+            if (c == 0)
+                return false;
+            isPlain &= c != '*' && c != '?' && c != '[' && c != ';';
+            hasPoint |= c == '.';
+        }
+        if (!isPlain)
             LeaveOut(pattern.find_first_of("*?[") == std::string_view::npos ? Reason::Literal
                                                                             : Reason::Pattern,
                      glob.mime, pattern);
-        else if (extension.find('.') != std::string_view::npos)
+        else if (hasPoint)
             LeaveOut(Reason::Compound, glob.mime, pattern);
         else
             TakeExtension(glob, extension, type);
+        return pattern.substr(0, 2).find('\0') == std::string_view::npos;
     }
 
     void TakeExtension(SharedMimeGlob const & glob, std::string_view extension, SharedType & type) {
@@ -317,7 +351,10 @@ private:
                             [](char c) { return c >= 'A' && c <= 'Z'; }))
                 return; // it would claim the files of its lower case
         }
-        Append(type.extensions, extensions, Extension{extension.data(), glob.weight});
+        LowerCase(const_cast<char *>(extension.data())); // of the file, which is ours
+        Append(
+            type.extensions, extensions,
+            Extension{extension.data(), static_cast<unsigned char>(extension.size()), glob.weight});
     }
 
     bool ReadMagic() {
@@ -364,6 +401,11 @@ private:
                 LeaveOut(Reason::Unreachable, mime, name);
                 continue;
             }
+            if (type->parentCount == MostTexts) {
+                LeaveOut(Reason::TooMany, mime, name);
+                continue;
+            }
+            ++type->parentCount;
             Append(type->parents, parents,
                    Parent{static_cast<unsigned int>(parent - types.GetData())});
             parent->isParent = true;
@@ -398,9 +440,14 @@ private:
     }
 
     GroupID GetMediaGroup(std::string_view mime) {
-        for (MediaGroup const & group : mediaGroups)
-            if (mime.starts_with(group.name) && mime[group.name.size()] == '/')
-                return group.id;
+        auto const isOf = [&](MediaGroup const & group) {
+            return mime.starts_with(group.name) && mime[group.name.size()] == '/';
+        };
+        if (lastMedia < mediaGroups.GetSize() && isOf(mediaGroups[lastMedia]))
+            return mediaGroups[lastMedia].id;
+        for (lastMedia = 0; lastMedia < mediaGroups.GetSize(); ++lastMedia)
+            if (isOf(mediaGroups[lastMedia]))
+                return mediaGroups[lastMedia].id;
         std::string_view const name = mime.substr(0, mime.find('/'));
         Mu::String const text(name.data(), static_cast<unsigned int>(name.size()));
         return mediaGroups.Emplace(MediaGroup{name, AddGroup(text.ToCStr(), RootGroup)}).id;
@@ -408,6 +455,8 @@ private:
 
     /// The group of a type with subclasses: below that of its own first parent.
     GroupID GetGroup(SharedType & type) {
+        if (type.group != UnknownGroup)
+            return type.group;
         Mu::ArrayFB<SharedType *, MostDepth> chain;
         SharedType * top = &type;
         while (top != nullptr && top->group == UnknownGroup) {
@@ -432,53 +481,57 @@ private:
             LeaveOut(Reason::Name, type.GetMime(), type.GetMime());
             return Mu::NoError;
         }
-        TestHold const hold{MakeTest(type)};
-        FileType record(type.GetMime(), nullptr, 0, 0, -1, hold.test);
-        Check(record.GetDescription()[0] == 0 ? Mu::Error : record.AddSingleMime(type.GetMime()));
+        TestHold hold{MakeTest(type)};
+        Texts texts;
         ForEach(type.extensions, extensions,
-                [&](Extension const & each) { AddExtension(type, each, record); });
+                [&](Extension const & each) { AddExtension(type, each, texts); });
+        Texts names;
+        names.Push(type.name.Get());
         ForEach(type.aliases, aliases,
-                [&](Alias const & each) { AddAlias(type, each.name.text, record); });
+                [&](Alias const & each) { AddAlias(type, each.name.Get(), names); });
 
         SharedType * const home = type.isParent ? &type : GetFirstParent(type);
-        GroupID const media = GetMediaGroup(type.GetMime());
+        GroupID const media = GetMediaGroup(type.name.Get());
         GroupID const group = home != nullptr ? GetGroup(*home) : media;
-        type.id = manager.AddType(record, group);
+        type.id = BulkAdding::Add(manager, {type.name.Get(), texts, names, hold.test}, group);
         if (type.id == UnknownType)
             return Mu::ErrMemoryFull;
+        ++result.typeCount;
+        result.testCount += std::exchange(hold.test, nullptr) != nullptr ? 1 : 0;
         auto const link = [&](GroupID other) {
-            if (other != group && manager.AddTypeToGroup(type.id, other) != Mu::NoError)
+            if (other != group && !BulkAdding::Link(type.id, other))
                 Mu::ThrowOutOfMemory();
         };
         ForEach(type.parents, parents,
                 [&](Parent const & each) { link(GetGroup(types[each.type])); });
         link(media);
-        ++result.typeCount;
-        result.testCount += hold.test != nullptr ? 1 : 0;
         return Mu::NoError;
     }
 
-    void AddExtension(SharedType const & type, Extension const & extension, FileType & record) {
+    void AddExtension(SharedType const & type, Extension const & extension, Texts & texts) {
         static constexpr unsigned int UsualWeight = 50;
-        if (record.CountExtensions() == MostTexts) {
-            LeaveOut(Reason::TooMany, type.GetMime(), extension.text);
+        std::string_view const text(extension.text, extension.length);
+        if (texts.GetSize() == MostTexts) {
+            LeaveOut(Reason::TooMany, type.GetMime(), text);
             return;
         }
-        Check(record.AddSingleExtension(extension.text, true));
+        if (!texts.Contains(text))
+            texts.Push(text);
         if (extension.weight != UsualWeight) {
-            char text[16];
-            auto const end = std::to_chars(text, text + sizeof text, extension.weight).ptr;
-            LeaveOut(Reason::Weight, type.GetMime(), {text, static_cast<std::size_t>(end - text)});
+            char number[16];
+            auto const end = std::to_chars(number, std::end(number), extension.weight).ptr;
+            LeaveOut(Reason::Weight, type.GetMime(),
+                     {number, static_cast<std::size_t>(end - number)});
         }
     }
 
-    void AddAlias(SharedType const & type, char const * alias, FileType & record) {
-        if (hasOthers && manager.CheckMimeExists(alias))
+    void AddAlias(SharedType const & type, std::string_view alias, Texts & names) {
+        if (hasOthers && manager.CheckMimeExists(alias.data()))
             LeaveOut(Reason::Name, type.GetMime(), alias);
-        else if (record.CountMimeTypes() == MostTexts)
+        else if (names.GetSize() == MostTexts)
             LeaveOut(Reason::TooMany, type.GetMime(), alias);
         else
-            Check(record.AddSingleMime(alias));
+            names.Push(alias);
     }
 
     // A test that could not be whole would be wrong, so it is left out as a whole.
@@ -510,7 +563,7 @@ private:
     SharedMimeResult & result;
     Mu::String files[4];
     std::unique_ptr<ContentRules, DropRules> const magic{new ContentRules};
-    NameIndex index;
+    NameIndex index{2048}; // twice what machines have
     Mu::Array<SharedType> types;
     Mu::Array<Extension> extensions;
     Mu::Array<Section> sections;
@@ -518,7 +571,8 @@ private:
     Mu::Array<Parent> parents;
     Mu::Array<GroupID> groups; // all of them
     Mu::Array<MediaGroup> mediaGroups;
-    bool hasOthers = false; // the catalogue of the process had names before
+    unsigned int lastMedia = 0; // the one that was asked for last
+    bool hasOthers = false;     // the catalogue of the process had names before
 };
 
 } // namespace

@@ -25,7 +25,7 @@ struct SharedMimeResult {
         Test,          ///< the content test looks too far or too long, or there are too many
         Name,          ///< the type or the other name `text` is in the catalogue already
         Unreachable,   ///< another name or a parent of a type that has neither pattern nor test
-        TooMany,       ///< the type has 250 extensions or names already
+        TooMany,       ///< the type has 250 extensions, names or parents already
         Circle,        ///< `text` is a parent that leads back to the type, or lies too deep
     };
     struct LeftOut {

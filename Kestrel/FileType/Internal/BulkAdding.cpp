@@ -1,5 +1,7 @@
 #include <Kestrel/FileType/Internal/BulkAdding.h>
 
+#include <Kestrel/FileType/Internal/ExtensionKey.h>
+
 #include <algorithm>
 #include <utility>
 
@@ -15,12 +17,15 @@ void SortRows(Mu::Array<Row> & rows, Mu::Array<Row> & spare, unsigned int bits,
     spare.SetSize(count);
     Row * from = rows.GetData();
     Row * to = spare.GetData();
+    auto differing = getKey(Row());
+    std::for_each(from, from + count,
+                  [&](Row const & row) { differing |= getKey(row) ^ getKey(*from); });
     for (unsigned int shift = 0; shift < bits; shift += 8) {
+        if ((differing >> shift & 0xFF) == 0)
+            continue; // all have the same byte
         auto const getByte = [&](Row const & row) { return getKey(row) >> shift & 0xFF; };
         unsigned int places[0x101] = {}; // of the next row with each byte
         std::for_each(from, from + count, [&](Row const & row) { ++places[getByte(row) + 1]; });
-        if (std::find(places, std::end(places), count) != std::end(places))
-            continue; // all have the same one
         for (unsigned int i = 1; i < 0x100; ++i)
             places[i] += places[i - 1];
         std::for_each(from, from + count,
@@ -74,6 +79,41 @@ bool BulkAdding::MakeRoom(std::size_t types, std::size_t extensions, std::size_t
     if (!isOn)
         FileTypeManager::FreeEmptyTables();
     return isOn;
+}
+
+TypeID BulkAdding::Add(FileTypeManager & owner, FileType::Contents const & contents,
+                       GroupID group) {
+    auto & types = FileTypeManager::hTypeDataArray;
+    FileTypeManager::TypeRecord & record = types.Emplace();
+    record.manager = &owner;
+    if (record.type.Fill(contents))
+        record.id = TypeID::NextID();
+    if (record.id == UnknownType) {
+        types.DeleteLast();
+        return UnknownType;
+    }
+    auto const dataIndex = static_cast<int>(types.GetSize()) - 1;
+    for (std::string_view const extension : contents.extensions) {
+        bool isLong;
+        unsigned int const key = MakeExtensionKey(extension.data(), &isLong);
+        FileTypeManager::hExtensionIndexArray.Push({dataIndex, key, isLong, 0});
+    }
+    for (std::string_view const name : contents.names)
+        FileTypeManager::hMimeIndexArray.Push(
+            {static_cast<unsigned int>(dataIndex), FileTypeManager::HashKey(name), true});
+    FileTypeManager::hTypeGroupArray.Push({record.id, group});
+    return record.id;
+}
+
+bool BulkAdding::Link(TypeID last, GroupID group) {
+    auto & links = FileTypeManager::hTypeGroupArray; // its own stand at the end
+    for (unsigned int i = links.GetSize(); i-- > 0 && links[i].type == last;)
+        if (links[i].group == group || FileTypeManager::IsGroupInGroup(links[i].group, group))
+            return true;
+    bool const hasRoom = FTM::MakeRoom(links, 1);
+    if (hasRoom)
+        FileTypeManager::InsertLink(last, group);
+    return hasRoom;
 }
 
 } // namespace FTM

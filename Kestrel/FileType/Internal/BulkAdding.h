@@ -24,6 +24,13 @@ public:
     /// Whether any type or group had a MIME name before.
     bool HadNames() const { return sortedNames > 0; }
 
+    /// Adds a type without a copy on the way; neither its group nor its names are looked for. The use of
+    /// its test goes to the record. UnknownType, and the test stays the caller's: no memory, or no
+    /// identifier left.
+    static TypeID Add(FileTypeManager & owner, FileType::Contents const & contents, GroupID group);
+    /// AddTypeToGroup for the type that was added last. False: no memory.
+    static bool Link(TypeID last, GroupID group);
+
     static bool IsOn() { return isOn; }
     /// How many of the rows of the MIME index, of which there are `count`, are in order.
     static unsigned int CountSortedNames(unsigned int count) { return isOn ? sortedNames : count; }

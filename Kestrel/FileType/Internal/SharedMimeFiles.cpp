@@ -22,9 +22,14 @@ std::string_view TakeUntil(std::string_view & text, char separator) {
     return front;
 }
 
-bool ReadNumber(std::string_view text, unsigned int * number) {
-    auto const result = std::from_chars(text.data(), text.data() + text.size(), *number);
-    return result.ec == std::errc() && result.ptr == text.data() + text.size();
+/// As TakeUntil, for a number in decimal digits.
+bool TakeNumberUntil(std::string_view & text, char separator, unsigned int * number) {
+    char const * const end = text.data() + text.size();
+    auto const result = std::from_chars(text.data(), end, *number);
+    if (result.ec != std::errc() || result.ptr == end || *result.ptr != separator)
+        return false;
+    text.remove_prefix(static_cast<std::size_t>(result.ptr + 1 - text.data()));
+    return true;
 }
 
 /// Whether all bytes lie above the space and below 127. Eight at a time: what is too small borrows
@@ -34,13 +39,18 @@ bool IsVisibleAscii(std::string_view text) {
     unsigned long long bad = 0;
     unsigned long long bytes;
     auto const look = [&] { bad |= (bytes - each * '!') | (bytes + each) | bytes; };
-    for (; text.size() >= sizeof bytes; text.remove_prefix(sizeof bytes)) {
-        std::memcpy(&bytes, text.data(), sizeof bytes);
+    char const * at = text.data();
+    char const * const end = at + text.size();
+    for (; end - at >= 8; at += 8) {
+        std::memcpy(&bytes, at, sizeof bytes);
         look();
     }
     bytes = each * '!';
-    for (std::size_t i = 0; i < text.size(); ++i)
-        bytes = bytes << 8 | static_cast<unsigned char>(text[i]);
+    if (text.size() >= sizeof bytes) // some of them again
+        std::memcpy(&bytes, end - sizeof bytes, sizeof bytes);
+    else
+        while (at != end)
+            bytes = bytes << 8 | static_cast<unsigned char>(*at++);
     look();
     return (bad & each << 7) == 0;
 }
@@ -79,7 +89,7 @@ bool SharedMimeLines::ReadGlob(SharedMimeGlob * glob) {
     std::string_view line;
     if (!TakeLine(&line))
         return false;
-    if (!ReadNumber(TakeUntil(line, ':'), &glob->weight))
+    if (!TakeNumberUntil(line, ':', &glob->weight))
         return Fail();
     glob->mime = TakeUntil(line, ':');
     glob->pattern = TakeUntil(line, ':');
@@ -87,9 +97,7 @@ bool SharedMimeLines::ReadGlob(SharedMimeGlob * glob) {
     if (!line.empty())
         for (std::string_view flags = TakeUntil(line, ':'); !flags.empty();)
             glob->respectsCase |= TakeUntil(flags, ',') == "cs";
-    bool const isWhole =
-        !glob->pattern.empty() && glob->pattern.find('\0') == std::string_view::npos;
-    return isWhole || Fail();
+    return !glob->pattern.empty() || Fail();
 }
 
 bool SharedMimeLines::ReadPair(char separator, std::string_view * first,
