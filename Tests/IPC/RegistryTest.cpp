@@ -8,16 +8,15 @@
 #include <Kestrel/IPC/Server.h>
 #include <Kestrel/IPC/Setup.h>
 
-#include <Kestrel/Channel/MemoryIChannel.h>
 #include <Kestrel/Channel/MemoryOChannel.h>
 #include <Kestrel/FileSystem/File.h>
 #include <Kestrel/Process/Process.h>
 
-#include "Tests/Support/FaultSweep.h"
 #include "Tests/Support/HandClock.h"
 #include "Tests/Support/IPC/Hex.h"
 #include "Tests/Support/IPC/Network.h"
 #include "Tests/Support/Process/ScriptedProcessCalls.h"
+#include "Tests/Support/Root/Persisted.h"
 #include "Tests/Support/TempFolder.h"
 #include "Tests/Support/Text.h"
 
@@ -26,6 +25,7 @@
 namespace {
 
 using namespace IO::IPC;
+using Tests::ToBytes;
 using Tests::ToHex;
 
 /// A data folder of its own, a network in memory, and this process.
@@ -62,24 +62,9 @@ protected:
 };
 
 template <typename Value>
-std::string Write(Value const & value) {
-    IO::MemoryOChannel out;
-    EXPECT_EQ(value.Write(out), IO::NoError);
-    return {static_cast<IO::MemoryOChannel const &>(out).GetDestination(), out.GetDataSize()};
-}
-
-// What is read back writes the same bytes; what is cut anywhere is refused.
-template <typename Value>
 void ExpectForm(Value const & value, std::string const & hex) {
-    std::string const bytes = Write(value);
-    EXPECT_EQ(ToHex(bytes), hex);
-    for (std::size_t size = 0; size <= bytes.size(); ++size) {
-        IO::MemoryIChannel in(bytes.data(), static_cast<unsigned int>(size));
-        Value read;
-        bool const isRead = read.Read(static_cast<Mu::IChannel &>(in)) == IO::NoError;
-        EXPECT_EQ(isRead, size == bytes.size()) << size;
-        EXPECT_TRUE(!isRead || Write(read) == bytes);
-    }
+    EXPECT_EQ(ToHex(ToBytes(value)), hex);
+    Tests::ExpectSafeReading(value);
 }
 
 } // namespace
@@ -132,7 +117,7 @@ TEST_F(Registry, TellsNoFileFromOneThatCannotBeRead) {
     EXPECT_EQ(ListServers(GetThis()), "7:");
     IO::Name name;
     provider.This().GetDescriptor().path.GetLastLocalName(&name);
-    EXPECT_EQ(ReadOwn(".name"), ToHex(Write(name.ToString())));
+    EXPECT_EQ(ReadOwn(".name"), ToHex(ToBytes(name.ToString())));
 }
 
 TEST_F(Registry, WaitsForTheLockButNotForEver) {
@@ -156,7 +141,7 @@ TEST_F(Registry, ListsAreTheseBytes) {
     process.parentProcessId = 6;
     process.name = "p";
     process.path = IO::Location("C:\\Bin\\p");
-    std::string const path = ToHex(Write(process.path));
+    std::string const path = ToHex(ToBytes(process.path));
     std::string const written = "0700000006000000"
                                 "010000007000" +
                                 path;
@@ -196,7 +181,7 @@ TEST_F(Registry, ListsAreTheseBytes) {
     EXPECT_EQ(ToHex(folder.Read("IPC.11.dat")), list);
     ApplicationList again;
     EXPECT_EQ(again.Read(), IO::NoError);
-    EXPECT_EQ(Write(again), Write(applications));
+    EXPECT_EQ(ToBytes(again), ToBytes(applications));
 }
 
 TEST_F(Registry, ProvidesTheProcessesOfTheNamesThatWereAdded) {
@@ -252,9 +237,9 @@ TEST_F(Registry, IsServed) {
                   IO::NoError);
         return answer;
     };
-    EXPECT_EQ(ask("This"), Write(provider.This()));
+    EXPECT_EQ(ask("This"), ToBytes(provider.This()));
     provider.Refresh();
-    std::string const list = Write(provider.GetList());
+    std::string const list = ToBytes(provider.GetList());
     EXPECT_EQ(ask("GetList"), list);
     EXPECT_EQ(ask("Communicators").substr(0, 4), std::string("\3\0\0\0", 4));
     Communicator & connection = *pool.GetCommunicator(5);
@@ -273,17 +258,17 @@ TEST_F(Registry, IsServed) {
     EXPECT_EQ(ask("Nothing"), "");
 
     ASSERT_EQ(client.SelectService(IO::Location("Applications")), IO::NoError);
-    EXPECT_EQ(ask("GetList"), Write(launcher.GetList()));
-    EXPECT_EQ(ask("This"), Write(launcher.This()));
+    EXPECT_EQ(ask("GetList"), ToBytes(launcher.GetList()));
+    EXPECT_EQ(ask("This"), ToBytes(launcher.This()));
     EXPECT_EQ(ToHex(ask("This")).substr(0, 28), "06000000"
                                                 "746573746564"
                                                 "07000000");
     Mu::Array<Mu::UniString> parameters{"a b", "c"};
-    std::string const program = Write(IO::Location(folder.GetPortable("run").c_str()));
-    EXPECT_EQ(ToHex(ask("Launch", program + Write(parameters))), "00000000");
-    EXPECT_EQ(ToHex(ask("Launch", program + Write(Mu::Array<Mu::UniString>()))), "00000000");
+    std::string const program = ToBytes(IO::Location(folder.GetPortable("run").c_str()));
+    EXPECT_EQ(ToHex(ask("Launch", program + ToBytes(parameters))), "00000000");
+    EXPECT_EQ(ToHex(ask("Launch", program + ToBytes(Mu::Array<Mu::UniString>()))), "00000000");
     calls.launchError = IO::FileError::FileNotFound;
-    EXPECT_EQ(ToHex(ask("Launch", program + Write(parameters))), "A5E4FFFF") << "Error";
+    EXPECT_EQ(ToHex(ask("Launch", program + ToBytes(parameters))), "A5E4FFFF") << "Error";
     EXPECT_EQ(calls.launched, "run(a b c)run()run(a b c)");
     EXPECT_NE(ToHex(ask("Launch", program.substr(0, 9))), "00000000");
     EXPECT_NE(ToHex(ask("Launch", program)), "00000000");

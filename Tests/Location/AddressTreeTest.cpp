@@ -268,18 +268,6 @@ TEST(AddressTree, ComparesFewNamesAmongManyChildren) {
     }
 }
 
-TEST(AddressTree, TakesOneChunkForThirtyUnits) {
-    for (auto const & [length, chunks] : std::vector<std::pair<unsigned int, unsigned int>>{
-             {0, 1}, {29, 1}, {30, 1}, {31, 2}, {60, 2}, {61, 3}, {10000, 334}}) {
-        SCOPED_TRACE(length);
-        IO::Address const address = MakeAddress({Text(length, u'x')});
-        EXPECT_EQ(GetPath(address), Path{Text(length, u'x')});
-        CheckTree();
-        IO::AddressTree::Turn const tree;
-        EXPECT_EQ(tree->GetNames().GetChunks().GetMark(), chunks + 1) << "one is the root's";
-    }
-}
-
 TEST(AddressTree, SurvivesACleanUpUnderLivingAddresses) {
     {
         IO::Address const a = MakeAddress({u"a", u"b"});

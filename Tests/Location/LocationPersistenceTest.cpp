@@ -1,9 +1,8 @@
 #include <Kestrel/Location/Location.h>
 
-#include "Tests/Support/FaultSweep.h"
 #include "Tests/Support/Location/Locations.h"
 #include "Tests/Support/Location/TestResolver.h"
-#include "Tests/Support/Root/ByteChannels.h"
+#include "Tests/Support/Root/Persisted.h"
 
 #include <gtest/gtest.h>
 
@@ -192,67 +191,14 @@ TEST(LocationPersistence, WritesIllHealthAsAnEmptyFrame) {
     ExpectAnEmptyFrame(IO::RelativeLocation("X"), MakeInvalidRelative(), 1);
 }
 
-namespace {
-
-// A device that fills up. It cannot go back, so that a frame's end is written behind its content.
-class FullDevice : public ByteOChannel {
-public:
-    using ByteOChannel::ByteOChannel;
-    MuErrCode PushMark() override { return IO::Error; }
-};
-
-// What may become of the bytes of an object on their way: cut, changed, or read without memory.
-template <typename T>
-void ExpectSafeReading(T const & object, std::string const & bytes) {
-    SCOPED_TRACE(object.GetClassInfo().GetName());
-    T whole;
-    EXPECT_EQ(FromBytes(bytes, whole), IO::NoError);
-    EXPECT_EQ(whole, object);
-    for (std::size_t size = 0; size < bytes.size(); ++size) {
-        T back;
-        EXPECT_NE(FromBytes(bytes.substr(0, size), back), IO::NoError) << size;
-    }
-    FullDevice device;
-    EXPECT_EQ(object.Write(device), IO::NoError);
-    for (std::size_t room = 0; room < device.GetBytes().size(); ++room) {
-        FullDevice full(room);
-        EXPECT_NE(object.Write(full), IO::NoError) << room;
-    }
-    std::mt19937 random(6);
-    unsigned long long most = 0;
-    for (int i = 0; i < 4000; ++i) {
-        std::string broken = bytes;
-        for (unsigned int n = 1 + random() % 3; n != 0; --n)
-            broken[random() % broken.size()] = static_cast<char>(random());
-        if (i % 4 == 0)
-            for (char & c : broken)
-                c = static_cast<char>(random());
-        unsigned long long const before = CountAllocations();
-        T back;
-        (void)FromBytes(broken, back);
-        most = std::max(most, CountAllocations() - before);
-        EXPECT_LE(ToBytes(back).size(), bytes.size() * 4);
-    }
-    EXPECT_LT(most, 200u) << "no length in the bytes is believed";
-    SweepAllocations([&](bool failed) {
-        T back;
-        MuErrCode const status = FromBytes(bytes, back);
-        EXPECT_TRUE(failed || status == IO::NoError) << status;
-        EXPECT_TRUE(failed || back == object);
-    });
-}
-
-} // namespace
-
 TEST(LocationPersistence, ReadsOnlyWhatIsWhole) {
     Location const location = MakeURL("lan://u:p@h.i:7/a/b");
     for (unsigned char subVersion : {0, 1, 2})
         ExpectSafeReading(subVersion < 2 ? MakeURL("lan://h.i/a/b") : location,
                           ToBytes(location, {1, subVersion}));
-    IO::MemoryOChannel turned;
+    ByteOChannel turned;
     EXPECT_EQ(MakeAddress({"C:", "usr", "lib"}).Write(turned, 2), IO::NoError);
-    ExpectSafeReading(MakeAddress({"C:", "usr", "lib"}),
-                      std::string(turned.GetDestination(), turned.GetDataSize()));
+    ExpectSafeReading(MakeAddress({"C:", "usr", "lib"}), turned.GetBytes());
     ExpectSafeReading(MakeRelative({"a", "b"}), ToBytes(MakeRelative({"a", "b"})));
     for (IO::Name const & name : {IO::Name("abc.txt"), IO::Name(U(std::string(500, 'x')))})
         for (Mu::ClassVersion const version : {Mu::ClassVersion(1, 0), {1, 1}, {2, 0}})

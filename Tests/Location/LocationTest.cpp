@@ -1,7 +1,5 @@
 #include <Kestrel/Location/Location.h>
 
-#include <Kestrel/Channel/MemoryIChannel.h>
-#include <Kestrel/Channel/MemoryOChannel.h>
 #include <Kestrel/Location/Internal/LocalRoot.h>
 #include <Kestrel/Location/NameEnumerator.h>
 #include <Kestrel/Location/RelativeLocation.h>
@@ -290,15 +288,5 @@ TEST(Location, HasTheRightAnswerOrSaysThatItHasNone) {
         MuErrCode const set = told == IO::NoError ? fromURL.Set(url) : told;
         EXPECT_TRUE(set == IO::NoError ? fromURL.GetLocalLength() == 3
                                        : failed && set == IO::ErrMemoryFull);
-        IO::MemoryOChannel out;
-        MuErrCode const written = child.Write(out);
-        EXPECT_TRUE(written == IO::NoError || failed);
-        if (written != IO::NoError || out.Flush() != IO::NoError)
-            return;
-        IO::MemoryIChannel in(out.GetDestination(), out.GetDataSize(),
-                              IO::MemoryIChannel::LeaveWithCaller);
-        Location back;
-        MuErrCode const read = back.Read(in);
-        EXPECT_TRUE(read == IO::NoError ? back == child : failed);
     });
 }

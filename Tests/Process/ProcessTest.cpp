@@ -1,11 +1,9 @@
 #include <Kestrel/Process/Process.h>
 
-#include <Kestrel/Channel/MemoryIChannel.h>
-#include <Kestrel/Channel/MemoryOChannel.h>
-
 #include "Tests/Support/FaultSweep.h"
 #include "Tests/Support/Location/TestResolver.h"
 #include "Tests/Support/Process/ScriptedProcessCalls.h"
+#include "Tests/Support/Root/Persisted.h"
 #include "Tests/Support/Text.h"
 
 #include <gtest/gtest.h>
@@ -134,17 +132,7 @@ TEST(Process, TravelsAsFourFields) {
     process.parentProcessId = -2;
     process.name = "ab";
     process.path = IO::Location("C:\\Bin\\ab");
-    IO::MemoryOChannel out;
-    ASSERT_EQ(process.Write(out), IO::NoError);
-    std::string const bytes(static_cast<IO::MemoryOChannel const &>(out).GetDestination(),
-                            out.GetDataSize());
     std::string const start("\4\3\2\1\xFE\xFF\xFF\xFF\2\0\0\0a\0b\0KFrm", 20);
-    EXPECT_EQ(bytes.substr(0, start.size()), start);
-    for (std::size_t size = 0; size <= bytes.size(); ++size) {
-        IO::MemoryIChannel in(bytes.data(), static_cast<unsigned int>(size));
-        Process::Descriptor read;
-        EXPECT_EQ(read.Read(in) == IO::NoError, size == bytes.size()) << size;
-        EXPECT_TRUE(size != bytes.size() ||
-                    (ToText(read) == ToText(process) && read.path == process.path));
-    }
+    EXPECT_TRUE(Tests::ToBytes(process).starts_with(start));
+    Tests::ExpectSafeReading(process);
 }

@@ -140,14 +140,6 @@ TYPED_TEST(Frame, IsWrittenInTheVersionThatTheScopeAsksFor) {
     expectVersion(Mu::ClassVersion(2, 1));
 }
 
-TYPED_TEST(Frame, LeavesTheStatusOfAChannelThatFails) {
-    std::size_t const size = ToBytes<TypeParam>().size();
-    for (std::size_t limit = 0; limit < size; ++limit) {
-        TypeParam channel(limit);
-        ASSERT_EQ(nested.Write(channel), Mu::EOO) << limit;
-    }
-}
-
 // The length in a header, right behind a right check byte.
 std::string WithLength(std::string bytes, std::size_t header, unsigned int length) {
     for (unsigned int i = 0; i < 4; ++i)

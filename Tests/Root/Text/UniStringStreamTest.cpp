@@ -3,29 +3,19 @@
 #include <Kestrel/Root/Objects/ClassInfo.h>
 #include <Kestrel/Root/Text/String.h>
 
-#include "Tests/Support/FaultSweep.h"
-#include "Tests/Support/Root/ByteChannels.h"
+#include "Tests/Support/Root/Persisted.h"
 #include "Tests/Support/Text.h"
 
 #include <gtest/gtest.h>
 
-#include <sstream>
-
 using Mu::String;
 using Mu::UniString;
 using Tests::ByteIChannel;
-using Tests::ByteOChannel;
 
 namespace {
 
-std::string Write(Mu::Object const & object) {
-    ByteOChannel channel;
-    EXPECT_EQ(object.Write(channel), Mu::NoError);
-    return channel.GetBytes();
-}
-
 std::string Print(Mu::Object const & object) {
-    ByteOChannel channel;
+    Tests::ByteOChannel channel;
     object.Print(channel);
     return channel.GetBytes();
 }
@@ -59,12 +49,12 @@ TEST(UniStringStream, RefusesANullChannel) {
 TEST(UniStringStream, WritesUnitsLowByteFirstAndReadsThemBack) {
     UniString text(u"a\u20AC");
     text.Append(Mu::UniChar(0xD83D)); // a lone surrogate survives
-    EXPECT_EQ(Write(text), std::string("\3\0\0\0a\0\xAC\x20\x3D\xD8", 10));
+    EXPECT_EQ(Tests::ToBytes(text), std::string("\3\0\0\0a\0\xAC\x20\x3D\xD8", 10));
     for (unsigned int length : {0u, 1u, 511u, 512u, 513u, 5000u}) {
         UniString written;
         for (unsigned int i = 0; i < length; ++i)
             written.Append(Mu::UniChar(static_cast<unsigned short>(i * 77)));
-        ByteIChannel channel(Write(written) + "tail");
+        ByteIChannel channel(Tests::ToBytes(written) + "tail");
         UniString read("what was there before");
         EXPECT_EQ(read.Read(channel), Mu::NoError);
         EXPECT_TRUE(read == written);
