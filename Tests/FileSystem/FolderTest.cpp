@@ -334,6 +334,10 @@ TEST(Folder, ReportsWhatTheMaskWants) {
               (Names{"file", "folder/", "to file.lnk", "to folder.lnk/"}));
     EXPECT_EQ(List(folder, resolve, Folder::Files | Folder::Untyped),
               (Names{"file", "to file.lnk", "to nothing.lnk"}));
+    IO::EntryType type{};
+    EXPECT_EQ(folder.GetResolvedType("to folder.lnk", &type), IO::NoError);
+    EXPECT_EQ(type, IO::EntryType::Folder);
+    EXPECT_EQ(folder.GetResolvedType("to nothing.lnk", &type), IO::ErrEntryNotFound);
     unsigned int count = 0;
     EXPECT_EQ(folder.CountFiles(&count), IO::NoError);
     EXPECT_EQ(count, 1u);
@@ -361,21 +365,6 @@ TEST(Folder, ShowsWhatIsMountedRightBelow) {
         IO::fileSystem.Unmount(below);
         IO::fileSystem.Unmount(deeper);
     }
-}
-
-TEST(Folder, FollowsALinkOnceForItsType) {
-    Tests::Place const place(false);
-    Folder folder(place.GetRoot());
-    folder.CreateFolder("folder");
-    folder.CreateLink("a.lnk", place / "folder");
-    folder.CreateLink("gone.lnk", Location(place / "nowhere", Name("x")));
-    IO::EntryType type{};
-    EXPECT_EQ(folder.GetType("a.lnk", &type), IO::NoError);
-    EXPECT_EQ(type, IO::EntryType::Link);
-    EXPECT_EQ(folder.GetResolvedType("a.lnk", &type), IO::NoError);
-    EXPECT_EQ(type, IO::EntryType::Folder);
-    EXPECT_EQ(folder.GetResolvedType("gone.lnk", &type), IO::ErrEntryNotFound);
-    EXPECT_EQ(folder.GetResolvedType("absent", &type), IO::ErrEntryNotFound);
 }
 
 TEST(Folder, IsCreatedOneLevelDeep) {

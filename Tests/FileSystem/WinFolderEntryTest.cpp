@@ -195,6 +195,7 @@ TEST_F(WinFolderEntry, KnowsFilesFoldersAndLinks) {
     ASSERT_EQ(GetEntry().CreateLink("far.lnk", IO::Location(At("none"), IO::Name("x"))),
               Entry::CreateStatus::Done);
     EXPECT_EQ(GetEntry().CreateLink("file", At("sub")), Entry::CreateStatus::AlreadyExists);
+    EXPECT_EQ(GetEntry().Copy("broken.lnk", GetEntry(), "copy.lnk"), Entry::CopyStatus::Done);
     constexpr auto file = IO::EntryType::File, sub = IO::EntryType::Folder;
     constexpr auto link = IO::EntryType::Link;
     struct {
@@ -204,7 +205,7 @@ TEST_F(WinFolderEntry, KnowsFilesFoldersAndLinks) {
     } const table[] = {
         {"file", file, file},        {"empty", file, file},        {"sub", sub, sub},
         {"to file.lnk", link, file}, {"to folder.lnk", link, sub}, {"broken.lnk", link, {}},
-        {"far.lnk", link, {}},
+        {"copy.lnk", link, {}},      {"far.lnk", link, {}},
     };
     for (auto const & row : table) {
         SCOPED_TRACE(row.name);

@@ -5,7 +5,6 @@
 #include <gtest/gtest.h>
 
 #include <fcntl.h>
-#include <fstream>
 #include <map>
 #include <random>
 #include <string>
@@ -144,18 +143,4 @@ TEST(FolderNames, AreASetOfSpellings) {
             }
         }
     }
-}
-
-TEST(FolderNames, RememberTheLastFolders) {
-    TempFolder first;
-    EXPECT_TRUE(Make(first, "a"));
-    TempFolder others[7];
-    for (TempFolder const & other : others)
-        EXPECT_TRUE(Make(other, "a"));
-    EXPECT_TRUE(IsRemembered(first));
-    TempFolder ninth;
-    EXPECT_TRUE(Make(ninth, "a"));
-    EXPECT_TRUE(IsRemembered(ninth));
-    EXPECT_FALSE(IsRemembered(first));
-    EXPECT_FALSE(Make(first, "A"));
 }

@@ -10,7 +10,6 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <csignal>
 #include <fcntl.h>
 #include <fstream>
@@ -74,27 +73,6 @@ TEST(PosixFileCalls, FollowLinksOneStep) {
     EXPECT_EQ(Calls().RemoveDirectory(folder.GetPortable("dir")), FileError::Directory);
     EXPECT_EQ(Calls().DeleteFile(folder.GetPortable("dir")), 0u);
     EXPECT_EQ(folder.Read("a/file"), "x");
-}
-
-TEST(PosixFileCalls, NameEveryFileThatThereIs) {
-    TempFolder folder;
-    for (char const * const name : {"plain", "\xFF\xFE", "back\\slash", "..\\up", "co:lon"})
-        std::ofstream(folder.GetPath() / name) << name;
-    FindHandle find;
-    FindData data;
-    unsigned int deleted = 0;
-    ASSERT_EQ(Calls().OpenFolder(folder.GetPortable(), IO::FolderUse::List, &find), 0u);
-    while (Calls().FindNextFile(find, &data) == 0) {
-        if (data.IsDots())
-            continue;
-        std::u16string const path = folder.GetPortable() + u"\\" + std::u16string(data.GetName());
-        EXPECT_EQ(GetAttributes(path), FileAttribute::Normal);
-        EXPECT_EQ(Calls().DeleteFile(path), 0u);
-        ++deleted;
-    }
-    EXPECT_EQ(Calls().FindClose(find), 0u);
-    EXPECT_EQ(deleted, 5u);
-    EXPECT_TRUE(fs::is_empty(folder.GetPath()));
 }
 
 TEST(PosixFileCalls, UnprotectForTheOwner) {
