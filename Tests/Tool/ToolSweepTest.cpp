@@ -20,7 +20,6 @@
 
 #include <cstdio>
 #include <filesystem>
-#include <functional>
 #include <iostream>
 #include <optional>
 #include <regex>
@@ -28,89 +27,15 @@
 #include <string>
 #include <vector>
 
-#if defined(_WIN32)
-#include <io.h>
-#else
-#include <unistd.h>
-#endif
-
 namespace fs = std::filesystem;
 
 namespace {
 
 #if defined(_WIN32)
 constexpr char const * nothing = "NUL";
-int Duplicate(int file) {
-    return _dup(file);
-}
-void Replace(int with, int file) {
-    _dup2(with, file);
-}
-void Close(int file) {
-    _close(file);
-}
-int GetNumber(std::FILE * file) {
-    return _fileno(file);
-}
 #else
 constexpr char const * nothing = "/dev/null";
-int Duplicate(int file) {
-    return dup(file);
-}
-void Replace(int with, int file) {
-    dup2(with, file);
-}
-void Close(int file) {
-    close(file);
-}
-int GetNumber(std::FILE * file) {
-    return fileno(file);
-}
 #endif
-
-/// What the tool says goes here during its life, not to the terminal.
-class Captured {
-public:
-    Captured()
-        : coutBefore(std::cout.rdbuf(out.rdbuf())), cerrBefore(std::cerr.rdbuf(error.rdbuf())) {}
-    ~Captured() {
-        std::cout.rdbuf(coutBefore);
-        std::cerr.rdbuf(cerrBefore);
-        std::cout.clear();
-    }
-    Captured(Captured const &) = delete;
-    Captured & operator=(Captured const &) = delete;
-
-    std::ostringstream out;
-    std::ostringstream error;
-
-private:
-    std::streambuf * coutBefore;
-    std::streambuf * cerrBefore;
-};
-
-/// The same for what goes to standard output past its stream, into a file.
-class StandardOutput {
-public:
-    explicit StandardOutput(fs::path const & to) : path(to) {
-        std::fflush(stdout);
-        before = Duplicate(GetNumber(stdout));
-        std::FILE * const file = std::fopen(path.string().c_str(), "wb");
-        Replace(GetNumber(file), GetNumber(stdout));
-        std::fclose(file);
-    }
-    ~StandardOutput() {
-        std::fflush(stdout);
-        Replace(before, GetNumber(stdout));
-        Close(before);
-    }
-    StandardOutput(StandardOutput const &) = delete;
-    StandardOutput & operator=(StandardOutput const &) = delete;
-
-private:
-    fs::path path;
-    int before;
-};
 
 using Command = int (*)(Tool::Options const &, Tool::Console &);
 
@@ -255,26 +180,18 @@ protected:
     /// As the program does it.
     ToolRun RunOnce(Command command, Tool::Options const & options) {
         ToolRun run;
-        std::optional<StandardOutput> standard;
-        if (command == Tool::Cat)
-            standard.emplace(disk / "standard");
-        {
-            Captured captured;
-            try {
-                Tool::Console console(false);
-                run.result = command(options, console);
-            } catch (std::exception const & e) {
-                std::cerr << "kestrel: " << e.what() << "\n";
-                run.result = 1;
-            }
-            run.out = captured.out.str();
-            run.error = captured.error.str();
+        ::testing::internal::CaptureStdout();
+        ::testing::internal::CaptureStderr();
+        try {
+            Tool::Console console(false);
+            run.result = command(options, console);
+        } catch (std::exception const & e) {
+            std::cerr << "kestrel: " << e.what() << "\n";
+            run.result = 1;
         }
-        if (!standard)
-            return run;
-        standard.reset();
-        run.out += disk.Read("standard");
-        fs::remove(disk / "standard");
+        std::cout.flush().clear();
+        run.error = ::testing::internal::GetCapturedStderr();
+        run.out = ::testing::internal::GetCapturedStdout();
         return run;
     }
 
