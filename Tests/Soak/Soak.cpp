@@ -7,7 +7,6 @@
 #include <Kestrel/Kestrel.h>
 
 #include <algorithm>
-#include <atomic>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
@@ -29,29 +28,6 @@ using Clock = std::chrono::steady_clock;
 
 constexpr unsigned int ThreadCount = 4;
 constexpr unsigned int TasksOfARound = 25;
-
-// The library's blocks, counted as a host can do it.
-Mu::MemoryCalls realCalls;
-std::atomic<long long> blocks{0};
-
-void * Allocate(std::size_t size) {
-    void * const block = realCalls.allocate(size);
-    blocks += block != nullptr;
-    return block;
-}
-void * Reallocate(void * block, std::size_t size) {
-    void * const moved = realCalls.reallocate(block, size);
-    blocks += block == nullptr && moved != nullptr;
-    return moved;
-}
-void Free(void * block) {
-    blocks -= block != nullptr;
-    realCalls.free(block);
-}
-void CountBlocks() {
-    realCalls = Mu::GetMemoryCalls();
-    Mu::SetMemoryCalls({Allocate, Reallocate, Free});
-}
 
 // Of the whole process, in KiB.
 long long GetMemory() {
@@ -75,7 +51,7 @@ struct Reading {
 };
 
 Reading Read() {
-    return {GetMemory(), blocks, Tests::CountHandles(), Tests::CountThreads()};
+    return {GetMemory(), Tests::CountLiveBlocks(), Tests::CountHandles(), Tests::CountThreads()};
 }
 
 void Print(double minutes, unsigned long long rounds, Reading const & now) {
@@ -174,7 +150,7 @@ int main(int argc, char ** argv) {
         argc > 2 ? static_cast<unsigned int>(std::strtoul(argv[2], nullptr, 10))
                  : static_cast<unsigned int>(Clock::now().time_since_epoch().count() % 1000000);
     std::printf("%g minutes from seed %u on\n", minutes, seed);
-    CountBlocks();
+    Tests::WatchMemory();
     if (IO::Init(false, "soak") != IO::NoError)
         return 1;
     fs::path const folder = fs::temp_directory_path() / ("kestrel-soak-" + std::to_string(seed));

@@ -2,6 +2,7 @@
 
 #include "Tests/Support/FileSystem/DiskVFS.h"
 
+#include <Kestrel/Comfort.h>
 #include <Kestrel/Kestrel.h>
 
 #include <atomic>
@@ -44,21 +45,9 @@ MuErrCode Put(Mu::OChannel & channel, std::string const & content) {
     return channel.WriteBin(content.data(), SizeOf(content), nullptr);
 }
 
-void WriteFile(IO::Location const & location, std::string const & content) {
-    IO::File file(location, IO::File::OnNotFound::Create);
-    SOAK_EXPECT(file.Open(IO::File::OpenMode::WriteOnlyEmpty) == IO::NoError);
-    SOAK_EXPECT(Put(file, content) == IO::NoError);
-    SOAK_EXPECT(file.Close() == IO::NoError);
-}
-
-std::string ReadFile(IO::Location const & location) {
-    IO::File file(location);
-    SOAK_EXPECT(file.Open(IO::File::OpenMode::ReadOnly) == IO::NoError);
-    return ReadAll(file);
-}
-
-IO::Location Below(IO::Location const & folder, IO::Name const & name) {
-    return IO::Location(folder, name);
+bool Holds(IO::Location const & file, std::string const & content) {
+    auto const read = IO::ReadAll(file);
+    return read && *read == content;
 }
 
 void UseLocations(Context & context) {
@@ -83,9 +72,9 @@ void UseLocations(Context & context) {
 }
 
 void UseFiles(Context & context) {
-    IO::Location const location = Below(context.folder, "file");
+    IO::Location const location = context.folder / "file";
     std::string content = context.DrawText(60000);
-    WriteFile(location, content);
+    SOAK_EXPECT(IO::WriteAll(location, content) == IO::NoError);
     {
         IO::File file(location);
         SOAK_EXPECT(file.Open(IO::File::OpenMode::Append) == IO::NoError);
@@ -96,13 +85,13 @@ void UseFiles(Context & context) {
             SOAK_EXPECT(file.Close() == IO::NoError); // else the destructor does
     }
     content += "more";
-    SOAK_EXPECT(ReadFile(location) == content);
+    SOAK_EXPECT(Holds(location, content));
     IO::File file(location);
     unsigned int const length = context.Draw(SizeOf(content));
     SOAK_EXPECT(file.SetDataLength(length) == IO::NoError);
     unsigned long long told = 0;
     SOAK_EXPECT(file.GetDataLength(&told) == IO::NoError && told == length);
-    IO::File const missing(Below(context.folder, "missing"));
+    IO::File const missing(context.folder / "missing");
     SOAK_EXPECT(missing.GetStatus() == IO::ErrFileNotFound);
 }
 
@@ -113,12 +102,13 @@ void UseFolders(Context & context) {
     for (unsigned int count = context.Draw(10); count != 0; --count)
         static_cast<void>(tree.CreateFile(DrawName(context))); // some twice
     static_cast<void>(tree.CreateFolder("deep"));
-    WriteFile(Below(Below(Below(context.folder, "tree"), "deep"), "last"), context.DrawText(3000));
+    SOAK_EXPECT(IO::WriteAll(context.folder / "tree" / "deep" / "last", context.DrawText(3000)) ==
+                IO::NoError);
     SOAK_EXPECT(folder.Copy("tree", "copy") == IO::NoError);
     unsigned long long size = 0;
     unsigned long long copied = 1;
-    SOAK_EXPECT(IO::fileSystem.CountSize(Below(context.folder, "tree"), &size) == IO::NoError);
-    SOAK_EXPECT(IO::fileSystem.CountSize(Below(context.folder, "copy"), &copied) == IO::NoError);
+    SOAK_EXPECT(IO::fileSystem.CountSize(context.folder / "tree", &size) == IO::NoError);
+    SOAK_EXPECT(IO::fileSystem.CountSize(context.folder / "copy", &copied) == IO::NoError);
     SOAK_EXPECT(size == copied);
     SOAK_EXPECT(folder.Exchange("tree", "copy") == IO::NoError);
     SOAK_EXPECT(folder.Rename("copy", "renamed") == IO::NoError);
@@ -137,19 +127,19 @@ void UseMounts(Context & context) {
     std::string const content = context.DrawText(20000);
     IO::Folder folder(context.folder);
     static_cast<void>(folder.CreateFolder("from"));
-    WriteFile(Below(Below(context.folder, "from"), "file"), content);
+    SOAK_EXPECT(IO::WriteAll(context.folder / "from" / "file", content) == IO::NoError);
     SOAK_EXPECT(IO::fileSystem.Mount(system, place) == IO::NoError);
     {
         IO::Folder memory(place);
         SOAK_EXPECT(folder.Copy("from", memory, "there") == IO::NoError);
-        SOAK_EXPECT(ReadFile(Below(Below(place, "there"), "file")) == content);
+        SOAK_EXPECT(Holds(place / "there" / "file", content));
         SOAK_EXPECT(memory.Move("there", folder, "back", IO::DataSafety::KeepProtected) ==
                     IO::NoError);
         bool isEmpty = false;
         SOAK_EXPECT(memory.IsEmpty(&isEmpty) == IO::NoError && isEmpty);
     }
     SOAK_EXPECT(IO::fileSystem.Unmount(system) == IO::NoError);
-    SOAK_EXPECT(ReadFile(Below(Below(context.folder, "back"), "file")) == content);
+    SOAK_EXPECT(Holds(context.folder / "back" / "file", content));
 }
 
 // What is written through the channel that `make` puts over another must come back through the
@@ -195,31 +185,6 @@ void UseBrokenStreams(Context & context) {
         IO::Location location;
         static_cast<void>(location.Read(source));
     }
-}
-
-void UseChannels(Context & context) {
-    std::string const content = context.DrawText(50000);
-    IO::MD5Channel once;
-    IO::MD5Channel inPieces;
-    SOAK_EXPECT(Put(once, content) == IO::NoError);
-    IO::MemoryIChannel in(content.data(), SizeOf(content));
-    std::string read;
-    while (read.size() < content.size()) {
-        std::string piece(1 + context.Draw(7000), '\0');
-        unsigned int got = 0;
-        static_cast<void>(in.ReadBin(piece.data(), SizeOf(piece), &got));
-        piece.resize(got);
-        SOAK_EXPECT(Put(inPieces, piece) == IO::NoError);
-        read += piece;
-        if (got == 0)
-            break;
-    }
-    SOAK_EXPECT(read == content);
-    MD5::FingerPrint a;
-    MD5::FingerPrint b;
-    once.Finish(&a);
-    inPieces.Finish(&b);
-    SOAK_EXPECT(a == b);
 }
 
 void UseLog(Context & context) {
@@ -274,9 +239,9 @@ unsigned int CountFailures() {
 }
 
 void DoOne(Context & context) {
-    static constexpr void (*tasks[])(Context &) = {
-        UseLocations, UseFiles,         UseFolders,  UseMounts, UseZip,
-        UseCipher,    UseBrokenStreams, UseChannels, UseLog,    UseInspection};
+    static constexpr void (*tasks[])(Context &) = {UseLocations,     UseFiles, UseFolders,
+                                                   UseMounts,        UseZip,   UseCipher,
+                                                   UseBrokenStreams, UseLog,   UseInspection};
     tasks[context.Draw(static_cast<unsigned int>(std::size(tasks)))](context);
     IO::Folder folder(context.folder);
     SOAK_EXPECT(folder.DeleteAll(IO::DataSafety::IgnoreProtection) == IO::NoError);
