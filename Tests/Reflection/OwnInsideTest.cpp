@@ -3,7 +3,7 @@
 #include <Kestrel/Reflection/Internal/Start.h>
 
 #include "Tests/Support/LogCapture.h"
-#include "Tests/Support/Text.h"
+#include "Tests/Support/Reflection/Level.h"
 
 #include <Kestrel/FileSystem/FileSystem.h>
 #include <Kestrel/FileSystem/Folder.h>
@@ -35,20 +35,14 @@ namespace {
 using IO::Name;
 using IO::Reflectable;
 using IO::RelativeLocation;
-using Texts = std::vector<std::string>;
+using Tests::Texts;
+using Tests::ToTexts;
 
 struct Lists {
     bool isThere = false;
     Texts folders;
     Texts files;
 };
-
-Texts ToTexts(Mu::Array<Name> const & names) {
-    Texts texts;
-    for (Name const & name : names)
-        texts.push_back(ToUtf8(name));
-    return texts;
-}
 
 Lists List(RelativeLocation const & location) {
     IO::ReflectableUse const use(location);
@@ -63,20 +57,14 @@ Texts GetValues(RelativeLocation const & location) {
     IO::ReflectableUse const use(location);
     Mu::Array<Reflectable::AttributeValue> values;
     EXPECT_TRUE(use.Get() != nullptr && use.Get()->GetAttributeValues(use.GetRest(), &values));
-    Texts texts;
-    for (Reflectable::AttributeValue const & value : values)
-        texts.push_back(ToUtf8(value.ToString()));
-    return texts;
+    return ToTexts(values);
 }
 
 Texts GetColumns(RelativeLocation const & location) {
     IO::ReflectableUse const use(location);
     Mu::Array<Reflectable::Attribute> attributes;
     EXPECT_TRUE(use.Get() != nullptr && use.Get()->GetAttributes(use.GetRest(), &attributes));
-    Texts texts;
-    for (Reflectable::Attribute const & attribute : attributes)
-        texts.push_back(ToUtf8(attribute.name));
-    return texts;
+    return ToTexts(attributes);
 }
 
 RelativeLocation Below(RelativeLocation const & location, std::string const & name) {

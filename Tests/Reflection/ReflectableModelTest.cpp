@@ -4,7 +4,7 @@
 #include <Kestrel/Reflection/Reflectable.h>
 
 #include "Tests/Support/FaultSweep.h"
-#include "Tests/Support/Text.h"
+#include "Tests/Support/Reflection/Level.h"
 
 #include <Kestrel/Channel/MemoryOChannel.h>
 #include <Kestrel/Location/RelativeLocation.h>
@@ -27,7 +27,8 @@ namespace {
 using IO::Reflectable;
 using Entry = Reflectable::Entry;
 using Ids = std::vector<int>;
-using Texts = std::vector<std::string>;
+using Tests::Texts;
+using Tests::ToTexts;
 
 struct Lists {
     Texts folders;
@@ -150,13 +151,6 @@ public:
         return false;
     }
 
-    static Texts ToTexts(Mu::Array<IO::Name> const & names) {
-        Texts texts;
-        for (IO::Name const & name : names)
-            texts.push_back(ToUtf8(name));
-        return texts;
-    }
-
 private:
     Entry * Make(Plan const & plan) {
         switch (plan.kind) {
@@ -194,18 +188,8 @@ public:
     explicit Model(Plans const & plans) : plans(plans) {}
 
     std::optional<Lists> GetChildren(Texts const & location) const {
-        Way way;
-        for (std::string const & name : location) {
-            Lists const listed = List(way);
-            int const child = Find(way.entries.back(), name);
-            if (child < 0)
-                return std::nullopt;
-            if (plans[child].kind == Kind::Group && !Has(listed.folders, name) &&
-                !Has(listed.files, name))
-                return std::nullopt;
-            Step(way, child, name);
-        }
-        return List(way);
+        std::optional<Way> const way = Follow(location, true);
+        return way ? std::optional(List(*way)) : std::nullopt;
     }
 
     std::optional<Texts> GetColumns(Texts const & location) const {
@@ -269,19 +253,17 @@ private:
         return -1;
     }
 
-    void Step(Way & way, int child, std::string const & name) const {
-        way.entries.push_back(child);
-        if (plans[child].kind == Kind::Group)
-            way.names.push_back(name);
-    }
-
-    std::optional<Way> Follow(Texts const & location) const {
+    std::optional<Way> Follow(Texts const & location, bool looksUp = false) const {
         Way way;
         for (std::string const & name : location) {
             int const child = Find(way.entries.back(), name);
-            if (child < 0)
+            bool const isGroup = child >= 0 && plans[child].kind == Kind::Group;
+            Lists const listed = isGroup && looksUp ? List(way) : Lists{{name}, {}};
+            if (child < 0 || (!Has(listed.folders, name) && !Has(listed.files, name)))
                 return std::nullopt;
-            Step(way, child, name);
+            way.entries.push_back(child);
+            if (isGroup)
+                way.names.push_back(name);
         }
         return way;
     }
@@ -362,28 +344,17 @@ void ExpectSame(bool isThere, Found const & found, std::optional<Told> const & t
     ASSERT_TRUE(!isThere || found == *told);
 }
 
-Texts ToTexts(Mu::Array<Reflectable::AttributeValue> const & values) {
-    Texts texts;
-    for (Reflectable::AttributeValue const & value : values)
-        texts.push_back(ToUtf8(value.ToString()));
-    return texts;
-}
-
 void ExpectAsTold(Tree const & tree, Model const & model, Texts const & names) {
     IO::RelativeLocation const location = ToLocation(names);
     SCOPED_TRACE(::testing::PrintToString(names));
     Mu::Array<IO::Name> folders{IO::Name("old")};
     Mu::Array<IO::Name> files{IO::Name("old")};
     bool isThere = tree.GetChildren(location, &folders, &files);
-    ExpectSame(isThere, Lists{Tree::ToTexts(folders), Tree::ToTexts(files)},
-               model.GetChildren(names));
+    ExpectSame(isThere, Lists{ToTexts(folders), ToTexts(files)}, model.GetChildren(names));
 
     Mu::Array<Reflectable::Attribute> attributes{Reflectable::Attribute()};
     isThere = tree.GetAttributes(location, &attributes);
-    Texts columns;
-    for (Reflectable::Attribute const & attribute : attributes)
-        columns.push_back(ToUtf8(attribute.name));
-    ExpectSame(isThere, columns, model.GetColumns(names));
+    ExpectSame(isThere, ToTexts(attributes), model.GetColumns(names));
 
     Mu::Array<Reflectable::AttributeValue> values{Reflectable::AttributeValue(1)};
     isThere = tree.GetAttributeValues(location, &values);
@@ -434,7 +405,7 @@ TEST(ReflectableModel, MeetsEveryFailedAllocation) {
         bool const isThere = tree.GetChildren(ToLocation(names), &folders, &files);
         if (isThere || !failed) {
             EXPECT_EQ(isThere, model.GetChildren(names).has_value());
-            Lists const found{Tree::ToTexts(folders), Tree::ToTexts(files)};
+            Lists const found{ToTexts(folders), ToTexts(files)};
             EXPECT_TRUE(!isThere || found == *model.GetChildren(names));
         }
     });

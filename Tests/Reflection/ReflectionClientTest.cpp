@@ -46,20 +46,19 @@ MuErrCode AskAll(ReflectionClient & client, bool checks) {
     Mu::Array<Name> files;
     Mu::Array<Reflectable::Attribute> attributes;
     Mu::Array<Mu::Array<Reflectable::AttributeValue>> values;
-    MuErrCode status = client.GetIdent(&text);
-    if (status == IO::NoError)
-        status = client.GetOS(&text);
-    if (status == IO::NoError)
-        status = client.GetPid(&process);
-    if (status == IO::NoError)
-        status = client.GetChildren(place, &folders, &files);
-    if (status == IO::NoError)
-        status = client.GetAttributes(place, &attributes);
     Mu::Array<Name> const names{Name("C:\\a/b"), Name("100%")};
-    if (status == IO::NoError)
-        status = client.GetAttributeValues(place, names, &values);
-    if (status == IO::NoError)
-        status = client.GetContent(RelativeLocation(place, Name("C:\\a/b")), &text);
+    MuErrCode status = IO::NoError;
+    std::function<MuErrCode()> const questions[] = {
+        [&] { return client.GetIdent(&text); },
+        [&] { return client.GetOS(&text); },
+        [&] { return client.GetPid(&process); },
+        [&] { return client.GetChildren(place, &folders, &files); },
+        [&] { return client.GetAttributes(place, &attributes); },
+        [&] { return client.GetAttributeValues(place, names, &values); },
+        [&] { return client.GetContent(RelativeLocation(place, names[0]), &text); },
+    };
+    for (auto const & ask : questions)
+        status = status == IO::NoError ? ask() : status;
     if (status != IO::NoError || !checks)
         return status;
     EXPECT_TRUE(folders == Mu::Array<Name>{names[0]});

@@ -1,13 +1,34 @@
 #pragma once
 
+#include "Tests/Support/Text.h"
+
 #include <Kestrel/Location/RelativeLocation.h>
 #include <Kestrel/Reflection/Reflectable.h>
 #include <Kestrel/Reflection/ReflectionManager.h>
 
 #include <functional>
+#include <string>
+#include <type_traits>
 #include <utility>
+#include <vector>
 
 namespace Tests {
+
+using Texts = std::vector<std::string>;
+
+/// Names, the names of columns, or values, as texts in UTF-8.
+template <typename T>
+Texts ToTexts(Mu::Array<T> const & items) {
+    Texts texts;
+    for (T const & item : items)
+        if constexpr (std::is_same_v<T, IO::Reflectable::Attribute>)
+            texts.push_back(ToUtf8(item.name));
+        else if constexpr (std::is_same_v<T, IO::Reflectable::AttributeValue>)
+            texts.push_back(ToUtf8(item.ToString()));
+        else
+            texts.push_back(ToUtf8(item));
+    return texts;
+}
 
 /// An object with one dynamic level, below its root or a fixed one there, whose hooks a test gives it.
 struct Level : IO::Reflectable {
