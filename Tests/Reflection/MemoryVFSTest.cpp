@@ -275,6 +275,11 @@ TEST(MemoryVFS, KeepsWhatIsHeldUntilItComesBack) {
         held.reset();
         EXPECT_EQ(living, 0);
         ASSERT_EQ(root.CreateFile("last", new Counted(&living)), IO::NoError);
+        held = std::make_unique<File>(mounted.At("last"));
+        ASSERT_EQ(root.Delete("last", IO::DataSafety::KeepProtected), IO::NoError);
+        ASSERT_EQ(root.CreateFile("last", new Counted(&living)), IO::NoError);
+        held.reset();
+        EXPECT_EQ(living, 1) << "another one has its place";
         unsigned long long space = 0;
         EXPECT_EQ(root.GetFreeSpace(&space), IO::NoError);
         EXPECT_EQ(space, 1024u);

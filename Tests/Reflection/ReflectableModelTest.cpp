@@ -53,7 +53,7 @@ unsigned int Mix(Ids const & entries, Texts const & names) {
     for (int entry : entries)
         mixed = mixed * 31 + static_cast<unsigned int>(entry);
     for (std::string const & name : names)
-        for (char c : name)
+        for (char c : name + "/")
             mixed = mixed * 31 + static_cast<unsigned char>(c);
     return mixed;
 }

@@ -114,16 +114,16 @@ TEST(ReflectionClient, TakesAnswersCutAndChangedEverywhere) {
     }
 }
 
-TEST(ReflectionClient, TakesNoMemoryForWhatAServerOnlyTells) {
-    ReflectionClient client;
+TEST(ReflectionClient, BelievesNoLength) {
     struct Row {
         std::string answer;
         MuErrCode status;
     };
-    for (Row const & row :
-         {Row{std::string("\xff\xff\xff\x03", 4), IO::EOI},
-          Row{std::string("\xff\xff\xff\x7f", 4), IO::Error},
-          Row{std::string("\x08\0\0\0\xff\xff\xff\x7f\0\0\0\0", 12), IO::Error}}) {
+    for (Row const & row : {Row{std::string("\xff\xff\xff\x03", 4), IO::EOI},
+                            Row{std::string("\xff\xff\xff\x7f", 4), IO::Error},
+                            Row{std::string("\x08\0\0\0\xff\xff\xff\x7f\0\0\0\0", 12), IO::Error},
+                            Row{std::string("\x09\0\0\0\0\0\0\0\0\0\0\0\0", 13), IO::Error}}) {
+        ReflectionClient client;
         Tests::ConnectTo(client, [&](std::string const &) { return row.answer; });
         Mu::Array<Name> folders;
         Mu::Array<Name> files;
