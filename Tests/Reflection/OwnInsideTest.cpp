@@ -154,13 +154,8 @@ TEST_F(OwnInside, ShowsZerosWhileNothingIsCounted) {
     EXPECT_EQ(GetValues(Below(allocations, "any")), (Texts{"0", "0"}));
 }
 
-struct Counting {
-    Counting() { EXPECT_TRUE(AllocationTree::Start()); }
-    ~Counting() { EXPECT_TRUE(AllocationTree::Stop()); }
-};
-
 TEST_F(OwnInside, FindsACountedBlockInItsRegion) {
-    Counting const counting;
+    ASSERT_TRUE(AllocationTree::Start());
     // So many that no other region which looks like theirs holds more.
     char * blocks[50];
     for (char *& block : blocks)
@@ -218,6 +213,7 @@ TEST_F(OwnInside, FindsACountedBlockInItsRegion) {
     EXPECT_EQ(GetValues(at), isTaken ? (Texts{"0", "0"}) : Texts());
     for (char *& block : blocks)
         BMKillPtr(&block);
+    EXPECT_TRUE(AllocationTree::Stop());
 }
 
 TEST_F(OwnInside, ShowsTheAddressTree) {
