@@ -198,6 +198,12 @@ TEST(ReflectionStreams, ChooseTheFormByTheLength) {
         IO::Read(input, &read);
         EXPECT_TRUE(read == U(text)) << length;
     }
+    Mu::UniString const wide = U("a\xc3\xa4");
+    Tests::TextOutput narrow;
+    IO::Write(narrow, wide);
+    std::string bytes = wide.ToCStr().GetText();
+    bytes.resize(2);
+    EXPECT_EQ(narrow.bytes, "\x02" + bytes) << "as many bytes as units";
     Tests::TextInput hostile;
     hostile.bytes = FromHex("ff ffffff3f") + "few";
     Mu::UniString read;
