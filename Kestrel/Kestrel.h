@@ -29,6 +29,7 @@
 #include <Kestrel/FileSystem/ReadOnlyFolderEntry.h>
 #include <Kestrel/FileSystem/ReplacingFile.h>
 #include <Kestrel/FileSystem/RollingVFS.h>
+#include <Kestrel/FileSystem/TransferScope.h>
 #include <Kestrel/FileSystem/TreeEnumerator.h>
 #include <Kestrel/FileType/ContentTests.h>
 #include <Kestrel/FileType/Defaults.h>

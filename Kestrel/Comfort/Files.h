@@ -5,6 +5,7 @@
 #include <Kestrel/FileSystem/File.h>
 #include <Kestrel/FileSystem/Folder.h>
 #include <Kestrel/FileSystem/ReplacingFile.h>
+#include <Kestrel/FileSystem/TransferScope.h>
 
 #include <algorithm>
 #include <chrono>
@@ -58,7 +59,8 @@ template <Bytes Range>
 }
 
 /// Everything from here to the end of the channel, but at most `most` bytes: more are Error, so that
-/// nothing is taken for whole that is not. Memory grows as the bytes arrive.
+/// nothing is taken for whole that is not. Memory grows as the bytes arrive. A TransferScope of the
+/// thread counts them, and may end it with Error.
 template <typename Container = std::string>
 [[nodiscard]] MuErrCode ReadRest(Mu::IChannel & channel, Container * rest,
                                  std::size_t most = static_cast<std::size_t>(-1)) {
@@ -71,7 +73,7 @@ template <typename Container = std::string>
         MuErrCode const status = channel.ReadBin(reinterpret_cast<char *>(rest->data()) + before,
                                                  static_cast<unsigned int>(part), &read);
         rest->resize(before + read);
-        if (rest->size() > most)
+        if (rest->size() > most || !TransferScope::Add(read))
             return Error;
         if (status == EOI)
             return NoError;

@@ -3,6 +3,7 @@
 #include <Kestrel/FileSystem/File.h>
 #include <Kestrel/FileSystem/Folder.h>
 #include <Kestrel/FileSystem/Internal/FoundFile.h>
+#include <Kestrel/FileSystem/TransferScope.h>
 #include <Kestrel/FileSystem/TreeEnumerator.h>
 
 namespace IO {
@@ -36,17 +37,23 @@ public:
         unsigned long long length;
         if (isFolder || !FoundFile(*GetParent()).GetLength(&length))
             return true;
-        result += length;
+        Add(length);
         return false;
     }
     bool FileFound(Name const & name) override {
         unsigned long long length = 0;
         if (File(*GetParent(), name).GetDataLength(&length) == NoError)
-            result += length;
+            Add(length);
         return true;
     }
 
     unsigned long long result = 0;
+
+private:
+    void Add(unsigned long long length) {
+        result += length;
+        (void)TransferScope::Add(length); // the next entry ends
+    }
 };
 
 // What could be counted is returned, whatever the walk met.
@@ -61,7 +68,8 @@ MuErrCode CountWith(Location const & location, Result * result) {
     Counter counter(folder);
     MuErrCode const walked = counter.Do();
     *result = counter.result;
-    return walked;
+    TransferScope const * const scope = TransferScope::GetCurrent();
+    return walked == NoError && scope != nullptr && scope->IsEnded() ? Error : walked;
 }
 
 } // namespace

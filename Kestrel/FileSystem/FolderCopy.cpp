@@ -3,6 +3,7 @@
 #include <Kestrel/FileSystem/FolderEntry.h>
 #include <Kestrel/FileSystem/Internal/KeptFolder.h>
 #include <Kestrel/FileSystem/Internal/Report.h>
+#include <Kestrel/FileSystem/Internal/TransferStep.h>
 #include <Kestrel/Root/Log/Quietly.h>
 #include <Kestrel/Root/Memory/Memory.h>
 
@@ -34,6 +35,8 @@ MuErrCode Pump(File & source, File & target) {
             return Error;
         if (MuErrCode const written = target.WriteBin(buffer, got, nullptr); written != NoError)
             return ToCopyCode(written);
+        if (!TransferScope::Add(got))
+            return Error;
         if (read == EOI)
             return NoError;
     }
@@ -66,7 +69,9 @@ struct FolderCopyState {
 
 bool CopyEntryWithReadWriteCallback(Folder const & folder, Name const & name, bool, void * data) {
     FolderCopyState & state = *static_cast<FolderCopyState *>(data);
-    state.failure = CopyEntryWithReadWrite(folder, name, state.target, name);
+    TransferStep const step(TransferStep::below, name.ToString());
+    state.failure =
+        step.IsEnded() ? Error : CopyEntryWithReadWrite(folder, name, state.target, name);
     return state.failure == NoError;
 }
 
@@ -113,6 +118,7 @@ private:
     // What is left can be seen by everybody; there is no better place to say so.
     void Remove() noexcept {
         Mu::Quietly([this] {
+            TransferPause const pause;
             folder.Delete(name, DataSafety::KeepProtected, AccessDeniedTreatment::RetryPrivate);
         });
     }
@@ -149,8 +155,11 @@ MuErrCode CopyBetweenFileSystems(Folder const & source, Name const & from, Folde
     KeptFolder const keptTarget(target);
     if (!keptSource.IsThere() || !keptTarget.IsThere())
         return Error;
+    TransferStep const step(&source, source, from);
+    TransferWhole const whole; // an entry that fails here leaves a part of it
     HalfMadeEntry made(target, to);
-    MuErrCode const copied = CopyEntryWithReadWrite(source, from, target, to);
+    MuErrCode const copied =
+        step.IsEnded() ? Error : CopyEntryWithReadWrite(source, from, target, to);
     if (copied == NoError)
         made.SetWhole();
     return copied;

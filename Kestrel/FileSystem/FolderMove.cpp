@@ -5,6 +5,7 @@
 #include <Kestrel/FileSystem/Internal/AccessDenied.h>
 #include <Kestrel/FileSystem/Internal/KeptFolder.h>
 #include <Kestrel/FileSystem/Internal/Report.h>
+#include <Kestrel/FileSystem/Internal/TransferStep.h>
 #include <Kestrel/FileSystem/Internal/WinFolderEntry.h>
 
 namespace IO {
@@ -190,8 +191,11 @@ struct DeleteAllState {
 
 bool DeleteAllCallback(Folder & folder, Name const & name, bool, void * data) {
     DeleteAllState & state = *static_cast<DeleteAllState *>(data);
-    state.failure = folder.Delete(name, state.safety, state.treatment);
-    return state.failure == NoError;
+    TransferStep step(data, folder, name);
+    MuErrCode const failure = folder.Delete(name, state.safety, state.treatment);
+    if (state.failure == NoError)
+        state.failure = failure;
+    return failure == NoError || step.Skips(failure);
 }
 
 } // namespace
@@ -263,9 +267,11 @@ MuErrCode Folder::MoveBetweenFileSystems(Name const & from, Folder & target, Nam
                           target.location);
     constexpr auto keep = DataSafety::KeepProtected;
     constexpr auto retry = AccessDeniedTreatment::RetryPrivate;
+    TransferWhole const whole;
     MuErrCode const copied = Copy(from, target, to);
     if (copied != NoError)
         return copied; // Copy has taken back what it made, and what stood there before stays
+    TransferPause const pause;
     MuErrCode const deleted = Delete(from, keep, retry);
     if (deleted == NoError)
         return ReportMove(FolderEntry::MoveStatus::Done, from, location, to, target.location);

@@ -4,6 +4,7 @@
 #include <Kestrel/FileSystem/Folder.h>
 #include <Kestrel/FileSystem/Internal/FoundFile.h>
 #include <Kestrel/FileSystem/Internal/Report.h>
+#include <Kestrel/FileSystem/Internal/TransferStep.h>
 #include <Kestrel/Root/Memory/Memory.h>
 
 namespace IO {
@@ -93,6 +94,12 @@ bool TreeEnumerator::EnumCallback(Folder const &, Name const & name, bool isFold
 bool TreeEnumerator::ProcessEntryFound(Name const & name, bool isFolder) {
     if (stopped)
         return false;
+    TransferStep const step(this, *parent, name);
+    if (step.IsEnded()) {
+        SetStatus(Error);
+        Stop();
+        return false;
+    }
     if (!EntryFound(name, isFolder) || stopped)
         return !stopped;
     EntryType type = EntryType::Folder;
@@ -126,8 +133,12 @@ void TreeEnumerator::ProcessFolderFound(Name const & name) {
     {
         Restore const restored(parent);
         parent = &folder;
-        if (!stopped)
-            SetStatus(isThere ? folder.Enumerate(EnumCallback, this) : Error);
+        MuErrCode const walked = stopped   ? NoError
+                                 : isThere ? folder.Enumerate(EnumCallback, this)
+                                           : Error;
+        SetStatus(walked);
+        if (walked != NoError && !TransferStep::SkipsCurrent(walked))
+            Stop();
     }
     ProcessFolderExited(name, folder);
 }

@@ -2,6 +2,7 @@
 
 #include <Kestrel/FileSystem/Internal/ErrorGroups.h>
 #include <Kestrel/FileSystem/Internal/PathType.h>
+#include <Kestrel/FileSystem/Internal/TransferStep.h>
 #include <Kestrel/Location/Internal/OSErrors.h>
 #include <Kestrel/Root/Log/Quietly.h>
 #include <Kestrel/Root/Threads/Lock.h>
@@ -36,6 +37,19 @@ constexpr ErrorRow<DeleteStatus> deleteFolderErrors[] = {
     {FileError::AccessDenied, DeleteStatus::AccessDenied},
     {FileError::SharingViolation, DeleteStatus::AccessDenied},
 };
+
+// What a TransferObserver hears of the two.
+
+MuErrCode ToCode(MoveStatus status) {
+    constexpr MuErrCode codes[] = {NoError,       ErrSourceNotFound,     ErrTargetExists,
+                                   ErrDeviceFull, ErrFolderAccessDenied, Error};
+    return codes[static_cast<unsigned int>(status)];
+}
+
+MuErrCode ToCode(DeleteStatus status) {
+    constexpr MuErrCode codes[] = {NoError, ErrEntryNotFound, ErrFolderAccessDenied, Error};
+    return codes[static_cast<unsigned int>(status)];
+}
 
 bool IsBelow(PathText path, PathText folder) {
     while (!folder.empty() && IsSeparator(folder.back()))
@@ -72,13 +86,20 @@ DeleteStatus DeleteFileEntry(EntryPath file, bool force) {
 
 DeleteStatus DeleteContent(EntryPath folder, bool force) {
     FolderSearch search(folder);
+    DeleteStatus first = DeleteStatus::Done; // of what was skipped
     for (; search.HasEntry(); search.Next()) {
-        DeleteStatus const status = DeleteFound(search, force);
+        TransferStep step(TransferStep::below, search.GetEntry().GetName());
+        DeleteStatus const status =
+            step.IsEnded() ? DeleteStatus::Other : DeleteFound(search, force);
         // What somebody else deleted meanwhile is gone as wanted.
-        if (status != DeleteStatus::Done && status != DeleteStatus::EntryNotFound)
+        if (status == DeleteStatus::Done || status == DeleteStatus::EntryNotFound)
+            continue;
+        if (!step.Skips(ToCode(status)))
             return status;
+        first = first == DeleteStatus::Done ? status : first;
     }
-    return TranslateDenial<DeleteStatus>(search.GetError());
+    DeleteStatus const read = TranslateDenial<DeleteStatus>(search.GetError());
+    return read != DeleteStatus::Done ? read : first;
 }
 
 // That a folder is not empty is no failure: what is in it comes first then.
@@ -122,7 +143,7 @@ public:
 
 private:
     MoveStatus CopyFolder(EntryPath from, EntryPath to);
-    MoveStatus CopyContent(FolderSearch & source, EntryPath to);
+    MoveStatus CopyContent(FolderSearch & source, EntryPath to, bool * isWhole);
     bool IsTop(FindHandle folder) const {
         FolderId id;
         return hasTop && GetFileCalls().GetFolderId(folder, &id) == FileError::None && id == top;
@@ -147,14 +168,19 @@ public:
 private:
     // The failure to report is that of the copy. What is left can be seen by everybody.
     void Remove() noexcept {
-        Mu::Quietly([this] { (void)DeleteFolderEntry(folder, true); });
+        Mu::Quietly([this] {
+            TransferPause const pause;
+            (void)DeleteFolderEntry(folder, true);
+        });
     }
 
     EntryPath folder;
     bool whole = false;
 };
 
-MoveStatus TreeCopy::CopyContent(FolderSearch & source, EntryPath to) {
+// Whole is also what lacks only the entries that an observer had skipped.
+MoveStatus TreeCopy::CopyContent(FolderSearch & source, EntryPath to, bool * isWhole) {
+    MoveStatus first = MoveStatus::Done; // of these
     HeldFolder const target(to, FolderUse::Target);
     if (target.GetError() != FileError::None)
         return Translate(copyErrors, target.GetError(), MoveStatus::Other);
@@ -166,12 +192,16 @@ MoveStatus TreeCopy::CopyContent(FolderSearch & source, EntryPath to) {
     }
     for (; source.HasEntry(); source.Next()) {
         FindData const & found = source.GetEntry();
-        MoveStatus const status =
-            Copy(source.GetEntryPath(), found.IsFolder(), {target.Get(), found.GetName()});
-        if (status != MoveStatus::Done)
+        TransferStep step(TransferStep::below, found.GetName());
+        MoveStatus const status = step.IsEnded() ? MoveStatus::Other
+                                                 : Copy(source.GetEntryPath(), found.IsFolder(),
+                                                        {target.Get(), found.GetName()});
+        if (status != MoveStatus::Done && !step.Skips(ToCode(status)))
             return status;
+        first = first == MoveStatus::Done ? status : first;
     }
-    return Translate(copyErrors, source.GetError(), MoveStatus::Other);
+    *isWhole = source.GetError() == FileError::None;
+    return *isWhole ? first : Translate(copyErrors, source.GetError(), MoveStatus::Other);
 }
 
 MoveStatus TreeCopy::CopyFolder(EntryPath from, EntryPath to) {
@@ -185,8 +215,9 @@ MoveStatus TreeCopy::CopyFolder(EntryPath from, EntryPath to) {
     if (error != FileError::None)
         return Translate(copyErrors, error, MoveStatus::Other);
     HalfMadeCopy copy(to);
-    MoveStatus const status = CopyContent(source, to);
-    if (status == MoveStatus::Done)
+    bool isWhole = false;
+    MoveStatus const status = CopyContent(source, to, &isWhole);
+    if (isWhole)
         copy.SetWhole();
     return status;
 }
@@ -219,9 +250,12 @@ MoveStatus MoveAcrossDrives(PathText from, PathText to, bool force) {
         if (entry->GetError() != FileError::None)
             return Translate(copyErrors, entry->GetError(), MoveStatus::Other);
     bool const isFolder = sourceType == PathType::Folder;
+    TransferStep const step(from);
+    TransferWhole const whole;
     MoveStatus const copied = TreeCopy().Copy(source.Get(), isFolder, target.Get());
     if (copied != MoveStatus::Done)
         return copied;
+    TransferPause const pause;
     DeleteStatus const deleted = DeleteEntry(source.Get(), isFolder, force);
     if (deleted == DeleteStatus::Done)
         return MoveStatus::Done;
@@ -286,6 +320,9 @@ FolderEntry::CopyStatus CopyPath(PathText from, PathText to) {
     PathType const target = LookForTarget(to);
     if (target != PathType::Other)
         return target == PathType::PathNotFound ? MoveStatus::Other : MoveStatus::TargetExists;
+    TransferStep const step(from);
+    if (step.IsEnded())
+        return MoveStatus::Other;
     PathLook const source = GetPathType(from);
     if (source.type == PathType::File)
         return Translate(copyErrors, GetFileCalls().CopyFile(from, to), MoveStatus::Other);
@@ -299,6 +336,9 @@ FolderEntry::CopyStatus CopyPath(PathText from, PathText to) {
 }
 
 DeleteStatus DeletePath(PathText path, bool force) {
+    TransferStep const step(path);
+    if (step.IsEnded())
+        return DeleteStatus::Other;
     switch (GetPathType(path).type) {
     case PathType::File: return DeleteFileEntry(path, force);
     case PathType::Folder: break;

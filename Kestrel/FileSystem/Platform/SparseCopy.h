@@ -1,6 +1,7 @@
 #pragma once
 
 #include <Kestrel/FileSystem/Platform/FileCallTypes.h>
+#include <Kestrel/FileSystem/TransferScope.h>
 
 #include <algorithm>
 
@@ -47,6 +48,8 @@ unsigned int CopySparse(File & from, File & to) {
             error = from.ReadAt(place, buffer, piece, &read);
             if (error == FileError::None && read != 0)
                 error = to.WriteAt(place, buffer, read);
+            if (error == FileError::None && !TransferScope::Add(read))
+                error = FileError::RequestAborted;
             place += read != 0 ? read : piece;
         }
         place = std::max(place, range.end);

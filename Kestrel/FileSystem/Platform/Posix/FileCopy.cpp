@@ -1,6 +1,7 @@
 #include <Kestrel/FileSystem/Platform/Posix/FileCopy.h>
 
 #include <Kestrel/FileSystem/Platform/FileCallTypes.h>
+#include <Kestrel/FileSystem/TransferScope.h>
 #include <Kestrel/Location/Platform/Posix/ErrorMapping.h>
 
 #include <algorithm>
@@ -26,10 +27,23 @@ bool IsUnavailable() {
 
 constexpr unsigned long long All = ~0ull;
 
+// False, with errno, when whoever watches wants no more.
+bool Count(unsigned long long bytes) {
+    bool const goesOn = TransferScope::Add(bytes);
+    if (!goesOn)
+        errno = ECANCELED;
+    return goesOn;
+}
+
+// Small enough for a watcher to see them go by.
+unsigned long long GetPiece() {
+    return TransferScope::GetCurrent() != nullptr ? CopyPiece / 16 : CopyPiece;
+}
+
 Outcome CopyInKernel(int from, int to, unsigned long long count) {
     bool any = false;
     for (; count != 0; any = true) {
-        std::size_t const piece = std::min<unsigned long long>(count, CopyPiece);
+        std::size_t const piece = std::min<unsigned long long>(count, GetPiece());
         auto const copied =
             Retry([=] { return ::copy_file_range(from, nullptr, to, nullptr, piece, 0); });
         // Files that the kernel makes up as they are read have no length, and copy as empty.
@@ -37,6 +51,8 @@ Outcome CopyInKernel(int from, int to, unsigned long long count) {
             return any ? Outcome::Done : Outcome::Unavailable;
         if (copied < 0)
             return IsUnavailable() ? Outcome::Unavailable : Outcome::Failed;
+        if (!Count(static_cast<unsigned long long>(copied)))
+            return Outcome::Failed;
         count -= static_cast<unsigned long long>(copied);
     }
     return Outcome::Done;
@@ -60,7 +76,7 @@ bool CopyByHand(int from, int to, unsigned long long count) {
         auto const got = Retry([&] { return ::read(from, buffer, piece); });
         if (got <= 0)
             return got == 0;
-        if (!WriteAll(to, buffer, got))
+        if (!WriteAll(to, buffer, got) || !Count(static_cast<unsigned long long>(got)))
             return false;
         count -= static_cast<unsigned long long>(got);
     }
@@ -102,9 +118,13 @@ bool CopyAroundHoles(int from, int to, off_t size, CopyWays ways) {
 } // namespace
 
 unsigned int CopyContent(int from, int to, CopyWays ways) {
-    if (ways.clone && ::ioctl(to, FICLONE, from) == 0)
-        return FileError::None;
     off_t size;
+    if (ways.clone && ::ioctl(to, FICLONE, from) == 0) {
+        bool const isCounted = TransferScope::GetCurrent() != nullptr && !IsSparse(from, &size);
+        return !isCounted || TransferScope::Add(static_cast<unsigned long long>(size))
+                   ? FileError::None
+                   : FileError::RequestAborted;
+    }
     bool const isDone = IsSparse(from, &size) ? CopyAroundHoles(from, to, size, ways)
                                               : CopyBytes(from, to, All, ways);
     return isDone ? FileError::None : GetLastFileError();

@@ -3,6 +3,7 @@
 #include <Kestrel/FileSystem/Platform/SparseCopy.h>
 #include <Kestrel/FileSystem/Platform/Windows/WidePath.h>
 #include <Kestrel/FileSystem/Platform/Windows/WindowsFileCalls.h>
+#include <Kestrel/FileSystem/TransferScope.h>
 
 #include <Kestrel/Root/Memory/Memory.h>
 
@@ -322,9 +323,29 @@ private:
     Handle handle;
 };
 
+DWORD CALLBACK CountCopied(LARGE_INTEGER, LARGE_INTEGER now, LARGE_INTEGER, LARGE_INTEGER, DWORD,
+                           DWORD, HANDLE, HANDLE, void * data) {
+    unsigned long long & counted = *static_cast<unsigned long long *>(data);
+    auto const copied = static_cast<unsigned long long>(now.QuadPart);
+    bool const goesOn = TransferScope::Add(copied - counted);
+    counted = copied;
+    return goesOn ? PROGRESS_CONTINUE : PROGRESS_CANCEL;
+}
+
 BOOL CopyWhole(wchar_t const * from, wchar_t const * to) {
-    return ::CopyFileExW(from, to, nullptr, nullptr, nullptr,
-                         COPY_FILE_FAIL_IF_EXISTS | COPY_FILE_COPY_SYMLINK);
+    bool const isWatched = TransferScope::GetCurrent() != nullptr;
+    unsigned long long counted = 0;
+    BOOL const done = ::CopyFileExW(from, to, isWatched ? CountCopied : nullptr, &counted, nullptr,
+                                    COPY_FILE_FAIL_IF_EXISTS | COPY_FILE_COPY_SYMLINK);
+    WIN32_FILE_ATTRIBUTE_DATA info;
+    // Some systems do not say how far they are.
+    if (!done || !isWatched || counted != 0 ||
+        !::GetFileAttributesExW(to, GetFileExInfoStandard, &info) ||
+        TransferScope::Add(Join(info.nFileSizeHigh, info.nFileSizeLow)))
+        return done;
+    ::DeleteFileW(to);
+    ::SetLastError(ERROR_REQUEST_ABORTED);
+    return FALSE;
 }
 
 // What the system's own copy keeps of a file that has no other streams, which are rare in one with

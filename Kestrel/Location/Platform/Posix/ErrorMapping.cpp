@@ -56,6 +56,7 @@ constexpr ErrorPair errorPairs[] = {
     {ENOTDIR, FileError::Directory},
     {EINVAL, FileError::NegativeSeek},
     {ENONET, FileError::BadNetPath},
+    {ECANCELED, FileError::RequestAborted},
 };
 
 } // namespace

@@ -1,0 +1,91 @@
+#pragma once
+
+#include <Kestrel/FileSystem/TransferScope.h>
+#include <Kestrel/Location/Platform/NativeTypes.h>
+
+namespace IO {
+
+class Folder;
+class Name;
+
+/// One entry of the work under a TransferScope, as long as it is worked on. Does nothing without one.
+class TransferStep {
+public:
+    /// The first entry, by its path.
+    explicit TransferStep(PathText path) : scope(TransferScope::GetCurrent()) {
+        if (scope != nullptr)
+            Enter(path, false);
+    }
+    /// One in the folder that the step before is for.
+    static struct Below {
+    } const below;
+    TransferStep(Below, PathText name) : scope(TransferScope::GetCurrent()) {
+        if (scope != nullptr)
+            Enter(name, true);
+    }
+    /// One that `walk` meets, first or in the folder that its step before is for.
+    TransferStep(void const * walk, Folder const & folder, Name const & name)
+        : scope(TransferScope::GetCurrent()), walk(walk) {
+        if (scope != nullptr)
+            EnterIn(folder, name);
+    }
+    ~TransferStep() {
+        if (scope != nullptr)
+            Leave();
+    }
+    TransferStep(TransferStep const &) = delete;
+    TransferStep & operator=(TransferStep const &) = delete;
+
+    /// The work is to end.
+    bool IsEnded() const { return scope != nullptr && IsScopeEnded(); }
+    /// Whether to go on with the next entry although this one failed.
+    bool Skips(MuErrCode status) { return scope != nullptr && AskToSkip(status); }
+    /// The same for the innermost step of the thread.
+    static bool SkipsCurrent(MuErrCode status);
+
+private:
+    void Enter(PathText text, bool isBelow);
+    void EnterIn(Folder const & folder, Name const & name);
+    void Leave() noexcept;
+    bool IsScopeEnded() const;
+    bool AskToSkip(MuErrCode status);
+
+    TransferScope * scope;
+    void const * walk = nullptr;
+    TransferStep * outer = nullptr;
+    unsigned int begin = 0; // of its path, and where the text of the step before ends
+    unsigned int before = 0;
+    bool hasSkipped = false; // something in it
+};
+
+/// As long as it lives, nothing is skipped: who takes away the source needs all of the copy.
+class TransferWhole {
+public:
+    TransferWhole() : scope(TransferScope::GetCurrent()) {
+        if (scope != nullptr)
+            ++scope->whole;
+    }
+    ~TransferWhole() {
+        if (scope != nullptr)
+            --scope->whole;
+    }
+    TransferWhole(TransferWhole const &) = delete;
+    TransferWhole & operator=(TransferWhole const &) = delete;
+
+private:
+    TransferScope * scope;
+};
+
+/// As long as it lives, the thread has no scope: for what must be done to its end.
+class TransferPause {
+public:
+    TransferPause() noexcept;
+    ~TransferPause();
+    TransferPause(TransferPause const &) = delete;
+    TransferPause & operator=(TransferPause const &) = delete;
+
+private:
+    TransferScope * scope;
+};
+
+} // namespace IO
