@@ -13,6 +13,8 @@ struct SparseRange {
     unsigned long long end;
 };
 
+inline constexpr unsigned int RequestAborted = 1235; ///< by a TransferScope
+
 /// Copies what is written in a file into a new one, and leaves the holes between holes. For systems
 /// that have no such copy themselves; both files are of a class with these operations, which return
 /// an error number or 0:
@@ -49,7 +51,7 @@ unsigned int CopySparse(File & from, File & to) {
             if (error == FileError::None && read != 0)
                 error = to.WriteAt(place, buffer, read);
             if (error == FileError::None && !TransferScope::Add(read))
-                error = FileError::RequestAborted;
+                error = RequestAborted;
             place += read != 0 ? read : piece;
         }
         place = std::max(place, range.end);

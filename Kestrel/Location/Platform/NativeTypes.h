@@ -69,7 +69,6 @@ inline constexpr unsigned int Directory = 267; ///< a folder was asked for, and 
 inline constexpr unsigned int IODevice = 1117;
 inline constexpr unsigned int TooManyLinks = 1142;
 inline constexpr unsigned int InvalidTime = 1901;
-inline constexpr unsigned int RequestAborted = 1235; ///< by whoever watched
 inline constexpr unsigned int CantResolveName = 1921;
 } // namespace FileError
 

@@ -121,9 +121,8 @@ unsigned int CopyContent(int from, int to, CopyWays ways) {
     off_t size;
     if (ways.clone && ::ioctl(to, FICLONE, from) == 0) {
         bool const isCounted = TransferScope::GetCurrent() != nullptr && !IsSparse(from, &size);
-        return !isCounted || TransferScope::Add(static_cast<unsigned long long>(size))
-                   ? FileError::None
-                   : FileError::RequestAborted;
+        return !isCounted || Count(static_cast<unsigned long long>(size)) ? FileError::None
+                                                                          : GetLastFileError();
     }
     bool const isDone = IsSparse(from, &size) ? CopyAroundHoles(from, to, size, ways)
                                               : CopyBytes(from, to, All, ways);
