@@ -74,12 +74,14 @@
 #include <Kestrel/Process/Descriptor.h>
 #include <Kestrel/Process/Process.h>
 #include <Kestrel/Reflection/MemoryVFS.h>
+#include <Kestrel/Reflection/ReflectRollingVFS.h>
 #include <Kestrel/Reflection/Reflectable.h>
 #include <Kestrel/Reflection/ReflectionClient.h>
 #include <Kestrel/Reflection/ReflectionFolderEntry.h>
 #include <Kestrel/Reflection/ReflectionManager.h>
 #include <Kestrel/Reflection/ReflectionService.h>
 #include <Kestrel/Reflection/ReflectionStreams.h>
+#include <Kestrel/Reflection/RemoteReflectionVFS.h>
 #include <Kestrel/Reflection/VFSEntry.h>
 #include <Kestrel/Reflection/VFSFileEntry.h>
 #include <Kestrel/Reflection/VFSFolderEntry.h>

@@ -1,0 +1,87 @@
+#pragma once
+
+#include <Kestrel/Location/RelativeLocation.h>
+#include <Kestrel/Reflection/ReflectionClient.h>
+#include <Kestrel/Reflection/RemoteReflectionVFS.h>
+#include <Kestrel/Root/Containers/Array.h>
+#include <Kestrel/Root/Containers/HashTable.h>
+#include <Kestrel/Root/Memory/Ref.h>
+#include <Kestrel/Root/Text/String.h>
+#include <Kestrel/Root/Threads/Lock.h>
+
+namespace IO {
+
+enum class RemoteKind : unsigned int { Folder, Thing, Table };
+
+/// As RemoteReflectionVFS::EscapeName, with so many of the first units escaped whether needed or not.
+Name EscapeRemoteName(Name const & name, unsigned int count);
+
+/// What another process shows, asked when it is wanted and kept for a moment.
+///
+/// Places are given by the names of entries, see RemoteReflectionVFS::EscapeName.
+///
+/// Memory:  the answers that are kept. One that somebody holds is not counted.
+/// Threads: any; the process is asked one question at a time.
+/// Failure: the statuses of ReflectionClient, and Mu::OutOfMemoryException. After a failure the next
+///          question makes a new connection.
+class RemoteTree : public Mu::Allocated {
+public:
+    // What was answered; nobody changes it.
+    struct Level : Mu::Allocated {
+        unsigned long long size = 0;             // about, of its memory
+        Mu::HashTable<Name, RemoteKind> entries; // by the names of entries
+        Mu::Array<Reflectable::Attribute> attributes;
+    };
+    struct Bytes : Mu::Allocated {
+        unsigned long long size = 0;
+        Mu::String text;
+    };
+    using LevelRef = Mu::Ref<Level>;
+    using BytesRef = Mu::Ref<Bytes>;
+
+    RemoteTree(Mu::String const & host, unsigned short port, RemoteReflectionLimits const & limits);
+
+    MuErrCode GetLevel(RelativeLocation const & place, LevelRef * level);
+    /// Of a thing, or of the table of the folder that the place lies in.
+    MuErrCode GetBytes(RelativeLocation const & place, RemoteKind kind, BytesRef * bytes);
+    /// What stands there. ErrEntryNotFound: nothing does.
+    MuErrCode Find(RelativeLocation const & place, RemoteKind * kind);
+    void Disconnect();
+
+    /// The entry of a level that a name means, or null.
+    static RemoteKind const * Find(Level const & level, Name const & name);
+
+private:
+    template <typename Kind>
+    struct Kept {
+        Mu::Ref<Kind> answer;
+        unsigned long long time; // microseconds of the clock, when it came
+    };
+    template <typename Kind>
+    using Table = Mu::HashTable<Mu::UniString, Kept<Kind>>;
+
+    template <typename Question>
+    MuErrCode Ask(Question const & question);
+    template <typename Kind, typename Make>
+    MuErrCode Get(Table<Kind> & table, Mu::UniString const & key, Mu::Ref<Kind> * answer,
+                  Make const & make);
+    template <typename Kind>
+    void DropUnheld(Table<Kind> & table);
+    MuErrCode AskLevel(RelativeLocation const & raw, Level * level);
+    MuErrCode AskTable(RelativeLocation const & raw, Level const & level, Bytes * bytes);
+    MuErrCode AskRows(RelativeLocation const & raw, Level const & level,
+                      Mu::Array<Name> const & names, Bytes * bytes);
+
+    Mu::String const host;
+    unsigned short const port;
+    RemoteReflectionLimits const limits;
+    Mu::Lock clientLock; // may be waited for as long as the process is
+    ReflectionClient client;
+    Mu::Lock keptLock;
+    Table<Level> levels;
+    Table<Bytes> contents;
+    unsigned long long keptSize = 0;
+    unsigned long long mostKeptSize; // more than that makes the tables drop what they can
+};
+
+} // namespace IO

@@ -1,0 +1,297 @@
+#include <Kestrel/Reflection/Internal/RemoteTree.h>
+
+#include <Kestrel/FileSystem/FileSystemTypes.h>
+#include <Kestrel/Root/Errors/Exceptions.h>
+#include <Kestrel/Root/Time/Clock.h>
+
+#include <algorithm>
+#include <string_view>
+#include <utility>
+
+namespace IO {
+
+namespace {
+
+using VFS = RemoteReflectionVFS;
+
+constexpr unsigned int NamesOfARequest = 1000;
+constexpr unsigned int LongestTable = 1u << 30;
+
+// What a service says where it has no content to give.
+constexpr char const * NoContents[] = {"No content is available.",
+                                       "Error in the GetContent method!"};
+
+MuErrCode Checked(MuErrCode status) {
+    if (status == ErrMemoryFull)
+        Mu::ThrowOutOfMemory();
+    return status;
+}
+
+// The names as the process has them.
+MuErrCode ToRaw(RelativeLocation const & place, RelativeLocation * raw) {
+    Name name;
+    for (unsigned int i = 0; i < place.GetLength(); ++i) {
+        MuErrCode status = Checked(place.GetName(i, &name));
+        if (status == NoError)
+            status = Checked(raw->Append(VFS::UnescapeName(name)));
+        if (status != NoError)
+            return status;
+    }
+    return Checked(place.GetStatus());
+}
+
+// One text for each place, however its names are spelt.
+Mu::UniString ToKey(RelativeLocation const & raw) {
+    Mu::UniString key;
+    Name name;
+    for (unsigned int i = 0; i < raw.GetLength(); ++i) {
+        key.Append(Mu::UniChar(u'/'));
+        if (Checked(raw.GetName(i, &name)) == NoError)
+            key.Append(VFS::EscapeName(name).ToString());
+    }
+    return key;
+}
+
+} // namespace
+
+RemoteTree::RemoteTree(Mu::String const & host, unsigned short port,
+                       RemoteReflectionLimits const & limits)
+    : host(host), port(port), limits(limits), mostKeptSize(limits.keptSize) {}
+
+void RemoteTree::Disconnect() {
+    Mu::LockGuard const guard(clientLock);
+    client.Disconnect();
+}
+
+template <typename Question>
+MuErrCode RemoteTree::Ask(Question const & question) {
+    Mu::LockGuard const guard(clientLock);
+    if (!client.IsConnected()) {
+        client.SetAnswerLimit(limits.answerLimit);
+        if (MuErrCode const status = client.Connect(host.ToCStr(), port, limits.timeout);
+            status != NoError)
+            return Checked(status);
+    }
+    return Checked(question());
+}
+
+// Takes what is kept, or else what `make` makes.
+template <typename Kind, typename Make>
+MuErrCode RemoteTree::Get(Table<Kind> & table, Mu::UniString const & key, Mu::Ref<Kind> * answer,
+                          Make const & make) {
+    {
+        Mu::LockGuard const guard(keptLock);
+        Kept<Kind> const * const found = table.Find(key);
+        unsigned long long const now = Mu::GetClock().GetMonotonicMicroseconds();
+        if (found != nullptr && now - found->time < limits.keepTime * 1000ull) {
+            *answer = found->answer;
+            return NoError;
+        }
+    }
+    Mu::Ref<Kind> const made(new Kind);
+    if (MuErrCode const status = make(made.Get()); status != NoError)
+        return status;
+    *answer = made;
+    if (limits.keepTime == 0)
+        return NoError;
+    Mu::LockGuard const guard(keptLock);
+    table.Set(key, {made, Mu::GetClock().GetMonotonicMicroseconds()});
+    keptSize += made->size;
+    if (keptSize > mostKeptSize) {
+        keptSize = 0;
+        DropUnheld(levels);
+        DropUnheld(contents);
+        mostKeptSize = std::max<unsigned long long>(limits.keptSize, 2 * keptSize);
+    }
+    return NoError;
+}
+
+// What somebody holds is in memory anyhow.
+template <typename Kind>
+void RemoteTree::DropUnheld(Table<Kind> & table) {
+    for (auto it = table.begin(); it != table.end();) {
+        auto const & entry = *it;
+        ++it;
+        if (entry.value.answer.GetCount() > 1)
+            keptSize += entry.value.answer->size;
+        else
+            table.Delete(Mu::UniString(entry.key));
+    }
+}
+
+// Entries.
+
+RemoteKind const * RemoteTree::Find(Level const & level, Name const & name) {
+    RemoteKind const * found = level.entries.Find(name);
+    if (found == nullptr) // the plain name
+        found = level.entries.Find(VFS::EscapeName(name));
+    if (found == nullptr) // one with more escapes than it needs
+        found = level.entries.Find(VFS::EscapeName(VFS::UnescapeName(name)));
+    return found;
+}
+
+MuErrCode RemoteTree::Find(RelativeLocation const & place, RemoteKind * kind) {
+    LevelRef level;
+    Name last;
+    RelativeLocation above(place);
+    *kind = RemoteKind::Folder;
+    if (place.GetLength() > VFS::DeepestLevel)
+        return Error;
+    if (place.IsEmpty())
+        return GetLevel(place, &level);
+    MuErrCode status = Checked(above.MoveLastName(&last));
+    if (status == NoError)
+        status = GetLevel(above, &level);
+    if (status != NoError)
+        return status;
+    RemoteKind const * const found = Find(*level, last);
+    if (found == nullptr)
+        return ErrEntryNotFound;
+    *kind = *found;
+    return NoError;
+}
+
+// Levels.
+
+MuErrCode RemoteTree::GetLevel(RelativeLocation const & place, LevelRef * level) {
+    RelativeLocation raw;
+    if (MuErrCode const status = ToRaw(place, &raw); status != NoError)
+        return status;
+    return Get(levels, ToKey(raw), level, [&](Level * made) { return AskLevel(raw, made); });
+}
+
+namespace {
+
+// Under a name that no entry has in any spelling: with more and more of its units escaped, and then
+// with "%" behind it, which stands for nothing. What is listed again and again is left out at last.
+void AddEntry(RemoteTree::Level & level, Name const & name, RemoteKind kind) {
+    constexpr unsigned int MostMarks = 3;
+    unsigned int const length = name.GetLength();
+    unsigned int count = 0;
+    for (unsigned int marks = 0;
+         length > 0 && marks <= MostMarks;) { // no location has an empty name
+        Name shown = EscapeRemoteName(name, std::min(count, length));
+        for (unsigned int i = 0; i < marks; ++i)
+            shown.Append("%");
+        if (level.entries.Insert(shown, kind)) {
+            level.size += 100 + 2 * shown.GetLength();
+            return;
+        }
+        marks += count >= length ? 1 : 0;
+        count = count == 0 ? 1 : 2 * count;
+    }
+}
+
+} // namespace
+
+MuErrCode RemoteTree::AskLevel(RelativeLocation const & raw, Level * level) {
+    Mu::Array<Name> folders;
+    Mu::Array<Name> things;
+    MuErrCode const status = Ask([&] {
+        MuErrCode const asked = client.GetChildren(raw, &folders, &things);
+        bool const isEmpty = folders.IsEmpty() && things.IsEmpty();
+        return asked != NoError || isEmpty ? asked : client.GetAttributes(raw, &level->attributes);
+    });
+    if (status != NoError)
+        return status;
+    level->size = 200;
+    level->entries.SetCapacity(folders.GetSize() + things.GetSize() + 1);
+    if (!level->attributes.IsEmpty())
+        AddEntry(*level, VFS::TableName, RemoteKind::Table);
+    for (Name const & name : folders)
+        AddEntry(*level, name, RemoteKind::Folder);
+    for (Name const & name : things)
+        AddEntry(*level, name, RemoteKind::Thing);
+    for (Reflectable::Attribute const & attribute : level->attributes)
+        level->size += 100 + 2 * attribute.name.GetLength();
+    return NoError;
+}
+
+// Content.
+
+namespace {
+
+void AppendUtf8(Mu::String & text, Mu::UniString const & more) {
+    Mu::CStr const bytes = more.ToCStr(0, Mu::UniString::All, MuLogCharCode);
+    text.Append(bytes.GetText(), bytes.GetLength());
+}
+
+} // namespace
+
+MuErrCode RemoteTree::GetBytes(RelativeLocation const & place, RemoteKind kind, BytesRef * bytes) {
+    RelativeLocation raw;
+    if (MuErrCode const status = ToRaw(place, &raw); status != NoError)
+        return status;
+    if (kind == RemoteKind::Thing)
+        return Get(contents, ToKey(raw), bytes, [&](Bytes * made) {
+            Mu::UniString content;
+            MuErrCode const status = Ask([&] { return client.GetContent(raw, &content); });
+            bool const isNone = std::any_of(std::begin(NoContents), std::end(NoContents),
+                                            [&](char const * text) { return content == text; });
+            if (!isNone)
+                AppendUtf8(made->text, content);
+            made->size = 100 + made->text.GetLength();
+            return status;
+        });
+    LevelRef level;
+    RelativeLocation above(place);
+    MuErrCode status = Checked(above.DeleteLastName());
+    if (status == NoError)
+        status = Checked(raw.DeleteLastName());
+    if (status == NoError)
+        status = GetLevel(above, &level);
+    if (status != NoError)
+        return status;
+    Mu::UniString key = ToKey(raw);
+    key.Append("|"); // which no thing has
+    return Get(contents, key, bytes, [&](Bytes * made) { return AskTable(raw, *level, made); });
+}
+
+MuErrCode RemoteTree::AskTable(RelativeLocation const & raw, Level const & level, Bytes * bytes) {
+    Mu::UniString line("name");
+    for (Reflectable::Attribute const & attribute : level.attributes) {
+        line.Append("\t");
+        line.Append(VFS::EscapeCell(attribute.name));
+    }
+    line.Append("\n");
+    AppendUtf8(bytes->text, line);
+    Mu::Array<Name> names;
+    for (auto const & entry : level.entries) {
+        if (entry.value != RemoteKind::Table)
+            names.Push(VFS::UnescapeName(entry.key));
+        if (names.GetSize() < NamesOfARequest)
+            continue;
+        if (MuErrCode const status = AskRows(raw, level, names, bytes); status != NoError)
+            return status;
+        names.Clear();
+    }
+    MuErrCode const status = AskRows(raw, level, names, bytes);
+    bytes->size = 100 + bytes->text.GetLength();
+    return status;
+}
+
+// A thing that has gone meanwhile has a line without values.
+MuErrCode RemoteTree::AskRows(RelativeLocation const & raw, Level const & level,
+                              Mu::Array<Name> const & names, Bytes * bytes) {
+    Mu::Array<Mu::Array<Reflectable::AttributeValue>> values;
+    if (names.IsEmpty())
+        return NoError;
+    if (MuErrCode const status =
+            Ask([&] { return client.GetAttributeValues(raw, names, &values); });
+        status != NoError)
+        return status;
+    Mu::UniString lines;
+    for (unsigned int i = 0; i < names.GetSize() && i < values.GetSize(); ++i) {
+        lines.Append(VFS::EscapeCell(names[i].ToString()));
+        for (unsigned int k = 0; k < level.attributes.GetSize(); ++k) {
+            lines.Append("\t");
+            if (k < values[i].GetSize())
+                lines.Append(VFS::EscapeCell(values[i][k].ToString()));
+        }
+        lines.Append("\n");
+    }
+    AppendUtf8(bytes->text, lines);
+    return bytes->text.GetLength() > LongestTable ? Error : NoError;
+}
+
+} // namespace IO
