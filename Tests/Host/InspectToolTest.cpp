@@ -105,6 +105,40 @@ TEST_F(InspectTool, ShowsALevelAThingAndATree) {
     EXPECT_TRUE(Has(RunTool({"inspect", port}).out, "tool test/\n"));
 }
 
+// By locations, by the commands of the shell, and by copies on the disk.
+TEST_F(InspectTool, CopiesAndComparesAndLooksRound) {
+    std::string const url = "reflect://127.0.0.1:" + port + "/tool%20test";
+    EXPECT_EQ(RunTool({"ls", url}).out, "C%3A%5Ca/\nattributes.tsv\nfile\n");
+    EXPECT_EQ(RunTool({"cat", url + "/attributes.tsv"}).out, "name\tdepth\ttext\n"
+                                                             "C:\\\\a\t0\ttwo\\nlines\\u001B[31m\n"
+                                                             "file\t0\ttwo\\nlines\\u001B[31m\n");
+    for (std::string const command : {"snapshot", "cp"}) {
+        std::filesystem::remove_all("inspect-copy");
+        ToolRun const copied = RunTool({command, url, "inspect-copy"});
+        EXPECT_EQ(copied.exitCode, 0) << copied.error;
+        EXPECT_NE(RunTool({command, url, "inspect-copy/attributes.tsv"}).exitCode, 0);
+        ToolRun const same = RunTool({"diff", "inspect-copy", url});
+        EXPECT_EQ(same.out, "") << same.error;
+    }
+    std::ofstream("inspect-copy/attributes.tsv", std::ios::binary) << "name\tdepth\nfile\t7\n";
+    std::filesystem::remove_all("inspect-copy/C%3A%5Ca");
+    ToolRun const changed = RunTool({"diff", url, "inspect-copy"});
+    EXPECT_TRUE(Has(changed.out, "- C%3A%5Ca/\n")) << changed.out << changed.error;
+    EXPECT_TRUE(Has(changed.out, "~  +7  0 -> 7")) << changed.out;
+    EXPECT_TRUE(Has(RunTool({"diff", "--json", url, "inspect-copy"}).out, "\"growth\": 7.0"));
+    std::filesystem::remove_all("inspect-copy");
+    auto const execute = [&](std::string const & command) {
+        return RunTool({"inspect", "-j", "-e", command, port}).out;
+    };
+    EXPECT_TRUE(Has(execute("find FILE tool%20test"), "\"/tool%20test/C%3A%5Ca/file\""));
+    EXPECT_TRUE(Has(execute("table tool%20test"), "\"two\\nlines\\u001b[31m\""));
+    EXPECT_TRUE(Has(execute("tree tool%20test 1"), "\"folder\": true,\n      \"children\": []"));
+    EXPECT_TRUE(Has(execute("cat tool%20test/file"), "depth: 0"));
+    EXPECT_TRUE(Has(execute("watch tool%20test"), "\"mark\": \" \""));
+    EXPECT_EQ(RunTool({"inspect", "-e", "ls none", port}).exitCode, 1);
+    EXPECT_EQ(RunTool({"inspect", "-e", "none", port}).exitCode, 1);
+}
+
 TEST_F(InspectTool, SaysWhatFails) {
     ToolRun const nothing = RunTool({"inspect", port, "tool test/none"});
     EXPECT_EQ(nothing.exitCode, 1);

@@ -38,6 +38,7 @@ struct Options {
     std::string catalogue;
     bool content = false;
     bool tree = false;
+    std::string execute;
     bool all = false;
     std::optional<int> version;
     bool hex = false;
@@ -79,6 +80,8 @@ int Serve(Options const & options, Console & console);
 int Connect(Options const & options, Console & console);
 
 int Inspect(Options const & options, Console & console);
+int Diff(Options const & options, Console & console);
+int TakeSnapshot(Options const & options, Console & console);
 int ShowProcesses(Options const & options, Console & console);
 int ShowServices(Options const & options, Console & console);
 int ShowApplications(Options const & options, Console & console);

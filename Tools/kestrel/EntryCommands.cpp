@@ -32,11 +32,26 @@ int RemoveOne(std::string const & path, Options const & options, Console & conso
     return console.Finish(status, path);
 }
 
+// The inside of a process changes while it is copied, and its top is a root, which has no name.
+int CopyProcess(IO::Location const & target, Options const & options, Console & console) {
+    Options copy = options;
+    Mu::UniString url;
+    MuErrCode const status = target.ToURL(&url);
+    if (status != IO::NoError)
+        return console.Finish(status, options.target);
+    copy.target = ToUtf8(url);
+    return TakeSnapshot(copy, console);
+}
+
 } // namespace
 
 int Copy(Options const & options, Console & console) {
     IO::Location const source = ToLocation(options.source);
     IO::Location const target = GetTarget(options.target, source);
+    IO::EntryType type;
+    if (source.GetScheme() == "reflect" && IO::fileSystem.GetType(source, &type) == IO::NoError &&
+        type == IO::EntryType::Folder)
+        return CopyProcess(target, options, console);
     HalfMade const made(target);
     return console.Finish(IO::fileSystem.Copy(source, target), options.source);
 }

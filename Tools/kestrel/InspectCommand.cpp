@@ -1,7 +1,9 @@
 #include "Commands.h"
 #include "Console.h"
-#include "Interruption.h"
+#include "Inside.h"
+#include "InspectShell.h"
 #include "Json.h"
+#include "LineReader.h"
 
 #include <Kestrel/Location/RelativeLocation.h>
 #include <Kestrel/Reflection/ReflectionClient.h>
@@ -45,29 +47,6 @@ char const * Explain(MuErrCode status) {
     }
 }
 
-// A line of a table is one line, whatever is in a cell; the rest is up to the terminal.
-void ShowTable(std::vector<std::vector<std::string>> rows) {
-    // Of UTF-8, in characters.
-    auto const getWidth = [](std::string const & text) {
-        return static_cast<std::size_t>(std::count_if(
-            text.begin(), text.end(), [](char byte) { return (byte & 0xC0) != 0x80; }));
-    };
-    std::vector<std::size_t> widths;
-    for (std::vector<std::string> & row : rows)
-        for (std::size_t i = 0; i < row.size(); ++i) {
-            row[i] = Disarm(row[i]);
-            widths.resize(std::max(widths.size(), i + 1));
-            widths[i] = std::max(widths[i], getWidth(row[i]));
-        }
-    for (std::vector<std::string> const & row : rows) {
-        std::string line;
-        for (std::size_t i = 0; i < row.size(); ++i)
-            line += row[i] + std::string(widths[i] - getWidth(row[i]) + 2, ' ');
-        line.erase(line.find_last_not_of(' ') + 1);
-        Out() << line.c_str() << "\n"; // disarmed
-    }
-}
-
 // The processes of this machine.
 
 struct Process {
@@ -105,8 +84,14 @@ std::vector<Process> FindProcesses(unsigned int milliseconds) {
     return processes;
 }
 
-int ListProcesses(Options const & options) {
+bool IsTalk() {
+    return LineReader::IsTerminal() && Out().IsTerminal();
+}
+
+// On a terminal the only process there is gets a shell.
+int ListProcesses(Options const & options, Console & console) {
     int result = 0;
+    std::string only;
     Json list = Json::array();
     std::vector<std::vector<std::string>> rows{{"PORT", "IDENT", "SYSTEM", "PROCESS"}};
     for (Process const & process : FindProcesses(ToMilliseconds(options))) {
@@ -117,6 +102,7 @@ int ListProcesses(Options const & options) {
                                    Explain(process.status));
             continue;
         }
+        only = std::to_string(process.port);
         list.push_back({{"port", process.port},
                         {"ident", ToUtf8(process.ident)},
                         {"system", ToUtf8(process.system)},
@@ -127,7 +113,9 @@ int ListProcesses(Options const & options) {
     if (options.json)
         ShowJson(list);
     else if (rows.size() > 1)
-        ShowTable(std::move(rows));
+        ShowTable(rows);
+    if (rows.size() == 2 && result == 0 && !options.json && IsTalk())
+        return InspectShell(only, options, console).Run();
     return result;
 }
 
@@ -381,9 +369,15 @@ private:
 
 } // namespace
 
-int Inspect(Options const & options, Console &) {
+int Inspect(Options const & options, Console & console) {
     if (options.source.empty())
-        return ListProcesses(options);
+        return ListProcesses(options, console);
+    bool const isPlain =
+        options.target.empty() && !options.json && !options.tree && !options.content;
+    if (!options.execute.empty() || (isPlain && IsTalk())) {
+        InspectShell shell(options.source, options, console);
+        return options.execute.empty() ? shell.Run() : shell.Execute(options.execute);
+    }
     return Inspector(options).Run();
 }
 

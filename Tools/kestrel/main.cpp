@@ -5,12 +5,16 @@
 
 #include <Kestrel/FileSystem/FileSystem.h>
 #include <Kestrel/Log/FileLogOutput.h>
+#include <Kestrel/Reflection/ReflectRollingVFS.h>
+#include <Kestrel/Root/Errors/ErrorCategory.h>
 
 #include <CLI/CLI.hpp>
 
 #include <algorithm>
+#include <cmath>
 #include <exception>
 #include <optional>
+#include <system_error>
 
 #if defined(_WIN32)
 #include <windows.h>
@@ -19,6 +23,23 @@
 namespace {
 
 using Command = int (*)(Tool::Options const &, Tool::Console &);
+
+/// What makes every command take the insides of processes as folders and files.
+class MountedProcesses {
+public:
+    explicit MountedProcesses(unsigned int timeout) : system({timeout, KeepTime}) {
+        if (MuErrCode const status = IO::fileSystem.Mount(system); status != IO::NoError)
+            throw std::system_error(status, IO::ErrorCategory());
+    }
+    ~MountedProcesses() { static_cast<void>(IO::fileSystem.Unmount(system)); } // it is mounted
+    MountedProcesses(MountedProcesses const &) = delete;
+    MountedProcesses & operator=(MountedProcesses const &) = delete;
+
+private:
+    static constexpr unsigned int KeepTime = 1000; // milliseconds; what is watched is asked again
+
+    IO::ReflectRollingVFS system;
+};
 
 /// The command line as CLI11 sees it, and the command that it chose.
 class Interface {
@@ -55,6 +76,7 @@ public:
         } catch (CLI::ParseError const & e) {
             return ExplainMisuse(e, first);
         }
+        MountedProcesses const processes(GetInspectionTimeout());
         std::optional<IO::FileLogOutput> log;
         if (!logFolder.empty() && !StartLog(log))
             return 1;
@@ -82,6 +104,13 @@ private:
                                       : "there is no command \"" + first +
                                             "\"; kestrel --help lists them");
         return 2;
+    }
+
+    // Milliseconds.
+    unsigned int GetInspectionTimeout() const {
+        return chosen == Tool::Inspect
+                   ? static_cast<unsigned int>(std::ceil(options.timeout * 1000))
+                   : IO::RemoteReflectionLimits().timeout;
     }
 
     static constexpr int MostLevels = 1000000;
@@ -182,7 +211,9 @@ private:
     }
 
     void AddEntries() {
-        AddSourceAndTarget(Add("cp", "Copy a file or a folder", Tool::Copy));
+        CLI::App * const copy = Add("cp", "Copy a file or a folder", Tool::Copy);
+        copy->add_flag("-r,--recursive", options.recursive, "Folders are copied whole in any case");
+        AddSourceAndTarget(copy);
         CLI::App * const move = Add("mv", "Move or rename a file or a folder", Tool::Move);
         move->add_flag("-f,--force", options.force, "Even when it is write-protected");
         AddSourceAndTarget(move);
@@ -239,6 +270,10 @@ private:
             ->check(CLI::Range(0, MostLevels));
         inspect->add_flag("-j,--json", options.json, "As JSON");
         inspect
+            ->add_option("-e,--execute", options.execute,
+                         "One command of the shell: ls, cat, table, tree, find, watch, snapshot")
+            ->type_name("COMMAND");
+        inspect
             ->add_option("--timeout", options.timeout,
                          "Give up when a process says nothing for so long; 0 waits for ever")
             ->default_str("5")
@@ -249,10 +284,24 @@ private:
             "PORT of this machine, or HOST:PORT; without one, the processes of this "
             "machine are listed");
         inspect->add_option("PATH", options.target, "Where; what is at the top if none is given");
-        inspect->footer(
-            "The names of PATH stand between slashes. Where one holds / or \\ or :, PATH "
-            "is a URL: \"rel:///Kestrel/Virtual%20file%20systems/C%3A%5Cdata\".");
+        inspect->footer("A TARGET alone opens a shell on a terminal. The names of PATH stand "
+                        "between slashes. Where one holds / or \\ or :, PATH "
+                        "is a URL: \"rel:///Kestrel/Virtual%20file%20systems/C%3A%5Cdata\".");
         inspect->preparse_callback([this](std::size_t) { options.timeout = Timeout; });
+        AddComparison();
+    }
+
+    void AddComparison() {
+        char const * const place = "PORT, HOST:PORT, a folder with a snapshot, or a URL such as "
+                                   "reflect://HOST:PORT/Kestrel";
+        CLI::App * const diff = AddJson(Add(
+            "diff", "Show what came, went and grew between two looks into a process", Tool::Diff));
+        diff->add_option("A", options.source, std::string("Before: ") + place)->required();
+        diff->add_option("B", options.target, std::string("After: ") + place)->required();
+        CLI::App * const snapshot = AddJson(
+            Add("snapshot", "Copy the inside of a process into a new folder", Tool::TakeSnapshot));
+        snapshot->add_option("SOURCE", options.source, place)->required();
+        snapshot->add_option("FOLDER", options.target, "A new one")->required();
     }
 
     void AddProcesses() {

@@ -1,0 +1,179 @@
+#include "LineReader.h"
+
+#include "Console.h"
+
+#include <algorithm>
+#include <iostream>
+#include <utility>
+
+#if defined(_WIN32)
+#include <windows.h>
+#else
+#include <poll.h>
+#include <unistd.h>
+#endif
+
+#if defined(KESTREL_LINE_EDITOR)
+#include <histedit.h>
+
+#include <cstdio>
+#endif
+
+namespace Tool {
+
+std::string GetCommonStart(std::vector<std::string> const & texts) {
+    std::string start = texts.empty() ? "" : texts.front();
+    for (std::string const & text : texts) {
+        auto const [end, other] =
+            std::mismatch(start.begin(), start.end(), text.begin(), text.end());
+        start.erase(end, start.end());
+    }
+    while (!start.empty() && !texts.empty() && start.size() < texts.front().size() &&
+           (texts.front()[start.size()] & 0xC0) == 0x80) // not in the middle of a character
+        start.pop_back();
+    return start;
+}
+
+#if defined(KESTREL_LINE_EDITOR)
+
+// The editor turns Ctrl-C into an end of the line by itself, so that no signal ends the process while
+// the terminal is in the editor's hands.
+struct LineReader::Editor {
+    explicit Editor(Complete given)
+        : complete(std::move(given)), lines(history_init()),
+          line(el_init("kestrel", stdin, stdout, stderr)) {
+        HistEvent event;
+        history(lines, &event, H_SETSIZE, 500);
+        history(lines, &event, H_SETUNIQUE, 1);
+        el_set(line, EL_CLIENTDATA, this);
+        el_set(line, EL_PROMPT, &GetPrompt);
+        el_set(line, EL_EDITOR, "emacs");
+        el_set(line, EL_HIST, history, lines);
+        el_set(line, EL_SETTY, "-d", "-isig", nullptr);
+        el_set(line, EL_ADDFN, "kestrel-complete", "Complete a name", &CompleteWord);
+        el_set(line, EL_ADDFN, "kestrel-drop", "Drop the line", &DropLine);
+        el_set(line, EL_BIND, "^I", "kestrel-complete", nullptr);
+        el_set(line, EL_BIND, "^C", "kestrel-drop", nullptr);
+    }
+    ~Editor() {
+        el_end(line);
+        history_end(lines);
+    }
+    Editor(Editor const &) = delete;
+    Editor & operator=(Editor const &) = delete;
+
+    static Editor & Get(EditLine * line) {
+        void * data = nullptr;
+        el_get(line, EL_CLIENTDATA, &data);
+        return *static_cast<Editor *>(data);
+    }
+    static char * GetPrompt(EditLine * line) { return Get(line).prompt.data(); }
+
+    static unsigned char DropLine(EditLine * line, int) {
+        Get(line).isDropped = true;
+        std::cout << "\n";
+        return CC_EOF;
+    }
+
+    static unsigned char CompleteWord(EditLine * line, int) {
+        LineInfo const * const info = el_line(line);
+        std::string const before(info->buffer, info->cursor);
+        std::string const word = before.substr(before.find_last_of(" \"") + 1);
+        std::vector<std::string> const found = Get(line).complete(word);
+        std::string const common = GetCommonStart(found);
+        if (common.size() > word.size()) {
+            el_insertstr(line, common.substr(word.size()).c_str());
+            return CC_REFRESH;
+        }
+        if (found.size() < 2)
+            return CC_REFRESH_BEEP;
+        std::cout << "\n";
+        constexpr std::size_t MostShown = 100;
+        for (std::size_t i = 0; i < std::min(found.size(), MostShown); ++i)
+            Out() << found[i] << "  ";
+        Out() << (found.size() > MostShown ? "...\n" : "\n");
+        Out().Flush();
+        return CC_REDISPLAY;
+    }
+
+    bool Read(std::string const & itsPrompt, std::string * text) {
+        prompt = itsPrompt;
+        isDropped = false;
+        int count = 0;
+        char const * const got = el_gets(line, &count);
+        text->clear();
+        if (isDropped)
+            return true;
+        if (got == nullptr || count <= 0)
+            return false;
+        text->assign(got, static_cast<std::size_t>(count));
+        text->erase(text->find_last_not_of("\r\n") + 1);
+        HistEvent event;
+        if (!text->empty())
+            history(lines, &event, H_ENTER, text->c_str());
+        return true;
+    }
+
+    Complete complete;
+    History * lines;
+    EditLine * line;
+    std::string prompt;
+    bool isDropped = false;
+};
+
+#else
+
+struct LineReader::Editor {
+    explicit Editor(Complete) {}
+    static bool Read(std::string const &, std::string *) { return false; }
+};
+
+#endif
+
+LineReader::LineReader(Complete complete) {
+#if defined(KESTREL_LINE_EDITOR)
+    if (IsTerminal() && Out().IsTerminal())
+        editor = std::make_unique<Editor>(std::move(complete));
+#endif
+}
+
+LineReader::~LineReader() = default;
+
+bool LineReader::Read(std::string const & prompt, std::string * line) {
+    Out().Flush();
+    if (editor != nullptr)
+        return editor->Read(prompt, line);
+    if (IsTerminal())
+        std::cout << prompt << std::flush;
+    if (!std::getline(std::cin, *line))
+        return false;
+    line->erase(line->find_last_not_of("\r\n") + 1);
+    return true;
+}
+
+#if defined(_WIN32)
+
+bool LineReader::IsTerminal() {
+    DWORD mode = 0;
+    return GetConsoleMode(GetStdHandle(STD_INPUT_HANDLE), &mode) != 0;
+}
+
+bool LineReader::WaitForInput(double seconds) {
+    return WaitForSingleObject(GetStdHandle(STD_INPUT_HANDLE),
+                               static_cast<DWORD>(seconds * 1000)) == WAIT_OBJECT_0;
+}
+
+#else
+
+bool LineReader::IsTerminal() {
+    return isatty(STDIN_FILENO) != 0;
+}
+
+bool LineReader::WaitForInput(double seconds) {
+    pollfd input{STDIN_FILENO, POLLIN, 0};
+    return poll(&input, 1, static_cast<int>(seconds * 1000)) > 0;
+}
+
+#endif
+
+} // namespace Tool
