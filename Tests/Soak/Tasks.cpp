@@ -128,6 +128,7 @@ void UseMounts(Context & context) {
     IO::Folder folder(context.folder);
     static_cast<void>(folder.CreateFolder("from"));
     SOAK_EXPECT(IO::WriteAll(context.folder / "from" / "file", content) == IO::NoError);
+    system.GetDisk();
     SOAK_EXPECT(IO::fileSystem.Mount(system, place) == IO::NoError);
     {
         IO::Folder memory(place);
