@@ -322,7 +322,7 @@ TEST(Folder, ReportsWhatTheMaskWants) {
     folder.CreateFolder("folder");
     folder.CreateLink("to file.lnk", place / "file");
     folder.CreateLink("to folder.lnk", place / "folder");
-    folder.CreateLink("to nothing.lnk", place / "nothing");
+    folder.CreateLink("to nothing.lnk", Location(place / "nowhere", Name("x")));
     constexpr auto resolve = Folder::LinkProcessing::Resolve;
     constexpr auto asLinks = Folder::LinkProcessing::ReportLinks;
     EXPECT_EQ(List(folder, asLinks, Folder::Files), (Names{"file"}));
