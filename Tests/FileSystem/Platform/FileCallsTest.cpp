@@ -135,6 +135,21 @@ TEST_F(FileCallsTest, OpensFilesInAFolderThatIsHeldOpen) {
     EXPECT_EQ(calls.FindClose(held), 0u);
 }
 
+TEST_F(FileCallsTest, RefusesWhatTheHandleWasNotOpenedFor) {
+    folder.Write("x", "content");
+    unsigned int count = 99;
+    char text[4];
+    FileHandle const reader = Open("x", FileAccess::Read);
+    EXPECT_EQ(calls.WriteFile(reader, "a", 1, &count), FileError::AccessDenied);
+    EXPECT_EQ(count, 0u);
+    EXPECT_NE(calls.SetEndOfFile(reader), 0u);
+    folder.Write("y", "content");
+    FileHandle const writer = Open("y", FileAccess::Write);
+    EXPECT_EQ(calls.ReadFile(writer, text, 4, &count), FileError::AccessDenied);
+    EXPECT_EQ(count, 0u);
+    EXPECT_EQ(folder.Read("x"), "content");
+}
+
 TEST_F(FileCallsTest, SetsTimesOneByOne) {
     folder.Write("file", "x");
     fs::create_directory(folder / "sub");
