@@ -2,6 +2,7 @@
 
 #include <Kestrel/FileSystem/Internal/Start.h>
 #include <Kestrel/FileSystem/Internal/WinFileSystem.h>
+#include <Kestrel/Root/Threads/Lock.h>
 
 #include "Tests/Support/FaultSweep.h"
 #include "Tests/Support/FileSystem/Connection.h"
@@ -15,6 +16,7 @@
 #include <functional>
 #include <memory>
 #include <random>
+#include <thread>
 #include <vector>
 
 namespace {
@@ -363,6 +365,27 @@ TEST(FileSystem, EnumeratesTheComputerItsDrivesAndTheMounts) {
     EXPECT_EQ(calls, 2);
     EXPECT_EQ(IO::fileSystem.EnumerateMountPoints(nullptr, nullptr), IO::Error);
     EXPECT_EQ(IO::fileSystem.EnumerateVirtualMountPoints(nullptr, nullptr), IO::Error);
+}
+
+TEST(FileSystem, DoesNotHoldItsLockWhileAnEntryWorks) {
+    class Looker final : public IO::EntryEnumerator {
+    public:
+        bool EntryFound(IO::Name const &, bool) override {
+            std::thread([this] {
+                isFree = IO::GetFileSystemLock().TryEnter();
+                if (isFree)
+                    IO::GetFileSystemLock().Leave();
+            }).join();
+            return false;
+        }
+        bool isFree = false;
+    };
+    Tests::TempFolder folder;
+    folder.Write("file", "");
+    Tests::FolderConnection const entry(IO::Location(Mu::UniString(folder.GetPortable())));
+    Looker looker;
+    EXPECT_EQ(entry->Enumerate(looker), IO::FolderEntry::EnumerateStatus::Stopped);
+    EXPECT_TRUE(looker.isFree);
 }
 
 TEST(FileSystem, GrowsItsTablesFromAHundredByDoubling) {

@@ -21,6 +21,10 @@
 #include <string>
 #include <vector>
 
+#if !defined(_WIN32)
+#include <sys/resource.h>
+#endif
+
 namespace {
 
 using namespace IO::IPC;
@@ -490,6 +494,37 @@ TEST_F(RealDialogue, WorksOverTheLoopback) {
         EXPECT_TRUE(one.read && !one.write);
     client.Disconnect();
     PassUntil([&] { return CountSockets() == 1; });
+}
+
+TEST_F(RealDialogue, ServesMoreThanSelectWould) {
+#if defined(_WIN32)
+    unsigned int const count = 100; // Wine takes a while for each
+#else
+    unsigned int const count = 2000;
+    rlimit limit{};
+    getrlimit(RLIMIT_NOFILE, &limit);
+    limit.rlim_cur = limit.rlim_max;
+    setrlimit(RLIMIT_NOFILE, &limit);
+    if (limit.rlim_cur < 2 * count + 100)
+        GTEST_SKIP() << "needs more descriptors than the system allows";
+#endif
+    std::vector<std::unique_ptr<Client>> clients;
+    for (unsigned int i = 0; i < count && !HasFailure(); ++i) {
+        Begin(*clients.emplace_back(std::make_unique<Client>()));
+        while (clients.back()->GetConnectState() == Client::Connecting)
+            clients.back()->ProcessPendingConnect();
+    }
+    for (unsigned int i = 0; i < clients.size(); ++i)
+        WriteMessage(*clients[i], std::to_string(i));
+    unsigned int answers = 0;
+    PassUntil([&] {
+        for (unsigned int i = 0; i < clients.size(); ++i)
+            if (clients[i]->GetISeparatorCount() == 1) {
+                EXPECT_EQ(ReadMessage(*clients[i]), std::to_string(i) + "!");
+                ++answers;
+            }
+        return answers == clients.size();
+    });
 }
 
 TEST_F(RealDialogue, FindsASocketThatSomebodyClosed) {

@@ -7,6 +7,8 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <thread>
+#include <vector>
 
 namespace {
 
@@ -81,4 +83,24 @@ TEST_F(OSErrors, AreNoTextAfterAShortageUntilCleared) {
         IO::ClearOSErrors();
         EXPECT_STREQ(IO::GetOSErrors(), "");
     });
+}
+
+TEST_F(OSErrors, MayBeMetAndReportedByManyThreads) {
+    auto const work = [] {
+        for (int i = 0; i < 300; ++i) {
+            for (int j = 0; j < 50; ++j)
+                IO::AddOSError("an entry of some length");
+            Mu::LogComposer composer;
+            IO::AppendOSErrors(composer);
+            EXPECT_EQ(composer.GetCount(), 1u);
+            IO::ClearOSErrors();
+        }
+    };
+    work();
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 4; ++i)
+        threads.emplace_back(work);
+    for (std::thread & thread : threads)
+        thread.join();
+    EXPECT_STREQ(IO::GetOSErrors(), "");
 }
