@@ -100,37 +100,6 @@ bool DriveUntil(double end, Condition condition) {
     return true;
 }
 
-/// The whole answer. False after a line why there is none.
-bool Ask(std::string const & place, std::string const & request, double timeout,
-         std::string * answer) {
-    CommunicatorPool::Instance().SetMessageLimit(LargestAnswer);
-    double const end = GetNow() + timeout;
-    Client client;
-    client.SetConnectTimeout(static_cast<int>(std::min(timeout + 1, 86400.0)));
-    bool const isBegun = client.Connect(IO::Location(FromUtf8(place))) == IO::NoError;
-    if (isBegun)
-        DriveUntil(end, [&] { return client.GetConnectState() != Client::Connecting; });
-    if (client.GetConnectState() != Client::Connected) {
-        Console::Fail(place + ": no connection");
-        return false;
-    }
-    client.GetOChannel().WriteBin(request.data(), static_cast<unsigned int>(request.size()),
-                                  nullptr);
-    client.GetOChannel().WriteSeparator();
-    bool const isThere =
-        DriveUntil(end, [&] { return client.GetISeparatorCount() > 0 || !client.IsOk(); });
-    if (client.GetISeparatorCount() == 0) {
-        Console::Fail(place + (isThere ? ": the connection was lost" : ": no answer"));
-        return false;
-    }
-    EndPoint::InputSeparatorGuard const guard(client);
-    client.GetIChannel().ResetInputStatus(); // what came before a loss is whole
-    answer->resize(static_cast<std::size_t>(client.GetIChannel().GetNearestSeparator()));
-    client.GetIChannel().ReadBin(answer->data(), static_cast<unsigned int>(answer->size()),
-                                 nullptr);
-    return true;
-}
-
 std::string ToHex(std::string const & bytes) {
     static char const digits[] = "0123456789abcdef";
     std::string text;
@@ -171,6 +140,32 @@ int ShowAs(Options const & options, std::string const & answer) {
 
 } // namespace
 
+std::string AskService(std::string const & place, std::string const & request, double timeout,
+                       std::string * answer) {
+    CommunicatorPool::Instance().SetMessageLimit(LargestAnswer);
+    double const end = GetNow() + timeout;
+    Client client;
+    client.SetConnectTimeout(static_cast<int>(std::min(timeout + 1, 86400.0)));
+    bool const isBegun = client.Connect(IO::Location(FromUtf8(place))) == IO::NoError;
+    if (isBegun)
+        DriveUntil(end, [&] { return client.GetConnectState() != Client::Connecting; });
+    if (client.GetConnectState() != Client::Connected)
+        return "no connection";
+    client.GetOChannel().WriteBin(request.data(), static_cast<unsigned int>(request.size()),
+                                  nullptr);
+    client.GetOChannel().WriteSeparator();
+    bool const isThere =
+        DriveUntil(end, [&] { return client.GetISeparatorCount() > 0 || !client.IsOk(); });
+    if (client.GetISeparatorCount() == 0)
+        return isThere ? "the connection was lost" : "no answer";
+    EndPoint::InputSeparatorGuard const guard(client);
+    client.GetIChannel().ResetInputStatus(); // what came before a loss is whole
+    answer->resize(static_cast<std::size_t>(client.GetIChannel().GetNearestSeparator()));
+    client.GetIChannel().ReadBin(answer->data(), static_cast<unsigned int>(answer->size()),
+                                 nullptr);
+    return "";
+}
+
 int CallService(Options const & options, Console &) {
     for (std::string const & type : options.answerTypes)
         if (!IsType(type))
@@ -187,9 +182,12 @@ int CallService(Options const & options, Console &) {
     std::string answer;
     std::string const bytes(static_cast<IO::MemoryOChannel const &>(request).GetDestination(),
                             request.GetDataSize());
-    if (place.empty() ||
-        !Ask(place, bytes, options.timeout > 0 ? options.timeout : DefaultTimeout, &answer))
+    if (place.empty())
         return 1;
+    std::string const failure =
+        AskService(place, bytes, options.timeout > 0 ? options.timeout : DefaultTimeout, &answer);
+    if (!failure.empty())
+        return Console::Fail(place + ": " + failure);
     if (!options.answerTypes.empty())
         return ShowAs(options, answer);
     Json const fields = ExplainAnswer(options.source, options.paths, answer);

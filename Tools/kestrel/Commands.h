@@ -43,6 +43,9 @@ struct Options {
     std::optional<int> version;
     bool hex = false;
     std::vector<std::string> answerTypes;
+    std::string webPort; ///< of the page; "0": the system chooses; "": no page is served
+    std::string page;    ///< the file that it is saved to
+    std::string logs;
 };
 
 // Each command returns the exit code of the process.
@@ -82,6 +85,7 @@ int Connect(Options const & options, Console & console);
 int Inspect(Options const & options, Console & console);
 int Diff(Options const & options, Console & console);
 int TakeSnapshot(Options const & options, Console & console);
+int ShowPage(Options const & options, Console & console);
 int ShowProcesses(Options const & options, Console & console);
 int ShowServices(Options const & options, Console & console);
 int ShowApplications(Options const & options, Console & console);

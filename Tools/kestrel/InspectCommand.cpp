@@ -370,6 +370,8 @@ private:
 } // namespace
 
 int Inspect(Options const & options, Console & console) {
+    if (!options.webPort.empty() || !options.page.empty())
+        return ShowPage(options, console);
     if (options.source.empty())
         return ListProcesses(options, console);
     bool const isPlain =

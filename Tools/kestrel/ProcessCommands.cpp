@@ -67,7 +67,7 @@ struct Listed {
 
 /// The processes of this machine by number; those with servers, or all. What could not be read of one
 /// is said, and `*result` becomes 1.
-std::vector<Listed> ListProcesses(bool all, int * result) {
+std::vector<Listed> ReadProcesses(bool all, int * result) {
     std::vector<Listed> list;
     Listed one;
     for (int status = IO::Process::GetFirstProcess(&one.process);
@@ -123,37 +123,45 @@ Json ToJson(ApplicationInfo const & application) {
             {"path", ToText(application.GetPath())}};
 }
 
-int ShowProcesses(Options const & options, Console &) {
-    int result = 0;
+Json ListProcesses(bool all, int * result) {
     Json list = Json::array();
-    std::vector<std::vector<std::string>> rows{{"PROCESS", "NAME", "PORT", "SERVICES"}};
-    for (Listed const & one : ListProcesses(options.all, &result)) {
+    for (Listed const & one : ReadProcesses(all, result)) {
         Json json = ToJson(one.process);
         json["servers"] = Json::array();
+        for (ServerInfo const & server : one.servers)
+            json["servers"].push_back(ToJson(server));
+        list.push_back(std::move(json));
+    }
+    return list;
+}
+
+int ShowProcesses(Options const & options, Console &) {
+    int result = 0;
+    if (options.json) {
+        ShowJson(ListProcesses(options.all, &result));
+        return result;
+    }
+    std::vector<std::vector<std::string>> rows{{"PROCESS", "NAME", "PORT", "SERVICES"}};
+    for (Listed const & one : ReadProcesses(options.all, &result)) {
         std::vector<std::string> const start{std::to_string(one.process.processId),
                                              ToUtf8(one.process.name)};
         if (one.servers.empty())
             rows.push_back(start);
         for (ServerInfo const & server : one.servers) {
-            json["servers"].push_back(ToJson(server));
             std::string names;
             for (std::string const & name : GetServices(server))
                 names += (names.empty() ? "" : ", ") + name;
             rows.push_back({start[0], start[1], std::to_string(server.GetPort()), names});
         }
-        list.push_back(json);
     }
-    if (options.json)
-        ShowJson(list);
-    else
-        ShowTable(rows);
+    ShowTable(rows);
     return result;
 }
 
 int ShowServices(Options const & options, Console &) {
     int result = 0;
     std::vector<std::vector<std::string>> rows;
-    for (Listed const & one : ListProcesses(false, &result))
+    for (Listed const & one : ReadProcesses(false, &result))
         for (ServerInfo const & server : one.servers)
             for (std::string const & name : GetServices(server))
                 rows.push_back({name, std::to_string(server.GetPort()),

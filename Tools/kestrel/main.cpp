@@ -287,6 +287,7 @@ private:
         inspect->footer("A TARGET alone opens a shell on a terminal. The names of PATH stand "
                         "between slashes. Where one holds / or \\ or :, PATH "
                         "is a URL: \"rel:///Kestrel/Virtual%20file%20systems/C%3A%5Cdata\".");
+        AddPage(inspect);
         inspect->preparse_callback([this](std::size_t) { options.timeout = Timeout; });
         AddComparison();
     }
@@ -302,6 +303,18 @@ private:
             Add("snapshot", "Copy the inside of a process into a new folder", Tool::TakeSnapshot));
         snapshot->add_option("SOURCE", options.source, place)->required();
         snapshot->add_option("FOLDER", options.target, "A new one")->required();
+    }
+
+    void AddPage(CLI::App * inspect) {
+        CLI::Option * const web = inspect->add_flag(
+            "--web{0}", options.webPort,
+            "Show it in a browser of this machine, until Ctrl-C; --web=PORT chooses the port of "
+            "the page");
+        inspect->add_option("--save", options.page, "Write that page with the data of this moment")
+            ->type_name("FILE.html")
+            ->excludes(web);
+        inspect->add_option("--logs", options.logs, "The page shows the lines of its *.log files")
+            ->type_name("FOLDER");
     }
 
     void AddProcesses() {

@@ -1,0 +1,30 @@
+# cmake -D OUTPUT=X.cpp -D FOLDER=web -P EmbedPage.cmake: the files of a folder as a source.
+file(GLOB files RELATIVE ${FOLDER} ${FOLDER}/*)
+set(arrays "")
+set(table "")
+set(index 0)
+foreach(name ${files})
+    file(READ ${FOLDER}/${name} bytes HEX)
+    string(REGEX REPLACE "([0-9a-f][0-9a-f])" "'\\\\x\\1'," bytes "${bytes}")
+    string(APPEND arrays "constexpr char file${index}[] = {${bytes}};\n")
+    string(APPEND table "    {\"${name}\", {file${index}, sizeof(file${index})}},\n")
+    math(EXPR index "${index} + 1")
+endforeach()
+file(WRITE ${OUTPUT} "#include \"Http/PageFiles.h\"
+
+namespace Tool {
+
+namespace {
+
+${arrays}
+constexpr PageFile files[] = {
+${table}};
+
+} // namespace
+
+std::span<PageFile const> GetPageFiles() {
+    return files;
+}
+
+} // namespace Tool
+")
