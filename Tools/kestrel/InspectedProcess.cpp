@@ -18,7 +18,7 @@ using Value = IO::Reflectable::AttributeValue;
 constexpr std::size_t MostLevelsKept = 16;
 constexpr unsigned long long MostNamesKept = 2000000;
 constexpr std::size_t LargestContent = 4u << 20;
-constexpr unsigned int NamesOfRequest = 1000;
+constexpr unsigned int NamesOfRequest = 5000;
 constexpr unsigned long long LongestFresh = 500000;  // microseconds
 constexpr unsigned long long LongestWalk = 20000000; // microseconds
 

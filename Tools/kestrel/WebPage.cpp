@@ -159,6 +159,7 @@ std::string BuildSavedPage(Json const & data) {
         ReplaceOnce(page, "<script src=\"" + name + "\"></script>",
                     "<script nonce=\"" + nonce + "\">\n" + content + "</script>");
     }
+    ReplaceOnce(page, "<link rel=\"icon\" href=\"icon.svg\">\n", "");
     ReplaceOnce(page, "<!-- saved: policy -->",
                 "<meta http-equiv=\"Content-Security-Policy\" content=\"default-src 'none'; "
                 "script-src 'nonce-" +

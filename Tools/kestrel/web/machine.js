@@ -46,7 +46,7 @@ Kestrel.views.push({
     this.empty = make('p', {class: 'empty', hidden: true}, 'No process of this machine serves.');
     this.board = make('div', {class: 'board'}, this.lines, this.cards);
     element.append(make('div', {class: 'bar'}, this.sum), make('p', {class: 'note'},
-      'Processes of this machine that serve. Of those with a service “Processes” also who is connected, and what waits in the queues of each.'),
+      'Processes of this machine that serve. Of those with a service “Processes” also who is connected, and what waits in the queues of each; the connection that this was asked over is one of them.'),
     this.empty, this.board);
     new ResizeObserver(() => this.connect()).observe(this.board);
     await this.refresh();
@@ -84,6 +84,7 @@ Kestrel.views.push({
 
 // Mounts: the folders that lead to each, with what is beside them on the disk.
 
+const cut = (text) => text.length > 22 ? text.slice(0, 21) + '…' : text;
 const MountPath = ['Kestrel', 'Virtual file systems'];
 const MostBeside = 5;
 const MostInside = 12;
@@ -154,14 +155,14 @@ Kestrel.views.push({
       const children = [...node.children.values()];
       const x = 16 + depth * Step;
       deepest = Math.max(deepest, depth);
+      const label = cut(show(node.name));
       const rows = children.map((child) => put(child, depth + 1));
       const y = rows.length ? (rows[0] + rows.at(-1)) / 2 : 20 + RowHeight * row++;
-      for (const below of rows) parts.unshift(make('svg:path', {class: 'branch', d: `M${x + 6},${y} C${x + Step / 2},${y} ${x + Step / 2},${below} ${x + Step - 6},${below}`}));
-      const label = show(node.name);
+      for (const below of rows) parts.unshift(make('svg:path', {class: 'branch', d: `M${Math.min(x + 18 + label.length * 7, x + Step - 30)},${y} C${x + Step / 2},${y} ${x + Step / 2},${below} ${x + Step - 6},${below}`}));
       parts.push(make('svg:g', {class: 'mount-node ' + node.kind, role: 'treeitem', ariaLabel: label, tabindex: node.place ? 0 : null,
         onclick: () => this.visit(node), onkeydown: (event) => event.key === 'Enter' && this.visit(node)},
       make('svg:title', {}, show(node.place ?? '')), make('svg:circle', {cx: x, cy: y, r: node.kind === 'mount' ? 7 : 5}),
-      make('svg:text', {x: x + 12, y: y + 4}, label.length > 24 ? label.slice(0, 23) + '…' : label)));
+      make('svg:text', {x: x + 12, y: y + 4}, label)));
       return y;
     };
     put(root, 0);
