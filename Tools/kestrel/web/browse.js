@@ -279,7 +279,11 @@ class Table {
       this.isNumber.push(i > 0 && sample > 0 && numbers === sample);
       return Math.min(Math.max(width, 6), 44);
     });
-    this.grid = widths.map((width, i) => i === widths.length - 1 ? `minmax(${width}ch, 1fr)` : width + 'ch').join(' ');
+    // In pixels, as the heads are of another weight; what is left goes to the last text, or stays empty.
+    const columns = widths.map((width) => Math.round(width * 7.8) + 'px');
+    if (this.isNumber.at(-1)) columns.push('minmax(0, 1fr)');
+    else columns.push(`minmax(${columns.pop()}, 1fr)`);
+    this.grid = columns.join(' ');
   }
   drawHead() {
     const cells = ['name', ...this.columns.map((column) => column.name)].map((name, i) => {
