@@ -211,8 +211,8 @@ def check_pictures(page, port, is_live):
     page.wait("document.querySelectorAll('.log-line.info').length > 0")
     check('of the work' in page.eval("document.querySelector('.log-lines').textContent"), 'other lines')
     if is_live:
-        lines = page.eval("document.querySelectorAll('.log-line').length")
-        page.wait(f"document.querySelectorAll('.log-line').length > {lines}")
+        lines = total(page, 'log')
+        page.wait(f"document.querySelector('#view-log .sum').textContent !== {json.dumps(lines)}")
 
 
 def check_refresh(page):

@@ -205,9 +205,21 @@ class Table {
     this.body.addEventListener('scroll', () => { this.head.scrollLeft = this.body.scrollLeft; });
     this.body.addEventListener('keydown', (event) => this.press(event));
   }
+  // A level that is still being read for the first time is not begun again.
+  async renew() {
+    if (!this.isComing) await this.read(this.path, this.chosenName);
+  }
   async read(path, chosenName) {
     const isOther = this.path === null || !samePath(path, this.path);
+    this.isComing = isOther;
     const reading = this.reading = {};
+    try {
+      await this.readPieces(path, chosenName, isOther, reading);
+    } finally {
+      if (this.reading === reading) this.isComing = false;
+    }
+  }
+  async readPieces(path, chosenName, isOther, reading) {
     const before = isOther ? null : new Map(this.rows.map((row) => [row[0], row]));
     if (isOther) {
       this.path = path;
@@ -427,7 +439,7 @@ Kestrel.views.push({
     await Promise.all([tree.start(), showLevel([])]);
   },
   async refresh() {
-    await Promise.all([tree.refresh(), table.read(table.path, table.chosenName)]);
+    await Promise.all([tree.refresh(), table.renew()]);
     fail(null);
   },
 });
