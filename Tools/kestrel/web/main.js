@@ -7,6 +7,7 @@ const ShortestPause = 2000; // milliseconds between two readings
 let present = null;
 let isPaused = Kestrel.isSaved;
 let timer = 0;
+let readings = 0; // under way
 const main = document.getElementById('main');
 const state = document.getElementById('state');
 
@@ -26,15 +27,18 @@ async function readTarget() {
 async function refresh() {
   clearTimeout(timer);
   const start = performance.now();
+  ++readings;
   try {
     await readTarget();
     if (present.isStarted) await (present.refresh ?? (() => {})).call(present);
     else await open(present);
     for (const view of views) if (view.sample) await view.sample();
     if (Kestrel.isSaved) say('saved', 'saved ' + Kestrel.moment);
-    else say(isPaused ? 'paused' : 'live', isPaused ? 'paused' : 'live');
+    else if (!isPaused || readings === 1) say(isPaused ? 'paused' : 'live', isPaused ? 'paused' : 'live');
   } catch (failure) {
     say('lost', show(failure.message));
+  } finally {
+    --readings;
   }
   // A level that takes long is not read all the time.
   if (!isPaused) timer = setTimeout(refresh, Math.max(ShortestPause, 5 * (performance.now() - start)));
@@ -88,7 +92,7 @@ pause.addEventListener('click', () => {
   pause.textContent = isPaused ? 'Go on' : 'Pause';
   if (isPaused) {
     clearTimeout(timer);
-    say('paused', 'paused');
+    if (!readings) say('paused', 'paused'); // else when the last of them is done
   } else {
     refresh();
   }
