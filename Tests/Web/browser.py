@@ -29,7 +29,7 @@ class Browser:
         self.problems = []  # what the page complains about
         for domain in ('Page', 'Runtime', 'Log', 'Network'):
             self.call(domain + '.enable')
-        self.requests = []
+        self.requests = []  # (the page that asks, what it asks for)
 
     def close(self):
         self.process.terminate()
@@ -55,7 +55,7 @@ class Browser:
         elif kind == 'Log.entryAdded' and details['entry']['level'] == 'error':
             self.problems.append(details['entry']['text'] + ' ' + details['entry'].get('url', ''))
         elif kind == 'Network.requestWillBeSent':
-            self.requests.append(details['request']['url'])
+            self.requests.append((details['documentURL'], details['request']['url']))
 
     def eval(self, script):
         """The value of an expression, also of a promise."""
