@@ -26,7 +26,8 @@ namespace IO {
 /// Memory:  the names and the bytes; an open file holds a copy of its own.
 /// Threads: Add before Mount. Functions are called by the threads that open files and ask for
 ///          lengths, several at once where several do.
-/// Failure: Error for a file whose function throws.
+/// Failure: statuses; a file whose function throws cannot be opened and has no length. std::bad_alloc
+///          from Add on shortage.
 class MapVFS final : public FixedVFS {
 public:
     using Make = std::function<std::string()>;
@@ -123,6 +124,7 @@ private:
         }
         CloseStatus Close() override {
             content.clear();
+            position = 0;
             isOpen = false;
             return CloseStatus::Done;
         }

@@ -34,11 +34,11 @@ struct RemoteReflectionLimits {
 /// Where the process is named by a URL rather than by a mount, take ReflectRollingVFS.
 ///
 /// Entries have the names of things in a form that every disk takes; see EscapeName. Each can be had by
-/// its plain name too, if that does not look escaped. What stands at a place has one entry, however it is spelt: of names that differ
-/// in case only, the later ones are escaped further.
+/// its plain name too, if that does not look escaped. What stands at a place has one entry, however it
+/// is spelt: of names that differ in case only, the later ones are escaped further.
 ///
-/// An entry holds what it was told first, so that a walk sees each folder as of one moment. Nothing is
-/// deeper than `DeepestLevel`, so that a tree without an end costs no stack.
+/// An entry keeps the first answer that it gets, so that a walk sees each folder as of one moment.
+/// Nothing is deeper than `DeepestLevel`, so that a tree without an end costs no stack.
 ///
 /// Memory:  the answers that open entries hold, and those that are kept.
 /// Threads: any. Connecting asks the process under the lock of IO::fileSystem, everything else without
