@@ -18,19 +18,37 @@ namespace IO {
 
 namespace {
 
-// To walk along a location takes time with the square of its length, and it could fill a request.
-bool IsTooDeep(std::string_view text) {
-    constexpr unsigned int DeepestLocation = 2048;
-    return std::count_if(text.begin(), text.end(), [](char unit) {
-               return unit == '/' || unit == '\\' || unit == ':';
-           }) >= DeepestLocation;
+// A requested location. Walking along one takes time with the square of its length, and a request could
+// be filled by one: behind `DeepestLevel` names it is cut, and then no object is asked for what is there.
+struct Place {
+    static constexpr unsigned int DeepestLevel = 2048;
+
+    RelativeLocation location;
+    bool isTooDeep = false;
+};
+
+bool IsSeparator(char unit) {
+    return unit == '/' || unit == '\\' || unit == ':';
 }
 
-bool ReadLocation(BlockIChannel & body, RelativeLocation * location) {
+// How long the text is up to the end of its last name that counts.
+std::size_t MeasureNames(std::string_view text) {
+    unsigned int names = 0;
+    for (std::size_t i = 0; i < text.size(); ++i)
+        if (!IsSeparator(text[i]) && (i + 1 == text.size() || IsSeparator(text[i + 1])) &&
+            ++names == Place::DeepestLevel)
+            return i + 1;
+    return text.size();
+}
+
+bool ReadPlace(BlockIChannel & body, Place * place) {
     std::string_view text;
-    return body.TakeText(&text) && !IsTooDeep(text) &&
-           location->Set(Mu::UniString(text.data(), static_cast<unsigned int>(text.size()))) ==
-               NoError;
+    if (!body.TakeText(&text))
+        return false;
+    std::size_t const length = MeasureNames(text);
+    place->isTooDeep = !std::all_of(text.begin() + length, text.end(), IsSeparator);
+    return place->location.Set(Mu::UniString(text.data(), static_cast<unsigned int>(length))) ==
+           NoError;
 }
 
 void WriteNames(AnswerBlock & answer, Mu::Array<Name> const & names) {
@@ -61,12 +79,13 @@ private:
 using NameLists = ReflectionDialogue::NameLists;
 
 void ServeGetChildrenRequest(BlockIChannel & body, AnswerBlock & answer, NameLists & lists) {
-    RelativeLocation location;
-    if (!ReadLocation(body, &location))
+    Place place;
+    if (!ReadPlace(body, &place))
         return;
-    ReflectableUse const use(location);
+    ReflectableUse const use(place.location);
     if (use.Get() != nullptr) {
-        if (!use.Get()->GetChildren(use.GetRest(), &lists.folders, &lists.files)) {
+        if (place.isTooDeep ||
+            !use.Get()->GetChildren(use.GetRest(), &lists.folders, &lists.files)) {
             lists.folders.Clear(true);
             lists.files.Clear(true);
         }
@@ -74,8 +93,9 @@ void ServeGetChildrenRequest(BlockIChannel & body, AnswerBlock & answer, NameLis
         WriteNames(answer, lists.files);
         return;
     }
-    NextNames next(location);
-    ReflectionManager::Enumerate(&next);
+    NextNames next(place.location);
+    if (!place.isTooDeep)
+        ReflectionManager::Enumerate(&next);
     Write(answer, next.GetNames().GetSize());
     for (Name const & name : next.GetNames())
         Write(answer, name.ToString());
@@ -83,12 +103,13 @@ void ServeGetChildrenRequest(BlockIChannel & body, AnswerBlock & answer, NameLis
 }
 
 void ServeGetAttributesRequest(BlockIChannel & body, AnswerBlock & answer, NameLists &) {
-    RelativeLocation location;
-    if (!ReadLocation(body, &location))
+    Place place;
+    if (!ReadPlace(body, &place))
         return;
-    ReflectableUse const use(location);
+    ReflectableUse const use(place.location);
     Mu::Array<Reflectable::Attribute> attributes;
-    if (use.Get() == nullptr || !use.Get()->GetAttributes(use.GetRest(), &attributes))
+    if (use.Get() == nullptr || place.isTooDeep ||
+        !use.Get()->GetAttributes(use.GetRest(), &attributes))
         attributes.Clear();
     Write(answer, attributes.GetSize());
     for (Reflectable::Attribute const & attribute : attributes) {
@@ -98,9 +119,9 @@ void ServeGetAttributesRequest(BlockIChannel & body, AnswerBlock & answer, NameL
 }
 
 void ServeGetAttributeValuesRequest(BlockIChannel & body, AnswerBlock & answer, NameLists &) {
-    RelativeLocation location;
+    Place place;
     unsigned int count = 0;
-    if (!ReadLocation(body, &location) || !body.TakeNumber(&count))
+    if (!ReadPlace(body, &place) || !body.TakeNumber(&count))
         return;
     // All of them are tried before the first is answered, and none is kept: a list of short names
     // would take many times the memory of the body.
@@ -109,7 +130,7 @@ void ServeGetAttributeValuesRequest(BlockIChannel & body, AnswerBlock & answer, 
     for (unsigned int i = 0; i < count; ++i)
         if (!trial.TakeText(&bytes))
             return;
-    ReflectableUse const use(location);
+    ReflectableUse const use(place.location);
     ValuesBelow things(use);
     Mu::UniString text;
     Name name;
@@ -120,7 +141,7 @@ void ServeGetAttributeValuesRequest(BlockIChannel & body, AnswerBlock & answer, 
             throw Mu::IOException("The service ends.");
         ReadText(body, &text);
         name = text;
-        if (!things.Get(name, &values))
+        if (place.isTooDeep || !things.Get(name, &values))
             values.Clear(true);
         Write(answer, values.GetSize());
         for (Reflectable::AttributeValue const & value : values)
@@ -129,12 +150,13 @@ void ServeGetAttributeValuesRequest(BlockIChannel & body, AnswerBlock & answer, 
     }
 }
 
-Mu::UniString GetContent(ReflectableUse const & use) {
+Mu::UniString GetContent(Place const & place) {
+    ReflectableUse const use(place.location);
     if (use.Get() == nullptr || use.GetRest().IsEmpty())
         return "No content is available.";
     MemoryOChannel channel;
     channel.SetOutputProtocol(Mu::textOProtocol);
-    if (!use.Get()->GetContent(use.GetRest(), channel))
+    if (place.isTooDeep || !use.Get()->GetContent(use.GetRest(), channel))
         return "Error in the GetContent method!";
     char const * const content = channel.GetDestination();
     if (content == nullptr)
@@ -143,9 +165,9 @@ Mu::UniString GetContent(ReflectableUse const & use) {
 }
 
 void ServeGetContentRequest(BlockIChannel & body, AnswerBlock & answer, NameLists &) {
-    RelativeLocation location;
-    if (ReadLocation(body, &location))
-        Write(answer, GetContent(ReflectableUse(location)));
+    Place place;
+    if (ReadPlace(body, &place))
+        Write(answer, GetContent(place));
 }
 
 constexpr struct {

@@ -16,7 +16,8 @@ namespace IO {
 ///
 /// There is no access control: whoever reaches the port reads all that is shown, and nobody can
 /// change anything. By default the port is open on all addresses of the machine, as inspectors of
-/// other machines expect it; SetLoopbackOnly keeps it to this one.
+/// other machines expect it; SetLoopbackOnly keeps it to this one. Nothing is found at a location of
+/// more than 2048 names.
 ///
 /// Memory:  a thread for each inspector that is connected, the body of its present request, and the
 ///          answer.

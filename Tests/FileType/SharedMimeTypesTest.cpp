@@ -176,7 +176,7 @@ TEST(SharedMimeTypes, MayBeTooMany) {
         std::string const name = "many/t" + std::to_string(i);
         globs += "50:" + name + ":*.t" + std::to_string(i) + "\n50:many/t0:*.u" +
                  std::to_string(i) + "\n";
-        parents += name + " many/t" + std::to_string((i + 1) % 1100) + "\n";
+        parents += name + " many/t" + std::to_string((i + 1) % 1100) + "\nmany/t9 " + name + "\n";
         magic += "[50:" + name + "]\n" + Rule(">0", "x", "");
     }
     catalogue.folder.Write("globs2", globs);
@@ -188,6 +188,7 @@ TEST(SharedMimeTypes, MayBeTooMany) {
     EXPECT_EQ(result.typeCount, 1100u);
     EXPECT_EQ(result.testCount, ContentRuleSlots::SlotCount);
     EXPECT_TRUE(LeftOut(result, Reason::TooMany, "many/t0"));
+    EXPECT_TRUE(LeftOut(result, Reason::TooMany, "many/t9"));
     EXPECT_EQ(TablePeek::Check(), "");
 }
 

@@ -144,16 +144,27 @@ TEST(ReflectionDialogue, AnswersByteForByte) {
         << "a hook's exception ends it";
 }
 
-TEST(ReflectionDialogue, RefusesALocationThatTakesTooLong) {
-    std::string location = "a";
-    for (unsigned int names = 1; names <= 2049; ++names, location += "/a")
-        if (names >= 2048) {
-            Tests::TextOutput request;
-            IO::Write(request, U("Get children"));
-            IO::Write(request, static_cast<unsigned int>(location.size()) + 5);
-            IO::Write(request, U(location));
-            EXPECT_EQ(Serve(request.bytes).size(), names == 2048 ? 12u : 4u);
-        }
+TEST(ReflectionDialogue, FindsNothingAtALocationThatTakesTooLong) {
+    OwnValues const values;
+    std::string location = "dt/v";
+    for (unsigned int names = 2; names <= 2049; ++names, location += "/a") {
+        if (names < 2048)
+            continue;
+        auto const ask = [&location](char const * request, std::string const & rest) {
+            Tests::TextOutput text;
+            IO::Write(text, U(request));
+            IO::Write(text, static_cast<unsigned int>(location.size() + 5 + rest.size()));
+            IO::Write(text, U(location));
+            return Serve(text.bytes + rest);
+        };
+        bool const isFound = names == 2048;
+        EXPECT_EQ(ask("Get attribute values", FromHex("01000000 01") + "a"),
+                  FromHex(isFound ? "0d000000 01000000 02 ff07000000000000" : "04000000 00000000"));
+        EXPECT_EQ(ask("Get children", ""), FromHex("08000000 00000000 00000000"));
+        EXPECT_EQ(ask("Get attributes", ""), FromHex("04000000 00000000"));
+        EXPECT_EQ(ask("Get content", ""),
+                  FromHex("20000000 1f") + "Error in the GetContent method!");
+    }
 }
 
 TEST(ReflectionDialogue, AsksAClassThatKnowsItsValuesItself) {
