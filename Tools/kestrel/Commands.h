@@ -17,6 +17,18 @@ struct Options {
     bool append = false;
     bool force = false;
     bool recursive = false;
+    bool noClobber = false;
+    bool interactive = false;
+    bool preserve = false;
+    bool human = false;
+    bool single = false;
+    char sort = 0; ///< 't', 'S', or by name
+    std::optional<unsigned long long> count;
+    std::string name; ///< patterns, and bounds as "+10k"
+    std::string anyCaseName;
+    std::string kind;
+    std::string size;
+    std::string days;
     bool parents = false;
     bool recover = false;
     bool json = false;
@@ -66,6 +78,12 @@ int Move(Options const & options, Console & console);
 int Remove(Options const & options, Console & console);
 int MakeFolder(Options const & options, Console & console);
 int Link(Options const & options, Console & console);
+int Touch(Options const & options, Console & console);
+
+int Head(Options const & options, Console & console);
+int Tail(Options const & options, Console & console);
+int Compare(Options const & options, Console & console);
+int Find(Options const & options, Console & console);
 
 int Zip(Options const & options, Console & console);
 int Unzip(Options const & options, Console & console);

@@ -2,6 +2,7 @@
 
 #include "Arguments.h"
 #include "Streams.h"
+#include "Transfer.h"
 
 #include <Kestrel/Root/Errors/ErrorCategory.h>
 #include <Kestrel/Root/Log/EscapedText.h>
@@ -14,7 +15,11 @@
 
 #if defined(_WIN32)
 #include <windows.h>
+
+#include <fcntl.h>
+#include <io.h>
 #else
+#include <sys/ioctl.h>
 #include <unistd.h>
 #endif
 
@@ -87,17 +92,25 @@ Output & Out() {
     return output;
 }
 
-Console::Console(bool verbose) {
+Console::Console(bool isVerbose, std::string const & ofCommand, bool worksOnFiles)
+    : verbose(isVerbose), waits(worksOnFiles), command(ofCommand) {
     Mu::logger.Attach(*this, verbose ? Mu::LogSeverity::Trace : Mu::LogSeverity::Warning);
 }
 
 Console::~Console() {
+    FinishTold();
     Mu::logger.Detach(*this);
 }
 
 void Console::LineAppended(Mu::LogSeverity severity, char const *, char const * text) {
     static constexpr char const * names[] = {"trace", "info", "warning", "error"};
-    Fail(std::string(names[static_cast<unsigned int>(severity)]) + ": " + text);
+    std::string const line = std::string(names[static_cast<unsigned int>(severity)]) + ": " + text;
+    if (waits && severity >= Mu::LogSeverity::Warning)
+        last = line;
+    if (waits && !verbose)
+        waiting.push_back(line);
+    else
+        Fail(line);
     if (severity >= Mu::LogSeverity::Warning)
         told = true;
 }
@@ -105,6 +118,13 @@ void Console::LineAppended(Mu::LogSeverity severity, char const *, char const * 
 int Console::Finish(MuErrCode status, std::string const & subject) {
     bool const wasTold = told;
     told = false;
+    if (waits && status != IO::NoError) {
+        Fail(GetPrefix() + subject + ": " + GetCause(status, last));
+        return Drop() | 1;
+    }
+    for (std::string const & line : waiting)
+        Fail(line);
+    Drop();
     if (status == IO::NoError)
         return 0;
     if (!wasTold)
@@ -112,7 +132,16 @@ int Console::Finish(MuErrCode status, std::string const & subject) {
     return 1;
 }
 
+int Console::Drop() {
+    waiting.clear();
+    last.clear();
+    told = false;
+    return 0;
+}
+
 int Console::FinishTold() {
+    for (std::string const & line : std::exchange(waiting, {}))
+        Fail(line);
     return std::exchange(told, false) ? 1 : 0;
 }
 
@@ -140,11 +169,29 @@ bool IsTerminal(bool error) {
     return GetConsoleMode(GetStdHandle(error ? STD_ERROR_HANDLE : STD_OUTPUT_HANDLE), &mode) != 0;
 }
 
+unsigned int GetTerminalWidth() {
+    CONSOLE_SCREEN_BUFFER_INFO info;
+    return GetConsoleScreenBufferInfo(GetStdHandle(STD_OUTPUT_HANDLE), &info) != 0
+               ? static_cast<unsigned int>(info.srWindow.Right - info.srWindow.Left + 1)
+               : 80;
+}
+
+void SetBinaryOutput() {
+    _setmode(_fileno(stdout), _O_BINARY);
+}
+
 #else
 
 bool IsTerminal(bool error) {
     return isatty(error ? STDERR_FILENO : STDOUT_FILENO) != 0;
 }
+
+unsigned int GetTerminalWidth() {
+    winsize size = {};
+    return ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col != 0 ? size.ws_col : 80;
+}
+
+void SetBinaryOutput() {}
 
 #endif
 

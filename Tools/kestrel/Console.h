@@ -6,6 +6,7 @@
 #include <Kestrel/Root/Text/UniString.h>
 
 #include <string>
+#include <vector>
 
 namespace Tool {
 
@@ -45,18 +46,19 @@ std::string PadLeft(std::string text, std::size_t width);
 /// What the tool says on standard error. Each line stays one, and steers no terminal, whatever names
 /// and arguments are in it.
 ///
-/// A failure is reported in the words of the library's own log line; only where the library has none
-/// does the tool add the meaning of the status.
+/// A failure is one line: the command, the path as it was typed, and one cause, in the system's words
+/// where it has some. Verbose shows the lines of the library's log as well.
 class Console : public Mu::LogObserver {
 public:
-    /// Verbose shows every line of the library, otherwise warnings and errors alone.
-    explicit Console(bool verbose);
+    /// Verbose shows every line of the library. Otherwise the warnings and errors of a command that
+    /// works on files wait for its Finish, and those of others are shown.
+    explicit Console(bool verbose, std::string const & command = {}, bool worksOnFiles = false);
     ~Console() override;
 
     void LineAppended(Mu::LogSeverity severity, char const * domain, char const * text) override;
 
-    /// 0 for NoError. Otherwise 1, after a line about `subject` when the library wrote none since
-    /// the last call.
+    /// 0 for NoError, after the warnings that wait. Otherwise 1, after a line about `subject`; of
+    /// commands that do not work on files, only when the library wrote none since the last call.
     int Finish(MuErrCode status, std::string const & subject);
     /// The same where there is no status: 1 when the library wrote a line since the last call.
     int FinishTold();
@@ -65,12 +67,27 @@ public:
     /// False, after a line, for a location whose entry is spelt otherwise there.
     bool IsSpeltSo(IO::Location const & location, std::string const & subject);
 
+    /// 0; what waits is not shown: a look had another result, or each entry was named already.
+    int Drop();
+    /// "cp: ", for lines of one's own about a file.
+    std::string GetPrefix() const { return command + ": "; }
+
 private:
     bool told = false;
+    bool verbose;
+    bool waits;
+    std::string command;
+    std::string last;                 // line of the library
+    std::vector<std::string> waiting; // all of them since the last Finish
 };
 
 /// Whether standard output, or standard error, is a terminal.
 bool IsTerminal(bool error);
+
+/// How many letters a line of the terminal has; 80 where nobody knows.
+unsigned int GetTerminalWidth();
+/// Has standard output take bytes as they are.
+void SetBinaryOutput();
 
 /// UTF-8, for output.
 using Mu::ToUtf8;

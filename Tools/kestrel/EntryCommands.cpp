@@ -2,9 +2,15 @@
 #include "Commands.h"
 #include "Console.h"
 #include "Interruption.h"
+#include "Transfer.h"
 
+#include <Kestrel/FileSystem/File.h>
 #include <Kestrel/FileSystem/FileSystem.h>
 #include <Kestrel/FileSystem/Folder.h>
+#include <Kestrel/Location/RelativeLocation.h>
+#include <Kestrel/Root/Time/Clock.h>
+
+#include <exception>
 
 namespace Tool {
 
@@ -17,87 +23,363 @@ IO::DataSafety GetSafety(Options const & options) {
     return options.force ? IO::DataSafety::IgnoreProtection : IO::DataSafety::KeepProtected;
 }
 
-int RemoveOne(std::string const & path, Options const & options, Console & console) {
+/// What a name stands for, and whether it stands for anything.
+struct Look {
+    bool isThere = false;
+    IO::EntryType type = IO::EntryType::File;
+    MuErrCode status = IO::NoError; ///< bad when that could not be found out
+
+    bool IsFolder() const { return isThere && type == IO::EntryType::Folder; }
+};
+
+// Without a line in the log where there is nothing.
+Look LookAt(IO::Location const & location) {
+    Look look;
+    if (location.IsRoot() || location.GetLocalLength() <= 1) {
+        look.status = IO::fileSystem.GetType(location, &look.type);
+        look.isThere = look.status == IO::NoError;
+        return look;
+    }
+    look.status = IO::fileSystem.Contains(location, &look.isThere);
+    if (look.isThere)
+        look.status = IO::fileSystem.GetType(location, &look.type);
+    return look;
+}
+
+/// A location by its parts.
+struct Place {
+    explicit Place(IO::Location const & location) : folder(location) {
+        status = folder.MoveLastLocalName(&name);
+    }
+
+    IO::Location folder;
+    IO::Name name;
+    MuErrCode status;
+};
+
+/// What was copied under a name of its own goes, unless it has got another.
+class Aside {
+public:
+    Aside(IO::Folder & inFolder, IO::Name const & ofName) : folder(inFolder), name(ofName) {}
+    ~Aside() {
+        try {
+            bool isThere = false;
+            if (folder.Contains(name, &isThere) == IO::NoError && isThere)
+                (void)folder.Delete(name, IO::DataSafety::IgnoreProtection, Retry);
+        } catch (std::exception const &) {
+            // The command has failed anyway, and says so.
+        }
+    }
+    Aside(Aside const &) = delete;
+    Aside & operator=(Aside const &) = delete;
+
+private:
+    IO::Folder & folder;
+    IO::Name const & name;
+};
+
+/// One run of cp or mv.
+class Transferring {
+public:
+    Transferring(char const * verb, Options const & givenOptions, Console & givenConsole)
+        : options(givenOptions), console(givenConsole), watch(verb, console),
+          moves(std::string(verb) == "mv"), base(ToLocation(givenOptions.paths.back())) {}
+
+    int Run() {
+        std::vector<std::string> const & paths = options.paths;
+        std::string const & last = paths.back();
+        IO::Location const & target = base;
+        IO::EntryType type = IO::EntryType::File;
+        Look const look = LookAt(target);
+        bool const isFolder = look.isThere &&
+                              IO::fileSystem.EstimateResolvedType(target, &type) == IO::NoError &&
+                              type == IO::EntryType::Folder;
+        if (paths.size() < 2)
+            return Console::Fail("missing destination behind '" + last + "'");
+        if (paths.size() > 2 && !isFolder)
+            return Console::Fail("target '" + last + "': Not a directory");
+        int result = console.Drop();
+        if (!moves && IsTerminal(true))
+            for (std::size_t i = 0; i + 1 < paths.size(); ++i)
+                watch.AddTotal(ToLocation(paths[i]));
+        for (std::size_t i = 0; i + 1 < paths.size() && !watch.IsEnded(); ++i)
+            result |= RunOne(paths[i], target, isFolder);
+        return result | watch.Finish();
+    }
+
+private:
+    int RunOne(std::string const & path, IO::Location target, bool intoFolder) {
+        if (moves && NamesAround(path))
+            return Console::Fail(path + " is not moved: it is the current folder, or one round it");
+        IO::Location source = ToLocation(path);
+        Look const look = LookAt(source);
+        if (look.status != IO::NoError || !look.isThere)
+            return console.Finish(look.isThere || look.status != IO::NoError ? look.status
+                                                                             : IO::ErrFileNotFound,
+                                  path);
+        if (moves && !console.IsSpeltSo(source, path))
+            return 1;
+        IO::Name name;
+        if (intoFolder && source.GetLastLocalName(&name) == IO::NoError)
+            target.AppendToLocal(name);
+        if (look.IsFolder() && source.GetScheme() == "reflect")
+            return CopyProcess(path, target);
+        bool isFolder = look.IsFolder();
+        // Whoever copies a link with -r wants the link.
+        if (!moves && look.type == IO::EntryType::Link && !options.recursive) {
+            IO::EntryType type = IO::EntryType::File;
+            if (!IO::fileSystem.ResolveLocation(&source))
+                return console.Finish(IO::Error, path);
+            isFolder = IO::fileSystem.GetResolvedType(source, &type) == IO::NoError &&
+                       type == IO::EntryType::Folder;
+        }
+        if (!moves && isFolder && !options.recursive)
+            return Console::Fail("-r not specified; omitting directory '" + path + "'");
+        if (source == target)
+            return Console::Fail("'" + path + "' and '" + Typed(target) + "' are the same file");
+        if (source.IsAncestorOf(target))
+            return Console::Fail("cannot put a directory, '" + path + "', into itself, '" +
+                                 Typed(target) + "'");
+        watch.SetRoot(source, path);
+        return Transfer(source, target, path);
+    }
+
+    // The inside of a process changes while it is copied, and its top is a root, which has no name.
+    int CopyProcess(std::string const & path, IO::Location const & target) {
+        Options copy = options;
+        Mu::UniString url;
+        if (MuErrCode const status = target.ToURL(&url); status != IO::NoError)
+            return console.Finish(status, Typed(target));
+        copy.source = path;
+        copy.target = ToUtf8(url);
+        return TakeSnapshot(copy, console);
+    }
+
+    // Over what is there, if need be.
+    int Transfer(IO::Location const & source, IO::Location const & target,
+                 std::string const & path) {
+        Look const from = LookAt(source);
+        Look const to = LookAt(target);
+        if (from.status != IO::NoError || to.status != IO::NoError)
+            return console.Finish(from.status != IO::NoError ? from.status : to.status, path);
+        if (!to.isThere)
+            return Make(source, target, path);
+        if (from.IsFolder() && to.IsFolder())
+            return moves ? ReplaceEmpty(source, target, path) : Merge(source, target, path);
+        if (options.noClobber)
+            return 0;
+        if (from.IsFolder() != to.IsFolder())
+            return Console::Fail("cannot overwrite '" + Typed(target) + "' by '" + path +
+                                 "': one is a directory");
+        if (options.interactive && !Confirm("overwrite '" + Typed(target) + "'?"))
+            return 0;
+        return Replace(source, target, path);
+    }
+
+    int Make(IO::Location const & source, IO::Location const & target, std::string const & path) {
+        if (moves) {
+            Uninterrupted const whole; // what was copied first must not vanish with the source
+            return Done(IO::fileSystem.Move(source, target, GetSafety(options)), target, path);
+        }
+        HalfMade const made(target);
+        return Done(IO::fileSystem.Copy(source, target), target, path);
+    }
+
+    int ReplaceEmpty(IO::Location const & source, IO::Location const & target,
+                     std::string const & path) {
+        bool isEmpty = false;
+        if (IO::Folder(target).IsEmpty(&isEmpty) != IO::NoError || !isEmpty)
+            return Console::Fail("cannot move '" + path + "' to '" + Typed(target) +
+                                 "': Directory not empty");
+        MuErrCode const deleted =
+            IO::fileSystem.Delete(target, IO::DataSafety::KeepProtected, Retry);
+        return deleted == IO::NoError ? Make(source, target, path) : console.Finish(deleted, path);
+    }
+
+    // Beside the target first, and over it in one step.
+    int Replace(IO::Location const & source, IO::Location const & target,
+                std::string const & path) {
+        Place const place(target);
+        IO::Folder folder(place.folder);
+        IO::Name aside;
+        if (place.status != IO::NoError || folder.GenerateUnusedName(&aside) != 0)
+            return console.Finish(IO::ErrFileCreationFailed, path);
+        IO::Location const beside(place.folder, aside);
+        MuErrCode status = IO::NoError;
+        if (moves) {
+            Uninterrupted const whole;
+            status = IO::fileSystem.Move(source, beside, GetSafety(options));
+            if (status == IO::NoError)
+                status = folder.Replace(aside, place.name, Retry);
+            if (status != IO::NoError && LookAt(beside).isThere)
+                (void)IO::fileSystem.Move(beside, source, IO::DataSafety::IgnoreProtection);
+        } else {
+            HalfMade const made(beside);
+            Aside const copy(folder, aside); // goes also when memory runs out
+            status = IO::fileSystem.Copy(source, beside);
+            if (status == IO::NoError)
+                status = folder.Replace(aside, place.name, Retry);
+        }
+        return Done(status, target, path);
+    }
+
+    int Merge(IO::Location const & source, IO::Location const & target, std::string const & path) {
+        std::vector<IO::Name> names;
+        MuErrCode const listed = IO::Folder(source).Enumerate(
+            [](IO::Folder const &, IO::Name const & name, bool, void * data) {
+                static_cast<std::vector<IO::Name> *>(data)->push_back(name);
+                return true;
+            },
+            &names);
+        int result = console.Finish(listed, path);
+        for (IO::Name const & name : names)
+            if (!watch.IsEnded())
+                result |= Transfer(IO::Location(source, name), IO::Location(target, name),
+                                   Join(path, name));
+        return result;
+    }
+
+    int Done(MuErrCode status, IO::Location const & target, std::string const & path) {
+        if (watch.HasFailures()) // each of them is named
+            return console.Drop() | 1;
+        if (status == IO::NoError && options.longForm)
+            Out() << (moves ? "renamed '" : "'") << path << "' -> '" << Typed(target) << "'\n";
+        return console.Finish(status, path);
+    }
+
+    static std::string Join(std::string const & path, IO::Name const & name) {
+        bool const isEnded = !path.empty() && (path.back() == '/' || path.back() == '\\');
+        return path + (isEnded ? "" : "/") + ToText(name);
+    }
+
+    // As the user named it.
+    std::string Typed(IO::Location const & target) const {
+        std::string text = options.paths.back();
+        IO::RelativeLocation below;
+        IO::Name name;
+        if (target.GetDifference(base, &below) == IO::NoError)
+            for (unsigned int i = 0; below.GetName(i, &name) == IO::NoError; ++i)
+                text = Join(text, name);
+        return text;
+    }
+
+    Options const & options;
+    Console & console;
+    Watch watch;
+    bool const moves;
+    IO::Location const base; // the last path
+};
+
+int RemoveOne(std::string const & path, Options const & options, Console & console, Watch & watch) {
     if (NamesAround(path))
         return console.Fail(path + " is not deleted: it is the current folder, or one round it");
     IO::Location const location = ToLocation(path);
+    Look const look = LookAt(location);
+    if (look.status != IO::NoError)
+        return console.Finish(look.status, path);
+    if (!look.isThere)
+        return options.force ? console.Drop() : console.Finish(IO::ErrEntryNotFound, path);
     if (!console.IsSpeltSo(location, path))
         return 1;
-    IO::EntryType type;
-    MuErrCode status = IO::fileSystem.GetType(location, &type);
-    if (status == IO::NoError && type == IO::EntryType::Folder && !options.recursive)
+    if (look.IsFolder() && !options.recursive)
         return console.Fail(path + " is a folder; say -r to delete it with all that is in it");
-    if (status == IO::NoError)
-        status = IO::fileSystem.Delete(location, GetSafety(options), Retry);
+    if (options.interactive && !Confirm("delete '" + path + "'?"))
+        return 0;
+    watch.SetRoot(location, path);
+    MuErrCode const status = IO::fileSystem.Delete(location, GetSafety(options), Retry);
+    if (watch.HasFailures())
+        return console.Drop() | 1;
+    if (status == IO::NoError && options.longForm)
+        Out() << "removed '" << path << "'\n";
     return console.Finish(status, path);
 }
 
-// The inside of a process changes while it is copied, and its top is a root, which has no name.
-int CopyProcess(IO::Location const & target, Options const & options, Console & console) {
-    Options copy = options;
-    Mu::UniString url;
-    MuErrCode const status = target.ToURL(&url);
-    if (status != IO::NoError)
-        return console.Finish(status, options.target);
-    copy.target = ToUtf8(url);
-    return TakeSnapshot(copy, console);
+int MakeLink(std::string const & path, IO::Location parent, bool intoFolder,
+             Options const & options, Console & console) {
+    IO::Location const source = ToLocation(path);
+    IO::Name name;
+    if (source.GetStatus() != IO::NoError)
+        return console.Finish(source.GetStatus(), path);
+    if (intoFolder && source.GetLastLocalName(&name) == IO::NoError)
+        parent.AppendToLocal(name);
+    std::string const target = ToText(parent);
+    Look const look = LookAt(parent);
+    if (look.isThere && !look.IsFolder() && options.force)
+        (void)IO::fileSystem.Delete(parent, IO::DataSafety::KeepProtected, Retry);
+    MuErrCode status = parent.MoveLastLocalName(&name);
+    if (status == IO::NoError)
+        status = IO::Folder(parent).CreateLink(name, source);
+    if (status == IO::NoError && options.longForm)
+        Out() << "'" << target << "' -> '" << path << "'\n";
+    return console.Finish(status, target);
 }
 
 } // namespace
 
 int Copy(Options const & options, Console & console) {
-    IO::Location const source = ToLocation(options.source);
-    IO::Location const target = GetTarget(options.target, source);
-    IO::EntryType type;
-    if (source.GetScheme() == "reflect" && IO::fileSystem.GetType(source, &type) == IO::NoError &&
-        type == IO::EntryType::Folder)
-        return CopyProcess(target, options, console);
-    HalfMade const made(target);
-    return console.Finish(IO::fileSystem.Copy(source, target), options.source);
+    return Transferring("cp", options, console).Run();
 }
 
 int Move(Options const & options, Console & console) {
-    if (NamesAround(options.source))
-        return console.Fail(options.source +
-                            " is not moved: it is the current folder, or one round it");
-    IO::Location const source = ToLocation(options.source);
-    if (!console.IsSpeltSo(source, options.source))
-        return 1;
-    IO::Location const target = GetTarget(options.target, source);
-    Uninterrupted const whole; // what was copied first must not vanish when the source is gone
-    return console.Finish(IO::fileSystem.Move(source, target, GetSafety(options)), options.source);
+    return Transferring("mv", options, console).Run();
 }
 
 int Remove(Options const & options, Console & console) {
+    Watch watch("rm", console);
     int result = 0;
     for (std::string const & path : options.paths)
-        result |= RemoveOne(path, options, console);
-    return result;
+        if (!watch.IsEnded())
+            result |= RemoveOne(path, options, console, watch);
+    return result | watch.Finish();
 }
 
 int MakeFolder(Options const & options, Console & console) {
     int result = 0;
     for (std::string const & path : options.paths) {
         IO::Location const location = ToLocation(path);
-        result |= console.Finish(options.parents ? IO::fileSystem.CreateFolderTree(location)
-                                                 : IO::fileSystem.CreateFolder(location),
-                                 path);
+        MuErrCode const status = options.parents ? IO::fileSystem.CreateFolderTree(location)
+                                                 : IO::fileSystem.CreateFolder(location);
+        if (status == IO::NoError && options.longForm)
+            Out() << "created directory '" << path << "'\n";
+        result |= console.Finish(status, path);
     }
     return result;
 }
 
 int Link(Options const & options, Console & console) {
-    IO::Location const source = ToLocation(options.source);
-    if (source.GetStatus() != IO::NoError)
-        return console.Finish(source.GetStatus(), options.source);
-    IO::Location parent = GetTarget(options.target, source);
-    IO::Name name;
-    MuErrCode status = parent.MoveLastLocalName(&name);
-    if (status == IO::NoError) {
-        IO::Folder folder(parent);
-        status = folder.CreateLink(name, source);
+    std::vector<std::string> const & paths = options.paths;
+    if (paths.size() < 2)
+        return Console::Fail("missing name of the link behind '" + paths.back() + "'");
+    IO::Location const target = ToLocation(paths.back());
+    IO::EntryType type = IO::EntryType::File;
+    bool const isFolder = LookAt(target).isThere &&
+                          IO::fileSystem.EstimateResolvedType(target, &type) == IO::NoError &&
+                          type == IO::EntryType::Folder;
+    if (paths.size() > 2 && !isFolder)
+        return Console::Fail("target '" + paths.back() + "': Not a directory");
+    int result = console.Drop();
+    for (std::size_t i = 0; i + 1 < paths.size(); ++i)
+        result |= MakeLink(paths[i], target, isFolder, options, console);
+    return result;
+}
+
+int Touch(Options const & options, Console & console) {
+    int result = 0;
+    for (std::string const & path : options.paths) {
+        IO::Location const location = ToLocation(path);
+        Look const look = LookAt(location);
+        if (!look.isThere && options.noClobber) // -c: make none
+            continue;
+        MuErrCode status = look.status;
+        if (status == IO::NoError && !look.isThere)
+            status = IO::fileSystem.CreateFile(location);
+        int const now = static_cast<int>(Mu::GetClock().GetWallMilliseconds() / 1000);
+        if (status == IO::NoError && look.isThere)
+            status = look.IsFolder() ? IO::Folder(location).SetModificationTime(now)
+                                     : IO::File(location).SetModificationTime(now);
+        result |= console.Finish(status, path);
     }
-    return console.Finish(status, options.target);
+    return result;
 }
 
 } // namespace Tool

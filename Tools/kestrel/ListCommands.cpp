@@ -2,14 +2,19 @@
 #include "Commands.h"
 #include "Console.h"
 #include "Links.h"
+#include "Transfer.h"
 
+#include <Kestrel/Comfort/Folders.h>
 #include <Kestrel/FileSystem/File.h>
 #include <Kestrel/FileSystem/FileSystem.h>
 #include <Kestrel/FileSystem/Folder.h>
 
 #include <algorithm>
+#include <cstdlib>
 #include <ctime>
+#include <filesystem>
 #include <iomanip>
+#include <map>
 #include <sstream>
 
 namespace Tool {
@@ -29,85 +34,230 @@ void Show(LinkTarget const & target) {
     Out() << " -> " << target.text << target.GetRemark();
 }
 
-void ShowEntry(IO::Location const & location, IO::Name const & name, IO::EntryType type) {
-    Out() << ToText(name);
-    if (type == IO::EntryType::Folder)
+/// An entry as ls shows it.
+struct Listed {
+    IO::Name name;
+    std::string text;
+    IO::EntryType type = IO::EntryType::File;
+    char kind = '-'; ///< as the system knows it: of pipes, sockets and devices, too
+    bool isExecutable = false;
+    unsigned long long size = 0;
+    int modified = 0;
+    MuErrCode measured = IO::NoError;
+    MuErrCode asked = IO::NoError;
+    MuErrCode status = IO::NoError;
+};
+
+// What the library takes for files.
+void LookNatively(IO::Location const & location, Listed * entry) {
+    namespace fs = std::filesystem;
+    std::error_code failure;
+    fs::path const path = IO::ToNativePath(location);
+    fs::file_status const found =
+        path.empty() ? fs::file_status() : fs::symlink_status(path, failure);
+    entry->kind = entry->type == IO::EntryType::Folder       ? 'd'
+                  : entry->type == IO::EntryType::Link       ? 'l'
+                  : found.type() == fs::file_type::fifo      ? 'p'
+                  : found.type() == fs::file_type::socket    ? 's'
+                  : found.type() == fs::file_type::character ? 'c'
+                  : found.type() == fs::file_type::block     ? 'b'
+                                                             : '-';
+    constexpr fs::perms runs =
+        fs::perms::owner_exec | fs::perms::group_exec | fs::perms::others_exec;
+    entry->isExecutable = entry->kind == '-' && found.type() == fs::file_type::regular &&
+                          (found.permissions() & runs) != fs::perms::none;
+}
+
+/// The colours of LS_COLORS, on a terminal alone, and not where NO_COLOR is set.
+class Colours {
+public:
+    Colours() {
+        char const * const no = std::getenv("NO_COLOR");
+        isOn = Out().IsTerminal() && IsTerminal(false) && (no == nullptr || *no == 0);
+        char const * const given = std::getenv("LS_COLORS");
+        std::istringstream rules(given != nullptr ? given
+                                                  : "di=01;34:ln=01;36:pi=33:so=01;35:"
+                                                    "bd=01;33:cd=01;33:ex=01;32:or=31;01");
+        for (std::string rule; isOn && std::getline(rules, rule, ':');) {
+            std::size_t const equals = rule.find('=');
+            // Nothing but colours: the text comes from outside, and goes to a terminal.
+            if (equals != rule.npos &&
+                rule.find_first_not_of("0123456789;", equals + 1) == rule.npos)
+                colours[rule.substr(0, equals)] = rule.substr(equals + 1);
+        }
+    }
+    void Show(Listed const & entry, bool isBroken) const {
+        std::string const colour = isOn ? Find(entry, isBroken) : std::string();
+        if (!colour.empty())
+            Out() << ("\x1B[" + colour + "m").c_str();
+        Out() << entry.text;
+        if (!colour.empty())
+            Out() << "\x1B[0m";
+    }
+
+private:
+    std::string Get(std::string const & key) const {
+        auto const found = colours.find(key);
+        return found == colours.end() ? std::string() : found->second;
+    }
+    std::string Find(Listed const & entry, bool isBroken) const {
+        switch (entry.kind) {
+        case 'd': return Get("di");
+        case 'l': return Get(isBroken && !Get("or").empty() ? "or" : "ln");
+        case 'p': return Get("pi");
+        case 's': return Get("so");
+        case 'b': return Get("bd");
+        case 'c': return Get("cd");
+        default: break;
+        }
+        std::size_t const dot = entry.text.rfind('.');
+        std::string const byEnd = dot == entry.text.npos ? "" : Get("*" + entry.text.substr(dot));
+        return entry.isExecutable ? Get("ex") : byEnd;
+    }
+
+    bool isOn;
+    std::map<std::string, std::string> colours;
+};
+
+Listed Gather(IO::Location const & location, IO::Name const & name, bool isFolder,
+              Options const & options) {
+    Listed entry;
+    entry.name = name;
+    entry.text = ToText(name);
+    entry.type = isFolder ? IO::EntryType::Folder : IO::EntryType::File;
+    if (!isFolder)
+        entry.status = IO::fileSystem.GetType(location, &entry.type);
+    LookNatively(location, &entry);
+    if (!options.longForm && options.sort == 0)
+        return entry;
+    entry.asked = IO::Error;
+    if (entry.type == IO::EntryType::Folder)
+        entry.asked = IO::Folder(location).GetModificationTime(&entry.modified);
+    else if (entry.type == IO::EntryType::File) {
+        IO::File file(location);
+        entry.measured = file.GetDataLength(&entry.size);
+        entry.asked = file.GetModificationTime(&entry.modified);
+    }
+    MuErrCode const shown = entry.type == IO::EntryType::Link || entry.measured != IO::NoError
+                                ? entry.measured
+                                : entry.asked;
+    if (entry.status == IO::NoError && options.longForm)
+        entry.status = shown;
+    return entry;
+}
+
+void ShowListed(IO::Location const & location, Listed const & entry, Options const & options,
+                Colours const & colours) {
+    if (options.longForm) {
+        std::string const size = entry.measured != IO::NoError ? "-"
+                                 : options.human               ? ToSizeText(entry.size)
+                                                               : std::to_string(entry.size);
+        char const kind[] = {entry.kind, ' ', 0};
+        Out() << kind << PadLeft(size, 14) << "  "
+              << PadLeft(ToTimeText(entry.asked, entry.modified), 19) << "  ";
+    }
+    LinkTarget const target =
+        entry.type == IO::EntryType::Link ? GetLinkTarget(location) : LinkTarget();
+    colours.Show(entry, target.isBroken);
+    if (entry.type == IO::EntryType::Folder)
         Out() << "/";
-    if (type == IO::EntryType::Link)
-        Show(GetLinkTarget(location));
+    if (entry.type == IO::EntryType::Link)
+        Show(target);
     Out() << "\n";
 }
 
-MuErrCode ShowDetails(IO::Location const & location, IO::EntryType type) {
-    static constexpr char const * kinds[] = {"- ", "d ", "l "};
-    unsigned long long size = 0;
-    int modified = 0;
-    MuErrCode asked = IO::Error;
-    MuErrCode measured = IO::NoError;
-    if (type == IO::EntryType::Folder)
-        asked = IO::Folder(location).GetModificationTime(&modified);
-    else if (type == IO::EntryType::File) {
-        IO::File file(location);
-        measured = file.GetDataLength(&size);
-        asked = file.GetModificationTime(&modified);
+std::size_t GetWidth(Listed const & entry) {
+    std::string const shown = Disarm(entry.text);
+    auto const units =
+        std::count_if(shown.begin(), shown.end(), [](char c) { return (c & 0xC0) != 0x80; });
+    return static_cast<std::size_t>(units) + (entry.type == IO::EntryType::Folder ? 1 : 0);
+}
+
+// Down the columns first.
+void ShowColumns(std::vector<Listed> const & entries, Colours const & colours) {
+    std::size_t width = 2;
+    for (Listed const & entry : entries)
+        width = std::max(width, GetWidth(entry) + 2);
+    std::size_t const columns = std::max<std::size_t>(1, GetTerminalWidth() / width);
+    std::size_t const rows = (entries.size() + columns - 1) / columns;
+    for (std::size_t row = 0; row < rows; ++row) {
+        for (std::size_t i = row; i < entries.size(); i += rows) {
+            colours.Show(entries[i], false);
+            if (entries[i].type == IO::EntryType::Folder)
+                Out() << "/";
+            if (i + rows < entries.size())
+                Out() << std::string(width - GetWidth(entries[i]), ' ').c_str();
+        }
+        Out() << "\n";
     }
-    std::string const text = measured == IO::NoError ? std::to_string(size) : "-";
-    Out() << kinds[static_cast<unsigned int>(type)] << PadLeft(text, 14) << "  "
-          << PadLeft(ToTimeText(asked, modified), 19) << "  ";
-    return type == IO::EntryType::Link || measured != IO::NoError ? measured : asked;
 }
 
-MuErrCode ShowListed(IO::Location const & location, IO::Name const & name, bool isFolder,
-                     Options const & options) {
-    IO::EntryType type = isFolder ? IO::EntryType::Folder : IO::EntryType::File;
-    MuErrCode status = IO::NoError;
-    if (!isFolder)
-        status = IO::fileSystem.GetType(location, &type);
-    if (options.longForm)
-        if (MuErrCode const shown = ShowDetails(location, type); status == IO::NoError)
-            status = shown;
-    ShowEntry(location, name, type);
-    return status;
+void Sort(std::vector<Listed> & entries, Options const & options) {
+    std::sort(entries.begin(), entries.end(), [&](Listed const & a, Listed const & b) {
+        if (options.sort == 't' && a.modified != b.modified)
+            return a.modified > b.modified;
+        if (options.sort == 'S' && a.size != b.size)
+            return a.size > b.size;
+        return a.name < b.name;
+    });
+    if (options.reverse)
+        std::reverse(entries.begin(), entries.end());
 }
-
-struct Found {
-    IO::Name name;
-    bool isFolder;
-};
 
 bool Collect(IO::Folder const &, IO::Name const & name, bool isFolder, void * data) {
-    static_cast<std::vector<Found> *>(data)->push_back({name, isFolder});
+    static_cast<std::vector<IO::FoundEntry> *>(data)->push_back({name, isFolder});
     return true;
 }
 
-MuErrCode ListFolder(IO::Location const & location, Options const & options) {
-    IO::Folder const folder(location);
-    std::vector<Found> entries;
-    if (MuErrCode const status = folder.Enumerate(Collect, &entries); status != IO::NoError)
+MuErrCode ListFolder(IO::Location const & location, std::string const & path,
+                     Options const & options, Colours const & colours) {
+    std::vector<IO::FoundEntry> found;
+    if (MuErrCode const status = IO::Folder(location).Enumerate(Collect, &found);
+        status != IO::NoError)
         return status;
-    std::sort(entries.begin(), entries.end(),
-              [](Found const & a, Found const & b) { return a.name < b.name; });
     MuErrCode result = IO::NoError;
-    for (Found const & entry : entries) {
-        MuErrCode const shown =
-            ShowListed(IO::Location(location, entry.name), entry.name, entry.isFolder, options);
-        if (result == IO::NoError)
-            result = shown;
-    }
+    std::vector<Listed> entries;
+    for (IO::FoundEntry const & entry : found)
+        if (options.all || !ToText(entry.name).starts_with('.')) {
+            entries.push_back(
+                Gather(IO::Location(location, entry.name), entry.name, entry.isFolder, options));
+            if (result == IO::NoError)
+                result = entries.back().status;
+        }
+    Sort(entries, options);
+    if (options.recursive)
+        Out() << path << ":\n";
+    if (Out().IsTerminal() && !options.longForm && !options.single)
+        ShowColumns(entries, colours);
+    else
+        for (Listed const & entry : entries)
+            ShowListed(IO::Location(location, entry.name), entry, options, colours);
+    for (Listed const & entry : entries)
+        if (options.recursive && entry.type == IO::EntryType::Folder) {
+            Out() << "\n";
+            bool const isEnded = path.back() == '/' || path.back() == '\\';
+            MuErrCode const below =
+                ListFolder(IO::Location(location, entry.name),
+                           path + (isEnded ? "" : "/") + entry.text, options, colours);
+            if (result == IO::NoError)
+                result = below;
+        }
     return result;
 }
 
-MuErrCode ListOne(std::string const & path, Options const & options) {
+MuErrCode ListOne(std::string const & path, Options const & options, Colours const & colours) {
     IO::Location const location = ToLocation(path);
     IO::EntryType type;
     if (MuErrCode const status = IO::fileSystem.EstimateResolvedType(location, &type);
         status != IO::NoError)
         return status;
     if (type == IO::EntryType::Folder)
-        return ListFolder(location, options);
+        return ListFolder(location, path.empty() ? "." : path, options, colours);
     IO::Name name;
     location.GetLastLocalName(&name);
-    return ShowListed(location, name, false, options);
+    Listed const entry = Gather(location, name, false, options);
+    ShowListed(location, entry, options, colours);
+    return entry.status;
 }
 
 void Row(char const * title, std::string const & value, char const * remark = "") {
@@ -187,11 +337,12 @@ bool ShowMountPoint(IO::Location const & location, void *) {
 int List(Options const & options, Console & console) {
     std::vector<std::string> const here{"."};
     std::vector<std::string> const & paths = options.paths.empty() ? here : options.paths;
+    Colours const colours;
     int result = 0;
     for (std::string const & path : paths) {
-        if (paths.size() > 1)
+        if (paths.size() > 1 && !options.recursive)
             Out() << path << ":\n";
-        result |= console.Finish(ListOne(path, options), path);
+        result |= console.Finish(ListOne(path, options, colours), path);
     }
     return result;
 }

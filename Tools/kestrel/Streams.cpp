@@ -6,6 +6,7 @@
 #include <Kestrel/FileSystem/FileSystem.h>
 #include <Kestrel/Root/Errors/Exceptions.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <iostream>
 #include <vector>
@@ -107,6 +108,7 @@ MuErrCode Target::Keep() {
 namespace {
 
 bool isProgressShown = false; // there is one terminal
+std::size_t shownLength = 40;
 
 unsigned long long GetStep(Progress::Unit unit) {
     return unit == Progress::Unit::Bytes ? 8u << 20 : 1000;
@@ -134,9 +136,16 @@ void Progress::Clear() {
     Hide();
 }
 
+void Progress::Show(std::string const & line) {
+    Hide();
+    shownLength = std::max<std::size_t>(line.size(), 40);
+    isProgressShown = true;
+    std::cerr << line << std::flush;
+}
+
 void Progress::Hide() {
     if (isProgressShown)
-        std::cerr << '\r' << std::string(40, ' ') << '\r' << std::flush;
+        std::cerr << '\r' << std::string(shownLength, ' ') << '\r' << std::flush;
     isProgressShown = false;
 }
 

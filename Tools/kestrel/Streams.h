@@ -68,6 +68,8 @@ public:
     void Clear();
     unsigned long long GetCount() const { return count; }
 
+    /// Shows a line of another's making, in the place of what was shown before.
+    static void Show(std::string const & line);
     /// Takes away what is shown by any of them, to make room for a line of another kind.
     static void Hide();
 

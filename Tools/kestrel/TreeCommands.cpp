@@ -2,9 +2,8 @@
 #include "Commands.h"
 #include "Console.h"
 #include "Json.h"
+#include "Transfer.h"
 #include "TreeReader.h"
-
-#include <cstdio>
 
 namespace Tool {
 
@@ -18,19 +17,6 @@ constexpr char Separator = '/';
 
 std::vector<std::string> GetPaths(Options const & options) {
     return options.paths.empty() ? std::vector<std::string>{"."} : options.paths;
-}
-
-std::string ToSizeText(unsigned long long size) {
-    static constexpr char const * units[] = {"KiB", "MiB", "GiB", "TiB", "PiB", "EiB"};
-    if (size < 1024)
-        return std::to_string(size) + " B";
-    double value = static_cast<double>(size) / 1024;
-    unsigned int unit = 0;
-    for (; value >= 1023.95; ++unit)
-        value /= 1024;
-    char text[32];
-    std::snprintf(text, sizeof text, "%.1f %s", value, units[unit]);
-    return text;
 }
 
 std::string Describe(TreeCounts const & counts) {

@@ -1,5 +1,6 @@
 #include "Arguments.h"
 #include "Commands.h"
+#include "Completion.h"
 #include "Console.h"
 #include "Interruption.h"
 
@@ -11,9 +12,11 @@
 #include <CLI/CLI.hpp>
 
 #include <algorithm>
+#include <cctype>
 #include <cmath>
 #include <exception>
 #include <optional>
+#include <set>
 #include <system_error>
 
 #if defined(_WIN32)
@@ -57,6 +60,7 @@ public:
         AddListing();
         AddTrees();
         AddContent();
+        AddLooks();
         AddEntries();
         AddStreams();
         AddNetwork();
@@ -69,6 +73,16 @@ public:
     }
 
     int Run(std::vector<std::string> arguments) {
+        if (arguments.size() == 2 && arguments.front() == "help")
+            arguments = {arguments.back(), "--help"};
+        else if (arguments.size() == 1 && arguments.front() == "help")
+            arguments = {"--help"};
+        // As that command is known elsewhere.
+        if (!arguments.empty() && arguments.front() == "find")
+            for (std::string & argument : arguments)
+                if (argument.size() > 2 && argument[0] == '-' &&
+                    std::isalpha(static_cast<unsigned char>(argument[1])) != 0)
+                    argument.insert(0, 1, '-');
         std::string const first = arguments.empty() ? "-" : arguments.front();
         std::reverse(arguments.begin(), arguments.end()); // as CLI11 wants a vector
         try {
@@ -76,13 +90,18 @@ public:
         } catch (CLI::ParseError const & e) {
             return ExplainMisuse(e, first);
         }
+        if (isCompletion) {
+            Tool::Out() << Tool::WriteCompletion(app, options.source).c_str();
+            return Tool::Out().Flush() ? 0 : 1;
+        }
         MountedProcesses const processes(GetInspectionTimeout());
         std::optional<IO::FileLogOutput> log;
         if (!logFolder.empty() && !StartLog(log))
             return 1;
         Tool::WatchInterruptions();
         unsigned long long const lost = Mu::logger.GetLostCount();
-        Tool::Console console(verbose);
+        std::string const command = app.get_subcommands().front()->get_name();
+        Tool::Console console(verbose, command, worksOnFiles.count(command) != 0);
         int result =
             isLaunch ? Tool::LaunchApplication(options, console) : chosen(options, console);
         if (!Tool::Out().Flush())
@@ -144,7 +163,17 @@ private:
 
     void AddListing() {
         CLI::App * const list = Add("ls", "List folders", Tool::List);
+        list->set_help_flag("--help", "Print this help message and exit");
         list->add_flag("-l,--long", options.longForm, "With type, size and time");
+        list->add_flag("-a,-A,--all", options.all, "Those that begin with a dot, too");
+        list->add_flag("-R,--recursive", options.recursive, "And what is in the folders");
+        list->add_flag("-h,--human-readable", options.human, "With -l, sizes in KiB and so on");
+        list->add_flag_callback(
+            "-t", [this] { options.sort = 't'; }, "The last changed first");
+        list->add_flag_callback(
+            "-S", [this] { options.sort = 'S'; }, "The largest first");
+        list->add_flag("-r,--reverse", options.reverse, "In reverse order");
+        list->add_flag("-1", options.single, "One on a line");
         list->add_option("PATH", options.paths, "Folders or files; the current folder if none");
         Add("stat", "Show what is known of entries", Tool::Stat)
             ->add_option("PATH", options.paths, "Files, folders or links")
@@ -173,6 +202,50 @@ private:
                        "Go into what links lead to; what leads back up is left");
         walk->add_option("PATH", options.paths, "Folders or files; the current folder if none");
         return walk;
+    }
+
+    void AddLooks() {
+        CLI::App * const head = Add("head", "Show how files begin", Tool::Head);
+        CLI::App * const tail = Add("tail", "Show how files end", Tool::Tail);
+        tail->add_flag("-f,--follow", options.follow, "Go on as the file grows");
+        for (CLI::App * const command : {head, tail}) {
+            CLI::Option * const lines = command->add_option("-n,--lines", options.count,
+                                                            "So many lines; 10 if none is given");
+            command
+                ->add_option_function<unsigned long long>(
+                    "-c,--bytes",
+                    [this](unsigned long long count) {
+                        options.count = count;
+                        options.bytes = true;
+                    },
+                    "So many bytes")
+                ->excludes(lines);
+            command->add_option("FILE", options.paths)->required();
+        }
+        CLI::App * const compare = Add("cmp", "Compare two files byte by byte", Tool::Compare);
+        compare->add_option("FILE", options.source)->required();
+        compare->add_option("OTHER", options.target)->required();
+        CLI::App * const find = Add("find", "Look for entries in folders", Tool::Find);
+        find->add_option("--name", options.name, "Named like PATTERN, with *, ? and [...]")
+            ->type_name("PATTERN");
+        find->add_option("--iname", options.anyCaseName, "The same in any case")
+            ->type_name("PATTERN");
+        find->add_option("--type", options.kind, "f, d or l: files, folders or links")
+            ->check(CLI::IsMember({"f", "d", "l"}));
+        find->add_option("--size", options.size,
+                         "Files of more (+), less (-) or so many units: c, k, M, G, else 512 bytes")
+            ->type_name("[+-]N");
+        find->add_option("--mtime", options.days, "Changed more (+), less (-) or so many days ago")
+            ->type_name("[+-]N");
+        find->add_option("--maxdepth", options.depth, "So many levels")
+            ->check(CLI::Range(0, MostLevels));
+        find->add_option("PATH", options.paths, "The current folder if none");
+        CLI::App * const completion =
+            app.add_subcommand("completion", "Write what a shell completes the commands by");
+        completion->add_option("SHELL", options.source, "bash, zsh or fish")
+            ->required()
+            ->check(CLI::IsMember({"bash", "zsh", "fish"}));
+        completion->callback([this] { isCompletion = true; });
     }
 
     void AddContent() {
@@ -211,20 +284,46 @@ private:
     }
 
     void AddEntries() {
-        CLI::App * const copy = Add("cp", "Copy a file or a folder", Tool::Copy);
-        copy->add_flag("-r,--recursive", options.recursive, "Folders are copied whole in any case");
-        AddSourceAndTarget(copy);
-        CLI::App * const move = Add("mv", "Move or rename a file or a folder", Tool::Move);
-        move->add_flag("-f,--force", options.force, "Even when it is write-protected");
-        AddSourceAndTarget(move);
+        CLI::App * const copy = AddSourcesAndTarget(
+            Add("cp", "Copy files and folders, with their times and rights", Tool::Copy));
+        copy->add_flag("-r,-R,--recursive", options.recursive, "Folders with all that is in them");
+        copy->add_flag("-f,--force", options.force, "Over what is there, which is so anyway");
+        copy->add_flag("-p,--preserve", options.preserve, "Times and rights, which is so anyway");
+        CLI::App * const move =
+            AddSourcesAndTarget(Add("mv", "Move or rename files and folders", Tool::Move));
+        move->add_flag("-f,--force", options.force, "Even when they are write-protected");
+        for (CLI::App * const command : {copy, move}) {
+            CLI::Option * const none = command->add_flag("-n,--no-clobber", options.noClobber,
+                                                         "Leave alone what is there already");
+            command
+                ->add_flag("-i,--interactive", options.interactive, "Ask before that is replaced")
+                ->excludes(none);
+            AddTelling(command);
+        }
         CLI::App * const remove = Add("rm", "Delete entries", Tool::Remove);
-        remove->add_flag("-f,--force", options.force, "Even when they are write-protected");
-        remove->add_flag("-r,--recursive", options.recursive, "Folders with all that is in them");
+        remove->add_flag("-f,--force", options.force,
+                         "Even when they are write-protected, and nothing said of missing ones");
+        remove->add_flag("-r,-R,--recursive", options.recursive,
+                         "Folders with all that is in them");
+        remove->add_flag("-i,--interactive", options.interactive, "Ask before each PATH");
+        AddTelling(remove);
         remove->add_option("PATH", options.paths, "Files, folders or links")->required();
         CLI::App * const make = Add("mkdir", "Make folders", Tool::MakeFolder);
         make->add_flag("-p,--parents", options.parents, "With those above them that are missing");
         make->add_option("PATH", options.paths, "New ones")->required();
-        AddSourceAndTarget(Add("ln", "Make a link at TARGET that leads to SOURCE", Tool::Link));
+        AddTelling(make);
+        CLI::App * const link = AddSourcesAndTarget(
+            Add("ln", "Make links at TARGET that lead to each SOURCE", Tool::Link));
+        link->add_flag("-s,--symbolic", options.summary, "By path, which is so anyway");
+        link->add_flag("-f,--force", options.force, "In the place of what is there, but no folder");
+        AddTelling(link);
+        CLI::App * const touch =
+            Add("touch", "Set the time of the last change to now", Tool::Touch);
+        touch->add_flag("-c,--no-create", options.noClobber, "Make none that is missing");
+        touch
+            ->add_option("PATH", options.paths,
+                         "Files and folders; files that are missing are made")
+            ->required();
     }
 
     void AddStreams() {
@@ -389,15 +488,29 @@ private:
         command->add_option("-K,--key-file", options.keyFile, "A file that holds the key");
     }
 
-    void AddSourceAndTarget(CLI::App * command) {
-        command->add_option("SOURCE", options.source, "What is there")->required();
-        command->add_option("TARGET", options.target, "A new name, or a folder to go into")
-            ->required();
+    CLI::App * AddSourcesAndTarget(CLI::App * command) {
+        command
+            ->add_option("PATH", options.paths,
+                         "Each SOURCE, and last the TARGET: a new name, or a folder to go into")
+            ->required()
+            ->type_name("SOURCE... TARGET");
+        return command;
     }
+
+    // In the place of the verbosity of all other commands, which has -v there.
+    void AddTelling(CLI::App * command) {
+        command->add_flag("-v,--verbose", options.longForm, "Say what is done");
+    }
+
+    /// Whose failures are told by path and cause.
+    static inline std::set<std::string> const worksOnFiles{
+        "cat", "cmp",   "count", "cp", "du",   "find", "head",  "ln",
+        "ls",  "mkdir", "mv",    "rm", "stat", "tail", "touch", "tree"};
 
     CLI::App app;
     Tool::Options options;
     Command chosen = nullptr;
+    bool isCompletion = false;
     bool isLaunch = false; // below "apps", whose own callback comes later
     std::string logFolder;
     bool verbose = false;

@@ -1,0 +1,354 @@
+#include "Arguments.h"
+#include "Commands.h"
+#include "Console.h"
+#include "Interruption.h"
+#include "Transfer.h"
+
+#include <Kestrel/FileSystem/File.h>
+#include <Kestrel/FileSystem/FileSystem.h>
+#include <Kestrel/FileSystem/Folder.h>
+#include <Kestrel/FileSystem/TreeEnumerator.h>
+#include <Kestrel/Root/Time/Clock.h>
+
+#include <algorithm>
+#include <cctype>
+#include <cstdio>
+#include <cstring>
+#include <optional>
+#include <vector>
+
+namespace Tool {
+
+namespace {
+
+constexpr unsigned int PieceSize = 65536;
+constexpr auto Shared = IO::File::OpenMode::ReadOnlySharedToReadWrite;
+constexpr auto Retry = IO::AccessDeniedTreatment::RetryAlways;
+
+/// Writes bytes as they are. False: standard output takes no more.
+bool Put(char const * bytes, std::size_t count) {
+    return std::fwrite(bytes, 1, count, stdout) == count;
+}
+
+MuErrCode HeadOne(std::string const & path, Options const & options) {
+    IO::File file(ToLocation(path));
+    MuErrCode status = file.Open(Shared, Retry);
+    std::vector<char> piece(PieceSize);
+    unsigned long long left = options.count.value_or(options.bytes ? 0 : 10);
+    while (status == IO::NoError && left != 0) {
+        unsigned int read = 0;
+        status = file.ReadBin(piece.data(), PieceSize, &read);
+        unsigned int taken = 0;
+        if (options.bytes) {
+            taken = static_cast<unsigned int>(std::min<unsigned long long>(left, read));
+            left -= taken;
+        } else
+            while (taken < read && left != 0)
+                left -= piece[taken++] == '\n' ? 1 : 0;
+        if (!Put(piece.data(), taken))
+            return IO::OutputClosed;
+    }
+    return status == IO::EOI ? IO::NoError : status;
+}
+
+// Where the last lines, or bytes, begin.
+MuErrCode FindTail(IO::File & file, Options const & options, unsigned long long * begin) {
+    unsigned long long size = 0;
+    MuErrCode status = file.GetDataLength(&size);
+    unsigned long long left = options.count.value_or(10);
+    *begin = size;
+    if (options.bytes) {
+        *begin = size - std::min(size, left);
+        return status;
+    }
+    std::vector<char> piece(PieceSize);
+    // The line break that ends the file ends its last line, and begins none.
+    for (bool isEnd = true; status == IO::NoError && *begin != 0 && left != 0;) {
+        auto const count =
+            static_cast<unsigned int>(std::min<unsigned long long>(*begin, PieceSize));
+        status = file.SetPosition(*begin - count);
+        if (status == IO::NoError)
+            status = file.ReadBin(piece.data(), count, nullptr);
+        for (unsigned int i = count; status == IO::NoError && i != 0; --i, --*begin) {
+            if (piece[i - 1] == '\n' && !isEnd && --left == 0)
+                return status;
+            isEnd = false;
+        }
+    }
+    return status;
+}
+
+MuErrCode TailOne(std::string const & path, Options const & options) {
+    IO::File file(ToLocation(path));
+    MuErrCode status = file.Open(Shared, Retry);
+    unsigned long long place = 0;
+    if (status == IO::NoError)
+        status = FindTail(file, options, &place);
+    std::vector<char> piece(PieceSize);
+    while (status == IO::NoError && !IsInterrupted()) {
+        unsigned long long size = 0;
+        status = file.GetDataLength(&size);
+        if (size < place)
+            place = 0; // it begins anew
+        file.ResetInputStatus();
+        if (status == IO::NoError)
+            status = file.SetPosition(place);
+        while (status == IO::NoError) {
+            unsigned int read = 0;
+            status = file.ReadBin(piece.data(), PieceSize, &read);
+            place += read;
+            if (!Put(piece.data(), read))
+                return IO::OutputClosed;
+        }
+        if (status == IO::EOI)
+            status = IO::NoError;
+        if (!options.follow || status != IO::NoError)
+            break;
+        std::fflush(stdout);
+        Mu::clockManager.Sleep(0.2);
+    }
+    return status;
+}
+
+template <typename One>
+int ShowEach(Options const & options, Console & console, One const & one) {
+    int result = 0;
+    for (std::string const & path : options.paths) {
+        if (options.paths.size() > 1) {
+            Out() << (&path == &options.paths.front() ? "==> " : "\n==> ") << path << " <==\n";
+            Out().Flush();
+        }
+        result |= console.Finish(one(path, options), path);
+        std::fflush(stdout);
+    }
+    return result;
+}
+
+/// The text against a pattern with *, ? and [...], as shells have them.
+bool Matches(char const * pattern, char const * text) {
+    for (; *pattern != 0; ++pattern, ++text) {
+        if (*pattern == '*') {
+            while (pattern[1] == '*')
+                ++pattern;
+            do
+                if (Matches(pattern + 1, text))
+                    return true;
+            while (*text++ != 0);
+            return false;
+        }
+        if (*text == 0)
+            return false;
+        char const * const end = *pattern == '[' ? std::strchr(pattern + 2, ']') : nullptr;
+        if (end == nullptr) {
+            if (*pattern != '?' && *pattern != *text)
+                return false;
+            continue;
+        }
+        bool const isNot = pattern[1] == '!' || pattern[1] == '^';
+        bool isIn = false;
+        for (char const * at = pattern + (isNot ? 2 : 1); at < end; ++at) {
+            bool const isRange = at + 2 < end && at[1] == '-';
+            isIn = isIn || (isRange ? *at <= *text && *text <= at[2] : *at == *text);
+            at += isRange ? 2 : 0;
+        }
+        if (isIn == isNot)
+            return false;
+        pattern = end;
+    }
+    return *text == 0;
+}
+
+std::string Lower(std::string text) {
+    for (char & c : text)
+        c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+    return text;
+}
+
+/// "+5", "-5" or "5", with a unit behind it.
+struct Bound {
+    char sign = 0;
+    unsigned long long value = 0;
+    unsigned long long unit = 1;
+
+    static std::optional<Bound> Read(std::string text, unsigned long long plainUnit) {
+        static constexpr struct {
+            char letter;
+            unsigned long long size;
+        } units[] = {{'c', 1}, {'k', 1024}, {'M', 1048576}, {'G', 1073741824}};
+        Bound bound;
+        bound.unit = plainUnit;
+        if (!text.empty() && (text[0] == '+' || text[0] == '-')) {
+            bound.sign = text[0];
+            text.erase(0, 1);
+        }
+        for (auto const & unit : units)
+            if (!text.empty() && text.back() == unit.letter) {
+                bound.unit = unit.size;
+                text.pop_back();
+                break;
+            }
+        if (text.empty() || text.size() > 18 || text.find_first_not_of("0123456789") != text.npos)
+            return std::nullopt;
+        bound.value = std::stoull(text);
+        return bound;
+    }
+    bool Holds(unsigned long long units) const {
+        return sign == '+' ? units > value : sign == '-' ? units < value : units == value;
+    }
+};
+
+/// Shows what is wanted of a tree.
+class Finder : public IO::TreeEnumerator {
+public:
+    Finder(IO::Folder const & folder, std::string const & path, Options const & givenOptions)
+        : TreeEnumerator(folder), options(givenOptions), above{path} {}
+
+    bool Prepare() {
+        if (!options.size.empty() && !(size = Bound::Read(options.size, 512)))
+            return false;
+        return options.days.empty() || (days = Bound::Read(options.days, 1)).has_value();
+    }
+    void Meet(IO::Location const & location, std::string const & name, std::string const & path,
+              IO::EntryType type) {
+        static constexpr char letters[] = {'f', 'd', 'l'};
+        if (!options.kind.empty() && options.kind[0] != letters[static_cast<unsigned int>(type)])
+            return;
+        if (!options.name.empty() && !Matches(options.name.c_str(), name.c_str()))
+            return;
+        if (!options.anyCaseName.empty() &&
+            !Matches(Lower(options.anyCaseName).c_str(), Lower(name).c_str()))
+            return;
+        if (size && (type != IO::EntryType::File || !HasSize(location)))
+            return;
+        if (days && !HasAge(location, type))
+            return;
+        Out() << path << "\n";
+    }
+
+private:
+    bool HasSize(IO::Location const & location) const {
+        unsigned long long length = 0;
+        return IO::File(location).GetDataLength(&length) == IO::NoError &&
+               size->Holds((length + size->unit - 1) / size->unit);
+    }
+    bool HasAge(IO::Location const & location, IO::EntryType type) const {
+        int time = 0;
+        if (type == IO::EntryType::Link)
+            return false; // of which only what it leads to has one
+        MuErrCode const asked = type == IO::EntryType::Folder
+                                    ? IO::Folder(location).GetModificationTime(&time)
+                                    : IO::File(location).GetModificationTime(&time);
+        auto const now = static_cast<long long>(Mu::GetClock().GetWallMilliseconds() / 1000);
+        return asked == IO::NoError &&
+               days->Holds(static_cast<unsigned long long>(std::max(0ll, now - time)) / 86400);
+    }
+    void Meet(IO::Name const & name, IO::EntryType type) {
+        IO::Location location;
+        if (GetParent()->GetLocation(&location) == IO::NoError &&
+            location.AppendToLocal(name) == IO::NoError)
+            Meet(location, ToText(name), Join(name), type);
+    }
+    std::string Join(IO::Name const & name) const {
+        std::string const & folder = above.back();
+        bool const isEnded = !folder.empty() && (folder.back() == '/' || folder.back() == '\\');
+        return folder + (isEnded ? "" : "/") + ToText(name);
+    }
+    bool FileFound(IO::Name const & name) override {
+        Meet(name, IO::EntryType::File);
+        return true;
+    }
+    bool LinkFound(IO::Name const & name) override {
+        Meet(name, IO::EntryType::Link);
+        return false;
+    }
+    bool FolderFound(IO::Name const & name) override {
+        Meet(name, IO::EntryType::Folder);
+        return options.depth < 0 || static_cast<int>(above.size()) < options.depth;
+    }
+    void FolderEntered(IO::Name const & name, IO::Folder const &) override {
+        above.push_back(Join(name));
+    }
+    void FolderExited(IO::Name const &, IO::Folder const &) override { above.pop_back(); }
+
+    Options const & options;
+    std::vector<std::string> above; // the folders being walked, as they are shown
+    std::optional<Bound> size;
+    std::optional<Bound> days;
+};
+
+} // namespace
+
+int Head(Options const & options, Console & console) {
+    SetBinaryOutput();
+    return ShowEach(options, console, HeadOne);
+}
+
+int Tail(Options const & options, Console & console) {
+    SetBinaryOutput();
+    return ShowEach(options, console, TailOne);
+}
+
+// 1 for different ones, 2 for a failure, as scripts expect.
+int Compare(Options const & options, Console & console) {
+    IO::File a(ToLocation(options.source));
+    IO::File b(ToLocation(options.target));
+    if (MuErrCode const opened = a.Open(Shared, Retry); opened != IO::NoError)
+        return console.Finish(opened, options.source) * 2;
+    if (MuErrCode const opened = b.Open(Shared, Retry); opened != IO::NoError)
+        return console.Finish(opened, options.target) * 2;
+    std::vector<char> inA(PieceSize);
+    std::vector<char> inB(PieceSize);
+    unsigned long long place = 1;
+    unsigned long long line = 1;
+    for (;;) {
+        unsigned int readA = 0;
+        unsigned int readB = 0;
+        MuErrCode const statusA = a.ReadBin(inA.data(), PieceSize, &readA);
+        MuErrCode const statusB = b.ReadBin(inB.data(), PieceSize, &readB);
+        if (statusA != IO::NoError && statusA != IO::EOI)
+            return console.Finish(statusA, options.source) * 2;
+        if (statusB != IO::NoError && statusB != IO::EOI)
+            return console.Finish(statusB, options.target) * 2;
+        unsigned int const both = std::min(readA, readB);
+        for (unsigned int i = 0; i < both; ++i, ++place) {
+            if (inA[i] != inB[i]) {
+                Out() << options.source << " " << options.target << " differ: byte " << place
+                      << ", line " << line << "\n";
+                return 1;
+            }
+            line += inA[i] == '\n' ? 1 : 0;
+        }
+        if (readA != readB)
+            return Console::Fail("cmp: EOF on " +
+                                 (readA < readB ? options.source : options.target));
+        if (readA < PieceSize)
+            return 0;
+    }
+}
+
+int Find(Options const & options, Console & console) {
+    std::vector<std::string> const here{"."};
+    int result = 0;
+    for (std::string const & path : options.paths.empty() ? here : options.paths) {
+        IO::Location const location = ToLocation(path);
+        IO::EntryType type;
+        MuErrCode status = IO::fileSystem.GetType(location, &type);
+        if (status != IO::NoError) {
+            result |= console.Finish(status, path);
+            continue;
+        }
+        IO::Folder const folder(type == IO::EntryType::Folder ? location : IO::Location());
+        Finder finder(folder, path, options);
+        if (!finder.Prepare())
+            return Console::Fail("find: a number is wanted, as in +10k and -7"), 2;
+        IO::Name name;
+        bool const hasName = location.GetLastLocalName(&name) == IO::NoError;
+        finder.Meet(location, hasName ? ToText(name) : path, path, type);
+        if (type == IO::EntryType::Folder && options.depth != 0)
+            status = finder.Do();
+        result |= console.Finish(status, path);
+    }
+    return result;
+}
+
+} // namespace Tool
