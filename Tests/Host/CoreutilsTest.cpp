@@ -89,7 +89,7 @@ constexpr char const * calls[] = {"cp -p a new",
                                   "find . -type d",
                                   "find dir -type f -name '[cd]'",
                                   "find . -maxdepth 1 -type l",
-                                  "find . -size +1",
+                                  "find . -type f -size +1",
                                   "find none"};
 
 void Make(fs::path const & root) {

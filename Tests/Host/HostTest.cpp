@@ -74,7 +74,7 @@ TEST(Tool, SaysByItsExitCodeHowItWent) {
     EXPECT_EQ(RunTool("mkdir -p host-tool/a/b"), 0);
     EXPECT_EQ(std::system("echo hello | ./" KESTREL_TOOL " write host-tool/file") >> 8, 0);
     EXPECT_EQ(RunTool("cp host-tool/file host-tool/a"), 0);
-    EXPECT_EQ(RunTool("cp host-tool/file host-tool/a"), 1) << "it is there";
+    EXPECT_EQ(RunTool("cp host-tool/file host-tool/a/b/file host-tool/a"), 1) << "one is not there";
     EXPECT_EQ(RunTool("ln host-tool/file host-tool/link"), 0);
     EXPECT_EQ(RunTool("cat host-tool/link"), 0);
     EXPECT_EQ(RunTool("mv host-tool/file host-tool/moved"), 0);

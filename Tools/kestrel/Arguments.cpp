@@ -149,14 +149,4 @@ std::string ToText(IO::Name const & name) {
 
 #endif
 
-IO::Location GetTarget(std::string const & target, IO::Location const & source) {
-    IO::Location location = ToLocation(target);
-    IO::EntryType type;
-    IO::Name name;
-    if (location.IsValid() && IO::fileSystem.EstimateResolvedType(location, &type) == IO::NoError &&
-        type == IO::EntryType::Folder && source.GetLastLocalName(&name) == IO::NoError)
-        location.AppendToLocal(name);
-    return location;
-}
-
 } // namespace Tool

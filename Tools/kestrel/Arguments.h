@@ -29,7 +29,4 @@ MuErrCode IsSpeltOtherwise(IO::Location const & location, bool * otherwise);
 /// folder lies in. Nobody means to delete or move that.
 bool NamesAround(std::string const & argument);
 
-/// Where a copy, move or link named `target` really goes: into it, when it is a folder.
-IO::Location GetTarget(std::string const & target, IO::Location const & source);
-
 } // namespace Tool

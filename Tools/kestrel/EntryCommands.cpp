@@ -135,6 +135,8 @@ private:
         }
         if (!moves && isFolder && !options.recursive)
             return Console::Fail("-r not specified; omitting directory '" + path + "'");
+        if (source == target && moves && ToText(source) != ToText(target))
+            return Make(source, target, path); // its own name in another case
         if (source == target)
             return Console::Fail("'" + path + "' and '" + Typed(target) + "' are the same file");
         if (source.IsAncestorOf(target))
