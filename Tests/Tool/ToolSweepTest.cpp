@@ -164,6 +164,10 @@ protected:
     void MakeEntries() {
         for (char const * name : {"tree", "new", "new.lnk", "x", "zipped", "locked", "key"})
             fs::remove_all(disk / name);
+        // What is made aside stays where nothing can be deleted any more.
+        for (fs::directory_entry const & entry : fs::directory_iterator(disk.GetPath()))
+            if (entry.path().filename().string().rfind("GeneratedName_", 0) == 0)
+                fs::remove(entry);
         fs::create_directories(disk / "tree" / "sub");
         disk.Write("tree/a", "the first of them");
         disk.Write("tree/sub/b", std::string(9000, 'b'));
