@@ -82,6 +82,7 @@ int Touch(Options const & options, Console & console);
 
 int Head(Options const & options, Console & console);
 int Tail(Options const & options, Console & console);
+int ShowLog(Options const & options, Console & console);
 int Compare(Options const & options, Console & console);
 int Find(Options const & options, Console & console);
 

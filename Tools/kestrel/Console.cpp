@@ -157,7 +157,7 @@ bool Console::IsSpeltSo(IO::Location const & location, std::string const & subje
         return Finish(status, subject) == 0;
     if (!otherwise)
         return true;
-    Fail(subject + " is there in another spelling only; say its name as it is spelt");
+    Refuse(subject + " is there in another spelling only; say its name as it is spelt");
     return false;
 }
 

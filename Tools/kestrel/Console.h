@@ -64,6 +64,8 @@ public:
     int FinishTold();
     /// Says it, and returns 1.
     static int Fail(std::string const & message);
+    /// The same behind the name of the command.
+    int Refuse(std::string const & message) const { return Fail(GetPrefix() + message); }
     /// False, after a line, for a location whose entry is spelt otherwise there.
     bool IsSpeltSo(IO::Location const & location, std::string const & subject);
 

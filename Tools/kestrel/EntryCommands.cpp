@@ -95,9 +95,9 @@ public:
                               IO::fileSystem.EstimateResolvedType(target, &type) == IO::NoError &&
                               type == IO::EntryType::Folder;
         if (paths.size() < 2)
-            return Console::Fail("missing destination behind '" + last + "'");
+            return console.Refuse("missing destination behind '" + last + "'");
         if (paths.size() > 2 && !isFolder)
-            return Console::Fail("target '" + last + "': Not a directory");
+            return console.Refuse("target '" + last + "': Not a directory");
         int result = console.Drop();
         if (!moves && IsTerminal(true))
             for (std::size_t i = 0; i + 1 < paths.size(); ++i)
@@ -110,7 +110,8 @@ public:
 private:
     int RunOne(std::string const & path, IO::Location target, bool intoFolder) {
         if (moves && NamesAround(path))
-            return Console::Fail(path + " is not moved: it is the current folder, or one round it");
+            return console.Refuse(path +
+                                  " is not moved: it is the current folder, or one round it");
         IO::Location source = ToLocation(path);
         Look const look = LookAt(source);
         if (look.status != IO::NoError || !look.isThere)
@@ -134,14 +135,14 @@ private:
                        type == IO::EntryType::Folder;
         }
         if (!moves && isFolder && !options.recursive)
-            return Console::Fail("-r not specified; omitting directory '" + path + "'");
+            return console.Refuse("-r not specified; omitting directory '" + path + "'");
         if (source == target && moves && ToText(source) != ToText(target))
             return Make(source, target, path); // its own name in another case
         if (source == target)
-            return Console::Fail("'" + path + "' and '" + Typed(target) + "' are the same file");
+            return console.Refuse("'" + path + "' and '" + Typed(target) + "' are the same file");
         if (source.IsAncestorOf(target))
-            return Console::Fail("cannot put a directory, '" + path + "', into itself, '" +
-                                 Typed(target) + "'");
+            return console.Refuse("cannot put a directory, '" + path + "', into itself, '" +
+                                  Typed(target) + "'");
         watch.SetRoot(source, path);
         return Transfer(source, target, path);
     }
@@ -171,8 +172,8 @@ private:
         if (options.noClobber)
             return 0;
         if (from.IsFolder() != to.IsFolder())
-            return Console::Fail("cannot overwrite '" + Typed(target) + "' by '" + path +
-                                 "': one is a directory");
+            return console.Refuse("cannot overwrite '" + Typed(target) + "' by '" + path +
+                                  "': one is a directory");
         if (options.interactive && !Confirm("overwrite '" + Typed(target) + "'?"))
             return 0;
         return Replace(source, target, path);
@@ -191,8 +192,8 @@ private:
                      std::string const & path) {
         bool isEmpty = false;
         if (IO::Folder(target).IsEmpty(&isEmpty) != IO::NoError || !isEmpty)
-            return Console::Fail("cannot move '" + path + "' to '" + Typed(target) +
-                                 "': Directory not empty");
+            return console.Refuse("cannot move '" + path + "' to '" + Typed(target) +
+                                  "': Directory not empty");
         MuErrCode const deleted =
             IO::fileSystem.Delete(target, IO::DataSafety::KeepProtected, Retry);
         return deleted == IO::NoError ? Make(source, target, path) : console.Finish(deleted, path);
@@ -274,7 +275,7 @@ private:
 
 int RemoveOne(std::string const & path, Options const & options, Console & console, Watch & watch) {
     if (NamesAround(path))
-        return console.Fail(path + " is not deleted: it is the current folder, or one round it");
+        return console.Refuse(path + " is not deleted: it is the current folder, or one round it");
     IO::Location const location = ToLocation(path);
     Look const look = LookAt(location);
     if (look.status != IO::NoError)
@@ -284,7 +285,7 @@ int RemoveOne(std::string const & path, Options const & options, Console & conso
     if (!console.IsSpeltSo(location, path))
         return 1;
     if (look.IsFolder() && !options.recursive)
-        return console.Fail(path + " is a folder; say -r to delete it with all that is in it");
+        return console.Refuse(path + " is a folder; say -r to delete it with all that is in it");
     if (options.interactive && !Confirm("delete '" + path + "'?"))
         return 0;
     watch.SetRoot(location, path);
@@ -351,14 +352,14 @@ int MakeFolder(Options const & options, Console & console) {
 int Link(Options const & options, Console & console) {
     std::vector<std::string> const & paths = options.paths;
     if (paths.size() < 2)
-        return Console::Fail("missing name of the link behind '" + paths.back() + "'");
+        return console.Refuse("missing name of the link behind '" + paths.back() + "'");
     IO::Location const target = ToLocation(paths.back());
     IO::EntryType type = IO::EntryType::File;
     bool const isFolder = LookAt(target).isThere &&
                           IO::fileSystem.EstimateResolvedType(target, &type) == IO::NoError &&
                           type == IO::EntryType::Folder;
     if (paths.size() > 2 && !isFolder)
-        return Console::Fail("target '" + paths.back() + "': Not a directory");
+        return console.Refuse("target '" + paths.back() + "': Not a directory");
     int result = console.Drop();
     for (std::size_t i = 0; i + 1 < paths.size(); ++i)
         result |= MakeLink(paths[i], target, isFolder, options, console);

@@ -319,8 +319,7 @@ int Compare(Options const & options, Console & console) {
             line += inA[i] == '\n' ? 1 : 0;
         }
         if (readA != readB)
-            return Console::Fail("cmp: EOF on " +
-                                 (readA < readB ? options.source : options.target));
+            return console.Refuse("EOF on " + (readA < readB ? options.source : options.target));
         if (readA < PieceSize)
             return 0;
     }
@@ -340,7 +339,7 @@ int Find(Options const & options, Console & console) {
         IO::Folder const folder(type == IO::EntryType::Folder ? location : IO::Location());
         Finder finder(folder, path, options);
         if (!finder.Prepare())
-            return Console::Fail("find: a number is wanted, as in +10k and -7"), 2;
+            return console.Refuse("a number is wanted, as in +10k and -7"), 2;
         IO::Name name;
         bool const hasName = location.GetLastLocalName(&name) == IO::NoError;
         finder.Meet(location, hasName ? ToText(name) : path, path, type);

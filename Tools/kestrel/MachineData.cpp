@@ -2,6 +2,7 @@
 
 #include "Answers.h"
 #include "Arguments.h"
+#include "LogLines.h"
 
 #include <Kestrel/Channel/MemoryOChannel.h>
 #include <Kestrel/FileSystem/File.h>
@@ -17,7 +18,6 @@ namespace {
 constexpr double Patience = 1; // seconds
 constexpr std::size_t MostCursors = 32;
 constexpr std::size_t MostLogFiles = 200;
-constexpr unsigned long long LargestPiece = 128u << 10; // of one file in an answer
 constexpr std::size_t FilesAtFirst = 4;
 
 std::string ToRequest(char const * command, unsigned int const * socket = nullptr) {
@@ -65,57 +65,15 @@ void AddCommunicators(Json * server) {
     (*server)["communicators"] = list;
 }
 
-struct LogFile {
-    std::string name;
-    int time = 0;
-    unsigned long long size = 0;
-};
-
 // The newest first.
-std::vector<LogFile> ListLogFiles(IO::Location const & place) {
+std::vector<LogFile> ListNewestLogFiles(IO::Folder const & folder) {
     std::vector<LogFile> files;
-    struct Call {
-        static bool Found(IO::Folder const & folder, IO::Name const & name, bool isFolder,
-                          void * data) {
-            std::string const text = ToText(name);
-            if (isFolder || text.size() < 4 || text.compare(text.size() - 4, 4, ".log") != 0)
-                return true;
-            IO::File const file(folder, name);
-            LogFile found{text};
-            if (file.GetModificationTime(&found.time) == IO::NoError &&
-                file.GetDataLength(&found.size) == IO::NoError)
-                static_cast<std::vector<LogFile> *>(data)->push_back(found);
-            return true;
-        }
-    };
-    static_cast<void>(IO::Folder(place).Enumerate(Call::Found, &files));
+    static_cast<void>(ListLogFiles(folder, &files));
     std::sort(files.begin(), files.end(), [](LogFile const & a, LogFile const & b) {
         return a.time != b.time ? a.time > b.time : a.name > b.name;
     });
     files.resize(std::min(files.size(), MostLogFiles));
     return files;
-}
-
-// Whole lines from there on, or up to the largest piece; the first one is left out when it may be the
-// end of one. Returns how far that went.
-unsigned long long ReadLines(IO::Folder const & folder, LogFile const & from,
-                             unsigned long long begin, bool isFirstCut, Json * lines) {
-    IO::File file(folder, IO::Name(from.name.c_str()));
-    std::string text(static_cast<std::size_t>(std::min(from.size - begin, LargestPiece)), '\0');
-    unsigned int read = 0;
-    if (file.Open(IO::File::OpenMode::ReadOnlySharedToReadWrite) != IO::NoError ||
-        file.SetPosition(begin) != IO::NoError)
-        return begin;
-    static_cast<void>(file.ReadBin(text.data(), static_cast<unsigned int>(text.size()), &read));
-    text.resize(read);
-    std::size_t at = isFirstCut ? text.find('\n') + 1 : 0; // 0 where there is none
-    for (std::size_t end = 0; (end = text.find('\n', at)) != text.npos; at = end + 1)
-        lines->push_back({from.name, text.substr(at, end - at)});
-    if (at == 0 && text.size() == LargestPiece) { // no end of a line for so long
-        lines->push_back({from.name, text});
-        at = text.size();
-    }
-    return begin + at;
 }
 
 } // namespace
@@ -186,20 +144,22 @@ Json MachineData::GetLog(unsigned int cursor) {
                 isKnown = true;
             }
     }
-    IO::Location const place = ToLocation(logFolder);
-    std::vector<LogFile> const files = ListLogFiles(place);
+    IO::Folder const folder(ToLocation(logFolder));
+    std::vector<LogFile> const files = ListNewestLogFiles(folder);
     Json lines = Json::array();
-    IO::Folder const folder(place);
     for (std::size_t i = files.size(); i-- > 0;) { // what came last stands last
         LogFile const & file = files[i];
         unsigned long long & end = ends[file.name];
         if (!isKnown) // of old ones nothing, of new ones the last piece
             end = i >= FilesAtFirst          ? file.size
-                  : file.size > LargestPiece ? file.size - LargestPiece
+                  : file.size > MostLogBytes ? file.size - MostLogBytes
                                              : 0;
         end = std::min(end, file.size);
-        if (end < file.size)
-            end = ReadLines(folder, file, end, !isKnown && end > 0, &lines);
+        bool const isFirstCut = !isKnown && end > 0;
+        std::vector<std::string> read;
+        static_cast<void>(ReadLogLines(folder, file, false, &end, &read));
+        for (std::size_t line = isFirstCut ? 1 : 0; line < read.size(); ++line)
+            lines.push_back({file.name, read[line]});
     }
     std::lock_guard const guard(turn);
     cursors.emplace_back(++lastCursor, std::move(ends));

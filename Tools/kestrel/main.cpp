@@ -222,6 +222,7 @@ private:
                 ->excludes(lines);
             command->add_option("FILE", options.paths)->required();
         }
+        AddLogs();
         CLI::App * const compare = Add("cmp", "Compare two files byte by byte", Tool::Compare);
         compare->add_option("FILE", options.source)->required();
         compare->add_option("OTHER", options.target)->required();
@@ -246,6 +247,21 @@ private:
             ->required()
             ->check(CLI::IsMember({"bash", "zsh", "fish"}));
         completion->callback([this] { isCompletion = true; });
+    }
+
+    void AddLogs() {
+        CLI::App * const log =
+            Add("log", "Show the lines of all log files of a folder in the order of time",
+                Tool::ShowLog);
+        log->require_subcommand(1);
+        log->add_subcommand("merge", "Those that are there");
+        log->add_subcommand("follow", "The last ten, and then those that come, until Ctrl-C")
+            ->parse_complete_callback([this] { options.follow = true; });
+        for (CLI::App * const command : log->get_subcommands([](CLI::App *) { return true; })) {
+            AddJson(command);
+            command->add_flag("-f,--files", options.longForm, "With the name of the file of each");
+            command->add_option("FOLDER", options.source)->required();
+        }
     }
 
     void AddContent() {
@@ -504,7 +520,7 @@ private:
 
     /// Whose failures are told by path and cause.
     static inline std::set<std::string> const worksOnFiles{
-        "cat", "cmp",   "count", "cp", "du",   "find", "head",  "ln",
+        "cat", "cmp",   "count", "cp", "du",   "find", "head",  "ln",  "log",
         "ls",  "mkdir", "mv",    "rm", "stat", "tail", "touch", "tree"};
 
     CLI::App app;
