@@ -14,12 +14,16 @@ class RemoteTree;
 struct RemoteReflectionLimits {
     /// Milliseconds for the connection and for each pause of the process; 0 is none.
     unsigned int timeout = 5000;
-    /// Milliseconds for which an answer is good, so that a walk does not ask twice; 0 keeps none.
+    /// Milliseconds for which an answer is good, so that a walk does not ask twice; 0 keeps none. One
+    /// that took long is good for ten times as long as it took.
     unsigned int keepTime = 2000;
     /// Bytes of answers that are kept, besides those that an open entry holds.
     unsigned int keptSize = 64u << 20;
     /// An answer beyond so many bytes is a failure.
     unsigned int answerLimit = 64u << 20;
+    /// Milliseconds behind a connection that could not be made, or that brought nothing, in which every
+    /// use fails at once, so that a walk does not try again at each step; 0 always tries.
+    unsigned int retryTime = 1000;
 };
 
 /// The inside of another process as folders and files, read-only.
@@ -41,12 +45,14 @@ struct RemoteReflectionLimits {
 /// Nothing is deeper than `DeepestLevel`, so that a tree without an end costs no stack.
 ///
 /// Memory:  the answers that open entries hold, and those that are kept.
-/// Threads: any. Connecting asks the process under the lock of IO::fileSystem, everything else without
-///          it. So a process that mounts itself gets the status of a failure, after the time limit,
-///          where the answer needs that lock.
+/// Threads: any. Connecting asks the process under the lock of IO::fileSystem, as its status has to say
+///          what is there, everything else without it. So other threads may wait for a process that is
+///          silent, for one time limit in each retry time. A process that mounts itself gets the
+///          status of a failure, after the time limit, where the answer needs that lock.
 /// Failure: statuses: NotFound for what the process does not list, Other, ReadError and the like when it
 ///          cannot be asked. Every change is denied. The next use after a broken connection makes a new
-///          one. Mu::OutOfMemoryException when connecting.
+///          one; after one that could not be made, the next use behind the retry time does.
+///          Mu::OutOfMemoryException when connecting.
 class KESTREL_API RemoteReflectionVFS : public FixedVFS {
 public:
     static constexpr char const * TableName = "attributes.tsv";

@@ -21,6 +21,10 @@ constexpr unsigned int LongestTable = 1u << 30;
 constexpr char const * NoContents[] = {"No content is available.",
                                        "Error in the GetContent method!"};
 
+unsigned long long GetNow() {
+    return Mu::GetClock().GetMonotonicMicroseconds();
+}
+
 MuErrCode Checked(MuErrCode status) {
     if (status == ErrMemoryFull)
         Mu::ThrowOutOfMemory();
@@ -61,29 +65,40 @@ RemoteTree::RemoteTree(Mu::String const & host, unsigned short port,
 void RemoteTree::Disconnect() {
     Mu::LockGuard const guard(clientLock);
     client.Disconnect();
+    failure = NoError;
 }
 
+// A connection of earlier that fails may be that of a process which has ended, and another one listens
+// there now; one that is new and brings nothing says that there is nobody to ask.
 template <typename Question>
 MuErrCode RemoteTree::Ask(Question const & question) {
     Mu::LockGuard const guard(clientLock);
-    if (!client.IsConnected()) {
+    bool const isNew = !client.IsConnected();
+    if (isNew && failure != NoError && GetNow() - failureTime < limits.retryTime * 1000ull)
+        return failure;
+    MuErrCode status = NoError;
+    if (isNew) {
         client.SetAnswerLimit(limits.answerLimit);
-        if (MuErrCode const status = client.Connect(host.ToCStr(), port, limits.timeout);
-            status != NoError)
-            return Checked(status);
+        status = client.Connect(host.ToCStr(), port, limits.timeout);
     }
-    return Checked(question());
+    if (status == NoError)
+        status = question();
+    bool const isNobody = isNew && (status == InputFailure || status == EOI);
+    failure = isNobody ? status : NoError;
+    failureTime = isNobody ? GetNow() : 0;
+    return Checked(status);
 }
 
 // Takes what is kept, or else what `make` makes.
 template <typename Kind, typename Make>
 MuErrCode RemoteTree::Get(Table<Kind> & table, Mu::UniString const & key, Mu::Ref<Kind> * answer,
                           Make const & make) {
+    constexpr unsigned long long KeptForItsTime = 10;
+    unsigned long long const begin = GetNow();
     {
         Mu::LockGuard const guard(keptLock);
         Kept<Kind> const * const found = table.Find(key);
-        unsigned long long const now = Mu::GetClock().GetMonotonicMicroseconds();
-        if (found != nullptr && now - found->time < limits.keepTime * 1000ull) {
+        if (found != nullptr && begin < found->end) {
             *answer = found->answer;
             return NoError;
         }
@@ -95,7 +110,9 @@ MuErrCode RemoteTree::Get(Table<Kind> & table, Mu::UniString const & key, Mu::Re
     if (limits.keepTime == 0)
         return NoError;
     Mu::LockGuard const guard(keptLock);
-    table.Set(key, {made, Mu::GetClock().GetMonotonicMicroseconds()});
+    unsigned long long const now = GetNow();
+    table.Set(key,
+              {made, now + std::max(limits.keepTime * 1000ull, (now - begin) * KeptForItsTime)});
     keptSize += made->size;
     if (keptSize > mostKeptSize) {
         keptSize = 0;

@@ -3,6 +3,7 @@
 #include "Tests/Support/FaultSweep.h"
 #include "Tests/Support/HandClock.h"
 #include "Tests/Support/LogCapture.h"
+#include "Tests/Support/OwnProcess.h"
 #include "Tests/Support/Reflection/DrawnTree.h"
 #include "Tests/Support/TempFolder.h"
 
@@ -25,6 +26,7 @@ namespace {
 
 using IO::Location;
 using IO::Name;
+using Tests::BadLink;
 using Tests::DrawnTree;
 using Tests::LinkServer;
 using Tests::Thing;
@@ -64,6 +66,11 @@ void ExpectSame(Things const & found, Things const & expected) {
     for (Thing const & thing : found)
         EXPECT_EQ(found.count(thing), expected.count(thing)) << Show(thing);
     EXPECT_EQ(found.size(), expected.size());
+}
+
+bool AreOf(DrawnTree const & tree, Things const & found) {
+    return std::includes(tree.GetThings().begin(), tree.GetThings().end(), found.begin(),
+                         found.end());
 }
 
 // With regard to every unit, which names are not compared by everywhere.
@@ -179,39 +186,121 @@ TEST(RemoteReflectionVFS, ShowsADrawnTreeByMountByUrlAndOnTheDisk) {
     }
 }
 
-// The link ends behind the n-th byte of its answers, or each time that so many came, or stands still.
+// The link ends behind the n-th byte of its answers, or each time that so many came, or stands still,
+// or is slow, or changes them.
 TEST(RemoteReflectionVFS, ReadsWhatIsRightOrFailsOverABadLink) {
     Tests::LogCapture const log;
     DrawnTree const tree(5);
     for (unsigned int seed = 1; seed <= Links; ++seed) {
         SCOPED_TRACE(seed);
         std::mt19937 random(seed);
-        LinkServer server;
+        LinkServer const server;
+        BadLink link(server.GetPort(), seed);
         IO::RemoteReflectionLimits limits;
         limits.timeout = seed % 5 == 0 ? 40 : seed % 4 == 1 ? 200 : 5000;
         limits.keepTime = seed % 3 == 0 ? 0 : 2000;
         limits.keptSize = seed % 4 == 2 ? 300 : 1 << 20;
-        std::optional<Mounted> mounted(std::in_place, server.GetPort(), limits);
-        server.SetLink(random() % 4000, seed % 2 == 0, limits.timeout < 100,
-                       seed % 4 == 1 ? &random : nullptr);
+        limits.retryTime = seed % 2 == 0 ? 0 : 1000;
+        bool const isChanged = seed % 4 == 1;
+        std::optional<Mounted> mounted(std::in_place, link.GetPort(), limits);
+        link.SetHarm({static_cast<unsigned int>(random() % 4000), seed % 2 == 0,
+                      limits.timeout < 100, seed % 4 == 2, isChanged});
         Things found;
         bool isWhole = true;
         Read(mounted->top, {}, &found, &isWhole);
-        bool const isRight =
-            std::includes(tree.GetThings().begin(), tree.GetThings().end(), found.begin(),
-                          found.end()) ||
-            seed % 4 == 1; // bytes that are changed on the way are as good as others
-        EXPECT_TRUE(isRight);
-        EXPECT_TRUE(!isWhole || seed % 4 == 1 || found == tree.GetThings());
-        server.SetLink(~0u, false, false, nullptr);
+        // Bytes that are changed on the way are as good as others.
+        EXPECT_TRUE(isChanged || AreOf(tree, found));
+        EXPECT_TRUE(!isWhole || isChanged || found == tree.GetThings());
+        link.SetHarm({});
         // What was changed may be kept, and a short limit is not met by a machine with much to do.
-        if (seed % 4 == 1 || limits.timeout < 100) {
+        if (isChanged || limits.timeout < 100 || limits.retryTime > 0) {
             mounted.reset();
-            mounted.emplace(server.GetPort());
+            mounted.emplace(link.GetPort());
         }
         Things again;
         Read(mounted->top, {}, &again, &isWhole);
         ExpectSame(again, tree.GetThings()); // the next use makes a new connection
+    }
+}
+
+constexpr int Killed = 77;
+constexpr unsigned int ChildSeed = 5;
+
+/// Another process, which shows a drawn tree and may be killed in the middle of the n-th question.
+class Child {
+public:
+    Child(Tests::TempFolder const & folder, unsigned int question)
+        : portFile(folder.GetPath() / "port"), process([this, question] {
+              exitCode = Tests::RunAgain(
+                  {"--gtest_also_run_disabled_tests", "--gtest_brief=1",
+                   "--gtest_filter=RemoteReflectionVFS.DISABLED_ShowsATreeAsLongAsItMay",
+                   "--kestrel_file=" + portFile.string(), std::to_string(question)});
+          }) {
+        while (port == 0 && exitCode < 0) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(5));
+            std::ifstream(portFile) >> port;
+        }
+    }
+    ~Child() { Join(); }
+    int Join() {
+        std::filesystem::remove(portFile);
+        if (process.joinable())
+            process.join();
+        return exitCode;
+    }
+    unsigned short GetPort() const { return port; }
+
+private:
+    std::filesystem::path const portFile;
+    std::atomic<int> exitCode = -1;
+    unsigned short port = 0;
+    std::thread process;
+};
+
+struct Mortal : DrawnTree {
+    mutable std::atomic<int> left;
+    explicit Mortal(int question) : DrawnTree(ChildSeed), left(question) {}
+    bool GetContent(IO::RelativeLocation const & place, Mu::OChannel & channel) const override {
+        if (--left == 0)
+            Tests::EndProcess(Killed);
+        return DrawnTree::GetContent(place, channel);
+    }
+};
+
+TEST(RemoteReflectionVFS, DISABLED_ShowsATreeAsLongAsItMay) {
+    std::vector<std::string> const arguments = ::testing::internal::GetArgvs();
+    std::filesystem::path const file = arguments.at(arguments.size() - 2).substr(15);
+    Mortal const tree(std::stoi(arguments.back()));
+    LinkServer const server;
+    std::ofstream(file.string() + "~") << server.GetPort() << "\n";
+    std::filesystem::rename(file.string() + "~", file);
+    while (std::filesystem::exists(file))
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+}
+
+TEST(RemoteReflectionVFS, OutlivesAProcessThatIsKilledBehindASlowLink) {
+    Tests::LogCapture const log;
+    Tests::TempFolder const folder;
+    DrawnTree const tree(ChildSeed);
+    for (unsigned int question : {2, 9}) {
+        SCOPED_TRACE(question);
+        std::optional<Child> child(std::in_place, folder, question);
+        BadLink link(child->GetPort(), question);
+        link.SetHarm({~0u, false, false, true, false});
+        Mounted const mounted(link.GetPort());
+        Things found;
+        bool isWhole = true;
+        Read(mounted.top, {}, &found, &isWhole);
+        EXPECT_FALSE(isWhole);
+        EXPECT_FALSE(found.empty());
+        EXPECT_TRUE(AreOf(tree, found));
+        EXPECT_EQ(child->Join(), Killed);
+        child.emplace(folder, 0);
+        link.SetProcess(child->GetPort());
+        std::this_thread::sleep_for(std::chrono::milliseconds(1100)); // the retry time
+        Things again;
+        Read(mounted.top, {}, &again, &isWhole);
+        ExpectSame(again, tree.GetThings());
     }
 }
 
@@ -281,6 +370,45 @@ TEST(RemoteReflectionVFS, ChangesNothingAndSaysWhy) {
     EXPECT_EQ(IO::Folder(top).GetStatus(), IO::Error);
 }
 
+// A tree that takes three seconds of the clock for each list.
+struct Slow : DrawnTree {
+    Tests::HandClock & clock;
+    mutable std::atomic<unsigned int> lists = 0;
+    explicit Slow(Tests::HandClock & clock) : DrawnTree(3), clock(clock) {}
+    bool GetChildren(IO::RelativeLocation const & place, Mu::Array<Name> * folders,
+                     Mu::Array<Name> * files) const override {
+        ++lists;
+        clock.Advance(3000);
+        return DrawnTree::GetChildren(place, folders, files);
+    }
+};
+
+TEST(RemoteReflectionVFS, WaitsBetweenItsTriesAndKeepsWhatTookLong) {
+    Tests::LogCapture const log;
+    Tests::HandClock clock;
+    Slow const tree(clock);
+    LinkServer const server;
+    BadLink link(LinkServer().GetPort(), 1); // to nobody
+    Mounted const mounted(link.GetPort());
+    Location const top = mounted.top / "drawn";
+    for (int i = 0; i < 3; ++i)
+        EXPECT_EQ(IO::Folder(top).GetStatus(), IO::Error);
+    EXPECT_EQ(link.CountConnections(), 1u);
+    link.SetProcess(server.GetPort());
+    EXPECT_EQ(IO::Folder(top).GetStatus(), IO::Error);
+    clock.Advance(1001);
+    auto const count = [&](unsigned int expected) {
+        unsigned int entries = 0;
+        EXPECT_EQ(IO::Folder(top).CountEntries(&entries), IO::NoError);
+        EXPECT_EQ(tree.lists, expected);
+    };
+    count(1);
+    clock.Advance(29000);
+    count(1);
+    clock.Advance(1001);
+    count(2);
+}
+
 TEST(ReflectRollingVFS, ClaimsWhatTheDiskTurnsDown) {
     Tests::LogCapture const log;
     IO::ReflectRollingVFS processes;
@@ -342,7 +470,7 @@ TEST(RemoteReflectionVFS, MeetsEveryFailedAllocation) {
     DrawnTree const tree(1, false, 3);
     SweepAllocations([&](bool failed) {
         LinkServer server;
-        VFS system("127.0.0.1", server.GetPort());
+        VFS system("127.0.0.1", server.GetPort(), {.timeout = 2000});
         if (IO::fileSystem.Mount(system, Location(MountPoint)) != IO::NoError)
             return;
         Things found;

@@ -23,7 +23,7 @@ Name EscapeRemoteName(Name const & name, unsigned int count);
 /// Memory:  the answers that are kept. One that somebody holds is not counted.
 /// Threads: any; the process is asked one question at a time.
 /// Failure: the statuses of ReflectionClient, and Mu::OutOfMemoryException. After a failure the next
-///          question makes a new connection.
+///          question makes a new connection, unless one has just failed.
 class RemoteTree : public Mu::Allocated {
 public:
     // What was answered; nobody changes it.
@@ -55,7 +55,7 @@ private:
     template <typename Kind>
     struct Kept {
         Mu::Ref<Kind> answer;
-        unsigned long long time; // microseconds of the clock, when it came
+        unsigned long long end; // microseconds of the clock, until which it is good
     };
     template <typename Kind>
     using Table = Mu::HashTable<Mu::UniString, Kept<Kind>>;
@@ -77,6 +77,8 @@ private:
     RemoteReflectionLimits const limits;
     Mu::Lock clientLock; // may be waited for as long as the process is
     ReflectionClient client;
+    MuErrCode failure = NoError; // of the last connection, if it brought nothing
+    unsigned long long failureTime = 0;
     Mu::Lock keptLock;
     Table<Level> levels;
     Table<Bytes> contents;

@@ -6,12 +6,13 @@
 #include <Kestrel/Reflection/ReflectionManager.h>
 #include <Kestrel/Root/Errors/Exceptions.h>
 #include <Kestrel/Root/Streams/OChannel.h>
-#include <Kestrel/Root/Threads/Thread.h>
 #include <Kestrel/Socket/ServerSocket.h>
 #include <Kestrel/Socket/Socket.h>
 
 #include <algorithm>
 #include <atomic>
+#include <chrono>
+#include <functional>
 #include <map>
 #include <mutex>
 #include <random>
@@ -229,66 +230,28 @@ private:
     Things expected;
 };
 
-/// Answers inspectors one after the other, over a link that can be made bad.
-class LinkServer {
+/// Serves one connection after the other, on a thread of its own.
+class Acceptor {
 public:
-    LinkServer() : server(0, 8, IO::Socket::InternetAddress::Loopback), thread([this] { Run(); }) {}
-    ~LinkServer() {
+    explicit Acceptor(std::function<void(IO::Socket::Socket &)> toServe)
+        : serve(std::move(toServe)), server(0, 8, IO::Socket::InternetAddress::Loopback),
+          thread([this] { Run(); }) {}
+    ~Acceptor() {
         isEnding = true;
-        Cut();
+        {
+            std::lock_guard const guard(mutex);
+            if (current != nullptr)
+                current->Close();
+        }
         thread.join();
     }
-    LinkServer(LinkServer const &) = delete;
-    LinkServer & operator=(LinkServer const &) = delete;
+    Acceptor(Acceptor const &) = delete;
+    Acceptor & operator=(Acceptor const &) = delete;
 
     unsigned short GetPort() const { return server.GetLocalPort(); }
-    std::size_t CountQuestions() const { return questions; }
-    /// The connection ends behind so many bytes, or, once they are over, each connection does; with
-    /// `stalls` it stands still instead. A generator changes bytes.
-    void SetLink(unsigned int bytes, bool again, bool stalls, std::mt19937 * changes) {
-        std::lock_guard const guard(mutex);
-        most = left = bytes;
-        endsAgain = again;
-        standsStill = stalls;
-        changing = changes;
-    }
-    void Cut() {
-        std::lock_guard const guard(mutex);
-        if (current != nullptr)
-            current->Close();
-    }
+    std::size_t CountConnections() const { return connections; }
 
 private:
-    struct Link : Mu::OBinaryChannel {
-        LinkServer & server;
-        Mu::OBinaryChannel & output;
-        Link(LinkServer & server, Mu::OBinaryChannel & output) : server(server), output(output) {}
-        void Write(char const * source, unsigned int count) override {
-            std::string bytes(source, count);
-            bool isCut = false;
-            {
-                std::lock_guard const guard(server.mutex);
-                isCut = count > server.left;
-                bytes.resize(std::min(count, server.left));
-                server.left -= static_cast<unsigned int>(bytes.size());
-                if (server.changing != nullptr && !bytes.empty() && (*server.changing)() % 8 == 0)
-                    bytes[(*server.changing)() % bytes.size()] =
-                        static_cast<char>((*server.changing)());
-                if (isCut)
-                    server.left = server.endsAgain ? server.most : ~0u;
-            }
-            output.Write(bytes.data(), static_cast<unsigned int>(bytes.size()));
-            output.Flush();
-            if (!isCut)
-                return;
-            if (server.standsStill)
-                Mu::Thread::Sleep(80, false);
-            throw Mu::IOException("cut");
-        }
-        void Flush() override { output.Flush(); }
-        void Close() override {}
-    };
-
     void Run() {
         while (!isEnding) {
             Mu::Ref<IO::Socket::Socket, Mu::AtomicCounter> socket;
@@ -296,8 +259,9 @@ private:
                 socket = server.Accept(20);
                 if (!socket)
                     continue;
+                ++connections;
                 Register(socket.Get());
-                Serve(*socket);
+                serve(*socket);
             } catch (Mu::UniString const &) {
             } catch (std::exception const &) {
             }
@@ -310,26 +274,115 @@ private:
         if (socket != nullptr && isEnding)
             socket->Close();
     }
+
+    std::function<void(IO::Socket::Socket &)> const serve;
+    IO::Socket::ServerSocket server;
+    std::mutex mutex;
+    IO::Socket::Socket * current = nullptr;
+    std::atomic<std::size_t> connections = 0;
+    std::atomic<bool> isEnding = false;
+    std::thread thread;
+};
+
+/// Answers inspectors.
+class LinkServer {
+public:
+    unsigned short GetPort() const { return acceptor.GetPort(); }
+    std::size_t CountQuestions() const { return questions; }
+
+private:
     void Serve(IO::Socket::Socket & socket) {
         socket.SetTCPNoDelay(true);
-        Link link(*this, socket.GetOutputChannel());
         Mu::UniString const ident("drawn");
-        IO::ReflectionDialogue dialogue(socket.GetInputChannel(), link, ident, 1 << 24, 1 << 28);
+        IO::ReflectionDialogue dialogue(socket.GetInputChannel(), socket.GetOutputChannel(), ident,
+                                        1 << 24, 1 << 28);
         while (dialogue.ServeRequest())
             ++questions;
     }
 
-    IO::Socket::ServerSocket server;
-    std::mutex mutex;
-    IO::Socket::Socket * current = nullptr;
-    unsigned int most = ~0u;
-    unsigned int left = ~0u;
-    bool endsAgain = false;
-    bool standsStill = false;
-    std::mt19937 * changing = nullptr;
     std::atomic<std::size_t> questions = 0;
-    std::atomic<bool> isEnding = false;
-    std::thread thread;
+    Acceptor acceptor{[this](IO::Socket::Socket & socket) { Serve(socket); }};
+};
+
+/// Stands between an inspector and a process, and does harm to the answers.
+class BadLink {
+public:
+    struct Harm {
+        unsigned int bytes = ~0u; ///< behind which the connection ends
+        bool again = false;       ///< each time that so many came, instead of once
+        bool stalls = false;      ///< nothing comes any more, instead of the end
+        bool delays = false;      ///< they come in pieces, with pauses
+        bool changes = false;     ///< some of them
+    };
+
+    BadLink(unsigned short process, unsigned int seed) : process(process), random(seed) {}
+
+    unsigned short GetPort() const { return acceptor.GetPort(); }
+    std::size_t CountConnections() const { return acceptor.CountConnections(); }
+    /// From the next connection on.
+    void SetProcess(unsigned short port) { process = port; }
+    void SetHarm(Harm const & now) {
+        std::lock_guard const guard(mutex);
+        harm = now;
+        left = now.bytes;
+    }
+
+private:
+    using Socket = IO::Socket::Socket;
+
+    void Pass(Socket & inspector) {
+        {
+            std::lock_guard const guard(mutex);
+            left = left != 0 ? left : harm.again ? harm.bytes : ~0u;
+        }
+        Socket inspected(IO::Socket::InternetAddress::Loopback, process);
+        inspector.SetTCPNoDelay(true);
+        std::thread questions([&] { Pump(inspector, inspected, false); });
+        Pump(inspected, inspector, true);
+        questions.join();
+    }
+    // Until either end is over, which is the end of both.
+    void Pump(Socket & from, Socket & to, bool areAnswers) {
+        try {
+            char bytes[1024];
+            bool goesOn = true;
+            while (goesOn) {
+                unsigned int count = from.GetInputChannel().Read(bytes, Draw(areAnswers));
+                if (count == 0)
+                    break;
+                goesOn = !areAnswers || DoHarm(bytes, &count);
+                to.GetOutputChannel().Write(bytes, count);
+                to.GetOutputChannel().Flush();
+            }
+        } catch (std::exception const &) { // somebody has closed it
+        }
+        from.Close();
+        to.Close();
+    }
+    // How much to take at a time.
+    unsigned int Draw(bool areAnswers) {
+        std::lock_guard const guard(mutex);
+        if (!areAnswers || !harm.delays)
+            return 1024;
+        std::this_thread::sleep_for(std::chrono::microseconds(random() % 2000));
+        return 1 + random() % 300;
+    }
+    bool DoHarm(char * bytes, unsigned int * count) {
+        std::lock_guard const guard(mutex);
+        bool const isOver = *count > left;
+        *count = std::min(*count, left);
+        left -= *count;
+        if (harm.changes && *count > 0 && random() % 8 == 0)
+            bytes[random() % *count] = static_cast<char>(random());
+        return !isOver || harm.stalls;
+    }
+
+    std::atomic<unsigned short> process;
+    std::mutex mutex; // on what follows
+    std::mt19937 random;
+    Harm harm;
+    unsigned int left = ~0u;
+    Acceptor acceptor{[this](Socket & socket) { Pass(socket); }};
 };
 
 } // namespace Tests
