@@ -8,6 +8,7 @@
 #include <Kestrel/Root/Streams/OChannel.h>
 #include <Kestrel/Socket/ServerSocket.h>
 #include <Kestrel/Socket/Socket.h>
+#include <Kestrel/Socket/SocketExceptions.h>
 
 #include <algorithm>
 #include <atomic>
@@ -291,13 +292,27 @@ public:
     std::size_t CountQuestions() const { return questions; }
 
 private:
+    // Counted before they are answered, so that who has the answer finds it counted.
+    struct Answers : Mu::OBinaryChannel {
+        std::atomic<std::size_t> & count;
+        Mu::OBinaryChannel & output;
+        Answers(std::atomic<std::size_t> & count, Mu::OBinaryChannel & output)
+            : count(count), output(output) {}
+        void Write(char const * source, unsigned int size) override {
+            ++count;
+            output.Write(source, size);
+        }
+        void Flush() override { output.Flush(); }
+        void Close() override {}
+    };
+
     void Serve(IO::Socket::Socket & socket) {
         socket.SetTCPNoDelay(true);
         Mu::UniString const ident("drawn");
-        IO::ReflectionDialogue dialogue(socket.GetInputChannel(), socket.GetOutputChannel(), ident,
-                                        1 << 24, 1 << 28);
-        while (dialogue.ServeRequest())
-            ++questions;
+        Answers answers(questions, socket.GetOutputChannel());
+        IO::ReflectionDialogue dialogue(socket.GetInputChannel(), answers, ident, 1 << 24, 1 << 28);
+        while (dialogue.ServeRequest()) {
+        }
     }
 
     std::atomic<std::size_t> questions = 0;
@@ -316,6 +331,7 @@ public:
     };
 
     BadLink(unsigned short process, unsigned int seed) : process(process), random(seed) {}
+    ~BadLink() { isEnding = true; }
 
     unsigned short GetPort() const { return acceptor.GetPort(); }
     std::size_t CountConnections() const { return acceptor.CountConnections(); }
@@ -337,27 +353,27 @@ private:
         }
         Socket inspected(IO::Socket::InternetAddress::Loopback, process);
         inspector.SetTCPNoDelay(true);
-        std::thread questions([&] { Pump(inspector, inspected, false); });
-        Pump(inspected, inspector, true);
+        for (Socket * const socket : {&inspector, &inspected})
+            socket->SetTimeout(
+                20); // to see whether it is over; no write fills the system's buffers
+        std::atomic<bool> isOver = false;
+        std::thread questions([&] { Pump(inspector, inspected, false, isOver); });
+        Pump(inspected, inspector, true, isOver);
         questions.join();
     }
-    // Until either end is over, which is the end of both.
-    void Pump(Socket & from, Socket & to, bool areAnswers) {
-        try {
-            char bytes[1024];
-            bool goesOn = true;
-            while (goesOn) {
+    // Until either end is over.
+    void Pump(Socket & from, Socket & to, bool areAnswers, std::atomic<bool> & isOver) {
+        char bytes[1024];
+        while (!isOver && !isEnding)
+            try {
                 unsigned int count = from.GetInputChannel().Read(bytes, Draw(areAnswers));
-                if (count == 0)
-                    break;
-                goesOn = !areAnswers || DoHarm(bytes, &count);
+                isOver = isOver || count == 0 || (areAnswers && !DoHarm(bytes, &count));
                 to.GetOutputChannel().Write(bytes, count);
                 to.GetOutputChannel().Flush();
+            } catch (IO::Socket::SocketTimeoutException const &) {
+            } catch (std::exception const &) {
+                isOver = true;
             }
-        } catch (std::exception const &) { // somebody has closed it
-        }
-        from.Close();
-        to.Close();
     }
     // How much to take at a time.
     unsigned int Draw(bool areAnswers) {
@@ -369,15 +385,16 @@ private:
     }
     bool DoHarm(char * bytes, unsigned int * count) {
         std::lock_guard const guard(mutex);
-        bool const isOver = *count > left;
+        bool const isCut = *count > left;
         *count = std::min(*count, left);
         left -= *count;
         if (harm.changes && *count > 0 && random() % 8 == 0)
             bytes[random() % *count] = static_cast<char>(random());
-        return !isOver || harm.stalls;
+        return !isCut || harm.stalls;
     }
 
     std::atomic<unsigned short> process;
+    std::atomic<bool> isEnding = false;
     std::mutex mutex; // on what follows
     std::mt19937 random;
     Harm harm;
