@@ -8,6 +8,7 @@
 #include "Tests/Support/FileSystem/ScriptedFileCalls.h"
 #include "Tests/Support/FileSystem/ScriptedVFS.h"
 #include "Tests/Support/HandClock.h"
+#include "Tests/Support/Location/Locations.h"
 #include "Tests/Support/LogCapture.h"
 #include "Tests/Support/TempFolder.h"
 #include "Tests/Support/Text.h"
@@ -45,17 +46,11 @@ IO::EntryType TypeOf(IO::Location const & location) {
     return type;
 }
 
-template <typename T>
-__attribute__((no_sanitize("null"))) T const & NullReference() {
-    T const * volatile none = nullptr;
-    return *none;
-}
-
 } // namespace
 
 TEST(FileSystem, RefusesRootsAndNullsWhereAnEntryIsNeeded) {
     IO::Location const root, unhealthy("C:\\\\");
-    IO::Location const & none = NullReference<IO::Location>();
+    IO::Location const & none = Tests::NullReference<IO::Location const>();
     IO::Location const healthy("C:\\a");
     bool contained = false;
     IO::EntryType type;
@@ -89,7 +84,7 @@ TEST(FileSystem, RefusesRootsAndNullsWhereAnEntryIsNeeded) {
     Tests::TempFolder const disk;
     IO::Folder folder(At(disk));
     IO::File file(folder, "file", IO::File::OnNotFound::Create);
-    int const & noTime = NullReference<int>();
+    int const & noTime = Tests::NullReference<int const>();
     for (MuErrCode const status :
          {folder.SetCreationTime(noTime), folder.SetModificationTime(noTime),
           file.SetCreationTime(noTime), file.SetModificationTime(noTime)})
@@ -180,7 +175,7 @@ TEST(FileSystem, RetriesAsOftenAsTheDurationHasIntervals) {
     IO::fileSystem.DeletePrivateLocation(place);
 
     unsigned int counter = 5;
-    EXPECT_EQ(IO::fileSystem.ProcessAccessDenied(NullReference<IO::Location>(),
+    EXPECT_EQ(IO::fileSystem.ProcessAccessDenied(Tests::NullReference<IO::Location const>(),
                                                  Treatment::RetryAlways, &counter),
               Action::GiveUp);
     EXPECT_EQ(counter, 5u);

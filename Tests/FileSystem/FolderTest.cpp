@@ -5,6 +5,7 @@
 #include "Tests/Support/FileSystem/Place.h"
 #include "Tests/Support/FileSystem/ScriptedFileCalls.h"
 #include "Tests/Support/HandClock.h"
+#include "Tests/Support/Location/Locations.h"
 #include "Tests/Support/LogCapture.h"
 #include "Tests/Support/Text.h"
 
@@ -383,6 +384,75 @@ TEST(Folder, IsCreatedOneLevelDeep) {
     EXPECT_FALSE(absent.IsReadable() || absent.IsWriteable());
     int calls = 0;
     EXPECT_EQ(absent.Enumerate(StopAtFirst, &calls), IO::ErrFolderNotFound);
+}
+
+TEST(Folder, RefusesNullsAndEverythingWhereItIsNotThere) {
+    constexpr auto Once = IO::AccessDeniedTreatment::Fail;
+    constexpr auto Keep = Safety::KeepProtected;
+    using Operation = MuErrCode (*)(Folder &, Name const &);
+    static constexpr Operation operations[] = {
+        [](Folder & f, Name const & n) { return f.CreateFile(n); },
+        [](Folder & f, Name const & n) { return f.CreateFileLike(n, "x"); },
+        [](Folder & f, Name const & n) { return f.CreateFileLike("x", n); },
+        [](Folder & f, Name const & n) { return f.CreateFolder(n); },
+        [](Folder & f, Name const & n) { return f.CreateLink(n, Location(u"C:\\x")); },
+        [](Folder & f, Name const & n) { return f.Rename(n, "x", Once); },
+        [](Folder & f, Name const & n) { return f.Rename("x", n, Once); },
+        [](Folder & f, Name const & n) { return f.Replace(n, "x", Once); },
+        [](Folder & f, Name const & n) { return f.Replace("x", n, Once); },
+        [](Folder & f, Name const & n) { return f.Exchange(n, "x", Once); },
+        [](Folder & f, Name const & n) { return f.Exchange("x", n, Once); },
+        [](Folder & f, Name const & n) { return f.Move(n, f, "x", Keep); },
+        [](Folder & f, Name const & n) { return f.Move("x", f, n, Keep); },
+        [](Folder & f, Name const & n) { return f.Copy(n, f, "x"); },
+        [](Folder & f, Name const & n) { return std::as_const(f).Copy("x", f, n); },
+        [](Folder & f, Name const & n) { return f.Copy(n, "x"); },
+        [](Folder & f, Name const & n) { return f.Copy("x", n); },
+        [](Folder & f, Name const & n) { return f.Delete(n, Keep, Once); },
+        [](Folder & f, Name const & n) {
+            bool is = false;
+            return f.Contains(n, &is);
+        },
+        [](Folder & f, Name const & n) {
+            IO::EntryType type;
+            return f.GetType(n, &type);
+        },
+        [](Folder & f, Name const & n) {
+            IO::EntryType type;
+            return f.GetResolvedType(n, &type);
+        },
+    };
+    Tests::Place const place(false);
+    place.Write("x", "x");
+    Folder folder(place.GetRoot());
+    Folder absent(place / "absent", Folder::OnNotFound::FailQuietly);
+    Name const & none = Tests::NullReference<Name const>();
+    Tests::LogCapture const log;
+    for (Operation const & operation : operations) {
+        SCOPED_TRACE(&operation - operations);
+        EXPECT_EQ(operation(folder, none), IO::Error);
+        EXPECT_EQ(operation(absent, "y"), IO::ErrFolderNotFound);
+    }
+    for (bool const isThere : {true, false}) {
+        Folder & first = isThere ? folder : absent;
+        MuErrCode const expected = isThere ? IO::NoError : IO::ErrFolderNotFound;
+        int time = 5;
+        EXPECT_EQ(first.SetModificationTime(time), expected);
+        EXPECT_EQ(first.GetModificationTime(&time), expected);
+        unsigned int count = 0;
+        EXPECT_EQ(first.CountEntries(&count), expected);
+        Name name;
+        EXPECT_EQ(first.GenerateUnusedName(&name), expected);
+        EXPECT_EQ(first.Move("y", absent, "y", Keep), isThere ? IO::ErrFolderNotFound : expected);
+    }
+    EXPECT_EQ(folder.CreateLink("y", Tests::NullReference<Location const>()), IO::Error);
+    EXPECT_EQ(folder.Copy("x", Tests::NullReference<Folder>(), "y"), IO::Error);
+    EXPECT_EQ(folder.Move("x", Tests::NullReference<Folder>(), "y", Keep), IO::Error);
+    EXPECT_EQ(folder.SetCreationTime(Tests::NullReference<int const>()), IO::Error);
+    EXPECT_EQ(folder.GetType("x", nullptr), IO::Error);
+    EXPECT_EQ(folder.Contains("x", nullptr), IO::Error);
+    EXPECT_EQ(folder.GenerateUnusedName(nullptr), IO::Error);
+    EXPECT_TRUE(log.GetLines().empty());
 }
 
 TEST(Folder, PrintsWhatItHolds) {

@@ -60,7 +60,7 @@ template <typename Array, typename T>
 void Change(Array & array, std::vector<T> & model, std::mt19937 & random) {
     T const value = MakeValue<T>(static_cast<int>(random() % 1000));
     auto const index = static_cast<unsigned int>(random() % (model.size() + 1));
-    switch (random() % 9) {
+    switch (random() % 10) {
     case 0:
     case 1:
     case 2:
@@ -96,6 +96,15 @@ void Change(Array & array, std::vector<T> & model, std::mt19937 & random) {
         model.resize(size);
         break;
     }
+    case 8:
+        if (!model.empty()) {
+            if (random() % 2 == 0)
+                array.DeleteLast();
+            else
+                EXPECT_EQ(array.Pop(), model.back());
+            model.pop_back();
+        }
+        break;
     default: {
         Array copy(array);
         Array moved(std::move(copy));
