@@ -62,6 +62,7 @@
 #include <Kestrel/Library.h>
 #include <Kestrel/Location/Address.h>
 #include <Kestrel/Location/CLib.h>
+#include <Kestrel/Location/LinuxLocationValidator.h>
 #include <Kestrel/Location/Location.h>
 #include <Kestrel/Location/LocationResolver.h>
 #include <Kestrel/Location/LocationValidator.h>

@@ -116,7 +116,7 @@ MuErrCode Location::CheckLegality() const {
     if (status != NoError && status != ErrIllegalLocation)
         return status;
     return WithoutException([this] {
-        LocationValidator const * const validator = GetValidator(RunningPlatform);
+        LocationValidator const * const validator = GetValidator(LegalityPlatform);
         if (legality == NotAsked && validator != nullptr)
             legality = validator->IsLegal(*this) ? 0 : 1;
         return legality == 0 ? NoError : ErrIllegalLocation;

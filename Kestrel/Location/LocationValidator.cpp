@@ -83,6 +83,8 @@ void StartValidators() {
     static Everlasting<WinLocationValidator> windows(Mu::WindowsSign);
     static Everlasting<MacLocationValidator> mac(Mu::BigEndianMacSign);
     static Everlasting<MacLocationValidator> littleMac(Mu::LittleEndianMacSign);
+    if constexpr (IsOnLinux)
+        static Everlasting<LinuxLocationValidator> linuxRules(LinuxSign);
 }
 
 void EndValidators() {

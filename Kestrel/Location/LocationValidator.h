@@ -10,8 +10,8 @@ class RelativeLocation;
 
 /// What names and locations a platform takes: one object for each platform sign.
 ///
-/// All are present on every platform, so that a host can ask whether a name will also do where its
-/// files go. Pure questions of text; nothing is looked up on a disk.
+/// Those of Windows and the Mac are present on every platform, so that a host can ask whether a name
+/// will also do where its files go; LinuxLocationValidator is on Linux. Pure questions of text; nothing is looked up on a disk.
 ///
 /// Memory:  none, apart from the table of all validators.
 /// Threads: questions from any. Validators are made while the library or the host starts, before

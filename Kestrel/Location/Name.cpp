@@ -175,7 +175,7 @@ bool Name::operator!=(std::u16string_view other) const {
 }
 
 bool Name::IsLegal() const {
-    LocationValidator const * const validator = GetValidator(RunningPlatform);
+    LocationValidator const * const validator = GetValidator(LegalityPlatform);
     return validator != nullptr && validator->IsLegal(*this);
 }
 

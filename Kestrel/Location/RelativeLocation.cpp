@@ -224,7 +224,7 @@ MuErrCode RelativeLocation::CheckLegality() const {
         found != NoError && found != ErrIllegalRelativeLocation)
         return found;
     return WithoutException([this] {
-        LocationValidator const * const validator = GetValidator(RunningPlatform);
+        LocationValidator const * const validator = GetValidator(LegalityPlatform);
         return validator != nullptr && validator->IsLegal(*this) ? NoError
                                                                  : ErrIllegalRelativeLocation;
     });

@@ -30,8 +30,7 @@ bool IsPort(Name const & name) {
 } // namespace
 
 bool WinLocationValidator::IsLegalCharacter(Mu::UniChar unit) const {
-    constexpr std::u16string_view reserved = u"\\/:*?\"<>|";
-    return unit.GetUnit() >= 32 && reserved.find(unit.GetUnit()) == reserved.npos;
+    return IsPortableUnit(unit.GetUnit());
 }
 
 bool WinLocationValidator::IsLegal(Name const & name) const {
@@ -40,12 +39,11 @@ bool WinLocationValidator::IsLegal(Name const & name) const {
         return false;
     if ((length == 3 && IsDevice(name)) || (length == 4 && IsPort(name)))
         return false;
-    return std::all_of(name.ToString().begin(), name.ToString().end(),
-                       [this](unsigned short unit) { return IsLegalCharacter(Mu::UniChar(unit)); });
+    return std::all_of(name.ToString().begin(), name.ToString().end(), IsPortableUnit);
 }
 
 bool WinLocationValidator::IsDrive(Name const & name) const {
-    return name.GetLength() == 2 && IsLegalCharacter(Mu::UniChar(name[0])) && name[1] == ':';
+    return IsDriveName(name);
 }
 
 bool WinLocationValidator::IsLegalContent(Location const & location) const {

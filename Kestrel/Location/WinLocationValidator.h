@@ -5,7 +5,7 @@
 namespace IO {
 
 /// The rules of Windows: reserved characters and device names, a drive or a share in front, and
-/// less than 261 units in all. Also the running platform's on Linux, where the same text is used.
+/// less than 261 units in all.
 class KESTREL_API WinLocationValidator : public LocationValidator {
 public:
     explicit WinLocationValidator(Mu::PlatformSign sign) : LocationValidator(sign) {}

@@ -1,5 +1,6 @@
 #include <Kestrel/FileSystem/Internal/WinLocationResolver.h>
 
+#include <Kestrel/Location/Internal/ValidatorTable.h>
 #include <Kestrel/Location/RelativeLocation.h>
 
 #include "Tests/Support/FaultSweep.h"
@@ -82,7 +83,7 @@ TEST(WinLocationResolver, WritesTheWholePathOrNone) {
 
 TEST(WinLocationResolver, RefusesALongText) {
     IO::Location location;
-    std::string const fits = "C:\\" + std::string(257, 'a');
+    std::string const fits = "C:\\" + std::string(IO::LongestPathText - 3, 'a');
     EXPECT_TRUE(Resolver().PathToLocation(U(fits), &location));
     EXPECT_FALSE(Resolver().PathToLocation(U(fits + "a"), &location));
     std::string longText(10000, 'a');

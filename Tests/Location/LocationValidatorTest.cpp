@@ -34,31 +34,36 @@ TEST(LocationValidator, StandsReadyForThreeSignsInOrder) {
     EXPECT_NE(dynamic_cast<IO::MacLocationValidator const *>(IO::GetValidatorAt(1)), nullptr);
     EXPECT_NE(dynamic_cast<IO::MacLocationValidator const *>(IO::GetValidatorAt(2)), nullptr);
     EXPECT_EQ(IO::LocationValidator::Find(Mu::WindowsSign), IO::GetValidatorAt(0));
+    EXPECT_EQ(IO::GetValidator(IO::LinuxSign) != nullptr, IO::IsOnLinux);
     EXPECT_EQ(IO::GetValidator(static_cast<Mu::PlatformSign>(1)), nullptr);
 }
 
 TEST(LocationValidator, JudgesNames) {
     std::string const n255(255, 'n');
     struct {
-        bool onWindows, onMac;
+        bool onWindows, onMac, onLinux;
         Names names;
     } const rows[] = {
         {true,
          true,
+         true,
          {"a", " ", "\x7F", "..", "CON.txt", "con1", "com0", "COM1", "LPT5", "lpt", "com10"}},
-        {true, true, {"com1.x", "coma", "\xC3\xA4\xF0\x9F\x98\x80", n255}},
-        {false, true, {"a?b", "a\\b", "a/b", "a*", "a\"", "<", ">", "|", "\x1F", "\x01"}},
-        {false, true, {"CON", "con", "AuX", "prn", "nul", "com1", "com9", "lpt5"}},
-        {true, false, {n255 + "n", n255 + "nnnnn"}},
-        {false, false, {"", "a:b", n255 + "nnnnnn"}},
+        {true, true, true, {"com1.x", "coma", "\xC3\xA4\xF0\x9F\x98\x80", n255}},
+        {true, true, false, {n255.substr(1) + "\xC3\xA4"}},
+        {false, true, false, {"a?b", "a\\b", "a/b", "a*", "a\"", "<", ">", "|", "\x1F", "\x01"}},
+        {false, true, true, {"CON", "con", "AuX", "prn", "nul", "com1", "com9", "lpt5"}},
+        {true, false, false, {n255 + "n", n255 + "nnnnn"}},
+        {false, false, false, {"", "a:b", n255 + "nnnnnn"}},
     };
     for (auto const & row : rows)
         for (std::string const & text : row.names) {
             IO::Name const name(U(text));
             EXPECT_EQ(Windows().IsLegal(name), row.onWindows) << text;
             EXPECT_EQ(Mac().IsLegal(name), row.onMac) << text;
-            EXPECT_EQ(name.IsLegal(), row.onWindows) << text;
-            EXPECT_EQ(name.IsMultiplatform(), row.onWindows && row.onMac) << text;
+            EXPECT_EQ(name.IsLegal(), IO::IsOnLinux ? row.onLinux : row.onWindows) << text;
+            EXPECT_EQ(name.IsMultiplatform(),
+                      row.onWindows && row.onMac && (row.onLinux || !IO::IsOnLinux))
+                << text;
         }
 }
 
@@ -89,7 +94,8 @@ TEST(LocationValidator, JudgesLocations) {
             Location const location = MakeLocation(network, local);
             SCOPED_TRACE(::testing::PrintToString(network) + ::testing::PrintToString(local));
             EXPECT_EQ(Windows().IsLegal(location), row.onWindows);
-            EXPECT_EQ(location.IsLegal(), row.onWindows);
+            bool const isWord = IO::IsOnLinux && !local.empty() && local[0] == "con";
+            EXPECT_EQ(location.IsLegal(), row.onWindows || isWord);
             EXPECT_EQ(Mac().IsLegal(location), row.onMac);
             EXPECT_EQ(location.IsMultiplatform(), row.onWindows && row.onMac);
         }
@@ -97,14 +103,33 @@ TEST(LocationValidator, JudgesLocations) {
 
 // Each name counts with its separator, a machine with two in front.
 TEST(LocationValidator, CountsAWindowsPath) {
-    EXPECT_TRUE(MakeLocation({}, {"C:", std::string(256, 'x')}).IsLegal());
-    EXPECT_FALSE(MakeLocation({}, {"C:", std::string(257, 'x')}).IsLegal());
-    EXPECT_TRUE(MakeLocation({}, {"C:", std::string(127, 'x'), std::string(128, 'y')}).IsLegal());
-    EXPECT_FALSE(MakeLocation({}, {"C:", std::string(128, 'x'), std::string(128, 'y')}).IsLegal());
-    EXPECT_TRUE(MakeLocation({"host"}, {std::string(252, 's')}).IsLegal());
-    EXPECT_FALSE(MakeLocation({"host"}, {std::string(253, 's')}).IsLegal());
-    EXPECT_FALSE(MakeLocation({std::string(200, 'a'), std::string(60, 'b')}, {}).IsLegal());
-    EXPECT_FALSE(MakeLocation({}, Names(10000, "C:")).IsLegal());
+    auto const isLegal = [](Names const & network, Names const & local) {
+        return Windows().IsLegal(MakeLocation(network, local));
+    };
+    EXPECT_TRUE(isLegal({}, {"C:", std::string(256, 'x')}));
+    EXPECT_FALSE(isLegal({}, {"C:", std::string(257, 'x')}));
+    EXPECT_TRUE(isLegal({}, {"C:", std::string(127, 'x'), std::string(128, 'y')}));
+    EXPECT_FALSE(isLegal({}, {"C:", std::string(128, 'x'), std::string(128, 'y')}));
+    EXPECT_TRUE(isLegal({"host"}, {std::string(252, 's')}));
+    EXPECT_FALSE(isLegal({"host"}, {std::string(253, 's')}));
+    EXPECT_FALSE(isLegal({std::string(200, 'a'), std::string(60, 'b')}, {}));
+    EXPECT_FALSE(isLegal({}, Names(10000, "C:")));
+}
+
+TEST(LocationValidator, CountsTheBytesOfALinuxPath) {
+    if (!IO::IsOnLinux)
+        GTEST_SKIP() << "the rules of Linux are there alone";
+    Names names(16, std::string(254, 'n')); // 16 times 255 bytes with the separators
+    names[0] = "C:";
+    names.push_back(std::string(254, 'n'));
+    names.push_back(std::string(4, '\n') + std::string(9, 'n'));
+    Location location = MakeLocation({}, names);
+    EXPECT_FALSE(location.IsLegal()) << "a control character";
+    names.back() = "\xEF\x80\x8A" + std::string(13, 'n'); // which stands for one byte
+    EXPECT_TRUE(MakeLocation({}, names).IsLegal());
+    EXPECT_FALSE(MakeLocation({}, names).IsMultiplatform());
+    names.back() += "n";
+    EXPECT_FALSE(MakeLocation({}, names).IsLegal());
 }
 
 TEST(LocationValidator, AsksForAFittingModelAndUser) {
@@ -137,7 +162,7 @@ public:
 // There is no way out of the table, so these stay; they take all names but one.
 TEST(LocationValidator, JoinsTheOthers) {
     unsigned int const count = IO::GetValidatorCount();
-    if (count > 3)
+    if (count > (IO::IsOnLinux ? 4 : 3))
         GTEST_SKIP() << "the table of this process has been grown already";
     std::unique_ptr<StrictValidator> made[7];
     for (unsigned short sign = 0; sign < 7; ++sign) {

@@ -1,12 +1,15 @@
 #pragma once
 
 #include <Kestrel/FileSystem/Platform/FileCalls.h>
+#include <Kestrel/Location/Internal/ValidatorTable.h>
+
+#include <algorithm>
 
 namespace IO {
 
 /// Room for one path on its way out of a call.
 struct PathBuffer {
-    static constexpr unsigned int Size = 1024;
+    static constexpr unsigned int Size = std::max(1024u, LongestPathText + 1);
 
     PathBuffer() : text{units, Size, 0} {}
     PathBuffer(PathBuffer const &) = delete;

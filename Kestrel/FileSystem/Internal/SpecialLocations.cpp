@@ -57,7 +57,7 @@ bool Ask(Source const & source, TextBuffer * path) {
 
 // The system may return shortened names; the long ones are used where they can be had.
 MuErrCode SetFromSystem(PathText path, Location * location) {
-    constexpr unsigned int longPathSize = 260;
+    constexpr unsigned int longPathSize = IsOnLinux ? LongestPathText + 1 : 260;
     char16_t units[longPathSize];
     TextBuffer longPath{units, longPathSize, 0};
     bool const isLong =

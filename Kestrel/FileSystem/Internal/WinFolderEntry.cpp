@@ -278,8 +278,8 @@ bool WinFolderEntry::IsFoundFile() const {
 }
 
 bool WinFolderEntry::GetFoundLength(unsigned long long * length) const {
-    constexpr unsigned int longestLocation = 260; // that is legal, with a separator for each name
-    if (found == nullptr || path.GetLength() + found->name.GetLength() + 2 > longestLocation)
+    // One that is longer is not legal; each name counts with a separator.
+    if (found == nullptr || path.GetLength() + found->name.GetLength() + 2 > LongestPathText)
         return false;
     if (!found->IsFile() || !found->search.LookAtEntry() || !found->IsFile())
         return false;

@@ -3,6 +3,7 @@
 #include <Kestrel/FileSystem/Internal/PathText.h>
 #include <Kestrel/FileSystem/NativePath.h>
 #include <Kestrel/Location/Internal/NameText.h>
+#include <Kestrel/Location/Internal/ValidatorTable.h>
 #include <Kestrel/Location/NameEnumerator.h>
 #include <Kestrel/Location/RelativeLocation.h>
 #include <Kestrel/Root/Memory/Memory.h>
@@ -13,12 +14,11 @@ namespace IO {
 
 namespace {
 
-constexpr std::size_t LongestPath = 260;
 constexpr unsigned int UsualCapacity = 120; // of a path's text, so that most take memory once
 
 // Room for the names of the longest path, each with a zero behind it, and an empty one at the end:
 // as the content of a location is set.
-using NameList = unsigned short[LongestPath + 2];
+using NameList = unsigned short[LongestPathText + 2];
 
 // Writes the names of a path, each with a zero behind it: the path, with zeros for its separators.
 // False for an empty name, and for a zero, which could not be distinguished from a separator.
@@ -128,7 +128,7 @@ bool WinLocationResolver::PathToLocation(Mu::UniString const & text, Location * 
     if (isNative && !FromNativePath(text, &portable))
         return false;
     PathText path = isNative ? portable : text;
-    if (path.empty() || path.size() > LongestPath)
+    if (path.empty() || path.size() > LongestPathText)
         return false;
     std::size_t const lead = CountLead(path);
     path.remove_prefix(lead);

@@ -95,7 +95,7 @@ void DriveTable::AddShare(std::string_view root, std::string_view folder) {
     TextBuffer text{begin, static_cast<unsigned int>(std::size(units)) - unitsUsed, 0};
     while (!root.empty() && text.size > 1) {
         std::string_view const name = root.substr(0, root.find_first_of("\\/"));
-        if (!AppendPortableName(name, &text))
+        if (!AppendPortableText(name, &text))
             return;
         root.remove_prefix(name.size());
         if (!root.empty() && !text.Put(u'\\'))

@@ -1,9 +1,23 @@
 #pragma once
 
+#include <Kestrel/Location/Internal/NameText.h>
 #include <Kestrel/Location/Location.h>
+#include <Kestrel/Location/NameEnumerator.h>
 #include <Kestrel/Root/Errors/Exceptions.h>
 
+#include <string_view>
+
 namespace IO {
+
+/// Whether a name of the portable form may hold the unit.
+constexpr bool IsPortableUnit(unsigned short unit) {
+    constexpr std::u16string_view reserved = u"\"*/:<>?\\|";
+    return unit >= 32 && (unit > reserved.back() || reserved.find(unit) == reserved.npos);
+}
+
+inline bool IsDriveName(Name const & name) {
+    return name.GetLength() == 2 && IsPortableUnit(name[0]) && name[1] == ':';
+}
 
 // For validators: whether `check` returns true for each name of a healthy location, asked up to the
 // first no. A name that memory leaves unread is thrown as Mu::OutOfMemoryException, since "illegal"
@@ -21,17 +35,27 @@ bool AllNetworkNames(Location const & location, Check const & check) {
     return true;
 }
 
-/// `check` gets the index too.
+/// `check` gets the index too. In one pass, since a path may have thousands of names.
 template <typename Check>
 bool AllLocalNames(Location const & location, Check const & check) {
-    Name name;
-    for (unsigned int i = 0, count = location.GetLocalLength(); i < count; ++i) {
-        if (location.GetLocalName(i, &name) != NoError)
-            Mu::ThrowOutOfMemory();
-        if (!check(i, name))
-            return false;
-    }
-    return true;
+    struct Names : NameEnumerator {
+        explicit Names(Check const & check) : check(check) {}
+        void NameFound(Name const & stored) override {
+            bool const isBare = stored.IsEmpty() || stored[0] != ':'; // has no attachment
+            Name const & name =
+                isBare ? stored : bare = Mu::UniString(WithoutAttachment(stored.ToString()));
+            areLegal = areLegal && check(index++, name);
+        }
+
+        Check const & check;
+        Name bare;
+        unsigned int index = 0;
+        bool areLegal = true;
+    };
+    Names names(check);
+    if (location.GetLocalLength() != 0 && location.EnumerateLocalNames(&names) != NoError)
+        Mu::ThrowOutOfMemory();
+    return names.areLegal;
 }
 
 } // namespace IO

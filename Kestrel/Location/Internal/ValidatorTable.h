@@ -1,17 +1,26 @@
 #pragma once
 
-#include <Kestrel/Root/Text/PlatformConversion.h>
+#include <Kestrel/Location/LinuxLocationValidator.h>
+
+#include <filesystem>
 
 namespace IO {
 
-class LocationValidator;
-
-/// The sign that stands for the running platform in all questions of legality and in persisted
-/// locations, on every platform: the portable form of a path is that of Windows.
+/// The sign that stands for the running platform in persisted locations, on every platform: the
+/// portable form of a path is that of Windows.
 inline constexpr Mu::PlatformSign RunningPlatform = Mu::WindowsSign;
 
-/// Makes the three validators that the library knows itself: Windows, Mac, and the Mac's second
-/// sign. The library calls it at its start; the questions below do it for who comes before that.
+inline constexpr bool IsOnLinux = std::filesystem::path::preferred_separator == '/';
+
+/// The sign of the validator that questions of legality on the running platform go to.
+inline constexpr Mu::PlatformSign LegalityPlatform = IsOnLinux ? LinuxSign : Mu::WindowsSign;
+
+/// The longest path text of the running platform: on Linux, one of 4,095 bytes has no more units
+/// with its drive or share, if every fourth one is the mark of a reserved word.
+inline constexpr unsigned int LongestPathText = IsOnLinux ? 6144 : 260;
+
+/// Makes the validators that the library knows itself: Windows, Mac, and the Mac's second sign, and
+/// behind them, on Linux alone, that of Linux. The library calls it at its start; the questions below do it for who comes before that.
 void StartValidators();
 /// At the library's end: nothing is legal on any platform from then on.
 void EndValidators();

@@ -3,13 +3,73 @@
 #include <Kestrel/Root/Text/CaseMapping.h>
 #include <Kestrel/Root/Text/CodeUnits.h>
 
+#include <algorithm>
 #include <cstring>
 
 namespace IO {
 namespace {
 
-constexpr char16_t StrayByte = 0xDC00;       // plus the byte, which is 0x80 or more
-constexpr char16_t HiddenSeparator = 0xF05C; // stands for a `\` within a name
+// The ranges of units that stand for something else than themselves.
+constexpr char16_t StrayByte = 0xEF00; // plus the byte, which is 0x80 or more
+constexpr char16_t Replaced = 0xF000;  // plus the character
+constexpr char16_t WordMark = 0xF000;  // behind a reserved word; stands for nothing
+
+bool IsStrayByte(unsigned int unit) {
+    return unit >= StrayByte + 0x80 && unit <= StrayByte + 0xFF;
+}
+
+enum class Kind : unsigned char {
+    Plain,
+    Final,    // reserved as the last character of a name
+    Reserved, // anywhere
+    NoAscii
+};
+
+struct KindTable {
+    constexpr KindTable() {
+        for (unsigned int byte = 0; byte < 0x100; ++byte)
+            kinds[byte] = byte < 0x20 ? Kind::Reserved : byte < 0x80 ? Kind::Plain : Kind::NoAscii;
+        for (unsigned char const c : {'"', '*', ':', '<', '>', '?', '\\', '|'})
+            kinds[c] = Kind::Reserved;
+        for (unsigned char const c : {'.', ' '})
+            kinds[c] = Kind::Final;
+    }
+    constexpr Kind operator[](char byte) const { return kinds[static_cast<unsigned char>(byte)]; }
+    Kind kinds[0x100] = {};
+};
+
+constexpr KindTable kindOf;
+
+bool StaysInside(char byte) {
+    return kindOf[byte] <= Kind::Final;
+}
+
+// Those of WordMark included.
+bool IsReplacement(unsigned int unit) {
+    return unit >= Replaced && unit < Replaced + 0x80u &&
+           kindOf[static_cast<char>(unit - Replaced)] != Kind::Plain;
+}
+
+// Names that Windows keeps for devices. In any case, so that all spellings of one are treated
+// alike.
+bool IsReservedWord(std::string_view name) {
+    if (name.size() != 3 && name.size() != 4)
+        return false;
+    char word[3];
+    for (unsigned int i = 0; i < 3; ++i)
+        word[i] = static_cast<char>(name[i] | 0x20);
+    std::string_view const begin(word, 3);
+    if (name.size() == 3)
+        return begin == "aux" || begin == "con" || begin == "nul" || begin == "prn";
+    return (begin == "com" || begin == "lpt") && name[3] >= '1' && name[3] <= '9';
+}
+
+bool IsDots(std::string_view name) {
+    return name == "." || name == "..";
+}
+
+// What a conversion is of: one name, in which units are replaced, or a text for people.
+enum class Form : unsigned char { Name, Text };
 
 unsigned char ByteAt(std::string_view text, std::size_t index) {
     return index < text.size() ? static_cast<unsigned char>(text[index]) : 0;
@@ -50,9 +110,24 @@ CodePoint Decode(std::string_view text) {
 
 bool PutCodePoint(unsigned int value, TextBuffer * text) {
     if (value < 0x10000)
-        return text->Put(static_cast<char16_t>(value == '\\' ? HiddenSeparator : value));
+        return text->Put(static_cast<char16_t>(value));
     return text->Put(static_cast<char16_t>(0xD7C0 + (value >> 10))) &&
            text->Put(static_cast<char16_t>(0xDC00 + (value & 0x3FF)));
+}
+
+// Appends the first character and takes it off. One that would be read back as something else is
+// taken byte by byte, as what is no UTF-8.
+bool PutFirst(std::string_view * bytes, Form form, TextBuffer * text) {
+    CodePoint const point = Decode(*bytes);
+    bool const isName = form == Form::Name;
+    bool const isItself =
+        point.bytes != 0 && !IsStrayByte(point.value) && !(isName && IsReplacement(point.value));
+    unsigned int const first = ByteAt(*bytes, 0);
+    bool const isReplaced = isName && first < 0x80 && !StaysInside((*bytes)[0]);
+    bytes->remove_prefix(isItself ? point.bytes : 1);
+    if (!isItself)
+        return text->Put(static_cast<char16_t>(StrayByte + first));
+    return PutCodePoint(isReplaced ? Replaced + first : point.value, text);
 }
 
 bool IsHighSurrogate(char16_t unit) {
@@ -62,19 +137,20 @@ bool IsLowSurrogate(char16_t unit) {
     return unit >= 0xDC00 && unit < 0xE000;
 }
 
-// Writes the bytes of the first character of `name` and returns how many units it has; 0: no name
+// Writes the bytes of the first character of `text` and returns how many units it has; 0: no name
 // of this system holds it.
-unsigned int EncodeFirst(PathText name, char (&bytes)[4], unsigned int * count) {
-    char16_t const unit = name[0];
-    unsigned int value = unit == HiddenSeparator ? '\\' : unit;
+unsigned int EncodeFirst(PathText text, Form form, char (&bytes)[4], unsigned int * count) {
+    char16_t const unit = text[0];
+    unsigned int value = unit;
     unsigned int units = 1;
-    if (unit >= StrayByte + 0x80 && unit <= StrayByte + 0xFF) {
-        bytes[0] = static_cast<char>(unit - StrayByte);
-        *count = 1;
+    bool const isReplaced = form == Form::Name && IsReplacement(unit);
+    if (isReplaced || IsStrayByte(unit)) {
+        bytes[0] = static_cast<char>(unit - (isReplaced ? Replaced : StrayByte));
+        *count = isReplaced && unit == WordMark ? 0 : 1;
         return 1;
     }
-    if (IsHighSurrogate(unit) && name.size() > 1 && IsLowSurrogate(name[1])) {
-        value = 0x10000 + ((unit - 0xD800u) << 10) + (name[1] - 0xDC00u);
+    if (IsHighSurrogate(unit) && text.size() > 1 && IsLowSurrogate(text[1])) {
+        value = 0x10000 + ((unit - 0xD800u) << 10) + (text[1] - 0xDC00u);
         units = 2;
     } else if (unit == 0 || IsHighSurrogate(unit) || IsLowSurrogate(unit)) {
         return 0;
@@ -86,6 +162,43 @@ unsigned int EncodeFirst(PathText name, char (&bytes)[4], unsigned int * count) 
     bytes[0] = static_cast<char>(leads[length] | value);
     *count = length;
     return units;
+}
+
+// Copies what stays itself up to the first other character or the end of the buffer.
+void PutPlain(std::string_view * bytes, TextBuffer * text) {
+    unsigned int const left = text->size - text->length;
+    std::size_t const most = std::min<std::size_t>(bytes->size(), left < 2 ? 0 : left - 1);
+    char16_t * const to = text->units + text->length;
+    unsigned int count = 0;
+    for (; count < most && StaysInside((*bytes)[count]); ++count)
+        to[count] = static_cast<char16_t>((*bytes)[count]);
+    text->length += count;
+    bytes->remove_prefix(count);
+}
+
+bool Finish(TextBuffer * text) {
+    text->units[text->length] = 0;
+    return true;
+}
+
+unsigned int AppendEncoded(PathText text, Form form, BytePath * path) {
+    while (!text.empty()) {
+        if (text[0] != 0 && text[0] < 0x80 && path->length + 1 < BytePath::Size) {
+            path->text[path->length++] = static_cast<char>(text[0]);
+            text.remove_prefix(1);
+            continue;
+        }
+        char bytes[4];
+        unsigned int count = 0;
+        unsigned int const units = EncodeFirst(text, form, bytes, &count);
+        if (units == 0)
+            return FileError::InvalidName;
+        if (!path->Append(std::string_view(bytes, count)))
+            return FileError::NameTooLong;
+        text.remove_prefix(units);
+    }
+    path->Truncate(path->length);
+    return FileError::None;
 }
 
 } // namespace
@@ -117,48 +230,47 @@ bool BytePath::Replace(unsigned int from, unsigned int count, std::string_view r
 }
 
 bool AppendPortableName(std::string_view name, TextBuffer * text) {
-    while (!name.empty()) {
-        // Nearly every name is plain ASCII.
-        if (ByteAt(name, 0) < 0x80 && name[0] != '\\') {
-            if (!text->Put(static_cast<char16_t>(name[0])))
-                return false;
-            name.remove_prefix(1);
-            continue;
-        }
-        CodePoint point = Decode(name);
-        if (point.value == HiddenSeparator)
-            point.bytes = 0; // a real one must not be taken for a hidden `\`
-        if (point.bytes == 0) {
-            if (!text->Put(static_cast<char16_t>(StrayByte + ByteAt(name, 0))))
-                return false;
-            point.bytes = 1;
-        } else if (!PutCodePoint(point.value, text)) {
+    // Nearly every name is plain ASCII.
+    std::string_view rest = name;
+    for (PutPlain(&rest, text); !rest.empty(); PutPlain(&rest, text))
+        if (!PutFirst(&rest, Form::Name, text))
             return false;
-        }
-        name.remove_prefix(point.bytes);
-    }
-    text->units[text->length] = 0;
-    return true;
+    if (IsReservedWord(name) && !text->Put(WordMark))
+        return false;
+    if (!name.empty() && kindOf[name.back()] == Kind::Final && !IsDots(name))
+        text->units[text->length - 1] += Replaced;
+    return Finish(text);
 }
 
 unsigned int AppendNativeName(PathText name, BytePath * path) {
-    while (!name.empty()) {
-        if (name[0] != 0 && name[0] < 0x80 && path->length + 1 < BytePath::Size) {
-            path->text[path->length++] = static_cast<char>(name[0]);
-            name.remove_prefix(1);
-            continue;
-        }
-        char bytes[4];
-        unsigned int count = 0;
-        unsigned int const units = EncodeFirst(name, bytes, &count);
-        if (units == 0)
-            return FileError::InvalidName;
-        if (!path->Append(std::string_view(bytes, count)))
-            return FileError::NameTooLong;
-        name.remove_prefix(units);
-    }
-    path->Truncate(path->length);
-    return FileError::None;
+    unsigned int const begin = path->length;
+    if (unsigned int const error = AppendEncoded(name, Form::Name, path); error != FileError::None)
+        return error;
+    // Units that stand for others must not lead to another folder.
+    std::string_view const native = path->GetText().substr(begin);
+    bool const leads = native.empty() ? !name.empty()
+                                      : IsDots(native) && name.find_first_not_of(u'.') != name.npos;
+    return leads ? FileError::InvalidName : FileError::None;
+}
+
+unsigned int MeasureNativeName(PathText name) {
+    BytePath bytes;
+    bool const isPlain = std::all_of(name.begin(), name.end(),
+                                     [](char16_t unit) { return unit != 0 && unit < 0x80; });
+    if (isPlain)
+        return static_cast<unsigned int>(name.size());
+    return AppendNativeName(name, &bytes) == FileError::None ? bytes.length : 0;
+}
+
+bool AppendPortableText(std::string_view bytes, TextBuffer * text) {
+    while (!bytes.empty())
+        if (!PutFirst(&bytes, Form::Text, text))
+            return false;
+    return Finish(text);
+}
+
+unsigned int AppendNativeText(PathText text, BytePath * path) {
+    return AppendEncoded(text, Form::Text, path);
 }
 
 unsigned int HashNameUpperCased(std::string_view name) {

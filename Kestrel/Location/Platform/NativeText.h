@@ -30,13 +30,21 @@ struct BytePath {
     bool Replace(unsigned int from, unsigned int count, std::string_view replacement);
 };
 
-/// How many units a name of so many bytes can have at most is the number of its bytes.
+/// A name has at most as many units as bytes, but for one unit behind a reserved word.
 inline constexpr unsigned int MaxNameBytes = 255;
 
-/// Appends the name as units. False when the buffer is full.
+/// Appends one name as units. False when the buffer is full.
 bool AppendPortableName(std::string_view name, TextBuffer * text);
-/// Appends the name as bytes: 0, FileError::InvalidName or FileError::NameTooLong.
+/// Appends one name as bytes: 0, FileError::InvalidName or FileError::NameTooLong.
 unsigned int AppendNativeName(PathText name, BytePath * path);
+
+/// A native text, such as a native path, for people to read: its characters are themselves, and only
+/// bytes that are no UTF-8 are units of the range for them. As above otherwise.
+bool AppendPortableText(std::string_view bytes, TextBuffer * text);
+unsigned int AppendNativeText(PathText text, BytePath * path);
+
+/// How many bytes the name has then; 0 when it is no native name.
+unsigned int MeasureNativeName(PathText name);
 /// The hash of the name in upper case, equal for all its spellings.
 unsigned int HashNameUpperCased(std::string_view name);
 /// Whether two names are spellings of one.

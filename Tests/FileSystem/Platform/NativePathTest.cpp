@@ -65,8 +65,11 @@ TEST(NativePath, IsToldFromAPortableOneByItsOneSlash) {
 TEST(NativePath, KeepsBytesThatAreNoText) {
     std::filesystem::path const path = "/tmp/\xFF\xC3(\\";
     UniString const portable = FromNativePath(path);
-    EXPECT_TRUE(portable == u"C:\\tmp\\\xDCFF\xDCC3(\xF05C");
+    EXPECT_TRUE(portable == u"C:\\tmp\\\xEFFF\xEFC3(\xF05C");
     EXPECT_EQ(ToNativePath(portable), path);
+    UniString text;
+    EXPECT_TRUE(ToNativePath(portable, &text) && text == u"/tmp/\xEFFF\xEFC3(\\");
+    EXPECT_TRUE(FromNativePath(text, &text) && text == portable);
 }
 
 #endif

@@ -1,5 +1,7 @@
 #include <Kestrel/Location/Platform/NativeText.h>
 
+#include <Kestrel/Location/Name.h>
+
 #include <gtest/gtest.h>
 
 #include <random>
@@ -37,43 +39,63 @@ TEST(NativeText, TakesNamesAsUtf8) {
     using Row = std::pair<char const *, char16_t const *>;
     for (auto const & [native, portable] : {
              Row{"a\xC3\xA9\xE2\x82\xAC\xF0\x9F\xA6\x85", u"a\u00e9\u20ac\U0001F985"},
-             Row{"a:b*?", u"a:b*?"},                               // not legal, but itself
-             Row{"\xFF", u"\xDCFF"},                               // no UTF-8 at all
-             Row{"a\x80z", u"a\xDC80z"},                           // a stray continuation
-             Row{"\xC3", u"\xDCC3"},                               // cut off
-             Row{"\xC0\xAF", u"\xDCC0\xDCAF"},                     // overlong
-             Row{"\xED\xA0\x80", u"\xDCED\xDCA0\xDC80"},           // a surrogate
-             Row{"\xF4\x90\x80\x80", u"\xDCF4\xDC90\xDC80\xDC80"}, // beyond the last one
+             Row{"a:b*?.c", u"a\xF03A\x62\xF02A\xF03F.c"},
+             Row{"\xFF", u"\xEFFF"},                               // no UTF-8 at all
+             Row{"a\x80z", u"a\xEF80z"},                           // a stray continuation
+             Row{"\xC3", u"\xEFC3"},                               // cut off
+             Row{"\xC0\xAF", u"\xEFC0\xEFAF"},                     // overlong
+             Row{"\xED\xA0\x80", u"\xEFED\xEFA0\xEF80"},           // a surrogate
+             Row{"\xF4\x90\x80\x80", u"\xEFF4\xEF90\xEF80\xEF80"}, // beyond the last one
              Row{"..\\..\\x", u"..\xF05C..\xF05Cx"},               // no way up
-             Row{"\xEF\x81\x9C", u"\xDCEF\xDC81\xDC9C"},           // what hides a `\`, itself
+             Row{"\xEF\x81\x9C", u"\xEFEF\xEF81\xEF9C"},           // U+F05C itself
+             Row{"\xEF\x80\xAF", u"\xF02F"},                       // stands for nothing else
+             Row{"...", u"..\xF02E"},
+             Row{" ", u"\xF020"},
+             Row{"..", u".."},
+             Row{"Con", u"Con\xF000"},
+             Row{"con.x", u"con.x"},
          }) {
         EXPECT_EQ(ToPortable(native), portable) << native;
         EXPECT_EQ(ToNative(portable), native) << native;
     }
 }
 
-TEST(NativeText, GivesEveryNameBackByteByByte) {
+// Every name comes back byte by byte, so that no two names have one portable form, and all
+// platforms take it.
+TEST(NativeText, GivesEveryNameBackAsALegalOne) {
     std::mt19937 random(7);
     for (int round = 0; round < 20000; ++round) {
-        std::string name(1 + random() % 12, 0);
-        // Mostly bytes that come close to being UTF-8.
-        static constexpr unsigned char likely[] = {'a',  '\\', 0x80, 0x81, 0x9C, 0xBF, 0xC3, 0xE0,
-                                                   0xED, 0xEF, 0xF0, 0xF4, 0xA0, 0x90, 0xFF, ':'};
-        for (char & c : name)
-            c = static_cast<char>(likely[random() % sizeof(likely)]);
+        // Mostly bytes that come close to being UTF-8, or to being a reserved word.
+        static constexpr unsigned char likely[] = {'a',  '\\', 0x80, 0x81, 0x9C, 0xBF, 0xC3,
+                                                   0xE0, 0xED, 0xEF, 0xF0, 0xF4, 0xA0, 0x90,
+                                                   0xFF, ':',  '.',  ' ',  0xEE, 0xBE};
+        static constexpr char const * words[] = {"", "", "", "", "", "con", "Prn", "LPT", "com"};
+        std::string name = words[random() % std::size(words)];
+        for (unsigned int left = 1 + random() % 12; left > 0; --left)
+            name += static_cast<char>(random() % 4 != 0 ? likely[random() % sizeof(likely)]
+                                                        : 1 + random() % 255);
+        if (random() % 8 == 0)
+            name = name.substr(0, 4);
+        name.resize(std::min(name.size(), name.find('/')));
+        if (name.empty())
+            continue;
         std::u16string const portable = ToPortable(name);
-        ASSERT_EQ(portable.find(u'\\'), std::u16string::npos);
-        ASSERT_EQ(ToNative(portable), name);
+        ASSERT_EQ(ToNative(portable), name) << ::testing::PrintToString(name);
+        ASSERT_EQ(IO::MeasureNativeName(portable), name.size());
+        ASSERT_TRUE(IO::Name(portable).IsMultiplatform()) << ::testing::PrintToString(name);
+        ASSERT_TRUE(IO::Name(portable).IsLegal());
     }
+    EXPECT_TRUE(IO::Name(ToPortable(std::string(255, '\xFF'))).IsMultiplatform());
 }
 
 TEST(NativeText, RefusesUnitsThatNoNameHolds) {
-    for (char16_t const unit : {0, 0xD800, 0xDBFF, 0xDC00, 0xDC7F, 0xDD00, 0xDFFF}) {
+    for (char16_t const unit : {0, 0xD800, 0xDBFF, 0xDC00, 0xDC80, 0xDFFF}) {
         char16_t const name[] = {u'a', unit, u'b'};
         EXPECT_EQ(TryToNative(PathText(name, 3)), IO::FileError::InvalidName)
             << static_cast<unsigned int>(unit);
     }
-    EXPECT_EQ(TryToNative(PathText(u"\xD83E", 1)), IO::FileError::InvalidName) << "half a pair";
+    for (char16_t const * leads : {u"\xF000", u"\xF02E", u".\xF02E", u"..\xF000", u"\xD83E"})
+        EXPECT_EQ(TryToNative(leads), IO::FileError::InvalidName) << "no name, or half a pair";
 }
 
 TEST(NativeText, KnowsTheEndOfItsBuffers) {

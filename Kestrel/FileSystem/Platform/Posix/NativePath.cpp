@@ -32,8 +32,7 @@ bool FromNativePath(std::basic_string_view<NativeUnit> native, Mu::UniString * p
 
 bool FromNativePath(Mu::UniString const & native, Mu::UniString * path) {
     BytePath bytes;
-    // Stray bytes that came as text are written as the same units as in a portable path.
-    bool const fits = AppendNativeName(native, &bytes) == FileError::None;
+    bool const fits = AppendNativeText(native, &bytes) == FileError::None;
     if (fits)
         return FromNativePath(bytes.GetText(), path);
     path->Clear();
@@ -57,7 +56,7 @@ bool ToNativePath(Mu::UniString const & path, Mu::UniString * native) {
     char16_t units[BytePath::Size];
     TextBuffer text{units, BytePath::Size, 0};
     if (isDone)
-        AppendPortableName(bytes.GetText(), &text);
+        AppendPortableText(bytes.GetText(), &text);
     *native = Mu::UniString(text.GetText());
     return isDone;
 }

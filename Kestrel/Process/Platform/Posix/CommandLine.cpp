@@ -44,7 +44,7 @@ unsigned int CommandLine::Convert(PathText parameters) {
         if (count > 1 && parameters[count - 1] >= 0xD800 && parameters[count - 1] < 0xDC00)
             --count;
         BytePath piece;
-        unsigned int const error = AppendNativeName(parameters.substr(0, count), &piece);
+        unsigned int const error = AppendNativeText(parameters.substr(0, count), &piece);
         if (error != FileError::None)
             return error;
         piece.GetText().copy(bytes + size, piece.length);

@@ -124,7 +124,7 @@ unsigned int PosixProcessCalls::GetModuleFileName(TextBuffer * path) {
     BytePath program;
     if (!ReadProgram("/proc/self/exe", &program))
         return GetLastFileError();
-    if (AppendPortableName(program.GetText(), path))
+    if (AppendPortableText(program.GetText(), path))
         return FileError::None;
     path->length = 0;
     path->units[0] = 0;
@@ -166,7 +166,7 @@ unsigned int PosixProcessCalls::EnumerateModules(int processId, ModuleVisitor & 
     TextBuffer name{nameUnits, BytePath::Size, 0};
     TextBuffer path{pathUnits, BytePath::Size, 0};
     if (!AppendPortableName(GetFileName(program), &name) ||
-        !AppendPortableName(program.GetText(), &path))
+        !AppendPortableText(program.GetText(), &path))
         return FileError::MoreData;
     visitor.ModuleFound({name.GetText(), path.GetText()});
     return FileError::None;
