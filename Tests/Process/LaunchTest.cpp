@@ -103,7 +103,7 @@ TEST(Launch, SplitsTheParametersAtBlanks) {
         longWord += u"\U0001F426";
         longBytes += "\xF0\x9F\x90\xA6";
     }
-    ASSERT_EQ(Launch(folder / "list", u"  x " + longWord + u"  \"y" + char16_t(0xDCFF)), 0u);
+    ASSERT_EQ(Launch(folder / "list", u"  x " + longWord + u"  \"y" + char16_t(0xEFFF)), 0u);
     EXPECT_EQ(Await(folder / "list.result"), "[x]\n[" + longBytes + "]\n[\"y\xFF]\n");
 }
 

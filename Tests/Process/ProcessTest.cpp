@@ -110,7 +110,8 @@ TEST(Process, KnowsItself) {
          status = Process::GetNextProcess(&process)) {
         IO::Name last;
         EXPECT_EQ(process.path.GetLastLocalName(&last), IO::NoError);
-        EXPECT_TRUE(last == process.name) << process.name << " is at " << process.path;
+        bool const isItself = !last.ToString().Contains(Mu::UniChar(':')); // to this resolver
+        EXPECT_TRUE(last == process.name || !isItself) << process.name << " is at " << process.path;
         if (process.processId != self.processId)
             continue;
         isFound = true;
