@@ -152,7 +152,7 @@ TEST_F(InspectTool, SaysWhatFails) {
     foreign.join();
     EXPECT_EQ(wrong.exitCode, 1);
     EXPECT_TRUE(Has(wrong.error, "not the answer of an inspectable process") ||
-                Has(wrong.error, "nobody answers") || Has(wrong.error, "closed"))
+                Has(wrong.error, "does not answer") || Has(wrong.error, "closed"))
         << wrong.error;
 }
 

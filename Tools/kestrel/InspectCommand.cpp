@@ -2,6 +2,7 @@
 #include "Console.h"
 #include "Inside.h"
 #include "InspectShell.h"
+#include "InspectedProcess.h"
 #include "Json.h"
 #include "LineReader.h"
 
@@ -10,10 +11,7 @@
 #include <Kestrel/Reflection/ReflectionService.h>
 
 #include <algorithm>
-#include <cctype>
-#include <charconv>
 #include <cmath>
-#include <string_view>
 #include <thread>
 
 namespace Tool {
@@ -28,8 +26,6 @@ using Names = Mu::Array<Name>;
 using Value = IO::Reflectable::AttributeValue;
 using Values = Mu::Array<Value>;
 
-constexpr char const * ThisMachine = "127.0.0.1";
-
 std::string ToText(Name const & name) {
     return ToUtf8(name.ToString());
 }
@@ -38,35 +34,21 @@ unsigned int ToMilliseconds(Options const & options) {
     return static_cast<unsigned int>(std::ceil(options.timeout * 1000));
 }
 
-char const * Explain(MuErrCode status) {
-    switch (status) {
-    case IO::EOI: return "the connection was closed";
-    case IO::InputFailure: return "nobody answers";
-    case IO::ErrMemoryFull: return "out of memory";
-    default: return "that is not the answer of an inspectable process";
-    }
-}
-
 // The processes of this machine.
 
 struct Process {
     unsigned short port = 0;
-    MuErrCode status = IO::NoError;
-    bool isThere = false;
-    Mu::UniString ident;
-    Mu::UniString system;
-    unsigned int number = 0;
+    Json target;         // null: there is none
+    std::string failure; // why there is none, though somebody listens
 
     void Ask(unsigned int milliseconds) {
-        ReflectionClient client;
-        isThere = client.Connect(ThisMachine, port, milliseconds) == IO::NoError;
-        if (!isThere)
-            return;
-        status = client.GetIdent(&ident);
-        if (status == IO::NoError)
-            status = client.GetOS(&system);
-        if (status == IO::NoError)
-            status = client.GetPid(&number);
+        try {
+            InspectedProcess process({"127.0.0.1", port}, milliseconds);
+            target = process.GetTarget();
+        } catch (InspectedProcess::Nobody const &) {
+        } catch (InspectedProcess::Unanswered const & unanswered) {
+            failure = unanswered.what();
+        }
     }
 };
 
@@ -95,20 +77,18 @@ int ListProcesses(Options const & options, Console & console) {
     Json list = Json::array();
     std::vector<std::vector<std::string>> rows{{"PORT", "IDENT", "SYSTEM", "PROCESS"}};
     for (Process const & process : FindProcesses(ToMilliseconds(options))) {
-        if (!process.isThere)
+        std::string const port = std::to_string(process.port);
+        if (!process.failure.empty())
+            result = Console::Fail("port " + port + ": " + process.failure);
+        if (process.target.is_null())
             continue;
-        if (process.status != IO::NoError) {
-            result = Console::Fail("port " + std::to_string(process.port) + ": " +
-                                   Explain(process.status));
-            continue;
-        }
-        only = std::to_string(process.port);
-        list.push_back({{"port", process.port},
-                        {"ident", ToUtf8(process.ident)},
-                        {"system", ToUtf8(process.system)},
-                        {"process", process.number}});
-        rows.push_back({std::to_string(process.port), ToUtf8(process.ident), ToUtf8(process.system),
-                        std::to_string(process.number)});
+        only = port;
+        std::string const ident = process.target["ident"];
+        std::string const system = process.target["system"];
+        unsigned int const number = process.target["process"];
+        list.push_back(
+            {{"port", process.port}, {"ident", ident}, {"system", system}, {"process", number}});
+        rows.push_back({port, ident, system, std::to_string(number)});
     }
     if (options.json)
         ShowJson(list);
@@ -131,17 +111,6 @@ struct Level {
     bool IsFolder(unsigned int index) const { return index < folderCount; }
 };
 
-Json ToJson(Value const & value) {
-    switch (value.tag) {
-    case Value::IntegerTag: return value.value.integer;
-    case Value::UnsignedIntegerTag: return value.value.unsignedInteger;
-    case Value::RealTag: return value.value.real;
-    case Value::BooleanTag: return value.value.boolean;
-    case Value::NoValueTag: return nullptr;
-    default: return ToUtf8(value.ToString());
-    }
-}
-
 // As a text that leads to the place again.
 std::string ToText(RelativeLocation const & place) {
     std::string text;
@@ -161,14 +130,16 @@ public:
     explicit Inspector(Options const & options) : options(options) {}
 
     int Run() {
-        if (!ReadTarget()) {
+        ProcessAddress address;
+        if (!ReadAddress(options.source, &address)) {
             Console::Fail(options.source + ": no PORT and no HOST:PORT; --help explains");
             return 2;
         }
         RelativeLocation const place(FromUtf8(options.target));
         if (place.GetStatus() != IO::NoError)
             return 1; // which was logged
-        if (client.Connect(host.c_str(), port, ToMilliseconds(options)) != IO::NoError)
+        if (client.Connect(address.host.c_str(), address.port, ToMilliseconds(options)) !=
+            IO::NoError)
             return Console::Fail(options.source + ": nobody answers");
         return options.content ? ShowContent(place)
                : options.tree  ? ShowTree(place)
@@ -180,21 +151,11 @@ private:
     static constexpr unsigned int DeepestTree = 200;
     static constexpr unsigned int NamesOfARequest = 1000;
 
-    bool ReadTarget() {
-        std::string_view const text = options.source;
-        std::size_t const colon = text.rfind(':');
-        host = colon == std::string_view::npos ? ThisMachine : std::string(text.substr(0, colon));
-        std::string_view const number = text.substr(colon + 1); // of the whole text without one
-        auto const read = std::from_chars(number.data(), number.data() + number.size(), port);
-        return read.ec == std::errc() && read.ptr == number.data() + number.size() && port != 0 &&
-               !host.empty();
-    }
-
     bool Succeeds(MuErrCode status) {
         if (status == IO::NoError && !IsInterrupted())
             return true;
         if (status != IO::NoError)
-            Console::Fail(options.source + ": " + Explain(status));
+            Console::Fail(options.source + ": " + ExplainFailure(status));
         return false;
     }
 
@@ -362,8 +323,6 @@ private:
     }
 
     Options const & options;
-    std::string host;
-    unsigned short port = 0;
     ReflectionClient client;
 };
 

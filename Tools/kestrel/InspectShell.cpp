@@ -103,6 +103,8 @@ InspectShell::Command const InspectShell::commands[] = {
     {"watch", "[PATH] [SECONDS] [TIMES]", "The table again and again, until a line is entered",
      &InspectShell::Watch},
     {"snapshot", "FOLDER", "Copy all below into a new folder of the disk", &InspectShell::TakeCopy},
+    {"diff", "BEFORE", "What came, went and grew below, since a snapshot or beside another process",
+     &InspectShell::Compare},
     {"help", "", "This", &InspectShell::ShowHelp},
     {"quit", "", "The end", &InspectShell::Quit},
 };
@@ -385,16 +387,29 @@ int InspectShell::Watch(Words const & words) {
     return 0;
 }
 
+// Runs a command of the tool that takes this place, as a location, and what it stands beside.
+int InspectShell::RunHere(Words const & words, std::string Options::*here,
+                          std::string Options::*other,
+                          int (*command)(Options const & options, Console & console)) {
+    Options given = options;
+    Mu::UniString url;
+    if (MuErrCode const status = ToPlace(this->here).ToURL(&url); status != IO::NoError)
+        return Finish(status, this->here);
+    given.*here = ToUtf8(url);
+    given.*other = words[1];
+    return command(given, console);
+}
+
 int InspectShell::TakeCopy(Words const & words) {
     if (words.size() != 2)
         return Console::Fail("snapshot: into which new folder?");
-    Options copy = options;
-    Mu::UniString url;
-    if (MuErrCode const status = ToPlace(here).ToURL(&url); status != IO::NoError)
-        return Finish(status, here);
-    copy.source = ToUtf8(url);
-    copy.target = words[1];
-    return TakeSnapshot(copy, console);
+    return RunHere(words, &Options::source, &Options::target, TakeSnapshot);
+}
+
+int InspectShell::Compare(Words const & words) {
+    if (words.size() != 2)
+        return Console::Fail("diff: with which snapshot or process?");
+    return RunHere(words, &Options::target, &Options::source, Diff);
 }
 
 } // namespace Tool

@@ -41,8 +41,11 @@ private:
     int FindNames(Words const & words);
     int Watch(Words const & words);
     int TakeCopy(Words const & words);
+    int Compare(Words const & words);
     int Quit(Words const & words);
 
+    int RunHere(Words const & words, std::string Options::*here, std::string Options::*other,
+                int (*command)(Options const & options, Console & console));
     Path ToPath(std::string const & text) const;
     IO::Location ToPlace(Path const & path) const;
     static std::string ToText(Path const & path);

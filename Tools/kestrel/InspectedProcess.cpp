@@ -5,6 +5,7 @@
 #include <Kestrel/Root/Time/Clock.h>
 
 #include <algorithm>
+#include <charconv>
 #include <cmath>
 
 namespace Tool {
@@ -22,15 +23,6 @@ constexpr unsigned int NamesOfRequest = 5000;
 constexpr unsigned long long LongestFresh = 500000;  // microseconds
 constexpr unsigned long long LongestWalk = 20000000; // microseconds
 
-char const * Explain(MuErrCode status) {
-    switch (status) {
-    case IO::EOI: return "the process closed the connection";
-    case IO::InputFailure: return "the process does not answer";
-    case IO::ErrMemoryFull: return "out of memory";
-    default: return "what came is no answer of an inspectable process";
-    }
-}
-
 RelativeLocation ToPlace(Json const & path) {
     RelativeLocation place;
     if (!path.is_array())
@@ -42,32 +34,50 @@ RelativeLocation ToPlace(Json const & path) {
 }
 
 // Beyond what a script reads exactly, numbers go as text.
-Json ToJson(Value const & value) {
+Json ToPageJson(Value const & value) {
     constexpr long long Exact = 1ll << 53;
-    switch (value.tag) {
-    case Value::IntegerTag:
-        if (value.value.integer >= -Exact && value.value.integer <= Exact)
-            return value.value.integer;
-        break;
-    case Value::UnsignedIntegerTag:
-        if (value.value.unsignedInteger <= static_cast<unsigned long long>(Exact))
-            return value.value.unsignedInteger;
-        break;
-    case Value::RealTag:
-        if (std::isfinite(value.value.real))
-            return value.value.real;
-        break;
-    case Value::BooleanTag: return value.value.boolean;
-    case Value::NoValueTag: return nullptr;
-    default: break;
-    }
-    return ToUtf8(value.ToString());
+    Json const json = ToJson(value);
+    bool const isExact = json.is_number_unsigned() ? json <= Exact
+                         : json.is_number_integer()
+                             ? json >= -Exact
+                             : !json.is_number_float() || std::isfinite(value.value.real);
+    return isExact ? json : Json(ToUtf8(value.ToString()));
 }
 
 } // namespace
 
-InspectedProcess::InspectedProcess(std::string host, unsigned short port, unsigned int milliseconds)
-    : host(std::move(host)), port(port), milliseconds(milliseconds) {}
+bool ReadAddress(std::string const & text, ProcessAddress * address) {
+    std::size_t const colon = text.rfind(':');
+    address->host = colon == text.npos ? "127.0.0.1" : text.substr(0, colon);
+    char const * const number = text.data() + (colon == text.npos ? 0 : colon + 1);
+    char const * const end = text.data() + text.size();
+    auto const read = std::from_chars(number, end, address->port);
+    return read.ec == std::errc() && read.ptr == end && address->port != 0 &&
+           !address->host.empty();
+}
+
+char const * ExplainFailure(MuErrCode status) {
+    switch (status) {
+    case IO::EOI: return "the process closed the connection";
+    case IO::InputFailure: return "the process does not answer";
+    case IO::ErrMemoryFull: return "out of memory";
+    default: return "what came is not the answer of an inspectable process";
+    }
+}
+
+Json ToJson(Value const & value) {
+    switch (value.tag) {
+    case Value::IntegerTag: return value.value.integer;
+    case Value::UnsignedIntegerTag: return value.value.unsignedInteger;
+    case Value::RealTag: return value.value.real;
+    case Value::BooleanTag: return value.value.boolean;
+    case Value::NoValueTag: return nullptr;
+    default: return ToUtf8(value.ToString());
+    }
+}
+
+InspectedProcess::InspectedProcess(ProcessAddress address, unsigned int milliseconds)
+    : address(std::move(address)), milliseconds(milliseconds) {}
 
 // A connection of earlier may be that of a process which has ended, and another one, or the same
 // program again, listens there now: that is found out with a second one.
@@ -84,12 +94,12 @@ void InspectedProcess::Ask(Question const & question) {
     MuErrCode status = client != nullptr ? question(*client) : IO::EOI;
     if (status == IO::EOI) {
         client = std::make_unique<IO::ReflectionClient>();
-        if (client->Connect(host.c_str(), port, milliseconds) != IO::NoError)
-            throw Unanswered("nobody answers at " + host + ":" + std::to_string(port));
+        if (client->Connect(address.host.c_str(), address.port, milliseconds) != IO::NoError)
+            throw Nobody("nobody answers at " + address.host + ":" + std::to_string(address.port));
         status = question(*client);
     }
     if (status != IO::NoError)
-        throw Unanswered(Explain(status));
+        throw Unanswered(ExplainFailure(status));
     std::lock_guard const guard(turn);
     idle.push_back(std::move(client));
 }
@@ -104,7 +114,7 @@ Json InspectedProcess::GetTarget() {
             status = client.GetOS(&system);
         return status == IO::NoError ? client.GetPid(&process) : status;
     });
-    return {{"name", host + ":" + std::to_string(port)},
+    return {{"name", address.host + ":" + std::to_string(address.port)},
             {"ident", ToUtf8(ident)},
             {"system", ToUtf8(system)},
             {"process", process}};
@@ -167,7 +177,7 @@ Json InspectedProcess::ReadRows(RelativeLocation const & place, Level const & le
             Json row{ToUtf8(part[i].ToString()), from + i < level.folderCount};
             if (i < values.GetSize())
                 for (Value const & value : values[i])
-                    row.push_back(ToJson(value));
+                    row.push_back(ToPageJson(value));
             rows.push_back(std::move(row));
         }
         from += part.GetSize();

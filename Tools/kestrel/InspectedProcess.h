@@ -15,6 +15,18 @@
 
 namespace Tool {
 
+/// Where a process listens.
+struct ProcessAddress {
+    std::string host;
+    unsigned short port = 0;
+};
+/// PORT of this machine, or HOST:PORT.
+bool ReadAddress(std::string const & text, ProcessAddress * address);
+/// Of a ReflectionClient, in words.
+char const * ExplainFailure(MuErrCode status);
+/// Numbers as numbers, of whatever size; null for none.
+Json ToJson(IO::Reflectable::AttributeValue const & value);
+
 /// What an inspected process shows, as the JSON that a page is drawn from: levels with their tables,
 /// the text of things, whole subtrees.
 ///
@@ -30,10 +42,14 @@ public:
     struct Unanswered : std::runtime_error {
         using std::runtime_error::runtime_error;
     };
+    /// There is no connection at all.
+    struct Nobody : Unanswered {
+        using Unanswered::Unanswered;
+    };
     static constexpr unsigned int RowsOfAnswer = 5000;
     static constexpr unsigned int MostNodes = 200000;
 
-    InspectedProcess(std::string host, unsigned short port, unsigned int milliseconds);
+    InspectedProcess(ProcessAddress address, unsigned int milliseconds);
 
     /// {name, ident, system, process}
     Json GetTarget();
@@ -74,8 +90,7 @@ private:
     Json ReadRows(IO::RelativeLocation const & place, Level const & level, unsigned int from,
                   unsigned int count, bool withValues);
 
-    std::string const host;
-    unsigned short const port;
+    ProcessAddress const address;
     unsigned int const milliseconds;
     std::mutex turn; // on what follows
     std::vector<std::unique_ptr<IO::ReflectionClient>> idle;

@@ -17,6 +17,9 @@
 #include <histedit.h>
 
 #include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <system_error>
 #endif
 
 namespace Tool {
@@ -38,13 +41,37 @@ std::string GetCommonStart(std::vector<std::string> const & texts) {
 
 // The editor turns Ctrl-C into an end of the line by itself, so that no signal ends the process while
 // the terminal is in the editor's hands.
+namespace {
+
+// Where the state of programs stands; "" where there is no such folder and none can be had.
+std::string GetHistoryFile() {
+    auto const get = [](char const * name) {
+        char const * const value = std::getenv(name);
+        return value != nullptr && *value == '/' ? std::filesystem::path(value)
+                                                 : std::filesystem::path();
+    };
+    std::filesystem::path folder = get("XDG_STATE_HOME");
+    if (folder.empty() && !get("HOME").empty())
+        folder = get("HOME") / ".local/state";
+    if (folder.empty())
+        return "";
+    folder /= "kestrel";
+    std::error_code error;
+    std::filesystem::create_directories(folder, error);
+    return error ? "" : (folder / "inspect-history").string();
+}
+
+} // namespace
+
 struct LineReader::Editor {
     explicit Editor(Complete given)
-        : complete(std::move(given)), lines(history_init()),
+        : complete(std::move(given)), historyFile(GetHistoryFile()), lines(history_init()),
           line(el_init("kestrel", stdin, stdout, stderr)) {
         HistEvent event;
         history(lines, &event, H_SETSIZE, 500);
         history(lines, &event, H_SETUNIQUE, 1);
+        if (!historyFile.empty()) // what cannot be read is as good as none
+            history(lines, &event, H_LOAD, historyFile.c_str());
         el_set(line, EL_CLIENTDATA, this);
         el_set(line, EL_PROMPT, &GetPrompt);
         el_set(line, EL_EDITOR, "emacs");
@@ -56,6 +83,9 @@ struct LineReader::Editor {
         el_set(line, EL_BIND, "^C", "kestrel-drop", nullptr);
     }
     ~Editor() {
+        HistEvent event;
+        if (!historyFile.empty()) // for this user alone
+            history(lines, &event, H_SAVE, historyFile.c_str());
         el_end(line);
         history_end(lines);
     }
@@ -115,6 +145,7 @@ struct LineReader::Editor {
     }
 
     Complete complete;
+    std::string const historyFile;
     History * lines;
     EditLine * line;
     std::string prompt;

@@ -7,8 +7,9 @@
 
 namespace Tool {
 
-/// Lines that somebody types. On a terminal, where a line editor is built in, with history and with
-/// completion by the tab key; plainly otherwise.
+/// Lines that somebody types. On a terminal, where a line editor is built in, with completion by the tab
+/// key and with history, which stands in a file among the user's state from one session to the next, if
+/// there can be one; plainly otherwise.
 class LineReader {
 public:
     /// What a word that is being typed may become, each as a whole.

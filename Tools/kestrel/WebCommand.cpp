@@ -50,27 +50,13 @@ bool ReadPort(std::string const & text, unsigned short * port) {
     return read.ec == std::errc() && read.ptr == text.data() + text.size();
 }
 
-struct WebTarget {
-    std::string host;
-    unsigned short port = 0;
-};
-
-/// PORT of this machine, or HOST:PORT.
-bool ReadTarget(std::string const & text, WebTarget * target) {
-    std::size_t const colon = text.rfind(':');
-    target->host = colon == text.npos ? "127.0.0.1" : text.substr(0, colon);
-    std::string const number = colon == text.npos ? text : text.substr(colon + 1);
-    return ReadPort(number, &target->port) && target->port != 0 && !target->host.empty();
-}
-
 /// The page and what it asks for.
 struct Site {
     InspectedProcess process;
     MachineData machine;
 
-    explicit Site(Options const & options, WebTarget const & target)
-        : process(target.host, target.port,
-                  static_cast<unsigned int>(std::ceil(options.timeout * 1000))),
+    explicit Site(Options const & options, ProcessAddress const & target)
+        : process(target, static_cast<unsigned int>(std::ceil(options.timeout * 1000))),
           machine(options.logs) {}
 
     HttpReply Answer(std::string const & target) {
@@ -116,7 +102,7 @@ private:
     }
 };
 
-int ServePage(Options const & options, WebTarget const & target) {
+int ServePage(Options const & options, ProcessAddress const & target) {
     unsigned short port = 0;
     if (!ReadPort(options.webPort, &port)) {
         Console::Fail(options.webPort + ": no port; --help explains");
@@ -137,7 +123,7 @@ int ServePage(Options const & options, WebTarget const & target) {
     return 0;
 }
 
-int SavePage(Options const & options, WebTarget const & target, Console & console) {
+int SavePage(Options const & options, ProcessAddress const & target, Console & console) {
     Site site(options, target);
     std::string page;
     try {
@@ -158,8 +144,8 @@ int SavePage(Options const & options, WebTarget const & target, Console & consol
 } // namespace
 
 int ShowPage(Options const & options, Console & console) {
-    WebTarget target;
-    if (!ReadTarget(options.source, &target)) {
+    ProcessAddress target;
+    if (!ReadAddress(options.source, &target)) {
         Console::Fail(options.source.empty()
                           ? "which process? kestrel inspect lists them; --help explains"
                           : options.source + ": no PORT and no HOST:PORT; --help explains");

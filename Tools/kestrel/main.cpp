@@ -385,8 +385,9 @@ private:
             ->check(CLI::Range(0, MostLevels));
         inspect->add_flag("-j,--json", options.json, "As JSON");
         inspect
-            ->add_option("-e,--execute", options.execute,
-                         "One command of the shell: ls, cat, table, tree, find, watch, snapshot")
+            ->add_option(
+                "-e,--execute", options.execute,
+                "One command of the shell: ls, cat, table, tree, find, watch, snapshot, diff")
             ->type_name("COMMAND");
         inspect
             ->add_option("--timeout", options.timeout,
