@@ -6,8 +6,8 @@
 
 namespace IO {
 
-constinit BinIProtocol binIProtocol;
-constinit BinOProtocol binOProtocol;
+constinit BinIProtocol binIProtocol{BinIProtocol::Plain{}};
+constinit BinOProtocol binOProtocol{BinOProtocol::Plain{}};
 
 namespace {
 

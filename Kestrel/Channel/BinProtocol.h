@@ -30,6 +30,9 @@ namespace IO {
 ///          Mu::IChannel::ConvertObjectReadError makes of it, and the value is not to be used.
 class KESTREL_API BinIProtocol : public Mu::IProtocol {
 public:
+    BinIProtocol() = default;
+    using Mu::IProtocol::Plain;
+    constexpr explicit BinIProtocol(Plain form) : IProtocol(form) {}
     ~BinIProtocol() override;
     MuErrCode Read(Mu::IChannel & channel, Mu::Guid & value) override;
     MuErrCode Read(Mu::IChannel & channel, Mu::Object & value) override;
@@ -94,6 +97,9 @@ private:
 /// Failure: the channel's status; Error for a null text, of which nothing is written.
 class KESTREL_API BinOProtocol : public Mu::OProtocol {
 public:
+    BinOProtocol() = default;
+    using Mu::OProtocol::Plain;
+    constexpr explicit BinOProtocol(Plain form) : OProtocol(form) {}
     ~BinOProtocol() override;
     MuErrCode Write(Mu::OChannel & channel, Mu::Guid const & value) override;
     MuErrCode Write(Mu::OChannel & channel, Mu::Object const & value) override;

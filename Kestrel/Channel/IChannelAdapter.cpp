@@ -2,11 +2,49 @@
 
 namespace IO {
 
+/// One operation on the buffer: nothing is read in line while it lasts.
+class IChannelAdapter::Turn {
+public:
+    explicit Turn(IChannelAdapter & channel) : channel(channel) {
+        channel.NoteReading();
+        channel.inputWindow.Close();
+    }
+    ~Turn() {
+        char const * begin;
+        char const * end;
+        channel.buffer.GetReady(&begin, &end);
+        channel.OpenInputWindow(
+            begin, end, channel.inLineType != nullptr && typeid(channel) == *channel.inLineType);
+    }
+    Turn(Turn const &) = delete;
+    Turn & operator=(Turn const &) = delete;
+
+private:
+    IChannelAdapter & channel;
+};
+
 IChannelAdapter::IChannelAdapter(Mu::IProtocol & protocol) : Mu::IChannel(protocol) {}
 
 IChannelAdapter::~IChannelAdapter() = default;
 
+MuErrCode IChannelAdapter::ReadRest(char * destination, unsigned int count, unsigned int * read) {
+    unsigned int ignored;
+    read = read != nullptr ? read : &ignored;
+    if (inputWindow.Take(destination, count)) {
+        *read = count;
+        return NoError;
+    }
+    Turn const turn(*this);
+    return buffer.Get(destination, count, read);
+}
+
 MuErrCode IChannelAdapter::CopyBin(char * destination, unsigned int count, unsigned int * copied) {
+    if (inputWindow.Copy(destination, count)) {
+        if (copied != nullptr)
+            *copied = count;
+        return NoError;
+    }
+    Turn const turn(*this);
     unsigned int got = 0;
     MuErrCode const status = buffer.Copy(destination, count, &got);
     if (copied != nullptr)
@@ -15,6 +53,9 @@ MuErrCode IChannelAdapter::CopyBin(char * destination, unsigned int count, unsig
 }
 
 MuErrCode IChannelAdapter::Look(unsigned int offset, char * c) {
+    if (inputWindow.Look(offset, c))
+        return NoError;
+    Turn const turn(*this);
     return buffer.Look(offset, c);
 }
 
@@ -23,10 +64,17 @@ MuErrCode IChannelAdapter::PushBack(char c) {
 }
 
 MuErrCode IChannelAdapter::PushBack(char const * source, unsigned int count) {
+    Turn const turn(*this);
     return buffer.PushBack(source, count);
 }
 
 MuErrCode IChannelAdapter::Skip(unsigned long long count, unsigned long long * skipped) {
+    if (inputWindow.Skip(count)) {
+        if (skipped != nullptr)
+            *skipped = count;
+        return NoError;
+    }
+    Turn const turn(*this);
     unsigned long long done = 0;
     MuErrCode const status = buffer.Skip(count, &done);
     if (skipped != nullptr)
@@ -36,6 +84,7 @@ MuErrCode IChannelAdapter::Skip(unsigned long long count, unsigned long long * s
 
 MuErrCode IChannelAdapter::DirectInputAccess(unsigned int size, char ** data,
                                              unsigned int * available) {
+    Turn const turn(*this);
     unsigned int there = 0;
     MuErrCode const status = buffer.DirectAccess(size, data, &there);
     if (available != nullptr)
@@ -48,7 +97,13 @@ MuErrCode IChannelAdapter::GetInputStatus() const {
 }
 
 void IChannelAdapter::ResetInputStatus() {
+    Turn const turn(*this);
     buffer.ResetInputStatus();
+}
+
+void IChannelAdapter::ResetInputBuffer() {
+    Turn const turn(*this);
+    buffer.Reset();
 }
 
 } // namespace IO

@@ -98,6 +98,22 @@ public:
     /// first.
     MuErrCode DirectAccess(unsigned int size, char ** data, unsigned int * available);
 
+    /// The unread bytes that lie in one piece from the next one on; null when there are none, or they
+    /// come with a failure. Owned by the ring and valid until its next operation.
+    void GetReady(char const ** begin, char const ** end) const {
+        bool const isReady = dataSize != 0 && status == NoError;
+        *begin = isReady ? buffer + start : nullptr;
+        *end = isReady ? *begin + (dataSize < bufferSize - start ? dataSize : bufferSize - start)
+                       : nullptr;
+    }
+    /// Takes those up to `next`, and returns how many they were.
+    unsigned int TakeUpTo(char const * next) {
+        unsigned int const taken = static_cast<unsigned int>(next - (buffer + start));
+        dataSize -= taken;
+        start = start + taken == bufferSize ? 0 : start + taken;
+        return taken;
+    }
+
     /// Whether no byte is left. Reads, when the ring is empty.
     bool IsEOI();
     /// Whether the ring is empty. Never reads.

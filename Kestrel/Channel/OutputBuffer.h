@@ -74,6 +74,20 @@ public:
         return PutRest(source, count);
     }
 
+    /// The room from the write position on that Put fills without more ado; null when there is none, or
+    /// after a failure. Owned by the buffer and valid until its next operation.
+    void GetRoom(char ** begin, char ** end) const {
+        bool const isReady = writePtr < blockEnd && status == NoError && bufferingEnabled;
+        *begin = isReady ? writePtr : nullptr;
+        *end = isReady ? blockEnd : nullptr;
+    }
+    /// Counts that room as written up to `next`, and returns how many bytes that were.
+    unsigned int FillUpTo(char * next) {
+        unsigned int const filled = static_cast<unsigned int>(next - writePtr);
+        writePtr = next;
+        return filled;
+    }
+
     /// Hands all buffered bytes to the sink. They are gone from here even when it takes none of
     /// them; they stay when nothing is handed over, as below, or for a status from before.
     /// Error: a mark is alive, or the buffer is rewound; nothing was written, and it does not

@@ -2,87 +2,25 @@
 
 #include <Kestrel/Channel/IChannelAdapter.h>
 #include <Kestrel/Channel/OChannelAdapter.h>
+#include <Kestrel/Root/Streams/PlainForm.h>
 
-#include <bit>
 #include <cstring>
 #include <type_traits>
 
-// What the binary protocols have in common: how one value becomes bytes and is made of them again.
-// In headers, with the adapters' ways to their buffers, for the sake of speed: a value costs two
-// virtual calls, which take longer than all else, and a compiler that sees the one likely target of
-// each compares the slot with it and goes on in line. Any other protocol or channel is still
-// called.
+// What the binary protocols have in common: how one value goes through a channel. In headers, with the
+// adapters' ways to their buffers, for the sake of speed: a value that does not pass through the
+// channel's window costs two virtual calls, which take longer than all else, and a compiler that sees
+// the one likely target of each compares the slot with it and goes on in line. Any other protocol or
+// channel is still called.
 
 namespace IO::Wire {
 
-enum class ByteOrder { LowFirst, HighFirst };
-
-/// Whether values in that order are to be turned round on this host.
-inline constexpr bool IsReversed(ByteOrder order) {
-    return (order == ByteOrder::LowFirst) != (std::endian::native == std::endian::little);
-}
-
-inline constexpr unsigned short Reverse(unsigned short bits) {
-    return static_cast<unsigned short>(bits << 8 | bits >> 8);
-}
-
-inline constexpr unsigned int Reverse(unsigned int bits) {
-    return bits << 24 | (bits & 0xFF00u) << 8 | (bits >> 8 & 0xFF00u) | bits >> 24;
-}
-
-inline constexpr unsigned long long Reverse(unsigned long long bits) {
-    return static_cast<unsigned long long>(Reverse(static_cast<unsigned int>(bits))) << 32 |
-           Reverse(static_cast<unsigned int>(bits >> 32));
-}
-
-template <std::size_t size>
-struct BitsOfSize;
-template <>
-struct BitsOfSize<2> {
-    using Type = unsigned short;
-};
-template <>
-struct BitsOfSize<4> {
-    using Type = unsigned int;
-};
-template <>
-struct BitsOfSize<8> {
-    using Type = unsigned long long;
-};
-
-/// Turns the bytes of a value round where it lies; as bits, since bytes in the wrong order may be
-/// no number that a floating point register keeps as it is.
+using Mu::ByteOrder;
+using Mu::IsReversed;
+using Mu::Reverse;
+using Mu::ReverseInPlace;
 template <typename T>
-void ReverseInPlace(T & value) {
-    if constexpr (sizeof(T) > 1) {
-        typename BitsOfSize<sizeof(T)>::Type bits;
-        std::memcpy(&bits, &value, sizeof bits);
-        bits = Reverse(bits);
-        std::memcpy(&value, &bits, sizeof bits);
-    }
-}
-
-/// What travels for a host's type: widths are those of the wire.
-template <typename T>
-struct Form {
-    using Type = T;
-};
-template <>
-struct Form<long> {
-    using Type = int;
-};
-template <>
-struct Form<unsigned long> {
-    using Type = unsigned int;
-};
-template <>
-struct Form<long double> {
-    using Type = double;
-};
-template <>
-struct Form<bool> {
-    using Type = unsigned char; // any byte may come, but not every one is a bool
-};
+using Form = Mu::PlainForm<T>;
 
 /// Reads `count` bytes that belong together: an end in the middle is a broken object, one in front
 /// of them a clean end.

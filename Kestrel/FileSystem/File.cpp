@@ -5,6 +5,7 @@
 #include <Kestrel/FileSystem/FileSystem.h>
 #include <Kestrel/FileSystem/Folder.h>
 #include <Kestrel/FileSystem/Internal/Connection.h>
+#include <Kestrel/FileSystem/Internal/FileTurn.h>
 #include <Kestrel/FileSystem/Internal/Make.h>
 #include <Kestrel/FileSystem/Internal/Report.h>
 #include <Kestrel/Location/Internal/OSErrors.h>
@@ -117,7 +118,23 @@ MuErrCode File::CheckFlag(bool flag) const {
     return flag ? NoError : Error;
 }
 
-MuErrCode File::ReadBin(char * destination, unsigned int count, unsigned int * read) {
+// Takes note of what was read and written in line.
+void File::NoteInLine() const {
+    if (inputWindow.IsOpen())
+        position += inputBuffer.TakeUpTo(inputWindow.GetPlace());
+    inputWindow.CloseIfUsedUp();
+    if (outputWindow.IsOpen())
+        position += outputBuffer.FillUpTo(outputWindow.GetPlace());
+}
+
+MuErrCode File::ReadRest(char * destination, unsigned int count, unsigned int * read) {
+    unsigned int ignored;
+    read = read != nullptr ? read : &ignored;
+    if (inputWindow.Take(destination, count)) {
+        *read = count;
+        return NoError;
+    }
+    Turn const turn(*this);
     unsigned int got = 0;
     MuErrCode result;
     if (readable) { // which an unhealthy file never is
@@ -125,12 +142,17 @@ MuErrCode File::ReadBin(char * destination, unsigned int count, unsigned int * r
         position += got;
     } else
         result = CheckFlag(false);
-    if (read != nullptr)
-        *read = got;
+    *read = got;
     return result;
 }
 
 MuErrCode File::CopyBin(char * destination, unsigned int count, unsigned int * copied) {
+    if (inputWindow.Copy(destination, count)) {
+        if (copied != nullptr)
+            *copied = count;
+        return NoError;
+    }
+    Turn const turn(*this);
     unsigned int got = 0;
     MuErrCode result = CheckFlag(readable);
     if (result == NoError)
@@ -141,6 +163,9 @@ MuErrCode File::CopyBin(char * destination, unsigned int count, unsigned int * c
 }
 
 MuErrCode File::Look(unsigned int offset, char * c) {
+    if (inputWindow.Look(offset, c))
+        return NoError;
+    Turn const turn(*this);
     MuErrCode const check = CheckFlag(readable);
     return check != NoError ? check : inputBuffer.Look(offset, c);
 }
@@ -150,6 +175,7 @@ MuErrCode File::PushBack(char c) {
 }
 
 MuErrCode File::PushBack(char const * source, unsigned int count) {
+    Turn const turn(*this);
     MuErrCode result = CheckFlag(readable);
     if (result == NoError) {
         result = inputBuffer.PushBack(source, count);
@@ -160,6 +186,7 @@ MuErrCode File::PushBack(char const * source, unsigned int count) {
 }
 
 MuErrCode File::DirectInputAccess(unsigned int size, char ** data, unsigned int * available) {
+    Turn const turn(*this);
     unsigned int there = 0;
     MuErrCode result = CheckFlag(readable);
     if (result == NoError)
@@ -179,16 +206,25 @@ MuErrCode File::GetInputStatus() const {
     return inputBuffer.GetStatus();
 }
 void File::ResetInputStatus() {
+    Turn const turn(*this);
     inputBuffer.ResetInputStatus();
 }
 MuErrCode File::GetOutputStatus() const {
     return outputBuffer.GetStatus();
 }
 void File::ResetOutputStatus() {
+    Turn const turn(*this);
     outputBuffer.ResetOutputStatus();
 }
 
-MuErrCode File::WriteBin(char const * source, unsigned int count, unsigned int * written) {
+MuErrCode File::WriteRest(char const * source, unsigned int count, unsigned int * written) {
+    unsigned int ignored;
+    written = written != nullptr ? written : &ignored;
+    if (outputWindow.Put(source, count)) {
+        *written = count;
+        return NoError;
+    }
+    Turn const turn(*this);
     MuErrCode result = CheckFlag(writeable);
     if (readable && result == NoError && outputBuffer.GetStatus() == NoError)
         result = LeaveReadAhead();
@@ -203,12 +239,12 @@ MuErrCode File::WriteBin(char const * source, unsigned int count, unsigned int *
     if (isTried && readable && result != NoError && inputBuffer.GetDataSize() == 0)
         (void)entry->Seek(FileEntry::SeekOrigin::Beginning, static_cast<long long>(position),
                           &reached);
-    if (written != nullptr)
-        *written = put;
+    *written = put;
     return result;
 }
 
 MuErrCode File::DirectOutputAccess(unsigned int offset, char ** data, unsigned int * available) {
+    Turn const turn(*this);
     unsigned int there = 0;
     MuErrCode result = CheckFlag(writeable);
     if (result == NoError)
@@ -219,11 +255,13 @@ MuErrCode File::DirectOutputAccess(unsigned int offset, char ** data, unsigned i
 }
 
 MuErrCode File::PushMark() {
+    Turn const turn(*this);
     MuErrCode const check = CheckFlag(writeable);
     return check != NoError ? check : outputBuffer.PushMark();
 }
 
 MuErrCode File::PopMark() {
+    Turn const turn(*this);
     if (MuErrCode const check = CheckFlag(writeable); check != NoError)
         return check;
     unsigned int const before = outputBuffer.GetWritePosition();
@@ -234,10 +272,12 @@ MuErrCode File::PopMark() {
 }
 
 unsigned int File::GetOffset() const {
+    NoteInLine();
     return CheckFlag(writeable) == NoError ? outputBuffer.GetOffset() : 0;
 }
 
 void File::ResetOffset() {
+    Turn const turn(*this);
     position += GetOffset();
     outputBuffer.ResetOffset();
 }

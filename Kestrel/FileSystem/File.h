@@ -92,7 +92,14 @@ public:
     // Input. All of these return a bad GetStatus first, and Error when not open for reading.
     // A status sticks until ResetInputStatus; EOI is the end of the file.
 
-    MuErrCode ReadBin(char * destination, unsigned int count, unsigned int * read) override;
+    KESTREL_INLINE_API MuErrCode ReadBin(char * destination, unsigned int count,
+                                         unsigned int * read) override {
+        if (!inputWindow.TakeFew(destination, count))
+            return ReadRest(destination, count, read);
+        if (read != nullptr)
+            *read = count;
+        return NoError;
+    }
     MuErrCode CopyBin(char * destination, unsigned int count, unsigned int * copied) override;
     MuErrCode Look(unsigned int offset, char * c) override;
     MuErrCode PushBack(char c) override;
@@ -171,7 +178,14 @@ public:
     // Output. All of these return a bad GetStatus first, and Error when not open for writing. A
     // status sticks until ResetOutputStatus; EOO is a full device.
 
-    MuErrCode WriteBin(char const * source, unsigned int count, unsigned int * written) override;
+    KESTREL_INLINE_API MuErrCode WriteBin(char const * source, unsigned int count,
+                                          unsigned int * written) override {
+        if (!outputWindow.PutFew(source, count))
+            return WriteRest(source, count, written);
+        if (written != nullptr)
+            *written = count;
+        return NoError;
+    }
     MuErrCode DirectOutputAccess(unsigned int offset, char ** data,
                                  unsigned int * available) override;
     MuErrCode GetOutputPosition(unsigned long long * position) const override;
@@ -196,11 +210,15 @@ public:
 private:
     friend class KeptFolder;
     struct Mode;
+    class Turn;
 
     MuErrCode InternalRead(char * destination, unsigned int count, unsigned int * read) override;
     MuErrCode InternalWrite(char const * source, unsigned int count,
                             unsigned int * written) override;
 
+    void NoteInLine() const;
+    MuErrCode ReadRest(char * destination, unsigned int count, unsigned int * read);
+    MuErrCode WriteRest(char const * source, unsigned int count, unsigned int * written);
     MuErrCode Connect();
     void ConnectOrCreate(OnNotFound onNotFound, Folder * folder);
     MuErrCode CreateIn(Folder * folder);
@@ -226,7 +244,8 @@ private:
     bool readable = false;
     bool writeable = false;
     bool seekable = false;
-    unsigned long long position = 0; // of the next byte that the caller sees
+    // Of the next byte that the caller sees, but for what was read or written in line since NoteInLine.
+    mutable unsigned long long position = 0;
     MuErrCode status = Error;
 };
 

@@ -2,6 +2,7 @@
 #include <Kestrel/FileSystem/FileEntry.h>
 #include <Kestrel/FileSystem/FileSystem.h>
 #include <Kestrel/FileSystem/Internal/AccessDenied.h>
+#include <Kestrel/FileSystem/Internal/FileTurn.h>
 #include <Kestrel/FileSystem/Internal/Report.h>
 #include <Kestrel/Location/Internal/OSErrors.h>
 
@@ -48,6 +49,7 @@ MuErrCode File::Open(OpenMode mode, AccessDeniedTreatment treatment) {
         return status;
     if (fileStatus == FileStatus::Open)
         return NoError;
+    Turn const turn(*this);
     inputBuffer.Reset();
     outputBuffer.Reset();
     position = 0;
@@ -167,6 +169,7 @@ MuErrCode File::Close() {
         return status;
     if (fileStatus == FileStatus::Closed)
         return NoError;
+    Turn const turn(*this);
     FileEntry::CloseStatus kind = FileEntry::CloseStatus::Done;
     if (writeable) {
         MuErrCode const flushed = outputBuffer.Flush();
@@ -195,6 +198,7 @@ MuErrCode File::Flush() {
     };
     if (MuErrCode const check = CheckFlag(writeable); check != NoError)
         return check;
+    Turn const turn(*this);
     if (MuErrCode const flushed = outputBuffer.Flush(); flushed != NoError)
         return flushed;
     return ReportFailure(failures, entry->Flush(), {EntryOf{location}});

@@ -1,5 +1,6 @@
 #include <Kestrel/FileSystem/File.h>
 #include <Kestrel/FileSystem/FileEntry.h>
+#include <Kestrel/FileSystem/Internal/FileTurn.h>
 #include <Kestrel/FileSystem/Internal/Report.h>
 
 #include <limits>
@@ -36,6 +37,7 @@ MuErrCode File::CheckSeek() const {
 MuErrCode File::GetInputPosition(unsigned long long * result) const {
     if (result == nullptr)
         return Error;
+    NoteInLine();
     MuErrCode const check = CheckFlag(readable);
     *result = check == NoError ? position : 0;
     return check;
@@ -48,6 +50,7 @@ MuErrCode File::GetOutputPosition(unsigned long long * result) const {
 MuErrCode File::GetPosition(unsigned long long * result) const {
     if (result == nullptr)
         return Error;
+    NoteInLine();
     MuErrCode const check = CheckFlag(seekable);
     *result = check == NoError ? position : 0;
     return check;
@@ -64,12 +67,14 @@ MuErrCode File::GetPosition(unsigned int * result) const {
 
 // Kept: the jump is cut to its low 32 bits, so that one of 5 GiB goes 1 GiB.
 MuErrCode File::SetPosition(unsigned long long newPosition) {
+    NoteInLine();
     if (MuErrCode const check = CheckSeek(); check != NoError)
         return check;
     return Seek(SeekOrigin::Current, static_cast<int>(newPosition - position));
 }
 
 MuErrCode File::Seek(SeekOrigin origin, long long offset) {
+    Turn const turn(*this);
     if (MuErrCode const check = CheckSeek(); check != NoError)
         return check;
     if (readable && SeekInBuffer(origin, &offset))
@@ -132,6 +137,12 @@ MuErrCode File::SeekEntry(SeekOrigin origin, long long offset) {
 }
 
 MuErrCode File::Skip(unsigned long long count, unsigned long long * skipped) {
+    if (inputWindow.Skip(count)) {
+        if (skipped != nullptr)
+            *skipped = count;
+        return NoError;
+    }
+    Turn const turn(*this);
     unsigned long long passed = 0;
     MuErrCode result = CheckFlag(readable);
     if (result == NoError) {
@@ -160,7 +171,7 @@ MuErrCode File::GetAvailable(unsigned long long * available) const {
     if (MuErrCode const check = CheckFlag(readable); check != NoError)
         return check;
     unsigned long long length = 0;
-    MuErrCode const result = GetDataLength(&length);
+    MuErrCode const result = GetDataLength(&length); // notes what was read in line
     if (result == NoError && length > position)
         *available = length - position;
     return result;
@@ -186,6 +197,7 @@ MuErrCode File::SetDataLength(unsigned long long length) {
     bool const isOpen = fileStatus == FileStatus::Open;
     if (isOpen && !writeable)
         return Error;
+    Turn const turn(*this);
     MuErrCode result = FlushBuffer();
     if (result == NoError && readable)
         result = LeaveReadAhead();
@@ -219,6 +231,7 @@ MuErrCode File::GetDataLength(unsigned long long * length) const {
     *length = 0;
     if (status != NoError)
         return status;
+    Turn const turn(*this);
     if (MuErrCode const flushed = FlushBuffer(); flushed != NoError)
         return flushed;
     return ReportFailure(failures, entry->GetDataLength(length), {EntryOf{location}});

@@ -36,6 +36,22 @@ std::string Get(File & file, unsigned int count) {
     return text;
 }
 
+// The same by single bytes, until a status.
+MuErrCode PutSingly(File & file, std::string const & text) {
+    for (char const c : text)
+        if (MuErrCode const status = file.Write(c); status != IO::NoError)
+            return status;
+    return IO::NoError;
+}
+
+std::string GetSingly(File & file, unsigned int count) {
+    std::string text;
+    file.ResetInputStatus();
+    for (char c; text.size() < count && file.Read(c) == IO::NoError;)
+        text += c;
+    return text;
+}
+
 unsigned long long PositionOf(File const & file) {
     unsigned long long position = 0;
     EXPECT_EQ(file.GetPosition(&position), IO::NoError);
@@ -196,7 +212,7 @@ TEST_P(FileOn, IsAStringWithACursor) {
             }
             switch (operation) {
             case 0:
-                ASSERT_EQ(Get(file, size), there);
+                ASSERT_EQ(step % 2 == 0 ? Get(file, size) : GetSingly(file, size), there);
                 pass(there.size());
                 break;
             case 2: {
@@ -280,9 +296,13 @@ TEST_P(FileOn, IsAStringWithACursor) {
             }
             default: {
                 text = std::string(size, static_cast<char>('A' + step % 26));
-                ASSERT_EQ(file.WriteBin(text.data(), size, &count),
-                          writes ? IO::NoError : IO::Error);
-                ASSERT_EQ(count, writes ? size : 0);
+                if (size != 0 && step % 3 == 0) {
+                    ASSERT_EQ(PutSingly(file, text), writes ? IO::NoError : IO::Error);
+                } else {
+                    ASSERT_EQ(file.WriteBin(text.data(), size, &count),
+                              writes ? IO::NoError : IO::Error);
+                    ASSERT_EQ(count, writes ? size : 0);
+                }
                 if (writes) {
                     model.replace(cursor, std::min(text.size(), model.size() - cursor), text);
                     cursor += size;

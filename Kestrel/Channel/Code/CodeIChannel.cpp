@@ -114,6 +114,7 @@ CodeIChannel::CodeIChannel(Mu::IChannel & source, void const * key, unsigned int
     static_assert(sizeof(CodeIChannelImp) <= sizeof storage);
     imp = new (storage) CodeIChannelImp(source, key, length);
     SetBinInput(*imp);
+    ReadInLine(*this);
 }
 
 CodeIChannel::~CodeIChannel() {

@@ -62,6 +62,7 @@ CodeOChannel::CodeOChannel(Mu::OChannel & destination, void const * key, unsigne
     static_assert(sizeof(CodeOChannelImp) <= sizeof storage);
     imp = new (storage) CodeOChannelImp(destination, key, length);
     SetBinOutput(*imp);
+    WriteInLine(*this);
 }
 
 CodeOChannel::~CodeOChannel() {

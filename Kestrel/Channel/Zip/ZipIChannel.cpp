@@ -11,6 +11,7 @@ ZipIChannel::ZipIChannel(Mu::IChannel & source) : IChannelAdapter(source.GetInpu
     static_assert(sizeof(ZipIChannelImp) <= sizeof storage);
     imp = new (storage) ZipIChannelImp(source);
     SetBinInput(*imp);
+    ReadInLine(*this);
 }
 
 ZipIChannel::~ZipIChannel() {

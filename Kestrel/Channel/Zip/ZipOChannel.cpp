@@ -13,6 +13,7 @@ ZipOChannel::ZipOChannel(Mu::OChannel & destination, ZipOChannelOptions const & 
     static_assert(sizeof(ZipOChannelImp) <= sizeof storage);
     imp = new (storage) ZipOChannelImp(destination, options);
     SetBinOutput(*imp);
+    WriteInLine(*this);
 }
 
 ZipOChannel::~ZipOChannel() {

@@ -38,8 +38,10 @@ bool IChannel::IsEOI() {
 }
 
 void IChannel::SetInputProtocol(IProtocol & protocol) {
-    if (!IsNull(protocol))
-        inputProtocol = &protocol;
+    if (IsNull(protocol))
+        return;
+    inputProtocol = &protocol;
+    inputWindow.SetPlain(protocol.IsPlain());
 }
 
 unsigned long long IChannel::GetReadLimit() const {

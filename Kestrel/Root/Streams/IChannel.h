@@ -1,5 +1,6 @@
 #pragma once
 
+#include <Kestrel/Root/Streams/ChannelWindow.h>
 #include <Kestrel/Root/Streams/IProtocol.h>
 #include <Kestrel/Root/Types.h>
 
@@ -52,20 +53,23 @@ public:
 
     IProtocol & GetInputProtocol() const { return *inputProtocol; }
 
-    MuErrCode Read(bool & value) { return inputProtocol->Read(*this, value); }
-    MuErrCode Read(char & value) { return inputProtocol->Read(*this, value); }
-    MuErrCode Read(unsigned char & value) { return inputProtocol->Read(*this, value); }
-    MuErrCode Read(short & value) { return inputProtocol->Read(*this, value); }
-    MuErrCode Read(unsigned short & value) { return inputProtocol->Read(*this, value); }
-    MuErrCode Read(int & value) { return inputProtocol->Read(*this, value); }
-    MuErrCode Read(unsigned int & value) { return inputProtocol->Read(*this, value); }
-    MuErrCode Read(long & value) { return inputProtocol->Read(*this, value); }
-    MuErrCode Read(unsigned long & value) { return inputProtocol->Read(*this, value); }
-    MuErrCode Read(long long & value) { return inputProtocol->Read(*this, value); }
-    MuErrCode Read(unsigned long long & value) { return inputProtocol->Read(*this, value); }
-    MuErrCode Read(float & value) { return inputProtocol->Read(*this, value); }
-    MuErrCode Read(double & value) { return inputProtocol->Read(*this, value); }
-    MuErrCode Read(long double & value) { return inputProtocol->Read(*this, value); }
+    // Numbers through the protocol. Without NoError the value stays as it was.
+
+    MuErrCode Read(bool & value) { return ReadNumber(value); }
+    MuErrCode Read(char & value) { return ReadNumber(value); }
+    MuErrCode Read(unsigned char & value) { return ReadNumber(value); }
+    MuErrCode Read(short & value) { return ReadNumber(value); }
+    MuErrCode Read(unsigned short & value) { return ReadNumber(value); }
+    MuErrCode Read(int & value) { return ReadNumber(value); }
+    MuErrCode Read(unsigned int & value) { return ReadNumber(value); }
+    MuErrCode Read(long & value) { return ReadNumber(value); }
+    MuErrCode Read(unsigned long & value) { return ReadNumber(value); }
+    MuErrCode Read(long long & value) { return ReadNumber(value); }
+    MuErrCode Read(unsigned long long & value) { return ReadNumber(value); }
+    MuErrCode Read(float & value) { return ReadNumber(value); }
+    MuErrCode Read(double & value) { return ReadNumber(value); }
+    MuErrCode Read(long double & value) { return ReadNumber(value); }
+
     MuErrCode Read(Guid & value) { return inputProtocol->Read(*this, value); }
     MuErrCode Read(Object & value) { return inputProtocol->Read(*this, value); }
     /// The form without a limit, which trusts the writer with the length; see IProtocol.
@@ -82,8 +86,26 @@ public:
 protected:
     explicit IChannel(IProtocol & protocol) : inputProtocol(&protocol) {}
 
+    // For buffered channels; see ChannelWindow. Mutable, as questions take note of how far it was read.
+    void OpenInputWindow(char const * begin, char const * end, bool numbersToo) const {
+        inputWindow.Open(begin, end, numbersToo, inputProtocol->IsPlain());
+    }
+    mutable InputWindow inputWindow;
+
 private:
     friend class InputFrame;
+    template <typename T>
+    MuErrCode ReadNumber(T & value) {
+        if (inputWindow.GetNumber(value)) [[likely]]
+            return NoError;
+        // Not into `value`, whose address nobody learns so: it may stay in a register of its owner.
+        T rest{};
+        MuErrCode const status = inputProtocol->Read(*this, rest);
+        if (status == NoError)
+            value = rest;
+        return status;
+    }
+
     IProtocol * inputProtocol;    // not owned, never null
     InputFrame * frame = nullptr; // the innermost that is being read
 };

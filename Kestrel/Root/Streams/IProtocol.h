@@ -14,6 +14,7 @@ class Object;
 /// Stateless: one instance serves all channels of the process, from any thread.
 class KESTREL_API IProtocol {
 public:
+    IProtocol() = default;
     virtual ~IProtocol();
     virtual MuErrCode Read(IChannel & channel, Guid & value);
     virtual MuErrCode Read(IChannel & channel, Object & value) = 0;
@@ -34,6 +35,19 @@ public:
     virtual MuErrCode Read(IChannel & channel, unsigned char & value) = 0;
     virtual MuErrCode Read(IChannel & channel, char & value) = 0;
     virtual MuErrCode Read(IChannel & channel, bool & value) = 0;
+
+    /// Whether this object is known to read every number as its bytes, low byte first and in the
+    /// width of its Mu::PlainForm: a channel then does that itself where it can.
+    bool IsPlain() const { return plain == this; }
+
+protected:
+    struct Plain {};
+    /// For an object of a class that is plain as a whole. What derives from that class is made by the
+    /// other constructor, and a copy is not plain either.
+    constexpr explicit IProtocol(Plain) : plain(this) {}
+
+private:
+    IProtocol const * plain = nullptr;
 };
 
 } // namespace Mu

@@ -18,8 +18,10 @@ MuErrCode OProtocol::Note(OChannel &, unsigned int, unsigned int, char const *) 
 OChannel::~OChannel() = default;
 
 void OChannel::SetOutputProtocol(OProtocol & protocol) {
-    if (!IsNull(protocol))
-        outputProtocol = &protocol;
+    if (IsNull(protocol))
+        return;
+    outputProtocol = &protocol;
+    outputWindow.SetPlain(protocol.IsPlain());
 }
 
 // The status stays in the channel, which is where the writers of text look for it.
@@ -27,7 +29,7 @@ OChannel & OChannel::operator<<(char const * text) {
     static_cast<void>(textOProtocol.Write(*this, text));
     return *this;
 }
-OChannel & OChannel::operator<<(char c) {
+OChannel & OChannel::WriteCharacter(char c) {
     static_cast<void>(textOProtocol.Write(*this, c));
     return *this;
 }

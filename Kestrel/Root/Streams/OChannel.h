@@ -1,5 +1,6 @@
 #pragma once
 
+#include <Kestrel/Root/Streams/ChannelWindow.h>
 #include <Kestrel/Root/Streams/OProtocol.h>
 #include <Kestrel/Root/Types.h>
 
@@ -39,29 +40,29 @@ public:
 
     OProtocol & GetOutputProtocol() const { return *outputProtocol; }
 
-    MuErrCode Write(bool value) { return outputProtocol->Write(*this, value); }
-    MuErrCode Write(char value) { return outputProtocol->Write(*this, value); }
-    MuErrCode Write(unsigned char value) { return outputProtocol->Write(*this, value); }
-    MuErrCode Write(short value) { return outputProtocol->Write(*this, value); }
-    MuErrCode Write(unsigned short value) { return outputProtocol->Write(*this, value); }
-    MuErrCode Write(int value) { return outputProtocol->Write(*this, value); }
-    MuErrCode Write(unsigned int value) { return outputProtocol->Write(*this, value); }
-    MuErrCode Write(long value) { return outputProtocol->Write(*this, value); }
-    MuErrCode Write(unsigned long value) { return outputProtocol->Write(*this, value); }
-    MuErrCode Write(long long value) { return outputProtocol->Write(*this, value); }
-    MuErrCode Write(unsigned long long value) { return outputProtocol->Write(*this, value); }
-    MuErrCode Write(float value) { return outputProtocol->Write(*this, value); }
-    MuErrCode Write(double value) { return outputProtocol->Write(*this, value); }
-    MuErrCode Write(long double value) { return outputProtocol->Write(*this, value); }
+    MuErrCode Write(bool value) { return WriteNumber(value); }
+    MuErrCode Write(char value) { return WriteNumber(value); }
+    MuErrCode Write(unsigned char value) { return WriteNumber(value); }
+    MuErrCode Write(short value) { return WriteNumber(value); }
+    MuErrCode Write(unsigned short value) { return WriteNumber(value); }
+    MuErrCode Write(int value) { return WriteNumber(value); }
+    MuErrCode Write(unsigned int value) { return WriteNumber(value); }
+    MuErrCode Write(long value) { return WriteNumber(value); }
+    MuErrCode Write(unsigned long value) { return WriteNumber(value); }
+    MuErrCode Write(long long value) { return WriteNumber(value); }
+    MuErrCode Write(unsigned long long value) { return WriteNumber(value); }
+    MuErrCode Write(float value) { return WriteNumber(value); }
+    MuErrCode Write(double value) { return WriteNumber(value); }
+    MuErrCode Write(long double value) { return WriteNumber(value); }
     MuErrCode Write(char const * text) { return outputProtocol->Write(*this, text); }
     MuErrCode Write(Guid const & value) { return outputProtocol->Write(*this, value); }
     MuErrCode Write(Object const & value) { return outputProtocol->Write(*this, value); }
-    MuErrCode WriteUShort(unsigned short value) { return outputProtocol->Write(*this, value); }
+    MuErrCode WriteUShort(unsigned short value) { return WriteNumber(value); }
 
     // Text for people, whatever the protocol: no length, no terminator. A failure stays in the
     // channel's status.
     OChannel & operator<<(char const * text);
-    OChannel & operator<<(char c);
+    OChannel & operator<<(char c) { return outputWindow.PutNumber(c) ? *this : WriteCharacter(c); }
     OChannel & operator<<(unsigned int value);
     OChannel & operator<<(float value);
     OChannel & operator<<(double value);
@@ -70,7 +71,21 @@ public:
 protected:
     explicit OChannel(OProtocol & protocol) : outputProtocol(&protocol) {}
 
+    // For buffered channels; see ChannelWindow. Mutable, as questions take note of how far it was filled.
+    void OpenOutputWindow(char * begin, char * end, bool numbersToo) const {
+        outputWindow.Open(begin, end, numbersToo, outputProtocol->IsPlain());
+    }
+    mutable OutputWindow outputWindow;
+
 private:
+    template <typename T>
+    MuErrCode WriteNumber(T value) {
+        if (outputWindow.PutNumber(value)) [[likely]]
+            return NoError;
+        return outputProtocol->Write(*this, value);
+    }
+    OChannel & WriteCharacter(char c);
+
     OProtocol * outputProtocol; // not owned, never null
 };
 

@@ -14,6 +14,7 @@ class Object;
 /// Stateless: one instance serves all channels of the process, from any thread.
 class KESTREL_API OProtocol {
 public:
+    OProtocol() = default;
     virtual ~OProtocol();
     virtual MuErrCode Write(OChannel & channel, Guid const & value);
     virtual MuErrCode Write(OChannel & channel, Object const & value) = 0;
@@ -36,6 +37,19 @@ public:
     /// A remark beside the data, for protocols that keep any. This one keeps none.
     virtual MuErrCode Note(OChannel & channel, unsigned int kind, unsigned int length,
                            char const * text);
+
+    /// Whether this object is known to write every number as its bytes, low byte first and in the
+    /// width of its Mu::PlainForm: a channel then does that itself where it can.
+    bool IsPlain() const { return plain == this; }
+
+protected:
+    struct Plain {};
+    /// For an object of a class that is plain as a whole. What derives from that class is made by the
+    /// other constructor, and a copy is not plain either.
+    constexpr explicit OProtocol(Plain) : plain(this) {}
+
+private:
+    OProtocol const * plain = nullptr;
 };
 
 } // namespace Mu

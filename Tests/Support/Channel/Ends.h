@@ -91,6 +91,7 @@ public:
     explicit ScriptedIChannel(std::string text, std::vector<Piece> script = {})
         : IO::IChannelAdapter(IO::binIProtocol), source(std::move(text), std::move(script)) {
         SetBinInput(source);
+        ReadInLine(*this);
     }
     MuErrCode GetInputPosition(unsigned long long * position) const override {
         *position = 0;
@@ -104,7 +105,10 @@ public:
 /// A channel over a RecordingSink.
 class RecordingOChannel : public IO::OChannelAdapter {
 public:
-    RecordingOChannel() : IO::OChannelAdapter(IO::binOProtocol) { SetBinOutput(sink); }
+    RecordingOChannel() : IO::OChannelAdapter(IO::binOProtocol) {
+        SetBinOutput(sink);
+        WriteInLine(*this);
+    }
     void SetDefaultOutputProtocol() override { SetOutputProtocol(IO::binOProtocol); }
 
     RecordingSink sink;
