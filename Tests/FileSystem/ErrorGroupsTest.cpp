@@ -73,7 +73,7 @@ TEST(ErrorGroups, BecomeTheStatusesOfEntries) {
          [&] { return is(folder->Copy("b", *folder, "copy")); }},
         {FileCall::DeleteFile, "5=2 32=2 33=2 87=3", [&] { return is(folder->Delete("b", true)); }},
         {FileCall::GetFileAttributes, "33=2 3=1 2=1",
-         [&] { return is(folder->Delete("b", true)); }},
+         [&] { return is(folder->Delete("sub", true)); }},
         {FileCall::RemoveDirectory, "5=2 32=2 33=3 145=3",
          [&] { return is(folder->Delete("sub", true)); }},
         {FileCall::OpenFolder, "5=1 32=1 33=1 3=3", enumerate},

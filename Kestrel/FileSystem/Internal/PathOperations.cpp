@@ -72,9 +72,9 @@ private:
     HeldFolder folder;
 };
 
-DeleteStatus DeleteFileEntry(EntryPath file, bool force) {
+// Goes on behind the first try, which gave `error`.
+DeleteStatus FinishDeletion(EntryPath file, bool force, unsigned int error) {
     FileCalls & calls = GetFileCalls();
-    unsigned int error = calls.DeleteFile(file);
     if (error == FileError::AccessDenied && force && IsWriteProtectedPath(file) &&
         calls.SetFileAttributes(file, FileAttribute::Normal) == FileError::None) {
         error = calls.DeleteFile(file);
@@ -82,6 +82,10 @@ DeleteStatus DeleteFileEntry(EntryPath file, bool force) {
             calls.SetFileAttributes(file, FileAttribute::ReadOnly); // it stays as it was found
     }
     return TranslateDenial<DeleteStatus>(error);
+}
+
+DeleteStatus DeleteFileEntry(EntryPath file, bool force) {
+    return FinishDeletion(file, force, GetFileCalls().DeleteFile(file));
 }
 
 DeleteStatus DeleteContent(EntryPath folder, bool force) {
@@ -339,13 +343,19 @@ DeleteStatus DeletePath(PathText path, bool force) {
     TransferStep const step(path);
     if (step.IsEnded())
         return DeleteStatus::Other;
+    // A folder does not go this way, so that a file costs no look of its own.
+    OSErrorMark const mark = MarkOSErrors();
+    unsigned int error = GetFileCalls().DeleteFile(path);
+    if (error == FileError::None)
+        return DeleteStatus::Done;
     switch (GetPathType(path).type) {
-    case PathType::File: return DeleteFileEntry(path, force);
+    case PathType::File: return FinishDeletion(path, force, error);
     case PathType::Folder: break;
     case PathType::AccessDenied: return DeleteStatus::AccessDenied;
     default: return DeleteStatus::EntryNotFound;
     }
-    unsigned int const error = RemoveEmptyFolder(path);
+    ForgetOSErrors(mark);
+    error = RemoveEmptyFolder(path);
     if (error != FileError::DirNotEmpty)
         return Translate(deleteFolderErrors, error, DeleteStatus::Other);
     HeldEntry const held(path, FolderUse::Base);
