@@ -6,6 +6,7 @@
 #include <Kestrel/Kestrel.h>
 
 #include <fcntl.h>
+#include <fts.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -88,6 +89,60 @@ void ReadRaw(Place & place) {
     ::close(file);
 }
 
+// Files and their sizes, summed up in one walk.
+
+constexpr unsigned int FolderCount = 200, FilesInFolder = 25;
+constexpr unsigned long long TreeSize = 100ull * FolderCount * FilesInFolder;
+
+class Sum : public IO::TreeEnumerator {
+public:
+    using TreeEnumerator::TreeEnumerator;
+    bool EntryFound(IO::Name const & name, bool isFolder) override {
+        unsigned long long length;
+        if (isFolder || !GetParent()->GetFoundFile(name, &length, nullptr))
+            return true;
+        size += length;
+        ++count;
+        return false;
+    }
+    bool FileFound(IO::Name const & name) override {
+        unsigned long long length = 0;
+        if (IO::File(*GetParent(), name).GetDataLength(&length) == IO::NoError)
+            size += length;
+        ++count;
+        return true;
+    }
+
+    unsigned long long size = 0;
+    unsigned int count = 0;
+};
+
+void WalkOurs(IO::Location const & tree) {
+    IO::Folder const folder(tree);
+    Sum sum(folder);
+    Require(sum.Do() == IO::NoError && sum.size == TreeSize &&
+            sum.count == FolderCount * FilesInFolder);
+}
+
+void WalkFts(std::string & tree) {
+    char * const paths[] = {tree.data(), nullptr};
+    FTS * const walk = ::fts_open(paths, FTS_PHYSICAL | FTS_NOCHDIR, nullptr);
+    unsigned long long size = 0;
+    while (FTSENT const * const entry = ::fts_read(walk))
+        size += entry->fts_info == FTS_F
+                    ? static_cast<unsigned long long>(entry->fts_statp->st_size)
+                    : 0;
+    ::fts_close(walk);
+    Require(size == TreeSize);
+}
+
+void WalkStandard(std::string const & tree) {
+    unsigned long long size = 0;
+    for (auto const & entry : std::filesystem::recursive_directory_iterator(tree))
+        size += entry.is_regular_file() ? entry.file_size() : 0;
+    Require(size == TreeSize);
+}
+
 #if defined(KESTREL_HAS_QT)
 #define QT_NAME , "QFile"
 #define QT_CALL(...) , Repeat(__VA_ARGS__)
@@ -145,4 +200,18 @@ int main() {
     Compare<2000>(Row("open a file, read 4 KiB and close it", "ns", 1),
                   {"ours", "raw calls", "fstream" QT_NAME}, Repeat(readOurs), Repeat(readRaw),
                   Repeat(readStream) QT_CALL(readQt));
+    std::string tree = (place.path / "tree").string();
+    for (unsigned int i = 0; i < FolderCount; ++i) {
+        std::filesystem::path const folder = std::filesystem::path(tree) / std::to_string(i);
+        std::filesystem::create_directories(folder);
+        for (unsigned int k = 0; k < FilesInFolder; ++k)
+            std::ofstream(folder / std::to_string(k), std::ios::binary) << std::string(100, 'x');
+    }
+    IO::Location const treeLocation(IO::FromNativePath(std::filesystem::path(tree)));
+    auto const walkOurs = [&] { WalkOurs(treeLocation); };
+    auto const walkFts = [&] { WalkFts(tree); };
+    auto const walkStandard = [&] { WalkStandard(tree); };
+    Compare<4>(Row("sum up 5,000 files of 200 folders in one walk", "ns", 1),
+               {"ours", "fts", "filesystem"}, Repeat(walkOurs), Repeat(walkFts),
+               Repeat(walkStandard));
 }

@@ -2,7 +2,6 @@
 
 #include <Kestrel/FileSystem/File.h>
 #include <Kestrel/FileSystem/Folder.h>
-#include <Kestrel/FileSystem/Internal/FoundFile.h>
 #include <Kestrel/FileSystem/TransferScope.h>
 #include <Kestrel/FileSystem/TreeEnumerator.h>
 
@@ -17,7 +16,7 @@ class RecursiveFileCounter final : public TreeEnumerator {
 public:
     using TreeEnumerator::TreeEnumerator;
     bool EntryFound(Name const & name, bool isFolder) override {
-        if (isFolder || !FoundFile(*GetParent()).IsCertain())
+        if (isFolder || !GetParent()->GetFoundFile(name, nullptr, nullptr))
             return true;
         FileFound(name);
         return false;
@@ -33,9 +32,9 @@ public:
 class RecursiveSizeCounter final : public TreeEnumerator {
 public:
     using TreeEnumerator::TreeEnumerator;
-    bool EntryFound(Name const &, bool isFolder) override {
+    bool EntryFound(Name const & name, bool isFolder) override {
         unsigned long long length;
-        if (isFolder || !FoundFile(*GetParent()).GetLength(&length))
+        if (isFolder || !GetParent()->GetFoundFile(name, &length, nullptr))
             return true;
         Add(length);
         return false;

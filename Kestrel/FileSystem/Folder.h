@@ -160,6 +160,14 @@ public:
     // Everything, links as links.
     virtual MuErrCode Enumerate(Callback callback, void * data);
     virtual MuErrCode Enumerate(ConstCallback callback, void * data) const;
+    /// What an enumeration of this folder knows of the entry `name`, which it hands out just now, so
+    /// that who sums up a tree needs no File for each. In a TreeEnumerator, for its GetParent.
+    ///
+    /// True: a plain file; its length and the seconds since the start of 1970 at which it was written
+    /// last. Either may be null; with both null the file itself is mostly not looked at. False, with
+    /// nothing stored: ask GetType and a File. So it is for links, folders, virtual file systems, what
+    /// may not be looked at, and on Windows, where each file has to be read to know that it is no link.
+    bool GetFoundFile(Name const & name, unsigned long long * length, int * modificationTime) const;
     /// The names, one a line.
     virtual MuErrCode PrintContent(Mu::OChannel & channel) const;
 

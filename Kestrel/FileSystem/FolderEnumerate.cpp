@@ -3,6 +3,8 @@
 #include <Kestrel/FileSystem/EntryEnumerator.h>
 #include <Kestrel/FileSystem/FileSystem.h>
 #include <Kestrel/FileSystem/FolderEntry.h>
+#include <Kestrel/FileSystem/Internal/FileTimes.h>
+#include <Kestrel/FileSystem/Internal/FoundFile.h>
 #include <Kestrel/FileSystem/Internal/Report.h>
 #include <Kestrel/Root/Memory/Memory.h>
 #include <Kestrel/Root/Streams/OChannel.h>
@@ -125,6 +127,25 @@ MuErrCode Folder::Enumerate(ConstCallback callback, void * data) const {
     return EnumerateWith(*this, callback, LinkProcessing::ReportLinks, Everything, data);
 }
 
+bool Folder::GetFoundFile(Name const & name, unsigned long long * length,
+                          int * modificationTime) const {
+    FoundFile const found(*this);
+    if (Mu::IsNull(name))
+        return false;
+    if (length == nullptr && modificationTime == nullptr)
+        return found.IsCertain(name);
+    FindData const * const data = found.Look(name);
+    int time = 0;
+    if (data == nullptr || (modificationTime != nullptr &&
+                            FromFileTime(data->lastWriteTime, &time) != FSEntry::TimeStatus::Done))
+        return false;
+    if (length != nullptr)
+        *length = data->size;
+    if (modificationTime != nullptr)
+        *modificationTime = time;
+    return true;
+}
+
 namespace {
 
 struct EntryCounter {
@@ -143,7 +164,8 @@ struct EntryCounter {
         if (mode == Folder::CountMode::Folders)
             return isFolder;
         EntryType type;
-        return !isFolder && folder.GetType(name, &type) == NoError && type == EntryType::File;
+        return !isFolder && (folder.GetFoundFile(name, nullptr, nullptr) ||
+                             (folder.GetType(name, &type) == NoError && type == EntryType::File));
     }
 };
 

@@ -31,7 +31,21 @@ public:
     bool EntryFound(Name const & name, bool isFolder) override {
         return Note(isFolder ? "entry/" : "entry", name);
     }
-    bool FileFound(Name const & name) override { return Note("file", name); }
+    bool FileFound(Name const & name) override {
+        unsigned long long length = 0;
+        int time = 0;
+        if (GetParent()->GetFoundFile(name, &length, &time)) {
+            IO::File const file(*GetParent(), name);
+            unsigned long long expectedLength = 0;
+            int expected = 0;
+            file.GetDataLength(&expectedLength);
+            file.GetModificationTime(&expected);
+            EXPECT_EQ(length, expectedLength);
+            EXPECT_EQ(time, expected);
+            ++known;
+        }
+        return Note("file", name);
+    }
     bool FolderFound(Name const & name) override { return Note("folder", name); }
     bool LinkFound(Name const & name) override { return Note("link", name); }
     void FolderEntered(Name const & name, Folder const &) override {
@@ -45,6 +59,7 @@ public:
 
     std::vector<std::string> lines;
     std::multiset<std::string> files;
+    std::size_t known = 0; // of these, as plain files
     std::string path;
     std::function<bool(std::string const & line)> answer;
 
@@ -269,6 +284,7 @@ TEST(TreeEnumerator, TakesEachWayThatMeetsNoFolderTwice) {
         Tests::LogCapture const log;
         EXPECT_EQ(diary.Do(), IO::NoError);
         EXPECT_EQ(diary.files, files);
+        EXPECT_EQ(diary.known > 0, IO::GetFileCalls().MarksLinks());
         EXPECT_EQ(CountWarnings(log), warnings);
         EXPECT_EQ(CountFiles(place.GetRoot()), files.size());
         EXPECT_EQ(CountSize(place.GetRoot()), size);

@@ -14,13 +14,13 @@ namespace IO {
 /// as none. Then these two are to be asked.
 class FoundFile {
 public:
-    /// `folder` must be in an enumeration, and what is asked is of the name that it handed out.
     explicit FoundFile(Folder const & folder)
         : entry(dynamic_cast<WinFolderEntry const *>(folder.entry)) {}
 
-    bool IsCertain() const { return entry != nullptr && entry->IsFoundFile(); }
-    bool GetLength(unsigned long long * length) const {
-        return entry != nullptr && entry->GetFoundLength(length);
+    bool IsCertain(Name const & name) const { return entry != nullptr && entry->IsFoundFile(name); }
+    /// Null: not certain.
+    FindData const * Look(Name const & name) const {
+        return entry == nullptr ? nullptr : entry->LookAtFoundFile(name);
     }
 
     /// Before an enumeration of `folder`, which was made for the name; see WinFolderEntry.

@@ -273,18 +273,19 @@ EnumerateStatus WinFolderEntry::Enumerate(EntryEnumerator & enumerator) {
     return TranslateDenial<EnumerateStatus>(search.GetError());
 }
 
-bool WinFolderEntry::IsFoundFile() const {
-    return found != nullptr && found->IsFile() && found->LetsLook() && found->IsFile();
+bool WinFolderEntry::IsFoundFile(Name const & name) const {
+    return found != nullptr && found->IsOf(name) && found->IsFile() && found->LetsLook() &&
+           found->IsFile();
 }
 
-bool WinFolderEntry::GetFoundLength(unsigned long long * length) const {
+FindData const * WinFolderEntry::LookAtFoundFile(Name const & name) const {
     // One that is longer is not legal; each name counts with a separator.
-    if (found == nullptr || path.GetLength() + found->name.GetLength() + 2 > LongestPathText)
-        return false;
+    if (found == nullptr || !found->IsOf(name) ||
+        path.GetLength() + name.GetLength() + 2 > LongestPathText)
+        return nullptr;
     if (!found->IsFile() || !found->search.LookAtEntry() || !found->IsFile())
-        return false;
-    *length = found->search.GetEntry().size;
-    return true;
+        return nullptr;
+    return &found->search.GetEntry();
 }
 
 bool WinFolderEntry::HoldFound(Name const & name, WinFolderEntry & folder) const {

@@ -51,11 +51,11 @@ public:
 
     unsigned int GetDepth() const { return depth; }
 
-    /// While the entry hands out a name: whether that is a plain file, nothing to be followed, which
+    /// Whether the entry hands out this name just now, and whether that is a plain file, nothing to be followed, which
     /// GetType would find too. Costs a look at the first name of an enumeration and none after it.
-    bool IsFoundFile() const;
-    /// The same, and how long the file is, at one look.
-    bool GetFoundLength(unsigned long long * length) const;
+    bool IsFoundFile(Name const & name) const;
+    /// The same, and how long the file is and when it was written last, at one look. Null: neither.
+    FindData const * LookAtFoundFile(Name const & name) const;
     /// While the entry hands out the name of a folder, which `folder` was made for: the next
     /// enumeration of `folder` is of what is in this one under the name, whatever its path leads to.
     /// False: something else, as a link, is there by now.

@@ -42,7 +42,7 @@ public:
     /// link bit; times, size and the other attributes need not be certain. NoMoreFiles behind the
     /// last.
     virtual unsigned int FindNextFile(FindHandle find, FindData * data) = 0;
-    /// Makes attributes and size certain of the entry that an enumeration handed out last into
+    /// Makes attributes, size and time of change certain of the entry that an enumeration handed out last into
     /// `*data`: a look without a path, where the enumeration itself does not report them. Not
     /// recorded.
     virtual unsigned int LookAtFound(FindHandle find, FindData * data) = 0;

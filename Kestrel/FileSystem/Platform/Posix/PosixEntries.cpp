@@ -170,6 +170,7 @@ unsigned int PosixFileCalls::LookAtFound(FindHandle find, FindData * data) {
         return GetLastFileError();
     data->attributes = ToAttributes(info.st_mode);
     data->size = S_ISLNK(info.st_mode) ? std::max<long long>(info.st_size, 1) : info.st_size;
+    data->lastWriteTime = FromSystemTime(info.st_mtim.tv_sec, info.st_mtim.tv_nsec);
     return FileError::None;
 }
 
