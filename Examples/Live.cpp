@@ -1,189 +1,241 @@
-// A process that works and lets itself be looked into: it writes files, has a file system of its own
-// mounted, logs into files, and talks to itself over a connection.
+// A process that works and is worth looking into: it counts its memory, shows orders that come and go,
+// writes files, has a file system of its own mounted, logs into files, and talks with itself over a
+// connection.
 //
-//     live            # until a line is entered
+//     live            # until a line is entered, or the end of the input
 //     live 5          # for so many seconds
+//     live FOLDER     # as the first, with the files in an existing folder, where they stay
 
 #include <Kestrel/Comfort.h>
 #include <Kestrel/Kestrel.h>
 
 #include <atomic>
 #include <cstdlib>
+#include <filesystem>
 #include <iostream>
 #include <map>
 #include <mutex>
+#include <string>
 #include <thread>
 
 namespace {
 
-using namespace IO::IPC;
+using namespace IO;
 
-/// What the process has done, for inspectors.
-class Jobs final : public IO::Reflectable {
+/// Orders by number, and a long list of parts.
+class Orders final : public Reflectable {
 public:
-    Jobs() {
-        StaticEntry * const list = CreateStaticEntry("Jobs");
-        jobs = CreateCustomEntryGroup();
-        AddAttribute(jobs, "rounds", Attribute::UnsignedInteger);
-        AddAttribute(jobs, "bytes", Attribute::UnsignedInteger);
-        Connect(CreateRootEntry(), list);
-        Connect(list, jobs);
-        IO::ReflectionManager::Register(IO::RelativeLocation("Live"), this, true);
-    }
-    ~Jobs() override { IO::ReflectionManager::Unregister(this); }
+    static constexpr unsigned int PartCount = 100000;
 
-    void Count(char const * job, unsigned long long bytes) {
+    Orders() {
+        StaticEntry * const list = CreateStaticEntry("Orders");
+        StaticEntry * const store = CreateStaticEntry("Parts");
+        StaticEntry * const odd = CreateStaticEntry("Odd names");
+        for (CustomEntryGroup ** group : {&orders, &parts, &oddNames})
+            *group = CreateCustomEntryGroup();
+        AddAttribute(orders, "customer", Attribute::String);
+        AddAttribute(orders, "total", Attribute::Real);
+        AddAttribute(orders, "steps", Attribute::UnsignedInteger);
+        AddAttribute(parts, "left", Attribute::UnsignedInteger);
+        AddAttribute(oddNames, "<b>note</b>", Attribute::String);
+        RootEntry * const root = CreateRootEntry();
+        for (auto const & [entry, group] :
+             {std::pair(list, orders), std::pair(store, parts), std::pair(odd, oddNames)}) {
+            Connect(root, entry);
+            Connect(entry, group);
+        }
+        ReflectionManager::Register(RelativeLocation("Live"), this, true);
+    }
+    ~Orders() override { ReflectionManager::Unregister(this); }
+
+    /// One more step of all, now and then a new one, and at last it goes. Returns one that is new, or 0.
+    unsigned int Work() {
+        static char const * const customers[] = {"Ada", "Grace", "Edsger", "Barbara"};
         std::lock_guard const guard(mutex);
-        Done & now = done[job];
-        ++now.rounds;
-        now.bytes += bytes;
+        ++time;
+        bool const isNew = open.size() < 20;
+        if (isNew)
+            open[++last] = {customers[last % 4], 2.5 * last, 0};
+        for (auto & [number, order] : open)
+            order.steps += (number + time) % 3;
+        std::erase_if(open, [](auto const & one) { return one.second.steps > 60; });
+        return isNew ? last : 0;
     }
 
 private:
-    struct Done {
-        unsigned long long rounds = 0;
-        unsigned long long bytes = 0;
+    struct Order {
+        Mu::UniString customer;
+        double total;
+        unsigned int steps;
     };
+    // Who shows them must not take them for anything but text.
+    static constexpr char const * names[] = {"<script>document.title='taken'</script>",
+                                             "\"><img src=x onerror=alert(1)>",
+                                             "&amp; </script>",
+                                             "two\nlines",
+                                             "\x1b[31mred",
+                                             "__proto__"};
 
-    bool GetEntries(CustomEntryGroup const *, Mu::Array<Entry const *> const &,
-                    Mu::Array<IO::Name> const &, Mu::Array<IO::Name> *,
-                    Mu::Array<IO::Name> * files) const override {
+    bool GetEntries(CustomEntryGroup const * group, Mu::Array<Entry const *> const &,
+                    Mu::Array<Name> const &, Mu::Array<Name> *,
+                    Mu::Array<Name> * files) const override {
         std::lock_guard const guard(mutex);
-        for (auto const & [job, work] : done)
-            files->Push(IO::Name(job));
+        if (group == orders)
+            for (auto const & [number, order] : open)
+                files->Push(ToName(number));
+        if (group == parts)
+            for (unsigned int i = 0; i < PartCount; ++i)
+                files->Push(ToName(i));
+        if (group == oddNames)
+            for (char const * const name : names)
+                files->Push(Name(name));
         return true;
     }
-    bool GetEntryAttributeValues(CustomEntryGroup const *, IO::Name const & name,
-                                 Mu::Array<Entry const *> const &, Mu::Array<IO::Name> const &,
+    bool GetEntryAttributeValues(CustomEntryGroup const * group, Name const & name,
+                                 Mu::Array<Entry const *> const &, Mu::Array<Name> const &,
                                  Mu::Array<AttributeValue> * values) const override {
         std::lock_guard const guard(mutex);
-        auto const found = done.find(Mu::ToUtf8(name));
-        if (found == done.end())
+        if (group == oddNames)
+            values->Push(name.ToString());
+        if (group == parts)
+            values->Push(ToULong(name) * 7919 % 1000);
+        if (group != orders)
+            return true;
+        auto const found = open.find(ToULong(name));
+        if (found == open.end())
             return false;
-        values->Push(found->second.rounds);
-        values->Push(found->second.bytes);
+        values->Push(found->second.customer);
+        values->Push(found->second.total);
+        values->Push(found->second.steps);
         return true;
     }
 
-    CustomEntryGroup * jobs;
+    CustomEntryGroup * orders;
+    CustomEntryGroup * parts;
+    CustomEntryGroup * oddNames;
     mutable std::mutex mutex;
-    std::map<std::string, Done> done;
+    std::map<unsigned int, Order> open;
+    unsigned int last = 0;
+    unsigned int time = 0;
 };
 
-/// Sends back what it is sent.
-class Echo final : public Service {
+/// Takes what comes, but is always some messages behind, so that there is something in the queue.
+class Counter final : public IPC::Service {
 public:
-    void SeparatorArrived(Connection & connection) override {
-        EndPoint::InputSeparatorGuard const guard(connection);
-        Mu::String text;
-        if (connection.GetIChannel().Read(text) == IO::NoError)
-            connection.GetOChannel().Write(text);
-        connection.GetOChannel().WriteSeparator();
+    void SeparatorArrived(IPC::Connection & connection) override {
+        while (connection.GetISeparatorCount() > 3)
+            IPC::EndPoint::InputSeparatorGuard const guard(connection);
     }
 };
 
-/// All that is done over and over, on one thread.
-class Work {
-public:
-    explicit Work(IO::Location const & place) : place(place), log(place / "logs", 8, 1, 10) {
-        Mu::logger.SetOutput(&log, &log);
-        isReady = IO::fileSystem.Mount(inside, place / "inside") == IO::NoError;
+/// The server with the service that kestrel asks, and a client of it in the same process.
+struct Talk {
+    Counter counter;
+    IPC::Server server;
+    IPC::Client client;
+
+    Talk() {
         server.SetLoopbackOnly(true);
-        server.RegisterService(IO::Location("Echo"), &echo);
-        Setup const & setup = Setup::Instance();
-        isReady &= server.Start(setup.GetPortBegin(), setup.GetPortEnd()) == IO::NoError;
-        isReady &= client.Connect(IO::Location(Mu::UniString::Printf(
-                       "ipc://localhost:%lu/Echo", server.GetPort()))) == IO::NoError;
+        server.RegisterService(Location("Counter"), &counter);
+        server.RegisterService(Location("Processes"),
+                               IPC::ProcessInfoProvider::Instance().GetService());
+        IPC::Setup const & setup = IPC::Setup::Instance();
+        if (server.Start(setup.GetPortBegin(), setup.GetPortEnd()) != NoError)
+            std::cerr << "no port is free\n";
+        else
+            static_cast<void>(client.Connect(Location(Mu::UniString::Printf(
+                "ipc://localhost:%lu/Counter", static_cast<unsigned long>(server.GetPort())))));
     }
-    ~Work() {
-        Mu::logger.SetOutput(nullptr, nullptr);
-        static_cast<void>(IO::fileSystem.Unmount(inside)); // it is mounted, or never was
-    }
-
-    bool IsReady() const { return isReady; }
-
-    void Do(unsigned int round) {
-        std::string const number = std::to_string(round % 50);
-        std::string const text(100 * (round % 50 + 1), 'x');
-        if (IO::WriteAll(place / ("file " + number), text) == IO::NoError)
-            jobs.Count("files", text.size());
-        IO::Folder mounted(place / "inside");
-        if (round < 50 && mounted.CreateFolder(IO::Name("folder " + number)) == IO::NoError)
-            jobs.Count("folders", 0);
-        for (int pass = 0; pass < 10; ++pass)
-            CommunicatorPool::Instance().Process();
-        if (client.GetConnectState() != Client::Connected)
+    void Say(unsigned int number) {
+        if (client.GetConnectState() != IPC::Client::Connected)
             return;
-        client.GetOChannel().Write(Mu::String("how is it going?"));
+        client.GetOChannel().Write(number);
         client.GetOChannel().WriteSeparator();
-        if (client.WaitNextSeparator(5.0) != IO::NoError)
-            return;
-        EndPoint::InputSeparatorGuard const guard(client);
-        Mu::String answer;
-        if (client.GetIChannel().Read(answer) == IO::NoError)
-            jobs.Count("messages", answer.GetLength());
     }
-
-private:
-    IO::Location const place;
-    IO::FileLogOutput log;
-    Jobs jobs;
-    IO::MemoryVFS inside;
-    Echo echo;
-    Server server;
-    Client client;
-    bool isReady = false;
 };
 
-int Run(IO::Location const & place, double seconds) {
-    if (IO::fileSystem.CreateFolder(place) != IO::NoError)
-        return 1;
-    std::atomic<bool> isOver = false;
-    Work work(place);
-    if (!work.IsReady())
-        return 1;
-    unsigned short const port = IO::ReflectionService::GetPort();
-    std::cout << "\nThis process works, and can be looked into from another terminal:\n\n"
-              << "    kestrel inspect " << port << "\n"
-              << "    kestrel inspect --web " << port << "\n\n"
-              << (seconds > 0 ? "It ends by itself.\n" : "Enter a line to end it.\n") << std::flush;
-    std::thread input;
-    if (seconds <= 0)
-        input = std::thread([&isOver] {
-            std::string line;
-            std::getline(std::cin, line);
-            isOver = true;
-        });
-    Mu::Clock & clock = Mu::GetClock();
-    unsigned long long const begin = clock.GetMonotonicMicroseconds();
-    for (unsigned int round = 0; !isOver; ++round) {
-        work.Do(round);
-        Mu::clockManager.Sleep(0.1);
-        auto const passed = static_cast<double>(clock.GetMonotonicMicroseconds() - begin);
-        isOver = isOver || (seconds > 0 && passed > seconds * 1e6);
+void Work(Location const & folder, std::atomic<bool> const & isOver) {
+    Orders orders;
+    Talk talk;
+    MemoryVFS inside;
+    Location const place = folder / "inside";
+    bool const isMounted = fileSystem.Mount(inside, place) == NoError;
+    for (char const * const name : {"drawer", "shelf"})
+        if (isMounted && Folder(place).CreateFolder(name) != NoError)
+            std::cerr << "nothing can be created inside\n";
+    for (unsigned int turn = 0; !isOver; ++turn) {
+        if (unsigned int const order = orders.Work(); order != 0) {
+            std::string const bill = "order " + std::to_string(order % 50);
+            if (WriteAll(folder / bill, std::string(order % 50 + 1, '*')) != NoError)
+                std::cerr << bill << " cannot be written\n";
+        }
+        talk.Say(turn);
+        if (turn % 16 == 0) {
+            Mu::Log(Mu::LogSeverity::Info, "Live", "turn % of the work", turn);
+            Mu::logger.Flush(); // who watches need not wait for a full block
+        }
+        IPC::CommunicatorPool::Instance().Process();
+        Mu::clockManager.Sleep(0.05);
     }
-    if (input.joinable())
-        input.join();
-    return 0;
+    if (isMounted && fileSystem.Unmount(inside) != NoError)
+        std::cerr << "somebody else unmounted it\n";
+}
+
+/// Without seconds, until a line is entered.
+void Run(Location const & folder, double seconds) {
+    FTM::FileTypeManager types("the live process");
+    FTM::LoadFTMDefaults(&types);
+    FileLogOutput log(folder, 64, 8, 20);
+    Mu::logger.SetOutputLevel(Mu::LogSeverity::Info);
+    Mu::logger.SetOutput(&log, &log);
+    std::atomic<bool> isOver = false;
+    std::thread worker([&] { Work(folder, isOver); });
+    Mu::UniString path;
+    bool const hasPath = folder.ToPath(&path) == NoError;
+    unsigned short const port = ReflectionService::GetPort();
+    std::cout << "\nThis process works, and can be looked into from another terminal:\n\n"
+              << "    kestrel inspect " << port << "\n    kestrel inspect --web ";
+    if (hasPath)
+        std::cout << "--logs '" << ToNativePath(path).string() << "' ";
+    std::cout << port << "\n\n"
+              << (seconds > 0 ? "It ends by itself." : "Enter a line to end it.") << std::endl;
+    if (seconds > 0)
+        Mu::clockManager.Sleep(seconds);
+    else
+        std::cin.get();
+    isOver = true;
+    worker.join();
+    Mu::logger.SetOutput(nullptr, nullptr);
 }
 
 } // namespace
 
 int main(int argc, char ** argv) {
-    IO::ReflectionService::SetLoopbackOnly(true); // who is not on this machine stays out
-    if (!AllocationTree::Start() || IO::Init(true, "the live demonstration") != 0)
+    std::string const argument = argc > 1 ? argv[1] : "";
+    bool const isTime = argument.find_first_not_of("0123456789.") == argument.npos;
+    ReflectionService::SetLoopbackOnly(true); // who is not on this machine stays out
+    // The blocks are counted before there is a second thread.
+    if (!AllocationTree::Start() || Init(true, "the live process") != NoError)
         return 1;
-    IO::Location place;
-    int result = 1;
-    if (IO::ReflectionService::GetPort() == 0)
-        std::cerr << "no port is free\n";
-    else if (IO::fileSystem.GetSpecialLocation(IO::SpecLocId::TemporaryFolder, &place) ==
-             IO::NoError) {
-        place /= "kestrel-live-" + std::to_string(Mu::Process::GetCurrentProcessId());
-        result = Run(place, argc > 1 ? std::atof(argv[1]) : 0);
-        static_cast<void>(IO::fileSystem.Delete(place, IO::DataSafety::IgnoreProtection,
-                                                IO::AccessDeniedTreatment::Fail));
+    Location folder;
+    MuErrCode status = NoError;
+    if (!isTime)
+        folder = Location(std::filesystem::absolute(argument));
+    else if ((status = fileSystem.GetSpecialLocation(SpecLocId::TemporaryFolder, &folder)) ==
+             NoError) {
+        folder /= "kestrel-live-" + std::to_string(Mu::Process::GetCurrentProcessId());
+        status = fileSystem.CreateFolder(folder);
     }
-    IO::End();
-    return result;
+    bool const isOwnFolder = isTime && status == NoError;
+    if (status == NoError && ReflectionService::GetPort() == 0) {
+        std::cerr << "no port is free\n";
+        status = Error;
+    }
+    if (status == NoError)
+        Run(folder, isTime ? std::atof(argument.c_str()) : 0);
+    if (isOwnFolder)
+        static_cast<void>(
+            fileSystem.Delete(folder, DataSafety::IgnoreProtection, AccessDeniedTreatment::Fail));
+    End();
+    return status == NoError ? 0 : 1;
 }

@@ -35,11 +35,12 @@ def run(*arguments):
 
 
 @contextlib.contextmanager
-def workshop(folder):
-    process = subprocess.Popen([os.path.join(BUILD, 'workshop'), folder], stdin=subprocess.PIPE,
+def live_process(folder):
+    process = subprocess.Popen([os.path.join(BUILD, 'live'), folder], stdin=subprocess.PIPE,
                                stdout=subprocess.PIPE, text=True)
     try:
-        yield process.stdout.readline().split()[-1], process
+        command = next(line for line in process.stdout if '--web' in line)
+        yield command.split()[-1], process
     finally:
         process.stdin.close()
         process.wait(60)
@@ -92,20 +93,20 @@ def check_table(page, port, is_live):
 
 
 def check_odd_names(page, port):
-    go_to(page, ['Workshop', 'Odd names'])
-    odd = level(port, 'Workshop', 'Odd names')
+    go_to(page, ['Live', 'Odd names'])
+    odd = level(port, 'Live', 'Odd names')
     page.wait(f"document.querySelectorAll('.rows .row').length === {len(odd['children'])}")
     names = [row[0] for row in read_table(page)]
     check(names == [one['name'].replace('\n', '\\u000a').replace('\x1b', '\\u001b') for one in odd['children']], names)
     check(page.eval("document.querySelectorAll('main script, main img, main b').length") == 0, 'a name became an element')
-    check('workshop' in page.eval('document.title'), 'a name ran as a script')
+    check('live process' in page.eval('document.title'), 'a name ran as a script')
     page.click('.rows .row', 0)
     page.wait("document.querySelector('.content').textContent.includes('<script>')")
 
 
 def check_many(page, port):
     start = time.monotonic()
-    go_to(page, ['Workshop', 'Parts'])
+    go_to(page, ['Live', 'Parts'])
     page.wait("document.querySelectorAll('.rows .row').length > 10", 90)
     print(f'  the first rows of 100,000: {time.monotonic() - start:.1f} s')
     page.wait("document.querySelector('.counter').textContent.startsWith('100,000 rows')", 120)
@@ -181,7 +182,7 @@ def check_pictures(page, port, is_live):
     page.click('#view-addresses .facts button')  # the root of all
     page.wait("document.querySelectorAll('#view-addresses .crumbs button').length === 2")
     shown = {row[0] for row in facts(page, 'addresses')}
-    check({'C:', 'MuRoot', 'Workshop'} <= shown & names and len(shown ^ names) < 5, f'{shown}, {names} in the process')
+    check({'C:', 'MuRoot', 'Live'} <= shown & names and len(shown ^ names) < 5, f'{shown}, {names} in the process')
     page.eval("(() => { const box = document.querySelector('#view-addresses input'); box.value = 'localhost'; box.dispatchEvent(new Event('input')); })()")
     check(facts(page, 'addresses')[0][0] == 'localhost', 'the search finds nothing')
     page.click('#view-addresses .facts button')
@@ -216,7 +217,7 @@ def check_pictures(page, port, is_live):
 
 
 def check_refresh(page):
-    go_to(page, ['Workshop', 'Orders'])
+    go_to(page, ['Live', 'Orders'])
     page.wait("document.querySelectorAll('.rows .changed').length > 0")
     page.click('#pause')
     page.wait("document.getElementById('state').textContent === 'paused'")
@@ -325,7 +326,7 @@ def take_shots(page, url, name):
             page.open(url + '#' + view, width, height, scheme)
             page.wait(f"document.querySelector('#view-{view} .sum')?.textContent || document.querySelectorAll('.rows .row').length")
             if view == 'browse':
-                go_to(page, ['Workshop', 'Orders'])
+                go_to(page, ['Live', 'Orders'])
             time.sleep(2.5)
             page.screenshot(os.path.join(SHOTS, f'{name}-{view}-{width}-{scheme}.png'))
 
@@ -333,7 +334,7 @@ def take_shots(page, url, name):
 def main():
     page = Browser()
     try:
-        with tempfile.TemporaryDirectory() as folder, workshop(folder) as (port, process):
+        with tempfile.TemporaryDirectory() as folder, live_process(folder) as (port, process):
             with served(port, '--logs', folder) as url:
                 print('the live page')
                 page.open(url)

@@ -244,7 +244,8 @@ Json InspectedProcess::Walk(Json const & path, unsigned int most, unsigned int l
         List(here.location, &level);
         if (level.names.IsEmpty())
             continue;
-        Json const columnsHere = ReadColumns(here.location);
+        bool const isKnown = isFlat && !columns.empty(); // things of one kind, all of them
+        Json const columnsHere = isKnown ? columns : ReadColumns(here.location);
         if (columns.empty())
             columns = columnsHere;
         unsigned int const room = most - static_cast<unsigned int>(nodes.size());

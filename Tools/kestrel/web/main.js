@@ -40,7 +40,8 @@ async function refresh() {
   } finally {
     --readings;
   }
-  // A level that takes long is not read all the time.
+  // A level that takes long is not read all the time. Of two readings at a time, one goes on.
+  clearTimeout(timer);
   if (!isPaused) timer = setTimeout(refresh, Math.max(ShortestPause, 5 * (performance.now() - start)));
 }
 
