@@ -73,6 +73,11 @@ Folder::Folder(Folder & folder, Name const & name, OnNotFound onNotFound)
     ConnectOrCreate(onNotFound, &folder);
 }
 
+Folder::Folder(Folder const & folder, Name const & name, Found) : location(folder.location, name) {
+    if (!ConnectFound(folder, name))
+        ConnectOrCreate(OnNotFound::Report, nullptr);
+}
+
 MuErrCode Folder::New(Folder ** folder, Location const & location, OnNotFound onNotFound) {
     return MakeHealthy(folder, location, onNotFound);
 }
@@ -108,6 +113,16 @@ MuErrCode Folder::Connect() {
     if (connected != NoError)
         entry = nullptr; // whatever a file system left there is not ours to give back
     return GetConnectionStatus(kind, connected);
+}
+
+bool Folder::ConnectFound(Folder const & folder, Name const & name) {
+    auto const * const above = dynamic_cast<WinFolderEntry const *>(folder.entry);
+    if (above == nullptr || location.GetStatus() != NoError)
+        return false;
+    entry = above->ConnectFound(name);
+    if (entry != nullptr)
+        status = NoError;
+    return entry != nullptr;
 }
 
 MuErrCode Folder::CreateInParent(Folder * parent) {

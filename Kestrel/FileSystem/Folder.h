@@ -203,6 +203,12 @@ public:
     /// What the connection at construction gave; it never changes.
     MuErrCode GetStatus() const { return status; }
 
+protected:
+    /// For who walks: the folder whose name `folder` hands out just now, without a look at its path,
+    /// which may be longer than the system takes one.
+    struct Found {};
+    Folder(Folder const & folder, Name const & name, Found);
+
 private:
     friend class File;
     friend class FoundFile;
@@ -210,6 +216,7 @@ private:
     friend KESTREL_API void Append(Mu::FastLogger::LogComposer & composer, Folder const & folder);
 
     MuErrCode Connect();
+    bool ConnectFound(Folder const & folder, Name const & name);
     void ConnectOrCreate(OnNotFound onNotFound, Folder * parent);
     MuErrCode CreateInParent(Folder * parent);
     bool IsSameFileSystem(Folder const & other) const;

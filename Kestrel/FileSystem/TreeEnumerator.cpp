@@ -14,7 +14,7 @@ namespace IO {
 class TreeEnumerator::Level final : public Folder {
 public:
     Level(TreeEnumerator const & walk, Name const & name)
-        : Folder(*walk.parent, name), walk(walk), above(*walk.parent) {}
+        : Folder(*walk.parent, name, Found()), walk(walk), above(*walk.parent) {}
 
     /// Null for the folder that the walk starts with.
     static Folder const * GetAbove(Folder const & folder, TreeEnumerator const & walk) {

@@ -84,6 +84,8 @@ public:
     explicit FolderSearch(EntryPath folder) : folder(folder, FolderUse::List) { Start(); }
     /// Takes over a folder that was opened for listing.
     explicit FolderSearch(FindHandle opened) : folder(opened) { Start(); }
+    /// Of a folder that could not be opened.
+    explicit FolderSearch(unsigned int error) : folder(FindHandle()), error(error) {}
     FolderSearch(FolderSearch const &) = delete;
     FolderSearch & operator=(FolderSearch const &) = delete;
 

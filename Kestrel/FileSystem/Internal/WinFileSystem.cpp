@@ -2,7 +2,9 @@
 
 #include <Kestrel/FileSystem/Internal/Drives.h>
 #include <Kestrel/FileSystem/Internal/SpecialLocations.h>
+#include <Kestrel/FileSystem/Internal/Start.h>
 #include <Kestrel/Root/Memory/Memory.h>
+#include <Kestrel/Root/Threads/Lock.h>
 
 namespace IO {
 
@@ -101,10 +103,15 @@ ConnectStatus WinFileSystem::Connect(Location * location, FolderEntry ** entry) 
         return status;
     if (type == PathType::File)
         return ConnectStatus::NotAFolder;
-    WinFolderEntry * const folder = folderEntries.Take();
-    folder->Set(path, location->GetLocalLength());
-    *entry = folder;
+    *entry = TakeFolder(path, location->GetLocalLength());
     return ConnectStatus::Connected;
+}
+
+WinFolderEntry * WinFileSystem::TakeFolder(Mu::UniString & path, unsigned int depth) {
+    Mu::LockGuard const guard(GetFileSystemLock());
+    WinFolderEntry * const folder = folderEntries.Take();
+    folder->Set(path, depth);
+    return folder;
 }
 
 void WinFileSystem::Disconnect(FolderEntry * entry) {

@@ -34,6 +34,9 @@ public:
     /// Whether only files with the extension "lnk" count as links.
     bool RestrictsLinks() const { return restrictLinkExtensions; }
 
+    /// A folder of whose being there the caller is certain. Takes the path over.
+    WinFolderEntry * TakeFolder(Mu::UniString & path, unsigned int depth);
+
 private:
     enum class ResolveStatus : unsigned char {
         Done = 0,

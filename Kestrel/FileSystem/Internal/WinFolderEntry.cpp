@@ -78,6 +78,10 @@ struct WinFolderEntry::Found {
         constexpr unsigned int others = FileAttribute::Folder | FileAttribute::Link;
         return marksLinks && (search.GetEntry().attributes & others) == 0 && name.IsLegal();
     }
+    bool IsFolder() const {
+        constexpr unsigned int kinds = FileAttribute::Folder | FileAttribute::Link;
+        return (search.GetEntry().attributes & kinds) == FileAttribute::Folder;
+    }
     bool IsOf(Name const & other) const {
         return search.HasEntry() && PathText(other.ToString()) == search.GetEntry().GetName();
     }
@@ -103,12 +107,17 @@ void WinFolderEntry::Release() noexcept {
     if (held != nullptr)
         GetFileCalls().FindClose(held);
     held = nullptr;
+    heldError = FileError::None;
     LetGo();
 }
 
 FolderSearch WinFolderEntry::StartSearch() {
     FindHandle const opened = held;
     held = nullptr;
+    unsigned int const error = std::exchange(heldError, 0u);
+    // The path may be one that the system does not take.
+    if (IsOnLinux && error != FileError::None)
+        return FolderSearch(error);
     return opened != nullptr ? FolderSearch(opened) : FolderSearch(path);
 }
 
@@ -245,6 +254,11 @@ FolderEntry::DeleteStatus WinFolderEntry::Delete(Name const & name, bool force) 
 FolderEntry::GetTypeStatus WinFolderEntry::GetType(Name const & name, EntryType * type) {
     if (depth != 0 && !name.IsLegal())
         return GetTypeStatus::Other;
+    // What is being handed out is looked at in its folder, whatever length its path has.
+    if (LookAtFoundFile(name) != nullptr) {
+        *type = EntryType::File;
+        return GetTypeStatus::Done;
+    }
     PathBuffer target;
     PathLook const look = LookAtPath(PathOf(name), owner.RestrictsLinks(), &target.text);
     switch (look.type) {
@@ -279,24 +293,26 @@ bool WinFolderEntry::IsFoundFile(Name const & name) const {
 }
 
 FindData const * WinFolderEntry::LookAtFoundFile(Name const & name) const {
-    // One that is longer is not legal; each name counts with a separator.
-    if (found == nullptr || !found->IsOf(name) ||
-        path.GetLength() + name.GetLength() + 2 > LongestPathText)
-        return nullptr;
-    if (!found->IsFile() || !found->search.LookAtEntry() || !found->IsFile())
+    if (found == nullptr || !found->IsOf(name) || !found->IsFile() ||
+        !found->search.LookAtEntry() || !found->IsFile())
         return nullptr;
     return &found->search.GetEntry();
 }
 
+WinFolderEntry * WinFolderEntry::ConnectFound(Name const & name) const {
+    if (!IsOnLinux || found == nullptr || !found->IsOf(name) || !found->IsFolder())
+        return nullptr;
+    Mu::UniString below = PathOf(name);
+    return owner.TakeFolder(below, depth + 1);
+}
+
 bool WinFolderEntry::HoldFound(Name const & name, WinFolderEntry & folder) const {
-    constexpr unsigned int kind = FileAttribute::Folder | FileAttribute::Link;
-    if (found == nullptr || !found->IsOf(name) ||
-        (found->search.GetEntry().attributes & kind) != FileAttribute::Folder)
+    if (found == nullptr || !found->IsOf(name) || !found->IsFolder())
         return true;
-    unsigned int const error =
+    folder.heldError =
         OpenIn(found->search.GetFolder(), name, folder, FolderUse::List, &folder.held);
     // A folder that may not be listed is reported so by its enumeration.
-    return error != FileError::Directory && error != FileError::FileNotFound;
+    return folder.heldError != FileError::Directory && folder.heldError != FileError::FileNotFound;
 }
 
 // Where entries are reached other than by their paths; null where they are not.

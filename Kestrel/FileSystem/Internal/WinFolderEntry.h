@@ -56,6 +56,10 @@ public:
     bool IsFoundFile(Name const & name) const;
     /// The same, and how long the file is and when it was written last, at one look. Null: neither.
     FindData const * LookAtFoundFile(Name const & name) const;
+    /// While the entry hands out the name of a folder: that folder, to be given back as one that was
+    /// connected to; null for what must be connected to by its path. Where a path may not be longer
+    /// than a location, that is everything.
+    WinFolderEntry * ConnectFound(Name const & name) const;
     /// While the entry hands out the name of a folder, which `folder` was made for: the next
     /// enumeration of `folder` is of what is in this one under the name, whatever its path leads to.
     /// False: something else, as a link, is there by now.
@@ -98,9 +102,10 @@ private:
     FolderSearch StartSearch();
 
     WinFileSystem & owner;
-    Found * found = nullptr;   // null unless a name is being handed out
-    FindHandle held = nullptr; // opened for the next enumeration
-    FindHandle kept = nullptr; // what the entry stands for instead of its path
+    Found * found = nullptr;    // null unless a name is being handed out
+    FindHandle held = nullptr;  // opened for the next enumeration
+    unsigned int heldError = 0; // why it could not be
+    FindHandle kept = nullptr;  // what the entry stands for instead of its path
     Mu::UniString path;
     unsigned int depth = 0;
 };

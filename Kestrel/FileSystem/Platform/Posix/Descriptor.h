@@ -21,6 +21,9 @@ public:
         return released;
     }
 
+    /// Takes one where there is none.
+    void Take(int opened) { descriptor = opened; }
+
 private:
     int descriptor;
 };

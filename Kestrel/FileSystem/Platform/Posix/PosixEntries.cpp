@@ -1,10 +1,9 @@
-#include <Kestrel/FileSystem/Platform/Posix/FolderReader.h>
+#include <Kestrel/FileSystem/Platform/Posix/OpenedFolder.h>
 #include <Kestrel/FileSystem/Platform/Posix/PosixFileCalls.h>
 #include <Kestrel/FileSystem/Platform/Posix/Times.h>
 #include <Kestrel/Root/Memory/Memory.h>
 
 #include <algorithm>
-#include <cstdint>
 #include <fcntl.h>
 #include <sys/stat.h>
 
@@ -35,24 +34,16 @@ bool SetName(std::string_view name, FindData * data) {
     return fits;
 }
 
-// A folder that is held open is its descriptor, marked by the lowest bit, or a search.
-FindHandle MakeBase(int descriptor) {
-    return reinterpret_cast<FindHandle>(static_cast<std::uintptr_t>(descriptor) << 1 | 1);
+OpenedFolder * ToFolder(FindHandle find) {
+    return static_cast<OpenedFolder *>(find);
 }
-
-bool IsBase(FindHandle find) {
-    return (reinterpret_cast<std::uintptr_t>(find) & 1) != 0;
-}
-
-struct Search : Mu::Allocated {
-    explicit Search(int descriptor) : reader(descriptor) {}
-    FolderReader reader;
-    FolderReader::Entry entry; // handed out last
-};
 
 unsigned int GetNext(Search * search, FindData * data) {
     FolderReader::Entry & entry = search->entry;
-    if (!search->reader.Next(&entry))
+    int const folder = search->Reach();
+    if (folder < 0)
+        return GetLastFileError();
+    if (!search->names.Next(folder, &entry))
         return errno == 0 ? FileError::NoMoreFiles : GetLastFileError();
     data->creationTime = 0;
     data->lastWriteTime = 0;
@@ -61,25 +52,21 @@ unsigned int GetNext(Search * search, FindData * data) {
     return SetName(entry.name, data) ? FileError::None : FileError::NameTooLong;
 }
 
-int GetFolder(FindHandle find) {
-    if (!IsBase(find))
-        return static_cast<Search *>(find)->reader.GetDescriptor();
-    return static_cast<int>(reinterpret_cast<std::uintptr_t>(find) >> 1);
-}
-
 // A folder that may not be listed can still be worked in.
 int OpenForUse(int at, char const * path, FolderUse use) {
     int const more = at != AT_FDCWD ? O_NOFOLLOW : 0;
     return OpenFolder(at, path, use == FolderUse::List ? more : more | O_PATH);
 }
 
-unsigned int StartSearch(int descriptor, FindHandle * find) {
-    void * const block = Mu::NewOperator(sizeof(Search));
+template <typename Folder, typename... Arguments>
+unsigned int Hold(int descriptor, FindHandle * find, Arguments... arguments) {
+    void * const block = Mu::NewOperator(sizeof(Folder));
     if (block == nullptr) {
         Descriptor const closed(descriptor);
         return FileError::NotEnoughMemory;
     }
-    *find = new (block) Search(descriptor);
+    OpenedFolder * const folder = new (block) Folder(descriptor, arguments...);
+    *find = folder;
     return FileError::None;
 }
 
@@ -90,7 +77,9 @@ unsigned int PosixFileCalls::ToNative(EntryPath path, NativeEntry * native) cons
         return drives.ToNative(path.text, &native->path, &native->rootLength);
     bool const isName = !path.text.empty() && path.text != u"." && path.text != u".." &&
                         path.text.find_first_of(u"\\/") == PathText::npos;
-    native->at = GetFolder(path.in);
+    native->at = ToFolder(path.in)->Reach();
+    if (native->at < 0)
+        return GetLastFileError();
     return isName ? AppendNativeName(path.text, &native->path) : FileError::InvalidName;
 }
 
@@ -132,6 +121,8 @@ unsigned int PosixFileCalls::FindFirstFile(PathText path, FindData * data) {
 
 unsigned int PosixFileCalls::OpenFolder(EntryPath folder, FolderUse use, FindHandle * find) {
     *find = nullptr;
+    if (folder.in != nullptr && ToFolder(folder.in)->GetLevel() >= OpenedFolder::MostLevels)
+        return FileError::NameTooLong;
     NativeEntry native;
     int descriptor = -1;
     unsigned int const error = OnEntry(folder, &native, [&](int at, char const * entry) {
@@ -141,32 +132,31 @@ unsigned int PosixFileCalls::OpenFolder(EntryPath folder, FolderUse use, FindHan
         return FileError::PathNotFound; // what is looked into is no last name
     if (error != FileError::None)
         return error == FileError::PathNotFound && errno == ENOTDIR ? FileError::Directory : error;
-    if (use == FolderUse::List)
-        return StartSearch(descriptor, find);
-    *find = MakeBase(descriptor);
-    return FileError::None;
+    return use == FolderUse::List
+               ? Hold<Search>(descriptor, find, ToFolder(folder.in))
+               : Hold<OpenedFolder>(descriptor, find, ToFolder(folder.in), false);
 }
 
 unsigned int PosixFileCalls::GetFolderId(FindHandle find, FolderId * id) {
     struct stat info;
     *id = {};
-    if (::fstat(GetFolder(find), &info) != 0)
+    if (::fstat(ToFolder(find)->Reach(), &info) != 0)
         return GetLastFileError();
     *id = {info.st_dev, info.st_ino};
     return FileError::None;
 }
 
 unsigned int PosixFileCalls::FindNextFile(FindHandle find, FindData * data) {
-    if (IsBase(find))
-        return FileError::AccessDenied;
-    return GetNext(static_cast<Search *>(find), data);
+    OpenedFolder * const folder = ToFolder(find);
+    return folder->IsListed() ? GetNext(static_cast<Search *>(folder), data)
+                              : FileError::AccessDenied;
 }
 
 unsigned int PosixFileCalls::LookAtFound(FindHandle find, FindData * data) {
-    Search const & search = *static_cast<Search *>(find);
+    Search & search = static_cast<Search &>(*ToFolder(find));
     struct stat info;
-    if (::fstatat(search.reader.GetDescriptor(), search.entry.name.data(), &info,
-                  AT_SYMLINK_NOFOLLOW) != 0)
+    int const folder = search.Reach();
+    if (folder < 0 || ::fstatat(folder, search.entry.name.data(), &info, AT_SYMLINK_NOFOLLOW) != 0)
         return GetLastFileError();
     data->attributes = ToAttributes(info.st_mode);
     data->size = S_ISLNK(info.st_mode) ? std::max<long long>(info.st_size, 1) : info.st_size;
@@ -175,10 +165,11 @@ unsigned int PosixFileCalls::LookAtFound(FindHandle find, FindData * data) {
 }
 
 unsigned int PosixFileCalls::FindClose(FindHandle find) {
-    if (IsBase(find))
-        Descriptor const closed(GetFolder(find));
+    OpenedFolder * const folder = ToFolder(find);
+    if (folder->IsListed())
+        delete static_cast<Search *>(folder);
     else
-        delete static_cast<Search *>(find);
+        delete folder;
     return FileError::None;
 }
 

@@ -1,0 +1,97 @@
+#include <Kestrel/FileSystem/NativePath.h>
+#include <Kestrel/FileSystem/TreeEnumerator.h>
+
+#include "Tests/Support/FileSystem/Place.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <random>
+#include <set>
+
+using IO::Folder;
+using IO::Name;
+
+namespace {
+
+namespace fs = std::filesystem;
+
+using Entries = std::set<std::string>;
+
+/// All that a walk meets below the folder, as native paths with the lengths of plain files.
+class Lister : public IO::TreeEnumerator {
+public:
+    using TreeEnumerator::TreeEnumerator;
+    bool EntryFound(Name const & name, bool isFolder) override {
+        if (isFolder)
+            Add(name, "");
+        return true;
+    }
+    bool FileFound(Name const & name) override {
+        unsigned long long length = 0;
+        IO::File const file(*GetParent(), name);
+        Add(name, file.GetDataLength(&length) == IO::NoError ? std::to_string(length) : "?");
+        return true;
+    }
+    bool LinkFound(Name const & name) override {
+        Add(name, "link");
+        return false;
+    }
+
+    Entries found;
+
+private:
+    void Add(Name const & name, std::string const & what) {
+        IO::Location location;
+        EXPECT_EQ(GetParent()->GetLocation(&location), IO::NoError);
+        found.insert(IO::ToNativePath(IO::Location(location, name)).native() + " " + what);
+    }
+};
+
+Entries ListBySystem(fs::path const & top) {
+    std::string const command = "find '" + top.string() +
+                                "' -mindepth 1 \\( -type d -printf '%p \\0' \\) -o "
+                                "\\( -type l -printf '%p link\\0' \\) -o -printf '%p %s\\0'";
+    Entries found;
+    std::FILE * const pipe = ::popen(command.c_str(), "r");
+    std::string entry;
+    for (int c; pipe != nullptr && (c = std::getc(pipe)) != EOF;)
+        if (c != 0)
+            entry += static_cast<char>(c);
+        else
+            found.insert(std::exchange(entry, {}));
+    EXPECT_EQ(::pclose(pipe), 0);
+    return found;
+}
+
+} // namespace
+
+// The folders of this machine, against what its own tool finds. By itself a part of "/usr", drawn;
+// KESTREL_WHOLE_SYSTEM in the environment has all of it.
+TEST(WholeSystem, IsWalkedWithNothingLeftOut) {
+    std::vector<fs::path> tops;
+    for (auto const & entry : fs::directory_iterator("/usr/share"))
+        if (entry.is_directory() && !entry.is_symlink())
+            tops.push_back(entry.path());
+    unsigned int const seed = std::random_device()();
+    SCOPED_TRACE(seed);
+    std::mt19937 random(seed);
+    std::shuffle(tops.begin(), tops.end(), random);
+    tops.resize(std::min<std::size_t>(tops.size(), 10));
+    tops.insert(tops.end(), {"/etc", "/proc/self/net", "/proc/sys/kernel"});
+    if (std::getenv("KESTREL_WHOLE_SYSTEM") != nullptr)
+        tops = {"/etc", "/usr", "/var", "/proc/sys"};
+    for (fs::path const & top : tops) {
+        Entries const before = ListBySystem(top);
+        Folder const folder{IO::Location(top)};
+        Lister lister(folder);
+        MuErrCode const status = lister.Do();
+        if (ListBySystem(top) != before)
+            continue; // somebody is at work there
+        EXPECT_EQ(status, IO::NoError) << top;
+        Entries missing;
+        std::set_symmetric_difference(before.begin(), before.end(), lister.found.begin(),
+                                      lister.found.end(), std::inserter(missing, missing.end()));
+        EXPECT_EQ(missing, Entries()) << top;
+    }
+}
