@@ -3,6 +3,7 @@
 #include "Arguments.h"
 #include "Console.h"
 #include "Inside.h"
+#include "InspectedProcess.h"
 #include "Json.h"
 #include "LineReader.h"
 
@@ -13,6 +14,7 @@
 #include <algorithm>
 #include <charconv>
 #include <iostream>
+#include <stdexcept>
 
 namespace Tool {
 
@@ -188,6 +190,14 @@ std::vector<std::string> InspectShell::Complete(std::string const & word) const 
 int InspectShell::Finish(MuErrCode status, Path const & path) {
     if (status == IO::ErrFolderNotFound || status == IO::ErrFileNotFound)
         return Console::Fail(ToText(path) + ": there is nothing of that name");
+    if (ProcessAddress address; status != IO::NoError && ReadAddress(target, &address))
+        try {
+            InspectedProcess(address, static_cast<unsigned int>(options.timeout * 1000))
+                .GetTarget();
+        } catch (std::runtime_error const & failure) { // which no status says
+            console.Drop();
+            return Console::Fail(target + ": " + failure.what());
+        }
     return console.Finish(status, target + ToText(path));
 }
 

@@ -86,6 +86,7 @@ public:
                 colours[rule.substr(0, equals)] = rule.substr(equals + 1);
         }
     }
+    bool AreShown() const { return isOn; }
     void Show(Listed const & entry, bool isBroken) const {
         std::string const colour = isOn ? Find(entry, isBroken) : std::string();
         if (!colour.empty())
@@ -119,21 +120,35 @@ private:
     std::map<std::string, std::string> colours;
 };
 
-Listed Gather(IO::Location const & location, IO::Name const & name, bool isFolder,
-              Options const & options) {
+/// What the enumeration says of an entry.
+struct Found {
+    IO::Name name;
+    bool isFolder = false;
+    bool isPlainFile = false; // with these two; of others nothing is known
+    unsigned long long size = 0;
+    int modified = 0;
+};
+
+Listed Gather(IO::Location const & location, Found const & found, Options const & options,
+              Colours const & colours) {
     Listed entry;
-    entry.name = name;
-    entry.text = ToText(name);
-    entry.type = isFolder ? IO::EntryType::Folder : IO::EntryType::File;
-    if (!isFolder)
+    entry.name = found.name;
+    entry.text = ToText(found.name);
+    entry.type = found.isFolder ? IO::EntryType::Folder : IO::EntryType::File;
+    if (!found.isFolder && !found.isPlainFile)
         entry.status = IO::fileSystem.GetType(location, &entry.type);
-    LookNatively(location, &entry);
+    if (options.longForm || colours.AreShown())
+        LookNatively(location, &entry);
     if (!options.longForm && options.sort == 0)
         return entry;
     entry.asked = IO::Error;
     if (entry.type == IO::EntryType::Folder)
         entry.asked = IO::Folder(location).GetModificationTime(&entry.modified);
-    else if (entry.type == IO::EntryType::File) {
+    else if (found.isPlainFile) {
+        entry.measured = entry.asked = IO::NoError;
+        entry.size = found.size;
+        entry.modified = found.modified;
+    } else if (entry.type == IO::EntryType::File) {
         IO::File file(location);
         entry.measured = file.GetDataLength(&entry.size);
         entry.asked = file.GetModificationTime(&entry.modified);
@@ -204,26 +219,43 @@ void Sort(std::vector<Listed> & entries, Options const & options) {
         std::reverse(entries.begin(), entries.end());
 }
 
-bool Collect(IO::Folder const &, IO::Name const & name, bool isFolder, void * data) {
-    static_cast<std::vector<IO::FoundEntry> *>(data)->push_back({name, isFolder});
-    return true;
-}
+class Collector {
+public:
+    explicit Collector(Options const & options)
+        : options(options), wantsMore(options.longForm || options.sort != 0) {}
+
+    static bool Collect(IO::Folder const & folder, IO::Name const & name, bool isFolder,
+                        void * data) {
+        Collector & to = *static_cast<Collector *>(data);
+        if (!to.options.all && !name.IsEmpty() && name[0] == '.')
+            return true;
+        Found one{name, isFolder};
+        one.isPlainFile = !isFolder && folder.GetFoundFile(name, to.wantsMore ? &one.size : nullptr,
+                                                           to.wantsMore ? &one.modified : nullptr);
+        to.found.push_back(std::move(one));
+        return true;
+    }
+
+    std::vector<Found> found;
+
+private:
+    Options const & options;
+    bool const wantsMore;
+};
 
 MuErrCode ListFolder(IO::Location const & location, std::string const & path,
                      Options const & options, Colours const & colours) {
-    std::vector<IO::FoundEntry> found;
-    if (MuErrCode const status = IO::Folder(location).Enumerate(Collect, &found);
+    Collector all(options);
+    if (MuErrCode const status = IO::Folder(location).Enumerate(Collector::Collect, &all);
         status != IO::NoError)
         return status;
     MuErrCode result = IO::NoError;
     std::vector<Listed> entries;
-    for (IO::FoundEntry const & entry : found)
-        if (options.all || !ToText(entry.name).starts_with('.')) {
-            entries.push_back(
-                Gather(IO::Location(location, entry.name), entry.name, entry.isFolder, options));
-            if (result == IO::NoError)
-                result = entries.back().status;
-        }
+    for (Found const & found : all.found) {
+        entries.push_back(Gather(IO::Location(location, found.name), found, options, colours));
+        if (result == IO::NoError)
+            result = entries.back().status;
+    }
     Sort(entries, options);
     if (options.recursive)
         Out() << path << ":\n";
@@ -253,9 +285,9 @@ MuErrCode ListOne(std::string const & path, Options const & options, Colours con
         return status;
     if (type == IO::EntryType::Folder)
         return ListFolder(location, path.empty() ? "." : path, options, colours);
-    IO::Name name;
-    location.GetLastLocalName(&name);
-    Listed const entry = Gather(location, name, false, options);
+    Found found;
+    location.GetLastLocalName(&found.name);
+    Listed const entry = Gather(location, found, options, colours);
     ShowListed(location, entry, options, colours);
     return entry.status;
 }

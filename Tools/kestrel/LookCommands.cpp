@@ -208,45 +208,46 @@ public:
             return false;
         return options.days.empty() || (days = Bound::Read(options.days, 1)).has_value();
     }
-    void Meet(IO::Location const & location, std::string const & name, std::string const & path,
+    /// Of an entry in `folder`.
+    void Meet(IO::Folder const & folder, IO::Name const & name, std::string const & path,
               IO::EntryType type) {
         static constexpr char letters[] = {'f', 'd', 'l'};
         if (!options.kind.empty() && options.kind[0] != letters[static_cast<unsigned int>(type)])
             return;
-        if (!options.name.empty() && !Matches(options.name.c_str(), name.c_str()))
+        if (!options.name.empty() && !Matches(options.name.c_str(), ToText(name).c_str()))
             return;
         if (!options.anyCaseName.empty() &&
-            !Matches(Lower(options.anyCaseName).c_str(), Lower(name).c_str()))
+            !Matches(Lower(options.anyCaseName).c_str(), Lower(ToText(name)).c_str()))
             return;
-        if (size && (type != IO::EntryType::File || !HasSize(location)))
+        if (size && (type != IO::EntryType::File || !HasSize(folder, name)))
             return;
-        if (days && !HasAge(location, type))
+        if (days && !HasAge(folder, name, type))
             return;
         Out() << path << "\n";
     }
 
 private:
-    bool HasSize(IO::Location const & location) const {
+    bool HasSize(IO::Folder const & folder, IO::Name const & name) const {
         unsigned long long length = 0;
-        return IO::File(location).GetDataLength(&length) == IO::NoError &&
+        return (folder.GetFoundFile(name, &length, nullptr) ||
+                IO::File(folder, name).GetDataLength(&length) == IO::NoError) &&
                size->Holds((length + size->unit - 1) / size->unit);
     }
-    bool HasAge(IO::Location const & location, IO::EntryType type) const {
+    bool HasAge(IO::Folder const & folder, IO::Name const & name, IO::EntryType type) const {
         int time = 0;
         if (type == IO::EntryType::Link)
             return false; // of which only what it leads to has one
-        MuErrCode const asked = type == IO::EntryType::Folder
-                                    ? IO::Folder(location).GetModificationTime(&time)
-                                    : IO::File(location).GetModificationTime(&time);
+        bool const isKnown =
+            folder.GetFoundFile(name, nullptr, &time) ||
+            (type == IO::EntryType::Folder
+                 ? IO::Folder(folder, name).GetModificationTime(&time)
+                 : IO::File(folder, name).GetModificationTime(&time)) == IO::NoError;
         auto const now = static_cast<long long>(Mu::GetClock().GetWallMilliseconds() / 1000);
-        return asked == IO::NoError &&
+        return isKnown &&
                days->Holds(static_cast<unsigned long long>(std::max(0ll, now - time)) / 86400);
     }
     void Meet(IO::Name const & name, IO::EntryType type) {
-        IO::Location location;
-        if (GetParent()->GetLocation(&location) == IO::NoError &&
-            location.AppendToLocal(name) == IO::NoError)
-            Meet(location, ToText(name), Join(name), type);
+        Meet(*GetParent(), name, Join(name), type);
     }
     std::string Join(IO::Name const & name) const {
         std::string const & folder = above.back();
@@ -340,9 +341,11 @@ int Find(Options const & options, Console & console) {
         Finder finder(folder, path, options);
         if (!finder.Prepare())
             return console.Refuse("a number is wanted, as in +10k and -7"), 2;
+        IO::Location above = location;
         IO::Name name;
-        bool const hasName = location.GetLastLocalName(&name) == IO::NoError;
-        finder.Meet(location, hasName ? ToText(name) : path, path, type);
+        if (above.MoveLastLocalName(&name) != IO::NoError)
+            name = FromUtf8(path); // a root
+        finder.Meet(IO::Folder(above, IO::Folder::OnNotFound::FailQuietly), name, path, type);
         if (type == IO::EntryType::Folder && options.depth != 0)
             status = finder.Do();
         result |= console.Finish(status, path);

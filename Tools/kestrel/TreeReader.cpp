@@ -60,8 +60,9 @@ bool TreeReader::IsLastALink(IO::Name const & name) const {
 }
 
 void TreeReader::AddSize(IO::Name const & name, TreeNode * node) {
-    IO::File const file(*GetParent(), name);
-    MuErrCode const status = file.GetDataLength(&node->size);
+    MuErrCode const status = GetParent()->GetFoundFile(name, &node->size, nullptr)
+                                 ? IO::NoError
+                                 : IO::File(*GetParent(), name).GetDataLength(&node->size);
     if (sizeStatus == IO::NoError)
         sizeStatus = status;
     if (status == IO::NoError)

@@ -101,7 +101,10 @@ public:
         Tool::WatchInterruptions();
         unsigned long long const lost = Mu::logger.GetLostCount();
         std::string const command = app.get_subcommands().front()->get_name();
-        Tool::Console console(verbose, command, worksOnFiles.count(command) != 0);
+        // What the inspector says of a failure is what it finds out itself; a page runs for long.
+        Tool::Console console(verbose, command,
+                              worksOnFiles.count(command) != 0 ||
+                                  (chosen == Tool::Inspect && options.webPort.empty()));
         int result =
             isLaunch ? Tool::LaunchApplication(options, console) : chosen(options, console);
         if (!Tool::Out().Flush())
