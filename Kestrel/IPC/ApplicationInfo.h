@@ -37,9 +37,6 @@ public:
     friend bool operator==(ApplicationInfo const & a, ApplicationInfo const & b) {
         return a.path == b.path;
     }
-    friend bool operator!=(ApplicationInfo const & a, ApplicationInfo const & b) {
-        return a.path != b.path;
-    }
 
 private:
     Mu::String name;

@@ -18,6 +18,7 @@
 
 #include <gtest/gtest.h>
 
+#include <fstream>
 #include <optional>
 #include <set>
 #include <sstream>
