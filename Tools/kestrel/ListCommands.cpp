@@ -372,6 +372,8 @@ int List(Options const & options, Console & console) {
     Colours const colours;
     int result = 0;
     for (std::string const & path : paths) {
+        if (&path != &paths.front())
+            Out() << "\n";
         if (paths.size() > 1 && !options.recursive)
             Out() << path << ":\n";
         result |= console.Finish(ListOne(path, options, colours), path);

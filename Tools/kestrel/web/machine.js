@@ -58,7 +58,10 @@ Kestrel.views.push({
       ...process.servers.map(makeServer))));
     const servers = list.flatMap((process) => process.servers);
     const ends = servers.flatMap((server) => server.communicators ?? []).filter((one) => one.kind === 'client' || one.kind === 'connection');
-    this.sum.textContent = `${count(list.length)} processes, ${count(servers.length)} servers, ${count(servers.flatMap((server) => server.services).length)} services, ${count(ends.length)} ends of connections`;
+    const some = (number, one, many) => `${count(number)} ${number === 1 ? one : many}`;
+    this.sum.textContent = [some(list.length, 'process', 'processes'), some(servers.length, 'server', 'servers'),
+      some(servers.flatMap((server) => server.services).length, 'service', 'services'),
+      some(ends.length, 'end of a connection', 'ends of connections')].join(', ');
     this.empty.hidden = list.length > 0;
     this.connect();
   },
