@@ -167,6 +167,7 @@ public:
     /// last. Either may be null; with both null the file itself is mostly not looked at. False, with
     /// nothing stored: ask GetType and a File. So it is for links, folders, virtual file systems, what
     /// may not be looked at, and on Windows, where each file has to be read to know that it is no link.
+    /// Only for the thread that enumerates, from within its callback.
     bool GetFoundFile(Name const & name, unsigned long long * length, int * modificationTime) const;
     /// The names, one a line.
     virtual MuErrCode PrintContent(Mu::OChannel & channel) const;

@@ -522,7 +522,7 @@ private:
         command->add_flag("-v,--verbose", options.longForm, "Say what is done");
     }
 
-    /// Whose failures are told by path and cause.
+    /// Commands whose failures are shown as a path and a cause.
     static inline std::set<std::string> const worksOnFiles{
         "cat", "cmp",   "count", "cp", "du",   "find", "head",  "ln",  "log",
         "ls",  "mkdir", "mv",    "rm", "stat", "tail", "touch", "tree"};

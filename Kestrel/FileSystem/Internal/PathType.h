@@ -95,7 +95,8 @@ public:
     /// The folder, to reach the entry that was met in it.
     FindHandle GetFolder() const { return folder.Get(); }
     EntryPath GetEntryPath() const { return {folder.Get(), data.GetName()}; }
-    /// Makes attributes, size and time of change of the entry certain; false when it may not be looked at.
+    /// Makes attributes, size and time of change of the entry certain; false when it may not be looked
+    /// at.
     bool LookAtEntry() {
         return GetFileCalls().LookAtFound(folder.Get(), &data) == FileError::None;
     }

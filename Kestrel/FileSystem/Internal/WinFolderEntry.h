@@ -51,8 +51,8 @@ public:
 
     unsigned int GetDepth() const { return depth; }
 
-    /// Whether the entry hands out this name just now, and whether that is a plain file, nothing to be followed, which
-    /// GetType would find too. Costs a look at the first name of an enumeration and none after it.
+    /// Whether the entry hands out this name just now, and whether that is a plain file, nothing to be
+    /// followed, which GetType would find too. Costs a look at the first name of an enumeration and none after it.
     bool IsFoundFile(Name const & name) const;
     /// The same, and how long the file is and when it was written last, at one look. Null: neither.
     FindData const * LookAtFoundFile(Name const & name) const;

@@ -20,7 +20,8 @@ inline constexpr Mu::PlatformSign LegalityPlatform = IsOnLinux ? LinuxSign : Mu:
 inline constexpr unsigned int LongestPathText = IsOnLinux ? 6144 : 260;
 
 /// Makes the validators that the library knows itself: Windows, Mac, and the Mac's second sign, and
-/// behind them, on Linux alone, that of Linux. The library calls it at its start; the questions below do it for who comes before that.
+/// behind them, on Linux alone, that of Linux. The library calls it at its start; the questions
+/// below do it for who comes before that.
 void StartValidators();
 /// At the library's end: nothing is legal on any platform from then on.
 void EndValidators();
