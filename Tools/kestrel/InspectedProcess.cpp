@@ -5,8 +5,11 @@
 #include <Kestrel/Root/Time/Clock.h>
 
 #include <algorithm>
+#include <atomic>
 #include <charconv>
 #include <cmath>
+#include <exception>
+#include <thread>
 
 namespace Tool {
 
@@ -42,6 +45,38 @@ Json ToPageJson(Value const & value) {
                              ? json >= -Exact
                              : !json.is_number_float() || std::isfinite(value.value.real);
     return isExact ? json : Json(ToUtf8(value.ToString()));
+}
+
+constexpr std::size_t MostAtOnce = 8;
+
+// Calls `work` with each number below the count, some at once: most of the time goes by in waiting for
+// answers.
+template <typename Work>
+void DoAtOnce(std::size_t count, Work const & work) {
+    std::atomic<std::size_t> next = 0;
+    std::mutex turn;
+    std::exception_ptr failure;
+    auto const run = [&] {
+        try {
+            for (std::size_t i = next++; i < count; i = next++)
+                work(i);
+        } catch (...) {
+            std::lock_guard const guard(turn);
+            failure = std::current_exception();
+            next = count;
+        }
+    };
+    std::vector<std::thread> threads;
+    try {
+        while (threads.size() + 1 < std::min(MostAtOnce, count))
+            threads.emplace_back(run);
+    } catch (std::exception const &) { // fewer do as well
+    }
+    run();
+    for (std::thread & thread : threads)
+        thread.join();
+    if (failure)
+        std::rethrow_exception(failure);
 }
 
 } // namespace
@@ -224,7 +259,12 @@ Json InspectedProcess::Walk(Json const & path, unsigned int most, unsigned int l
     struct Place {
         RelativeLocation location;
         int index;
-        unsigned int depth;
+    };
+    struct Found {
+        bool isAsked = false;
+        Level level;
+        Json columns = Json::array();
+        Json rows = Json::array();
     };
     most = std::min(most, MostNodes);
     unsigned long long const end = Mu::GetClock().GetMonotonicMicroseconds() + LongestWalk;
@@ -232,33 +272,63 @@ Json InspectedProcess::Walk(Json const & path, unsigned int most, unsigned int l
     Json columns = Json::array();
     Json nodes = Json::array();
     RelativeLocation const top = ToPlace(path);
-    std::deque<Place> ahead{{top, -1, 1}};
-    for (; !ahead.empty(); ahead.pop_front()) {
-        Place const & here = ahead.front();
-        if (here.depth > levels || nodes.size() >= most ||
-            Mu::GetClock().GetMonotonicMicroseconds() > end) {
+    std::vector<Place> places{{top, -1}};
+    for (unsigned int depth = 1; !places.empty(); ++depth) {
+        if (depth > levels || nodes.size() >= most) {
             isWhole = false;
             break;
         }
-        Level level;
-        List(here.location, &level);
-        if (level.names.IsEmpty())
-            continue;
-        bool const isKnown = isFlat && !columns.empty(); // things of one kind, all of them
-        Json const columnsHere = isKnown ? columns : ReadColumns(here.location);
-        if (columns.empty())
-            columns = columnsHere;
-        unsigned int const room = most - static_cast<unsigned int>(nodes.size());
-        isWhole = isWhole && level.names.GetSize() <= room;
-        unsigned int at = 0;
-        for (Json & row : ReadRows(here.location, level, 0, room, !columnsHere.empty())) {
-            if (at < level.folderCount)
-                ahead.push_back({RelativeLocation(isFlat ? top : here.location, level.names[at]),
-                                 static_cast<int>(nodes.size()), here.depth + 1});
-            row.insert(row.begin(), here.index);
-            nodes.push_back(std::move(row));
-            ++at;
+        auto const room = static_cast<unsigned int>(most - nodes.size());
+        std::vector<Found> found(places.size());
+        std::atomic<unsigned long long> known = 0;
+        DoAtOnce(places.size(), [&](std::size_t i) {
+            Found & here = found[i];
+            if (known >= room || Mu::GetClock().GetMonotonicMicroseconds() > end)
+                return;
+            List(places[i].location, &here.level);
+            here.isAsked = true;
+            known += here.level.names.GetSize();
+            if (isFlat || here.level.names.IsEmpty())
+                return;
+            here.columns = ReadColumns(places[i].location);
+            here.rows = ReadRows(places[i].location, here.level, 0, room, !here.columns.empty());
+        });
+        if (isFlat) { // things of one kind, all of them, so that one question does for many
+            Level all;
+            for (Found const & here : found)
+                all.names.Append(here.level.names.GetData(), here.level.names.GetSize());
+            if (columns.empty() && !all.names.IsEmpty())
+                columns = ReadColumns(top);
+            Json rows = ReadRows(top, all, 0, room, !columns.empty());
+            auto row = rows.begin();
+            for (Found & here : found)
+                for (unsigned int at = 0; at < here.level.names.GetSize() && row != rows.end();
+                     ++at) {
+                    (*row)[1] = at < here.level.folderCount;
+                    here.rows.push_back(std::move(*row++));
+                }
         }
+        std::vector<Place> below;
+        for (std::size_t i = 0; i < found.size(); ++i) {
+            Found & here = found[i];
+            isWhole = isWhole && here.isAsked && here.rows.size() == here.level.names.GetSize();
+            if (columns.empty())
+                columns = here.columns;
+            for (unsigned int at = 0; at < here.rows.size(); ++at) {
+                if (nodes.size() >= most) {
+                    isWhole = false;
+                    break;
+                }
+                if (at < here.level.folderCount)
+                    below.push_back(
+                        {RelativeLocation(isFlat ? top : places[i].location, here.level.names[at]),
+                         static_cast<int>(nodes.size())});
+                Json row = std::move(here.rows[at]);
+                row.insert(row.begin(), places[i].index);
+                nodes.push_back(std::move(row));
+            }
+        }
+        places = std::move(below);
     }
     return {{"whole", isWhole}, {"columns", columns}, {"nodes", nodes}};
 }

@@ -97,6 +97,21 @@ function findSaved(path) {
   return level;
 }
 
+// A tree that was saved as its walk becomes levels as well.
+function unfold(index) {
+  const {nodes, columns, whole} = data.levels[index];
+  const makeLevel = () => ({total: 0, columns, rows: [], below: {}, contents: {}});
+  data.levels[index] = makeLevel();
+  const indices = nodes.map((node) => node[2] ? data.levels.push(makeLevel()) - 1 : -1);
+  nodes.forEach(([parent, ...row], i) => {
+    const level = data.levels[parent < 0 ? index : indices[parent]];
+    if (row[1]) level.below[level.rows.length] = indices[i];
+    level.total = level.rows.push(row);
+  });
+  if (!whole) data.levels[index].total = Infinity;
+}
+if (Kestrel.isSaved) data.levels.forEach((level, index) => level?.nodes && unfold(index));
+
 function walkSaved({path, most, levels}) {
   const ahead = [{level: findSaved(path), index: -1, depth: 1}];
   const answer = {whole: true, columns: ahead[0].level.columns, nodes: []};
