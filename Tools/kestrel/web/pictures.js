@@ -221,7 +221,7 @@ Kestrel.views.push({
           pen.fillRect(x, y + h - high, w - gap, high);
         }
         if (w > 70 && one.state !== 'F') {
-          pen.fillStyle = colour('ink');
+          pen.fillStyle = colour(one.used && one.percent > 80 ? 'on-colour' : 'ink');
           pen.fillText(fit(pen, bytes(one.size), w - 10), x + 5, y + 12);
         }
         shapes.push({x, y, w, h, item: one});
