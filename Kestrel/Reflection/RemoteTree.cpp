@@ -44,6 +44,25 @@ MuErrCode ToRaw(RelativeLocation const & place, RelativeLocation * raw) {
     return Checked(place.GetStatus());
 }
 
+// The place to ask for. What is asked for stands in the address tree of the process meanwhile, and what
+// is looked up there is named by its last name alone: with all names above it, a walk down that tree
+// would find its own questions, and below them the next ones, without an end.
+RelativeLocation ToQuestion(RelativeLocation const & raw) {
+    static constexpr char const * Tree[] = {"Kestrel", "AddressTree"};
+    constexpr unsigned int Length = 2;
+    RelativeLocation question;
+    Name name;
+    if (raw.GetLength() <= Length + 1)
+        return raw;
+    for (unsigned int i = 0; i < Length; ++i)
+        if (Checked(raw.GetName(i, &name)) != NoError || name != Name(Tree[i]) ||
+            Checked(question.Append(name)) != NoError)
+            return raw;
+    bool const isAsked = Checked(raw.GetName(raw.GetLength() - 1, &name)) == NoError &&
+                         Checked(question.Append(name)) == NoError;
+    return isAsked ? question : raw;
+}
+
 // One text for each place, however its names are spelt.
 Mu::UniString ToKey(RelativeLocation const & raw) {
     Mu::UniString key;
@@ -204,10 +223,12 @@ void AddEntry(RemoteTree::Level & level, Name const & name, RemoteKind kind) {
 MuErrCode RemoteTree::AskLevel(RelativeLocation const & raw, Level * level) {
     Mu::Array<Name> folders;
     Mu::Array<Name> things;
+    RelativeLocation const place = ToQuestion(raw);
     MuErrCode const status = Ask([&] {
-        MuErrCode const asked = client.GetChildren(raw, &folders, &things);
+        MuErrCode const asked = client.GetChildren(place, &folders, &things);
         bool const isEmpty = folders.IsEmpty() && things.IsEmpty();
-        return asked != NoError || isEmpty ? asked : client.GetAttributes(raw, &level->attributes);
+        return asked != NoError || isEmpty ? asked
+                                           : client.GetAttributes(place, &level->attributes);
     });
     if (status != NoError)
         return status;
@@ -242,7 +263,8 @@ MuErrCode RemoteTree::GetBytes(RelativeLocation const & place, RemoteKind kind, 
     if (kind == RemoteKind::Thing)
         return Get(contents, ToKey(raw), bytes, [&](Bytes * made) {
             Mu::UniString content;
-            MuErrCode const status = Ask([&] { return client.GetContent(raw, &content); });
+            MuErrCode const status =
+                Ask([&] { return client.GetContent(ToQuestion(raw), &content); });
             bool const isNone = std::any_of(std::begin(NoContents), std::end(NoContents),
                                             [&](char const * text) { return content == text; });
             if (!isNone)
@@ -294,7 +316,7 @@ MuErrCode RemoteTree::AskRows(RelativeLocation const & raw, Level const & level,
     if (names.IsEmpty())
         return NoError;
     if (MuErrCode const status =
-            Ask([&] { return client.GetAttributeValues(raw, names, &values); });
+            Ask([&] { return client.GetAttributeValues(ToQuestion(raw), names, &values); });
         status != NoError)
         return status;
     Mu::UniString lines;

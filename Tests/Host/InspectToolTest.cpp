@@ -12,7 +12,9 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <memory>
+#include <sstream>
 #include <thread>
 
 namespace {
@@ -135,8 +137,21 @@ TEST_F(InspectTool, CopiesAndComparesAndLooksRound) {
     EXPECT_TRUE(Has(execute("tree tool%20test 1"), "\"folder\": true,\n      \"children\": []"));
     EXPECT_TRUE(Has(execute("cat tool%20test/file"), "depth: 0"));
     EXPECT_TRUE(Has(execute("watch tool%20test"), "\"mark\": \" \""));
+    EXPECT_TRUE(Has(execute("snapshot inspect-copy"), "\"folder\": \"inspect-copy\""));
+    EXPECT_TRUE(Has(execute("diff inspect-copy"), "\"came\": ["));
+    std::filesystem::remove_all("inspect-copy");
     EXPECT_EQ(RunTool({"inspect", "-e", "ls none", port}).exitCode, 1);
     EXPECT_EQ(RunTool({"inspect", "-e", "none", port}).exitCode, 1);
+}
+
+// What is asked for stands in the address tree, too.
+TEST_F(InspectTool, FindsNoEndOfItsOwnQuestions) {
+    std::istringstream lines(
+        RunTool({"find", "reflect://127.0.0.1:" + port + "/Kestrel/AddressTree"}).out);
+    int count = 0;
+    for (std::string line; std::getline(lines, line); ++count)
+        EXPECT_LT(std::count(line.begin(), line.end(), '/'), 40) << line;
+    EXPECT_GT(count, 10);
 }
 
 TEST_F(InspectTool, SaysWhatFails) {
