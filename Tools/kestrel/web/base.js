@@ -28,7 +28,8 @@ Kestrel.show = (value) => value === null || value === undefined ? ''
   : String(value).replace(/[\u0000-\u001f\u007f-\u009f\u061c\u200e\u200f\u2028-\u202e\u2066-\u2069\ufeff]/g,
     (c) => '\\u' + c.charCodeAt(0).toString(16).padStart(4, '0'));
 
-Kestrel.count = (number) => Number(number).toLocaleString('en');
+const numbers = new Intl.NumberFormat('en');
+Kestrel.count = (number) => numbers.format(Number(number));
 Kestrel.bytes = (number) => {
   const units = ['B', 'KiB', 'MiB', 'GiB', 'TiB'];
   let unit = 0;

@@ -45,12 +45,11 @@ Kestrel.squarify = (items, x, y, w, h) => {
 
 // A tree of the nodes of a walk: {name, values, children, depth, size}; `measure` is a node's own share.
 Kestrel.buildTree = (answer, rootName, measure) => {
-  const root = {name: rootName, path: [], values: [], children: [], depth: 0, isFolder: true, own: 0};
+  const root = {name: rootName, values: [], children: [], depth: 0, isFolder: true, own: 0};
   const all = answer.nodes.map(([parent, name, isFolder, ...values]) => ({name, isFolder, values, parent, children: []}));
   all.forEach((node) => {
     node.above = node.parent < 0 ? root : all[node.parent];
     node.depth = node.above.depth + 1;
-    node.path = node.above.path.concat(node.name);
     node.own = measure(node);
     node.above.children.push(node);
   });
@@ -173,8 +172,8 @@ Kestrel.makeIcicle = ({label, describe, text, onFocus}) => {
       const put = (node, x, w, row) => {
         shapes.push({x, y: row * RowHeight, w, h: RowHeight, item: node});
         const dull = isFound && !isFound.has(node);
-        pen.fillStyle = Kestrel.colour(hue(node) ?? 'c7');
-        pen.globalAlpha = dull ? 0.25 : row < above.length ? 0.55 : 1;
+        pen.fillStyle = Kestrel.colour(node.hue ?? 'c7');
+        pen.globalAlpha = dull ? 0.25 : row < Math.min(above.length, 4) ? 0.55 : 1;
         pen.fillRect(x, row * RowHeight, Math.max(w - 1, 0.5), RowHeight - 1);
         if (w > 24) {
           pen.globalAlpha = dull ? 0.6 : 1;
@@ -201,18 +200,20 @@ Kestrel.makeIcicle = ({label, describe, text, onFocus}) => {
       return shapes;
     },
   });
-  // By the first fork on the way there; what lies above it has the colour of the root.
-  const hue = (node) => {
-    let fork = null;
-    for (; node.above; node = node.above) if (node.above.children.length > 1) fork = node;
-    return fork && 'c' + (1 + fork.above.children.indexOf(fork) % 6);
-  };
   canvas.setTree = (tree) => {
     // The place that was in sight stays, when it is still there.
     let next = tree;
-    for (const name of focus?.path ?? []) next = next?.children.find((child) => child.name === name);
+    const names = [];
+    for (let node = focus; node?.above; node = node.above) names.unshift(node.name);
+    for (const name of names) next = next?.children.find((child) => child.name === name);
     root = tree;
-    for (const node of [root, ...root.all]) node.children.sort((a, b) => b.size - a.size);
+    for (const node of [root, ...root.all]) {
+      node.children.sort((a, b) => b.size - a.size);
+      // By the first fork on the way there; what lies above it has the colour of the root.
+      node.children.forEach((child, i) => {
+        child.hue = node.hue ?? (node.children.length > 1 ? 'c' + (1 + i % 6) : null);
+      });
+    }
     canvas.focusOn(next ?? tree);
   };
   canvas.focusOn = (node) => {

@@ -247,7 +247,7 @@ Kestrel.views.push({
 
 // Trees of names.
 
-function addTreePicture({id, title, path, flat, rootName, text, describe, measures, heads, cells, note}) {
+function addTreePicture({id, title, path, flat, rootName, text, searched, describe, measures, heads, cells, note}) {
   Kestrel.views.push({
     id,
     title,
@@ -280,7 +280,7 @@ function addTreePicture({id, title, path, flat, rootName, text, describe, measur
     },
     find() {
       const wanted = this.search.value.toLowerCase();
-      this.found = wanted ? this.tree.all.filter((node) => describe(node).toLowerCase().includes(wanted)) : null;
+      this.found = wanted ? this.tree.all.filter((node) => searched(node).toLowerCase().includes(wanted)) : null;
       this.canvas.setFound(this.found);
       this.showFocus(this.focus);
     },
@@ -304,6 +304,7 @@ const references = (node) => toNumber(node.values[4]) || 0;
 addTreePicture({
   id: 'addresses', title: 'Addresses', path: ['Kestrel', 'AddressTree'], flat: 1, rootName: 'all addresses',
   text: (node) => node.values.length ? node.values[0] || 'root' : node.name,
+  searched: (node) => node.values[0] || node.name,
   describe: (node) => node.values.length
     ? `${show(node.values[0]) || 'root'}\n${count(references(node))} references here\n${count(node.size)} with what is below` : node.name,
   measures: [['references', 'references', (node) => 1 + references(node)], ['names', 'names', () => 1]],
@@ -314,6 +315,7 @@ addTreePicture({
 addTreePicture({
   id: 'types', title: 'File types', path: ['Kestrel', 'FileTypeManager'], flat: 0, rootName: 'all types',
   text: (node) => node.values[0] || node.name,
+  searched: (node) => `${node.values[0] || node.name} ${node.values[1] ?? ''}`,
   describe: (node) => `${show(node.values[0] || node.name)}\n` + (node.isFolder ? `${count(node.children.length)} in this group` : show(node.values[1] ?? '')),
   measures: [['types', 'types', (node) => node.isFolder ? 0.2 : 1]],
   heads: ['name', 'extensions or members'],
