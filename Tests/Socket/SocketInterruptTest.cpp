@@ -2,6 +2,7 @@
 
 #include <Kestrel/Root/Errors/Exceptions.h>
 #include <Kestrel/Root/Threads/Thread.h>
+#include <Kestrel/Socket/Platform/ForwardingSocketCalls.h>
 #include <Kestrel/Socket/SocketImplFactory.h>
 
 #include "Tests/Socket/Loopback.h"
@@ -173,6 +174,81 @@ TEST(SocketInterrupt, EndsTheOtherWaitAtTheSocketToo) {
         EXPECT_EQ(written, "SocketException: Socket internal error.");
         EXPECT_EQ(counts.interrupted, counts.ended);
     }
+}
+
+// Closes a socket before or behind one of the calls of an operation at it, as another thread may, and
+// opens others at once, which the system likes to give the number that has become free.
+class ClosingCalls : public ForwardingSocketCalls {
+public:
+    enum Moment { BeforeTransfer, BehindTransfer, BeforePoll };
+
+    ClosingCalls(IO::Socket::Socket & victim, Moment moment)
+        : ForwardingSocketCalls(GetSocketCalls()), victim(victim), moment(moment) {
+        SetSocketCalls(this);
+    }
+    ~ClosingCalls() override {
+        SetSocketCalls(&GetBelow());
+        for (SocketHandle const other : others)
+            GetBelow().CloseSocket(other);
+    }
+    unsigned int Send(SocketHandle socket, char const * source, unsigned int count,
+                      unsigned int * sent) override {
+        CloseAt(BeforeTransfer, socket);
+        unsigned int const error = GetBelow().Send(socket, source, count, sent);
+        if (error == WSAError::WouldBlock)
+            CloseAt(BehindTransfer, socket);
+        return error;
+    }
+    unsigned int Recv(SocketHandle socket, char * destination, unsigned int count,
+                      unsigned int * received) override {
+        CloseAt(BeforeTransfer, socket);
+        unsigned int const error = GetBelow().Recv(socket, destination, count, received);
+        CloseAt(BehindTransfer, socket);
+        return error;
+    }
+    unsigned int Poll(PollEntry * entries, unsigned int count, long long microseconds,
+                      unsigned int * ready) override {
+        CloseAt(BeforePoll, entries[0].socket);
+        return GetBelow().Poll(entries, count, microseconds, ready);
+    }
+
+private:
+    void CloseAt(Moment here, SocketHandle used) {
+        if (here != moment)
+            return;
+        victim.Close();
+        for (int i = 0; i < 3; ++i) {
+            others.push_back(NoSocket);
+            GetBelow().Socket(SocketType::Stream, &others.back());
+            EXPECT_NE(others.back(), used) << "still in use";
+        }
+    }
+
+    IO::Socket::Socket & victim;
+    Moment const moment;
+    std::vector<SocketHandle> others;
+};
+
+TEST(SocketInterrupt, ACloseEndsReadsAndWritesWhereverTheyAre) {
+    std::vector<char> const much(1 << 20);
+    for (ClosingCalls::Moment const moment :
+         {ClosingCalls::BeforeTransfer, ClosingCalls::BehindTransfer, ClosingCalls::BeforePoll})
+        for (bool const isRead : {true, false}) {
+            Tests::Connection connection;
+            std::string how;
+            {
+                ClosingCalls const calls(connection.client, moment);
+                how = Tests::Describe([&] {
+                    char byte;
+                    while (!isRead)
+                        connection.client.GetOutputChannel().Write(much.data(), 1 << 20);
+                    connection.client.GetInputChannel().Read(&byte, 1);
+                });
+            }
+            EXPECT_EQ(how.substr(0, how.find(" failed")),
+                      isRead ? "SocketException: Socket read" : "SocketException: Socket write")
+                << moment << how;
+        }
 }
 
 } // namespace

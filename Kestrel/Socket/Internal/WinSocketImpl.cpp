@@ -21,16 +21,16 @@ SocketImpl::AddressReference MakeAddress(SocketAddress const & address) {
         new InternetAddress(bytes[0], bytes[1], bytes[2], bytes[3]));
 }
 
-// An accepted socket, until somebody takes it over.
-class AcceptedSocket {
+// A socket of the system, until somebody takes it over.
+class NewSocket {
 public:
-    AcceptedSocket() = default;
-    ~AcceptedSocket() {
+    NewSocket() = default;
+    ~NewSocket() {
         if (handle != NoSocket)
             GetSocketCalls().CloseSocket(handle);
     }
-    AcceptedSocket(AcceptedSocket const &) = delete;
-    AcceptedSocket & operator=(AcceptedSocket const &) = delete;
+    NewSocket(NewSocket const &) = delete;
+    NewSocket & operator=(NewSocket const &) = delete;
 
     SocketHandle * Get() { return &handle; }
     SocketHandle Release() { return std::exchange(handle, NoSocket); }
@@ -52,39 +52,30 @@ constexpr char acceptLocalFailed[] =
 
 WinSocketImpl::~WinSocketImpl() {
     Close();
-    signal.Close();
-    CloseHandle();
-}
-
-void WinSocketImpl::CloseHandle() {
-    SocketHandle const closed = handle.exchange(NoSocket, std::memory_order_relaxed);
-    if (closed != NoSocket)
-        GetSocketCalls().CloseSocket(closed);
 }
 
 void WinSocketImpl::Create(bool stream) {
-    SocketHandle made;
+    NewSocket made;
     unsigned int error =
-        GetSocketCalls().Socket(stream ? SocketType::Stream : SocketType::Datagram, &made);
+        GetSocketCalls().Socket(stream ? SocketType::Stream : SocketType::Datagram, made.Get());
     if (error != WSAError::None)
         Throw<SocketException>("Failed to create communication socket.", error);
-    CloseHandle(); // of an earlier Create
-    handle.store(made, std::memory_order_relaxed);
-    error = GetSocketCalls().SetNonBlocking(made, true);
+    handle.Set(*made.Get()); // in place of that of an earlier Create
+    error = GetSocketCalls().SetNonBlocking(made.Release(), true);
     if (error != WSAError::None)
         Throw<SocketException>("Failed to enable non-blocking mode on communication socket.",
                                error);
 }
 
-// Kept: a listening socket stays open, since only what was connected is closed here.
+// Kept: a listening socket stays open, since only what was connected is closed here. Nobody finds the
+// handle any more before others are woken, so that they see why.
 void WinSocketImpl::Close() {
-    if (!connected)
+    if (!connected.exchange(false))
         return;
-    if (GetHandle() != NoSocket)
-        GetSocketCalls().Shutdown(GetHandle(), ShutdownDirection::Both);
-    CloseHandle();
-    signal.Close();
-    connected = false;
+    SharedHandle::Use const socket(handle);
+    handle.Close();
+    GetSocketCalls().Shutdown(socket.GetHandle(), ShutdownDirection::Both);
+    signal.Interrupt();
 }
 
 void WinSocketImpl::Connect(Mu::String const & host, unsigned short port) {
@@ -92,14 +83,17 @@ void WinSocketImpl::Connect(Mu::String const & host, unsigned short port) {
 }
 
 void WinSocketImpl::Connect(InternetAddress const & address, unsigned short port) {
-    unsigned int lastError = WSAError::None;
-    StartConnect(ToSocketAddress(address, port), &lastError);
-    FinishConnect(lastError);
+    SharedHandle::Use const socket(handle);
+    peer = ToSocketAddress(address, port);
+    unsigned int const error = GetSocketCalls().Connect(socket.GetHandle(), peer);
+    if (error != WSAError::None && error != WSAError::WouldBlock)
+        Throw<SocketConnectException>(connectFailed, error);
+    FinishConnect(socket, error);
     if (localAddress.IsNull() && localPort == 0) {
         SocketAddress local;
-        unsigned int const error = GetSocketCalls().GetSockName(GetHandle(), &local);
-        if (error != WSAError::None)
-            Throw<SocketConnectException>(laterConnectFailed, error);
+        unsigned int const unnamed = GetSocketCalls().GetSockName(socket.GetHandle(), &local);
+        if (unnamed != WSAError::None)
+            Throw<SocketConnectException>(laterConnectFailed, unnamed);
         if (local.family != InternetFamily)
             throw SocketConnectException(laterConnectFailed, __FILE__, __LINE__);
         KeepLocalEnd(local);
@@ -111,16 +105,9 @@ void WinSocketImpl::Connect(InternetAddress const & address, unsigned short port
     connected = true;
 }
 
-void WinSocketImpl::StartConnect(SocketAddress const & address, unsigned int * lastError) {
-    peer = address;
-    *lastError = GetSocketCalls().Connect(GetHandle(), peer);
-    if (*lastError != WSAError::None && *lastError != WSAError::WouldBlock)
-        Throw<SocketConnectException>(connectFailed, *lastError);
-}
-
-void WinSocketImpl::FinishConnect(unsigned int lastError) {
+void WinSocketImpl::FinishConnect(SharedHandle::Use const & socket, unsigned int lastError) {
     unsigned char ready;
-    unsigned int const error = Wait(PollEvent::Write, GetTimeout(), &ready);
+    unsigned int const error = Wait(socket, PollEvent::Write, GetTimeout(), &ready);
     if (error != WSAError::None)
         Throw<SocketConnectException>(laterConnectFailed, error);
     if (ready == 0)
@@ -128,8 +115,8 @@ void WinSocketImpl::FinishConnect(unsigned int lastError) {
     if ((ready & PollEvent::Except) == 0)
         return;
     int value;
-    unsigned int const unread =
-        GetSocketCalls().GetSockOpt(GetHandle(), OptionLevel::Socket, OptionName::Error, &value);
+    unsigned int const unread = GetSocketCalls().GetSockOpt(socket.GetHandle(), OptionLevel::Socket,
+                                                            OptionName::Error, &value);
     // Kept: of the errors that a connection meets while it is waited for, only a refusal is named;
     // the rest carry the number of the last call that failed, which is mostly that of the connect.
     if (unread != WSAError::None)
@@ -145,33 +132,36 @@ void WinSocketImpl::KeepLocalEnd(SocketAddress const & address) {
 }
 
 void WinSocketImpl::ShutdownOutput() {
-    unsigned int const error = GetSocketCalls().Shutdown(GetHandle(), ShutdownDirection::Send);
+    unsigned int const error =
+        GetSocketCalls().Shutdown(SharedHandle::Use(handle).GetHandle(), ShutdownDirection::Send);
     if (error != WSAError::None)
         Throw<SocketException>("Socket output shutdown failed.", error);
 }
 
 void WinSocketImpl::ShutdownInput() {
-    unsigned int const error = GetSocketCalls().Shutdown(GetHandle(), ShutdownDirection::Receive);
+    unsigned int const error = GetSocketCalls().Shutdown(SharedHandle::Use(handle).GetHandle(),
+                                                         ShutdownDirection::Receive);
     if (error != WSAError::None)
         Throw<SocketException>("Socket input shutdown failed.", error);
 }
 
 void WinSocketImpl::Bind(InternetAddress const & address, unsigned short port) {
-    unsigned int error = GetSocketCalls().Bind(GetHandle(), ToSocketAddress(address, port));
+    SharedHandle::Use const socket(handle);
+    unsigned int error = GetSocketCalls().Bind(socket.GetHandle(), ToSocketAddress(address, port));
     if (error == WSAError::AddressInUse)
         Throw<SocketAddressAlreadyUsedException>(bindFailed, error);
     if (error != WSAError::None)
         Throw<SocketException>(bindFailed, error);
     SocketAddress local;
-    error = GetSocketCalls().GetSockName(GetHandle(), &local);
+    error = GetSocketCalls().GetSockName(socket.GetHandle(), &local);
     if (error != WSAError::None)
         Throw<SocketException>(bindFailed, error);
     KeepLocalEnd(local);
 }
 
 void WinSocketImpl::Listen(unsigned int backlog) {
-    unsigned int const error =
-        GetSocketCalls().Listen(GetHandle(), static_cast<int>(std::min(backlog, 0x7FFFFFFFu)));
+    unsigned int const error = GetSocketCalls().Listen(
+        SharedHandle::Use(handle).GetHandle(), static_cast<int>(std::min(backlog, 0x7FFFFFFFu)));
     if (error != WSAError::None)
         Throw<SocketException>("Failed to place the socket in a state in which it is listening for "
                                "an incoming connection.",
@@ -179,7 +169,8 @@ void WinSocketImpl::Listen(unsigned int backlog) {
 }
 
 bool WinSocketImpl::IsPending() {
-    PollEntry entry{GetHandle(), PollEvent::Read, 0};
+    SharedHandle::Use const socket(handle);
+    PollEntry entry{socket.GetHandle(), PollEvent::Read, 0};
     unsigned int ready;
     unsigned int const error = GetSocketCalls().Poll(&entry, 1, 0, &ready);
     if (error != WSAError::None)
@@ -196,26 +187,27 @@ SocketImpl::Reference WinSocketImpl::Accept() {
 }
 
 SocketImpl::Reference WinSocketImpl::Accept(unsigned int milliseconds) {
+    SharedHandle::Use const socket(handle);
     unsigned char ready;
-    unsigned int const error = Wait(PollEvent::Read, milliseconds, &ready);
+    unsigned int const error = Wait(socket, PollEvent::Read, milliseconds, &ready);
     if (error != WSAError::None)
         Throw<SocketException>(acceptFailed, error);
     if (ready & PollEvent::Except)
-        Throw<SocketConnectException>(acceptFailed, TakeError());
-    return ready != 0 ? AcceptNow() : Reference();
+        Throw<SocketConnectException>(acceptFailed, TakeError(socket));
+    return ready != 0 ? AcceptNow(socket) : Reference();
 }
 
-SocketImpl::Reference WinSocketImpl::AcceptNow() {
-    AcceptedSocket accepted;
+SocketImpl::Reference WinSocketImpl::AcceptNow(SharedHandle::Use const & socket) {
+    NewSocket accepted;
     SocketAddress from;
-    unsigned int error = GetSocketCalls().Accept(GetHandle(), accepted.Get(), &from);
+    unsigned int error = GetSocketCalls().Accept(socket.GetHandle(), accepted.Get(), &from);
     if (error != WSAError::None)
         Throw<SocketException>(acceptFailed, error);
     if (from.family != InternetFamily)
         throw SocketException(acceptFailed, __FILE__, __LINE__);
     // Kept: the local end is the listening socket's, and so 0.0.0.0 where that listens on any.
     SocketAddress local;
-    error = GetSocketCalls().GetSockName(GetHandle(), &local);
+    error = GetSocketCalls().GetSockName(socket.GetHandle(), &local);
     if (error != WSAError::None)
         Throw<SocketConnectException>(acceptLocalFailed, error);
     if (local.family != InternetFamily)
@@ -227,14 +219,15 @@ SocketImpl::Reference WinSocketImpl::AcceptNow() {
     made->remoteAddress = MakeAddress(from);
     made->remotePort = from.port;
     made->peer = from;
-    made->handle.store(accepted.Release(), std::memory_order_relaxed);
+    made->handle.Set(*accepted.Get());
+    accepted.Release();
     made->connected = true;
     return result;
 }
 
 bool WinSocketImpl::Equals(SocketImpl const & other) {
     auto const * const same = dynamic_cast<WinSocketImpl const *>(&other);
-    return same != nullptr && same->GetHandle() == GetHandle();
+    return same != nullptr && same->handle.Get() == handle.Get();
 }
 
 } // namespace IO::Socket

@@ -38,24 +38,23 @@ public:
     void Flush() override {}
 
 private:
-    /// Waits until this socket is ready for some of `wanted`, PollEvent bits, or it is ready for
+    /// Waits until the socket is ready for some of `wanted`, PollEvent bits, or it is ready for
     /// Except; `*ready` is 0 when the milliseconds, 0 for no limit, are over. Returns the number of
     /// the system's error, and throws when the wait was interrupted.
-    unsigned int Wait(unsigned char wanted, unsigned int milliseconds, unsigned char * ready);
+    unsigned int Wait(SharedHandle::Use const & socket, unsigned char wanted,
+                      unsigned int milliseconds, unsigned char * ready);
     /// The same before the next try of a read or write, with the failures thrown.
-    void WaitToTry(unsigned char wanted, char const * failed, char const * timedOut);
+    void WaitToTry(SharedHandle::Use const & socket, unsigned char wanted, char const * failed,
+                   char const * timedOut);
     /// The error that waits at the socket, or why it cannot be read.
-    unsigned int TakeError();
-    void StartConnect(SocketAddress const & address, unsigned int * lastError);
-    void FinishConnect(unsigned int lastError);
+    static unsigned int TakeError(SharedHandle::Use const & socket);
+    void FinishConnect(SharedHandle::Use const & socket, unsigned int lastError);
     void KeepLocalEnd(SocketAddress const & address);
-    Reference AcceptNow();
-    SocketHandle GetHandle() const { return handle.load(std::memory_order_relaxed); }
-    void CloseHandle();
+    Reference AcceptNow(SharedHandle::Use const & socket);
 
-    bool connected = false;
+    std::atomic<bool> connected = false;
     SocketAddress peer{};
-    std::atomic<SocketHandle> handle = NoSocket; // NoSocket until Create
+    mutable SharedHandle handle{&SocketCalls::CloseSocket}; // none until Create
     ISocketChannel input;
     OSocketChannel output;
     SocketSignal signal;

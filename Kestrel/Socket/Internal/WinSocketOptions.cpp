@@ -68,24 +68,27 @@ void CheckSet(unsigned int error) {
 bool WinSocketImpl::GetBoolOption(Option option) {
     OptionRow const & row = GetBoolRow(option);
     int value;
-    CheckGet(GetSocketCalls().GetSockOpt(GetHandle(), row.level, row.name, &value));
+    CheckGet(GetSocketCalls().GetSockOpt(SharedHandle::Use(handle).GetHandle(), row.level, row.name,
+                                         &value));
     return value != 0;
 }
 
 void WinSocketImpl::SetBoolOption(Option option, bool value) {
     OptionRow const & row = GetBoolRow(option);
-    CheckSet(GetSocketCalls().SetSockOpt(GetHandle(), row.level, row.name, value));
+    CheckSet(GetSocketCalls().SetSockOpt(SharedHandle::Use(handle).GetHandle(), row.level, row.name,
+                                         value));
 }
 
 int WinSocketImpl::GetIntOption(Option option) {
     OptionRow const & row = GetIntRow(option);
     if (option == Linger) {
         LingerTime time;
-        CheckGet(GetSocketCalls().GetLinger(GetHandle(), &time));
+        CheckGet(GetSocketCalls().GetLinger(SharedHandle::Use(handle).GetHandle(), &time));
         return time.isOn != 0 ? time.seconds : -1;
     }
     int value;
-    CheckGet(GetSocketCalls().GetSockOpt(GetHandle(), row.level, row.name, &value));
+    CheckGet(GetSocketCalls().GetSockOpt(SharedHandle::Use(handle).GetHandle(), row.level, row.name,
+                                         &value));
     return value;
 }
 
@@ -94,10 +97,12 @@ void WinSocketImpl::SetIntOption(Option option, int value) {
     if (option == Linger) {
         LingerTime const off{0, 0};
         LingerTime const on{1, static_cast<unsigned short>(value)};
-        CheckSet(GetSocketCalls().SetLinger(GetHandle(), value < 0 ? off : on));
+        CheckSet(GetSocketCalls().SetLinger(SharedHandle::Use(handle).GetHandle(),
+                                            value < 0 ? off : on));
         return;
     }
-    CheckSet(GetSocketCalls().SetSockOpt(GetHandle(), row.level, row.name, value));
+    CheckSet(GetSocketCalls().SetSockOpt(SharedHandle::Use(handle).GetHandle(), row.level, row.name,
+                                         value));
 }
 
 } // namespace IO::Socket

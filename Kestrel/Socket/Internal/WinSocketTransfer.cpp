@@ -43,11 +43,15 @@ constexpr char writeFailed[] = "Socket write failed.";
 
 } // namespace
 
-unsigned int WinSocketImpl::Wait(unsigned char wanted, unsigned int milliseconds,
-                                 unsigned char * ready) {
+// The socket is looked at behind the watch: who closes it later finds the watch, and ends the wait.
+unsigned int WinSocketImpl::Wait(SharedHandle::Use const & socket, unsigned char wanted,
+                                 unsigned int milliseconds, unsigned char * ready) {
     SocketSignal::Watch const watch(signal);
-    PollEntry entries[] = {{GetHandle(), static_cast<unsigned char>(wanted | PollEvent::Except), 0},
-                           {watch.GetHandle(), PollEvent::Read, 0}};
+    if (!socket.IsCurrent())
+        return WSAError::NotSocket;
+    PollEntry entries[] = {
+        {socket.GetHandle(), static_cast<unsigned char>(wanted | PollEvent::Except), 0},
+        {watch.GetHandle(), PollEvent::Read, 0}};
     unsigned int error;
     {
         Blocking const blocking(this);
@@ -60,31 +64,35 @@ unsigned int WinSocketImpl::Wait(unsigned char wanted, unsigned int milliseconds
     if (!watch.IsGone())
         return error;
     ThrowIfInterrupted();
+    if (!socket.IsCurrent())
+        return WSAError::NotSocket;
     // Somebody interrupted this object and not this thread, perhaps the other one that waits here.
     throw SocketException("Socket internal error.", __FILE__, __LINE__);
 }
 
-void WinSocketImpl::WaitToTry(unsigned char wanted, char const * failed, char const * timedOut) {
+void WinSocketImpl::WaitToTry(SharedHandle::Use const & socket, unsigned char wanted,
+                              char const * failed, char const * timedOut) {
     unsigned char ready;
-    unsigned int const error = Wait(wanted, GetTimeout(), &ready);
+    unsigned int const error = Wait(socket, wanted, GetTimeout(), &ready);
     if (error != WSAError::None)
         Throw<SocketException>(failed, error);
     if (ready == 0)
         throw SocketTimeoutException(timedOut, __FILE__, __LINE__);
     if (ready & PollEvent::Except)
-        Throw<SocketConnectException>(failed, TakeError());
+        Throw<SocketConnectException>(failed, TakeError(socket));
 }
 
-unsigned int WinSocketImpl::TakeError() {
+unsigned int WinSocketImpl::TakeError(SharedHandle::Use const & socket) {
     int value;
-    unsigned int const unread =
-        GetSocketCalls().GetSockOpt(GetHandle(), OptionLevel::Socket, OptionName::Error, &value);
+    unsigned int const unread = GetSocketCalls().GetSockOpt(socket.GetHandle(), OptionLevel::Socket,
+                                                            OptionName::Error, &value);
     return unread != WSAError::None ? unread : static_cast<unsigned int>(value);
 }
 
 unsigned int WinSocketImpl::GetAvailable() {
     unsigned int count;
-    unsigned int const error = GetSocketCalls().GetAvailable(GetHandle(), &count);
+    unsigned int const error =
+        GetSocketCalls().GetAvailable(SharedHandle::Use(handle).GetHandle(), &count);
     if (error != WSAError::None)
         Throw<SocketException>(
             "Failed to get the amount of available data can be read from socket.", error);
@@ -93,19 +101,20 @@ unsigned int WinSocketImpl::GetAvailable() {
 
 // A system short of buffers takes smaller pieces; that is tried without waiting.
 void WinSocketImpl::Write(char const * data, unsigned int length) {
+    SharedHandle::Use const socket(handle);
     unsigned int chunk = length;
     unsigned int shortages = 0;
     for (unsigned int done = 0; done < length;) {
         unsigned int sent;
-        unsigned int const error =
-            GetSocketCalls().Send(GetHandle(), data + done, std::min(length - done, chunk), &sent);
+        unsigned int const error = GetSocketCalls().Send(socket.GetHandle(), data + done,
+                                                         std::min(length - done, chunk), &sent);
         if (error == WSAError::None) {
             done += sent;
         } else if (error == WSAError::NoBuffers && shortages < MaxShortages) {
             chunk = Shrink(chunk);
             ++shortages;
         } else if (error == WSAError::WouldBlock) {
-            WaitToTry(PollEvent::Write, writeFailed, "Socket write timed out.");
+            WaitToTry(socket, PollEvent::Write, writeFailed, "Socket write timed out.");
         } else {
             Throw<SocketException>(writeFailed, error);
         }
@@ -124,16 +133,19 @@ unsigned int WinSocketImpl::Read(char * data, unsigned int length) {
         goodData = data;
         goodLength = length;
     }
+    SharedHandle::Use const socket(handle);
     for (unsigned int waits = 1;; ++waits) {
         unsigned int received;
-        unsigned int const error = GetSocketCalls().Recv(GetHandle(), data, length, &received);
+        unsigned int error = GetSocketCalls().Recv(socket.GetHandle(), data, length, &received);
+        if (error == WSAError::None && received == 0 && !socket.IsCurrent())
+            error = WSAError::NotSocket; // that end is of who closed it
         if (error == WSAError::None)
             return received;
         if (error == WSAError::Fault)
             return 0;
         if (error != WSAError::WouldBlock)
             Throw<SocketException>(readFailed, error);
-        WaitToTry(PollEvent::Read, readFailed, "Socket read timed out.");
+        WaitToTry(socket, PollEvent::Read, readFailed, "Socket read timed out.");
         if (waits == MaxReadWaits)
             Throw<SocketException>(readFailed, error);
     }
