@@ -147,7 +147,6 @@ void OutputBuffer::ReturnToFirstBlock() {
     writePtr = blocks[0];
     blockEnd = writePtr + blockSize;
     rewound = false;
-    endPtr = nullptr;
 }
 
 void OutputBuffer::DeleteBuffer() {
@@ -156,7 +155,6 @@ void OutputBuffer::DeleteBuffer() {
     writePtr = nullptr;
     blockEnd = nullptr;
     rewound = false;
-    endPtr = nullptr;
 }
 
 void OutputBuffer::FreeBlocksFrom(unsigned int first) {
@@ -244,7 +242,6 @@ void OutputBuffer::ResetOffset() {
         currentBlock = blocks.IsEmpty() ? 0 : GetBlockCount() - 1;
         blockEnd = blocks.IsEmpty() ? nullptr : blocks[currentBlock] + blockSize;
         rewound = false;
-        endPtr = nullptr;
     }
     if (marks.IsEmpty() && currentBlock >= 2)
         (void)Flush(); // a failure sticks

@@ -4,6 +4,7 @@
 #include <Kestrel/FileSystem/Internal/Report.h>
 
 #include <limits>
+#include <utility>
 
 namespace IO {
 
@@ -146,8 +147,8 @@ MuErrCode File::Skip(unsigned long long count, unsigned long long * skipped) {
     unsigned long long passed = 0;
     MuErrCode result = CheckFlag(readable);
     if (result == NoError) {
-        bool const far = count > inputBuffer.GetDataSize() && seekable &&
-                         count <= std::numeric_limits<long long>::max();
+        bool const far =
+            count > inputBuffer.GetDataSize() && seekable && std::in_range<long long>(count);
         unsigned long long const start = position;
         if (far && Seek(SeekOrigin::Current, static_cast<long long>(count)) == NoError)
             passed = count;

@@ -149,11 +149,7 @@ MuErrCode SocketOChannel::GetOutputPosition(unsigned long long * position) const
 }
 
 MuErrCode SocketOChannel::CopyBinOutput(char * data, unsigned int count, unsigned int * copied) {
-    if (copied != nullptr)
-        *copied = 0;
-    if (mStatus != NoError)
-        return mStatus;
-    unsigned int const most = std::min(count, mOffset);
+    unsigned int const most = mStatus == NoError ? std::min(count, mOffset) : 0;
     for (unsigned int done = 0; done < most;) {
         unsigned int contiguous;
         char const * const from = GetAt(mOffset - done, &contiguous);
@@ -163,7 +159,7 @@ MuErrCode SocketOChannel::CopyBinOutput(char * data, unsigned int count, unsigne
     }
     if (copied != nullptr)
         *copied = most;
-    return NoError;
+    return mStatus;
 }
 
 MuErrCode SocketOChannel::PushMark() {

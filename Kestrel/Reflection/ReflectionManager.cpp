@@ -7,7 +7,6 @@
 #include <Kestrel/Root/Threads/Condition.h>
 
 #include <algorithm>
-#include <new>
 #include <typeinfo>
 
 namespace IO {
@@ -45,25 +44,20 @@ MuErrCode CopyRest(RelativeLocation const & location, unsigned int from, Relativ
 
 } // namespace
 
-// The rows, and who uses which object. Exists as long as the process; the rows only while there are
-// some, so that nothing is left behind those objects that are unmade last.
+// The rows, and who uses which object. Exists as long as the process and is never destroyed; it has
+// memory only while there are rows, so that nothing is left behind the objects that end last.
 class ReflectionTable {
 public:
     static bool Add(RelativeLocation const & location, Reflectable * reflectable, bool check,
                     std::type_info const * treeWalker) {
         Mu::LockGuard guard(lock);
-        if (check && CountRows() > 0 &&
-            std::any_of(rows.array.begin(), rows.array.end(), [&](Row const & row) {
+        if (check && std::any_of(rows.array.begin(), rows.array.end(), [&](Row const & row) {
                 return Covers(row.location, location) || location.IsAncestorOf(row.location);
             }))
             return false;
-        if (!exists)
-            new (&rows.array) Mu::Array<Row>;
-        exists = true;
         try {
             rows.array.Push(Row{{location, reflectable}, ++lastNumber, treeWalker});
         } catch (Mu::OutOfMemoryException const &) {
-            DropIfEmpty();
             return false;
         }
         return true;
@@ -72,10 +66,11 @@ public:
     static void Remove(Reflectable * reflectable) {
         Mu::LockGuard guard(lock);
         // The row that moves into the place of a removed one is not looked at.
-        for (unsigned int i = 0; i < CountRows(); ++i)
+        for (unsigned int i = 0; i < rows.array.GetSize(); ++i)
             if (rows.array[i].reflectable == reflectable)
                 rows.array.Delete(i);
-        DropIfEmpty();
+        if (rows.array.IsEmpty())
+            rows.array.Clear();
         WaitUntilUnused(reflectable);
     }
 
@@ -87,7 +82,7 @@ public:
     // Chains the use, if there is an object.
     static void Find(RelativeLocation const & location, ReflectableUse & use) {
         Mu::LockGuard guard(lock);
-        for (unsigned int i = 0; i < CountRows(); ++i) {
+        for (unsigned int i = 0; i < rows.array.GetSize(); ++i) {
             Row const & row = rows.array[i];
             if (!Covers(row.location, location))
                 continue;
@@ -100,7 +95,7 @@ public:
     // The object of the next row behind that number, with its location.
     static bool FindNext(unsigned long long * number, ReflectableUse & use) {
         Mu::LockGuard guard(lock);
-        for (unsigned int i = 0; i < CountRows(); ++i) {
+        for (unsigned int i = 0; i < rows.array.GetSize(); ++i) {
             if (rows.array[i].number <= *number)
                 continue;
             *number = rows.array[i].number;
@@ -137,25 +132,15 @@ private:
         std::type_info const * treeWalker; // a class that leaves its values to Reflectable, or null
     };
     union Rows {
-        constexpr Rows() : none(0) {}
+        constexpr Rows() : array() {}
         ~Rows() {}
 
-        char none;
         Mu::Array<Row> array;
     };
     struct Waiter {
         Mu::Condition ended;
         Waiter * next;
     };
-
-    static unsigned int CountRows() { return exists ? rows.array.GetSize() : 0; }
-
-    static void DropIfEmpty() {
-        if (!exists || !rows.array.IsEmpty())
-            return;
-        rows.array.~Array();
-        exists = false;
-    }
 
     static void Chain(ReflectableUse & use, Row const & row) {
         use.reflectable = row.reflectable;
@@ -194,7 +179,6 @@ private:
     // Innermost but for the lock of the address tree.
     static constinit TableLock lock;
     static constinit Rows rows; // under the lock, as all behind it
-    static constinit bool exists;
     static constinit unsigned long long lastNumber;
     static constinit ReflectableUse * uses;
     static constinit Waiter * waiters;
@@ -202,7 +186,6 @@ private:
 
 constinit TableLock ReflectionTable::lock;
 constinit ReflectionTable::Rows ReflectionTable::rows;
-constinit bool ReflectionTable::exists = false;
 constinit unsigned long long ReflectionTable::lastNumber = 0;
 constinit ReflectableUse * ReflectionTable::uses = nullptr;
 constinit ReflectionTable::Waiter * ReflectionTable::waiters = nullptr;

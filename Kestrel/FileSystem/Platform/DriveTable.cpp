@@ -139,7 +139,7 @@ unsigned int DriveTable::Find(PathText path, Place * place) const {
     unsigned int const length = GetShareLength(path);
     // The table writes `\`; the path may have "/".
     char16_t root[2 * MaxNameBytes + 4];
-    if (length == 0 || length > std::size(root))
+    if (length > std::size(root))
         return FileError::BadNetPath;
     for (unsigned int i = 0; i < length; ++i)
         root[i] = IsSeparator(path[i]) ? u'\\' : path[i];

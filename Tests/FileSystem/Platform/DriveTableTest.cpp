@@ -120,6 +120,10 @@ TEST(DriveTable, PassesOverWhatMakesNoSense) {
     EXPECT_EQ(ToNative(table, u"\\\\host\\share"), "53");
     EXPECT_EQ(ToNative(table, u"\\\\h\\s\\t"), "53");
 
+    std::string const longest = "\\\\h\\" + std::string(510, 's');
+    DriveTable const withLongest(longest + "=/s");
+    EXPECT_EQ(ToNative(withLongest, std::u16string(longest.begin(), longest.end())), "/s");
+
     // More than it can keep is dropped, not written past its end.
     std::string large;
     for (int i = 0; i < 200; ++i)

@@ -38,7 +38,8 @@ unsigned int TryToNative(PathText name) {
 TEST(NativeText, TakesNamesAsUtf8) {
     using Row = std::pair<char const *, char16_t const *>;
     for (auto const & [native, portable] : {
-             Row{"a\xC3\xA9\xE2\x82\xAC\xF0\x9F\xA6\x85", u"a\u00e9\u20ac\U0001F985"},
+             Row{"\xC3\xA9\xE2\x82\xAC\xF0\x90\x80\x80\xF0\x9F\xA6\x85",
+                 u"\u00e9\u20ac\U00010000\U0001F985"},
              Row{"a:b*?.c", u"a\xF03A\x62\xF02A\xF03F.c"},
              Row{"\xFF", u"\xEFFF"},                               // no UTF-8 at all
              Row{"a\x80z", u"a\xEF80z"},                           // a stray continuation

@@ -328,7 +328,7 @@ unsigned int FolderNames::FindSpelling(BytePath * path, unsigned int rootLength)
     struct stat info;
     unsigned int name = FindLastName(*path);
     if (!IsFolder(path, GetFolderLength(name), &info)) {
-        name = std::max(rootLength, 1u) == 1 ? 1 : rootLength + 1;
+        name = rootLength == 1 ? 1 : rootLength + 1; // "/" ends in the separator
         if (!IsFolder(path, GetFolderLength(name), &info))
             return FileError::PathNotFound;
     }

@@ -116,6 +116,25 @@ TEST(FolderNames, DoNotTakeTooManyOpenFilesForNoSuchName) {
     EXPECT_EQ(made, FileError::TooManyOpenFiles);
 }
 
+// From the root of a drive on: what it lies in is not looked through.
+TEST(FolderNames, CorrectEveryNameBehindTheRoot) {
+    TempFolder folder;
+    std::filesystem::create_directory(folder / "Sub");
+    folder.Write("Sub/File", "");
+    std::string const root = folder.GetPath(), right = root + "/Sub/File";
+    std::string const rest = "/SUB/FILE", wrong = ToUpper(root) + rest;
+    unsigned int const length = static_cast<unsigned int>(root.size());
+    auto const correct = [](std::string const & text, unsigned int rootLength) {
+        BytePath path;
+        path.Append(text);
+        unsigned int const error = FolderNames::Get().FindSpelling(&path, rootLength);
+        return error == FileError::None ? std::string(path.GetText()) : std::to_string(error);
+    };
+    EXPECT_EQ(correct(root + rest, length), right);
+    EXPECT_EQ(correct(wrong, 1), right);
+    EXPECT_EQ(correct(wrong, length), std::to_string(FileError::PathNotFound));
+}
+
 // Whatever is made and removed, by us or by others, the answers are those of the folder itself.
 TEST(FolderNames, AreASetOfSpellings) {
     std::mt19937 random(11);
