@@ -2,10 +2,9 @@
 
 #include <Kestrel/Channel/MemoryIChannel.h>
 #include <Kestrel/Channel/MemoryOChannel.h>
-#include <Kestrel/Root/Text/String.h>
-#include <Kestrel/Root/Values/Guid.h>
 
 #include "Tests/Support/Channel/Ends.h"
+#include "Tests/Support/Root/ByteChannels.h"
 
 #include <gtest/gtest.h>
 
@@ -13,50 +12,14 @@ namespace {
 
 using Tests::ForEachIChannel;
 
-std::string Bytes(std::initializer_list<int> values) {
-    std::string text;
-    for (int value : values)
-        text += static_cast<char>(value);
-    return text;
-}
-
-template <typename T>
-std::string Written(T const & value) {
-    IO::MemoryOChannel channel;
-    EXPECT_EQ(channel.Write(value), IO::NoError);
-    char const * const block = channel.GetDestination(IO::MemoryOChannel::LeaveWithCaller);
-    return std::string(block, channel.GetDataSize());
-}
-
-TEST(BinProtocol, ConvertsNoStatusOfAnIdentifier) {
-    ForEachIChannel("15 bytes of 16.", [&](Mu::IChannel & channel) {
-        Mu::Guid read;
-        EXPECT_EQ(channel.Read(read), IO::EOI);
-    });
-}
-
 // Every byte but 0 is true; a bool that holds another byte would be no bool.
 TEST(BinProtocol, ReadsABoolFromAnyByte) {
-    ForEachIChannel(Bytes({2, 0xFF, 0}), [](Mu::IChannel & channel) {
+    ForEachIChannel(std::string("\2\xFF\0", 3), [](Mu::IChannel & channel) {
         for (bool const expected : {true, true, false}) {
             bool read = !expected;
             EXPECT_EQ(channel.Read(read), IO::NoError);
             EXPECT_EQ(read, expected);
         }
-    });
-}
-
-TEST(BinProtocol, WritesTextsWithTheirLengthInFront) {
-    EXPECT_EQ(Written<char const *>("abc"), Bytes({3, 0, 0, 0, 'a', 'b', 'c'}));
-    EXPECT_EQ(Written<char const *>(""), Bytes({0, 0, 0, 0}));
-    ForEachIChannel(Bytes({3, 0, 0, 0, 'a', 'b', 'c', 0, 0, 0, 0}), [](Mu::IChannel & channel) {
-        char text[8] = "???????";
-        EXPECT_EQ(channel.Read(text), IO::NoError);
-        EXPECT_EQ(std::string(text, 8), std::string("abc\0???\0", 8));
-        EXPECT_EQ(channel.Read(text), IO::NoError);
-        EXPECT_STREQ(text, "");
-        EXPECT_EQ(channel.Read(text), Mu::IChannel::ConvertObjectReadError(IO::EOI))
-            << "a text that is absent is a broken object";
     });
 }
 
@@ -76,8 +39,9 @@ TEST(BinProtocol, RefusesNullTexts) {
 TEST(BinProtocol, FailsAtTheEndOfTheChannelForAnyLength) {
     for (unsigned int length : {5u, 0x7FFFFFFFu, 0x80000000u, 0xFFFFFFFFu}) {
         SCOPED_TRACE(length);
-        std::string const bytes = Written(length) + "abcd";
-        ForEachIChannel(bytes, [](Mu::IChannel & channel) {
+        Tests::ByteOChannel bytes;
+        EXPECT_EQ(bytes.Write(length), IO::NoError);
+        ForEachIChannel(bytes.GetBytes() + "abcd", [](Mu::IChannel & channel) {
             char text[8] = "???????";
             EXPECT_EQ(channel.Read(text), Mu::IChannel::ConvertObjectReadError(IO::EOI));
             EXPECT_EQ(std::string(text), "abcd???");

@@ -2,11 +2,11 @@
 
 #include "Tests/Support/Channel/Ends.h"
 #include "Tests/Support/FaultSweep.h"
+#include "Tests/Support/Root/ByteChannels.h"
 
 #include <Kestrel/Channel/Code/CodeIChannel.h>
 #include <Kestrel/Channel/Code/CodeOChannel.h>
 #include <Kestrel/Channel/MemoryIChannel.h>
-#include <Kestrel/Channel/MemoryOChannel.h>
 #include <Kestrel/Channel/Zip/ZipIChannel.h>
 #include <Kestrel/Channel/Zip/ZipOChannel.h>
 #include <Kestrel/Root/Objects/Frame.h>
@@ -27,11 +27,6 @@ std::string MakeContent() {
 }
 
 std::string const content = MakeContent();
-
-std::string GetBytes(IO::MemoryOChannel const & channel) {
-    char const * const bytes = channel.GetDestination();
-    return bytes == nullptr ? "" : std::string(bytes, channel.GetDataSize());
-}
 
 /// All that comes, and what ended it.
 MuErrCode Drain(Mu::IChannel & channel, std::string * text) {
@@ -61,12 +56,12 @@ MuErrCode WriteThrough(IO::MemoryOChannel & memory, Arguments const &... argumen
 TEST(ChannelSweep, ZipAndCipherGiveBackWhatTheyTook) {
     for (bool isZip : {true, false})
         SweepAllocations([isZip](bool failed) {
-            IO::MemoryOChannel memory;
+            Tests::ByteOChannel memory;
             IO::ZipOChannelOptions const options(IO::ZipOChannelOptions::Fastest, 20000,
                                                  IO::ZipOChannelOptions::WritingThread);
             MuErrCode const written = isZip ? WriteThrough<IO::ZipOChannel>(memory, options)
                                             : WriteThrough<IO::CodeOChannel>(memory, "key", 3u);
-            std::string const bytes = GetBytes(memory);
+            std::string const bytes = memory.GetBytes();
             EXPECT_TRUE(failed || written == IO::NoError);
             IO::MemoryIChannel input(bytes.data(), static_cast<unsigned int>(bytes.size()));
             std::unique_ptr<Mu::IChannel> channel;
@@ -84,6 +79,23 @@ TEST(ChannelSweep, ZipAndCipherGiveBackWhatTheyTook) {
                 EXPECT_TRUE(read != IO::EOI || text == content) << text.size() << " bytes";
             }
         });
+}
+
+TEST(ChannelSweep, PassOnWhatTheDestinationSays) {
+    for (bool isZip : {true, false})
+        for (unsigned int n = 1; n < 8; ++n) {
+            Tests::RecordingOChannel out;
+            out.sink.failFrom = n;
+            IO::ZipOChannel zip(out, {IO::ZipOChannelOptions::NoCompression, 0,
+                                      IO::ZipOChannelOptions::WritingThread});
+            IO::CodeOChannel code(out, "key", 3u);
+            Mu::OChannel & channel = isZip ? static_cast<Mu::OChannel &>(zip) : code;
+            MuErrCode status = IO::NoError;
+            for (int i = 0; i < 200 && status == IO::NoError; ++i)
+                status = channel.WriteBin(content.data(), 5000, nullptr);
+            EXPECT_EQ(status, IO::EOO);
+            EXPECT_EQ(channel.WriteBin(content.data(), 50000, nullptr), IO::EOO) << "it sticks";
+        }
 }
 
 // What writes its end when it goes does so into a destination that throws, and nobody hears of it.

@@ -368,14 +368,7 @@ private:
 };
 
 TEST(InputBuffer, KeepsTheRulesOfTheRingInEveryOrderOfOperations) {
-    for (unsigned int seed = 1; seed <= 250; ++seed) {
-        SCOPED_TRACE(seed);
-        RingTrial trial(seed);
-        for (int step = 0; step < 200 && !HasFailure(); ++step)
-            trial.Step();
-        if (HasFailure())
-            return;
-    }
+    Tests::RunTrials<RingTrial>(250);
 }
 
 // Memory is only taken by the first read, so a ring of any size can be made; this one is cut.

@@ -2,6 +2,7 @@
 
 #include <Kestrel/Channel/MemoryOChannel.h>
 
+#include "Tests/Support/Channel/Ends.h"
 #include "Tests/Support/FaultSweep.h"
 
 #include <Kestrel/Root/Memory/Memory.h>
@@ -15,19 +16,12 @@ namespace {
 
 using IO::MemoryIChannel;
 using IO::MemoryOChannel;
+using Tests::ReadBytes;
 
 char * NewBlock(std::string const & text) {
     char * const block = BMAllocatePtr(text.size(), 0, 0);
     std::memcpy(block, text.data(), text.size());
     return block;
-}
-
-std::string Read(Mu::IChannel & channel, unsigned int count, MuErrCode expected = IO::NoError) {
-    std::string text(count, '?');
-    unsigned int read = 0;
-    EXPECT_EQ(channel.ReadBin(text.data(), count, &read), expected);
-    text.resize(read);
-    return text;
 }
 
 unsigned long long Available(Mu::IChannel & channel) {
@@ -55,7 +49,7 @@ TEST(MemoryIChannel, KnowsWhereItIsAndWhatIsLeft) {
     std::string const text = "0123456789";
     MemoryIChannel channel(text.data(), 10, MemoryIChannel::LeaveWithCaller);
     EXPECT_EQ(Available(channel), 10u);
-    EXPECT_EQ(Read(channel, 3), "012");
+    EXPECT_EQ(ReadBytes(channel, 3), "012");
     EXPECT_EQ(Available(channel), 7u) << "what waits in the ring counts";
     EXPECT_EQ(Position(channel), 3u);
     unsigned int available = 0;
@@ -63,10 +57,10 @@ TEST(MemoryIChannel, KnowsWhereItIsAndWhatIsLeft) {
     EXPECT_EQ(available, 7u);
     EXPECT_EQ(channel.PushBack("2", 1), IO::NoError);
     EXPECT_EQ(Position(channel), 2u);
-    EXPECT_EQ(Read(channel, 8), "23456789");
-    EXPECT_EQ(Read(channel, 1, IO::EOI), "");
+    EXPECT_EQ(ReadBytes(channel, 8), "23456789");
+    EXPECT_EQ(ReadBytes(channel, 1, IO::EOI), "");
     channel.ResetSource();
-    EXPECT_EQ(Read(channel, 1), "0");
+    EXPECT_EQ(ReadBytes(channel, 1), "0");
     EXPECT_EQ(channel.PushBack("abc", 3), IO::NoError);
     EXPECT_EQ(Position(channel), 0u) << "there is nothing in front of the start";
     MemoryIChannel none;
@@ -78,19 +72,19 @@ TEST(MemoryIChannel, FreesOnlyTheBlocksItWasGiven) {
     long long const before = Tests::CountLiveBlocks();
     {
         MemoryIChannel channel(NewBlock("abc"), 3, MemoryIChannel::TakeOwnership);
-        EXPECT_EQ(Read(channel, 2), "ab");
+        EXPECT_EQ(ReadBytes(channel, 2), "ab");
         char const * const second = NewBlock("defg");
         channel.SetSource(second, 4, MemoryIChannel::TakeOwnership);
         EXPECT_EQ(channel.GetSource(), second);
         EXPECT_EQ(channel.GetDataLength(), 4u);
-        EXPECT_EQ(Read(channel, 4), "defg");
+        EXPECT_EQ(ReadBytes(channel, 4), "defg");
         channel.SetSource(second, 2, MemoryIChannel::TakeOwnership); // the same once more
-        EXPECT_EQ(Read(channel, 3, IO::EOI), "de");
+        EXPECT_EQ(ReadBytes(channel, 3, IO::EOI), "de");
         channel.RemoveSource();
         EXPECT_EQ(channel.GetSource(), nullptr);
         EXPECT_EQ(Tests::CountLiveBlocks(), before);
         channel.SetSource(NewBlock("x"), 1, MemoryIChannel::TakeOwnership);
-        EXPECT_EQ(Read(channel, 1), "x");
+        EXPECT_EQ(ReadBytes(channel, 1), "x");
     }
     EXPECT_EQ(Tests::CountLiveBlocks(), before);
 }

@@ -322,14 +322,7 @@ private:
 
 TEST(OutputBuffer, KeepsTheRulesOfTheChainInEveryOrderOfOperations) {
     long long const blocks = Tests::CountLiveBlocks();
-    for (unsigned int seed = 1; seed <= 800; ++seed) {
-        SCOPED_TRACE(seed);
-        ChainTrial trial(seed);
-        for (int step = 0; step < 200 && !HasFailure(); ++step)
-            trial.Step();
-        if (HasFailure())
-            return;
-    }
+    Tests::RunTrials<ChainTrial>(800);
     EXPECT_EQ(Tests::CountLiveBlocks(), blocks);
 }
 

@@ -5,6 +5,7 @@
 #include <Kestrel/Root/Values/Guid.h>
 
 #include "Tests/Support/Channel/Ends.h"
+#include "Tests/Support/Root/ByteChannels.h"
 
 #include <gtest/gtest.h>
 
@@ -16,26 +17,26 @@ using Mu::BigEndianMacSign;
 using Mu::LittleEndianMacSign;
 using Mu::WindowsSign;
 
-constexpr Mu::PlatformSign allSigns[] = {BigEndianMacSign, WindowsSign, LittleEndianMacSign};
 constexpr Mu::PlatformSign Plain{}; // stands for the protocol that every channel begins with
+constexpr Mu::PlatformSign allSigns[] = {BigEndianMacSign, WindowsSign, LittleEndianMacSign, Plain};
+
+MuErrCode Set(Mu::IChannel & channel, Mu::PlatformSign sign) {
+    return sign == Plain ? IO::NoError : IO::SetPlatformIProtocol(channel, sign);
+}
 
 std::string Written(Mu::PlatformSign sign, std::function<void(Mu::OChannel &)> const & write) {
-    IO::MemoryOChannel channel;
+    Tests::ByteOChannel channel;
     EXPECT_EQ(sign == Plain ? IO::NoError : IO::SetPlatformOProtocol(channel, sign), IO::NoError);
     write(channel);
-    char const * const block = channel.GetDestination(IO::MemoryOChannel::LeaveWithCaller);
-    return std::string(block, channel.GetDataSize());
+    return channel.GetBytes();
 }
 
 // `bytes` are those of the big-endian form; in all others they stand the other way round. Behind a
 // value is a clean end, and inside of it none.
 template <typename T>
 void ExpectWire(T value, std::string const & bytes) {
-    for (Mu::PlatformSign sign : {BigEndianMacSign, WindowsSign, LittleEndianMacSign, Plain}) {
+    for (Mu::PlatformSign sign : allSigns) {
         SCOPED_TRACE(sign);
-        auto const set = [sign](Mu::IChannel & channel) {
-            return sign == Plain ? IO::NoError : IO::SetPlatformIProtocol(channel, sign);
-        };
         std::string expected = bytes;
         if (sign != BigEndianMacSign)
             std::reverse(expected.begin(), expected.end());
@@ -44,7 +45,7 @@ void ExpectWire(T value, std::string const & bytes) {
                     [&](Mu::OChannel & channel) { EXPECT_EQ(channel.Write(value), IO::NoError); }),
             expected);
         Tests::ForEachIChannel(expected, [&](Mu::IChannel & channel) {
-            ASSERT_EQ(set(channel), IO::NoError);
+            ASSERT_EQ(Set(channel, sign), IO::NoError);
             T read{};
             EXPECT_EQ(channel.Read(read), IO::NoError);
             EXPECT_EQ(read, value);
@@ -52,7 +53,7 @@ void ExpectWire(T value, std::string const & bytes) {
         });
         for (std::size_t cut = 1; cut < bytes.size(); ++cut)
             Tests::ForEachIChannel(expected.substr(0, cut), [&](Mu::IChannel & channel) {
-                ASSERT_EQ(set(channel), IO::NoError);
+                ASSERT_EQ(Set(channel, sign), IO::NoError);
                 T read{};
                 EXPECT_EQ(channel.Read(read), Mu::IChannel::ConvertObjectReadError(IO::EOI));
             });
@@ -96,29 +97,40 @@ TEST(PlatformProtocol, WritesAnIdentifierFieldByFieldWhereTheOrderDiffers) {
     EXPECT_EQ(Written(BigEndianMacSign, write), "\x01\x02\x03\x04\x05\x06\x07\x08" + tail);
     EXPECT_EQ(Written(WindowsSign, write), raw);
     EXPECT_EQ(Written(LittleEndianMacSign, write), raw);
+    Tests::ForEachIChannel(raw.substr(1), [&](Mu::IChannel & channel) {
+        Mu::Guid read;
+        EXPECT_EQ(channel.Read(read), IO::EOI) << "which is not converted";
+    });
     for (Mu::PlatformSign sign : allSigns)
         Tests::ForEachIChannel(Written(sign, write), [&](Mu::IChannel & channel) {
-            ASSERT_EQ(IO::SetPlatformIProtocol(channel, sign), IO::NoError);
+            ASSERT_EQ(Set(channel, sign), IO::NoError);
             Mu::Guid read;
             EXPECT_EQ(channel.Read(read), IO::NoError);
             EXPECT_EQ(read, guid);
+            EXPECT_EQ(channel.Read(read), IO::EOI);
         });
 }
 
 // U+00E4 is 0xE4 on Windows and 0x8A on a Mac.
 TEST(PlatformProtocol, RecodesACopyOfTheText) {
     char const text[] = "a\xE4";
-    auto const write = [&](Mu::OChannel & channel) { EXPECT_EQ(channel.Write(text), IO::NoError); };
-    EXPECT_EQ(Written(BigEndianMacSign, write), std::string("\0\0\0\2a\x8A", 6));
-    EXPECT_EQ(Written(LittleEndianMacSign, write), std::string("\2\0\0\0a\x8A", 6));
-    EXPECT_EQ(Written(WindowsSign, write), std::string("\2\0\0\0a\xE4", 6));
+    auto const write = [&](Mu::OChannel & channel) {
+        EXPECT_EQ(channel.Write(text), IO::NoError);
+        EXPECT_EQ(channel.Write(""), IO::NoError);
+    };
+    EXPECT_EQ(Written(BigEndianMacSign, write), std::string("\0\0\0\2a\x8A\0\0\0\0", 10));
+    EXPECT_EQ(Written(LittleEndianMacSign, write), std::string("\2\0\0\0a\x8A\0\0\0\0", 10));
+    for (Mu::PlatformSign sign : {WindowsSign, Plain})
+        EXPECT_EQ(Written(sign, write), std::string("\2\0\0\0a\xE4\0\0\0\0", 10));
     EXPECT_STREQ(text, "a\xE4");
     for (Mu::PlatformSign sign : allSigns)
         Tests::ForEachIChannel(Written(sign, write), [&](Mu::IChannel & channel) {
-            ASSERT_EQ(IO::SetPlatformIProtocol(channel, sign), IO::NoError);
+            ASSERT_EQ(Set(channel, sign), IO::NoError);
             char read[4] = "???";
             EXPECT_EQ(channel.Read(read), IO::NoError);
             EXPECT_EQ(std::string(read, 4), std::string("a\xE4\0\0", 4));
+            EXPECT_EQ(channel.Read(read), IO::NoError);
+            EXPECT_STREQ(read, "");
             EXPECT_EQ(channel.Read(read), Mu::IChannel::ConvertObjectReadError(IO::EOI));
             EXPECT_EQ(channel.Read(static_cast<char *>(nullptr)), IO::Error);
         });

@@ -9,14 +9,7 @@
 namespace {
 
 using IO::SubIChannel;
-
-std::string Read(Mu::IChannel & channel, unsigned int count, MuErrCode expected = IO::NoError) {
-    std::string text(count, '?');
-    unsigned int read = 0;
-    EXPECT_EQ(channel.ReadBin(text.data(), count, &read), expected);
-    text.resize(read);
-    return text;
-}
+using Tests::ReadBytes;
 
 TEST(SubIChannel, ReadsItsWindowAndLeavesTheSourceBehindIt) {
     Tests::ForEachIChannel("..0123456789rest", [](Mu::IChannel & source) {
@@ -24,14 +17,14 @@ TEST(SubIChannel, ReadsItsWindowAndLeavesTheSourceBehindIt) {
         SubIChannel window(&source, 10);
         EXPECT_EQ(window.GetSource(), &source);
         EXPECT_EQ(window.GetDataLength(), 10u);
-        EXPECT_EQ(Read(window, 4), "0123");
+        EXPECT_EQ(ReadBytes(window, 4), "0123");
         unsigned long long number = 0;
         EXPECT_EQ(window.GetAvailable(&number), IO::NoError);
         EXPECT_EQ(number, 6u);
         EXPECT_EQ(window.GetInputPosition(&number), IO::NoError);
         EXPECT_EQ(number, 4u);
-        EXPECT_EQ(Read(window, 9, IO::EOI), "456789");
-        EXPECT_EQ(Read(source, 4), "rest");
+        EXPECT_EQ(ReadBytes(window, 9, IO::EOI), "456789");
+        EXPECT_EQ(ReadBytes(source, 4), "rest");
     });
 }
 
@@ -39,14 +32,14 @@ TEST(SubIChannel, TakesOnlyWhatIsReadWithoutBuffering) {
     Tests::ScriptedIChannel source("0123456789");
     SubIChannel window(&source, 8);
     window.DisableInputBuffering();
-    EXPECT_EQ(Read(window, 3), "012");
-    EXPECT_EQ(Read(source, 1), "3");
+    EXPECT_EQ(ReadBytes(window, 3), "012");
+    EXPECT_EQ(ReadBytes(source, 1), "3");
 }
 
 TEST(SubIChannel, DoesNotTouchTheSourceForAnEmptyWindow) {
     Tests::ScriptedIChannel source("abc");
     SubIChannel window(&source, 0);
-    EXPECT_EQ(Read(window, 1, IO::EOI), "");
+    EXPECT_EQ(ReadBytes(window, 1, IO::EOI), "");
     EXPECT_TRUE(source.source.requests.empty());
 }
 
@@ -55,8 +48,8 @@ TEST(SubIChannel, DoesNotTouchTheSourceForAnEmptyWindow) {
 TEST(SubIChannel, ClaimsAllBytesOfAWindowThatItsSourceCannotFill) {
     Tests::ScriptedIChannel source("01234");
     SubIChannel window(&source, 10);
-    EXPECT_EQ(Read(window, 10), std::string("01234\0\0\0\0\0", 10));
-    EXPECT_EQ(Read(window, 1, IO::EOI), "") << "deferred, as it came with enough bytes";
+    EXPECT_EQ(ReadBytes(window, 10), std::string("01234\0\0\0\0\0", 10));
+    EXPECT_EQ(ReadBytes(window, 1, IO::EOI), "") << "deferred, as it came with enough bytes";
     unsigned long long position = 0;
     EXPECT_EQ(window.GetInputPosition(&position), IO::NoError);
     EXPECT_EQ(position, 10u);
@@ -73,8 +66,8 @@ TEST(SubIChannel, ClaimsAllBytesOfAWindowThatItsSourceCannotFill) {
 TEST(SubIChannel, PassesTheFailureOfTheSourceOn) {
     Tests::ScriptedIChannel source("0123456789", {{2, IO::InputFailure}});
     SubIChannel window(&source, 5);
-    (void)Read(window, 5);
-    EXPECT_EQ(Read(window, 1, IO::InputFailure), "");
+    (void)ReadBytes(window, 5);
+    EXPECT_EQ(ReadBytes(window, 1, IO::InputFailure), "");
 }
 
 TEST(SubIChannel, ReadsInTheProtocolOfItsSource) {

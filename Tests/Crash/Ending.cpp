@@ -1,13 +1,11 @@
 #include "Tests/Crash/Ending.h"
 
 #include "Tests/Support/OwnProcess.h"
-#include "Tests/Support/Text.h"
 
 #include <Kestrel/FileSystem/NativePath.h>
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <sstream>
 
 namespace Tests {

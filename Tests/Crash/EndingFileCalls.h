@@ -1,9 +1,9 @@
 #pragma once
 
+#include "Tests/Support/FileSystem/ScriptedFileCalls.h"
 #include "Tests/Support/OwnProcess.h"
 
 #include <Kestrel/FileSystem/NativePath.h>
-#include <Kestrel/FileSystem/Platform/ForwardingFileCalls.h>
 #include <Kestrel/Root/Text/UniString.h>
 
 #include <filesystem>
@@ -21,15 +21,22 @@ enum class EndOf { Process, System };
 /// flushes. No name moves from one of the folders "one" and "two" to the other, as if they were
 /// devices. Files are taken to grow only.
 ///
-/// Threads: any; the calls are made one at a time.
-class EndingFileCalls : public IO::ForwardingFileCalls {
+/// Threads: any; what files are opened for, written and flushed is done one at a time.
+class EndingFileCalls : public ScriptedFileCalls {
 public:
     /// Exit code of a process that was ended here.
     static constexpr int Ended = 77;
 
-    EndingFileCalls(EndOf what, unsigned int n)
-        : ForwardingFileCalls(IO::SetFileCalls(this)), ending(what), untilEnd(n) {}
-    ~EndingFileCalls() override { IO::SetFileCalls(&GetBelow()); }
+    EndingFileCalls(EndOf what, unsigned int n) : ending(what), untilEnd(n) {
+        onCall = [this](FileCall call) {
+            for (FileCall const change :
+                 {FileCall::SetEndOfFile, FileCall::CopyFile, FileCall::MoveFile,
+                  FileCall::ReplaceFile, FileCall::CreateFileLike, FileCall::DeleteFile,
+                  FileCall::CreateDirectory, FileCall::RemoveDirectory})
+                if (call == change)
+                    Count();
+        };
+    }
 
     unsigned int CreateFile(IO::EntryPath path, unsigned int access, unsigned int share,
                             unsigned int disposition, unsigned int attributes,
@@ -38,7 +45,7 @@ public:
         if (disposition != IO::FileDisposition::OpenExisting)
             Count();
         unsigned int const error =
-            ForwardingFileCalls::CreateFile(path, access, share, disposition, attributes, file);
+            ScriptedFileCalls::CreateFile(path, access, share, disposition, attributes, file);
         if (error == IO::FileError::None && path.in == nullptr &&
             (access & IO::FileAccess::Write) != 0)
             files[*file] = std::u16string(path.text);
@@ -49,7 +56,7 @@ public:
         if (files.count(file) != 0)
             Count();
         files.erase(file);
-        return ForwardingFileCalls::CloseHandle(file);
+        return ScriptedFileCalls::CloseHandle(file);
     }
     unsigned int WriteFile(IO::FileHandle file, char const * source, unsigned int count,
                            unsigned int * written) override {
@@ -57,9 +64,9 @@ public:
         if (auto const found = files.find(file); found != files.end())
             flushed.try_emplace(found->second, std::filesystem::file_size(ToNative(found->second)));
         if (untilEnd == 1) // in the middle
-            (void)ForwardingFileCalls::WriteFile(file, source, count / 2, written);
+            (void)ScriptedFileCalls::WriteFile(file, source, count / 2, written);
         Count();
-        return ForwardingFileCalls::WriteFile(file, source, count, written);
+        return ScriptedFileCalls::WriteFile(file, source, count, written);
     }
     unsigned int FlushFileBuffers(IO::FileHandle file) override {
         std::lock_guard const guard(mutex);
@@ -68,32 +75,9 @@ public:
             flushed[found->second] = std::filesystem::file_size(ToNative(found->second));
         return IO::FileError::None;
     }
-    unsigned int SetEndOfFile(IO::FileHandle file) override {
-        return Counted([&] { return ForwardingFileCalls::SetEndOfFile(file); });
-    }
-    unsigned int CopyFile(IO::EntryPath from, IO::EntryPath to) override {
-        return Counted([&] { return ForwardingFileCalls::CopyFile(from, to); });
-    }
     unsigned int MoveFile(IO::PathText from, IO::PathText to) override {
-        return Counted([&] {
-            return IsInTwo(from) != IsInTwo(to) ? IO::FileError::NotSameDevice
-                                                : ForwardingFileCalls::MoveFile(from, to);
-        });
-    }
-    unsigned int ReplaceFile(IO::PathText from, IO::PathText to) override {
-        return Counted([&] { return ForwardingFileCalls::ReplaceFile(from, to); });
-    }
-    unsigned int CreateFileLike(IO::PathText path, IO::PathText model) override {
-        return Counted([&] { return ForwardingFileCalls::CreateFileLike(path, model); });
-    }
-    unsigned int DeleteFile(IO::EntryPath path) override {
-        return Counted([&] { return ForwardingFileCalls::DeleteFile(path); });
-    }
-    unsigned int CreateDirectory(IO::EntryPath path) override {
-        return Counted([&] { return ForwardingFileCalls::CreateDirectory(path); });
-    }
-    unsigned int RemoveDirectory(IO::EntryPath path) override {
-        return Counted([&] { return ForwardingFileCalls::RemoveDirectory(path); });
+        return IsInTwo(from) != IsInTwo(to) ? IO::FileError::NotSameDevice
+                                            : ScriptedFileCalls::MoveFile(from, to);
     }
 
 private:
@@ -102,14 +86,9 @@ private:
     }
     static bool IsInTwo(IO::PathText path) { return path.find(u"\\two\\") != path.npos; }
 
-    template <typename Call>
-    unsigned int Counted(Call const & call) {
-        std::lock_guard const guard(mutex);
-        Count();
-        return call();
-    }
     // Other threads wait at the lock, which is never given back.
     void Count() {
+        std::lock_guard const guard(mutex);
         if (untilEnd == 0 || --untilEnd != 0)
             return;
         for (auto const & [file, path] : files)
@@ -122,7 +101,7 @@ private:
         EndProcess(Ended);
     }
 
-    std::mutex mutex; // on all of these
+    std::recursive_mutex mutex; // on all of these
     EndOf ending;
     unsigned int untilEnd;                            // 0: not at all
     std::map<IO::FileHandle, std::u16string> files;   // those open for writing

@@ -22,7 +22,6 @@
 #include <Kestrel/Root/Values/MD5.h>
 
 #include <cstring>
-#include <new>
 
 // Where gdb stops.
 extern "C" __attribute__((noinline)) void EverythingIsMade() {

@@ -1,14 +1,17 @@
-#include <Kestrel/FileSystem/ReadOnlyFolderEntry.h>
+#include <Kestrel/FileSystem/FolderEntry.h>
 
 #include <Kestrel/FileSystem/Internal/NameGeneration.h>
 
+#include "Tests/Support/FileSystem/DiskVFS.h"
 #include "Tests/Support/HandClock.h"
+#include "Tests/Support/Location/Locations.h"
 #include "Tests/Support/Text.h"
 
 #include <gtest/gtest.h>
 
 #include <deque>
 #include <map>
+#include <random>
 
 namespace {
 
@@ -18,19 +21,9 @@ using GetTypeStatus = IO::FolderEntry::GetTypeStatus;
 using MoveStatus = IO::FolderEntry::MoveStatus;
 
 // A folder that is a list of names with a mark each, whose moves can be told to fail.
-class ListFolder final : public IO::ReadOnlyFolderEntry {
+class ListFolder final : public Tests::TestFolder {
 public:
-    TimeStatus GetCreationTime(int *) override { return TimeStatus::Other; }
-    TimeStatus GetModificationTime(int *) override { return TimeStatus::Other; }
-    IO::BaseFileSystem * GetOwnerFileSystem() override { return nullptr; }
-    EnumerateStatus Enumerate(IO::EntryEnumerator &) override { return EnumerateStatus::Done; }
-    CopyStatus Copy(IO::Name const &, FolderEntry &, IO::Name const &) override {
-        return CopyStatus::Other;
-    }
-    bool IsReadable() override { return true; }
-    AttributeStatus IsOnLocalVolume(bool *) override { return AttributeStatus::Other; }
-    AttributeStatus IsOnFixedVolume(bool *) override { return AttributeStatus::Other; }
-
+    ListFolder() : TestFolder(*IO::NativeFileSystem::Get()) {}
     GetTypeStatus GetType(IO::Name const & name, EntryType * type) override {
         asked.push_back(ToUtf8(name));
         if (typeStatus != GetTypeStatus::Done)
@@ -66,21 +59,6 @@ std::string Generate(ListFolder & folder, std::string const & base) {
     IO::Name name;
     EXPECT_EQ(folder.GenerateUnusedName(&name, U(base)), GenUNStatus::Done);
     return ToUtf8(name);
-}
-
-std::string GenerateFrom(ListFolder & folder, std::string const & base,
-                         std::string const & extension, unsigned short maxLength = 0,
-                         unsigned int * counter = nullptr) {
-    IO::Name name;
-    EXPECT_EQ(folder.GenerateUnusedNameFromString(&name, U(base), U(extension), maxLength, counter),
-              GenUNStatus::Done);
-    return ToUtf8(name);
-}
-
-template <typename T>
-__attribute__((no_sanitize("null"))) T const & NullReference() {
-    T const * volatile none = nullptr;
-    return *none;
 }
 
 } // namespace
@@ -135,7 +113,7 @@ TEST(FolderEntry, ReportsWhyNoNameCouldBeGenerated) {
 TEST(FolderEntry, RefusesNulls) {
     ListFolder folder;
     IO::Name name;
-    Mu::UniString const & none = NullReference<Mu::UniString>();
+    Mu::UniString const & none = Tests::NullReference<Mu::UniString const>();
     auto const generate = [&](IO::Name * result, Mu::UniString const & base,
                               Mu::UniString const & extension) {
         return folder.GenerateUnusedNameFromString(result, base, extension, 0, nullptr);
@@ -149,53 +127,51 @@ TEST(FolderEntry, RefusesNulls) {
     EXPECT_EQ(folder.Exchange("a", "b", false, &name, nullptr), ExchangeStatus::Other);
 }
 
-TEST(FolderEntry, TriesABareNameFirstAndThenNumbers) {
-    ListFolder folder;
-    EXPECT_EQ(GenerateFrom(folder, "name", "ext"), "name.ext");
-    folder.entries = {{"name.ext", 0}, {"name_0.ext", 0}, {"name", 0}};
-    EXPECT_EQ(GenerateFrom(folder, "name", "ext"), "name_1.ext");
-    EXPECT_EQ(GenerateFrom(folder, "name", ""), "name_0");
-}
-
-TEST(FolderEntry, TakesTheNumberUpWhereTheCallerLeftIt) {
-    ListFolder folder;
-    unsigned int counter = 7;
-    EXPECT_EQ(GenerateFrom(folder, "name", "", 0, &counter), "name_7");
-    EXPECT_EQ(counter, 8u);
-    folder.entries = {{"name_8", 0}, {"name_9", 0}};
-    EXPECT_EQ(GenerateFrom(folder, "name", "", 0, &counter), "name_10");
-    EXPECT_EQ(counter, 11u);
-}
-
-TEST(FolderEntry, CutsTheBaseToTheLengthThatIsAllowed) {
-    ListFolder folder;
-    EXPECT_EQ(GenerateFrom(folder, "abcdefghij", "tmp", 8), "abcd.tmp");
-    folder.entries = {{"abcd.tmp", 0}};
-    EXPECT_EQ(GenerateFrom(folder, "abcdefghij", "tmp", 8), "ab_0.tmp");
-    unsigned int counter = 10;
-    EXPECT_EQ(GenerateFrom(folder, "abcdefghij", "tmp", 8, &counter), "a_10.tmp");
-    EXPECT_EQ(GenerateFrom(folder, "ab", "tmp", 8), "ab.tmp");
-
-    IO::Name name;
-    counter = 1000;
-    EXPECT_EQ(folder.GenerateUnusedNameFromString(&name, U("a"), U("tmp"), 8, &counter),
-              GenUNStatus::NoNameFits);
-    EXPECT_EQ(counter, 1000u);
-    EXPECT_EQ(folder.GenerateUnusedNameFromString(&name, U("a"), U("tmp"), 4, nullptr),
-              GenUNStatus::Other);
-    EXPECT_EQ(GenerateFrom(folder, "abc", "tmp", 5), "a.tmp");
-    EXPECT_EQ(GenerateFrom(folder, "abc", "", 1), "a");
+// The first that is free of a bare name, where no counter is given, and of numbered ones, each with as
+// much of the base as there is room for.
+TEST(FolderEntry, NumbersABaseWithinTheLengthThatIsAllowed) {
+    for (unsigned int seed = 1; seed <= 3000; ++seed) {
+        SCOPED_TRACE(seed);
+        std::mt19937 random(seed);
+        std::string const base = std::string("abcdefghij").substr(0, 1 + random() % 10);
+        std::string const extension = random() % 3 == 0 ? "" : "tmp";
+        std::string const end = extension.empty() ? "" : "." + extension;
+        unsigned short const most = random() % 3 == 0 ? 0 : 1 + random() % 12;
+        unsigned int const first = random() % 3 == 0 ? 0 : random() % 1500;
+        bool const isCounted = first != 0;
+        ListFolder folder;
+        std::string expected;
+        unsigned int number = first;
+        GenUNStatus status = GenUNStatus::Done;
+        for (bool isBare = !isCounted;; isBare = false) {
+            std::string const tail = (isBare ? "" : "_" + std::to_string(number)) + end;
+            if (most != 0 && (tail.size() > most || most <= end.size())) {
+                status = most <= end.size() ? GenUNStatus::Other : GenUNStatus::NoNameFits;
+                break;
+            }
+            expected = base.substr(0, most == 0 ? base.size() : most - tail.size()) + tail;
+            number += !isBare;
+            if (random() % 3 == 0)
+                break;
+            folder.entries.emplace(expected, 0);
+        }
+        unsigned int counter = first;
+        IO::Name name("before");
+        EXPECT_EQ(folder.GenerateUnusedNameFromString(&name, U(base), U(extension), most,
+                                                      isCounted ? &counter : nullptr),
+                  status);
+        EXPECT_EQ(ToUtf8(name), status == GenUNStatus::Done ? expected : "before");
+        EXPECT_EQ(counter, isCounted && status == GenUNStatus::Done ? number : first);
+    }
 }
 
 TEST(FolderEntry, ReplacesWhatSomePlatformForbids) {
     ListFolder folder;
-    EXPECT_EQ(GenerateFrom(folder, "a:b*c?d|e\x1F", "x/y\\"), "a_b_c_d_e_.x_y_");
-    EXPECT_EQ(GenerateFrom(folder,
-                           "Gr\xC3\xBC\xC3\x9F"
-                           "e",
-                           "t"),
-              "Gr\xC3\xBC\xC3\x9F"
-              "e.t");
+    IO::Name name;
+    EXPECT_EQ(folder.GenerateUnusedNameFromString(&name, U("a:b*c?d|e\x1FGr\xC3\xBC\xC3\x9F"),
+                                                  U("x/y\\"), 0, nullptr),
+              GenUNStatus::Done);
+    EXPECT_EQ(ToUtf8(name), "a_b_c_d_e_Gr\xC3\xBC\xC3\x9F.x_y_");
 }
 
 TEST(FolderEntry, TakesTheOutputsOfAnExchangeAsItsInputs) {

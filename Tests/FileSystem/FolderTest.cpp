@@ -7,9 +7,9 @@
 #include "Tests/Support/HandClock.h"
 #include "Tests/Support/Location/Locations.h"
 #include "Tests/Support/LogCapture.h"
+#include "Tests/Support/Root/ByteChannels.h"
 #include "Tests/Support/Text.h"
 
-#include <Kestrel/Channel/MemoryOChannel.h>
 #include <Kestrel/Location/Internal/OSErrors.h>
 #include <Kestrel/Root/Errors/Exceptions.h>
 #include <Kestrel/Root/Threads/Thread.h>
@@ -17,7 +17,6 @@
 #include <algorithm>
 #include <random>
 #include <set>
-#include <string_view>
 
 using IO::Folder;
 using IO::Location;
@@ -458,10 +457,9 @@ TEST(Folder, RefusesNullsAndEverythingWhereItIsNotThere) {
 TEST(Folder, PrintsWhatItHolds) {
     Tests::Place const place(true);
     place.Write("file", "");
-    IO::MemoryOChannel channel;
+    Tests::ByteOChannel channel;
     EXPECT_EQ(Folder(place.GetRoot()).PrintContent(channel), IO::NoError);
-    char const * const text = channel.GetDestination();
-    EXPECT_EQ(std::string_view(text, channel.GetDataSize()), "file\n");
+    EXPECT_EQ(channel.GetBytes(), "file\n");
 }
 
 // The wait for a second try is where a thread can be told to stop.

@@ -4,7 +4,6 @@
 
 #include "Tests/Support/FaultSweep.h"
 #include "Tests/Support/LogCapture.h"
-#include "Tests/Support/Text.h"
 
 #include <gtest/gtest.h>
 

@@ -13,8 +13,6 @@
 
 #include <gtest/gtest.h>
 
-#include <set>
-
 namespace fs = std::filesystem;
 
 namespace {

@@ -35,7 +35,7 @@ public:
         if (status == ConnectStatus::Connected)
             for (Coded const & file : files)
                 if (*location == *this / file.name)
-                    static_cast<DiskFileEntry *>(*entry)->typeCode = file.code;
+                    static_cast<TestFile *>(*entry)->typeCode = file.code;
         return status;
     }
 

@@ -11,7 +11,6 @@
 
 #include <algorithm>
 #include <map>
-#include <memory>
 #include <optional>
 #include <random>
 #include <set>

@@ -46,23 +46,6 @@ TEST(GeneralID, TellsTypesFromGroupsByTheSign) {
     EXPECT_LT(FTM::UnknownGroup, FTM::UnknownType);
 }
 
-TEST(FileType, KeysAreTheFirstFourBytesInLowerCase) {
-    FileType type("t", "jpg;JPEG;;jpegx", 0, 0, 0, nullptr, nullptr, false);
-    ASSERT_EQ(type.CountExtensions(), 3);
-    unsigned int keys[3];
-    bool isLong[3];
-    EXPECT_EQ(type.GetExtensionIDs(keys, isLong), 3);
-    EXPECT_EQ(keys[0], 0x0067706Au);
-    EXPECT_EQ(keys[1], 0x6765706Au);
-    EXPECT_EQ(keys[2], keys[1]);
-    EXPECT_FALSE(isLong[0] || isLong[1]);
-    EXPECT_TRUE(isLong[2]);
-    EXPECT_STREQ(type.GetExtension(1), "jpeg") << "lower-cased in place";
-    type.AddMacType(1);
-    type.AddMacType(2);
-    EXPECT_EQ(type.ExtIndexCount(), 8);
-}
-
 TEST(FileType, LooksForAnExtensionBeforeItIsLowered) {
     FileType type(nullptr, "TXT", 0, 0, 0, nullptr, nullptr, true);
     type.AddSingleExtension("txt", true);
@@ -70,6 +53,8 @@ TEST(FileType, LooksForAnExtensionBeforeItIsLowered) {
     type.AddSingleExtension("TXT", true);
     EXPECT_EQ(type.CountExtensions(), 2) << "kept: the spelling given was not there";
     EXPECT_TRUE(type.IsExtensionIncluded(Mu::UniString("txt")));
+    FileType const list("t", "jpg;JPEG;;jpegx", 0, 0, 0, nullptr, nullptr, false);
+    EXPECT_EQ(ExtensionsOf(list), (std::vector<std::string>{"jpg", "JPEG", "jpegx"}));
     EXPECT_FALSE(type.IsExtensionIncluded(static_cast<char const *>(nullptr)));
     EXPECT_EQ(FileType().GetMacType(0), 0u);
     IO::MemoryIChannel channel("BM", 2);

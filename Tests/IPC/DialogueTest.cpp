@@ -7,12 +7,11 @@
 #include <Kestrel/IPC/Service.h>
 #include <Kestrel/Socket/SocketFunctions.h>
 
-#include <Kestrel/Channel/MemoryOChannel.h>
-
 #include "Tests/Support/FaultSweep.h"
 #include "Tests/Support/HandClock.h"
-#include "Tests/Support/IPC/Hex.h"
+#include "Tests/Support/Hex.h"
 #include "Tests/Support/IPC/Network.h"
+#include "Tests/Support/Root/ByteChannels.h"
 
 #include <gtest/gtest.h>
 
@@ -117,18 +116,16 @@ TEST_F(Dialogue, IsTheseBytes) {
     EXPECT_EQ(ToHex(network.toClients), "44040000006162632153");
     EXPECT_EQ(ReadMessage(*client), "abc!");
 
-    IO::MemoryOChannel list;
+    Tests::ByteOChannel list;
     ASSERT_EQ(pool.WriteCommunicators(list), IO::NoError);
-    std::string const bytes(static_cast<IO::MemoryOChannel const &>(list).GetDestination(),
-                            list.GetDataSize());
     std::string const host = "09000000" + ToHex("127.0.0.1");
-    EXPECT_EQ(ToHex(bytes), "03000000"
-                            "0300000053E8FD0000"
-                            "040000004C" +
-                                host +
-                                "E8FD0000"
-                                "0500000043" +
-                                host);
+    EXPECT_EQ(ToHex(list.GetBytes()), "03000000"
+                                      "0300000053E8FD0000"
+                                      "040000004C" +
+                                          host +
+                                          "E8FD0000"
+                                          "0500000043" +
+                                          host);
 }
 
 TEST_F(Dialogue, CutsFramesAtBlocksAndOrdersTags) {
@@ -156,54 +153,16 @@ TEST_F(Dialogue, CutsFramesAtBlocksAndOrdersTags) {
     EXPECT_EQ(ToHex(network.toServers), "44050000000100000079");
 }
 
-// The reader of frames against bytes made by hand, cut at every place.
-TEST_F(Dialogue, IsReadAlikeHoweverItIsCut) {
-    struct End final : EndPoint {
-        explicit End(unsigned long long number) { socket = number; }
-        void ProcessError() override {}
-        void LocationArrived(IO::Location const & location) override {
-            IO::Name name;
-            location.GetLastLocalName(&name);
-            heard += "<" + std::string(name.ToString().ToCStr().GetText()) + ">";
-        }
-        std::string heard;
-    };
-    using namespace std::string_literals;
-    std::string const bytes = "D\2\0\0\0abS"
-                              "D\0\0\0\0"
-                              "LD\3\0\0\0\3\0\0D\4\0\0\0\0p"
-                              "q\0D\2\0\0\0cdSSD\1\0\0\0eX"s;
-    for (std::size_t cut = 0; cut <= bytes.size(); ++cut) {
-        IO::Socket::SocketHandle listening, near, far;
-        network.Socket(1, &listening);
-        network.Bind(listening, {2, 7, {}});
-        network.Listen(listening, 1);
-        network.Socket(1, &near);
-        network.Connect(near, {2, 7, {}});
-        network.Accept(listening, &far, nullptr);
-        {
-            End end(far);
-            unsigned int sent;
-            network.Send(near, bytes.data(), static_cast<unsigned int>(cut), &sent);
-            end.ProcessRead();
-            network.Send(near, bytes.data() + cut, static_cast<unsigned int>(bytes.size() - cut),
-                         &sent);
-            end.ProcessRead();
-            EXPECT_EQ(end.GetIChannel().GetInputStatus(), IO::EOI) << "X is no tag";
-            network.CloseSocket(near);
-            network.CloseSocket(listening);
-            end.GetIChannel().ResetInputStatus();
-            EXPECT_EQ(end.GetISeparatorCount(), 3u);
-            for (char const * const expected : {"ab", "cd", ""})
-                EXPECT_EQ(ReadMessage(end), expected);
-            EXPECT_EQ(ReadMessage(end), "");
-            EXPECT_EQ(end.heard, "<pq>");
-            char last = 0;
-            EXPECT_EQ(end.GetIChannel().ReadBin(&last, 1, nullptr), IO::NoError);
-            EXPECT_EQ(last, 'e');
-        }
-        EXPECT_EQ(network.CountSockets(), 0u) << "the bad tag closed it";
-    }
+TEST_F(Dialogue, EndsAtATagThatIsNone) {
+    Start([](Connection &) {});
+    IO::Socket::SocketHandle socket;
+    network.Socket(1, &socket);
+    network.Connect(socket, {2, 65000, {}});
+    Pass();
+    unsigned int sent;
+    network.Send(socket, "D\0\0\0\0SX", 7, &sent);
+    Pass();
+    EXPECT_EQ(network.Send(socket, "S", 1, &sent), IO::Socket::WSAError::ConnectionReset);
 }
 
 TEST_F(Dialogue, WaitsInStepsAndKnowsTheEndOfItsTime) {

@@ -16,7 +16,6 @@
 #include <cstdlib>
 #include <deque>
 #include <map>
-#include <memory>
 #include <string>
 
 namespace {
@@ -28,37 +27,6 @@ constexpr unsigned int Port = 65000;
 IO::Location MakePlace(std::string const & service) {
     return IO::Location(("ipc://localhost:65000/" + service).c_str());
 }
-
-/// Lets some allocations fail while it is armed.
-class Shortage {
-public:
-    Shortage(unsigned int seed, unsigned int chance) : before(Mu::GetMemoryCalls()) {
-        present = this;
-        this->chance = chance;
-        random.seed(seed);
-        Mu::SetMemoryCalls({Allocate, Reallocate, before.free});
-    }
-    ~Shortage() { Mu::SetMemoryCalls(before); }
-    static void Arm(bool isOn) { isArmed = isOn; }
-
-private:
-    static bool Fails() { return isArmed && present->random() % 10000 < present->chance; }
-    static void * Allocate(std::size_t size) {
-        return Fails() ? nullptr : present->before.allocate(size);
-    }
-    static void * Reallocate(void * block, std::size_t size) {
-        return Fails() ? nullptr : present->before.reallocate(block, size);
-    }
-
-    static Shortage * present;
-    static bool isArmed;
-    Mu::MemoryCalls before;
-    unsigned int chance;
-    std::mt19937 random;
-};
-
-Shortage * Shortage::present = nullptr;
-bool Shortage::isArmed = false;
 
 /// What a message holds: who sent it, its number there, which service it is meant for, and bytes that
 /// follow from these.
@@ -241,22 +209,20 @@ Tests::Weather DrawWeather(std::mt19937 & random) {
 
 /// Whatever runs out of memory on the way has the connection given up by the host, who knows.
 template <typename Step>
-void Try(Talker & talker, Step step) {
-    Shortage::Arm(true);
+void Try(Talker & talker, unsigned int shortage, Step step) {
     try {
+        Tests::Shortage const allocation(shortage, false);
         step();
     } catch (Mu::OutOfMemoryException const &) {
-        Shortage::Arm(false);
         talker.Break();
     }
-    Shortage::Arm(false);
 }
 
 void Converse(unsigned int seed) {
     std::mt19937 random(seed);
     Tests::HandClock clock;
     Tests::Network network(seed, DrawWeather(random));
-    Shortage const shortage(seed, random() % 4 == 0 ? 30 : 0);
+    bool const isShort = random() % 4 == 0;
     {
         std::map<unsigned int, unsigned int> received;
         EchoService first(0, received);
@@ -274,7 +240,7 @@ void Converse(unsigned int seed) {
             unsigned int const service = random() % 8 == 0;
             unsigned int const size =
                 random() % 60 == 0 ? 500000 + random() % 100000 : random() % 40;
-            Try(talker, [&] {
+            Try(talker, isShort ? random() % 60 : 0, [&] {
                 if (talker.client.GetConnectState() == Client::NotConnected)
                     talker.Connect();
                 else if (what < 5 && talker.IsUp())

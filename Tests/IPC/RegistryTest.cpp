@@ -13,7 +13,7 @@
 #include <Kestrel/Process/Process.h>
 
 #include "Tests/Support/HandClock.h"
-#include "Tests/Support/IPC/Hex.h"
+#include "Tests/Support/Hex.h"
 #include "Tests/Support/IPC/Network.h"
 #include "Tests/Support/Process/ScriptedProcessCalls.h"
 #include "Tests/Support/Root/Persisted.h"

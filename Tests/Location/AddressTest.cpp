@@ -138,9 +138,9 @@ TEST(Address, OverlooksTheCaseUnlessTheComparerLooks) {
 
 TEST(Address, WritesItsTailInFrontForOldReaders) {
     IO::Address const address = MakeAddress({u"com", u"example", u"www"});
-    IO::MemoryOChannel channel;
+    ByteOChannel channel;
     EXPECT_EQ(address.Write(channel, 1), IO::NoError);
-    std::string const bytes(channel.GetDestination(), channel.GetDataSize());
+    std::string const bytes = channel.GetBytes();
     std::string const expected =
         MakeFrame(IO::Address::GetClassInfoStatic(), {1, 2}, [](Mu::OChannel & out) {
             out.Write(1u);

@@ -22,24 +22,25 @@ TEST(LocationCompare, CountsNamesAndUserOnly) {
     EXPECT_TRUE(plain == MakeLocation({"H"}, {"c:", "A"})) << "names decide about case";
 }
 
+template <typename T>
+static void ExpectNothingOfTheUnhealthy(T const & refused, T const & invalid) {
+    T const healthy;
+    for (T const * bad : {&refused, &invalid, &NullReference<T const>()}) {
+        EXPECT_FALSE(healthy == *bad || healthy != *bad || healthy.IsAncestorOf(*bad));
+        if (bad == &refused || bad == &invalid) {
+            EXPECT_FALSE(*bad == *bad || *bad != healthy || bad->IsAncestorOf(healthy));
+        }
+    }
+}
+
 TEST(LocationCompare, FindsNothingEqualOrDifferentToTheUnhealthyOrToNull) {
     TestResolver const resolver;
-    Location const healthy;
-    Location const refused("X");
-    Location const invalid = MakeInvalidLocation();
-    Location const & null = NullReference<Location const>();
-    for (Location const * bad : {&refused, &invalid, &null}) {
-        EXPECT_FALSE(healthy == *bad);
-        EXPECT_FALSE(healthy != *bad);
-        EXPECT_FALSE(healthy < *bad);
-        EXPECT_FALSE(healthy.IsAncestorOf(*bad));
-    }
-    for (Location const * bad : {&refused, &invalid}) {
-        EXPECT_FALSE(*bad == *bad);
-        EXPECT_FALSE(*bad != healthy);
-        EXPECT_FALSE(*bad < healthy);
-        EXPECT_FALSE(bad->IsAncestorOf(healthy));
-    }
+    Location const refused("X"), invalid = MakeInvalidLocation();
+    ExpectNothingOfTheUnhealthy(refused, invalid);
+    ExpectNothingOfTheUnhealthy(IO::RelativeLocation("X"), MakeInvalidRelative());
+    for (Location const * bad : {&refused, &invalid, &NullReference<Location const>()})
+        EXPECT_FALSE(Location() < *bad);
+    EXPECT_FALSE(refused < Location() || invalid < Location());
 }
 
 TEST(LocationCompare, HashesMachineAndPathApart) {

@@ -47,21 +47,31 @@ TEST(LocationText, IsRefusedWithoutResolver) {
     EXPECT_EQ(text, "");
 }
 
-TEST(LocationText, ForgetsAFailureAtTheNextText) {
-    TestResolver const resolver;
-    Location location("X");
+template <typename T>
+static void ExpectAFailureIsForgotten(T invalid, MuErrCode refusal, char const * good) {
+    T location("X");
+    EXPECT_EQ(location.GetStatus(), refusal);
     EXPECT_TRUE(location.IsLegal()) << "the validator has nothing against no names";
     EXPECT_FALSE(location.IsMultiplatform());
-    EXPECT_EQ(location.Set("C:\\"), IO::NoError);
+    EXPECT_EQ(location.Set(good), IO::NoError);
     EXPECT_TRUE(location.IsValid());
-    EXPECT_EQ(location.Set("X"), IO::ErrIllegalLocation);
+    EXPECT_EQ(location.Set("X"), refusal);
     EXPECT_EQ(location.GetStatus(), IO::NoError) << "only constructors keep it";
-    EXPECT_EQ(location.Set(NullReference<Mu::UniString const>()), IO::Error);
-    EXPECT_EQ(location.Set(static_cast<char const *>(nullptr)), IO::Error);
-    EXPECT_EQ(location.Set(static_cast<char16_t const *>(nullptr)), IO::Error);
-    EXPECT_EQ(GetLocal(location), Names{"C:"});
-    EXPECT_EQ(MakeInvalidLocation().Set("C:\\"), IO::ErrMemoryFull);
-    EXPECT_FALSE(MakeInvalidLocation().IsLegal());
+    for (MuErrCode const status : {location.Set(NullReference<Mu::UniString const>()),
+                                   location.Set(static_cast<char const *>(nullptr)),
+                                   location.Set(static_cast<char16_t const *>(nullptr))})
+        EXPECT_EQ(status, IO::Error);
+    EXPECT_TRUE(location == T(good));
+    EXPECT_EQ(invalid.Set(good), IO::ErrMemoryFull);
+    EXPECT_FALSE(invalid.IsLegal());
+    invalid.Clear();
+    EXPECT_TRUE(invalid.IsValid());
+}
+
+TEST(LocationText, ForgetsAFailureAtTheNextText) {
+    TestResolver const resolver;
+    ExpectAFailureIsForgotten(MakeInvalidLocation(), IO::ErrIllegalLocation, "C:\\");
+    ExpectAFailureIsForgotten(MakeInvalidRelative(), IO::ErrIllegalRelativeLocation, "a");
 }
 
 TEST(LocationText, BecomesANarrowPathOfAnyLength) {

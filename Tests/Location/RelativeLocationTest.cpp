@@ -49,46 +49,13 @@ TEST(RelativeLocation, IsAListOfNames) {
     EXPECT_EQ(refused.ToURL(&url), IO::ErrIllegalRelativeLocation);
 }
 
-TEST(RelativeLocation, KeepsAFailureUntilItIsClearedOrSet) {
-    TestResolver const resolver;
-    RelativeLocation location("X");
-    EXPECT_EQ(location.GetStatus(), IO::ErrIllegalRelativeLocation);
-    EXPECT_TRUE(location.IsLegal()) << "the validator has nothing against no names";
-    EXPECT_FALSE(location.IsMultiplatform());
-    EXPECT_EQ(location.Set("a"), IO::NoError);
-    EXPECT_TRUE(location.IsValid());
-    EXPECT_EQ(location.Set("X"), IO::ErrIllegalRelativeLocation);
-    EXPECT_EQ(location.GetStatus(), IO::NoError) << "Set returns a failure and forgets it";
-    RelativeLocation invalid = MakeInvalidRelative();
-    EXPECT_EQ(invalid.Set("a"), IO::ErrMemoryFull);
-    EXPECT_FALSE(invalid.IsLegal());
-    invalid.Clear();
-    EXPECT_TRUE(invalid.IsValid());
-}
-
-TEST(RelativeLocation, FindsNothingEqualOrDifferentToTheUnhealthyOrToNull) {
-    TestResolver const resolver;
-    RelativeLocation const healthy = MakeRelative({"a"});
-    RelativeLocation const refused("X");
-    RelativeLocation const invalid = MakeInvalidRelative();
-    for (RelativeLocation const * bad :
-         {&refused, &invalid, &NullReference<RelativeLocation const>()}) {
-        EXPECT_FALSE(healthy == *bad);
-        EXPECT_FALSE(healthy != *bad);
-        EXPECT_FALSE(healthy.IsAncestorOf(*bad));
-    }
-    EXPECT_FALSE(refused == refused);
-    EXPECT_FALSE(refused != healthy);
-    EXPECT_TRUE(healthy == MakeRelative({"A"}));
-    EXPECT_TRUE(healthy != MakeRelative({"a", "a"}));
-}
-
 TEST(RelativeLocation, IsAncestorOfWhatBeginsWithItAndGoesOn) {
     RelativeLocation const ab = MakeRelative({"a", "b"});
     EXPECT_TRUE(ab.IsAncestorOf(MakeRelative({"a", "B", "c"})));
     EXPECT_FALSE(ab.IsAncestorOf(ab));
     EXPECT_FALSE(ab.IsAncestorOf(MakeRelative({"a", "x", "c"})));
     EXPECT_FALSE(RelativeLocation().IsAncestorOf(RelativeLocation()));
+    EXPECT_TRUE(ab == MakeRelative({"A", "b"}) && ab != MakeRelative({"a", "b", "b"}));
 }
 
 TEST(RelativeLocation, IsLegalWhenAllNamesAre) {

@@ -20,7 +20,6 @@
 #include <chrono>
 #include <fstream>
 #include <memory>
-#include <optional>
 #include <regex>
 #include <sstream>
 

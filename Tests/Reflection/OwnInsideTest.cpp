@@ -28,7 +28,6 @@
 #include <set>
 #include <string>
 #include <thread>
-#include <vector>
 
 namespace {
 

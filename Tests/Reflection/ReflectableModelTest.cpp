@@ -5,8 +5,8 @@
 
 #include "Tests/Support/FaultSweep.h"
 #include "Tests/Support/Reflection/Level.h"
+#include "Tests/Support/Root/ByteChannels.h"
 
-#include <Kestrel/Channel/MemoryOChannel.h>
 #include <Kestrel/Location/RelativeLocation.h>
 #include <Kestrel/Reflection/Internal/ReflectableUse.h>
 #include <Kestrel/Reflection/Internal/ValuesBelow.h>
@@ -16,7 +16,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <map>
 #include <optional>
 #include <random>
 #include <string>
@@ -370,10 +369,9 @@ void ExpectAsTold(Tree const & tree, Model const & model, Texts const & names) {
         ExpectSame(isThere, ToTexts(values), model.GetValues(names));
     }
 
-    IO::MemoryOChannel channel;
+    Tests::ByteOChannel channel;
     isThere = tree.GetContent(location, channel);
-    ExpectSame(isThere, std::string(channel.GetDestination(), channel.GetDataSize()),
-               model.GetContent(names));
+    ExpectSame(isThere, channel.GetBytes(), model.GetContent(names));
 }
 
 TEST(ReflectableModel, FindsWhatTheRulesFind) {

@@ -1,7 +1,6 @@
 #include <Kestrel/Reflection/Reflectable.h>
 
 #include "Tests/Support/FaultSweep.h"
-#include "Tests/Support/Text.h"
 
 #include <Kestrel/Location/RelativeLocation.h>
 

@@ -12,7 +12,6 @@
 
 #include <random>
 #include <string>
-#include <vector>
 
 namespace {
 

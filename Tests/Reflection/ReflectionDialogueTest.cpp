@@ -1,5 +1,6 @@
 #include <Kestrel/Reflection/Internal/ReflectionDialogue.h>
 
+#include "Tests/Support/Hex.h"
 #include "Tests/Support/LogCapture.h"
 #include "Tests/Support/Reflection/Dialogues.h"
 #include "Tests/Support/Reflection/Level.h"
@@ -22,15 +23,8 @@ namespace {
 using IO::Name;
 using IO::Reflectable;
 using IO::RelativeLocation;
+using Tests::FromHex;
 using Tests::Serve;
-
-std::string FromHex(std::string const & hex) {
-    std::string bytes;
-    for (std::size_t i = 0; i < hex.size(); ++i)
-        if (hex[i] != ' ')
-            bytes.push_back(static_cast<char>(std::stoi(hex.substr(i++, 2), nullptr, 16)));
-    return bytes;
-}
 
 // A thing "a" with a value of each kind.
 struct Values : Tests::Level {

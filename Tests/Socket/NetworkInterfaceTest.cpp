@@ -22,17 +22,6 @@ using Tests::MadeInterfaces;
 
 namespace {
 
-class RandomDraw final : public Tests::Draw {
-public:
-    explicit RandomDraw(unsigned int seed) : random(seed) {}
-    unsigned int operator()(unsigned int limit) override {
-        return static_cast<unsigned int>(random() % limit);
-    }
-
-private:
-    std::mt19937 random;
-};
-
 std::vector<std::string> DescribeAll(Interfaces const & interfaces) {
     std::vector<std::string> lines;
     for (NetworkInterface const & interface : interfaces)
@@ -51,8 +40,7 @@ NetworkInterface MakeInterface(char const * name, std::vector<InternetAddress> c
 
 TEST(NetworkInterface, IsMergedAsTheRulesSay) {
     for (unsigned int seed = 1; seed <= 3000; ++seed) {
-        RandomDraw draw(seed);
-        InterfaceTables const tables = Tests::DrawTables(draw);
+        InterfaceTables const tables = Tests::DrawTables(seed);
         Interfaces result;
         MergeInterfaces(tables, result);
         ASSERT_EQ(DescribeAll(result), Tests::GetExpected(tables)) << "seed " << seed;

@@ -18,53 +18,30 @@ namespace {
 using namespace Tests;
 using IO::Socket::ServerSocket;
 
-// The bytes of a stream, which each side can make for itself.
-class Stream {
-public:
-    explicit Stream(unsigned int seed) : random(seed) {}
-    void Fill(char * bytes, std::size_t count) {
-        for (std::size_t i = 0; i < count; ++i) {
-            if (left == 0) {
-                word = random();
-                left = 8;
-            }
-            bytes[i] = static_cast<char>(word);
-            word >>= 8;
-            --left;
-        }
-    }
+constexpr unsigned long long TransferSize = 16 << 20;
 
-private:
-    std::mt19937_64 random;
-    unsigned long long word = 0;
-    unsigned int left = 0;
-};
-
-// KESTREL_SOCKET_MEGABYTES=1024 moves 1 GiB.
-unsigned long long GetTransferSize() {
-    char const * const megabytes = std::getenv("KESTREL_SOCKET_MEGABYTES");
-    return (megabytes != nullptr ? std::strtoull(megabytes, nullptr, 10) : 16) << 20;
+// The bytes of a stream from a place in it on, which each side can make for itself.
+void Fill(unsigned long long place, char * bytes, std::size_t count) {
+    for (std::size_t i = 0; i < count; ++i, ++place)
+        bytes[i] = static_cast<char>(place * 2654435761u >> 13 ^ place >> 16);
 }
 
-void SendStream(IO::Socket::Socket socket, unsigned long long size) {
-    Stream stream(1);
+void SendStream(IO::Socket::Socket socket) {
     std::mt19937 random(2);
     std::vector<char> piece(300000);
-    while (size > 0) {
+    for (unsigned long long done = 0; done < TransferSize;) {
         auto const count = static_cast<unsigned int>(
-            std::min<unsigned long long>(size, 1 + random() % piece.size()));
-        stream.Fill(piece.data(), count);
+            std::min<unsigned long long>(TransferSize - done, 1 + random() % piece.size()));
+        Fill(done, piece.data(), count);
         socket.GetOutputChannel().Write(piece.data(), count);
-        size -= count;
+        done += count;
     }
     socket.Close();
 }
 
 TEST(Socket, MovesEveryByteInOrder) {
     Connection const connection;
-    unsigned long long const size = GetTransferSize();
-    std::thread sender(SendStream, connection.client, size);
-    Stream stream(1);
+    std::thread sender(SendStream, connection.client);
     std::mt19937 random(3);
     std::vector<char> got(200000);
     std::vector<char> expected(got.size());
@@ -72,12 +49,12 @@ TEST(Socket, MovesEveryByteInOrder) {
     bool isSame = true;
     while (unsigned int const count = connection.server.GetInputChannel().Read(
                got.data(), static_cast<unsigned int>(1 + random() % got.size()))) {
-        stream.Fill(expected.data(), count);
+        Fill(done, expected.data(), count);
         isSame = isSame && std::equal(got.data(), got.data() + count, expected.data());
         done += count;
     }
     sender.join();
-    EXPECT_EQ(done, size);
+    EXPECT_EQ(done, TransferSize);
     EXPECT_TRUE(isSame);
 }
 
@@ -205,7 +182,7 @@ TEST(Socket, DISABLED_DiesInTheMiddle) {
     Socket socket(InternetAddress::Loopback,
                   static_cast<unsigned short>(std::atoi(std::getenv(PortVariable))));
     std::vector<char> bytes(DyingSize);
-    Stream(1).Fill(bytes.data(), bytes.size());
+    Fill(0, bytes.data(), bytes.size());
     socket.GetOutputChannel().Write(bytes.data(), DyingSize);
     char go;
     socket.GetInputChannel().Read(&go, 1, Mu::ReadAll);
@@ -223,7 +200,7 @@ TEST(Socket, OutlivesAPeerThatDies) {
     });
     Mu::Ref<Socket, Mu::AtomicCounter> const socket = server.Accept();
     std::vector<char> expected(DyingSize);
-    Stream(1).Fill(expected.data(), expected.size());
+    Fill(0, expected.data(), expected.size());
     std::vector<char> got(DyingSize);
     socket->GetInputChannel().Read(got.data(), DyingSize, Mu::ReadAll);
     EXPECT_TRUE(got == expected);

@@ -249,8 +249,8 @@ void SweepAllocations(std::function<void(bool)> const & scenario) {
     SweepFaults(faults, scenario);
 }
 
-Shortage::Shortage(unsigned int from) {
-    allocationFaults.Arm({from, 0, true, 0, 0});
+Shortage::Shortage(unsigned int n, bool onwards) {
+    allocationFaults.Arm({n, 0, onwards, 0, 0});
 }
 
 Shortage::~Shortage() {

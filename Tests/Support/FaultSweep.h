@@ -67,10 +67,11 @@ void SweepFaults(FaultSource & source, std::function<void(bool failed)> const & 
 /// SweepFaults over the library's allocations.
 void SweepAllocations(std::function<void(bool failed)> const & scenario);
 
-/// While one lives, the library gets no memory, from its n-th request on; with 0 it gets all.
+/// While one lives, the library gets no memory for its n-th request, and for all later ones unless it
+/// is that one alone; with 0 it gets all.
 class Shortage {
 public:
-    explicit Shortage(unsigned int from = 1);
+    explicit Shortage(unsigned int n = 1, bool onwards = true);
     ~Shortage();
 
     Shortage(Shortage const &) = delete;

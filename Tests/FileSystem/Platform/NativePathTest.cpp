@@ -1,11 +1,8 @@
 #include <Kestrel/FileSystem/NativePath.h>
 
-#include "Tests/Support/TempFolder.h"
 #include "Tests/Support/Text.h"
 
 #include <gtest/gtest.h>
-
-#include <string>
 
 using IO::FromNativePath;
 using IO::IsNativePath;

@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <string>
 #include <vector>
 
 // Hosts keep these numbers, and logs these phrases: the domains with their phrases in the order of

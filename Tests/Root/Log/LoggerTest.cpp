@@ -11,7 +11,6 @@
 
 #include <gtest/gtest.h>
 
-#include <mutex>
 #include <regex>
 #include <sstream>
 #include <string>
@@ -229,8 +228,8 @@ TEST(Logger, CallsTheControlBetweenBlocks) {
 }
 
 TEST(Logger, WritesOutWhatTheEarlierOutputIsOwed) {
-    long long const blocks = Tests::CountLiveBlocks();
     Output first, second;
+    long long const blocks = Tests::CountLiveBlocks();
     Mu::InfoLogLine line("%", "test", nullptr);
     Mu::logger.SetOutput(&first, nullptr);
     Log(line, {"one"});

@@ -13,6 +13,7 @@ namespace {
 
 using Tests::ByteIChannel;
 using Tests::ByteOChannel;
+using Tests::UnmarkedOChannel;
 
 Mu::ClassInfo const treeInfo("Tests::Tree", Mu::ClassVersion(2, 1));
 Mu::ClassInfo const otherInfo("Tests::Other", Mu::ClassVersion(2, 1));
@@ -22,14 +23,6 @@ constexpr unsigned int headerSize = 16;
 // Frames in a frame, as locations have addresses and those have names.
 using Nested = Mu::Array<Mu::Array<unsigned int>>;
 Nested const nested{{1}, {2, 3}, {}};
-
-// As a file that is read and written without a buffer.
-class UnmarkedOChannel : public ByteOChannel {
-public:
-    using ByteOChannel::ByteOChannel;
-    MuErrCode PushMark() override { return Mu::Error; }
-    MuErrCode PopMark() override { return Mu::Error; }
-};
 
 template <typename Channel>
 std::string ToBytes(Nested const & object = nested) {
@@ -207,6 +200,7 @@ TEST(OpenFrame, IsChosenWhereTheWriterIsOverwriting) {
     channel.PopMark();
     EXPECT_EQ(nested.Write(channel), Mu::NoError);
     EXPECT_NE(channel.GetOffset(), 0u) << "the writer stays where it was";
+    channel.ResetOffset();
     Nested read;
     EXPECT_EQ(Read(channel.GetBytes(), read), Mu::NoError);
     EXPECT_TRUE(read == nested);

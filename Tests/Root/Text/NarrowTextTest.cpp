@@ -2,8 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cstring>
-
 namespace {
 
 constexpr MuCharCode Utf8 = MuLogCharCode;

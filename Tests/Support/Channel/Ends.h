@@ -6,6 +6,8 @@
 #include <Kestrel/Channel/OChannelAdapter.h>
 #include <Kestrel/Channel/OutputBuffer.h>
 
+#include <gtest/gtest.h>
+
 #include <algorithm>
 #include <cstring>
 #include <functional>
@@ -113,6 +115,30 @@ public:
 
     RecordingSink sink;
 };
+
+/// Takes the steps of a trial of each seed, up to the first failure.
+template <typename Trial>
+void RunTrials(unsigned int seeds) {
+    for (unsigned int seed = 1; seed <= seeds; ++seed) {
+        SCOPED_TRACE(seed);
+        Trial trial(seed);
+        for (int step = 0; step < 200; ++step) {
+            trial.Step();
+            if (::testing::Test::HasFailure())
+                return;
+        }
+    }
+}
+
+/// Up to so many bytes, and expects the status.
+inline std::string ReadBytes(Mu::IChannel & channel, unsigned int count,
+                             MuErrCode expected = IO::NoError) {
+    std::string text(count, '?');
+    unsigned int read = 0;
+    EXPECT_EQ(channel.ReadBin(text.data(), count, &read), expected);
+    text.resize(read);
+    return text;
+}
 
 /// Runs the body over channels that hold the text and behave as differently as channels may: with
 /// and without reading ahead, the end beside the last bytes and behind them, the first bytes put

@@ -11,127 +11,126 @@
 #include "Tests/Support/TempFolder.h"
 
 #include <filesystem>
-#include <map>
 #include <memory>
 #include <string>
 
 namespace Tests {
 
-/// A file of the disk as that of another file system.
-class DiskFileEntry final : public IO::FileEntry {
+/// One that fits the operation which returns it.
+struct AnyStatus {
+    template <typename Status>
+    operator Status() const {
+        return static_cast<Status>(number);
+    }
+    unsigned int number = 0;
+};
+
+// Goes on to the entry of the disk, or is answered by the status where there is none.
+#define KESTREL_TEST_OPERATION(Result, Name, Parameters, ...)                                      \
+    Result Name Parameters override {                                                              \
+        if (inner == nullptr)                                                                      \
+            return status;                                                                         \
+        return inner->Name(__VA_ARGS__);                                                           \
+    }
+#define KESTREL_TEST_TIMES                                                                         \
+    KESTREL_TEST_OPERATION(TimeStatus, SetCreationTime, (int const & time), time)                  \
+    KESTREL_TEST_OPERATION(TimeStatus, GetCreationTime, (int * time), time)                        \
+    KESTREL_TEST_OPERATION(TimeStatus, SetModificationTime, (int const & time), time)              \
+    KESTREL_TEST_OPERATION(TimeStatus, GetModificationTime, (int * time), time)
+
+/// A file of the disk as that of another file system, or one that returns a status.
+class TestFile : public IO::FileEntry {
 public:
-    DiskFileEntry(IO::BaseFileSystem & owner, IO::FileEntry & inner) : owner(owner), inner(inner) {}
-    ~DiskFileEntry() override { IO::NativeFileSystem::Get()->Disconnect(&inner); }
-
-    TimeStatus SetCreationTime(int const & time) override { return inner.SetCreationTime(time); }
-    TimeStatus GetCreationTime(int * time) override { return inner.GetCreationTime(time); }
-    TimeStatus SetModificationTime(int const & time) override {
-        return inner.SetModificationTime(time);
+    explicit TestFile(IO::BaseFileSystem & owner, IO::FileEntry * inner = nullptr)
+        : owner(owner), inner(inner) {}
+    ~TestFile() override {
+        if (inner != nullptr)
+            IO::NativeFileSystem::Get()->Disconnect(inner);
     }
-    TimeStatus GetModificationTime(int * time) override { return inner.GetModificationTime(time); }
+
     IO::BaseFileSystem * GetOwnerFileSystem() override { return &owner; }
-    OpenStatus Open(OpenMode mode) override { return inner.Open(mode); }
-    ReadStatus Read(char * destination, unsigned int count, unsigned int * read) override {
-        return inner.Read(destination, count, read);
-    }
-    WriteStatus Write(char const * source, unsigned int count, unsigned int * written) override {
-        return inner.Write(source, count, written);
-    }
-    SeekStatus Seek(SeekOrigin origin, long long offset, unsigned long long * position) override {
-        return inner.Seek(origin, offset, position);
-    }
-    WriteStatus Flush() override { return inner.Flush(); }
-    CloseStatus Close() override { return inner.Close(); }
-    LengthStatus SetDataLength(unsigned long long length) override {
-        return inner.SetDataLength(length);
-    }
-    LengthStatus GetDataLength(unsigned long long * length) override {
-        return inner.GetDataLength(length);
-    }
-    TypeStatus SetTypeInfo(unsigned int type, unsigned int creator) override {
-        return inner.SetTypeInfo(type, creator);
-    }
+    KESTREL_TEST_TIMES
+    KESTREL_TEST_OPERATION(OpenStatus, Open, (OpenMode mode), mode)
+    KESTREL_TEST_OPERATION(ReadStatus, Read, (char * to, unsigned int count, unsigned int * read),
+                           to, count, read)
+    KESTREL_TEST_OPERATION(WriteStatus, Write,
+                           (char const * from, unsigned int count, unsigned int * written), from,
+                           count, written)
+    KESTREL_TEST_OPERATION(SeekStatus, Seek,
+                           (SeekOrigin origin, long long offset, unsigned long long * position),
+                           origin, offset, position)
+    KESTREL_TEST_OPERATION(WriteStatus, Flush, ())
+    KESTREL_TEST_OPERATION(CloseStatus, Close, ())
+    KESTREL_TEST_OPERATION(LengthStatus, SetDataLength, (unsigned long long length), length)
+    KESTREL_TEST_OPERATION(LengthStatus, GetDataLength, (unsigned long long * length), length)
+    KESTREL_TEST_OPERATION(TypeStatus, SetTypeInfo, (unsigned int type, unsigned int creator), type,
+                           creator)
     TypeStatus GetTypeInfo(unsigned int * type, unsigned int * creator) override {
-        TypeStatus const status = inner.GetTypeInfo(type, creator);
+        TypeStatus const result = inner == nullptr ? status : inner->GetTypeInfo(type, creator);
         *type = typeCode;
-        return status;
+        return result;
     }
-    AttributeStatus IsWriteProtected(bool * writeProtected) override {
-        return inner.IsWriteProtected(writeProtected);
-    }
-    AttributeStatus SetWriteProtection(bool writeProtected) override {
-        return inner.SetWriteProtection(writeProtected);
-    }
-    LockerStatus GetWriteLocker(Mu::UniString * program) override {
-        return inner.GetWriteLocker(program);
-    }
+    KESTREL_TEST_OPERATION(AttributeStatus, IsWriteProtected, (bool * isProtected), isProtected)
+    KESTREL_TEST_OPERATION(AttributeStatus, SetWriteProtection, (bool isProtected), isProtected)
+    KESTREL_TEST_OPERATION(LockerStatus, GetWriteLocker, (Mu::UniString * program), program)
 
+    AnyStatus status;
     unsigned int typeCode = 0; // which no disk here keeps
 
 private:
     IO::BaseFileSystem & owner;
-    IO::FileEntry & inner;
+    IO::FileEntry * const inner;
 };
 
-/// A folder of the disk as that of another file system.
-class DiskFolderEntry final : public IO::FolderEntry {
+/// The same for a folder.
+class TestFolder : public IO::FolderEntry {
 public:
-    DiskFolderEntry(IO::BaseFileSystem & owner, IO::FolderEntry & inner)
+    explicit TestFolder(IO::BaseFileSystem & owner, IO::FolderEntry * inner = nullptr)
         : owner(owner), inner(inner) {}
-    ~DiskFolderEntry() override { IO::NativeFileSystem::Get()->Disconnect(&inner); }
+    ~TestFolder() override {
+        if (inner != nullptr)
+            IO::NativeFileSystem::Get()->Disconnect(inner);
+    }
 
-    TimeStatus SetCreationTime(int const & time) override { return inner.SetCreationTime(time); }
-    TimeStatus GetCreationTime(int * time) override { return inner.GetCreationTime(time); }
-    TimeStatus SetModificationTime(int const & time) override {
-        return inner.SetModificationTime(time);
-    }
-    TimeStatus GetModificationTime(int * time) override { return inner.GetModificationTime(time); }
     IO::BaseFileSystem * GetOwnerFileSystem() override { return &owner; }
-    CreateStatus CreateFile(IO::Name const & name, IO::FileEntry *) override {
-        return inner.CreateFile(name, nullptr);
-    }
-    CreateStatus CreateFolder(IO::Name const & name, IO::FolderEntry *) override {
-        return inner.CreateFolder(name, nullptr);
-    }
-    CreateStatus CreateLink(IO::Name const & name, IO::Location const & target) override {
-        return inner.CreateLink(name, target);
-    }
-    MoveStatus Move(IO::Name const & from, IO::FolderEntry & target, IO::Name const & to,
-                    bool force) override {
-        return inner.Move(from, GetInner(target), to, force);
-    }
-    CopyStatus Copy(IO::Name const & from, IO::FolderEntry & target, IO::Name const & to) override {
-        return inner.Copy(from, GetInner(target), to);
-    }
-    DeleteStatus Delete(IO::Name const & name, bool force) override {
-        return inner.Delete(name, force);
-    }
-    GetTypeStatus GetType(IO::Name const & name, EntryType * type) override {
-        return inner.GetType(name, type);
-    }
-    EnumerateStatus Enumerate(IO::EntryEnumerator & enumerator) override {
-        return inner.Enumerate(enumerator);
-    }
-    AttributeStatus GetFreeSpace(unsigned long long * bytes) override {
-        return inner.GetFreeSpace(bytes);
-    }
-    bool IsReadable() override { return inner.IsReadable(); }
-    bool IsWriteable() override { return inner.IsWriteable(); }
-    AttributeStatus IsOnLocalVolume(bool * isLocal) override {
-        return inner.IsOnLocalVolume(isLocal);
-    }
-    AttributeStatus IsOnFixedVolume(bool * isFixed) override {
-        return inner.IsOnFixedVolume(isFixed);
-    }
+    KESTREL_TEST_TIMES
+    KESTREL_TEST_OPERATION(CreateStatus, CreateFile, (IO::Name const & name, IO::FileEntry *), name,
+                           nullptr)
+    KESTREL_TEST_OPERATION(CreateStatus, CreateFolder, (IO::Name const & name, IO::FolderEntry *),
+                           name, nullptr)
+    KESTREL_TEST_OPERATION(CreateStatus, CreateLink,
+                           (IO::Name const & name, IO::Location const & target), name, target)
+    KESTREL_TEST_OPERATION(MoveStatus, Move,
+                           (IO::Name const & from, IO::FolderEntry & target, IO::Name const & to,
+                            bool force),
+                           from, GetInner(target), to, force)
+    KESTREL_TEST_OPERATION(CopyStatus, Copy,
+                           (IO::Name const & from, IO::FolderEntry & target, IO::Name const & to),
+                           from, GetInner(target), to)
+    KESTREL_TEST_OPERATION(DeleteStatus, Delete, (IO::Name const & name, bool force), name, force)
+    KESTREL_TEST_OPERATION(GetTypeStatus, GetType, (IO::Name const & name, EntryType * type), name,
+                           type)
+    KESTREL_TEST_OPERATION(EnumerateStatus, Enumerate, (IO::EntryEnumerator & enumerator),
+                           enumerator)
+    KESTREL_TEST_OPERATION(AttributeStatus, GetFreeSpace, (unsigned long long * bytes), bytes)
+    KESTREL_TEST_OPERATION(AttributeStatus, IsOnLocalVolume, (bool * isLocal), isLocal)
+    KESTREL_TEST_OPERATION(AttributeStatus, IsOnFixedVolume, (bool * isFixed), isFixed)
+    bool IsReadable() override { return inner == nullptr || inner->IsReadable(); }
+    bool IsWriteable() override { return inner == nullptr || inner->IsWriteable(); }
+
+    AnyStatus status;
 
 private:
     static IO::FolderEntry & GetInner(IO::FolderEntry & entry) { // asked for own entries only
-        return static_cast<DiskFolderEntry &>(entry).inner;
+        return *static_cast<TestFolder &>(entry).inner;
     }
 
     IO::BaseFileSystem & owner;
-    IO::FolderEntry & inner;
+    IO::FolderEntry * const inner;
 };
+
+#undef KESTREL_TEST_TIMES
+#undef KESTREL_TEST_OPERATION
 
 /// A folder of the disk as a file system of its own, so that what goes between the two is read and
 /// written by the library, and yet outlives the process. `Base` is FixedVFS or RollingVFS.
@@ -158,10 +157,10 @@ public:
     int CountConnected() const { return connected; }
 
     ConnectStatus Connect(IO::Location * location, IO::FolderEntry ** entry) override {
-        return ConnectTo<DiskFolderEntry>(*location, entry);
+        return ConnectTo<TestFolder>(*location, entry);
     }
     ConnectStatus Connect(IO::Location * location, IO::FileEntry ** entry) override {
-        return ConnectTo<DiskFileEntry>(*location, entry);
+        return ConnectTo<TestFile>(*location, entry);
     }
     void Disconnect(IO::FolderEntry * entry) override {
         --connected;
@@ -192,7 +191,7 @@ private:
         if (status != ConnectStatus::Connected)
             return status;
         try {
-            *entry = new DiskEntry(*this, *inner);
+            *entry = new DiskEntry(*this, inner);
         } catch (...) { // without memory
             IO::NativeFileSystem::Get()->Disconnect(inner);
             throw;

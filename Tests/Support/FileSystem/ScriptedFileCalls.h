@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Tests/Support/FaultSweep.h"
+#include "Tests/Support/ScriptedCalls.h"
 
 #include <Kestrel/FileSystem/Platform/ForwardingFileCalls.h>
 
@@ -67,30 +67,20 @@ enum class FileCall : unsigned int {
 /// A call that fails does nothing, except that one which gives something back (CloseHandle,
 /// FindClose) gives it back all the same, and that a read or write may be told to move some bytes
 /// first. A failing GetDriveType answers NoRoot, a failing ReadShellLink LinkStatus::Failed.
-class ScriptedFileCalls : public IO::ForwardingFileCalls {
+class ScriptedFileCalls : public IO::ForwardingFileCalls, public CallScript<FileCall> {
 public:
     ScriptedFileCalls();
     ~ScriptedFileCalls() override;
     ScriptedFileCalls(ScriptedFileCalls const &) = delete;
     ScriptedFileCalls & operator=(ScriptedFileCalls const &) = delete;
 
-    /// From now on the `n`-th call (from 1) of the kind fails, and all later ones if `onwards`. One
-    /// script at a time. `bytes` are moved first where the call is a read or write; with the error
-    /// 0 that is a short read or write that is no failure.
+    /// As that of the script. `bytes` are moved first where the call is a read or write; with the
+    /// error 0 that is a short read or write that is no failure.
     void Fail(FileCall kind, unsigned int n, unsigned int error, bool onwards = false,
-              unsigned int bytes = 0);
-    /// Behind Fail: so many calls of the kind behind the one that fails, another one does.
-    void FailAgain(unsigned int later, unsigned int error);
-    /// Nothing fails any more. Answers whether a fault was met since Fail.
-    bool Clear();
-
-    /// Does something before the `n`-th call (from 1) of any kind from now on.
-    void Before(unsigned int n, std::function<void()> action);
-    /// Calls of the kind since the beginning, or since ResetCounts.
-    unsigned int Count(FileCall kind) const;
-    void ResetCounts();
-    /// Files and enumerations that were opened here and not closed yet.
-    long long CountOpen() const { return open; }
+              unsigned int bytes = 0) {
+        movedBytes = bytes;
+        CallScript::Fail(kind, n, error, onwards);
+    }
 
     unsigned int OpenFolder(EntryPath folder, IO::FolderUse use, FindHandle * find) override;
     unsigned int FindClose(FindHandle find) override;
@@ -108,10 +98,11 @@ public:
 // The rest fail or are made, and have nothing to keep straight.
 #define KESTREL_TEST_CALL(Name, Parameters, WithoutResult, ...)                                    \
     unsigned int Name Parameters override {                                                        \
-        if (!Meets(FileCall::Name))                                                                \
+        std::optional<unsigned int> const failure = Meet(FileCall::Name);                          \
+        if (!failure)                                                                              \
             return ForwardingFileCalls::Name(__VA_ARGS__);                                         \
         WithoutResult;                                                                             \
-        return failure;                                                                            \
+        return *failure;                                                                           \
     }
 
     KESTREL_TEST_CALL(SetFileAttributes, (EntryPath path, unsigned int attributes), (void)0, path,
@@ -159,25 +150,10 @@ public:
 #undef KESTREL_TEST_CALL
 
 private:
-    bool Meets(FileCall kind);
-
-    unsigned int untilAction = 0; // 0: there is none to come
-    std::function<void()> action;
-
-    std::atomic<unsigned int> counts[static_cast<unsigned int>(FileCall::Any) + 1] = {};
-    std::atomic<long long> open = 0;
-    FaultCounter faults;
-    Fault script;
-    std::atomic<FileCall> failing = FileCall::Any;
-    std::atomic<unsigned int> firstError = 0;
-    std::atomic<unsigned int> secondError = 0;
-    std::atomic<unsigned int> failure = 0; // what the call that was met last answers
     std::atomic<unsigned int> movedBytes = 0;
 };
 
-/// SweepFaults over the file calls that the scenario makes: each of them fails once with each error
-/// number that some table of the library tells apart, alone, with all later calls, and with a
-/// second one that is drawn.
+/// SweepCalls with each error number that some table of the library tells apart.
 void SweepFileCalls(std::function<void(bool failed)> const & scenario);
 
 /// The same with those three alone that do most harm: denied, gone and full. For long scenarios.

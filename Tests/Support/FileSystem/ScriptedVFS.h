@@ -1,43 +1,27 @@
 #pragma once
 
 #include <Kestrel/FileSystem/FileSystem.h>
-#include <Kestrel/FileSystem/FixedVFS.h>
-#include <Kestrel/FileSystem/FolderEntry.h>
 #include <Kestrel/Root/Memory/Memory.h>
+
+#include "Tests/Support/FileSystem/DiskVFS.h"
 
 #include <string>
 
 namespace Tests {
 
-class ScriptedVFS;
-
-/// One that fits the operation which returns it.
-struct AnyStatus {
-    template <typename Status>
-    operator Status() const {
-        return static_cast<Status>(number);
-    }
-    unsigned int number = 0;
-};
-
 /// A file that answers each call as it is told to.
-class ScriptedFile : public IO::FileEntry {
+class ScriptedFile : public TestFile {
 public:
-    explicit ScriptedFile(ScriptedVFS & owner) : owner(owner) {}
+    using TestFile::TestFile;
 
-    AnyStatus open; // of Open,
-    AnyStatus close;
-    AnyStatus status; // and of all others
+    AnyStatus open;  // of Open,
+    AnyStatus close; // and `status` of all others
     bool isProtected = false;
     bool throws = false; // when written to
     int opens = 0;
     std::string written;
+    unsigned long long reportedLength = 0;
 
-    TimeStatus SetCreationTime(int const &) override { return status; }
-    TimeStatus GetCreationTime(int *) override { return status; }
-    TimeStatus SetModificationTime(int const &) override { return status; }
-    TimeStatus GetModificationTime(int *) override { return status; }
-    IO::BaseFileSystem * GetOwnerFileSystem() override;
     OpenStatus Open(OpenMode) override {
         ++opens;
         return open;
@@ -58,49 +42,30 @@ public:
         *position = static_cast<unsigned long long>(offset);
         return status;
     }
-    WriteStatus Flush() override { return status; }
     CloseStatus Close() override { return close; }
-    LengthStatus SetDataLength(unsigned long long) override { return status; }
     LengthStatus GetDataLength(unsigned long long * result) override {
         *result = reportedLength;
         return status;
     }
-    TypeStatus SetTypeInfo(unsigned int, unsigned int) override { return status; }
-    TypeStatus GetTypeInfo(unsigned int *, unsigned int *) override { return status; }
     AttributeStatus IsWriteProtected(bool * result) override {
         *result = isProtected;
         return status;
     }
-    AttributeStatus SetWriteProtection(bool) override { return status; }
     LockerStatus GetWriteLocker(Mu::UniString * program) override {
         *program = "editor";
         return status;
     }
-
-    unsigned long long reportedLength = 0;
-
-private:
-    ScriptedVFS & owner;
 };
 
 /// A folder that answers each call as it is told to.
-class ScriptedFolder : public IO::FolderEntry {
+class ScriptedFolder : public TestFolder {
 public:
-    explicit ScriptedFolder(ScriptedVFS & owner) : owner(owner) {}
+    using TestFolder::TestFolder;
 
-    AnyStatus status; // of all operations but GetType
-    AnyStatus typeStatus;
+    AnyStatus typeStatus; // of GetType
     EntryType type{};
     int tries = 0;
 
-    TimeStatus SetCreationTime(int const &) override { return status; }
-    TimeStatus GetCreationTime(int *) override { return status; }
-    TimeStatus SetModificationTime(int const &) override { return status; }
-    TimeStatus GetModificationTime(int *) override { return status; }
-    IO::BaseFileSystem * GetOwnerFileSystem() override;
-    CreateStatus CreateFile(IO::Name const &, IO::FileEntry *) override { return status; }
-    CreateStatus CreateFolder(IO::Name const &, IO::FolderEntry *) override { return status; }
-    CreateStatus CreateLink(IO::Name const &, IO::Location const &) override { return status; }
     ExchangeStatus Exchange(IO::Name const &, IO::Name const &, bool, IO::Name *,
                             IO::Name *) override {
         ++tries;
@@ -110,7 +75,6 @@ public:
         ++tries;
         return status;
     }
-    CopyStatus Copy(IO::Name const &, FolderEntry &, IO::Name const &) override { return status; }
     DeleteStatus Delete(IO::Name const &, bool) override {
         ++tries;
         return status;
@@ -119,15 +83,6 @@ public:
         *result = type;
         return typeStatus;
     }
-    EnumerateStatus Enumerate(IO::EntryEnumerator &) override { return status; }
-    AttributeStatus GetFreeSpace(unsigned long long *) override { return status; }
-    bool IsReadable() override { return true; }
-    bool IsWriteable() override { return true; }
-    AttributeStatus IsOnLocalVolume(bool *) override { return status; }
-    AttributeStatus IsOnFixedVolume(bool *) override { return status; }
-
-private:
-    ScriptedVFS & owner;
 };
 
 /// Mounted at a place where the disk has nothing; every location below is the one file or the one
@@ -162,12 +117,5 @@ public:
 private:
     IO::Location place;
 };
-
-inline IO::BaseFileSystem * ScriptedFile::GetOwnerFileSystem() {
-    return &owner;
-}
-inline IO::BaseFileSystem * ScriptedFolder::GetOwnerFileSystem() {
-    return &owner;
-}
 
 } // namespace Tests

@@ -2,7 +2,6 @@
 
 #if defined(__linux__)
 #include <csignal>
-#include <cstdlib>
 #include <sys/ptrace.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>

@@ -1,13 +1,11 @@
 #include "Tests/Support/Location/AddressTrees.h"
 
-#include <Kestrel/Channel/MemoryOChannel.h>
+#include "Tests/Support/Root/ByteChannels.h"
 #include <Kestrel/Location/Internal/AddressTree.h>
 
 #include "Tests/Support/Text.h"
 
 #include <gtest/gtest.h>
-
-#include <algorithm>
 
 namespace Tests {
 
@@ -29,9 +27,9 @@ Path GetPath(IO::Address const & address) {
 }
 
 std::string PrintTree() {
-    IO::MemoryOChannel channel;
+    ByteOChannel channel;
     IO::Address::PrintAddressTree(channel);
-    return std::string(channel.GetDestination(), channel.GetDataSize());
+    return channel.GetBytes();
 }
 
 bool IsTreeGone() {

@@ -66,16 +66,4 @@ Names MakeRandomNames(std::mt19937 & random, unsigned int most) {
     return names;
 }
 
-std::string ToBytes(Mu::Object const & object) {
-    IO::MemoryOChannel channel;
-    (void)object.Write(channel);
-    char const * const block = static_cast<IO::MemoryOChannel const &>(channel).GetDestination();
-    return std::string(block, channel.GetDataSize());
-}
-
-MuErrCode FromBytes(std::string const & bytes, Mu::Object & object) {
-    IO::MemoryIChannel channel(bytes.data(), static_cast<unsigned int>(bytes.size()));
-    return object.Read(channel);
-}
-
 } // namespace Tests

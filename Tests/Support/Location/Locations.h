@@ -1,11 +1,10 @@
 #pragma once
 
-#include <Kestrel/Channel/MemoryIChannel.h>
-#include <Kestrel/Channel/MemoryOChannel.h>
 #include <Kestrel/Location/Location.h>
 #include <Kestrel/Location/RelativeLocation.h>
 #include <Kestrel/Root/Objects/Frame.h>
 
+#include "Tests/Support/Root/Persisted.h"
 #include "Tests/Support/Text.h"
 
 #include <random>
@@ -38,29 +37,24 @@ T & NullReference() {
     return *none;
 }
 
-std::string ToBytes(Mu::Object const & object);
-MuErrCode FromBytes(std::string const & bytes, Mu::Object & object);
-
 /// The bytes of a frame of the class and version with the content that `write` puts there.
 template <typename Write>
 std::string MakeFrame(Mu::ClassInfo const & info, Mu::ClassVersion version, Write const & write) {
-    IO::MemoryOChannel channel;
+    ByteOChannel channel;
     {
         Mu::FrameVersionScope const scope(info, version);
         Mu::OutputFrame const frame(channel, info);
         write(channel);
     }
-    char const * const block = static_cast<IO::MemoryOChannel const &>(channel).GetDestination();
-    return std::string(block, channel.GetDataSize());
+    return channel.GetBytes();
 }
 
 /// What was printed.
 template <typename Object>
 std::string Print(Object const & object) {
-    IO::MemoryOChannel channel;
+    ByteOChannel channel;
     object.Print(channel);
-    char const * const block = static_cast<IO::MemoryOChannel const &>(channel).GetDestination();
-    return std::string(block, channel.GetDataSize());
+    return channel.GetBytes();
 }
 
 } // namespace Tests

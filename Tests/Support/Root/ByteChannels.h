@@ -1,16 +1,15 @@
 #pragma once
 
-#include <Kestrel/Channel/BinProtocol.h>
 #include <Kestrel/Channel/MemoryIChannel.h>
+#include <Kestrel/Channel/MemoryOChannel.h>
 
 #include <string>
-#include <vector>
 
-// Channels that objects are written to and read from without a buffer in between.
+// Channels that objects are written to and read from.
 
 namespace Tests {
 
-/// Gives the bytes it was made with.
+/// Gives the bytes it was made with, without a buffer in between.
 class ByteIChannel : public IO::MemoryIChannel {
 public:
     explicit ByteIChannel(std::string source) : bytes(std::move(source)) {
@@ -28,33 +27,23 @@ private:
     std::string bytes;
 };
 
-/// Keeps what is written, up to a limit; beyond it returns EOO. Marks are honoured.
-class ByteOChannel : public Mu::OChannel {
+/// Keeps what is written, up to a limit; 0: there is none. Beyond it a flush returns EOO.
+class ByteOChannel : public IO::MemoryOChannel {
 public:
-    explicit ByteOChannel(std::size_t limit = ~std::size_t(0))
-        : OChannel(IO::binOProtocol), limit(limit) {}
+    explicit ByteOChannel(unsigned int limit = 0) : MemoryOChannel(0, limit) {}
 
-    std::string const & GetBytes() const { return bytes; }
+    std::string GetBytes() const {
+        char const * const bytes = GetDestination();
+        return bytes == nullptr ? std::string() : std::string(bytes, GetDataSize());
+    }
+};
 
-    MuErrCode WriteBin(char const * source, unsigned int count, unsigned int * written) override;
-    MuErrCode DirectOutputAccess(unsigned int offset, char ** data,
-                                 unsigned int * available) override;
-    MuErrCode GetOutputPosition(unsigned long long * at) const override;
-    MuErrCode Flush() override { return status; }
-    void SetDefaultOutputProtocol() override { SetOutputProtocol(IO::binOProtocol); }
-    MuErrCode PushMark() override;
-    MuErrCode PopMark() override;
-    unsigned int GetOffset() const override;
-    void ResetOffset() override { position = bytes.size(); }
-    MuErrCode GetOutputStatus() const override { return status; }
-    void ResetOutputStatus() override { status = Mu::NoError; }
-
-private:
-    std::string bytes;
-    std::vector<std::size_t> marks;
-    std::size_t position = 0;
-    std::size_t limit;
-    MuErrCode status = Mu::NoError;
+/// As a file that is written without a buffer: it cannot go back, so that the end of a frame is
+/// written behind its content.
+class UnmarkedOChannel : public ByteOChannel {
+public:
+    using ByteOChannel::ByteOChannel;
+    MuErrCode PushMark() override { return Mu::Error; }
 };
 
 } // namespace Tests

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstring>
 #include <map>
+#include <random>
 #include <set>
 
 namespace Tests {
@@ -12,6 +13,14 @@ namespace Tests {
 using namespace IO::Socket;
 
 namespace {
+
+/// Draws a number below the limit.
+struct Draw {
+    std::mt19937 random;
+    unsigned int operator()(unsigned int limit) {
+        return static_cast<unsigned int>(random() % limit);
+    }
+};
 
 template <typename Value>
 Value OneOf(Draw & draw, std::initializer_list<Value> values) {
@@ -222,7 +231,8 @@ private:
 
 } // namespace
 
-InterfaceTables DrawTables(Draw & draw) {
+InterfaceTables DrawTables(unsigned int seed) {
+    Draw draw{std::mt19937(seed)};
     InterfaceTables tables;
     // The system's own table has each index once, in order.
     for (unsigned int index = 0; index < 7; ++index)

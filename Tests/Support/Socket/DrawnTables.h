@@ -3,22 +3,14 @@
 #include <Kestrel/Socket/NetworkInterface.h>
 #include <Kestrel/Socket/Platform/InterfaceTables.h>
 
-#include <random>
 #include <string>
 #include <vector>
 
 namespace Tests {
 
-/// Draws a number below the limit.
-class Draw {
-public:
-    virtual ~Draw() = default;
-    virtual unsigned int operator()(unsigned int limit) = 0;
-};
-
 /// Interface tables of a few rows each, which share their indexes now and then, and hold what is off:
 /// states and types without a name, texts that are no addresses, lists of different lengths.
-IO::Socket::InterfaceTables DrawTables(Draw & draw);
+IO::Socket::InterfaceTables DrawTables(unsigned int seed);
 
 /// What the merge must make of the tables, one line an interface, from a restatement that looks each
 /// row up by walking the table.

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Tests/Support/FaultSweep.h"
+#include "Tests/Support/ScriptedCalls.h"
 
 #include <Kestrel/Socket/Platform/ForwardingSocketCalls.h>
 
@@ -47,21 +47,10 @@ inline constexpr unsigned int PollFindsExcept = 2;
 ///     calls.Fail(Tests::SocketCall::Send, 2, WSAError::NoBuffers); // the second one
 ///
 /// What is closed is closed, even when that fails. Threads: any.
-class ScriptedSocketCalls : public ForwardingSocketCalls {
+class ScriptedSocketCalls : public ForwardingSocketCalls, public CallScript<SocketCall> {
 public:
     ScriptedSocketCalls();
     ~ScriptedSocketCalls() override;
-
-    /// The n-th call of the kind from now on fails, and all behind it when `onwards`.
-    void Fail(SocketCall kind, unsigned int n, unsigned int error, bool onwards = false);
-    void Arm(SocketCall kind, Fault const & fault, unsigned int error, unsigned int laterError);
-    /// Nothing fails any more. Whether the n-th call was met.
-    bool Clear() { return faults.Disarm(); }
-
-    unsigned int Count(SocketCall kind) const { return counts[static_cast<unsigned int>(kind)]; }
-    void ResetCounts();
-    /// Sockets, signals and lists of addresses that were not given back.
-    long long CountOpen() const { return open; }
 
     /// No call sends more at once.
     std::atomic<unsigned int> maxSend{~0u};
@@ -198,13 +187,6 @@ private:
         unsigned int const error = Meet(kind);
         return error != WSAError::None ? error : real;
     }
-
-    FaultCounter faults;
-    std::atomic<SocketCall> failing{SocketCall::Any};
-    std::atomic<unsigned int> firstError{0};
-    std::atomic<unsigned int> secondError{0};
-    std::atomic<unsigned int> counts[static_cast<unsigned int>(SocketCall::Any) + 1]{};
-    std::atomic<long long> open{0};
 };
 
 /// SweepFaults over the socket calls: each fails by each number that the library tells apart, and

@@ -1,7 +1,6 @@
 #include <Kestrel/FileSystem/NativePath.h>
 
 #include "Tests/Support/FileSystem/Place.h"
-#include "Tests/Support/Text.h"
 
 #include <algorithm>
 #include <fstream>

@@ -5,7 +5,6 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
-#include <cstddef>
 #include <cstdlib>
 #include <linux/filter.h>
 #include <linux/seccomp.h>
