@@ -388,19 +388,6 @@ TEST(FileSystem, DoesNotHoldItsLockWhileAnEntryWorks) {
     EXPECT_TRUE(looker.isFree);
 }
 
-TEST(FileSystem, GrowsItsTablesFromAHundredByDoubling) {
-    FreshFileSystem fresh;
-    std::vector<std::unique_ptr<DiskRollingVFS>> systems;
-    IO::Location const place("Q:\\r");
-    for (unsigned int i = 1; i <= 401; ++i) {
-        systems.push_back(std::make_unique<DiskRollingVFS>(place));
-        unsigned long long const before = Tests::CountAllocations();
-        ASSERT_EQ(fresh->Mount(*systems.back()), IO::NoError);
-        bool const grows = i == 1 || i == 101 || i == 201 || i == 401;
-        EXPECT_EQ(Tests::CountAllocations() - before, grows ? 1u : 0u) << i;
-    }
-}
-
 // Over a table of its own, which each round must take from the heap.
 TEST(FileSystem, MeetsEveryFailedAllocationOfAMount) {
     IO::Location const place("Q:\\m");

@@ -1,5 +1,5 @@
-// Every operation of the front door, and those of File, Folder and the walk that their own tests do
-// not sweep, while memory or the system's file calls fail: what is told to be done is done, what is
+// The operations of the front door, of File and of Folder that neither their own tests sweep nor those
+// of the tool, while memory or the system's file calls fail: what is told to be done is done, what is
 // answered is the truth, and no file is lost.
 
 #include <Kestrel/FileSystem/FileSystem.h>
@@ -17,13 +17,11 @@
 #include <Kestrel/FileSystem/Folder.h>
 #include <Kestrel/FileSystem/IOException.h>
 #include <Kestrel/FileSystem/NativePath.h>
-#include <Kestrel/FileSystem/TreeEnumerator.h>
 #include <Kestrel/Location/Internal/OSErrors.h>
 
 #include <gtest/gtest.h>
 
 #include <functional>
-#include <memory>
 #include <optional>
 
 namespace fs = std::filesystem;
@@ -99,10 +97,6 @@ private:
     MuErrCode status = IO::NoError;
 };
 
-std::string ToLine(IO::EntryType type) {
-    return std::to_string(static_cast<unsigned int>(type));
-}
-
 MuErrCode Enumerate(Stage const & stage) {
     auto const note = [](Folder const &, IO::Name const & name, bool isFolder, void * data) {
         static_cast<std::vector<std::string> *>(data)->push_back(ToUtf8(name) +
@@ -117,30 +111,6 @@ MuErrCode Enumerate(Stage const & stage) {
         stage.Answer(name);
     return status;
 }
-
-class Walk : public IO::TreeEnumerator {
-public:
-    Walk(Folder const & folder, Stage const & stage) : TreeEnumerator(folder), stage(stage) {}
-    bool FileFound(IO::Name const &) override { return Count(files); }
-    bool FolderFound(IO::Name const &) override { return Count(folders); }
-    bool LinkFound(IO::Name const &) override { return Count(links); }
-    MuErrCode Do() override {
-        MuErrCode const status = TreeEnumerator::Do();
-        for (unsigned int count : {files, folders, links})
-            stage.Answer(count);
-        return status;
-    }
-
-private:
-    static bool Count(unsigned int & count) {
-        ++count;
-        return true;
-    }
-    Stage const & stage;
-    unsigned int files = 0;
-    unsigned int folders = 0;
-    unsigned int links = 0;
-};
 
 MuErrCode AppendToFile(Stage const & stage) {
     File file(stage / "a");
@@ -225,20 +195,6 @@ MuErrCode MakeUnusedName(Stage const & stage) {
     return status;
 }
 
-MuErrCode TellTypes(Stage const & stage) {
-    All status;
-    for (char const * name : {"a", "sub", "link.lnk"}) {
-        IO::EntryType type{};
-        IO::EntryType resolved{};
-        IO::EntryType estimated{};
-        status << IO::fileSystem.GetType(stage / name, &type);
-        status << IO::fileSystem.GetResolvedType(stage / name, &resolved);
-        status << IO::fileSystem.EstimateResolvedType(stage / name, &estimated);
-        stage.Answer(ToLine(type) + ToLine(resolved) + ToLine(estimated));
-    }
-    return status;
-}
-
 MuErrCode CountTree(Stage const & stage) {
     unsigned int count = 0;
     unsigned long long size = 0;
@@ -250,26 +206,6 @@ MuErrCode CountTree(Stage const & stage) {
     stage.Answer(count);
     stage.Answer(size);
     stage.Answer(contained);
-    return status;
-}
-
-MuErrCode FindPlaces(Stage const & stage) {
-    Location target;
-    Location folder;
-    All status;
-    status << (IO::fileSystem.ResolveLocation(stage / "link.lnk", &target) ? IO::NoError
-                                                                           : IO::Error);
-    status << IO::fileSystem.GetSpecialLocation(IO::SpecLocId::TemporaryFolder, &folder);
-    unsigned int points = 0;
-    auto const count = [](Location const &, void * data) {
-        ++*static_cast<unsigned int *>(data);
-        return true;
-    };
-    status << IO::fileSystem.EnumerateMountPoints(count, &points);
-    Mu::UniString path;
-    status << target.ToPath(&path);
-    stage.Answer(ToUtf8(path));
-    stage.Answer(folder.GetLocalLength());
     return status;
 }
 
@@ -345,13 +281,9 @@ std::vector<Step> ListSteps() {
         {"SetFileProperties", SetFileProperties, true},
         {"SetFolderTimes", SetFolderTimes},
         {"MakeUnusedName", MakeUnusedName},
-        {"TellTypes", TellTypes, false, false, true},
         {"CountTree", CountTree, false, false, true},
         {"AskFolder", AskFolder, false, false, true},
         {"Enumerate", Enumerate},
-        {"Walk", [](Stage const & s) { return Walk(Folder(s.GetRoot()), s).Do(); }, false, false,
-         true},
-        {"FindPlaces", FindPlaces, false, false, true},
         {"MountAndUse", MountAndUse},
     };
 }

@@ -1,6 +1,7 @@
 #include "Tests/Soak/Tasks.h"
 
 #include "Tests/Support/FileSystem/DiskVFS.h"
+#include "Tests/Support/Root/ByteChannels.h"
 
 #include <Kestrel/Comfort.h>
 #include <Kestrel/Kestrel.h>
@@ -24,11 +25,6 @@ unsigned int SizeOf(std::string const & text) {
     return static_cast<unsigned int>(text.size());
 }
 
-std::string Take(IO::MemoryOChannel & channel) {
-    char const * const block = channel.GetDestination(IO::MemoryOChannel::LeaveWithCaller);
-    return std::string(block, channel.GetDataSize());
-}
-
 std::string ReadAll(Mu::IChannel & channel) {
     std::string content;
     char piece[5000];
@@ -48,27 +44,6 @@ MuErrCode Put(Mu::OChannel & channel, std::string const & content) {
 bool Holds(IO::Location const & file, std::string const & content) {
     auto const read = IO::ReadAll(file);
     return read && *read == content;
-}
-
-void UseLocations(Context & context) {
-    IO::Location location(context.folder);
-    for (unsigned int depth = context.Draw(10); depth != 0; --depth)
-        SOAK_EXPECT(location.AppendToLocal(DrawName(context)) == IO::NoError);
-    Mu::UniString url;
-    SOAK_EXPECT(location.ToURL(&url) == IO::NoError);
-    SOAK_EXPECT(IO::Location(url) == location);
-    IO::RelativeLocation way;
-    SOAK_EXPECT(location.GetDifference(context.folder, &way) == IO::NoError);
-    IO::Location arrived(context.folder);
-    SOAK_EXPECT(arrived.AppendToLocal(way) == IO::NoError && arrived == location);
-    IO::MemoryOChannel out;
-    SOAK_EXPECT(location.Write(out) == IO::NoError);
-    std::string const bytes = Take(out);
-    IO::MemoryIChannel in(bytes.data(), SizeOf(bytes));
-    IO::Location read;
-    SOAK_EXPECT(read.Read(in) == IO::NoError && read == location);
-    IO::Location const bad(Mu::UniString(context.DrawText(40).c_str()));
-    static_cast<void>(bad.IsLegal());
 }
 
 void UseFiles(Context & context) {
@@ -147,12 +122,12 @@ void UseMounts(Context & context) {
 // other.
 template <typename Out, typename In, typename... Options>
 void GoThrough(std::string const & content, Options... options) {
-    IO::MemoryOChannel out;
+    Tests::ByteOChannel out;
     {
         Out channel(out, options...);
         SOAK_EXPECT(Put(channel, content) == IO::NoError);
     }
-    std::string const bytes = Take(out);
+    std::string const bytes = out.GetBytes();
     IO::MemoryIChannel source(bytes.data(), SizeOf(bytes));
     if constexpr (std::is_same_v<In, IO::ZipIChannel>) {
         In channel(source);
@@ -173,19 +148,6 @@ void UseZip(Context & context) {
 
 void UseCipher(Context & context) {
     GoThrough<IO::CodeOChannel, IO::CodeIChannel>(context.DrawText(2000), "a key", 5u);
-}
-
-// Bytes that are no stream at all.
-void UseBrokenStreams(Context & context) {
-    std::string const bytes = context.DrawText(3000);
-    IO::MemoryIChannel source(bytes.data(), SizeOf(bytes));
-    if (context.Draw(2) == 0) {
-        IO::ZipIChannel zip(source);
-        static_cast<void>(ReadAll(zip));
-    } else {
-        IO::Location location;
-        static_cast<void>(location.Read(source));
-    }
 }
 
 void UseLog(Context & context) {
@@ -240,9 +202,8 @@ unsigned int CountFailures() {
 }
 
 void DoOne(Context & context) {
-    static constexpr void (*tasks[])(Context &) = {UseLocations,     UseFiles, UseFolders,
-                                                   UseMounts,        UseZip,   UseCipher,
-                                                   UseBrokenStreams, UseLog,   UseInspection};
+    static constexpr void (*tasks[])(Context &) = {UseFiles,  UseFolders, UseMounts,    UseZip,
+                                                   UseCipher, UseLog,     UseInspection};
     tasks[context.Draw(static_cast<unsigned int>(std::size(tasks)))](context);
     IO::Folder folder(context.folder);
     SOAK_EXPECT(folder.DeleteAll(IO::DataSafety::IgnoreProtection) == IO::NoError);

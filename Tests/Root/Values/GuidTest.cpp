@@ -1,7 +1,4 @@
 #include <Kestrel/Root/Values/Guid.h>
-
-#include "Tests/Support/Root/ByteChannels.h"
-
 #include <gtest/gtest.h>
 
 #include <string>
@@ -17,14 +14,6 @@ TEST(Guid, IsPrintedInItsUsualForm) {
     EXPECT_STREQ(text, "00112233-4455-6677-8899-aabbccddeeff");
     EXPECT_EQ(text[Mu::Guid::TextSize], '!');
     EXPECT_EQ(sizeof(Mu::Guid), 16u);
-}
-
-TEST(Guid, TravelsFieldByFieldThroughTheProtocol) {
-    Tests::ByteOChannel written;
-    EXPECT_EQ(sample.WriteStructured(written), Mu::NoError);
-    EXPECT_EQ(written.GetBytes(), std::string("\x33\x22\x11\x00\x55\x44\x77\x66"
-                                              "\x88\x99\xAA\xBB\xCC\xDD\xEE\xFF",
-                                              16));
 }
 
 } // namespace
