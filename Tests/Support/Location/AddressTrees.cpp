@@ -1,8 +1,8 @@
 #include "Tests/Support/Location/AddressTrees.h"
 
-#include "Tests/Support/Root/ByteChannels.h"
 #include <Kestrel/Location/Internal/AddressTree.h>
 
+#include "Tests/Support/Root/ByteChannels.h"
 #include "Tests/Support/Text.h"
 
 #include <gtest/gtest.h>
