@@ -138,34 +138,33 @@ inline Result<unsigned long long> GetSize(Location const & location) {
     return GetSize(File(location));
 }
 
-/// When a File or a Folder was last changed, or created. ErrFileInvalidTime and ErrFolderInvalidTime:
-/// before 1901 or after 2038.
+/// When a File or a Folder was last changed, or created, as far before 1901 and after 2038 as the
+/// system goes. Failure: those of File::GetTime and Folder::GetTime.
 template <typename Entry>
-Result<std::chrono::sys_seconds> GetModificationTime(Entry const & entry) {
-    int seconds = 0;
-    MuErrCode const status = entry.GetModificationTime(&seconds);
+Result<std::chrono::sys_seconds> GetTime(Entry const & entry, TimeKind kind) {
+    long long seconds = 0;
+    MuErrCode const status = entry.GetTime(kind, &seconds);
     using Time = std::chrono::sys_seconds;
     return status == NoError ? Result<Time>(Time(std::chrono::seconds(seconds)))
                              : Result<Time>::Failure(status);
+}
+template <typename Entry>
+Result<std::chrono::sys_seconds> GetModificationTime(Entry const & entry) {
+    return GetTime(entry, TimeKind::Modification);
 }
 template <typename Entry>
 Result<std::chrono::sys_seconds> GetCreationTime(Entry const & entry) {
-    int seconds = 0;
-    MuErrCode const status = entry.GetCreationTime(&seconds);
-    using Time = std::chrono::sys_seconds;
-    return status == NoError ? Result<Time>(Time(std::chrono::seconds(seconds)))
-                             : Result<Time>::Failure(status);
+    return GetTime(entry, TimeKind::Creation);
 }
 
-/// Sets the time when a File or a Folder was last changed, cut to seconds. Error: beyond 32 bits.
+/// Sets the time when a File or a Folder was last changed, cut to seconds.
+/// Failure: those of File::SetTime and Folder::SetTime.
 template <typename Entry, typename Duration>
 [[nodiscard]] MuErrCode
 SetModificationTime(Entry & entry,
                     std::chrono::time_point<std::chrono::system_clock, Duration> time) {
-    long long const seconds =
-        std::chrono::floor<std::chrono::seconds>(time).time_since_epoch().count();
-    int const narrow = static_cast<int>(seconds);
-    return narrow == seconds ? entry.SetModificationTime(narrow) : Error;
+    return entry.SetTime(TimeKind::Modification,
+                         std::chrono::floor<std::chrono::seconds>(time).time_since_epoch().count());
 }
 
 } // namespace IO

@@ -1,26 +1,62 @@
 #pragma once
 
+#include <Kestrel/Comfort/Files.h>
 #include <Kestrel/Comfort/Paths.h>
 #include <Kestrel/Comfort/Result.h>
 #include <Kestrel/FileSystem/Folder.h>
 #include <Kestrel/FileSystem/TreeEnumerator.h>
 
+#include <chrono>
 #include <concepts>
 #include <cstddef>
 #include <exception>
 #include <iterator>
 #include <memory>
+#include <optional>
 #include <type_traits>
 #include <utility>
 #include <vector>
 
 namespace IO {
 
-/// What an enumeration gives for each entry.
+/// What an enumeration gives for each entry. Length and time are there where the enumeration has them,
+/// as Folder::GetFoundFile documents: mostly for plain files on Linux, for none on Windows. GetSize
+/// below asks where they are missing.
 struct FoundEntry {
     Name name;
-    bool isFolder; ///< after links were followed, where they are
+    bool isFolder = false; ///< after links were followed, where they are
+    std::optional<unsigned long long> length = {};
+    std::optional<std::chrono::sys_seconds> modificationTime = {};
+
+    /// Only from within an enumeration of `folder` that hands out the name just now.
+    static FoundEntry Make(Folder const & folder, Name const & name, bool isFolder) {
+        FoundEntry found{name, isFolder};
+        unsigned long long length = 0;
+        int time = 0;
+        if (!isFolder && folder.GetFoundFile(name, &length, &time)) {
+            found.length = length;
+            found.modificationTime = std::chrono::sys_seconds(std::chrono::seconds(time));
+        }
+        return found;
+    }
 };
+
+/// An entry of a tree, with the place that it was met at.
+struct TreeEntry : FoundEntry {
+    Location folder;
+    unsigned int depth = 0; ///< folders between the root of the walk and the entry
+    bool isLink = false;    ///< of a walk that reports links
+
+    Location GetLocation() const { return folder / name; }
+};
+
+/// The length of a file that an enumeration found: what that knew, or what the file itself says.
+inline Result<unsigned long long> GetSize(Folder const & folder, FoundEntry const & entry) {
+    return entry.length ? Result(*entry.length) : GetSize(File(folder, entry.name));
+}
+inline Result<unsigned long long> GetSize(TreeEntry const & entry) {
+    return entry.length ? Result(*entry.length) : GetSize(entry.GetLocation());
+}
 
 /// Calls a visitor, and returns whether to go on: what it returns, or always.
 template <typename Visit, typename... Arguments>
@@ -32,8 +68,9 @@ bool GoesOn(Visit & visit, Arguments const &... arguments) {
         return visit(arguments...);
 }
 
-/// Calls `visit` for each entry of the folder, `visit(entry)` or `visit(name, isFolder)`. One that
-/// returns false ends the enumeration, which is no failure. What `visit` throws comes out of here.
+/// Calls `visit` for each entry of the folder, `visit(entry)` or `visit(name, isFolder)`, of which the
+/// second spares the look at each file that its length costs on Linux. One that returns false ends the
+/// enumeration, which is no failure. What `visit` throws comes out of here.
 /// Failure: those of Folder::Enumerate.
 template <typename Visit>
 [[nodiscard]] MuErrCode ForEach(Folder const & folder, Visit && visit,
@@ -43,18 +80,18 @@ template <typename Visit>
         std::remove_reference_t<Visit> & visit;
         std::exception_ptr thrown;
 
-        bool Do(Name const & name, bool isFolder) {
+        bool Do(Folder const & folder, Name const & name, bool isFolder) {
             if constexpr (std::invocable<Visit &, Name const &, bool>)
                 return GoesOn(visit, name, isFolder);
             else
-                return GoesOn(visit, FoundEntry{name, isFolder});
+                return GoesOn(visit, FoundEntry::Make(folder, name, isFolder));
         }
     } call{visit, nullptr};
     MuErrCode const status = folder.Enumerate(
-        [](Folder const &, Name const & name, bool isFolder, void * data) {
+        [](Folder const & found, Name const & name, bool isFolder, void * data) {
             Call & now = *static_cast<Call *>(data);
             try {
-                return now.Do(name, isFolder);
+                return now.Do(found, name, isFolder);
             } catch (...) { // the enumeration ends in order first
                 now.thrown = std::current_exception();
                 return false;
@@ -66,16 +103,17 @@ template <typename Visit>
     return status;
 }
 
+template <typename Visit, typename... Options>
+MuErrCode Folder::ForEach(Visit && visit, Options... options) const {
+    return IO::ForEach(*this, std::forward<Visit>(visit), options...);
+}
+
 /// The entries of a folder, read at once. Failure: those of Folder::Enumerate.
 inline Result<std::vector<FoundEntry>>
 GetEntries(Folder const & folder, Folder::LinkProcessing links = Folder::LinkProcessing::Resolve) {
     return Result<std::vector<FoundEntry>>::From([&](std::vector<FoundEntry> * entries) {
         return ForEach(
-            folder,
-            [&](Name const & name, bool isFolder) {
-                entries->push_back({name, isFolder});
-            },
-            links);
+            folder, [&](FoundEntry const & entry) { entries->push_back(entry); }, links);
     });
 }
 
@@ -120,23 +158,32 @@ inline EntryIterator end(Folder const &) {
     return EntryIterator();
 }
 
-/// Calls `visit(folder, name, isFolder)` for each file and folder below `root`, depth first, a folder
-/// before what is in it. Links are followed as TreeEnumerator documents. One that returns false ends
-/// the walk, which is no failure. What `visit` throws comes out of here.
+/// Calls `visit` for each file and folder below `root`, `visit(entry)` with a TreeEntry or, without a
+/// location and a length, `visit(folder, name, isFolder)`: depth first, a folder before what is in it.
+/// Links are followed as TreeEnumerator documents, or else reported as links. One that returns false
+/// ends the walk, which is no failure. What `visit` throws comes out of here.
 /// Failure: those of TreeEnumerator::Do.
 template <typename Visit>
-[[nodiscard]] MuErrCode ForEachBelow(Folder const & root, Visit && visit) {
+[[nodiscard]] MuErrCode
+ForEachBelow(Folder const & root, Visit && visit,
+             Folder::LinkProcessing links = Folder::LinkProcessing::Resolve) {
     class Walk : public TreeEnumerator {
     public:
-        Walk(Folder const & start, Visit & given) : TreeEnumerator(start), visit(given) {}
+        Walk(Folder const & start, Visit & given, Folder::LinkProcessing givenLinks)
+            : TreeEnumerator(start), visit(given), links(givenLinks) {}
         std::exception_ptr thrown;
 
     private:
-        bool FileFound(Name const & name) override { return Meet(name, false); }
-        bool FolderFound(Name const & name) override { return Meet(name, true); }
-        bool Meet(Name const & name, bool isFolder) {
+        bool FileFound(Name const & name) override { return Meet(name, false, false); }
+        bool FolderFound(Name const & name) override { return Meet(name, true, false); }
+        bool LinkFound(Name const & name) override {
+            return links == Folder::LinkProcessing::Resolve || (Meet(name, false, true), false);
+        }
+        void FolderEntered(Name const &, Folder const &) override { ++depth; }
+        void FolderExited(Name const &, Folder const &) override { --depth; }
+        bool Meet(Name const & name, bool isFolder, bool isLink) {
             try {
-                if (GoesOn(visit, *GetParent(), name, isFolder))
+                if (Visited(name, isFolder, isLink))
                     return true;
             } catch (...) { // the walk ends in order first
                 thrown = std::current_exception();
@@ -144,13 +191,56 @@ template <typename Visit>
             Stop();
             return false;
         }
+        bool Visited(Name const & name, bool isFolder, bool isLink) {
+            Folder const & above = *GetParent();
+            if constexpr (std::invocable<Visit &, Folder const &, Name const &, bool>)
+                return GoesOn(visit, above, name, isFolder);
+            else {
+                TreeEntry entry{FoundEntry::Make(above, name, isFolder), {}, depth, isLink};
+                (void)above.GetLocation(&entry.folder); // where it fails, the entry holds why
+                return GoesOn(visit, entry);
+            }
+        }
 
         Visit & visit;
-    } walk(root, visit);
+        Folder::LinkProcessing const links;
+        unsigned int depth = 0;
+    } walk(root, visit, links);
     MuErrCode const status = walk.Do();
     if (walk.thrown != nullptr)
         std::rethrow_exception(walk.thrown);
     return status;
 }
+
+/// All that is below a folder, as a range:
+///
+///     for (IO::TreeEntry const & entry : IO::Tree(folder))
+///         std::cout << entry.GetLocation() << "\n";
+///
+/// Read as a whole when it is made, so that the tree may be changed in the loop; ForEachBelow keeps
+/// nothing. Links as there.
+class Tree {
+public:
+    explicit Tree(Folder const & root,
+                  Folder::LinkProcessing links = Folder::LinkProcessing::Resolve)
+        : status(ForEachBelow(
+              root, [this](TreeEntry const & entry) { entries.push_back(entry); }, links)) {}
+
+    /// ErrTreeAccessDenied: what may not be read is not among the entries.
+    MuErrCode GetStatus() const { return status; }
+    /// What could be read.
+    std::vector<TreeEntry> const & GetEntries() const { return entries; }
+
+    /// Throws std::system_error where something could not be read; GetEntries does not.
+    std::vector<TreeEntry>::const_iterator begin() const {
+        Status(status).Check();
+        return entries.begin();
+    }
+    std::vector<TreeEntry>::const_iterator end() const { return entries.end(); }
+
+private:
+    std::vector<TreeEntry> entries;
+    MuErrCode status;
+};
 
 } // namespace IO

@@ -158,6 +158,10 @@ public:
     virtual MuErrCode GetCreationTime(int * time) const;
     virtual MuErrCode SetModificationTime(int const & time);
     virtual MuErrCode GetModificationTime(int * time) const;
+    /// The same in 64 bits, for times before 1901 and after 2038. ErrFileInvalidTime: the system, or
+    /// the file system of a host, which counts in 32 bits, cannot hold it.
+    MuErrCode SetTime(TimeKind kind, long long seconds);
+    MuErrCode GetTime(TimeKind kind, long long * seconds) const;
     /// Type and creator codes, kept by file systems that have them; others keep none and say 0.
     virtual MuErrCode SetTypeInfo(unsigned int type, unsigned int creator);
     virtual MuErrCode GetTypeInfo(unsigned int * type, unsigned int * creator) const;

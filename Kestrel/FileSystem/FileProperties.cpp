@@ -1,6 +1,8 @@
 #include <Kestrel/FileSystem/File.h>
 #include <Kestrel/FileSystem/FileEntry.h>
+#include <Kestrel/FileSystem/Internal/FileTimes.h>
 #include <Kestrel/FileSystem/Internal/Report.h>
+#include <Kestrel/FileSystem/Internal/WinFileEntry.h>
 
 namespace IO {
 
@@ -42,6 +44,26 @@ MuErrCode File::SetModificationTime(int const & time) {
     return status != NoError ? status
                              : ReportFailure(timeFailures, entry->SetModificationTime(time),
                                              {"Setting modification time", EntryOf{location}});
+}
+
+MuErrCode File::SetTime(TimeKind kind, long long seconds) {
+    return status != NoError
+               ? status
+               : ReportFailure(timeFailures, WriteEntryTime<WinFileEntry>(*entry, kind, seconds),
+                               {kind == TimeKind::Creation ? "Setting creation time"
+                                                           : "Setting modification time",
+                                EntryOf{location}});
+}
+
+MuErrCode File::GetTime(TimeKind kind, long long * seconds) const {
+    if (seconds == nullptr)
+        return Error;
+    return status != NoError
+               ? status
+               : ReportFailure(timeFailures, ReadEntryTime<WinFileEntry>(*entry, kind, seconds),
+                               {kind == TimeKind::Creation ? "Querying creation time"
+                                                           : "Querying modification time",
+                                EntryOf{location}});
 }
 
 MuErrCode File::GetCreationTime(int * time) const {

@@ -59,11 +59,13 @@ public:
     MuErrCode CreateFolderTree(Location const & base, RelativeLocation const & relative);
     /// The same from the drive or share down.
     MuErrCode CreateFolderTree(Location const & location);
-    MuErrCode Rename(Location const & location, Name const & to, AccessDeniedTreatment treatment);
+    MuErrCode Rename(Location const & location, Name const & to,
+                     AccessDeniedTreatment treatment = AccessDeniedTreatment::RetryPrivate);
     [[nodiscard]] MuErrCode Move(Location const & source, Location const & target,
-                                 DataSafety safety);
+                                 DataSafety safety = DataSafety::KeepProtected);
     [[nodiscard]] MuErrCode Copy(Location const & source, Location const & target);
-    MuErrCode Delete(Location const & location, DataSafety safety, AccessDeniedTreatment treatment);
+    MuErrCode Delete(Location const & location, DataSafety safety = DataSafety::KeepProtected,
+                     AccessDeniedTreatment treatment = AccessDeniedTreatment::RetryPrivate);
 
     /// A root is a folder, and is contained, without a look at the disk.
     MuErrCode GetType(Location const & location, EntryType * type);

@@ -8,6 +8,9 @@ namespace IO {
 /// What a name in a folder stands for.
 enum class EntryType : unsigned int { File = 0, Folder = 1, Link = 2 };
 
+/// Which of the times of an entry.
+enum class TimeKind : unsigned int { Creation = 0, Modification = 1 };
+
 /// How far an operation may go with entries that are write-protected.
 enum class DataSafety : unsigned int {
     KeepProtected = 0,   ///< leave them alone

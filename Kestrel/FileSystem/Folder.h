@@ -114,7 +114,7 @@ public:
     /// unfinished copy is then left beside the source. The copy is not flushed: for what must
     /// outlive the system, Copy, Flush and Delete.
     [[nodiscard]] virtual MuErrCode Move(Name const & from, Folder & target, Name const & to,
-                                         DataSafety safety);
+                                         DataSafety safety = DataSafety::KeepProtected);
     /// Swaps the names of two entries, by three steps: `a` goes aside under an unused name
     /// "GeneratedName_" and ten digits, `b` becomes `a`, and that becomes `b`. Both are there at
     /// any moment, but between the steps one of the two names is not.
@@ -133,11 +133,11 @@ public:
 
     /// A folder goes with all that is in it, entry by entry. ErrEntryNotFound comes with a warning
     /// line.
-    virtual MuErrCode Delete(Name const & name, DataSafety safety,
+    virtual MuErrCode Delete(Name const & name, DataSafety safety = DataSafety::KeepProtected,
                              AccessDeniedTreatment treatment = AccessDeniedTreatment::RetryPrivate);
     /// Deletes every entry; stops at the first that fails and returns its status.
     virtual MuErrCode
-    DeleteAll(DataSafety safety,
+    DeleteAll(DataSafety safety = DataSafety::KeepProtected,
               AccessDeniedTreatment treatment = AccessDeniedTreatment::RetryPrivate);
 
     /// An entry that is there and may not be looked at is contained.
@@ -160,6 +160,9 @@ public:
     // Everything, links as links.
     virtual MuErrCode Enumerate(Callback callback, void * data);
     virtual MuErrCode Enumerate(ConstCallback callback, void * data) const;
+    /// With Kestrel/Comfort/Folders.h, as IO::ForEach there: any callable, for each entry.
+    template <typename Visit, typename... Options>
+    [[nodiscard]] MuErrCode ForEach(Visit && visit, Options... options) const;
     /// What an enumeration of this folder knows of the entry `name`, which it hands out just now, so
     /// that who sums up a tree needs no File for each. In a TreeEnumerator, for its GetParent.
     ///
@@ -192,6 +195,10 @@ public:
     virtual MuErrCode GetCreationTime(int * time) const;
     virtual MuErrCode SetModificationTime(int const & time);
     virtual MuErrCode GetModificationTime(int * time) const;
+    /// The same in 64 bits, for times before 1901 and after 2038. ErrFolderInvalidTime: the system, or
+    /// the file system of a host, which counts in 32 bits, cannot hold it.
+    MuErrCode SetTime(TimeKind kind, long long seconds);
+    MuErrCode GetTime(TimeKind kind, long long * seconds) const;
     /// Bytes that this user may still write on the folder's volume.
     virtual MuErrCode GetFreeSpace(unsigned long long * space) const;
     virtual bool IsReadable() const;

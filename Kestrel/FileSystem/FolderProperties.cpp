@@ -2,7 +2,9 @@
 
 #include <Kestrel/FileSystem/FileSystem.h>
 #include <Kestrel/FileSystem/FolderEntry.h>
+#include <Kestrel/FileSystem/Internal/FileTimes.h>
 #include <Kestrel/FileSystem/Internal/Report.h>
+#include <Kestrel/FileSystem/Internal/WinFolderEntry.h>
 #include <Kestrel/Location/Internal/OSErrors.h>
 
 namespace IO {
@@ -142,6 +144,26 @@ MuErrCode Folder::SetModificationTime(int const & time) {
     return status != NoError ? status
                              : ReportFailure(timeFailures, entry->SetModificationTime(time),
                                              {"Setting modification time", EntryOf{location}});
+}
+
+MuErrCode Folder::SetTime(TimeKind kind, long long seconds) {
+    return status != NoError
+               ? status
+               : ReportFailure(timeFailures, WriteEntryTime<WinFolderEntry>(*entry, kind, seconds),
+                               {kind == TimeKind::Creation ? "Setting creation time"
+                                                           : "Setting modification time",
+                                EntryOf{location}});
+}
+
+MuErrCode Folder::GetTime(TimeKind kind, long long * seconds) const {
+    if (seconds == nullptr)
+        return Error;
+    return status != NoError
+               ? status
+               : ReportFailure(timeFailures, ReadEntryTime<WinFolderEntry>(*entry, kind, seconds),
+                               {kind == TimeKind::Creation ? "Querying creation time"
+                                                           : "Querying modification time",
+                                EntryOf{location}});
 }
 
 MuErrCode Folder::GetCreationTime(int * time) const {

@@ -83,6 +83,9 @@ struct TextOfLocation<std::filesystem::path> {
         Mu::UniString path = FromNativePath(absolute(native, failure));
         return path.IsEmpty() || failure ? Mu::UniString("://") : path;
     }
+    static std::filesystem::path ConvertBack(Location const & location) {
+        return ToNativePath(location);
+    }
 };
 
 } // namespace IO

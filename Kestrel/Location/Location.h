@@ -101,6 +101,17 @@ public:
     /// from a std::filesystem::path.
     template <LocationText Text>
     explicit Location(Text const & text) : Location(TextOfLocation<Text>::Convert(text)) {}
+    /// The log text, in UTF-8.
+    template <std::same_as<std::string> Utf8>
+    explicit operator Utf8() const {
+        Mu::UniString text;
+        ToLogText(&text);
+        return Mu::ToUtf8(text);
+    }
+    /// With NativePath.h, a std::filesystem::path, as ToNativePath makes it.
+    template <typename Text>
+    requires requires(Location const & location) { TextOfLocation<Text>::ConvertBack(location); }
+    explicit operator Text() const { return TextOfLocation<Text>::ConvertBack(*this); }
     Location & operator=(Location const & other);
     Location & operator=(Location && other) noexcept;
 

@@ -76,6 +76,11 @@ public:
 
     Mu::UniString const & ToString() const { return text; }
     operator Mu::UniString const &() const { return text; }
+    /// In UTF-8.
+    template <std::same_as<std::string> Utf8>
+    explicit operator Utf8() const {
+        return Mu::ToUtf8(text);
+    }
 
     // The last "." parts base from extension, wherever it stands: ".profile" is an empty base and
     // the extension "profile", and "a." has an extension, which is empty.

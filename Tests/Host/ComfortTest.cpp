@@ -1,4 +1,6 @@
+#define FMT_HEADER_ONLY
 #include <Kestrel/Comfort.h>
+#include <Kestrel/Comfort/Format.h>
 #include <Kestrel/Kestrel.h>
 
 #include <gtest/gtest.h>
@@ -6,6 +8,7 @@
 #include <array>
 #include <filesystem>
 #include <fstream>
+#include <limits>
 #include <map>
 #include <set>
 #include <span>
@@ -54,7 +57,10 @@ TEST_F(Comfort, TakesAndGivesTheTextsOfTheStandardLibrary) {
     IO::Name name = std::string("\xC3\xA4.txt");
     EXPECT_TRUE(name == std::string_view("\xC3\xA4.txt") && name == u8"\u00E4.txt");
 
+    EXPECT_EQ(std::string(name) + std::string(IO::Location(name)),
+              "\xC3\xA4.txt" + *IO::GetPath(IO::Location(name)));
     EXPECT_EQ(IO::ToNativePath(here), native);
+    EXPECT_EQ(fs::path(here), native);
     EXPECT_EQ(IO::Location(fs::path("host-comfort")), here) << "below the current folder";
     EXPECT_EQ(IO::Location(fs::path()).GetStatus(), IO::ErrIllegalLocation);
 }
@@ -85,13 +91,19 @@ TEST_F(Comfort, GoesUpAndDownAPath) {
 TEST_F(Comfort, EnumeratesFoldersAndTrees) {
     IO::Folder const folder(here);
     std::map<std::string, bool> found;
-    for (auto const & entry : folder)
-        found[std::string(entry.name.ToString())] = entry.isFolder;
+    for (auto const & entry : folder) {
+        found[std::string(entry.name)] = entry.isFolder;
+        if (!entry.isFolder) {
+            EXPECT_EQ(IO::GetSize(folder, entry).GetValue(), 5u);
+            EXPECT_EQ(
+                entry.modificationTime.value_or(*IO::GetModificationTime(IO::File(here / "a.txt"))),
+                *IO::GetModificationTime(IO::File(folder, "a.txt")));
+        }
+    }
     EXPECT_EQ(found, (std::map<std::string, bool>{{"a.txt", false}, {"sub", true}}));
 
     int count = 0;
-    EXPECT_EQ(IO::ForEach(folder, [&](IO::FoundEntry const &) { return ++count < 1; }),
-              IO::NoError);
+    EXPECT_EQ(folder.ForEach([&](IO::FoundEntry const &) { return ++count < 1; }), IO::NoError);
     EXPECT_EQ(count, 1) << "it was ended";
     EXPECT_THROW(
         (void)IO::ForEach(folder, [](auto const &, bool) { throw std::runtime_error(""); }),
@@ -115,6 +127,31 @@ TEST_F(Comfort, EnumeratesFoldersAndTrees) {
     IO::Folder const none(here / "none", IO::Folder::OnNotFound::FailQuietly);
     EXPECT_EQ(IO::GetEntries(none).GetStatus(), IO::ErrFolderNotFound);
     EXPECT_THROW((void)begin(none), std::system_error);
+    EXPECT_THROW((void)IO::Tree(none).begin(), std::system_error);
+}
+
+TEST_F(Comfort, GoesThroughTreesAsRanges) {
+    IO::Folder folder(here);
+    ASSERT_EQ(folder.CreateLink("link", here / "sub"), IO::NoError);
+    using Links = IO::Folder::LinkProcessing;
+    for (Links const links : {Links::Resolve, Links::ReportLinks}) {
+        std::multimap<std::string, std::string> found;
+        for (IO::TreeEntry const & entry : IO::Tree(folder, links)) {
+            EXPECT_EQ(entry.folder, *IO::GetParent(entry.GetLocation()));
+            found.emplace(std::string(entry.name),
+                          std::to_string(entry.depth) +
+                              (entry.isLink     ? "link"
+                               : entry.isFolder ? "folder"
+                                                : std::to_string(*IO::GetSize(entry))));
+        }
+        std::multimap<std::string, std::string> expected{
+            {"a.txt", "05"}, {"sub", "0folder"}, {"deep", "1folder"}, {"\xC3\xA4.txt", "21"}};
+        if (links == Links::ReportLinks)
+            expected.emplace("link", "0link");
+        else
+            expected.insert({{"link", "0folder"}, {"deep", "1folder"}, {"\xC3\xA4.txt", "21"}});
+        EXPECT_EQ(found, expected);
+    }
 }
 
 TEST_F(Comfort, ReadsAndWritesWholeFiles) {
@@ -148,8 +185,35 @@ TEST_F(Comfort, ReadsAndWritesWholeFiles) {
     auto const then = std::chrono::sys_days(2001y / 2 / 3) + 4h;
     EXPECT_EQ(IO::SetModificationTime(file, then), IO::NoError);
     EXPECT_EQ(IO::GetModificationTime(file).GetValue(), then);
-    EXPECT_EQ(IO::SetModificationTime(file, then + 999999h), IO::Error);
-    EXPECT_TRUE(IO::GetCreationTime(IO::Folder(here)));
+    for (auto const far :
+         {std::chrono::sys_days(1860y / 1 / 2), std::chrono::sys_days(2100y / 1 / 2)}) {
+        if (IO::SetModificationTime(file, far) !=
+            IO::ErrFileInvalidTime) { // what the disk can hold
+            EXPECT_EQ(IO::GetModificationTime(file).GetValue(), far);
+            int narrow = 0;
+            EXPECT_EQ(file.GetModificationTime(&narrow), IO::ErrFileInvalidTime);
+        }
+    }
+    EXPECT_EQ(IO::SetModificationTime(file, std::chrono::sys_days(1600y / 1 / 1)),
+              IO::ErrFileInvalidTime);
+    EXPECT_EQ(file.SetTime(IO::TimeKind::Creation, std::numeric_limits<long long>::max()),
+              IO::ErrFileInvalidTime);
+    IO::Folder folder(here);
+    EXPECT_EQ(IO::SetModificationTime(folder, then), IO::NoError);
+    EXPECT_EQ(IO::GetModificationTime(folder).GetValue(), then);
+    EXPECT_TRUE(IO::GetCreationTime(folder));
+}
+
+// What is left out is what is meant mostly.
+TEST_F(Comfort, MovesAndDeletesWithTheUsualArguments) {
+    IO::Folder folder(here), sub(here / "sub");
+    EXPECT_EQ(folder.Rename("a.txt", "b"), IO::NoError);
+    EXPECT_EQ(folder.Move("b", sub, "c"), IO::NoError);
+    EXPECT_EQ(IO::fileSystem.Rename(here / "sub" / "c", "d"), IO::NoError);
+    EXPECT_EQ(IO::fileSystem.Move(here / "sub" / "d", here / "e"), IO::NoError);
+    EXPECT_EQ(folder.Delete("e"), IO::NoError);
+    EXPECT_EQ(IO::fileSystem.Delete(here / "sub"), IO::NoError);
+    EXPECT_EQ(IO::GetEntries(folder)->size(), 0u);
 }
 
 TEST_F(Comfort, WritesAndReadsTextThroughChannels) {
@@ -216,3 +280,14 @@ TEST_F(Comfort, LogsInOneCall) {
     EXPECT_EQ(lines, "Host: warning: -3 of 4.500000: \"a\\nb\" at % literal " +
                          *IO::GetPath(here / "x") + "\n");
 }
+
+#if __has_include(<fmt/format.h>)
+TEST_F(Comfort, StandsInFormats) {
+    EXPECT_EQ(fmt::format("{:>4}|{:.1}|{}|{}|{}", IO::Name("x"), Mu::UniString(u8"\u00E4b"),
+                          IO::RelativeLocation("a/b"), here / "c", *IO::GetParent(here / "c")),
+              "   x|\xC3\xA4|a/b|" + *IO::GetPath(here / "c") + "|" + *IO::GetPath(here));
+    EXPECT_EQ(fmt::format("{}, {}, {}", IO::Status(IO::ErrTargetExists), IO::GetSize(here / "none"),
+                          IO::GetSize(here / "a.txt")),
+              "target already exists, file is not found, 5");
+}
+#endif

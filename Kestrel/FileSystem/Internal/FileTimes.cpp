@@ -1,7 +1,5 @@
 #include <Kestrel/FileSystem/Internal/FileTimes.h>
 
-#include <Kestrel/FileSystem/Internal/PathType.h>
-
 #include <limits>
 
 namespace IO {
@@ -18,11 +16,11 @@ constexpr ErrorRow<TimeStatus> setErrors[] = {{FileError::InvalidTime, TimeStatu
 
 } // namespace
 
-unsigned long long ToFileTime(int seconds) {
+unsigned long long ToFileTime(long long seconds) {
     return static_cast<unsigned long long>(seconds * UnitsOfSecond + StartOf1970);
 }
 
-TimeStatus FromFileTime(unsigned long long fileTime, int * seconds) {
+TimeStatus FromFileTime(unsigned long long fileTime, long long * seconds) {
     if (fileTime == 0) {
         *seconds = 0;
         return TimeStatus::Done;
@@ -30,25 +28,24 @@ TimeStatus FromFileTime(unsigned long long fileTime, int * seconds) {
     // A file time counts from 1601 in 63 bits; what is above that is no time either.
     if (fileTime > static_cast<unsigned long long>(std::numeric_limits<long long>::max()))
         return TimeStatus::InvalidTime;
-    long long const value = (static_cast<long long>(fileTime) - StartOf1970) / UnitsOfSecond;
-    if (value > std::numeric_limits<int>::max() || value < std::numeric_limits<int>::min())
+    *seconds = (static_cast<long long>(fileTime) - StartOf1970) / UnitsOfSecond;
+    return TimeStatus::Done;
+}
+
+TimeStatus FromFileTime(unsigned long long fileTime, int * seconds) {
+    long long value = 0;
+    if (FromFileTime(fileTime, &value) != TimeStatus::Done || value != static_cast<int>(value))
         return TimeStatus::InvalidTime;
     *seconds = static_cast<int>(value);
     return TimeStatus::Done;
 }
 
-TimeStatus ReadPathTime(PathText path, TimeKind kind, int * seconds) {
-    if (seconds == nullptr)
-        return TimeStatus::Other;
-    FindData data;
-    unsigned int const error = FindEntry(path, &data);
-    if (error != FileError::None)
-        return TranslateDenial<TimeStatus>(error);
-    return FromFileTime(kind == TimeKind::Creation ? data.creationTime : data.lastWriteTime,
-                        seconds);
-}
-
-TimeStatus WritePathTime(PathText path, TimeKind kind, int seconds, unsigned int flags) {
+TimeStatus WritePathTime(PathText path, TimeKind kind, long long seconds, unsigned int flags) {
+    constexpr long long first = -StartOf1970 / UnitsOfSecond; // as a file time, 0 is no time
+    constexpr long long last =
+        (std::numeric_limits<long long>::max() - StartOf1970) / UnitsOfSecond;
+    if (seconds <= first || seconds > last)
+        return TimeStatus::InvalidTime;
     FileCalls & calls = GetFileCalls();
     FileHandle file;
     unsigned int error = calls.CreateFile(path, FileAccess::Write, FileShare::None,

@@ -83,8 +83,16 @@ bool WinFileEntry::SetFolder(FindHandle newFolder, PathText expectedPath) noexce
     return true;
 }
 
+FSEntry::TimeStatus WinFileEntry::SetTime(TimeKind kind, long long seconds) {
+    return WritePathTime(path, kind, seconds, 0);
+}
+
+FSEntry::TimeStatus WinFileEntry::GetTime(TimeKind kind, long long * seconds) const {
+    return ReadPathTime(path, kind, seconds);
+}
+
 FSEntry::TimeStatus WinFileEntry::SetCreationTime(int const & time) {
-    return Mu::IsNull(time) ? TimeStatus::Other : WritePathTime(path, TimeKind::Creation, time, 0);
+    return Mu::IsNull(time) ? TimeStatus::Other : SetTime(TimeKind::Creation, time);
 }
 
 FSEntry::TimeStatus WinFileEntry::GetCreationTime(int * time) {
@@ -92,8 +100,7 @@ FSEntry::TimeStatus WinFileEntry::GetCreationTime(int * time) {
 }
 
 FSEntry::TimeStatus WinFileEntry::SetModificationTime(int const & time) {
-    return Mu::IsNull(time) ? TimeStatus::Other
-                            : WritePathTime(path, TimeKind::Modification, time, 0);
+    return Mu::IsNull(time) ? TimeStatus::Other : SetTime(TimeKind::Modification, time);
 }
 
 FSEntry::TimeStatus WinFileEntry::GetModificationTime(int * time) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <Kestrel/FileSystem/FileEntry.h>
+#include <Kestrel/FileSystem/FileSystemTypes.h>
 #include <Kestrel/FileSystem/Platform/FileCalls.h>
 #include <Kestrel/Root/Text/UniString.h>
 
@@ -26,6 +27,8 @@ public:
     bool SetFolder(FindHandle newFolder, PathText expectedPath) noexcept;
     void Release() noexcept;
 
+    TimeStatus SetTime(TimeKind kind, long long seconds);
+    TimeStatus GetTime(TimeKind kind, long long * seconds) const;
     TimeStatus SetCreationTime(int const & time) override;
     TimeStatus GetCreationTime(int * time) override;
     TimeStatus SetModificationTime(int const & time) override;

@@ -145,20 +145,19 @@ WinFolderEntry * WinFolderEntry::AsOurs(FolderEntry & other) const {
     return other.GetOwnerFileSystem() == &owner ? static_cast<WinFolderEntry *>(&other) : nullptr;
 }
 
-FSEntry::TimeStatus WinFolderEntry::SetTime(TimeKind kind, int const & time) const {
-    if (depth <= 1 || Mu::IsNull(time))
-        return TimeStatus::Other;
-    return WritePathTime(path, kind, time, FileFlagBackupSemantics);
+FSEntry::TimeStatus WinFolderEntry::SetTime(TimeKind kind, long long seconds) {
+    return depth <= 1 ? TimeStatus::Other
+                      : WritePathTime(path, kind, seconds, FileFlagBackupSemantics);
 }
 
-FSEntry::TimeStatus WinFolderEntry::GetTime(TimeKind kind, int * time) const {
-    if (depth <= 1)
-        return TimeStatus::Other;
-    return ReadPathTime(path, kind, time);
+template <typename Seconds>
+FSEntry::TimeStatus WinFolderEntry::GetTime(TimeKind kind, Seconds * seconds) const {
+    return depth <= 1 ? TimeStatus::Other : ReadPathTime(path, kind, seconds);
 }
+template FSEntry::TimeStatus WinFolderEntry::GetTime(TimeKind, long long *) const;
 
 FSEntry::TimeStatus WinFolderEntry::SetCreationTime(int const & time) {
-    return SetTime(TimeKind::Creation, time);
+    return Mu::IsNull(time) ? TimeStatus::Other : SetTime(TimeKind::Creation, time);
 }
 
 FSEntry::TimeStatus WinFolderEntry::GetCreationTime(int * time) {
@@ -166,7 +165,7 @@ FSEntry::TimeStatus WinFolderEntry::GetCreationTime(int * time) {
 }
 
 FSEntry::TimeStatus WinFolderEntry::SetModificationTime(int const & time) {
-    return SetTime(TimeKind::Modification, time);
+    return Mu::IsNull(time) ? TimeStatus::Other : SetTime(TimeKind::Modification, time);
 }
 
 FSEntry::TimeStatus WinFolderEntry::GetModificationTime(int * time) {

@@ -6,7 +6,6 @@
 
 namespace IO {
 
-enum class TimeKind : unsigned char;
 class WinFileEntry;
 class WinFileSystem;
 
@@ -24,6 +23,9 @@ public:
     void Set(Mu::UniString & newPath, unsigned int newDepth) noexcept;
     void Release() noexcept;
 
+    TimeStatus SetTime(TimeKind kind, long long seconds);
+    template <typename Seconds>
+    TimeStatus GetTime(TimeKind kind, Seconds * seconds) const;
     TimeStatus SetCreationTime(int const & time) override;
     TimeStatus GetCreationTime(int * time) override;
     TimeStatus SetModificationTime(int const & time) override;
@@ -86,8 +88,6 @@ private:
     bool Takes(Name const & name) const;
     Mu::UniString PathOf(Name const & name) const;
     WinFolderEntry * AsOurs(FolderEntry & other) const;
-    TimeStatus SetTime(TimeKind kind, int const & time) const;
-    TimeStatus GetTime(TimeKind kind, int * time) const;
     AttributeStatus GetVolumeType(unsigned int * type) const;
 
     FindHandle GetReach() const;
