@@ -76,13 +76,23 @@ function(kestrel_library)
     target_compile_features(Kestrel PUBLIC cxx_std_20)
     kestrel_link_system(Kestrel)
     if(NOT WIN32)
-        # All but those that hosts guess, whose address is to be one in all modules, and the objects,
-        # of which a host's program may hold the one copy.
+        # All but those that hosts guess, whose address is to be one in all modules, and the objects
+        # that are written to, of which a host's program may hold the one copy. What is bound here
+        # costs the start of a host nothing.
         set(guessed ${CMAKE_CURRENT_FUNCTION_LIST_DIR}/guessed.list)
+        set(objectNames ${CMAKE_CURRENT_FUNCTION_LIST_DIR}/objects.list)
         set(versions ${CMAKE_CURRENT_FUNCTION_LIST_DIR}/kestrel.map)
         target_link_options(Kestrel PRIVATE -Wl,-Bsymbolic-functions -Wl,--dynamic-list=${guessed}
-            -Wl,--dynamic-list-data -Wl,--version-script=${versions})
-        set_property(TARGET Kestrel APPEND PROPERTY LINK_DEPENDS ${guessed} ${versions})
+            -Wl,--dynamic-list=${objectNames} -Wl,--version-script=${versions})
+        set_property(TARGET Kestrel APPEND PROPERTY LINK_DEPENDS ${guessed} ${objectNames}
+            ${versions})
+        # Addresses to be moved by where the library lies, a bit each, where the system reads that.
+        include(CheckCXXSourceRuns)
+        set(CMAKE_REQUIRED_LINK_OPTIONS -Wl,-z,pack-relative-relocs -Wl,--fatal-warnings)
+        check_cxx_source_runs("int main() { return 0; }" KESTREL_PACKED_RELOCATIONS)
+        if(KESTREL_PACKED_RELOCATIONS)
+            target_link_options(Kestrel PRIVATE -Wl,-z,pack-relative-relocs)
+        endif()
     endif()
     set_target_properties(Kestrel PROPERTIES VERSION ${PROJECT_VERSION} SOVERSION 1
         LINKER_LANGUAGE CXX)
