@@ -6,6 +6,10 @@
 #include <Kestrel/FileSystem/NativePath.h>
 #include <Kestrel/Kestrel.h>
 
+#if defined(KESTREL_HAS_QT)
+#include <QFile>
+#endif
+
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
@@ -137,6 +141,39 @@ void ReadStream(Place const & place, unsigned int count) {
     Require(read == count);
 }
 
+// Blocks of 4 KiB, as one copies them.
+
+std::string const block(4096, 'x');
+
+void WriteBlocksOurs(Place const & place, unsigned int count) {
+    IO::File file(place.location, IO::File::OnNotFound::Create);
+    Require(file.Open(IO::File::OpenMode::WriteOnlyEmpty) == IO::NoError);
+    for (; count != 0; --count)
+        Require(file.WriteBin(block.data(), 4096, nullptr) == IO::NoError);
+    Require(file.Close() == IO::NoError);
+}
+
+void WriteBlocksStdio(Place const & place, unsigned int count) {
+    Stdio const out(place, "wb");
+    for (; count != 0; --count)
+        Require(fwrite_unlocked(block.data(), 1, 4096, out.file) == 4096);
+}
+
+#if defined(KESTREL_HAS_QT)
+void WriteBlocksQt(Place const & place, unsigned int count) {
+    QFile out(QString::fromStdString(place.path));
+    Require(out.open(QIODevice::WriteOnly));
+    for (; count != 0; --count)
+        Require(out.write(block.data(), 4096) == 4096);
+    out.close();
+}
+#define QT_NAME , "QFile"
+#define QT_CALL(...) , __VA_ARGS__
+#else
+#define QT_NAME
+#define QT_CALL(...)
+#endif
+
 template <typename T>
 void Values(Place const & place, char const * what, char const * peer) {
     std::string const text(what);
@@ -174,4 +211,9 @@ int main() {
         [&](unsigned int count) { ReadStdio<char>(place, count); });
     Values<unsigned int>(place, "values of 4 bytes", "unlocked stdio");
     Values<unsigned long long>(place, "values of 8 bytes", "unlocked stdio");
+    auto const with = [&](auto const & use) {
+        return [&place, &use](unsigned int count) { use(place, count); };
+    };
+    Compare<4096>(Row("4 KiB written to a file", "ns", 1), {"ours", "unlocked stdio" QT_NAME},
+                  with(WriteBlocksOurs), with(WriteBlocksStdio) QT_CALL(with(WriteBlocksQt)));
 }

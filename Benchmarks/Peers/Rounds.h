@@ -15,10 +15,16 @@
 
 namespace Peers {
 
-inline double ThreadSeconds() {
+inline double ClockSeconds(clockid_t clock) {
     timespec now;
-    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
+    clock_gettime(clock, &now);
     return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) * 1e-9;
+}
+inline double ThreadSeconds() {
+    return ClockSeconds(CLOCK_THREAD_CPUTIME_ID);
+}
+inline double ProcessSeconds() {
+    return ClockSeconds(CLOCK_PROCESS_CPUTIME_ID);
 }
 
 template <typename T>
@@ -69,7 +75,7 @@ private:
 };
 
 /// Runs the calls by turns and prints the row. Each call does its work so many times as it is told.
-template <unsigned int Times = 100000, typename... Calls>
+template <unsigned int Times = 100000, double (*Seconds)() = ThreadSeconds, typename... Calls>
 void Compare(Row row, std::vector<char const *> const & names, Calls const &... calls) {
     constexpr unsigned int Rounds = 9;
     constexpr std::size_t Count = sizeof...(Calls);
@@ -81,9 +87,9 @@ void Compare(Row row, std::vector<char const *> const & names, Calls const &... 
             auto const run = [&](auto const & call) {
                 if (at++ != which)
                     return;
-                double const start = ThreadSeconds();
+                double const start = Seconds();
                 call(Times);
-                values[which].push_back((ThreadSeconds() - start) * 1e9 / Times);
+                values[which].push_back((Seconds() - start) * 1e9 / Times);
             };
             (run(calls), ...);
         }
