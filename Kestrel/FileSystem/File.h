@@ -158,8 +158,8 @@ public:
     virtual MuErrCode GetCreationTime(int * time) const;
     virtual MuErrCode SetModificationTime(int const & time);
     virtual MuErrCode GetModificationTime(int * time) const;
-    /// The same in 64 bits, for times before 1901 and after 2038. ErrFileInvalidTime: the system, or
-    /// the file system of a host, which counts in 32 bits, cannot hold it.
+    /// The same in 64 bits, for times before 1901 and after 2038. ErrFileInvalidTime: the disk, or
+    /// the file system of a host, which counts in 32 bits, cannot hold it; the file keeps its own.
     MuErrCode SetTime(TimeKind kind, long long seconds);
     MuErrCode GetTime(TimeKind kind, long long * seconds) const;
     /// Type and creator codes, kept by file systems that have them; others keep none and say 0.

@@ -195,8 +195,8 @@ public:
     virtual MuErrCode GetCreationTime(int * time) const;
     virtual MuErrCode SetModificationTime(int const & time);
     virtual MuErrCode GetModificationTime(int * time) const;
-    /// The same in 64 bits, for times before 1901 and after 2038. ErrFolderInvalidTime: the system, or
-    /// the file system of a host, which counts in 32 bits, cannot hold it.
+    /// The same in 64 bits, for times before 1901 and after 2038. ErrFolderInvalidTime: the disk, or
+    /// the file system of a host, which counts in 32 bits, cannot hold it; the folder keeps its own.
     MuErrCode SetTime(TimeKind kind, long long seconds);
     MuErrCode GetTime(TimeKind kind, long long * seconds) const;
     /// Bytes that this user may still write on the folder's volume.

@@ -1,5 +1,7 @@
 #include <Kestrel/FileSystem/Internal/FileTimes.h>
 
+#include <Kestrel/FileSystem/Internal/PathType.h>
+
 #include <limits>
 
 namespace IO {
@@ -40,23 +42,67 @@ TimeStatus FromFileTime(unsigned long long fileTime, int * seconds) {
     return TimeStatus::Done;
 }
 
-TimeStatus WritePathTime(PathText path, TimeKind kind, long long seconds, unsigned int flags) {
-    constexpr long long first = -StartOf1970 / UnitsOfSecond; // as a file time, 0 is no time
-    constexpr long long last =
-        (std::numeric_limits<long long>::max() - StartOf1970) / UnitsOfSecond;
-    if (seconds <= first || seconds > last)
-        return TimeStatus::InvalidTime;
+namespace {
+
+TimeStatus Write(PathText path, TimeKind kind, unsigned long long time, unsigned int flags) {
     FileCalls & calls = GetFileCalls();
     FileHandle file;
     unsigned int error = calls.CreateFile(path, FileAccess::Write, FileShare::None,
                                           FileDisposition::OpenExisting, flags, &file);
     if (error != FileError::None)
         return TranslateDenial<TimeStatus>(error);
-    unsigned long long const time = ToFileTime(seconds);
     bool const isCreation = kind == TimeKind::Creation;
     error = calls.SetFileTime(file, isCreation ? &time : nullptr, isCreation ? nullptr : &time);
     calls.CloseHandle(file); // nothing was written that could still be lost
     return Translate(setErrors, error, TimeStatus::Other);
+}
+
+unsigned int Find(PathText path, TimeKind kind, unsigned long long * time) {
+    FindData data;
+    unsigned int const error = FindEntry(path, &data);
+    if (error == FileError::None)
+        *time = kind == TimeKind::Creation ? data.creationTime : data.lastWriteTime;
+    return error;
+}
+
+// Far from our time a disk may hold less than the system takes, and then has the nearest that it can
+// hold: the entry gets its own time back.
+TimeStatus WriteFar(PathText path, TimeKind kind, unsigned long long time, unsigned int flags) {
+    unsigned long long before = 0;
+    unsigned long long now = 0;
+    unsigned int const error = Find(path, kind, &before);
+    if (error != FileError::None)
+        return TranslateDenial<TimeStatus>(error);
+    TimeStatus const status = Write(path, kind, time, flags);
+    if (status != TimeStatus::Done || (Find(path, kind, &now) == FileError::None && now == time))
+        return status;
+    return Write(path, kind, before, flags) == TimeStatus::Done ? TimeStatus::InvalidTime
+                                                                : TimeStatus::Other;
+}
+
+} // namespace
+
+template <typename Seconds>
+TimeStatus ReadPathTime(PathText path, TimeKind kind, Seconds * seconds) {
+    if (seconds == nullptr)
+        return TimeStatus::Other;
+    unsigned long long time = 0;
+    unsigned int const error = Find(path, kind, &time);
+    return error != FileError::None ? TranslateDenial<TimeStatus>(error)
+                                    : FromFileTime(time, seconds);
+}
+template TimeStatus ReadPathTime(PathText, TimeKind, int *);
+template TimeStatus ReadPathTime(PathText, TimeKind, long long *);
+
+TimeStatus WritePathTime(PathText path, TimeKind kind, long long seconds, unsigned int flags) {
+    constexpr long long first = -StartOf1970 / UnitsOfSecond; // as a file time, 0 is no time
+    constexpr long long last =
+        (std::numeric_limits<long long>::max() - StartOf1970) / UnitsOfSecond;
+    if (seconds <= first || seconds > last)
+        return TimeStatus::InvalidTime;
+    unsigned long long const time = ToFileTime(seconds);
+    return seconds == static_cast<int>(seconds) ? Write(path, kind, time, flags)
+                                                : WriteFar(path, kind, time, flags);
 }
 
 } // namespace IO

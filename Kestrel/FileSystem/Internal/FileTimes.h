@@ -3,7 +3,6 @@
 #include <Kestrel/FileSystem/FSEntry.h>
 #include <Kestrel/FileSystem/FileSystemTypes.h>
 #include <Kestrel/FileSystem/Internal/ErrorGroups.h>
-#include <Kestrel/FileSystem/Internal/PathType.h>
 #include <Kestrel/FileSystem/Platform/FileCalls.h>
 
 namespace IO {
@@ -18,20 +17,12 @@ FSEntry::TimeStatus FromFileTime(unsigned long long fileTime, long long * second
 FSEntry::TimeStatus FromFileTime(unsigned long long fileTime, int * seconds);
 
 /// Reads the time of the entry at `path`. A null output gives Other.
-template <typename Seconds>
-FSEntry::TimeStatus ReadPathTime(PathText path, TimeKind kind, Seconds * seconds) {
-    if (seconds == nullptr)
-        return FSEntry::TimeStatus::Other;
-    FindData data;
-    unsigned int const error = FindEntry(path, &data);
-    if (error != FileError::None)
-        return TranslateDenial<FSEntry::TimeStatus>(error);
-    return FromFileTime(kind == TimeKind::Creation ? data.creationTime : data.lastWriteTime,
-                        seconds);
-}
+template <typename Seconds> // int or long long
+FSEntry::TimeStatus ReadPathTime(PathText path, TimeKind kind, Seconds * seconds);
 
 /// Opens what stands at `path` for writing, alone, sets the one time and closes it again.
-/// `flags` goes to CreateFile. InvalidTime also: before 1601, or beyond 63 bits of a file time.
+/// `flags` goes to CreateFile. InvalidTime also: before 1601, beyond 63 bits of a file time, or what the
+/// disk cannot hold; the entry then has its own time again.
 FSEntry::TimeStatus WritePathTime(PathText path, TimeKind kind, long long seconds,
                                   unsigned int flags);
 
