@@ -1,5 +1,8 @@
-// Real processes that come, go and are ended at any moment.
+// Real processes that come, go and are ended at any moment. KESTREL_IPC_SECONDS says for how long.
 
+#include <Kestrel/IPC/Client.h>
+#include <Kestrel/IPC/CommunicatorPool.h>
+#include <Kestrel/IPC/Connection.h>
 #include <Kestrel/IPC/ProcessInfoProvider.h>
 #include <Kestrel/IPC/Server.h>
 #include <Kestrel/IPC/Service.h>
@@ -33,6 +36,12 @@ using Clock = std::chrono::steady_clock;
 constexpr int Killed = 77;
 constexpr char const * FolderVariable = "KESTREL_TEST_IPC_FOLDER";
 
+int RunPart(std::string const & name, unsigned int seed) {
+    return Tests::RunAgain({"--gtest_also_run_disabled_tests", "--gtest_brief=1",
+                            "--gtest_filter=Processes.DISABLED_" + name,
+                            "--kestrel_seed=" + std::to_string(seed)});
+}
+
 unsigned int GetSeed() {
     for (std::string const & argument : ::testing::internal::GetArgvs())
         if (argument.rfind("--kestrel_seed=", 0) == 0)
@@ -48,6 +57,25 @@ constexpr std::chrono::milliseconds LifeTime(10000);
 constexpr unsigned int ProcessCount = 10;
 constexpr std::chrono::milliseconds LifeTime(500);
 #endif
+
+/// How long a test goes on: for so many seconds, and until it has seen something.
+class Duration {
+public:
+    Duration() {
+        char const * const text = std::getenv("KESTREL_IPC_SECONDS");
+        end = start + std::chrono::seconds(text != nullptr ? std::atoi(text) : 3);
+    }
+    bool IsOver(bool hasSeen) {
+        isOver = Clock::now() >= (hasSeen ? end : start + std::chrono::seconds(120));
+        return isOver;
+    }
+    bool IsOver() const { return isOver; }
+
+private:
+    Clock::time_point const start = Clock::now();
+    Clock::time_point end;
+    std::atomic<bool> isOver{false};
+};
 
 void UseFolder() {
     Setup::Instance().SetDataFolderLocation(
@@ -236,26 +264,166 @@ TEST(Processes, PublishNothingWrongAndNothingStale) {
     Tests::TempFolder folder;
     Tests::SetVariable(FolderVariable, folder.GetPath().string());
     UseFolder();
-    std::atomic<bool> isOver = false;
+    Duration duration;
     std::vector<std::thread> runners;
     for (unsigned int i = 1; i <= ProcessCount; ++i)
-        runners.emplace_back([i, &isOver] {
-            for (unsigned int seed = i * 100000; !isOver; ++seed) {
-                int const exitCode =
-                    Tests::RunAgain({"--gtest_also_run_disabled_tests", "--gtest_brief=1",
-                                     "--gtest_filter=Processes.DISABLED_Publishes",
-                                     "--kestrel_seed=" + std::to_string(seed)});
+        runners.emplace_back([i, &duration] {
+            for (unsigned int seed = i * 100000; !duration.IsOver(); ++seed) {
+                int const exitCode = RunPart("Publishes", seed);
                 EXPECT_TRUE(exitCode == 0 || exitCode == Killed) << exitCode;
             }
         });
     unsigned int compared = 0;
-    auto const begin = Clock::now();
-    for (int seconds : {3, 120}) // the longer one until something was seen
-        while (Clock::now() < begin + std::chrono::seconds(seconds) &&
-               (seconds == 3 || compared == 0))
-            compared += CompareAll();
-    isOver = true;
+    while (!duration.IsOver(compared > 0))
+        compared += CompareAll();
     for (std::thread & runner : runners)
         runner.join();
     EXPECT_GT(compared, 0u);
+}
+
+namespace {
+
+class Echo final : public Service {
+public:
+    void SeparatorArrived(Connection & connection) override {
+        EndPoint::InputSeparatorGuard const guard(connection);
+        int value;
+        if (connection.GetIChannel().Read(value) == IO::NoError)
+            connection.GetOChannel().Write(value + 1);
+        connection.GetOChannel().WriteSeparator();
+    }
+};
+
+/// Serves "echo" to programs of this machine, under whatever port is free.
+struct EchoServer {
+    explicit EchoServer(char const * name) {
+        server.SetLoopbackOnly(true);
+        server.RegisterService(IO::Location(name), &echo);
+        EXPECT_EQ(server.Start(Setup::Instance().GetPortBegin(), Setup::Instance().GetPortEnd()),
+                  IO::NoError);
+    }
+    Echo echo;
+    Server server;
+};
+
+/// Connects to who offers the service, if anybody does.
+bool ConnectByName(Client & client, char const * service) {
+    ProcessInfoProvider & provider = ProcessInfoProvider::Instance();
+    provider.Refresh();
+    for (auto const & [program, processes] : provider.GetList())
+        for (ProcessInfo const & process : processes)
+            for (ServerInfo const & server : process.GetServerSet())
+                if (server.GetServiceSet().Contains(service)) {
+                    std::string const url =
+                        "ipc://localhost:" + std::to_string(server.GetPort()) + "/" + service;
+                    if (client.Connect(IO::Location(url.c_str())) != IO::NoError)
+                        return false;
+                    auto const end = Clock::now() + std::chrono::seconds(5);
+                    while (client.GetConnectState() == Client::Connecting && Clock::now() < end) {
+                        CommunicatorPool::Instance().Process();
+                        CommunicatorPool::Instance().Wait(0.01);
+                    }
+                    return client.GetConnectState() == Client::Connected;
+                }
+    return false;
+}
+
+/// One question. True: the right answer came; no other may.
+bool Ask(Client & client, int value) {
+    client.GetOChannel().Write(value);
+    client.GetOChannel().WriteSeparator();
+    if (client.WaitNextSeparator(5) != IO::NoError)
+        return false;
+    EndPoint::InputSeparatorGuard const guard(client);
+    int answer = 0;
+    EXPECT_EQ(client.GetIChannel().Read(answer), IO::NoError);
+    EXPECT_EQ(answer, value + 1);
+    return true;
+}
+
+} // namespace
+
+// Not tests: the servers and the clients of the next one.
+TEST(Processes, DISABLED_Serves) {
+    std::mt19937 random(GetSeed());
+    UseFolder();
+    Killer const killer(random);
+    EchoServer const served("child");
+    auto const end = Clock::now() + LifeTime;
+    while (Clock::now() < end) {
+        CommunicatorPool::Instance().Process();
+        CommunicatorPool::Instance().Wait(0.05);
+    }
+    Tests::EndProcess(0); // without a word to its clients
+}
+
+TEST(Processes, DISABLED_Calls) {
+    std::mt19937 random(GetSeed());
+    UseFolder();
+    Killer const killer(random);
+    Client client;
+    auto const end = Clock::now() + LifeTime;
+    for (int i = 0; Clock::now() < end; ++i)
+        if (client.GetConnectState() == Client::Connected || ConnectByName(client, "parent"))
+            Ask(client, i);
+    Tests::EndProcess(::testing::Test::HasFailure() ? 1 : 0);
+}
+
+TEST(Processes, SeeThatTheOtherSideHasEnded) {
+    Tests::TempFolder folder;
+    Tests::SetVariable(FolderVariable, folder.GetPath().string());
+    UseFolder();
+    CommunicatorPool & pool = CommunicatorPool::Instance();
+    EchoServer served("parent");
+    std::atomic<unsigned int> ended{0};
+    std::atomic<unsigned int> running{2};
+    Duration duration;
+    std::vector<std::thread> runners;
+    for (std::string const part : {"Serves", "Calls"})
+        runners.emplace_back([&, part, i = static_cast<unsigned int>(runners.size())] {
+            for (unsigned int seed = i * 100000; !duration.IsOver(); ++seed) {
+                int const exitCode = RunPart(part, seed);
+                EXPECT_TRUE(exitCode == 0 || exitCode == Killed) << exitCode;
+                ended += part == "Serves";
+            }
+            --running;
+        });
+    unsigned int answers = 0;
+    unsigned int losses = 0;
+    Client client;
+    while (!duration.IsOver(losses > 0 && answers > 0) || running > 0) {
+        unsigned int const before = ended;
+        if (!ConnectByName(client, "child") || ended != before) {
+            client.Disconnect();
+            pool.Process(); // for those who call
+            continue;
+        }
+        while (Ask(client, static_cast<int>(answers)) && ended == before)
+            ++answers;
+        if (ended == before && client.IsOk()) {
+            ADD_FAILURE() << "no answer, and no end";
+        } else {
+            // Either the connection has said so, or the process was seen to end: then one pass finds
+            // it, and the next one at the latest ends the connection.
+            pool.Process();
+            EXPECT_FALSE(client.IsOk());
+            pool.Process();
+            EXPECT_EQ(client.GetConnectState(), Client::NotConnected);
+            char byte;
+            EXPECT_EQ(client.GetIChannel().ReadBin(&byte, 1, nullptr), IO::EOI);
+            ++losses;
+        }
+        client.Disconnect();
+    }
+    for (std::thread & runner : runners)
+        runner.join();
+    EXPECT_GT(answers, 0u);
+    EXPECT_GT(losses, 0u);
+    Mu::Array<SocketInterest> sockets;
+    auto const end = Clock::now() + std::chrono::seconds(5);
+    do {
+        pool.Process();
+        pool.ListSockets(sockets);
+    } while (sockets.GetSize() > 1 && Clock::now() < end);
+    EXPECT_EQ(sockets.GetSize(), 1u) << "the server alone is left";
 }

@@ -21,6 +21,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <filesystem>
 #include <memory>
 #include <random>
 #include <string>
@@ -132,6 +133,10 @@ TEST(ReflectionFolderEntry, ShowsTheRoot) {
     Lister lister(root);
     EXPECT_EQ(lister.Do(), IO::NoError);
     EXPECT_EQ(std::count(lister.found.begin(), lister.found.end(), "AddressSpace/"), 1);
+    Tests::TempFolder const disk;
+    Folder target(Location(disk.GetPortable().c_str()));
+    EXPECT_EQ(root.Copy("root", target, "copy"), IO::NoError);
+    EXPECT_TRUE(std::filesystem::exists(disk.GetPath() / "copy/Memory/AddressSpace"));
     // No folder lists the classes, since there is none among them; each can be read all the same.
     Mu::Array<Name> folders;
     Mu::Array<Name> classes;

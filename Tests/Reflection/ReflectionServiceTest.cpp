@@ -23,6 +23,8 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <chrono>
+#include <cstdlib>
 #include <memory>
 #include <random>
 #include <thread>
@@ -41,10 +43,10 @@ using IO::Socket::InternetAddress;
 // Each start of a thread, and each byte over a socket, takes long under Wine.
 #if defined(_WIN32)
 constexpr int WalksOfAClient = 1;
-constexpr unsigned int Ends = 8;
+constexpr unsigned int UsualEnds = 8;
 #else
 constexpr int WalksOfAClient = 3;
-constexpr unsigned int Ends = 40;
+constexpr unsigned int UsualEnds = 40;
 #endif
 
 // A service of this machine alone, for the time of a test.
@@ -148,7 +150,16 @@ void Browse(ReflectionClient & client, std::mt19937 & random) {
     }
 }
 
+// The number in an environment variable, by which a test goes on for longer.
+unsigned int GetWish(char const * variable, unsigned int usual) {
+    char const * const wish = std::getenv(variable);
+    return wish == nullptr ? usual : static_cast<unsigned int>(std::atoi(wish));
+}
+
+// KESTREL_REFLECTION_SOAK=60 goes on for so many minutes.
 TEST(ReflectionService, ServesManyWhileTheProcessGoesOn) {
+    std::chrono::minutes const soak(GetWish("KESTREL_REFLECTION_SOAK", 0));
+    std::chrono::steady_clock::time_point const end = std::chrono::steady_clock::now() + soak;
     Tests::LogCapture log;
     IO::StartReflection();
     EXPECT_TRUE(AllocationTree::Start());
@@ -191,12 +202,13 @@ TEST(ReflectionService, ServesManyWhileTheProcessGoesOn) {
         });
         std::vector<std::thread> clients;
         for (unsigned int i = 0; i < 20; ++i)
-            clients.emplace_back([i] {
+            clients.emplace_back([i, end] {
                 std::mt19937 random(i);
                 ReflectionClient client;
                 ASSERT_EQ(client.Connect("localhost", ReflectionService::GetPort(), 0),
                           IO::NoError);
-                for (int round = 0; round < WalksOfAClient; ++round)
+                for (int round = 0;
+                     round < WalksOfAClient || std::chrono::steady_clock::now() < end; ++round)
                     Browse(client, random);
             });
         for (std::thread & client : clients)
@@ -310,10 +322,12 @@ void EndAmongClients(unsigned int seed) {
         browsing.join();
 }
 
+// KESTREL_REFLECTION_ENDS=10000 ends it so often.
 TEST(ReflectionService, EndsAtAnyMoment) {
     Tests::LogCapture const log;
     Many const many("many", 8, 30000);
-    for (unsigned int seed = 1; seed <= Ends && !HasFailure(); ++seed) {
+    unsigned int const last = GetWish("KESTREL_REFLECTION_ENDS", UsualEnds);
+    for (unsigned int seed = 1; seed <= last && !HasFailure(); ++seed) {
         SCOPED_TRACE(seed);
         EndAmongClients(seed);
     }

@@ -3,6 +3,7 @@
 #include "Tests/Support/FaultSweep.h"
 #include "Tests/Support/HandClock.h"
 #include "Tests/Support/LogCapture.h"
+#include "Tests/Support/OwnProcess.h"
 #include "Tests/Support/Reflection/DrawnTree.h"
 #include "Tests/Support/TempFolder.h"
 
@@ -17,7 +18,9 @@
 
 #include <gtest/gtest.h>
 
+#include <fstream>
 #include <optional>
+#include <set>
 #include <sstream>
 
 namespace {
@@ -35,11 +38,11 @@ using VFS = IO::RemoteReflectionVFS;
 #if defined(_WIN32)
 constexpr unsigned int Trees = 1;
 constexpr unsigned int Links = 5;
-constexpr unsigned int ManyNames = 2000;
+constexpr unsigned int UsualNames = 2000;
 #else
 constexpr unsigned int Trees = 4;
 constexpr unsigned int Links = 20;
-constexpr unsigned int ManyNames = 20000;
+constexpr unsigned int UsualNames = 20000;
 #endif
 constexpr char MountPoint[] = "C:\\Kestrel remote";
 
@@ -221,6 +224,87 @@ TEST(RemoteReflectionVFS, ReadsWhatIsRightOrFailsOverABadLink) {
     }
 }
 
+constexpr int Killed = 77;
+constexpr unsigned int ChildSeed = 5;
+
+/// Another process, which shows a drawn tree and may be killed in the middle of the n-th question.
+class Child {
+public:
+    Child(Tests::TempFolder const & folder, unsigned int question)
+        : portFile(folder.GetPath() / "port"), process([this, question] {
+              exitCode = Tests::RunAgain(
+                  {"--gtest_also_run_disabled_tests", "--gtest_brief=1",
+                   "--gtest_filter=RemoteReflectionVFS.DISABLED_ShowsATreeAsLongAsItMay",
+                   "--kestrel_file=" + portFile.string(), std::to_string(question)});
+          }) {
+        while (port == 0 && exitCode < 0) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(5));
+            std::ifstream(portFile) >> port;
+        }
+    }
+    ~Child() { Join(); }
+    int Join() {
+        std::filesystem::remove(portFile);
+        if (process.joinable())
+            process.join();
+        return exitCode;
+    }
+    unsigned short GetPort() const { return port; }
+
+private:
+    std::filesystem::path const portFile;
+    std::atomic<int> exitCode = -1;
+    unsigned short port = 0;
+    std::thread process;
+};
+
+struct Mortal : DrawnTree {
+    mutable std::atomic<int> left;
+    explicit Mortal(int question) : DrawnTree(ChildSeed), left(question) {}
+    bool GetContent(IO::RelativeLocation const & place, Mu::OChannel & channel) const override {
+        if (--left == 0)
+            Tests::EndProcess(Killed);
+        return DrawnTree::GetContent(place, channel);
+    }
+};
+
+TEST(RemoteReflectionVFS, DISABLED_ShowsATreeAsLongAsItMay) {
+    std::vector<std::string> const arguments = ::testing::internal::GetArgvs();
+    std::filesystem::path const file = arguments.at(arguments.size() - 2).substr(15);
+    Mortal const tree(std::stoi(arguments.back()));
+    LinkServer const server;
+    std::ofstream(file.string() + "~") << server.GetPort() << "\n";
+    std::filesystem::rename(file.string() + "~", file);
+    while (std::filesystem::exists(file))
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+}
+
+TEST(RemoteReflectionVFS, OutlivesAProcessThatIsKilledBehindASlowLink) {
+    Tests::LogCapture const log;
+    Tests::TempFolder const folder;
+    DrawnTree const tree(ChildSeed);
+    for (unsigned int question : {2, 9}) {
+        SCOPED_TRACE(question);
+        std::optional<Child> child(std::in_place, folder, question);
+        BadLink link(child->GetPort(), question);
+        link.SetHarm({~0u, false, false, true, false});
+        Mounted const mounted(link.GetPort());
+        Things found;
+        bool isWhole = true;
+        Read(mounted.top, {}, &found, &isWhole);
+        EXPECT_FALSE(isWhole);
+        EXPECT_FALSE(found.empty());
+        EXPECT_TRUE(AreOf(tree, found));
+        EXPECT_EQ(child->Join(), Killed);
+        child.emplace(folder, 0);
+        link.SetProcess(child->GetPort());
+        std::this_thread::sleep_for(std::chrono::milliseconds(1100)); // the retry time
+        Things again;
+        Read(mounted.top, {}, &again, &isWhole);
+        ExpectSame(again, tree.GetThings());
+    }
+}
+
 bool HasLinesOf(std::string const & table, std::string const & whole) {
     std::istringstream lines(table);
     for (std::string line; std::getline(lines, line);)
@@ -357,8 +441,12 @@ TEST(ReflectRollingVFS, ClaimsWhatTheDiskTurnsDown) {
     EXPECT_EQ(IO::fileSystem.Unmount(processes), IO::NoError);
 }
 
+// KESTREL_REMOTE_NAMES=1000000 takes so many.
 TEST(RemoteReflectionVFS, ShowsALevelOfManyNames) {
-    DrawnTree const tree(1, false, ManyNames);
+    char const * const wanted = std::getenv("KESTREL_REMOTE_NAMES");
+    unsigned int const count =
+        wanted == nullptr ? UsualNames : static_cast<unsigned int>(std::atoi(wanted));
+    DrawnTree const tree(1, false, count);
     LinkServer server;
     IO::RemoteReflectionLimits limits;
     limits.keepTime = 600000;
@@ -367,15 +455,15 @@ TEST(RemoteReflectionVFS, ShowsALevelOfManyNames) {
     IO::Folder const folder(mounted.top / "drawn");
     unsigned int entries = 0;
     EXPECT_EQ(folder.CountEntries(&entries), IO::NoError);
-    EXPECT_EQ(entries, ManyNames + 1);
+    EXPECT_EQ(entries, count + 1);
     auto const table = IO::ReadAll<std::string>(mounted.top / "drawn" / VFS::TableName);
     ASSERT_TRUE(table);
-    EXPECT_EQ(std::count(table->begin(), table->end(), '\n'), ManyNames + 1);
+    EXPECT_EQ(std::count(table->begin(), table->end(), '\n'), count + 1);
     for (unsigned int i = 0; i < 1000; ++i) {
-        IO::File const file(folder, Tests::DrawnTree::ToName(ManyNames - 1 - i));
+        IO::File const file(folder, Tests::DrawnTree::ToName(count - 1 - i));
         ASSERT_EQ(file.GetStatus(), IO::NoError);
     }
-    EXPECT_LE(server.CountQuestions(), 4 + (ManyNames + 999) / 1000);
+    EXPECT_LE(server.CountQuestions(), 4 + (count + 999) / 1000);
 }
 
 TEST(RemoteReflectionVFS, MeetsEveryFailedAllocation) {
