@@ -355,6 +355,10 @@ TEST_F(Dialogue, BeginsAnewAfterALoss) {
     client->GetOChannel().OpenBlock();
     client->Disconnect();
     EXPECT_NE(client->GetOChannel().CloseBlock(), IO::NoError);
+    char byte;
+    unsigned int copied = 9;
+    EXPECT_NE(client->GetOChannel().CopyBinOutput(&byte, 1, &copied), IO::NoError);
+    EXPECT_EQ(copied, 0u);
     Connect(*client);
     WriteMessage(*client, "again");
     ASSERT_EQ(client->WaitNextSeparator(1), IO::NoError);
