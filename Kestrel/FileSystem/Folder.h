@@ -172,6 +172,9 @@ public:
     /// may not be looked at, and on Windows, where each file has to be read to know that it is no link.
     /// Only for the thread that enumerates, from within its callback.
     bool GetFoundFile(Name const & name, unsigned long long * length, int * modificationTime) const;
+    /// The same; `isDevice` also for pipes and sockets. It may be null, too.
+    bool GetFoundFile(Name const & name, unsigned long long * length, int * modificationTime,
+                      bool * isDevice) const;
     /// The names, one a line.
     virtual MuErrCode PrintContent(Mu::OChannel & channel) const;
 

@@ -129,10 +129,15 @@ MuErrCode Folder::Enumerate(ConstCallback callback, void * data) const {
 
 bool Folder::GetFoundFile(Name const & name, unsigned long long * length,
                           int * modificationTime) const {
+    return GetFoundFile(name, length, modificationTime, nullptr);
+}
+
+bool Folder::GetFoundFile(Name const & name, unsigned long long * length, int * modificationTime,
+                          bool * isDevice) const {
     FoundFile const found(*this);
     if (Mu::IsNull(name))
         return false;
-    if (length == nullptr && modificationTime == nullptr)
+    if (length == nullptr && modificationTime == nullptr && isDevice == nullptr)
         return found.IsCertain(name);
     FindData const * const data = found.Look(name);
     int time = 0;
@@ -143,6 +148,8 @@ bool Folder::GetFoundFile(Name const & name, unsigned long long * length,
         *length = data->size;
     if (modificationTime != nullptr)
         *modificationTime = time;
+    if (isDevice != nullptr)
+        *isDevice = (data->attributes & FileAttribute::Device) != 0;
     return true;
 }
 

@@ -5,7 +5,9 @@
 #include <Kestrel/FileSystem/FileSystem.h>
 #include <Kestrel/FileSystem/NativePath.h>
 
+#include <algorithm>
 #include <filesystem>
+#include <string_view>
 
 #if defined(_WIN32)
 #include <windows.h>
@@ -141,8 +143,13 @@ std::string ToText(IO::Name const & name) {
 
 #else
 
-// Of a name alone there is no native form, so it gets a folder for a moment.
+// Of a name alone there is no native form, so it gets a folder for a moment. ASCII is the same in both
+// forms, and nearly every name is nothing else.
 std::string ToText(IO::Name const & name) {
+    std::u16string_view const units = name.ToString();
+    if (std::all_of(units.begin(), units.end(),
+                    [](char16_t unit) { return unit != 0 && unit < 0x80; }))
+        return std::string(units.begin(), units.end());
     std::string const native = ToNativeText(Mu::UniString(u"C:\\") + name.ToString());
     return native.empty() ? ToUtf8(name) : native.substr(native.rfind('/') + 1);
 }

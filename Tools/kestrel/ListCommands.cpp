@@ -13,7 +13,6 @@
 #include <cstdlib>
 #include <ctime>
 #include <filesystem>
-#include <iomanip>
 #include <map>
 #include <sstream>
 
@@ -25,14 +24,28 @@ std::string ToTimeText(MuErrCode status, int seconds) {
     if (status != IO::NoError)
         return "-";
     std::time_t const time = seconds;
-    std::ostringstream text;
-    text << std::put_time(std::localtime(&time), "%Y-%m-%d %H:%M:%S");
-    return text.str();
+    std::tm local = {};
+    // localtime would look at the system's time zone each time.
+#if defined(_WIN32)
+    localtime_s(&local, &time);
+#else
+    localtime_r(&time, &local);
+#endif
+    char text[64];
+    return std::string(text, std::strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S", &local));
 }
 
 void Show(LinkTarget const & target) {
     Out() << " -> " << target.text << target.GetRemark();
 }
+
+/// Where an entry lies. A location of its own costs more than most entries ask for.
+struct Place {
+    IO::Location const & folder;
+    IO::Name const * name; ///< null: the place itself
+
+    IO::Location Get() const { return name != nullptr ? IO::Location(folder, *name) : folder; }
+};
 
 /// An entry as ls shows it.
 struct Listed {
@@ -55,9 +68,7 @@ void LookNatively(IO::Location const & location, Listed * entry) {
     fs::path const path = IO::ToNativePath(location);
     fs::file_status const found =
         path.empty() ? fs::file_status() : fs::symlink_status(path, failure);
-    entry->kind = entry->type == IO::EntryType::Folder       ? 'd'
-                  : entry->type == IO::EntryType::Link       ? 'l'
-                  : found.type() == fs::file_type::fifo      ? 'p'
+    entry->kind = found.type() == fs::file_type::fifo        ? 'p'
                   : found.type() == fs::file_type::socket    ? 's'
                   : found.type() == fs::file_type::character ? 'c'
                   : found.type() == fs::file_type::block     ? 'b'
@@ -124,32 +135,36 @@ private:
 struct Found {
     IO::Name name;
     bool isFolder = false;
-    bool isPlainFile = false; // with these two; of others nothing is known
+    bool isPlainFile = false; // with these; of others nothing is known
+    bool isDevice = false;
     unsigned long long size = 0;
     int modified = 0;
 };
 
-Listed Gather(IO::Location const & location, Found const & found, Options const & options,
+Listed Gather(Place const & place, Found const & found, Options const & options,
               Colours const & colours) {
     Listed entry;
     entry.name = found.name;
     entry.text = ToText(found.name);
     entry.type = found.isFolder ? IO::EntryType::Folder : IO::EntryType::File;
     if (!found.isFolder && !found.isPlainFile)
-        entry.status = IO::fileSystem.GetType(location, &entry.type);
-    if (options.longForm || colours.AreShown())
-        LookNatively(location, &entry);
+        entry.status = IO::fileSystem.GetType(place.Get(), &entry.type);
+    bool const isRegular = found.isPlainFile && !found.isDevice;
+    if (entry.type != IO::EntryType::File)
+        entry.kind = entry.type == IO::EntryType::Folder ? 'd' : 'l';
+    else if (colours.AreShown() || (options.longForm && !isRegular))
+        LookNatively(place.Get(), &entry);
     if (!options.longForm && options.sort == 0)
         return entry;
     entry.asked = IO::Error;
     if (entry.type == IO::EntryType::Folder)
-        entry.asked = IO::Folder(location).GetModificationTime(&entry.modified);
+        entry.asked = IO::Folder(place.Get()).GetModificationTime(&entry.modified);
     else if (found.isPlainFile) {
         entry.measured = entry.asked = IO::NoError;
         entry.size = found.size;
         entry.modified = found.modified;
     } else if (entry.type == IO::EntryType::File) {
-        IO::File file(location);
+        IO::File file(place.Get());
         entry.measured = file.GetDataLength(&entry.size);
         entry.asked = file.GetModificationTime(&entry.modified);
     }
@@ -161,7 +176,7 @@ Listed Gather(IO::Location const & location, Found const & found, Options const 
     return entry;
 }
 
-void ShowListed(IO::Location const & location, Listed const & entry, Options const & options,
+void ShowListed(Place const & place, Listed const & entry, Options const & options,
                 Colours const & colours) {
     if (options.longForm) {
         std::string const size = entry.measured != IO::NoError ? "-"
@@ -172,7 +187,7 @@ void ShowListed(IO::Location const & location, Listed const & entry, Options con
               << PadLeft(ToTimeText(entry.asked, entry.modified), 19) << "  ";
     }
     LinkTarget const target =
-        entry.type == IO::EntryType::Link ? GetLinkTarget(location) : LinkTarget();
+        entry.type == IO::EntryType::Link ? GetLinkTarget(place.Get()) : LinkTarget();
     colours.Show(entry, target.isBroken);
     if (entry.type == IO::EntryType::Folder)
         Out() << "/";
@@ -188,35 +203,43 @@ std::size_t GetWidth(Listed const & entry) {
     return static_cast<std::size_t>(units) + (entry.type == IO::EntryType::Folder ? 1 : 0);
 }
 
-// Down the columns first.
-void ShowColumns(std::vector<Listed> const & entries, Colours const & colours) {
-    std::size_t width = 2;
+/// In the order in which they are shown.
+using Order = std::vector<Listed const *>;
+
+Order Sort(std::vector<Listed> const & entries, Options const & options) {
+    Order order;
+    order.reserve(entries.size());
     for (Listed const & entry : entries)
-        width = std::max(width, GetWidth(entry) + 2);
+        order.push_back(&entry);
+    std::sort(order.begin(), order.end(), [&](Listed const * a, Listed const * b) {
+        if (options.sort == 't' && a->modified != b->modified)
+            return a->modified > b->modified;
+        if (options.sort == 'S' && a->size != b->size)
+            return a->size > b->size;
+        return a->name < b->name;
+    });
+    if (options.reverse)
+        std::reverse(order.begin(), order.end());
+    return order;
+}
+
+// Down the columns first.
+void ShowColumns(Order const & entries, Colours const & colours) {
+    std::size_t width = 2;
+    for (Listed const * entry : entries)
+        width = std::max(width, GetWidth(*entry) + 2);
     std::size_t const columns = std::max<std::size_t>(1, GetTerminalWidth() / width);
     std::size_t const rows = (entries.size() + columns - 1) / columns;
     for (std::size_t row = 0; row < rows; ++row) {
         for (std::size_t i = row; i < entries.size(); i += rows) {
-            colours.Show(entries[i], false);
-            if (entries[i].type == IO::EntryType::Folder)
+            colours.Show(*entries[i], false);
+            if (entries[i]->type == IO::EntryType::Folder)
                 Out() << "/";
             if (i + rows < entries.size())
-                Out() << std::string(width - GetWidth(entries[i]), ' ').c_str();
+                Out() << std::string(width - GetWidth(*entries[i]), ' ').c_str();
         }
         Out() << "\n";
     }
-}
-
-void Sort(std::vector<Listed> & entries, Options const & options) {
-    std::sort(entries.begin(), entries.end(), [&](Listed const & a, Listed const & b) {
-        if (options.sort == 't' && a.modified != b.modified)
-            return a.modified > b.modified;
-        if (options.sort == 'S' && a.size != b.size)
-            return a.size > b.size;
-        return a.name < b.name;
-    });
-    if (options.reverse)
-        std::reverse(entries.begin(), entries.end());
 }
 
 class Collector {
@@ -229,10 +252,13 @@ public:
         Collector & to = *static_cast<Collector *>(data);
         if (!to.options.all && !name.IsEmpty() && name[0] == '.')
             return true;
-        Found one{name, isFolder};
-        one.isPlainFile = !isFolder && folder.GetFoundFile(name, to.wantsMore ? &one.size : nullptr,
-                                                           to.wantsMore ? &one.modified : nullptr);
-        to.found.push_back(std::move(one));
+        Found & one = to.found.emplace_back();
+        one.name = name;
+        one.isFolder = isFolder;
+        if (!isFolder)
+            one.isPlainFile =
+                to.wantsMore ? folder.GetFoundFile(name, &one.size, &one.modified, &one.isDevice)
+                             : folder.GetFoundFile(name, nullptr, nullptr);
         return true;
     }
 
@@ -251,26 +277,27 @@ MuErrCode ListFolder(IO::Location const & location, std::string const & path,
         return status;
     MuErrCode result = IO::NoError;
     std::vector<Listed> entries;
+    entries.reserve(all.found.size());
     for (Found const & found : all.found) {
-        entries.push_back(Gather(IO::Location(location, found.name), found, options, colours));
+        entries.push_back(Gather({location, &found.name}, found, options, colours));
         if (result == IO::NoError)
             result = entries.back().status;
     }
-    Sort(entries, options);
+    Order const order = Sort(entries, options);
     if (options.recursive)
         Out() << path << ":\n";
     if (Out().IsTerminal() && !options.longForm && !options.single)
-        ShowColumns(entries, colours);
+        ShowColumns(order, colours);
     else
-        for (Listed const & entry : entries)
-            ShowListed(IO::Location(location, entry.name), entry, options, colours);
-    for (Listed const & entry : entries)
-        if (options.recursive && entry.type == IO::EntryType::Folder) {
+        for (Listed const * const entry : order)
+            ShowListed({location, &entry->name}, *entry, options, colours);
+    for (Listed const * const entry : order)
+        if (options.recursive && entry->type == IO::EntryType::Folder) {
             Out() << "\n";
             bool const isEnded = path.back() == '/' || path.back() == '\\';
             MuErrCode const below =
-                ListFolder(IO::Location(location, entry.name),
-                           path + (isEnded ? "" : "/") + entry.text, options, colours);
+                ListFolder(IO::Location(location, entry->name),
+                           path + (isEnded ? "" : "/") + entry->text, options, colours);
             if (result == IO::NoError)
                 result = below;
         }
@@ -287,8 +314,8 @@ MuErrCode ListOne(std::string const & path, Options const & options, Colours con
         return ListFolder(location, path.empty() ? "." : path, options, colours);
     Found found;
     location.GetLastLocalName(&found.name);
-    Listed const entry = Gather(location, found, options, colours);
-    ShowListed(location, entry, options, colours);
+    Listed const entry = Gather({location, nullptr}, found, options, colours);
+    ShowListed({location, nullptr}, entry, options, colours);
     return entry.status;
 }
 

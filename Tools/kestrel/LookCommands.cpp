@@ -208,25 +208,24 @@ public:
             return false;
         return options.days.empty() || (days = Bound::Read(options.days, 1)).has_value();
     }
-    /// Of an entry in `folder`.
-    void Meet(IO::Folder const & folder, IO::Name const & name, std::string const & path,
-              IO::EntryType type) {
-        static constexpr char letters[] = {'f', 'd', 'l'};
-        if (!options.kind.empty() && options.kind[0] != letters[static_cast<unsigned int>(type)])
-            return;
-        if (!options.name.empty() && !Matches(options.name.c_str(), ToText(name).c_str()))
-            return;
-        if (!options.anyCaseName.empty() &&
-            !Matches(Lower(options.anyCaseName).c_str(), Lower(ToText(name)).c_str()))
-            return;
-        if (size && (type != IO::EntryType::File || !HasSize(folder, name)))
-            return;
-        if (days && !HasAge(folder, name, type))
-            return;
-        Out() << path << "\n";
+    /// Of where the walk begins.
+    void MeetFirst(IO::Folder const & folder, IO::Name const & name, IO::EntryType type) {
+        if (IsWanted(folder, name, ToText(name), type))
+            Out() << above.front() << "\n";
     }
 
 private:
+    bool IsWanted(IO::Folder const & folder, IO::Name const & name, std::string const & text,
+                  IO::EntryType type) const {
+        static constexpr char letters[] = {'f', 'd', 'l'};
+        return (options.kind.empty() ||
+                options.kind[0] == letters[static_cast<unsigned int>(type)]) &&
+               (options.name.empty() || Matches(options.name.c_str(), text.c_str())) &&
+               (options.anyCaseName.empty() ||
+                Matches(Lower(options.anyCaseName).c_str(), Lower(text).c_str())) &&
+               (!size || (type == IO::EntryType::File && HasSize(folder, name))) &&
+               (!days || HasAge(folder, name, type));
+    }
     bool HasSize(IO::Folder const & folder, IO::Name const & name) const {
         unsigned long long length = 0;
         return (folder.GetFoundFile(name, &length, nullptr) ||
@@ -247,12 +246,20 @@ private:
                days->Holds(static_cast<unsigned long long>(std::max(0ll, now - time)) / 86400);
     }
     void Meet(IO::Name const & name, IO::EntryType type) {
-        Meet(*GetParent(), name, Join(name), type);
+        std::string const text = ToText(name);
+        if (IsWanted(*GetParent(), name, text, type))
+            Out() << Join(above.back(), text) << "\n";
     }
-    std::string Join(IO::Name const & name) const {
-        std::string const & folder = above.back();
+    static std::string Join(std::string const & folder, std::string const & name) {
         bool const isEnded = !folder.empty() && (folder.back() == '/' || folder.back() == '\\');
-        return folder + (isEnded ? "" : "/") + ToText(name);
+        return folder + (isEnded ? "" : "/") + name;
+    }
+    // What the enumeration is certain of needs no look of its own.
+    bool EntryFound(IO::Name const & name, bool isFolder) override {
+        if (isFolder || !GetParent()->GetFoundFile(name, nullptr, nullptr))
+            return true;
+        Meet(name, IO::EntryType::File);
+        return false;
     }
     bool FileFound(IO::Name const & name) override {
         Meet(name, IO::EntryType::File);
@@ -267,7 +274,7 @@ private:
         return options.depth < 0 || static_cast<int>(above.size()) < options.depth;
     }
     void FolderEntered(IO::Name const & name, IO::Folder const &) override {
-        above.push_back(Join(name));
+        above.push_back(Join(above.back(), ToText(name)));
     }
     void FolderExited(IO::Name const &, IO::Folder const &) override { above.pop_back(); }
 
@@ -345,7 +352,7 @@ int Find(Options const & options, Console & console) {
         IO::Name name;
         if (above.MoveLastLocalName(&name) != IO::NoError)
             name = FromUtf8(path); // a root
-        finder.Meet(IO::Folder(above, IO::Folder::OnNotFound::FailQuietly), name, path, type);
+        finder.MeetFirst(IO::Folder(above, IO::Folder::OnNotFound::FailQuietly), name, type);
         if (type == IO::EntryType::Folder && options.depth != 0)
             status = finder.Do();
         result |= console.Finish(status, path);

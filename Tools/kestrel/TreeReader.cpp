@@ -27,11 +27,32 @@ MuErrCode TreeReader::Read() {
     return walked != IO::NoError ? walked : sizeStatus;
 }
 
-bool TreeReader::EntryFound(IO::Name const &, bool isFolder) {
+bool TreeReader::EntryFound(IO::Name const & name, bool isFolder) {
     CloseEntry();
-    isOpen = !isFolder;
     progress.Add(1);
+    if (!isFolder && TakeKnown(name))
+        return false;
+    isOpen = !isFolder;
     return true;
+}
+
+// What the enumeration is certain of needs no look of its own.
+bool TreeReader::TakeKnown(IO::Name const & name) {
+    unsigned long long size = 0;
+    if (!GetParent()->GetFoundFile(name, sizes == Sizes::Ask ? &size : nullptr, nullptr))
+        return false;
+    if (keep == Keep::All)
+        Add(name, IO::EntryType::File).size = size;
+    else
+        ++counts.of[static_cast<unsigned int>(IO::EntryType::File)];
+    scratch.type = IO::EntryType::File; // no link any more that was met last
+    AddToFolders(size);
+    return true;
+}
+
+void TreeReader::AddToFolders(unsigned long long size) {
+    for (TreeNode * const folder : above)
+        folder->size += size;
 }
 
 void TreeReader::CloseEntry() {
@@ -60,14 +81,11 @@ bool TreeReader::IsLastALink(IO::Name const & name) const {
 }
 
 void TreeReader::AddSize(IO::Name const & name, TreeNode * node) {
-    MuErrCode const status = GetParent()->GetFoundFile(name, &node->size, nullptr)
-                                 ? IO::NoError
-                                 : IO::File(*GetParent(), name).GetDataLength(&node->size);
+    MuErrCode const status = IO::File(*GetParent(), name).GetDataLength(&node->size);
     if (sizeStatus == IO::NoError)
         sizeStatus = status;
     if (status == IO::NoError)
-        for (TreeNode * const folder : above)
-            folder->size += node->size;
+        AddToFolders(node->size);
 }
 
 bool TreeReader::FileFound(IO::Name const & name) {

@@ -58,6 +58,8 @@ public:
 private:
     TreeNode & Add(IO::Name const & name, IO::EntryType type);
     void CloseEntry();
+    bool TakeKnown(IO::Name const & name);
+    void AddToFolders(unsigned long long size);
     bool IsLastALink(IO::Name const & name) const;
     void AddSize(IO::Name const & name, TreeNode * node);
 

@@ -99,6 +99,8 @@ public:
         if (!logFolder.empty() && !StartLog(log))
             return 1;
         Tool::WatchInterruptions();
+        if (!Tool::Out().IsTerminal())
+            std::setvbuf(stdout, nullptr, _IOFBF, 65536);
         unsigned long long const lost = Mu::logger.GetLostCount();
         std::string const command = app.get_subcommands().front()->get_name();
         // What the inspector says of a failure is what it finds out itself; a page runs for long.

@@ -73,10 +73,13 @@ struct WinFolderEntry::Found {
     Found(Found const &) = delete;
     Found & operator=(Found const &) = delete;
 
-    // Where links are not marked, each file has to be read to know.
+    // Where links are not marked, each file has to be read to know. A name from the disk is legal
+    // unless it is too long, and one of so few units has few bytes.
     bool IsFile() const {
         constexpr unsigned int others = FileAttribute::Folder | FileAttribute::Link;
-        return marksLinks && (search.GetEntry().attributes & others) == 0 && name.IsLegal();
+        constexpr unsigned int surelyShort = 64;
+        return marksLinks && (search.GetEntry().attributes & others) == 0 &&
+               (search.GetEntry().nameLength <= surelyShort || name.IsLegal());
     }
     bool IsFolder() const {
         constexpr unsigned int kinds = FileAttribute::Folder | FileAttribute::Link;
@@ -279,7 +282,7 @@ EnumerateStatus WinFolderEntry::Enumerate(EntryEnumerator & enumerator) {
     Mu::UniString text;
     for (; search.HasEntry(); search.Next()) {
         text = Mu::ConstSubstring(search.GetEntry().GetName());
-        current.name = text;
+        current.name = std::move(text); // which has the block of the name before, then
         if (!enumerator.EntryFound(current.name, search.GetEntry().IsFolder()))
             return EnumerateStatus::Stopped;
     }

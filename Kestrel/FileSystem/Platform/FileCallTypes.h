@@ -42,6 +42,9 @@ struct FolderId {
 namespace FileAttribute {
 inline constexpr unsigned int ReadOnly = 0x1;
 inline constexpr unsigned int Folder = 0x10;
+/// A pipe, a socket or a device that Linux shows among its files. Beside others, and no more than
+/// a remark.
+inline constexpr unsigned int Device = 0x40;
 inline constexpr unsigned int Normal = 0x80;
 /// A symbolic link on Linux; see FileCalls::MarksLinks. On Windows FindNextFile sets it beside
 /// Folder for junctions and for symbolic links to folders, which stand for a folder elsewhere.

@@ -15,8 +15,9 @@ unsigned int ToAttributes(mode_t mode) {
         return FileAttribute::Folder;
     if (S_ISLNK(mode))
         return FileAttribute::Link;
+    unsigned int const kind = S_ISREG(mode) ? 0 : FileAttribute::Device;
     bool const isProtected = (mode & (S_IWUSR | S_IWGRP | S_IWOTH)) == 0;
-    return isProtected ? FileAttribute::ReadOnly : FileAttribute::Normal;
+    return kind | (isProtected ? FileAttribute::ReadOnly : FileAttribute::Normal);
 }
 
 unsigned int ToAttributes(FolderReader::Type type) {
