@@ -50,19 +50,19 @@ constexpr ConnectionKind kind{
 File::File(Location const & location, OnNotFound onNotFound)
     : IChannel(binIProtocol), OChannel(binOProtocol), location(location),
       inputBuffer(this, GetCacheSize(), 0, ReservedRatio), outputBuffer(this, 0) {
-    ConnectOrCreate(onNotFound, nullptr);
+    ConnectOrCreate(onNotFound, nullptr, nullptr);
 }
 
 File::File(Folder const & folder, Name const & name)
     : IChannel(binIProtocol), OChannel(binOProtocol), location(folder.location, name),
       inputBuffer(this, GetCacheSize(), 0, ReservedRatio), outputBuffer(this, 0) {
-    ConnectOrCreate(OnNotFound::Report, nullptr);
+    ConnectOrCreate(OnNotFound::Report, nullptr, &folder);
 }
 
 File::File(Folder & folder, Name const & name, OnNotFound onNotFound)
     : IChannel(binIProtocol), OChannel(binOProtocol), location(folder.location, name),
       inputBuffer(this, GetCacheSize(), 0, ReservedRatio), outputBuffer(this, 0) {
-    ConnectOrCreate(onNotFound, &folder);
+    ConnectOrCreate(onNotFound, &folder, &folder);
 }
 
 MuErrCode File::New(File ** file, Location const & location, OnNotFound onNotFound) {
@@ -84,22 +84,25 @@ File::~File() {
         Mu::Quietly([this] { fileSystem.Disconnect(entry); });
 }
 
-void File::ConnectOrCreate(OnNotFound onNotFound, Folder * folder) {
-    status = Connect();
+void File::ConnectOrCreate(OnNotFound onNotFound, Folder * folder, Folder const * in) {
+    status = Connect(in);
     if (status == ErrFileNotFound && onNotFound == OnNotFound::Create) {
         status = ErrFileCreationFailed;
         ClearOSErrors(); // that there was none is no failure now
         if (CreateIn(folder) == NoError)
-            status = Connect();
+            status = Connect(in);
     }
     ReportConnection(kind, status, location, onNotFound == OnNotFound::FailQuietly);
 }
 
-MuErrCode File::Connect() {
+MuErrCode File::Connect(Folder const * in) {
     MuErrCode const connected = fileSystem.Connect(&location, &entry);
     if (connected != NoError)
         entry = nullptr; // whatever a file system left there is not ours to give back
-    return GetConnectionStatus(kind, connected);
+    MuErrCode const result = GetConnectionStatus(kind, connected);
+    return result == kind.notFound && in != nullptr
+               ? ConnectBeyond(kind, in->entry, location, &entry)
+               : result;
 }
 
 MuErrCode File::CreateIn(Folder * folder) {

@@ -223,8 +223,8 @@ private:
     void NoteInLine() const;
     MuErrCode ReadRest(char * destination, unsigned int count, unsigned int * read);
     MuErrCode WriteRest(char const * source, unsigned int count, unsigned int * written);
-    MuErrCode Connect();
-    void ConnectOrCreate(OnNotFound onNotFound, Folder * folder);
+    MuErrCode Connect(Folder const * in);
+    void ConnectOrCreate(OnNotFound onNotFound, Folder * folder, Folder const * in);
     MuErrCode CreateIn(Folder * folder);
     Mode const * FindMode(OpenMode mode) const;
     MuErrCode OpenEntry(Mode const & mode, AccessDeniedTreatment treatment);

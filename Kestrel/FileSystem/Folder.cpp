@@ -61,21 +61,21 @@ MuErrCode ReportCreation(EntryType type, FolderEntry & folder, FolderEntry::Crea
 } // namespace
 
 Folder::Folder(Location const & location, OnNotFound onNotFound) : location(location) {
-    ConnectOrCreate(onNotFound, nullptr);
+    ConnectOrCreate(onNotFound, nullptr, nullptr);
 }
 
 Folder::Folder(Folder const & folder, Name const & name) : location(folder.location, name) {
-    ConnectOrCreate(OnNotFound::Report, nullptr);
+    ConnectOrCreate(OnNotFound::Report, nullptr, &folder);
 }
 
 Folder::Folder(Folder & folder, Name const & name, OnNotFound onNotFound)
     : location(folder.location, name) {
-    ConnectOrCreate(onNotFound, &folder);
+    ConnectOrCreate(onNotFound, &folder, &folder);
 }
 
 Folder::Folder(Folder const & folder, Name const & name, Found) : location(folder.location, name) {
     if (!ConnectFound(folder, name))
-        ConnectOrCreate(OnNotFound::Report, nullptr);
+        ConnectOrCreate(OnNotFound::Report, nullptr, &folder);
 }
 
 MuErrCode Folder::New(Folder ** folder, Location const & location, OnNotFound onNotFound) {
@@ -95,24 +95,27 @@ Folder::~Folder() {
         Mu::Quietly([this] { fileSystem.Disconnect(entry); });
 }
 
-void Folder::ConnectOrCreate(OnNotFound onNotFound, Folder * parent) {
-    status = Connect();
+void Folder::ConnectOrCreate(OnNotFound onNotFound, Folder * parent, Folder const * in) {
+    status = Connect(in);
     if (status == ErrFolderNotFound && onNotFound == OnNotFound::Create) {
         status = ErrFolderCreationFailed;
         ClearOSErrors(); // that there was none is no failure now
         // Another creator may have been faster; the folder is there all the same.
         MuErrCode const created = CreateInParent(parent);
         if (created == NoError || created == ErrTargetExists)
-            status = Connect();
+            status = Connect(in);
     }
     ReportConnection(kind, status, location, onNotFound == OnNotFound::FailQuietly);
 }
 
-MuErrCode Folder::Connect() {
+MuErrCode Folder::Connect(Folder const * in) {
     MuErrCode const connected = fileSystem.Connect(&location, &entry);
     if (connected != NoError)
         entry = nullptr; // whatever a file system left there is not ours to give back
-    return GetConnectionStatus(kind, connected);
+    MuErrCode const result = GetConnectionStatus(kind, connected);
+    return result == kind.notFound && in != nullptr
+               ? ConnectBeyond(kind, in->entry, location, &entry)
+               : result;
 }
 
 bool Folder::ConnectFound(Folder const & folder, Name const & name) {

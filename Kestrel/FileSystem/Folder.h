@@ -226,9 +226,9 @@ private:
     friend class KeptFolder;
     friend KESTREL_API void Append(Mu::FastLogger::LogComposer & composer, Folder const & folder);
 
-    MuErrCode Connect();
+    MuErrCode Connect(Folder const * in);
     bool ConnectFound(Folder const & folder, Name const & name);
-    void ConnectOrCreate(OnNotFound onNotFound, Folder * parent);
+    void ConnectOrCreate(OnNotFound onNotFound, Folder * parent, Folder const * in);
     MuErrCode CreateInParent(Folder * parent);
     bool IsSameFileSystem(Folder const & other) const;
     MuErrCode MoveBetweenFileSystems(Name const & from, Folder & target, Name const & to);

@@ -129,13 +129,15 @@ void TreeEnumerator::ProcessFolderFound(Name const & name) {
         return;
     Level const folder(*this, name);
     ProcessFolderEntered(name, folder);
-    bool const isThere = FoundFile(*parent).Hold(name, folder);
+    using Held = WinFolderEntry::HoldStatus;
+    Held const held = FoundFile(*parent).Hold(name, folder);
     {
         Restore const restored(parent);
         parent = &folder;
-        MuErrCode const walked = stopped   ? NoError
-                                 : isThere ? folder.Enumerate(EnumCallback, this)
-                                           : Error;
+        // What somebody deleted since it was listed is skipped.
+        MuErrCode const walked = stopped || held == Held::Gone ? NoError
+                                 : held == Held::There ? folder.Enumerate(EnumCallback, this)
+                                                       : Error;
         SetStatus(walked);
         if (walked != NoError && !TransferStep::SkipsCurrent(walked))
             Stop();

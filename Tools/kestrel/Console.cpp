@@ -132,6 +132,23 @@ int Console::Finish(MuErrCode status, std::string const & subject) {
     return 1;
 }
 
+int Console::NameFailed(std::string const & subject, MuErrCode status) const {
+    return Fail(GetPrefix() + subject + ": " + GetCause(status, {}));
+}
+
+int Console::NameUnread(std::string const & folder) {
+    if (last.rfind("error: Enumerating folder", 0) != 0 &&
+        last.rfind("error: Connection to folder", 0) != 0)
+        return 0;
+    bool const isDenied = last.find(": access denied") != last.npos;
+    Fail(GetPrefix() + folder + ": " +
+         GetCause(isDenied ? IO::ErrFolderAccessDenied : IO::Error, last));
+    if (!waiting.empty())
+        waiting.pop_back(); // it says the same
+    last.clear();
+    return 1;
+}
+
 int Console::Drop() {
     waiting.clear();
     last.clear();

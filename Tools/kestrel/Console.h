@@ -69,6 +69,12 @@ public:
     /// False, after a line, for a location whose entry is spelt otherwise there.
     bool IsSpeltSo(IO::Location const & location, std::string const & subject);
 
+    /// Names an entry that was left out, with the cause, and returns 1.
+    int NameFailed(std::string const & subject, MuErrCode status) const;
+    /// The same for a folder of a walk, when the library wrote last that it could not be read; 0
+    /// otherwise.
+    int NameUnread(std::string const & folder);
+
     /// 0; what waits is not shown: a look had another result, or each entry was named already.
     int Drop();
     /// "cp: ", for lines of one's own about a file.

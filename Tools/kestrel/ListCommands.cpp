@@ -3,6 +3,7 @@
 #include "Console.h"
 #include "Links.h"
 #include "Transfer.h"
+#include "TreeReader.h"
 
 #include <Kestrel/Comfort/Folders.h>
 #include <Kestrel/FileSystem/File.h>
@@ -216,7 +217,7 @@ Order Sort(std::vector<Listed> const & entries, Options const & options) {
             return a->modified > b->modified;
         if (options.sort == 'S' && a->size != b->size)
             return a->size > b->size;
-        return a->name < b->name;
+        return a->text < b->text;
     });
     if (options.reverse)
         std::reverse(order.begin(), order.end());
@@ -269,19 +270,19 @@ private:
     bool const wantsMore;
 };
 
-MuErrCode ListFolder(IO::Location const & location, std::string const & path,
-                     Options const & options, Colours const & colours) {
+int ListFolder(IO::Location const & location, std::string const & path, Options const & options,
+               Colours const & colours, Console & console) {
     Collector all(options);
     if (MuErrCode const status = IO::Folder(location).Enumerate(Collector::Collect, &all);
         status != IO::NoError)
-        return status;
-    MuErrCode result = IO::NoError;
+        return console.Finish(status, path);
+    int result = 0;
     std::vector<Listed> entries;
     entries.reserve(all.found.size());
     for (Found const & found : all.found) {
         entries.push_back(Gather({location, &found.name}, found, options, colours));
-        if (result == IO::NoError)
-            result = entries.back().status;
+        if (MuErrCode const status = entries.back().status; status != IO::NoError)
+            result = console.NameFailed(LeftOut::Join(path, entries.back().text), status);
     }
     Order const order = Sort(entries, options);
     if (options.recursive)
@@ -294,29 +295,29 @@ MuErrCode ListFolder(IO::Location const & location, std::string const & path,
     for (Listed const * const entry : order)
         if (options.recursive && entry->type == IO::EntryType::Folder) {
             Out() << "\n";
-            bool const isEnded = path.back() == '/' || path.back() == '\\';
-            MuErrCode const below =
-                ListFolder(IO::Location(location, entry->name),
-                           path + (isEnded ? "" : "/") + entry->text, options, colours);
-            if (result == IO::NoError)
-                result = below;
+            result |= ListFolder(IO::Location(location, entry->name),
+                                 LeftOut::Join(path, entry->text), options, colours, console);
         }
     return result;
 }
 
-MuErrCode ListOne(std::string const & path, Options const & options, Colours const & colours) {
+int ListOne(std::string const & path, Options const & options, Colours const & colours,
+            Console & console) {
     IO::Location const location = ToLocation(path);
     IO::EntryType type;
     if (MuErrCode const status = IO::fileSystem.EstimateResolvedType(location, &type);
         status != IO::NoError)
-        return status;
-    if (type == IO::EntryType::Folder)
-        return ListFolder(location, path.empty() ? "." : path, options, colours);
+        return console.Finish(status, path);
+    if (type == IO::EntryType::Folder) {
+        int const result =
+            ListFolder(location, path.empty() ? "." : path, options, colours, console);
+        return result != 0 ? console.Drop() | 1 : console.Finish(IO::NoError, path);
+    }
     Found found;
     location.GetLastLocalName(&found.name);
     Listed const entry = Gather({location, nullptr}, found, options, colours);
     ShowListed({location, nullptr}, entry, options, colours);
-    return entry.status;
+    return console.Finish(entry.status, path);
 }
 
 void Row(char const * title, std::string const & value, char const * remark = "") {
@@ -403,7 +404,7 @@ int List(Options const & options, Console & console) {
             Out() << "\n";
         if (paths.size() > 1 && !options.recursive)
             Out() << path << ":\n";
-        result |= console.Finish(ListOne(path, options, colours), path);
+        result |= ListOne(path, options, colours, console);
     }
     return result;
 }

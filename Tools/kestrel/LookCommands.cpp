@@ -3,6 +3,7 @@
 #include "Console.h"
 #include "Interruption.h"
 #include "Transfer.h"
+#include "TreeReader.h"
 
 #include <Kestrel/FileSystem/File.h>
 #include <Kestrel/FileSystem/FileSystem.h>
@@ -200,8 +201,17 @@ struct Bound {
 /// Shows what is wanted of a tree.
 class Finder : public IO::TreeEnumerator {
 public:
-    Finder(IO::Folder const & folder, std::string const & path, Options const & givenOptions)
-        : TreeEnumerator(folder), options(givenOptions), above{path} {}
+    Finder(IO::Folder const & folder, std::string const & path, Options const & givenOptions,
+           Console & console)
+        : TreeEnumerator(folder), options(givenOptions), leftOut(path, console) {}
+
+    /// The walk's status; after HasFailures what it stands for was named.
+    MuErrCode Find() {
+        MuErrCode const walked = Do();
+        leftOut.Finish(*GetParent());
+        return walked;
+    }
+    bool HasFailures() const { return leftOut.HasAny(); }
 
     bool Prepare() {
         if (!options.size.empty() && !(size = Bound::Read(options.size, 512)))
@@ -211,7 +221,7 @@ public:
     /// Of where the walk begins.
     void MeetFirst(IO::Folder const & folder, IO::Name const & name, IO::EntryType type) {
         if (IsWanted(folder, name, ToText(name), type))
-            Out() << above.front() << "\n";
+            Out() << leftOut.GetPath() << "\n";
     }
 
 private:
@@ -246,16 +256,14 @@ private:
                days->Holds(static_cast<unsigned long long>(std::max(0ll, now - time)) / 86400);
     }
     void Meet(IO::Name const & name, IO::EntryType type) {
+        leftOut.Settle();
         std::string const text = ToText(name);
         if (IsWanted(*GetParent(), name, text, type))
-            Out() << Join(above.back(), text) << "\n";
-    }
-    static std::string Join(std::string const & folder, std::string const & name) {
-        bool const isEnded = !folder.empty() && (folder.back() == '/' || folder.back() == '\\');
-        return folder + (isEnded ? "" : "/") + name;
+            Out() << LeftOut::Join(leftOut.GetPath(), text) << "\n";
     }
     // What the enumeration is certain of needs no look of its own.
     bool EntryFound(IO::Name const & name, bool isFolder) override {
+        leftOut.Meet(*GetParent(), name, isFolder);
         if (isFolder || !GetParent()->GetFoundFile(name, nullptr, nullptr))
             return true;
         Meet(name, IO::EntryType::File);
@@ -271,15 +279,20 @@ private:
     }
     bool FolderFound(IO::Name const & name) override {
         Meet(name, IO::EntryType::Folder);
-        return options.depth < 0 || static_cast<int>(above.size()) < options.depth;
+        return options.depth < 0 || depth + 1 < options.depth;
     }
     void FolderEntered(IO::Name const & name, IO::Folder const &) override {
-        above.push_back(Join(above.back(), ToText(name)));
+        leftOut.Enter(name);
+        ++depth;
     }
-    void FolderExited(IO::Name const &, IO::Folder const &) override { above.pop_back(); }
+    void FolderExited(IO::Name const &, IO::Folder const & folder) override {
+        leftOut.Exit(folder);
+        --depth;
+    }
 
     Options const & options;
-    std::vector<std::string> above; // the folders being walked, as they are shown
+    LeftOut leftOut;
+    int depth = 0;
     std::optional<Bound> size;
     std::optional<Bound> days;
 };
@@ -345,7 +358,7 @@ int Find(Options const & options, Console & console) {
             continue;
         }
         IO::Folder const folder(type == IO::EntryType::Folder ? location : IO::Location());
-        Finder finder(folder, path, options);
+        Finder finder(folder, path, options, console);
         if (!finder.Prepare())
             return console.Refuse("a number is wanted, as in +10k and -7"), 2;
         IO::Location above = location;
@@ -354,8 +367,8 @@ int Find(Options const & options, Console & console) {
             name = FromUtf8(path); // a root
         finder.MeetFirst(IO::Folder(above, IO::Folder::OnNotFound::FailQuietly), name, type);
         if (type == IO::EntryType::Folder && options.depth != 0)
-            status = finder.Do();
-        result |= console.Finish(status, path);
+            status = finder.Find();
+        result |= finder.HasFailures() ? console.Drop() | 1 : console.Finish(status, path);
     }
     return result;
 }

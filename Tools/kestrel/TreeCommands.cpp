@@ -81,9 +81,8 @@ bool ReadOne(std::string const & path, Options const & options, TreeReader::Keep
     auto const sizes =
         keep == TreeReader::Keep::Nothing ? TreeReader::Sizes::Skip : TreeReader::Sizes::Ask;
     node->type = IO::EntryType::Link; // until something is found
-    MuErrCode const status =
-        ReadTree(ToLocation(path), sizes, keep, options.follow, depth, node, &trees->counts);
-    trees->result |= console.Finish(status, path) | FinishUnknown(path, &trees->counts);
+    trees->result |=
+        ReadTree(path, sizes, keep, options.follow, depth, console, node, &trees->counts);
     trees->size += node->size;
     return node->type != IO::EntryType::Link;
 }

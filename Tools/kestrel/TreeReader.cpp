@@ -1,6 +1,6 @@
 #include "TreeReader.h"
 
-#include "Console.h"
+#include "Arguments.h"
 #include "Links.h"
 
 #include <Kestrel/FileSystem/File.h>
@@ -12,27 +12,68 @@
 
 namespace Tool {
 
+std::string LeftOut::Join(std::string const & folder, std::string const & name) {
+    bool const isEnded = !folder.empty() && (folder.back() == '/' || folder.back() == '\\');
+    return folder + (isEnded ? "" : "/") + name;
+}
+
+void LeftOut::Meet(IO::Folder const & in, IO::Name const & met, bool isFolder) {
+    Close(in);
+    isOpen = !isFolder;
+    if (isOpen)
+        name = met;
+}
+
+// What has a type by now came again, and counts as gone too.
+void LeftOut::Close(IO::Folder const & in) {
+    IO::EntryType type;
+    if (!std::exchange(isOpen, false))
+        return;
+    MuErrCode const status = in.GetType(name, &type);
+    if (status != IO::NoError && status != IO::ErrEntryNotFound)
+        Fail(name, status);
+}
+
+void LeftOut::Fail(IO::Name const & entry, MuErrCode status) {
+    console.NameFailed(Join(above.back(), ToText(entry)), status);
+    hasAny = true;
+}
+
+void LeftOut::Enter(IO::Name const & folder) {
+    above.push_back(Join(above.back(), ToText(folder)));
+}
+
+bool LeftOut::Exit(IO::Folder const & folder) {
+    bool const hasFailed = console.NameUnread(above.back()) != 0;
+    hasAny |= hasFailed;
+    Close(folder);
+    above.pop_back();
+    return hasFailed;
+}
+
 TreeReader::TreeReader(IO::Folder const & folder, TreeNode & root, Sizes sizes, Keep keep,
-                       bool follow, int depth)
-    : TreeEnumerator(folder), sizes(sizes), keep(keep), follow(follow), depth(depth) {
+                       bool follow, int depth, std::string const & path, Console & console)
+    : TreeEnumerator(folder), sizes(sizes), keep(keep), follow(follow), depth(depth),
+      leftOut(path, console) {
     above.push_back(&root);
 }
 
 MuErrCode TreeReader::Read() {
     MuErrCode const walked = Do();
-    CloseEntry();
+    leftOut.Finish(*GetParent());
     progress.Clear();
     above.front()->isDenied =
         walked != IO::NoError && above.front()->children.empty() && !GetParent()->IsReadable();
-    return walked != IO::NoError ? walked : sizeStatus;
+    return walked;
 }
 
 bool TreeReader::EntryFound(IO::Name const & name, bool isFolder) {
-    CloseEntry();
     progress.Add(1);
-    if (!isFolder && TakeKnown(name))
+    leftOut.Meet(*GetParent(), name, isFolder);
+    if (!isFolder && TakeKnown(name)) {
+        leftOut.Settle();
         return false;
-    isOpen = !isFolder;
+    }
     return true;
 }
 
@@ -53,11 +94,6 @@ bool TreeReader::TakeKnown(IO::Name const & name) {
 void TreeReader::AddToFolders(unsigned long long size) {
     for (TreeNode * const folder : above)
         folder->size += size;
-}
-
-void TreeReader::CloseEntry() {
-    unknown += isOpen ? 1 : 0;
-    isOpen = false;
 }
 
 TreeNode & TreeReader::Add(IO::Name const & name, IO::EntryType type) {
@@ -82,14 +118,14 @@ bool TreeReader::IsLastALink(IO::Name const & name) const {
 
 void TreeReader::AddSize(IO::Name const & name, TreeNode * node) {
     MuErrCode const status = IO::File(*GetParent(), name).GetDataLength(&node->size);
-    if (sizeStatus == IO::NoError)
-        sizeStatus = status;
     if (status == IO::NoError)
         AddToFolders(node->size);
+    else if (status != IO::ErrFileNotFound) // which went meanwhile
+        leftOut.Fail(name, status);
 }
 
 bool TreeReader::FileFound(IO::Name const & name) {
-    isOpen = false;
+    leftOut.Settle();
     TreeNode & node = !IsLastALink(name)      ? Add(name, IO::EntryType::File)
                       : keep == Keep::Nothing ? scratch
                                               : above.back()->children.back();
@@ -105,7 +141,7 @@ bool TreeReader::FolderFound(IO::Name const & name) {
 }
 
 bool TreeReader::LinkFound(IO::Name const & name) {
-    isOpen = false;
+    leftOut.Settle();
     TreeNode & node = Add(name, IO::EntryType::Link);
     if (keep == Keep::Nothing && !follow)
         return false;
@@ -116,16 +152,17 @@ bool TreeReader::LinkFound(IO::Name const & name) {
     return follow && !node.target.isBroken;
 }
 
-void TreeReader::FolderEntered(IO::Name const &, IO::Folder const &) {
+void TreeReader::FolderEntered(IO::Name const & name, IO::Folder const &) {
+    leftOut.Enter(name);
     above.push_back(keep == Keep::Nothing ? &scratch : &above.back()->children.back());
 }
 
 void TreeReader::FolderExited(IO::Name const &, IO::Folder const & folder) {
-    CloseEntry();
+    bool const hasFailed = leftOut.Exit(folder);
     TreeNode & node = *above.back();
     above.pop_back();
     if (keep != Keep::Nothing)
-        node.isDenied = node.children.empty() && node.size == 0 && !folder.IsReadable();
+        node.isDenied = hasFailed && node.children.empty() && node.size == 0;
 }
 
 void Sort(TreeNode & node) {
@@ -135,39 +172,34 @@ void Sort(TreeNode & node) {
         Sort(child);
 }
 
-MuErrCode ReadTree(IO::Location const & location, TreeReader::Sizes sizes, TreeReader::Keep keep,
-                   bool follow, int depth, TreeNode * node, TreeCounts * counts) {
+int ReadTree(std::string const & path, TreeReader::Sizes sizes, TreeReader::Keep keep, bool follow,
+             int depth, Console & console, TreeNode * node, TreeCounts * counts) {
+    IO::Location const location = ToLocation(path);
     IO::EntryType type;
     // A link that is named is meant, and so is what it leads to.
     if (MuErrCode const status = IO::fileSystem.EstimateResolvedType(location, &type);
         status != IO::NoError)
-        return status;
+        return console.Finish(status, path);
     location.GetLastLocalName(&node->name);
     node->type = type;
     if (type == IO::EntryType::Folder) {
         IO::Folder const folder(location);
-        TreeReader reader(folder, *node, sizes, keep, follow, depth);
+        TreeReader reader(folder, *node, sizes, keep, follow, depth, path, console);
         MuErrCode const status = depth == 0 ? folder.GetStatus() : reader.Read();
         for (unsigned int i = 0; i < 3; ++i)
             counts->of[i] += reader.GetCounts().of[i];
-        counts->unknown += reader.CountUnknown();
         Sort(*node);
-        return status;
+        return reader.HasFailures() ? console.Drop() | 1 : console.Finish(status, path);
     }
     ++counts->of[0];
-    return sizes == TreeReader::Sizes::Ask ? IO::File(location).GetDataLength(&node->size)
-                                           : IO::NoError;
+    return console.Finish(sizes == TreeReader::Sizes::Ask
+                              ? IO::File(location).GetDataLength(&node->size)
+                              : IO::NoError,
+                          path);
 }
 
 std::string Count(unsigned long long count, char const * one, char const * many) {
     return std::to_string(count) + " " + (count == 1 ? one : many);
-}
-
-int FinishUnknown(std::string const & path, TreeCounts * counts) {
-    unsigned long long const unknown = std::exchange(counts->unknown, 0);
-    return unknown == 0 ? 0
-                        : Console::Fail(path + ": " + Count(unknown, "entry", "entries") +
-                                        " left out, whose name or type is not known here");
 }
 
 } // namespace Tool

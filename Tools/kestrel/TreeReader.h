@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Console.h"
 #include "Links.h"
 #include "Streams.h"
 
@@ -26,7 +27,38 @@ struct TreeNode {
 /// How many entries of each kind there are, by EntryType.
 struct TreeCounts {
     unsigned long long of[3] = {};
-    unsigned long long unknown = 0; ///< see TreeReader
+};
+
+/// Names what a walk meets and cannot use, with the reason: folders that may not be read, and entries
+/// of which nothing is known but a name. What is gone by then is passed over.
+class LeftOut {
+public:
+    /// `path`: where the walk begins, as the user named it.
+    LeftOut(std::string const & path, Console & toConsole) : console(toConsole), above{path} {}
+
+    // What the operations of the walk say, each before anything else is done there.
+
+    void Meet(IO::Folder const & in, IO::Name const & name, bool isFolder);
+    void Settle() { isOpen = false; }
+    void Enter(IO::Name const & name);
+    /// True: the folder could not be read.
+    bool Exit(IO::Folder const & folder);
+    void Finish(IO::Folder const & top) { Close(top); }
+    void Fail(IO::Name const & entry, MuErrCode status);
+
+    bool HasAny() const { return hasAny; }
+    /// The folder being walked, as it is shown.
+    std::string const & GetPath() const { return above.back(); }
+    static std::string Join(std::string const & folder, std::string const & name);
+
+private:
+    void Close(IO::Folder const & in);
+
+    Console & console;
+    std::vector<std::string> above;
+    IO::Name name;       // of the entry that was met last
+    bool isOpen = false; // nothing was said of it yet
+    bool hasAny = false;
 };
 
 /// Reads a tree into memory, for it can only be drawn and sorted as a whole. Shows how far it is on
@@ -39,14 +71,12 @@ public:
     /// `root` must have the folder's name already. With `depth` not below 0 only so many levels are
     /// looked into.
     TreeReader(IO::Folder const & folder, TreeNode & root, Sizes sizes, Keep keep, bool follow,
-               int depth);
+               int depth, std::string const & path, Console & console);
 
-    /// The walk's status, or that of the first file whose size could not be had.
+    /// The walk's status. What it stands for was named, when anything failed below the root.
     MuErrCode Read();
     TreeCounts const & GetCounts() const { return counts; }
-    /// Entries that were met and are neither file, folder nor link: their names have no place in a
-    /// location, or they may not be looked at.
-    unsigned long long CountUnknown() const { return unknown; }
+    bool HasFailures() const { return leftOut.HasAny(); }
 
     bool EntryFound(IO::Name const & name, bool isFolder) override;
     bool FileFound(IO::Name const & name) override;
@@ -57,7 +87,6 @@ public:
 
 private:
     TreeNode & Add(IO::Name const & name, IO::EntryType type);
-    void CloseEntry();
     bool TakeKnown(IO::Name const & name);
     void AddToFolders(unsigned long long size);
     bool IsLastALink(IO::Name const & name) const;
@@ -70,23 +99,19 @@ private:
     TreeNode scratch;              // takes what is not kept
     std::vector<TreeNode *> above; // the folders being walked, the root first
     TreeCounts counts;
-    unsigned long long unknown = 0;
-    bool isOpen = false; // an entry was met of which nothing was said yet
-    MuErrCode sizeStatus = 0;
+    LeftOut leftOut;
     Progress progress{"walking", Progress::Unit::Entries};
 };
 
 /// Sorts all levels by name.
 void Sort(TreeNode & node);
 
-/// The tree of a path, whatever stands there: `*node` gets its name and what is in it.
-MuErrCode ReadTree(IO::Location const & location, TreeReader::Sizes sizes, TreeReader::Keep keep,
-                   bool follow, int depth, TreeNode * node, TreeCounts * counts);
+/// The tree of a path, whatever stands there: `*node` gets its name and what is in it. 1, after lines
+/// about them, when anything of it could not be read.
+int ReadTree(std::string const & path, TreeReader::Sizes sizes, TreeReader::Keep keep, bool follow,
+             int depth, Console & console, TreeNode * node, TreeCounts * counts);
 
 /// "1 entry", "2 entries".
 std::string Count(unsigned long long count, char const * one, char const * many);
-
-/// 1, after a line about them, when entries of the path are unknown; they are counted no more.
-int FinishUnknown(std::string const & path, TreeCounts * counts);
 
 } // namespace Tool

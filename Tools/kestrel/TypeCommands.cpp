@@ -253,9 +253,8 @@ int TellPath(std::string const & path, Options const & options, Console & consol
         return Console::Fail(path + ": is a folder; with -r its files are looked at");
     TreeNode node;
     TreeCounts counts;
-    MuErrCode const status = ReadTree(location, TreeReader::Sizes::Skip, TreeReader::Keep::All,
-                                      options.follow, -1, &node, &counts);
-    int result = console.Finish(status, path) | FinishUnknown(path, &counts);
+    int result = ReadTree(path, TreeReader::Sizes::Skip, TreeReader::Keep::All, options.follow, -1,
+                          console, &node, &counts);
     for (TreeNode const & child : node.children)
         result |= TellTree(child, path + "/" + ToText(child.name),
                            IO::Location(location, child.name), teller);

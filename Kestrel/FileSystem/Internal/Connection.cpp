@@ -1,6 +1,7 @@
 #include <Kestrel/FileSystem/Internal/Connection.h>
 
 #include <Kestrel/FileSystem/Internal/Report.h>
+#include <Kestrel/FileSystem/Internal/WinFolderEntry.h>
 #include <Kestrel/Location/Internal/OSErrors.h>
 
 namespace IO {
@@ -14,6 +15,29 @@ MuErrCode GetConnectionStatus(ConnectionKind const & kind, MuErrCode connected) 
            : connected == kind.unconnectedNotFound ? kind.notFound
                                                    : Error;
 }
+
+template <typename Entry>
+MuErrCode ConnectBeyond(ConnectionKind const & kind, FolderEntry const * folder,
+                        Location const & location, Entry ** entry) {
+    using Status = BaseFileSystem::ConnectStatus;
+    Name name;
+    if (location.IsLegal() || location.GetLastLocalName(&name) != NoError)
+        return kind.notFound;
+    auto const * const native = dynamic_cast<WinFolderEntry const *>(folder);
+    switch (native == nullptr ? Status::NotFound : native->ConnectBeyond(name, location, entry)) {
+    case Status::Connected: return NoError;
+    case Status::NotAFile:
+    case Status::NotAFolder: return kind.otherKind;
+    case Status::AccessDenied: return kind.accessDenied;
+    case Status::NotFound: return kind.notFound;
+    default: return Error;
+    }
+}
+
+template MuErrCode ConnectBeyond(ConnectionKind const &, FolderEntry const *, Location const &,
+                                 FileEntry **);
+template MuErrCode ConnectBeyond(ConnectionKind const &, FolderEntry const *, Location const &,
+                                 FolderEntry **);
 
 void ReportConnection(ConnectionKind const & kind, MuErrCode status, Location const & location,
                       bool quiet) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <Kestrel/FileSystem/FolderEntry.h>
 #include <Kestrel/Location/Location.h>
 #include <Kestrel/Root/Errors/ErrorCodes.h>
 
@@ -19,6 +20,11 @@ struct ConnectionKind {
 
 /// The object's status for what FileSystem::Connect returned.
 MuErrCode GetConnectionStatus(ConnectionKind const & kind, MuErrCode connected);
+
+/// The same for what lies in a connected folder and has too long a location to be connected to by it.
+template <typename Entry>
+MuErrCode ConnectBeyond(ConnectionKind const & kind, FolderEntry const * folder,
+                        Location const & location, Entry ** entry);
 
 /// The line of a connection that failed, but for a `quiet` one that found nothing.
 void ReportConnection(ConnectionKind const & kind, MuErrCode status, Location const & location,

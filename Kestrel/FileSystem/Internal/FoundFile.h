@@ -24,9 +24,10 @@ public:
     }
 
     /// Before an enumeration of `folder`, which was made for the name; see WinFolderEntry.
-    bool Hold(Name const & name, Folder const & folder) const {
+    WinFolderEntry::HoldStatus Hold(Name const & name, Folder const & folder) const {
         auto * const below = dynamic_cast<WinFolderEntry *>(folder.entry);
-        return entry == nullptr || below == nullptr || entry->HoldFound(name, *below);
+        return entry == nullptr || below == nullptr ? WinFolderEntry::HoldStatus::There
+                                                    : entry->HoldFound(name, *below);
     }
 
 private:

@@ -37,11 +37,36 @@ bool GetPath(Location const & location, Mu::UniString * path) {
     return IsDone(location.ToPath(path));
 }
 
+// Symbolic links are followed to the end, as the system does; a shell link leads to one place.
+unsigned int GetMaxLinks() {
+    return GetFileCalls().MarksLinks() ? 40 : 1;
+}
+
+ConnectStatus ToStatus(PathType type) {
+    return type == PathType::AccessDenied ? ConnectStatus::AccessDenied
+           : IsFree(type)                 ? ConnectStatus::NotFound
+                                          : ConnectStatus::Connected;
+}
+
 } // namespace
 
 WinFileSystem::WinFileSystem() : fileEntries(*this), folderEntries(*this) {}
 
 WinFileSystem::~WinFileSystem() = default;
+
+// Puts where the path leads in the end into it, and what is there. True: that is elsewhere.
+bool WinFileSystem::Follow(Mu::UniString * path, PathType * type, unsigned int maxLinks) const {
+    PathBuffer target;
+    PathLook look = LookAtPath(*path, restrictLinkExtensions, &target.text);
+    bool const isLink = look.link == LinkStatus::Done;
+    for (unsigned int i = 0; look.link == LinkStatus::Done && i < maxLinks; ++i) {
+        *path = Mu::ConstSubstring(target.text.GetText());
+        look = i + 1 < maxLinks ? LookAtPath(*path, restrictLinkExtensions, &target.text)
+                                : GetPathType(*path);
+    }
+    *type = look.type;
+    return isLink;
+}
 
 // Finds out where the location leads, and puts that into it, and what is there. A link in the last
 // place is followed. An ordinary entry costs one look at the disk, and one at its names: what is
@@ -50,32 +75,19 @@ WinFileSystem::ResolveStatus WinFileSystem::Resolve(Location * location, Mu::Uni
                                                     PathType * type, unsigned int maxLinks) {
     if (location->GetStatus() != NoError || !GetPath(*location, path))
         return ResolveStatus::NoPath;
-    PathBuffer target;
-    PathLook look = LookAtPath(*path, restrictLinkExtensions, &target.text);
-    *type = look.type;
-    if (look.link != LinkStatus::Done)
+    if (!Follow(path, type, maxLinks))
         return ResolveStatus::Done;
-    for (unsigned int i = 0; look.link == LinkStatus::Done && i < maxLinks; ++i) {
-        *path = Mu::ConstSubstring(target.text.GetText());
-        look = i + 1 < maxLinks ? LookAtPath(*path, restrictLinkExtensions, &target.text)
-                                : GetPathType(*path);
-    }
-    *type = look.type;
     return IsDone(location->Set(*path)) ? ResolveStatus::Done : ResolveStatus::NoTarget;
 }
 
 ConnectStatus WinFileSystem::Look(Location * location, Mu::UniString * path, PathType * type) {
     if (location->GetStatus() != NoError)
         return ConnectStatus::Other;
-    // Symbolic links are followed to the end, as the system does; a shell link leads to one place.
-    switch (Resolve(location, path, type, GetFileCalls().MarksLinks() ? 40 : 1)) {
-    case ResolveStatus::Done: break;
+    switch (Resolve(location, path, type, GetMaxLinks())) {
+    case ResolveStatus::Done: return ToStatus(*type);
     case ResolveStatus::NoPath: return ConnectStatus::NotFound;
     default: return ConnectStatus::Other;
     }
-    if (*type == PathType::AccessDenied)
-        return ConnectStatus::AccessDenied;
-    return IsFree(*type) ? ConnectStatus::NotFound : ConnectStatus::Connected;
 }
 
 ConnectStatus WinFileSystem::Connect(Location * location, FileEntry ** entry) {
@@ -104,6 +116,32 @@ ConnectStatus WinFileSystem::Connect(Location * location, FolderEntry ** entry) 
     if (type == PathType::File)
         return ConnectStatus::NotAFolder;
     *entry = TakeFolder(path, location->GetLocalLength());
+    return ConnectStatus::Connected;
+}
+
+ConnectStatus WinFileSystem::ConnectPath(Mu::UniString & path, unsigned int, FileEntry ** entry) {
+    PathType type;
+    Follow(&path, &type, GetMaxLinks());
+    if (type == PathType::Folder)
+        return ConnectStatus::NotAFile;
+    if (ConnectStatus const status = ToStatus(type); status != ConnectStatus::Connected)
+        return status;
+    Mu::LockGuard const guard(GetFileSystemLock());
+    WinFileEntry * const file = fileEntries.Take();
+    file->Set(path);
+    *entry = file;
+    return ConnectStatus::Connected;
+}
+
+ConnectStatus WinFileSystem::ConnectPath(Mu::UniString & path, unsigned int depth,
+                                         FolderEntry ** entry) {
+    PathType type;
+    Follow(&path, &type, GetMaxLinks());
+    if (type == PathType::File)
+        return ConnectStatus::NotAFolder;
+    if (ConnectStatus const status = ToStatus(type); status != ConnectStatus::Connected)
+        return status;
+    *entry = TakeFolder(path, depth);
     return ConnectStatus::Connected;
 }
 

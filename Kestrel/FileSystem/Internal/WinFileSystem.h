@@ -34,6 +34,11 @@ public:
     /// Whether only files with the extension "lnk" count as links.
     bool RestrictsLinks() const { return restrictLinkExtensions; }
 
+    // What stands at a path that has no location, by the path alone, which is taken over.
+
+    ConnectStatus ConnectPath(Mu::UniString & path, unsigned int depth, FileEntry ** entry);
+    ConnectStatus ConnectPath(Mu::UniString & path, unsigned int depth, FolderEntry ** entry);
+
     /// A folder of whose being there the caller is certain. Takes the path over.
     WinFolderEntry * TakeFolder(Mu::UniString & path, unsigned int depth);
 
@@ -44,6 +49,7 @@ private:
         NoTarget = 2 ///< the target of the link is no location
     };
 
+    bool Follow(Mu::UniString * path, PathType * type, unsigned int maxLinks) const;
     ConnectStatus Look(Location * location, Mu::UniString * path, PathType * type);
     ResolveStatus Resolve(Location * location, Mu::UniString * path, PathType * type,
                           unsigned int maxLinks = 1);

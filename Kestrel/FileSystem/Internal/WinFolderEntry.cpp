@@ -7,6 +7,7 @@
 #include <Kestrel/FileSystem/Internal/PathType.h>
 #include <Kestrel/FileSystem/Internal/WinFileEntry.h>
 #include <Kestrel/FileSystem/Internal/WinFileSystem.h>
+#include <Kestrel/Location/Internal/OSErrors.h>
 #include <Kestrel/Location/Internal/ValidatorTable.h>
 
 namespace IO {
@@ -308,13 +309,34 @@ WinFolderEntry * WinFolderEntry::ConnectFound(Name const & name) const {
     return owner.TakeFolder(below, depth + 1);
 }
 
-bool WinFolderEntry::HoldFound(Name const & name, WinFolderEntry & folder) const {
+template <typename Entry>
+BaseFileSystem::ConnectStatus
+WinFolderEntry::ConnectBeyond(Name const & name, Location const & location, Entry ** entry) const {
+    if (!IsOnLinux || !Takes(name) || location.GetStatus() != NoError || location.IsLegal())
+        return BaseFileSystem::ConnectStatus::NotFound;
+    Mu::UniString below = PathOf(name);
+    return owner.ConnectPath(below, depth + 1, entry);
+}
+
+template BaseFileSystem::ConnectStatus WinFolderEntry::ConnectBeyond(Name const &, Location const &,
+                                                                     FileEntry **) const;
+template BaseFileSystem::ConnectStatus WinFolderEntry::ConnectBeyond(Name const &, Location const &,
+                                                                     FolderEntry **) const;
+
+WinFolderEntry::HoldStatus WinFolderEntry::HoldFound(Name const & name,
+                                                     WinFolderEntry & folder) const {
     if (found == nullptr || !found->IsOf(name) || !found->IsFolder())
-        return true;
+        return HoldStatus::There;
+    OSErrorMark const mark = MarkOSErrors();
     folder.heldError =
         OpenIn(found->search.GetFolder(), name, folder, FolderUse::List, &folder.held);
     // A folder that may not be listed is reported so by its enumeration.
-    return folder.heldError != FileError::Directory && folder.heldError != FileError::FileNotFound;
+    if (folder.heldError == FileError::Directory)
+        return HoldStatus::Other;
+    if (folder.heldError != FileError::FileNotFound)
+        return HoldStatus::There;
+    ForgetOSErrors(mark); // that it went is no failure
+    return HoldStatus::Gone;
 }
 
 // Where entries are reached other than by their paths; null where they are not.

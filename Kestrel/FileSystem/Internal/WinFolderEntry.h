@@ -1,5 +1,6 @@
 #pragma once
 
+#include <Kestrel/FileSystem/BaseFileSystem.h>
 #include <Kestrel/FileSystem/FolderEntry.h>
 #include <Kestrel/FileSystem/Internal/PathType.h>
 #include <Kestrel/Root/Text/UniString.h>
@@ -15,6 +16,13 @@ class WinFileSystem;
 /// and in which nothing can be made; 1 is the root of a drive or a share, which has no times.
 class WinFolderEntry final : public FolderEntry {
 public:
+    /// What became of a folder that was found.
+    enum class HoldStatus : unsigned char {
+        There, ///< or whatever reads it will say why not
+        Gone,
+        Other ///< something else has the name by now, as a link
+    };
+
     explicit WinFolderEntry(WinFileSystem & owner) : owner(owner) {}
     WinFolderEntry(WinFolderEntry const &) = delete;
     WinFolderEntry & operator=(WinFolderEntry const &) = delete;
@@ -62,10 +70,14 @@ public:
     /// connected to; null for what must be connected to by its path. Where a path may not be longer
     /// than a location, that is everything.
     WinFolderEntry * ConnectFound(Name const & name) const;
+    /// What has the name, of which `location` is longer than a legal one, as below a deep tree: by
+    /// the path. NotFound also for another location.
+    template <typename Entry>
+    BaseFileSystem::ConnectStatus ConnectBeyond(Name const & name, Location const & location,
+                                                Entry ** entry) const;
     /// While the entry hands out the name of a folder, which `folder` was made for: the next
     /// enumeration of `folder` is of what is in this one under the name, whatever its path leads to.
-    /// False: something else, as a link, is there by now.
-    bool HoldFound(Name const & name, WinFolderEntry & folder) const;
+    HoldStatus HoldFound(Name const & name, WinFolderEntry & folder) const;
 
     // For copies between file systems, which go through files and folders of their own. They keep
     // the folders that they work in open, so that nobody who puts links in their place leads them

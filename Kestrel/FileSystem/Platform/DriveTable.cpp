@@ -158,7 +158,11 @@ unsigned int DriveTable::ToNative(PathText path, BytePath * native,
     if (error == FileError::None)
         native->Append(place.folder);
     *rootLength = native->length;
-    PathText rest = place.rest;
+    return error == FileError::None ? AppendNames(place.rest, native) : error;
+}
+
+unsigned int DriveTable::AppendNames(PathText rest, BytePath * native) {
+    unsigned int error = FileError::None;
     while (error == FileError::None && !rest.empty()) {
         PathText const name = rest.substr(0, SkipName(rest, 0));
         if (!name.empty())

@@ -36,6 +36,9 @@ public:
     /// and InvalidName or NameTooLong.
     unsigned int ToNative(PathText path, BytePath * native, unsigned int * rootLength) const;
 
+    /// Appends the names between separators. InvalidName or NameTooLong.
+    static unsigned int AppendNames(PathText names, BytePath * native);
+
     /// The portable path of a native one; see FromNativePath. InvalidName for a relative path,
     /// PathNotFound for one beneath no root, MoreData for a full buffer.
     unsigned int ToPortable(std::string_view native, TextBuffer * path) const;

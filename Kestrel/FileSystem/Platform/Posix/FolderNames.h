@@ -1,5 +1,6 @@
 #pragma once
 
+#include <Kestrel/FileSystem/Platform/Posix/Descriptor.h>
 #include <Kestrel/Location/Platform/NativeText.h>
 #include <Kestrel/Location/Platform/Posix/ErrorMapping.h>
 
@@ -16,6 +17,7 @@ struct NativeEntry {
     BytePath path;
     unsigned int rootLength = 0; // how much of the path stands for the drive or share
     int at = AT_FDCWD;
+    Descriptor reached{-1}; // which `at` is for a path too long for the system
 };
 
 /// Finds whether a folder holds a name in another spelling, without reading the folder each time.

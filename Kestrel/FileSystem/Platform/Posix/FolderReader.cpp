@@ -20,6 +20,7 @@ NameBuffer::Type FindType(int folder, char const * name, unsigned char type) {
     }
     return type == DT_DIR   ? NameBuffer::Type::Folder
            : type == DT_LNK ? NameBuffer::Type::Link
+           : type == DT_REG ? NameBuffer::Type::File
                             : NameBuffer::Type::Other;
 }
 

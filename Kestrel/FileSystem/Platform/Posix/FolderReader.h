@@ -13,7 +13,7 @@ namespace IO {
 /// Failure: errno.
 class NameBuffer {
 public:
-    enum class Type : unsigned char { Other, Folder, Link };
+    enum class Type : unsigned char { Other, Folder, Link, File };
     struct Entry {
         std::string_view name; // zero-terminated; valid until the next call
         Type type;

@@ -123,10 +123,34 @@ unsigned int FillCopy(int from, struct stat const & source, NativeEntry const & 
 
 } // namespace
 
+// Deletes what an enumeration has just handed out as a file with no look at it before it is opened.
+// False: it is none, or cannot be opened for writing.
+bool PosixFileCalls::DeleteListed(EntryPath path, unsigned int * error) const {
+    NativeEntry native;
+    if (path.in == nullptr || ToNative(path, &native) != FileError::None ||
+        !IsListedFile(path, native))
+        return false;
+    FolderChange change(&native);
+    change.Prepare();
+    InUseGuard const guard(native.at, native.path.text);
+    struct stat const * const info = guard.GetInfo();
+    if (info == nullptr || !S_ISREG(info->st_mode))
+        return false;
+    *error = IsProtected(*info) ? FileError::AccessDenied : guard.GetError();
+    if (*error == FileError::None && ::unlinkat(native.at, native.path.text, 0) != 0)
+        *error = GetLastFileError();
+    if (*error == FileError::None)
+        change.Removed();
+    return true;
+}
+
 unsigned int PosixFileCalls::DeleteFile(EntryPath path) {
     NativeEntry native;
     struct stat info;
-    unsigned int error = FindEntry(path, &native, &info);
+    unsigned int error = FileError::None;
+    if (DeleteListed(path, &error))
+        return error;
+    error = FindEntry(path, &native, &info);
     if (error != FileError::None)
         return error;
     if (S_ISDIR(info.st_mode) || IsProtected(info))
@@ -174,6 +198,9 @@ unsigned int PosixFileCalls::MoveFile(PathText from, PathText to) {
     unsigned int error = FindEntry(from, &source, &info);
     if (error == FileError::None)
         error = ToNative(to, &target);
+    for (NativeEntry const * const entry : {&source, &target})
+        if (error == FileError::None)
+            error = CheckIsWhole(*entry);
     if (error != FileError::None)
         return error;
     FolderChange arrival(&target);
@@ -205,9 +232,13 @@ unsigned int PosixFileCalls::ReplaceFile(PathText from, PathText to) {
     struct stat info;
     struct stat old;
     unsigned int error = FindEntry(from, &source, &info);
+    if (error == FileError::None)
+        error = CheckIsWhole(source);
     if (error != FileError::None)
         return error;
     error = FindEntry(to, &target, &old);
+    if (error == FileError::None)
+        error = CheckIsWhole(target);
     if (error == FileError::FileNotFound)
         return MoveFile(from, to);
     if (error != FileError::None)
@@ -235,6 +266,8 @@ unsigned int PosixFileCalls::CreateFileLike(PathText path, PathText model) {
     NativeEntry native;
     struct stat info;
     unsigned int error = FindEntry(model, &like, &info);
+    if (error == FileError::None)
+        error = CheckIsWhole(like);
     if (error == FileError::None)
         error = ToNative(path, &native);
     int made = -1;

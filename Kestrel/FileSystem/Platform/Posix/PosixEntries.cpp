@@ -1,3 +1,4 @@
+#include <Kestrel/FileSystem/Platform/Posix/LongPath.h>
 #include <Kestrel/FileSystem/Platform/Posix/OpenedFolder.h>
 #include <Kestrel/FileSystem/Platform/Posix/PosixFileCalls.h>
 #include <Kestrel/FileSystem/Platform/Posix/Times.h>
@@ -54,8 +55,7 @@ unsigned int GetNext(Search * search, FindData * data) {
 }
 
 // A folder that may not be listed can still be worked in.
-int OpenForUse(int at, char const * path, FolderUse use) {
-    int const more = at != AT_FDCWD ? O_NOFOLLOW : 0;
+int OpenForUse(int at, char const * path, FolderUse use, int more) {
     return OpenFolder(at, path, use == FolderUse::List ? more : more | O_PATH);
 }
 
@@ -74,14 +74,25 @@ unsigned int Hold(int descriptor, FindHandle * find, Arguments... arguments) {
 } // namespace
 
 unsigned int PosixFileCalls::ToNative(EntryPath path, NativeEntry * native) const {
-    if (path.in == nullptr)
-        return drives.ToNative(path.text, &native->path, &native->rootLength);
+    if (path.in == nullptr) {
+        unsigned int const error = drives.ToNative(path.text, &native->path, &native->rootLength);
+        return error == FileError::NameTooLong ? ReachInSteps(drives, path.text, native) : error;
+    }
     bool const isName = !path.text.empty() && path.text != u"." && path.text != u".." &&
                         path.text.find_first_of(u"\\/") == PathText::npos;
     native->at = ToFolder(path.in)->Reach();
     if (native->at < 0)
         return GetLastFileError();
     return isName ? AppendNativeName(path.text, &native->path) : FileError::InvalidName;
+}
+
+// Whether an enumeration has handed the entry out last, as a file.
+bool PosixFileCalls::IsListedFile(EntryPath path, NativeEntry const & native) const {
+    OpenedFolder const * const folder = ToFolder(path.in);
+    if (folder == nullptr || !folder->IsListed())
+        return false;
+    FolderReader::Entry const & entry = static_cast<Search const *>(folder)->entry;
+    return entry.name == native.path.GetText() && entry.type == FolderReader::Type::File;
 }
 
 unsigned int PosixFileCalls::FindEntry(EntryPath path, NativeEntry * native,
@@ -113,7 +124,7 @@ unsigned int PosixFileCalls::FindFirstFile(PathText path, FindData * data) {
     data->attributes = ToAttributes(info.stx_mode);
     bool const isLink = S_ISLNK(info.stx_mode);
     data->size = isLink ? std::max<unsigned long long>(info.stx_size, 1) : info.stx_size;
-    data->creationTime = GetCreationTime(native.path.text, info);
+    data->creationTime = GetCreationTime(native.at, native.path.text, info);
     data->lastWriteTime = FromSystemTime(info.stx_mtime.tv_sec, info.stx_mtime.tv_nsec);
     std::string_view const text = native.path.GetText();
     return SetName(text.substr(text.rfind('/') + 1), data) ? FileError::None
@@ -125,9 +136,10 @@ unsigned int PosixFileCalls::OpenFolder(EntryPath folder, FolderUse use, FindHan
     if (folder.in != nullptr && ToFolder(folder.in)->GetLevel() >= OpenedFolder::MostLevels)
         return FileError::NameTooLong;
     NativeEntry native;
+    int const more = folder.in != nullptr ? O_NOFOLLOW : 0;
     int descriptor = -1;
     unsigned int const error = OnEntry(folder, &native, [&](int at, char const * entry) {
-        return (descriptor = OpenForUse(at, entry, use)) >= 0;
+        return (descriptor = OpenForUse(at, entry, use, more)) >= 0;
     });
     if (error == FileError::FileNotFound && folder.in == nullptr)
         return FileError::PathNotFound; // what is looked into is no last name

@@ -1,5 +1,6 @@
 #include <Kestrel/FileSystem/Platform/Posix/PosixFileCalls.h>
 
+#include <Kestrel/FileSystem/Platform/Posix/FolderReader.h>
 #include <Kestrel/FileSystem/Platform/Posix/SpecialFolders.h>
 #include <Kestrel/FileSystem/Platform/Posix/Volumes.h>
 
@@ -39,8 +40,11 @@ unsigned int PosixFileCalls::GetDiskFreeSpaceEx(PathText folder, unsigned long l
     *available = 0;
     struct statvfs info;
     NativeEntry native;
-    unsigned int const error = OnEntry(folder, &native, [&info](int, char const * entry) {
-        return Retry([&] { return ::statvfs(entry, &info); }) == 0;
+    unsigned int const error = OnEntry(folder, &native, [&info](int at, char const * entry) {
+        if (at == AT_FDCWD)
+            return Retry([&] { return ::statvfs(entry, &info); }) == 0;
+        Descriptor const opened(IO::OpenFolder(at, entry, O_PATH));
+        return opened.IsOpen() && Retry([&] { return ::fstatvfs(opened.Get(), &info); }) == 0;
     });
     if (error == FileError::None)
         *available = static_cast<unsigned long long>(info.f_bavail) * info.f_frsize;
@@ -87,7 +91,9 @@ unsigned int PosixFileCalls::GetTempPath(TextBuffer * path) {
 unsigned int PosixFileCalls::GetLongPathName(PathText path, TextBuffer * longPath) {
     NativeEntry native;
     struct stat info;
-    unsigned int const error = FindEntry(path, &native, &info);
+    unsigned int error = FindEntry(path, &native, &info);
+    if (error == FileError::None)
+        error = CheckIsWhole(native);
     return error == FileError::None ? PutNative(native.path.GetText(), longPath) : error;
 }
 
@@ -101,8 +107,9 @@ unsigned int PosixFileCalls::SHGetFolderPath(int folder, TextBuffer * path) {
 unsigned int PosixFileCalls::GetVolumeInformation(PathText root) {
     NativeEntry native;
     struct stat info;
-    return OnEntry(root, &native,
-                   [&info](int, char const * entry) { return ::stat(entry, &info) == 0; });
+    return OnEntry(root, &native, [&info](int at, char const * entry) {
+        return ::fstatat(at, entry, &info, 0) == 0;
+    });
 }
 
 unsigned int PosixFileCalls::GetLogicalDriveStrings(TextBuffer * text) {

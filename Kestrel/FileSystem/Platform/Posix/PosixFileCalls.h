@@ -92,6 +92,10 @@ private:
     };
 
     unsigned int ToNative(EntryPath path, NativeEntry * native) const;
+    /// For calls that take no folder beside a path: NameTooLong for one reached in steps.
+    static unsigned int CheckIsWhole(NativeEntry const & native) {
+        return native.at == AT_FDCWD ? FileError::None : FileError::NameTooLong;
+    }
 
     /// Calls `call` with where the entry lies, as openat takes it, and once more with the spelling
     /// that the folders have when nothing has that path. The call returns false with errno.
@@ -102,6 +106,8 @@ private:
     unsigned int FindEntry(EntryPath path, NativeEntry * native, struct stat * info) const;
     unsigned int OpenExisting(EntryPath path, Opening const & opening, int * descriptor) const;
     unsigned int CreateNew(EntryPath path, Opening const & opening, int * descriptor) const;
+    bool IsListedFile(EntryPath path, NativeEntry const & native) const;
+    bool DeleteListed(EntryPath path, unsigned int * error) const;
     unsigned int CopyLink(NativeEntry const & link, NativeEntry * copy) const;
     unsigned int PutNative(std::string_view native, TextBuffer * path) const;
 

@@ -89,12 +89,15 @@ LinkStatus PosixFileCalls::ReadShellLink(PathText path, TextBuffer * target) {
     if (error != FileError::None)
         return LinkStatus::NotALink;
     BytePath next;
-    if (text.length == 0)
+    // What a link in a folder too deep to be named leads to from there has no path either; the system
+    // follows it nevertheless.
+    bool const isNameless = entry.at != AT_FDCWD && text.text[0] != '/';
+    if (text.length == 0 || isNameless)
         return LinkStatus::Broken;
     if (!FollowText(link, text, &next))
         return LinkStatus::Failed;
     struct stat info;
-    if (::lstat(next.text, &info) != 0 && ::stat(link.text, &info) == 0)
+    if (::lstat(next.text, &info) != 0 && ::fstatat(entry.at, link.text, &info, 0) == 0)
         return LinkStatus::NotALink; // the kernel opens it, and not by this text
     bool const fits = PutNative(next.GetText(), target) == FileError::None;
     return fits ? LinkStatus::Done : LinkStatus::Failed;
@@ -109,6 +112,8 @@ unsigned int PosixFileCalls::CreateShellLink(PathText path, PathText target,
     unsigned int error = FindEntry(target, &native, &info);
     if (error != FileError::None)
         error = ToNative(target, &native);
+    if (error == FileError::None)
+        error = CheckIsWhole(native);
     if (error == FileError::None)
         error = ToNative(path, &link);
     if (error != FileError::None)

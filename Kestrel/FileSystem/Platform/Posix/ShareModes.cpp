@@ -73,8 +73,8 @@ InUseGuard::InUseGuard(int at, char const * path) {
     if (mayLock) {
         error = TakeLock(descriptor, F_WRLCK, FirstByte, 2);
         // Deleted before it could be locked: what has the name now is another file.
-        struct stat info;
-        if (error == FileError::None && ::fstat(descriptor, &info) == 0 && info.st_nlink == 0)
+        isKnown = ::fstat(descriptor, &info) == 0;
+        if (error == FileError::None && isKnown && info.st_nlink == 0)
             error = FileError::FileNotFound;
         return;
     }

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <sys/stat.h>
+
 namespace IO {
 
 // Share modes, which the system does not know, as locks on two bytes far beyond the data of a file:
@@ -40,9 +42,15 @@ public:
 
     /// 0, FileError::SharingViolation when somebody has the file open, FileNotFound when it is gone.
     unsigned int GetError() const { return error; }
+    /// The file; null when it could not be opened for writing.
+    struct stat const * GetInfo() const {
+        return isKnown ? &info : nullptr;
+    }
 
 private:
     int descriptor;
+    bool isKnown = false;
+    struct stat info;
     unsigned int error = 0;
 };
 

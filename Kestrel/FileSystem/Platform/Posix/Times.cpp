@@ -3,6 +3,8 @@
 #include <Kestrel/FileSystem/Platform/FileCallTypes.h>
 #include <Kestrel/Location/Platform/Posix/ErrorMapping.h>
 
+#include <cstdio>
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <sys/xattr.h>
 
@@ -38,8 +40,13 @@ unsigned int SetCreationTime(int descriptor, unsigned long long time) {
     return result == 0 ? FileError::None : GetLastFileError();
 }
 
-unsigned long long GetCreationTime(char const * path, struct statx const & info) {
+unsigned long long GetCreationTime(int at, char const * path, struct statx const & info) {
     unsigned char bytes[8];
+    char reached[320]; // a name in an open folder, for which there is no such call
+    if (at != AT_FDCWD) {
+        std::snprintf(reached, sizeof(reached), "/proc/self/fd/%d/%s", at, path);
+        path = reached;
+    }
     if (::lgetxattr(path, CreationTimeName, bytes, sizeof(bytes)) == sizeof(bytes)) {
         unsigned long long time = 0;
         for (unsigned int i = sizeof(bytes); i-- > 0;)

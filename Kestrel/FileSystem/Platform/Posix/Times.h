@@ -16,7 +16,8 @@ unsigned long long FromSystemTime(long long seconds, unsigned int nanoseconds);
 /// Keeps a creation time beside the file, in the attribute `user.kestrel.creation-time`, since the
 /// system has no call that sets one: an error number.
 unsigned int SetCreationTime(int descriptor, unsigned long long time);
-/// That attribute; else the birth time, where the file system has one; else the change time.
-unsigned long long GetCreationTime(char const * path, struct statx const & info);
+/// That attribute; else the birth time, where the file system has one; else the change time. `at`
+/// and `path` as for openat.
+unsigned long long GetCreationTime(int at, char const * path, struct statx const & info);
 
 } // namespace IO

@@ -55,6 +55,7 @@ constexpr ErrorPair errorPairs[] = {
     {ENXIO, FileError::NotReady},
     {ENOMEDIUM, FileError::NotReady},
     {ESTALE, FileError::FileNotFound},
+    {ESRCH, FileError::FileNotFound}, // the process that a folder of "/proc" was for
     {ENOTDIR, FileError::Directory},
     {EINVAL, FileError::NegativeSeek},
     {ENONET, FileError::BadNetPath},

@@ -1,3 +1,4 @@
+#include <Kestrel/FileSystem/File.h>
 #include <Kestrel/FileSystem/TreeEnumerator.h>
 
 #include "Tests/Support/FileSystem/Place.h"
@@ -27,6 +28,7 @@ void MakeDeepTree(std::filesystem::path const & top) {
         folder = next;
     }
     ASSERT_GE(folder, 0);
+    ASSERT_EQ(::symlinkat("../file", folder, "link"), 0);
     ::close(folder);
 }
 
@@ -50,9 +52,14 @@ private:
 class Depth : public IO::TreeEnumerator {
 public:
     using TreeEnumerator::TreeEnumerator;
-    bool FileFound(IO::Name const &) override {
+    bool FileFound(IO::Name const & name) override {
         ++files;
+        Read(name);
         return true;
+    }
+    bool LinkFound(IO::Name const & name) override {
+        Read(name);
+        return false;
     }
     void FolderEntered(IO::Name const &, Folder const &) override {
         deepest = std::max(deepest, ++depth);
@@ -60,8 +67,20 @@ public:
     void FolderExited(IO::Name const &, Folder const &) override { --depth; }
 
     unsigned int files = 0;
+    unsigned int read = 0;
     unsigned int depth = 0;
     unsigned int deepest = 0;
+
+private:
+    void Read(IO::Name const & name) {
+        char content = 0;
+        unsigned long long length = 0;
+        IO::File file(*GetParent(), name);
+        EXPECT_EQ(file.GetDataLength(&length), IO::NoError) << depth;
+        EXPECT_EQ(file.Open(IO::File::OpenMode::ReadOnly), IO::NoError) << depth;
+        EXPECT_EQ(file.ReadBin(&content, 1, nullptr), IO::NoError) << depth;
+        read += content == 'x' ? 1 : 0;
+    }
 };
 
 } // namespace
@@ -76,6 +95,7 @@ TEST(DeepTree, IsWalkedCountedCopiedAndDeleted) {
         Depth walk(root);
         EXPECT_EQ(walk.Do(), IO::NoError);
         EXPECT_EQ(walk.files, Levels);
+        EXPECT_EQ(walk.read, Levels + 1) << "and through the link";
         EXPECT_EQ(walk.deepest, Levels + 1);
         EXPECT_EQ(root.Copy("top", "copy"), IO::NoError);
         unsigned int count = 0;

@@ -37,16 +37,16 @@ bool IsRemembered(TempFolder const & folder) {
     return FolderNames::Get().IsCurrent(GetInfo(folder.GetPath()));
 }
 
-NativeEntry GetEntry(TempFolder const & folder, std::string const & name) {
-    NativeEntry entry;
-    entry.path.Append((folder / name).string());
-    entry.rootLength = 1;
-    return entry;
-}
+struct Entry : NativeEntry {
+    Entry(TempFolder const & folder, std::string const & name) {
+        path.Append((folder / name).string());
+        rootLength = 1;
+    }
+};
 
 // Makes or removes an entry as the file calls do.
 bool Make(TempFolder const & folder, std::string const & name) {
-    NativeEntry entry = GetEntry(folder, name);
+    Entry entry(folder, name);
     return MakeEntry(&entry, FileError::FileExists, [](int at, char const * path) {
                int const file = ::openat(at, path, O_CREAT | O_EXCL | O_WRONLY | O_CLOEXEC, 0600);
                ::close(file);
@@ -55,7 +55,7 @@ bool Make(TempFolder const & folder, std::string const & name) {
 }
 
 void Remove(TempFolder const & folder, std::string const & name) {
-    NativeEntry entry = GetEntry(folder, name);
+    Entry entry(folder, name);
     FolderChange change(&entry);
     change.Prepare();
     if (::unlink(entry.path.text) == 0)
@@ -106,7 +106,7 @@ TEST(FolderNames, DoNotTakeTooManyOpenFilesForNoSuchName) {
     struct rlimit const none = {0, before.rlim_max};
     BytePath path;
     path.Append((folder / "name").string());
-    NativeEntry entry = GetEntry(folder, "NAME");
+    Entry entry(folder, "NAME");
     ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &none), 0);
     unsigned int const found = FolderNames::Get().FindSpelling(&path, 1);
     unsigned int const made =

@@ -31,6 +31,7 @@ public:
         unsigned long long length = 0;
         IO::File const file(*GetParent(), name);
         Add(name, file.GetDataLength(&length) == IO::NoError ? std::to_string(length) : "?");
+        size += length;
         return true;
     }
     bool LinkFound(Name const & name) override {
@@ -39,6 +40,7 @@ public:
     }
 
     Entries found;
+    unsigned long long size = 0;
 
 private:
     void Add(Name const & name, std::string const & what) {
@@ -48,20 +50,33 @@ private:
     }
 };
 
-Entries ListBySystem(fs::path const & top) {
-    std::string const command = "find '" + top.string() +
-                                "' -mindepth 1 \\( -type d -printf '%p \\0' \\) -o "
-                                "\\( -type l -printf '%p link\\0' \\) -o -printf '%p %s\\0'";
-    Entries found;
+std::string Run(std::string const & command) {
+    std::string output;
     std::FILE * const pipe = ::popen(command.c_str(), "r");
-    std::string entry;
-    for (int c; pipe != nullptr && (c = std::getc(pipe)) != EOF;)
-        if (c != 0)
-            entry += static_cast<char>(c);
-        else
-            found.insert(std::exchange(entry, {}));
-    EXPECT_EQ(::pclose(pipe), 0);
+    char part[65536];
+    for (std::size_t got; pipe != nullptr && (got = std::fread(part, 1, sizeof part, pipe)) != 0;)
+        output.append(part, got);
+    EXPECT_EQ(::pclose(pipe), 0) << command;
+    return output;
+}
+
+Entries ListBySystem(fs::path const & top) {
+    std::string const output = Run("find '" + top.string() +
+                                   "' -mindepth 1 \\( -type d -printf '%p \\0' \\) -o "
+                                   "\\( -type l -printf '%p link\\0' \\) -o -printf '%p %s\\0'");
+    Entries found;
+    for (std::size_t begin = 0; begin < output.size(); begin = output.find('\0', begin) + 1)
+        found.insert(output.c_str() + begin);
     return found;
+}
+
+/// What `du` counts there, without the folders and links themselves.
+unsigned long long SumBySystem(fs::path const & top) {
+    std::string const place = "'" + top.string() + "'";
+    return std::stoull(Run("du -slB1 --apparent-size " + place)) -
+           std::stoull(Run("find " + place +
+                           " \\( -type d -o -type l \\) -printf '%s\\n' | "
+                           "awk '{ sum += $1 } END { printf \"%d\", sum }'"));
 }
 
 } // namespace
@@ -93,5 +108,26 @@ TEST(WholeSystem, IsWalkedWithNothingLeftOut) {
         std::set_symmetric_difference(before.begin(), before.end(), lister.found.begin(),
                                       lister.found.end(), std::inserter(missing, missing.end()));
         EXPECT_EQ(missing, Entries()) << top;
+        if (top.string().rfind("/proc", 0) != 0) {
+            EXPECT_EQ(lister.size, SumBySystem(top)) << top;
+        }
     }
+}
+
+// A process that ends while "/proc" is walked.
+TEST(WholeSystem, PassesOverAFolderThatWent) {
+    struct Deleter : IO::TreeEnumerator {
+        Deleter(Folder const & folder, fs::path const & path)
+            : TreeEnumerator(folder), path(path) {}
+        bool FolderFound(Name const &) override { return fs::remove(path); }
+        void FolderExited(Name const &, Folder const &) override { ++exited; }
+        fs::path path;
+        int exited = 0;
+    };
+    Tests::Place const place(false);
+    Folder const root(place.GetRoot());
+    Deleter walk(root, place.GetPath() / "folder");
+    fs::create_directory(walk.path);
+    EXPECT_EQ(walk.Do(), IO::NoError);
+    EXPECT_EQ(walk.exited, 1);
 }
