@@ -174,6 +174,13 @@ ForEachBelow(Folder const & root, Visit && visit,
         std::exception_ptr thrown;
 
     private:
+        // What is known to be a plain file needs no look at its type.
+        bool EntryFound(Name const & name, bool isFolder) override {
+            if (isFolder || !GetParent()->GetFoundFile(name, nullptr, nullptr))
+                return true;
+            (void)Meet(name, false, false); // one that ends the walk has stopped it
+            return false;
+        }
         bool FileFound(Name const & name) override { return Meet(name, false, false); }
         bool FolderFound(Name const & name) override { return Meet(name, true, false); }
         bool LinkFound(Name const & name) override {
@@ -198,7 +205,12 @@ ForEachBelow(Folder const & root, Visit && visit,
             else {
                 TreeEntry entry{FoundEntry::Make(above, name, isFolder), {}, depth, isLink};
                 (void)above.GetLocation(&entry.folder); // where it fails, the entry holds why
-                return GoesOn(visit, entry);
+                if constexpr (std::invocable<Visit &, TreeEntry const &>)
+                    return GoesOn(visit, entry);
+                else {
+                    visit(std::move(entry)); // as Tree keeps it
+                    return true;
+                }
             }
         }
 
@@ -224,7 +236,7 @@ public:
     explicit Tree(Folder const & root,
                   Folder::LinkProcessing links = Folder::LinkProcessing::Resolve)
         : status(ForEachBelow(
-              root, [this](TreeEntry const & entry) { entries.push_back(entry); }, links)) {}
+              root, [this](TreeEntry && entry) { entries.push_back(std::move(entry)); }, links)) {}
 
     /// ErrTreeAccessDenied: what may not be read is not among the entries.
     MuErrCode GetStatus() const { return status; }
