@@ -256,6 +256,10 @@ private:
         ASSERT_EQ(text.BeginsWith(sought), model.starts_with(pattern));
         ASSERT_EQ(text.EndsWith(unit), model.ends_with(unit));
         ASSERT_EQ(text == sought, model == pattern);
+        auto const part = std::as_const(text)(from, range);
+        ASSERT_TRUE(part == view);
+        ASSERT_EQ(part == std::u16string_view(pattern), view == pattern);
+        ASSERT_EQ(part == "ab", view == u"ab");
         ASSERT_EQ(text < sought, model < pattern);
         std::size_t const left = view.find(unit);
         std::size_t const right = left == view.npos ? view.npos : view.find(u'b', left + 1);
