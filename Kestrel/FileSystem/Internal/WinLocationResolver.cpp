@@ -81,29 +81,48 @@ void AppendHost(Location const & location, Mu::UniString * text) {
         text->Append(u"\\");
 }
 
-// Puts local names together with separators between them.
+// Puts local names together with separators between them, where they lie first: a text that grows by
+// each name would cost more than all else here.
 class LocalNames : public NameEnumerator {
 public:
     LocalNames(Mu::UniString * text, bool withAttachments)
         : text(text), withAttachments(withAttachments) {}
 
     void NameFound(Name const & name) override {
-        if (!isFirst)
-            text->Append(u"\\");
-        isFirst = false;
         Mu::ConstSubstring const raw(name.ToString());
-        text->Append(withAttachments ? raw : WithoutAttachment(raw));
+        bool const isPlain = withAttachments || raw.IsEmpty() || raw[0] != u':';
+        Mu::ConstSubstring const shown = isPlain ? raw : WithoutAttachment(raw);
+        unsigned int const needed = shown.GetLength() + 1;
+        if (needed > std::size(units) - size)
+            Flush();
+        if (!isFirst)
+            units[size++] = u'\\';
+        isFirst = false;
+        if (needed > std::size(units)) {
+            Flush();
+            text->Append(shown);
+        } else {
+            size = static_cast<unsigned int>(std::copy(shown.begin(), shown.end(), units + size) -
+                                             units);
+        }
+    }
+    void Flush() {
+        text->Append(Mu::ConstSubstring(units, size));
+        size = 0;
     }
 
 private:
     Mu::UniString * text;
     bool withAttachments;
     bool isFirst = true;
+    unsigned int size = 0;
+    unsigned short units[LongestPathText];
 };
 
 void AppendLocalNames(Location const & location, bool withAttachments, Mu::UniString * text) {
     LocalNames names(text, withAttachments);
     Check(location.EnumerateLocalNames(&names));
+    names.Flush();
 }
 
 } // namespace

@@ -325,8 +325,14 @@ unsigned int AddressTree::GetAncestor(unsigned int node, unsigned int steps) con
 }
 
 void AddressTree::ReadStoredName(unsigned int node, Mu::UniString & text) const {
-    text.SetLength(names.GetLength(nodes[node].name));
-    names.Copy(nodes[node].name, text.begin());
+    unsigned int const name = nodes[node].name;
+    Mu::ConstSubstring const start = names.GetStart(name);
+    if (start.GetLength() < NameTable::ChunkSize) { // which is all of it, mostly
+        text = start;
+        return;
+    }
+    text.SetLength(names.GetLength(name));
+    names.Copy(name, text.begin());
 }
 
 void AddressTree::ReadName(unsigned int node, Mu::UniString & text) const {
