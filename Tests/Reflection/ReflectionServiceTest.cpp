@@ -39,6 +39,7 @@ using IO::ReflectionManager;
 using IO::ReflectionService;
 using IO::RelativeLocation;
 using IO::Socket::InternetAddress;
+using Tests::Level;
 
 // Each start of a thread, and each byte over a socket, takes long under Wine.
 #if defined(_WIN32)
@@ -63,22 +64,22 @@ struct Running {
     }
 };
 
-// Many names, so that an answer does not fit into what the system buffers.
-struct Many : Tests::Level {
-    Many(char const * place, unsigned int count, unsigned int width = 0)
-        : Level(
-              place, {{"square", Attribute::UnsignedInteger}},
-              [=](Names const &, Names & folders, Names & files) {
-                  for (unsigned int i = 0; i < count; ++i) {
-                      Mu::UniString text = ToName(i).ToString();
-                      text.Pad(width, '.');
-                      (i % 2 == 0 ? folders : files).Push(text);
-                  }
-              },
-              [](Name const & name, Values & values) {
-                  values.Push(ToULong(name) * ToULong(name));
-              }) {}
-};
+// Many names, so that an answer does not fit into what the system buffers. No class of its own: Level
+// registers itself, and is in use from then on.
+Level MakeMany(char const * place, unsigned int count, unsigned int width = 0) {
+    return Level(
+        place, {{"square", Reflectable::Attribute::UnsignedInteger}},
+        [=](Level::Names const &, Level::Names & folders, Level::Names & files) {
+            for (unsigned int i = 0; i < count; ++i) {
+                Mu::UniString text = Reflectable::ToName(i).ToString();
+                text.Pad(width, '.');
+                (i % 2 == 0 ? folders : files).Push(text);
+            }
+        },
+        [](Name const & name, Level::Values & values) {
+            values.Push(Reflectable::ToULong(name) * Reflectable::ToULong(name));
+        });
+}
 
 // All ports of the range, as far as other programs do not have them; what those give back meanwhile
 // is taken, too.
@@ -165,13 +166,13 @@ TEST(ReflectionService, ServesManyWhileTheProcessGoesOn) {
     EXPECT_TRUE(AllocationTree::Start());
     {
         Running const running;
-        Many const many("many", 300);
+        Level const many = MakeMany("many", 300);
         std::atomic<bool> done = false;
         std::vector<std::thread> threads;
         for (char const * name : {"mortal", "other mortal"})
             threads.emplace_back([&, name] {
                 while (!done) {
-                    Many const mortal(name, 20);
+                    Level const mortal = MakeMany(name, 20);
                     Mu::Thread::Sleep(1, false);
                 }
             });
@@ -252,7 +253,7 @@ TEST(ReflectionService, EndsTheConnectionOfAGreedyClient) {
 TEST(ReflectionService, EndsInTheMiddleOfManyValues) {
     std::atomic<unsigned int> asked = 0;
     std::atomic<bool> ends = false;
-    Tests::Level const slow(
+    Level const slow(
         "slow", {}, [](auto const &, auto &, auto &) {},
         [&](auto const &, auto &) {
             for (++asked; !ends;)
@@ -325,7 +326,7 @@ void EndAmongClients(unsigned int seed) {
 // KESTREL_REFLECTION_ENDS=10000 ends it so often.
 TEST(ReflectionService, EndsAtAnyMoment) {
     Tests::LogCapture const log;
-    Many const many("many", 8, 30000);
+    Level const many = MakeMany("many", 8, 30000);
     unsigned int const last = GetWish("KESTREL_REFLECTION_ENDS", UsualEnds);
     for (unsigned int seed = 1; seed <= last && !HasFailure(); ++seed) {
         SCOPED_TRACE(seed);
