@@ -27,7 +27,8 @@ class Folder;
 ///
 /// Nothing may happen to the folders that are being walked through what is called here, but for
 /// making and deleting entries in them. A tree that others change meanwhile is walked as it is met:
-/// what went is skipped, what came may be missed.
+/// what went is skipped, what came may be missed. On Windows, and in virtual file systems, a folder that
+/// goes between being listed and being entered is an Error.
 ///
 /// Memory:  a Folder, its enumeration and some 2 KiB of stack for each level. Do may throw
 ///          Mu::OutOfMemoryException; the walk is then over and may be done again.

@@ -119,12 +119,16 @@ ConnectStatus WinFileSystem::Connect(Location * location, FolderEntry ** entry) 
     return ConnectStatus::Connected;
 }
 
-ConnectStatus WinFileSystem::ConnectPath(Mu::UniString & path, unsigned int, FileEntry ** entry) {
+ConnectStatus WinFileSystem::FollowTo(Mu::UniString * path, PathType other,
+                                      ConnectStatus refusal) const {
     PathType type;
-    Follow(&path, &type, GetMaxLinks());
-    if (type == PathType::Folder)
-        return ConnectStatus::NotAFile;
-    if (ConnectStatus const status = ToStatus(type); status != ConnectStatus::Connected)
+    Follow(path, &type, GetMaxLinks());
+    return type == other ? refusal : ToStatus(type);
+}
+
+ConnectStatus WinFileSystem::ConnectPath(Mu::UniString & path, unsigned int, FileEntry ** entry) {
+    ConnectStatus const status = FollowTo(&path, PathType::Folder, ConnectStatus::NotAFile);
+    if (status != ConnectStatus::Connected)
         return status;
     Mu::LockGuard const guard(GetFileSystemLock());
     WinFileEntry * const file = fileEntries.Take();
@@ -135,11 +139,8 @@ ConnectStatus WinFileSystem::ConnectPath(Mu::UniString & path, unsigned int, Fil
 
 ConnectStatus WinFileSystem::ConnectPath(Mu::UniString & path, unsigned int depth,
                                          FolderEntry ** entry) {
-    PathType type;
-    Follow(&path, &type, GetMaxLinks());
-    if (type == PathType::File)
-        return ConnectStatus::NotAFolder;
-    if (ConnectStatus const status = ToStatus(type); status != ConnectStatus::Connected)
+    ConnectStatus const status = FollowTo(&path, PathType::File, ConnectStatus::NotAFolder);
+    if (status != ConnectStatus::Connected)
         return status;
     *entry = TakeFolder(path, depth);
     return ConnectStatus::Connected;

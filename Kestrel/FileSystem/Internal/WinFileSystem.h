@@ -50,6 +50,7 @@ private:
     };
 
     bool Follow(Mu::UniString * path, PathType * type, unsigned int maxLinks) const;
+    ConnectStatus FollowTo(Mu::UniString * path, PathType other, ConnectStatus refusal) const;
     ConnectStatus Look(Location * location, Mu::UniString * path, PathType * type);
     ResolveStatus Resolve(Location * location, Mu::UniString * path, PathType * type,
                           unsigned int maxLinks = 1);
