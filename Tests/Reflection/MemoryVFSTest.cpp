@@ -16,7 +16,6 @@
 #include <Kestrel/Reflection/Internal/MuReflection.h>
 #include <Kestrel/Reflection/Internal/ReflectionFileEntry.h>
 #include <Kestrel/Reflection/ReflectionFolderEntry.h>
-#include <Kestrel/Root/Memory/Memory.h>
 
 #include <gtest/gtest.h>
 
@@ -26,6 +25,11 @@
 #include <random>
 #include <string>
 #include <vector>
+#if defined(_WIN32)
+#include <windows.h>
+#else
+#include <sys/mman.h>
+#endif
 
 namespace {
 
@@ -48,6 +52,23 @@ struct Mounted {
         EXPECT_EQ(location.AppendToLocal(RelativeLocation(below)), IO::NoError);
         return location;
     }
+};
+
+// A region that goes when it is given back, which the heap does not promise for its blocks.
+struct Region {
+    static constexpr std::size_t Length = 64 << 20;
+#if defined(_WIN32)
+    void * const start = VirtualAlloc(nullptr, Length, MEM_COMMIT | MEM_RESERVE, PAGE_READWRITE);
+    ~Region() {
+        VirtualFree(start, 0, MEM_RELEASE);
+    }
+#else
+    void * const start =
+        mmap(nullptr, Length, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    ~Region() {
+        munmap(start, Length);
+    }
+#endif
 };
 
 // A shop of two departments, each with goods: more goods than departments below "goods".
@@ -153,9 +174,9 @@ TEST(ReflectionFolderEntry, ShowsTheRoot) {
             inside.GetChildren(RelativeLocation("Memory/AddressSpace"), &regions, &classes));
         return regions;
     };
-    char * block = BMAllocatePtr(64 << 20, 0, 0);
+    auto region = std::make_unique<Region>();
     Mu::Array<Name> const regions = listRegions();
-    BMKillPtr(&block);
+    region = nullptr;
     Mu::Array<Name> const left = listRegions();
     unsigned int gone = 0;
     for (Name const & name : regions)
