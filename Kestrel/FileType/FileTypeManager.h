@@ -45,8 +45,8 @@ class IdentificationObserver;
 ///          and content tests run; a slow file system blocks the others. A content test may call
 ///          everything here, on its own thread.
 /// Failure: what adds returns UnknownType or UnknownGroup, what changes a status, what searches 0, an
-///          unknown identifier or a negative answer. Nothing throws but content tests, whose
-///          exceptions come through, and nothing is logged but by the files that are looked at.
+///          unknown identifier or a negative result. Nothing throws but content tests, whose
+///          exceptions come through, and nothing is logged but by the files that are read.
 class KESTREL_API FileTypeManager : public Mu::Allocated {
 public:
     /// `id` names the manager to SearchForMime and ReadID, in other processes too. Copied; one of
@@ -68,7 +68,7 @@ public:
     /// which holds all types. ErrTypeNotFound, ErrGroupNotFound, ErrMemoryFull.
     MuErrCode AddTypeToGroup(TypeID type, GroupID group);
     /// ErrTypeNotFound, ErrGroupNotFound: the type is not directly in the group. ErrTypeNotFound is
-    /// also the answer for a group behind all those that the type is in.
+    /// also the result for a group behind all those that the type is in.
     MuErrCode RemoveTypeFromGroup(TypeID type, GroupID group);
     /// ErrTypeNotFound, or ErrForeignRecord: another manager added it.
     MuErrCode RemoveType(TypeID type);
@@ -171,7 +171,7 @@ public:
     // then by the content tests of the types that are left, and each stage only when the one before
     // left a doubt; so most files are not opened. `group` narrows all that to the types in it.
     //
-    // Every failure of a file is the negative answer: UnknownType, 0 or false. So is a shortage of
+    // Every failure of a file is the negative result: UnknownType, 0 or false. So is a shortage of
     // memory. A name that begins with "._" is never identified, nor one without extension and type
     // code.
 

@@ -165,7 +165,7 @@ private:
         return FileTypeManager::hTypeDataArray[static_cast<unsigned int>(dataIndex)];
     }
 
-    // False: the answer is the negative one.
+    // False: the result is the negative one.
     bool Prepare() {
         if (group == UnknownGroup || Mu::IsNull(location))
             return false;
@@ -225,7 +225,7 @@ private:
         return tally;
     }
 
-    // Kept: of types of this manager and of others, the first row found is the answer, even if the
+    // Kept: of types of this manager and of others, the first row found counts, even if the
     // one of this manager has settled it.
     Verdict Judge(Tally const & tally, void * info) {
         if (question == Question::WhatIsIt) {

@@ -391,7 +391,7 @@ private:
         return lines.IsGood();
     }
 
-    // Puts the parents of each type together, and notes who is one.
+    // Collects the parents of each type, and marks the types that are parents.
     bool ReadSubclasses() {
         SharedMimeLines lines(files[2]);
         for (std::string_view mime, name; lines.ReadPair(' ', &mime, &name);) {

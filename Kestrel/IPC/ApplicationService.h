@@ -5,7 +5,7 @@
 
 namespace IO::IPC {
 
-/// Tells a peer which applications have run on this machine, and starts programs for it.
+/// Reports to a peer which applications have run on this machine, and starts programs for it.
 ///
 /// Whoever can connect to a server with this service can start any program of this machine with any
 /// parameters, under the user of this process. Register it only with a server that is

@@ -83,7 +83,7 @@ public:
     bool IsRegistered(Communicator * communicator) const;
     /// The servers that run.
     Mu::HashSet<Server *> const & GetServers() const { return servers; }
-    /// How many are registered, and for each the socket, its kind and who is at its other end.
+    /// How many are registered, and for each the socket, its kind and its peer.
     MuErrCode WriteCommunicators(Mu::OChannel & channel) const;
 
     /// How much a connection may hold unread, in bytes, while a whole message waits; with more it is
@@ -147,7 +147,7 @@ private:
     int depth = 0;
     void (*processFunction)() = nullptr;
     bool isSomeoneLost = false;
-    bool mayOnlySend = false;      // the sockets were looked at since a pass that only sent
+    bool mayOnlySend = false;      // the sockets were polled since a pass that only sent
     bool isAnsweredAtOnce = false; // the last wait was over before anybody could fall asleep
     unsigned long long unreadLimit = 16ull << 20;
     unsigned long long messageLimit = 1ull << 30;

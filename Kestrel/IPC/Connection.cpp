@@ -60,7 +60,7 @@ void Connection::SeparatorArrived() {
         return; // lost: nothing of it can be read any more
     if (state == WaitingForSign)
         TakeSign();
-    else if (state == Idle && !IsPeerBehind()) // who reads no answers gets no more of them
+    else if (state == Idle && !IsPeerBehind()) // a peer that reads no answers gets no more of them
         HandleMessage();
 }
 

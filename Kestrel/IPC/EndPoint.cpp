@@ -137,7 +137,7 @@ MuErrCode EndPoint::WaitNextSeparator(double seconds) {
     Life::Mark const mark(input.mLife);
     double elapsed = Mu::timerManager.GetElapsedSeconds(timer);
     if (GetISeparatorCount() == 0) {
-        // Who asks and waits has nothing to look for before the question has left.
+        // A caller that waits for its answer has nothing to poll before the question has left.
         constexpr double LeastWait = 0.001;
         bool isAsking = output.mIsFresh && seconds >= LeastWait;
         isAsking ? pool.ProcessBeforeWait() : pool.Process();

@@ -53,8 +53,8 @@ public:
     /// The servers. Reads them from the file of the process when they are not known, and keeps them:
     /// what changes later shows in another ProcessInfo. Empty also when they could not be read.
     ServerSet const & GetServerSet() const;
-    /// The status of the reading, for who must tell a process without servers from one whose file
-    /// cannot be read. Replaces what was known.
+    /// The status of the reading, for callers that must distinguish a process without servers from
+    /// one whose file cannot be read. Replaces what was known.
     // A process without the file has no servers: NoError. The file may be held by its writer for a
     // moment; Error when it stays so, and when it cannot be read or is damaged, with the servers
     // that were read before the damage.

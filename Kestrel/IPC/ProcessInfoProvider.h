@@ -38,8 +38,8 @@ public:
     /// Writes the file of this process; see ProcessInfo.
     void WriteServicesFile();
     /// The same for the pool and its servers, whenever one or a service comes or goes, also when the
-    /// one object is over. Who cannot be found by name can still be connected to, so no failure
-    /// counts.
+    /// one object is over. A process that cannot be found by name can still be connected to,
+    /// so no failure counts.
     static void RenewServicesFile() noexcept;
 
 private:

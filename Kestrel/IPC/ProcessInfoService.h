@@ -5,7 +5,7 @@
 
 namespace IO::IPC {
 
-/// Tells a peer what ProcessInfoProvider knows, and about the connections of this process.
+/// Reports to a peer what ProcessInfoProvider knows, and the connections of this process.
 ///
 /// A request is a Mu::String, and what the command takes:
 ///

@@ -67,7 +67,7 @@ public:
     void UnregisterService(Location const & location);
     ServiceMap & GetServiceMap() { return services; }
 
-    /// The port, the number of services and their names. The statuses are not looked at.
+    /// The port, the number of services and their names. The statuses are not checked.
     void Write(Mu::OChannel & channel) const;
 
 private:

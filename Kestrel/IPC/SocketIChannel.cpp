@@ -426,7 +426,7 @@ void SocketIChannel::Take(unsigned long long count, char * destination, Life::Ma
             try {
                 EatLocations();
             } catch (Mu::OutOfMemoryException const &) {
-                // Who has got all he asked for keeps it; the next read meets the location again.
+                // A read that got all it asked for keeps it; the next one meets the location again.
                 if (count > 0)
                     throw;
             }

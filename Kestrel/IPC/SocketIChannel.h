@@ -133,11 +133,11 @@ private:
 
     FrontQueue<Block> mBlocks;
     unsigned long long mPosition = 0; // as the host counts
-    char * mRecvBuffer = nullptr;     // owned; null while all that came was looked at
+    char * mRecvBuffer = nullptr;     // owned; null while all that came is parsed
     bool mHasReceived = false;
     unsigned int const mRecvBufferSize;
     unsigned int mReceived = 0;    // bytes in the receive buffer
-    unsigned int mWalked = 0;      // and how many of them were looked at
+    unsigned int mWalked = 0;      // and how many of them are parsed
     unsigned int mFirstOffset = 0; // bytes of the first block that were read
     unsigned long long mAvailable = 0;
     // 0 between items, below 0: header bytes missing; above 0: payload bytes missing, or none any

@@ -13,7 +13,7 @@ class Name;
 /// Memory:  none of its own.
 /// Threads: called on the thread that started the walk, which may hold the lock of the address tree
 ///          meanwhile: be short, and wait for no other thread.
-/// Failure: what NameFound throws passes through to who started the walk; nothing is lost by it.
+/// Failure: what NameFound throws passes through to the caller of the walk; nothing is lost by it.
 class KESTREL_API NameEnumerator {
 public:
     virtual ~NameEnumerator();

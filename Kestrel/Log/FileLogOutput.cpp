@@ -36,7 +36,7 @@ struct LogFile {
 
 using LogFiles = Mu::PagedArray<LogFile>;
 
-// Whoever cannot be looked at stays, and does not count.
+// A file that cannot be read stays, and does not count.
 bool Collect(Folder const & folder, Name const & name, bool isFolder, void * data) {
     if (isFolder || name.GetExtension() != Extension)
         return true;

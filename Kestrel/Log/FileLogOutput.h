@@ -38,8 +38,8 @@ class File;
 ///          interruption that ends the wait for a file that is denied goes to the thread's next
 ///          blocking call. A folder that cannot be made, a disk that is full, a file that cannot be
 ///          opened mean that lines are lost, which Mu::logger counts. After a failed write nothing
-///          more is written, and a file that could not be opened is not tried again. Who wants to
-///          know whether all is safe asks GetFlushStatus.
+///          more is written, and a file that could not be opened is not tried again. GetFlushStatus
+///          reports whether all is safe.
 class KESTREL_API FileLogOutput : public Mu::FastLogger::Control,
                                   public OChannelAdapter,
                                   public OutputBuffer::BinOutput,

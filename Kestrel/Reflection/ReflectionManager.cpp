@@ -65,7 +65,7 @@ public:
 
     static void Remove(Reflectable * reflectable) {
         Mu::LockGuard guard(lock);
-        // The row that moves into the place of a removed one is not looked at.
+        // The row that moves into the place of a removed one is not checked.
         for (unsigned int i = 0; i < rows.array.GetSize(); ++i)
             if (rows.array[i].reflectable == reflectable)
                 rows.array.Delete(i);

@@ -21,7 +21,7 @@ namespace IO {
 ///
 /// Memory:  a thread for each inspector that is connected, the body of its present request, and the
 ///          answer.
-/// Threads: any. The settings are looked at when the service starts. Ending it waits for hooks that
+/// Threads: any. The settings are read when the service starts. Ending it waits for hooks that
 ///          are being asked.
 /// Failure: false.
 class KESTREL_API ReflectionService {

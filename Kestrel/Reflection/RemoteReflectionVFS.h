@@ -10,7 +10,7 @@ namespace IO {
 
 class RemoteTree;
 
-/// How much an inspected process may cost who looks into it through a file system.
+/// How much time and memory the browsing of a process through a file system may cost.
 struct RemoteReflectionLimits {
     /// Milliseconds for the connection and for each pause of the process; 0 is none.
     unsigned int timeout = 5000;

@@ -44,7 +44,7 @@ public:
     SocketImpl & operator=(SocketImpl const &) = delete;
     ~SocketImpl() override;
 
-    /// Ends the waits at this object, which throw. Who is not waiting is not concerned.
+    /// Ends the waits at this object, which throw. Threads that do not wait are not affected.
     void Interrupt() override = 0;
     /// An option of the other kind throws.
     virtual bool GetBoolOption(Option option) = 0;

@@ -10,7 +10,7 @@ namespace IO {
 /// of data each, which a reader can decipher one by one; see CodeIChannel.
 ///
 /// The stream is complete only when the channel is gone: its destructor writes the record that ends
-/// it. The data can be read by who has the key; that it is unchanged, nothing proves.
+/// it. The data can be read with the key; that it is unchanged, nothing proves.
 ///
 /// Memory:  the cipher's tables, 4168 bytes, and the adapter's block.
 /// Threads: one at a time. The destination must outlive the channel.

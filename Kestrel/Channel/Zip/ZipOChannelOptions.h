@@ -23,7 +23,7 @@ public:
     void SetCompressionLevel(CompressionLevel level) { compressionLevel = level; }
 
     /// After more than so many bytes a full flush point is set, from which a damaged stream can be
-    /// read on. Looked at each time the channel's buffer is passed on, so the points come at the
+    /// read on. Checked each time the channel's buffer is passed on, so the points come at the
     /// size of its blocks. 0: none.
     unsigned int GetAutoFullFlushAfterBytesOfData() const { return autoFullFlushAfterBytesOfData; }
     void SetAutoFullFlushAfterBytesOfData(unsigned int bytes) {

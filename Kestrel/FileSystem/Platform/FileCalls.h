@@ -148,7 +148,7 @@ public:
     /// Whether failures may bring up dialogs; returns the earlier mode. Kept per process. See
     /// ErrorModeMark.
     virtual unsigned int SetErrorMode(unsigned int mode) = 0;
-    /// The OS's own error number of this thread, for who must leave it as it was found.
+    /// The OS's own error number of this thread, for callers that must leave it unchanged.
     virtual unsigned int GetLastError() = 0;
     virtual void SetLastError(unsigned int error) = 0;
     /// The OS's text for an error number, zero-terminated and cut to `size` bytes. The result is

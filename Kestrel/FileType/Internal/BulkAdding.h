@@ -4,7 +4,7 @@
 
 namespace FTM {
 
-/// For who adds many types one after the other, with names of which no two are the same.
+/// For adding many types one after the other, with names of which no two are the same.
 ///
 /// Holds the file type lock as long as it lives. The rows of both indices come in the order of adding
 /// meanwhile, and to their places at the end, all at once; until then names are looked for among those

@@ -8,7 +8,7 @@ namespace IO::IPC {
 /// The right to read or write the services file of one process, among all processes of the machine:
 /// a file that is open for this one alone, and deleted at the end.
 ///
-/// Who ends without an end of this leaves a file that the next one opens and deletes.
+/// A process that ends without destroying this leaves a file that the next one opens and deletes.
 ///
 /// Memory:  the file's. Mu::OutOfMemoryException on shortage.
 /// Threads: one.

@@ -6,7 +6,7 @@
 
 namespace IO::Process {
 
-/// A look at the processes of the machine. Null is none; who took it gives it back.
+/// A snapshot of the processes of the machine. Null is none; the caller gives it back.
 using SnapshotHandle = void *;
 
 /// What a look finds of a process.

@@ -20,7 +20,7 @@ namespace Mu {
 /// space is walked or copied, which would hardly ever come to an end otherwise.
 ///
 /// Memory:  the regions that were listed last, the names of some thousands before, and the tree of the
-///          one that was looked at last.
+///          one that was visited last.
 /// Threads: any. One lock guards those.
 class Reflection : public IO::Reflectable {
 public:

@@ -9,8 +9,8 @@ namespace IO {
 
 class Reflectable;
 
-/// Looks an object up for a question, and keeps it registered while the question runs: who wants to
-/// unregister it on another thread waits for the end of the use.
+/// Looks an object up for a question, and keeps it registered while the question runs: unregistering
+/// it on another thread waits for the end of the use.
 ///
 /// Memory:  none. Uses are chained through the stacks of those who ask.
 /// Threads: made and ended on one thread.

@@ -13,7 +13,7 @@ namespace IO {
 /// std::errc::no_such_file_or_directory.
 KESTREL_API std::error_category const & ErrorCategory() noexcept;
 
-/// A status for those who collect std::error_code.
+/// A status for code that collects std::error_code.
 inline std::error_code MakeErrorCode(MuErrCode status) noexcept {
     return std::error_code(status, ErrorCategory());
 }

@@ -1,7 +1,7 @@
 #pragma once
 
-// UTF-8, one character at a time. Header-only, so that who walks over outside bytes (file names of
-// the system, for one) can treat the invalid ones in a way of its own.
+// UTF-8, one character at a time. Header-only, so that code that walks over outside bytes (names of
+// files, for one) can treat the invalid ones in a way of its own.
 
 namespace Mu::Internal {
 

@@ -237,7 +237,7 @@ void LoggerWorker::HandOverFull() {
         WaitForTurn(Timeout(FullPatience));
 }
 
-// Who waits in vain leaves it to the writer, who looks before its turn ends.
+// A thread that waits in vain leaves it to the writer, which checks before its turn ends.
 void LoggerWorker::HandOverSafely() {
     if (writer == Platform::GetThreadToken())
         return;

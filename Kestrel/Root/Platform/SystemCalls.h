@@ -21,7 +21,7 @@ struct SystemCalls {
     /// no reason. False: the system refused to wait.
     bool (*wait)(WaitPlace & place, std::atomic<unsigned int> & word, unsigned int expected,
                  unsigned long long microseconds);
-    /// After the word was changed: wakes one of those who wait, or all.
+    /// After the word was changed: wakes one of the waiting threads, or all.
     void (*wake)(WaitPlace & place, std::atomic<unsigned int> & word, bool all);
     /// Runs ThreadMain(argument) on a new thread and returns its handle; false: there is none.
     bool (*startThread)(void * argument, std::uintptr_t * thread);

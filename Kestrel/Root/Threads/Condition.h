@@ -16,7 +16,7 @@ namespace Mu {
 /// Always in a loop: what the waiter was woken for may be gone when it has the lock again.
 ///
 /// Memory:  none.
-/// Threads: any. Wait only by the holder of the lock, who holds it once: a lock that was entered
+/// Threads: any. Wait only by the holder of the lock, which holds it once: a lock that was entered
 ///          twice is left once, and nobody else could get in.
 /// Failure: Mu::SynchronizationException when the lock cannot be taken again; it is not held then.
 class KESTREL_API Condition {

@@ -6,14 +6,14 @@
 
 namespace Mu {
 
-/// The base of those who want to be notified of events. The notifications stand in the classes
+/// The base of observers that are notified of events. The notifications stand in the classes
 /// derived from it.
 class KESTREL_API EventObserver {
 public:
     virtual ~EventObserver() = default;
 };
 
-/// Keeps who observes it. An observer is not owned, and detaches itself before it goes.
+/// Keeps its observers. An observer is not owned, and detaches itself before it goes.
 ///
 /// Memory:  one list.
 /// Threads: any.

@@ -72,7 +72,7 @@ bool LockCore::WaitAndTake() {
             return true;
         Platform::Pause();
     }
-    // Who has waited takes the lock as Awaited: it cannot know whether it was the only one.
+    // A thread that has waited takes the lock as Awaited: it cannot know whether it was the only one.
     while (state.exchange(Awaited, std::memory_order_acquire) != Free)
         if (!Platform::systemCalls.wait(waitPlace, state, Awaited, Platform::Forever))
             return false;

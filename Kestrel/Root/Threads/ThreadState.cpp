@@ -59,7 +59,7 @@ void Thread::State::RunTask() {
     task.Release();
 }
 
-// Ended first: who sees that none runs any more can gather them all.
+// Ended first: a caller that sees none running can gather them all.
 void Thread::State::End() {
     ended.store(true, std::memory_order_release);
     running.fetch_sub(1, std::memory_order_release);

@@ -7,10 +7,10 @@ namespace Mu {
 
 class Parker;
 
-/// Those who wait for one thing, oldest first. The part of a condition that knows no lock; outside
+/// The threads that wait for one thing, oldest first. The part of a condition that knows no lock; outside
 /// the root take a Condition.
 ///
-/// Memory:  none; the waiters lie on the stacks of those who wait.
+/// Memory:  none; the waiters lie on the stacks of the waiting threads.
 /// Threads: any.
 /// Failure: none.
 class KESTREL_API WaitQueue {

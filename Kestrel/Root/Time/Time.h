@@ -11,8 +11,8 @@ struct MuTimeRecord {
     int hour = 0;
     int minute = 0;
     int second = 0;
-    int dayOfWeek = 4; ///< 0 is Sunday; not looked at by TIGetMuTime
-    int dayOfYear = 1; ///< from 1; not looked at by TIGetMuTime
+    int dayOfWeek = 4; ///< 0 is Sunday; ignored by TIGetMuTime
+    int dayOfYear = 1; ///< from 1; ignored by TIGetMuTime
 };
 
 // How a record stands to the time value.

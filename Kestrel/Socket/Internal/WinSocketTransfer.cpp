@@ -43,7 +43,7 @@ constexpr char writeFailed[] = "Socket write failed.";
 
 } // namespace
 
-// The socket is looked at behind the watch: who closes it later finds the watch, and ends the wait.
+// The socket is checked behind the watch: a later close finds the watch, and ends the wait.
 unsigned int WinSocketImpl::Wait(SharedHandle::Use const & socket, unsigned char wanted,
                                  unsigned int milliseconds, unsigned char * ready) {
     SocketSignal::Watch const watch(signal);

@@ -30,7 +30,7 @@ public:
     ZipBlockQueue & operator=(ZipBlockQueue const &) = delete;
 
     void Push(ZipBlock const & block);
-    /// Waits, if there is none, until there are `atLeast`: who waits for many is woken once for all
+    /// Waits, if there is none, until there are `atLeast`: one that waits for many is woken once for all
     /// of them.
     ZipBlock Pop(unsigned int atLeast = 1);
     bool IsEmpty();

@@ -10,7 +10,7 @@
 namespace IO::Socket {
 namespace {
 
-// Room for the names and addresses of a host; who has more is a failure.
+// Room for the names and addresses of a host; more than fit are a failure.
 constexpr unsigned int HostBufferSize = 8192;
 
 // The two look-ups by a buffer of the caller; the result is null when nothing was found.
