@@ -218,6 +218,8 @@ TEST(SocketFailure, GivesUpAReadThatFindsNothingBehindItsWaits) {
     EXPECT_EQ(calls.Count(SocketCall::Poll), 6u);
     EXPECT_EQ(calls.Count(SocketCall::Recv), 6u);
     calls.Clear();
+    calls.Fail(SocketCall::Recv, 1, WSAError::Fault);
+    EXPECT_EQ(connection.server.GetInputChannel().Read(&byte, 1), 0u) << "memory that went";
     EXPECT_EQ(connection.server.GetInputChannel().Read(&byte, 1), 1u) << "nothing is lost";
 }
 

@@ -41,7 +41,6 @@ public:
 
     /// Gathers those left behind that have ended.
     static void GatherLeftBehind();
-    static unsigned int CountRunning();
 
 private:
     void RunTask();

@@ -178,10 +178,6 @@ void Threading::Terminate() {
         Thread::State::GatherLeftBehind();
 }
 
-unsigned int Threading::CountRunning() {
-    return Thread::State::CountRunning();
-}
-
 } // namespace Mu
 
 void Mu::Platform::ThreadMain(void * argument) {

@@ -144,8 +144,6 @@ public:
     /// At the last one, waits for those threads that have run but are still leaving the library's
     /// code, so that the library may be unloaded. It neither cancels a running one nor waits.
     static void Terminate();
-    /// Threads of this class that run now.
-    static unsigned int CountRunning();
 };
 
 } // namespace Mu

@@ -8,7 +8,6 @@ namespace Mu {
 namespace {
 
 constinit std::atomic<unsigned int> lastNumber = 0;
-constinit std::atomic<unsigned int> running = 0;
 constinit LockCore leftBehindLock;
 
 } // namespace
@@ -32,12 +31,9 @@ void Thread::State::Release() {
 
 bool Thread::State::Start() {
     Keep();
-    running.fetch_add(1, std::memory_order_relaxed);
     started = Platform::systemCalls.startThread(this, &handle);
-    if (!started) {
-        running.fetch_sub(1, std::memory_order_relaxed);
+    if (!started)
         Release();
-    }
     return started;
 }
 
@@ -59,10 +55,8 @@ void Thread::State::RunTask() {
     task.Release();
 }
 
-// Ended first: a caller that sees none running can gather them all.
 void Thread::State::End() {
     ended.store(true, std::memory_order_release);
-    running.fetch_sub(1, std::memory_order_release);
     waiters.NotifyAll();
 }
 
@@ -120,10 +114,6 @@ void Thread::State::GatherLeftBehind() {
         state->Gather();
         state->Release();
     }
-}
-
-unsigned int Thread::State::CountRunning() {
-    return running.load(std::memory_order_acquire);
 }
 
 void Thread::State::Interrupt(bool forEver) {

@@ -114,6 +114,9 @@ TEST(NativeText, KnowsTheEndOfItsBuffers) {
 
 TEST(NativeText, PutsAPartInThePlaceOfAnother) {
     BytePath path;
+    EXPECT_TRUE(path.AppendName("") && path.AppendName("a"));
+    EXPECT_EQ(path.GetText(), "/a") << "one separator, also behind the root's";
+    path.Truncate(0);
     ASSERT_TRUE(path.Append("/a/bc/d"));
     ASSERT_TRUE(path.Replace(3, 2, "longer"));
     EXPECT_EQ(path.GetText(), "/a/longer/d");
