@@ -2,6 +2,7 @@
 
 #include "Tests/Support/FaultSweep.h"
 #include "Tests/Support/LogCapture.h"
+#include "Tests/Support/OwnProcess.h"
 #include "Tests/Support/Reflection/Level.h"
 #include "Tests/Support/TempFolder.h"
 #include "Tests/Support/Text.h"
@@ -25,11 +26,6 @@
 #include <random>
 #include <string>
 #include <vector>
-#if defined(_WIN32)
-#include <windows.h>
-#else
-#include <sys/mman.h>
-#endif
 
 namespace {
 
@@ -52,23 +48,6 @@ struct Mounted {
         EXPECT_EQ(location.AppendToLocal(RelativeLocation(below)), IO::NoError);
         return location;
     }
-};
-
-// A region that goes when it is given back, which the heap does not promise for its blocks.
-struct Region {
-    static constexpr std::size_t Length = 64 << 20;
-#if defined(_WIN32)
-    void * const start = VirtualAlloc(nullptr, Length, MEM_COMMIT | MEM_RESERVE, PAGE_READWRITE);
-    ~Region() {
-        VirtualFree(start, 0, MEM_RELEASE);
-    }
-#else
-    void * const start =
-        mmap(nullptr, Length, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
-    ~Region() {
-        munmap(start, Length);
-    }
-#endif
 };
 
 // A shop of two departments, each with goods: more goods than departments below "goods".
@@ -174,7 +153,7 @@ TEST(ReflectionFolderEntry, ShowsTheRoot) {
             inside.GetChildren(RelativeLocation("Memory/AddressSpace"), &regions, &classes));
         return regions;
     };
-    auto region = std::make_unique<Region>();
+    auto region = std::make_unique<Tests::Region>(64 << 20);
     Mu::Array<Name> const regions = listRegions();
     region = nullptr;
     Mu::Array<Name> const left = listRegions();

@@ -8,6 +8,7 @@
 #include <windows.h>
 #else
 #include <spawn.h>
+#include <sys/mman.h>
 #include <sys/wait.h>
 #include <unistd.h>
 #endif
@@ -33,6 +34,13 @@ void LeaveShard() {
 } // namespace
 
 #if defined(_WIN32)
+
+Region::Region(std::size_t size)
+    : start(VirtualAlloc(nullptr, size, MEM_COMMIT | MEM_RESERVE, PAGE_READWRITE)), size(size) {}
+
+Region::~Region() {
+    VirtualFree(start, 0, MEM_RELEASE);
+}
 
 void EndProcess(int exitCode) {
     TerminateProcess(GetCurrentProcess(), static_cast<UINT>(exitCode));
@@ -65,6 +73,14 @@ int RunAgain(std::vector<std::string> const & arguments) {
 }
 
 #else
+
+Region::Region(std::size_t size)
+    : start(mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0)),
+      size(size) {}
+
+Region::~Region() {
+    munmap(start, size);
+}
 
 void EndProcess(int exitCode) {
     _exit(exitCode);

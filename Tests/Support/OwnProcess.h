@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <vector>
 
@@ -17,5 +18,19 @@ int RunProgram(std::string const & path, std::vector<std::string> const & argume
 
 /// The same with this program.
 int RunAgain(std::vector<std::string> const & arguments);
+
+/// A region of this process's memory that goes when it is given back, which the heap does not
+/// promise for its blocks.
+class Region {
+public:
+    explicit Region(std::size_t size);
+    ~Region();
+    Region(Region const &) = delete;
+    Region & operator=(Region const &) = delete;
+
+private:
+    void * const start;
+    std::size_t const size;
+};
 
 } // namespace Tests
