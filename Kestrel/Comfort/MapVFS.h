@@ -9,6 +9,7 @@
 #include <deque>
 #include <functional>
 #include <string>
+#include <unordered_set>
 #include <utility>
 
 namespace IO {
@@ -54,6 +55,7 @@ public:
                 below = &node->below.emplace_back();
                 below->name = name;
                 SetTime(below);
+                node->byName.insert(below);
             }
             node = below;
         }
@@ -91,10 +93,23 @@ public:
     void Disconnect(FileEntry * entry) override { delete entry; }
 
 private:
+    struct Node;
+    struct HashByName {
+        using is_transparent = void;
+        std::size_t operator()(Node const * node) const { return node->name.GenerateHashValue(); }
+        std::size_t operator()(Name const & name) const { return name.GenerateHashValue(); }
+    };
+    struct HaveOneName {
+        using is_transparent = void;
+        bool operator()(Node const * a, Node const * b) const { return a->name == b->name; }
+        bool operator()(Name const & a, Node const * b) const { return a == b->name; }
+        bool operator()(Node const * a, Name const & b) const { return a->name == b; }
+    };
     struct Node {
         Name name;
-        Make make; // none for a folder
-        std::deque<Node> below;
+        Make make;              // none for a folder
+        std::deque<Node> below; // in the order in which they were added
+        std::unordered_set<Node const *, HashByName, HaveOneName> byName; // the same
         int time = 0;
     };
 
@@ -204,19 +219,17 @@ private:
     };
 
     static Node const * Find(Node const & folder, Name const & name) {
-        for (Node const & entry : folder.below)
-            if (entry.name == name)
-                return &entry;
-        return nullptr;
+        auto const found = folder.byName.find(name);
+        return found != folder.byName.end() ? *found : nullptr;
     }
     Node const * Find(Location const & location) const {
-        RelativeLocation names;
-        if (location.GetDifference(place, &names) != NoError)
+        if (location != place && !place.IsAncestorOf(location))
             return nullptr;
         Node const * node = &root;
         Name name;
-        for (unsigned int i = 0; node != nullptr && i < names.GetLength(); ++i)
-            node = names.GetName(i, &name) == NoError ? Find(*node, name) : nullptr;
+        unsigned int const length = location.GetLocalLength();
+        for (unsigned int i = place.GetLocalLength(); node != nullptr && i < length; ++i)
+            node = location.GetLocalName(i, &name) == NoError ? Find(*node, name) : nullptr;
         return node;
     }
     static void SetTime(Node * node) {

@@ -3,7 +3,8 @@
 #include <Kestrel/Location/Internal/OSErrors.h>
 
 #include <algorithm>
-#include <cstdio>
+#include <charconv>
+#include <string_view>
 
 namespace IO {
 namespace {
@@ -31,8 +32,16 @@ void RecordingFileCalls::Record(char const * name, unsigned int error) {
     char text[256];
     char entry[sizeof(text) + 64];
     bool const hasText = calls.FormatMessage(error, text, sizeof(text)) != 0;
-    std::snprintf(entry, sizeof(entry), "%s: %lu = \"%s\"", name, static_cast<unsigned long>(error),
-                  hasText ? text : "???");
+    // Without the standard library's formatting: looks for what is not there are common.
+    char * end = entry;
+    auto const append = [&](std::string_view part) { end += part.copy(end, part.size()); };
+    append(name);
+    append(": ");
+    end = std::to_chars(end, std::end(entry), error).ptr;
+    append(" = \"");
+    append(hasText ? text : "???");
+    append("\"");
+    *end = 0;
     AddOSError(entry);
     calls.SetLastError(found);
 }
