@@ -385,6 +385,7 @@ private:
         deep.push_back(UnknownType);
         EXPECT_EQ(list, deep);
         EXPECT_EQ(Manager::CountAllChild(group), static_cast<int>(deep.size()) - 1 + deepGroups);
+        EXPECT_EQ(Manager::CountAllTypeChild(UnknownGroup), ErrGroupNotFound);
 
         std::string all(Manager::GetGroupExtensionList(group, nullptr, 0), 'x');
         Manager::GetGroupExtensionList(group, all.data(),
@@ -520,13 +521,23 @@ TEST(FileTypeManager, LoadsTheBuiltInTypesOnce) {
     EXPECT_EQ(Manager::SearchForMime("image/bmp", nullptr), BMPFileType);
     EXPECT_EQ(Manager::CountTypeChild(ImageGroup), 5);
     EXPECT_EQ(Manager::CountTypeChild(DocumentGroup), 3);
-    FileType pdf;
-    EXPECT_EQ(Manager::GetType(PDFFileType, &pdf), Mu::NoError);
-    EXPECT_EQ(pdf.GetMacType(0), 0x50444620u);
-    EXPECT_EQ(pdf.GetMacCreator(), 0x20202020u);
-    FileType emf;
-    EXPECT_EQ(Manager::GetType(EMFFileType, &emf), Mu::NoError);
-    EXPECT_EQ(emf.GetMacCreator(), 0x3F213F21u);
+    std::ostringstream all;
+    for (TypeID const id : {TextFileType, TIFFFileType, JPEGFileType, BMPFileType, EMFFileType,
+                            WMFFileType, HTMFileType, PDFFileType}) {
+        FileType type;
+        EXPECT_EQ(Manager::GetType(id, &type), Mu::NoError);
+        all << type.GetDescription() << ' ' << type.GetExtension(0) << ' ' << type.GetMime(0) << ' '
+            << std::hex << type.GetMacCreator() << ' ' << type.GetMacType(0) << ' ' << std::dec
+            << type.GetIconID() << '\n';
+    }
+    EXPECT_EQ(all.str(), "Text File txt text/plain 4d55504d 54455854 -1\n"
+                         "TIFF File tif image/tiff 4d55504d 54494646 206\n"
+                         "JPEG File jpg image/jpeg 4d55504d 4a504547 207\n"
+                         "Bitmap File bmp image/bmp 4d55504d 50494354 -1\n"
+                         "Windows Enhanced Metafile emf image/emf 3f213f21 50494354 -1\n"
+                         "Windows Metafile wmf image/wmf 3f213f21 50494354 -1\n"
+                         "HTML File htm text/html 20202020 48544d4c -1\n"
+                         "PDF File pdf application/pdf 20202020 50444620 -1\n");
     GroupID const images = ImageGroup;
     Manager second("n");
     LoadFTMDefaults(&second);

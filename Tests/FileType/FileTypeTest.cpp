@@ -81,8 +81,10 @@ TEST(FileType, MergesWhatIsSetAndSubtractsWhatIsShared) {
     a.Subtract(b);
     EXPECT_EQ(MimesOf(a), std::vector<std::string>());
     EXPECT_EQ(a.CountMacTypes(), 1);
+    EXPECT_EQ(a.GetMacType(1), 0u);
     a.Subtract(a);
     EXPECT_EQ(a.ExtIndexCount(), 0);
+    EXPECT_TRUE(ExtensionsOf(a).empty() && MimesOf(a).empty());
 }
 
 TEST(FileType, ContentTestsReadTheirSignature) {

@@ -109,6 +109,10 @@ TEST(SharedMimeTypes, BecomeTypesAndGroups) {
     EXPECT_EQ(catalogue.Identify("c.doc", "\2\1"), doc);
     EXPECT_EQ(catalogue.Identify("d.doc", ""), media);
     EXPECT_EQ(catalogue.Identify("e.doc", "PK   mime"), media);
+    FileType record;
+    ASSERT_EQ(Manager::GetType(Named("application/odt"), &record), Mu::NoError);
+    EXPECT_EQ(manager.ReinsertType(Named("application/odt"), record), Mu::NoError);
+    EXPECT_EQ(catalogue.Identify("f.doc", pk + "\x0F"), odt) << "with the same rules";
 }
 
 TEST(SharedMimeTypes, GoWithTheirManagerAndComeAgain) {
