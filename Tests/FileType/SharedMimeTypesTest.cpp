@@ -78,6 +78,8 @@ TEST(SharedMimeTypes, BecomeTypesAndGroups) {
     ASSERT_EQ(result.status, Mu::NoError);
     EXPECT_EQ(result.typeCount, 8u);
     EXPECT_EQ(result.testCount, 3u);
+    EXPECT_EQ(static_cast<int>(result.groupCount + result.typeCount),
+              Manager::CountAllChild(RootGroup));
     EXPECT_EQ(TablePeek::Check(), "");
     EXPECT_EQ(Named("application/x-zip"), Named("application/zip"));
     GroupID const media = Manager::SearchForGroup("application", RootGroup);
@@ -140,6 +142,7 @@ TEST(SharedMimeTypes, RefuseWhatIsNoCatalogue) {
         std::string content;
     } const rows[] = {
         {"globs2", "50:nothing:*.a\n"},
+        {"globs2", "50:nothing/:*.a\n"},
         {"globs2", "x:a/b:*.a\n"},
         {"globs2", "50:a/b\n"},
         {"globs2", "99999999999:a/b:*.a\n"},
