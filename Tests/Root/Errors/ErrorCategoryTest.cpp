@@ -42,6 +42,8 @@ TEST(ErrorCategory, HasAPhraseForEachNumber) {
         }
     }
     EXPECT_EQ(IO::ErrorCategory().message(IO::ErrFSMountPointExists), "mount point already exists");
+    EXPECT_EQ(IO::ErrorCategory().message(IO::ErrTypeNotFound), "file type is not found");
+    EXPECT_EQ(IO::ErrorCategory().message(IO::ErrForeignRecord), "another manager owns it");
     EXPECT_EQ(IO::ErrorCategory().message(static_cast<int>(0x8101030Au)),
               "unknown status 0x8101030A");
     EXPECT_STREQ(IO::ErrorCategory().name(), "kestrel");
