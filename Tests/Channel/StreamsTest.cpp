@@ -82,6 +82,13 @@ TEST(StreamIChannel, ReadsAStreamAndTellsABadOneFromItsEnd) {
 }
 
 TEST(StreamOChannel, WritesToAStreamAndFlushesBoth) {
+    struct Counting : std::stringbuf {
+        int flushes = 0;
+        int sync() override { return ++flushes, 0; }
+    } buffer;
+    std::ostream counted(&buffer);
+    EXPECT_EQ(IO::StreamOChannel(counted).Flush(), IO::NoError);
+    EXPECT_GE(buffer.flushes, 1);
     std::ostringstream stream;
     {
         IO::StreamOChannel channel(stream);

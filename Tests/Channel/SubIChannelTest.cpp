@@ -33,7 +33,8 @@ TEST(SubIChannel, TakesOnlyWhatIsReadWithoutBuffering) {
     SubIChannel window(&source, 8);
     window.DisableInputBuffering();
     EXPECT_EQ(ReadBytes(window, 3), "012");
-    EXPECT_EQ(ReadBytes(source, 1), "3");
+    EXPECT_EQ(ReadBytes(window, 1), "3");
+    EXPECT_EQ(ReadBytes(source, 1), "4");
 }
 
 TEST(SubIChannel, DoesNotTouchTheSourceForAnEmptyWindow) {

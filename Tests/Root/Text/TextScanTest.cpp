@@ -56,6 +56,8 @@ TEST(TextScan, CutsNumbersToTheNearestThatFits) {
     unsigned long long large = 0;
     EXPECT_EQ(UniString("18446744073709551616").Scanf("%lu", &large), 1);
     EXPECT_EQ(large, ~0ull);
+    EXPECT_EQ(UniString("18446744073709551614").Scanf("%lu", &large), 1);
+    EXPECT_EQ(large, ~0ull - 1);
 }
 
 TEST(TextScan, KeepsTextsInsideTheirTargets) {
