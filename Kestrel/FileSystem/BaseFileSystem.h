@@ -10,12 +10,12 @@ class Location;
 
 /// Anything that can turn a location into an entry.
 ///
-/// A maker of a file system derives from FixedVFS or RollingVFS, not from here.
+/// An implementation of a file system derives from FixedVFS or RollingVFS, not from here.
 ///
 /// Memory:  the entries that Connect hands out stay the file system's; each comes back through
 ///          Disconnect before the file system may go.
 /// Threads: IO::fileSystem calls all four under its lock, one at a time.
-/// Failure: statuses; with any but Connected the output is not looked at.
+/// Failure: statuses; with any but Connected the output is ignored.
 class KESTREL_API BaseFileSystem {
 public:
     enum class ConnectStatus : unsigned int {

@@ -11,7 +11,7 @@ class KESTREL_API EntryEnumerator {
 public:
     virtual ~EntryEnumerator() = default;
 
-    /// True goes on, false ends the enumeration.
+    /// True continues, false ends the enumeration.
     virtual bool EntryFound(Name const & name, bool isFolder) = 0;
 };
 

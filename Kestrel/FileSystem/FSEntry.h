@@ -9,7 +9,7 @@ class BaseFileSystem;
 
 /// One file or folder as its file system sees it; the common base of FileEntry and FolderEntry.
 ///
-/// What a maker of a file system implements, and what only File and Folder call. Entries speak in
+/// What an implementation of a file system provides, and what only File and Folder call. Entries speak in
 /// small statuses of their own; turning those into codes, and writing log lines, is done once for
 /// all file systems, in File and Folder.
 ///

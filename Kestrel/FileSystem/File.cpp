@@ -101,7 +101,7 @@ MuErrCode File::Connect(Folder const * in) {
         entry = nullptr; // whatever a file system left there is not ours to give back
     MuErrCode const result = GetConnectionStatus(kind, connected);
     return result == kind.notFound && in != nullptr
-               ? ConnectBeyond(kind, in->entry, location, &entry)
+               ? ConnectBeyond(kind, in->entry, &location, &entry)
                : result;
 }
 

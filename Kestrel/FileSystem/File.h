@@ -17,7 +17,7 @@ class Folder;
 ///
 /// A File is made for a location and connects at once: whether there is such a file is settled by
 /// GetStatus. It can then be opened, read or written, closed, and opened again in another mode;
-/// its properties (times, length, protection) can be asked for at any time. Everything that takes a
+/// its properties (times, length, protection) can be queried at any time. Everything that takes a
 /// Mu::IChannel or a Mu::OChannel works on a File.
 ///
 ///     IO::File file(IO::Location("C:\\notes.txt"), IO::File::OnNotFound::Create);
@@ -35,7 +35,7 @@ class Folder;
 ///
 /// Memory:  the read buffer ("FileCacheSize" of the preferences, 4096 bytes by default) and the
 ///          write blocks of 16384 bytes are taken by the first read and write. Construction and the
-///          path operations may throw Mu::OutOfMemoryException; the New makers return
+///          path operations may throw Mu::OutOfMemoryException; the New functions return
 ///          ErrMemoryFull instead.
 /// Threads: one at a time. Two Files on one file are independent of each other.
 /// Failure: statuses. What the constructor met stands in GetStatus, and every operation of a File
@@ -162,6 +162,8 @@ public:
     /// the file system of a host, which counts in 32 bits, cannot hold it; the file keeps its own.
     MuErrCode SetTime(TimeKind kind, long long seconds);
     MuErrCode GetTime(TimeKind kind, long long * seconds) const;
+    /// What the file takes of its disk. In `*use`, nothing on any failure.
+    MuErrCode GetDiskUse(DiskUse * use) const;
     /// Type and creator codes, kept by file systems that have them; others keep none and say 0.
     virtual MuErrCode SetTypeInfo(unsigned int type, unsigned int creator);
     virtual MuErrCode GetTypeInfo(unsigned int * type, unsigned int * creator) const;

@@ -5,7 +5,7 @@
 
 namespace IO {
 
-/// One file of a file system: opened, read, written and asked about through File.
+/// One file of a file system: opened, read, written and queried through File.
 ///
 /// Rules of FSEntry. Nothing here buffers: what a call is given goes to the file, or is refused.
 class KESTREL_API FileEntry : public FSEntry {
@@ -49,7 +49,7 @@ public:
     virtual OpenStatus Open(OpenMode mode) = 0;
 
     /// Takes up to `count` bytes from the position on. `*read` receives how many there were on
-    /// every way out; fewer than asked for is EndOfFile.
+    /// every way out; fewer than requested is EndOfFile.
     virtual ReadStatus Read(char * destination, unsigned int count, unsigned int * read) = 0;
 
     /// Writes all of `count` bytes or fails. `*written` is set on success only.

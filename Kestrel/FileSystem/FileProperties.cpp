@@ -82,6 +82,17 @@ MuErrCode File::GetModificationTime(int * time) const {
                                              {"Querying modification time", EntryOf{location}});
 }
 
+MuErrCode File::GetDiskUse(DiskUse * use) const {
+    if (use == nullptr)
+        return Error;
+    *use = {};
+    auto const * const own = dynamic_cast<WinFileEntry const *>(entry);
+    return status != NoError || own == nullptr
+               ? status
+               : ReportFailure(failures, own->GetDiskUse(use),
+                               {"Querying disk use", EntryOf{location}});
+}
+
 MuErrCode File::SetTypeInfo(unsigned int type, unsigned int creator) {
     return status != NoError ? status
                              : ReportFailure(failures, entry->SetTypeInfo(type, creator),

@@ -67,11 +67,11 @@ public:
     MuErrCode Delete(Location const & location, DataSafety safety = DataSafety::KeepProtected,
                      AccessDeniedTreatment treatment = AccessDeniedTreatment::RetryPrivate);
 
-    /// A root is a folder, and is contained, without a look at the disk.
+    /// A root is a folder, and is contained, without access to the disk.
     MuErrCode GetType(Location const & location, EntryType * type);
     /// A link counts as what it leads to.
     MuErrCode GetResolvedType(Location const & location, EntryType * type);
-    /// As GetResolvedType, but the native file system alone is asked where a link leads.
+    /// As GetResolvedType, but the native file system alone resolves the link.
     MuErrCode EstimateResolvedType(Location const & location, EntryType * type);
     MuErrCode Contains(Location const & location, bool * contained);
 

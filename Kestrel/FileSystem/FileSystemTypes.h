@@ -11,6 +11,19 @@ enum class EntryType : unsigned int { File = 0, Folder = 1, Link = 2 };
 /// Which of the times of an entry.
 enum class TimeKind : unsigned int { Creation = 0, Modification = 1 };
 
+/// What an entry takes of its disk, as the system accounts for it.
+struct DiskUse {
+    /// False: of a file system that has no disk of its own, as a mounted one; all others are 0 then.
+    bool isOnDisk = false;
+    /// Of the blocks that it takes: more than the length of a small file, less than that of one with
+    /// holes or compressed content. Of a folder its own, without what is in it.
+    unsigned long long bytes = 0;
+    unsigned long long names = 0; ///< how many hard links it has
+    // Both equal for the names of one file, so that who sums up counts it once.
+    unsigned long long volume = 0;
+    unsigned long long id = 0;
+};
+
 /// How far an operation may go with entries that are write-protected.
 enum class DataSafety : unsigned int {
     KeepProtected = 0,   ///< leave them alone

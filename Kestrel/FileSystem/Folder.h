@@ -26,7 +26,7 @@ class FolderEntry;
 /// it as a File and Flush. Each operation documents its steps.
 ///
 /// Memory:  two indices and a pointer. Operations may throw Mu::OutOfMemoryException; the New
-///          makers return ErrMemoryFull instead.
+///          functions return ErrMemoryFull instead.
 /// Threads: one at a time. Retries sleep in the calling thread.
 /// Failure: statuses. What the constructor met stands in GetStatus, and every operation of a folder
 ///          that is not connected returns it. A failure writes one log line in the domain "IO", a
@@ -122,7 +122,7 @@ public:
     Exchange(Name const & a, Name const & b,
              AccessDeniedTreatment treatment = AccessDeniedTreatment::RetryPrivate);
 
-    // Copying files and whole folders; a half-made copy goes on failure. The end of the process
+    // Copying files and whole folders; a partial copy is removed on failure. The end of the process
     // leaves it, under the name of the target. Where a name must never stand for less than all,
     // copy to another one, open the copy as a File and Flush, and then Rename it. The const form
     // refuses a target of the same location with Error.
@@ -140,7 +140,7 @@ public:
     DeleteAll(DataSafety safety = DataSafety::KeepProtected,
               AccessDeniedTreatment treatment = AccessDeniedTreatment::RetryPrivate);
 
-    /// An entry that is there and may not be looked at is contained.
+    /// An entry that exists and may not be accessed is contained.
     virtual MuErrCode Contains(Name const & name, bool * contained) const;
     /// ErrEntryNotFound, ErrFolderAccessDenied, Error; none is logged.
     virtual MuErrCode GetType(Name const & name, EntryType * type) const;
@@ -163,7 +163,7 @@ public:
     /// With Kestrel/Comfort/Folders.h, as IO::ForEach there: any callable, for each entry.
     template <typename Visit, typename... Options>
     [[nodiscard]] MuErrCode ForEach(Visit && visit, Options... options) const;
-    /// What an enumeration of this folder knows of the entry `name`, which it hands out just now, so
+    /// What an enumeration of this folder knows of the entry `name`, at which it is just now, so
     /// that who sums up a tree needs no File for each. In a TreeEnumerator, for its GetParent.
     ///
     /// True: a plain file; its length and the seconds since the start of 1970 at which it was written
@@ -202,6 +202,14 @@ public:
     /// the file system of a host, which counts in 32 bits, cannot hold it; the folder keeps its own.
     MuErrCode SetTime(TimeKind kind, long long seconds);
     MuErrCode GetTime(TimeKind kind, long long * seconds) const;
+    /// What the folder itself takes of its disk, without what is in it. `*use` is empty on any
+    /// failure.
+    MuErrCode GetDiskUse(DiskUse * use) const;
+    /// What the entry `name` takes of its disk; a link is not followed. For who sums up a tree: of the
+    /// name that an enumeration of this folder hands out just now it costs one call of the system on
+    /// Linux, whatever the entry is and however long its path.
+    /// ErrEntryNotFound, ErrFolderAccessDenied, Error; none is logged.
+    MuErrCode GetDiskUse(Name const & name, DiskUse * use) const;
     /// Bytes that this user may still write on the folder's volume.
     virtual MuErrCode GetFreeSpace(unsigned long long * space) const;
     virtual bool IsReadable() const;

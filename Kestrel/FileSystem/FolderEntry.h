@@ -73,7 +73,7 @@ public:
     virtual CreateStatus CreateLink(Name const & name, Location const & target) = 0;
 
     /// A name that nothing in the folder has: the first 15 units of `base` (empty means
-    /// "GeneratedName_") and ten digits. It is free when it is looked at; another creator may be
+    /// "GeneratedName_") and ten digits. It is free when it is checked; another creator may be
     /// faster than the caller's own Create.
     virtual GenUNStatus GenerateUnusedName(Name * result, Mu::UniString const & base);
 

@@ -27,12 +27,9 @@ MuErrCode Folder::Contains(Name const & name, bool * contained) const {
     }
 }
 
-MuErrCode Folder::GetType(Name const & name, EntryType * type) const {
-    if (Mu::IsNull(name) || type == nullptr)
-        return Error;
-    if (status != NoError)
-        return status;
-    FolderEntry::GetTypeStatus const result = entry->GetType(name, type);
+namespace {
+
+MuErrCode ToEntryCode(FolderEntry::GetTypeStatus result) {
     ClearOSErrors();
     switch (result) {
     case FolderEntry::GetTypeStatus::Done: return NoError;
@@ -40,6 +37,26 @@ MuErrCode Folder::GetType(Name const & name, EntryType * type) const {
     case FolderEntry::GetTypeStatus::EntryNotFound: return ErrEntryNotFound;
     default: return Error;
     }
+}
+
+} // namespace
+
+MuErrCode Folder::GetType(Name const & name, EntryType * type) const {
+    if (Mu::IsNull(name) || type == nullptr)
+        return Error;
+    return status != NoError ? status : ToEntryCode(entry->GetType(name, type));
+}
+
+// Of an entry of another file system all that can be known is whether it is there.
+MuErrCode Folder::GetDiskUse(Name const & name, DiskUse * use) const {
+    if (Mu::IsNull(name) || use == nullptr)
+        return Error;
+    *use = {};
+    if (status != NoError)
+        return status;
+    EntryType type;
+    auto const * const own = dynamic_cast<WinFolderEntry const *>(entry);
+    return ToEntryCode(own != nullptr ? own->GetDiskUse(name, use) : entry->GetType(name, &type));
 }
 
 namespace {
@@ -71,7 +88,14 @@ MuErrCode Folder::GetResolvedType(Name const & name, EntryType * type) const {
     MuErrCode const asked = GetType(name, type);
     if (asked != NoError || *type != EntryType::Link)
         return asked;
-    return GetTargetType(Location(location, name), type);
+    Location const link(location, name);
+    MuErrCode const result = GetTargetType(link, type);
+    Location target;
+    auto const * const own = dynamic_cast<WinFolderEntry const *>(entry);
+    bool const isBeyond =
+        result == Error && own != nullptr && own->ResolveBeyond(name, link, &target, type);
+    ClearOSErrors();
+    return isBeyond ? NoError : result;
 }
 
 int Folder::GenerateUnusedName(Name * name, char const * base) {
@@ -180,6 +204,17 @@ MuErrCode Folder::GetModificationTime(int * time) const {
     return status != NoError ? status
                              : ReportFailure(timeFailures, entry->GetModificationTime(time),
                                              {"Querying modification time", EntryOf{location}});
+}
+
+MuErrCode Folder::GetDiskUse(DiskUse * use) const {
+    if (use == nullptr)
+        return Error;
+    *use = {};
+    auto const * const own = dynamic_cast<WinFolderEntry const *>(entry);
+    return status != NoError || own == nullptr
+               ? status
+               : ReportFailure(failures, own->GetDiskUse(use),
+                               {"Querying disk use", EntryOf{location}});
 }
 
 MuErrCode Folder::GetFreeSpace(unsigned long long * space) const {

@@ -49,7 +49,7 @@ KESTREL_API bool FromNativePath(Mu::UniString const & native, Mu::UniString * pa
 /// The native form of an absolute portable path, zero-terminated; its length, or 0 when there is
 /// none: the drive or share is unknown, a unit fits no native path (a zero, a lone surrogate), units
 /// of the ranges above stand for "." or "..", or it is longer than `size` units with its terminator.
-/// Whether anything has that path, or has it in another spelling, is not asked.
+/// Whether anything has that path, or has it in another spelling, is not checked.
 KESTREL_API unsigned int ToNativePath(Mu::UniString const & path, NativeUnit * native,
                                       unsigned int size);
 /// The same as text, for people to read and to give back to FromNativePath.

@@ -15,7 +15,7 @@ struct TransferProgress {
     Mu::UniString place;            ///< the portable path of the entry being worked on
 };
 
-/// Hears how work goes on, and decides whether it does. Called in the thread that works; nothing may
+/// Observes the progress of work, and decides whether it continues. Called in the thread that works; nothing may
 /// be thrown, and no file operations started that the same scope would report.
 class KESTREL_API TransferObserver {
 public:
@@ -23,7 +23,7 @@ public:
     /// Called at most once in the interval of the scope. False ends the work.
     virtual bool Advanced(TransferProgress const & progress) = 0;
     /// An entry of a tree could not be copied, moved, deleted or entered; `causes` is what the
-    /// operating system reported, in the form of the log, and may be empty. True: the work goes on with
+    /// operating system reported, in the form of the log, and may be empty. True: the work continues with
     /// the next entry. False, as here: it fails now.
     virtual bool Failed(Mu::UniString const & place, MuErrCode status, char const * causes);
 };
@@ -49,7 +49,7 @@ public:
 /// operation then returns the status of the first such entry. In a Move nothing is skipped. A walk
 /// goes on anyway, unless the observer says no.
 ///
-/// Memory:  the path of the place. Without a scope, work costs one look at a variable of the thread
+/// Memory:  the path of the place. Without a scope, work costs one test of a variable of the thread
 ///          for each entry and block.
 /// Threads: one.
 class KESTREL_API TransferScope final {

@@ -178,7 +178,8 @@ bool TreeEnumerator::LeadsBack(Name const & link) const {
     parent->GetLocation(&location);
     if (location.AppendToLocal(link) == ErrMemoryFull)
         Mu::ThrowOutOfMemory(); // a link that was not looked at must not pass for one that leads back
-    if (!fileSystem.ResolveLocation(location, &target))
+    if (!fileSystem.ResolveLocation(location, &target) &&
+        !FoundFile(*parent).ResolveBeyond(link, location, &target))
         return true;
     bool leadsBack = target.IsAncestorOf(location);
     for (Folder const * folder = parent; folder != nullptr && !leadsBack;

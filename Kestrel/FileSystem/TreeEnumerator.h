@@ -33,7 +33,7 @@ class Folder;
 /// Memory:  a Folder, its enumeration and some 2 KiB of stack for each level. Do may throw
 ///          Mu::OutOfMemoryException; the walk is then over and may be done again.
 /// Threads: one at a time; no lock is held while operations are called.
-/// Failure: statuses. The first one stands and the walk goes on with the next entry, so that a
+/// Failure: statuses. The first one stands and the walk continues with the next entry, so that a
 ///          count that comes with ErrTreeAccessDenied is a count of what could be seen.
 class KESTREL_API TreeEnumerator {
 public:
@@ -48,7 +48,7 @@ public:
     virtual bool FileFound(Name const & name);
     /// A folder, or a link to one that is followed. True: enter it.
     virtual bool FolderFound(Name const & name);
-    /// A link, before what it leads to is looked at. True: follow it.
+    /// A link, before its target is examined. True: follow it.
     virtual bool LinkFound(Name const & name);
     /// `folder` is the one that is entered, GetParent the one that it lies in; so for FolderExited.
     /// It may be one that could not be connected to, which its status reports.

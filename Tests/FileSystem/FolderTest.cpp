@@ -520,3 +520,60 @@ TEST(Folder, LeavesNothingOfACopyOrMoveThatFails) {
         EXPECT_EQ(from.Read("file"), std::string(40000, 'x'));
     }
 }
+
+// By name, by what a walk hands out, and by the entry itself: one account, and three answers.
+TEST(FolderDiskUse, IsTheSystemsAccountByWhateverWay) {
+    Tests::Place const place(false);
+    place.Write("dense", std::string(100000, 'x'));
+    place.Write("small", "x");
+    std::filesystem::create_directory(place.GetPath() / "folder");
+    std::filesystem::create_hard_link(place.GetPath() / "dense", place.GetPath() / "same");
+    Folder const folder(place.GetRoot());
+    std::map<std::string, IO::DiskUse> found;
+    auto const collect = [](Folder const & in, Name const & name, bool isFolder, void * data) {
+        EXPECT_EQ(
+            in.GetDiskUse(name, &(*static_cast<decltype(found) *>(data))[Mark(name, isFolder)]),
+            IO::NoError);
+        return true;
+    };
+    ASSERT_EQ(folder.Enumerate(collect, &found), IO::NoError);
+    for (auto const & [mark, use] : found) {
+        SCOPED_TRACE(mark);
+        bool const isFolder = mark == "folder/";
+        Location const at = place / mark.substr(0, mark.find('/')).c_str();
+        IO::DiskUse named;
+        EXPECT_EQ(folder.GetDiskUse(Name(mark.substr(0, mark.find('/')).c_str()), &named),
+                  IO::NoError);
+        IO::DiskUse own;
+        EXPECT_EQ(isFolder ? Folder(at).GetDiskUse(&own) : IO::File(at).GetDiskUse(&own),
+                  IO::NoError);
+        for (IO::DiskUse const & other : {named, own})
+            EXPECT_TRUE(other.isOnDisk && other.bytes == use.bytes && other.names == use.names &&
+                        other.volume == use.volume && other.id == use.id);
+    }
+    EXPECT_EQ(found.size(), 4u);
+    EXPECT_GE(found["dense"].bytes, 100000u);
+    EXPECT_LT(found["dense"].bytes, 200000u);
+    EXPECT_EQ(found["dense"].names, 2u);
+    EXPECT_EQ(found["dense"].id, found["same"].id);
+    EXPECT_NE(found["dense"].id, found["small"].id);
+    IO::DiskUse use = found["dense"];
+    EXPECT_EQ(folder.GetDiskUse(Name("absent"), &use), IO::ErrEntryNotFound);
+    EXPECT_FALSE(use.isOnDisk || use.bytes != 0);
+    Tests::ScriptedFileCalls calls;
+    calls.Fail(Tests::FileCall::GetDiskUse, 1, IO::FileError::AccessDenied, true);
+    EXPECT_EQ(folder.GetDiskUse(Name("dense"), &use), IO::ErrFolderAccessDenied);
+    EXPECT_EQ(folder.GetDiskUse(&use), IO::ErrFolderAccessDenied);
+    EXPECT_EQ(IO::File(folder, Name("dense")).GetDiskUse(&use), IO::ErrFileAccessDenied);
+}
+
+TEST(FolderDiskUse, IsNoneWhereThereIsNoDisk) {
+    Tests::Place const place(true);
+    place.Write("file", "x");
+    Folder const folder(place.GetRoot());
+    IO::DiskUse use;
+    EXPECT_EQ(folder.GetDiskUse(Name("file"), &use), IO::NoError);
+    EXPECT_EQ(folder.GetDiskUse(Name("absent"), &use), IO::ErrEntryNotFound);
+    EXPECT_EQ(IO::File(place / "file").GetDiskUse(&use), IO::NoError);
+    EXPECT_FALSE(use.isOnDisk);
+}

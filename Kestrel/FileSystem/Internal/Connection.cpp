@@ -18,10 +18,10 @@ MuErrCode GetConnectionStatus(ConnectionKind const & kind, MuErrCode connected) 
 
 template <typename Entry>
 MuErrCode ConnectBeyond(ConnectionKind const & kind, FolderEntry const * folder,
-                        Location const & location, Entry ** entry) {
+                        Location * location, Entry ** entry) {
     using Status = BaseFileSystem::ConnectStatus;
     Name name;
-    if (location.IsLegal() || location.GetLastLocalName(&name) != NoError)
+    if (location->IsLegal() || location->GetLastLocalName(&name) != NoError)
         return kind.notFound;
     auto const * const native = dynamic_cast<WinFolderEntry const *>(folder);
     switch (native == nullptr ? Status::NotFound : native->ConnectBeyond(name, location, entry)) {
@@ -34,9 +34,9 @@ MuErrCode ConnectBeyond(ConnectionKind const & kind, FolderEntry const * folder,
     }
 }
 
-template MuErrCode ConnectBeyond(ConnectionKind const &, FolderEntry const *, Location const &,
+template MuErrCode ConnectBeyond(ConnectionKind const &, FolderEntry const *, Location *,
                                  FileEntry **);
-template MuErrCode ConnectBeyond(ConnectionKind const &, FolderEntry const *, Location const &,
+template MuErrCode ConnectBeyond(ConnectionKind const &, FolderEntry const *, Location *,
                                  FolderEntry **);
 
 void ReportConnection(ConnectionKind const & kind, MuErrCode status, Location const & location,

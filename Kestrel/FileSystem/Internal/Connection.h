@@ -22,9 +22,10 @@ struct ConnectionKind {
 MuErrCode GetConnectionStatus(ConnectionKind const & kind, MuErrCode connected);
 
 /// The same for what lies in a connected folder and has too long a location to be connected to by it.
+/// The location becomes that of what a link leads to.
 template <typename Entry>
 MuErrCode ConnectBeyond(ConnectionKind const & kind, FolderEntry const * folder,
-                        Location const & location, Entry ** entry);
+                        Location * location, Entry ** entry);
 
 /// The line of a connection that failed, but for a `quiet` one that found nothing.
 void ReportConnection(ConnectionKind const & kind, MuErrCode status, Location const & location,

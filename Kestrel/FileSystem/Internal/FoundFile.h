@@ -23,6 +23,13 @@ public:
         return entry == nullptr ? nullptr : entry->LookAtFoundFile(name);
     }
 
+    /// As FileSystem::ResolveLocation, for the link of that name, of which `link` is longer than a legal
+    /// location.
+    bool ResolveBeyond(Name const & name, Location const & link, Location * target) const {
+        EntryType type;
+        return entry != nullptr && entry->ResolveBeyond(name, link, target, &type);
+    }
+
     /// Before an enumeration of `folder`, which was made for the name; see WinFolderEntry.
     WinFolderEntry::HoldStatus Hold(Name const & name, Folder const & folder) const {
         auto * const below = dynamic_cast<WinFolderEntry *>(folder.entry);

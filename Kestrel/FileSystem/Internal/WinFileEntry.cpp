@@ -91,6 +91,10 @@ FSEntry::TimeStatus WinFileEntry::GetTime(TimeKind kind, long long * seconds) co
     return ReadPathTime(path, kind, seconds);
 }
 
+FSEntry::AttributeStatus WinFileEntry::GetDiskUse(DiskUse * use) const {
+    return TranslateDenial<AttributeStatus>(GetFileCalls().GetDiskUse(path, use));
+}
+
 FSEntry::TimeStatus WinFileEntry::SetCreationTime(int const & time) {
     return Mu::IsNull(time) ? TimeStatus::Other : SetTime(TimeKind::Creation, time);
 }

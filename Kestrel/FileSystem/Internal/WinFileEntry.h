@@ -29,6 +29,7 @@ public:
 
     TimeStatus SetTime(TimeKind kind, long long seconds);
     TimeStatus GetTime(TimeKind kind, long long * seconds) const;
+    AttributeStatus GetDiskUse(DiskUse * use) const;
     TimeStatus SetCreationTime(int const & time) override;
     TimeStatus GetCreationTime(int * time) override;
     TimeStatus SetModificationTime(int const & time) override;

@@ -3,8 +3,11 @@
 #include <Kestrel/FileSystem/Internal/Drives.h>
 #include <Kestrel/FileSystem/Internal/SpecialLocations.h>
 #include <Kestrel/FileSystem/Internal/Start.h>
+#include <Kestrel/Location/Internal/ValidatorTable.h>
 #include <Kestrel/Root/Memory/Memory.h>
 #include <Kestrel/Root/Threads/Lock.h>
+
+#include <algorithm>
 
 namespace IO {
 
@@ -42,6 +45,43 @@ unsigned int GetMaxLinks() {
     return GetFileCalls().MarksLinks() ? 40 : 1;
 }
 
+/// Room for where links from a path lead: one that is relative to a deep folder needs as much as the
+/// path, and the most that a link holds.
+class LinkTarget {
+public:
+    explicit LinkTarget(Mu::UniString const & path) {
+        constexpr unsigned int mostOfALink = 4096;
+        if (!IsOnLinux || path.GetLength() + mostOfALink <= PathBuffer::Size)
+            return;
+        large.SetLength(path.GetLength() + mostOfALink);
+        usual.text = {reinterpret_cast<char16_t *>(large.begin()), large.GetLength(), 0};
+    }
+    TextBuffer & Get() { return usual.text; }
+
+private:
+    PathBuffer usual;
+    Mu::UniString large;
+};
+
+// Name by name where the path is longer than a location is set to.
+MuErrCode SetToPath(PathText path, Location * location) {
+    PathText rest;
+    if (path.size() > LongestPathText) {
+        std::size_t const end = path.find_last_of(u"\\/", LongestPathText);
+        if (end == PathText::npos)
+            return Error;
+        rest = path.substr(end + 1);
+        path = path.substr(0, end);
+    }
+    MuErrCode status = location->Set(Mu::UniString(Mu::ConstSubstring(path)));
+    while (status == NoError && !rest.empty()) {
+        PathText const name = rest.substr(0, rest.find_first_of(u"\\/"));
+        rest.remove_prefix(std::min(name.size() + 1, rest.size()));
+        status = location->AppendToLocal(Name(name));
+    }
+    return status;
+}
+
 ConnectStatus ToStatus(PathType type) {
     return type == PathType::AccessDenied ? ConnectStatus::AccessDenied
            : IsFree(type)                 ? ConnectStatus::NotFound
@@ -56,12 +96,12 @@ WinFileSystem::~WinFileSystem() = default;
 
 // Puts where the path leads in the end into it, and what is there. True: that is elsewhere.
 bool WinFileSystem::Follow(Mu::UniString * path, PathType * type, unsigned int maxLinks) const {
-    PathBuffer target;
-    PathLook look = LookAtPath(*path, restrictLinkExtensions, &target.text);
+    LinkTarget target(*path);
+    PathLook look = LookAtPath(*path, restrictLinkExtensions, &target.Get());
     bool const isLink = look.link == LinkStatus::Done;
     for (unsigned int i = 0; look.link == LinkStatus::Done && i < maxLinks; ++i) {
-        *path = Mu::ConstSubstring(target.text.GetText());
-        look = i + 1 < maxLinks ? LookAtPath(*path, restrictLinkExtensions, &target.text)
+        *path = Mu::ConstSubstring(target.Get().GetText());
+        look = i + 1 < maxLinks ? LookAtPath(*path, restrictLinkExtensions, &target.Get())
                                 : GetPathType(*path);
     }
     *type = look.type;
@@ -119,15 +159,18 @@ ConnectStatus WinFileSystem::Connect(Location * location, FolderEntry ** entry) 
     return ConnectStatus::Connected;
 }
 
-ConnectStatus WinFileSystem::FollowTo(Mu::UniString * path, PathType other,
+ConnectStatus WinFileSystem::FollowTo(Mu::UniString * path, Location * location, PathType other,
                                       ConnectStatus refusal) const {
     PathType type;
-    Follow(path, &type, GetMaxLinks());
+    if (Follow(path, &type, GetMaxLinks()) && !IsDone(SetToPath(*path, location)))
+        return ConnectStatus::Other;
     return type == other ? refusal : ToStatus(type);
 }
 
-ConnectStatus WinFileSystem::ConnectPath(Mu::UniString & path, unsigned int, FileEntry ** entry) {
-    ConnectStatus const status = FollowTo(&path, PathType::Folder, ConnectStatus::NotAFile);
+ConnectStatus WinFileSystem::ConnectBeyond(Mu::UniString & path, Location * location,
+                                           FileEntry ** entry) {
+    ConnectStatus const status =
+        FollowTo(&path, location, PathType::Folder, ConnectStatus::NotAFile);
     if (status != ConnectStatus::Connected)
         return status;
     Mu::LockGuard const guard(GetFileSystemLock());
@@ -137,13 +180,28 @@ ConnectStatus WinFileSystem::ConnectPath(Mu::UniString & path, unsigned int, Fil
     return ConnectStatus::Connected;
 }
 
-ConnectStatus WinFileSystem::ConnectPath(Mu::UniString & path, unsigned int depth,
-                                         FolderEntry ** entry) {
-    ConnectStatus const status = FollowTo(&path, PathType::File, ConnectStatus::NotAFolder);
+ConnectStatus WinFileSystem::ConnectBeyond(Mu::UniString & path, Location * location,
+                                           FolderEntry ** entry) {
+    ConnectStatus const status =
+        FollowTo(&path, location, PathType::File, ConnectStatus::NotAFolder);
     if (status != ConnectStatus::Connected)
         return status;
-    *entry = TakeFolder(path, depth);
+    *entry = TakeFolder(path, location->GetLocalLength());
     return ConnectStatus::Connected;
+}
+
+bool WinFileSystem::ResolveBeyond(Mu::UniString & path, Location * target, EntryType * type) const {
+    PathType found;
+    if (!Follow(&path, &found, 1) || (found != PathType::File && found != PathType::Folder))
+        return false;
+    LinkTarget further(path);
+    bool const isLink =
+        found == PathType::File &&
+        LookAtPath(path, restrictLinkExtensions, &further.Get()).link == LinkStatus::Done;
+    *type = isLink                      ? EntryType::Link
+            : found == PathType::Folder ? EntryType::Folder
+                                        : EntryType::File;
+    return IsDone(SetToPath(path, target));
 }
 
 WinFolderEntry * WinFileSystem::TakeFolder(Mu::UniString & path, unsigned int depth) {

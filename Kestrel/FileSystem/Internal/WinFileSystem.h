@@ -34,10 +34,13 @@ public:
     /// Whether only files with the extension "lnk" count as links.
     bool RestrictsLinks() const { return restrictLinkExtensions; }
 
-    // What stands at a path that has no location, by the path alone, which is taken over.
+    // What stands at a path that is longer than that of a legal location, by the path alone.
 
-    ConnectStatus ConnectPath(Mu::UniString & path, unsigned int depth, FileEntry ** entry);
-    ConnectStatus ConnectPath(Mu::UniString & path, unsigned int depth, FolderEntry ** entry);
+    /// Takes the path over. `*location`, which is that of the path, becomes that of what a link leads to.
+    ConnectStatus ConnectBeyond(Mu::UniString & path, Location * location, FileEntry ** entry);
+    ConnectStatus ConnectBeyond(Mu::UniString & path, Location * location, FolderEntry ** entry);
+    /// Where a link leads, which is followed once, and what is there. False: nothing, or it is no link.
+    bool ResolveBeyond(Mu::UniString & path, Location * target, EntryType * type) const;
 
     /// A folder of whose being there the caller is certain. Takes the path over.
     WinFolderEntry * TakeFolder(Mu::UniString & path, unsigned int depth);
@@ -50,7 +53,8 @@ private:
     };
 
     bool Follow(Mu::UniString * path, PathType * type, unsigned int maxLinks) const;
-    ConnectStatus FollowTo(Mu::UniString * path, PathType other, ConnectStatus refusal) const;
+    ConnectStatus FollowTo(Mu::UniString * path, Location * location, PathType other,
+                           ConnectStatus refusal) const;
     ConnectStatus Look(Location * location, Mu::UniString * path, PathType * type);
     ResolveStatus Resolve(Location * location, Mu::UniString * path, PathType * type,
                           unsigned int maxLinks = 1);

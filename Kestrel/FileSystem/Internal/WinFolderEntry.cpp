@@ -309,19 +309,31 @@ WinFolderEntry * WinFolderEntry::ConnectFound(Name const & name) const {
     return owner.TakeFolder(below, depth + 1);
 }
 
-template <typename Entry>
-BaseFileSystem::ConnectStatus
-WinFolderEntry::ConnectBeyond(Name const & name, Location const & location, Entry ** entry) const {
-    if (!IsOnLinux || !Takes(name) || location.GetStatus() != NoError || location.IsLegal())
-        return BaseFileSystem::ConnectStatus::NotFound;
-    Mu::UniString below = PathOf(name);
-    return owner.ConnectPath(below, depth + 1, entry);
+bool WinFolderEntry::IsBeyond(Name const & name, Location const & location) const {
+    return IsOnLinux && Takes(name) && location.GetStatus() == NoError && !location.IsLegal();
 }
 
-template BaseFileSystem::ConnectStatus WinFolderEntry::ConnectBeyond(Name const &, Location const &,
+template <typename Entry>
+BaseFileSystem::ConnectStatus WinFolderEntry::ConnectBeyond(Name const & name, Location * location,
+                                                            Entry ** entry) const {
+    if (!IsBeyond(name, *location))
+        return BaseFileSystem::ConnectStatus::NotFound;
+    Mu::UniString below = PathOf(name);
+    return owner.ConnectBeyond(below, location, entry);
+}
+
+template BaseFileSystem::ConnectStatus WinFolderEntry::ConnectBeyond(Name const &, Location *,
                                                                      FileEntry **) const;
-template BaseFileSystem::ConnectStatus WinFolderEntry::ConnectBeyond(Name const &, Location const &,
+template BaseFileSystem::ConnectStatus WinFolderEntry::ConnectBeyond(Name const &, Location *,
                                                                      FolderEntry **) const;
+
+bool WinFolderEntry::ResolveBeyond(Name const & name, Location const & link, Location * target,
+                                   EntryType * type) const {
+    if (!IsBeyond(name, link))
+        return false;
+    Mu::UniString below = PathOf(name);
+    return owner.ResolveBeyond(below, target, type);
+}
 
 WinFolderEntry::HoldStatus WinFolderEntry::HoldFound(Name const & name,
                                                      WinFolderEntry & folder) const {
@@ -380,6 +392,29 @@ bool WinFolderEntry::Lend(Name const & name, WinFolderEntry & folder) const {
 
 bool WinFolderEntry::Lend(Name const & name, WinFileEntry & file) const {
     return file.SetFolder(GetReach(), PathOf(name));
+}
+
+FSEntry::AttributeStatus WinFolderEntry::GetDiskUse(DiskUse * use) const {
+    *use = {}; // which the root of the computer has
+    return depth == 0 ? AttributeStatus::Done
+                      : TranslateDenial<AttributeStatus>(GetFileCalls().GetDiskUse(path, use));
+}
+
+FolderEntry::GetTypeStatus WinFolderEntry::GetDiskUse(Name const & name, DiskUse * use) const {
+    static constexpr ErrorRow<GetTypeStatus> errors[] = {
+        {FileError::FileNotFound, GetTypeStatus::EntryNotFound},
+        {FileError::PathNotFound, GetTypeStatus::EntryNotFound},
+        {FileError::AccessDenied, GetTypeStatus::AccessDenied},
+        {FileError::SharingViolation, GetTypeStatus::AccessDenied},
+    };
+    *use = {};
+    bool const isFound = found != nullptr && found->IsOf(name);
+    if (depth != 0 && !isFound && !Takes(name))
+        return GetTypeStatus::Other;
+    FindHandle const in = isFound ? found->search.GetFolder() : kept;
+    unsigned int const error = in != nullptr ? GetFileCalls().GetDiskUse({in, name.ToString()}, use)
+                                             : GetFileCalls().GetDiskUse(PathOf(name), use);
+    return Translate(errors, error, GetTypeStatus::Other);
 }
 
 FSEntry::AttributeStatus WinFolderEntry::GetFreeSpace(unsigned long long * bytes) {

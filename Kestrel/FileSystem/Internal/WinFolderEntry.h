@@ -60,6 +60,10 @@ public:
     CreateStatus CreateFileLike(Name const & name, Name const & model);
 
     unsigned int GetDepth() const { return depth; }
+    AttributeStatus GetDiskUse(DiskUse * use) const;
+    /// Of what has the name in the folder, itself. One that is handed out just now is looked at
+    /// there, whatever its path leads to.
+    GetTypeStatus GetDiskUse(Name const & name, DiskUse * use) const;
 
     /// Whether the entry hands out this name just now, and whether that is a plain file, nothing to be
     /// followed, which GetType would find too. Costs a look at the first name of an enumeration and none after it.
@@ -70,11 +74,15 @@ public:
     /// connected to; null for what must be connected to by its path. Where a path may not be longer
     /// than a location, that is everything.
     WinFolderEntry * ConnectFound(Name const & name) const;
-    /// What has the name, of which `location` is longer than a legal one, as below a deep tree: by
-    /// the path. NotFound also for another location.
+    /// What has the name, of which `*location` is longer than a legal one, as below a deep tree: by
+    /// the path. It becomes the location of what a link leads to. NotFound also for another location.
     template <typename Entry>
-    BaseFileSystem::ConnectStatus ConnectBeyond(Name const & name, Location const & location,
+    BaseFileSystem::ConnectStatus ConnectBeyond(Name const & name, Location * location,
                                                 Entry ** entry) const;
+    /// Where the link of that name leads, of which `link` is longer than a legal location, and what is
+    /// there. False: nowhere, or another location.
+    bool ResolveBeyond(Name const & name, Location const & link, Location * target,
+                       EntryType * type) const;
     /// While the entry hands out the name of a folder, which `folder` was made for: the next
     /// enumeration of `folder` is of what is in this one under the name, whatever its path leads to.
     HoldStatus HoldFound(Name const & name, WinFolderEntry & folder) const;
@@ -98,6 +106,7 @@ public:
 
 private:
     bool Takes(Name const & name) const;
+    bool IsBeyond(Name const & name, Location const & location) const;
     Mu::UniString PathOf(Name const & name) const;
     WinFolderEntry * AsOurs(FolderEntry & other) const;
     AttributeStatus GetVolumeType(unsigned int * type) const;

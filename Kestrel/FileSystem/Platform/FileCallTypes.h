@@ -1,5 +1,6 @@
 #pragma once
 
+#include <Kestrel/FileSystem/FileSystemTypes.h>
 #include <Kestrel/Location/Platform/NativeTypes.h>
 
 #include <concepts>

@@ -27,6 +27,9 @@ public:
     virtual unsigned int SetFileAttributes(EntryPath path, unsigned int attributes) = 0;
     /// `*attributes` is 0 after a failure.
     virtual unsigned int GetFileAttributes(EntryPath path, unsigned int * attributes) = 0;
+    /// Of the entry itself: a link is not followed. `*use` is empty after a failure. Recorded as
+    /// GetFileInformationByHandle.
+    virtual unsigned int GetDiskUse(EntryPath path, DiskUse * use) = 0;
 
     /// Bytes that the user may still fill on the volume of the folder; 0 after a failure.
     virtual unsigned int GetDiskFreeSpaceEx(PathText folder, unsigned long long * available) = 0;

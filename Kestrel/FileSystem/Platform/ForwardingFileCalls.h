@@ -21,6 +21,9 @@ public:
     unsigned int GetFileAttributes(EntryPath path, unsigned int * attributes) override {
         return below->GetFileAttributes(path, attributes);
     }
+    unsigned int GetDiskUse(EntryPath path, DiskUse * use) override {
+        return below->GetDiskUse(path, use);
+    }
     unsigned int GetDiskFreeSpaceEx(PathText folder, unsigned long long * available) override {
         return below->GetDiskFreeSpaceEx(folder, available);
     }

@@ -67,6 +67,11 @@ unsigned int RecordingFileCalls::GetFileAttributes(EntryPath path, unsigned int 
     return Recorded("GetFileAttributes", &FileCalls::GetFileAttributes, path, attributes);
 }
 
+unsigned int RecordingFileCalls::GetDiskUse(EntryPath path, DiskUse * use) {
+    ErrorModeMark const mark(GetBelow());
+    return Recorded("GetFileInformationByHandle", &FileCalls::GetDiskUse, path, use);
+}
+
 unsigned int RecordingFileCalls::GetDiskFreeSpaceEx(PathText folder,
                                                     unsigned long long * available) {
     ErrorModeMark const mark(GetBelow());

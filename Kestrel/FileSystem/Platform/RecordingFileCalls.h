@@ -22,6 +22,7 @@ public:
 
     unsigned int SetFileAttributes(EntryPath path, unsigned int attributes) override;
     unsigned int GetFileAttributes(EntryPath path, unsigned int * attributes) override;
+    unsigned int GetDiskUse(EntryPath path, DiskUse * use) override;
     unsigned int GetDiskFreeSpaceEx(PathText folder, unsigned long long * available) override;
     unsigned int FindFirstFile(PathText path, FindData * data) override;
     unsigned int OpenFolder(EntryPath folder, FolderUse use, FindHandle * find) override;

@@ -21,6 +21,7 @@ using IO::TextBuffer;
 enum class FileCall : unsigned int {
     SetFileAttributes,
     GetFileAttributes,
+    GetDiskUse,
     GetDiskFreeSpaceEx,
     FindFirstFile,
     OpenFolder,
@@ -109,6 +110,7 @@ public:
                       attributes)
     KESTREL_TEST_CALL(GetFileAttributes, (EntryPath path, unsigned int * attributes),
                       *attributes = 0, path, attributes)
+    KESTREL_TEST_CALL(GetDiskUse, (EntryPath path, IO::DiskUse * use), *use = {}, path, use)
     KESTREL_TEST_CALL(GetDiskFreeSpaceEx, (PathText folder, unsigned long long * available),
                       *available = 0, folder, available)
     KESTREL_TEST_CALL(FindFirstFile, (PathText path, FindData * data), (void)0, path, data)

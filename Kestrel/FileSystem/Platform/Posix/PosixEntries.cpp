@@ -112,6 +112,18 @@ unsigned int PosixFileCalls::GetFileAttributes(EntryPath path, unsigned int * at
     return error;
 }
 
+unsigned int PosixFileCalls::GetDiskUse(EntryPath path, DiskUse * use) {
+    constexpr unsigned int blockSize = 512; // the unit of st_blocks, whatever the disk's own is
+    *use = {};
+    NativeEntry native;
+    struct stat info;
+    unsigned int const error = FindEntry(path, &native, &info);
+    if (error == FileError::None)
+        *use = {true, static_cast<unsigned long long>(info.st_blocks) * blockSize, info.st_nlink,
+                info.st_dev, info.st_ino};
+    return error;
+}
+
 unsigned int PosixFileCalls::FindFirstFile(PathText path, FindData * data) {
     NativeEntry native;
     struct statx info;

@@ -76,6 +76,32 @@ bool FollowText(BytePath const & link, BytePath const & text, BytePath * target)
     return isReal ? target->AppendName(GetName(joined)) : Collapse(joined, target);
 }
 
+// The same from a folder that is too deep to be named for the system, by the portable path of the link,
+// as far as the text alone leads to where the system follows it.
+bool FollowPortableText(PathText link, BytePath const & text, TextBuffer * target) {
+    constexpr PathText separators = u"\\/";
+    std::string_view rest = text.GetText();
+    if (!target->Put(link.substr(0, link.find_last_of(separators))))
+        return false;
+    while (!rest.empty()) {
+        std::string_view const name = rest.substr(0, rest.find('/'));
+        rest.remove_prefix(std::min(name.size() + 1, rest.size()));
+        std::size_t const separator = target->GetText().find_last_of(separators);
+        if (name == ".." && separator == PathText::npos)
+            return false;
+        if (name == "..")
+            target->length = static_cast<unsigned int>(separator);
+        else if (!name.empty() && name != "." &&
+                 (!target->Put(u'\\') || !AppendPortableName(name, target)))
+            return false;
+    }
+    return true;
+}
+
+bool IsSameEntry(struct stat const & a, struct stat const & b) {
+    return a.st_dev == b.st_dev && a.st_ino == b.st_ino;
+}
+
 } // namespace
 
 LinkStatus PosixFileCalls::ReadShellLink(PathText path, TextBuffer * target) {
@@ -89,14 +115,25 @@ LinkStatus PosixFileCalls::ReadShellLink(PathText path, TextBuffer * target) {
     if (error != FileError::None)
         return LinkStatus::NotALink;
     BytePath next;
-    // What a link in a folder too deep to be named leads to from there has no path either; the system
-    // follows it nevertheless.
-    bool const isNameless = entry.at != AT_FDCWD && text.text[0] != '/';
-    if (text.length == 0 || isNameless)
+    struct stat info;
+    if (text.length == 0)
         return LinkStatus::Broken;
+    if (entry.at != AT_FDCWD && text.text[0] != '/') {
+        NativeEntry found;
+        struct stat there;
+        bool const leads =
+            FollowPortableText(path, text, target) &&
+            ::fstatat(entry.at, link.text, &info, 0) == 0 &&
+            OnEntry(target->GetText(), &found, [&there](int at, char const * native) {
+                return ::fstatat(at, native, &there, 0) == 0;
+            }) == FileError::None;
+        if (leads && IsSameEntry(info, there))
+            return LinkStatus::Done;
+        target->length = 0;
+        return LinkStatus::Broken; // which the system may follow nevertheless
+    }
     if (!FollowText(link, text, &next))
         return LinkStatus::Failed;
-    struct stat info;
     if (::lstat(next.text, &info) != 0 && ::fstatat(entry.at, link.text, &info, 0) == 0)
         return LinkStatus::NotALink; // the kernel opens it, and not by this text
     bool const fits = PutNative(next.GetText(), target) == FileError::None;

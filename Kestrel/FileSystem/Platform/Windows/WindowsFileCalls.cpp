@@ -158,6 +158,17 @@ unsigned int OpenIn(EntryPath entry, NtOpening const & opening, HANDLE * handle)
                : error;
 }
 
+unsigned int OpenByPath(PathText path, DWORD access, DWORD share, DWORD flags, Handle * handle) {
+    return WithPath(path, [=](wchar_t const * wide) {
+        HANDLE const opened =
+            ::CreateFileW(wide, access, share, nullptr, OPEN_EXISTING, flags, nullptr);
+        if (opened == INVALID_HANDLE_VALUE)
+            return false;
+        *handle->GetPlace() = opened;
+        return true;
+    });
+}
+
 // Whether what was opened stands for a folder elsewhere, so that entering it would lead out.
 bool LeadsElsewhere(HANDLE handle) {
     FILE_ATTRIBUTE_TAG_INFO info;
@@ -449,6 +460,28 @@ unsigned int WindowsFileCalls::GetFileAttributes(EntryPath path, unsigned int * 
     });
 }
 
+unsigned int WindowsFileCalls::GetDiskUse(EntryPath path, DiskUse * use) {
+    *use = {};
+    Handle handle;
+    unsigned int const error =
+        path.in != nullptr
+            ? OpenIn(path, {.access = FILE_READ_ATTRIBUTES}, handle.GetPlace())
+            : OpenByPath(path.text, FILE_READ_ATTRIBUTES,
+                         FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
+                         FILE_FLAG_BACKUP_SEMANTICS | FILE_FLAG_OPEN_REPARSE_POINT, &handle);
+    if (error != FileError::None)
+        return error;
+    FILE_STANDARD_INFO size; // of what is compressed or has holes, what is left
+    BY_HANDLE_FILE_INFORMATION info;
+    if (!::GetFileInformationByHandleEx(handle, FileStandardInfo, &size, sizeof(size)) ||
+        !::GetFileInformationByHandle(handle, &info))
+        return LastError();
+    *use = {true, static_cast<unsigned long long>(size.AllocationSize.QuadPart),
+            info.nNumberOfLinks, info.dwVolumeSerialNumber,
+            Join(info.nFileIndexHigh, info.nFileIndexLow)};
+    return FileError::None;
+}
+
 unsigned int WindowsFileCalls::GetDiskFreeSpaceEx(PathText folder, unsigned long long * available) {
     *available = 0;
     ULARGE_INTEGER size;
@@ -489,15 +522,8 @@ unsigned int WindowsFileCalls::OpenFolder(EntryPath folder, FolderUse use, FindH
     if (folder.in != nullptr)
         error = OpenIn(folder, opening, handle.GetPlace());
     else
-        error = WithPath(folder.text, [&](wchar_t const * wide) {
-            HANDLE const opened =
-                ::CreateFileW(wide, opening.access | SYNCHRONIZE, opening.share, nullptr,
-                              OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr);
-            if (opened == INVALID_HANDLE_VALUE)
-                return false;
-            *handle.GetPlace() = opened;
-            return true;
-        });
+        error = OpenByPath(folder.text, opening.access | SYNCHRONIZE, opening.share,
+                           FILE_FLAG_BACKUP_SEMANTICS, &handle);
     if (error == FileError::FileNotFound && folder.in == nullptr)
         return FileError::PathNotFound; // what is looked into is no last name
     FILE_BASIC_INFO info;

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <fcntl.h>
+#include <fstream>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -17,6 +18,7 @@ constexpr unsigned int Levels = 3000; // of which a third has a path that the sy
 
 /// A folder in the other, with a file of one byte in each, made step by step.
 void MakeDeepTree(std::filesystem::path const & top) {
+    int links = 0;
     int folder = ::open(top.c_str(), O_RDONLY | O_DIRECTORY);
     for (unsigned int i = 0; i < Levels && folder >= 0; ++i) {
         int const file = ::openat(folder, "file", O_WRONLY | O_CREAT, 0600);
@@ -29,6 +31,16 @@ void MakeDeepTree(std::filesystem::path const & top) {
     }
     ASSERT_GE(folder, 0);
     ASSERT_EQ(::symlinkat("../file", folder, "link"), 0);
+    std::filesystem::path const aside = top.parent_path() / "aside";
+    for (char const * const target : {"../d/./side", aside.c_str(), "../d", "../absent"})
+        ASSERT_EQ(::symlinkat(target, folder, ("to" + std::to_string(links++)).c_str()), 0);
+    // A folder of one file each that two of them lead to.
+    ASSERT_EQ(::mkdirat(folder, "side", 0700), 0);
+    int const file = ::openat(folder, "side/file", O_WRONLY | O_CREAT, 0600);
+    ASSERT_EQ(::write(file, "x", 1), 1);
+    ::close(file);
+    std::filesystem::create_directory(aside);
+    std::ofstream(aside / "file") << "x";
     ::close(folder);
 }
 
@@ -58,6 +70,8 @@ public:
         return true;
     }
     bool LinkFound(IO::Name const & name) override {
+        if (name != IO::Name("link"))
+            return true;
         Read(name);
         return false;
     }
@@ -94,17 +108,17 @@ TEST(DeepTree, IsWalkedCountedCopiedAndDeleted) {
         Folder root(place.GetRoot());
         Depth walk(root);
         EXPECT_EQ(walk.Do(), IO::NoError);
-        EXPECT_EQ(walk.files, Levels);
-        EXPECT_EQ(walk.read, Levels + 1) << "and through the link";
-        EXPECT_EQ(walk.deepest, Levels + 1);
+        EXPECT_EQ(walk.files, Levels + 4) << "two of them by links to their folders, too";
+        EXPECT_EQ(walk.read, Levels + 5) << "and through the link";
+        EXPECT_EQ(walk.deepest, Levels + 2);
         EXPECT_EQ(root.Copy("top", "copy"), IO::NoError);
         unsigned int count = 0;
         unsigned long long size = 0;
         EXPECT_EQ(IO::fileSystem.CountFiles(place / "copy", &count), IO::NoError);
-        EXPECT_EQ(count, Levels);
+        EXPECT_EQ(count, Levels + 4) << "the one beside the links, and what three of them lead to";
         EXPECT_EQ(IO::fileSystem.CountSize(place.GetRoot(), &size), IO::NoError);
-        EXPECT_EQ(size, 2 * Levels);
-        for (char const * name : {"top", "copy"})
+        EXPECT_EQ(size, 2 * (Levels + 4) + 1);
+        for (char const * name : {"top", "copy", "aside"})
             EXPECT_EQ(root.Delete(name, IO::DataSafety::KeepProtected), IO::NoError);
     }
     EXPECT_TRUE(std::filesystem::is_empty(place.GetPath()));
