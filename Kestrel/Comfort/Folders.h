@@ -21,33 +21,41 @@ namespace IO {
 
 /// What an enumeration gives for each entry. Length and time are there where the enumeration has them,
 /// as Folder::GetFoundFile documents: mostly for plain files on Linux, for none on Windows. GetSize
-/// below asks where they are missing.
+/// below queries the file where they are missing.
 struct FoundEntry {
     Name name;
     bool isFolder = false; ///< after links were followed, where they are
     std::optional<unsigned long long> length = {};
     std::optional<std::chrono::sys_seconds> modificationTime = {};
 
-    /// Only from within an enumeration of `folder` that hands out the name just now.
+    /// Only from within an enumeration of `folder` that is at this name.
     static FoundEntry Make(Folder const & folder, Name const & name, bool isFolder) {
         FoundEntry found{name, isFolder};
-        unsigned long long length = 0;
-        int time = 0;
-        if (!isFolder && folder.GetFoundFile(name, &length, &time)) {
-            found.length = length;
-            found.modificationTime = std::chrono::sys_seconds(std::chrono::seconds(time));
-        }
+        if (!isFolder)
+            (void)found.TakeKnown(folder, name);
         return found;
+    }
+    /// The same for length and time alone. False: the enumeration does not know them.
+    bool TakeKnown(Folder const & folder, Name const & found) {
+        unsigned long long foundLength = 0;
+        int time = 0;
+        if (!folder.GetFoundFile(found, &foundLength, &time))
+            return false;
+        length = foundLength;
+        modificationTime = std::chrono::sys_seconds(std::chrono::seconds(time));
+        return true;
     }
 };
 
 /// An entry of a tree, with the place that it was met at.
 struct TreeEntry : FoundEntry {
-    Location folder;
     unsigned int depth = 0; ///< folders between the root of the walk and the entry
     bool isLink = false;    ///< of a walk that reports links
+    /// One for all entries of a folder, which costs less than one for each. Never null in a walk.
+    std::shared_ptr<Location const> folder = {};
 
-    Location GetLocation() const { return folder / name; }
+    Location const & GetFolder() const { return *folder; }
+    Location GetLocation() const { return *folder / name; }
 };
 
 /// The length of a file that an enumeration found: what that knew, or what the file itself says.
@@ -69,7 +77,7 @@ bool GoesOn(Visit & visit, Arguments const &... arguments) {
 }
 
 /// Calls `visit` for each entry of the folder, `visit(entry)` or `visit(name, isFolder)`, of which the
-/// second spares the look at each file that its length costs on Linux. One that returns false ends the
+/// second saves a system call for each file on Linux, the one for its length. One that returns false ends the
 /// enumeration, which is no failure. What `visit` throws comes out of here.
 /// Failure: those of Folder::Enumerate.
 template <typename Visit>
@@ -167,30 +175,41 @@ template <typename Visit>
 [[nodiscard]] MuErrCode
 ForEachBelow(Folder const & root, Visit && visit,
              Folder::LinkProcessing links = Folder::LinkProcessing::Resolve) {
+    constexpr bool isPlain = std::invocable<Visit &, Folder const &, Name const &, bool>;
     class Walk : public TreeEnumerator {
     public:
         Walk(Folder const & start, Visit & given, Folder::LinkProcessing givenLinks)
-            : TreeEnumerator(start), visit(given), links(givenLinks) {}
+            : TreeEnumerator(start), visit(given), links(givenLinks), places(1) {}
         std::exception_ptr thrown;
 
     private:
-        // What is known to be a plain file needs no look at its type.
+        // What is known to be a plain file needs no query of its type.
         bool EntryFound(Name const & name, bool isFolder) override {
-            if (isFolder || !GetParent()->GetFoundFile(name, nullptr, nullptr))
+            TreeEntry known;
+            if (isFolder || !(isPlain ? GetParent()->GetFoundFile(name, nullptr, nullptr)
+                                      : known.TakeKnown(*GetParent(), name)))
                 return true;
-            (void)Meet(name, false, false); // one that ends the walk has stopped it
+            (void)Meet(name, std::move(known)); // one that ends the walk has stopped it
             return false;
         }
-        bool FileFound(Name const & name) override { return Meet(name, false, false); }
-        bool FolderFound(Name const & name) override { return Meet(name, true, false); }
-        bool LinkFound(Name const & name) override {
-            return links == Folder::LinkProcessing::Resolve || (Meet(name, false, true), false);
+        // That the enumeration does not know more of it was found out above.
+        bool FileFound(Name const & name) override { return Meet(name, {}); }
+        bool FolderFound(Name const & name) override {
+            TreeEntry entry;
+            entry.isFolder = true;
+            return Meet(name, std::move(entry));
         }
-        void FolderEntered(Name const &, Folder const &) override { ++depth; }
-        void FolderExited(Name const &, Folder const &) override { --depth; }
-        bool Meet(Name const & name, bool isFolder, bool isLink) {
+        bool LinkFound(Name const & name) override {
+            TreeEntry entry;
+            entry.isLink = true;
+            return links == Folder::LinkProcessing::Resolve ||
+                   (Meet(name, std::move(entry)), false);
+        }
+        void FolderEntered(Name const &, Folder const &) override { places.emplace_back(); }
+        void FolderExited(Name const &, Folder const &) override { places.pop_back(); }
+        bool Meet(Name const & name, TreeEntry && entry) {
             try {
-                if (Visited(name, isFolder, isLink))
+                if (Visited(name, std::move(entry)))
                     return true;
             } catch (...) { // the walk ends in order first
                 thrown = std::current_exception();
@@ -198,25 +217,34 @@ ForEachBelow(Folder const & root, Visit && visit,
             Stop();
             return false;
         }
-        bool Visited(Name const & name, bool isFolder, bool isLink) {
-            Folder const & above = *GetParent();
-            if constexpr (std::invocable<Visit &, Folder const &, Name const &, bool>)
-                return GoesOn(visit, above, name, isFolder);
+        bool Visited(Name const & name, TreeEntry && entry) {
+            if constexpr (isPlain)
+                return GoesOn(visit, *GetParent(), name, entry.isFolder);
             else {
-                TreeEntry entry{FoundEntry::Make(above, name, isFolder), {}, depth, isLink};
-                (void)above.GetLocation(&entry.folder); // where it fails, the entry holds why
+                entry.name = name;
+                entry.depth = static_cast<unsigned int>(places.size() - 1);
+                entry.folder = GetPlace();
                 if constexpr (std::invocable<Visit &, TreeEntry const &>)
-                    return GoesOn(visit, entry);
+                    return GoesOn(visit, std::as_const(entry));
                 else {
                     visit(std::move(entry)); // as Tree keeps it
                     return true;
                 }
             }
         }
+        std::shared_ptr<Location const> const & GetPlace() {
+            std::shared_ptr<Location const> & place = places.back();
+            if (place == nullptr) {
+                Location found;
+                (void)GetParent()->GetLocation(&found); // where it fails, that holds why
+                place = std::make_shared<Location const>(std::move(found));
+            }
+            return place;
+        }
 
         Visit & visit;
         Folder::LinkProcessing const links;
-        unsigned int depth = 0;
+        std::vector<std::shared_ptr<Location const>> places; // of the folders being walked
     } walk(root, visit, links);
     MuErrCode const status = walk.Do();
     if (walk.thrown != nullptr)

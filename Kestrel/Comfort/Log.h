@@ -34,7 +34,7 @@ void AppendValue(LogComposer & composer, T const & value) {
 ///
 ///     Mu::Log(Mu::LogSeverity::Warning, "MyHost", "% of % files are old", old, count);
 ///
-/// Each "%" of the format takes a value; "%%" is a percent sign. Costs a look at a flag when nobody
+/// Each "%" of the format takes a value; "%%" is a percent sign. Costs a test of a flag when nobody
 /// wants the line. Memory and threads: as for FastLogger. A shortage in the making of a value throws
 /// std::bad_alloc.
 template <typename... Values>

@@ -55,12 +55,12 @@ public:
     Result(T given) : value(std::move(given)) {}
     /// `status` must not be NoError.
     static Result Failure(MuErrCode status) { return Result(status, 0); }
-    /// The value that `ask` writes through its argument, when it returns NoError.
-    template <typename Ask>
-    static Result From(Ask const & ask) {
-        T asked{};
-        MuErrCode const status = ask(&asked);
-        return status == NoError ? Result(std::move(asked)) : Failure(status);
+    /// The value that `query` writes through its argument, when it returns NoError.
+    template <typename Query>
+    static Result From(Query const & query) {
+        T found{};
+        MuErrCode const status = query(&found);
+        return status == NoError ? Result(std::move(found)) : Failure(status);
     }
 
     explicit operator bool() const { return value.has_value(); }

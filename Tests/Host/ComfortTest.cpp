@@ -137,7 +137,7 @@ TEST_F(Comfort, GoesThroughTreesAsRanges) {
     for (Links const links : {Links::Resolve, Links::ReportLinks}) {
         std::multimap<std::string, std::string> found;
         for (IO::TreeEntry const & entry : IO::Tree(folder, links)) {
-            EXPECT_EQ(entry.folder, *IO::GetParent(entry.GetLocation()));
+            EXPECT_EQ(entry.GetFolder(), *IO::GetParent(entry.GetLocation()));
             found.emplace(std::string(entry.name),
                           std::to_string(entry.depth) +
                               (entry.isLink     ? "link"
