@@ -90,7 +90,11 @@ constexpr char const * calls[] = {"cp -p a new",
                                   "find dir -type f -name '[cd]'",
                                   "find . -maxdepth 1 -type l",
                                   "find . -type f -size +1",
-                                  "find none"};
+                                  "find none",
+                                  "du -k dir",
+                                  "du -k -d 1 .",
+                                  "du -sk dir/sub hole a none",
+                                  "du -k empty other"};
 
 void Make(fs::path const & root) {
     fs::create_directories(root / "dir" / "sub");
@@ -103,6 +107,7 @@ void Make(fs::path const & root) {
     std::ofstream(root / "lines") << "1\n2\n3\nlast";
     std::ofstream(root / "hole") << "x";
     fs::resize_file(root / "hole", 1 << 22);
+    fs::create_hard_link(root / "other/dir/e", root / "other/dir/same");
     fs::create_symlink("a", root / "link");
     fs::create_symlink("none", root / "broken");
     fs::create_symlink("dir", root / "dirlink");

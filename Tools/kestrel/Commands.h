@@ -35,6 +35,8 @@ struct Options {
     bool follow = false;
     bool summary = false;
     bool bytes = false;
+    bool kibibytes = false;
+    bool apparent = false;
     int depth = -1; ///< below 0: all of it
     int level = -1;
     std::string key;

@@ -8,6 +8,7 @@
 #include <Kestrel/Root/Log/EscapedText.h>
 
 #include <algorithm>
+#include <cstdio>
 #include <iostream>
 #include <new>
 #include <string_view>
@@ -65,22 +66,24 @@ std::string PadLeft(std::string text, std::size_t width) {
 }
 
 Output & Output::operator<<(char const * ownWords) {
-    std::cout << ownWords;
+    std::fputs(ownWords, stdout);
     return *this;
 }
 
 Output & Output::operator<<(std::string const & text) {
-    std::cout << (isTerminal ? Disarm(text) : text);
+    std::string const disarmed = isTerminal ? Disarm(text) : std::string();
+    std::string const & shown = isTerminal ? disarmed : text;
+    std::fwrite(shown.data(), 1, shown.size(), stdout);
     return *this;
 }
 
 Output & Output::operator<<(unsigned long long number) {
-    std::cout << number;
+    std::fputs(std::to_string(number).c_str(), stdout);
     return *this;
 }
 
 bool Output::Flush() {
-    return static_cast<bool>(std::cout.flush());
+    return std::cout.flush() && std::fflush(stdout) == 0 && std::ferror(stdout) == 0;
 }
 
 Output & Out() {

@@ -50,8 +50,8 @@ struct Place {
 
 /// An entry as ls shows it.
 struct Listed {
-    IO::Name name;
-    std::string text;
+    IO::Name const * name; ///< what was found; null for a path that was named
+    std::string text = {};
     IO::EntryType type = IO::EntryType::File;
     char kind = '-'; ///< as the system knows it: of pipes, sockets and devices, too
     bool isExecutable = false;
@@ -144,8 +144,7 @@ struct Found {
 
 Listed Gather(Place const & place, Found const & found, Options const & options,
               Colours const & colours) {
-    Listed entry;
-    entry.name = found.name;
+    Listed entry{place.name};
     entry.text = ToText(found.name);
     entry.type = found.isFolder ? IO::EntryType::Folder : IO::EntryType::File;
     if (!found.isFolder && !found.isPlainFile)
@@ -291,11 +290,11 @@ int ListFolder(IO::Location const & location, std::string const & path, Options 
         ShowColumns(order, colours);
     else
         for (Listed const * const entry : order)
-            ShowListed({location, &entry->name}, *entry, options, colours);
+            ShowListed({location, entry->name}, *entry, options, colours);
     for (Listed const * const entry : order)
         if (options.recursive && entry->type == IO::EntryType::Folder) {
             Out() << "\n";
-            result |= ListFolder(IO::Location(location, entry->name),
+            result |= ListFolder(IO::Location(location, *entry->name),
                                  LeftOut::Join(path, entry->text), options, colours, console);
         }
     return result;

@@ -76,10 +76,8 @@ struct Trees {
 };
 
 // What could be read is shown, whatever went wrong on the way.
-bool ReadOne(std::string const & path, Options const & options, TreeReader::Keep keep, int depth,
-             Console & console, TreeNode * node, Trees * trees) {
-    auto const sizes =
-        keep == TreeReader::Keep::Nothing ? TreeReader::Sizes::Skip : TreeReader::Sizes::Ask;
+bool ReadOne(std::string const & path, Options const & options, TreeReader::Sizes sizes,
+             TreeReader::Keep keep, int depth, Console & console, TreeNode * node, Trees * trees) {
     node->type = IO::EntryType::Link; // until something is found
     trees->result |=
         ReadTree(path, sizes, keep, options.follow, depth, console, node, &trees->counts);
@@ -100,9 +98,14 @@ std::string Join(std::string const & folder, IO::Name const & name) {
     return folder + (isEnded ? "" : std::string(1, Separator)) + ToText(name);
 }
 
-void ShowSize(std::string const & path, unsigned long long size, bool inBytes) {
-    Out() << PadLeft(inBytes ? std::to_string(size) : ToSizeText(size), inBytes ? 14 : 10) << "  "
-          << path << "\n";
+void ShowSize(std::string const & path, unsigned long long size, Options const & options) {
+    if (options.kibibytes)
+        Out() << std::to_string(size / 1024 + (size % 1024 != 0 ? 1 : 0)) << "\t";
+    else if (options.bytes)
+        Out() << PadLeft(std::to_string(size), 14) << "  ";
+    else
+        Out() << PadLeft(ToSizeText(size), 10) << "  ";
+    Out() << path << "\n";
 }
 
 // The folders first that are in it, the folder itself last: its size is their sum.
@@ -111,7 +114,7 @@ void ShowSizes(std::string const & path, TreeNode const & node, Options const & 
     for (TreeNode const & child : node.children)
         if (depth != 0 && (child.type == IO::EntryType::Folder || !child.children.empty()))
             ShowSizes(Join(path, child.name), child, options, depth - 1);
-    ShowSize(path, node.size, options.bytes);
+    ShowSize(path, node.size, options);
 }
 
 } // namespace
@@ -120,7 +123,8 @@ int Tree(Options const & options, Console & console) {
     Trees trees;
     for (std::string const & path : GetPaths(options)) {
         TreeNode node;
-        if (!ReadOne(path, options, TreeReader::Keep::All, options.depth, console, &node, &trees))
+        if (!ReadOne(path, options, TreeReader::Sizes::Lengths, TreeReader::Keep::All,
+                     options.depth, console, &node, &trees))
             continue;
         if (options.json) {
             trees.json.push_back(ToJson(node));
@@ -137,9 +141,10 @@ int Tree(Options const & options, Console & console) {
 
 int DiskUsage(Options const & options, Console & console) {
     Trees trees;
+    auto const sizes = options.apparent ? TreeReader::Sizes::Lengths : TreeReader::Sizes::DiskUse;
     for (std::string const & path : GetPaths(options)) {
         TreeNode node;
-        if (ReadOne(path, options, TreeReader::Keep::Folders, -1, console, &node, &trees))
+        if (ReadOne(path, options, sizes, TreeReader::Keep::Folders, -1, console, &node, &trees))
             ShowSizes(path, node, options, options.summary ? 0 : options.depth);
     }
     return trees.result;
@@ -150,7 +155,8 @@ int CountEntries(Options const & options, Console & console) {
     for (std::string const & path : GetPaths(options)) {
         Trees trees;
         TreeNode node;
-        if (ReadOne(path, options, TreeReader::Keep::Nothing, -1, console, &node, &trees))
+        if (ReadOne(path, options, TreeReader::Sizes::Skip, TreeReader::Keep::Nothing, -1, console,
+                    &node, &trees))
             Out() << Describe(trees.counts) << "  " << path << "\n";
         result |= trees.result;
     }

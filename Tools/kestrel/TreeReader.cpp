@@ -52,9 +52,10 @@ bool LeftOut::Exit(IO::Folder const & folder) {
 }
 
 TreeReader::TreeReader(IO::Folder const & folder, TreeNode & root, Sizes sizes, Keep keep,
-                       bool follow, int depth, std::string const & path, Console & console)
+                       bool follow, int depth, std::string const & path, Console & console,
+                       TreeCounts & counts)
     : TreeEnumerator(folder), sizes(sizes), keep(keep), follow(follow), depth(depth),
-      leftOut(path, console) {
+      counts(counts), leftOut(path, console) {
     above.push_back(&root);
 }
 
@@ -80,14 +81,17 @@ bool TreeReader::EntryFound(IO::Name const & name, bool isFolder) {
 // What the enumeration is certain of needs no look of its own.
 bool TreeReader::TakeKnown(IO::Name const & name) {
     unsigned long long size = 0;
-    if (!GetParent()->GetFoundFile(name, sizes == Sizes::Ask ? &size : nullptr, nullptr))
+    if (!GetParent()->GetFoundFile(name, sizes == Sizes::Lengths ? &size : nullptr, nullptr))
         return false;
-    if (keep == Keep::All)
-        Add(name, IO::EntryType::File).size = size;
-    else
+    IO::DiskUse use;
+    MuErrCode const asked =
+        sizes == Sizes::DiskUse ? GetParent()->GetDiskUse(name, &use) : IO::NoError;
+    if (sizes == Sizes::DiskUse)
+        size = CountOnce(use);
+    if (keep != Keep::All)
         ++counts.of[static_cast<unsigned int>(IO::EntryType::File)];
     scratch.type = IO::EntryType::File; // no link any more that was met last
-    AddToFolders(size);
+    Take(name, asked, size, keep == Keep::All ? &Add(name, IO::EntryType::File) : &scratch);
     return true;
 }
 
@@ -116,27 +120,52 @@ bool TreeReader::IsLastALink(IO::Name const & name) const {
     return keep == Keep::Nothing ? isThis(scratch) : !found.empty() && isThis(found.back());
 }
 
-void TreeReader::AddSize(IO::Name const & name, TreeNode * node) {
-    MuErrCode const status = IO::File(*GetParent(), name).GetDataLength(&node->size);
-    if (status == IO::NoError)
-        AddToFolders(node->size);
-    else if (status != IO::ErrFileNotFound) // which went meanwhile
+// What takes no more of the disk, as it was counted under another name, comes to nothing.
+unsigned long long TreeReader::CountOnce(IO::DiskUse const & use, bool isFolder) {
+    bool const mayComeAgain = use.isOnDisk && (follow || (use.names > 1 && !isFolder));
+    return mayComeAgain && !counts.onDisk.emplace(use.volume, use.id).second ? 0 : use.bytes;
+}
+
+void TreeReader::Take(IO::Name const & name, MuErrCode status, unsigned long long size,
+                      TreeNode * node) {
+    node->size += size;
+    AddToFolders(size);
+    // What went meanwhile is no failure.
+    if (status != IO::NoError && status != IO::ErrFileNotFound && status != IO::ErrEntryNotFound)
         leftOut.Fail(name, status);
+}
+
+// Of what the link leads to, or of the entry itself. What is on no disk takes its length somewhere.
+void TreeReader::AddSize(IO::Name const & name, TreeNode * node, bool isLinked) {
+    IO::Folder const & folder = *GetParent();
+    bool const isFile = isLinked || node->type == IO::EntryType::File;
+    IO::DiskUse use;
+    MuErrCode asked = IO::NoError;
+    if (sizes == Sizes::DiskUse)
+        asked = isLinked ? IO::File(folder, name).GetDiskUse(&use) : folder.GetDiskUse(name, &use);
+    unsigned long long size = CountOnce(use, node->type == IO::EntryType::Folder);
+    if (asked == IO::NoError && !use.isOnDisk && isFile && sizes != Sizes::Skip)
+        asked = IO::File(folder, name).GetDataLength(&size);
+    Take(name, asked, size, node);
 }
 
 bool TreeReader::FileFound(IO::Name const & name) {
     leftOut.Settle();
-    TreeNode & node = !IsLastALink(name)      ? Add(name, IO::EntryType::File)
-                      : keep == Keep::Nothing ? scratch
-                                              : above.back()->children.back();
-    if (sizes == Sizes::Ask)
-        AddSize(name, &node);
+    bool const isLinked = IsLastALink(name);
+    AddSize(name,
+            !isLinked               ? &Add(name, IO::EntryType::File)
+            : keep == Keep::Nothing ? &scratch
+                                    : &above.back()->children.back(),
+            isLinked);
     return true;
 }
 
 bool TreeReader::FolderFound(IO::Name const & name) {
-    if (!IsLastALink(name))
-        Add(name, IO::EntryType::Folder);
+    if (!IsLastALink(name)) {
+        TreeNode & node = Add(name, IO::EntryType::Folder);
+        if (sizes == Sizes::DiskUse)
+            AddSize(name, &node, false);
+    }
     return depth < 0 || above.size() < static_cast<std::size_t>(depth);
 }
 
@@ -145,6 +174,10 @@ bool TreeReader::LinkFound(IO::Name const & name) {
     TreeNode & node = Add(name, IO::EntryType::Link);
     if (keep == Keep::Nothing && !follow)
         return false;
+    if (sizes == Sizes::DiskUse && !follow) {
+        AddSize(name, &node, false);
+        return false;
+    }
     IO::Location link;
     GetParent()->GetLocation(&link);
     link.AppendToLocal(name);
@@ -152,9 +185,13 @@ bool TreeReader::LinkFound(IO::Name const & name) {
     return follow && !node.target.isBroken;
 }
 
-void TreeReader::FolderEntered(IO::Name const & name, IO::Folder const &) {
+void TreeReader::FolderEntered(IO::Name const & name, IO::Folder const & folder) {
     leftOut.Enter(name);
     above.push_back(keep == Keep::Nothing ? &scratch : &above.back()->children.back());
+    IO::DiskUse use;
+    if (sizes == Sizes::DiskUse && above.back()->type == IO::EntryType::Link &&
+        folder.GetDiskUse(&use) == IO::NoError) // else the walk names it
+        AddToFolders(CountOnce(use, true));
 }
 
 void TreeReader::FolderExited(IO::Name const &, IO::Folder const & folder) {
@@ -184,18 +221,23 @@ int ReadTree(std::string const & path, TreeReader::Sizes sizes, TreeReader::Keep
     node->type = type;
     if (type == IO::EntryType::Folder) {
         IO::Folder const folder(location);
-        TreeReader reader(folder, *node, sizes, keep, follow, depth, path, console);
+        TreeReader reader(folder, *node, sizes, keep, follow, depth, path, console, *counts);
+        IO::DiskUse own;
+        if (sizes == TreeReader::Sizes::DiskUse && folder.GetDiskUse(&own) == IO::NoError)
+            node->size = own.bytes; // else the walk names it
         MuErrCode const status = depth == 0 ? folder.GetStatus() : reader.Read();
-        for (unsigned int i = 0; i < 3; ++i)
-            counts->of[i] += reader.GetCounts().of[i];
         Sort(*node);
         return reader.HasFailures() ? console.Drop() | 1 : console.Finish(status, path);
     }
     ++counts->of[0];
-    return console.Finish(sizes == TreeReader::Sizes::Ask
-                              ? IO::File(location).GetDataLength(&node->size)
-                              : IO::NoError,
-                          path);
+    IO::File const file(location);
+    IO::DiskUse use;
+    MuErrCode status =
+        sizes == TreeReader::Sizes::DiskUse ? file.GetDiskUse(&use) : file.GetStatus();
+    node->size = use.bytes;
+    if (status == IO::NoError && !use.isOnDisk && sizes != TreeReader::Sizes::Skip)
+        status = file.GetDataLength(&node->size);
+    return console.Finish(status, path);
 }
 
 std::string Count(unsigned long long count, char const * one, char const * many) {

@@ -9,7 +9,9 @@
 #include <Kestrel/Location/Location.h>
 #include <Kestrel/Location/Name.h>
 
+#include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace Tool {
@@ -18,15 +20,18 @@ namespace Tool {
 struct TreeNode {
     IO::Name name;
     IO::EntryType type = IO::EntryType::File;
-    unsigned long long size = 0; ///< of a file; of a folder, all that was found in it
+    unsigned long long size = 0; ///< of a folder, with all that was found in it
     LinkTarget target;           ///< of a link
     bool isDenied = false;       ///< a folder that could not be read
     std::vector<TreeNode> children;
 };
 
-/// How many entries of each kind there are, by EntryType.
+/// What all walks of one command come to.
 struct TreeCounts {
-    unsigned long long of[3] = {};
+    unsigned long long of[3] = {}; ///< entries of each kind, by EntryType
+    /// What may be met again under another name and then takes no more of the disk: the volume, and
+    /// the entry there.
+    std::set<std::pair<unsigned long long, unsigned long long>> onDisk;
 };
 
 /// Names what a walk meets and cannot use, with the reason: folders that may not be read, and entries
@@ -65,17 +70,17 @@ private:
 /// the terminal.
 class TreeReader : public IO::TreeEnumerator {
 public:
-    enum class Sizes { Ask, Skip };
+    /// By the lengths of files, or by what everything takes of the disk.
+    enum class Sizes { Skip, Lengths, DiskUse };
     enum class Keep { All, Folders, Nothing };
 
     /// `root` must have the folder's name already. With `depth` not below 0 only so many levels are
     /// looked into.
     TreeReader(IO::Folder const & folder, TreeNode & root, Sizes sizes, Keep keep, bool follow,
-               int depth, std::string const & path, Console & console);
+               int depth, std::string const & path, Console & console, TreeCounts & counts);
 
     /// The walk's status. What it stands for was named, when anything failed below the root.
     MuErrCode Read();
-    TreeCounts const & GetCounts() const { return counts; }
     bool HasFailures() const { return leftOut.HasAny(); }
 
     bool EntryFound(IO::Name const & name, bool isFolder) override;
@@ -90,7 +95,9 @@ private:
     bool TakeKnown(IO::Name const & name);
     void AddToFolders(unsigned long long size);
     bool IsLastALink(IO::Name const & name) const;
-    void AddSize(IO::Name const & name, TreeNode * node);
+    void AddSize(IO::Name const & name, TreeNode * node, bool isLinked);
+    void Take(IO::Name const & name, MuErrCode status, unsigned long long size, TreeNode * node);
+    unsigned long long CountOnce(IO::DiskUse const & use, bool isFolder = false);
 
     Sizes sizes;
     Keep keep;
@@ -98,7 +105,7 @@ private:
     int depth;
     TreeNode scratch;              // takes what is not kept
     std::vector<TreeNode *> above; // the folders being walked, the root first
-    TreeCounts counts;
+    TreeCounts & counts;
     LeftOut leftOut;
     Progress progress{"walking", Progress::Unit::Entries};
 };

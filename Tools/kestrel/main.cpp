@@ -17,7 +17,9 @@
 #include <exception>
 #include <optional>
 #include <set>
+#include <string_view>
 #include <system_error>
+#include <utility>
 
 #if defined(_WIN32)
 #include <windows.h>
@@ -47,7 +49,9 @@ private:
 /// The command line as CLI11 sees it, and the command that it chose.
 class Interface {
 public:
-    Interface()
+    /// Knows the command `first` and those of its kind, or all where there is none of that name: what
+    /// describes a hundred options takes longer than many a command.
+    explicit Interface(std::string const & first)
         : app("Files and folders by portable paths, native paths and URLs; and the network.",
               "kestrel") {
         app.require_subcommand(1);
@@ -57,26 +61,32 @@ public:
         app.add_option("--log", logFolder,
                        "Write all lines that the library logs to files in FOLDER/kestrel.logs")
             ->type_name("FOLDER");
-        AddListing();
-        AddTrees();
-        AddContent();
-        AddLooks();
-        AddEntries();
-        AddStreams();
-        AddNetwork();
-        AddInspection();
-        AddProcesses();
-        AddTypes();
-        Add("path", "Show how a text is understood as a path", Tool::ShowPath)
-            ->add_option("TEXT", options.source, "A path or a URL")
-            ->required();
+        struct Kind {
+            void (Interface::*add)();
+            std::set<std::string_view> commands;
+        };
+        Kind const kinds[] = {
+            {&Interface::AddListing, {"ls", "stat", "special", "mounts"}},
+            {&Interface::AddTrees, {"tree", "du", "count"}},
+            {&Interface::AddContent, {"cat", "write"}},
+            {&Interface::AddLooks, {"head", "tail", "log", "cmp", "find"}},
+            {&Interface::AddEntries, {"cp", "mv", "rm", "mkdir", "ln", "touch"}},
+            {&Interface::AddStreams, {"zip", "unzip", "encrypt", "decrypt", "md5"}},
+            {&Interface::AddNetwork, {"net", "resolve", "serve", "connect"}},
+            {&Interface::AddInspection, {"inspect", "diff", "snapshot"}},
+            {&Interface::AddProcesses, {"ps", "services", "apps", "call"}},
+            {&Interface::AddTypes, {"type"}},
+            {&Interface::AddPath, {"path"}},
+        };
+        auto const wanted =
+            std::find_if(std::begin(kinds), std::end(kinds),
+                         [&](Kind const & kind) { return kind.commands.count(first) != 0; });
+        for (Kind const & kind : kinds)
+            if (wanted == std::end(kinds) || &kind == wanted)
+                (this->*kind.add)();
     }
 
     int Run(std::vector<std::string> arguments) {
-        if (arguments.size() == 2 && arguments.front() == "help")
-            arguments = {arguments.back(), "--help"};
-        else if (arguments.size() == 1 && arguments.front() == "help")
-            arguments = {"--help"};
         // As that command is known elsewhere.
         if (!arguments.empty() && arguments.front() == "find")
             for (std::string & argument : arguments)
@@ -193,11 +203,17 @@ private:
             ->check(CLI::Range(0, MostLevels));
         tree->add_flag("-j,--json", options.json, "As JSON: a list with a tree for each path");
         CLI::App * const usage =
-            AddWalk("du", "Show how much the files of folders hold", Tool::DiskUsage);
+            AddWalk("du", "Show how much of the disk folders take", Tool::DiskUsage);
         usage->add_option("-d,--depth", options.depth, "Show so many levels; all are counted")
             ->check(CLI::Range(0, MostLevels));
         usage->add_flag("-s,--summary", options.summary, "One line for each path");
-        usage->add_flag("-b,--bytes", options.bytes, "Exact numbers of bytes");
+        usage->add_flag("--apparent-size", options.apparent,
+                        "By the lengths of the files, not by what they take of the disk");
+        CLI::Option * const bytes = usage->add_flag_callback(
+            "-b,--bytes", [this] { options.apparent = options.bytes = true; },
+            "By the lengths, in exact numbers of bytes");
+        usage->add_flag("-k", options.kibibytes, "In KiB, with a tab behind, for other programs")
+            ->excludes(bytes);
         AddWalk("count", "Count folders, files and links", Tool::CountEntries);
     }
 
@@ -276,6 +292,12 @@ private:
         CLI::App * const write = Add("write", "Write standard input to a file", Tool::Write);
         write->add_flag("-a,--append", options.append, "Behind what the file holds");
         write->add_option("FILE", options.target, "What it holds already is lost, without -a")
+            ->required();
+    }
+
+    void AddPath() {
+        Add("path", "Show how a text is understood as a path", Tool::ShowPath)
+            ->add_option("TEXT", options.source, "A path or a URL")
             ->required();
     }
 
@@ -545,7 +567,12 @@ int main(int argc, char ** argv) {
     SetConsoleOutputCP(CP_UTF8);
 #endif
     try {
-        return Interface().Run(Tool::GetArguments(argc, argv));
+        std::vector<std::string> arguments = Tool::GetArguments(argc, argv);
+        if (arguments.size() <= 2 && !arguments.empty() && arguments.front() == "help") {
+            arguments.erase(arguments.begin());
+            arguments.push_back("--help");
+        }
+        return Interface(arguments.empty() ? "" : arguments.front()).Run(std::move(arguments));
     } catch (std::exception const & e) {
         return Tool::Console::Fail(e.what());
     }
