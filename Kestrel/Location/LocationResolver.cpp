@@ -1,5 +1,6 @@
 #include <Kestrel/Location/LocationResolver.h>
 
+#include <Kestrel/Location/Internal/AddressPair.h>
 #include <Kestrel/Location/RelativeLocation.h>
 #include <Kestrel/Root/Streams/IChannel.h>
 #include <Kestrel/Root/Streams/OChannel.h>
@@ -56,6 +57,11 @@ void LocationResolver::SetContent(Location & location, unsigned short const * ne
 
 void LocationResolver::SetContent(RelativeLocation & relative, unsigned short const * names) {
     relative.SetContent(names);
+}
+
+MuErrCode LocationResolver::AppendLocalNames(Location const & location, bool withAttachments,
+                                             Mu::UniString * text) {
+    return AddressPair::JoinNames(location.local, withAttachments, text);
 }
 
 Location::PDI * LocationResolver::GetPDI(Location const & location) {

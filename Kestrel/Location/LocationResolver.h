@@ -50,6 +50,11 @@ protected:
                            unsigned short const * local, Location::NetworkModel model);
     static void SetContent(RelativeLocation & relative, unsigned short const * names);
 
+    /// Appends the local names of a healthy location to the text, with `\` between them, with their
+    /// attachments or without. ErrMemoryFull: the text holds some of them, or none.
+    static MuErrCode AppendLocalNames(Location const & location, bool withAttachments,
+                                      Mu::UniString * text);
+
     // And to its private data. SetPDI takes what it is given; null clears.
     static Location::PDI * GetPDI(Location const & location);
     static void SetPDI(Location & location, Location::PDI * pdi);

@@ -115,9 +115,11 @@ MuErrCode Location::CheckLegality() const {
         return ErrMemoryFull;
     if (status != NoError && status != ErrIllegalLocation)
         return status;
+    if (legality != NotAsked)
+        return legality == 0 ? NoError : ErrIllegalLocation;
     return WithoutException([this] {
         LocationValidator const * const validator = GetValidator(LegalityPlatform);
-        if (legality == NotAsked && validator != nullptr)
+        if (validator != nullptr)
             legality = validator->IsLegal(*this) ? 0 : 1;
         return legality == 0 ? NoError : ErrIllegalLocation;
     });

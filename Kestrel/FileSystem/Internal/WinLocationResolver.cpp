@@ -2,9 +2,7 @@
 
 #include <Kestrel/FileSystem/Internal/PathText.h>
 #include <Kestrel/FileSystem/NativePath.h>
-#include <Kestrel/Location/Internal/NameText.h>
 #include <Kestrel/Location/Internal/ValidatorTable.h>
-#include <Kestrel/Location/NameEnumerator.h>
 #include <Kestrel/Location/RelativeLocation.h>
 #include <Kestrel/Root/Memory/Memory.h>
 
@@ -13,8 +11,6 @@
 namespace IO {
 
 namespace {
-
-constexpr unsigned int UsualCapacity = 120; // of a path's text, so that most take memory once
 
 // Room for the names of the longest path, each with a zero behind it, and an empty one at the end:
 // as the content of a location is set.
@@ -81,50 +77,6 @@ void AppendHost(Location const & location, Mu::UniString * text) {
         text->Append(u"\\");
 }
 
-// Puts local names together with separators between them, where they lie first: a text that grows by
-// each name would cost more than all else here.
-class LocalNames : public NameEnumerator {
-public:
-    LocalNames(Mu::UniString * text, bool withAttachments)
-        : text(text), withAttachments(withAttachments) {}
-
-    void NameFound(Name const & name) override {
-        Mu::ConstSubstring const raw(name.ToString());
-        bool const isPlain = withAttachments || raw.IsEmpty() || raw[0] != u':';
-        Mu::ConstSubstring const shown = isPlain ? raw : WithoutAttachment(raw);
-        unsigned int const needed = shown.GetLength() + 1;
-        if (needed > std::size(units) - size)
-            Flush();
-        if (!isFirst)
-            units[size++] = u'\\';
-        isFirst = false;
-        if (needed > std::size(units)) {
-            Flush();
-            text->Append(shown);
-        } else {
-            size = static_cast<unsigned int>(std::copy(shown.begin(), shown.end(), units + size) -
-                                             units);
-        }
-    }
-    void Flush() {
-        text->Append(Mu::ConstSubstring(units, size));
-        size = 0;
-    }
-
-private:
-    Mu::UniString * text;
-    bool withAttachments;
-    bool isFirst = true;
-    unsigned int size = 0;
-    unsigned short units[LongestPathText];
-};
-
-void AppendLocalNames(Location const & location, bool withAttachments, Mu::UniString * text) {
-    LocalNames names(text, withAttachments);
-    Check(location.EnumerateLocalNames(&names));
-    names.Flush();
-}
-
 } // namespace
 
 WinLocationResolver::WinLocationResolver() = default;
@@ -173,13 +125,12 @@ bool WinLocationResolver::LocationToPath(Location const & location, Mu::UniStrin
         Mu::ThrowOutOfMemory(); // which is no answer
     if (legality != NoError)
         return false;
-    path->SetCapacity(UsualCapacity);
     if (location.GetNetworkLength() != 0) {
         if (!UsesHostName(location.GetNetworkModel()))
             return false;
         AppendHost(location, path);
     }
-    AppendLocalNames(location, false, path);
+    Check(AppendLocalNames(location, false, path));
     if (location.GetLocalLength() == 1)
         path->Append(u"\\");
     return true;
@@ -191,9 +142,8 @@ bool WinLocationResolver::LocationToDisplayText(Location const & location, Mu::U
 
 bool WinLocationResolver::LocationToLogText(Location const & location, Mu::UniString * text) {
     text->ClearContent();
-    text->SetCapacity(UsualCapacity);
     AppendHost(location, text);
-    AppendLocalNames(location, true, text);
+    Check(AppendLocalNames(location, true, text));
     return true;
 }
 

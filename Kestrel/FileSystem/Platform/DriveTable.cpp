@@ -190,8 +190,15 @@ bool DriveTable::FindRoot(std::string_view native, Root * root) const {
 
 unsigned int DriveTable::ToPortable(std::string_view native, TextBuffer * path) const {
     path->length = 0;
-    BytePath normal;
     Root root;
+    if (native.size() < BytePath::Size && FindRoot(native, &root) && root.letter != 0) {
+        // Nearly every path takes this way, which finds out whether it is normal as well.
+        std::string_view const names = native.substr(root.folder == "/" ? 0 : root.folder.size());
+        if (path->Put(root.letter) && path->Put(u':') && AppendPlainPath(names, path))
+            return FileError::None;
+        path->length = 0;
+    }
+    BytePath normal;
     if (!Normalize(native, &normal))
         return FileError::InvalidName;
     if (!FindRoot(normal.GetText(), &root))

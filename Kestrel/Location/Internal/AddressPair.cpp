@@ -1,7 +1,11 @@
 #include <Kestrel/Location/Internal/AddressPair.h>
 
 #include <Kestrel/Location/Internal/AddressTree.h>
+#include <Kestrel/Location/Internal/Guard.h>
+#include <Kestrel/Location/Internal/PathNodes.h>
 #include <Kestrel/Root/Errors/Exceptions.h>
+
+#include <iterator>
 
 namespace IO {
 
@@ -42,6 +46,76 @@ void AddressPair::Drop(Address & first, Address & second) noexcept {
             tree.Drop(holdsFirst ? a : NoIndex);
             tree.Drop(holdsSecond ? b : NoIndex);
         });
+}
+
+namespace {
+
+// Puts names together where they lie first: a text that grows by each of them would cost more than
+// all else.
+class NameJoiner {
+public:
+    explicit NameJoiner(Mu::UniString * text) : text(text) {}
+
+    void Separate() {
+        MakeRoom(1);
+        units[size++] = u'\\';
+    }
+    void AppendStored(NameTable const & names, unsigned int name) {
+        for (; name != NoIndex; name = names.GetChunks()[name].next) {
+            MakeRoom(NameTable::ChunkSize);
+            size += names.CopyChunk(name, units + size);
+        }
+    }
+    void Append(Mu::ConstSubstring const & name) {
+        Flush();
+        text->Append(name);
+    }
+    void Flush() {
+        text->Append(Mu::ConstSubstring(units, size));
+        size = 0;
+    }
+
+private:
+    void MakeRoom(unsigned int count) {
+        if (std::size(units) - size < count)
+            Flush();
+    }
+
+    Mu::UniString * text;
+    unsigned int size = 0;
+    unsigned short units[512];
+};
+
+void Join(unsigned int node, bool withAttachments, NameJoiner & joiner) {
+    AddressTree::Turn const tree;
+    NameTable const & names = tree->GetNames();
+    PathNodes const path(*tree, node);
+    for (unsigned int i = 0; i < path.GetLength(); ++i) {
+        if (i != 0)
+            joiner.Separate();
+        unsigned int const name = tree->GetNodes()[path[i]].name;
+        if (withAttachments || names.GetChunks()[name].units[0] != ':') {
+            joiner.AppendStored(names, name);
+        } else {
+            Mu::UniString bare;
+            tree->ReadName(path[i], bare);
+            joiner.Append(bare);
+        }
+    }
+}
+
+} // namespace
+
+MuErrCode AddressPair::JoinNames(Address const & names, bool withAttachments,
+                                 Mu::UniString * text) {
+    if (names.node == Address::NoNode)
+        return ErrMemoryFull;
+    return WithoutException([&] {
+        NameJoiner joiner(text);
+        Join(names.node, withAttachments, joiner);
+        joiner.Flush();
+        return NoError;
+    });
 }
 
 } // namespace IO

@@ -58,17 +58,14 @@ unsigned int AddressTree::HoldRoot() {
 }
 
 unsigned int AddressTree::HoldPath(unsigned short const * list) {
-    unsigned int const folder = recent.Match(list);
-    unsigned int const length = folder == 0 ? 0 : Mu::CountUnits(list + folder);
-    if (length != 0 && list[folder + length + 1] == 0)
-        return Append(HoldRecent(), {list + folder, length});
-    return HoldNewPath(list);
+    Mu::ConstSubstring const last = recent.Match(list);
+    return last.IsEmpty() ? HoldNewPath(list) : Append(HoldRecent(), last);
 }
 
 unsigned int AddressTree::HoldRecent() {
     if (!recent.TakeHold())
-        AddRef(recent.GetHolds().node);
-    return recent.GetHolds().node;
+        AddRef(recent.GetCurrentNode());
+    return recent.GetCurrentNode();
 }
 
 // Of all names but the last is the folder that is kept from now on.
@@ -88,25 +85,27 @@ unsigned int AddressTree::HoldNewPath(unsigned short const * list) {
     return node;
 }
 
-// The folder before it goes last, so that the nodes of both stay.
+// The one that it replaces goes last, so that the nodes of both stay.
 void AddressTree::KeepRecent(unsigned short const * list, unsigned int size, unsigned int node) {
-    if (!RecentFolder::Fits(size))
+    if (!RecentFolders::Fits(size))
         return;
     AddRef(node);
-    LeaveRecent();
-    recent.Keep(list, size, node);
-}
-
-void AddressTree::LeaveRecent() {
-    RecentFolder::Holds const left = recent.Leave();
+    RecentFolders::Holds const left = recent.Keep(list, size, node);
     Release(left.node, left.count);
 }
 
-bool AddressTree::IsInRecent(unsigned int node) const {
-    unsigned int at = recent.GetHolds().node;
-    while (at != NoIndex && at != node)
-        at = nodes[at].parent;
-    return at != NoIndex;
+void AddressTree::LeaveRecent() {
+    for (RecentFolders::Holds left; (left = recent.Leave()).count != 0;)
+        Release(left.node, left.count);
+}
+
+// How many holds on the node are the tree's own.
+unsigned int AddressTree::CountRecentBelow(unsigned int node) const {
+    return recent.CountHolds([this, node](unsigned int at) {
+        while (at != NoIndex && at != node)
+            at = nodes[at].parent;
+        return at != NoIndex;
+    });
 }
 
 bool AddressTree::MakeRoot() {
@@ -176,19 +175,19 @@ void AddressTree::Drop(unsigned int node) {
 void AddressTree::Release(unsigned int node, unsigned int count) {
     if (!nodes.IsLive(node))
         return;
-    while (node != NoIndex && !recent.GiveHold(node)) {
+    while (node != NoIndex && !recent.GiveHold(node, count)) {
         unsigned int const parent = nodes[node].parent;
         if ((nodes[node].referenceCounter -= count) == 0)
             Remove(node);
         node = parent;
     }
-    if (nodes[root].referenceCounter == recent.GetHolds().count)
+    if (nodes[root].referenceCounter == recent.CountHolds())
         LeaveWithLast();
 }
 
 // No address holds the root any more.
 void AddressTree::LeaveWithLast() {
-    if (recent.GetHolds().count != 0)
+    if (recent.CountHolds() != 0)
         LeaveRecent();
     else
         DestroyNodes();
@@ -210,7 +209,7 @@ void AddressTree::Remove(unsigned int node) {
 void AddressTree::DestroyNodes() {
     nodes.Destroy();
     siblings.Destroy();
-    (void)recent.Leave();
+    recent.Clear();
     root = NoIndex;
 }
 
@@ -240,7 +239,7 @@ unsigned int AddressTree::FindOrCreate(unsigned int parent, Mu::ConstSubstring c
 
 unsigned int AddressTree::Append(unsigned int node, Mu::ConstSubstring const & key) {
     unsigned int child = FindOrCreate(node, key);
-    if (child == NoIndex && recent.GetHolds().count != 0) {
+    if (child == NoIndex && recent.CountHolds() != 0) {
         LeaveRecent(); // which may give back what is missing
         child = FindOrCreate(node, key);
     }
@@ -283,7 +282,8 @@ unsigned int AddressTree::SetName(unsigned int node, unsigned int index,
 }
 
 bool AddressTree::IsOnlyHolder(unsigned int node) {
-    if (nodes[node].referenceCounter == 1 + recent.GetHolds().count && IsInRecent(node))
+    unsigned int const others = nodes[node].referenceCounter - 1;
+    if (others != 0 && others <= recent.CountHolds() && others == CountRecentBelow(node))
         LeaveRecent();
     return nodes[node].referenceCounter == 1 &&
            nodes.GetNote(node).copies.load(std::memory_order_acquire) == 0;

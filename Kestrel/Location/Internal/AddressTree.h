@@ -2,7 +2,7 @@
 
 #include <Kestrel/Location/Internal/NameTable.h>
 #include <Kestrel/Location/Internal/NodeTable.h>
-#include <Kestrel/Location/Internal/RecentFolder.h>
+#include <Kestrel/Location/Internal/RecentFolders.h>
 #include <Kestrel/Location/Internal/SiblingLists.h>
 #include <Kestrel/Root/Text/UniString.h>
 #include <Kestrel/Root/Threads/Lock.h>
@@ -24,7 +24,7 @@ namespace IO {
 /// all of them. A node with holders always has a counted hold among them: who finds no copy to drop
 /// has seen as many counted holds as holders, so the last of these keeps the node alive.
 ///
-/// The folder of the path looked up last has counted holds that are the tree's own. Nobody sees
+/// The folders of the paths looked up last have counted holds that are the tree's own. Nobody sees
 /// them: they go before counters are shown, before a node is tested for having one holder, when
 /// memory runs out, and with the last address.
 ///
@@ -139,7 +139,7 @@ private:
     void KeepRecent(unsigned short const * list, unsigned int size, unsigned int node);
     void LeaveRecent();
     void LeaveWithLast();
-    bool IsInRecent(unsigned int node) const;
+    unsigned int CountRecentBelow(unsigned int node) const;
     bool MakeRoot();
     unsigned int MakeNode(unsigned int parent, Mu::ConstSubstring const & key);
     void FillNote(unsigned int node, Mu::ConstSubstring const & key);
@@ -161,7 +161,7 @@ private:
     NodeTable nodes;
     NameTable names;
     SiblingLists siblings;
-    RecentFolder recent;
+    RecentFolders recent;
     unsigned int root = NoIndex;
     Mu::FastLock lock;
 };

@@ -97,9 +97,24 @@ int NameTable::CompareNames(unsigned int first, unsigned int second) const {
     }
 }
 
+// Four units at a time, up to those among which the zero is.
 unsigned int NameTable::CountUsed(Record const & chunk) {
-    return static_cast<unsigned int>(std::find(chunk.units, chunk.units + ChunkSize, 0) -
-                                     chunk.units);
+    constexpr unsigned long long Ones = 0x0001000100010001, Highest = 0x8000800080008000;
+    unsigned int used = 0;
+    for (; used + 4 <= ChunkSize; used += 4) {
+        unsigned long long four;
+        std::memcpy(&four, chunk.units + used, sizeof four);
+        if (((four - Ones) & ~four & Highest) != 0)
+            break;
+    }
+    while (used < ChunkSize && chunk.units[used] != 0)
+        ++used;
+    return used;
+}
+
+unsigned int NameTable::CopyChunk(unsigned int chunk, unsigned short * to) const {
+    std::copy_n(chunks[chunk].units, ChunkSize, to); // a fixed size is faster than the right one
+    return CountUsed(chunks[chunk]);
 }
 
 unsigned int NameTable::GetLength(unsigned int name) const {

@@ -38,6 +38,8 @@ public:
     unsigned int GetLength(unsigned int name) const;
     /// Copies all of the name, without a terminator.
     void Copy(unsigned int name, unsigned short * to) const;
+    /// Copies the units of one chunk and returns how many they are. Writes over ChunkSize units.
+    unsigned int CopyChunk(unsigned int chunk, unsigned short * to) const;
     /// The units of the name's first chunk; all of the name when there are fewer than 30.
     Mu::ConstSubstring GetStart(unsigned int name) const;
 

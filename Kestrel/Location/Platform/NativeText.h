@@ -35,6 +35,10 @@ inline constexpr unsigned int MaxNameBytes = 255;
 
 /// Appends one name as units. False when the buffer is full.
 bool AppendPortableName(std::string_view name, TextBuffer * text);
+/// Appends a path, "/" and names by turns, with `\` for each "/", if all that takes is to copy it: its
+/// names are plain and none of them empty or ".". False, and nothing appended, for another path and
+/// for one that does not fit; nearly all do.
+bool AppendPlainPath(std::string_view path, TextBuffer * text);
 /// Appends one name as bytes: 0, FileError::InvalidName or FileError::NameTooLong.
 unsigned int AppendNativeName(PathText name, BytePath * path);
 

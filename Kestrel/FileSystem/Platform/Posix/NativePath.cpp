@@ -26,7 +26,7 @@ bool FromNativePath(std::basic_string_view<NativeUnit> native, Mu::UniString * p
     char16_t units[3 * BytePath::Size];
     TextBuffer text{units, static_cast<unsigned int>(std::size(units)), 0};
     bool const isDone = GetDrives().ToPortable(native, &text) == FileError::None;
-    *path = Mu::UniString(isDone ? text.GetText() : PathText());
+    *path = Mu::ConstSubstring(isDone ? text.GetText() : PathText());
     return isDone;
 }
 

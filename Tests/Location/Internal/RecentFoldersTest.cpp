@@ -1,4 +1,4 @@
-#include <Kestrel/Location/Internal/RecentFolder.h>
+#include <Kestrel/Location/Internal/RecentFolders.h>
 
 #include <Kestrel/Location/Internal/AddressTree.h>
 
@@ -26,17 +26,19 @@ unsigned int CountNames() {
 
 } // namespace
 
-TEST(RecentFolder, StaysBetweenOnePathAndTheNext) {
+TEST(RecentFolders, StayBetweenOnePathAndTheNext) {
     {
         IO::Address const keep = MakeAddress({u"keep"});
         (void)LookUp({u"C:", u"x", u"y", u"f"});
         EXPECT_EQ(CountNames(), 5u) << "but for the file's";
-        (void)LookUp({u"C:", u"x", u"g"});
-        EXPECT_EQ(CountNames(), 4u) << "but for those of the folder before";
+        for (int round = 0; round < 3; ++round)
+            for (Text const folder : {u"1", u"2", u"3", u"4"})
+                (void)LookUp({u"C:", folder, u"g"});
+        EXPECT_EQ(CountNames(), 7u) << "but for those of the fifth folder before";
         (void)LookUp({u"alone"});
-        EXPECT_EQ(CountNames(), 4u) << "a path without a folder is no reason";
+        EXPECT_EQ(CountNames(), 7u) << "a path without a folder is no reason";
         (void)LookUp({Text(261, u'l'), u"f"});
-        EXPECT_EQ(CountNames(), 4u) << "nor is a folder that is too long";
+        EXPECT_EQ(CountNames(), 7u) << "nor is a folder that is too long";
         CheckTree();
         EXPECT_EQ(CountNames(), 2u);
         EXPECT_EQ(PrintTree(), "Root (1)\n|\n+---keep (1)\n");
@@ -45,7 +47,7 @@ TEST(RecentFolder, StaysBetweenOnePathAndTheNext) {
 }
 
 // The first tables have room for 64 nodes, the root among them.
-TEST(RecentFolder, GivesItsNodesToWhoWouldGetNone) {
+TEST(RecentFolders, GiveTheirNodesToWhoWouldGetNone) {
     std::vector<IO::Address> crowd(64);
     std::vector<IO::Name> names;
     for (unsigned int i = 0; i < crowd.size(); ++i)
