@@ -89,6 +89,32 @@ TEST(NativeText, GivesEveryNameBackAsALegalOne) {
     EXPECT_TRUE(IO::Name(ToPortable(std::string(255, '\xFF'))).IsMultiplatform());
 }
 
+// The short way of a whole path is that of its names, and not taken where they need more.
+TEST(NativeText, CopiesAPathThatIsPlain) {
+    std::mt19937 random(3);
+    int plain = 0;
+    for (int round = 0; round < 20000; ++round) {
+        std::string path;
+        std::u16string portable;
+        bool isPlain = true;
+        for (unsigned int names = 1 + random() % 4; names > 0; --names) {
+            std::string name = random() % 4 == 0 ? "con" : "";
+            for (unsigned int left = random() % 5; left > 0; --left)
+                name += "aX1_. :\xC3"[random() % (random() % 2 == 0 ? 4 : 8)];
+            path += '/' + name;
+            portable += u'\\' + ToPortable(name);
+            isPlain = isPlain && !name.empty() && name != "." && name != ".." &&
+                      ToPortable(name) == std::u16string(name.begin(), name.end());
+        }
+        char16_t units[200];
+        TextBuffer text{units, 200, 0};
+        ASSERT_EQ(IO::AppendPlainPath(path, &text), isPlain) << path;
+        ASSERT_EQ(text.GetText(), isPlain ? portable : u"") << path;
+        plain += isPlain ? 1 : 0;
+    }
+    EXPECT_GT(plain, 1000);
+}
+
 TEST(NativeText, RefusesUnitsThatNoNameHolds) {
     for (char16_t const unit : {0, 0xD800, 0xDBFF, 0xDC00, 0xDC80, 0xDFFF}) {
         char16_t const name[] = {u'a', unit, u'b'};
