@@ -86,8 +86,10 @@ void DriveTable::AddEntry(std::string_view root, std::string_view folder) {
     }
     unsigned int const letter =
         root.empty() ? 0 : ToDriveLetter(static_cast<unsigned char>(root[0]));
-    if (letter != 0 && (root.size() == 1 || root[1] == ':'))
-        drives[letter - 'A'] = Keep(path);
+    if (letter == 0 || (root.size() != 1 && root[1] != ':'))
+        return;
+    drives[letter - 'A'] = Keep(path);
+    lastLetter = std::max(lastLetter, letter);
 }
 
 void DriveTable::AddShare(std::string_view root, std::string_view folder) {
@@ -176,7 +178,7 @@ unsigned int DriveTable::AppendNames(PathText rest, BytePath * native) {
 // Drives go before shares, and the deepest folder before others.
 bool DriveTable::FindRoot(std::string_view native, Root * root) const {
     *root = {};
-    for (unsigned int letter = 'A'; letter <= 'Z'; ++letter) {
+    for (unsigned int letter = 'A'; letter <= lastLetter; ++letter) {
         std::string_view const folder = GetFolder(letter);
         if (folder.size() > root->folder.size() && IsAncestor(folder, native))
             *root = {static_cast<char16_t>(letter), {}, folder};

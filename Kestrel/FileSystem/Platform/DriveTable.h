@@ -68,6 +68,7 @@ private:
     Share const * FindShare(PathText root) const;
 
     std::string_view drives[26];
+    unsigned int lastLetter = 0; // of those that have a folder, or had one
     Share shares[MaxShares];
     unsigned int shareCount = 0;
     char bytes[BytePath::Size];

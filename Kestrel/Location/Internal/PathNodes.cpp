@@ -11,16 +11,12 @@ PathNodes::PathNodes(AddressTree const & tree, unsigned int node)
         list = reinterpret_cast<unsigned int *>(block);
     }
     if (list != nullptr)
-        for (unsigned int i = length; i != 0; node = tree.GetAncestor(node, 1))
+        for (unsigned int i = length; i != 0; node = tree.GetNodes()[node].parent)
             list[--i] = node;
 }
 
 PathNodes::~PathNodes() {
     BMKillPtr(&block);
-}
-
-unsigned int PathNodes::operator[](unsigned int index) const {
-    return list != nullptr ? list[index] : tree.GetAncestor(last, length - 1 - index);
 }
 
 } // namespace IO

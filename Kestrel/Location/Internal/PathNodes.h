@@ -15,7 +15,9 @@ public:
     PathNodes & operator=(PathNodes const &) = delete;
 
     unsigned int GetLength() const { return length; }
-    unsigned int operator[](unsigned int index) const;
+    unsigned int operator[](unsigned int index) const {
+        return list != nullptr ? list[index] : tree.GetAncestor(last, length - 1 - index);
+    }
 
 private:
     static constexpr unsigned int InlineSize = 64;

@@ -245,25 +245,20 @@ bool AppendPortableName(std::string_view name, TextBuffer * text) {
 bool AppendPlainPath(std::string_view path, TextBuffer * text) {
     if (path.empty() || text->size - text->length <= path.size())
         return false;
-    char16_t * const to = text->units + text->length;
-    std::size_t begin = 0; // of the name, or the path's own
-    for (std::size_t i = 0; i <= path.size(); ++i) {
-        char const byte = i < path.size() ? path[i] : '/';
-        if (byte != '/') {
-            if (i == 0 || !StaysInside(byte))
-                return false;
-            to[i] = static_cast<char16_t>(byte);
-            continue;
-        }
-        if (i != 0) {
-            std::size_t const size = i - begin;
-            if (size == 0 || kindOf[path[i - 1]] == Kind::Final ||
-                (size <= 4 && IsReservedWord(path.substr(begin, size))))
-                return false;
-        }
-        begin = i + 1;
-        if (i < path.size())
-            to[i] = u'\\';
+    char16_t * to = text->units + text->length;
+    char const * at = path.data();
+    char const * const end = at + path.size();
+    while (at != end) {
+        if (*at != '/')
+            return false;
+        *to++ = u'\\';
+        char const * const name = ++at;
+        for (; at != end && *at != '/' && StaysInside(*at); ++at)
+            *to++ = static_cast<char16_t>(*at);
+        std::size_t const size = static_cast<std::size_t>(at - name);
+        if (size == 0 || kindOf[at[-1]] == Kind::Final ||
+            (size <= 4 && IsReservedWord(std::string_view(name, size))))
+            return false;
     }
     text->length += static_cast<unsigned int>(path.size());
     return Finish(text);
