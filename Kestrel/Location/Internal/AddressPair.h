@@ -5,10 +5,9 @@
 namespace IO {
 
 /// What a location, which has two addresses, does with them where it is copied, dropped and written
-/// as text more often than anything else. Clear takes one turn of the tree's lock for both, Drop one where it
-/// needs any, and Copy takes none unless a target held something.
-///
-/// JoinNames takes one turn and reads the names where they lie.
+/// as text more often than anything else. Clear takes one turn of the tree's lock for both, Drop one
+/// where it needs any, and Copy takes none unless a target held something. JoinNames takes one, and
+/// reads the names where they lie.
 ///
 /// Made for members that were constructed with Address::Unset, which takes no lock. None of these
 /// throws, but JoinNames where the lock fails; a shortage leaves the address invalid.

@@ -9,8 +9,8 @@
 
 namespace IO {
 
-/// The folders of the paths that were looked up last: hosts read the paths of few folders in a row, and
-/// all but the last name of each need not be looked up again.
+/// The folders of the paths that were looked up last: hosts read the paths of few folders in a row,
+/// and all but the last name of each need not be looked up again.
 ///
 /// The tree holds a folder as long as it is kept, so that its nodes stay between one path and the
 /// next. A hold that an address gives back is kept as well, for the next address: then neither goes
