@@ -54,9 +54,9 @@ function(kestrel_link_system target)
     if(WIN32)
         target_link_libraries(${target} PRIVATE ole32 uuid shell32 ws2_32 iphlpapi ntdll)
     else()
-        target_link_libraries(${target} PRIVATE utf8proc ${CMAKE_DL_LIBS})
+        target_link_libraries(${target} PRIVATE ${UTF8PROC_LIBRARY} ${CMAKE_DL_LIBS})
     endif()
-    target_link_libraries(${target} PRIVATE z)
+    target_link_libraries(${target} PRIVATE ZLIB::ZLIB)
 endfunction()
 
 # The shared library of all floors.
