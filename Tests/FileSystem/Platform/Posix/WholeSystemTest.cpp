@@ -50,7 +50,7 @@ private:
     }
 };
 
-std::string Run(std::string const & command) {
+std::string RunShell(std::string const & command) {
     std::string output;
     std::FILE * const pipe = ::popen(command.c_str(), "r");
     char part[65536];
@@ -61,9 +61,10 @@ std::string Run(std::string const & command) {
 }
 
 Entries ListBySystem(fs::path const & top) {
-    std::string const output = Run("find '" + top.string() +
-                                   "' -mindepth 1 \\( -type d -printf '%p \\0' \\) -o "
-                                   "\\( -type l -printf '%p link\\0' \\) -o -printf '%p %s\\0'");
+    std::string const output =
+        RunShell("find '" + top.string() +
+                 "' -mindepth 1 \\( -type d -printf '%p \\0' \\) -o "
+                 "\\( -type l -printf '%p link\\0' \\) -o -printf '%p %s\\0'");
     Entries found;
     for (std::size_t begin = 0; begin < output.size(); begin = output.find('\0', begin) + 1)
         found.insert(output.c_str() + begin);
@@ -73,10 +74,10 @@ Entries ListBySystem(fs::path const & top) {
 /// What `du` counts there, without the folders and links themselves.
 unsigned long long SumBySystem(fs::path const & top) {
     std::string const place = "'" + top.string() + "'";
-    return std::stoull(Run("du -slB1 --apparent-size " + place)) -
-           std::stoull(Run("find " + place +
-                           " \\( -type d -o -type l \\) -printf '%s\\n' | "
-                           "awk '{ sum += $1 } END { printf \"%d\", sum }'"));
+    return std::stoull(RunShell("du -slB1 --apparent-size " + place)) -
+           std::stoull(RunShell("find " + place +
+                                " \\( -type d -o -type l \\) -printf '%s\\n' | "
+                                "awk '{ sum += $1 } END { printf \"%d\", sum }'"));
 }
 
 } // namespace
@@ -111,16 +112,16 @@ TEST(WholeSystem, IsWalkedWithNothingLeftOut) {
         if (top.string().rfind("/proc", 0) == 0)
             continue;
         EXPECT_EQ(lister.size, SumBySystem(top)) << top;
-        if (lister.size > 30000000)
-            continue;
+        if (lister.size > 30000000 || top.string().rfind("/usr", 0) != 0)
+            continue; // what all users may read
         Tests::Place const place(false);
         Folder target(place.GetRoot());
-        EXPECT_EQ(
-            Folder(IO::Location(top.parent_path())).Copy(Name(top.filename()), target, "copy"),
-            IO::NoError)
+        Name name;
+        EXPECT_EQ(IO::Location(top).GetLastLocalName(&name), IO::NoError);
+        EXPECT_EQ(Folder(IO::Location(top.parent_path())).Copy(name, target, "copy"), IO::NoError)
             << top;
         std::string const copy = (place.GetPath() / "copy").string();
-        EXPECT_EQ(Run("diff -r --no-dereference '" + top.string() + "' '" + copy + "'"), "");
+        EXPECT_EQ(RunShell("diff -r --no-dereference '" + top.string() + "' '" + copy + "'"), "");
     }
 }
 
