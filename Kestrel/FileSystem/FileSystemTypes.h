@@ -19,7 +19,7 @@ struct DiskUse {
     /// holes or compressed content. Of a folder its own, without what is in it.
     unsigned long long bytes = 0;
     unsigned long long names = 0; ///< how many hard links it has
-    // Both equal for the names of one file, so that who sums up counts it once.
+    // Both equal for the names of one file, so that a sum counts it once.
     unsigned long long volume = 0;
     unsigned long long id = 0;
 };

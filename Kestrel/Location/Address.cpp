@@ -81,7 +81,7 @@ void Address::Release() noexcept {
 }
 
 MuErrCode Address::Set(unsigned short const * names) {
-    AddressTree::Send(node);
+    AddressTree::PrefetchNote(node);
     Turn const tree;
     tree->Drop(node);
     node = names == nullptr ? tree->HoldRoot() : tree->HoldPath(names);
@@ -253,7 +253,7 @@ MuErrCode Address::EnumerateNames(NameEnumerator * enumerator) const {
 }
 
 bool Address::IsSame(Address const & other) const {
-    if (node == NoNode || other.node == NoNode || AddressTree::AreToldApart(node, other.node))
+    if (node == NoNode || other.node == NoNode || AddressTree::AreSurelyDifferent(node, other.node))
         return false;
     return Turn()->IsSamePath(node, other.node);
 }

@@ -114,6 +114,11 @@ TEST_F(Dialogue, IsTheseBytes) {
     Pass();
     EXPECT_EQ(ToHex(network.toServers), greeting + "440300000061626353");
     EXPECT_EQ(ToHex(network.toClients), "44040000006162632153");
+    unsigned int available = 0;
+    unsigned long long position = 1;
+    EXPECT_EQ(client->GetIChannel().GetAvailable(&available), IO::NoError);
+    EXPECT_EQ(client->GetIChannel().GetInputPosition(&position), IO::NoError);
+    EXPECT_EQ(available + position, ~0u) << "no end of a stream is known";
     EXPECT_EQ(ReadMessage(*client), "abc!");
 
     Tests::ByteOChannel list;

@@ -146,6 +146,8 @@ TEST(Reflectable, SharesItsEntriesWithItsCopies) {
     EXPECT_TRUE(folders.IsEmpty());
     EXPECT_FALSE(second.GetChildren(RelativeLocation("leaf/further"), &folders, &files));
     EXPECT_FALSE(second.GetChildren(RelativeLocation("a//b"), &folders, &files));
+    EXPECT_FALSE(second.GetChildren(RelativeLocation(), nullptr, &files));
+    EXPECT_FALSE(second.GetChildren(RelativeLocation(), &folders, nullptr));
     EXPECT_FALSE(second.GetAttributes(RelativeLocation(), nullptr));
 }
 

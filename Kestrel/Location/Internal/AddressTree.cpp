@@ -44,7 +44,7 @@ static bool IsToldByHash() {
     return comparer == nullptr || comparer->IsToldApartByHash();
 }
 
-bool AddressTree::AreToldApart(unsigned int a, unsigned int b) {
+bool AddressTree::AreSurelyDifferent(unsigned int a, unsigned int b) {
     NodeTable::Note const & first = made->nodes.GetNote(a);
     NodeTable::Note const & second = made->nodes.GetNote(b);
     return first.depth != second.depth || (first.hash != second.hash && IsToldByHash());
@@ -59,10 +59,10 @@ unsigned int AddressTree::HoldRoot() {
 
 unsigned int AddressTree::HoldPath(unsigned short const * list) {
     Mu::ConstSubstring const last = recent.Match(list);
-    return last.IsEmpty() ? HoldNewPath(list) : Append(HoldRecent(), last);
+    return last.IsEmpty() ? HoldNewPath(list) : Append(AddRefToRecent(), last);
 }
 
-unsigned int AddressTree::HoldRecent() {
+unsigned int AddressTree::AddRefToRecent() {
     if (!recent.TakeHold())
         AddRef(recent.GetCurrentNode());
     return recent.GetCurrentNode();
@@ -148,7 +148,7 @@ void AddressTree::Claim(unsigned int node) {
         AddRef(node);
 }
 
-void AddressTree::Settle() {
+void AddressTree::SynchronizeCounters() {
     LeaveRecent();
     for (unsigned int node = 0; node < nodes.GetRecords().GetMark(); ++node) {
         unsigned int const copies =
@@ -166,7 +166,7 @@ void AddressTree::AddRef(unsigned int node, unsigned int count) {
 void AddressTree::Drop(unsigned int node) {
     if (node == NoIndex)
         return;
-    nodes.Send(node);
+    nodes.PrefetchNode(node);
     siblings.SendWhere(node);
     if (!DropCopy(node))
         Release(node);
@@ -195,7 +195,7 @@ void AddressTree::LeaveWithLast() {
 
 void AddressTree::Remove(unsigned int node) {
     recent.Forget(node);
-    names.Send(nodes[node].name);
+    names.PrefetchName(nodes[node].name);
     if (node != root) {
         siblings.SendPlace(node);
         siblings.Unlink(node);
@@ -227,7 +227,7 @@ unsigned int AddressTree::FindOrCreate(unsigned int parent, Mu::ConstSubstring c
         ++nodes[place.at].referenceCounter;
         return place.at;
     }
-    nodes.SendRecord(place.previous);
+    nodes.PrefetchRecord(place.previous);
     siblings.SendWhere(place.at);
     unsigned int const node = MakeNode(parent, key);
     if (node == NoIndex)
@@ -345,7 +345,7 @@ void AddressTree::ReadName(unsigned int node, Mu::UniString & text) const {
 bool AddressTree::IsSamePath(unsigned int a, unsigned int b) const {
     if (a == b)
         return true;
-    if (AreToldApart(a, b))
+    if (AreSurelyDifferent(a, b))
         return false;
     for (; a != b; a = nodes[a].parent, b = nodes[b].parent)
         if (!IsSameName(a, b))
@@ -400,7 +400,7 @@ static void PrintBars(Mu::OChannel & channel, unsigned int count) {
 }
 
 void AddressTree::Print(Mu::OChannel & channel) {
-    Settle();
+    SynchronizeCounters();
     if (root == NoIndex)
         return;
     PrintNode(channel, root);

@@ -54,15 +54,14 @@ public:
         AddressTree & tree;
     };
 
-    // For who holds the node; without the lock.
+    // For holders of the node; without the lock.
 
     /// One more hold on the node.
     static void Copy(unsigned int node) {
         made->nodes.GetNote(node).copies.fetch_add(1, std::memory_order_relaxed);
     }
-    /// Has what a drop looks at first brought near, while the lock is waited for. Nothing for
-    /// NoIndex.
-    static void Send(unsigned int node) {
+    /// Prefetches what a drop reads first, while the lock is waited for. Nothing for NoIndex.
+    static void PrefetchNote(unsigned int node) {
         if (node != NoIndex)
             Prefetch(made->nodes.FindNote(node));
     }
@@ -71,7 +70,7 @@ public:
     static unsigned int GetLength(unsigned int node) { return made->nodes.GetNote(node).depth; }
     static unsigned int GetHash(unsigned int node) { return made->nodes.GetNote(node).hash; }
     /// Whether lengths or hashes show that the paths cannot be the same.
-    static bool AreToldApart(unsigned int a, unsigned int b);
+    static bool AreSurelyDifferent(unsigned int a, unsigned int b);
 
     // Holds.
 
@@ -82,13 +81,13 @@ public:
     /// Makes sure that the counters know of the caller's hold.
     void Claim(unsigned int node);
     /// Makes all counters know of all holds of addresses, and of no others.
-    void Settle();
+    void SynchronizeCounters();
     /// One hold less; nodes that nobody holds any more go. Nothing for NoIndex, and for a node of a
     /// tree that was cleaned up.
     void Drop(unsigned int node);
 
     // Changes. Each takes over the caller's counted hold on `node` and gives one on the node it
-    // answers; on NoIndex the caller holds nothing any more.
+    // returns; on NoIndex the caller holds nothing any more.
 
     /// The child of that name.
     unsigned int Append(unsigned int node, Mu::ConstSubstring const & key);
@@ -134,7 +133,7 @@ private:
     void AddRef(unsigned int node, unsigned int count = 1);
     void Release(unsigned int node, unsigned int count = 1);
     bool IsOnlyHolder(unsigned int node);
-    unsigned int HoldRecent();
+    unsigned int AddRefToRecent();
     unsigned int HoldNewPath(unsigned short const * list);
     void KeepRecent(unsigned short const * list, unsigned int size, unsigned int node);
     void LeaveRecent();

@@ -181,7 +181,7 @@ unsigned int ChildIndex::Unlink(unsigned int node) {
     unsigned int block = leaves[node];
     unsigned int at = IndexOf(blocks[block].nodes, node);
     unsigned int const previous = GetBefore(block, at);
-    nodes.SendRecord(previous); // which the caller is about to change
+    nodes.PrefetchRecord(previous); // which the caller is about to change
     unsigned int const parent = nodes[node].parent;
     EraseEntry(block, at);
     while (blocks[block].count == 0) {

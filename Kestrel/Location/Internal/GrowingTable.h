@@ -65,13 +65,13 @@ private:
 template <typename Record, unsigned int FirstCapacity = 64>
 class GrowingTable {
 public:
-    /// NoIndex: no memory, and nothing changed. The record that goes next is sent for, since those
+    /// NoIndex: no memory, and nothing changed. The record that goes next is prefetched, since those
     /// that came back lie anywhere.
     unsigned int Take() {
         if (freeHead != NoIndex) {
             unsigned int const index = freeHead;
             freeHead = block[index].next;
-            Send(freeHead);
+            PrefetchRecord(freeHead);
             return index;
         }
         if (IsFull() && !Grow())
@@ -108,8 +108,8 @@ public:
     unsigned int GetFreeHead() const { return freeHead; }
     Record & operator[](unsigned int index) { return block[index]; }
     Record const & operator[](unsigned int index) const { return block[index]; }
-    /// Has the record brought near, if there is one.
-    void Send(unsigned int index) const {
+    /// Prefetches the record, if there is one.
+    void PrefetchRecord(unsigned int index) const {
         if (index < mark)
             Prefetch(&block[index]);
     }

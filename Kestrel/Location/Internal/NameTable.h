@@ -27,8 +27,8 @@ public:
     /// Takes the name's chunks back; the last name takes the table's memory with it.
     void Release(unsigned int name);
     void Destroy();
-    /// Has the name brought near, before it is compared or released.
-    void Send(unsigned int name) const { chunks.Send(name); }
+    /// Prefetches the name, before it is compared or released.
+    void PrefetchName(unsigned int name) const { chunks.PrefetchRecord(name); }
 
     /// Below 0, 0 or above 0 for a stored name before, equal to or behind the key, by code units.
     int Compare(unsigned int name, Mu::ConstSubstring const & key) const;

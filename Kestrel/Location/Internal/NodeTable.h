@@ -53,11 +53,11 @@ public:
         records.Put(node, node);
     }
 
-    /// Has the record brought near, where the list of siblings is about to change.
-    void SendRecord(unsigned int node) const { records.Send(node); }
-    /// And the note with it, where the node is.
-    void Send(unsigned int node) const {
-        records.Send(node);
+    /// Prefetches the record, where the list of siblings is about to change.
+    void PrefetchRecord(unsigned int node) const { records.PrefetchRecord(node); }
+    /// Prefetches the note as well, where the node itself is about to change.
+    void PrefetchNode(unsigned int node) const {
+        records.PrefetchRecord(node);
         Prefetch(notes.Find(node));
     }
 

@@ -40,7 +40,7 @@ bool IsTreeGone() {
 
 void CheckTree() {
     IO::AddressTree::Turn const tree;
-    tree->Settle();
+    tree->SynchronizeCounters();
     IO::NodeTable const & nodes = tree->GetNodes();
     auto const & chunks = tree->GetNames().GetChunks();
     unsigned int nodeCount = 0, chunkCount = 0;
