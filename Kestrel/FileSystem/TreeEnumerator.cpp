@@ -106,7 +106,7 @@ bool TreeEnumerator::ProcessEntryFound(Name const & name, bool isFolder) {
     if (isFolder)
         ProcessFolderFound(name);
     else if (parent->GetType(name, &type) != NoError)
-        return true; // it went meanwhile, or may not be looked at
+        return true; // it went meanwhile, or may not be accessed
     else if (type == EntryType::File)
         ProcessFileFound(name);
     else if (type == EntryType::Link)
@@ -177,7 +177,7 @@ bool TreeEnumerator::LeadsBack(Name const & link) const {
     Location target;
     parent->GetLocation(&location);
     if (location.AppendToLocal(link) == ErrMemoryFull)
-        Mu::ThrowOutOfMemory(); // a link that was not looked at must not pass for one that leads back
+        Mu::ThrowOutOfMemory(); // a link that was not checked must not pass for one that leads back
     if (!fileSystem.ResolveLocation(location, &target) &&
         !FoundFile(*parent).ResolveBeyond(link, location, &target))
         return true;

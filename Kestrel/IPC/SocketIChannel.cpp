@@ -203,7 +203,7 @@ void SocketIChannel::GoToErrorState() {
     mStatus = EOI;
 }
 
-// Looks at what was received. Each step takes its memory before it moves on, so that after a
+// Parses what was received. Each step takes its memory before it moves on, so that after a
 // shortage the next call goes on where this one stopped. False: no peer of ours sends this.
 bool SocketIChannel::Walk() {
     for (;;) {

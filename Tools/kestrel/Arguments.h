@@ -22,7 +22,7 @@ std::string ToText(IO::Name const & name);
 
 /// Whether what stands at the location is spelt otherwise there, which opens it, but does not do for
 /// who destroys. Only on Linux; on Windows the system itself takes all spellings for one. A status says
-/// that it could not be looked at.
+/// that it could not be checked.
 MuErrCode IsSpeltOtherwise(IO::Location const & location, bool * otherwise);
 
 /// Whether the argument names a folder by "." or "..", by nothing at all, or one that the current

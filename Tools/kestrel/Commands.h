@@ -8,7 +8,7 @@ namespace Tool {
 
 class Console;
 
-/// What the command line gave; each command looks at its own.
+/// What the command line gave; each command reads its own.
 struct Options {
     std::vector<std::string> paths;
     std::string source;

@@ -101,7 +101,7 @@ Console::Console(bool isVerbose, std::string const & ofCommand, bool worksOnFile
 }
 
 Console::~Console() {
-    FinishTold();
+    FinishReported();
     Mu::logger.Detach(*this);
 }
 
@@ -115,12 +115,12 @@ void Console::LineAppended(Mu::LogSeverity severity, char const *, char const * 
     else
         Fail(line);
     if (severity >= Mu::LogSeverity::Warning)
-        told = true;
+        reported = true;
 }
 
 int Console::Finish(MuErrCode status, std::string const & subject) {
-    bool const wasTold = told;
-    told = false;
+    bool const wasReported = reported;
+    reported = false;
     if (waits && status != IO::NoError) {
         Fail(GetPrefix() + subject + ": " + GetCause(status, last));
         return Drop() | 1;
@@ -130,7 +130,7 @@ int Console::Finish(MuErrCode status, std::string const & subject) {
     Drop();
     if (status == IO::NoError)
         return 0;
-    if (!wasTold)
+    if (!wasReported)
         Fail(subject + ": " + IO::ErrorCategory().message(status));
     return 1;
 }
@@ -155,14 +155,14 @@ int Console::NameUnread(std::string const & folder) {
 int Console::Drop() {
     waiting.clear();
     last.clear();
-    told = false;
+    reported = false;
     return 0;
 }
 
-int Console::FinishTold() {
+int Console::FinishReported() {
     for (std::string const & line : std::exchange(waiting, {}))
         Fail(line);
-    return std::exchange(told, false) ? 1 : 0;
+    return std::exchange(reported, false) ? 1 : 0;
 }
 
 int Console::Fail(std::string const & message) {

@@ -61,7 +61,7 @@ public:
     /// commands that do not work on files, only when the library wrote none since the last call.
     int Finish(MuErrCode status, std::string const & subject);
     /// The same where there is no status: 1 when the library wrote a line since the last call.
-    int FinishTold();
+    int FinishReported();
     /// Says it, and returns 1.
     static int Fail(std::string const & message);
     /// The same behind the name of the command.
@@ -81,7 +81,7 @@ public:
     std::string GetPrefix() const { return command + ": "; }
 
 private:
-    bool told = false;
+    bool reported = false;
     bool verbose;
     bool waits;
     std::string command;

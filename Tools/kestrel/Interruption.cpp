@@ -21,7 +21,7 @@ namespace Tool {
 
 namespace {
 
-std::mutex turn; // on the path, and held by who must not be interrupted
+std::mutex turn; // on the path, and held by code that must not be interrupted
 std::filesystem::path halfMade;
 std::atomic<bool> isInterrupted = false;
 

@@ -11,7 +11,7 @@ namespace Tool {
 //
 // On Linux a thread of its own waits for the signals, takes back what is half made and ends the
 // process by the signal. On Windows, where nobody else can delete a file that is open, the command is
-// asked to end: it looks at IsInterrupted between two pieces.
+// asked to end: it checks IsInterrupted between two pieces.
 
 /// From now on, for the rest of the process; before there is a second thread.
 void WatchInterruptions();

@@ -19,7 +19,7 @@ namespace Tool {
 
 namespace {
 
-constexpr double Pause = 0.2; // seconds between looks at what grows
+constexpr double Pause = 0.2; // seconds between checks of what grows
 constexpr std::size_t LinesAtFirst = 10;
 
 /// "2026-03-01T09:30:00.123+01:00 WARNING IO/File 3 text", as the library writes it.

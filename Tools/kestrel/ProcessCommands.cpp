@@ -94,7 +94,7 @@ std::vector<Listed> ReadProcesses(bool all, int * result) {
     return list;
 }
 
-/// The applications that have run here, or a line why they cannot be told.
+/// The applications that have run here, or a line why they cannot be listed.
 bool ReadApplications(ApplicationList & list, Console & console) {
     IO::Location file = IO::IPC::Setup::Instance().GetDataFolderLocation();
     bool isThere = true;

@@ -23,7 +23,7 @@ std::string NameSource(std::string const & path) {
     return IsStandard(path) ? "standard input" : path;
 }
 
-// Standard output is looked at once more at the end of the program, which says so.
+// Standard output is checked once more at the end of the program, which says so.
 int FailWriting(Options const & options, Console & console, MuErrCode written) {
     return IsStandard(options.target) ? 1 : console.Finish(written, options.target);
 }

@@ -50,9 +50,9 @@ private:
     // Where the desktops of this platform look for one, the first that there is.
     int LoadOwn() {
 #if !defined(_WIN32)
-        char const * const told = std::getenv("XDG_DATA_DIRS");
+        char const * const given = std::getenv("XDG_DATA_DIRS");
         std::string_view folders =
-            told != nullptr && *told != 0 ? told : "/usr/local/share:/usr/share";
+            given != nullptr && *given != 0 ? given : "/usr/local/share:/usr/share";
         while (!folders.empty()) {
             std::size_t const end = std::min(folders.find(':'), folders.size());
             std::string const folder = std::string(folders.substr(0, end)) + "/mime";
@@ -175,7 +175,7 @@ void ShowEvidence(Json const & why) {
               << ", exactly: " << yesOrNo(each["exactMatch"]) << "\n";
 }
 
-/// Tells of one file after another.
+/// Reports one file after another.
 class Teller {
 public:
     Teller(Options const & options, Console & console) : options(options), console(console) {}
@@ -190,7 +190,7 @@ public:
             json.push_back(ToJson(name, answer));
             if (options.why)
                 json.back()["why"] = evidence.Finish(location);
-            return console.FinishTold();
+            return console.FinishReported();
         }
         bool const isType = answer != FTM::UnknownType && !answer.IsGroup();
         Out() << name << ": "
@@ -200,7 +200,7 @@ public:
               << "\n";
         if (options.why)
             ShowEvidence(evidence.Finish(location));
-        return console.FinishTold();
+        return console.FinishReported();
     }
 
     void Finish() const {
@@ -250,7 +250,7 @@ int TellPath(std::string const & path, Options const & options, Console & consol
     if (type != IO::EntryType::Folder)
         return teller.Tell(path, location);
     if (!options.recursive)
-        return Console::Fail(path + ": is a folder; with -r its files are looked at");
+        return Console::Fail(path + ": is a folder; with -r its files are identified");
     TreeNode node;
     TreeCounts counts;
     int result = ReadTree(path, TreeReader::Sizes::Skip, TreeReader::Keep::All, options.follow, -1,

@@ -257,7 +257,7 @@ FolderEntry::DeleteStatus WinFolderEntry::Delete(Name const & name, bool force) 
 FolderEntry::GetTypeStatus WinFolderEntry::GetType(Name const & name, EntryType * type) {
     if (depth != 0 && !name.IsLegal())
         return GetTypeStatus::Other;
-    // What is being handed out is looked at in its folder, whatever length its path has.
+    // The entry being handed out is queried in its folder, whatever length its path has.
     if (LookAtFoundFile(name) != nullptr) {
         *type = EntryType::File;
         return GetTypeStatus::Done;

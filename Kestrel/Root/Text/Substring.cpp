@@ -19,7 +19,7 @@ Substring::Substring(UniString & text, unsigned int from, unsigned int range)
     : ConstSubstring(std::as_const(text).GetSubstring(from, range)), text(&text),
       from(std::min(from, text.GetLength())) {}
 
-// Looks at the string anew, whose block may have moved and whose length determines how long the
+// Reads the string anew, whose block may have moved and whose length determines how long the
 // part is.
 void Substring::Refresh(unsigned int lengthBefore) {
     length += text->GetLength() - lengthBefore;

@@ -125,7 +125,7 @@ NetlinkDump::Outcome NetlinkDump::Receive(int netlink, unsigned int * error) {
     return isChanged ? Outcome::Changed : Outcome::Whole;
 }
 
-// Looks at what came last, and keeps it up to the end of the list. False for an error.
+// Parses what came last, and keeps it up to the end of the list. False for an error.
 bool NetlinkDump::Take(std::size_t received, bool * isDone, bool * isChanged,
                        unsigned int * error) {
     std::size_t const end = length + received;
