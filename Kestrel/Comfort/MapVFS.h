@@ -52,10 +52,7 @@ public:
             if (below != nullptr && i + 1 == names.GetLength())
                 return Error;
             if (below == nullptr) {
-                below = &node->below.emplace_back();
-                below->name = name;
-                SetTime(below);
-                node->byName.insert(below);
+                below = AddBelow(node, name);
             }
             node = below;
         }
@@ -231,6 +228,18 @@ private:
         for (unsigned int i = place.GetLocalLength(); node != nullptr && i < length; ++i)
             node = location.GetLocalName(i, &name) == NoError ? Find(*node, name) : nullptr;
         return node;
+    }
+    static Node * AddBelow(Node * folder, Name const & name) {
+        Node & node = folder->below.emplace_back();
+        try {
+            node.name = name;
+            SetTime(&node);
+            folder->byName.insert(&node);
+        } catch (...) { // nothing is enumerated that is not found
+            folder->below.pop_back();
+            throw;
+        }
+        return &node;
     }
     static void SetTime(Node * node) {
         node->time = static_cast<int>(Mu::GetClock().GetWallMilliseconds() / 1000);

@@ -162,7 +162,8 @@ public:
     /// the file system of a host, which counts in 32 bits, cannot hold it; the file keeps its own.
     MuErrCode SetTime(TimeKind kind, long long seconds);
     MuErrCode GetTime(TimeKind kind, long long * seconds) const;
-    /// What the file takes of its disk. In `*use`, nothing on any failure.
+    /// How much of its disk the file uses. On failure, which is logged, `*use` is a DiskUse as
+    /// constructed: ErrFileAccessDenied, Error.
     MuErrCode GetDiskUse(DiskUse * use) const;
     /// Type and creator codes, kept by file systems that have them; others keep none and say 0.
     virtual MuErrCode SetTypeInfo(unsigned int type, unsigned int creator);

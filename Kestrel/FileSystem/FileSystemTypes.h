@@ -11,15 +11,16 @@ enum class EntryType : unsigned int { File = 0, Folder = 1, Link = 2 };
 /// Which of the times of an entry.
 enum class TimeKind : unsigned int { Creation = 0, Modification = 1 };
 
-/// What an entry takes of its disk, as the system accounts for it.
+/// How much of its disk an entry uses, as the system accounts for it.
 struct DiskUse {
-    /// False: of a file system that has no disk of its own, as a mounted one; all others are 0 then.
+    /// False for entries of a file system without a disk of its own, such as a mounted one; all other
+    /// members are 0 then.
     bool isOnDisk = false;
-    /// Of the blocks that it takes: more than the length of a small file, less than that of one with
-    /// holes or compressed content. Of a folder its own, without what is in it.
+    /// The size of the allocated blocks: more than the length of a small file, less than that of one
+    /// with holes or compressed content. Of a folder its own blocks, without its entries.
     unsigned long long bytes = 0;
-    unsigned long long names = 0; ///< how many hard links it has
-    // Both equal for the names of one file, so that a sum counts it once.
+    unsigned long long names = 0; ///< the number of hard links
+    // Both are equal for all hard links to one file, so that a sum can count it once.
     unsigned long long volume = 0;
     unsigned long long id = 0;
 };

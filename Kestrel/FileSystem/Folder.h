@@ -202,11 +202,11 @@ public:
     /// the file system of a host, which counts in 32 bits, cannot hold it; the folder keeps its own.
     MuErrCode SetTime(TimeKind kind, long long seconds);
     MuErrCode GetTime(TimeKind kind, long long * seconds) const;
-    /// What the folder itself takes of its disk, without what is in it. `*use` is empty on any
-    /// failure.
+    /// How much of its disk the folder itself uses, without its entries. On failure,
+    /// which is logged, `*use` is a DiskUse as constructed: ErrFolderAccessDenied, Error.
     MuErrCode GetDiskUse(DiskUse * use) const;
-    /// What the entry `name` takes of its disk; a link is not followed. For who sums up a tree: of the
-    /// name that an enumeration of this folder hands out just now it costs one call of the system on
+    /// How much of its disk the entry `name` uses; a link is not followed. Meant for summing up a tree:
+    /// called while an enumeration of this folder hands out that name, it costs one system call on
     /// Linux, whatever the entry is and however long its path.
     /// ErrEntryNotFound, ErrFolderAccessDenied, Error; none is logged.
     MuErrCode GetDiskUse(Name const & name, DiskUse * use) const;

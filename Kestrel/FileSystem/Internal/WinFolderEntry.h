@@ -61,14 +61,14 @@ public:
 
     unsigned int GetDepth() const { return depth; }
     AttributeStatus GetDiskUse(DiskUse * use) const;
-    /// Of what has the name in the folder, itself. One that is handed out just now is looked at
-    /// there, whatever its path leads to.
+    /// For the entry of that name, never what a link leads to. The name that an enumeration hands out
+    /// just now is looked up in the open folder, whatever its path leads to.
     GetTypeStatus GetDiskUse(Name const & name, DiskUse * use) const;
 
-    /// Whether the entry hands out this name just now, and whether that is a plain file, nothing to be
-    /// followed, which GetType would find too. Costs a look at the first name of an enumeration and none after it.
+    /// Whether the enumeration hands out this name just now, and whether that is a regular file (no
+    /// link), which GetType would find too. Costs a system call for the first name, none after it.
     bool IsFoundFile(Name const & name) const;
-    /// The same, and how long the file is and when it was written last, at one look. Null: neither.
+    /// The same with the file's length and modification time, in one system call. Null: neither.
     FindData const * LookAtFoundFile(Name const & name) const;
     /// While the entry hands out the name of a folder: that folder, to be given back as one that was
     /// connected to; null for what must be connected to by its path. Where a path may not be longer

@@ -30,14 +30,17 @@ void RecordingFileCalls::Record(char const * name, unsigned int error) {
     FileCalls & calls = GetBelow();
     unsigned int const found = calls.GetLastError();
     char text[256];
-    char entry[sizeof(text) + 64];
+    char entry[sizeof(text) + 64]; // and for the call's name and the number
+    char * const limit = std::end(entry) - 1;
     bool const hasText = calls.FormatMessage(error, text, sizeof(text)) != 0;
     // Without the standard library's formatting: looks for what is not there are common.
     char * end = entry;
-    auto const append = [&](std::string_view part) { end += part.copy(end, part.size()); };
+    auto const append = [&](std::string_view part) {
+        end += part.copy(end, static_cast<std::size_t>(limit - end));
+    };
     append(name);
     append(": ");
-    end = std::to_chars(end, std::end(entry), error).ptr;
+    end = std::to_chars(end, limit, error).ptr;
     append(" = \"");
     append(hasText ? text : "???");
     append("\"");
