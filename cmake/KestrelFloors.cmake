@@ -8,6 +8,36 @@ else()
     set(KESTREL_OTHER_PLATFORM Windows)
 endif()
 
+# What every floor is compiled with.
+function(kestrel_floor_options target)
+    target_link_libraries(${target} PRIVATE kestrel_options)
+    target_compile_definitions(${target} PRIVATE KESTREL_BUILDING)
+    set_target_properties(${target} PROPERTIES
+        POSITION_INDEPENDENT_CODE ON
+        CXX_VISIBILITY_PRESET hidden
+        VISIBILITY_INLINES_HIDDEN ON)
+    # The library calls its own exported functions as its own: nobody may put others in their place.
+    if(NOT WIN32)
+        target_compile_options(${target} PRIVATE -fno-semantic-interposition)
+    endif()
+    # A unique symbol would keep the library in the process for good; hosts may unload it.
+    if(NOT WIN32 AND CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+        target_compile_options(${target} PRIVATE -fno-gnu-unique)
+    endif()
+endfunction()
+
+# What most sources include is compiled once for all floors; it is most of what a source costs. The
+# build by clang has it off and proves that each source includes what it uses.
+if(KESTREL_PRECOMPILED)
+    file(WRITE ${CMAKE_BINARY_DIR}/Precompiled.cpp "")
+    add_library(kestrel_floors_precompiled OBJECT ${CMAKE_BINARY_DIR}/Precompiled.cpp)
+    kestrel_floor_options(kestrel_floors_precompiled)
+    target_precompile_headers(kestrel_floors_precompiled PRIVATE <algorithm> <array> <atomic>
+        <functional> <memory> <mutex> <span> <string> <string_view> <system_error> <unordered_map>
+        <vector> <Kestrel/Root/Text/UniString.h> <Kestrel/Root/Containers/Array.h>
+        <Kestrel/Location/Location.h>)
+endif()
+
 function(kestrel_floor name)
     if(KESTREL_FLOORS AND NOT name IN_LIST KESTREL_FLOORS)
         return()
@@ -23,19 +53,15 @@ function(kestrel_floor name)
     endif()
     set(target kestrel_${name})
     add_library(${target} OBJECT ${sources})
-    target_link_libraries(${target} PRIVATE kestrel_options)
-    target_compile_definitions(${target} PRIVATE KESTREL_BUILDING)
-    set_target_properties(${target} PROPERTIES
-        POSITION_INDEPENDENT_CODE ON
-        CXX_VISIBILITY_PRESET hidden
-        VISIBILITY_INLINES_HIDDEN ON)
-    # The library calls its own exported functions as its own: nobody may put others in their place.
-    if(NOT WIN32)
-        target_compile_options(${target} PRIVATE -fno-semantic-interposition)
-    endif()
-    # A unique symbol would keep the library in the process for good; hosts may unload it.
-    if(NOT WIN32 AND CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
-        target_compile_options(${target} PRIVATE -fno-gnu-unique)
+    kestrel_floor_options(${target})
+    if(KESTREL_PRECOMPILED)
+        target_precompile_headers(${target} REUSE_FROM kestrel_floors_precompiled)
+        # So that the compiler cache can tell what was compiled.
+        target_compile_options(${target} PRIVATE -fpch-preprocess)
+        # What is included before <windows.h>, or behind it, is what these are about.
+        set(ordered ${sources})
+        list(FILTER ordered INCLUDE REGEX "/Platform/Windows/")
+        set_source_files_properties(${ordered} PROPERTIES SKIP_PRECOMPILE_HEADERS ON)
     endif()
     set(built ${KESTREL_ALL_FLOORS} ${name})
     set(KESTREL_ALL_FLOORS ${built} PARENT_SCOPE)
