@@ -16,8 +16,13 @@ if(NOT CMAKE_BUILD_TYPE)
 endif()
 find_program(CCACHE_PROGRAM ccache)
 if(CCACHE_PROGRAM)
-    set(CMAKE_C_COMPILER_LAUNCHER ${CCACHE_PROGRAM})
-    set(CMAKE_CXX_COMPILER_LAUNCHER ${CCACHE_PROGRAM})
+    # What one checkout has compiled serves the next, wherever it lies. By the bytes of what was
+    # included, never by what the preprocessor makes of them: the compiler knows a header of a
+    # precompiled one again by its bytes, comments and all.
+    set(CMAKE_CXX_COMPILER_LAUNCHER ${CMAKE_COMMAND} -E env CCACHE_BASEDIR=${CMAKE_SOURCE_DIR}
+        CCACHE_NOHASHDIR=1 CCACHE_SLOPPINESS=pch_defines,time_macros CCACHE_DEPEND=1
+        ${CCACHE_PROGRAM})
+    set(CMAKE_C_COMPILER_LAUNCHER ${CMAKE_CXX_COMPILER_LAUNCHER})
 endif()
 
 # What every target of the house is compiled with. Interfaces answer a reference made from a null

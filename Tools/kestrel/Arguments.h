@@ -1,8 +1,10 @@
 #pragma once
 
 #include <Kestrel/Location/Location.h>
+#include <Kestrel/Root/Text/String.h>
 
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace Tool {
@@ -19,6 +21,10 @@ IO::Location ToLocation(std::string const & argument);
 std::string ToText(IO::Location const & location);
 /// The same for a name.
 std::string ToText(IO::Name const & name);
+/// What is text of this kind already.
+inline std::string ToText(Mu::String const & text) {
+    return std::string(std::string_view(text));
+}
 
 /// Whether what stands at the location is spelt otherwise there, which opens it, but does not do for
 /// who destroys. Only on Linux; on Windows the system itself takes all spellings for one. A status says

@@ -41,6 +41,8 @@ std::string Disarm(std::string const & text);
 std::string Quote(std::string const & text);
 /// With spaces up to `width`: behind the text, or before it.
 std::string PadRight(std::string text, std::size_t width);
+/// Prints rows in columns as wide as their widest cell. A row is one line whatever is in a cell.
+void ShowTable(std::vector<std::vector<std::string>> rows);
 std::string PadLeft(std::string text, std::size_t width);
 
 /// What the tool says on standard error. Each line stays one, and steers no terminal, whatever names

@@ -101,29 +101,6 @@ std::string ToInsideName(InsideEntry const & entry) {
     return ToUtf8(VFS::EscapeName(VFS::UnescapeName(entry.name))) + (entry.isFolder ? "/" : "");
 }
 
-// The rest is up to the terminal.
-void ShowTable(std::vector<std::vector<std::string>> rows) {
-    // Of UTF-8, in characters.
-    auto const getWidth = [](std::string const & text) {
-        return static_cast<std::size_t>(std::count_if(
-            text.begin(), text.end(), [](char byte) { return (byte & 0xC0) != 0x80; }));
-    };
-    std::vector<std::size_t> widths;
-    for (std::vector<std::string> & row : rows)
-        for (std::size_t i = 0; i < row.size(); ++i) {
-            row[i] = Disarm(row[i]);
-            widths.resize(std::max(widths.size(), i + 1));
-            widths[i] = std::max(widths[i], getWidth(row[i]));
-        }
-    for (std::vector<std::string> const & row : rows) {
-        std::string line;
-        for (std::size_t i = 0; i < row.size(); ++i)
-            line += row[i] + std::string(widths[i] - getWidth(row[i]) + 2, ' ');
-        line.erase(line.find_last_not_of(' ') + 1);
-        Out() << line.c_str() << "\n"; // disarmed
-    }
-}
-
 namespace {
 
 class Copier {

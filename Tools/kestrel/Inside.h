@@ -44,9 +44,6 @@ MuErrCode ReadContent(IO::Location const & file, std::string * content);
 /// The same name for a thing wherever it is found and however it is spelt there; a folder ends in "/".
 std::string ToInsideName(InsideEntry const & entry);
 
-/// A table on the terminal, or in a file. A line is one line, whatever is in a cell.
-void ShowTable(std::vector<std::vector<std::string>> rows);
-
 /// Copies all below a folder into a new one. What goes away meanwhile is left out, and counted.
 MuErrCode CopyInside(IO::Location const & from, IO::Location const & to, unsigned long long * gone);
 

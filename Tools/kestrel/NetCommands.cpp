@@ -1,3 +1,4 @@
+#include "Arguments.h"
 #include "Commands.h"
 #include "Console.h"
 #include "Json.h"
@@ -16,10 +17,6 @@ namespace {
 using IO::Socket::InternetAddress;
 using IO::Socket::NetworkInterface;
 using Interfaces = Mu::PagedArray<NetworkInterface>;
-
-std::string ToText(Mu::String const & text) {
-    return std::string(std::string_view(text));
-}
 
 std::string ToText(InternetAddress const & address) {
     return ToText(address.GetHostAddress());

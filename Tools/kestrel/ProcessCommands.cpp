@@ -22,26 +22,6 @@ using IO::IPC::ApplicationList;
 using IO::IPC::ProcessInfo;
 using IO::IPC::ServerInfo;
 
-std::string ToText(Mu::String const & text) {
-    return std::string(std::string_view(text));
-}
-
-// Cells of one width in each column but the last.
-void ShowTable(std::vector<std::vector<std::string>> const & rows) {
-    std::vector<std::size_t> widths;
-    for (auto const & row : rows) {
-        widths.resize(std::max(widths.size(), row.size()));
-        for (std::size_t i = 0; i < row.size(); ++i)
-            widths[i] = std::max(widths[i], row[i].size());
-    }
-    for (auto const & row : rows) {
-        std::string line;
-        for (std::size_t i = 0; i + 1 < row.size(); ++i)
-            line += PadRight(row[i], widths[i] + 2);
-        Out() << line + row.back() << "\n";
-    }
-}
-
 // Most processes have no file, and need not be asked behind a lock. What cannot be looked for is
 // asked, and says why.
 bool MayHaveServers(IO::Process::Descriptor const & process) {
