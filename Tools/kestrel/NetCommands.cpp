@@ -18,7 +18,7 @@ using IO::Socket::InternetAddress;
 using IO::Socket::NetworkInterface;
 using Interfaces = Mu::PagedArray<NetworkInterface>;
 
-std::string ToText(InternetAddress const & address) {
+std::string ToNumbers(InternetAddress const & address) {
     return ToText(address.GetHostAddress());
 }
 
@@ -27,7 +27,7 @@ std::vector<std::string> GetGateways(NetworkInterface const & interface) {
     std::vector<std::string> gateways;
     for (InternetAddress const & gateway : interface.GetGatewayAddresses())
         if (!gateway.IsAnyAddress())
-            gateways.push_back(ToText(gateway));
+            gateways.push_back(ToNumbers(gateway));
     return gateways;
 }
 
@@ -60,10 +60,10 @@ void AddRows(NetworkInterface const & interface, std::vector<Row> & rows) {
         below.push_back({"", "", "", std::exchange(first[Hardware], "")});
     for (auto const & entry : interface.GetInterfaceAddresses()) {
         Row row;
-        row[Address] = ToText(entry.GetInterfaceAddress()) + "/" +
+        row[Address] = ToNumbers(entry.GetInterfaceAddress()) + "/" +
                        std::to_string(entry.GetNetworkPrefixLength());
         if (entry.HasBroadcastAddress())
-            row[Address + 1] = ToText(entry.GetBroadcastAddress());
+            row[Address + 1] = ToNumbers(entry.GetBroadcastAddress());
         below.push_back(row);
     }
     for (std::string const & gateway : GetGateways(interface)) {
@@ -108,10 +108,10 @@ void ShowTable(std::vector<Row> const & rows) {
 Json ToJson(NetworkInterface const & interface) {
     Json addresses = Json::array();
     for (auto const & entry : interface.GetInterfaceAddresses()) {
-        Json address{{"address", ToText(entry.GetInterfaceAddress())},
+        Json address{{"address", ToNumbers(entry.GetInterfaceAddress())},
                      {"prefixLength", entry.GetNetworkPrefixLength()}};
         if (entry.HasBroadcastAddress())
-            address["broadcast"] = ToText(entry.GetBroadcastAddress());
+            address["broadcast"] = ToNumbers(entry.GetBroadcastAddress());
         addresses.push_back(address);
     }
     return {{"name", ToUtf8(interface.GetName())},
@@ -132,7 +132,7 @@ std::vector<std::string> Resolve(std::string const & name) {
                                   found);
     std::vector<std::string> addresses;
     for (InternetAddress const & address : found)
-        addresses.push_back(ToText(address));
+        addresses.push_back(ToNumbers(address));
     return addresses;
 }
 
@@ -140,7 +140,7 @@ std::vector<std::string> FindName(std::string const & text) {
     InternetAddress address = InternetAddress::GetByAddress(
         Mu::String(text.data(), static_cast<unsigned int>(text.size())));
     std::string const name = ToText(address.GetHostName());
-    if (name == ToText(address)) // what stands for no name
+    if (name == ToNumbers(address)) // what stands for no name
         return {};
     return {name};
 }
