@@ -305,7 +305,7 @@ TEST_F(Dialogue, TellsOfConnectionsThatFail) {
     Pass(1);
     EXPECT_EQ(second.GetConnectState() + third.GetConnectState(), 3);
 
-    server->Stop();
+    server->ProcessError();
     EXPECT_FALSE(server->IsRunning());
     Pass();
     WriteMessage(*client, "still there");

@@ -96,15 +96,20 @@ TEST(Launch, SplitsTheParametersAtBlanks) {
     std::ofstream(folder / "list")
         << "#!/bin/sh\nfor a; do echo \"[$a]\" >>\"$0~\"; done\n/bin/mv \"$0~\" \"$0.result\"\n";
     fs::permissions(folder / "list", fs::perms::owner_all);
-    // A long word of characters of two units, so that a cut anywhere would show, and a stray byte.
+    // A long word of characters of two units, the first of those there are, so that a cut anywhere
+    // would show, and a stray byte.
     std::u16string longWord;
     std::string longBytes;
     for (int i = 0; i < 2000; ++i) {
-        longWord += u"\U0001F426";
-        longBytes += "\xF0\x9F\x90\xA6";
+        longWord += u"\U00010000";
+        longBytes += "\xF0\x90\x80\x80";
     }
-    ASSERT_EQ(Launch(folder / "list", u"  x " + longWord + u"  \"y" + char16_t(0xEFFF)), 0u);
-    EXPECT_EQ(Await(folder / "list.result"), "[x]\n[" + longBytes + "]\n[\"y\xFF]\n");
+    for (std::u16string const blanks : {u" ", u"  "}) {
+        ASSERT_EQ(Launch(folder / "list", blanks + u"x " + longWord + u"  \"y" + char16_t(0xEFFF)),
+                  0u);
+        EXPECT_EQ(Await(folder / "list.result"), "[x]\n[" + longBytes + "]\n[\"y\xFF]\n");
+        fs::remove(folder / "list.result");
+    }
 }
 
 #endif

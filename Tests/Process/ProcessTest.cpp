@@ -8,6 +8,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cerrno>
 #include <string>
 #include <vector>
 
@@ -124,6 +125,17 @@ TEST(Process, KnowsItself) {
         EXPECT_EQ(base.ToString(), "kestrelprocesstests");
     }
     EXPECT_TRUE(isFound);
+
+    // Behind the last is no error, whatever a call before has left in errno.
+    Process::ProcessCalls & calls = Process::GetPlatformProcessCalls();
+    Process::SnapshotHandle snapshot;
+    Process::ProcessEntry entry;
+    ASSERT_EQ(calls.CreateProcessSnapshot(&snapshot), 0u);
+    unsigned int error = calls.FirstProcess(snapshot, &entry);
+    for (; error == 0; error = calls.NextProcess(snapshot, &entry))
+        errno = EIO;
+    EXPECT_EQ(error, IO::FileError::NoMoreFiles);
+    calls.CloseSnapshot(snapshot);
 }
 
 TEST(Process, TravelsAsFourFields) {

@@ -134,9 +134,13 @@ TEST_P(ZipChannel, FlushesFullyByItselfAndOnDemand) {
         EXPECT_EQ(position, 5u) << "what is written counts, not what comes out";
         EXPECT_EQ(zip.FullFlush(), IO::NoError);
         EXPECT_EQ(zip.FullFlush(), GetParam() == alone ? IO::Error : IO::NoError);
-        Put(zip, "second");
+        Put(zip, "2");
+        EXPECT_EQ(zip.FullFlush(), IO::NoError);
+        Put(zip, "third");
     }
-    EXPECT_EQ(Unzip(out.GetBytes()), "firstsecond") << "two flushes in a row do no harm";
+    std::string const bytes = out.GetBytes();
+    EXPECT_EQ(Unzip(bytes), "first2third") << "two flushes in a row do no harm";
+    EXPECT_EQ(Unzip(bytes.substr(0, bytes.rfind(mark) + 4), IO::InputFailure), "first2");
 }
 
 TEST(ZipIChannel, ReadsBytesOfAnotherProgram) {
