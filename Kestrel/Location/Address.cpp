@@ -252,10 +252,10 @@ MuErrCode Address::EnumerateNames(NameEnumerator * enumerator) const {
     return status;
 }
 
-bool Address::IsSame(Address const & other) const {
-    if (node == NoNode || other.node == NoNode || AddressTree::AreSurelyDifferent(node, other.node))
+bool Address::AreSameNames(unsigned int a, unsigned int b) {
+    if (a == NoNode || b == NoNode || AddressTree::AreSurelyDifferent(a, b))
         return false;
-    return Turn()->IsSamePath(node, other.node);
+    return Turn()->IsSamePath(a, b);
 }
 
 // Letter by letter. Needs no memory.
@@ -288,7 +288,7 @@ bool Address::operator<(Address const & other) const {
 }
 
 unsigned int Address::GenerateHashValue() const {
-    return node == NoNode ? 0 : AddressTree::GetHash(node);
+    return AddressTree::HashOf(node);
 }
 
 void Address::CleanUp() {

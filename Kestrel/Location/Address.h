@@ -105,7 +105,7 @@ public:
     MuErrCode EnumerateNames(NameEnumerator * enumerator) const;
 
     /// Whether the names are the same, as Name::operator== has it, whatever their attachments.
-    bool operator==(Address const & other) const { return node == other.node || IsSame(other); }
+    bool operator==(Address const & other) const { return IsSame(node, other.node); }
     bool operator!=(Address const & other) const { return !(*this == other); }
     /// By the first names that are not ==, as Name::operator< has it; else the shorter comes first.
     bool operator<(Address const & other) const;
@@ -123,9 +123,10 @@ public:
     static void PrintAddressTree(Mu::OChannel & channel);
 
 private:
+    friend class LentAddress;
+    friend class LentConstAddress;
     friend class Location;
     friend class RelativeLocation;
-    friend struct AddressPair;
 
     struct Unset {};
     explicit Address(Unset) noexcept {}
@@ -135,7 +136,8 @@ private:
             Release();
     }
     void Release() noexcept;
-    bool IsSame(Address const & other) const;
+    static bool IsSame(unsigned int a, unsigned int b) { return a == b || AreSameNames(a, b); }
+    static bool AreSameNames(unsigned int a, unsigned int b);
     bool IsOneName(char16_t const * name) const;
     bool BeginsWith(Address const & start) const;
     MuErrCode ReadNames(Mu::IChannel & channel, unsigned int count);

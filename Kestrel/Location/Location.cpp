@@ -2,7 +2,9 @@
 
 #include <Kestrel/Location/Internal/AddressPair.h>
 #include <Kestrel/Location/Internal/Guard.h>
+#include <Kestrel/Location/Internal/LentAddress.h>
 #include <Kestrel/Location/Internal/LocalRoot.h>
+#include <Kestrel/Location/Internal/LocationExtra.h>
 
 #include <memory>
 #include <utility>
@@ -11,24 +13,27 @@ namespace IO {
 
 Location::PDI::~PDI() = default;
 
-Location::Location() : network(Address::Unset()), local(Address::Unset()) {
+Location::Extra::Extra(Extra const & other)
+    : scheme(other.scheme), userName(other.userName), password(other.password),
+      pdi(other.pdi == nullptr ? nullptr : other.pdi->Clone()) {}
+
+Location::Location() {
     AddressPair::Clear(network, local);
 }
 
 Location::Location(Location const & other)
-    : Mu::Object(other), network(Address::Unset()), local(Address::Unset()),
-      networkModel(other.networkModel), scheme(other.scheme), userName(other.userName),
-      password(other.password), port(other.port),
-      pdi(other.pdi == nullptr ? nullptr : other.pdi->Clone()), legality(other.legality),
-      status(other.status) {
-    AddressPair::Copy(network, other.network, local, other.local);
+    : Mu::Object(other), network(other.network), local(other.local), status(other.status),
+      port(other.port), networkModel(other.networkModel), legality(other.legality) {
+    if (other.extra != nullptr) [[unlikely]]
+        extra = new Extra(*other.extra);
+    AddressPair::Copy(other.network, other.local);
 }
 
 Location::Location(Location && other) noexcept
-    : Mu::Object(other), network(std::move(other.network)), local(std::move(other.local)),
-      networkModel(other.networkModel), scheme(std::move(other.scheme)),
-      userName(std::move(other.userName)), password(std::move(other.password)), port(other.port),
-      pdi(std::exchange(other.pdi, nullptr)), legality(other.legality), status(other.status) {}
+    : Mu::Object(other), network(std::exchange(other.network, Address::NoNode)),
+      local(std::exchange(other.local, Address::NoNode)),
+      extra(std::exchange(other.extra, nullptr)), status(other.status), port(other.port),
+      networkModel(other.networkModel), legality(other.legality) {}
 
 Location::Location(Location const & parent, Name const & name) : Location(parent) {
     if (!Mu::IsNull(name))
@@ -48,41 +53,27 @@ Location::Location(char16_t const * text) : Location() {
 }
 
 Location::~Location() {
-    delete pdi;
+    delete extra;
     AddressPair::Drop(network, local);
 }
 
 Location & Location::operator=(Location const & other) {
     if (Mu::IsNull(other) || this == &other)
         return *this;
-    legality = NotAsked; // a string that cannot be had leaves a mixture behind
-    ClearPDI();
-    AddressPair::Copy(network, other.network, local, other.local);
-    networkModel = other.networkModel;
-    scheme = other.scheme;
-    userName = other.userName;
-    password = other.password;
-    port = other.port;
-    if (other.pdi != nullptr)
-        pdi = other.pdi->Clone();
-    legality = other.legality;
-    status = other.status;
-    return *this;
+    return *this = Location(other);
 }
 
 Location & Location::operator=(Location && other) noexcept {
     if (this == &other)
         return *this;
-    network = std::move(other.network);
-    local = std::move(other.local);
-    networkModel = other.networkModel;
-    scheme = std::move(other.scheme);
-    userName = std::move(other.userName);
-    password = std::move(other.password);
-    port = other.port;
-    SetPDI(std::exchange(other.pdi, nullptr));
-    legality = other.legality;
+    AddressPair::Drop(network, local);
+    network = std::exchange(other.network, Address::NoNode);
+    local = std::exchange(other.local, Address::NoNode);
+    delete std::exchange(extra, std::exchange(other.extra, nullptr));
     status = other.status;
+    port = other.port;
+    networkModel = other.networkModel;
+    legality = other.legality;
     return *this;
 }
 
@@ -143,19 +134,50 @@ bool Location::IsValid() const {
     return GetStatus() == NoError && IsLegal();
 }
 
+// Never destroyed: hosts may keep what the getters return for as long as a static location lives.
+static Mu::UniString const & NoText() {
+    alignas(Mu::UniString) static unsigned char place[sizeof(Mu::UniString)];
+    static Mu::UniString const * const text = new (place) Mu::UniString;
+    return *text;
+}
+
+Mu::UniString const & Location::GetText(Mu::UniString Extra::*which) const {
+    return extra == nullptr ? NoText() : extra->*which;
+}
+
+void Location::SetText(Mu::UniString Extra::*which, Mu::UniString const & text) {
+    if (extra == nullptr && text.IsEmpty())
+        return;
+    if (extra == nullptr)
+        extra = new Extra;
+    extra->*which = text;
+}
+
+Mu::UniString const & Location::GetScheme() const {
+    return GetText(&Extra::scheme);
+}
+
 void Location::SetScheme(Mu::UniString const & text) {
-    scheme = text;
-    networkModel = scheme.IsEmpty() ? HierarchicalModel : SchemeModel;
+    SetText(&Extra::scheme, text);
+    networkModel = GetScheme().IsEmpty() ? HierarchicalModel : SchemeModel;
     legality = NotAsked;
+}
+
+Mu::UniString const & Location::GetUserName() const {
+    return GetText(&Extra::userName);
 }
 
 void Location::SetUserName(Mu::UniString const & text) {
-    userName = text;
+    SetText(&Extra::userName, text);
     legality = NotAsked;
 }
 
+Mu::UniString const & Location::GetPassword() const {
+    return GetText(&Extra::password);
+}
+
 void Location::SetPassword(Mu::UniString const & text) {
-    password = text;
+    SetText(&Extra::password, text);
     legality = NotAsked;
 }
 
@@ -166,18 +188,23 @@ void Location::SetPort(unsigned short number) {
 
 void Location::Clear() {
     AddressPair::Clear(network, local);
+    delete std::exchange(extra, nullptr);
     networkModel = HierarchicalModel;
-    scheme.Clear();
-    userName.Clear();
-    password.Clear();
     port = 0;
-    ClearPDI();
     legality = NotAsked;
     status = NoError;
 }
 
+Location::PDI * Location::GetPDI() const {
+    return extra == nullptr ? nullptr : extra->pdi.get();
+}
+
 void Location::SetPDI(PDI * owned) {
-    delete std::exchange(pdi, owned);
+    std::unique_ptr<PDI> taken(owned);
+    if (extra == nullptr && owned != nullptr)
+        extra = new Extra;
+    if (extra != nullptr)
+        extra->pdi = std::move(taken);
 }
 
 void Location::ClearPDI() {
@@ -189,10 +216,10 @@ void Location::SetContent(unsigned short const * networkNames, unsigned short co
     if (networkNames == nullptr || localNames == nullptr)
         return;
     // Failures stay in the addresses. Mostly the machine is none, and was none before.
-    if (*networkNames != 0 || !HasAddresses() || !network.IsEmpty())
-        (void)network.Set(networkNames);
-    (void)local.Set(localNames);
-    networkModel = model;
+    if (*networkNames != 0 || !HasAddresses() || !Lend(network)->IsEmpty())
+        (void)Lend(network)->Set(networkNames);
+    (void)Lend(local)->Set(localNames);
+    networkModel = static_cast<unsigned char>(model);
     ClearPDI();
     legality = NotAsked;
 }

@@ -44,7 +44,8 @@ concept LocationText = requires(T const & text) {
 /// "Healthy" below: both addresses are valid and the status is 0. An object whose text could not
 /// be understood, or which memory failed, stays safe to use, and every operation returns why.
 ///
-/// Memory:  two indices into the address tree; a copy takes none unless the strings of a URL do.
+/// Memory:  two indices into the address tree, and one block where there is a scheme, a user, a
+///          password or what a platform keeps; a copy takes none without them.
 /// Threads: one at a time, for const operations too: IsLegal keeps its result. Copies share nothing
 ///          but the tree.
 /// Failure: statuses. Mu::OutOfMemoryException comes from copying, assigning, Clone, ToLogText,
@@ -128,17 +129,17 @@ public:
     /// Healthy and legal on this platform.
     bool IsValid() const;
 
-    Mu::UniString const & GetScheme() const { return scheme; }
+    Mu::UniString const & GetScheme() const;
     /// A scheme makes the model SchemeModel, an empty one HierarchicalModel.
     void SetScheme(Mu::UniString const & text);
-    Mu::UniString const & GetUserName() const { return userName; }
+    Mu::UniString const & GetUserName() const;
     void SetUserName(Mu::UniString const & text);
-    Mu::UniString const & GetPassword() const { return password; }
+    Mu::UniString const & GetPassword() const;
     void SetPassword(Mu::UniString const & text);
     /// 0: none.
     unsigned short GetPort() const { return port; }
     void SetPort(unsigned short number);
-    NetworkModel GetNetworkModel() const { return networkModel; }
+    NetworkModel GetNetworkModel() const { return static_cast<NetworkModel>(networkModel); }
 
     // The checked operations on the names of the machine, most significant first: com, example,
     // www.
@@ -239,12 +240,13 @@ private:
     template <typename... Arguments>
     static MuErrCode Make(Location ** location, Arguments const &... arguments);
 
-    static constexpr unsigned int NotAsked = 2;
-    bool HasAddresses() const {
-        return network.node != Address::NoNode && local.node != Address::NoNode;
-    }
-    // Mostly decided by the nodes alone, without a call.
-    static bool IsSame(Address const & a, Address const & b) { return a.node == b.node || a == b; }
+    struct Extra;
+
+    static constexpr unsigned char NotAsked = 2;
+    bool HasAddresses() const { return network != Address::NoNode && local != Address::NoNode; }
+    bool IsSameUser(Location const & other) const;
+    Mu::UniString const & GetText(Mu::UniString Extra::*which) const;
+    void SetText(Mu::UniString Extra::*which, Mu::UniString const & text);
     MuErrCode Check(bool nullArgument) const;
     MuErrCode CheckChange(bool nullArgument);
     bool Resolve(Mu::UniString const & text);
@@ -261,7 +263,7 @@ private:
     MuErrCode GetLocalNameAttachment(unsigned int index, Name * name) const;
     MuErrCode SetLocalNameAttachment(unsigned int index, Name const & name);
 
-    PDI * GetPDI() const { return pdi; }
+    PDI * GetPDI() const;
     void SetPDI(PDI * owned);
     void ClearPDI();
     void SetContent(unsigned short const * networkNames, unsigned short const * localNames,
@@ -271,16 +273,14 @@ private:
     bool ResolveURL(Mu::UniString const & text);
     static bool IsValidUserNameOrPassword(Mu::UniString const & text);
 
-    Address network;
-    Address local;
-    NetworkModel networkModel = HierarchicalModel;
-    Mu::UniString scheme;
-    Mu::UniString userName;
-    Mu::UniString password;
+    // The nodes of the two addresses, without what else an Address object has.
+    unsigned int network = Address::NoNode;
+    unsigned int local = Address::NoNode;
+    Extra * extra = nullptr;    // owned; what few locations have
+    MuErrCode status = NoError; // why the object could not be made or read
     unsigned short port = 0;
-    PDI * pdi = nullptr;                      // owned
-    mutable unsigned int legality = NotAsked; // what IsLegal returned: 0 legal, 1 illegal
-    MuErrCode status = NoError;               // why the object could not be made or read
+    unsigned char networkModel = HierarchicalModel;
+    mutable unsigned char legality = NotAsked; // what IsLegal returned: 0 legal, 1 illegal
 };
 
 /// The empty location, healthy from the library's start to its end.

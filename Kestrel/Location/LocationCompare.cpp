@@ -1,7 +1,9 @@
 #include <Kestrel/Location/Location.h>
 
 #include <Kestrel/Location/Internal/AddressNames.h>
+#include <Kestrel/Location/Internal/AddressTree.h>
 #include <Kestrel/Location/Internal/Guard.h>
+#include <Kestrel/Location/Internal/LentAddress.h>
 #include <Kestrel/Location/RelativeLocation.h>
 
 namespace IO {
@@ -12,11 +14,6 @@ constexpr unsigned int HashFactor = 65599;
 
 bool AreHealthy(Location const & first, Location const & second) {
     return first.GetStatus() == NoError && !Mu::IsNull(second) && second.GetStatus() == NoError;
-}
-
-// Mostly there is none.
-bool IsSameUser(Mu::UniString const & a, Mu::UniString const & b) {
-    return a.GetLength() == b.GetLength() && (a.IsEmpty() || a == b);
 }
 
 // The "." and ".." that a relative location begins with, and how many of them are "..".
@@ -41,9 +38,14 @@ MuErrCode CountLeadingDots(RelativeLocation const & relative, LeadingDots & dots
 
 } // namespace
 
+// Mostly there is none.
+bool Location::IsSameUser(Location const & other) const {
+    return (extra == nullptr && other.extra == nullptr) || GetUserName() == other.GetUserName();
+}
+
 bool Location::operator==(Location const & other) const {
-    return AreHealthy(*this, other) && IsSame(network, other.network) &&
-           IsSame(local, other.local) && IsSameUser(userName, other.userName);
+    return AreHealthy(*this, other) && Address::IsSame(network, other.network) &&
+           Address::IsSame(local, other.local) && IsSameUser(other);
 }
 
 bool Location::operator!=(Location const & other) const {
@@ -53,23 +55,22 @@ bool Location::operator!=(Location const & other) const {
 bool Location::operator<(Location const & other) const {
     if (!AreHealthy(*this, other))
         return false;
-    return network == other.network ? local < other.local : network < other.network;
+    return Address::IsSame(network, other.network) ? *Lend(local) < *Lend(other.local)
+                                                   : *Lend(network) < *Lend(other.network);
 }
 
 unsigned int Location::GenerateHashValue() const {
-    return HashFactor * network.GenerateHashValue() + local.GenerateHashValue();
+    return HashFactor * AddressTree::HashOf(network) + AddressTree::HashOf(local);
 }
 
 bool Location::IsAncestorOf(Location const & other) const {
     if (!AreHealthy(*this, other))
         return false;
-    unsigned int const networkLength = network.GetLength();
-    unsigned int const otherLength = other.network.GetLength();
-    if (!other.network.BeginsWith(network))
+    if (!Lend(other.network)->BeginsWith(*Lend(network)))
         return false;
-    if (networkLength < otherLength)
-        return local.IsEmpty();
-    return local.GetLength() < other.local.GetLength() && other.local.BeginsWith(local);
+    if (GetNetworkLength() < other.GetNetworkLength())
+        return IsRoot();
+    return GetLocalLength() < other.GetLocalLength() && Lend(other.local)->BeginsWith(*Lend(local));
 }
 
 MuErrCode Location::GetDifference(Location const & base, RelativeLocation * result) const {
@@ -85,15 +86,15 @@ MuErrCode Location::GetDifference(Location const & base, RelativeLocation * resu
 
 MuErrCode Location::AppendDifference(Location const & base, RelativeLocation * result) const {
     result->Clear();
-    if (network != base.network)
+    if (!Address::IsSame(network, base.network))
         return ErrDifferentNetwork;
-    unsigned int const common = CountCommonNames(local, base.local);
+    unsigned int const common = CountCommonNames(*Lend(local), *Lend(base.local));
     MuErrCode status = NoError;
     Name name("..");
-    for (unsigned int i = common; status == NoError && i < base.local.GetLength(); ++i)
+    for (unsigned int i = common; status == NoError && i < base.GetLocalLength(); ++i)
         status = result->Append(name);
-    for (unsigned int i = common; status == NoError && i < local.GetLength(); ++i) {
-        status = local.GetName(i, &name);
+    for (unsigned int i = common; status == NoError && i < GetLocalLength(); ++i) {
+        status = GetLocalName(i, &name);
         if (status == NoError)
             status = result->Append(name);
     }
@@ -115,16 +116,16 @@ MuErrCode Location::FollowRelative(RelativeLocation const & relative) {
     if (status != NoError)
         return status;
     if (dots.count == 0)
-        return local.Append(relative.address);
-    if (dots.ups > local.GetLength())
+        return Lend(local)->Append(relative.address);
+    if (dots.ups > GetLocalLength())
         return Error;
     for (unsigned int i = 0; status == NoError && i < dots.ups; ++i)
-        status = local.DeleteLastName();
+        status = DeleteLastLocalName();
     Name name;
     for (unsigned int i = dots.count; status == NoError && i < relative.GetLength(); ++i) {
         status = relative.GetName(i, &name);
         if (status == NoError)
-            status = local.Append(name);
+            status = AppendToLocal(name);
     }
     return status;
 }

@@ -1,5 +1,8 @@
 #include <Kestrel/Location/Location.h>
 
+#include <Kestrel/Location/Internal/Guard.h>
+#include <Kestrel/Location/Internal/LentAddress.h>
+#include <Kestrel/Location/Internal/LocationExtra.h>
 #include <Kestrel/Location/Internal/ValidatorTable.h>
 #include <Kestrel/Location/LocationResolver.h>
 #include <Kestrel/Root/Objects/ClassInfo.h>
@@ -74,19 +77,19 @@ MuErrCode Location::Write(Mu::OChannel & channel) const {
 
 // What the channel refuses stays in its status; a name that could not be read does not.
 MuErrCode Location::WriteFields(Mu::OChannel & channel, unsigned int subVersion) const {
-    MuErrCode written = network.Write(channel, GetTailCount(networkModel));
+    MuErrCode written = Lend(network)->Write(channel, GetTailCount(GetNetworkModel()));
     if (written == NoError)
-        written = channel.Write(local);
+        written = channel.Write(*Lend(local));
     if (written != NoError)
         return written;
-    (void)channel.Write(ToCode(networkModel, subVersion));
+    (void)channel.Write(ToCode(GetNetworkModel(), subVersion));
     if (HasPlatformBlock(subVersion)) {
         (void)channel.WriteUShort(RunningPlatform);
         LocationResolver * const resolver = LocationResolver::GetInstance();
         written = resolver != nullptr ? resolver->WritePDI(channel, *this)
                                       : LocationResolver::WriteNoPDI(channel);
     }
-    for (Mu::UniString const * text : {&scheme, &userName, &password})
+    for (Mu::UniString const * text : {&GetScheme(), &GetUserName(), &GetPassword()})
         if (written == NoError && subVersion >= 2)
             written = channel.Write(*text);
     return written == NoError && subVersion >= 2 ? channel.Write(port) : written;
@@ -108,14 +111,14 @@ MuErrCode Location::Read(Mu::IChannel & channel) {
 
 MuErrCode Location::ReadFields(Mu::IChannel & channel, unsigned int subVersion) {
     unsigned int code = 0;
-    MuErrCode result = channel.Read(network);
+    MuErrCode result = channel.Read(*Lend(network));
     if (result == NoError)
-        result = channel.Read(local);
+        result = channel.Read(*Lend(local));
     if (result == NoError)
         result = channel.Read(code);
     if (result != NoError)
         return result;
-    networkModel = ToModel(code);
+    networkModel = static_cast<unsigned char>(ToModel(code));
     if (HasPlatformBlock(subVersion)) {
         result = ReadPlatformBlock(channel);
         if (result == NoError)
@@ -127,8 +130,14 @@ MuErrCode Location::ReadFields(Mu::IChannel & channel, unsigned int subVersion) 
 }
 
 MuErrCode Location::ReadURLFields(Mu::IChannel & channel) {
-    for (Mu::UniString * text : {&scheme, &userName, &password}) {
-        MuErrCode const result = channel.Read(*text);
+    Mu::UniString text;
+    for (Mu::UniString Extra::*which : {&Extra::scheme, &Extra::userName, &Extra::password}) {
+        MuErrCode result = channel.Read(text);
+        if (result == NoError)
+            result = WithoutException([&] {
+                SetText(which, text);
+                return NoError;
+            });
         if (result != NoError)
             return result;
     }

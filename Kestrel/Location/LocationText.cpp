@@ -2,6 +2,7 @@
 
 #include <Kestrel/Location/Internal/AddressNames.h>
 #include <Kestrel/Location/Internal/Guard.h>
+#include <Kestrel/Location/Internal/LentAddress.h>
 #include <Kestrel/Location/Internal/Resolvation.h>
 #include <Kestrel/Location/Internal/ValidatorTable.h>
 #include <Kestrel/Location/LocationResolver.h>
@@ -155,9 +156,9 @@ void Location::Print(Mu::OChannel & channel) const {
         channel << static_cast<char const *>(path.ToCStr(0, Mu::NotFound, MuLogCharCode));
         return;
     }
-    PrintNames(channel, network, MuLogCharCode);
+    PrintNames(channel, *Lend(network), MuLogCharCode);
     channel << '|';
-    PrintNames(channel, local, MuLogCharCode);
+    PrintNames(channel, *Lend(local), MuLogCharCode);
 }
 
 void Location::PrintDebug() const {

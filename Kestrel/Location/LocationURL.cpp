@@ -1,6 +1,8 @@
 #include <Kestrel/Location/Location.h>
 
 #include <Kestrel/Location/Internal/Guard.h>
+#include <Kestrel/Location/Internal/LentAddress.h>
+#include <Kestrel/Location/Internal/LocationExtra.h>
 #include <Kestrel/Location/Internal/URLNames.h>
 
 #include <algorithm>
@@ -190,11 +192,12 @@ MuErrCode Location::ToURL(Mu::UniString * url) const {
     MuErrCode const refusal = Check(url == nullptr);
     if (refusal != NoError)
         return refusal;
-    if (networkModel == SchemeModel && scheme.IsEmpty())
+    if (networkModel == SchemeModel && GetScheme().IsEmpty())
         return ErrNoScheme;
     return WithoutException([&] {
-        Mu::UniString text(networkModel == SchemeModel ? scheme
-                                                       : ConvertNetworkModelToString(networkModel));
+        Mu::UniString text(networkModel == SchemeModel
+                               ? GetScheme()
+                               : ConvertNetworkModelToString(GetNetworkModel()));
         text.Append("://");
         AppendUserTo(text, *this);
         MuErrCode const status = AppendHostTo(text, *this);
@@ -204,7 +207,7 @@ MuErrCode Location::ToURL(Mu::UniString * url) const {
             text.Append(Mu::UniString::Printf(":%d", port));
         if (!IsRoot() || GetNetworkLength() == 0)
             text.Append(Mu::UniChar('/'));
-        AppendNamesToURL(text, local, EscapedInURL);
+        AppendNamesToURL(text, *Lend(local), EscapedInURL);
         url->Swap(text);
         return NoError;
     });
@@ -219,16 +222,16 @@ bool Location::ResolveURL(Mu::UniString const & text) {
     // Kept: a URL that names nothing changes the model and leaves the names as they were.
     if (!pieces.isEmpty) {
         Clear();
-        scheme = Mu::UniString(pieces.scheme);
-        userName = Mu::UniString(pieces.user);
-        password = Mu::UniString(pieces.password);
+        SetText(&Extra::scheme, Mu::UniString(pieces.scheme));
+        SetText(&Extra::userName, Mu::UniString(pieces.user));
+        SetText(&Extra::password, Mu::UniString(pieces.password));
         port = pieces.port;
-        AppendHost(network, pieces.host);
-        if (pieces.model != SchemeModel && IsLocalHost(network))
-            (void)network.DeleteLastName(); // a failure stays in the address
-        AppendNamesOfURL(local, pieces.path);
+        AppendHost(*Lend(network), pieces.host);
+        if (pieces.model != SchemeModel && IsLocalHost(*Lend(network)))
+            (void)Lend(network)->DeleteLastName(); // a failure stays in the address
+        AppendNamesOfURL(*Lend(local), pieces.path);
     }
-    networkModel = pieces.model;
+    networkModel = static_cast<unsigned char>(pieces.model);
     return true;
 }
 

@@ -68,7 +68,8 @@ bool AddressTreeReflection::GetAttributes(RelativeLocation const & location,
 }
 
 // The counter is the one that there is, with the copies at the node that it does not know of yet:
-// bringing all counters up to date would cost a walk through the whole tree for each node.
+// bringing all counters up to date would cost a walk through the whole tree for each node. The root
+// is one node alone, and copies at any other may be copies of it as well.
 bool AddressTreeReflection::GetAttributeValues(RelativeLocation const & location,
                                                Mu::Array<AttributeValue> * values) const {
     if (Mu::IsNull(location) || values == nullptr)
@@ -77,7 +78,10 @@ bool AddressTreeReflection::GetAttributeValues(RelativeLocation const & location
     unsigned int node;
     if (!FindNode(*tree, location, &node))
         return false;
+    if (node == tree->GetRoot())
+        tree->SynchronizeCounters();
     NodeTable::Record const & record = tree->GetNodes()[node];
+    NodeTable::Copies const copies = tree->GetNodes().GetNote(node).copies.load();
     Mu::UniString text;
     if (record.name != NoIndex)
         tree->ReadStoredName(node, text);
@@ -85,7 +89,8 @@ bool AddressTreeReflection::GetAttributeValues(RelativeLocation const & location
     values->Emplace(record.parent);
     values->Emplace(record.next);
     values->Emplace(record.leftChild);
-    values->Emplace(record.referenceCounter + tree->GetNodes().GetNote(node).copies.load());
+    values->Emplace(record.referenceCounter + NodeTable::CountAlone(copies) +
+                    NodeTable::CountWithRoot(copies));
     return true;
 }
 

@@ -1,6 +1,7 @@
 #include <Kestrel/Location/Internal/AddressTree.h>
 
 #include <Kestrel/Location/Address.h>
+#include <Kestrel/Location/Location.h>
 
 #include "Tests/Support/FaultSweep.h"
 #include "Tests/Support/Location/AddressTrees.h"
@@ -8,6 +9,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <random>
 #include <thread>
 
@@ -239,6 +241,76 @@ TEST(AddressTree, IsATreeOfPlainListsInEveryOrderOfOperations) {
         }
         ASSERT_TRUE(IsTreeGone());
     }
+}
+
+// Of a location's two addresses the root is mostly noted at the other one's node: what is shown is
+// right all the same, whichever of the two goes first, and however many copies there are.
+TEST(AddressTree, CountsBothAddressesOfALocation) {
+    std::mt19937 random(1);
+    for (unsigned int round = 0; round < 40; ++round) {
+        ModelTree model;
+        std::vector<IO::Location> locations;
+        std::vector<std::array<ModelTree::Node *, 2>> ends; // of the machine, and of the path
+        auto const add = [&](IO::Location const & location, ModelTree::Node * machine,
+                             ModelTree::Node * path) {
+            locations.push_back(location);
+            ends.push_back({machine, path});
+        };
+        for (unsigned int step = 0; step < 300; ++step) {
+            if (locations.empty())
+                add(IO::Location(), model.HoldRoot(), model.HoldRoot());
+            std::size_t const at = random() % locations.size();
+            std::size_t const other = random() % locations.size();
+            Text const name = Number(u"n", random() % 3);
+            switch (random() % 8) {
+            case 0:
+                (void)locations[at].AppendToNetwork(IO::Name(name));
+                ends[at][0] = model.Append(ends[at][0], name);
+                break;
+            case 1:
+                locations[at].ClearNetwork();
+                model.Release(std::exchange(ends[at][0], model.HoldRoot()));
+                break;
+            case 2:
+                if (locations[at].DeleteLastLocalName() == IO::NoError)
+                    ends[at][1] = model.DeleteName(
+                        ends[at][1], ModelTree::GetStoredPath(ends[at][1]).size() - 1);
+                break;
+            case 3:
+                locations[at] = locations[other];
+                for (unsigned int i = 0; i < 2; ++i) {
+                    model.AddRef(ends[other][i]);
+                    model.Release(std::exchange(ends[at][i], ends[other][i]));
+                }
+                break;
+            case 4:
+                for (ModelTree::Node * const end : ends[at])
+                    model.Release(end);
+                std::swap(locations[at], locations.back());
+                std::swap(ends[at], ends.back());
+                locations.pop_back();
+                ends.pop_back();
+                break;
+            case 5:
+                (void)locations[at].AppendToLocal(IO::Name(name));
+                ends[at][1] = model.Append(ends[at][1], name);
+                break;
+            default:
+                model.AddRef(ends[at][0]);
+                model.AddRef(ends[at][1]);
+                add(IO::Location(locations[at]), ends[at][0], ends[at][1]);
+            }
+            if (step % 30 == 0) {
+                ASSERT_EQ(PrintTree(), model.Print());
+            }
+        }
+        CheckTree();
+        std::shuffle(locations.begin(), locations.end(), random);
+        locations.clear();
+        ASSERT_TRUE(IsTreeGone());
+    }
+    std::vector<IO::Location> const many(100000, IO::Location());
+    EXPECT_EQ(PrintTree(), "Root (200000)\n");
 }
 
 // Many names cost hardly more comparisons each than few do, in whatever order they come and go.

@@ -61,7 +61,7 @@ TEST(Location, IsTwoListsOfNames) {
         unhealthy, [&](Location & location, Names const & names) { check(location, names, {}); });
     ExpectAListOfNames<LocalNames>(
         unhealthy, [&](Location & location, Names const & names) { check(location, {}, names); });
-    EXPECT_LE(sizeof(Location), 144u);
+    EXPECT_LE(sizeof(Location), 32u);
     EXPECT_EQ(GetLocal(Location(MakeLocation({}, {"C:"}), IO::Name("a"))), (Names{"C:", "a"}));
     EXPECT_EQ(GetLocal(Location(MakeLocation({}, {"C:"}), NullName())), Names{"C:"});
 }

@@ -33,11 +33,11 @@ LAYOUTS = {
     'IO::Name': (VIRTUAL, ('text', 'Mu::UniString')),
     'IO::Address': (VIRTUAL, ('node', 'unsigned int')),
     'IO::RelativeLocation': (VIRTUAL, ('address', 'IO::Address'), ('status', 'int')),
-    'IO::Location': (VIRTUAL, ('network', 'IO::Address'), ('local', 'IO::Address'),
-                     ('networkModel', 'int'), ('scheme', 'Mu::UniString'),
-                     ('userName', 'Mu::UniString'), ('password', 'Mu::UniString'),
-                     ('port', 'unsigned short'), ('pdi', 'void *'), ('legality', 'unsigned int'),
-                     ('status', 'int')),
+    'IO::Location': (VIRTUAL, ('network', 'unsigned int'), ('local', 'unsigned int'),
+                     ('extra', 'void *'), ('status', 'int'), ('port', 'unsigned short'),
+                     ('networkModel', 'unsigned char'), ('legality', 'unsigned char')),
+    'IO::Location::Extra': (('scheme', 'Mu::UniString'), ('userName', 'Mu::UniString'),
+                            ('password', 'Mu::UniString'), ('pdi', 'void *')),
 }
 
 NETWORK_MODELS = ('FlatModel', 'HierarchicalModel', 'SmbModel', 'NullModel', 'UnknownModel',
@@ -266,7 +266,7 @@ class BareTable:
 
 # How AddressTree.h, NodeTable.h and NameTable.h lie: where the names begin in the tree, the size of a
 # node, that of a chunk of a name, and how much of the chunk are units.
-NAMES_AT = 248
+NAMES_AT = 1504
 NODE_SIZE = 20
 CHUNK_SIZE = 64
 UNITS_SIZE = 60
@@ -374,7 +374,10 @@ class AddressTree:
 
 
 def address_text(address):
-    node = int(laid_out(address)['node'])
+    return node_text(int(laid_out(address)['node']))
+
+
+def node_text(node):
     if node == NO_INDEX:
         return '<invalid>'
     try:
@@ -682,27 +685,32 @@ class LocationPrinter(Shown):
         return ', '.join(self.parts())
 
     def parts(self):
-        network = address_text(self.value['network'])
+        network = node_text(int(self.value['network']))
         if network != '""':
             yield 'machine %s' % network
             model = int(self.value['networkModel'])
             known = 0 <= model < len(NETWORK_MODELS)
             yield 'model %s' % (NETWORK_MODELS[model] if known else '<%d>' % model)
-        yield 'path %s' % address_text(self.value['local'])
+        yield 'path %s' % node_text(int(self.value['local']))
         yield from self.url_parts()
         if int(self.value['status']) != 0:
             yield status_text(self.value['status'])
 
     def url_parts(self):
+        if int(self.value['extra']) != 0:
+            yield from self.extra_parts(LaidOut('IO::Location::Extra', int(self.value['extra'])))
+        if int(self.value['port']) != 0:
+            yield 'port %d' % int(self.value['port'])
+
+    @staticmethod
+    def extra_parts(extra):
         for label, field in (('scheme', 'scheme'), ('user', 'userName')):
-            text = safely(unistring_text, self.value[field])
+            text = safely(unistring_text, extra[field])
             if text != 'u""':
                 yield '%s %s' % (label, text)
         # Not what it is: the output of a debugger is passed on.
-        if not is_empty(self.value['password']):
+        if safely(is_empty, extra['password']) is False:
             yield 'password set'
-        if int(self.value['port']) != 0:
-            yield 'port %d' % int(self.value['port'])
 
 
 PRINTERS = {

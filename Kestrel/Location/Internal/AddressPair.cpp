@@ -20,32 +20,34 @@ static void InTurn(Operation const & operation) noexcept {
     }
 }
 
-void AddressPair::Copy(Address & first, Address const & firstSource, Address & second,
-                       Address const & secondSource) noexcept {
-    first = firstSource;
-    second = secondSource;
+void AddressPair::CopyEach(unsigned int network, unsigned int local) noexcept {
+    for (unsigned int const node : {network, local})
+        if (node != Address::NoNode)
+            AddressTree::Copy(node);
 }
 
-void AddressPair::Clear(Address & first, Address & second) noexcept {
+void AddressPair::Clear(unsigned int & network, unsigned int & local) noexcept {
     InTurn([&](AddressTree & tree) {
-        tree.Drop(std::exchange(first.node, Address::NoNode));
-        tree.Drop(std::exchange(second.node, Address::NoNode));
-        first.node = tree.HoldRoot();
-        second.node = tree.HoldRoot();
+        tree.Drop(std::exchange(network, Address::NoNode));
+        tree.Drop(std::exchange(local, Address::NoNode));
+        network = tree.HoldRoot();
+        local = tree.HoldRoot();
     });
 }
 
-// Mostly both are copies, and then there is no turn to wait for.
-void AddressPair::Drop(Address & first, Address & second) noexcept {
-    unsigned int const a = std::exchange(first.node, Address::NoNode);
-    unsigned int const b = std::exchange(second.node, Address::NoNode);
-    bool const holdsFirst = a != Address::NoNode && !AddressTree::DropCopy(a);
-    bool const holdsSecond = b != Address::NoNode && !AddressTree::DropCopy(b);
-    if (holdsFirst || holdsSecond)
+// Where both are copies there is no turn to wait for.
+void AddressPair::DropEach(unsigned int network, unsigned int local) noexcept {
+    bool const holdsNetwork = network != Address::NoNode && !AddressTree::DropCopy(network);
+    bool const holdsLocal = local != Address::NoNode && !AddressTree::DropCopy(local);
+    if (holdsNetwork || holdsLocal)
         InTurn([&](AddressTree & tree) {
-            tree.Drop(holdsFirst ? a : NoIndex);
-            tree.Drop(holdsSecond ? b : NoIndex);
+            tree.Drop(holdsNetwork ? network : NoIndex);
+            tree.Drop(holdsLocal ? local : NoIndex);
         });
+}
+
+void AddressPair::DropWithRoot(unsigned int local) noexcept {
+    InTurn([local](AddressTree & tree) { tree.DropWithRoot(local); });
 }
 
 namespace {
@@ -106,13 +108,12 @@ void Join(unsigned int node, bool withAttachments, NameJoiner & joiner) {
 
 } // namespace
 
-MuErrCode AddressPair::JoinNames(Address const & names, bool withAttachments,
-                                 Mu::UniString * text) {
-    if (names.node == Address::NoNode)
+MuErrCode AddressPair::JoinNames(unsigned int node, bool withAttachments, Mu::UniString * text) {
+    if (node == Address::NoNode)
         return ErrMemoryFull;
     return WithoutException([&] {
         NameJoiner joiner(text);
-        Join(names.node, withAttachments, joiner);
+        Join(node, withAttachments, joiner);
         joiner.Flush();
         return NoError;
     });

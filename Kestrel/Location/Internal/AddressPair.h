@@ -1,30 +1,44 @@
 #pragma once
 
 #include <Kestrel/Location/Address.h>
+#include <Kestrel/Location/Internal/AddressTree.h>
 
 namespace IO {
 
-/// What a location, which has two addresses, does with them where it is copied, dropped and written
+/// What a location does with the nodes of its two addresses where it is copied, dropped and written
 /// as text more often than anything else. Clear takes one turn of the tree's lock for both, Drop one
-/// where it needs any, and Copy takes none unless a target held something. JoinNames takes one, and
-/// reads the names where they lie.
+/// where it needs any, and Copy takes none. JoinNames takes one, and reads the names where they lie.
 ///
-/// Made for members that were constructed with Address::Unset, which takes no lock. None of these
-/// throws, but JoinNames where the lock fails; a shortage leaves the address invalid.
+/// The first node is that of the machine, which mostly is the root: Copy and Drop are one atomic
+/// operation then. None of these throws, but JoinNames where the lock fails; a shortage leaves
+/// Address::NoNode.
 struct AddressPair {
-    /// Makes each target a copy of its source, releasing what it held before.
-    static void Copy(Address & first, Address const & firstSource, Address & second,
-                     Address const & secondSource) noexcept;
+    /// One more hold on each.
+    static void Copy(unsigned int network, unsigned int local) noexcept {
+        if (network == Address::NoNode || local == Address::NoNode || !AddressTree::IsRoot(network))
+            return CopyEach(network, local);
+        AddressTree::CopyWithRoot(local);
+    }
 
-    /// Makes both the empty address, releasing what they held.
-    static void Clear(Address & first, Address & second) noexcept;
+    /// Makes both those of the empty address, releasing what they held.
+    static void Clear(unsigned int & network, unsigned int & local) noexcept;
 
-    /// Releases both and leaves them without a node, so that their destructors have nothing to do.
-    static void Drop(Address & first, Address & second) noexcept;
+    /// Gives back a hold on each.
+    static void Drop(unsigned int network, unsigned int local) noexcept {
+        if (network == Address::NoNode || local == Address::NoNode || !AddressTree::IsRoot(network))
+            return DropEach(network, local);
+        if (!AddressTree::DropCopyWithRoot(local))
+            DropWithRoot(local);
+    }
 
-    /// Appends the names of one address to the text, with `\` between them, with their attachments
+    /// Appends the names of an address to the text, with `\` between them, with their attachments
     /// or without. ErrMemoryFull: the address is invalid, or the text holds some of the names.
-    static MuErrCode JoinNames(Address const & names, bool withAttachments, Mu::UniString * text);
+    static MuErrCode JoinNames(unsigned int node, bool withAttachments, Mu::UniString * text);
+
+private:
+    static void CopyEach(unsigned int network, unsigned int local) noexcept;
+    static void DropEach(unsigned int network, unsigned int local) noexcept;
+    static void DropWithRoot(unsigned int local) noexcept;
 };
 
 } // namespace IO

@@ -27,15 +27,21 @@ AddressTree & AddressTree::GetInstance() {
 
 bool AddressTree::DropCopy(unsigned int node) {
     NodeTable::Note * const note = made->nodes.FindNote(node);
+    return note == nullptr || note->TakeBack(NodeTable::FindAlone) != 0;
+}
+
+// As DropCopy, but of whichever kind; the root's hold that is left then is counted.
+bool AddressTree::ForgetCopy(unsigned int node) {
+    NodeTable::Note * const note = nodes.FindNote(node);
     if (note == nullptr)
         return true;
-    // Whoever frees the node must see all that its holders did to it, hence the orders.
-    unsigned int copies = note->copies.load(std::memory_order_acquire);
-    while (copies != 0)
-        if (note->copies.compare_exchange_weak(copies, copies - 1, std::memory_order_acq_rel,
-                                               std::memory_order_acquire))
-            return true;
-    return false;
+    NodeTable::Copies const taken = note->TakeBack([](NodeTable::Copies copies) {
+        NodeTable::Copies const alone = NodeTable::FindAlone(copies);
+        return alone != 0 ? alone : NodeTable::FindWithRoot(copies);
+    });
+    if (taken == NodeTable::CopyWithRoot)
+        ++nodes[root].referenceCounter;
+    return taken != 0;
 }
 
 // Without a comparer names are compared by upper case, and so is what their hashes are made of.
@@ -144,17 +150,34 @@ void AddressTree::FillNote(unsigned int node, Mu::ConstSubstring const & key) {
 }
 
 void AddressTree::Claim(unsigned int node) {
-    if (DropCopy(node))
+    if (ForgetCopy(node))
         AddRef(node);
 }
 
 void AddressTree::SynchronizeCounters() {
     LeaveRecent();
-    for (unsigned int node = 0; node < nodes.GetRecords().GetMark(); ++node) {
-        unsigned int const copies =
-            nodes.GetNote(node).copies.exchange(0, std::memory_order_acq_rel);
-        if (copies != 0)
-            AddRef(node, copies);
+    CountAllCopies();
+}
+
+void AddressTree::CountAllCopies() {
+    for (unsigned int node = 0; node < nodes.GetRecords().GetMark(); ++node)
+        CountCopies(node);
+}
+
+void AddressTree::CountCopies(unsigned int node) {
+    NodeTable::Copies const copies =
+        nodes.GetNote(node).copies.exchange(0, std::memory_order_acq_rel);
+    if (copies == 0)
+        return;
+    AddRef(node, NodeTable::CountAlone(copies) + NodeTable::CountWithRoot(copies));
+    nodes[root].referenceCounter += NodeTable::CountWithRoot(copies);
+}
+
+// The caller holds the node.
+void AddressTree::MakeRoomForCopies(unsigned int node) noexcept {
+    try {
+        Turn()->CountCopies(node);
+    } catch (Mu::SynchronizationException const &) {
     }
 }
 
@@ -168,8 +191,15 @@ void AddressTree::Drop(unsigned int node) {
         return;
     nodes.PrefetchNode(node);
     siblings.SendWhere(node);
-    if (!DropCopy(node))
+    if (!ForgetCopy(node))
         Release(node);
+}
+
+// Whether the root's counter knows of just this hold does not matter: before the tree goes it knows
+// of all.
+void AddressTree::DropWithRoot(unsigned int node) {
+    --nodes[root].referenceCounter;
+    Drop(node);
 }
 
 void AddressTree::Release(unsigned int node, unsigned int count) {
@@ -177,7 +207,7 @@ void AddressTree::Release(unsigned int node, unsigned int count) {
         return;
     while (node != NoIndex && !recent.GiveHold(node, count)) {
         unsigned int const parent = nodes[node].parent;
-        if ((nodes[node].referenceCounter -= count) == 0)
+        if ((nodes[node].referenceCounter -= count) == 0 && node != root)
             Remove(node);
         node = parent;
     }
@@ -185,21 +215,22 @@ void AddressTree::Release(unsigned int node, unsigned int count) {
         LeaveWithLast();
 }
 
-// No address holds the root any more.
+// No address holds the root any more, unless it is one whose hold was not counted.
 void AddressTree::LeaveWithLast() {
+    CountAllCopies();
+    if (nodes[root].referenceCounter != recent.CountHolds())
+        return;
     if (recent.CountHolds() != 0)
-        LeaveRecent();
-    else
-        DestroyNodes();
+        return LeaveRecent();
+    names.Release(nodes[root].name);
+    DestroyNodes();
 }
 
 void AddressTree::Remove(unsigned int node) {
     recent.Forget(node);
     names.PrefetchName(nodes[node].name);
-    if (node != root) {
-        siblings.SendPlace(node);
-        siblings.Unlink(node);
-    }
+    siblings.SendPlace(node);
+    siblings.Unlink(node);
     if (nodes[node].name != NoIndex)
         names.Release(nodes[node].name);
     nodes[node].name = NoIndex;

@@ -24,6 +24,11 @@ namespace IO {
 /// all of them. A node with holders always has a counted hold among them: who finds no copy to drop
 /// has seen as many counted holds as holders, so the last of these keeps the node alive.
 ///
+/// Of the two addresses of a location one is mostly the root. Then both are noted at the other one's
+/// node, so that a copy is one atomic operation and the root's note is no meeting place of all
+/// threads. Where one of such two holds is dropped or claimed alone, the root's is counted. So the
+/// root's counter may lack holds that are noted elsewhere; before the tree goes all are counted.
+///
 /// The folders of the paths looked up last have counted holds that are the tree's own. Nobody sees
 /// them: they go before counters are shown, before a node is tested for having one holder, when
 /// memory runs out, and with the last address.
@@ -57,9 +62,11 @@ public:
     // For holders of the node; without the lock.
 
     /// One more hold on the node.
-    static void Copy(unsigned int node) {
-        made->nodes.GetNote(node).copies.fetch_add(1, std::memory_order_relaxed);
-    }
+    static void Copy(unsigned int node) { NoteCopy(node, NodeTable::Copy); }
+    /// One more hold on the node and one on the root.
+    static void CopyWithRoot(unsigned int node) { NoteCopy(node, NodeTable::CopyWithRoot); }
+    /// For one who holds the node, or another one.
+    static bool IsRoot(unsigned int node) { return node == made->root; }
     /// Prefetches what a drop reads first, while the lock is waited for. Nothing for NoIndex.
     static void PrefetchNote(unsigned int node) {
         if (node != NoIndex)
@@ -67,8 +74,14 @@ public:
     }
     /// Gives the hold back, if that needs no more than to forget a copy, or if the tree is gone.
     static bool DropCopy(unsigned int node);
+    /// The same for one on the node and one on the root, for who knows that there is a tree.
+    static bool DropCopyWithRoot(unsigned int node) {
+        return made->nodes.GetNote(node).TakeBack(NodeTable::FindWithRoot) != 0;
+    }
     static unsigned int GetLength(unsigned int node) { return made->nodes.GetNote(node).depth; }
     static unsigned int GetHash(unsigned int node) { return made->nodes.GetNote(node).hash; }
+    /// 0 for NoIndex.
+    static unsigned int HashOf(unsigned int node) { return node == NoIndex ? 0 : GetHash(node); }
     /// Whether lengths or hashes show that the paths cannot be the same.
     static bool AreSurelyDifferent(unsigned int a, unsigned int b);
 
@@ -85,6 +98,8 @@ public:
     /// One hold less; nodes that nobody holds any more go. Nothing for NoIndex, and for a node of a
     /// tree that was cleaned up.
     void Drop(unsigned int node);
+    /// The same on the node and on the root.
+    void DropWithRoot(unsigned int node);
 
     // Changes. Each takes over the caller's counted hold on `node` and gives one on the node it
     // returns; on NoIndex the caller holds nothing any more.
@@ -130,6 +145,15 @@ private:
 
     static AddressTree & GetInstance();
 
+    static void NoteCopy(unsigned int node, NodeTable::Copies copy) {
+        if (NodeTable::IsHalfFull(
+                made->nodes.GetNote(node).copies.fetch_add(copy, std::memory_order_relaxed)))
+            MakeRoomForCopies(node);
+    }
+    static void MakeRoomForCopies(unsigned int node) noexcept;
+    bool ForgetCopy(unsigned int node);
+    void CountCopies(unsigned int node);
+    void CountAllCopies();
     void AddRef(unsigned int node, unsigned int count = 1);
     void Release(unsigned int node, unsigned int count = 1);
     bool IsOnlyHolder(unsigned int node);

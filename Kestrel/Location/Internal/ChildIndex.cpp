@@ -265,9 +265,15 @@ void ChildIndex::StartBlock(unsigned int block, unsigned int up, bool isLeaf) {
 // Puts a block above the one that was the top so far.
 void ChildIndex::PutTop(unsigned int block, unsigned int below) {
     StartBlock(block, NoIndex, false);
+    CopyShape(below, block);
     Entry const entry = GetSummary(below);
     PutEntry(block, 0, entry);
     nodes.GetNote(nodes[entry.node].parent).top = block;
+}
+
+void ChildIndex::CopyShape(unsigned int from, unsigned int to) {
+    blocks[to].isWide = blocks[from].isWide;
+    blocks[to].prefix = blocks[from].prefix;
 }
 
 void ChildIndex::Split(unsigned int block, unsigned int right) {
@@ -338,6 +344,7 @@ void ChildIndex::LowerTop(unsigned int parent) {
     unsigned int & top = nodes.GetNote(parent).top;
     while (!blocks[top].isLeaf && blocks[top].count == 1) {
         unsigned int const below = blocks[top].below[0];
+        CopyShape(top, below);
         blocks.Put(top, top);
         blocks[below].up = NoIndex;
         top = below;
@@ -357,8 +364,8 @@ void ChildIndex::FreeBelow(unsigned int block) {
 }
 
 ChildIndex::Key ChildIndex::MakeKey(unsigned int parent, Mu::ConstSubstring const & text) const {
-    NodeTable::Note const & note = nodes.GetNote(parent);
-    return {PackKey(text, note.prefix, note.isWide), text};
+    Block const & top = GetTop(parent);
+    return {PackKey(text, top.prefix, top.isWide), text};
 }
 
 unsigned long long ChildIndex::MakeKey(unsigned int parent, unsigned int node) const {
@@ -369,21 +376,21 @@ unsigned long long ChildIndex::MakeKey(unsigned int parent, unsigned int node) c
 // can become shorter 22 times and the units wider once, so the keys are not renewed more often.
 void ChildIndex::FitShape(unsigned int parent, unsigned int child,
                           Mu::ConstSubstring const & text) {
-    NodeTable::Note const & note = nodes.GetNote(parent);
+    Block const & top = GetTop(parent);
     unsigned int const common = CountCommon(names.GetStart(nodes[child].name), text);
-    unsigned int const prefix = std::min<unsigned int>(note.prefix, common);
-    bool const isWide = note.isWide || !IsNarrow(text, prefix);
-    if (prefix != note.prefix || isWide != note.isWide)
+    unsigned int const prefix = std::min<unsigned int>(top.prefix, common);
+    bool const isWide = top.isWide || !IsNarrow(text, prefix);
+    if (prefix != top.prefix || isWide != top.isWide)
         SetShape(parent, prefix, isWide);
 }
 
 void ChildIndex::SetShape(unsigned int parent, unsigned int prefix, bool isWide) {
     for (unsigned int node = nodes[parent].leftChild; node != NoIndex; node = nodes[node].next)
         isWide = isWide || !IsNarrow(names.GetStart(nodes[node].name), prefix);
-    NodeTable::Note & note = nodes.GetNote(parent);
-    note.prefix = prefix;
-    note.isWide = isWide;
-    RenewKeys(parent, note.top);
+    unsigned int const top = nodes.GetNote(parent).top;
+    blocks[top].prefix = static_cast<unsigned char>(prefix);
+    blocks[top].isWide = isWide;
+    RenewKeys(parent, top);
 }
 
 void ChildIndex::RenewKeys(unsigned int parent, unsigned int block) {

@@ -67,6 +67,8 @@ private:
         unsigned int up = NoIndex;   // null at the top
         unsigned int count = 0;
         bool isLeaf = true;
+        bool isWide = false;                // of the top: how the keys of all blocks are made
+        unsigned char prefix = 0;           // the same
         unsigned int nodes[BlockSize] = {}; // in a leaf: the children; else: the greatest below
         unsigned long long keys[BlockSize] = {}; // of the names of `nodes`
         unsigned int below[BlockSize] = {};      // unless it is a leaf: the blocks below
@@ -99,6 +101,7 @@ private:
     unsigned int GetBefore(unsigned int block, unsigned int at) const;
     unsigned int GetPlace(unsigned int block) const;
     static unsigned int IndexOf(unsigned int const * list, unsigned int wanted);
+    Block const & GetTop(unsigned int parent) const { return blocks[nodes.GetNote(parent).top]; }
 
     // Changes.
     bool Append(unsigned int parent, unsigned int node);
@@ -106,6 +109,7 @@ private:
     bool TakeSpares(unsigned int block, unsigned int * spares);
     void StartBlock(unsigned int block, unsigned int up, bool isLeaf);
     void PutTop(unsigned int block, unsigned int below);
+    void CopyShape(unsigned int from, unsigned int to);
     void Split(unsigned int block, unsigned int right);
     void PutEntry(unsigned int block, unsigned int at, Entry const & entry);
     void EraseEntry(unsigned int block, unsigned int at);

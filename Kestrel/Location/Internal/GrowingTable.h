@@ -24,7 +24,7 @@ public:
     TableBlock(TableBlock const &) = delete;
     TableBlock & operator=(TableBlock const &) = delete;
 
-    /// Makes room for `count` records; those that are new are as a default one.
+    /// Makes room for `count` records; those that are new hold nothing yet.
     bool Fit(unsigned int count) {
         if (count <= capacity)
             return true;
@@ -36,8 +36,7 @@ public:
         if (handle == nullptr)
             return false;
         records = reinterpret_cast<Record *>(*handle);
-        for (; capacity < count; ++capacity)
-            new (records + capacity) Record;
+        capacity = count;
         return true;
     }
 
@@ -76,6 +75,7 @@ public:
         }
         if (IsFull() && !Grow())
             return NoIndex;
+        new (&block[mark]) Record; // not before: what is never handed out stays untouched
         return mark++;
     }
 
@@ -85,12 +85,15 @@ public:
         freeHead = first;
     }
 
-    /// What the table grows to: it doubles, until indices allow no more.
+    /// What the table grows to: it doubles while it is small and grows by an eighth then, until
+    /// indices allow no more. Systems move large blocks without copying them.
     unsigned int GetNextCapacity() const {
+        constexpr unsigned int largestToDouble = 1 << 14;
         unsigned int const capacity = block.GetCapacity();
         if (capacity == 0)
             return FirstCapacity;
-        return capacity < 0x80000000u ? capacity * 2 : capacity;
+        unsigned int const more = capacity < largestToDouble ? capacity : capacity / 8;
+        return more <= NoIndex - capacity ? capacity + more : capacity;
     }
 
     /// Whether the next Take has to grow the table.

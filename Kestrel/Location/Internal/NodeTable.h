@@ -25,15 +25,43 @@ public:
         unsigned int referenceCounter = 0; // addresses whose path goes through this node
     };
 
+    /// Holds that the counters do not know of yet: in the lower half those of the node alone, in the
+    /// upper those of the node together with one of the root. In one number, so that who sees none
+    /// has seen that there is neither kind. Whoever finds half of the room used empties it, long
+    /// before other threads can have used the rest.
+    using Copies = unsigned int;
+    static constexpr Copies Copy = 1;
+    static constexpr Copies CopyWithRoot = 1 << 16;
+    static unsigned int CountAlone(Copies copies) { return copies % CopyWithRoot; }
+    static unsigned int CountWithRoot(Copies copies) { return copies / CopyWithRoot; }
+    /// One of a kind, or 0 if there is none.
+    static Copies FindAlone(Copies copies) { return CountAlone(copies) != 0 ? Copy : 0; }
+    static Copies FindWithRoot(Copies copies) {
+        return CountWithRoot(copies) != 0 ? CopyWithRoot : 0;
+    }
+    static bool IsHalfFull(Copies copies) { return (copies & 0x80008000u) != 0; }
+
     /// What speeds the tree up. Hash and depth change only with the name of a node that has one
     /// holder, so each holder may read them, and change `copies`, without the lock.
     struct Note {
-        std::atomic<unsigned int> copies = 0; // holds that the counters do not know of yet
-        unsigned int hash = 0;                // of the address that ends here
-        unsigned int depth = 0;               // parents up to the root
-        unsigned int top = NoIndex;           // of the index over the children, where there is one
-        unsigned int prefix : 31 = 0;         // as the parent of an index: see ChildIndex
-        unsigned int isWide : 1 = 0;
+        /// Takes back which copy `find` finds among all, and returns it, or 0. Whoever frees the
+        /// node must see all that its holders did to it, hence the orders.
+        template <typename Find>
+        Copies TakeBack(Find const & find) {
+            Copies all = copies.load(std::memory_order_acquire);
+            Copies found;
+            do
+                found = find(all);
+            while (found != 0 &&
+                   !copies.compare_exchange_weak(all, all - found, std::memory_order_acq_rel,
+                                                 std::memory_order_acquire));
+            return found;
+        }
+
+        std::atomic<Copies> copies = 0;
+        unsigned int hash = 0;      // of the address that ends here
+        unsigned int depth = 0;     // parents up to the root
+        unsigned int top = NoIndex; // of the index over the children, where there is one
     };
 
     unsigned int Take() {
@@ -42,7 +70,8 @@ public:
         unsigned int const node = records.Take();
         if (node == NoIndex && records.GetCapacity() == 0)
             notes.Destroy(); // there is still no tree
-        Prefetch(notes.Find(records.GetFreeHead()));
+        if (records.GetFreeHead() != NoIndex)
+            Prefetch(notes.Find(records.GetFreeHead()));
         return node;
     }
 

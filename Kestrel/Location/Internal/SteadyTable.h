@@ -11,7 +11,7 @@ namespace IO {
 /// Records that stay where they are while the table grows, so that who knows that a record is in use
 /// may look at it without a lock.
 ///
-/// Memory:  a block for the first 64 records, and one for each doubling.
+/// Memory:  eight blocks of 64 records, and eight for each doubling.
 /// Threads: Fit and Destroy under a lock. Find from any thread, for an index that it was given by
 ///          one that had the lock.
 /// Failure: false, and nothing changed, when memory runs out.
@@ -22,22 +22,29 @@ public:
     SteadyTable(SteadyTable const &) = delete;
     SteadyTable & operator=(SteadyTable const &) = delete;
 
+    static constexpr unsigned int MostRecords = 0xFFFFFE00u;
+
     /// Makes room for `count` records, which are as a default one.
     bool Fit(unsigned int count) {
-        for (unsigned int part = 0; count > 0 && part <= PartOf(count - 1); ++part)
+        if (count > MostRecords)
+            return false;
+        for (unsigned int part = 0; count > 0 && part <= PlaceOf(count - 1).part; ++part)
             if (parts[part].load(std::memory_order_relaxed) == nullptr && !Make(part))
                 return false;
         return true;
     }
 
-    /// Null for a record that there is no room for.
+    /// Null for a record that there is no room for. The index is below MostRecords.
     Record * Find(unsigned int index) const {
-        unsigned int const part = PartOf(index);
-        Record * const records = parts[part].load(std::memory_order_acquire);
-        return records == nullptr ? nullptr : records + (index - StartOf(part));
+        Place const place = PlaceOf(index);
+        Record * const records = parts[place.part].load(std::memory_order_acquire);
+        return records == nullptr ? nullptr : records + place.at;
     }
 
-    Record & operator[](unsigned int index) const { return *Find(index); }
+    Record & operator[](unsigned int index) const {
+        Place const place = PlaceOf(index);
+        return parts[place.part].load(std::memory_order_acquire)[place.at];
+    }
 
     void Destroy() {
         for (std::atomic<Record *> & part : parts) {
@@ -47,18 +54,30 @@ public:
     }
 
 private:
-    static constexpr unsigned int FirstBits = 6;
-    static constexpr unsigned int PartCount = 33 - FirstBits;
+    // Indices are counted from FirstSize on. The highest bit of one says which doubling it is in, the
+    // SplitBits behind it which block of that, the others where in the block.
+    static constexpr unsigned int SplitBits = 3;
+    static constexpr unsigned int FirstBits = 9;
+    static constexpr unsigned int FirstSize = 1u << FirstBits;
+    static constexpr unsigned int PartCount = (32 - FirstBits) << SplitBits;
 
-    static unsigned int PartOf(unsigned int index) {
-        return static_cast<unsigned int>(std::bit_width(index >> FirstBits));
+    struct Place {
+        unsigned int part;
+        unsigned int at;
+    };
+    static Place PlaceOf(unsigned int index) {
+        unsigned int const counted = index + FirstSize;
+        unsigned int const highest = 31 ^ static_cast<unsigned int>(std::countl_zero(counted | 1));
+        unsigned int const shift = highest - SplitBits;
+        unsigned int const leading = counted >> shift; // the highest bit and SplitBits more
+        return {((highest - FirstBits - 1) << SplitBits) + leading, counted - (leading << shift)};
     }
-    static unsigned int StartOf(unsigned int part) {
-        return part == 0 ? 0 : 1u << (FirstBits + part - 1);
+    static unsigned int SizeOf(unsigned int part) {
+        return 1u << ((part >> SplitBits) + FirstBits - SplitBits);
     }
 
     bool Make(unsigned int part) {
-        unsigned int const size = part == 0 ? 1u << FirstBits : StartOf(part);
+        unsigned int const size = SizeOf(part);
         char * const block = BMAllocatePtr(std::size_t{size} * sizeof(Record), 0, 0);
         if (block == nullptr)
             return false;
