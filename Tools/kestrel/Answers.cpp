@@ -41,7 +41,7 @@ Json Explain(ApplicationList const & list) {
     return ExplainTable(list);
 }
 
-/// The answer as one object, and nothing behind it.
+/// Reads the answer as one object. False: it is none, or bytes are left behind it.
 template <typename Value>
 bool ReadAll(std::string const & answer, Json * fields) {
     IO::MemoryIChannel in(answer.data(), static_cast<unsigned int>(answer.size()));
@@ -54,7 +54,7 @@ bool ReadAll(std::string const & answer, Json * fields) {
     return true;
 }
 
-// A layout as text: names with their types, one behind the other.
+// The layout as text: field names and types, one after another.
 struct Field {
     char const * name;
     char const * type;
@@ -162,7 +162,7 @@ bool Inspect(Mu::IChannel & in, std::string const & kind, Json * json) {
 Json ExplainAnswer(std::string const & command, std::vector<std::string> const & arguments,
                    std::string const & answer) {
     Json fields;
-    // Two services have a "GetList" and a "This"; only one of them has sent what came.
+    // Two services have a "GetList" and a "This"; only one of them matches the answer.
     if (command == "GetList" && !ReadAll<ProcessList>(answer, &fields))
         ReadAll<ApplicationList>(answer, &fields);
     if (command == "This" && !ReadAll<ProcessInfo>(answer, &fields))

@@ -15,21 +15,21 @@ Json ToJson(IO::Process::Descriptor const & process);
 Json ToJson(IO::IPC::ServerInfo const & server);
 Json ToJson(IO::IPC::ApplicationInfo const & application);
 
-/// The processes of this machine by number, with their servers by port; those that serve, or all. What
-/// could not be read of one is said, and `*result` becomes 1.
+/// Lists the processes of this machine by number, with their servers by port: those that serve, or
+/// all. Reports each process that could not be read, and sets `*result` to 1 then.
 Json ListProcesses(bool all, int * result);
 
-/// Asks "ipc://host:port/service", and waits for the whole answer. Empty, or why there is none. On one
-/// thread of the process, always the same.
+/// Sends the request to "ipc://host:port/service" and waits for the whole answer. Returns an empty
+/// text, or the cause of the failure. All calls of a process must come from one thread.
 std::string AskService(std::string const & place, std::string const & request, double timeout,
                        std::string * answer);
 
-/// What the answer of one of the library's own services says, by the command that was asked and its
-/// arguments. Null: it is no such command, or what came is no such answer.
+/// Decodes an answer of one of the library's own services, by the command that was sent and its
+/// arguments. Null: the command is unknown, or the answer does not fit it.
 Json ExplainAnswer(std::string const & command, std::vector<std::string> const & arguments,
                    std::string const & answer);
 
-/// Names and values on lines, what is in others below them.
+/// One "name: value" on each line, nested fields indented below their name.
 void ShowFields(Json const & fields, unsigned int depth);
 
 } // namespace Tool

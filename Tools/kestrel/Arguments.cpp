@@ -21,7 +21,7 @@ namespace fs = std::filesystem;
 
 #if defined(_WIN32)
 
-// The C run-time gives the arguments in the ANSI code page, which loses names.
+// The C run-time passes the arguments in the ANSI code page, which loses characters of names.
 std::vector<std::string> GetArguments(int, char **) {
     int count = 0;
     wchar_t ** const wide = CommandLineToArgvW(GetCommandLineW(), &count);
@@ -65,8 +65,8 @@ bool IsPortable(std::string const & text) {
     return hasDrive || text.rfind("\\\\", 0) == 0;
 }
 
-// Relative to the library's idea of the current folder; "." and ".." are followed here, for a
-// location has no such names.
+// Relative to the library's current folder. "." and ".." are resolved here, since a location cannot
+// hold such names.
 IO::Location ToLocationFromHere(fs::path const & relative) {
     IO::Location current;
     Mu::UniString here;
@@ -101,7 +101,7 @@ MuErrCode IsSpeltOtherwise(IO::Location const & location, bool * otherwise) {
     if (location.IsRoot())
         return IO::NoError;
     if (MuErrCode const status = location.ToPath(&path); status != IO::NoError)
-        return status == IO::ErrMemoryFull ? status : IO::NoError; // no entry of a disk
+        return status == IO::ErrMemoryFull ? status : IO::NoError; // not an entry of a disk
     fs::path const native = IO::ToNativePath(path);
     if (native.empty() || fs::exists(fs::symlink_status(native, failure)))
         return IO::NoError;
@@ -143,8 +143,8 @@ std::string ToText(IO::Name const & name) {
 
 #else
 
-// Of a name alone there is no native form, so it gets a folder for a moment. ASCII is the same in both
-// forms, and nearly every name is nothing else.
+// A lone name has no native form, so it is put into a folder first. ASCII is equal in both forms,
+// and nearly all names are ASCII.
 std::string ToText(IO::Name const & name) {
     std::u16string_view const units = name.ToString();
     if (std::all_of(units.begin(), units.end(),

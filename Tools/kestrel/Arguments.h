@@ -12,12 +12,12 @@ namespace Tool {
 /// The arguments of the process in UTF-8, without the program's name. On Linux the bytes as given.
 std::vector<std::string> GetArguments(int argc, char ** argv);
 
-/// The location that an argument means: a URL, a portable path, a native path, or a path relative
-/// to the current folder. Not healthy when it means none.
+/// The location that an argument denotes: a URL, a portable path, a native path, or a path relative
+/// to the current folder. Unhealthy when the argument is none of these.
 IO::Location ToLocation(std::string const & argument);
 
-/// The location in the form that people of this platform expect, and other programs take: on Linux the
-/// bytes of the native path.
+/// The location as users of this platform write it and other programs accept it: on Linux the bytes
+/// of the native path.
 std::string ToText(IO::Location const & location);
 /// The same for a name.
 std::string ToText(IO::Name const & name);
@@ -26,13 +26,13 @@ inline std::string ToText(Mu::String const & text) {
     return std::string(std::string_view(text));
 }
 
-/// Whether what stands at the location is spelt otherwise there, which opens it, but does not do for
-/// who destroys. Only on Linux; on Windows the system itself takes all spellings for one. A status says
-/// that it could not be checked.
+/// Whether the entry at the location has another spelling on disk. Opening it works then, but
+/// commands that destroy refuse. Only on Linux; Windows itself treats all spellings as equal. A
+/// failure status: it could not be checked.
 MuErrCode IsSpeltOtherwise(IO::Location const & location, bool * otherwise);
 
-/// Whether the argument names a folder by "." or "..", by nothing at all, or one that the current
-/// folder lies in. Nobody means to delete or move that.
+/// Whether the argument is ".", "..", empty, or an ancestor of the current folder. Deleting or
+/// moving these is never what a user wants.
 bool NamesAround(std::string const & argument);
 
 } // namespace Tool

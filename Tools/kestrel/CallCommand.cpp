@@ -33,7 +33,8 @@ bool IsPort(std::string const & text) {
            std::all_of(text.begin(), text.end(), [](char c) { return c >= '0' && c <= '9'; });
 }
 
-/// The port of the one process of that name which offers the service; 0 after a line why there is none.
+/// The port of the only process of that name which offers the service; 0, after a message,
+/// otherwise.
 unsigned int FindPort(std::string const & program, std::string const & service) {
     ProcessInfoProvider & provider = ProcessInfoProvider::Instance();
     provider.AddProcessName(FromUtf8(program));
@@ -69,7 +70,7 @@ unsigned int FindPort(std::string const & program, std::string const & service) 
     return 0;
 }
 
-/// Where the target is: "ipc://host:port/service". Empty after a line why it is nowhere.
+/// The URL "ipc://host:port/service" of the target. Empty, after a message, when there is none.
 std::string FindPlace(std::string const & target) {
     std::size_t const slash = target.find('/');
     if (slash == 0 || slash == target.npos || slash + 1 == target.size()) {
@@ -85,7 +86,7 @@ std::string FindPlace(std::string const & target) {
     return port == 0 ? "" : "ipc://localhost:" + std::to_string(port) + "/" + service;
 }
 
-/// Passes until the condition holds. False: the time is over, or somebody wants an end.
+/// Polls until the condition holds. False: the time is up, or the user interrupted.
 template <typename Condition>
 bool DriveUntil(double end, Condition condition) {
     CommunicatorPool & pool = CommunicatorPool::Instance();
@@ -108,7 +109,7 @@ std::string ToHex(std::string const & bytes) {
     return text;
 }
 
-/// Sixteen to a line.
+/// Hexadecimal, sixteen bytes to a line.
 void ShowHex(std::string const & bytes) {
     for (std::size_t i = 0; i < bytes.size(); i += 16) {
         std::string line;
@@ -159,7 +160,7 @@ std::string AskService(std::string const & place, std::string const & request, d
     if (client.GetISeparatorCount() == 0)
         return isThere ? "the connection was lost" : "no answer";
     EndPoint::InputSeparatorGuard const guard(client);
-    client.GetIChannel().ResetInputStatus(); // what came before a loss is whole
+    client.GetIChannel().ResetInputStatus(); // what arrived before a loss is complete
     answer->resize(static_cast<std::size_t>(client.GetIChannel().GetNearestSeparator()));
     client.GetIChannel().ReadBin(answer->data(), static_cast<unsigned int>(answer->size()),
                                  nullptr);

@@ -8,7 +8,7 @@ namespace Tool {
 
 class Console;
 
-/// What the command line gave; each command reads its own.
+/// The parsed command line; each command reads its own fields.
 struct Options {
     std::vector<std::string> paths;
     std::string source;
@@ -37,7 +37,7 @@ struct Options {
     bool bytes = false;
     bool kibibytes = false;
     bool apparent = false;
-    int depth = -1; ///< below 0: all of it
+    int depth = -1; ///< below 0: unlimited
     int level = -1;
     std::string key;
     std::string keyFile;
@@ -57,8 +57,8 @@ struct Options {
     std::optional<int> version;
     bool hex = false;
     std::vector<std::string> answerTypes;
-    std::string webPort; ///< of the page; "0": the system chooses; "": no page is served
-    std::string page;    ///< the file that it is saved to
+    std::string webPort; ///< port of the page; "0": the system chooses; "": no page is served
+    std::string page;    ///< the file to save the page to
     std::string logs;
 };
 

@@ -7,7 +7,7 @@ namespace Tool {
 
 namespace {
 
-/// A command with the names of its options, dashes included, and what they are for.
+/// A command, the names of its options with their dashes, and descriptions.
 struct Known {
     std::string name;
     std::string purpose;
@@ -30,7 +30,7 @@ std::vector<Known> List(CLI::App const & app) {
     return commands;
 }
 
-// Between single quotation marks of a shell.
+// Quotes for a shell, in single quotation marks.
 std::string Quoted(std::string const & text) {
     std::string quoted = "'";
     for (char const c : text)

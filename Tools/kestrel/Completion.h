@@ -6,8 +6,8 @@
 
 namespace Tool {
 
-/// What a shell runs to complete the commands and options that `app` parses. Empty for a shell that is
-/// not known.
+/// A script with which a shell completes the commands and options that `app` parses. Empty for an
+/// unknown shell.
 std::string WriteCompletion(CLI::App const & app, std::string const & shell);
 
 } // namespace Tool

@@ -38,8 +38,8 @@ using IO::Socket::SocketImpl;
 constexpr unsigned int PieceSize = 65536;
 constexpr unsigned int ConnectTimeout = 30000; // milliseconds, without --timeout
 
-// The standard streams by their descriptors: what is typed is sent line by line, which the buffered
-// ones would keep back.
+// The standard streams by their descriptors: input is sent line by line, where buffered streams
+// would hold it back.
 #if defined(_WIN32)
 int ReadInput(char * piece, unsigned int size) {
     return _read(0, piece, size);
@@ -90,8 +90,8 @@ class Exchange {
 public:
     explicit Exchange(SocketImpl::Reference connection) : connection(std::move(connection)) {}
 
-    /// On the thread that sends: all of standard input, and its end. What fails is kept, and ends the
-    /// other direction.
+    /// On the sending thread: sends standard input to its end. A failure is kept and ends the other
+    /// direction.
     void Send() {
         try {
             SendInput();
@@ -107,7 +107,7 @@ public:
         allSent.notify_all();
     }
 
-    /// Writes what the peer sends to standard output, up to its end. Throws what fails.
+    /// Writes what the peer sends to standard output, to its end. Throws on failure.
     void Receive() {
         std::vector<char> piece(PieceSize);
         for (;;) {
@@ -129,7 +129,7 @@ public:
     }
 
     bool HasSentAll() const { return isAllSent; }
-    /// Throws when nothing comes from standard input for as long as the connection's timeout.
+    /// Throws when standard input is silent for as long as the connection's timeout.
     void WaitUntilSent() {
         std::unique_lock lock(mutex);
         auto const isOver = [this] { return isAllSent.load(); };
@@ -141,7 +141,7 @@ public:
             if (!isSending && sent == before)
                 throw Mu::IOException("standard input: timed out");
     }
-    /// Empty when nothing failed. Once HasSentAll, or when HasFailed.
+    /// Empty without a failure. To be called after HasSentAll or HasFailed returned true.
     std::string const & GetFailure() const { return failure; }
     bool HasFailed() const { return hasFailed; }
     unsigned long long GetSent() const { return sent; }
@@ -164,7 +164,7 @@ private:
         connection->ShutdownOutput();
     }
 
-    // The other thread then reads an end.
+    // The other thread then reads the end of the stream.
     void EndReceiving() {
         try {
             connection->ShutdownInput();
@@ -175,12 +175,12 @@ private:
     SocketImpl::Reference connection;
     std::atomic<unsigned long long> sent = 0;
     std::atomic<unsigned long long> received = 0;
-    std::atomic<bool> isSending = false; // a write waits for the peer
+    std::atomic<bool> isSending = false; // a write is blocked on the peer
     std::atomic<bool> isAllSent = false; // set under the mutex
     std::mutex mutex;
     std::condition_variable allSent;
     std::atomic<bool> hasFailed = false;
-    std::string failure; // before hasFailed
+    std::string failure; // written before hasFailed is set
 };
 
 std::string ToAmount(double bytes) {
@@ -193,7 +193,7 @@ std::string ToAmount(double bytes) {
     return text;
 }
 
-// For people only, so that what a script reads of failures stays clean.
+// For people only, so that scripts find nothing but failures on standard error.
 void ShowThroughput(Exchange const & exchange, unsigned long long microseconds) {
     if (!IsTerminal(true))
         return;
@@ -206,14 +206,15 @@ void ShowThroughput(Exchange const & exchange, unsigned long long microseconds) 
               << ToAmount(bytes / seconds) << "/s\n";
 }
 
-// A thread waits for standard input, perhaps for ever, and nothing can be taken from under it.
+// The thread may be blocked in reading standard input for ever, so what it uses must not be
+// destroyed.
 [[noreturn]] void Leave(int result) {
     Mu::logger.Flush();
     std::_Exit(result);
 }
 
-/// Both directions to their ends. Who sits at a terminal need not end the input, too, when the peer
-/// has gone; a file or a pipe is sent to its end.
+/// Runs both directions to their ends. At a terminal the exchange ends when the peer has gone,
+/// without an end of the input; a file or a pipe is sent to its end.
 int Talk(SocketImpl::Reference const & connection) {
     MakeBinary();
     auto const exchange = std::make_shared<Exchange>(connection);
@@ -227,7 +228,7 @@ int Talk(SocketImpl::Reference const & connection) {
     } catch (std::exception const & e) {
         failure = e.what();
     }
-    if (exchange->HasFailed()) // it came first, and ended the other
+    if (exchange->HasFailed()) // it failed first, and thereby ended the other
         failure = exchange->GetFailure();
     ShowThroughput(*exchange, Mu::GetClock().GetMonotonicMicroseconds() - start);
     int const result = failure.empty() ? 0 : Console::Fail(failure);
@@ -243,7 +244,7 @@ SocketImpl::Reference MakeSocket() {
 }
 
 unsigned int ToMilliseconds(double seconds) {
-    // Also for what is no number.
+    // Also for text that is not a number.
     return seconds > 0 ? std::max(1u, static_cast<unsigned int>(seconds * 1000)) : 0;
 }
 
@@ -262,7 +263,7 @@ int Serve(Options const & options, Console &) {
     std::cerr << "listening on port " << listener->GetLocalPort() << std::endl;
     listener->SetTimeout(timeout);
     SocketImpl::Reference const connection = listener->Accept();
-    listener.Clear(); // one connection, and nobody waits for a second
+    listener.Clear(); // one connection: further clients are refused
     connection->SetTimeout(timeout);
     return Talk(connection);
 }

@@ -49,7 +49,7 @@ std::string Quote(std::string const & text) {
     return quoted + '"';
 }
 
-// One that looks quoted is quoted too, or it could stand for another.
+// Text that already looks quoted is quoted, too, or it could pass for another.
 std::string Disarm(std::string const & text) {
     bool const isPlain = text.empty() || (text.front() != '"' && Escape(text) == text);
     return isPlain ? text : Quote(text);
@@ -169,7 +169,7 @@ int Console::NameUnread(std::string const & folder) {
     Fail(GetPrefix() + folder + ": " +
          GetCause(isDenied ? IO::ErrFolderAccessDenied : IO::Error, last));
     if (!waiting.empty())
-        waiting.pop_back(); // it says the same
+        waiting.pop_back(); // it has the same content
     last.clear();
     return 1;
 }
@@ -205,7 +205,7 @@ bool Console::IsSpeltSo(IO::Location const & location, std::string const & subje
 
 #if defined(_WIN32)
 
-// Not what the run-time takes for one, which any device is.
+// Unlike the run-time's isatty, which is true for any character device.
 bool IsTerminal(bool error) {
     DWORD mode = 0;
     return GetConsoleMode(GetStdHandle(error ? STD_ERROR_HANDLE : STD_OUTPUT_HANDLE), &mode) != 0;

@@ -50,7 +50,7 @@ MuErrCode Pour(std::FILE * from, IO::File & file) {
         status = file.WriteBin(piece.data(), static_cast<unsigned int>(read), nullptr);
     if (status == IO::NoError && std::ferror(from))
         status = IO::InputFailure;
-    // Closing writes the last piece, and what that meets counts as much.
+    // Close writes the last block, and its failure is one of writing.
     MuErrCode const closed = file.Close();
     return status != IO::NoError ? status : closed;
 }

@@ -18,13 +18,13 @@ namespace Tool {
 
 namespace {
 
-/// What one thing says of itself, by columns; of one without attributes, its content.
+/// The attributes of one thing, by columns; of a thing without any, its content.
 using Values = std::map<std::string, std::string>;
 
-/// A side of the comparison: folders by their paths, and in each the things with their values.
+/// One side of the comparison: folders by their paths, and in each the things with their values.
 struct Side {
     std::map<std::string, std::map<std::string, Values>> folders;
-    unsigned long long gone = 0; // while it was read
+    unsigned long long gone = 0; // things that went while it was read
 };
 
 class SideReader {
@@ -66,7 +66,7 @@ public:
     }
 
 private:
-    // As long as the top can be read, what cannot has gone.
+    // As long as the top can be read, entries that cannot have gone.
     MuErrCode Forgive(MuErrCode status) {
         std::vector<InsideEntry> entries;
         if (ReadEntries(top, &entries) != IO::NoError)
@@ -97,16 +97,16 @@ std::string ToSigned(double number) {
     return (number > 0 ? "+" : "") + ToText(number);
 }
 
-/// A value that is another now.
+/// A value that changed.
 struct Change {
     std::string path;
     std::string column;
     std::string before;
     std::string after;
-    std::optional<double> growth; // of numbers
+    std::optional<double> growth; // difference of numbers
 };
 
-/// How many things a folder holds, or what a column of it adds up to.
+/// The number of things in a folder, or the sum of one of its columns.
 struct Growth {
     std::string path;
     std::string column; // empty: the number of things
@@ -118,7 +118,7 @@ struct Difference {
     std::vector<std::string> came;
     std::vector<std::string> went;
     std::vector<Change> changed;
-    std::vector<Growth> grown; // in number, and in sum
+    std::vector<Growth> grown; // by number and by sum
 };
 
 void AddSums(std::map<std::string, Values> const & things, double Growth::*field,

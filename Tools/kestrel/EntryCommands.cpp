@@ -16,23 +16,23 @@ namespace Tool {
 
 namespace {
 
-// Someone waits for the answer, so that a denial is an error whatever the location.
+// A user waits for the result, so a denial is a failure at every location.
 constexpr auto Retry = IO::AccessDeniedTreatment::RetryAlways;
 
 IO::DataSafety GetSafety(Options const & options) {
     return options.force ? IO::DataSafety::IgnoreProtection : IO::DataSafety::KeepProtected;
 }
 
-/// What a name stands for, and whether it stands for anything.
+/// The type of an entry, and whether it exists.
 struct Look {
     bool isThere = false;
     IO::EntryType type = IO::EntryType::File;
-    MuErrCode status = IO::NoError; ///< bad when that could not be found out
+    MuErrCode status = IO::NoError; ///< a failure: it could not be found out
 
     bool IsFolder() const { return isThere && type == IO::EntryType::Folder; }
 };
 
-// Without a line in the log where there is nothing.
+// Logs nothing where no entry exists.
 Look LookAt(IO::Location const & location) {
     Look look;
     if (location.IsRoot() || location.GetLocalLength() <= 1) {
@@ -46,7 +46,7 @@ Look LookAt(IO::Location const & location) {
     return look;
 }
 
-/// A location by its parts.
+/// A location split into folder and name.
 struct Place {
     explicit Place(IO::Location const & location) : folder(location) {
         status = folder.MoveLastLocalName(&name);
@@ -57,7 +57,7 @@ struct Place {
     MuErrCode status;
 };
 
-/// What was copied under a name of its own goes, unless it has got another.
+/// Deletes a temporary copy at the end of the scope, unless it has been renamed.
 class Aside {
 public:
     Aside(IO::Folder & inFolder, IO::Name const & ofName) : folder(inFolder), name(ofName) {}
@@ -67,7 +67,7 @@ public:
             if (folder.Contains(name, &isThere) == IO::NoError && isThere)
                 (void)folder.Delete(name, IO::DataSafety::IgnoreProtection, Retry);
         } catch (std::exception const &) {
-            // The command has failed anyway, and says so.
+            // The command has failed already, and reports that.
         }
     }
     Aside(Aside const &) = delete;
@@ -126,7 +126,7 @@ private:
         if (look.IsFolder() && source.GetScheme() == "reflect")
             return CopyProcess(path, target);
         bool isFolder = look.IsFolder();
-        // Whoever copies a link with -r wants the link.
+        // With -r a link is copied as a link.
         if (!moves && look.type == IO::EntryType::Link && !options.recursive) {
             IO::EntryType type = IO::EntryType::File;
             if (!IO::fileSystem.ResolveLocation(&source))
@@ -137,7 +137,7 @@ private:
         if (!moves && isFolder && !options.recursive)
             return console.Refuse("-r not specified; omitting directory '" + path + "'");
         if (source == target && moves && ToText(source) != ToText(target))
-            return Make(source, target, path); // its own name in another case
+            return Make(source, target, path); // the same entry, spelt in another case
         if (source == target)
             return console.Refuse("'" + path + "' and '" + Typed(target) + "' are the same file");
         if (source.IsAncestorOf(target))
@@ -158,7 +158,7 @@ private:
         return TakeSnapshot(copy, console);
     }
 
-    // Over what is there, if need be.
+    // Replaces an existing entry, if need be.
     int Transfer(IO::Location const & source, IO::Location const & target,
                  std::string const & path) {
         Look const from = LookAt(source);
@@ -181,7 +181,7 @@ private:
 
     int Make(IO::Location const & source, IO::Location const & target, std::string const & path) {
         if (moves) {
-            Uninterrupted const whole; // what was copied first must not vanish with the source
+            Uninterrupted const whole; // the copies must not vanish once the source is deleted
             return Done(IO::fileSystem.Move(source, target, GetSafety(options)), target, path);
         }
         HalfMade const made(target);
@@ -199,7 +199,7 @@ private:
         return deleted == IO::NoError ? Make(source, target, path) : console.Finish(deleted, path);
     }
 
-    // Beside the target first, and over it in one step.
+    // Copy next to the target first, then replace it in one step.
     int Replace(IO::Location const & source, IO::Location const & target,
                 std::string const & path) {
         Place const place(target);
@@ -218,7 +218,7 @@ private:
                 (void)IO::fileSystem.Move(beside, source, IO::DataSafety::IgnoreProtection);
         } else {
             HalfMade const made(beside);
-            Aside const copy(folder, aside); // goes also when memory runs out
+            Aside const copy(folder, aside); // deletes it also when memory runs out
             status = IO::fileSystem.Copy(source, beside);
             if (status == IO::NoError)
                 status = folder.Replace(aside, place.name, Retry);
@@ -243,7 +243,7 @@ private:
     }
 
     int Done(MuErrCode status, IO::Location const & target, std::string const & path) {
-        if (watch.HasFailures()) // each of them is named
+        if (watch.HasFailures()) // each has been reported
             return console.Drop() | 1;
         if (status == IO::NoError && options.longForm)
             Out() << (moves ? "renamed '" : "'") << path << "' -> '" << Typed(target) << "'\n";
@@ -255,7 +255,7 @@ private:
         return path + (isEnded ? "" : "/") + ToText(name);
     }
 
-    // As the user named it.
+    // The path as the user typed it.
     std::string Typed(IO::Location const & target) const {
         std::string text = options.paths.back();
         IO::RelativeLocation below;
@@ -270,7 +270,7 @@ private:
     Console & console;
     Watch watch;
     bool const moves;
-    IO::Location const base; // the last path
+    IO::Location const base; // of the last path
 };
 
 int RemoveOne(std::string const & path, Options const & options, Console & console, Watch & watch) {
@@ -371,7 +371,7 @@ int Touch(Options const & options, Console & console) {
     for (std::string const & path : options.paths) {
         IO::Location const location = ToLocation(path);
         Look const look = LookAt(location);
-        if (!look.isThere && options.noClobber) // -c: make none
+        if (!look.isThere && options.noClobber) // -c: do not create files
             continue;
         MuErrCode status = look.status;
         if (status == IO::NoError && !look.isThere)

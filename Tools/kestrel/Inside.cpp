@@ -18,10 +18,10 @@ namespace {
 
 using VFS = IO::RemoteReflectionVFS;
 
-// One beyond that is not of a tree that ends.
+// A deeper tree is taken for one without end.
 constexpr unsigned int DeepestFolder = VFS::DeepestLevel;
 
-// Whether it is nothing but a port, behind a host perhaps.
+// Whether it is a port, or a host and a port, and nothing else.
 bool IsPort(std::string_view text) {
     std::size_t const colon = text.rfind(':');
     std::string_view const number = colon == text.npos ? text : text.substr(colon + 1);
@@ -138,7 +138,7 @@ private:
         return status == IO::NoError ? IO::WriteAll(to, content) : Forgive(status);
     }
 
-    // As long as the process is there at all, what cannot be read has gone.
+    // As long as the process exists at all, entries that cannot be read have gone.
     MuErrCode Forgive(MuErrCode status) {
         std::vector<InsideEntry> entries;
         if (ReadEntries(top, &entries) != IO::NoError)

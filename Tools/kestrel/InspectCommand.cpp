@@ -39,7 +39,7 @@ unsigned int ToMilliseconds(Options const & options) {
 struct Process {
     unsigned short port = 0;
     Json target;         // null: there is none
-    std::string failure; // why there is none, though somebody listens
+    std::string failure; // why, although a process listens there
 
     void Ask(unsigned int milliseconds) {
         try {
@@ -52,7 +52,7 @@ struct Process {
     }
 };
 
-// At the same time: some systems take seconds to find that nobody listens at a port.
+// In parallel: some systems take seconds to find that nobody listens on a port.
 std::vector<Process> FindProcesses(unsigned int milliseconds) {
     using Service = IO::ReflectionService;
     std::vector<Process> processes(Service::LastPort - Service::FirstPort + 1);
@@ -70,7 +70,7 @@ bool IsTalk() {
     return LineReader::IsTerminal() && Out().IsTerminal();
 }
 
-// On a terminal the only process there is gets a shell.
+// On a terminal the only process found gets a shell.
 int ListProcesses(Options const & options, Console & console) {
     int result = 0;
     std::string only;
@@ -101,7 +101,7 @@ int ListProcesses(Options const & options, Console & console) {
 
 // The inside of one.
 
-/// What is listed at a place.
+/// The listing of a place.
 struct Level {
     Names names; // folders first
     unsigned int folderCount = 0;
@@ -111,7 +111,7 @@ struct Level {
     bool IsFolder(unsigned int index) const { return index < folderCount; }
 };
 
-// As a text that leads to the place again.
+// As text from which the place can be found again.
 std::string ToText(RelativeLocation const & place) {
     std::string text;
     for (unsigned int i = 0; i < place.GetLength(); ++i) {
@@ -137,7 +137,7 @@ public:
         }
         RelativeLocation const place(FromUtf8(options.target));
         if (place.GetStatus() != IO::NoError)
-            return 1; // which was logged
+            return 1; // has been logged
         if (client.Connect(address.host.c_str(), address.port, ToMilliseconds(options)) !=
             IO::NoError)
             return Console::Fail(options.source + ": nobody answers");
@@ -147,7 +147,7 @@ public:
     }
 
 private:
-    // One beyond that is not of a tree that ends.
+    // A deeper tree is taken for one without end.
     static constexpr unsigned int DeepestTree = 200;
     static constexpr unsigned int NamesOfARequest = 1000;
 
@@ -168,7 +168,7 @@ private:
         return true;
     }
 
-    // In several requests, so that a long level comes through servers and limits, and can be
+    // In several requests, so that a long level stays below the limits of servers and can be
     // interrupted.
     bool ReadTable(RelativeLocation const & place, Level * level) {
         if (!Succeeds(client.GetAttributes(place, &level->attributes)))
@@ -188,7 +188,7 @@ private:
         return true;
     }
 
-    // A place that lists nothing is an empty folder, or a thing of the level above, or is not there.
+    // A place without a listing is an empty folder, a thing of the level above, or does not exist.
     bool Read(RelativeLocation place, Level * level) {
         if (!ReadNames(place, level))
             return false;
@@ -281,7 +281,7 @@ private:
         return isWhole ? 0 : 1;
     }
 
-    // What is below a level is drawn, or put into the JSON. False: not all of it could be read.
+    // Draws what is below a level, or adds it to the JSON. False: some of it could not be read.
     bool ShowBelow(RelativeLocation const & place, Level const & level, std::string const & indent,
                    unsigned int depth, Json * json) {
         bool isWhole = true;

@@ -22,7 +22,7 @@ namespace {
 
 using VFS = IO::RemoteReflectionVFS;
 
-// Apart at blanks, but for those in quotation marks.
+// Splits at blanks outside of quotation marks.
 std::vector<std::string> Split(std::string const & line) {
     std::vector<std::string> words;
     bool isQuoted = false;
@@ -50,7 +50,7 @@ double ToNumber(std::string const & text, double otherwise) {
     return read.ec == std::errc() && number > 0 && number < 1e6 ? number : otherwise;
 }
 
-/// Walks over what is below a folder; `visit` says whether to go into one.
+/// Walks all that is below a folder; `visit` returns whether to enter one.
 template <typename Visit>
 MuErrCode Walk(IO::Location const & place, unsigned int depth, Visit const & visit) {
     std::vector<InsideEntry> entries;
@@ -75,7 +75,7 @@ Json ToJson(InsideTable const & table) {
     return {{"columns", table.columns}, {"rows", rows}};
 }
 
-/// What a watched folder holds: a name with all its values.
+/// The content of a watched folder: each name with all its values.
 using Snapshot = std::map<std::string, std::vector<std::string>>;
 
 MuErrCode TakeSnapshotOf(IO::Location const & place, std::vector<std::string> * columns,
@@ -154,11 +154,11 @@ InspectShell::Path InspectShell::ToPath(std::string const & text) const {
 IO::Location InspectShell::ToPlace(Path const & path) const {
     IO::Location place(top);
     for (IO::Name const & name : path)
-        place.AppendToLocal(name); // a failure stays in the location
+        place.AppendToLocal(name); // a failure is kept in the location
     return place;
 }
 
-// Blanks are escaped as well, so that what is shown can be typed.
+// Blanks are escaped as well, so that the shown text can be typed.
 std::string InspectShell::ToText(Path const & path) {
     std::string text;
     for (IO::Name const & name : path) {
@@ -194,7 +194,7 @@ int InspectShell::Finish(MuErrCode status, Path const & path) {
         try {
             InspectedProcess(address, static_cast<unsigned int>(options.timeout * 1000))
                 .GetTarget();
-        } catch (std::runtime_error const & failure) { // which no status says
+        } catch (std::runtime_error const & failure) { // without a status
             console.Drop();
             return Console::Fail(target + ": " + failure.what());
         }
@@ -291,7 +291,7 @@ int InspectShell::ShowTree(Words const & words) {
     double const most = ToNumber(GetWord(words, 2), VFS::DeepestLevel);
     Json json{{"path", ToText(path)}, {"children", Json::array()}};
     std::vector<Json *> above{&json["children"]};
-    std::vector<bool> isOpen; // whether more follows, for each level above
+    std::vector<bool> isOpen; // whether more siblings follow, for each level above
     auto const show = [&](InsideEntry const & entry, unsigned int depth, bool isLast) {
         std::string const name = ToUtf8(entry.name);
         isOpen.resize(depth);
@@ -346,7 +346,7 @@ int InspectShell::FindNames(Words const & words) {
     return Finish(status, path);
 }
 
-// Each row is marked with what became of it since the last time: + came, - went, * changed.
+// Each row is marked by how it changed since the last time: + new, - gone, * changed.
 int InspectShell::Watch(Words const & words) {
     Path const path = ToPath(GetWord(words, 1));
     double const seconds = ToNumber(GetWord(words, 2), 2);
@@ -377,7 +377,7 @@ int InspectShell::Watch(Words const & words) {
                 json.push_back({{"mark", mark}, {"name", name}, {"values", values}});
         }
         if (Out().IsTerminal() && !options.json)
-            Out() << "\x1b[H\x1b[2J"; // to the top left of an empty screen
+            Out() << "\x1b[H\x1b[2J"; // clears the screen, cursor at the top left
         if (options.json)
             ShowJson({{"columns", columns}, {"rows", json}});
         else
@@ -397,7 +397,7 @@ int InspectShell::Watch(Words const & words) {
     return 0;
 }
 
-// Runs a command of the tool that takes this place, as a location, and what it stands beside.
+// Runs a command of the tool with this place as `here` and the second word as `other`.
 int InspectShell::RunHere(Words const & words, std::string Options::*here,
                           std::string Options::*other,
                           int (*command)(Options const & options, Console & console)) {

@@ -10,7 +10,7 @@
 
 namespace Tool {
 
-/// A place inside a process, and commands that look round from there.
+/// A position inside a process, and commands relative to it.
 class InspectShell {
 public:
     /// `target` is a PORT or a HOST:PORT.

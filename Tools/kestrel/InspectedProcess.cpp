@@ -36,7 +36,7 @@ RelativeLocation ToPlace(Json const & path) {
     return place;
 }
 
-// Beyond what a script reads exactly, numbers go as text.
+// Numbers beyond what a script reads exactly are written as text.
 Json ToPageJson(Value const & value) {
     constexpr long long Exact = 1ll << 53;
     Json const json = ToJson(value);
@@ -49,8 +49,8 @@ Json ToPageJson(Value const & value) {
 
 constexpr std::size_t MostAtOnce = 8;
 
-// Calls `work` with each number below the count, some at once: most of the time goes by in waiting for
-// answers.
+// Calls `work` with each number below `count`, some in parallel: most of the time is spent waiting
+// for answers.
 template <typename Work>
 void DoAtOnce(std::size_t count, Work const & work) {
     std::atomic<std::size_t> next = 0;
@@ -70,7 +70,7 @@ void DoAtOnce(std::size_t count, Work const & work) {
     try {
         while (threads.size() + 1 < std::min(MostAtOnce, count))
             threads.emplace_back(run);
-    } catch (std::exception const &) { // fewer do as well
+    } catch (std::exception const &) { // fewer threads do as well
     }
     run();
     for (std::thread & thread : threads)
@@ -114,8 +114,8 @@ Json ToJson(Value const & value) {
 InspectedProcess::InspectedProcess(ProcessAddress address, unsigned int milliseconds)
     : address(std::move(address)), milliseconds(milliseconds) {}
 
-// A connection of earlier may be that of a process which has ended, and another one, or the same
-// program again, listens there now: that is found out with a second one.
+// An earlier connection may belong to a process that has ended, while another one, or the same
+// program again, listens there now. A second connection finds that out.
 template <typename Question>
 void InspectedProcess::Ask(Question const & question) {
     std::unique_ptr<IO::ReflectionClient> client;
@@ -293,7 +293,7 @@ Json InspectedProcess::Walk(Json const & path, unsigned int most, unsigned int l
             here.columns = ReadColumns(places[i].location);
             here.rows = ReadRows(places[i].location, here.level, 0, room, !here.columns.empty());
         });
-        if (isFlat) { // things of one kind, all of them, so that one question does for many
+        if (isFlat) { // things of one kind, all of them, so that one request serves many
             Level all;
             for (Found const & here : found)
                 all.names.Append(here.level.names.GetData(), here.level.names.GetSize());

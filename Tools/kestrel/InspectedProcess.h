@@ -15,34 +15,34 @@
 
 namespace Tool {
 
-/// Where a process listens.
+/// The address that a process listens on.
 struct ProcessAddress {
     std::string host;
     unsigned short port = 0;
 };
 /// PORT of this machine, or HOST:PORT.
 bool ReadAddress(std::string const & text, ProcessAddress * address);
-/// Of a ReflectionClient, in words.
+/// The failure of a ReflectionClient in words.
 char const * ExplainFailure(MuErrCode status);
-/// Numbers as numbers, of whatever size; null for none.
+/// Numbers as JSON numbers, whatever their size; null for none.
 Json ToJson(IO::Reflectable::AttributeValue const & value);
 
-/// What an inspected process shows, as the JSON that a page is drawn from: levels with their tables,
-/// the text of things, whole subtrees.
+/// The content of an inspected process as the JSON that a page is drawn from: levels with their
+/// tables, the text of things, whole subtrees.
 ///
-/// All that comes from the process is text or numbers to whoever shows it, and is not trusted: it may
-/// be of any size, and change from one question to the next. A path is a JSON list of names.
+/// All data of the process is untrusted text or numbers: it may be of any size, and change between
+/// requests. A path is a JSON list of names.
 ///
-/// Memory:  what is read, and the names of the levels that were last asked for, up to a limit.
-/// Threads: any; each question has a connection of its own meanwhile.
+/// Memory:  what is read, and the names of the most recently requested levels, up to a limit.
+/// Threads: any; each request has a connection of its own meanwhile.
 /// Failure: Unanswered.
 class InspectedProcess {
 public:
-    /// Its text says why.
+    /// Its text is the cause.
     struct Unanswered : std::runtime_error {
         using std::runtime_error::runtime_error;
     };
-    /// There is no connection at all.
+    /// No connection could be made.
     struct Nobody : Unanswered {
         using Unanswered::Unanswered;
     };
@@ -53,20 +53,21 @@ public:
 
     /// {name, ident, system, process}
     Json GetTarget();
-    /// `count` rows from `from` on of what is listed at a place: {snapshot, total, columns, rows:
-    /// [[name, is folder, value, ...], ...]}. With the number of a snapshot that is still kept they are
-    /// of that list, so that the pieces of a level fit together while it changes; otherwise, and for
-    /// 0, it is listed anew, if it was not half a second ago.
+    /// `count` rows from `from` on of a place's listing: {snapshot, total, columns, rows: [[name,
+    /// is folder, value, ...], ...]}. With the number of a snapshot that is still kept, the rows
+    /// are of that listing, so that the pieces of a level fit together while it changes. Otherwise,
+    /// and for 0, the place is listed again, unless that was done within the last half second.
     Json GetLevel(Json const & path, unsigned int from, unsigned int count, unsigned int snapshot,
                   bool withValues);
     /// {text, whole}
     Json GetContent(Json const & path);
     /// The nodes below a place, the nearest first: {whole, columns, nodes: [[index of the parent,
     /// name, is folder, value, ...], ...]}, -1 being the place. Not whole where there are more than
-    /// `most` nodes or `levels` levels, or it takes too long. The columns are those of the first level
-    /// that has any. Flat: each node is asked for right below the place, for those whose names alone say
-    /// which they are. What is asked for stands in the address tree of the process meanwhile, so that
-    /// a walk down that tree itself would otherwise come to the names of its own questions.
+    /// `most` nodes or `levels` levels, or it takes too long. The columns are those of the first
+    /// level that has any. Flat: each node is requested directly below the place, for nodes that
+    /// are identified by their names alone. A requested path is in the address tree of the process
+    /// meanwhile, so a walk down that tree itself would otherwise find the names of its own
+    /// requests.
     Json Walk(Json const & path, unsigned int most, unsigned int levels, bool isFlat);
 
 private:

@@ -21,12 +21,12 @@ namespace Tool {
 
 namespace {
 
-std::mutex turn; // on the path, and held by code that must not be interrupted
+std::mutex turn; // guards the path, and is held by code that must not be interrupted
 std::filesystem::path halfMade;
 std::atomic<bool> isInterrupted = false;
 
-// Without the library, whose locks the interrupted command may hold. The command goes on meanwhile
-// and may put something new into a folder that is being taken back.
+// Without the library, whose locks the interrupted command may hold. The command still runs, and
+// may add entries to a folder that is being deleted.
 void TakeBack() {
     std::error_code failure;
     for (int attempt = 0; attempt < 100 && !halfMade.empty(); ++attempt) {
@@ -47,8 +47,8 @@ BOOL WINAPI Interrupt(DWORD) {
     isInterrupted = true;
     std::lock_guard const guard(turn);
     if (halfMade.empty())
-        return FALSE; // the system ends the process
-    return TRUE;      // the command does, when it has cleaned up
+        return FALSE; // the system then ends the process
+    return TRUE;      // the command ends once it has cleaned up
 }
 
 } // namespace
@@ -65,7 +65,7 @@ void WatchInterruptions() {
     for (int const signal : {SIGINT, SIGTERM, SIGHUP}) {
         struct sigaction present = {};
         sigaction(signal, nullptr, &present);
-        if (present.sa_handler != SIG_IGN) // as in a shell's background
+        if (present.sa_handler != SIG_IGN) // ignored already, as for background jobs of a shell
             sigaddset(&watched, signal);
     }
     pthread_sigmask(SIG_BLOCK, &watched, nullptr);
@@ -73,7 +73,7 @@ void WatchInterruptions() {
         int signal = 0;
         if (sigwait(&watched, &signal) != 0)
             return;
-        turn.lock(); // for good
+        turn.lock(); // never released
         isInterrupted = true;
         TakeBack();
         Progress::Hide();

@@ -6,21 +6,21 @@
 
 namespace Tool {
 
-// Ctrl-C, and the ways to end a program that are like it. What a command was making vanishes, and
-// what it must not leave half done is finished first.
+// Ctrl-C, and the other ways to end a program from outside. What a command has half made is
+// deleted, and steps that must not stay half done are finished first.
 //
-// On Linux a thread of its own waits for the signals, takes back what is half made and ends the
-// process by the signal. On Windows, where nobody else can delete a file that is open, the command is
-// asked to end: it checks IsInterrupted between two pieces.
+// On Linux a thread of its own waits for the signals, deletes what is half made and ends the
+// process by the signal. On Windows, where only the command itself can delete a file that it has
+// open, the command is asked to end: it checks IsInterrupted between two pieces.
 
-/// From now on, for the rest of the process; before there is a second thread.
+/// Starts for the rest of the process; to be called before there is a second thread.
 void WatchInterruptions();
 
-/// Whether the command shall end as if its work had failed.
+/// Whether the command is to end as if its work had failed.
 bool IsInterrupted();
 
-/// While it lives, the location is what a command makes, and goes if the command is interrupted.
-/// Nothing if something stood there before.
+/// As long as it lives, the location is what a command makes, and is deleted if the command is
+/// interrupted. Does nothing if an entry existed there before.
 class HalfMade {
 public:
     explicit HalfMade(IO::Location const & location);
@@ -29,7 +29,7 @@ public:
     HalfMade & operator=(HalfMade const &) = delete;
 };
 
-/// While it lives, an interruption waits.
+/// Delays interruptions as long as it lives.
 class Uninterrupted {
 public:
     Uninterrupted();

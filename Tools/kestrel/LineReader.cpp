@@ -39,11 +39,11 @@ std::string GetCommonStart(std::vector<std::string> const & texts) {
 
 #if defined(KESTREL_LINE_EDITOR)
 
-// The editor turns Ctrl-C into an end of the line by itself, so that no signal ends the process while
-// the terminal is in the editor's hands.
+// The editor turns Ctrl-C into an end of the line by itself, so that no signal ends the process
+// while the editor has changed the terminal's mode.
 namespace {
 
-// Where the state of programs stands; "" where there is no such folder and none can be had.
+// In the user's state folder; "" where that neither exists nor can be created.
 std::string GetHistoryFile() {
     auto const get = [](char const * name) {
         char const * const value = std::getenv(name);
@@ -70,7 +70,7 @@ struct LineReader::Editor {
         HistEvent event;
         history(lines, &event, H_SETSIZE, 500);
         history(lines, &event, H_SETUNIQUE, 1);
-        if (!historyFile.empty()) // what cannot be read is as good as none
+        if (!historyFile.empty()) // a history that cannot be read counts as empty
             history(lines, &event, H_LOAD, historyFile.c_str());
         el_set(line, EL_CLIENTDATA, this);
         el_set(line, EL_PROMPT, &GetPrompt);
@@ -84,7 +84,7 @@ struct LineReader::Editor {
     }
     ~Editor() {
         HistEvent event;
-        if (!historyFile.empty()) // for this user alone
+        if (!historyFile.empty()) // readable for this user alone
             history(lines, &event, H_SAVE, historyFile.c_str());
         el_end(line);
         history_end(lines);

@@ -7,12 +7,12 @@
 
 namespace Tool {
 
-/// Lines that somebody types. On a terminal, where a line editor is built in, with completion by the tab
-/// key and with history, which stands in a file among the user's state from one session to the next, if
-/// there can be one; plainly otherwise.
+/// Reads lines of a user. On a terminal, and where a line editor is built in, with completion by
+/// the tab key and a history that is kept between sessions in a file of the user's state folder, if
+/// possible.
 class LineReader {
 public:
-    /// What a word that is being typed may become, each as a whole.
+    /// The whole words that a partly typed word can be completed to.
     using Complete = std::function<std::vector<std::string>(std::string const & word)>;
 
     explicit LineReader(Complete complete);
@@ -20,20 +20,20 @@ public:
     LineReader(LineReader const &) = delete;
     LineReader & operator=(LineReader const &) = delete;
 
-    /// False at the end of the input. The prompt must steer no terminal.
+    /// False at the end of the input. The prompt must not hold terminal sequences.
     bool Read(std::string const & prompt, std::string * line);
 
     /// Whether standard input is a terminal.
     static bool IsTerminal();
-    /// Waits until there is input, which returns true, or the time is over.
+    /// Waits for input. True: there is some; false: the time is up.
     static bool WaitForInput(double seconds);
 
 private:
     struct Editor;
-    std::unique_ptr<Editor> editor; // null: plain lines
+    std::unique_ptr<Editor> editor; // null: lines without editing
 };
 
-/// The longest text that all of them begin with.
+/// The longest common prefix.
 std::string GetCommonStart(std::vector<std::string> const & texts);
 
 } // namespace Tool

@@ -6,18 +6,18 @@
 
 namespace Tool {
 
-/// Where a link leads, and whether there is anything.
+/// The target of a link, and whether it exists.
 struct LinkTarget {
-    std::string text; // empty when not even that is known
+    std::string text; // empty when it could not be read
     bool isBroken = true;
 
-    /// What is said behind the text.
+    /// Shown after the text.
     char const * GetRemark() const {
         return text.empty() ? "(broken)" : isBroken ? " (broken)" : "";
     }
 };
 
-/// Looks without a line in the log: a link may lead anywhere.
+/// Logs nothing, as a broken link is no failure.
 LinkTarget GetLinkTarget(IO::Location const & link);
 
 } // namespace Tool

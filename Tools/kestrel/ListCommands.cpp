@@ -26,7 +26,7 @@ std::string ToTimeText(MuErrCode status, int seconds) {
         return "-";
     std::time_t const time = seconds;
     std::tm local = {};
-    // localtime would look at the system's time zone each time.
+    // localtime would check the system's time zone on each call.
 #if defined(_WIN32)
     localtime_s(&local, &time);
 #else
@@ -40,20 +40,20 @@ void Show(LinkTarget const & target) {
     Out() << " -> " << target.text << target.GetRemark();
 }
 
-/// Where an entry lies. A location of its own costs more than most entries ask for.
+/// The place of an entry. Most entries never need a location of their own, which costs more.
 struct Place {
     IO::Location const & folder;
-    IO::Name const * name; ///< null: the place itself
+    IO::Name const * name; ///< null: the folder itself
 
     IO::Location Get() const { return name != nullptr ? IO::Location(folder, *name) : folder; }
 };
 
 /// An entry as ls shows it.
 struct Listed {
-    IO::Name const * name; ///< what was found; null for a path that was named
+    IO::Name const * name; ///< in its folder; null for a path of the command line
     std::string text = {};
     IO::EntryType type = IO::EntryType::File;
-    char kind = '-'; ///< as the system knows it: of pipes, sockets and devices, too
+    char kind = '-'; ///< as the system reports it: pipes, sockets and devices, too
     bool isExecutable = false;
     unsigned long long size = 0;
     int modified = 0;
@@ -62,7 +62,7 @@ struct Listed {
     MuErrCode status = IO::NoError;
 };
 
-// What the library takes for files.
+// Entries that the library reports as files.
 void LookNatively(IO::Location const & location, Listed * entry) {
     namespace fs = std::filesystem;
     std::error_code failure;
@@ -80,7 +80,7 @@ void LookNatively(IO::Location const & location, Listed * entry) {
                           (found.permissions() & runs) != fs::perms::none;
 }
 
-/// The colours of LS_COLORS, on a terminal alone, and not where NO_COLOR is set.
+/// The colours of LS_COLORS, only on a terminal and unless NO_COLOR is set.
 class Colours {
 public:
     Colours() {
@@ -92,7 +92,7 @@ public:
                                                     "bd=01;33:cd=01;33:ex=01;32:or=31;01");
         for (std::string rule; isOn && std::getline(rules, rule, ':');) {
             std::size_t const equals = rule.find('=');
-            // Nothing but colours: the text comes from outside, and goes to a terminal.
+            // Accepts colours only: the text comes from outside and is sent to a terminal.
             if (equals != rule.npos &&
                 rule.find_first_not_of("0123456789;", equals + 1) == rule.npos)
                 colours[rule.substr(0, equals)] = rule.substr(equals + 1);
@@ -132,11 +132,11 @@ private:
     std::map<std::string, std::string> colours;
 };
 
-/// What the enumeration says of an entry.
+/// What the enumeration knows about an entry.
 struct Found {
     IO::Name name;
     bool isFolder = false;
-    bool isPlainFile = false; // with these; of others nothing is known
+    bool isPlainFile = false; // length and time are known; otherwise nothing is
     bool isDevice = false;
     unsigned long long size = 0;
     int modified = 0;
@@ -203,7 +203,7 @@ std::size_t GetWidth(Listed const & entry) {
     return static_cast<std::size_t>(units) + (entry.type == IO::EntryType::Folder ? 1 : 0);
 }
 
-/// In the order in which they are shown.
+/// In the order of the output.
 using Order = std::vector<Listed const *>;
 
 Order Sort(std::vector<Listed> const & entries, Options const & options) {
@@ -223,7 +223,7 @@ Order Sort(std::vector<Listed> const & entries, Options const & options) {
     return order;
 }
 
-// Down the columns first.
+// Column by column.
 void ShowColumns(Order const & entries, Colours const & colours) {
     std::size_t width = 2;
     for (Listed const * entry : entries)
@@ -385,7 +385,7 @@ MuErrCode StatOne(std::string const & path) {
 
 bool ShowMountPoint(IO::Location const & location, void *) {
     if (location.IsRoot())
-        return true; // the computer itself
+        return true; // the machine itself
     Out() << ToText(location) << (IO::fileSystem.IsMountPoint(location) ? "  (mounted)" : "")
           << "\n";
     return true;

@@ -19,7 +19,7 @@ namespace Tool {
 
 namespace {
 
-constexpr double Pause = 0.2; // seconds between checks of what grows
+constexpr double Pause = 0.2; // seconds between two checks of growing files
 constexpr std::size_t LinesAtFirst = 10;
 
 /// "2026-03-01T09:30:00.123+01:00 WARNING IO/File 3 text", as the library writes it.
@@ -28,9 +28,9 @@ struct LogLine {
     std::string file;
     long long time = 0; // milliseconds since 1970
     bool isParsed = false;
-    int begins[4] = {}; // of the severity, the domain, the thread and the text
+    int begins[4] = {}; // offsets of the severity, the domain, the thread and the text
 
-    // A line that is something else belongs to the one before it, and has its time.
+    // A line of another form belongs to the one before it, and has its time.
     LogLine(std::string text, std::string inFile, long long timeBefore)
         : whole(std::move(text)), file(std::move(inFile)), time(timeBefore) {
         int year, month, day, hour, minute, second, millisecond, hours, minutes;
@@ -81,22 +81,22 @@ struct LogLine {
     }
 };
 
-/// The files "SERIES-1.log", "SERIES-2.log" and so on, in which the lines of one program follow each
-/// other; any other file is a series by itself.
+/// The files "SERIES-1.log", "SERIES-2.log" and so on, which hold the lines of one program in
+/// sequence; any other file is a series by itself.
 class Series {
 public:
     void Clear() { files.clear(); }
     void Add(unsigned long long number, LogFile const & file) { files[number] = file; }
 
-    /// The next line, until the next call of Drop. Null: there is none yet. With `takesRest`, what ends
-    /// without a line break at the end of the series is a line.
+    /// The next line, valid until Drop is called. Null: there is none yet. With `takesRest`, an
+    /// unterminated line at the end of the series counts.
     LogLine const * Look(IO::Folder const & folder, bool takesRest, Console & console,
                          int * result) {
         while (lines.empty()) {
             auto const at = files.lower_bound(number);
             if (at == files.end())
                 return nullptr;
-            if (at->first != number || begin > at->second.size) // or it begins anew
+            if (at->first != number || begin > at->second.size) // or it was rewritten
                 begin = 0;
             number = at->first;
             bool const isLast = std::next(at) == files.end();
@@ -109,7 +109,7 @@ public:
             }
             if (status != IO::NoError) {
                 *result |= console.Finish(status, at->second.name);
-                begin = at->second.size; // what comes into it later may be read
+                begin = at->second.size; // later additions are read next time
             }
             if (!more.empty())
                 continue;
@@ -124,13 +124,13 @@ public:
 
 private:
     std::map<unsigned long long, LogFile> files;
-    unsigned long long number = 0; // of the file that is read
-    unsigned long long begin = 0;  // of what is not yet read of it
+    unsigned long long number = 0; // of the file being read
+    unsigned long long begin = 0;  // of its unread part
     long long time = 0;
     std::deque<LogLine> lines;
 };
 
-/// All lines of a folder's log files in the order of time.
+/// All lines of a folder's log files, ordered by time.
 class Merger {
 public:
     Merger(std::string const & path, Options const & givenOptions, Console & givenConsole)
@@ -138,7 +138,7 @@ public:
     }
 
     int Run() {
-        // Of what is there already, who waits for news wants to see the end.
+        // Of existing lines a follower wants to see the last ones.
         int result = 0;
         bool isListed = ReadOn(options.follow, &result);
         for (LogLine const & line : last)
@@ -158,7 +158,7 @@ private:
         std::vector<LogFile> found;
         int const listed = console.Finish(ListLogFiles(folder, &found), folderPath);
         *result |= listed;
-        for (auto & one : series) // old files are deleted meanwhile
+        for (auto & one : series) // old files may be deleted meanwhile
             one.second.Clear();
         for (LogFile const & file : found) {
             std::string name = file.name.substr(0, file.name.size() - 4);

@@ -10,16 +10,16 @@ namespace Tool {
 
 struct LogFile {
     std::string name;
-    int time = 0; ///< of the last change, UNIX seconds
+    int time = 0; ///< modification time, UNIX seconds
     unsigned long long size = 0;
 };
 
-/// The files of a folder whose names end in ".log"; what cannot be read of is left out.
+/// The files of a folder whose names end in ".log"; those that cannot be read are left out.
 MuErrCode ListLogFiles(IO::Folder const & folder, std::vector<LogFile> * files);
 
-/// Adds whole lines, without their line breaks, from the byte `*begin` of the file on, and moves it
-/// behind them: up to MostLogBytes at a time, and at most up to `file.size`. A line that is longer comes
-/// in pieces. `takesRest`: what stands behind the last line break is a line, too.
+/// Appends whole lines, without their line breaks, from offset `*begin` of the file on, and
+/// advances it: up to MostLogBytes at a time, and at most up to `file.size`. A longer line is
+/// returned in pieces. `takesRest`: an unterminated last line counts, too.
 MuErrCode ReadLogLines(IO::Folder const & folder, LogFile const & file, bool takesRest,
                        unsigned long long * begin, std::vector<std::string> * lines);
 

@@ -26,7 +26,7 @@ constexpr unsigned int PieceSize = 65536;
 constexpr auto Shared = IO::File::OpenMode::ReadOnlySharedToReadWrite;
 constexpr auto Retry = IO::AccessDeniedTreatment::RetryAlways;
 
-/// Writes bytes as they are. False: standard output takes no more.
+/// Writes bytes unchanged. False: standard output accepts no more.
 bool Put(char const * bytes, std::size_t count) {
     return std::fwrite(bytes, 1, count, stdout) == count;
 }
@@ -52,7 +52,7 @@ MuErrCode HeadOne(std::string const & path, Options const & options) {
     return status == IO::EOI ? IO::NoError : status;
 }
 
-// Where the last lines, or bytes, begin.
+// The offset at which the last lines, or bytes, begin.
 MuErrCode FindTail(IO::File & file, Options const & options, unsigned long long * begin) {
     unsigned long long size = 0;
     MuErrCode status = file.GetDataLength(&size);
@@ -63,7 +63,7 @@ MuErrCode FindTail(IO::File & file, Options const & options, unsigned long long 
         return status;
     }
     std::vector<char> piece(PieceSize);
-    // The line break that ends the file ends its last line, and begins none.
+    // A line break at the end of the file belongs to the last line and starts no new one.
     for (bool isEnd = true; status == IO::NoError && *begin != 0 && left != 0;) {
         auto const count =
             static_cast<unsigned int>(std::min<unsigned long long>(*begin, PieceSize));
@@ -90,7 +90,7 @@ MuErrCode TailOne(std::string const & path, Options const & options) {
         unsigned long long size = 0;
         status = file.GetDataLength(&size);
         if (size < place)
-            place = 0; // it begins anew
+            place = 0; // it was rewritten
         file.ResetInputStatus();
         if (status == IO::NoError)
             status = file.SetPosition(place);
@@ -125,7 +125,7 @@ int ShowEach(Options const & options, Console & console, One const & one) {
     return result;
 }
 
-/// The text against a pattern with *, ? and [...], as shells have them.
+/// Matches a text against a pattern with *, ? and [...], as in shells.
 bool Matches(char const * pattern, char const * text) {
     for (; *pattern != 0; ++pattern, ++text) {
         if (*pattern == '*') {
@@ -165,7 +165,7 @@ std::string Lower(std::string text) {
     return text;
 }
 
-/// "+5", "-5" or "5", with a unit behind it.
+/// "+5", "-5" or "5", with an optional unit.
 struct Bound {
     char sign = 0;
     unsigned long long value = 0;
@@ -198,14 +198,14 @@ struct Bound {
     }
 };
 
-/// Shows what is wanted of a tree.
+/// Writes the matching entries of a tree.
 class Finder : public IO::TreeEnumerator {
 public:
     Finder(IO::Folder const & folder, std::string const & path, Options const & givenOptions,
            Console & console)
         : TreeEnumerator(folder), options(givenOptions), leftOut(path, console) {}
 
-    /// The walk's status; after HasFailures what it stands for was named.
+    /// The walk's status; if HasFailures, every failure has been reported.
     MuErrCode Find() {
         MuErrCode const walked = Do();
         leftOut.Finish(*GetParent());
@@ -218,7 +218,7 @@ public:
             return false;
         return options.days.empty() || (days = Bound::Read(options.days, 1)).has_value();
     }
-    /// Of where the walk begins.
+    /// For the root of the walk.
     void MeetFirst(IO::Folder const & folder, IO::Name const & name, IO::EntryType type) {
         if (IsWanted(folder, name, ToText(name), type))
             Out() << leftOut.GetPath() << "\n";
@@ -245,7 +245,7 @@ private:
     bool HasAge(IO::Folder const & folder, IO::Name const & name, IO::EntryType type) const {
         int time = 0;
         if (type == IO::EntryType::Link)
-            return false; // of which only what it leads to has one
+            return false; // only the target has one
         bool const isKnown =
             folder.GetFoundFile(name, nullptr, &time) ||
             (type == IO::EntryType::Folder
@@ -261,7 +261,7 @@ private:
         if (IsWanted(*GetParent(), name, text, type))
             Out() << LeftOut::Join(leftOut.GetPath(), text) << "\n";
     }
-    // What the enumeration is certain of needs no look of its own.
+    // What the enumeration knows for sure needs no query.
     bool EntryFound(IO::Name const & name, bool isFolder) override {
         leftOut.Meet(*GetParent(), name, isFolder);
         if (isFolder || !GetParent()->GetFoundFile(name, nullptr, nullptr))

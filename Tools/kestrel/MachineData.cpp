@@ -31,7 +31,7 @@ std::string ToRequest(char const * command, unsigned int const * socket = nullpt
                        request.GetDataSize());
 }
 
-// What waits to be read there, and what to be sent. Null: it was closed meanwhile.
+// The lengths of its queues, to be read and to be sent. Null: it was closed meanwhile.
 Json CountQueues(Json const & details) {
     if (details.is_null())
         return details;
@@ -147,10 +147,10 @@ Json MachineData::GetLog(unsigned int cursor) {
     IO::Folder const folder(ToLocation(logFolder));
     std::vector<LogFile> const files = ListNewestLogFiles(folder);
     Json lines = Json::array();
-    for (std::size_t i = files.size(); i-- > 0;) { // what came last stands last
+    for (std::size_t i = files.size(); i-- > 0;) { // the newest last
         LogFile const & file = files[i];
         unsigned long long & end = ends[file.name];
-        if (!isKnown) // of old ones nothing, of new ones the last piece
+        if (!isKnown) // none of old files, the end of new ones
             end = i >= FilesAtFirst          ? file.size
                   : file.size > MostLogBytes ? file.size - MostLogBytes
                                              : 0;

@@ -12,26 +12,26 @@
 
 namespace Tool {
 
-/// What this machine knows beside what a process shows of itself, as JSON: who serves and who is
-/// connected, and what is written to log files.
+/// Data of this machine next to that of an inspected process, as JSON: servers and their
+/// connections, and new lines of log files.
 ///
-/// Memory:  the answer, and a number for each log file.
-/// Threads: any. What asks services has a thread of its own, as their pool wants it.
-/// Failure: what cannot be read is left out, or says why in the answer.
+/// Memory:  the result, and an offset for each log file.
+/// Threads: any. Services are queried on a thread of its own, as their pool requires.
+/// Failure: what cannot be read is left out, or the result holds the cause.
 class MachineData {
 public:
-    /// Without a folder there are no log lines.
+    /// With an empty folder there are no log lines.
     explicit MachineData(std::string logFolder);
     ~MachineData();
     MachineData(MachineData const &) = delete;
     MachineData & operator=(MachineData const &) = delete;
 
     /// The processes that serve, as `kestrel ps --json`. A server with a service "Processes", as
-    /// ProcessInfoService is registered, also has {communicators: [{socket, kind, ..., queues}, ...]},
-    /// or {failure} when it does not answer within a second.
+    /// ProcessInfoService registers it, also has {communicators: [{socket, kind, ..., queues},
+    /// ...]}, or {failure} when it does not respond within a second.
     Json GetConnections();
-    /// What has come into the log files since the answer with the cursor; 0 gives the ends of the
-    /// newest ones: {folder, cursor, lines: [[file, text], ...]}. Null without a folder.
+    /// Lines added to the log files since the result with that cursor; 0 returns the ends of the
+    /// newest files: {folder, cursor, lines: [[file, text], ...]}. Null without a folder.
     Json GetLog(unsigned int cursor);
 
 private:
@@ -41,13 +41,13 @@ private:
     Json ReadConnections();
 
     std::string const logFolder;
-    std::mutex turn;                                   // on what follows
+    std::mutex turn;                                   // guards what follows
     std::deque<std::pair<unsigned int, Ends>> cursors; // the newest last
     unsigned int lastCursor = 0;
     std::deque<std::function<void()>> questions;
     bool isOver = false;
     std::condition_variable changed;
-    std::thread asker; // started by the first question
+    std::thread asker; // started by the first request
 };
 
 } // namespace Tool

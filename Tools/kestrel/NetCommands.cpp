@@ -22,7 +22,7 @@ std::string ToNumbers(InternetAddress const & address) {
     return ToText(address.GetHostAddress());
 }
 
-// Windows has 0.0.0.0 where there is none.
+// Windows reports 0.0.0.0 where there is none.
 std::vector<std::string> GetGateways(NetworkInterface const & interface) {
     std::vector<std::string> gateways;
     for (InternetAddress const & gateway : interface.GetGatewayAddresses())
@@ -35,14 +35,14 @@ std::string GetHardware(NetworkInterface const & interface) {
     return ToUtf8(interface.GetHardwareAddress().ToString(':'));
 }
 
-// The table. Rows of one interface stand below each other, so that it stays narrow.
+// The table. The rows of one interface are one below the other, so that it stays narrow.
 
 constexpr std::size_t ColumnCount = 6;
 using Row = std::array<std::string, ColumnCount>;
 
 constexpr std::size_t Hardware = 3;
 constexpr std::size_t Address = 4;
-// What is longer stands on a line of its own, or the table would not fit a terminal.
+// Longer values get a line of their own, or the table would not fit a terminal.
 constexpr std::size_t LongestName = 8;
 constexpr std::size_t LongestHardware = 17;
 
@@ -124,7 +124,7 @@ Json ToJson(NetworkInterface const & interface) {
             {"gateways", GetGateways(interface)}};
 }
 
-// What one name came to, as lines.
+// The result for one name, as lines.
 
 std::vector<std::string> Resolve(std::string const & name) {
     Mu::PagedArray<InternetAddress> found;

@@ -45,8 +45,8 @@ struct Listed {
     std::vector<ServerInfo> servers;
 };
 
-/// The processes of this machine by number; those with servers, or all. What could not be read of one
-/// is said, and `*result` becomes 1.
+/// The processes of this machine by number: those with servers, or all. Reports each process that
+/// could not be read, and sets `*result` to 1 then.
 std::vector<Listed> ReadProcesses(bool all, int * result) {
     std::vector<Listed> list;
     Listed one;
@@ -74,7 +74,7 @@ std::vector<Listed> ReadProcesses(bool all, int * result) {
     return list;
 }
 
-/// The applications that have run here, or a line why they cannot be listed.
+/// The applications that have run here; reports why they cannot be listed.
 bool ReadApplications(ApplicationList & list, Console & console) {
     IO::Location file = IO::IPC::Setup::Instance().GetDataFolderLocation();
     bool isThere = true;

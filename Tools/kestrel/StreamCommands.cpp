@@ -23,19 +23,19 @@ std::string NameSource(std::string const & path) {
     return IsStandard(path) ? "standard input" : path;
 }
 
-// Standard output is checked once more at the end of the program, which says so.
+// Standard output is checked once more at the end of the program, which reports a failure.
 int FailWriting(Options const & options, Console & console, MuErrCode written) {
     return IsStandard(options.target) ? 1 : console.Finish(written, options.target);
 }
 
-// After reading an input as a whole; an intact one ends with EOI.
+// After a whole input was read; an intact one ends with EOI.
 int FinishBoth(Options const & options, Console & console, MuErrCode written, MuErrCode read) {
     if (written != IO::NoError)
         return FailWriting(options, console, written);
     return console.Finish(read == IO::EOI ? IO::NoError : read, NameSource(options.source));
 }
 
-/// Opens both ends and lets `work` run between them; what it made is kept when it succeeded.
+/// Opens both ends and runs `work` between them; the output is kept if it succeeds.
 template <typename Work>
 int Between(Options const & options, Console & console, Work work) {
     Source source(options.source);
@@ -56,8 +56,8 @@ int Between(Options const & options, Console & console, Work work) {
     return result != 0 ? result : kept;
 }
 
-// All of the key file's bytes, behind those of the command line. False: there is none, and that
-// was said.
+// Appends all bytes of the key file to those of the command line. False, after a message: there is
+// no key.
 bool GetKey(Options const & options, Console & console, std::string * key) {
     *key = options.key;
     if (!options.keyFile.empty()) {
@@ -75,7 +75,7 @@ bool GetKey(Options const & options, Console & console, std::string * key) {
     return !key->empty() || console.Fail("no key; say -k KEY or -K FILE") == 0;
 }
 
-/// What a damaged input cost: shows where it broke, and with --recover what was saved.
+/// Reports a damaged input: the position, and with --recover what could be saved.
 class Damage {
 public:
     Damage(Console & console, Options const & options) : console(console), options(options) {}
@@ -118,16 +118,16 @@ int UnzipAll(Source & source, Target & target, Options const & options, Console 
     }
 }
 
-// Whether a piece can be deciphered without coming near the end of the source, even if each record
-// held but one byte.
+// Whether a block can be deciphered without coming near the end of the source, even if each record
+// holds only one byte.
 bool IsFarFromItsEnd(Source & source) {
     unsigned long long rest = 0;
     return source.GetChannel().GetAvailable(&rest) == IO::NoError && rest > 20ull * PieceSize;
 }
 
-// Byte by byte near the end, or where nobody knows it, and without reading ahead, so that the
-// rubbish at the end of a stream that was cut stays out: the status of a cut comes together with
-// the last byte that is good.
+// Reads single bytes near the end, or where its position is unknown, and does not read ahead, so
+// that garbage at the end of a truncated stream is left out: the status of the truncation comes
+// together with the last good byte.
 MuErrCode PumpDeciphered(IO::CodeIChannel & code, Source & source, Target & target,
                          Progress & progress, MuErrCode * read) {
     std::vector<char> piece(PieceSize);
@@ -153,7 +153,8 @@ int DecryptAll(Source & source, Target & target, std::string const & key, Option
         if (written != IO::NoError)
             return FailWriting(options, console, written);
         if (read == IO::EOI) {
-            // The cipher ends alike where its source is whole, is cut and cannot be read.
+            // The cipher ends alike for a whole source, a truncated one and one that cannot be
+            // read.
             MuErrCode const below = source.GetChannel().GetInputStatus();
             if (below == IO::EOI)
                 damage.Report("is cut off", source.GetPosition());
@@ -169,8 +170,8 @@ int DecryptAll(Source & source, Target & target, std::string const & key, Option
     }
 }
 
-// Looks at the end of the file: the last record is filled up with zeros, which another key does not
-// give. Nothing is known of standard input, of what was cut off or goes on, and of a full record.
+// Checks the end of the file: the last record is filled up with zeros, which another key does not
+// produce. Nothing is known about standard input, truncated or longer data, and a full record.
 bool IsKeyWrong(Source & source, std::string const & key) {
     constexpr unsigned int recordSize = 19;
     constexpr unsigned int dataSize = 16;
@@ -223,7 +224,7 @@ int Zip(Options const & options, Console & console) {
         MuErrCode read;
         MuErrCode written;
         {
-            // In this thread: the target's device may be full, and a worker would not say so.
+            // In this thread: the target's device may be full, and a worker would not report it.
             IO::ZipOChannel zip(
                 target.GetChannel(),
                 IO::ZipOChannelOptions(
@@ -232,7 +233,7 @@ int Zip(Options const & options, Console & console) {
             Progress progress("zipping");
             written = Pump(source.GetChannel(), zip, PieceSize, progress, &read);
             if (written == IO::NoError)
-                written = zip.Flush(); // what the destructor meets is reported to nobody
+                written = zip.Flush(); // the destructor could not report a failure
         }
         if (written == IO::NoError)
             written = target.GetChannel().GetOutputStatus();

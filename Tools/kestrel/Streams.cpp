@@ -90,7 +90,7 @@ Target::~Target() {
         IO::fileSystem.Delete(location, IO::DataSafety::KeepProtected,
                               IO::AccessDeniedTreatment::RetryAlways);
     } catch (Mu::OutOfMemoryException const &) {
-        // Half of it stays; the command has failed anyway, and says so.
+        // Half of it stays; the command has failed already, and reports that.
     }
 }
 

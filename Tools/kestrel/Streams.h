@@ -13,10 +13,10 @@ namespace Tool {
 
 struct Options;
 
-/// Whether that names standard input or output.
+/// Whether the path means standard input or output: "-" or nothing.
 bool IsStandard(std::string const & path);
 
-/// Where bytes come from: a file, or standard input for "-" or nothing.
+/// The source of bytes: a file, or standard input for "-" or nothing.
 class Source {
 public:
     explicit Source(std::string const & path);
@@ -25,7 +25,7 @@ public:
     Mu::IChannel & GetChannel();
     /// The file, or null for standard input.
     IO::File * GetFile() { return file ? &*file : nullptr; }
-    /// How many bytes were taken, for messages about where something broke.
+    /// How many bytes were read, for messages about where an input is damaged.
     unsigned long long GetPosition();
 
 private:
@@ -34,9 +34,9 @@ private:
     MuErrCode status = IO::NoError;
 };
 
-/// Where bytes go: a file, or standard output for "-" or nothing. A file that is there already is
-/// refused with ErrTargetExists, unless forced. A new one that is not kept vanishes again; what was
-/// there, a device for instance, never does.
+/// The target of bytes: a file, or standard output for "-" or nothing. An existing file is refused
+/// with ErrTargetExists, unless forced. A new file is deleted again unless it is kept; what existed
+/// before, a device for instance, never is.
 class Target {
 public:
     Target(std::string const & path, bool force);
@@ -44,20 +44,20 @@ public:
 
     MuErrCode GetStatus() const { return status; }
     Mu::OChannel & GetChannel();
-    /// Closes; what was written stays.
+    /// Closes, and keeps what was written.
     MuErrCode Keep();
 
 private:
     void OpenFile(std::string const & path, bool force);
 
-    std::optional<HalfMade> half; // before the file, which is closed first
+    std::optional<HalfMade> half; // declared before the file, which is closed first
     std::optional<IO::File> file;
     std::optional<IO::StreamOChannel> standard;
     MuErrCode status = IO::NoError;
-    bool isMade = false; // by us, so that it goes unless it is kept
+    bool isMade = false; // created by us, so deleted unless it is kept
 };
 
-/// A line on the terminal that says how far long work has come; nothing when there is no terminal.
+/// A line on the terminal that shows the progress of long work; nothing without a terminal.
 class Progress {
 public:
     enum class Unit { Bytes, Entries };
@@ -68,9 +68,9 @@ public:
     void Clear();
     unsigned long long GetCount() const { return count; }
 
-    /// Shows a line of another's making, in the place of what was shown before.
+    /// Shows a given line instead of the present one.
     static void Show(std::string const & line);
-    /// Takes away what is shown by any of them, to make room for a line of another kind.
+    /// Removes the present line, to make room for output of another kind.
     static void Hide();
 
 private:
@@ -81,12 +81,12 @@ private:
     unsigned long long next;
 };
 
-/// Moves what `in` gives at once, up to the size of `piece`. The result is the status of writing.
+/// Moves what is available in `in`, up to the size of `piece`. Returns the status of writing.
 MuErrCode MovePiece(Mu::IChannel & in, Mu::OChannel & out, std::vector<char> & piece,
                     Progress & progress, MuErrCode * readStatus);
 
-/// Moves everything that `in` gives, in pieces of `pieceSize`. `*readStatus` is what ended it, EOI
-/// when all is well; the result is the status of writing.
+/// Moves everything from `in`, in pieces of `pieceSize`. `*readStatus` is the status that ended it,
+/// EOI on success; returns the status of writing.
 MuErrCode Pump(Mu::IChannel & in, Mu::OChannel & out, unsigned int pieceSize, Progress & progress,
                MuErrCode * readStatus);
 

@@ -32,7 +32,7 @@ void Watch::AddTotal(IO::Location const & location) {
     unsigned long long size = 0;
     if (IO::fileSystem.CountSize(location, &size) == IO::NoError)
         total += size;
-    counted = scope.GetProgress().bytes; // the scope has heard of these as well
+    counted = scope.GetProgress().bytes; // the scope has counted these as well
     began = Mu::GetClock().GetMonotonicMicroseconds();
 }
 
@@ -106,7 +106,7 @@ std::string GetCause(MuErrCode status, std::string const & line) {
     std::error_condition const known = IO::MakeErrorCode(status).default_error_condition();
     if (known.category() == std::generic_category())
         return known.message();
-    // What the line says last, before the system's part.
+    // The last part of the line before the system's.
     if (std::size_t const end = line.find(" (OS errors"); end != line.npos) {
         std::size_t const begin = line.rfind(": ", end);
         if (begin != line.npos && line.compare(begin + 2, 13, "unknown error") != 0)

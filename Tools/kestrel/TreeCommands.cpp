@@ -67,7 +67,7 @@ Json ToJson(TreeNode const & node) {
     return json;
 }
 
-/// What all paths of one command come to.
+/// The sum over all paths of one command.
 struct Trees {
     int result = 0;
     TreeCounts counts;
@@ -75,10 +75,10 @@ struct Trees {
     Json json = Json::array();
 };
 
-// What could be read is shown, whatever went wrong on the way.
+// Shows what could be read, whatever failed on the way.
 bool ReadOne(std::string const & path, Options const & options, TreeReader::Sizes sizes,
              TreeReader::Keep keep, int depth, Console & console, TreeNode * node, Trees * trees) {
-    node->type = IO::EntryType::Link; // until something is found
+    node->type = IO::EntryType::Link; // until its type is known
     trees->result |=
         ReadTree(path, sizes, keep, options.follow, depth, console, node, &trees->counts);
     trees->size += node->size;
@@ -108,7 +108,7 @@ void ShowSize(std::string const & path, unsigned long long size, Options const &
     Out() << path << "\n";
 }
 
-// The folders first that are in it, the folder itself last: its size is their sum.
+// Folders in it come first, the folder itself last, as its size is their sum.
 void ShowSizes(std::string const & path, TreeNode const & node, Options const & options,
                int depth) {
     for (TreeNode const & child : node.children)

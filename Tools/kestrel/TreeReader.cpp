@@ -24,7 +24,7 @@ void LeftOut::Meet(IO::Folder const & in, IO::Name const & met, bool isFolder) {
         name = met;
 }
 
-// What has a type by now came again, and counts as gone too.
+// An entry whose type is known by now was created again, and counts as gone, too.
 void LeftOut::Close(IO::Folder const & in) {
     IO::EntryType type;
     if (!std::exchange(isOpen, false))
@@ -78,7 +78,7 @@ bool TreeReader::EntryFound(IO::Name const & name, bool isFolder) {
     return true;
 }
 
-// What the enumeration is certain of needs no look of its own.
+// What the enumeration knows for sure needs no query.
 bool TreeReader::TakeKnown(IO::Name const & name) {
     unsigned long long size = 0;
     if (!GetParent()->GetFoundFile(name, sizes == Sizes::Lengths ? &size : nullptr, nullptr))
@@ -90,7 +90,7 @@ bool TreeReader::TakeKnown(IO::Name const & name) {
         size = CountOnce(use);
     if (keep != Keep::All)
         ++counts.of[static_cast<unsigned int>(IO::EntryType::File)];
-    scratch.type = IO::EntryType::File; // no link any more that was met last
+    scratch.type = IO::EntryType::File; // the current entry is no link
     Take(name, asked, size, keep == Keep::All ? &Add(name, IO::EntryType::File) : &scratch);
     return true;
 }
@@ -111,7 +111,7 @@ TreeNode & TreeReader::Add(IO::Name const & name, IO::EntryType type) {
     return above.back()->children.back();
 }
 
-// What is found behind a link that was just met is listed under the link.
+// Entries behind a link are listed below the link.
 bool TreeReader::IsLastALink(IO::Name const & name) const {
     auto const isThis = [&](TreeNode const & node) {
         return node.type == IO::EntryType::Link && node.name.ToString() == name.ToString();
@@ -120,7 +120,7 @@ bool TreeReader::IsLastALink(IO::Name const & name) const {
     return keep == Keep::Nothing ? isThis(scratch) : !found.empty() && isThis(found.back());
 }
 
-// What takes no more of the disk, as it was counted under another name, comes to nothing.
+// 0 for what was counted under another name.
 unsigned long long TreeReader::CountOnce(IO::DiskUse const & use, bool isFolder) {
     bool const mayComeAgain = use.isOnDisk && (follow || (use.names > 1 && !isFolder));
     return mayComeAgain && !counts.onDisk.emplace(use.volume, use.id).second ? 0 : use.bytes;
@@ -130,12 +130,12 @@ void TreeReader::Take(IO::Name const & name, MuErrCode status, unsigned long lon
                       TreeNode * node) {
     node->size += size;
     AddToFolders(size);
-    // What went meanwhile is no failure.
+    // An entry that has vanished is no failure.
     if (status != IO::NoError && status != IO::ErrFileNotFound && status != IO::ErrEntryNotFound)
         leftOut.Fail(name, status);
 }
 
-// Of what the link leads to, or of the entry itself. What is on no disk takes its length somewhere.
+// Of the link's target, or of the entry itself. An entry that is on no disk counts by its length.
 void TreeReader::AddSize(IO::Name const & name, TreeNode * node, bool isLinked) {
     IO::Folder const & folder = *GetParent();
     bool const isFile = isLinked || node->type == IO::EntryType::File;
@@ -190,7 +190,7 @@ void TreeReader::FolderEntered(IO::Name const & name, IO::Folder const & folder)
     above.push_back(keep == Keep::Nothing ? &scratch : &above.back()->children.back());
     IO::DiskUse use;
     if (sizes == Sizes::DiskUse && above.back()->type == IO::EntryType::Link &&
-        folder.GetDiskUse(&use) == IO::NoError) // else the walk names it
+        folder.GetDiskUse(&use) == IO::NoError) // otherwise the walk reports it
         AddToFolders(CountOnce(use, true));
 }
 
@@ -213,7 +213,7 @@ int ReadTree(std::string const & path, TreeReader::Sizes sizes, TreeReader::Keep
              int depth, Console & console, TreeNode * node, TreeCounts * counts) {
     IO::Location const location = ToLocation(path);
     IO::EntryType type;
-    // A link that is named is meant, and so is what it leads to.
+    // A link as the root means its target.
     if (MuErrCode const status = IO::fileSystem.EstimateResolvedType(location, &type);
         status != IO::NoError)
         return console.Finish(status, path);
@@ -224,7 +224,7 @@ int ReadTree(std::string const & path, TreeReader::Sizes sizes, TreeReader::Keep
         TreeReader reader(folder, *node, sizes, keep, follow, depth, path, console, *counts);
         IO::DiskUse own;
         if (sizes == TreeReader::Sizes::DiskUse && folder.GetDiskUse(&own) == IO::NoError)
-            node->size = own.bytes; // else the walk names it
+            node->size = own.bytes; // otherwise the walk reports it
         MuErrCode const status = depth == 0 ? folder.GetStatus() : reader.Read();
         Sort(*node);
         return reader.HasFailures() ? console.Drop() | 1 : console.Finish(status, path);

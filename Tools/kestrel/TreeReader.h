@@ -16,32 +16,32 @@
 
 namespace Tool {
 
-/// An entry of a tree, with what is below it.
+/// An entry of a tree, and its children.
 struct TreeNode {
     IO::Name name;
     IO::EntryType type = IO::EntryType::File;
-    unsigned long long size = 0; ///< of a folder, with all that was found in it
+    unsigned long long size = 0; ///< of a folder, the sum of all in it
     LinkTarget target;           ///< of a link
     bool isDenied = false;       ///< a folder that could not be read
     std::vector<TreeNode> children;
 };
 
-/// What all walks of one command come to.
+/// The counts over all walks of one command.
 struct TreeCounts {
     unsigned long long of[3] = {}; ///< entries of each kind, by EntryType
-    /// What may be met again under another name and then takes no more of the disk: the volume, and
-    /// the entry there.
+    /// Volume and index of entries that can be found again under another name, which take no more
+    /// of the disk then.
     std::set<std::pair<unsigned long long, unsigned long long>> onDisk;
 };
 
-/// Names what a walk meets and cannot use, with the reason: folders that may not be read, and entries
-/// of which nothing is known but a name. What is gone by then is passed over.
+/// Reports entries that a walk cannot use, with the reason: folders without permission, and entries
+/// of which only the name is known. Entries that have vanished are passed over.
 class LeftOut {
 public:
-    /// `path`: where the walk begins, as the user named it.
+    /// `path`: the root of the walk, as the user typed it.
     LeftOut(std::string const & path, Console & toConsole) : console(toConsole), above{path} {}
 
-    // What the operations of the walk say, each before anything else is done there.
+    // Called first in the operations of the walk.
 
     void Meet(IO::Folder const & in, IO::Name const & name, bool isFolder);
     void Settle() { isOpen = false; }
@@ -52,7 +52,7 @@ public:
     void Fail(IO::Name const & entry, MuErrCode status);
 
     bool HasAny() const { return hasAny; }
-    /// The folder being walked, as it is shown.
+    /// The path of the current folder, as it is shown.
     std::string const & GetPath() const { return above.back(); }
     static std::string Join(std::string const & folder, std::string const & name);
 
@@ -61,25 +61,25 @@ private:
 
     Console & console;
     std::vector<std::string> above;
-    IO::Name name;       // of the entry that was met last
-    bool isOpen = false; // nothing was said of it yet
+    IO::Name name;       // of the current entry
+    bool isOpen = false; // nothing has been reported of it yet
     bool hasAny = false;
 };
 
-/// Reads a tree into memory, for it can only be drawn and sorted as a whole. Shows how far it is on
+/// Reads a tree into memory, as it can only be drawn and sorted as a whole. Shows its progress on
 /// the terminal.
 class TreeReader : public IO::TreeEnumerator {
 public:
-    /// By the lengths of files, or by what everything takes of the disk.
+    /// By the lengths of files, or by the disk space that all entries take.
     enum class Sizes { Skip, Lengths, DiskUse };
     enum class Keep { All, Folders, Nothing };
 
-    /// `root` must have the folder's name already. With `depth` not below 0 only so many levels are
-    /// looked into.
+    /// `root` must have the folder's name already. `depth` limits the levels that are entered,
+    /// unless it is below 0.
     TreeReader(IO::Folder const & folder, TreeNode & root, Sizes sizes, Keep keep, bool follow,
                int depth, std::string const & path, Console & console, TreeCounts & counts);
 
-    /// The walk's status. What it stands for was named, when anything failed below the root.
+    /// The walk's status. If HasFailures, every failure below the root has been reported.
     MuErrCode Read();
     bool HasFailures() const { return leftOut.HasAny(); }
 
@@ -103,8 +103,8 @@ private:
     Keep keep;
     bool follow;
     int depth;
-    TreeNode scratch;              // takes what is not kept
-    std::vector<TreeNode *> above; // the folders being walked, the root first
+    TreeNode scratch;              // for entries that are not kept
+    std::vector<TreeNode *> above; // the folders from the root to the current one
     TreeCounts & counts;
     LeftOut leftOut;
     Progress progress{"walking", Progress::Unit::Entries};
@@ -113,8 +113,8 @@ private:
 /// Sorts all levels by name.
 void Sort(TreeNode & node);
 
-/// The tree of a path, whatever stands there: `*node` gets its name and what is in it. 1, after lines
-/// about them, when anything of it could not be read.
+/// Reads the tree at a path, whatever its type: `*node` gets its name and content. 1, after
+/// messages, if anything of it could not be read.
 int ReadTree(std::string const & path, TreeReader::Sizes sizes, TreeReader::Keep keep, bool follow,
              int depth, Console & console, TreeNode * node, TreeCounts * counts);
 

@@ -1,4 +1,4 @@
-// What files are: `kestrel type`.
+// The types of files: `kestrel type`.
 
 #include "Arguments.h"
 #include "Commands.h"
@@ -23,13 +23,13 @@ namespace {
 
 using FTM::FileTypeManager;
 
-/// The types that the tool knows, as long as a command runs.
+/// The file types known while a command runs.
 class Types {
 public:
     explicit Types(Console & console) : console(console) {}
 
-    /// The machine's own, if it has some, or those of the folder that is asked for, and the built-in
-    /// ones for what these leave out. 1, after a line about it, when a catalogue could not be read.
+    /// Loads the machine's catalogue, if there is one, or that of the given folder, and the
+    /// built-in types for what it lacks. 1, after a message, when a catalogue could not be read.
     int Load(Options const & options) {
         int result = 0;
         if (!options.catalogue.empty())
@@ -47,7 +47,7 @@ private:
                                    : console.Finish(status, folder);
     }
 
-    // Where the desktops of this platform look for one, the first that there is.
+    // The first that exists of where the desktops of this platform look.
     int LoadOwn() {
 #if !defined(_WIN32)
         char const * const given = std::getenv("XDG_DATA_DIRS");
@@ -64,7 +64,7 @@ private:
         return 0;
     }
 
-    // Without a line in the log: most of the folders have none.
+    // Logs nothing, as most of the folders have none.
     [[maybe_unused]] static bool HasCatalogue(std::string const & folder) {
         return IO::File(ToLocation(folder + "/globs2"), IO::File::OnNotFound::FailQuietly)
                    .GetStatus() == IO::NoError;
@@ -90,7 +90,7 @@ std::string GetMime(FTM::TypeID id) {
     return type.GetMime(0);
 }
 
-/// "Bitmap File (image/bmp)", or one of the two when there is no more.
+/// "Bitmap File (image/bmp)", or one of the two when the other is missing.
 std::string Describe(FTM::TypeID id) {
     FTM::FileType type;
     std::string const mime = GetMime(id);
@@ -105,7 +105,7 @@ std::string DescribeAnswer(FTM::GeneralID answer) {
     return answer.IsGroup() ? "one of " + GetName(answer) : Describe(answer);
 }
 
-/// Keeps the evidence as JSON, which also the lines for people are made of.
+/// Collects the evidence as JSON, from which the text is made, too.
 class Evidence : public FTM::IdentificationObserver {
 public:
     Evidence() {
@@ -133,7 +133,7 @@ public:
         evidence["group"] = {{"name", GetName(group)}, {"types", typeCount}};
     }
 
-    /// What each candidate is to the questions of yes and no.
+    /// How each candidate matches the checks.
     Json const & Finish(IO::Location const & location) {
         evidence["matches"] = Json::array();
         for (FTM::TypeID const type : met)
@@ -180,7 +180,8 @@ class Teller {
 public:
     Teller(Options const & options, Console & console) : options(options), console(console) {}
 
-    /// 1, after the library's own line, when the file could not be read: it may be of a type more special than the one shown.
+    /// 1, after the library's own line, when the file could not be read: its type may be more
+    /// special than the one shown.
     int Tell(std::string const & name, IO::Location const & location) {
         Evidence evidence;
         FTM::GeneralID const answer =

@@ -16,7 +16,7 @@ Mu::String ToNarrow(std::string const & text) {
     return Mu::String(text.data(), static_cast<unsigned int>(text.size()));
 }
 
-// From the text, all of it.
+// Parses the whole text.
 template <typename Number>
 bool Parse(std::string const & text, Number * number) {
     auto const [end, error] = std::from_chars(text.data(), text.data() + text.size(), *number);
@@ -49,7 +49,7 @@ bool ReadPlain(Mu::IChannel & channel, Json * json) {
     return true;
 }
 
-// Lists, with commas between their elements.
+// Lists, separated by commas.
 
 bool Parse(std::string const & text, Mu::UniString * value) {
     *value = FromUtf8(text);
@@ -111,7 +111,7 @@ bool WriteHex(Mu::OChannel & channel, std::string const & digits) {
     return channel.WriteBin(bytes.data(), static_cast<unsigned int>(bytes.size()), nullptr) ==
            IO::NoError;
 }
-// All that is left.
+// The remaining bytes.
 bool ReadHex(Mu::IChannel & channel, Json * json) {
     std::string text;
     char byte = 0;

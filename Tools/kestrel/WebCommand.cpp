@@ -14,7 +14,7 @@ namespace Tool {
 
 namespace {
 
-/// What stands in a query.
+/// The values of a query.
 class Query {
 public:
     explicit Query(std::string const & text) {
@@ -50,7 +50,7 @@ bool ReadPort(std::string const & text, unsigned short * port) {
     return read.ec == std::errc() && read.ptr == text.data() + text.size();
 }
 
-/// The page and what it asks for.
+/// Serves the page and its requests.
 struct Site {
     InspectedProcess process;
     MachineData machine;

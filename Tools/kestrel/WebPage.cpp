@@ -16,7 +16,7 @@ namespace {
 
 constexpr std::size_t MostRowsSaved = 300000;
 constexpr unsigned int MostRowsOfLevel = 100000;
-constexpr std::size_t MostContentsOfLevel = 200; // of others the page shows the values
+constexpr std::size_t MostContentsOfLevel = 200; // for others the page shows the values
 constexpr std::size_t LargestContentSaved = 65536;
 constexpr std::size_t DeepestLevelSaved = 30;
 constexpr unsigned int DeepestNodeSaved = 60;
@@ -39,7 +39,7 @@ char const * GetType(std::string const & name) {
                             : "text/html; charset=utf-8";
 }
 
-/// One level after another, the nearest first.
+/// Level by level, the nearest first.
 class Collector {
 public:
     explicit Collector(InspectedProcess & process) : process(process) {}
@@ -48,7 +48,7 @@ public:
         ahead.push_back({Json::array(), 0});
         levels.push_back(nullptr);
         for (; !ahead.empty() && !IsInterrupted(); ahead.pop_front()) {
-            // What has gone since it was listed is left out.
+            // Entries that have vanished since they were listed are left out.
             try {
                 levels[ahead.front().index] = ReadLevel(ahead.front().path);
             } catch (InspectedProcess::Unanswered const &) {
@@ -66,8 +66,8 @@ private:
     };
 
     Json ReadLevel(Json const & path) {
-        // In one walk, which asks for each node right below the tree: level by level, one would find the
-        // names of one's own questions there, and below them those of the next, without an end.
+        // In one walk that requests each node directly below the tree: level by level, it would
+        // find the names of its own requests there, and below them those of the next, without end.
         if (path == Json{"Kestrel", "AddressTree"}) {
             Json tree = process.Walk(path, InspectedProcess::MostNodes, DeepestNodeSaved, true);
             rowCount += tree["nodes"].size();

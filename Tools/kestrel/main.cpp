@@ -29,28 +29,28 @@ namespace {
 
 using Command = int (*)(Tool::Options const &, Tool::Console &);
 
-/// What makes every command take the insides of processes as folders and files.
+/// Mounts the insides of processes, so that every command takes them as folders and files.
 class MountedProcesses {
 public:
     explicit MountedProcesses(unsigned int timeout) : system({timeout, KeepTime}) {
         if (MuErrCode const status = IO::fileSystem.Mount(system); status != IO::NoError)
             throw std::system_error(status, IO::ErrorCategory());
     }
-    ~MountedProcesses() { static_cast<void>(IO::fileSystem.Unmount(system)); } // it is mounted
+    ~MountedProcesses() { static_cast<void>(IO::fileSystem.Unmount(system)); } // is mounted
     MountedProcesses(MountedProcesses const &) = delete;
     MountedProcesses & operator=(MountedProcesses const &) = delete;
 
 private:
-    static constexpr unsigned int KeepTime = 1000; // milliseconds; what is watched is asked again
+    static constexpr unsigned int KeepTime = 1000; // milliseconds; what is watched is fetched again
 
     IO::ReflectRollingVFS system;
 };
 
-/// The command line as CLI11 sees it, and the command that it chose.
+/// The command line as CLI11 parses it, and the chosen command.
 class Interface {
 public:
-    /// Knows the command `first` and those of its kind, or all where there is none of that name: what
-    /// describes a hundred options takes longer than many a command.
+    /// Sets up the command `first` and related ones, or all where there is none of that name:
+    /// describing a hundred options takes longer than many a command.
     explicit Interface(std::string const & first)
         : app("Files and folders by portable paths, native paths and URLs; and the network.",
               "kestrel") {
@@ -87,7 +87,7 @@ public:
     }
 
     int Run(std::vector<std::string> arguments) {
-        // As that command is known elsewhere.
+        // find takes its long options with a single dash, as elsewhere.
         if (!arguments.empty() && arguments.front() == "find")
             for (std::string & argument : arguments)
                 if (argument.size() > 2 && argument[0] == '-' &&
@@ -113,7 +113,7 @@ public:
             std::setvbuf(stdout, nullptr, _IOFBF, 65536);
         unsigned long long const lost = Mu::logger.GetLostCount();
         std::string const command = app.get_subcommands().front()->get_name();
-        // What the inspector says of a failure is what it finds out itself; a page runs for long.
+        // The inspector reports failures by itself; a page runs for long.
         Tool::Console console(verbose, command,
                               worksOnFiles.count(command) != 0 ||
                                   (chosen == Tool::Inspect && options.webPort.empty()));
@@ -129,10 +129,10 @@ public:
     }
 
 private:
-    // What begins with no command is most likely a misspelt one.
+    // An unknown first word is most likely a misspelt command.
     int ExplainMisuse(CLI::ParseError const & e, std::string const & first) const {
         if (e.get_exit_code() == 0)
-            return app.exit(e); // help, which was asked for
+            return app.exit(e); // help was requested
         bool const isCommand = first.rfind('-', 0) == 0 || !app.get_subcommands().empty();
         Tool::Console::Fail(isCommand ? std::string(e.what()) + "; --help explains"
                                       : "there is no command \"" + first +
@@ -149,15 +149,15 @@ private:
 
     static constexpr int MostLevels = 1000000;
 
-    // Limits of the log, in megabytes, and the files that are left of one that has grown too large.
+    // Limits of the log in megabytes, and the number of files kept of one that has grown too large.
     static constexpr unsigned int MostLogMB = 64;
     static constexpr unsigned int MostLogFileMB = 8;
     static constexpr unsigned int MostLogFiles = 1000;
 
-    // Before the console listens, so that a folder which is there already is no warning.
+    // Before the console listens: an existing folder is nothing to warn of.
     bool StartLog(std::optional<IO::FileLogOutput> & log) const {
         IO::Location location = Tool::ToLocation(logFolder);
-        // In one below, as old logs are deleted there, and those of others must not be.
+        // In a folder below, as old logs there are deleted, and those of others must not be.
         static_cast<void>(IO::fileSystem.CreateFolder(location));
         location.AppendToLocal("kestrel.logs");
         log.emplace(location, MostLogMB, MostLogFileMB, MostLogFiles);
@@ -341,7 +341,7 @@ private:
             command
                 ->add_flag("-i,--interactive", options.interactive, "Ask before that is replaced")
                 ->excludes(none);
-            AddTelling(command);
+            AddVerboseFlag(command);
         }
         CLI::App * const remove = Add("rm", "Delete entries", Tool::Remove);
         remove->add_flag("-f,--force", options.force,
@@ -349,17 +349,17 @@ private:
         remove->add_flag("-r,-R,--recursive", options.recursive,
                          "Folders with all that is in them");
         remove->add_flag("-i,--interactive", options.interactive, "Ask before each PATH");
-        AddTelling(remove);
+        AddVerboseFlag(remove);
         remove->add_option("PATH", options.paths, "Files, folders or links")->required();
         CLI::App * const make = Add("mkdir", "Make folders", Tool::MakeFolder);
         make->add_flag("-p,--parents", options.parents, "With those above them that are missing");
         make->add_option("PATH", options.paths, "New ones")->required();
-        AddTelling(make);
+        AddVerboseFlag(make);
         CLI::App * const link = AddSourcesAndTarget(
             Add("ln", "Make links at TARGET that lead to each SOURCE", Tool::Link));
         link->add_flag("-s,--symbolic", options.summary, "By path, which is so anyway");
         link->add_flag("-f,--force", options.force, "In the place of what is there, but no folder");
-        AddTelling(link);
+        AddVerboseFlag(link);
         CLI::App * const touch =
             Add("touch", "Set the time of the last change to now", Tool::Touch);
         touch->add_flag("-c,--no-create", options.noClobber, "Make none that is missing");
@@ -541,12 +541,12 @@ private:
         return command;
     }
 
-    // In the place of the verbosity of all other commands, which has -v there.
-    void AddTelling(CLI::App * command) {
+    // Replaces the verbosity of all other commands, which have -v for it.
+    void AddVerboseFlag(CLI::App * command) {
         command->add_flag("-v,--verbose", options.longForm, "Say what is done");
     }
 
-    /// Commands whose failures are shown as a path and a cause.
+    /// Commands that report failures as a path and a cause.
     static inline std::set<std::string> const worksOnFiles{
         "cat", "cmp",   "count", "cp", "du",   "find", "head",  "ln",  "log",
         "ls",  "mkdir", "mv",    "rm", "stat", "tail", "touch", "tree"};
@@ -555,7 +555,7 @@ private:
     Tool::Options options;
     Command chosen = nullptr;
     bool isCompletion = false;
-    bool isLaunch = false; // below "apps", whose own callback comes later
+    bool isLaunch = false; // below "apps", whose own callback is called later
     std::string logFolder;
     bool verbose = false;
 };
