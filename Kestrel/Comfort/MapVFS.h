@@ -6,15 +6,17 @@
 #include <Kestrel/Location/RelativeLocation.h>
 #include <Kestrel/Root/Time/Clock.h>
 
+#include <concepts>
 #include <deque>
 #include <functional>
 #include <string>
+#include <string_view>
 #include <unordered_set>
 #include <utility>
 
 namespace IO {
 
-/// Files of a program's own, by name: bytes, or a function that makes them when the file is opened.
+/// Files of a program's own, by name: bytes, or a function that returns them when the file is opened.
 ///
 ///     IO::MapVFS files;
 ///     files.Add("readme.txt", "read me");
@@ -62,8 +64,15 @@ public:
     MuErrCode Add(Mu::UniString const & path, std::string bytes) {
         return Add(path, Make([kept = std::move(bytes)] { return kept; }));
     }
-    MuErrCode Add(Mu::UniString const & path, char const * text) {
-        return Add(path, std::string(text));
+    /// The bytes of a literal, without its terminator, or of a view.
+    template <std::convertible_to<std::string_view> Text>
+    MuErrCode Add(Mu::UniString const & path, Text const & text) {
+        return Add(path, std::string(std::string_view(text)));
+    }
+    /// The same by a path of the standard library, whose bytes are UTF-8.
+    template <Mu::ForeignText Path, typename Content>
+    MuErrCode Add(Path const & path, Content && content) {
+        return Add(Mu::UniString(path), std::forward<Content>(content));
     }
 
     void Mounted(Location const & mountPoint) override { place = mountPoint; }

@@ -242,24 +242,26 @@ TEST_F(Comfort, WritesAndReadsTextThroughChannels) {
 TEST_F(Comfort, MountsNamesWithBytesOrFunctions) {
     IO::MapVFS files;
     int calls = 0;
-    EXPECT_EQ(files.Add("readme.txt", "read me"), IO::NoError);
+    std::string const path = "\xC3\xA4/readme.txt"; // UTF-8 on both platforms
+    EXPECT_EQ(files.Add(path, std::string_view("read me")), IO::NoError);
     EXPECT_EQ(files.Add("state/now.txt", [&] { return std::to_string(++calls); }), IO::NoError);
     EXPECT_EQ(files.Add("state/broken", []() -> std::string { throw std::runtime_error(""); }),
               IO::NoError);
-    for (char const * const wrong : {"", "state", "readme.txt", "readme.txt/x", "../x"})
+    for (char const * const wrong : {"", "state", "state/now.txt", "state/now.txt/x", "../x"})
         EXPECT_EQ(files.Add(wrong, "x"), IO::Error) << wrong;
     ASSERT_EQ(IO::fileSystem.Mount(files, here / "map"), IO::NoError);
     IO::Location const map = here / "map";
-    EXPECT_EQ(IO::ReadAll(map / "readme.txt").GetValue(), "read me");
+    IO::Location const readme = map / u8"\u00E4" / "readme.txt";
+    EXPECT_EQ(IO::ReadAll(readme).GetValue(), "read me");
     for (std::string const content : {"1", "2"})
         EXPECT_EQ(IO::ReadAll(map / "state" / "now.txt").GetValue(), content);
     EXPECT_FALSE(IO::ReadAll(map / "state" / "broken"));
     EXPECT_EQ(IO::GetEntries(IO::Folder(map / "state"))->size(), 2u);
-    EXPECT_NE(IO::WriteAll(map / "readme.txt", "x"), IO::NoError);
+    EXPECT_NE(IO::WriteAll(readme, "x"), IO::NoError);
     EXPECT_NE(IO::WriteAll(map / "new", "x"), IO::NoError);
-    EXPECT_EQ(IO::Folder(map).Delete("readme.txt", IO::DataSafety::IgnoreProtection),
+    EXPECT_EQ(IO::Folder(map / u8"\u00E4").Delete("readme.txt", IO::DataSafety::IgnoreProtection),
               IO::ErrFolderAccessDenied);
-    EXPECT_EQ(IO::fileSystem.Copy(map / "readme.txt", here / "copy"), IO::NoError);
+    EXPECT_EQ(IO::fileSystem.Copy(readme, here / "copy"), IO::NoError);
     EXPECT_EQ(IO::ReadAll(here / "copy").GetValue(), "read me");
     EXPECT_EQ(IO::fileSystem.Unmount(files), IO::NoError);
 }
