@@ -15,7 +15,8 @@ inline constexpr Wire::ByteOrder OrderOf(Mu::PlatformSign sign) {
     return sign == Mu::BigEndianMacSign ? Wire::ByteOrder::HighFirst : Wire::ByteOrder::LowFirst;
 }
 
-/// Reads the form of `origin`. Stateless; one instance each lives in PlatformProtocol.cpp.
+/// Reads values in the form of `origin`. Stateless; PlatformProtocol.cpp has one instance for each
+/// form.
 template <Mu::PlatformSign origin, Mu::PlatformSign destination>
 class BinPlatformIProtocolImp final : public BinPlatformIProtocol {
 public:
@@ -81,7 +82,8 @@ private:
     }
 };
 
-/// Writes the form of `destination`. Stateless; one instance each lives in PlatformProtocol.cpp.
+/// Writes values in the form of `destination`. Stateless; PlatformProtocol.cpp has one instance for
+/// each form.
 template <Mu::PlatformSign origin, Mu::PlatformSign destination>
 class BinPlatformOProtocolImp final : public BinPlatformOProtocol {
 public:
@@ -94,8 +96,8 @@ public:
     MuErrCode Write(Mu::OChannel & channel, Mu::Object const & value) override {
         return value.Write(channel);
     }
-    // Kept: the length goes in the peer's order whatever the channel's protocol is, and a failure to
-    // write it ends the operation, both unlike in BinOProtocol.
+    // Kept: the length is written in the peer's order whatever the channel's protocol is, and a
+    // failure to write it ends the operation, both unlike in BinOProtocol.
     MuErrCode Write(Mu::OChannel & channel, char const * text) override {
         unsigned int length = 0;
         if (text == nullptr || !Wire::MeasureText(text, &length))

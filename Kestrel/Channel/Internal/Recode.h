@@ -6,10 +6,10 @@
 
 namespace IO {
 
-/// The sign of the form that this library writes by itself.
+/// The sign of this library's own form.
 inline constexpr Mu::PlatformSign HostSign = Mu::WindowsSign;
 
-/// IVChars for any length; its own counts with a sign.
+/// IVChars for any length; its own is a signed count.
 inline void Recode(Mu::PlatformSign origin, char * text, unsigned int length,
                    Mu::PlatformSign destination) {
     while (length > 0) {

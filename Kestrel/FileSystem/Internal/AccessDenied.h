@@ -4,8 +4,8 @@
 
 namespace IO {
 
-/// Whether a denial that outlasted its retries is an error, rather than a result that the caller
-/// was ready for.
+/// Whether a denial that outlasts its retries is an error, rather than a result that the caller
+/// expects.
 inline bool IsDenialAnError(Location const & location, AccessDeniedTreatment treatment) {
     return treatment == AccessDeniedTreatment::RetryAlways ||
            (treatment == AccessDeniedTreatment::RetryPrivate &&

@@ -6,10 +6,10 @@
 
 namespace IO {
 
-/// The codes and the word that part a File's connection from a Folder's.
+/// The codes and the word in which a File's connection differs from a Folder's.
 struct ConnectionKind {
     char const * word;
-    // What the file system says, and what the object makes of it.
+    // The file system's status, and the code that the object returns for it.
     MuErrCode unconnectedNotFound;
     MuErrCode unconnectedOther;
     MuErrCode notFound;
@@ -21,13 +21,13 @@ struct ConnectionKind {
 /// The object's status for what FileSystem::Connect returned.
 MuErrCode GetConnectionStatus(ConnectionKind const & kind, MuErrCode connected);
 
-/// The same for what lies in a connected folder and has too long a location to be connected to by it.
-/// The location becomes that of what a link leads to.
+/// The same for an entry of a connected folder whose location is too long to connect by. The
+/// location becomes that of a link's target.
 template <typename Entry>
 MuErrCode ConnectBeyond(ConnectionKind const & kind, FolderEntry const * folder,
                         Location * location, Entry ** entry);
 
-/// The line of a connection that failed, but for a `quiet` one that found nothing.
+/// Logs a failed connection, unless it is `quiet` and found nothing.
 void ReportConnection(ConnectionKind const & kind, MuErrCode status, Location const & location,
                       bool quiet);
 

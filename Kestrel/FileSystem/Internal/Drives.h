@@ -7,7 +7,7 @@
 
 namespace IO {
 
-/// Room for one path on its way out of a call.
+/// A buffer for one path that a call returns.
 struct PathBuffer {
     static constexpr unsigned int Size = std::max(1024u, LongestPathText + 1);
 

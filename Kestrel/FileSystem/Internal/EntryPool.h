@@ -2,14 +2,14 @@
 
 namespace IO {
 
-/// Keeps up to `count` entries that nobody uses, so that connecting takes none from the heap.
+/// Keeps up to `count` unused entries, so that connecting allocates none.
 ///
 /// Threads: guarded by the lock of IO::fileSystem.
 /// Failure: Take throws Mu::OutOfMemoryException when the pool is empty and there is no memory.
 template <typename Entry, typename Owner, unsigned int count>
 class EntryPool {
 public:
-    /// Begins full.
+    /// Starts full.
     explicit EntryPool(Owner & owner) : owner(owner) {
         while (size < count)
             Give(new Entry(owner));

@@ -6,13 +6,13 @@
 
 namespace IO {
 
-/// The errors that everywhere mean that rights, or another opener, are in the way.
+/// The errors that mean for every operation that permissions, or another opener, are in the way.
 constexpr bool IsDenied(unsigned int error) {
     return error == FileError::AccessDenied || error == FileError::SharingViolation ||
            error == FileError::LockViolation;
 }
 
-/// What an error of a call means for one kind of operation. Tables of these rows stand at the
+/// What an error of a call means for one kind of operation. Tables of these rows are at the
 /// operations; an error without a row is the operation's "other".
 template <typename Status>
 struct ErrorRow {
@@ -32,7 +32,7 @@ constexpr Status Translate(ErrorRow<Status> const (&table)[count], unsigned int 
     return other;
 }
 
-/// For the operations that distinguish nothing but a denial.
+/// For operations that only distinguish a denial.
 template <typename Status>
 constexpr Status TranslateDenial(unsigned int error) {
     if (error == FileError::None)

@@ -7,26 +7,26 @@
 
 namespace IO {
 
-/// From seconds since the start of 1970 to 100 ns since the start of 1601. They must be there.
+/// From seconds since 1970 to 100 ns since 1601. The time must be representable.
 unsigned long long ToFileTime(long long seconds);
 
-/// The way back. A file time of 0 is no time and gives 0. InvalidTime: it needs more than 63 bits;
-/// `*seconds` is left alone.
+/// The reverse. A file time of 0 means none and returns 0. InvalidTime: more than 63 bits are
+/// needed; `*seconds` is left alone.
 FSEntry::TimeStatus FromFileTime(unsigned long long fileTime, long long * seconds);
-/// InvalidTime also: the seconds need more than 32 bits.
+/// Also InvalidTime when the seconds need more than 32 bits.
 FSEntry::TimeStatus FromFileTime(unsigned long long fileTime, int * seconds);
 
-/// Reads the time of the entry at `path`. A null output gives Other.
+/// Reads the time of the entry at `path`. Other for a null output.
 template <typename Seconds> // int or long long
 FSEntry::TimeStatus ReadPathTime(PathText path, TimeKind kind, Seconds * seconds);
 
-/// Opens what stands at `path` for writing, alone, sets the one time and closes it again.
-/// `flags` goes to CreateFile. InvalidTime also: before 1601, beyond 63 bits of a file time, or what the
-/// disk cannot hold; the entry then has its own time again.
+/// Opens the entry at `path` exclusively for writing, sets the one time and closes it. `flags` are
+/// passed to CreateFile. InvalidTime also: before 1601, beyond 63 bits of a file time, or what the
+/// disk cannot hold; the entry's own time is restored then.
 FSEntry::TimeStatus WritePathTime(PathText path, TimeKind kind, long long seconds,
                                   unsigned int flags);
 
-/// An entry's time in 64 bits where its class has that, else as its file system counts.
+/// The time of an entry in 64 bits where its class has them, else as its file system counts.
 template <typename Own, typename Entry>
 FSEntry::TimeStatus ReadEntryTime(Entry & entry, TimeKind kind, long long * seconds) {
     if (auto * const own = dynamic_cast<Own *>(&entry))

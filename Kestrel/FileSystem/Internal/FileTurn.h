@@ -6,8 +6,9 @@
 
 namespace IO {
 
-/// One operation on the buffers of a file: nothing is read or written in line while it lasts. It may
-/// have others inside, at whose end the windows are open already; its own end counts.
+/// The scope of one operation on the buffers of a file: nothing is read or written in line
+/// meanwhile. Scopes may be nested: an inner one opens the windows at its end already, and the
+/// outer one sets them again.
 class File::Turn {
 public:
     explicit Turn(File const & file) : file(file) {

@@ -5,13 +5,13 @@
 
 namespace IO {
 
-/// What an enumeration of the platform's own folders knows of the file whose name it hands out just
-/// now: for who counts thousands of files, and cannot afford a path, a connection and three looks
-/// at the disk for each.
+/// What an enumeration of the platform's own folders knows about the file that it is reporting: for
+/// callers that count thousands of files, and cannot afford a path, a connection and three queries
+/// of the disk for each.
 ///
-/// Everything returns false where that knowledge is not certain to be what Folder::GetType and a
-/// File would report: links, mounted folders, a platform on which a file must be read to be known
-/// as none. Then these two are to be asked.
+/// Everything returns false where that knowledge may differ from what Folder::GetType and a File
+/// would report: links, mounted folders, a platform on which a file must be read to be known as no
+/// link. Then these two must be called.
 class FoundFile {
 public:
     explicit FoundFile(Folder const & folder)
@@ -23,14 +23,14 @@ public:
         return entry == nullptr ? nullptr : entry->LookAtFoundFile(name);
     }
 
-    /// As FileSystem::ResolveLocation, for the link of that name, of which `link` is longer than a legal
-    /// location.
+    /// As FileSystem::ResolveLocation, for the link of that name, whose location `link` is longer
+    /// than a legal one.
     bool ResolveBeyond(Name const & name, Location const & link, Location * target) const {
         EntryType type;
         return entry != nullptr && entry->ResolveBeyond(name, link, target, &type);
     }
 
-    /// Before an enumeration of `folder`, which was made for the name; see WinFolderEntry.
+    /// Called before an enumeration of `folder`, which was made for the name; see WinFolderEntry.
     WinFolderEntry::HoldStatus Hold(Name const & name, Folder const & folder) const {
         auto * const below = dynamic_cast<WinFolderEntry *>(folder.entry);
         return entry == nullptr || below == nullptr ? WinFolderEntry::HoldStatus::There

@@ -7,17 +7,17 @@
 
 namespace IO {
 
-/// A folder that a copy between file systems works in. One of the platform's is held open, and its
-/// entries are reached in it: who puts a link in the place of a folder leads nothing out of the tree.
+/// A folder in which a copy between file systems works. A folder of the platform is held open, and
+/// its entries are reached through it: replacing a folder by a link leads nothing out of the tree.
 /// Folders of other file systems are as safe as those make them.
 class KeptFolder {
 public:
-    /// The one that the folder's path leads to now.
+    /// The folder that the path of the object leads to now.
     explicit KeptFolder(Folder const & folder) : entry(Find(folder)) {
         isOurs = entry != nullptr && !entry->IsKept();
         isThere = !isOurs || entry->Keep();
     }
-    /// The one of this name in `parent`, which `folder` was made for.
+    /// The folder of this name in `parent`, for which `folder` was made.
     KeptFolder(Folder const & parent, Name const & name, Folder const & folder)
         : entry(Find(folder)), isOurs(entry != nullptr) {
         WinFolderEntry const * const above = Find(parent);
@@ -30,11 +30,11 @@ public:
     KeptFolder(KeptFolder const &) = delete;
     KeptFolder & operator=(KeptFolder const &) = delete;
 
-    /// False: something else, as a link, is there by now.
+    /// False: something else, such as a link, is there by now.
     bool IsThere() const { return isThere; }
 
-    // Lets an enumeration of `folder`, or the opening of `file`, which were made for the name, find
-    // what has it in `parent`. False as above.
+    // Makes the enumeration of `folder`, or the opening of `file`, which were made for the name,
+    // use the entry of that name in `parent`. False as above.
     static bool Lend(Folder const & parent, Name const & name, Folder const & folder) {
         return LendEntry(parent, name, Find(folder));
     }
@@ -52,8 +52,8 @@ private:
         return above == nullptr || entry == nullptr || above->Lend(name, *entry);
     }
 
-    WinFolderEntry * entry; // null for one of another file system
-    bool isOurs;            // to let go of
+    WinFolderEntry * entry; // null for a folder of another file system
+    bool isOurs;            // whether to release it
     bool isThere;
 };
 

@@ -6,7 +6,8 @@
 
 namespace IO {
 
-/// Makes a File or Folder on the heap: all or nothing, with the status of the object as the result.
+/// Creates a File or Folder on the heap: all or nothing, with the status of the object as the
+/// result.
 template <typename T, typename... Arguments>
 MuErrCode MakeHealthy(T ** object, Arguments &... arguments) {
     if (object == nullptr)

@@ -4,28 +4,28 @@
 
 namespace IO {
 
-/// Puts the bytes of the present time, in reversed order, where the numbers of generated names
-/// begin, so that processes which start one after the other draw numbers far apart.
+/// Starts the numbers of generated names at the bytes of the present time in reversed order, so
+/// that processes that start shortly after each other draw numbers far apart.
 void StartNameGeneration();
 
-/// Each number is drawn once in the process. Any thread.
+/// Each number is returned once in the process. Any thread.
 unsigned int NextGeneratedNumber();
 
-/// The text with a "_" for each unit that some platform does not allow in a name.
+/// The text with "_" for each unit that some platform does not allow in a name.
 Mu::UniString CleanUpNameString(Mu::UniString const & text);
 
 /// The parts of a name with a number: base, "_" and the number, extension; within a length.
 class NumberedName {
 public:
-    /// A `maxLength` of 0 is no limit. Base and extension are cleaned up.
+    /// A `maxLength` of 0 means no limit. Base and extension are made legal.
     NumberedName(Mu::UniString const & base, Mu::UniString const & extension,
                  unsigned short maxLength);
 
-    /// Whether the extension leaves a unit for anything else.
+    /// Whether the extension leaves room for at least one more unit.
     bool LeavesRoom() const { return maxLength == 0 || maxLength > ending.GetLength(); }
-    /// Without a call there is no number in the name.
+    /// Without this call the name has no number.
     void SetNumber(unsigned int number);
-    /// False: even without the base the name would be too long.
+    /// False: the name would be too long even without the base.
     bool Compose(Mu::UniString * name) const;
 
 private:

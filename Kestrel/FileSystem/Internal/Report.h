@@ -11,8 +11,8 @@
 
 namespace IO {
 
-/// The log line of one reporting place: a level and a text with a `%` for each argument. Stands as
-/// a function-level static, alone or in a table.
+/// The format of one log line: a level and a text with a `%` for each argument. A function-level
+/// static, alone or in a table.
 class ReportLine : public Mu::EventLogLine {
 public:
     using Level = Mu::LogSeverity;
@@ -22,12 +22,12 @@ public:
     ReportLine(ReportLine const &) = delete;
     ReportLine & operator=(ReportLine const &) = delete;
 
-    /// Whether the text ends with the place for the errors of the OS.
+    /// Whether the text ends with a placeholder for the errors of the OS.
     bool WantsOSErrors() const;
 };
 
-/// The last local name of a location, and the location of the folder that it lies in: the two
-/// arguments with which most lines begin. The name is empty when there is none.
+/// The last local name of a location, and the location of its folder: the first two arguments of
+/// most lines. The name is empty when there is none.
 struct EntryOf {
     Location const & location;
 };
@@ -47,22 +47,22 @@ private:
     enum class Kind : unsigned char { Entry, Location, Text, Narrow };
 
     Kind kind;
-    void const * object; // what `kind` says; of EntryOf its location
+    void const * object; // of the type that `kind` gives; for EntryOf its location
 };
 
-/// Writes the line with the arguments in their order, then, where its text asks for them, the
-/// errors of the OS; forgets those errors in any case. Composes nothing for a line that nobody
-/// wants. A shortage of memory cuts the line short and goes no further.
+/// Writes the line with the arguments in their order, then, where its text has a placeholder for
+/// them, the errors of the OS; clears those errors in any case. Does no formatting for a line
+/// without a listener. A shortage of memory truncates the line and is not reported.
 void Report(ReportLine & line, std::initializer_list<ReportArgument> arguments) noexcept;
 
-/// What a status of an entry becomes: a code for the caller, and the line that is written.
+/// What a status of an entry is mapped to: a code for the caller, and a log line.
 struct Outcome {
     MuErrCode code;
     ReportLine line;
 };
 
-/// Reports the row of `status` and returns its code. A status that the table does not know takes
-/// the last row, that of the internal error.
+/// Reports the row of `status` and returns its code. A status that the table does not have is
+/// mapped to the last row, that of the internal error.
 template <typename Status, std::size_t count>
 MuErrCode ReportOutcome(Outcome (&table)[count], Status status,
                         std::initializer_list<ReportArgument> arguments) {
@@ -72,8 +72,8 @@ MuErrCode ReportOutcome(Outcome (&table)[count], Status status,
     return outcome.code;
 }
 
-/// As ReportOutcome, for a table whose rows begin with the status behind Done, which is NoError and
-/// no line.
+/// As ReportOutcome, for a table whose first row is the status after Done; Done is NoError without
+/// a line.
 template <typename Status, std::size_t count>
 MuErrCode ReportFailure(Outcome (&table)[count], Status status,
                         std::initializer_list<ReportArgument> arguments) {

@@ -6,8 +6,8 @@ namespace IO {
 
 class Location;
 
-/// Asks the platform where the place is. False for an unknown id, and when the platform has no
-/// such place or cannot say.
+/// Queries the platform for the place. False for an unknown id, and when the platform has no such
+/// place or cannot report it.
 bool FindSpecialLocation(SpecLocId id, Location * location);
 
 } // namespace IO

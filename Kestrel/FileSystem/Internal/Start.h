@@ -6,23 +6,23 @@ namespace IO {
 
 class FileSystem;
 
-/// Makes and unmakes a FileSystem, which hosts cannot: they have the one there is. Another has mounts
-/// and settings of its own, and shares the lock and the native file system.
+/// Creates and destroys a FileSystem, which hosts cannot: they use the only one. Another one has
+/// mounts and settings of its own, and shares the lock and the native file system.
 class FileSystemStart {
 public:
     static void Make(FileSystem * place);
     static void Unmake(FileSystem & system);
 };
 
-/// Makes what this floor has of statics, in this order: the FileSystem and its lock, the location
+/// Creates the statics of this floor, in this order: the FileSystem and its lock, the location
 /// validators, the numbers of generated names, the native file system, the location resolver. A
-/// second call does nothing. The library's start calls it, and the tests of floors without one.
+/// second call does nothing. Called by the library's start, and by the tests of floors without one.
 void StartFileSystem();
 
-/// Takes all that back in reverse, after which IO::fileSystem must not be used.
+/// Destroys them in reverse order; IO::fileSystem must not be used from then on.
 void EndFileSystem();
 
-/// A re-entrant lock that knows how often its holder has it.
+/// A re-entrant lock that counts how often its holder has entered it.
 class FileSystemLock {
 public:
     void Enter() {
@@ -38,7 +38,7 @@ public:
         --depth;
         lock.Leave();
     }
-    /// For its holder: whether one Leave frees it.
+    /// For its holder: whether one Leave releases it.
     bool IsHeldOnce() const { return depth == 1; }
 
 private:
@@ -50,14 +50,14 @@ private:
 /// lock of the address tree.
 FileSystemLock & GetFileSystemLock();
 
-/// Sets what each Unmount ends with, without the lock; null is nothing. It waits until those on other
-/// threads who looked into what was mounted, and of whom the host cannot know, have given that back.
+/// Sets a function that each Unmount calls last, without the lock; null for none. It waits until
+/// other threads have released entries of the mounted system that the host cannot know of.
 void SetUnmountWait(void (*wait)());
 void WaitBehindUnmount();
 
-/// Whether the equality of names is asked of the native file system. It is where the platform's own
-/// compares them otherwise than they do by themselves, and wherever a host has put its own there;
-/// elsewhere each comparison of locations would pay for nothing.
+/// Whether the equality of names is left to the native file system. That is so where the platform
+/// compares them in another way than names themselves do, and where a host has registered its own
+/// comparison; elsewhere it would slow down each comparison of locations for nothing.
 void AskNativeForNames(bool asks);
 
 } // namespace IO

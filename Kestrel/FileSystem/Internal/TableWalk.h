@@ -4,8 +4,8 @@
 
 namespace IO {
 
-/// A walk through a table of mounted systems that goes on rightly while records come and go: each
-/// record that is there when its turn comes is visited once, and none twice.
+/// A walk through a table of mounted systems while records are added and removed: each record that
+/// exists when its turn comes is visited once, and none twice.
 struct FileSystem::TableWalk {
     TableWalk(FileSystem const & owner, void const * table)
         : owner(owner), table(table), outer(owner.walks) {

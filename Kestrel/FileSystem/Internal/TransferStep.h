@@ -8,7 +8,7 @@ namespace IO {
 class Folder;
 class Name;
 
-/// One entry of the work under a TransferScope, as long as it is worked on. Does nothing without one.
+/// The processing of one entry under a TransferScope. Does nothing without a scope.
 class TransferStep {
 public:
     /// The first entry, by its path.
@@ -16,14 +16,14 @@ public:
         if (scope != nullptr)
             Enter(path, false);
     }
-    /// One in the folder that the step before is for.
+    /// An entry of the folder that the outer step is for.
     static struct Below {
     } const below;
     TransferStep(Below, PathText name) : scope(TransferScope::GetCurrent()) {
         if (scope != nullptr)
             Enter(name, true);
     }
-    /// One that `walk` meets, first or in the folder that its step before is for.
+    /// The current entry of `walk`: its root, or an entry of the folder that its outer step is for.
     TransferStep(void const * walk, Folder const & folder, Name const & name)
         : scope(TransferScope::GetCurrent()), walk(walk) {
         if (scope != nullptr)
@@ -36,9 +36,9 @@ public:
     TransferStep(TransferStep const &) = delete;
     TransferStep & operator=(TransferStep const &) = delete;
 
-    /// The work is to end.
+    /// Whether the work is to end.
     bool IsEnded() const { return scope != nullptr && IsScopeEnded(); }
-    /// Whether to go on with the next entry although this one failed.
+    /// Whether to continue with the next entry although this one failed.
     bool Skips(MuErrCode status) { return scope != nullptr && AskToSkip(status); }
     /// The same for the innermost step of the thread.
     static bool SkipsCurrent(MuErrCode status);
@@ -53,12 +53,12 @@ private:
     TransferScope * scope;
     void const * walk = nullptr;
     TransferStep * outer = nullptr;
-    unsigned int begin = 0; // of its path, and where the text of the step before ends
+    unsigned int begin = 0; // of its path, where the text of the outer step ends
     unsigned int before = 0;
-    bool hasSkipped = false; // something in it
+    bool hasSkipped = false; // whether something in it was
 };
 
-/// As long as it lives, nothing is skipped: who takes away the source needs all of the copy.
+/// As long as it lives, nothing is skipped: a source may only be deleted after a complete copy.
 class TransferWhole {
 public:
     TransferWhole() : scope(TransferScope::GetCurrent()) {
@@ -76,7 +76,7 @@ private:
     TransferScope * scope;
 };
 
-/// As long as it lives, the thread has no scope: for what must be done to its end.
+/// As long as it lives, the thread has no scope: for work that must be completed.
 class TransferPause {
 public:
     TransferPause() noexcept;

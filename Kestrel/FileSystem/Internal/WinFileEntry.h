@@ -11,8 +11,7 @@ class WinFileSystem;
 
 /// A file of the platform, by its path.
 ///
-/// Lies in the pool of its file system between two uses; a failed operation leaves no handle
-/// behind.
+/// Kept in the pool of its file system between two uses; a failed operation leaves no handle open.
 class WinFileEntry final : public FileEntry {
 public:
     explicit WinFileEntry(WinFileSystem & owner) : owner(owner) {}
@@ -20,10 +19,10 @@ public:
     WinFileEntry(WinFileEntry const &) = delete;
     WinFileEntry & operator=(WinFileEntry const &) = delete;
 
-    /// Takes the path over. Before, and after Release, the entry stands for nothing.
+    /// Takes ownership of the path. Before this, and after Release, the entry is unused.
     void Set(Mu::UniString & newPath) noexcept { path.Swap(newPath); }
-    /// Opens the file in this folder from now on, which the caller holds open as long as the entry is
-    /// used. False: the entry's path is not that of the file there, but where a link leads.
+    /// From now on opens the file in this folder, which the caller holds open as long as the entry
+    /// is used. False: the entry's path is not that of the file there, but that of a link's target.
     bool SetFolder(FindHandle newFolder, PathText expectedPath) noexcept;
     void Release() noexcept;
 

@@ -8,9 +8,9 @@
 
 namespace IO {
 
-/// The native file system of both platforms: what stands here holds over any FileCalls.
+/// The native file system of both platforms: this code works over any FileCalls.
 ///
-/// Memory:  pools of unused entries, so that a File or Folder made for one call takes none but the
+/// Memory:  pools of unused entries, so that a File or Folder made for one call allocates only the
 ///          text of its path.
 /// Threads: as NativeFileSystem; the lock of IO::fileSystem guards the pools.
 /// Failure: statuses.
@@ -34,15 +34,16 @@ public:
     /// Whether only files with the extension "lnk" count as links.
     bool RestrictsLinks() const { return restrictLinkExtensions; }
 
-    // What stands at a path that is longer than that of a legal location, by the path alone.
+    // Entries whose path is longer than that of a legal location, by the path alone.
 
-    /// Takes the path over. `*location`, which is that of the path, becomes that of what a link leads to.
+    /// Takes ownership of the path. `*location`, which is that of the path, becomes that of a
+    /// link's target.
     ConnectStatus ConnectBeyond(Mu::UniString & path, Location * location, FileEntry ** entry);
     ConnectStatus ConnectBeyond(Mu::UniString & path, Location * location, FolderEntry ** entry);
-    /// Where a link leads, which is followed once, and what is there. False: nothing, or it is no link.
+    /// The target of a link, which is followed once, and its type. False: no target, or no link.
     bool ResolveBeyond(Mu::UniString & path, Location * target, EntryType * type) const;
 
-    /// A folder of whose being there the caller is certain. Takes the path over.
+    /// A folder that the caller knows to exist. Takes ownership of the path.
     WinFolderEntry * TakeFolder(Mu::UniString & path, unsigned int depth);
 
 private:

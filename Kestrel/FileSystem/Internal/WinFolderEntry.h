@@ -12,22 +12,22 @@ class WinFileSystem;
 
 /// A folder of the platform, by its path.
 ///
-/// The depth is the number of local names: 0 is the root of the computer, which holds the drives
-/// and in which nothing can be made; 1 is the root of a drive or a share, which has no times.
+/// The depth is the number of local names: 0 is the root of the machine, which holds the drives and
+/// in which nothing can be created; 1 is the root of a drive or a share, which has no times.
 class WinFolderEntry final : public FolderEntry {
 public:
-    /// What became of a folder that was found.
+    /// The state of a folder that was found.
     enum class HoldStatus : unsigned char {
-        There, ///< or whatever reads it will say why not
+        There, ///< or reading it will report why not
         Gone,
-        Other ///< something else has the name by now, as a link
+        Other ///< something else has the name by now, such as a link
     };
 
     explicit WinFolderEntry(WinFileSystem & owner) : owner(owner) {}
     WinFolderEntry(WinFolderEntry const &) = delete;
     WinFolderEntry & operator=(WinFolderEntry const &) = delete;
 
-    /// Takes the path over. Before, and after Release, the entry stands for nothing.
+    /// Takes ownership of the path. Before this, and after Release, the entry is unused.
     void Set(Mu::UniString & newPath, unsigned int newDepth) noexcept;
     void Release() noexcept;
 
@@ -54,53 +54,55 @@ public:
     AttributeStatus IsOnLocalVolume(bool * isLocal) override;
     AttributeStatus IsOnFixedVolume(bool * isFixed) override;
 
-    /// As Move inside the folder, but a file named `to` is replaced in the same step.
+    /// As Move within the folder, but a file named `to` is replaced in the same step.
     MoveStatus Replace(Name const & from, Name const & to);
-    /// As CreateFile, with the rights of the file `model`.
+    /// As CreateFile, with the permissions of the file `model`.
     CreateStatus CreateFileLike(Name const & name, Name const & model);
 
     unsigned int GetDepth() const { return depth; }
     AttributeStatus GetDiskUse(DiskUse * use) const;
-    /// For the entry of that name, never what a link leads to. The name that an enumeration hands out
-    /// just now is looked up in the open folder, whatever its path leads to.
+    /// For the entry of that name, never a link's target. A name that an enumeration is reporting
+    /// is looked up in the open folder, whatever its path leads to.
     GetTypeStatus GetDiskUse(Name const & name, DiskUse * use) const;
 
-    /// Whether the enumeration hands out this name just now, and whether that is a regular file (no
-    /// link), which GetType would find too. Costs a system call for the first name, none after it.
+    /// Whether the enumeration is reporting this name, and whether it is a regular file (no link),
+    /// which GetType would find as well. Costs a system call for the first name, none after it.
     bool IsFoundFile(Name const & name) const;
     /// The same with the file's length and modification time, in one system call. Null: neither.
     FindData const * LookAtFoundFile(Name const & name) const;
-    /// While the entry hands out the name of a folder: that folder, to be given back as one that was
-    /// connected to; null for what must be connected to by its path. Where a path may not be longer
-    /// than a location, that is everything.
+    /// While the entry reports the name of a folder: that folder, to be disconnected as one that
+    /// was connected to; null for a folder that must be connected to by its path. Where a path may
+    /// not be longer than a location, that is every folder.
     WinFolderEntry * ConnectFound(Name const & name) const;
-    /// What has the name, of which `*location` is longer than a legal one, as below a deep tree: by
-    /// the path. It becomes the location of what a link leads to. NotFound also for another location.
+    /// The entry of that name, whose `*location` is longer than a legal one, as below a deep tree:
+    /// by the path. `*location` becomes that of a link's target. NotFound also for another
+    /// location.
     template <typename Entry>
     BaseFileSystem::ConnectStatus ConnectBeyond(Name const & name, Location * location,
                                                 Entry ** entry) const;
-    /// Where the link of that name leads, of which `link` is longer than a legal location, and what is
-    /// there. False: nowhere, or another location.
+    /// The target of the link of that name, whose location `link` is longer than a legal one, and
+    /// its type. False: there is none, or another location was given.
     bool ResolveBeyond(Name const & name, Location const & link, Location * target,
                        EntryType * type) const;
-    /// While the entry hands out the name of a folder, which `folder` was made for: the next
-    /// enumeration of `folder` is of what is in this one under the name, whatever its path leads to.
+    /// While the entry reports the name of a folder, for which `folder` was made: the next
+    /// enumeration of `folder` is of the entry of that name in this one, whatever its path leads
+    /// to.
     HoldStatus HoldFound(Name const & name, WinFolderEntry & folder) const;
 
-    // For copies between file systems, which go through files and folders of their own. They keep
-    // the folders that they work in open, so that nobody who puts links in their place leads them
-    // astray.
+    // For copies between file systems, which use files and folders of their own. They hold the
+    // folders that they work in open, so that replacing one by a link does not lead them astray.
 
-    /// What the entry makes and deletes from now on is in the folder that its path leads to now.
-    /// False: there is none.
+    /// Binds the entry to the folder that its path leads to now: it creates and deletes there from
+    /// now on. False: there is none.
     bool Keep();
-    /// The same for a folder of this name in `parent`, which is kept or hands out the name. False
+    /// The same for the folder of this name in `parent`, which is bound or reports the name. False
     /// also: a link is there by now.
     bool KeepIn(WinFolderEntry const & parent, Name const & name);
     void LetGo() noexcept;
     bool IsKept() const { return kept != nullptr; }
-    /// The next enumeration of `folder`, and the next opening of `file`, is of what has the name in
-    /// this folder, which is kept or hands out the name. False: a link, or nothing, has it.
+    /// Makes the next enumeration of `folder`, and the next opening of `file`, use the entry of
+    /// that name in this folder, which is bound or reports the name. False: it is a link, or does
+    /// not exist.
     bool Lend(Name const & name, WinFolderEntry & folder) const;
     bool Lend(Name const & name, WinFileEntry & file) const;
 
@@ -123,10 +125,10 @@ private:
     FolderSearch StartSearch();
 
     WinFileSystem & owner;
-    Found * found = nullptr;    // null unless a name is being handed out
+    Found * found = nullptr;    // null unless a name is being reported
     FindHandle held = nullptr;  // opened for the next enumeration
-    unsigned int heldError = 0; // why it could not be
-    FindHandle kept = nullptr;  // what the entry stands for instead of its path
+    unsigned int heldError = 0; // the error of opening it
+    FindHandle kept = nullptr;  // the folder that the entry is bound to, instead of its path
     Mu::UniString path;
     unsigned int depth = 0;
 };

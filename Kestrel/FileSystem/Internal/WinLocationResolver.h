@@ -6,8 +6,8 @@ namespace IO {
 
 /// Reads and writes locations as portable text, `C:\a\b` or `\\host\share\x`, on both platforms.
 ///
-/// Text that begins with no drive and no share is taken as it stands: no current folder is put in
-/// front. On Linux a native absolute path is taken as well.
+/// Text that begins with neither a drive nor a share is taken as it is, without a current folder in
+/// front. On Linux a native absolute path is accepted as well.
 class WinLocationResolver final : public LocationResolver {
 public:
     WinLocationResolver();

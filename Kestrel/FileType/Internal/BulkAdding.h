@@ -4,13 +4,13 @@
 
 namespace FTM {
 
-/// For adding many types one after the other, with names of which no two are the same.
+/// For adding many types in sequence, whose names all differ.
 ///
-/// Holds the file type lock as long as it lives. The rows of both indices come in the order of adding
-/// meanwhile, and to their places at the end, all at once; until then names are looked for among those
-/// that were there before, and nothing may be removed.
+/// Holds the file type lock as long as it lives. The rows of both indices are appended unsorted
+/// meanwhile, and sorted at the end, all at once; until then names are looked up among those that
+/// existed before, and nothing may be removed.
 ///
-/// Memory:  room for what was announced, and once more for the rows.
+/// Memory:  what was reserved, and once more for the rows.
 /// Failure: MakeRoom alone.
 class BulkAdding {
 public:
@@ -19,13 +19,14 @@ public:
     BulkAdding & operator=(BulkAdding const &) = delete;
     ~BulkAdding();
 
-    /// For at most so many records, rows and links; before the first is added. False: no memory.
+    /// Reserves memory for at most so many records, rows and links, before the first is added.
+    /// False: no memory.
     bool MakeRoom(std::size_t types, std::size_t extensions, std::size_t names, std::size_t links);
     /// Whether any type or group had a MIME name before.
     bool HadNames() const { return sortedNames > 0; }
 
-    /// Adds a type without a copy on the way; neither its group nor its names are looked for. The use of
-    /// its test goes to the record. UnknownType, and the test stays the caller's: no memory, or no
+    /// Adds a type without copying it; neither its group nor its names are checked. The use of its
+    /// test passes to the record. UnknownType, and the test stays the caller's: no memory, or no
     /// identifier left.
     static TypeID Add(FileTypeManager & owner, FileType::Contents const & contents, GroupID group);
     /// AddTypeToGroup for the type that was added last. False: no memory.

@@ -7,9 +7,9 @@ namespace FTM {
 
 /// Makes functions of content rules.
 ///
-/// A content test is a bare function and carries nothing; so there is a function for each slot of a
-/// table, and a test is put into a free slot. It is counted by the records that use it, and goes
-/// with the last one; the function finds nothing then, and is false.
+/// A content test is a plain function pointer without data; so there is a function for each slot of
+/// a table, and a test is put into a free slot. Its uses by records are counted, and the last one
+/// frees the slot, whose function then returns false.
 ///
 /// Memory:  a table in the library, and the rules as long as a slot needs them.
 /// Threads: any; under the file type lock.
@@ -18,9 +18,9 @@ class ContentRuleSlots {
 public:
     static constexpr unsigned int SlotCount = 1000;
 
-    /// Counts one use of the test, which is the caller's. Null: all slots are in use.
+    /// Returns a function with one use counted for the caller. Null: all slots are in use.
     static ContentTest * Take(ContentRules & rules, ContentRules::Test const & test);
-    // Do nothing for functions that are none of these, and for null.
+    // Both ignore functions that are not of a slot, and null.
     static void Use(ContentTest * test);
     static void Drop(ContentTest * test);
 

@@ -9,36 +9,37 @@
 
 namespace FTM {
 
-/// The content tests of a shared catalogue: for each type, bytes that must stand somewhere.
+/// The content tests of a shared catalogue: for each type, bytes that must occur in the file.
 ///
-/// A rule asks for bytes at a place, or anywhere in a range of places, with or without a mask. Rules
-/// one level deeper behind it ask for more, of which one must hold; a test passes when a rule holds
-/// that has no deeper ones, or one of these.
+/// A rule requires bytes at an offset, or anywhere in a range of offsets, with an optional mask.
+/// The rules one level deeper that follow it are alternatives, of which one must hold as well; a
+/// test passes when a rule without deeper ones holds, on any level.
 ///
-/// Memory:  the text of the catalogue and a block for the rules, which all tests share.
+/// Memory:  the text of the catalogue and one block of rules, shared by all tests.
 /// Threads: one at a time while rules are added, any number afterwards; the uses are counted under the
 ///          file type lock.
 /// Failure: adding throws Mu::OutOfMemoryException.
 class ContentRules : public Mu::Allocated {
 public:
     struct Rule {
-        unsigned int level = 0;  // at most one above that of the rule before
-        unsigned int offset = 0; // the first place
-        unsigned int places = 1; // how many
+        unsigned int level = 0;  // at most one above that of the previous rule
+        unsigned int offset = 0; // the first that is tried
+        unsigned int places = 1; // how many are tried
         unsigned int at = 0;     // of the value in `text`
         unsigned short length = 0;
-        bool hasMask = false; // which stands one byte behind the value, and is as long
+        bool hasMask = false; // which is one byte behind the value in `text`, and as long
     };
 
-    /// The rules of one test, which stand one behind the other.
+    /// The rules of one test, a consecutive range.
     struct Test {
         unsigned int firstRule = 0;
         unsigned int ruleCount = 0;
     };
 
-    /// Whether the test would look too far or compare too much: no catalogue may keep a thread busy.
+    /// Whether the test would read too far or compare too much: no catalogue may keep a thread
+    /// busy.
     bool IsTooMuch(Test const & test) const;
-    /// How many bytes from the beginning on the test looks at.
+    /// How many bytes from the beginning of a file the test needs.
     unsigned int GetExtent(Test const & test) const;
     bool Match(Test const & test, std::string_view content) const;
 

@@ -12,7 +12,7 @@ inline bool IsAscii(char const * text) {
                        [](char c) { return static_cast<unsigned char>(c) < 0x80; });
 }
 
-/// As CHtoLower, which walks characters; names in ASCII need no such walk.
+/// As CHtoLower, which decodes characters; ASCII needs no decoding.
 inline void LowerCase(char * text) {
     for (char * at = text; *at != 0; ++at) {
         if (static_cast<unsigned char>(*at) >= 0x80) {
@@ -24,8 +24,9 @@ inline void LowerCase(char * text) {
     }
 }
 
-/// Whether the two read alike. Bytes that are no text of the machine's code read alike, too; texts
-/// beyond 128 bytes, which CHCompareTexts would take memory for, are compared by their bytes.
+/// Whether the two texts are equal without regard to case. Bytes that are invalid in the machine's
+/// code compare as such; texts beyond 128 bytes, for which CHCompareTexts would allocate, are
+/// compared by bytes.
 inline bool IsSameText(char const * a, char const * b) {
     if (std::strcmp(a, b) == 0)
         return true;
@@ -34,8 +35,8 @@ inline bool IsSameText(char const * a, char const * b) {
     return CHCompareTexts(a, -1, b, -1, Mu::RespectCase, MuMachineCharCode) == Mu::Equal;
 }
 
-/// The first four bytes of a text in lower case as a number, low byte first, with zero bytes behind
-/// a shorter one; and whether there are more.
+/// The first four bytes of a text in lower case as a number, low byte first, padded with zero
+/// bytes; and whether the text is longer.
 inline unsigned int MakeExtensionKey(char const * lowered, bool * isLong) {
     unsigned int key = 0;
     unsigned int at = 0;

@@ -4,8 +4,8 @@
 
 namespace FTM {
 
-/// The two counters, which the manager turns back when the highest record goes. Under the file type
-/// lock.
+/// The two counters, which the manager decrements when the highest record is removed. Under the
+/// file type lock.
 struct IdentifierCounters {
     static void SetNext(TypeID last) { TypeID::nextID = Raw(last) + 1; }
     static void SetNext(GroupID last) { GroupID::nextID = Raw(last) + 1; }

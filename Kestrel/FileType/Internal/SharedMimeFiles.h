@@ -6,9 +6,9 @@
 
 namespace FTM {
 
-// The files of a shared MIME catalogue, each from a text that is whole in memory.
+// The files of a shared MIME catalogue, each parsed from a text that is complete in memory.
 
-/// Whether the text can be the name of a type: two halves, no longer than a FileType takes it.
+/// Whether the text can be the name of a type: two halves, within the length limit of a FileType.
 bool IsMimeName(std::string_view text);
 
 /// "weight:type:pattern:flags", a line of globs2.
@@ -19,17 +19,17 @@ struct SharedMimeGlob {
     bool respectsCase;
 };
 
-/// The lines of a file, one after the other. What is read lies in the text, with a zero byte behind it
-/// in the place of what separated it.
+/// The lines of a file, in sequence. The fields point into the text, in which a zero byte replaces
+/// each separator.
 class SharedMimeLines {
 public:
     explicit SharedMimeLines(Mu::String & text)
         : at(text.IsEmpty() ? nullptr : &text[0]), end(at + text.GetLength()) {}
 
-    // False: there is no more, or, with IsGood, this is no such file.
+    // False: the end, or, if not IsGood, the file is malformed.
 
     bool ReadGlob(SharedMimeGlob * glob);
-    /// Two names: of aliases the other one and the type, of subclasses the type and its parent, of
+    /// Two names: in aliases the alias and the type, in subclasses the type and its parent, in
     /// icons the type and the icon.
     bool ReadPair(char separator, std::string_view * first, std::string_view * second);
 
@@ -47,12 +47,12 @@ private:
 /// The rules of all types, section by section.
 class SharedMimeMagic {
 public:
-    /// From the text of the rules, in which values that are written as numbers of this machine are
-    /// turned round where they lie.
+    /// Parses the text of the rules. Values that are numbers in this machine's byte order are
+    /// swapped in place.
     explicit SharedMimeMagic(ContentRules & rules);
 
-    /// The next section with its rules, which are added. False: there is no more, or, with IsGood, this
-    /// is no such file. Throws Mu::OutOfMemoryException.
+    /// Reads the next section and adds its rules. False: the end, or, if not IsGood, the file is
+    /// malformed. Throws Mu::OutOfMemoryException.
     bool ReadSection(std::string_view * mime, ContentRules::Test * test);
     bool IsGood() const { return isGood; }
 

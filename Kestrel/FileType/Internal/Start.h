@@ -6,16 +6,16 @@ class Name;
 
 namespace FTM {
 
-/// Makes what this floor has of statics: the file type lock, and the tables, which are empty. A
-/// second call does nothing. The library's start calls it, behind that of the file system, and the
-/// tests of floors without one.
+/// Creates the statics of this floor: the file type lock, and the empty tables. A second call does
+/// nothing. Called by the library's start, after that of the file system, and by the tests of
+/// floors without one.
 void StartFileType();
 
-/// Drops the tables with all that managers left in them. A manager that ends later finds them empty.
+/// Drops the tables with all remaining records. A manager that ends later finds them empty.
 void EndFileType();
 
-/// A name whose memory is kept, so that a question that the name alone settles takes none. Under the
-/// file type lock.
+/// A name whose memory is reused, so that a query that the name alone decides allocates nothing.
+/// Under the file type lock.
 IO::Name & GetScratchName();
 
 } // namespace FTM

@@ -45,8 +45,8 @@ struct FileTypeManager::TypeGroupLink {
     GroupID group;
 };
 
-/// Calls `visit` with each row of the key, of any type code or of exactly this one, until it returns
-/// false. Under the file type lock; the rows must stay as they are meanwhile.
+/// Calls `visit` with each row of the key, of any type code or of exactly this one, until it
+/// returns false. Under the file type lock; the rows must not change meanwhile.
 template <typename Visit>
 void FileTypeManager::ScanKey(unsigned int key, unsigned int macType, bool isExact,
                               Visit const & visit) {
@@ -59,7 +59,7 @@ void FileTypeManager::ScanKey(unsigned int key, unsigned int macType, bool isExa
     }
 }
 
-/// Room for `more` elements without a failure from then on. False: no memory.
+/// Reserves room for `more` elements. False: no memory.
 template <typename T>
 bool MakeRoom(Mu::Array<T> & table, std::size_t more) {
     unsigned long long const needed = static_cast<unsigned long long>(table.GetSize()) + more;

@@ -2,10 +2,10 @@
 
 namespace IO::IPC {
 
-/// Blocks for what connections send and receive, all of one size. Those that nobody uses any more are
-/// kept for the next message of whichever connection, so that a steady flow of large messages asks
-/// the system for no pages. Unlike a Mu::CachedAllocator it can be asked for a block only if one is
-/// unused: for bytes that are merely announced no new one is taken.
+/// Blocks for sent and received data, all of one size. Unused ones are kept for the next message of
+/// any connection, so that a steady flow of large messages needs no new pages of the system. Unlike
+/// a Mu::CachedAllocator it can return a block only if one is unused: for bytes that are merely
+/// announced none is allocated.
 ///
 /// Memory:  at most so many unused blocks, until the end of the process.
 /// Threads: the one that drives the pool.
@@ -15,7 +15,7 @@ public:
     static constexpr unsigned int BlockSize = 508096 + 5;
     static constexpr unsigned int MostUnused = 16;
 
-    /// First asked for by the pool, and so there as long as it.
+    /// First called by the pool, and therefore destroyed after it.
     static BlockStore & Instance();
     BlockStore(BlockStore const &) = delete;
     BlockStore & operator=(BlockStore const &) = delete;

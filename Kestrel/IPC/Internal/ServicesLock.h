@@ -5,23 +5,24 @@
 
 namespace IO::IPC {
 
-/// The right to read or write the services file of one process, among all processes of the machine:
-/// a file that is open for this one alone, and deleted at the end.
+/// A lock among all processes of the machine on the services file of one process: a file that is
+/// opened exclusively, and deleted at the end.
 ///
-/// A process that ends without destroying this leaves a file that the next one opens and deletes.
+/// A process that ends without destroying this leaves a file that the next process opens and
+/// deletes.
 ///
 /// Memory:  the file's. Mu::OutOfMemoryException on shortage.
 /// Threads: one.
 /// Failure: GetStatus.
 class ServicesLock {
 public:
-    /// Waits for its turn.
+    /// Waits for the lock.
     explicit ServicesLock(Location const & location);
     ~ServicesLock();
     ServicesLock(ServicesLock const &) = delete;
     ServicesLock & operator=(ServicesLock const &) = delete;
 
-    /// Error: the file cannot be opened, or it was never this one's turn.
+    /// Error: the file cannot be opened, or the lock was not free in time.
     MuErrCode GetStatus() const { return status; }
 
 private:

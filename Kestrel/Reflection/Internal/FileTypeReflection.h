@@ -7,8 +7,8 @@ namespace FTM {
 /// The catalogue of file types, by the numbers of groups and types. Registered as "Kestrel",
 /// "FileTypeManager".
 ///
-/// Threads: any. Each look into the catalogue takes its lock for itself, so that a walk may meet what
-///          has changed meanwhile, and ends there.
+/// Threads: any. Each query of the catalogue takes its lock for itself, so that a walk may find
+///          changes made meanwhile, and ends there.
 class Reflection : public IO::Reflectable {
 public:
     Reflection();

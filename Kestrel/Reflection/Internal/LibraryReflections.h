@@ -6,7 +6,7 @@ namespace IO {
 
 /// The nodes of the address tree, by their indices. Registered as "Kestrel", "AddressTree".
 ///
-/// Threads: any. Each question takes the lock of the tree for itself.
+/// Threads: any. Each query takes the lock of the tree for itself.
 class AddressTreeReflection : public Reflectable {
 public:
     AddressTreeReflection();
@@ -21,7 +21,7 @@ public:
                             Mu::Array<AttributeValue> * values) const override;
 };
 
-/// The mounted file systems, by their paths, and what they hold. Registered as "Kestrel", "Virtual
+/// The mounted file systems, by their paths, and their contents. Registered as "Kestrel", "Virtual
 /// file systems".
 ///
 /// Threads: any. The mounts are read under the lock of IO::fileSystem.

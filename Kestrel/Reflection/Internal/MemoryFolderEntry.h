@@ -13,7 +13,7 @@ namespace IO {
 /// with entries, and no data. An entry may be null, where only its name is known.
 ///
 /// Threads: any, under the lock of the file system; no host's code runs under it but that of
-///          entries which are connected, given back or invalidated.
+///          entries being connected, disconnected or invalidated.
 class MemoryFolderEntry : public VFSFolderEntry {
 public:
     explicit MemoryFolderEntry(bool isWriteable);
@@ -36,8 +36,8 @@ public:
     void Disconnect(RelativeLocation const & below, VFSFolderEntry * entry) override;
     void Disconnect(RelativeLocation const & below, VFSFileEntry * entry) override;
 
-    // Fill the folder, also one that cannot be written. On success the entry, which may be null,
-    // belongs to the folder.
+    // Fill the folder, even a read-only one. On success the folder owns the entry, which may be
+    // null.
     virtual CreateStatus AddFileEntry(Name const & name, VFSFileEntry * entry);
     virtual CreateStatus AddFolderEntry(Name const & name, VFSFolderEntry * entry);
 
@@ -61,7 +61,7 @@ public:
     AttributeStatus IsOnLocalVolume(bool * isLocal) override;
     AttributeStatus IsOnFixedVolume(bool * isFixed) override;
 
-    /// Whether nobody but those who are connected to it knows it.
+    /// Whether only its connections still refer to it.
     bool IsLoose() const { return isReadOnly || !isValid; }
 
 private:
@@ -106,7 +106,7 @@ private:
     Items<VFSFolderEntry> folders; // no name is in both
 };
 
-/// Ends a connection, and deletes an entry that nobody holds then.
+/// Ends a connection, and deletes an entry that nothing refers to any more.
 template <typename Kind>
 void DisconnectAndDelete(Kind * entry) {
     entry->Disconnect();
@@ -114,8 +114,8 @@ void DisconnectAndDelete(Kind * entry) {
         delete entry;
 }
 
-/// The same for one whose place cannot be known, so that it may stand in a list: only what
-/// certainly does not is deleted.
+/// The same for an entry that may still be in a list, which cannot be known: it is deleted only if
+/// it certainly is not.
 void DisconnectUnplaced(VFSFileEntry * entry);
 void DisconnectUnplaced(VFSFolderEntry * entry);
 

@@ -11,16 +11,16 @@
 namespace Mu {
 
 /// The root as a tree: class records, counted blocks, and the address space with the blocks in it.
-/// Registered as "MuRoot" for its life.
+/// Registered as "MuRoot" as long as it lives.
 ///
-/// Names of the class, allocation and region allocation levels carry pointers, which inspectors hand
-/// back. Each is looked up among those that are there: one that is not shows nothing.
+/// Names of the class, allocation and region allocation levels hold pointers, which inspectors send
+/// back. Each is looked up among the existing ones: an unknown one shows nothing.
 ///
-/// A region that was listed and has gone since is an empty folder: a host allocates while its address
-/// space is walked or copied, which would hardly ever come to an end otherwise.
+/// A region that was listed and has vanished since is an empty folder: a host allocates while its
+/// address space is walked or copied, which would hardly ever come to an end otherwise.
 ///
-/// Memory:  the regions that were listed last, the names of some thousands before, and the tree of the
-///          one that was visited last.
+/// Memory:  the regions that were listed last, the names of some thousands before, and the tree of
+///          the one that was visited last.
 /// Threads: any. One lock guards those.
 class Reflection : public IO::Reflectable {
 public:
@@ -57,12 +57,12 @@ private:
     CustomEntryGroup * regionGroup;
     CustomEntryGroup * allocationGroup;
     CustomEntryGroup * regionAllocationGroup;
-    mutable ReentrantLock lock;                    // on what follows
-    mutable HashTable<UniString, Regions> regions; // as they were listed last, by their names
+    mutable ReentrantLock lock;                    // guards what follows
+    mutable HashTable<UniString, Regions> regions; // as listed last, by their names
     mutable HashSet<UniString> gone;               // listed before
     mutable HashSet<UniString> longGone;           // and before those
     mutable std::unique_ptr<RegionTree> regionTree;
-    mutable UniString regionName; // whose tree it is
+    mutable UniString regionName; // of the tree
     mutable bool hasCustomAttributes = false;
 };
 

@@ -9,10 +9,10 @@ namespace IO {
 
 class Reflectable;
 
-/// Looks an object up for a question, and keeps it registered while the question runs: unregistering
-/// it on another thread waits for the end of the use.
+/// Looks up an object for a query, and keeps it registered while the query runs: unregistering it
+/// on another thread waits for the end of the use.
 ///
-/// Memory:  none. Uses are chained through the stacks of those who ask.
+/// Memory:  none. Uses are linked through the stacks of the querying threads.
 /// Threads: made and ended on one thread.
 /// Failure: null, as for ReflectionManager::Find.
 class ReflectableUse {
@@ -22,14 +22,14 @@ public:
     ReflectableUse(ReflectableUse const &) = delete;
     ReflectableUse & operator=(ReflectableUse const &) = delete;
 
-    /// Waits until the uses of the object that there are now have ended. Not in a use of one's own: it
+    /// Waits until the present uses of the object have ended. Not to be called within a use, which
     /// could be waited for in turn.
     static void WaitForEnd(Reflectable const * reflectable);
 
     Reflectable * Get() const { return reflectable; }
-    /// What of the location goes on below the object.
+    /// The part of the location below the object.
     RelativeLocation const & GetRest() const { return rest; }
-    /// Whether the object is known to leave GetAttributeValues to Reflectable.
+    /// Whether the object is known not to override GetAttributeValues.
     bool WalksTree() const;
 
 private:
@@ -40,7 +40,7 @@ private:
     RelativeLocation rest;
     std::type_info const * treeWalker = nullptr; // the row's
     std::uintptr_t thread = 0;
-    unsigned long long number = 0; // rising with the uses
+    unsigned long long number = 0; // increasing with each use
     ReflectableUse * next = nullptr;
 };
 

@@ -5,7 +5,7 @@
 
 namespace IO {
 
-/// What a client asks through. The seam for tests and harnesses, which put channels of their own here.
+/// A client's connection. A seam for tests and harnesses, which pass channels of their own.
 struct ReflectionClient::Connection : Mu::Allocated {
     virtual ~Connection() = default;
     virtual Mu::IBinaryChannel & GetInput() = 0;
@@ -13,7 +13,7 @@ struct ReflectionClient::Connection : Mu::Allocated {
     virtual void Close() = 0;
 };
 
-/// Connects a client to something else than a socket, which it owns from then on.
+/// Connects a client to something other than a socket, and takes ownership of it.
 struct ReflectionClientStart {
     using Connection = ReflectionClient::Connection;
     static void Connect(ReflectionClient & client, Connection * connection) {

@@ -10,9 +10,9 @@ namespace IO {
 
 /// The server's end of the dialogue with one inspector.
 ///
-/// Memory:  that of the request's body, as its bytes arrive, and that of the answer, both up to their
-///          limits. Up to 256 KiB of each, and room for 16,384 names, stay for the next request: to
-///          give large blocks back makes the system tidy up all the small ones of the names.
+/// Memory:  the body of the request, as its bytes arrive, and the answer, both up to their limits.
+///          Up to 256 KiB of each, and room for 16,384 names, are kept for the next request:
+///          freeing large blocks makes the system coalesce all the small ones of the names.
 /// Threads: one at a time.
 /// Failure: exceptions, after which the connection is of no use.
 class ReflectionDialogue {
@@ -22,7 +22,7 @@ public:
                        unsigned int answerLimit)
         : input(input), output(output), ident(ident), bodyLimit(bodyLimit), answer(answerLimit) {}
 
-    /// Reads a request and answers it. False: the inspector says goodbye.
+    /// Reads a request and answers it. False: the inspector ends the dialogue.
     bool ServeRequest();
 
     struct NameLists {

@@ -5,10 +5,10 @@
 
 namespace IO {
 
-/// A file with what a Reflectable said of one thing when it was connected to.
+/// A file with the text of one thing of a Reflectable, as it was when the file was connected to.
 class ReflectionFileEntry : public VFSFileEntry {
 public:
-    /// With a copy of the bytes. Throws Mu::OutOfMemoryException.
+    /// Copies the bytes. Throws Mu::OutOfMemoryException.
     ReflectionFileEntry(char const * content, unsigned int size);
     ~ReflectionFileEntry() override;
     ReflectionFileEntry(ReflectionFileEntry const &) = delete;

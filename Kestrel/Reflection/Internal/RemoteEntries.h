@@ -14,7 +14,7 @@ struct RemotePlace {
     RelativeLocation place;
 };
 
-/// A folder of another process, as of the moment at which it was first asked for something.
+/// A folder of another process, as it was at the first request about it.
 class RemoteFolderEntry final : public ReadOnlyFolderEntry {
 public:
     explicit RemoteFolderEntry(RemotePlace const & where) : where(where) {}
@@ -35,11 +35,11 @@ private:
     bool Look();
 
     RemotePlace const where;
-    RemoteTree::LevelRef level; // null until it is asked for
+    RemoteTree::LevelRef level; // null until it is requested
 };
 
-/// A file of another process. What it holds is asked for when it is opened; without being open it has
-/// only a length.
+/// A file of another process. Its content is requested when it is opened; before, only its length
+/// is known.
 class RemoteFileEntry final : public ReadOnlyFileEntry {
 public:
     RemoteFileEntry(RemotePlace const & where, RemoteKind kind) : where(where), kind(kind) {}
@@ -61,7 +61,7 @@ private:
     unsigned long long position = 0;
 };
 
-// Hand out the entry at a place of the tree.
+// Return the entry at a place of the tree.
 BaseFileSystem::ConnectStatus ConnectRemote(RemotePlace const & where, FolderEntry ** entry);
 BaseFileSystem::ConnectStatus ConnectRemote(RemotePlace const & where, FileEntry ** entry);
 

@@ -13,22 +13,22 @@ namespace IO {
 
 enum class RemoteKind : unsigned int { Folder, Thing, Table };
 
-/// As RemoteReflectionVFS::EscapeName, with so many of the first units escaped whether needed or not.
+/// As RemoteReflectionVFS::EscapeName, with at least so many of the first units escaped.
 Name EscapeRemoteName(Name const & name, unsigned int count);
 
-/// What another process shows, asked when it is wanted and kept for a moment.
+/// The content of another process, requested when needed and cached for a moment.
 ///
 /// Places are given by the names of entries, see RemoteReflectionVFS::EscapeName.
 ///
-/// Memory:  the answers that are kept. One that somebody holds is not counted.
-/// Threads: any; the process is asked one question at a time.
-/// Failure: the statuses of ReflectionClient, and Mu::OutOfMemoryException. After a failure the next
-///          question makes a new connection, unless one has just failed.
+/// Memory:  the cached answers. One that is in use is not counted.
+/// Threads: any; one request is sent at a time.
+/// Failure: the statuses of ReflectionClient, and Mu::OutOfMemoryException. After a failure the
+///          next request makes a new connection, unless one has just failed.
 class RemoteTree : public Mu::Allocated {
 public:
-    // What was answered; nobody changes it.
+    // Answers, which are immutable.
     struct Level : Mu::Allocated {
-        unsigned long long size = 0;             // about, of its memory
+        unsigned long long size = 0;             // approximate memory
         Mu::HashTable<Name, RemoteKind> entries; // by the names of entries
         Mu::Array<Reflectable::Attribute> attributes;
     };
@@ -42,20 +42,20 @@ public:
     RemoteTree(Mu::String const & host, unsigned short port, RemoteReflectionLimits const & limits);
 
     MuErrCode GetLevel(RelativeLocation const & place, LevelRef * level);
-    /// Of a thing, or of the table of the folder that the place lies in.
+    /// The values of a thing, or the table of the folder that the place lies in.
     MuErrCode GetBytes(RelativeLocation const & place, RemoteKind kind, BytesRef * bytes);
-    /// What stands there. ErrEntryNotFound: nothing does.
+    /// The kind of the entry. ErrEntryNotFound: there is none.
     MuErrCode Find(RelativeLocation const & place, RemoteKind * kind);
     void Disconnect();
 
-    /// The entry of a level that a name means, or null.
+    /// The entry of a level that a name denotes, or null.
     static RemoteKind const * Find(Level const & level, Name const & name);
 
 private:
     template <typename Kind>
     struct Kept {
         Mu::Ref<Kind> answer;
-        unsigned long long end; // microseconds of the clock, until which it is good
+        unsigned long long end; // microseconds of the clock, until which it is valid
     };
     template <typename Kind>
     using Table = Mu::HashTable<Mu::UniString, Kept<Kind>>;
@@ -75,15 +75,15 @@ private:
     Mu::String const host;
     unsigned short const port;
     RemoteReflectionLimits const limits;
-    Mu::Lock clientLock; // may be waited for as long as the process is
+    Mu::Lock clientLock; // may be held as long as the process takes to respond
     ReflectionClient client;
-    MuErrCode failure = NoError; // of the last connection, if it brought nothing
+    MuErrCode failure = NoError; // of the last connection, if it returned nothing
     unsigned long long failureTime = 0;
     Mu::Lock keptLock;
     Table<Level> levels;
     Table<Bytes> contents;
     unsigned long long keptSize = 0;
-    unsigned long long mostKeptSize; // more than that makes the tables drop what they can
+    unsigned long long mostKeptSize; // beyond this the tables drop what they can
 };
 
 } // namespace IO

@@ -6,8 +6,9 @@ class Thread;
 
 namespace IO {
 
-/// Takes the running service from the process when it is made, so that another one may start, and ends
-/// it when it goes. That waits for hooks, which may want any lock: hold none meanwhile.
+/// Takes over the running service of the process when it is constructed, so that another one may
+/// start, and ends it when it is destroyed. That waits for hooks, which may need any lock: hold
+/// none meanwhile.
 class ServiceEnd {
 public:
     ServiceEnd();
@@ -19,12 +20,12 @@ private:
     Mu::Thread * thread; // owned; null when none runs
 };
 
-/// Makes what this floor has of statics, in this order: the views of the address tree, the mounts, the
-/// file types and the root. They are registered from then on. A second call does nothing. The library's start
-/// calls it, and the tests of floors without one.
+/// Creates and registers the statics of this floor, in this order: the views of the address tree,
+/// the mounts, the file types and the root. A second call does nothing. Called by the library's
+/// start, and by the tests of floors without one.
 void StartReflection();
 
-/// Takes all that back in reverse.
+/// Destroys them in reverse order.
 void EndReflection();
 
 } // namespace IO

@@ -8,18 +8,18 @@ namespace IO {
 
 class ReflectableUse;
 
-/// The values of one thing after another in the same folder, each as GetAttributeValues of the object
-/// gives them.
+/// The values of things of one folder, one after another, each as GetAttributeValues of the object
+/// returns them.
 ///
-/// Where that is the one of Reflectable, the tree is walked once, to the folder, and no thing gets a
-/// location of its own.
+/// Where Reflectable's own GetAttributeValues is used, the tree is walked once, to the folder, and
+/// no location is made for a thing.
 ///
 /// Memory:  one block for the walk.
 /// Threads: one, that of the use.
 /// Failure: false as GetAttributeValues, and where there is no object; exceptions.
 class ValuesBelow {
 public:
-    /// The use stays the caller's, for as long as this.
+    /// The use stays the caller's, and must outlive this.
     explicit ValuesBelow(ReflectableUse const & use);
     ~ValuesBelow();
 

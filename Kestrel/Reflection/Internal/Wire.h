@@ -7,7 +7,7 @@
 
 namespace IO {
 
-/// A block of memory to read from, which stays the caller's.
+/// A block of memory to read from, owned by the caller.
 class BlockIChannel : public Mu::IBinaryChannel {
 public:
     BlockIChannel(char const * block, unsigned int size) : at(block), left(size) {}
@@ -16,9 +16,9 @@ public:
     unsigned int Read(char * destination, unsigned int count) override;
     unsigned int GetAvailable() override { return left; }
     void Close() override { left = 0; }
-    // False, with nothing taken: not all of it lies here.
+    // False, with nothing read: it is incomplete.
     bool TakeNumber(unsigned int * number);
-    /// The bytes of a text where they lie.
+    /// The bytes of a text in the block.
     bool TakeText(std::string_view * text);
 
 private:
@@ -26,7 +26,7 @@ private:
     unsigned int left;
 };
 
-/// An answer under way: written into memory, so that it goes out in one piece.
+/// An answer being composed in memory, so that it is sent in one piece.
 ///
 /// Memory:  one block, which doubles.
 /// Failure: Mu::OutOfMemoryException, also beyond the limit.
@@ -40,14 +40,14 @@ public:
     void Write(char const * source, unsigned int count) override;
     void Flush() override {}
     void Close() override {}
-    /// So many bytes more, for the caller to write over, until the next ones are taken.
+    /// Appends so many bytes for the caller to fill; valid until the next call.
     char * Take(unsigned int count);
-    /// Puts it behind what the other one holds, with its size in front.
+    /// Appends the content of another one, preceded by its size.
     void AppendTo(AnswerBlock & other) const;
     void CopyTo(Mu::OBinaryChannel & output) const;
-    /// Sends all of it. With a size, that of what stands behind it is put into the first 4 bytes.
+    /// Sends all of it. With a size, the size of what follows is stored in the first 4 bytes.
     void Send(Mu::OBinaryChannel & output, bool withSize);
-    /// For the next answer. The memory stays, if it is not more than that.
+    /// Empties it for the next answer. The memory is kept, unless it is larger than that.
     void Empty(unsigned int kept);
 
 private:
@@ -59,7 +59,7 @@ private:
     unsigned int const limit;
 };
 
-/// Bytes of a length that somebody announced: memory is taken as they arrive.
+/// Bytes whose length was announced by a peer: memory is taken as they arrive.
 class ArrivedBlock {
 public:
     ArrivedBlock() = default;
@@ -67,10 +67,10 @@ public:
     ArrivedBlock(ArrivedBlock const &) = delete;
     ArrivedBlock & operator=(ArrivedBlock const &) = delete;
 
-    /// In place of what it holds. False: there is no memory; what came was read then. Throws what the
-    /// channel throws.
+    /// Replaces the content. False: there is no memory; the bytes that arrived have been read.
+    /// Throws what the channel throws.
     bool ReadFrom(Mu::IBinaryChannel & channel, unsigned int count);
-    /// Gives the memory back, if it is more than that.
+    /// Frees the memory, if it is more than that.
     void Trim(unsigned int kept);
     char const * GetBytes() const { return block; }
     unsigned int GetSize() const { return size; }
@@ -81,12 +81,12 @@ private:
     unsigned int capacity = 0;
 };
 
-/// Throws the text "Text is too long" for one that ends beyond what lies there.
+/// Throws the text "Text is too long" for one that ends beyond the block.
 void ReadText(BlockIChannel & channel, Mu::UniString * text);
 /// A text of at most so many bytes. Throws the text "Text is too long" for a longer one.
 void ReadText(Mu::IBinaryChannel & channel, Mu::UniString * text, unsigned int limit);
 
-// As into any channel, at once.
+// As into any channel, but written in one step.
 void Write(AnswerBlock & answer, unsigned int number);
 void Write(AnswerBlock & answer, Mu::UniString const & text);
 /// The kind of the value in a byte, and what belongs to the kind. Throws as ReadValue does.

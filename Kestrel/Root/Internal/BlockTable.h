@@ -7,11 +7,11 @@
 
 namespace Mu {
 
-/// The addresses and sizes of blocks, found by address. Takes its own memory straight from the
-/// calls that it is given, always the same ones.
+/// The addresses and sizes of blocks, looked up by address. Allocates its own memory directly by
+/// the calls that it is given, always the same ones.
 ///
 /// Threads: one at a time.
-/// Failure: false, for no memory; the table is as it was.
+/// Failure: false, for no memory; the table is unchanged.
 class BlockTable {
 public:
     constexpr BlockTable() = default;
@@ -19,7 +19,7 @@ public:
     BlockTable & operator=(BlockTable const &) = delete;
 
     bool Insert(void * block, std::size_t size, MemoryCalls const & calls);
-    /// False: it is not there.
+    /// False: it is unknown.
     bool Remove(void * block, std::size_t * size);
     bool CopyTo(BlockTable & empty, MemoryCalls const & calls) const;
     void Clear(MemoryCalls const & calls);

@@ -5,15 +5,17 @@
 
 namespace Mu::Internal {
 
-/// What a narrow code can do. The code of the machine is one of these, and UTF-8 is.
+/// The operations of a narrow code. The machine's code is one of these, and so is UTF-8.
 struct CharCodeCalls {
-    /// Returns how many units the bytes become, and stores them where `units` is not null. Invalid
-    /// bytes become U+FFFD. More than UniString::MaxLength: the text is too long to be converted.
+    /// Returns the number of units that the bytes are converted to, and stores them where `units`
+    /// is not null. Invalid bytes become U+FFFD. More than UniString::MaxLength: the text is too
+    /// long to be converted.
     unsigned int (*decode)(char const * text, unsigned int length, unsigned short * units);
-    /// Returns how many bytes the units become, and stores them where `bytes` is not null. What the
-    /// code cannot express is replaced, and `*replaced`, which may be null, set then.
+    /// Returns the number of bytes that the units are converted to, and stores them where `bytes`
+    /// is not null. Characters that the code lacks are replaced, and `*replaced`, which may be
+    /// null, is set then.
     unsigned long long (*encode)(ConstSubstring const & text, char * bytes, bool * replaced);
-    /// Bytes of the character at `text`, of which `length` bytes are left; at least 1.
+    /// The size in bytes of the character at `text`, of which `length` bytes are left; at least 1.
     unsigned int (*getCharacterSize)(char const * text, unsigned int length);
 };
 
@@ -21,11 +23,11 @@ extern CharCodeCalls const utf8Calls;
 
 CharCodeCalls const & GetCharCodeCalls(MuCharCode code);
 
-/// Bytes of a narrow text: `length`, or up to the zero byte for -1; 0 for a null one. Throws
-/// OutOfMemoryException for a text whose length no count can hold.
+/// The length of a narrow text in bytes: `length`, or up to the zero byte for -1; 0 for a null one.
+/// Throws OutOfMemoryException if it exceeds the range of a count.
 unsigned int GetNarrowLength(char const * text, int length = -1);
 
-/// A narrow text as units, for the time of a comparison. Short ones take no memory.
+/// A narrow text as units during a comparison. Short ones need no allocation.
 class DecodedText {
 public:
     DecodedText(char const * text, unsigned int length, MuCharCode code);

@@ -8,8 +8,8 @@ namespace Mu::Internal {
 /// The units of the bytes 0x80 to 0xFF of an 8-bit character set. All differ.
 using CharacterRows = std::array<unsigned short, 128>;
 
-/// Windows code page 1252. Its five unused bytes stand for the control characters of their number,
-/// as the system takes them.
+/// Windows code page 1252. Its five unused bytes map to the control characters of their number, as
+/// the system does it.
 inline constexpr CharacterRows windows1252Rows = {
     0x20AC, 0x0081, 0x201A, 0x0192, 0x201E, 0x2026, 0x2020, 0x2021, 0x02C6, 0x2030, 0x0160, 0x2039,
     0x0152, 0x008D, 0x017D, 0x008F, 0x0090, 0x2018, 0x2019, 0x201C, 0x201D, 0x2022, 0x2013, 0x2014,
@@ -37,8 +37,8 @@ inline constexpr CharacterRows macRomanRows = {
     0x00CF, 0x00CC, 0x00D3, 0x00D4, 0xF8FF, 0x00D2, 0x00DA, 0x00DB, 0x00D9, 0x0131, 0x02C6, 0x02DC,
     0x00AF, 0x02D8, 0x02D9, 0x02DA, 0x00B8, 0x02DD, 0x02DB, 0x02C7};
 
-/// From one set to another, byte by byte. The characters that only one of the sets has are paired in
-/// the order of their bytes, so that the way there and the way back undo each other.
+/// From one set to another, byte by byte. Characters that only one of the sets has are paired in
+/// the order of their bytes, so that the two directions are inverse.
 class Recoding {
 public:
     constexpr Recoding(CharacterRows const & from, CharacterRows const & to) : bytes() {

@@ -5,8 +5,7 @@
 
 namespace Mu {
 
-/// Holds a lock core for places that must not fail: where the system refuses to wait, it tries
-/// again and again.
+/// Holds a lock core in places that must not fail: where the system refuses to wait, it retries.
 class CoreGuard {
 public:
     explicit CoreGuard(LockCore & core) : core(core) { Enter(core); }

@@ -5,8 +5,8 @@
 
 namespace Mu {
 
-/// The span in which the current thread waits at a parker, where an interruption wakes it if it
-/// wants that.
+/// The scope in which the current thread waits on a parker, from which an interruption wakes it if
+/// requested.
 ///
 /// Failure: Mu::InterruptedIOException from the constructor, when the thread was interrupted before
 ///          it could block, and from ThrowIfInterrupted.
@@ -18,9 +18,9 @@ public:
     InterruptibleWait & operator=(InterruptibleWait const &) = delete;
 
     Parker & GetParker() { return parker; }
-    /// Until the parker is woken, which returns true, or the timeout is over.
+    /// Returns true when the parker is woken, false on timeout.
     bool Wait(Timeout const & timeout);
-    /// Takes the interruption that has ended the wait, if one has.
+    /// Consumes the interruption that has ended the wait, if one has.
     void ThrowIfInterrupted();
     void Interrupt() override { parker.Wake(); }
 
@@ -29,7 +29,7 @@ private:
     Thread * thread = nullptr; // the current one, if the wait is interruptible
 };
 
-/// Until the parker is woken, which returns true, or the timeout is over.
+/// Returns true when the parker is woken, false on timeout.
 bool WaitAt(Parker & parker, Timeout const & timeout);
 
 } // namespace Mu

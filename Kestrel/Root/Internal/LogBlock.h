@@ -7,10 +7,9 @@
 
 namespace Mu {
 
-/// Log lines as they will stand in the log, one behind the other, on their way to the channel. A
-/// part of the logger.
+/// Formatted log lines in sequence, on their way to the channel. A part of the logger.
 ///
-/// Memory:  one block, which grows; a fixed one of the owner's can stand in until it must.
+/// Memory:  one block, which grows; until it must, a fixed one of the owner can be used.
 /// Threads: one at a time.
 /// Failure: false, for no memory.
 class LogBlock {
@@ -29,11 +28,11 @@ public:
 
     bool Add(char const * text, std::size_t length);
     bool Add(char c) { return Add(&c, 1); }
-    /// With line breaks as \n, and each byte of what could steer a terminal or a viewer as \xNN: control
-    /// characters, marks that turn the direction of writing or show as nothing, and what is no UTF-8.
+    /// With line breaks as \n, and each byte that could inject terminal sequences as \xNN: control
+    /// characters, marks that change the direction of writing or are invisible, and invalid UTF-8.
     bool AddEscaped(char const * text, std::size_t length);
     bool AddNumber(unsigned int value);
-    /// The line's format with the values of the composer, which may be null, in its placeholders.
+    /// The line's format with the composer's values, which may be null, in its placeholders.
     bool AddText(EventLogLine const & line, LogComposer const * composer, bool escaped);
 
 private:
@@ -57,7 +56,7 @@ public:
 private:
     void Format(unsigned long long second);
 
-    unsigned long long second = ~0ull; // the one that stands in the text
+    unsigned long long second = ~0ull; // the one in the text
     char text[Length] = {};
 };
 

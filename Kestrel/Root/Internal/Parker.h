@@ -4,9 +4,9 @@
 
 namespace Mu {
 
-/// One thread waits here until another wakes it. A wake before the wait counts, and stays, so each
-/// wait wants a parker of its own, usually on its stack. Whoever wakes does so inside a lock that
-/// the waiter takes before its parker goes.
+/// One thread waits here until another wakes it. A wake before the wait counts, and is never reset,
+/// so each wait needs a parker of its own, usually on its stack. The waking thread does so inside a
+/// lock that the waiter takes before its parker is destroyed.
 ///
 /// Threads: one waits, any wake.
 class Parker {
@@ -22,7 +22,7 @@ public:
             Platform::systemCalls.wait(place, word, 0, Platform::Forever);
     }
 
-    /// For clocks; everybody else asks the clock to wait. May return early.
+    /// For clocks; others use the clock to wait. May return early.
     void WaitBriefly(unsigned long long microseconds) {
         if (!IsWoken())
             Platform::systemCalls.wait(place, word, 0, microseconds);

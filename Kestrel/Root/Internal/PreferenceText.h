@@ -6,12 +6,12 @@ namespace Mu {
 
 // Pure functions of texts; any text is allowed. They take no memory and cannot fail.
 
-/// Looks up a value in the text of a settings file. True: it is there, and `*value` gets it without
-/// the blanks round it. False: `*value` stays as it is.
+/// Looks up a value in the text of a settings file. True: it exists, and `*value` becomes it
+/// without the blanks around it. False: `*value` is unchanged.
 bool FindPreference(std::string_view text, std::string_view key, std::string_view name,
                     std::string_view * value);
 
-/// Decimal, or hexadecimal behind 0x; a comment may follow. False: no number, or too large.
+/// Decimal, or hexadecimal after 0x; a comment may follow. False: no number, or too large.
 bool ParsePreference(std::string_view value, unsigned int * number);
 
 } // namespace Mu

@@ -4,8 +4,8 @@
 
 namespace Mu {
 
-/// Turns each value into text for people: numbers in decimal, the shortest that reads back the
-/// same; pointers in hexadecimal; objects by their Print. See textOProtocol.
+/// Converts each value to readable text: numbers in decimal, the shortest that reads back the same;
+/// pointers in hexadecimal; objects by their Print. See textOProtocol.
 class TextOProtocol final : public OProtocol {
 public:
     MuErrCode Write(OChannel & channel, Guid const & value) override;

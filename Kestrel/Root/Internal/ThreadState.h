@@ -6,26 +6,26 @@
 
 namespace Mu {
 
-/// What a Thread object and the thread it started share; the last of the two deletes it. A thread
-/// that this library did not start has one in its own storage, which nobody deletes.
+/// State shared by a Thread object and the thread that it started; the last of the two deletes it.
+/// A thread that this library did not start has one in its own storage, which is not deleted.
 class Thread::State : public Allocated {
 public:
-    /// For a thread that was not started here.
+    /// For a thread that this library did not start.
     State();
     State(RunnableTask const & task, UniString const & name);
 
     void Keep() { owners.fetch_add(1, std::memory_order_relaxed); }
     void Release();
 
-    /// False: the system has no thread to give.
+    /// False: the system could not create a thread.
     bool Start();
     bool IsStarted() const { return started; }
     bool HasEnded() const { return ended.load(std::memory_order_acquire); }
-    /// False: the timeout was over first.
+    /// False: the timeout came first.
     bool WaitForEnd(Timeout const & timeout, bool interruptible);
-    /// For a thread that has ended; it leaves the system. Once, later calls do nothing.
+    /// Joins a thread that has ended. Later calls do nothing.
     void Gather();
-    /// The owner is gone and the thread runs on: somebody will gather it later.
+    /// For a thread that outlives its owner: it is joined later, see below.
     void LeaveBehind();
 
     void Interrupt(bool forEver);
@@ -33,13 +33,13 @@ public:
     bool IsCanceled() const { return canceled.load(std::memory_order_acquire); }
     void BlockOn(Interruptible * interruptible);
 
-    /// The whole life of the thread, on it.
+    /// The main function of the thread.
     void Live();
 
     UniString const & GetName() const { return name; }
     unsigned int GetNumber() const { return number; }
 
-    /// Gathers those left behind that have ended.
+    /// Joins those abandoned threads that have ended.
     static void GatherLeftBehind();
 
 private:
@@ -47,16 +47,16 @@ private:
     void End();
 
     std::atomic<unsigned int> owners = 1;
-    RunnableTask task; // the thread's own; released when it has run
+    RunnableTask task; // the thread's own; released after it has run
     UniString name;
     unsigned int number;
-    std::uintptr_t handle = 0; // the system's; the owner's alone, until the thread was left behind
-    bool started = false;      // alike
+    std::uintptr_t handle = 0; // used by the owner alone, until it is abandoned
+    bool started = false;      // likewise
     std::atomic<bool> gathered = false;
     State * nextLeftBehind = nullptr;
 
     std::atomic<bool> ended = false;
-    WaitQueue waiters; // for the end
+    WaitQueue waiters; // waiting for the end
 
     LockCore interruptionLock;           // held while blockedOn is called
     Interruptible * blockedOn = nullptr; // under interruptionLock

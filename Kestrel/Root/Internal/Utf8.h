@@ -1,13 +1,13 @@
 #pragma once
 
-// UTF-8, one character at a time. Header-only, so that code that walks over outside bytes (names of
-// files, for one) can treat the invalid ones in a way of its own.
+// UTF-8, one character at a time. Header-only, so that code that decodes outside bytes (names of
+// files, for one) can treat invalid ones in a way of its own.
 
 namespace Mu::Internal {
 
 struct Utf8Character {
-    unsigned int codePoint; // of an invalid piece, U+FFFD
-    unsigned int size;      // bytes taken, at least 1
+    unsigned int codePoint; // U+FFFD for an invalid piece
+    unsigned int size;      // bytes consumed, at least 1
     bool isValid;
 };
 
@@ -20,11 +20,11 @@ constexpr bool IsLowSurrogate(unsigned int unit) {
     return (unit & 0xFC00) == 0xDC00;
 }
 
-/// How many bytes follow the lead byte and what the first of them may be, which keeps out long
-/// forms, surrogates and what lies above U+10FFFF.
+/// The number of bytes after the lead byte and the range of the first of them, which excludes
+/// overlong forms, surrogates and code points above U+10FFFF.
 struct Utf8Lead {
     unsigned int bits;
-    unsigned int following; // 0: no lead byte
+    unsigned int following; // 0: not a lead byte
     unsigned char lowest;
     unsigned char highest;
 };
@@ -41,8 +41,8 @@ constexpr Utf8Lead GetUtf8Lead(unsigned char lead) {
             static_cast<unsigned char>(lead == 0xF4 ? 0x8F : 0xBF)};
 }
 
-/// The character at `at`, which is before `end`. An invalid piece is the longest beginning of a
-/// character that stands there, so that a cut one becomes a single replacement.
+/// Decodes the character at `at`, which is before `end`. An invalid piece is the longest valid
+/// beginning of a character there, so that a truncated one becomes a single replacement.
 constexpr Utf8Character DecodeUtf8Character(char const * at, char const * end) {
     unsigned char const first = static_cast<unsigned char>(*at);
     if (first < 0x80)
@@ -60,7 +60,7 @@ constexpr Utf8Character DecodeUtf8Character(char const * at, char const * end) {
     return {codePoint, 1 + lead.following, true};
 }
 
-/// Stores the character, which is no surrogate, and returns its 1 to 4 bytes.
+/// Stores the character, which is no surrogate, and returns the number of bytes, 1 to 4.
 constexpr unsigned int EncodeUtf8Character(unsigned int codePoint, char (&bytes)[4]) {
     if (codePoint < 0x80) {
         bytes[0] = static_cast<char>(codePoint);

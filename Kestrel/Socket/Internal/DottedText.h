@@ -4,8 +4,7 @@
 
 #include <string_view>
 
-// IPv4 addresses and their texts. The same on every platform, so that what one host writes another
-// one reads alike.
+// IPv4 addresses and their texts. The same on every platform, so that all hosts read them alike.
 
 namespace IO::Socket {
 
@@ -21,7 +20,7 @@ inline constexpr unsigned int NoInetAddr = 0xFFFFFFFFu;
 /// does not fit are refused.
 unsigned int InetAddr(char const * text);
 
-/// Whether a call that takes a zero-terminated text would see only the start of this one.
+/// Whether the text holds a zero unit, where a call that takes a zero-terminated text would stop.
 inline bool HasZero(Mu::String const & text) {
     return std::string_view(text).find('\0') != std::string_view::npos;
 }

@@ -5,12 +5,12 @@
 
 namespace IO::Socket {
 
-/// The text of a failure, with the system's number and text behind it: "Socket read failed. (Error
+/// The text of a failure, followed by the system's number and text: "Socket read failed. (Error
 /// code: 10054. Error message: ...)" Without a text of the system, or with the number 0, only the
-/// number stands there.
+/// number follows.
 Mu::UniString GetErrorText(Mu::UniString const & text, unsigned int error);
 
-/// Throws with that text; without the system's part of it where memory is short.
+/// Throws with that text; without the system's part where memory is short.
 template <typename Exception>
 [[noreturn]] void Throw(char const * text, unsigned int error, char const * file = __builtin_FILE(),
                         unsigned int line = __builtin_LINE()) {

@@ -5,7 +5,7 @@
 
 namespace IO::Socket {
 
-/// The set behind FDSet::New: an array, in the order of adding.
+/// The implementation of FDSet::New: an array, in the order of adding.
 class FDSetImpl final : public FDSet {
 public:
     void Zero() override { count = 0; }

@@ -5,7 +5,7 @@
 
 namespace IO::Socket {
 
-/// Memory for a table of the system, whose content is unknown.
+/// Memory for a table of the system, uninitialised.
 class TableBlock {
 public:
     TableBlock() = default;
@@ -13,7 +13,8 @@ public:
     TableBlock(TableBlock const &) = delete;
     TableBlock & operator=(TableBlock const &) = delete;
 
-    /// The content goes. Throws Mu::OutOfMemoryException, and has none then.
+    /// Replaces the memory, without the content. Throws Mu::OutOfMemoryException, and is empty
+    /// then.
     void SetSize(unsigned int newSize) {
         Mu::DeleteOperator(data);
         data = nullptr;
@@ -32,15 +33,15 @@ private:
     unsigned int size = 0;
 };
 
-/// Which code a second call that fails leads to.
+/// The code to return when the second call fails.
 enum class SecondFailure { ItsOwn, ThatOfTheFirst };
 
-/// Fetches a table of a size that only the system knows: asks for it with room for `firstSize` bytes,
-/// makes the room that the system asks for if that was `tooSmall`, and asks for it again, whether the
-/// first room was enough or not. What the second call left counts.
+/// Fetches a table whose size only the system knows: calls it with `firstSize` bytes, allocates the
+/// size that the system returns if that was `tooSmall`, and calls it again, whether the first size
+/// was enough or not. The second call's result counts.
 ///
-/// `call(block, &size, isSecond)` returns 0 or the system's error, and puts the size that it needs
-/// where its own was. Returns 0 or the error; a table that grew in between is one. Throws
+/// `call(block, &size, isSecond)` returns 0 or the system's error, and stores the size that it
+/// needs in `size`. Returns 0 or the error; a table that grew in between is an error. Throws
 /// Mu::OutOfMemoryException.
 template <typename Call>
 unsigned int FetchTable(TableBlock & block, unsigned int firstSize, unsigned int tooSmall,
@@ -54,7 +55,7 @@ unsigned int FetchTable(TableBlock & block, unsigned int firstSize, unsigned int
         return first;
     size = block.GetSize();
     unsigned int const second = call(block, &size, true);
-    // Kept: adapter infos report the code of their first call, usually that its room was too small.
+    // Kept: adapter infos report the code of their first call, usually that its size was too small.
     if (second != 0 && secondFailure == SecondFailure::ThatOfTheFirst)
         return first != 0 ? first : InterfaceCalls::FailedWithoutCode;
     return second;

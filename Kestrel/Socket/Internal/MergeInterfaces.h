@@ -6,8 +6,8 @@
 
 namespace IO::Socket {
 
-/// Makes one list of the four tables and appends it: first what the interface table has, in its order,
-/// then the adapters that it does not have, in theirs. Calls nothing of the system, so it is the same
+/// Merges the four tables into one list and appends it: first the rows of the interface table, in
+/// its order, then the adapters that it lacks, in theirs. Makes no system calls, so it is the same
 /// on every platform. Throws Mu::OutOfMemoryException.
 ///
 /// Linear in the number of rows; an interface's addresses are compared with each other.

@@ -8,9 +8,9 @@ namespace IO::Socket {
 
 class SocketCalls;
 
-/// A handle of the system that some threads use while others replace or close it. It is given back when
-/// nobody uses it any more, so that nobody calls the system with a number that it has given to somebody
-/// else by then.
+/// A handle of the system that some threads use while others replace or close it. It is closed
+/// after its last use, so that no thread calls the system with a number that has been reused by
+/// then.
 ///
 /// Threads: any, without a lock.
 class SharedHandle {
@@ -19,14 +19,14 @@ class SharedHandle {
 public:
     using CloseCall = unsigned int (SocketCalls::*)(SocketHandle);
 
-    /// Holds none. `close` is what gives one back.
+    /// Starts empty. `close` closes a handle.
     explicit SharedHandle(CloseCall close) : close(close) {}
-    /// Nobody uses it any more.
+    /// Must not be in use any more.
     ~SharedHandle() { Close(); }
     SharedHandle(SharedHandle const &) = delete;
     SharedHandle & operator=(SharedHandle const &) = delete;
 
-    /// A use of the handle that is current when it begins; short, or what is closed stays open.
+    /// A use of the handle that is current at its start; keep it short, as it delays closing.
     class Use {
     public:
         explicit Use(SharedHandle & owner);
@@ -34,8 +34,8 @@ public:
         Use(Use const &) = delete;
         Use & operator=(Use const &) = delete;
 
-        /// Takes what `make` creates where there is none; of two threads at once that of one stays.
-        /// Returns the error of `make`. Throws Mu::OutOfMemoryException.
+        /// Stores what `make` creates if there is none; if two threads do so at once, one of the
+        /// two is kept. Returns the error of `make`. Throws Mu::OutOfMemoryException.
         unsigned int SetIfNone(unsigned int (SocketCalls::*make)(SocketHandle *));
         /// NoSocket where there is none.
         SocketHandle GetHandle() const;
@@ -49,11 +49,11 @@ public:
 
     /// The current one, or NoSocket; for comparisons only.
     SocketHandle Get();
-    /// Takes the handle over in place of the current one. Throws Mu::OutOfMemoryException, and has not
-    /// taken it then.
+    /// Takes ownership of the handle and replaces the current one. Throws Mu::OutOfMemoryException,
+    /// without taking ownership.
     void Set(SocketHandle handle);
     void Close();
-    /// The same with a last call for the handle, if somebody uses it; where that fails it stays.
+    /// The same with a last call for the handle, if it is in use; if that fails it is kept.
     void Close(unsigned int (SocketCalls::*last)(SocketHandle));
 
 private:
@@ -64,7 +64,7 @@ private:
 
     CloseCall const close;
     std::atomic<Owned *> current{nullptr};
-    std::atomic<Owned *> retired{nullptr}; // a list of those that are not current any more
+    std::atomic<Owned *> retired{nullptr}; // a list of former handles
     std::atomic<unsigned int> users{0};
 };
 

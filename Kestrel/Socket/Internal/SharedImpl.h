@@ -4,12 +4,12 @@
 
 namespace IO::Socket {
 
-/// Whether two handles stand for one socket; two empty ones do.
+/// Whether two handles refer to one socket; two empty ones do.
 inline bool IsSame(SocketImpl::Reference const & a, SocketImpl::Reference const & b) {
     return a == b || (!a.IsNull() && !b.IsNull() && a->Equals(*b));
 }
 
-/// Calls `step`; when it throws, closes what it worked on.
+/// Calls `step`; closes the socket when it throws.
 template <typename Step>
 void OrClose(SocketImpl::Reference const & impl, Step step) {
     try {

@@ -5,7 +5,7 @@
 
 namespace IO::Socket {
 
-/// The one SockAddr there is: the address as the seam to the system has it.
+/// The only implementation of SockAddr: the address in the form of the seam to the system.
 class SockAddrImpl final : public SockAddr {
 public:
     ~SockAddrImpl() override;

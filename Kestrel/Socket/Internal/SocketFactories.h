@@ -4,7 +4,7 @@
 
 namespace IO::Socket {
 
-// What the constructors of Socket and of ServerSocket ask; there from StartSockets on.
+// Used by the constructors of Socket and of ServerSocket; valid from StartSockets on.
 extern SocketImplFactory * socketFactory;
 extern SocketImplFactory * serverSocketFactory;
 

@@ -5,20 +5,20 @@
 
 namespace IO::Socket {
 
-/// What ends the waits at one socket from another thread: a signal of the system that they poll
-/// besides it. It comes into being at the first wait; an Interrupt uses it up, and the next wait makes
-/// another one.
+/// Ends the waits on one socket from another thread: a signal of the system that they poll besides
+/// it. It is created by the first wait; an Interrupt uses it up, and the next wait creates another
+/// one.
 ///
 /// Threads: any, without a lock.
 class SocketSignal {
 public:
-    /// What cannot be raised stays, so that a later Interrupt may do it.
+    /// A signal that cannot be raised is kept, so that a later Interrupt may retry.
     void Interrupt() { signal.Close(&SocketCalls::RaiseSignal); }
 
     /// One wait's share in the signal.
     class Watch {
     public:
-        /// Makes a signal where there is none. SocketException: the system has none to give.
+        /// Creates a signal if there is none. SocketException: the system could not.
         explicit Watch(SocketSignal & owner);
 
         SocketHandle GetHandle() const { return use.GetHandle(); }

@@ -2,12 +2,12 @@
 
 namespace IO::Socket {
 
-/// Makes what this floor has of statics, in this order: the addresses Any and Loopback, the factories
-/// of sockets, the start of the system's sockets. A second call does nothing. The library's start
-/// calls it, and the tests of floors without one. Without the system's sockets each call of theirs
-/// fails later with a number that says so.
+/// Creates the statics of this floor, in this order: the addresses Any and Loopback, the factories
+/// of sockets, the start of the system's sockets. A second call does nothing. Called by the
+/// library's start, and by the tests of floors without one. Where the system's sockets cannot be
+/// started, each call of theirs fails later with a number for that.
 void StartSockets();
-/// Takes that back in reverse, after which nothing of this floor must be used.
+/// Destroys them in reverse order; nothing of this floor must be used from then on.
 void EndSockets();
 
 // InternetAddress::Any and Loopback between these two.

@@ -4,8 +4,8 @@
 
 namespace IO::Socket {
 
-/// Fetches the system's four tables, in their order, and merges them. The name is that of the platform
-/// whose tables they are; on Linux the seam gives the same ones.
+/// Fetches the system's four tables, in their order, and merges them. Named after the platform that
+/// defines the tables; on Linux the seam provides the same ones.
 class WinNetworkInterfaceImpl final : public NetworkInterfaceImpl {
 public:
     ~WinNetworkInterfaceImpl() override;

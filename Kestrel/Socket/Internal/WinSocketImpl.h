@@ -38,15 +38,15 @@ public:
     void Flush() override {}
 
 private:
-    /// Waits until the socket is ready for some of `wanted`, PollEvent bits, or it is ready for
-    /// Except; `*ready` is 0 when the milliseconds, 0 for no limit, are over. Returns the number of
-    /// the system's error, and throws when the wait was interrupted.
+    /// Waits until the socket is ready for some of `wanted`, PollEvent bits, or for Except;
+    /// `*ready` is 0 when the milliseconds, 0 for no limit, are over. Returns the system's error,
+    /// and throws when the wait was interrupted.
     unsigned int Wait(SharedHandle::Use const & socket, unsigned char wanted,
                       unsigned int milliseconds, unsigned char * ready);
-    /// The same before the next try of a read or write, with the failures thrown.
+    /// The same before a retry of a read or write, but failures are thrown.
     void WaitToTry(SharedHandle::Use const & socket, unsigned char wanted, char const * failed,
                    char const * timedOut);
-    /// The error that waits at the socket, or why it cannot be read.
+    /// The pending error of the socket, or why it cannot be read.
     static unsigned int TakeError(SharedHandle::Use const & socket);
     void FinishConnect(SharedHandle::Use const & socket, unsigned int lastError);
     void KeepLocalEnd(SocketAddress const & address);
@@ -58,7 +58,7 @@ private:
     ISocketChannel input;
     OSocketChannel output;
     SocketSignal signal;
-    // The memory that was last found to be writeable.
+    // The memory that was last found to be writable.
     char const * goodData = nullptr;
     unsigned int goodLength = 0;
 };

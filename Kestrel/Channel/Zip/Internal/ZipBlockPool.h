@@ -7,7 +7,7 @@
 
 namespace IO {
 
-/// A piece of data on its way to the compressor or, without data, a command to it.
+/// A block of data for the compressor or, without data, a command to it.
 struct ZipBlock {
     static constexpr unsigned int Size = 4096;
     static constexpr unsigned int FinishCommand = 1;
@@ -20,8 +20,8 @@ struct ZipBlock {
     static ZipBlock MakeCommand(unsigned int command) { return {nullptr, command, 0}; }
 };
 
-/// A first-in first-out queue between two threads, one that pushes and one that pops. It holds as
-/// many blocks as are pushed; where it cannot grow, the pusher waits for the other side to take one.
+/// A first-in first-out queue between two threads, one that pushes and one that pops. It has no
+/// limit; where it cannot grow, the pusher waits for the other side to take a block.
 class ZipBlockQueue {
 public:
     ZipBlockQueue() = default;
@@ -30,8 +30,8 @@ public:
     ZipBlockQueue & operator=(ZipBlockQueue const &) = delete;
 
     void Push(ZipBlock const & block);
-    /// Waits, if there is none, until there are `atLeast`: one that waits for many is woken once for all
-    /// of them.
+    /// If it is empty, waits until there are `atLeast` blocks: who waits for many is woken only
+    /// once.
     ZipBlock Pop(unsigned int atLeast = 1);
     bool IsEmpty();
 
@@ -48,7 +48,7 @@ private:
     unsigned int capacity = OwnCapacity;
     unsigned int first = 0;
     unsigned int count = 0;
-    unsigned int awaited = 1; // by the one who pops, while it waits
+    unsigned int awaited = 1; // by the popping thread while it waits
 };
 
 /// The blocks between a writer and its compressor, and the storage of all of them.
@@ -58,8 +58,8 @@ public:
 
     ~ZipBlockPool();
 
-    /// An empty block: one that came back, or new storage while there may be more, else waits for
-    /// some to come back. Mu::OutOfMemoryException when there is no storage at all.
+    /// An empty block: a returned one, or new storage up to the limit; otherwise waits for blocks
+    /// to be returned. Mu::OutOfMemoryException when there is no storage at all.
     ZipBlock TakeFree();
 
     ZipBlockQueue filled;
@@ -68,7 +68,7 @@ public:
 private:
     void AddBlock();
 
-    Mu::ArrayFB<char *, 10> storage; // the writer's alone
+    Mu::ArrayFB<char *, 10> storage; // used by the writer alone
 };
 
 } // namespace IO

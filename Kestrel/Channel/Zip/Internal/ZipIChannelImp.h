@@ -7,7 +7,7 @@
 
 namespace IO {
 
-/// What stands behind a ZipIChannel: the decompressor over the source's own bytes.
+/// The implementation of a ZipIChannel: the decompressor over the source's own bytes.
 class ZipIChannel::ZipIChannelImp final : public InputBuffer::BinInput {
 public:
     explicit ZipIChannelImp(Mu::IChannel & source);
@@ -31,7 +31,7 @@ private:
     bool initialized = true;
     Mu::IChannel * sourceChannel; // not owned
     unsigned long long totalOutput = 0;
-    unsigned int rest = 0; // bytes that the source offered last and zlib left with it
+    unsigned int rest = 0; // bytes offered by the source last that zlib has not used
 };
 
 } // namespace IO

@@ -6,7 +6,7 @@
 
 namespace IO {
 
-/// An empty stream whose memory comes from the root.
+/// An empty stream that allocates from the root.
 inline z_stream MakeZipStream() {
     z_stream stream{};
     stream.zalloc = [](void *, uInt count, uInt size) -> void * {

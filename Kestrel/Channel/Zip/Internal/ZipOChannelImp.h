@@ -11,7 +11,7 @@
 
 namespace IO {
 
-/// What stands behind a ZipOChannel: the compressor, and the worker that drives it.
+/// The implementation of a ZipOChannel: the compressor, and the worker that drives it.
 ///
 /// From construction on, the stream, the output area, `zipStatus` and the destination belong to the
 /// worker, if there is one; the block that is being filled and the counters to the writer. Only the
@@ -24,7 +24,7 @@ public:
     MuErrCode InternalWrite(char const * source, unsigned int count,
                             unsigned int * written) override;
     MuErrCode ImpFullFlush();
-    /// Finishes the stream; the destination has all of it afterwards.
+    /// Finishes the stream; all of it has been written to the destination then.
     void Close();
 
     unsigned long long GetTotalInput() const { return totalInput; }
