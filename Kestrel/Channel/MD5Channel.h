@@ -9,7 +9,7 @@ namespace IO {
 ///
 /// Memory:  the adapter's block of 16384 bytes.
 /// Threads: one at a time.
-/// Failure: only a shortage of memory: look at GetOutputStatus before you trust the digest.
+/// Failure: only a shortage of memory: check GetOutputStatus before you trust the digest.
 class KESTREL_API MD5Channel : public OChannelAdapter, public OutputBuffer::BinOutput {
 public:
     MD5Channel();

@@ -15,7 +15,7 @@ namespace IO {
 /// Failure: EOI behind the last byte; otherwise those of InputBuffer.
 class KESTREL_API MemoryIChannel : public IChannelAdapter, public InputBuffer::BinInput {
 public:
-    /// Who frees the block.
+    /// The owner of the block.
     enum OwnershipType : unsigned int { LeaveWithCaller = 0, TakeOwnership = 1, PassOwnership = 2 };
 
     /// At its end, until SetSource.

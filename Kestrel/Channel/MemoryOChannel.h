@@ -21,7 +21,7 @@ public:
     static constexpr unsigned int DefaultInitialSize = 1024;
     static constexpr unsigned int NoLimit = 0xFFFFFFFF;
 
-    /// Who frees the block. A block that is handed over must come from BMAllocatePtr.
+    /// The owner of the block. A block that is handed over must come from BMAllocatePtr.
     enum OwnershipType : unsigned int { LeaveWithCaller = 0, TakeOwnership = 1, PassOwnership = 2 };
 
     /// On a block of its own; sizes of 0 mean DefaultInitialSize and NoLimit. GetStatus says
@@ -46,7 +46,7 @@ public:
     char const * GetDestination() const;
 
     unsigned int GetDataSize() const;
-    /// Flushes, then sets how much of the block counts as written: writing goes on from there.
+    /// Flushes, then sets how much of the block counts as written: writing continues from there.
     /// Always NoError.
     // Kept: the size is not checked against the block. What the block did not hold reads as zero
     // once writing goes on and the block has grown.
@@ -54,7 +54,7 @@ public:
     /// ErrMemoryFull: there is no block.
     MuErrCode GetStatus() const { return destination == nullptr ? ErrMemoryFull : NoError; }
 
-    /// Where the next byte goes, counted from the start of the block. Always NoError.
+    /// The position of the next byte, counted from the start of the block. Always NoError.
     MuErrCode GetOutputPosition(unsigned long long * position) const override;
     void SetDefaultOutputProtocol() override;
 

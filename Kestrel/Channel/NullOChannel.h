@@ -12,7 +12,7 @@ namespace IO {
 class KESTREL_API NullOChannel : public OChannelAdapter, public OutputBuffer::BinOutput {
 public:
     NullOChannel();
-    /// Does not flush: nobody can ask any more.
+    /// Does not flush: nothing could observe it any more.
     ~NullOChannel() override;
 
     /// All bytes written, flushed or not.

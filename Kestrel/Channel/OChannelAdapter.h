@@ -29,7 +29,7 @@ public:
 
     // Out-parameters that count may be null here.
 
-    // Kept: `*written` is `count` whatever came of it. Bytes wait in the buffer, so there is no
+    // Kept: `*written` is `count` whatever the result. Bytes wait in the buffer, so there is no
     // telling how many arrive; the status is what counts.
     KESTREL_INLINE_API MuErrCode WriteBin(char const * source, unsigned int count,
                                           unsigned int * written) override {
@@ -39,7 +39,7 @@ public:
     }
     MuErrCode DirectOutputAccess(unsigned int offset, char ** data,
                                  unsigned int * available) override;
-    /// Where the next byte goes, counted from the first one ever written; it goes back with PopMark
+    /// The position of the next byte, counted from the first one ever written; PopMark sets it back
     /// and returns with ResetOffset. Always NoError.
     MuErrCode GetOutputPosition(unsigned long long * position) const override;
     MuErrCode Flush() override;

@@ -21,7 +21,7 @@ public:
     /// Mu::OutOfMemoryException.
     explicit OChannelAdapterForOBinaryChannel(
         Mu::Ref<Mu::OBinaryChannel, Mu::AtomicCounter> const & channel);
-    /// Flushes. Whether that went well is lost: flush before, to know.
+    /// Flushes. The result is lost: flush before to get it.
     ~OChannelAdapterForOBinaryChannel() override;
 
     void SetDefaultOutputProtocol() override;

@@ -43,7 +43,7 @@ public:
     /// process.
     explicit OutputBuffer(BinOutput * output = nullptr, unsigned int blockSize = 0);
 
-    /// Drops what was not flushed: whoever owns the buffer flushes first if the bytes matter.
+    /// Drops unflushed bytes: the owner of the buffer flushes first if they matter.
     ~OutputBuffer();
 
     OutputBuffer(OutputBuffer const &) = delete;
@@ -133,8 +133,8 @@ public:
     void ClearBinOutput();
 
     void EnableBuffering() { bufferingEnabled = true; }
-    /// Drains the buffer; from now on every write goes straight to the sink. Ignored while a mark
-    /// is alive or the buffer is rewound.
+    /// Drains the buffer; from now on every write is passed directly to the sink. Ignored while a
+    /// mark is alive or the buffer is rewound.
     void DisableBuffering();
     bool IsBufferingEnabled() const { return bufferingEnabled; }
 

@@ -13,7 +13,7 @@ namespace IO {
 
 /// What the protocols that read a given platform's binary form have in common: they say which.
 ///
-/// The form is that of BinIProtocol, with multi-byte values turned round and 8-bit texts recoded
+/// The form is that of BinIProtocol, with multi-byte values byte-swapped and 8-bit texts recoded
 /// where the platform differs from Windows. A reader finds the writer's mark in the data, a 16-bit
 /// value that reads alike in both byte orders, and switches the channel with SetPlatformIProtocol.
 ///

@@ -18,9 +18,9 @@ namespace IO {
 /// A channel's input as a std::streambuf. Reads nothing ahead of what the stream takes, so that the
 /// channel may be read in between.
 ///
-/// The end of the stream is where the channel gives no byte any more; its status says why.
-/// Positions can be asked for (tellg) but not set. A byte can be put back any number of times,
-/// ungetting works for the one read last.
+/// The stream ends where the channel yields no more bytes; its status is the reason. Positions can
+/// be queried (tellg) but not set. A byte can be put back any number of times, ungetting works for
+/// the one read last.
 class IChannelStreamBuffer : public std::streambuf {
 public:
     /// The channel must outlive this.
@@ -158,7 +158,7 @@ public:
         SetBinInput(*this);
     }
 
-    /// Counted from where the stream stood.
+    /// Counted from the position at construction.
     MuErrCode GetInputPosition(unsigned long long * position) const override {
         *position = taken - std::min<unsigned long long>(taken, GetDataSizeInInputBuffer());
         return NoError;

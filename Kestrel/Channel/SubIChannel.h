@@ -4,7 +4,7 @@
 
 namespace IO {
 
-/// Reads a window of fixed length of another channel, from where that one stands.
+/// Reads a window of fixed length of another channel, from its present position.
 ///
 /// Reading ahead never takes a byte behind the window. Behind a window that was read to its end the
 /// source stands right; before that, it stands behind what this channel holds in its buffer.
@@ -35,7 +35,7 @@ private:
 
     Mu::IChannel * sourceChannel; // not owned
     unsigned int dataLength;
-    unsigned int consumed = 0; // bytes asked of the source, <= dataLength
+    unsigned int consumed = 0; // bytes requested from the source, <= dataLength
 };
 
 } // namespace IO

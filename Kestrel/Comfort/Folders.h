@@ -19,9 +19,9 @@
 
 namespace IO {
 
-/// What an enumeration gives for each entry. Length and time are there where the enumeration has them,
-/// as Folder::GetFoundFile documents: mostly for plain files on Linux, for none on Windows. GetSize
-/// below queries the file where they are missing.
+/// What an enumeration reports for each entry. Length and time are there where the enumeration has
+/// them, as Folder::GetFoundFile documents: mostly for plain files on Linux, for none on Windows.
+/// GetSize below queries the file where they are missing.
 struct FoundEntry {
     Name name;
     bool isFolder = false; ///< after links were followed, where they are
@@ -66,7 +66,7 @@ inline Result<unsigned long long> GetSize(TreeEntry const & entry) {
     return entry.length ? Result(*entry.length) : GetSize(entry.GetLocation());
 }
 
-/// Calls a visitor, and returns whether to go on: what it returns, or always.
+/// Calls a visitor, and returns whether to continue: the visitor's result, or true if it has none.
 template <typename Visit, typename... Arguments>
 bool GoesOn(Visit & visit, Arguments const &... arguments) {
     if constexpr (std::is_void_v<std::invoke_result_t<Visit &, Arguments const &...>>) {
@@ -76,9 +76,9 @@ bool GoesOn(Visit & visit, Arguments const &... arguments) {
         return visit(arguments...);
 }
 
-/// Calls `visit` for each entry of the folder, `visit(entry)` or `visit(name, isFolder)`, of which the
-/// second saves a system call for each file on Linux, the one for its length. One that returns false ends the
-/// enumeration, which is no failure. What `visit` throws comes out of here.
+/// Calls `visit` for each entry of the folder, `visit(entry)` or `visit(name, isFolder)`, of which
+/// the second saves a system call for each file on Linux, the one for its length. One that returns
+/// false ends the enumeration, which is no failure. Exceptions of `visit` are passed on.
 /// Failure: those of Folder::Enumerate.
 template <typename Visit>
 [[nodiscard]] MuErrCode ForEach(Folder const & folder, Visit && visit,
@@ -166,10 +166,10 @@ inline EntryIterator end(Folder const &) {
     return EntryIterator();
 }
 
-/// Calls `visit` for each file and folder below `root`, `visit(entry)` with a TreeEntry or, without a
-/// location and a length, `visit(folder, name, isFolder)`: depth first, a folder before what is in it.
-/// Links are followed as TreeEnumerator documents, or else reported as links. One that returns false
-/// ends the walk, which is no failure. What `visit` throws comes out of here.
+/// Calls `visit` for each file and folder below `root`, `visit(entry)` with a TreeEntry or, without
+/// a location and a length, `visit(folder, name, isFolder)`: depth first, a folder before what is
+/// in it. Links are followed as TreeEnumerator documents, or else reported as links. One that
+/// returns false ends the walk, which is no failure. Exceptions of `visit` are passed on.
 /// Failure: those of TreeEnumerator::Do.
 template <typename Visit>
 [[nodiscard]] MuErrCode

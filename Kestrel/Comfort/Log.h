@@ -34,9 +34,9 @@ void AppendValue(LogComposer & composer, T const & value) {
 ///
 ///     Mu::Log(Mu::LogSeverity::Warning, "MyHost", "% of % files are old", old, count);
 ///
-/// Each "%" of the format takes a value; "%%" is a percent sign. Costs a test of a flag when nobody
-/// wants the line. Memory and threads: as for FastLogger. A shortage in the making of a value throws
-/// std::bad_alloc.
+/// Each "%" of the format takes a value; "%%" is a percent sign. Costs a test of a flag when there
+/// is no listener for the line. Memory and threads: as for FastLogger. A shortage in the making of
+/// a value throws std::bad_alloc.
 template <typename... Values>
 void Log(LogSeverity severity, char const * domain, char const * format, Values const &... values) {
     if (!logger.IsWanted(severity))
@@ -47,8 +47,8 @@ void Log(LogSeverity severity, char const * domain, char const * format, Values 
     logger.Append(line, &composer);
 }
 
-/// As long as it lives, lines of a severity and above stand on standard error, too, one each, with what
-/// could steer a terminal escaped.
+/// As long as it lives, lines of a severity and above are written to standard error, too, one each,
+/// with terminal sequences escaped.
 class StandardErrorLog final : private LogObserver {
 public:
     explicit StandardErrorLog(LogSeverity severity) { SetLeast(severity); }

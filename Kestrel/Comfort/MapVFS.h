@@ -23,8 +23,8 @@ namespace IO {
 ///     files.Add("state/uptime.txt", [] { return std::to_string(GetUptime()); });
 ///     if (IO::fileSystem.Mount(files, IO::Location("C:\\Program state")) == IO::NoError)
 ///
-/// Everything that reads files and folders works on them; nothing can be changed through them. Where
-/// folders are to be made and entries deleted, see MemoryVFS.
+/// Everything that reads files and folders works on them; nothing can be changed through them. For
+/// creating folders and deleting entries, see MemoryVFS.
 ///
 /// Memory:  the names and the bytes; an open file holds a copy of its own.
 /// Threads: Add before Mount. Functions are called by the threads that open files and ask for

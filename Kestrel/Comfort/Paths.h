@@ -29,8 +29,8 @@ inline Location operator/(Location base, RelativeLocation const & relative) {
     return base;
 }
 
-/// The folder that the location lies in. Error: a root has none; a location that is not healthy gives
-/// its status.
+/// The folder that the location lies in. Error: a root has none; for a location that is not
+/// healthy, its status.
 inline Result<Location> GetParent(Location location) {
     MuErrCode const status = location.DeleteLastLocalName();
     return status == NoError ? Result<Location>(std::move(location))

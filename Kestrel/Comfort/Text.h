@@ -50,9 +50,9 @@ operator<<(OChannel & channel, Number number) {
 
 namespace IO {
 
-/// What stands next in the channel, as a stream of the standard library reads it: a number, or a
-/// std::string up to the next white space; white space in front is passed over. Error: something else
-/// stands there; the channel's status where that is why.
+/// The next value in the channel, as a stream of the standard library reads it: a number, or a
+/// std::string up to the next white space; white space in front is passed over. Error: there is
+/// something else; the channel's status where that is the reason.
 template <typename T>
 Result<T> Extract(Mu::IChannel & channel) {
     IChannelStreamBuffer buffer(channel);

@@ -12,7 +12,7 @@ class Location;
 ///
 /// An implementation of a file system derives from FixedVFS or RollingVFS, not from here.
 ///
-/// Memory:  the entries that Connect hands out stay the file system's; each comes back through
+/// Memory:  the entries that Connect returns stay the file system's; each is returned through
 ///          Disconnect before the file system may go.
 /// Threads: IO::fileSystem calls all four under its lock, one at a time.
 /// Failure: statuses; with any but Connected the output is ignored.

@@ -13,8 +13,8 @@ class BaseFileSystem;
 /// small statuses of their own; turning those into codes, and writing log lines, is done once for
 /// all file systems, in File and Folder.
 ///
-/// Memory:  an entry belongs to the file system that made it. Connect hands it out, Disconnect
-///          takes it back.
+/// Memory:  an entry belongs to the file system that made it. Connect returns it, Disconnect takes
+///          it back.
 /// Threads: used by one File or Folder at a time; entries need no lock.
 /// Failure: statuses. An entry writes no log line.
 class KESTREL_API FSEntry : public Mu::Allocated {

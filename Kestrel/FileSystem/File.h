@@ -38,8 +38,8 @@ class Folder;
 ///          path operations may throw Mu::OutOfMemoryException; the New functions return
 ///          ErrMemoryFull instead.
 /// Threads: one at a time. Two Files on one file are independent of each other.
-/// Failure: statuses. What the constructor met stands in GetStatus, and every operation of a File
-///          that is not connected returns it. A failure writes one log line in the domain "IO". An
+/// Failure: statuses. GetStatus returns that of the constructor, and every operation of a File that
+///          is not connected returns it. A failure writes one log line in the domain "IO". An
 ///          interrupted thread leaves the wait between two tries with Mu::InterruptedIOException:
 ///          out of Open, IsReadable and IsWriteable, never out of the destructor.
 class KESTREL_API File : public Mu::IChannel,
@@ -251,7 +251,7 @@ private:
     bool readable = false;
     bool writeable = false;
     bool seekable = false;
-    // Of the next byte that the caller sees, but for what was read or written in line since NoteInLine.
+    // Of the caller's next byte, without those read or written in line since NoteInLine.
     mutable unsigned long long position = 0;
     MuErrCode status = Error;
 };

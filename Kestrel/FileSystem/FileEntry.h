@@ -7,7 +7,7 @@ namespace IO {
 
 /// One file of a file system: opened, read, written and queried through File.
 ///
-/// Rules of FSEntry. Nothing here buffers: what a call is given goes to the file, or is refused.
+/// Rules of FSEntry. Nothing here buffers: a call passes its bytes to the file, or refuses them.
 class KESTREL_API FileEntry : public FSEntry {
 public:
     /// None of the modes creates a file.
@@ -29,7 +29,7 @@ public:
         Other = 3
     };
     enum class ReadStatus : unsigned int { Done = 0, EndOfFile = 1, ReadError = 2 };
-    /// For Flush, WriteError stands for any other failure.
+    /// For Flush, WriteError means any other failure.
     enum class WriteStatus : unsigned int { Done = 0, DeviceFull = 1, WriteError = 2 };
     enum class SeekStatus : unsigned int { Done = 0, IllegalPosition = 1, Other = 2 };
     enum class CloseStatus : unsigned int { Done = 0, WriteError = 1, DeviceFull = 2, Other = 3 };
@@ -72,7 +72,7 @@ public:
     virtual AttributeStatus IsWriteProtected(bool * writeProtected) = 0;
     virtual AttributeStatus SetWriteProtection(bool writeProtected) = 0;
 
-    /// Who keeps the file from being written, as far as the file system knows.
+    /// What prevents the file from being written, as far as the file system knows.
     virtual LockerStatus GetWriteLocker(Mu::UniString * program) = 0;
 };
 

@@ -5,7 +5,7 @@
 
 namespace IO {
 
-/// What a name in a folder stands for.
+/// The type of an entry.
 enum class EntryType : unsigned int { File = 0, Folder = 1, Link = 2 };
 
 /// Which of the times of an entry.

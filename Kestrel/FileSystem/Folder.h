@@ -14,7 +14,7 @@ namespace IO {
 class FileEntry;
 class FolderEntry;
 
-/// A folder at a location: everything that changes what a folder holds goes through it.
+/// A folder at a location: all changes to the content of a folder are operations of it.
 ///
 /// Entries are named by a Name inside the folder. What the two sides' file system cannot do because
 /// they are two (Move and Copy from one into another), a Folder does by reading and writing.
@@ -50,8 +50,8 @@ public:
     static constexpr unsigned int Untyped = 8; ///< entries whose type cannot be had
     static constexpr unsigned int Everything = 15;
 
-    /// Gets each entry of an enumeration; returns true to go on. A link that is reported as a link,
-    /// and an entry whose type cannot be had, come with `isFolder` false.
+    /// Called with each entry of an enumeration; returns true to continue. A link that is reported
+    /// as a link, and an entry whose type cannot be had, come with `isFolder` false.
     using Callback = bool (*)(Folder & folder, Name const & name, bool isFolder, void * data);
     using ConstCallback = bool (*)(Folder const & folder, Name const & name, bool isFolder,
                                    void * data);
@@ -85,7 +85,8 @@ public:
     // pass null.
 
     virtual MuErrCode CreateFile(Name const & name, FileEntry * entry = nullptr);
-    /// With the rights of the file `model`, as far as the user may give them, and never with more.
+    /// With the permissions of the file `model`, as far as the user may grant them, and never with
+    /// more.
     MuErrCode CreateFileLike(Name const & name, Name const & model);
     virtual MuErrCode CreateFolder(Name const & name, FolderEntry * entry = nullptr);
     virtual MuErrCode CreateLink(Name const & name, Location const & target);
@@ -106,7 +107,7 @@ public:
     /// Into another folder, of any file system. After a failure a half-made copy is gone and the
     /// source stays. Kept: to another file system or drive a folder goes as a copy, and when then
     /// some entry of the source cannot be deleted, the copy goes, and with it what was deleted of
-    /// the source before; delete by hand after a Copy where that must not happen. A file that is
+    /// the source before; delete explicitly after a Copy where that must not happen. A file that is
     /// open stays where it is; a folder with one beneath moves on Linux, and stays on Windows.
     ///
     /// Inside one file system and drive, one step, as Rename. Else the source goes only when all of
@@ -131,8 +132,8 @@ public:
     [[nodiscard]] virtual MuErrCode Copy(Name const & from, Folder & target, Name const & to);
     [[nodiscard]] virtual MuErrCode Copy(Name const & from, Name const & to);
 
-    /// A folder goes with all that is in it, entry by entry. ErrEntryNotFound comes with a warning
-    /// line.
+    /// A folder is deleted with all that is in it, entry by entry. ErrEntryNotFound comes with a
+    /// warning line.
     virtual MuErrCode Delete(Name const & name, DataSafety safety = DataSafety::KeepProtected,
                              AccessDeniedTreatment treatment = AccessDeniedTreatment::RetryPrivate);
     /// Deletes every entry; stops at the first that fails and returns its status.
@@ -144,7 +145,7 @@ public:
     virtual MuErrCode Contains(Name const & name, bool * contained) const;
     /// ErrEntryNotFound, ErrFolderAccessDenied, Error; none is logged.
     virtual MuErrCode GetType(Name const & name, EntryType * type) const;
-    /// As GetType, but a link gives the type of what it leads to, followed once.
+    /// As GetType, but for a link the type of its target, followed once.
     virtual MuErrCode GetResolvedType(Name const & name, EntryType * type) const;
     virtual MuErrCode CountFiles(unsigned int * count) const;
     virtual MuErrCode CountFolders(unsigned int * count) const;

@@ -97,7 +97,7 @@ public:
     virtual MoveStatus Move(Name const & from, FolderEntry & target, Name const & to,
                             bool force) = 0;
     virtual CopyStatus Copy(Name const & from, FolderEntry & target, Name const & to) = 0;
-    /// A folder goes with all that it holds.
+    /// A folder is deleted with all that it holds.
     virtual DeleteStatus Delete(Name const & name, bool force) = 0;
 
     virtual GetTypeStatus GetType(Name const & name, EntryType * type) = 0;

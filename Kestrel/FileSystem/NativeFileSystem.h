@@ -9,7 +9,7 @@ namespace IO {
 /// The file system of the platform, of which there is one: it serves all that lies on disks and
 /// shares, and knows what only the platform knows.
 ///
-/// The object publishes itself when it is made and withdraws when it goes.
+/// The object publishes itself when it is constructed and withdraws when it is destroyed.
 class KESTREL_API NativeFileSystem : public BaseFileSystem {
 public:
     enum class EstimateStatus : unsigned int {
@@ -39,7 +39,7 @@ public:
     /// False only for a medium that is not in its drive.
     virtual bool IsOnLine(Location const & location) = 0;
     virtual bool GetSpecialLocation(SpecLocId id, Location * location) = 0;
-    /// Follows a link in the last place. A location that is no link comes out as it is.
+    /// Follows a link in the last place. A location that is no link is returned unchanged.
     virtual bool ResolveLocation(Location const & from, Location * to) = 0;
 
     /// The type of a location as its parent folder reports it, with a link followed once.

@@ -30,7 +30,7 @@ public:
     /// Opens the new file. GetStatus is then NoError, or why not: a status of File, File::Open or
     /// Folder::CreateFile; ErrFileAccessDenied for a target that could not be written either.
     explicit ReplacingFile(Location const & target);
-    /// Without a Commit that returned NoError, the new file goes and the old one stays.
+    /// Without a Commit that returned NoError, the new file is deleted and the old one stays.
     ~ReplacingFile();
     ReplacingFile(ReplacingFile const &) = delete;
     ReplacingFile & operator=(ReplacingFile const &) = delete;

@@ -42,7 +42,7 @@ public:
 
     // What a walk calls, in this order for each entry. Those that do nothing here return true.
 
-    /// True: go on with the entry by one of the next three.
+    /// True: continue with the entry by one of the next three.
     virtual bool EntryFound(Name const & name, bool isFolder);
     /// A file, or a link to one. The result is not used.
     virtual bool FileFound(Name const & name);
@@ -55,7 +55,7 @@ public:
     virtual void FolderEntered(Name const & name, Folder const & folder);
     virtual void FolderExited(Name const & name, Folder const & folder);
 
-    /// The walk. May be done again and begins anew then. NoError also after Stop;
+    /// The walk. May be repeated, and starts from the beginning then. NoError also after Stop;
     /// ErrTreeAccessDenied: a folder may not be read; Error: another failure, or no folder.
     virtual MuErrCode Do();
 

@@ -6,7 +6,7 @@
 
 namespace FTM {
 
-/// A small number that stands for a file type or for a group of types.
+/// A small number that identifies a file type or a group of types.
 ///
 /// Types and groups share one number space: a negative value is a group, zero or a positive one a
 /// type. Identifiers mean something in one process only, and a number may be given again once its

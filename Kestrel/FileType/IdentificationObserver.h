@@ -4,7 +4,7 @@
 
 namespace FTM {
 
-/// Hears why FileTypeManager::Identify gives its result, while it looks for it; for diagnosis.
+/// Observes how FileTypeManager::Identify finds its result; for diagnosis.
 ///
 /// Memory:  none.
 /// Threads: called on the thread of the question, with the file type lock held.

@@ -8,7 +8,7 @@
 namespace FTM {
 
 /// A zero-terminated narrow text that lies inside the object while it is short. The size counts the
-/// zero byte. Private to the records of the file types, in whose layout it stands.
+/// zero byte. Private to the records of the file types, whose layout it is a part of.
 ///
 /// Memory:  a block of the root for a longer text.
 /// Threads: one at a time.

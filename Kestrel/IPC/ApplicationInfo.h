@@ -22,7 +22,7 @@ public:
     ~ApplicationInfo() override;
     /// After a failure the fields that came before it are the new ones.
     MuErrCode Read(Mu::IChannel & channel) override;
-    /// The name, the version and the path, without a frame round them.
+    /// The name, the version and the path, without a frame.
     MuErrCode Write(Mu::OChannel & channel) const override;
 
     ApplicationInfo();

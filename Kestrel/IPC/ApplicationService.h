@@ -19,7 +19,7 @@ namespace IO::IPC {
 /// | "This"    |                                                   | an ApplicationInfo            |
 /// | "Launch"  | the program, Location; Mu::Array<Mu::UniString>   | the status, int               |
 ///
-/// Any other request has an empty answer.
+/// The answer to any other request is empty.
 ///
 /// Threads: the one that drives the pool.
 class KESTREL_API ApplicationService final : public Service {

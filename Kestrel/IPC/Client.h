@@ -50,10 +50,10 @@ public:
     /// Messages go to that service from the next one on. While connected only. The status of a
     /// location that is not healthy; nothing is selected then.
     MuErrCode SelectService(Location const & location);
-    // Not owned; an observer detaches itself before it goes.
+    // Not owned; an observer detaches itself before it is destroyed.
     void Attach(ClientObserver & observer) { EventSource::Attach(observer); }
     void Detach(ClientObserver & observer) { EventSource::Detach(observer); }
-    /// Looks whether the connection stands now. For the pool.
+    /// Checks whether the connection is established now. For the pool.
     void ProcessPendingConnect();
 
     /// Host and port of the location's URL. Error: it has no port.

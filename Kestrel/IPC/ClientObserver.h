@@ -16,7 +16,7 @@ class Client;
 class KESTREL_API ClientObserver : public Mu::EventObserver {
 public:
     virtual void ClientConnected(Client & client, Location const & location) = 0;
-    /// `whileConnecting`: it never stood.
+    /// `whileConnecting`: it was never established.
     virtual void ClientDisconnected(Client & client, bool whileConnecting) = 0;
 };
 

@@ -24,7 +24,7 @@ class Server;
 struct SocketInterest {
     unsigned long long socket;
     bool read;  ///< bytes, a connection to accept, or the peer's end
-    bool write; ///< room to send, or a connection that was asked for stands
+    bool write; ///< room to send, or a requested connection is established
 };
 
 /// The engine of all connections: one pass looks at every socket of the process, without waiting.
@@ -116,7 +116,7 @@ private:
     CommunicatorPool();
     ~CommunicatorPool();
 
-    /// A pass that leaves the look at the sockets to the wait right behind it.
+    /// A pass that leaves polling the sockets to the wait right after it.
     void ProcessBeforeWait();
     void MakePass(bool looks);
     void SomeoneIsLost() { isSomeoneLost = true; }
@@ -129,7 +129,7 @@ private:
     Entries::const_iterator Find(unsigned long long socket) const;
     Entry const & Get(unsigned long long socket, std::size_t * near) const;
     void ProcessPendingConnects();
-    /// The end point has something to do at a pass although nothing comes.
+    /// The end point has something to do in a pass without new input.
     void Wake(EndPoint & endPoint);
     void SetAwake(Entry & entry);
     void SetAsleep(unsigned long long socket);

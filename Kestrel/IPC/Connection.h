@@ -20,7 +20,7 @@ public:
         Idle = 2
     };
 
-    /// Idle, and nobody's.
+    /// Idle and unowned.
     Connection();
     /// Takes the socket, registers with the pool and reads what is there.
     Connection(Server * server, unsigned long long socket);

@@ -13,10 +13,10 @@ namespace IO::IPC {
 ///
 /// Memory:  the list. Mu::OutOfMemoryException on shortage; the list is the earlier one then.
 /// Threads: the one that drives the pool; there is one walk over the processes at a time.
-/// Failure: none. A system that does not let itself be asked gives an empty list.
+/// Failure: none. A system that cannot be queried yields an empty list.
 class KESTREL_API ProcessInfoProvider {
 public:
-    /// Looks at the processes when it is first called.
+    /// Queries the processes when it is first called.
     static ProcessInfoProvider & Instance();
     ProcessInfoProvider(ProcessInfoProvider const &) = delete;
     ProcessInfoProvider & operator=(ProcessInfoProvider const &) = delete;

@@ -18,7 +18,7 @@ namespace IO::IPC {
 class Connection;
 class Service;
 
-/// Listens on a TCP port and gives those who connect the services that they select by name.
+/// Listens on a TCP port and offers services, which clients select by name.
 ///
 ///     Server server;
 ///     server.SetLoopbackOnly(true);
@@ -49,7 +49,7 @@ public:
     // Kept: with firstPort above lastPort the system chooses the port, and GetPort returns firstPort
     // all the same. A server that runs gets a new socket, and the old one stays open.
     MuErrCode Start(unsigned int firstPort, unsigned int lastPort);
-    /// Connections that stand already go on.
+    /// Existing connections continue.
     void Stop();
     bool IsRunning() const { return port != 0; }
     /// 0: it does not run.

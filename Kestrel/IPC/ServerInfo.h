@@ -24,7 +24,7 @@ public:
     ~ServerInfo() override;
     /// After a failure behind the port, the port is 0 and the set holds what was read.
     MuErrCode Read(Mu::IChannel & channel) override;
-    /// The port, the number of services and their names, without a frame round them.
+    /// The port, the number of services and their names, without a frame.
     MuErrCode Write(Mu::OChannel & channel) const override;
 
     ServerInfo();

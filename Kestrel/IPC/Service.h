@@ -21,7 +21,7 @@ class Connection;
 ///     }
 ///
 /// It writes a separator in every case, for the peer waits for one, and does not flush: the pool
-/// sends. Not owned by the server; unregister it before it goes.
+/// sends. Not owned by the server; unregister it before it is destroyed.
 ///
 /// Threads: the one that drives the pool, which a slow service holds up.
 class KESTREL_API Service : public Mu::Allocated {

@@ -75,11 +75,11 @@ public:
     unsigned long long GetUnread() const;
     /// What can be read without waiting.
     unsigned long long GetReadable() const { return mAvailable; }
-    /// Takes from the socket what has come. For the pool.
+    /// Reads what the socket has received. For the pool.
     void ProcessRead(unsigned long long socket);
     /// Forgets a frame that has begun; what is whole stays, but the status is EOI.
     void GoToErrorState();
-    /// A dump for whoever looks into a running process.
+    /// A dump for the inspection of a running process.
     MuErrCode WriteDetails(Mu::OChannel & channel) const;
 
 private:

@@ -67,7 +67,7 @@ public:
     void ProcessWrite(unsigned long long socket);
     /// Drops all that waits; the status is what every operation returns from now on.
     void GoToErrorState(int status);
-    /// A dump for whoever looks into a running process.
+    /// A dump for the inspection of a running process.
     MuErrCode WriteDetails(Mu::OChannel & channel) const;
 
 private:

@@ -23,8 +23,8 @@ public:
     Mu::ClassInfo const & GetClassInfo() const override;
     Descriptor * Clone() const override;
     ~Descriptor() override;
-    /// The four fields in their order, without a frame round them. After a failure the fields that
-    /// came before it are the new ones.
+    /// The four fields in their order, without a frame. After a failure the fields that came before
+    /// it are the new ones.
     MuErrCode Read(Mu::IChannel & channel) override;
     MuErrCode Write(Mu::OChannel & channel) const override;
 

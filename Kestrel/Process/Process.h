@@ -2,7 +2,7 @@
 
 #include <Kestrel/Process/Descriptor.h>
 
-// What runs on this machine. For one look at all processes:
+// The processes of this machine. To enumerate them once:
 //
 //     IO::Process::Descriptor process;
 //     for (int status = IO::Process::GetFirstProcess(&process); status == IO::NoError;

@@ -50,7 +50,7 @@ private:
     Mu::Ref<RemoteTree> Find(Location const & location);
 
     RemoteReflectionLimits const limits;
-    Mu::Array<Process> processes; // the one that was used last stands last
+    Mu::Array<Process> processes; // the most recently used last
 };
 
 } // namespace IO

@@ -207,10 +207,10 @@ public:
         Entry const * target;
     };
 
-    /// Any number of children, whose names only the class knows when it is asked.
+    /// Any number of children, whose names only the class knows, at the time of the query.
     class KESTREL_API CustomEntryGroup : public Entry {
     public:
-        /// Any name, which the class looks at later.
+        /// Any name, which the class checks later.
         bool HasName(Name const & name) const override;
 
     private:
@@ -252,7 +252,7 @@ public:
     virtual bool GetEntries(CustomEntryGroup const * group,
                             Mu::Array<Entry const *> const & entries, Mu::Array<Name> const & names,
                             Mu::Array<Name> * folders, Mu::Array<Name> * files) const;
-    /// Gives the values of the thing of that name, in the order of the attributes of the group.
+    /// Returns the values of the thing of that name, in the order of the attributes of the group.
     virtual bool GetEntryAttributeValues(CustomEntryGroup const * group, Name const & name,
                                          Mu::Array<Entry const *> const & entries,
                                          Mu::Array<Name> const & names,
@@ -275,7 +275,7 @@ public:
     static void AddAttribute(Entry * entry, char const * name, Attribute::Type type);
     static void CopyAttributes(Entry * to, Entry const * from);
 
-    // For classes that read locations by hand.
+    // For classes that parse locations themselves.
 
     /// Empty: there is no such name.
     static Name GetName(RelativeLocation const & location, unsigned int index);

@@ -19,8 +19,8 @@ class RelativeLocation;
 ///         client.GetChildren(IO::RelativeLocation(), &folders, &files) == IO::NoError)
 ///         ...
 ///
-/// Whatever answers is not trusted: a foreign or hostile server costs a status, memory in
-/// proportion to the bytes that it sends, and no more time than the limit for each of its pauses.
+/// The server is not trusted: a foreign or hostile server costs a status, memory in proportion to
+/// the bytes that it sends, and no more time than the limit for each of its pauses.
 ///
 /// Memory:  that of one answer, as it arrives.
 /// Threads: one at a time; another one ends a wait by Mu::Thread::Cancel of the waiting one.
@@ -41,7 +41,7 @@ public:
     ReflectionClient & operator=(ReflectionClient const &) = delete;
 
     /// To a port of a host, which is looked up first. The limit holds for the connection and for
-    /// each wait for the server from then on; 0 is none. InputFailure: there is nobody.
+    /// each wait for the server from then on; 0 is none. InputFailure: nothing listens there.
     MuErrCode Connect(char const * host, unsigned short port,
                       unsigned int milliseconds = DefaultTimeout);
     bool IsConnected() const { return connection != nullptr; }

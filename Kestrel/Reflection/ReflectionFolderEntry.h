@@ -10,12 +10,12 @@ class Reflectable;
 /// A gateway from a MemoryVFS to a Reflectable: below it, folders show what the object lists, and
 /// files hold what it says of one thing.
 ///
-/// Whoever connects gets a snapshot of that moment; the next one sees new data. The gateway itself is
-/// no more than a place: what it shows is reached with the whole location, through File and Folder.
+/// Each connection is a snapshot of its moment; the next one has new data. The gateway itself is no
+/// more than a place: what it shows is reached with the whole location, through File and Folder.
 ///
 /// Memory:  the gateway, which belongs to the folder that it is created in. A snapshot belongs to the
 ///          File or Folder that it was made for. Connecting may throw Mu::OutOfMemoryException.
-/// Threads: the object is asked on the thread that connects.
+/// Threads: the object is queried on the thread that connects.
 /// Failure: statuses.
 class KESTREL_API ReflectionFolderEntry : public VFSFolderEntry {
 public:

@@ -10,7 +10,7 @@
 
 namespace IO {
 
-/// Which object answers for which location.
+/// Which object serves which location.
 struct ReflectionEntry {
     RelativeLocation location;
     Reflectable * reflectable; ///< not owned
@@ -24,7 +24,7 @@ struct ReflectionEntry {
 /// takes. A hook may call everything here; where it unregisters an object, itself included, it does
 /// not wait, since it could be waited for in turn.
 ///
-/// Memory:  a table, which goes with its last row.
+/// Memory:  a table, which is freed with its last row.
 /// Threads: any, also before main and behind it. No lock is held while a host's code runs.
 /// Failure: false. A shortage is one of its reasons.
 class KESTREL_API ReflectionManager {
@@ -33,7 +33,7 @@ public:
     class KESTREL_API Enumerator {
     public:
         virtual ~Enumerator();
-        /// True to go on. The object is not unregistered by another thread meanwhile.
+        /// True to continue. The object is not unregistered by another thread meanwhile.
         virtual bool Visit(RelativeLocation const & location, Reflectable * reflectable);
     };
 

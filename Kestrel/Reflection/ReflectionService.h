@@ -14,10 +14,10 @@ namespace IO {
 /// IO::Init starts it and the last IO::End ends it. It takes the first free port of its range, so
 /// that ten processes of a machine can be inspected at a time; ReflectionClient asks it.
 ///
-/// There is no access control: whoever reaches the port reads all that is shown, and nobody can
-/// change anything. By default the port is open on all addresses of the machine, as inspectors of
-/// other machines expect it; SetLoopbackOnly keeps it to this one. Nothing is found at a location of
-/// more than 2048 names.
+/// There is no access control: everybody who reaches the port can read all that is registered, and
+/// nobody can change anything. By default the port is open on all addresses of the machine, as
+/// inspectors of other machines expect it; SetLoopbackOnly keeps it to this one. Nothing is found
+/// at a location of more than 2048 names.
 ///
 /// Memory:  a thread for each inspector that is connected, the body of its present request, and the
 ///          answer.

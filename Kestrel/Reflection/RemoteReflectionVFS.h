@@ -58,7 +58,7 @@ public:
     static constexpr char const * TableName = "attributes.tsv";
     static constexpr unsigned int DeepestLevel = 200;
 
-    /// Nothing is asked before the first use.
+    /// No request is made before the first use.
     RemoteReflectionVFS(char const * host, unsigned short port,
                         RemoteReflectionLimits const & limits = RemoteReflectionLimits());
     /// After Unmount.

@@ -15,11 +15,11 @@ class Location;
 class KESTREL_API VFSEntry {
 public:
     virtual ~VFSEntry();
-    /// Sets where it stands.
+    /// Sets its location.
     virtual void SetContext(BaseFileSystem & fileSystem, Location const & location) = 0;
     /// Ends one connection to this very entry. The caller deletes one that is nobody's then.
     virtual void Disconnect() = 0;
-    /// Whether somebody holds this very entry.
+    /// Whether this very entry is connected.
     virtual bool IsConnected() const = 0;
     /// The file system goes away: the entry stops working, though it may still be held.
     virtual void Invalidate() = 0;

@@ -14,7 +14,7 @@ class KESTREL_API VFSFileEntry : public VFSEntry, public FileEntry {
 public:
     enum class ConnectStatus : unsigned int { Connected = 0, AccessDenied = 1, Other = 2 };
 
-    /// Hands out the entry that a File works on: this one, or one made for the occasion.
+    /// Returns the entry that a File works on: this one, or one created for it.
     virtual ConnectStatus Connect(VFSFileEntry ** entry) = 0;
 };
 

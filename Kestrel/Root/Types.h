@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <memory>
 
-/// A signed 32-bit status. 0 is success; the values stand in Kestrel/Root/Errors/ErrorCodes.h.
+/// A signed 32-bit status. 0 is success; the values are in Kestrel/Root/Errors/ErrorCodes.h.
 using MuErrCode = int;
 
 namespace Mu {

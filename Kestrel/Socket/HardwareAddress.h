@@ -14,7 +14,7 @@ namespace IO::Socket {
 class KESTREL_API HardwareAddress {
 public:
     HardwareAddress() noexcept = default;
-    /// Copies the bytes; of no bytes comes the empty address. Throws Mu::IllegalArgumentException for
+    /// Copies the bytes; no bytes make the empty address. Throws Mu::IllegalArgumentException for
     /// null with a length.
     HardwareAddress(char const * data, unsigned int length);
     HardwareAddress(HardwareAddress const & other);

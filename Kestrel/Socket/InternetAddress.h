@@ -59,11 +59,11 @@ public:
     static bool ParseHostAddress(Mu::UniString const & text, unsigned char (&address)[4]);
     /// Whether GetByAddress takes the text. Throws Mu::IllegalArgumentException for an empty one.
     static bool IsHostAddress(Mu::String const & text);
-    /// The address that the text names, without asking anybody: one to four numbers with points
-    /// between, decimal, octal behind "0" or hexadecimal behind "0x", of which the last one fills the
-    /// bytes that are left; up to the first white space. Throws Mu::IllegalArgumentException for an
-    /// empty text and UnknownHostException for every other that is no address, also for one with a
-    /// zero byte in it; 255.255.255.255 counts as none.
+    /// The address that the text denotes, without a resolver: one to four numbers with points
+    /// between, decimal, octal behind "0" or hexadecimal behind "0x", of which the last one fills
+    /// the bytes that are left; up to the first white space. Throws Mu::IllegalArgumentException
+    /// for an empty text and UnknownHostException for every other that is no address, also for one
+    /// with a zero byte in it; 255.255.255.255 counts as none.
     static InternetAddress GetByAddress(Mu::String const & text);
     /// As the constructor from memory.
     static InternetAddress GetByAddress(unsigned char const * address);

@@ -13,10 +13,10 @@ namespace IO::Socket {
 /// Memory, threads and failure are those of Socket.
 class KESTREL_API ServerSocket : public Mu::Allocated {
 public:
-    /// Listens at once; InternetAddress::Any is every address of this machine. Port 0 lets the system
-    /// choose, see GetLocalPort. `backlog` connections may wait to be accepted, as far as the system
-    /// allows. SocketAddressAlreadyUsedException: somebody has the port. Nothing remains after a
-    /// failure.
+    /// Listens at once; InternetAddress::Any is every address of this machine. Port 0 lets the
+    /// system choose, see GetLocalPort. `backlog` connections may wait to be accepted, as far as
+    /// the system allows. SocketAddressAlreadyUsedException: the port is in use. Nothing remains
+    /// after a failure.
     ServerSocket(unsigned short port, unsigned int backlog, InternetAddress const & address);
     ServerSocket(ServerSocket const &) noexcept = default;
     ServerSocket & operator=(ServerSocket const &) noexcept = default;
@@ -25,7 +25,7 @@ public:
     /// The next connection. Waits as long as the timeout; SocketTimeoutException behind it, unlike the
     /// other one.
     Mu::Ref<Socket, Mu::AtomicCounter> Accept();
-    /// Waits so many milliseconds, 0 without limit; an empty reference when none came.
+    /// Waits so many milliseconds, 0 without limit; an empty reference if there was no connection.
     Mu::Ref<Socket, Mu::AtomicCounter> Accept(unsigned int milliseconds);
     /// Whether a connection waits to be accepted. Does not wait.
     bool IsPending() const { return impl->IsPending(); }
@@ -38,7 +38,7 @@ public:
     unsigned int GetTimeout() const { return impl->GetTimeout(); }
     void SetTimeout(unsigned int milliseconds) { impl->SetTimeout(milliseconds); }
 
-    // Kept: hosts close a server and go on accepting with a copy.
+    // Kept: hosts close a server and continue to accept with a copy.
     /// Does nothing: a listening socket ends with the last copy.
     void Close() { impl->Close(); }
 

@@ -6,7 +6,7 @@
 
 namespace IO::Socket {
 
-/// Where a connection came from: what the flat Accept fills.
+/// The address of a peer: filled by the plain Accept.
 ///
 /// Memory:  one block of the root.
 /// Threads: one at a time.

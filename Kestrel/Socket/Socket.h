@@ -74,7 +74,8 @@ public:
     Mu::IBinaryChannel & GetInputChannel() const { return impl->GetInputChannel(); }
     Mu::OBinaryChannel & GetOutputChannel() const { return impl->GetOutputChannel(); }
 
-    /// Ends the connection for all copies; whoever reads or writes then fails. Once more does nothing.
+    /// Ends the connection for all copies; reads and writes under way fail. Repeated calls do
+    /// nothing.
     void Close() { impl->Close(); }
 
     /// Copies of one socket; not two connections with the same ends.

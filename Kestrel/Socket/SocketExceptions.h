@@ -10,7 +10,7 @@ namespace IO::Socket {
 
 /// Any failure of a socket that has no class of its own.
 KESTREL_DECLARE_EXCEPTION(SocketException, ::Mu::IOException);
-/// Somebody has the address that a socket was to be bound to.
+/// The address to bind a socket to is in use.
 KESTREL_DECLARE_EXCEPTION(SocketAddressAlreadyUsedException, SocketException);
 /// A connection was refused or lost, or an error came up at the socket while it was waited for.
 KESTREL_DECLARE_EXCEPTION(SocketConnectException, SocketException);

@@ -72,7 +72,7 @@ public:
     virtual bool IsPending() = 0;
     /// Waits as long as the timeout, behind which it throws SocketTimeoutException.
     virtual Reference Accept() = 0;
-    /// Waits so many milliseconds, 0 without limit; empty when none came.
+    /// Waits so many milliseconds, 0 without limit; empty if there was no connection.
     virtual Reference Accept(unsigned int milliseconds) = 0;
     /// Whether the other one works on the same socket of the system.
     virtual bool Equals(SocketImpl const & other) = 0;

@@ -8,7 +8,7 @@ namespace IO::Socket {
 ///
 /// Memory:  none.
 /// Threads: any number may read, one may change.
-/// Failure: none but Mu::OutOfMemoryException from what hands out a text.
+/// Failure: none but Mu::OutOfMemoryException from what returns a text.
 class KESTREL_API SubnetMask {
 public:
     /// Takes any number: below 0 means what 0 does, above 32 what 32 does.

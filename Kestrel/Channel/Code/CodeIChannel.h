@@ -12,8 +12,8 @@ inline constexpr MuErrCode CodeDataError = Mu::MakeErrorCode(0x81010903);
 /// Deciphers what a CodeOChannel wrote.
 ///
 /// EOI is the record that ends the stream; what follows in the source can be read on, after
-/// ResetInputStatus also through this channel. A wrong key is not noticed: it gives wrong bytes. A
-/// source that ends without that record is noticed late: its last record comes once more, as
+/// ResetInputStatus also through this channel. A wrong key is not detected: it yields wrong bytes.
+/// A source that ends without that record is noticed late: its last record comes once more, as
 /// rubbish, with the source's own status.
 ///
 /// Memory:  the cipher's tables, 4168 bytes, and the adapter's ring.

@@ -14,7 +14,7 @@ namespace IO {
 ///
 /// Memory:  the cipher's tables, 4168 bytes, and the adapter's block.
 /// Threads: one at a time. The destination must outlive the channel.
-/// Failure: what the destination says. The destructor reports nothing; look at the destination.
+/// Failure: what the destination says. The destructor reports nothing; check the destination.
 class KESTREL_API CodeOChannel : public OChannelAdapter {
 public:
     /// Takes over the destination's present protocol. A null or empty key is one like any other,

@@ -28,16 +28,16 @@ public:
     /// Of the decompressed data.
     MuErrCode GetInputPosition(unsigned long long * position) const override;
     using Mu::IChannel::GetAvailable;
-    /// Error, and the number stays as it is: nobody knows how much will come out.
+    /// Error, and the number is unchanged: the decompressed size is unknown.
     MuErrCode GetAvailable(unsigned long long * available) const override;
     /// The source's present protocol.
     void SetDefaultInputProtocol() override;
 
-    /// ZipDataError once the data was broken, also after reading went on behind the break.
+    /// ZipDataError once the data was broken, also after reading continued behind the break.
     virtual MuErrCode GetZipError() const;
     /// Searches the source for the next full flush point, up to its position `limit` (0: 4 GiB).
-    /// NoError: reading goes on there, after what is still in the channel's buffer. EOI: the source
-    /// ended first. Error: the limit came first.
+    /// NoError: reading continues there, after what is still in the channel's buffer. EOI: the
+    /// source ended first. Error: the limit came first.
     virtual MuErrCode FindNextFlushFlush(unsigned long long limit);
 
 private:

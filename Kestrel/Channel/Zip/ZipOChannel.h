@@ -25,7 +25,7 @@ namespace IO {
 /// Failure: statuses. In the writing thread, what the destination says; Error for zlib's own
 ///          failures. What the destination throws in the writing thread leaves the writing
 ///          operation; in the worker it counts as a failure. At the end nothing is reported and
-///          nothing thrown; flush the destination and look at it.
+///          nothing thrown; flush the destination and check its status.
 class KESTREL_API ZipOChannel : public OChannelAdapter {
 public:
     /// Takes over the destination's present protocol. Mu::ThreadingException: the worker cannot be.

@@ -8,7 +8,7 @@ namespace IO {
 
 /// Which folders of a native tree the drives and shares of portable paths are.
 ///
-/// On Linux it stands between the two kinds of paths. It is made from a text like
+/// On Linux it maps between the two kinds of paths. It is parsed from a text like
 /// `C=/;D=/mnt/data;\\host\share=/srv/share`, in which the later of two entries for the same root
 /// counts, an empty folder takes a drive away, and what makes no sense is passed over. Drive `C:`
 /// is "/" when the text does not name it.
@@ -32,8 +32,8 @@ public:
     /// PathNotFound: no absolute path, or no such drive. BadNetPath: no such share.
     unsigned int Find(PathText path, Place * place) const;
 
-    /// The native path, and in `*rootLength` how much of it stands for the drive or share. As Find,
-    /// and InvalidName or NameTooLong.
+    /// The native path, and in `*rootLength` the length of the part for the drive or share. As
+    /// Find, and InvalidName or NameTooLong.
     unsigned int ToNative(PathText path, BytePath * native, unsigned int * rootLength) const;
 
     /// Appends the names between separators. InvalidName or NameTooLong.

@@ -7,7 +7,7 @@
 
 namespace IO {
 
-/// An open file. Null is none; who made it closes it.
+/// An open file. Null is none; the caller that opened it closes it.
 using FileHandle = void *;
 /// A folder that is held open, to enumerate it or to reach its entries. Null is none; who opened it
 /// ends it by FindClose.
@@ -96,15 +96,15 @@ struct FindData {
 
     PathText GetName() const { return PathText(name, nameLength); }
     bool IsFolder() const { return (attributes & FileAttribute::Folder) != 0; }
-    /// "." and "..", which an enumeration may hand out.
+    /// "." and "..", which an enumeration may report.
     bool IsDots() const {
         return nameLength <= 2 && name[0] == u'.' && (nameLength == 1 || name[1] == u'.');
     }
 };
 
-/// How reading a link went.
+/// The result of reading a link.
 enum class LinkStatus : unsigned char {
-    Done = 0,     ///< the target stands in the buffer
+    Done = 0,     ///< the target is in the buffer
     NotALink = 1, ///< something else, or nothing
     Broken = 2,   ///< a link that names no target
     Failed = 3

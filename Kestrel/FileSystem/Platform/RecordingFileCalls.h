@@ -4,8 +4,8 @@
 
 namespace IO {
 
-/// What stands above the calls of every platform: failures are put down for the next log line, with
-/// the name of the call, the number and the system's text, and no system dialog comes up.
+/// A layer above the calls of every platform: failures are recorded for the next log line, with the
+/// name of the call, the number and the system's text, and system dialogs are suppressed.
 ///
 /// Recording leaves the system's own error number as it was.
 ///

@@ -6,7 +6,7 @@
 
 namespace IO::Process {
 
-/// A snapshot of the processes of the machine. Null is none; the caller gives it back.
+/// A snapshot of the processes of the machine. Null is none; the caller releases it.
 using SnapshotHandle = void *;
 
 /// What a look finds of a process.
@@ -27,7 +27,7 @@ struct ModuleEntry {
 /// Gets the modules of a process. The texts live as long as the call.
 class ModuleVisitor {
 public:
-    /// True to go on.
+    /// True to continue.
     virtual bool ModuleFound(ModuleEntry const & entry) = 0;
 
 protected:

@@ -11,7 +11,7 @@ struct MemoryRegion {
     State state = State::Free;
 };
 
-/// Gets the regions. Returns whether to go on.
+/// Called with the regions. Returns whether to continue.
 class MemoryRegionVisitor {
 public:
     virtual bool Visit(MemoryRegion const & region) = 0;

@@ -167,7 +167,7 @@ protected:
         ownsBlock = 1;
     }
 
-    /// An empty array goes back to the room inside.
+    /// An empty array returns to the inline storage.
     void UseInline(T * inlineData, unsigned int inlineCapacity) noexcept {
         Release();
         data = inlineData;

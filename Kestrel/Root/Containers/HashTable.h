@@ -70,7 +70,7 @@ public:
         return entry != nullptr ? entry->value : store.Add(GenerateHash(key), key, V()).value;
     }
 
-    /// Adds the value, or replaces it where it stands. Returns the one in the table.
+    /// Adds the value, or replaces it in place. Returns the one in the table.
     V & Set(K const & key, V value) {
         Entry * const entry = store.Find(key);
         if (entry == nullptr)

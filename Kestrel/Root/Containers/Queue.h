@@ -6,7 +6,7 @@ namespace Mu {
 
 /// First in, first out.
 ///
-/// Memory:  one block that doubles; Clear gives it back.
+/// Memory:  one block that doubles; Clear frees it.
 /// Threads: one at a time.
 /// Failure: OutOfMemoryException, and the queue is what it was before the call.
 template <typename T>

@@ -10,7 +10,7 @@ namespace Mu {
 class LoggerWorker;
 class OChannel;
 
-/// Sees each line as it is appended, on the thread that appends it. Lines that an observer appends
+/// Gets each line as it is appended, on the thread that appends it. Lines that an observer appends
 /// itself, from inside LineAppended, reach the log but no observer.
 class KESTREL_API LogObserver {
 public:
@@ -33,7 +33,7 @@ private:
 /// that turn the direction of writing or show as nothing, and bytes that are no UTF-8 become \xNN.
 /// So one line is one event for grep, sort and any viewer, and steers no terminal.
 ///
-/// A line that nobody wants costs one look at a flag. One that is written costs a copy; blocks of
+/// A line without a listener costs one test of a flag. One that is written costs a copy; blocks of
 /// whole lines go to the channel when they are full, at Flush, at each error, and at the end.
 ///
 /// Memory:  two blocks while an output is set. Without memory a line is lost, and counted.
@@ -63,7 +63,7 @@ public:
     FastLogger & operator=(FastLogger const &) = delete;
 
     void Append(EventLogLine & line) noexcept { Append(line, nullptr); }
-    /// The composer, which may be null, holds what goes into the placeholders of the line's format.
+    /// The composer, which may be null, holds the values for the placeholders of the line's format.
     /// A placeholder without a value stays "%"; a value without a placeholder is dropped.
     void Append(EventLogLine & line, LogComposer * composer) noexcept {
         if (IsWanted(line.GetSeverity()))
@@ -78,7 +78,7 @@ public:
     /// Writes lines to `channel` from now on, and no longer to the earlier one, which first gets
     /// all that was appended. Nulls end the output. Both stay the caller's.
     void SetOutput(OChannel * channel, Control * control) noexcept;
-    /// Ends the output if it is this channel; call it before the channel goes.
+    /// Ends the output if it is this channel; call it before the channel is destroyed.
     void RemoveOutput(OChannel * channel) noexcept;
     /// Lines below this severity are not written. Info at first.
     void SetOutputLevel(LogSeverity least) noexcept;
@@ -108,7 +108,7 @@ private:
     // Three times a bit for each severity: wanted at all, by the output, by an observer.
     std::atomic<unsigned int> wanted = 0;
     std::atomic<unsigned long long> lost = 0;
-    LoggerWorker & worker; // what nobody but the root sees
+    LoggerWorker & worker; // private to the root
 };
 
 KESTREL_API extern FastLogger logger;

@@ -16,7 +16,7 @@ void Quietly(Operation && operation) noexcept {
         operation();
     } catch (InterruptedIOException const &) {
         RepeatInterruption();
-    } catch (...) { // lost like a status that nobody asks for
+    } catch (...) { // lost like a status that nobody checks
     }
 }
 

@@ -27,7 +27,7 @@ public:
         Node * parent; ///< null for the root
     };
 
-    /// The result of both: whether to go on.
+    /// The result of both: whether to continue.
     class KESTREL_API Enumerator {
     public:
         virtual bool Leaf(void * node) = 0;

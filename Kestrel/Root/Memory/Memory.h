@@ -22,7 +22,7 @@ KESTREL_API BMHandle BMAllocateHandle(std::size_t size, unsigned int flags, unsi
 /// Resizes the block, whose bytes may move; its content up to the smaller size stays. Returns the
 /// handle. Null: no memory, and nothing changed.
 KESTREL_API BMHandle BMReallocHandle(BMHandle handle, std::size_t size);
-/// What was asked for last; 0 for null.
+/// The size that was requested last; 0 for null.
 KESTREL_API std::size_t BMGetHandleSize(BMHandle handle);
 /// Frees the block and nulls the handle.
 KESTREL_API void BMKillHandle(BMHandle * handle);
@@ -106,7 +106,7 @@ public:
 /// Keeps up to `cachedCount` freed blocks of `blockSize` bytes for the next taker. Smaller requests
 /// get such a block, too; larger ones are neither cached nor rounded up.
 ///
-/// Memory:  from the root; what is cached goes back with the allocator.
+/// Memory:  from the root; cached memory is freed with the allocator.
 /// Threads: any.
 /// Failure: Mu::OutOfMemoryException, from the constructor and Allocate.
 class KESTREL_API CachedAllocator {

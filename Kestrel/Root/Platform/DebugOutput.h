@@ -2,7 +2,7 @@
 
 namespace Mu::Platform {
 
-/// Shows a text to whoever debugs the process.
+/// Shows a text in a debugger of the process.
 void WriteDebugText(char const * text);
 
 } // namespace Mu::Platform

@@ -15,7 +15,7 @@ using WaitPlace = void * [2];
 
 /// What the system can refuse. A test puts its own functions here, while no other thread runs.
 struct SystemCalls {
-    /// Makes what a lock needs of the system. False: it has none to give.
+    /// Creates the system's objects for a lock. False: the system could not.
     bool (*createLock)(WaitPlace & place);
     /// Blocks while `word` is `expected`, until a wake or for so many microseconds; may return for
     /// no reason. False: the system refused to wait.
@@ -48,8 +48,8 @@ void NameThread(char const * name);
 /// Lets another thread run, if one is ready.
 void YieldThread();
 
-/// A zeroed block for the calling thread alone, which goes when it ends; the same one each time.
-/// Null: no memory. What is put there is not destroyed.
+/// A zeroed block for the calling thread alone, freed when it ends; the same one each time. Null:
+/// no memory. What is put there is not destroyed.
 void * GetThreadStorage();
 inline constexpr unsigned int ThreadStorageSize = 512;
 

@@ -17,9 +17,9 @@ class String;
 /// on Windows Kestrel\preferences.ini in the roaming application data, and for a process with the
 /// variable KESTREL_PREFERENCES the file that it names.
 ///
-/// People edit it by hand, and the library only reads it. What cannot be understood is passed over;
-/// of two equal values the first one counts. Keys and names are compared without regard to the case
-/// of A to Z.
+/// People edit it, and the library only reads it. What cannot be understood is passed over; of two
+/// equal values the first one counts. Keys and names are compared without regard to the case of A
+/// to Z.
 namespace MuPref {
 
 enum RootKeyDomain : int {

@@ -18,7 +18,7 @@ public:
     IBinaryChannel(IBinaryChannel const &) = delete;
     IBinaryChannel & operator=(IBinaryChannel const &) = delete;
 
-    /// Waits for at least one byte and returns how many came, up to `count`; 0 is the end.
+    /// Waits for at least one byte and returns how many were read, up to `count`; 0 is the end.
     virtual unsigned int Read(char * destination, unsigned int count) = 0;
     /// How many bytes can be read without waiting.
     virtual unsigned int GetAvailable() = 0;
@@ -48,7 +48,7 @@ public:
 /// What every reader of a binary channel needs.
 class KESTREL_API IBinaryChannelUtilities {
 public:
-    /// Reads until the count or the end, and returns how many bytes came.
+    /// Reads until the count or the end, and returns how many bytes were read.
     static unsigned int ReadFully(IBinaryChannel & channel, char * destination, unsigned int count);
 };
 

@@ -40,7 +40,7 @@ public:
     void SetPlain(bool isPlain) { numbersEnd = takesNumbers && isPlain ? end : next; }
 
     bool IsOpen() const { return next != nullptr; }
-    /// Where the next byte lies or goes; null while closed.
+    /// The place of the next byte; null while closed.
     Byte * GetPlace() const { return next; }
 
 protected:

@@ -23,7 +23,7 @@ public:
     virtual MuErrCode DirectOutputAccess(unsigned int offset, char ** data,
                                          unsigned int * available) = 0;
     virtual MuErrCode GetOutputPosition(unsigned long long * position) const = 0;
-    /// Hands everything buffered to where it goes.
+    /// Passes everything buffered to its destination.
     virtual MuErrCode Flush() = 0;
     virtual void SetDefaultOutputProtocol() = 0;
     virtual void SetOutputProtocol(OProtocol & protocol);

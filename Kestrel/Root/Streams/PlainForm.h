@@ -11,7 +11,7 @@ namespace Mu {
 
 enum class ByteOrder { LowFirst, HighFirst };
 
-/// Whether values in that order are to be turned round on this host.
+/// Whether values in that order must be byte-swapped on this host.
 inline constexpr bool IsReversed(ByteOrder order) {
     return (order == ByteOrder::LowFirst) != (std::endian::native == std::endian::little);
 }

@@ -29,7 +29,7 @@ inline unsigned short ToLowerUnit(unsigned short unit) noexcept {
 /// The hash of a text. The same on every platform and in every release, since it may be persisted.
 KESTREL_API unsigned int HashUnits(unsigned short const * units, unsigned int length) noexcept;
 
-/// What HashUnits gives for the units after upper-casing, without a copy of them. It depends on the
+/// The HashUnits of the units after upper-casing, without a copy of them. It depends on the
 /// system's case rules, so it must not be persisted.
 KESTREL_API unsigned int HashUnitsUpperCased(unsigned short const * units,
                                              unsigned int length) noexcept;

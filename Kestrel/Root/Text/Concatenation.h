@@ -4,9 +4,9 @@
 
 namespace Mu {
 
-/// A text under way: what `operator+` of texts gives. It becomes a UniString where one is expected,
-/// and takes more parts meanwhile, without a copy for each. A part is whatever UniString::Append
-/// takes.
+/// A text being composed: the result of `operator+` of texts. It becomes a UniString where one is
+/// expected, and takes more parts meanwhile, without a copy for each. A part is whatever
+/// UniString::Append takes.
 ///
 /// Memory:  that of the UniString inside, which goes over into the one that is made of it.
 /// Failure: Mu::OutOfMemoryException.

@@ -10,12 +10,12 @@
 // Threads: any.
 // Failure: Mu::OutOfMemoryException, where there is such a block.
 
-/// The first place in `text` where the unit stands, null when there is none.
+/// The first occurrence of the unit in `text`, null when there is none.
 KESTREL_API char const * CHSearchCharLeft(unsigned short unit, char const * text, int length,
                                           MuCharCode code);
 
-/// The first place in `text` where `pattern`, which is zero-terminated, stands; null when there is
-/// none. The empty pattern stands at the start.
+/// The first occurrence of `pattern`, which is zero-terminated, in `text`; null when there is none.
+/// The empty pattern occurs at the start.
 KESTREL_API char const * CHSearchSubstring(char const * pattern, char const * text, int length,
                                            Mu::CaseType caseType, MuCharCode code);
 

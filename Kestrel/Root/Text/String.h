@@ -31,7 +31,7 @@ public:
     ClassInfo const & GetClassInfo() const override;
     String * Clone() const override;
     ~String() override;
-    /// A text that is cut off gives the status of a broken object, and an empty text.
+    /// A truncated text yields the status of a broken object, and an empty text.
     MuErrCode Read(IChannel & channel) override;
     /// The number of bytes, then the bytes.
     MuErrCode Write(OChannel & channel) const override;
@@ -52,9 +52,9 @@ public:
     void Append(char const * text, unsigned int length);
     /// Cuts, or fills at the end with zero bytes for the caller to write over.
     void SetLength(unsigned int length);
-    /// Room for `capacity` bytes, or for the text when it is longer; memory beyond that goes back.
+    /// Room for `capacity` bytes, or for the text when it is longer; memory beyond that is freed.
     void SetCapacity(unsigned int capacity);
-    /// Empty, and the memory is given back.
+    /// Empty, and the memory is freed.
     void Clear() noexcept;
 
     unsigned int GetLength() const { return length; }

@@ -12,7 +12,7 @@ namespace Mu {
 
 class UniString;
 
-/// A look at a run of UTF-16 units that somebody else owns, mostly a part of a UniString.
+/// A view of UTF-16 units that it does not own, mostly a part of a UniString.
 ///
 /// Valid as long as the text it was taken from is neither changed nor gone; not zero-terminated.
 /// Memory:  none.

@@ -30,7 +30,7 @@ template <typename T>
 concept CharacterLiteral = std::same_as<T, char> || std::same_as<T, char16_t>;
 
 /// How a text of another library becomes a UniString: a specialisation has
-/// `static UniString Convert(T const & text)`. Those for the standard library stand in StandardText.h.
+/// `static UniString Convert(T const & text)`. Those for the standard library are in StandardText.h.
 template <typename T>
 struct TextOf;
 
@@ -80,7 +80,7 @@ public:
     ClassInfo const & GetClassInfo() const override;
     UniString * Clone() const override;
     ~UniString() override;
-    /// A text that is cut off gives the status of a broken object, and an empty text.
+    /// A truncated text yields the status of a broken object, and an empty text.
     MuErrCode Read(IChannel & channel) override;
     /// The number of units, then the units, low byte first.
     MuErrCode Write(OChannel & channel) const override;
@@ -118,11 +118,11 @@ public:
     void SetLength(unsigned int length);
     /// Cuts to at most `length` units.
     void Truncate(unsigned int length);
-    /// Empty, and the memory is given back.
+    /// Empty, and the memory is freed.
     void Clear() noexcept;
     /// Empty, but the memory is kept.
     void ClearContent() noexcept;
-    /// Room for `capacity` units, or for the text when it is longer; memory beyond that goes back.
+    /// Room for `capacity` units, or for the text when it is longer; memory beyond that is freed.
     void SetCapacity(unsigned int capacity);
     unsigned int GetCapacity() const { return capacity; }
 
@@ -181,7 +181,7 @@ public:
 
     bool IsEmpty() const { return length == 0; }
     unsigned int GetLength() const { return length; }
-    /// Unchecked; the index of the length gives the zero unit behind the text.
+    /// Unchecked; the index of the length returns the zero unit behind the text.
     unsigned short operator[](unsigned int index) const { return units[index]; }
     unsigned short & operator[](unsigned int index) { return units[index]; }
     unsigned short const * GetUnits() const { return units; }

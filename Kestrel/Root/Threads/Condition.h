@@ -27,7 +27,7 @@ public:
 
     /// Leaves the lock, waits for a Notify, and takes the lock again.
     void Wait();
-    /// As Wait, but not beyond the timeout. False: nobody notified in time.
+    /// As Wait, but not beyond the timeout. False: there was no notification in time.
     bool Wait(Timeout const & timeout);
     /// As Wait, but an interruption of this thread ends it with Mu::InterruptedIOException. The
     /// lock is held then, as in every other case.

@@ -13,7 +13,7 @@ public:
     virtual ~EventObserver() = default;
 };
 
-/// Keeps its observers. An observer is not owned, and detaches itself before it goes.
+/// Keeps its observers. An observer is not owned, and detaches itself before it is destroyed.
 ///
 /// Memory:  one list.
 /// Threads: any.

@@ -7,7 +7,7 @@
 
 namespace Mu {
 
-/// What can be held by one thread at a time, round a span of code.
+/// Something that one thread at a time can hold, around a span of code.
 ///
 /// Take it with a LockGuard, so that an exception cannot leave it held.
 ///
@@ -33,7 +33,7 @@ public:
     LockCore(LockCore const &) = delete;
     LockCore & operator=(LockCore const &) = delete;
 
-    /// Asks the system whether it can make a lock here. False: it cannot.
+    /// Checks whether the system can create a lock here. False: it cannot.
     bool Create();
     /// False: the system refused to wait; the lock is not held then.
     [[nodiscard]] bool Enter();
@@ -46,14 +46,14 @@ private:
     bool EnterContended(std::uintptr_t me);
     bool WaitAndTake();
 
-    std::atomic<unsigned int> state = 0;   // 0 free, 1 held, 2 held and somebody may be waiting
+    std::atomic<unsigned int> state = 0;   // 0 free, 1 held, 2 held and others may be waiting
     unsigned int depth = 0;                // how often the owner holds it; the owner's alone
     std::atomic<std::uintptr_t> owner = 0; // the token of the thread that holds it, or 0
     void * waitPlace[2] = {};              // what the system needs to wait here; all zero at first
 };
 
-/// A re-entrant lock that costs next to nothing while nobody else wants it: no virtual call, and
-/// one atomic exchange each way. For what is locked millions of times, such as the address tree.
+/// A re-entrant lock that costs next to nothing without contention: no virtual call, and one atomic
+/// exchange each way. For what is locked millions of times, such as the address tree.
 class KESTREL_API FastLock {
 public:
     FastLock();

@@ -48,7 +48,7 @@ public:
     virtual void Interrupt() = 0;
 };
 
-/// Something that can be asked to come to its end early.
+/// Something that can be asked to end early.
 class KESTREL_API Cancelable {
 public:
     virtual ~Cancelable() = default;
@@ -93,7 +93,7 @@ public:
     Thread(Thread const &) = delete;
     Thread & operator=(Thread const &) = delete;
 
-    /// Once. False: the system has no thread to give, or the thread was started before.
+    /// Once. False: the system could not create a thread, or the thread was started before.
     bool Start();
     /// Waits until the thread has run and is gone from the system. One that was never started is
     /// not waited for. A thread that waits for itself throws.
@@ -119,8 +119,8 @@ public:
     /// Interrupted() afterwards: a thread that was interrupted before is not woken again.
     void BlockOn(Interruptible * interruptible);
 
-    /// The thread that asks; also for threads that this class did not start. The object is valid
-    /// on this thread until it ends.
+    /// The calling thread; also for threads that this class did not start. The object is valid on
+    /// this thread until it ends.
     static Thread & GetCurrent();
     static void Sleep(unsigned int milliseconds, bool interruptible);
     /// Whether the current thread was interrupted since it asked last, or is canceled.

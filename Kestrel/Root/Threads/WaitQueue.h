@@ -26,7 +26,7 @@ public:
     WaitQueue & operator=(WaitQueue const &) = delete;
 
     void Append(Waiter & waiter);
-    /// False: it was notified meanwhile. Either way nobody touches it any more.
+    /// False: it was notified meanwhile. Either way no other thread accesses it any more.
     bool Remove(Waiter & waiter);
     void Notify();
     void NotifyAll();

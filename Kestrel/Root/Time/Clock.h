@@ -23,9 +23,9 @@ public:
 class KESTREL_API Clock {
 public:
     virtual ~Clock() = default;
-    /// Milliseconds since 1970-01-01, 0:00 UTC. May jump when somebody sets the clock.
+    /// Milliseconds since 1970-01-01, 0:00 UTC. May jump when the clock is set.
     virtual unsigned long long GetWallMilliseconds() = 0;
-    /// Microseconds since some moment in the past. Never goes back.
+    /// Microseconds since some moment in the past. Never decreases.
     virtual unsigned long long GetMonotonicMicroseconds() = 0;
     /// Waits until `parker` is woken, which returns true, or the time is over. All sleeps and
     /// waits with a limit end here.

@@ -22,7 +22,7 @@ class KESTREL_API Generator {
 public:
     Generator() { Reset(); }
     void Update(void const * data, unsigned int count);
-    /// The digest of all so far. The generator then begins anew.
+    /// The digest of all so far. The generator then starts again.
     void Finish(FingerPrint & digest);
     void Reset();
 

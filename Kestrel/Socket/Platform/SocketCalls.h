@@ -40,7 +40,7 @@ public:
                                 SocketAddress * peer) = 0;
     /// WouldBlock: under way, for a socket that does not block.
     virtual unsigned int Connect(SocketHandle socket, SocketAddress const & address) = 0;
-    /// May send less than asked for; `*sent` is 0 after a failure.
+    /// May send less than requested; `*sent` is 0 after a failure.
     virtual unsigned int Send(SocketHandle socket, char const * source, unsigned int count,
                               unsigned int * sent) = 0;
     /// 0 bytes without a failure are the peer's end; `*received` is 0 after a failure, too.

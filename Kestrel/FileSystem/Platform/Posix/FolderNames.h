@@ -98,7 +98,7 @@ public:
     /// it empty when there is none. FindInFolder's errors but for FileNotFound.
     unsigned int FindOtherSpelling(BytePath * other);
 
-    /// For an entry about to be taken away or renamed.
+    /// For an entry about to be deleted or renamed.
     void Prepare();
 
     /// The entry is there, or gone, now.

@@ -8,7 +8,7 @@ namespace IO {
 
 /// The names of one folder as the kernel stores them, "." and ".." among them, one after another.
 ///
-/// Memory:  32 KiB within itself, so that it may stand on a stack, or in one block.
+/// Memory:  32 KiB within itself, so that it may be on a stack, or in one block.
 /// Threads: one at a time.
 /// Failure: errno.
 class NameBuffer {

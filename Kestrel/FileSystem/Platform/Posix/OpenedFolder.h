@@ -57,7 +57,7 @@ struct Search : OpenedFolder {
     Search(int descriptor, OpenedFolder * in) : OpenedFolder(descriptor, in, true) {}
 
     NameBuffer names;
-    FolderReader::Entry entry; // handed out last
+    FolderReader::Entry entry; // reported last
 };
 
 } // namespace IO
