@@ -97,6 +97,7 @@ else()
     set(CPACK_DEBIAN_TOOL_PACKAGE_SECTION utils)
     set(CPACK_DEBIAN_TOOL_PACKAGE_SHLIBDEPS ON)
     set(CPACK_DEBIAN_TOOL_PACKAGE_DEPENDS "libkestrel1 (= ${PROJECT_VERSION})")
+    set(CPACK_DEBIAN_TOOL_PACKAGE_RECOMMENDS libedit2) # loaded by one command alone
     # The tool's needs are looked up with the library of the build tree at hand.
     set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${CMAKE_BINARY_DIR})
 endif()

@@ -14,6 +14,7 @@
 #endif
 
 #if defined(KESTREL_LINE_EDITOR)
+#include <dlfcn.h>
 #include <histedit.h>
 
 #include <cstdio>
@@ -61,40 +62,82 @@ std::string GetHistoryFile() {
     return error ? "" : (folder / "inspect-history").string();
 }
 
+// libedit, which is loaded with the first shell: at the start of each command, it and the libraries
+// that it needs would take a fifth of the instructions of a short one.
+struct EditLibrary {
+    static EditLibrary const & Get() {
+        static EditLibrary const library;
+        return library;
+    }
+
+    bool isWhole = true;
+    decltype(&el_init) init;
+    decltype(&el_end) end;
+    decltype(&el_set) set;
+    decltype(&el_get) get;
+    decltype(&el_gets) gets;
+    decltype(&el_line) getLine;
+    decltype(&el_insertstr) insert;
+    decltype(&history_init) initHistory;
+    decltype(&history_end) endHistory;
+    decltype(&history) changeHistory;
+
+private:
+    EditLibrary() {
+        void * const library = dlopen(KESTREL_LINE_EDITOR, RTLD_NOW | RTLD_LOCAL);
+        Find(library, "el_init", &init);
+        Find(library, "el_end", &end);
+        Find(library, "el_set", &set);
+        Find(library, "el_get", &get);
+        Find(library, "el_gets", &gets);
+        Find(library, "el_line", &getLine);
+        Find(library, "el_insertstr", &insert);
+        Find(library, "history_init", &initHistory);
+        Find(library, "history_end", &endHistory);
+        Find(library, "history", &changeHistory);
+    }
+    template <typename Function>
+    void Find(void * library, char const * name, Function * function) {
+        void * const found = library != nullptr ? dlsym(library, name) : nullptr;
+        *function = reinterpret_cast<Function>(found);
+        isWhole = isWhole && found != nullptr;
+    }
+};
+
 } // namespace
 
 struct LineReader::Editor {
     explicit Editor(Complete given)
-        : complete(std::move(given)), historyFile(GetHistoryFile()), lines(history_init()),
-          line(el_init("kestrel", stdin, stdout, stderr)) {
+        : complete(std::move(given)), historyFile(GetHistoryFile()), lines(edit.initHistory()),
+          line(edit.init("kestrel", stdin, stdout, stderr)) {
         HistEvent event;
-        history(lines, &event, H_SETSIZE, 500);
-        history(lines, &event, H_SETUNIQUE, 1);
+        edit.changeHistory(lines, &event, H_SETSIZE, 500);
+        edit.changeHistory(lines, &event, H_SETUNIQUE, 1);
         if (!historyFile.empty()) // a history that cannot be read counts as empty
-            history(lines, &event, H_LOAD, historyFile.c_str());
-        el_set(line, EL_CLIENTDATA, this);
-        el_set(line, EL_PROMPT, &GetPrompt);
-        el_set(line, EL_EDITOR, "emacs");
-        el_set(line, EL_HIST, history, lines);
-        el_set(line, EL_SETTY, "-d", "-isig", nullptr);
-        el_set(line, EL_ADDFN, "kestrel-complete", "Complete a name", &CompleteWord);
-        el_set(line, EL_ADDFN, "kestrel-drop", "Drop the line", &DropLine);
-        el_set(line, EL_BIND, "^I", "kestrel-complete", nullptr);
-        el_set(line, EL_BIND, "^C", "kestrel-drop", nullptr);
+            edit.changeHistory(lines, &event, H_LOAD, historyFile.c_str());
+        edit.set(line, EL_CLIENTDATA, this);
+        edit.set(line, EL_PROMPT, &GetPrompt);
+        edit.set(line, EL_EDITOR, "emacs");
+        edit.set(line, EL_HIST, edit.changeHistory, lines);
+        edit.set(line, EL_SETTY, "-d", "-isig", nullptr);
+        edit.set(line, EL_ADDFN, "kestrel-complete", "Complete a name", &CompleteWord);
+        edit.set(line, EL_ADDFN, "kestrel-drop", "Drop the line", &DropLine);
+        edit.set(line, EL_BIND, "^I", "kestrel-complete", nullptr);
+        edit.set(line, EL_BIND, "^C", "kestrel-drop", nullptr);
     }
     ~Editor() {
         HistEvent event;
         if (!historyFile.empty()) // readable for this user alone
-            history(lines, &event, H_SAVE, historyFile.c_str());
-        el_end(line);
-        history_end(lines);
+            edit.changeHistory(lines, &event, H_SAVE, historyFile.c_str());
+        edit.end(line);
+        edit.endHistory(lines);
     }
     Editor(Editor const &) = delete;
     Editor & operator=(Editor const &) = delete;
 
     static Editor & Get(EditLine * line) {
         void * data = nullptr;
-        el_get(line, EL_CLIENTDATA, &data);
+        EditLibrary::Get().get(line, EL_CLIENTDATA, &data);
         return *static_cast<Editor *>(data);
     }
     static char * GetPrompt(EditLine * line) { return Get(line).prompt.data(); }
@@ -106,13 +149,14 @@ struct LineReader::Editor {
     }
 
     static unsigned char CompleteWord(EditLine * line, int) {
-        LineInfo const * const info = el_line(line);
+        EditLibrary const & edit = EditLibrary::Get();
+        LineInfo const * const info = edit.getLine(line);
         std::string const before(info->buffer, info->cursor);
         std::string const word = before.substr(before.find_last_of(" \"") + 1);
         std::vector<std::string> const found = Get(line).complete(word);
         std::string const common = GetCommonStart(found);
         if (common.size() > word.size()) {
-            el_insertstr(line, common.substr(word.size()).c_str());
+            edit.insert(line, common.substr(word.size()).c_str());
             return CC_REFRESH;
         }
         if (found.size() < 2)
@@ -130,7 +174,7 @@ struct LineReader::Editor {
         prompt = itsPrompt;
         isDropped = false;
         int count = 0;
-        char const * const got = el_gets(line, &count);
+        char const * const got = edit.gets(line, &count);
         text->clear();
         if (isDropped)
             return true;
@@ -140,10 +184,11 @@ struct LineReader::Editor {
         text->erase(text->find_last_not_of("\r\n") + 1);
         HistEvent event;
         if (!text->empty())
-            history(lines, &event, H_ENTER, text->c_str());
+            edit.changeHistory(lines, &event, H_ENTER, text->c_str());
         return true;
     }
 
+    EditLibrary const & edit = EditLibrary::Get();
     Complete complete;
     std::string const historyFile;
     History * lines;
@@ -163,7 +208,7 @@ struct LineReader::Editor {
 
 LineReader::LineReader(Complete complete) {
 #if defined(KESTREL_LINE_EDITOR)
-    if (IsTerminal() && Out().IsTerminal())
+    if (IsTerminal() && Out().IsTerminal() && EditLibrary::Get().isWhole)
         editor = std::make_unique<Editor>(std::move(complete));
 #endif
 }
