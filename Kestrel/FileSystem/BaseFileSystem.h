@@ -8,7 +8,7 @@ class FileEntry;
 class FolderEntry;
 class Location;
 
-/// Anything that can turn a location into an entry.
+/// Anything that can map a location to an entry.
 ///
 /// An implementation of a file system derives from FixedVFS or RollingVFS, not from here.
 ///
@@ -29,7 +29,7 @@ public:
 
     virtual ~BaseFileSystem() = default;
 
-    /// The location may be replaced by the one that it leads to.
+    /// The location may be replaced by that of a link's target.
     virtual ConnectStatus Connect(Location * location, FolderEntry ** entry) = 0;
     virtual ConnectStatus Connect(Location * location, FileEntry ** entry) = 0;
     virtual void Disconnect(FolderEntry * entry) = 0;

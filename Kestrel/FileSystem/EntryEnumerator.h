@@ -6,7 +6,7 @@ namespace IO {
 
 class Name;
 
-/// Gets the entries of a folder, one by one, in the order in which the file system has them.
+/// Called with the entries of a folder, one by one, in the file system's order.
 class KESTREL_API EntryEnumerator {
 public:
     virtual ~EntryEnumerator() = default;

@@ -7,11 +7,11 @@ namespace IO {
 
 class BaseFileSystem;
 
-/// One file or folder as its file system sees it; the common base of FileEntry and FolderEntry.
+/// One file or folder in its file system; the common base of FileEntry and FolderEntry.
 ///
-/// What an implementation of a file system provides, and what only File and Folder call. Entries speak in
-/// small statuses of their own; turning those into codes, and writing log lines, is done once for
-/// all file systems, in File and Folder.
+/// Provided by an implementation of a file system, and called only by File and Folder. Entries
+/// return small statuses of their own; mapping those to codes, and writing log lines, is done once
+/// for all file systems, in File and Folder.
 ///
 /// Memory:  an entry belongs to the file system that made it. Connect returns it, Disconnect takes
 ///          it back.

@@ -15,23 +15,23 @@ class Folder;
 
 /// A file at a location, read and written as a channel.
 ///
-/// A File is made for a location and connects at once: whether there is such a file is settled by
-/// GetStatus. It can then be opened, read or written, closed, and opened again in another mode;
-/// its properties (times, length, protection) can be queried at any time. Everything that takes a
-/// Mu::IChannel or a Mu::OChannel works on a File.
+/// The constructor connects to the file at a location; GetStatus returns the result. It can then be
+/// opened, read or written, closed, and opened again in another mode; its properties (times,
+/// length, protection) can be queried at any time. Everything that takes a Mu::IChannel or a
+/// Mu::OChannel works on a File.
 ///
 ///     IO::File file(IO::Location("C:\\notes.txt"), IO::File::OnNotFound::Create);
 ///     if (file.Open(IO::File::OpenMode::WriteOnlyEmpty) == IO::NoError)
 ///         file << "remember the milk";
 ///
-/// What is left of what was written, when something ends in the middle of it:
+/// What remains of written data when the process or the system ends:
 ///
 /// - The process alone: all of it after a Flush or Close that returned NoError. Of the rest a
 ///   beginning, in the order of writing; the last write may be cut.
 /// - The system too: after a Flush that returned NoError all of it, with the length of the file
 ///   and, on a file system with a journal, its name; as far as the device keeps its word. Close
-///   promises nothing here. Of the rest any part may be there, and another read as what stood there
-///   before, or as zeros.
+///   guarantees nothing here. Of the rest any part may have been written, and other parts read as
+///   the former content, or as zeros.
 ///
 /// Memory:  the read buffer ("FileCacheSize" of the preferences, 4096 bytes by default) and the
 ///          write blocks of 16384 bytes are taken by the first read and write. Construction and the
@@ -49,7 +49,7 @@ class KESTREL_API File : public Mu::IChannel,
                          public Mu::Allocated {
 public:
     enum class OpenMode {
-        ReadOnly = 0,                   ///< nobody else may write meanwhile
+        ReadOnly = 0,                   ///< others may not write meanwhile
         WriteOnly = 1,                  ///< keeps the content, starts at its beginning
         WriteOnlyEmpty = 2,             ///< drops the content
         ReadWrite = 3,                  ///< unbuffered, so that reads and writes may alternate
@@ -68,8 +68,8 @@ public:
         Unknown = 3,
     };
 
-    /// The file at `location`. With Create, a missing one is made in a folder that exists; a
-    /// failure of that is ErrFileCreationFailed. FailQuietly keeps a missing file out of the log.
+    /// The file at `location`. With Create, a missing one is created in a folder that exists;
+    /// ErrFileCreationFailed if that fails. FailQuietly does not log a missing file.
     ///
     /// GetStatus is then NoError, ErrFileNotFound, ErrNotAFile, ErrFileAccessDenied,
     /// ErrFileCreationFailed, or Error for anything else, such as an unhealthy location.
@@ -78,15 +78,16 @@ public:
     File(Folder const & folder, Name const & name);
     File(Folder & folder, Name const & name, OnNotFound onNotFound);
 
-    // These make a File on the heap, the caller's to delete. Null output or argument: Error. On any
-    // failure `*file` is null and the result is what GetStatus would have been, or ErrMemoryFull.
+    // These create a File on the heap, which the caller must delete. Null output or argument:
+    // Error. On any failure `*file` is null and the result is what GetStatus would have been, or
+    // ErrMemoryFull.
     [[nodiscard]] static MuErrCode New(File ** file, Location const & location,
                                        OnNotFound onNotFound);
     [[nodiscard]] static MuErrCode New(File ** file, Folder const & folder, Name const & name);
     [[nodiscard]] static MuErrCode New(File ** file, Folder & folder, Name const & name,
                                        OnNotFound onNotFound);
 
-    /// Closes an open file, and with it writes what is buffered; call Close to learn its status.
+    /// Closes an open file, which writes what is buffered; call Close to get its status.
     ~File() override;
 
     // Input. All of these return a bad GetStatus first, and Error when not open for reading.
@@ -117,8 +118,8 @@ public:
     /// Opens the file. On an open file nothing happens, neither mode nor position changes, and the
     /// result is NoError.
     ///
-    /// ErrFileAccessDenied: refused by rights, by write protection, or by another opener; retried
-    /// before as `treatment` says. ErrNoMoreFileHandle: the process has too many files open.
+    /// ErrFileAccessDenied: refused by permissions, by write protection, or by another opener,
+    /// after the retries of `treatment`. ErrNoMoreFileHandle: the process has too many files open.
     /// Error: an unknown mode, or anything else. A thread that is interrupted leaves the wait
     /// between two tries with Mu::InterruptedIOException; the file is closed then.
     [[nodiscard]] virtual MuErrCode
@@ -126,8 +127,8 @@ public:
     virtual bool IsOpen() const;
     /// Whether a closed file could be opened in this mode right now, by trying it once.
     virtual bool IsOpenable(OpenMode mode);
-    /// Writes what is buffered and closes; the file is closed whatever the result. What was written
-    /// outlives the process then, and not surely the system. NoError for a file that is closed
+    /// Writes what is buffered and closes; the file is closed whatever the result. Written data
+    /// then outlives the process, but not necessarily the system. NoError for a file that is closed
     /// already. EOO: the device is full. OutputClosed: a write failed.
     virtual MuErrCode Close();
 
@@ -150,7 +151,7 @@ public:
     [[nodiscard]] virtual MuErrCode SetDataLength(unsigned long long length);
     /// Error for a length above 32 bits.
     virtual MuErrCode GetDataLength(unsigned int * length) const;
-    /// In bytes, with what is buffered for writing, which is written for that.
+    /// In bytes, with what is buffered for writing, which is written first.
     virtual MuErrCode GetDataLength(unsigned long long * length) const;
     // Times in seconds since the start of 1970. ErrFileInvalidTime: does not fit in 32 bits.
     // Setting one opens the file for a moment, so it fails while the file is open for writing.
@@ -165,16 +166,18 @@ public:
     /// How much of its disk the file uses. On failure, which is logged, `*use` is a DiskUse as
     /// constructed: ErrFileAccessDenied, Error.
     MuErrCode GetDiskUse(DiskUse * use) const;
-    /// Type and creator codes, kept by file systems that have them; others keep none and say 0.
+    /// Type and creator codes, on file systems that store them; 0 on others.
     virtual MuErrCode SetTypeInfo(unsigned int type, unsigned int creator);
     virtual MuErrCode GetTypeInfo(unsigned int * type, unsigned int * creator) const;
 
-    /// Whether the file can be read. Tried by opening and closing it, unless it is open for
-    /// reading: a file open for writing alone is closed by the question.
+    /// Whether the file can be read. Found out by opening and closing it, unless it is open for
+    /// reading: a file that is open for writing only is closed by this call.
     virtual bool IsReadable();
-    /// As IsWriteable(), and for a no the reason, with who locks the file where that is known.
+    /// As IsWriteable(), and the reason if it is not, with the program that locks the file where
+    /// that is known.
     virtual bool IsWriteable(WriteAccessFailureReason * reason, Mu::UniString * locker);
-    /// Whether the file can be written. A file open for reading alone is closed by the question.
+    /// Whether the file can be written. A file that is open for reading only is closed by this
+    /// call.
     virtual bool IsWriteable();
     virtual MuErrCode IsWriteProtected(bool * isProtected) const;
     virtual MuErrCode SetWriteProtection();
@@ -207,7 +210,7 @@ public:
     MuErrCode GetOutputStatus() const override;
     void ResetOutputStatus() override;
 
-    /// What the connection at construction gave; it never changes.
+    /// The status of the connection made by the constructor; it never changes.
     MuErrCode GetStatus() const { return status; }
     // What the mode of an open file allows; all false for a closed one.
     bool CheckReadOperation() const { return readable; }

@@ -14,11 +14,11 @@ public:
     enum class OpenMode : unsigned int {
         Read = 0,            ///< others may read
         Write = 1,           ///< the content stays
-        WriteAnew = 2,       ///< the content goes
+        WriteAnew = 2,       ///< drops the content
         ReadWrite = 3,       ///< the content stays
         ReadShared = 4,      ///< others may read and write
         WriteShared = 5,     ///< the content stays, others may read
-        WriteAnewShared = 6, ///< the content goes, others may read
+        WriteAnewShared = 6, ///< drops the content, others may read
     };
     enum class SeekOrigin : unsigned int { Beginning = 0, Current = 1, End = 2 };
 
@@ -48,14 +48,14 @@ public:
 
     virtual OpenStatus Open(OpenMode mode) = 0;
 
-    /// Takes up to `count` bytes from the position on. `*read` receives how many there were on
-    /// every way out; fewer than requested is EndOfFile.
+    /// Reads up to `count` bytes from the position on. `*read` is set in any case; fewer than
+    /// requested is EndOfFile.
     virtual ReadStatus Read(char * destination, unsigned int count, unsigned int * read) = 0;
 
     /// Writes all of `count` bytes or fails. `*written` is set on success only.
     virtual WriteStatus Write(char const * source, unsigned int count, unsigned int * written) = 0;
 
-    /// Moves the position and returns in `*position` where it is then. A place before the start or
+    /// Moves the position and stores the new one in `*position`. A position before the start or
     /// behind the end is illegal.
     virtual SeekStatus Seek(SeekOrigin origin, long long offset, unsigned long long * position) = 0;
 

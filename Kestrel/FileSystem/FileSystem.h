@@ -27,8 +27,8 @@ class VirtualFileSystem;
 /// Threads: any. One re-entrant lock guards the mounts and every connect and disconnect; it is not
 ///          held while an entry works. Private locations and the retry duration have no lock:
 ///          hosts set them up at start.
-/// Failure: codes, each failure with its log line. An argument that is null, unhealthy or, where
-///          an entry must have a parent, a root gives Error. An interrupted thread leaves the wait
+/// Failure: codes, each failure with its log line. Error for an argument that is null, unhealthy
+///          or, where an entry must have a parent, a root. An interrupted thread leaves the wait
 ///          between two tries with Mu::InterruptedIOException: out of every operation that takes an
 ///          AccessDeniedTreatment, and out of Copy and Move between file systems.
 class KESTREL_API FileSystem {
@@ -47,7 +47,7 @@ public:
     FileSystem(FileSystem const &) = delete;
     FileSystem & operator=(FileSystem const &) = delete;
 
-    // What File and Folder stand on. The location may come back as the one that it leads to.
+    // Used by File and Folder. The location may be replaced by that of a link's target.
     [[nodiscard]] MuErrCode Connect(Location * location, FileEntry ** entry);
     [[nodiscard]] MuErrCode Connect(Location * location, FolderEntry ** entry);
     void Disconnect(FileEntry * entry);
@@ -55,7 +55,7 @@ public:
 
     MuErrCode CreateFile(Location const & location);
     MuErrCode CreateFolder(Location const & location);
-    /// Makes the folders of `relative` that are missing below `base`, one in the other.
+    /// Creates the folders of `relative` that are missing below `base`, one in the other.
     MuErrCode CreateFolderTree(Location const & base, RelativeLocation const & relative);
     /// The same from the drive or share down.
     MuErrCode CreateFolderTree(Location const & location);
@@ -69,21 +69,21 @@ public:
 
     /// A root is a folder, and is contained, without access to the disk.
     MuErrCode GetType(Location const & location, EntryType * type);
-    /// A link counts as what it leads to.
+    /// The type of the target for a link.
     MuErrCode GetResolvedType(Location const & location, EntryType * type);
     /// As GetResolvedType, but the native file system alone resolves the link.
     MuErrCode EstimateResolvedType(Location const & location, EntryType * type);
     MuErrCode Contains(Location const & location, bool * contained);
 
     // The files of a folder with all folders in it, and their bytes, links followed as documented
-    // for TreeEnumerator. A failure that the walk meets comes with the count of what could be seen.
-    // Otherwise what connecting to the folder gives, and 0.
+    // for TreeEnumerator. After a failure of the walk the count is that of what could be read.
+    // Otherwise the status of connecting to the folder, and 0.
     MuErrCode CountFiles(Location const & location, unsigned int * count);
     MuErrCode CountSize(Location const & location, unsigned long long * size);
 
     bool IsOnLine(Location const & location);
-    /// Where a link leads; what is no link leads to itself. False, with its line, for a location
-    /// that has no path, and for a link whose target is none.
+    /// The target of a link, or the location itself if it is none. False, with a log line, for a
+    /// location that has no path, and for a link whose target is no location.
     bool ResolveLocation(Location const & from, Location * to);
     bool ResolveLocation(Location * location);
     MuErrCode GetSpecialLocation(SpecLocId id, Location * location);
@@ -99,7 +99,7 @@ public:
     /// The fixed mounts alone.
     MuErrCode EnumerateVirtualMountPoints(MountPointCallback callback, void * data);
 
-    // Places where the library is the only user, so that a denied access is worth a second try.
+    // Places where the library is the only user, so that a denied access is worth a retry.
     void AddPrivateLocation(Location const & location);
     void DeletePrivateLocation(Location const & location);
     /// True below a private location, too.
@@ -110,7 +110,7 @@ public:
         accessDeniedRetryDuration = duration;
     }
     unsigned int GetAccessDeniedRetryDuration() const { return accessDeniedRetryDuration; }
-    /// Sets the number of tries that an operation which is about to start has left.
+    /// Sets the number of tries for an operation that is about to start.
     void InitAccessDeniedCounter(unsigned int * counter);
     /// Whether an operation that was denied is tried again. Waits for an interval first where the
     /// library is the only user; an interrupted thread leaves that wait with
@@ -136,7 +136,7 @@ private:
     VirtualFileSystem * FindFixed(Location const & location) const;
     VirtualFileSystem * FindRolling(Location const & location) const;
 
-    // Where a walk through one of the two tables stands, on the stack of who walks: code of the
+    // The position of a walk through one of the two tables, on the stack of the walker: code of the
     // host runs in between, which may mount and unmount.
     struct TableWalk;
     template <typename Table, typename Visit>

@@ -1,7 +1,7 @@
 #pragma once
 
-// The small enumerations that files, folders, entries and file systems share. Each class that
-// speaks of one offers it under its own name as well: IO::Folder::EntryType is IO::EntryType.
+// The small enumerations that files, folders, entries and file systems share. Each class that uses
+// one offers it under its own name as well: IO::Folder::EntryType is IO::EntryType.
 
 namespace IO {
 
@@ -28,7 +28,7 @@ struct DiskUse {
 /// How far an operation may go with entries that are write-protected.
 enum class DataSafety : unsigned int {
     KeepProtected = 0,   ///< leave them alone
-    IgnoreProtection = 1 ///< they go like the others
+    IgnoreProtection = 1 ///< treat them like the others
 };
 
 /// What an operation does when another program holds the entry.
@@ -38,7 +38,7 @@ enum class AccessDeniedTreatment : unsigned int {
     RetryPrivate = 2 ///< on private locations only, with a pause before each new try
 };
 
-/// The places that every platform has somewhere.
+/// Places that exist on every platform.
 enum class SpecLocId : unsigned int {
     System = 0,
     ApplicationFile = 1,

@@ -11,7 +11,7 @@
 
 namespace IO {
 
-/// One folder of a file system: everything that changes what the folder holds.
+/// One folder of a file system: all changes to the content of the folder.
 ///
 /// Rules of FSEntry. Finding unused names and exchanging two entries are written here once, over
 /// GetType and Move, and so work for every file system; one that can do better overrides them.
@@ -87,13 +87,13 @@ public:
                                                      unsigned short maxLength,
                                                      unsigned int * counter);
 
-    /// Each of the two entries gets the name of the other. `*outA` and `*outB` say under which
-    /// names the entries of `a` and `b` stand afterwards, after a failure too: an exchange that
-    /// breaks off is taken back as far as that can be done.
+    /// Swaps the names of two entries. `*outA` and `*outB` receive the names of the entries of `a`
+    /// and `b` afterwards, after a failure too: an incomplete exchange is undone as far as
+    /// possible.
     virtual ExchangeStatus Exchange(Name const & a, Name const & b, bool force, Name * outA,
                                     Name * outB);
 
-    /// With `force`, write-protected entries go too; the same for Delete.
+    /// With `force`, write-protected entries are moved, too; the same for Delete.
     virtual MoveStatus Move(Name const & from, FolderEntry & target, Name const & to,
                             bool force) = 0;
     virtual CopyStatus Copy(Name const & from, FolderEntry & target, Name const & to) = 0;

@@ -8,20 +8,20 @@
 #include <string_view>
 
 // The library names files by portable text on both platforms, `C:\a\b` or `\\host\share\x`. On
-// Windows that is the native path itself. On Linux a table of drives stands between the two: drive
+// Windows that is the native path itself. On Linux a table of drives maps between the two: drive
 // `C:` is the folder `/` unless the environment says otherwise when the first path is converted,
 //
 //     KESTREL_DRIVES=C=/;D=/mnt/data;\\host\share=/srv/share
 //
 // and a share is known only when the table names it. A native path gets the drive whose folder is
-// its deepest ancestor. Every file name that Linux allows has a portable form that is legal on every
-// platform and comes back from it byte by byte. What a portable name cannot hold is written in units
-// of the private-use area:
+// its deepest ancestor. Every file name that Linux allows has a portable form that is legal on
+// every platform and comes back from it byte by byte. Characters that a portable name cannot hold
+// are written as units of the private-use area:
 //
 //   - `\ : * ? " < > |` and the characters 1 to 31 are U+F000 plus the character, and so is a dot or
 //     a blank at the end of a name;
-//   - a name that Windows keeps for a device, such as "con", has a U+F000 behind it;
-//   - a byte that is no part of valid UTF-8 is U+EF00 plus the byte, and so are the three bytes of a
+// - a name that Windows reserves for a device, such as "con", has a U+F000 appended; - a byte that
+// is no part of valid UTF-8 is U+EF00 plus the byte, and so are the three bytes of a
 //     unit of these ranges that a name really holds.
 //
 // Memory:  the texts'. Mu::OutOfMemoryException on shortage.
@@ -42,17 +42,17 @@ KESTREL_API bool IsNativePath(Mu::UniString const & text);
 /// under no drive and no share. "." and doubled separators vanish; ".." stays for the system to
 /// follow.
 KESTREL_API bool FromNativePath(std::basic_string_view<NativeUnit> native, Mu::UniString * path);
-/// The same for a path that came as text, as one typed by a user: on Linux, as UTF-8, with a byte that
-/// is none as above and all else as itself.
+/// The same for a path given as text, such as one typed by a user: on Linux, in UTF-8, with invalid
+/// bytes as above and everything else unchanged.
 KESTREL_API bool FromNativePath(Mu::UniString const & native, Mu::UniString * path);
 
 /// The native form of an absolute portable path, zero-terminated; its length, or 0 when there is
-/// none: the drive or share is unknown, a unit fits no native path (a zero, a lone surrogate), units
-/// of the ranges above stand for "." or "..", or it is longer than `size` units with its terminator.
-/// Whether anything has that path, or has it in another spelling, is not checked.
+/// none: the drive or share is unknown, a unit fits no native path (a zero, a lone surrogate),
+/// units of the ranges above stand for "." or "..", or it is longer than `size` units with its
+/// terminator. Whether an entry exists there, or in another spelling, is not checked.
 KESTREL_API unsigned int ToNativePath(Mu::UniString const & path, NativeUnit * native,
                                       unsigned int size);
-/// The same as text, for people to read and to give back to FromNativePath.
+/// The same as text, for display and for FromNativePath.
 KESTREL_API bool ToNativePath(Mu::UniString const & path, Mu::UniString * native);
 
 /// For use with <filesystem>; empty when there is no native form.

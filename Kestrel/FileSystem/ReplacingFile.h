@@ -7,27 +7,27 @@
 
 namespace IO {
 
-/// A new content for a file, which takes the place of the old one as a whole or not at all.
+/// A new content for a file, which replaces the old one completely or not at all.
 ///
 ///     IO::ReplacingFile saved(location);
 ///     saved.GetFile() << "everything";
 ///     MuErrCode const status = saved.Commit();
 ///
 /// For what must never be found half-written: settings, documents, indexes. It is written under an
-/// unused name beside the target, with the target's rights, flushed to the device, and renamed over
-/// the target in one step. At each moment the name stands for the old content or the new one, also
-/// when the process or the system ends; the unused name may be left then. Where nothing has the name,
-/// it comes with the content. Of a link, what it leads to is replaced.
+/// unused name beside the target, with the target's permissions, flushed to the device, and renamed
+/// over the target in one step. At each moment the name has the old content or the new one, also
+/// when the process or the system ends; the unused name may be left then. A target that does not
+/// exist is created with its content. For a link, its target is replaced.
 ///
-/// A new file takes the place: its creation time is new, and other hard links keep the old content.
-/// Other file systems than the platform's replace as Folder::Replace documents.
+/// The target becomes a new file: its creation time is new, and other hard links keep the old
+/// content. Other file systems than the platform's replace as Folder::Replace documents.
 ///
 /// Memory:  that of a File and a Folder.
 /// Threads: one at a time.
-/// Failure: statuses. Of a failure before the end of Commit nothing is left.
+/// Failure: statuses. A failure before the end of Commit leaves no traces.
 class KESTREL_API ReplacingFile {
 public:
-    /// Opens the new file. GetStatus is then NoError, or why not: a status of File, File::Open or
+    /// Opens the new file. GetStatus is then NoError, or a status of File, File::Open or
     /// Folder::CreateFile; ErrFileAccessDenied for a target that could not be written either.
     explicit ReplacingFile(Location const & target);
     /// Without a Commit that returned NoError, the new file is deleted and the old one stays.
@@ -36,11 +36,10 @@ public:
     ReplacingFile & operator=(ReplacingFile const &) = delete;
 
     MuErrCode GetStatus() const { return status; }
-    /// Open for writing; nothing that is written to it is where GetStatus is bad. The caller does not
-    /// close it.
+    /// Open for writing; writes fail if GetStatus is not NoError. The caller must not close it.
     File & GetFile() { return *file; }
 
-    /// Flushes, closes and replaces. The first status that writing met; those of File::Flush,
+    /// Flushes, closes and replaces. Returns the first failure of writing, or those of File::Flush,
     /// File::Close and Folder::Replace; Error the second time.
     [[nodiscard]] MuErrCode
     Commit(AccessDeniedTreatment treatment = AccessDeniedTreatment::RetryPrivate);

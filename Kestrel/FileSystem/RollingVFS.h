@@ -4,8 +4,8 @@
 
 namespace IO {
 
-/// A virtual file system that lives nowhere in particular and claims locations by its own
-/// judgement, such as everything inside files of one kind.
+/// A virtual file system without a location of its own, which claims locations by its own rules,
+/// such as everything inside files of one type.
 class KESTREL_API RollingVFS : public VirtualFileSystem {
 public:
     /// Called under the lock of IO::fileSystem, for locations that neither the disk nor a fixed

@@ -28,7 +28,7 @@ public:
     virtual bool Failed(Mu::UniString const & place, MuErrCode status, char const * causes);
 };
 
-/// Makes long work show itself, and lets it be ended, as long as the scope lives:
+/// Reports the progress of long work, and allows to end it, as long as the scope lives:
 ///
 ///     struct Watch : IO::TransferObserver {
 ///         bool Advanced(IO::TransferProgress const & now) override { return !userHasHadEnough; }
@@ -41,13 +41,13 @@ public:
 /// CountFiles and CountSize, every TreeEnumerator, and IO::ReadAll. The innermost scope of a thread
 /// counts.
 ///
-/// Work that is ended returns Error, and takes back what is half-made as after any failure; the log
+/// Work that is ended returns Error, and deletes what is half done as after any failure; the log
 /// line names the scope as the cause. Everything else under the scope ends at once from then on.
 /// Deleting the source of a Move from one drive to another is not ended any more.
 ///
-/// Where the observer has entries skipped, a copy keeps the others and a deletion goes on; the
-/// operation then returns the status of the first such entry. In a Move nothing is skipped. A walk
-/// goes on anyway, unless the observer says no.
+/// Where the observer lets entries be skipped, a copy keeps the others and a deletion continues;
+/// the operation then returns the status of the first such entry. In a Move nothing is skipped. A
+/// walk continues anyway, unless the observer refuses.
 ///
 /// Memory:  the path of the place. Without a scope, work costs one test of a variable of the thread
 ///          for each entry and block.
@@ -82,7 +82,7 @@ private:
     TransferObserver & observer;
     TransferScope * const outer;
     TransferProgress progress;
-    Mu::UniString path;            // of all steps under way, one behind the other
+    Mu::UniString path;            // of all current steps, one after another
     TransferStep * step = nullptr; // the innermost
     unsigned long long interval;   // microseconds
     unsigned long long next;       // when to report again

@@ -8,9 +8,9 @@ namespace IO {
 
 class Folder;
 
-/// Walks a folder with all that is in it, depth first, and calls operations for what it meets.
+/// Walks a folder with all that is in it, depth first, and calls an operation for each entry.
 ///
-/// Derive from it and override what you want to hear of:
+/// Derive from it and override the operations you need:
 ///
 ///     class Lister : public IO::TreeEnumerator {
 ///         using TreeEnumerator::TreeEnumerator;
@@ -21,20 +21,20 @@ class Folder;
 /// For one folder without those in it use Folder::Enumerate; to count, FileSystem::CountFiles and
 /// CountSize. What is mounted in a folder is walked as a part of it.
 ///
-/// Links are followed, but not one that leads back up the way the walk came: neither to a folder
-/// above it nor to one that is being walked, which reveals a circle of any number of links. Such a
-/// one is reported by a warning in the log. Two links to one folder are two visits of it.
+/// Links are followed, except those that lead back: to a folder above the link or to one that is
+/// being walked, which detects circles of any number of links. Such a link is reported by a warning
+/// in the log. Two links to one folder are two visits of it.
 ///
-/// Nothing may happen to the folders that are being walked through what is called here, but for
-/// making and deleting entries in them. A tree that others change meanwhile is walked as it is met:
-/// what went is skipped, what came may be missed. On Windows, and in virtual file systems, a folder that
-/// goes between being listed and being entered is an Error.
+/// The operations may create and delete entries in the folders being walked, but not change these
+/// folders themselves. In a tree that others change meanwhile, vanished entries are skipped and new
+/// ones may be missed. On Windows, and in virtual file systems, a folder that vanishes between
+/// being listed and being entered is an Error.
 ///
 /// Memory:  a Folder, its enumeration and some 2 KiB of stack for each level. Do may throw
-///          Mu::OutOfMemoryException; the walk is then over and may be done again.
+///          Mu::OutOfMemoryException; the walk is then over and may be repeated.
 /// Threads: one at a time; no lock is held while operations are called.
-/// Failure: statuses. The first one stands and the walk continues with the next entry, so that a
-///          count that comes with ErrTreeAccessDenied is a count of what could be seen.
+/// Failure: statuses. The first one is returned and the walk continues with the next entry, so that
+///          a count with ErrTreeAccessDenied is a count of what could be read.
 class KESTREL_API TreeEnumerator {
 public:
     /// `folder` must outlive the walk.
@@ -64,16 +64,16 @@ public:
     TreeEnumerator & operator=(TreeEnumerator const &) = default;
 
 protected:
-    /// Ends the walk: nothing is called any more, not even FolderExited for what was entered.
+    /// Ends the walk: nothing is called any more, not even FolderExited for the folders entered.
     void Stop() { stopped = true; }
-    /// The folder being walked, which is that of the names found. Before and after Do it is the one
-    /// that the walk starts from; null when it was made with none.
+    /// The folder being walked, which holds the reported names. Before and after Do, the root of
+    /// the walk; null when there is none.
     Folder const * GetParent() const { return parent; }
     /// The first failure so far.
     MuErrCode GetStatus() const { return status; }
 
-    // A step of the walk by hand, for a name in GetParent: with the questions and calls that belong
-    // to it. One that is called for a folder walks it to its end.
+    // Explicit steps of the walk, for a name in GetParent, with all operations that belong to them.
+    // The step for a folder walks all of it.
 
     void ProcessFileFound(Name const & name);
     void ProcessFolderFound(Name const & name);

@@ -5,8 +5,8 @@
 namespace IO {
 
 // Share modes, which the system does not know, as locks on two bytes far beyond the data of a file:
-// the first is held by everyone who has the file open, the second by those who write, or who bear
-// no writer.
+// the first is held by every opener of the file, the second by those who write, or who admit no
+// writer.
 //
 //     access, sharing               first byte   second byte   open mode
 //     read, with readers            shared       shared        0
@@ -15,8 +15,8 @@ namespace IO {
 //     write, with readers           shared       exclusive     5, 6
 //
 // The locks belong to the open file description: they bind openers in this process and in others
-// alike, and end with the last descriptor. Who opens without the library is not bound. A file system
-// without locks lets everyone in.
+// alike, and end with the last descriptor. Programs without the library are not bound by them. A
+// file system without locks admits everyone.
 
 /// How one opening shares; null in ShareLock::Find for a combination that no row has.
 struct ShareLock {
@@ -31,7 +31,8 @@ struct ShareLock {
     unsigned int Take(int descriptor) const;
 };
 
-/// Keeps a file from being opened while it is deleted or moved, as far as one may open it at all.
+/// Prevents a file from being opened while it is deleted or moved, as far as the user may open it
+/// at all.
 class InUseGuard {
 public:
     /// `at` and `path` as for openat; a link is not followed.
@@ -40,7 +41,7 @@ public:
     InUseGuard(InUseGuard const &) = delete;
     InUseGuard & operator=(InUseGuard const &) = delete;
 
-    /// 0, FileError::SharingViolation when somebody has the file open, FileNotFound when it is gone.
+    /// 0, FileError::SharingViolation when the file is open, FileNotFound when it has been deleted.
     unsigned int GetError() const { return error; }
     /// The file; null when it could not be opened for writing.
     struct stat const * GetInfo() const {
