@@ -46,7 +46,7 @@ Outcome CopyInKernel(int from, int to, unsigned long long count) {
         std::size_t const piece = std::min<unsigned long long>(count, GetPiece());
         auto const copied =
             Retry([=] { return ::copy_file_range(from, nullptr, to, nullptr, piece, 0); });
-        // Files that the kernel makes up as they are read have no length, and copy as empty.
+        // Files that the kernel generates as they are read may have no length, and copy as empty.
         if (copied == 0)
             return any ? Outcome::Done : Outcome::Unavailable;
         if (copied < 0)
@@ -93,11 +93,16 @@ bool CopyBytes(int from, int to, unsigned long long count, CopyWays ways) {
            (outcome == Outcome::Unavailable && CopyByHand(from, to, count));
 }
 
+// Files that the kernel generates as they are read have no blocks either. Their length need not be
+// that of their content, so they count only if they report a hole.
 bool IsSparse(int file, off_t * size) {
     struct stat info;
     bool const isKnown = ::fstat(file, &info) == 0;
     *size = isKnown ? info.st_size : 0;
-    return isKnown && S_ISREG(info.st_mode) && info.st_blocks * 512 < info.st_size;
+    if (!isKnown || !S_ISREG(info.st_mode) || info.st_blocks * 512 >= info.st_size)
+        return false;
+    off_t const hole = ::lseek(file, 0, SEEK_HOLE);
+    return ::lseek(file, 0, SEEK_SET) == 0 && hole >= 0 && hole < info.st_size;
 }
 
 // Copies what is written in the file, and leaves the holes between holes.
