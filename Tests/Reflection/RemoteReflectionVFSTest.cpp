@@ -214,9 +214,12 @@ TEST(RemoteReflectionVFS, ReadsWhatIsRightOrFailsOverABadLink) {
         EXPECT_TRUE(!isWhole || isChanged || found == tree.GetThings());
         link.SetHarm({});
         // What was changed may be kept, and a short limit is not met by a machine with much to do.
-        if (isChanged || limits.timeout < 100 || limits.retryTime > 0) {
+        if (isChanged || limits.timeout < 100) {
             mounted.reset();
             mounted.emplace(link.GetPort());
+        } else if (limits.retryTime > 0) { // who mounts anew need not wait
+            EXPECT_EQ(IO::fileSystem.Unmount(mounted->system), IO::NoError);
+            EXPECT_EQ(IO::fileSystem.Mount(mounted->system, mounted->top), IO::NoError);
         }
         Things again;
         Read(mounted->top, {}, &again, &isWhole);

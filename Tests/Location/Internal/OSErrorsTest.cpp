@@ -28,8 +28,15 @@ TEST_F(OSErrors, StandBehindEachOther) {
     IO::AddOSError("two");
     IO::AddOSError("");
     EXPECT_STREQ(IO::GetOSErrors(), "one, two, ");
+    IO::OSErrorMark const mark = IO::MarkOSErrors();
+    IO::AddOSError("three");
+    IO::ForgetOSErrors(mark);
+    EXPECT_STREQ(IO::GetOSErrors(), "one, two, ");
     IO::ClearOSErrors();
     EXPECT_STREQ(IO::GetOSErrors(), "");
+    IO::AddOSError("longer than what was marked");
+    IO::ForgetOSErrors(mark);
+    EXPECT_STREQ(IO::GetOSErrors(), "longer than what was marked") << "the text has begun anew";
 }
 
 TEST_F(OSErrors, TakeABlockOnlyPast255Bytes) {
