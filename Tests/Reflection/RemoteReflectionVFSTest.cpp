@@ -204,8 +204,9 @@ TEST(RemoteReflectionVFS, ReadsWhatIsRightOrFailsOverABadLink) {
         limits.retryTime = seed % 2 == 0 ? 0 : 1000;
         bool const isChanged = seed % 4 == 1;
         std::optional<Mounted> mounted(std::in_place, link.GetPort(), limits);
-        link.SetHarm({static_cast<unsigned int>(random() % 4000), seed % 2 == 0,
-                      limits.timeout < 100, seed % 4 == 2, isChanged});
+        bool const isNobody = seed % 8 == 3;
+        link.SetHarm({isNobody ? 0 : static_cast<unsigned int>(random() % 4000),
+                      seed % 2 == 0 || isNobody, limits.timeout < 100, seed % 4 == 2, isChanged});
         Things found;
         bool isWhole = true;
         Read(mounted->top, {}, &found, &isWhole);
