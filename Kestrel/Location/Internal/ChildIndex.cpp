@@ -1,7 +1,6 @@
 #include <Kestrel/Location/Internal/ChildIndex.h>
 
 #include <algorithm>
-#include <cstddef>
 
 namespace IO {
 
@@ -70,7 +69,7 @@ void ChildIndex::Build(unsigned int parent) {
 bool ChildIndex::Append(unsigned int parent, unsigned int node) {
     unsigned int leaf = nodes.GetNote(parent).top;
     while (!blocks[leaf].isLeaf)
-        leaf = blocks[leaf].below[blocks[leaf].count - 1];
+        leaf = blocks[leaf].GetBelow()[blocks[leaf].count - 1];
     Entry const entry = {MakeKey(parent, node), node, NoIndex};
     unsigned int const changed = Insert(leaf, blocks[leaf].count, entry);
     if (changed == NoIndex)
@@ -90,7 +89,7 @@ bool ChildIndex::Find(unsigned int parent, Mu::ConstSubstring const & text, Sibl
         return false;
     }
     while (!blocks[block].isLeaf) {
-        block = blocks[block].below[at];
+        block = blocks[block].GetBelow()[at];
         SendBlock(block);
         at = FindIn(blocks[block], key, order);
     }
@@ -101,7 +100,7 @@ bool ChildIndex::Find(unsigned int parent, Mu::ConstSubstring const & text, Sibl
 // All its lines at once, up to the last key, so that there is one wait and not one for each.
 void ChildIndex::SendBlock(unsigned int block) const {
     char const * const begin = reinterpret_cast<char const *>(&blocks[block]);
-    for (unsigned int at = 0; at < offsetof(Block, below); at += LineSize)
+    for (unsigned int at = 0; at < sizeof(Block); at += LineSize)
         Prefetch(begin + at);
 }
 
@@ -140,12 +139,12 @@ unsigned int ChildIndex::GetBefore(unsigned int block, unsigned int at) const {
         at = GetPlace(block);
     }
     return blocks[block].isLeaf ? blocks[block].nodes[at - 1]
-                                : GetLast(blocks[block].below[at - 1]);
+                                : GetLast(blocks[block].GetBelow()[at - 1]);
 }
 
 unsigned int ChildIndex::GetLast(unsigned int block) const {
     while (!blocks[block].isLeaf)
-        block = blocks[block].below[blocks[block].count - 1];
+        block = blocks[block].GetBelow()[blocks[block].count - 1];
     return blocks[block].nodes[blocks[block].count - 1];
 }
 
@@ -158,7 +157,7 @@ unsigned int ChildIndex::IndexOf(unsigned int const * list, unsigned int wanted)
 
 // Where the block stands in the one above it.
 unsigned int ChildIndex::GetPlace(unsigned int block) const {
-    return IndexOf(blocks[blocks[block].up].below, block);
+    return IndexOf(blocks[blocks[block].up].GetBelow(), block);
 }
 
 void ChildIndex::Link(unsigned int node) {
@@ -220,11 +219,12 @@ unsigned int ChildIndex::Insert(unsigned int block, unsigned int at, Entry entry
     unsigned int const * spare = spares;
     if (!leaves.Fit(nodes.GetCapacity()) || !TakeSpares(block, spares))
         return NoIndex;
-    while (blocks[block].count == BlockSize) {
+    while (blocks[block].count == blocks[block].GetMost()) {
+        unsigned int const half = blocks[block].GetMost() / 2;
         unsigned int const right = *spare++;
         Split(block, right);
-        bool const isLeft = at <= BlockSize / 2;
-        PutEntry(isLeft ? block : right, isLeft ? at : at - BlockSize / 2, entry);
+        bool const isLeft = at <= half;
+        PutEntry(isLeft ? block : right, isLeft ? at : at - half, entry);
         if (blocks[block].up == NoIndex)
             PutTop(*spare++, block);
         unsigned int const up = blocks[block].up;
@@ -241,7 +241,8 @@ unsigned int ChildIndex::Insert(unsigned int block, unsigned int at, Entry entry
 // A block for each that is full, from this one up, and one more if that reaches the top.
 bool ChildIndex::TakeSpares(unsigned int block, unsigned int * spares) {
     unsigned int needed = 0;
-    for (; block != NoIndex && blocks[block].count == BlockSize; block = blocks[block].up)
+    for (; block != NoIndex && blocks[block].count == blocks[block].GetMost();
+         block = blocks[block].up)
         ++needed;
     if (needed != 0 && block == NoIndex)
         ++needed;
@@ -278,10 +279,12 @@ void ChildIndex::CopyShape(unsigned int from, unsigned int to) {
 
 void ChildIndex::Split(unsigned int block, unsigned int right) {
     StartBlock(right, blocks[block].up, blocks[block].isLeaf);
-    for (unsigned int at = BlockSize / 2; at < BlockSize; ++at)
-        PutEntry(right, at - BlockSize / 2,
-                 {blocks[block].keys[at], blocks[block].nodes[at], blocks[block].below[at]});
-    blocks[block].count = BlockSize / 2;
+    Block & own = blocks[block];
+    unsigned int const half = own.GetMost() / 2;
+    for (unsigned int at = half; at < own.GetMost(); ++at)
+        PutEntry(right, at - half,
+                 {own.keys[at], own.nodes[at], own.isLeaf ? NoIndex : own.GetBelow()[at]});
+    own.count = half;
 }
 
 void ChildIndex::PutEntry(unsigned int block, unsigned int at, Entry const & entry) {
@@ -293,8 +296,9 @@ void ChildIndex::PutEntry(unsigned int block, unsigned int at, Entry const & ent
     if (own.isLeaf) {
         leaves[entry.node] = block;
     } else {
-        std::copy_backward(own.below + at, own.below + own.count, own.below + own.count + 1);
-        own.below[at] = entry.below;
+        unsigned int * const below = own.GetBelow();
+        std::copy_backward(below + at, below + own.count, below + own.count + 1);
+        below[at] = entry.below;
         blocks[entry.below].up = block;
     }
     ++own.count;
@@ -305,7 +309,7 @@ void ChildIndex::EraseEntry(unsigned int block, unsigned int at) {
     std::copy(own.keys + at + 1, own.keys + own.count, own.keys + at);
     std::copy(own.nodes + at + 1, own.nodes + own.count, own.nodes + at);
     if (!own.isLeaf)
-        std::copy(own.below + at + 1, own.below + own.count, own.below + at);
+        std::copy(own.GetBelow() + at + 1, own.GetBelow() + own.count, own.GetBelow() + at);
     --own.count;
 }
 
@@ -343,7 +347,7 @@ void ChildIndex::Refresh(unsigned int block) {
 void ChildIndex::LowerTop(unsigned int parent) {
     unsigned int & top = nodes.GetNote(parent).top;
     while (!blocks[top].isLeaf && blocks[top].count == 1) {
-        unsigned int const below = blocks[top].below[0];
+        unsigned int const below = blocks[top].GetBelow()[0];
         CopyShape(top, below);
         blocks.Put(top, top);
         blocks[below].up = NoIndex;
@@ -359,7 +363,7 @@ void ChildIndex::Drop(unsigned int parent) {
 void ChildIndex::FreeBelow(unsigned int block) {
     if (!blocks[block].isLeaf)
         for (unsigned int at = 0; at < blocks[block].count; ++at)
-            FreeBelow(blocks[block].below[at]);
+            FreeBelow(blocks[block].GetBelow()[at]);
     blocks.Put(block, block);
 }
 
@@ -398,7 +402,7 @@ void ChildIndex::RenewKeys(unsigned int parent, unsigned int block) {
     for (unsigned int at = 0; at < own.count; ++at) {
         own.keys[at] = MakeKey(parent, own.nodes[at]);
         if (!own.isLeaf)
-            RenewKeys(parent, own.below[at]);
+            RenewKeys(parent, own.GetBelow()[at]);
     }
 }
 

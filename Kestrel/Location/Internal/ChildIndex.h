@@ -23,7 +23,7 @@ struct SiblingPlace {
 /// units of one byte each, or four of two as soon as one of the names needs them. So a search
 /// mostly looks at a few blocks and at no name.
 ///
-/// Memory:  4 bytes for each node of the tree, once any parent has an index, and about 24 for each
+/// Memory:  4 bytes for each node of the tree, once any parent has an index, and about 18 for each
 ///          child that is in one. A parent loses its index when that cannot be had; the walk does
 ///          without.
 /// Threads: as the tree: under its lock.
@@ -58,7 +58,8 @@ public:
     unsigned long long GetComparisonCount() const { return comparisons; }
 
 private:
-    static constexpr unsigned int BlockSize = 32;
+    static constexpr unsigned int LeafSize = 44;
+    static constexpr unsigned int UpperSize = LeafSize / 2;
     static constexpr unsigned int MaxDepth =
         16; // 8 to the power of 11 is more than there are indices
 
@@ -67,11 +68,15 @@ private:
         unsigned int up = NoIndex;   // null at the top
         unsigned int count = 0;
         bool isLeaf = true;
-        bool isWide = false;                // of the top: how the keys of all blocks are made
-        unsigned char prefix = 0;           // the same
-        unsigned int nodes[BlockSize] = {}; // in a leaf: the children; else: the greatest below
-        unsigned long long keys[BlockSize] = {}; // of the names of `nodes`
-        unsigned int below[BlockSize] = {};      // unless it is a leaf: the blocks below
+        bool isWide = false;               // of the top: how the keys of all blocks are made
+        unsigned char prefix = 0;          // the same
+        unsigned int nodes[LeafSize] = {}; // in a leaf: the children; else: the greatest below, in
+                                           // the first half, and the blocks below in the second
+        unsigned long long keys[LeafSize] = {}; // of the names of `nodes`
+
+        unsigned int GetMost() const { return isLeaf ? LeafSize : UpperSize; }
+        unsigned int * GetBelow() { return nodes + UpperSize; }
+        unsigned int const * GetBelow() const { return nodes + UpperSize; }
     };
 
     struct Entry {
