@@ -8,6 +8,7 @@
 #include <Kestrel/FileSystem/Internal/FileTurn.h>
 #include <Kestrel/FileSystem/Internal/Make.h>
 #include <Kestrel/FileSystem/Internal/Report.h>
+#include <Kestrel/FileSystem/Internal/WinFolderEntry.h>
 #include <Kestrel/Location/Internal/OSErrors.h>
 #include <Kestrel/Root/Log/Quietly.h>
 #include <Kestrel/Root/Settings/Preferences.h>
@@ -90,7 +91,7 @@ void File::ConnectOrCreate(OnNotFound onNotFound, Folder * folder, Folder const 
         status = ErrFileCreationFailed;
         ClearOSErrors(); // that there was none is no failure now
         if (CreateIn(folder) == NoError)
-            status = Connect(in);
+            status = entry != nullptr ? NoError : Connect(in);
     }
     ReportConnection(kind, status, location, onNotFound == OnNotFound::FailQuietly);
 }
@@ -111,8 +112,19 @@ MuErrCode File::CreateIn(Folder * folder) {
     if (MuErrCode const moved = parent.MoveLastLocalName(&name); moved != NoError)
         return moved;
     if (folder != nullptr)
-        return folder->CreateFile(name);
-    return Folder(parent, Folder::OnNotFound::Report).CreateFile(name);
+        return CreateIn(*folder, name);
+    Folder above(parent, Folder::OnNotFound::Report);
+    return CreateIn(above, name);
+}
+
+// A file that was just created on a disk is connected to without a second look-up.
+MuErrCode File::CreateIn(Folder & folder, Name const & name) {
+    MuErrCode const created = folder.CreateFile(name);
+    auto const * const native =
+        created == NoError ? dynamic_cast<WinFolderEntry const *>(folder.entry) : nullptr;
+    if (native != nullptr)
+        entry = native->ConnectMade(name, location);
+    return created;
 }
 
 MuErrCode File::CheckFlag(bool flag) const {

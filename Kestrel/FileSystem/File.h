@@ -232,6 +232,7 @@ private:
     MuErrCode Connect(Folder const * in);
     void ConnectOrCreate(OnNotFound onNotFound, Folder * folder, Folder const * in);
     MuErrCode CreateIn(Folder * folder);
+    MuErrCode CreateIn(Folder & folder, Name const & name);
     Mode const * FindMode(OpenMode mode) const;
     MuErrCode OpenEntry(Mode const & mode, AccessDeniedTreatment treatment);
     bool IsWorthRetry(Mode const & mode, AccessDeniedTreatment treatment, unsigned int * counter);

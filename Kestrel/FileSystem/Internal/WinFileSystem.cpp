@@ -141,9 +141,7 @@ ConnectStatus WinFileSystem::Connect(Location * location, FileEntry ** entry) {
         return status;
     if (type == PathType::Folder)
         return ConnectStatus::NotAFile;
-    WinFileEntry * const file = fileEntries.Take();
-    file->Set(path);
-    *entry = file;
+    *entry = TakeFile(path);
     return ConnectStatus::Connected;
 }
 
@@ -173,10 +171,7 @@ ConnectStatus WinFileSystem::ConnectBeyond(Mu::UniString & path, Location * loca
         FollowTo(&path, location, PathType::Folder, ConnectStatus::NotAFile);
     if (status != ConnectStatus::Connected)
         return status;
-    Mu::LockGuard const guard(GetFileSystemLock());
-    WinFileEntry * const file = fileEntries.Take();
-    file->Set(path);
-    *entry = file;
+    *entry = TakeFile(path);
     return ConnectStatus::Connected;
 }
 
@@ -202,6 +197,13 @@ bool WinFileSystem::ResolveBeyond(Mu::UniString & path, Location * target, Entry
             : found == PathType::Folder ? EntryType::Folder
                                         : EntryType::File;
     return IsDone(SetToPath(path, target));
+}
+
+WinFileEntry * WinFileSystem::TakeFile(Mu::UniString & path) {
+    Mu::LockGuard const guard(GetFileSystemLock());
+    WinFileEntry * const file = fileEntries.Take();
+    file->Set(path);
+    return file;
 }
 
 WinFolderEntry * WinFileSystem::TakeFolder(Mu::UniString & path, unsigned int depth) {

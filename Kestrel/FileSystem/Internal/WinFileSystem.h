@@ -43,7 +43,8 @@ public:
     /// The target of a link, which is followed once, and its type. False: no target, or no link.
     bool ResolveBeyond(Mu::UniString & path, Location * target, EntryType * type) const;
 
-    /// A folder that the caller knows to exist. Takes ownership of the path.
+    /// A file or folder that the caller knows to exist. Takes ownership of the path.
+    WinFileEntry * TakeFile(Mu::UniString & path);
     WinFolderEntry * TakeFolder(Mu::UniString & path, unsigned int depth);
 
 private:

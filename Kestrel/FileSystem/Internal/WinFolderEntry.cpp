@@ -313,6 +313,14 @@ bool WinFolderEntry::IsBeyond(Name const & name, Location const & location) cons
     return IsOnLinux && Takes(name) && location.GetStatus() == NoError && !location.IsLegal();
 }
 
+FileEntry * WinFolderEntry::ConnectMade(Name const & name, Location const & location) const {
+    Mu::UniString own = PathOf(name);
+    Mu::UniString path;
+    if (kept != nullptr || location.ToPath(&path) != NoError || path != own)
+        return nullptr;
+    return owner.TakeFile(own);
+}
+
 template <typename Entry>
 BaseFileSystem::ConnectStatus WinFolderEntry::ConnectBeyond(Name const & name, Location * location,
                                                             Entry ** entry) const {

@@ -74,6 +74,10 @@ public:
     /// was connected to; null for a folder that must be connected to by its path. Where a path may
     /// not be longer than a location, that is every folder.
     WinFolderEntry * ConnectFound(Name const & name) const;
+    /// The file of that name and location, which was created here just now: without a look at it.
+    /// Null for a file that must be connected to by its location, such as one that leads here
+    /// through a link.
+    FileEntry * ConnectMade(Name const & name, Location const & location) const;
     /// The entry of that name, whose `*location` is longer than a legal one, as below a deep tree:
     /// by the path. `*location` becomes that of a link's target. NotFound also for another
     /// location.
