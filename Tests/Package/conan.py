@@ -47,7 +47,6 @@ def copy(recipe, pattern, source, target):
 
 
 class ConanFile:
-    settings = types.SimpleNamespace(os='Linux', compiler='gcc')
     required = []
 
     def requires(self, what):
@@ -69,6 +68,7 @@ spec = importlib.util.spec_from_file_location('recipe', RECIPE)
 module = importlib.util.module_from_spec(spec)
 spec.loader.exec_module(module)
 recipe = module.Kestrel()
+recipe.settings = types.SimpleNamespace(os='Linux', compiler='gcc')  # in place of their names
 recipe.recipe_folder = str(RECIPE.parent)
 recipe.export_sources_folder = str(WORK / 'sources')
 recipe.cpp_info = types.SimpleNamespace(set_property=lambda key, value: None)
