@@ -119,6 +119,7 @@ TEST_F(Dialogue, IsTheseBytes) {
     EXPECT_EQ(client->GetIChannel().GetAvailable(&available), IO::NoError);
     EXPECT_EQ(client->GetIChannel().GetInputPosition(&position), IO::NoError);
     EXPECT_EQ(available + position, ~0u) << "no end of a stream is known";
+    EXPECT_FALSE(client->GetIChannel().IsEOI());
     EXPECT_EQ(ReadMessage(*client), "abc!");
 
     Tests::ByteOChannel list;
@@ -143,6 +144,9 @@ TEST_F(Dialogue, CutsFramesAtBlocksAndOrdersTags) {
     out.WriteSeparator(); // goes before the sign
     out.OpenBlock();
     out.Write('y');
+    Tests::ByteOChannel details;
+    EXPECT_EQ(out.WriteDetails(details), IO::NoError);
+    EXPECT_TRUE(ToHex(details.GetBytes()).ends_with("020000000100000053010000004C")) << "the tags";
     for (int i = 0; i < 40; ++i)
         Pass(1);
     // What was sent before takes its part of the first block.

@@ -24,6 +24,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cstdint>
 #include <memory>
 #include <set>
 #include <string>
@@ -119,11 +120,15 @@ TEST_F(OwnInside, ListsTheAddressSpaceWithoutAGap) {
     ASSERT_TRUE(regions.isThere);
     EXPECT_TRUE(regions.files.empty());
     ASSERT_GT(regions.folders.size(), 10u);
+    static constexpr char readOnly[] = "in a region that cannot be written";
     struct Gapless : IO::MemoryRegionVisitor {
         unsigned long long next = 0;
         bool Visit(IO::MemoryRegion const & region) override {
             EXPECT_EQ(region.base, next);
             next = region.base + region.size;
+            auto const place = reinterpret_cast<std::uintptr_t>(readOnly);
+            EXPECT_TRUE(place < region.base || place >= next ||
+                        region.state == IO::MemoryRegion::State::Committed);
             return true;
         }
     } gapless;
