@@ -129,6 +129,7 @@ public:
     /// Healthy and legal on this platform.
     bool IsValid() const;
 
+    // What these three return is valid until the location is changed or destroyed.
     Mu::UniString const & GetScheme() const;
     /// A scheme makes the model SchemeModel, an empty one HierarchicalModel.
     void SetScheme(Mu::UniString const & text);

@@ -11,7 +11,9 @@
 #include <algorithm>
 #include <array>
 #include <random>
+#include <string>
 #include <thread>
+#include <vector>
 
 using namespace Tests;
 
@@ -351,6 +353,18 @@ TEST(AddressTree, SurvivesACleanUpUnderLivingAddresses) {
     }
     EXPECT_TRUE(IsTreeGone());
     EXPECT_EQ(GetPath(MakeAddress({u"c"})), Path{u"c"});
+
+    // Locations of the old tree that go while there is a smaller one.
+    std::vector<IO::Location> old(1000);
+    for (unsigned int i = 0; i < old.size(); ++i)
+        EXPECT_EQ(old[i].AppendToLocal(IO::Name(std::to_string(i).c_str())), IO::NoError);
+    IO::Location const & last = old.back();
+    EXPECT_EQ(IO::Location(last), last);
+    IO::Address::CleanUp();
+    IO::Address const other = MakeAddress({u"c"});
+    old.erase(old.begin() + 900, old.end());
+    EXPECT_EQ(GetPath(other), Path{u"c"});
+    IO::Address::CleanUp();
 }
 
 namespace {

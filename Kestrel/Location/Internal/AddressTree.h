@@ -74,9 +74,10 @@ public:
     }
     /// Gives the hold back, if that needs no more than to forget a copy, or if the tree is gone.
     static bool DropCopy(unsigned int node);
-    /// The same for one on the node and one on the root, for who knows that there is a tree.
+    /// The same for a hold on the node and one on the root. The node may be one of an earlier tree.
     static bool DropCopyWithRoot(unsigned int node) {
-        return made->nodes.GetNote(node).TakeBack(NodeTable::FindWithRoot) != 0;
+        NodeTable::Note * const note = made->nodes.FindNote(node);
+        return note == nullptr || note->TakeBack(NodeTable::FindWithRoot) != 0;
     }
     static unsigned int GetLength(unsigned int node) { return made->nodes.GetNote(node).depth; }
     static unsigned int GetHash(unsigned int node) { return made->nodes.GetNote(node).hash; }
