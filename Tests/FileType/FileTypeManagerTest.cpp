@@ -385,7 +385,9 @@ private:
         deep.push_back(UnknownType);
         EXPECT_EQ(list, deep);
         EXPECT_EQ(Manager::CountAllChild(group), static_cast<int>(deep.size()) - 1 + deepGroups);
-        EXPECT_EQ(Manager::CountAllTypeChild(UnknownGroup), ErrGroupNotFound);
+        for (auto const count : {Manager::CountAllTypeChild, Manager::CountTypeChild,
+                                 Manager::CountGroupChild, Manager::CountAllChild})
+            EXPECT_EQ(count(UnknownGroup), ErrGroupNotFound);
 
         std::string all(Manager::GetGroupExtensionList(group, nullptr, 0), 'x');
         Manager::GetGroupExtensionList(group, all.data(),

@@ -128,6 +128,7 @@ TEST(FileType, ListsAreVectors) {
                     model.erase(found);
             };
             bool const adds = random() % 3 != 0;
+            bool const isThere = std::find(mimes.begin(), mimes.end(), text) != mimes.end();
             change(extensions, text, adds);
             change(mimes, text, adds);
             change(codes, code, adds);
@@ -136,8 +137,8 @@ TEST(FileType, ListsAreVectors) {
                 ASSERT_EQ(type.AddSingleMime(text.c_str()), 0);
                 ASSERT_EQ(type.AddMacType(code), 0);
             } else {
-                type.RemoveExtension(text.c_str());
-                type.RemoveMime(text.c_str());
+                ASSERT_EQ(type.RemoveExtension(text.c_str()), isThere);
+                ASSERT_EQ(type.RemoveMime(text.c_str()), isThere);
                 type.RemoveMacType(static_cast<unsigned int>(type.FindMacType(code)));
             }
             FileType const copy = type;

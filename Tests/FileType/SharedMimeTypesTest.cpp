@@ -147,6 +147,7 @@ TEST(SharedMimeTypes, RefuseWhatIsNoCatalogue) {
         {"globs2", "50:a/b\n"},
         {"globs2", "99999999999:a/b:*.a\n"},
         {"magic", "MIME-Magic"},
+        {"magic", std::string("MIME-magic\0\n[50:a/b]\n", 21) + Rule(">0", "x", "")},
         {"magic", head + Rule(">0", "x", "")},
         {"magic", head + "[50:a/b\n"},
         {"magic", head + "[50:a/b]\n>0=\xFF\xFFx\n"},

@@ -15,9 +15,13 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cstring>
 #include <functional>
 #include <memory>
+#include <random>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #if !defined(_WIN32)
@@ -163,6 +167,102 @@ TEST_F(Dialogue, CutsFramesAtBlocksAndOrdersTags) {
     EXPECT_EQ(ToHex(network.toServers), "44050000000100000079");
 }
 
+// Whatever is marked, taken back and written over while parts of it leave, what arrives is the text
+// that a plain string would be.
+TEST_F(Dialogue, WritesOverWhatMarksTakeBack) {
+    Start([](Connection &) {});
+    network.toServers.clear();
+    SocketOChannel & out = client->GetOChannel();
+    std::mt19937 random(1);
+    std::string text;
+    std::vector<std::size_t> marks;
+    std::size_t at = 0;
+    unsigned long long accepted = 0;
+    out.GetOutputPosition(&accepted); // of the greeting
+    auto const pop = [&] {
+        EXPECT_EQ(out.PopMark(), marks.empty() ? IO::Error : IO::NoError);
+        if (!marks.empty()) {
+            at = marks.back();
+            marks.pop_back();
+        }
+    };
+    auto const write = [&] {
+        std::string const piece(1 + random() % (random() % 8 == 0 ? 60000 : 50),
+                                static_cast<char>('a' + random() % 26));
+        ASSERT_EQ(out.WriteBin(piece.data(), static_cast<unsigned int>(piece.size()), nullptr),
+                  IO::NoError);
+        text.replace(at, piece.size(), piece);
+        at += piece.size();
+        accepted += piece.size();
+    };
+    for (int step = 0; step < 500 && text.size() < 600000; ++step) { // the server holds no more
+        switch (random() % 8) {
+        case 0:
+            marks.push_back(at);
+            EXPECT_EQ(out.PushMark(), IO::NoError);
+            break;
+        case 1: pop(); break;
+        case 2:
+            at = text.size();
+            out.ResetOffset();
+            break;
+        case 3: Pass(1); break;
+        default: write();
+        }
+        ASSERT_EQ(out.GetOffset(), text.size() - at);
+        std::string back(text.size() - at + 1, '?');
+        unsigned int copied = 0;
+        EXPECT_EQ(out.CopyBinOutput(back.data(), static_cast<unsigned int>(back.size()), &copied),
+                  IO::NoError);
+        ASSERT_EQ(back.substr(0, copied), text.substr(at));
+        unsigned long long position = 0;
+        EXPECT_EQ(out.GetOutputPosition(&position), IO::NoError);
+        ASSERT_EQ(position, accepted);
+    }
+    while (!marks.empty())
+        pop();
+    out.ResetOffset();
+    out.WriteSeparator();
+    for (int i = 0; i < 200; ++i)
+        Pass(1);
+    std::string arrived;
+    std::string_view frames = network.toServers;
+    while (frames.size() > 5 && frames[0] == 'D') {
+        unsigned int size = 0;
+        std::memcpy(&size, frames.data() + 1, sizeof(size));
+        arrived += frames.substr(5, size);
+        frames.remove_prefix(std::min<std::size_t>(5 + size, frames.size()));
+    }
+    EXPECT_EQ(frames, "S");
+    EXPECT_TRUE(arrived == text) << arrived.size() << " bytes of " << text.size();
+}
+
+TEST_F(Dialogue, LooksBeyondTheSelectionOfAService) {
+    std::string seen;
+    Start([&](Connection & connection) {
+        SocketIChannel & in = connection.GetIChannel();
+        char text[4] = "";
+        unsigned int count = 0;
+        if (seen.empty()) {
+            char * place = nullptr;
+            in.SetSeparatorIsEOI(true);
+            EXPECT_EQ(in.DirectInputAccess(3, &place, &count), IO::EOI) << "the message ends";
+            EXPECT_EQ(in.DirectInputAccess(2, &place, &count), IO::NoError);
+            EXPECT_EQ(std::string(place, count), "ab");
+            in.SetSeparatorIsEOI(false);
+            EXPECT_EQ(in.CopyBin(text, 4, &count), IO::NoError);
+            seen.assign(text, count);
+        }
+        seen += ReadMessage(connection);
+    });
+    server->RegisterService(IO::Location("Other"), service.get());
+    WriteMessage(*client, "ab");
+    EXPECT_EQ(client->SelectService(IO::Location("ipc://localhost:65000/Other")), IO::NoError);
+    WriteMessage(*client, "cd");
+    Pass();
+    EXPECT_EQ(seen, "abcdabcd");
+}
+
 TEST_F(Dialogue, EndsAtATagThatIsNone) {
     Start([](Connection &) {});
     IO::Socket::SocketHandle socket;
@@ -286,7 +386,9 @@ TEST_F(Dialogue, SurvivesWhoeverGoesInACall) {
     Start([&](Connection &) { client.reset(); });
     WriteMessage(*client, "x");
     char c;
-    EXPECT_EQ(client->GetIChannel().ReadBin(&c, 1, nullptr), IO::EOI);
+    unsigned int read = 1;
+    EXPECT_EQ(client->GetIChannel().ReadBin(&c, 1, &read), IO::EOI);
+    EXPECT_EQ(read, 0u);
     Pass();
 }
 

@@ -102,6 +102,10 @@ TEST_F(Registry, PublishesTheRunningServers) {
 TEST_F(Registry, TellsNoFileFromOneThatCannotBeRead) {
     ProcessInfo process = GetThis();
     EXPECT_EQ(process.RefreshServerSet(), IO::NoError);
+    std::filesystem::path const place = folder.GetPath() / GetOwnNumber();
+    std::filesystem::create_directory(place);
+    EXPECT_EQ(process.RefreshServerSet(), IO::Error) << "not the status of the call that failed";
+    std::filesystem::remove(place);
     // One whole server, and a second one of which only a part is there.
     std::string const file("\2\0\0\0\1\0\0\0\1\0\0\0\1\0\0\0x\0\2\0\0\0", 22);
     folder.Write(GetOwnNumber(), file);

@@ -81,6 +81,8 @@ TEST(ReflectionClient, AsksEverythingOfADialogue) {
     EXPECT_EQ(AskAll(client, true), IO::NoError);
     Mu::Array<Name> names;
     EXPECT_EQ(client.GetChildren(RelativeLocation(), &names, nullptr), IO::Error);
+    EXPECT_EQ(client.GetAttributes(RelativeLocation(), nullptr), IO::Error);
+    EXPECT_EQ(client.GetAttributeValues(RelativeLocation(), names, nullptr), IO::Error);
     EXPECT_TRUE(client.IsConnected());
 }
 

@@ -60,6 +60,7 @@ struct Running {
     ~Running() {
         ReflectionService::Terminate();
         ReflectionService::SetRequestLimit(16 << 20);
+        ReflectionService::SetAnswerLimit(256 << 20);
         ReflectionService::SetClientLimit(64);
     }
 };
@@ -242,6 +243,15 @@ TEST(ReflectionService, LetsFurtherClientsWaitForAPlace) {
 TEST(ReflectionService, EndsTheConnectionOfAGreedyClient) {
     ReflectionService::SetRequestLimit(1000);
     Running const running;
+    Level const many = MakeMany("many", 1000);
+    ReflectionClient client;
+    Mu::Array<Name> names;
+    for (unsigned int const limit : {3000u, 1u << 20}) {
+        ReflectionService::SetAnswerLimit(limit); // of the connections from now on
+        ASSERT_EQ(client.Connect("localhost", ReflectionService::GetPort(), 0), IO::NoError);
+        EXPECT_EQ(client.GetChildren(RelativeLocation("many"), &names, &names) == IO::NoError,
+                  limit > 3000);
+    }
     IO::Socket::Socket greedy(InternetAddress::Loopback, ReflectionService::GetPort());
     greedy.SetTimeout(5000);
     IO::Write(greedy.GetOutputChannel(), Mu::UniString("Get children"));

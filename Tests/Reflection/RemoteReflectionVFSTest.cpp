@@ -113,6 +113,8 @@ void Read(Location const & place, std::vector<std::u16string> const & path, Thin
 
 // Every character that a name may have, and beside it those that need care.
 TEST(RemoteReflectionVFS, EscapesNamesOneToOneForEveryDisk) {
+    for (char const * text : {"comx", "com10", "lpt", "con1", "nulls", "Conin"})
+        EXPECT_EQ(VFS::EscapeName(Name(text)), Name(text)) << "no device has that name";
     std::mt19937 random(1);
     std::map<std::u16string, std::u16string> plainOf;
     for (int round = 0; round < 3000; ++round) {

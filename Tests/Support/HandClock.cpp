@@ -48,6 +48,8 @@ bool HandClock::WaitFor(Mu::Waker &, unsigned long long microseconds) {
 }
 
 bool HandClock::Pass(unsigned long long microseconds) {
+    if (inSleep)
+        inSleep();
     std::lock_guard guard(mutex);
     passed += microseconds;
     sleeps.push_back(microseconds / 1000);

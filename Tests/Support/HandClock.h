@@ -2,6 +2,7 @@
 
 #include <Kestrel/Root/Time/Clock.h>
 
+#include <functional>
 #include <mutex>
 #include <vector>
 
@@ -22,6 +23,8 @@ public:
     void SetWallMilliseconds(unsigned long long wallMilliseconds);
     /// The lengths of all sleeps and waits so far, in milliseconds.
     std::vector<unsigned long long> GetSleeps() const;
+    /// Called in the middle of each of them.
+    std::function<void()> inSleep;
 
     unsigned long long GetWallMilliseconds() override;
     unsigned long long GetMonotonicMicroseconds() override;

@@ -87,6 +87,7 @@ TEST(NativeText, GivesEveryNameBackAsALegalOne) {
         ASSERT_TRUE(IO::Name(portable).IsLegal());
     }
     EXPECT_TRUE(IO::Name(ToPortable(std::string(255, '\xFF'))).IsMultiplatform());
+    EXPECT_EQ(IO::MeasureNativeName(u"\u007Fa\u0080"), 4u);
 }
 
 // The short way of a whole path is that of its names, and not taken where they need more.

@@ -111,7 +111,7 @@ TEST(UniString, ComparesHashesAndPrints) {
     EXPECT_FALSE(text.IsEqual(u"sTRA\u00DFE \u00E4\u00F5", Mu::IgnoreCase));
     EXPECT_TRUE(UniString(u"\U0001F600") < UniString(u"\uFF41")) << "by code unit";
     EXPECT_TRUE(u"ab" == UniString("ab") && UniString("abc") != "abcd" && UniString("abc") != "ab");
-    EXPECT_TRUE(text(4, 1) == u"\u00DF" && text(0, 3) < text(1, 2) &&
+    EXPECT_TRUE(text() == text && text(4, 1) == u"\u00DF" && text(0, 3) < text(1, 2) &&
                 text(0, 3) == UniString("Str"));
     EXPECT_FALSE(UniString() == static_cast<char const *>(nullptr));
     EXPECT_EQ(std::hash<UniString>()(text), text.GenerateHashValue());

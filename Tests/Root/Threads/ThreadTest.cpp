@@ -170,6 +170,8 @@ TEST(Thread, IsInterruptedOnce) {
     EXPECT_THROW(Mu::Thread::Sleep(1, true), Mu::InterruptedIOException);
     Mu::Thread::Sleep(1, true);
     EXPECT_EQ(clock.GetSleeps(), (std::vector<unsigned long long>{1, 1}));
+    clock.inSleep = [&] { here.Interrupt(); };
+    EXPECT_THROW(Mu::Thread::Sleep(1, true), Mu::InterruptedIOException);
     Gate left;
     here.BlockOn(&left);
     here.BlockOn(nullptr);
