@@ -3,8 +3,6 @@
 #include <Kestrel/Location/Internal/LegalNames.h>
 #include <Kestrel/Location/Platform/NativeText.h>
 
-#include <algorithm>
-
 namespace IO {
 
 namespace {
@@ -13,8 +11,14 @@ constexpr unsigned int LongestPath = 4095;
 
 // 0 for an illegal name.
 unsigned int MeasureLegal(PathText name) {
+    unsigned int bits = 0;
+    for (char16_t const unit : name) {
+        if (!IsPortableUnit(unit))
+            return 0;
+        bits |= unit;
+    }
     unsigned int const bytes =
-        std::all_of(name.begin(), name.end(), IsPortableUnit) ? MeasureNativeName(name) : 0;
+        bits < 0x80 ? static_cast<unsigned int>(name.size()) : MeasureNativeName(name);
     return bytes <= MaxNameBytes ? bytes : 0;
 }
 

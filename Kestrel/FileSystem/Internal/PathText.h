@@ -10,10 +10,6 @@ namespace IO {
 /// Behind the root of a path that has none.
 inline constexpr std::size_t NoRoot = PathText::npos;
 
-constexpr bool IsSeparator(char16_t unit) {
-    return unit == u'\\' || unit == u'/';
-}
-
 /// The path of an entry in a folder. An empty folder is the root of the machine, whose entries are
 /// drives, and end in a separator like the shares of a machine.
 Mu::UniString JoinPath(PathText folder, PathText name);

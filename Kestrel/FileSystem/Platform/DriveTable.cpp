@@ -7,10 +7,6 @@
 namespace IO {
 namespace {
 
-bool IsSeparator(char16_t unit) {
-    return unit == u'\\' || unit == u'/';
-}
-
 unsigned int SkipName(PathText path, unsigned int from) {
     while (from < path.size() && !IsSeparator(path[from]))
         ++from;
@@ -165,6 +161,8 @@ unsigned int DriveTable::ToNative(PathText path, BytePath * native,
 
 unsigned int DriveTable::AppendNames(PathText rest, BytePath * native) {
     unsigned int error = FileError::None;
+    if (AppendPlainNames(rest, native))
+        return error;
     while (error == FileError::None && !rest.empty()) {
         PathText const name = rest.substr(0, SkipName(rest, 0));
         if (!name.empty())

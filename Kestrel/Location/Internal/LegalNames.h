@@ -5,14 +5,22 @@
 #include <Kestrel/Location/NameEnumerator.h>
 #include <Kestrel/Root/Errors/Exceptions.h>
 
+#include <array>
 #include <string_view>
 
 namespace IO {
 
-/// Whether a name of the portable form may hold the unit.
+/// Of the first units, whether a name of the portable form may hold them.
+inline constexpr auto portableUnits = [] {
+    std::array<bool, 128> isPortable{};
+    for (unsigned int unit = 32; unit < isPortable.size(); ++unit)
+        isPortable[unit] =
+            std::string_view("\"*/:<>?\\|").find(static_cast<char>(unit)) == std::string_view::npos;
+    return isPortable;
+}();
+
 constexpr bool IsPortableUnit(unsigned short unit) {
-    constexpr std::u16string_view reserved = u"\"*/:<>?\\|";
-    return unit >= 32 && (unit > reserved.back() || reserved.find(unit) == reserved.npos);
+    return unit >= portableUnits.size() || portableUnits[unit];
 }
 
 inline bool IsDriveName(Name const & name) {

@@ -181,13 +181,22 @@ bool Finish(TextBuffer * text) {
     return true;
 }
 
+bool IsPlain(char16_t unit) {
+    return unit != 0 && unit < 0x80;
+}
+
 unsigned int AppendEncoded(PathText text, Form form, BytePath * path) {
-    while (!text.empty()) {
-        if (text[0] != 0 && text[0] < 0x80 && path->length + 1 < BytePath::Size) {
-            path->text[path->length++] = static_cast<char>(text[0]);
-            text.remove_prefix(1);
-            continue;
-        }
+    for (;;) {
+        char * const to = path->text + path->length;
+        std::size_t const most =
+            std::min<std::size_t>(text.size(), BytePath::Size - 1 - path->length);
+        unsigned int plain = 0;
+        for (; plain < most && IsPlain(text[plain]); ++plain)
+            to[plain] = static_cast<char>(text[plain]);
+        path->length += plain;
+        text.remove_prefix(plain);
+        if (text.empty())
+            break;
         char bytes[4];
         unsigned int count = 0;
         unsigned int const units = EncodeFirst(text, form, bytes, &count);
@@ -264,6 +273,26 @@ bool AppendPlainPath(std::string_view path, TextBuffer * text) {
     return Finish(text);
 }
 
+bool AppendPlainNames(PathText names, BytePath * path) {
+    if (names.empty() || names.size() >= BytePath::Size - path->length)
+        return false;
+    bool const isClosed = path->length != 0 && path->text[path->length - 1] == '/';
+    char * to = path->text + path->length - (isClosed ? 1 : 0);
+    char16_t const * at = names.data();
+    char16_t const * const end = at + names.size();
+    bool isPlain = true;
+    while (isPlain && at != end) {
+        isPlain = IsSeparator(*at++);
+        *to++ = '/';
+        char16_t const * const name = at;
+        for (; at != end && *at < 0x80 && StaysInside(static_cast<char>(*at)); ++at)
+            *to++ = static_cast<char>(*at);
+        isPlain = isPlain && at != name;
+    }
+    path->Truncate(isPlain ? static_cast<unsigned int>(to - path->text) : path->length);
+    return isPlain;
+}
+
 unsigned int AppendNativeName(PathText name, BytePath * path) {
     unsigned int const begin = path->length;
     if (unsigned int const error = AppendEncoded(name, Form::Name, path); error != FileError::None)
@@ -277,9 +306,7 @@ unsigned int AppendNativeName(PathText name, BytePath * path) {
 
 unsigned int MeasureNativeName(PathText name) {
     BytePath bytes;
-    bool const isPlain = std::all_of(name.begin(), name.end(),
-                                     [](char16_t unit) { return unit != 0 && unit < 0x80; });
-    if (isPlain)
+    if (std::all_of(name.begin(), name.end(), IsPlain))
         return static_cast<unsigned int>(name.size());
     return AppendNativeName(name, &bytes) == FileError::None ? bytes.length : 0;
 }

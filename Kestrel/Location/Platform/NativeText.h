@@ -39,6 +39,9 @@ bool AppendPortableName(std::string_view name, TextBuffer * text);
 /// names are plain and none of them empty or ".". False, and nothing appended, for another path and
 /// for one that does not fit; nearly all do.
 bool AppendPlainPath(std::string_view path, TextBuffer * text);
+/// The way back: appends names, a separator before each, if all that takes is to copy them: they are
+/// ASCII, and none of them is empty. False, and nothing appended, otherwise.
+bool AppendPlainNames(PathText names, BytePath * path);
 /// Appends one name as bytes: 0, FileError::InvalidName or FileError::NameTooLong.
 unsigned int AppendNativeName(PathText name, BytePath * path);
 

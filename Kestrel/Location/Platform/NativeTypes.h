@@ -10,6 +10,10 @@ namespace IO {
 /// units. Need not be zero-terminated. "/" separates like `\`.
 using PathText = std::u16string_view;
 
+constexpr bool IsSeparator(char16_t unit) {
+    return unit == u'\\' || unit == u'/';
+}
+
 /// Where an operation puts a text: `size` units at `units`. The text and its terminating zero must
 /// fit, or the call fails with FileError::MoreData; `length` counts without the zero.
 struct TextBuffer {

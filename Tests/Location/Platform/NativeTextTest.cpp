@@ -111,6 +111,14 @@ TEST(NativeText, CopiesAPathThatIsPlain) {
         TextBuffer text{units, 200, 0};
         ASSERT_EQ(IO::AppendPlainPath(path, &text), isPlain) << path;
         ASSERT_EQ(text.GetText(), isPlain ? portable : u"") << path;
+        std::string const folder = random() % 2 == 0 ? "/" : "/a";
+        IO::BytePath native;
+        native.Append(folder);
+        bool const isCopied = IO::AppendPlainNames(portable, &native);
+        ASSERT_TRUE(isCopied || !isPlain) << path;
+        std::string const whole = isCopied ? (folder == "/" ? "" : folder) + path : folder;
+        ASSERT_EQ(native.GetText(), whole) << path;
+        ASSERT_EQ(native.text[native.length], 0);
         plain += isPlain ? 1 : 0;
     }
     EXPECT_GT(plain, 1000);

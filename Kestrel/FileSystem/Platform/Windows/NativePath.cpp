@@ -7,10 +7,6 @@
 namespace IO {
 namespace {
 
-bool IsSeparator(char16_t unit) {
-    return unit == u'\\' || unit == u'/';
-}
-
 // Where the root of an absolute path ends: `C:` or `\\host`. 0 for another text.
 std::size_t GetRootLength(PathText path) {
     bool const isDrive =
