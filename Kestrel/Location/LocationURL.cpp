@@ -214,7 +214,6 @@ MuErrCode Location::ToURL(Mu::UniString * url) const {
 }
 
 bool Location::ResolveURL(Mu::UniString const & text) {
-    legality = NotAsked;
     Mu::UniString const url(text); // which may be one of the strings that are about to be replaced
     Pieces pieces;
     if (!Split(url, pieces))

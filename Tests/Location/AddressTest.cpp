@@ -7,6 +7,7 @@
 #include "Tests/Support/FaultSweep.h"
 #include "Tests/Support/Location/AddressTrees.h"
 #include "Tests/Support/Location/Locations.h"
+#include "Tests/Support/Location/NameList.h"
 
 #include <gtest/gtest.h>
 
@@ -31,11 +32,21 @@ Path Enumerate(IO::Address const & address) {
     return collector.names;
 }
 
-IO::Address MakeInvalid() {
-    IO::Address address;
-    IO::Address const taken(std::move(address));
+template <typename T = IO::Address>
+T MakeInvalid() {
+    T address;
+    T const taken(std::move(address));
     return address;
 }
+
+/// With what only the lists of locations have.
+struct AddressList : IO::Address {
+    MuErrCode MoveLastName(IO::Name * name) {
+        MuErrCode const status = GetLastName(name);
+        return status != IO::NoError ? status : DeleteLastName();
+    }
+};
+KESTREL_NAME_LIST(AddressNames, AddressList, Name, Append);
 
 class OnlyExactNames : public IO::NameComparer {
 public:
@@ -50,40 +61,48 @@ public:
 
 } // namespace
 
-TEST(Address, EndsNamesAtTheirZeroUnitAndRefusesNone) {
+TEST(Address, IsAListOfNames) {
+    ExpectAListOfNames<AddressNames>({{MakeInvalid<AddressList>(), IO::ErrMemoryFull}},
+                                     [](AddressList const & address, Names const & names) {
+                                         Path path;
+                                         for (std::string const & name : names)
+                                             path.emplace_back(name.begin(), name.end());
+                                         ASSERT_EQ(GetPath(address), path);
+                                         ASSERT_EQ(Enumerate(address), path);
+                                         ASSERT_EQ(address.GetLength(), path.size());
+                                         ASSERT_EQ(address.IsEmpty(), path.empty());
+                                     });
     IO::Address zero;
     EXPECT_EQ(zero.Append(IO::Name(std::u16string_view(u"a\0b", 3))), IO::NoError);
     EXPECT_EQ(zero, MakeAddress({u"a"}));
     EXPECT_EQ(sizeof(zero), 16u);
-    EXPECT_EQ(zero.Append(NullReference<IO::Name>()), IO::Error);
-    EXPECT_EQ(zero.GetName(0, nullptr), IO::Error);
-    EXPECT_EQ(IO::Address().DeleteLastName(), IO::Error);
 }
 
-TEST(Address, AnswersMemoryFullWhileItIsInvalid) {
-    IO::Address address = MakeInvalid();
+TEST(Address, ChecksArgumentThenMemory) {
+    IO::Address invalid = MakeInvalid(), valid = MakeAddress({u"a"});
     IO::Name name("kept");
     Collector collector;
-    EXPECT_EQ(address.GetStatus(), IO::ErrMemoryFull);
-    EXPECT_EQ(address.GetName(0, &name), IO::ErrMemoryFull);
-    EXPECT_EQ(address.GetNameAttachment(0, &name), IO::ErrMemoryFull);
-    EXPECT_EQ(address.EnumerateNames(&collector), IO::ErrMemoryFull);
-    EXPECT_EQ(address.Append(name), IO::ErrMemoryFull);
-    EXPECT_EQ(address.Append(IO::Address()), IO::ErrMemoryFull);
-    EXPECT_EQ(IO::Address().Append(address), IO::ErrMemoryFull);
-    EXPECT_EQ(address.SetName(0, name), IO::ErrMemoryFull);
-    EXPECT_EQ(address.SetNameAttachment(0, name), IO::ErrMemoryFull);
-    EXPECT_EQ(address.DeleteName(0), IO::ErrMemoryFull);
-    EXPECT_EQ(address.GetLength(), 0u);
-    EXPECT_EQ(address.GenerateHashValue(), 0u);
-    EXPECT_FALSE(address == IO::Address());
-    EXPECT_FALSE(address < MakeAddress({u"a"}) || MakeAddress({u"a"}) < address);
+    for (IO::Address * any : {&invalid, &valid})
+        for (MuErrCode const status :
+             {any->Append(NullReference<IO::Address>()), any->GetNameAttachment(0, nullptr),
+              any->SetNameAttachment(0, NullReference<IO::Name>()), any->EnumerateNames(nullptr),
+              any->Read(NullReference<Mu::IChannel>()), any->Write(NullReference<Mu::OChannel>())})
+            EXPECT_EQ(status, IO::Error);
+    for (MuErrCode const status :
+         {invalid.GetStatus(), invalid.GetNameAttachment(0, &name),
+          invalid.SetNameAttachment(0, name), invalid.EnumerateNames(&collector),
+          invalid.Append(valid), valid.Append(invalid)})
+        EXPECT_EQ(status, IO::ErrMemoryFull);
+    EXPECT_EQ(invalid.GetLength(), 0u);
+    EXPECT_EQ(invalid.GenerateHashValue(), 0u);
+    EXPECT_FALSE(invalid == valid || invalid < valid || valid < invalid || valid < valid);
     EXPECT_TRUE(name == "kept");
     EXPECT_TRUE(collector.names.empty());
-    IO::Address const copy = address;
+    IO::Address const copy = invalid;
     EXPECT_EQ(copy.GetStatus(), IO::ErrMemoryFull);
-    address = MakeAddress({u"a"});
-    EXPECT_EQ(address.GetStatus(), IO::NoError);
+    invalid = valid;
+    EXPECT_EQ(invalid, valid);
+    IO::Address::PrintAddressTree(NullReference<Mu::OChannel>());
 }
 
 TEST(Address, HidesAttachmentsFromWhoReadsNames) {
@@ -122,8 +141,9 @@ TEST(Address, TakesWhatOnlyLooksLikeAnAttachmentAsText) {
 }
 
 TEST(Address, OverlooksTheCaseUnlessTheComparerLooks) {
-    IO::Address const upper = MakeAddress({u"A", u"b", u"\x00C4"});
-    IO::Address const lower = MakeAddress({u"a", u"b", u"\x00E4"});
+    Text const tail(40, u'x');
+    IO::Address const upper = MakeAddress({u"A", u"b", u"\x00C4" + tail});
+    IO::Address const lower = MakeAddress({u"a", u"b", u"\x00E4" + tail});
     EXPECT_EQ(upper, lower);
     EXPECT_EQ((std::unordered_set<IO::Address>{upper, IO::Address(), lower}.size()), 2u);
     OnlyExactNames exact;
@@ -131,9 +151,11 @@ TEST(Address, OverlooksTheCaseUnlessTheComparerLooks) {
     EXPECT_LT(upper, lower);
     EXPECT_FALSE(lower < upper);
     exact.questions = 0;
-    EXPECT_EQ(upper, MakeAddress({u"A", u"b", u"\x00C4"}));
+    EXPECT_EQ(upper, MakeAddress({u"A", u"b", u"\x00C4" + tail}));
     EXPECT_NE(upper, MakeAddress({u"A", u"b"}));
     EXPECT_EQ(exact.questions, 0) << "one node, or two lengths, settle it";
+    Shortage const shortage;
+    EXPECT_EQ(upper, lower) << "the nearest that takes no memory";
 }
 
 TEST(Address, WritesItsTailInFrontForOldReaders) {
@@ -176,34 +198,8 @@ TEST(Address, ReadsOlderAndNewerForms) {
     EXPECT_TRUE(read({1, 3}, newer, IO::NoError).IsEmpty());
     EXPECT_EQ(read({1, 1}, nothing, IO::NoError).GetStatus(), IO::ErrMemoryFull);
     EXPECT_EQ(read({1, 2}, nothing, IO::NoError).GetStatus(), IO::ErrMemoryFull);
+    EXPECT_TRUE(read({1, 0}, nothing, IO::EOI).IsEmpty());
     IO::Address empty;
-    EXPECT_NE(FromBytes(MakeFrame(IO::Address::GetClassInfoStatic(), {1, 0}, nothing), empty),
-              IO::NoError);
     EXPECT_EQ(FromBytes(ToBytes(MakeInvalid()), empty), IO::NoError);
     EXPECT_EQ(empty.GetStatus(), IO::ErrMemoryFull);
-}
-
-// The tree keeps what a name was compared with; a shortage must not make two of one.
-TEST(Address, KeepsOneNodeForEqualNamesInAShortage) {
-    struct : IO::NameComparer {
-        bool IsSameName(Mu::UniString const & first, Mu::UniString const & second) override {
-            return first.IsEqual(second, Mu::IgnoreCase);
-        }
-    } caseless;
-    IO::SetNameComparer(&caseless);
-    int round = 0;
-    SweepAllocations([&](bool failed) {
-        std::string const name = "a name that takes memory of its own" + std::to_string(++round);
-        std::string upper = name;
-        upper[0] = 'A';
-        IO::Address first;
-        IO::Address second;
-        bool const isMade = first.Append(IO::Name(name.c_str())) == IO::NoError &&
-                            second.Append(IO::Name(upper.c_str())) == IO::NoError;
-        EXPECT_TRUE(isMade || failed);
-        if (isMade) {
-            EXPECT_EQ(first, second);
-        }
-    });
-    IO::SetNameComparer(nullptr);
 }

@@ -19,13 +19,6 @@ using IO::Location;
 
 namespace {
 
-Location const & NullLocation() {
-    return NullReference<Location const>();
-}
-IO::Name const & NullName() {
-    return NullReference<IO::Name const>();
-}
-
 KESTREL_NAME_LIST(NetworkNames, Location, NetworkName, AppendToNetwork);
 KESTREL_NAME_LIST(LocalNames, Location, LocalName, AppendToLocal);
 
@@ -63,7 +56,8 @@ TEST(Location, IsTwoListsOfNames) {
         unhealthy, [&](Location & location, Names const & names) { check(location, {}, names); });
     EXPECT_LE(sizeof(Location), 32u);
     EXPECT_EQ(GetLocal(Location(MakeLocation({}, {"C:"}), IO::Name("a"))), (Names{"C:", "a"}));
-    EXPECT_EQ(GetLocal(Location(MakeLocation({}, {"C:"}), NullName())), Names{"C:"});
+    EXPECT_EQ(GetLocal(Location(MakeLocation({}, {"C:"}), NullReference<IO::Name const>())),
+              Names{"C:"});
 }
 
 TEST(Location, ChecksArgumentThenMemoryThenStatus) {
@@ -86,14 +80,22 @@ TEST(Location, ChecksArgumentThenMemoryThenStatus) {
         {[](L & l) { return l.ToURL(static_cast<Mu::UniString *>(nullptr)); },
          [&](L & l) { return l.ToURL(&text); }},
     };
+    Location invalid = MakeInvalidLocation(), refused("X"), full = MakeLocation({"h"}, {"s", "x"});
     for (auto const & row : rows) {
         SCOPED_TRACE(&row - rows);
-        Location invalid = MakeInvalidLocation(), refused("X"), full("C:\\x");
         for (Location * any : {&invalid, &refused, &full})
             EXPECT_EQ(row.withNull(*any), IO::Error);
         EXPECT_EQ(row.fine(invalid), IO::ErrMemoryFull);
         EXPECT_EQ(row.fine(refused), IO::ErrIllegalLocation);
         EXPECT_EQ(row.fine(full), IO::NoError);
+    }
+    for (Location & unhealthy : {std::ref(invalid), std::ref(refused)}) {
+        EXPECT_TRUE(unhealthy.IsEmpty() && unhealthy.IsRoot() && unhealthy.IsLocal());
+        EXPECT_EQ(unhealthy.GetLocalLength() + unhealthy.GetNetworkLength(), 0u);
+        EXPECT_EQ(unhealthy.Clone(), nullptr);
+        EXPECT_FALSE(unhealthy.IsValid());
+        unhealthy.Clear();
+        EXPECT_TRUE(unhealthy.IsValid());
     }
 }
 
@@ -103,21 +105,6 @@ TEST(Location, IsPublishedAsRootBetweenStartAndEnd) {
     EXPECT_EQ(IO::localRoot.GetNetworkModel(), Location::HierarchicalModel);
     EXPECT_EQ(IO::localRoot, Location());
     IO::EndLocalRoot();
-}
-
-TEST(Location, IsEverythingAndNothingWhenUnhealthy) {
-    TestResolver const resolver;
-    for (Location location : {MakeInvalidLocation(), Location("X")}) {
-        EXPECT_FALSE(location.IsValid());
-        EXPECT_TRUE(location.IsEmpty());
-        EXPECT_TRUE(location.IsRoot());
-        EXPECT_TRUE(location.IsLocal());
-        EXPECT_EQ(location.GetLocalLength(), 0u);
-        EXPECT_EQ(location.GetNetworkLength(), 0u);
-        EXPECT_EQ(location.Clone(), nullptr);
-        location.Clear();
-        EXPECT_TRUE(location.IsValid());
-    }
 }
 
 TEST(Location, CopiesEverything) {
@@ -140,7 +127,7 @@ TEST(Location, CopiesEverything) {
     EXPECT_EQ(clone->AppendToLocal("b"), IO::NoError);
     EXPECT_EQ(GetLocal(original), (Names{"C:", "a"})) << "copies do not share";
     assigned = *&assigned;
-    assigned = NullLocation();
+    assigned = NullReference<Location const>();
     EXPECT_EQ(assigned, original) << "itself and nothing leave a location as it is";
     assigned.SetScheme(U(""));
     EXPECT_EQ(assigned.GetNetworkModel(), Location::HierarchicalModel);
@@ -162,6 +149,10 @@ TEST(Location, AsksForLegalityAgainAfterEveryChange) {
     EXPECT_TRUE(location.IsLegal());
     EXPECT_EQ(location.AppendToLocal(MakeRelative({"no drive"})), IO::NoError);
     EXPECT_FALSE(location.IsLegal());
+    EXPECT_EQ(location.Set("lan.null://h/s"), IO::NoError);
+    EXPECT_FALSE(location.IsLegal());
+    location.SetScheme(U("x"));
+    EXPECT_TRUE(location.IsLegal());
 }
 
 TEST(Location, IsMadeOnTheHeapOrToldWhyNot) {
@@ -182,8 +173,8 @@ TEST(Location, IsMadeOnTheHeapOrToldWhyNot) {
     EXPECT_EQ(take("C:\\b"), std::pair(IO::NoError, Names{"C:", "b"}));
     EXPECT_EQ(take(U("X")), refused(IO::ErrIllegalLocation));
     EXPECT_EQ(take(MakeInvalidLocation()), refused(IO::ErrMemoryFull));
-    EXPECT_EQ(take(NullLocation()), refused(IO::Error));
-    EXPECT_EQ(take(parent, NullName()), refused(IO::Error));
+    EXPECT_EQ(take(NullReference<Location const>()), refused(IO::Error));
+    EXPECT_EQ(take(parent, NullReference<IO::Name const>()), refused(IO::Error));
     EXPECT_EQ(take(static_cast<char const *>(nullptr)), refused(IO::Error));
     EXPECT_EQ(Location::New(nullptr, "C:\\"), IO::Error);
 }

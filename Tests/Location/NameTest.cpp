@@ -8,7 +8,7 @@
 
 #include <gtest/gtest.h>
 
-#include <unordered_set>
+#include <utility>
 
 using namespace Tests;
 
@@ -67,18 +67,33 @@ TEST(Name, AppendsTextsAndExtensions) {
 }
 
 TEST(Name, OverlooksTheCaseInEqualityButNotInOrder) {
-    IO::Name const upper(u"\x00C4"), lower(u"\x00E4");
-    EXPECT_TRUE(upper == lower && upper < lower);
-    EXPECT_FALSE(upper != lower || lower < upper);
-    EXPECT_TRUE(upper == lower.ToString() && upper == u"\x00E4");
-    EXPECT_TRUE(IO::Name("ABC") == "abc" && IO::Name("ABC") != "abcd" && IO::Name("a") != u"b");
-    EXPECT_EQ((std::unordered_set<IO::Name>{upper, lower}.size()), 1u);
+    std::pair<char16_t const *, int> const texts[] = {{u"", 0},  {u"a", 1},      {u"A", 1},
+                                                      {u"b", 2}, {u"ab", 3},     {u"AB", 3},
+                                                      {u"$", 4}, {u"\u00C4", 5}, {u"\u00E4", 5}};
+    for (auto const & [first, kind] : texts)
+        for (auto const & [second, otherKind] : texts) {
+            bool const isSame = kind == otherKind;
+            auto const check = [&, name = IO::Name(first)](auto const & other) {
+                EXPECT_EQ(name == other, isSame);
+                EXPECT_EQ(name != other, !isSame);
+            };
+            IO::Name const name(first), other(second);
+            check(other);
+            check(other.ToString());
+            check(second);
+            check(std::u16string_view(second));
+            if (otherKind != 5) // all others are the same in every code
+                check(ToUtf8(other).c_str());
+            EXPECT_EQ(name < other, std::u16string_view(first) < second);
+            EXPECT_TRUE(!isSame || name.GenerateHashValue() == other.GenerateHashValue());
+        }
 }
 
 TEST(Name, IsNeitherEqualNorUnequalToNothing) {
     IO::Name const name("a");
     char const * const noText = nullptr;
-    EXPECT_FALSE(name == noText || name != noText);
+    char16_t const * const noUnits = nullptr;
+    EXPECT_FALSE(name == noText || name != noText || name == noUnits || name != noUnits);
     EXPECT_FALSE(name == NullReference<IO::Name>() || name != NullReference<IO::Name>());
     EXPECT_FALSE(name == NullReference<Mu::UniString>() || name != NullReference<Mu::UniString>());
     EXPECT_FALSE(name < NullReference<IO::Name>());
@@ -149,7 +164,7 @@ TEST(Name, TakesNoMemoryForAPromise) {
     unsigned long long const allocations = CountAllocations();
     for (unsigned int const count : {4u, 2000u, 0x7FFFFFFFu, 0xFFFFFFFFu}) {
         IO::Name name("old");
-        EXPECT_NE(FromBytes(MakeOldFrame("abc", 0, count), name), IO::NoError);
+        EXPECT_EQ(FromBytes(MakeOldFrame("abc", 0, count), name), IO::Error);
         EXPECT_TRUE(name.IsEmpty());
     }
     EXPECT_EQ(CountLiveBlocks(), before);

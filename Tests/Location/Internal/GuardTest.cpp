@@ -19,11 +19,6 @@ bool RefuseWait(Mu::Platform::WaitPlace &, std::atomic<unsigned int> &, unsigned
 
 } // namespace
 
-TEST(Guard, TurnsAShortageIntoAnAnswer) {
-    EXPECT_EQ(IO::WithoutException([]() -> MuErrCode { throw Mu::OutOfMemoryException(); }),
-              IO::ErrMemoryFull);
-}
-
 // The system refuses to let a thread wait for the tree: that comes out, and does not end the process.
 TEST(Guard, LetsOutThatTheTreeCannotBeLocked) {
     Mu::Platform::SystemCalls const saved = Mu::Platform::systemCalls;

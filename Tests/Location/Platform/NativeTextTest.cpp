@@ -108,7 +108,9 @@ TEST(NativeText, CopiesAPathThatIsPlain) {
                       ToPortable(name) == std::u16string(name.begin(), name.end());
         }
         char16_t units[200];
-        TextBuffer text{units, 200, 0};
+        unsigned int const room = static_cast<unsigned int>(random() % 4);
+        TextBuffer text{units, static_cast<unsigned int>(path.size()) + room, 0};
+        isPlain = isPlain && room != 0; // for a zero behind it
         ASSERT_EQ(IO::AppendPlainPath(path, &text), isPlain) << path;
         ASSERT_EQ(text.GetText(), isPlain ? portable : u"") << path;
         std::string const folder = random() % 2 == 0 ? "/" : "/a";
@@ -129,6 +131,7 @@ TEST(NativeText, RefusesUnitsThatNoNameHolds) {
         char16_t const name[] = {u'a', unit, u'b'};
         EXPECT_EQ(TryToNative(PathText(name, 3)), IO::FileError::InvalidName)
             << static_cast<unsigned int>(unit);
+        EXPECT_EQ(IO::MeasureNativeName(PathText(name, 3)), 0u);
     }
     for (char16_t const * leads : {u"\xF000", u"\xF02E", u".\xF02E", u"..\xF000", u"\xD83E"})
         EXPECT_EQ(TryToNative(leads), IO::FileError::InvalidName) << "no name, or half a pair";
@@ -140,6 +143,14 @@ TEST(NativeText, KnowsTheEndOfItsBuffers) {
     EXPECT_EQ(TryToNative(std::u16string(2047, u'\u00e9')), IO::FileError::None);
     EXPECT_EQ(TryToNative(std::u16string(2048, u'\u00e9')), IO::FileError::NameTooLong);
 
+    for (std::size_t size = 4090; size < 4100; ++size) {
+        std::string const name(size, 'x');
+        BytePath added, joined, replaced;
+        EXPECT_EQ(added.Append(name), size <= 4095);
+        EXPECT_EQ(joined.AppendName(name), size <= 4094) << "behind a separator";
+        ASSERT_TRUE(replaced.Append("abc"));
+        EXPECT_EQ(replaced.Replace(1, 1, name), size <= 4093);
+    }
     char16_t units[4] = {};
     TextBuffer text{units, 4, 0};
     EXPECT_TRUE(IO::AppendPortableName("abc", &text));
@@ -157,15 +168,15 @@ TEST(NativeText, PutsAPartInThePlaceOfAnother) {
     EXPECT_EQ(path.GetText(), "/a/longer/d");
     ASSERT_TRUE(path.Replace(3, 6, ""));
     EXPECT_EQ(path.GetText(), "/a//d");
-    EXPECT_FALSE(path.Replace(0, 1, std::string(4095, 'x')));
-    EXPECT_EQ(path.GetText(), "/a//d");
     EXPECT_EQ(path.text[path.length], 0);
 }
 
 TEST(NativeText, TakesSpellingsOfOneNameForOne) {
     EXPECT_EQ(IO::HashNameUpperCased("READ me \xC3\x84"),
               IO::HashNameUpperCased("read ME \xC3\xA4"));
-    EXPECT_NE(IO::HashNameUpperCased("readme"), IO::HashNameUpperCased("readm"));
+    std::string const longest(254, 'x');
+    EXPECT_NE(IO::HashNameUpperCased(longest + "a"), IO::HashNameUpperCased(longest + "b"));
+    EXPECT_TRUE(IO::IsSpellingOf(longest + "a", std::u16string(254, u'X') + u"A"));
     EXPECT_TRUE(IO::IsSpellingOf("\xC3\xA4.TXT", u"\u00C4.txt"));
     EXPECT_FALSE(IO::IsSpellingOf("a", u"b"));
     EXPECT_FALSE(IO::IsSpellingOf("a", u"ab"));
