@@ -115,6 +115,7 @@ constexpr char const * moves = "|entry is not found|target already exists|device
 unsigned int number;
 unsigned long long bytes;
 int seconds;
+long long wide;
 bool answer;
 
 // Of the file (0) or the folder (1).
@@ -123,17 +124,25 @@ void ExpectTimes() {
     auto const take = [](auto &... entries) -> auto & {
         return std::get<which>(std::tie(entries...));
     };
-    for (Case const &each : {
-             Case{"Setting creation time of #", times,
-                  [=](File &f, Folder &d) { return take(f, d).SetCreationTime(1); }},
-             Case{"Querying creation time of #", times,
-                  [=](File &f, Folder &d) { return take(f, d).GetCreationTime(&seconds); }},
-             Case{"Setting modification time of #", times,
-                  [=](File &f, Folder &d) { return take(f, d).SetModificationTime(1); }},
-             Case{"Querying modification time of #", times,
-                  [=](File &f, Folder &d) { return take(f, d).GetModificationTime(&seconds); }},
-         })
-        Expect(each, which == 0);
+    for (bool const isCreation : {true, false}) {
+        std::string const what = isCreation ? " creation time of #" : " modification time of #";
+        auto const kind = isCreation ? IO::TimeKind::Creation : IO::TimeKind::Modification;
+        auto const set = [=](auto & entry) {
+            return isCreation ? entry.SetCreationTime(1) : entry.SetModificationTime(1);
+        };
+        auto const get = [=](auto & entry) {
+            return isCreation ? entry.GetCreationTime(&seconds)
+                              : entry.GetModificationTime(&seconds);
+        };
+        for (Case const &each :
+             {Case{"Setting" + what, times, [=](File &f, Folder &d) { return set(take(f, d)); }},
+              Case{"Querying" + what, times, [=](File &f, Folder &d) { return get(take(f, d)); }},
+              Case{"Setting" + what, times,
+                   [=](File &f, Folder &d) { return take(f, d).SetTime(kind, 1); }},
+              Case{"Querying" + what, times,
+                   [=](File &f, Folder &d) { return take(f, d).GetTime(kind, &wide); }}})
+            Expect(each, which == 0);
+    }
 }
 
 } // namespace
@@ -207,16 +216,14 @@ TEST(FileReport, ReportsHowEachOperationFailed) {
     for (Case const & each : cases)
         Expect(each, true);
     ExpectTimes<0>();
-    char const * const modes[] = {"read-only",
-                                  "write-only",
-                                  "write-only empty",
-                                  "read/write",
-                                  "append",
-                                  "read-only shared to read-write",
-                                  "write-only shared to read",
-                                  "write-only empty shared to read"};
+    std::istringstream modes(
+        "read-only|write-only|write-only empty|read/write|append|read-only shared "
+        "to read-write|write-only shared to read|write-only empty shared to "
+        "read|");
     for (int mode = 0; mode < 8; ++mode) {
-        Expect({std::string("Opening # in ") + modes[mode] + " mode", "",
+        std::string text;
+        std::getline(modes, text, '|');
+        Expect({"Opening # in " + text + " mode", "",
                 [mode](File & f, Folder &) { return f.Open(static_cast<Mode>(mode)); }},
                true);
         Expect({"Closing #", "", close, static_cast<Mode>(mode)}, true);

@@ -5,7 +5,6 @@
 #include <Kestrel/FileSystem/Folder.h>
 
 #include "Tests/Support/FileSystem/Place.h"
-#include "Tests/Support/TempFolder.h"
 #include "Tests/Support/Text.h"
 
 #include <gtest/gtest.h>
@@ -18,8 +17,7 @@ namespace {
 
 constexpr unsigned int ThreadCount = 4;
 
-// The work, by one thread, and then by several at once. They have numbers from
-// 0.
+// The work, by one thread, and then by several at once. They have numbers from 0.
 void RunTogether(std::function<void(unsigned int number)> const & work) {
     work(0);
     std::vector<std::thread> threads;
@@ -32,17 +30,6 @@ void RunTogether(std::function<void(unsigned int number)> const & work) {
 bool CountMount(IO::Location const &, void * data) {
     ++*static_cast<unsigned int *>(data);
     return true;
-}
-
-std::string Read(IO::Location const & location) {
-    return Tests::Place::Read(location);
-}
-
-void Write(IO::File & file, std::string const & content) {
-    ASSERT_EQ(file.Open(IO::File::OpenMode::WriteOnlyEmpty), IO::NoError);
-    ASSERT_EQ(file.WriteBin(content.data(), static_cast<unsigned int>(content.size()), nullptr),
-              IO::NoError);
-    ASSERT_EQ(file.Close(), IO::NoError);
 }
 
 } // namespace
@@ -60,7 +47,7 @@ TEST(FileSystem, TellsWhatIsMountedWhileItComesAndGoes) {
             unsigned int count = 0;
             if (number < 2) {
                 EXPECT_EQ(IO::fileSystem.Mount(systems[number], places[number]), IO::NoError);
-                EXPECT_EQ(Read(IO::Location(places[number], "file")),
+                EXPECT_EQ(Tests::Place::Read(IO::Location(places[number], "file")),
                           number == 0 ? "outer" : "inner");
                 EXPECT_EQ(IO::fileSystem.Unmount(systems[number]), IO::NoError);
                 EXPECT_FALSE(IO::fileSystem.IsMountPoint(places[number]));
@@ -74,37 +61,30 @@ TEST(FileSystem, TellsWhatIsMountedWhileItComesAndGoes) {
     EXPECT_EQ(systems[0].CountConnected() + systems[1].CountConnected(), 0);
 }
 
-// Each thread has files of its own in a folder of all. Nobody looks at the
-// files of another one: where links are files, looking for them opens each for
-// a moment, and what is open cannot be moved.
+// Each thread has files of its own in a folder of all. Nobody looks at the files of another one:
+// where links are files, looking for them opens each for a moment, and what is open cannot be moved.
 TEST(File, WorksBesideTheFilesOfOtherThreads) {
-    Tests::TempFolder const disk;
-    IO::Location const place(disk.GetPortable().c_str());
-    disk.Write("shared", "read by all");
+    Tests::Place const place(false);
+    place.Write("shared", "read by all");
     RunTogether([&](unsigned int number) {
         std::mt19937 random(number);
-        IO::Folder folder(place);
+        IO::Folder folder(place.GetRoot());
         IO::File shared(folder, "shared");
         EXPECT_EQ(shared.Open(IO::File::OpenMode::ReadOnlySharedToReadWrite), IO::NoError);
         std::string const mark = "t" + std::to_string(number) + "-";
-        IO::Name const a(U(mark + "a"));
-        IO::Name const b(U(mark + "b"));
-        IO::Name const c(U(mark + "c"));
+        std::string const a = mark + "a", b = mark + "b", c = mark + "c";
+        auto const name = [](std::string const & text) { return IO::Name(text.c_str()); };
         for (unsigned int round = 0; round < 25; ++round) {
             std::string const contentA(random() % 30000, 'a');
             std::string const contentB(random() % 300, 'b');
-            {
-                IO::File fileA(folder, a, IO::File::OnNotFound::Create);
-                IO::File fileB(folder, b, IO::File::OnNotFound::Create);
-                Write(fileA, contentA);
-                Write(fileB, contentB);
-            }
-            EXPECT_EQ(folder.Exchange(a, b), IO::NoError);
-            EXPECT_EQ(folder.Copy(a, c), IO::NoError);
-            EXPECT_TRUE(Read(IO::Location(place, b)) == contentA);
-            EXPECT_TRUE(Read(IO::Location(place, c)) == contentB);
+            place.Write(a.c_str(), contentA);
+            place.Write(b.c_str(), contentB);
+            EXPECT_EQ(folder.Exchange(name(a), name(b)), IO::NoError);
+            EXPECT_EQ(folder.Copy(name(a), name(c)), IO::NoError);
+            EXPECT_TRUE(place.Read(b.c_str()) == contentA);
+            EXPECT_TRUE(place.Read(c.c_str()) == contentB);
             bool contained = true;
-            EXPECT_EQ(folder.Contains(IO::Name(U(mark + "missing")), &contained), IO::NoError);
+            EXPECT_EQ(folder.Contains(name(mark + "missing"), &contained), IO::NoError);
             EXPECT_FALSE(contained);
             char text[64];
             unsigned int read = 0;
@@ -112,8 +92,8 @@ TEST(File, WorksBesideTheFilesOfOtherThreads) {
             EXPECT_EQ(shared.ReadBin(text, sizeof text, &read), IO::EOI);
             EXPECT_EQ(std::string(text, read), "read by all");
             shared.ResetInputStatus();
-            for (IO::Name const & name : {a, b, c})
-                EXPECT_EQ(folder.Delete(name, IO::DataSafety::KeepProtected), IO::NoError);
+            for (std::string const & each : {a, b, c})
+                EXPECT_EQ(folder.Delete(name(each), IO::DataSafety::KeepProtected), IO::NoError);
         }
     });
 }

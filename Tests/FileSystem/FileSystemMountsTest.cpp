@@ -88,61 +88,67 @@ bool Stop(IO::Location const &, void * data) {
     return false;
 }
 
-} // namespace
-
-namespace {
-
-/// Mounts and unmounts itself and others, as a seed wants it, whenever it is asked.
-class Restless : public DiskRollingVFS {
+/// Systems of which some come and others go, as a seed wants it, whenever one of them is visited.
+class Restless {
 public:
-    explicit Restless(std::mt19937 & random) : DiskRollingVFS(IO::Location()), random(random) {}
-    bool Serves(IO::Location const &) override {
-        EXPECT_TRUE(isMounted);
-        ++asked;
-        for (unsigned int i = random() % 4; i != 0; --i)
-            (*all)[random() % all->size()]->Change();
-        return false;
+    static constexpr unsigned int Count = 6;
+
+    Restless(unsigned int seed, bool isFixed) : random(seed), isFixed(isFixed) {
+        for (unsigned int i = 0; i < Count; ++i) {
+            rolling[i].visited = [this, i] { Visit(i); };
+            if (random() % 4 != 0)
+                Change(i);
+            hasChanged[i] = false;
+        }
     }
-    void Change() {
-        hasChanged = true;
-        EXPECT_EQ(isMounted ? IO::fileSystem.Unmount(*this) : IO::fileSystem.Mount(*this),
-                  IO::NoError);
-        isMounted = !isMounted;
+    ~Restless() {
+        for (unsigned int i = 0; i < Count; ++i) {
+            EXPECT_TRUE(hasChanged[i] || visits[i] == (isMounted[i] ? 1 : 0));
+            if (isMounted[i])
+                Change(i);
+        }
     }
 
-    std::mt19937 & random;
-    std::vector<std::unique_ptr<Restless>> * all = nullptr;
-    bool isMounted = false;
-    bool hasChanged = false;
-    int asked = 0;
-};
+    static bool Found(IO::Location const & place, void * self) {
+        for (unsigned int i = 0; i < Count; ++i)
+            if (place == At(i))
+                static_cast<Restless *>(self)->Visit(i);
+        return true;
+    }
 
-/// The same while fixed systems are enumerated.
-struct Points {
-    std::mt19937 random;
-    DiskFixedVFS systems[6];
-    bool isMounted[6] = {};
-    bool hasChanged[6] = {};
-    int seen[6] = {};
-
+private:
+    struct Rolling : DiskRollingVFS {
+        Rolling() : DiskRollingVFS(IO::Location()) {}
+        bool Serves(IO::Location const &) override { return visited(), false; }
+        std::function<void()> visited;
+    };
     static IO::Location At(unsigned int i) {
         return IO::Location(IO::Location("Q:\\restless"), IO::Name(std::to_string(i).c_str()));
     }
+    void Visit(unsigned int visited) {
+        EXPECT_TRUE(isMounted[visited]);
+        ++visits[visited];
+        for (unsigned int i = random() % 4; i != 0; --i)
+            Change(random() % Count);
+    }
     void Change(unsigned int i) {
-        hasChanged[i] = true;
-        EXPECT_EQ(isMounted[i] ? IO::fileSystem.Unmount(systems[i])
-                               : IO::fileSystem.Mount(systems[i], At(i)),
-                  IO::NoError);
+        auto & front = IO::fileSystem;
+        MuErrCode const status = isMounted[i]
+                                     ? isFixed ? front.Unmount(fixed[i]) : front.Unmount(rolling[i])
+                                 : isFixed ? front.Mount(fixed[i], At(i))
+                                           : front.Mount(rolling[i]);
+        EXPECT_EQ(status, IO::NoError);
         isMounted[i] = !isMounted[i];
+        hasChanged[i] = true;
     }
-    static bool Found(IO::Location const & place, void * data) {
-        Points & self = *static_cast<Points *>(data);
-        for (unsigned int i = 0; i < 6; ++i)
-            self.seen[i] += place == At(i);
-        for (unsigned int i = self.random() % 4; i != 0; --i)
-            self.Change(self.random() % 6);
-        return true;
-    }
+
+    std::mt19937 random;
+    bool const isFixed;
+    DiskFixedVFS fixed[Count];
+    Rolling rolling[Count];
+    bool isMounted[Count] = {};
+    bool hasChanged[Count];
+    int visits[Count] = {};
 };
 
 } // namespace
@@ -150,32 +156,9 @@ struct Points {
 TEST(FileSystem, AsksEachSystemOnceWhileSystemsComeAndGo) {
     for (unsigned int seed = 1; seed <= 60; ++seed) {
         SCOPED_TRACE(seed);
-        std::mt19937 random(seed);
-        std::vector<std::unique_ptr<Restless>> all;
-        for (int i = 0; i < 6; ++i) {
-            all.push_back(std::make_unique<Restless>(random));
-            all.back()->all = &all;
-            if (random() % 4 != 0)
-                all.back()->Change();
-            all.back()->hasChanged = false;
-        }
+        Restless rolling(seed, false), fixed(seed, true);
         EXPECT_EQ(ContentAt(IO::Location("Q:\\nowhere")), "not found");
-        for (auto const & system : all) {
-            EXPECT_TRUE(system->hasChanged || system->asked == (system->isMounted ? 1 : 0));
-            if (system->isMounted)
-                system->Change();
-        }
-        Points points;
-        points.random.seed(seed);
-        for (unsigned int i = 0; i < 6; ++i)
-            points.Change(i);
-        std::fill_n(points.hasChanged, 6, false);
-        EXPECT_EQ(IO::fileSystem.EnumerateVirtualMountPoints(Points::Found, &points), IO::NoError);
-        for (unsigned int i = 0; i < 6; ++i) {
-            EXPECT_TRUE(points.hasChanged[i] || points.seen[i] == 1);
-            if (points.isMounted[i])
-                points.Change(i);
-        }
+        EXPECT_EQ(IO::fileSystem.EnumerateVirtualMountPoints(Restless::Found, &fixed), IO::NoError);
     }
 }
 
@@ -184,6 +167,7 @@ TEST(FileSystem, AsksEachSystemOnceWhileSystemsComeAndGo) {
 TEST(FileSystem, LetsTheRightSystemServe) {
     Tests::TempFolder const folder;
     folder.Write("both", "disk");
+    folder.Write("kind", "disk");
     DiskFixedVFS outer, inner, fixed, onDisk;
     DiskRollingVFS wide(IO::Location("Q:\\r")), narrow(IO::Location("Q:\\r\\s"));
     outer.AddFile("b/c", "outer");
@@ -192,6 +176,7 @@ TEST(FileSystem, LetsTheRightSystemServe) {
     fixed.AddFile("y", "fixed");
     onDisk.AddFile("both", "mounted");
     onDisk.AddFile("only", "mounted");
+    onDisk.AddFile("kind/x", "mounted");
     wide.AddFile("x", "wide");
     wide.AddFile("s/y", "wide");
     narrow.AddFile("y", "narrow");
@@ -216,6 +201,9 @@ TEST(FileSystem, LetsTheRightSystemServe) {
               {At(folder, "both"), "disk"},
               {At(folder, "only"), "mounted"}})
             EXPECT_EQ(ContentAt(place), content) << place;
+        Tests::FolderConnection const kind(At(folder, "kind"));
+        ASSERT_EQ(kind.GetStatus(), IO::NoError) << "the disk has a file of this name";
+        EXPECT_EQ(kind->GetOwnerFileSystem(), &onDisk);
         int const before = wide.questions;
         EXPECT_EQ(ContentAt(IO::Location("Q:\\r\\s\\t\\y")), "fixed");
         EXPECT_EQ(wide.questions, before) << "a fixed mount is not up for claims";
@@ -225,20 +213,6 @@ TEST(FileSystem, LetsTheRightSystemServe) {
         EXPECT_EQ(IO::fileSystem.Unmount(wide), IO::NoError);
     }
     EXPECT_EQ(inner.CountConnected() + onDisk.CountConnected() + wide.CountConnected(), 0);
-}
-
-// A file and a folder of one name go to the one who has what is asked for.
-TEST(FileSystem, AsksTheMountsWhenTheDiskHasTheOtherKind) {
-    Tests::TempFolder folder;
-    folder.Write("entry", "disk");
-    DiskFixedVFS system;
-    system.AddFile("entry/x", "");
-    ASSERT_EQ(IO::fileSystem.Mount(system, IO::Location(Mu::UniString(folder.GetPortable()))),
-              IO::NoError);
-    MountGuard const guard(system);
-    Tests::FolderConnection const entry(At(folder, "entry"));
-    ASSERT_EQ(entry.GetStatus(), IO::NoError);
-    EXPECT_EQ(entry->GetOwnerFileSystem(), &system);
 }
 
 // Between file systems no look at a folder tells whether it is another's; where they lie does.
@@ -388,28 +362,21 @@ TEST(FileSystem, DoesNotHoldItsLockWhileAnEntryWorks) {
     EXPECT_TRUE(looker.isFree);
 }
 
-// Over a table of its own, which each round must take from the heap.
-TEST(FileSystem, MeetsEveryFailedAllocationOfAMount) {
+// Over tables of its own, which it must take from the heap.
+TEST(FileSystem, MountsNothingWithoutMemory) {
     IO::Location const place("Q:\\m");
-    SweepAllocations([&](bool failed) {
-        FreshFileSystem fresh;
-        Tests::LogCapture log;
-        DiskFixedVFS fixed;
-        DiskRollingVFS rolling(place);
-        MuErrCode const status = fresh->Mount(fixed, place);
-        EXPECT_EQ(fixed.mountCount, status == IO::NoError ? 1 : 0);
-        EXPECT_EQ(fresh->IsMountPoint(place), status == IO::NoError);
-        if (status != IO::NoError) {
-            EXPECT_TRUE(failed);
-            EXPECT_EQ(status, IO::ErrMemoryFull);
-            EXPECT_TRUE(log.Contains("\" has failed: memory is full (OS errors: "));
-        }
-        MuErrCode const rollingStatus = fresh->Mount(rolling);
-        if (rollingStatus != IO::NoError) {
-            EXPECT_TRUE(failed);
-            EXPECT_EQ(rollingStatus, IO::ErrMemoryFull);
-            EXPECT_TRUE(log.Contains("Mounting rolling virtual file system has failed: memory is "
-                                     "full (OS errors: "));
-        }
-    });
+    FreshFileSystem fresh;
+    Tests::LogCapture log;
+    DiskFixedVFS fixed;
+    DiskRollingVFS rolling(place);
+    for (MuErrCode const expected : {IO::ErrMemoryFull, IO::NoError}) {
+        Tests::Shortage const shortage(expected == IO::NoError ? 0 : 1);
+        EXPECT_EQ(fresh->Mount(fixed, place), expected);
+        EXPECT_EQ(fresh->Mount(rolling), expected);
+        EXPECT_EQ(fixed.mountCount, expected == IO::NoError);
+        EXPECT_EQ(fresh->IsMountPoint(place), expected == IO::NoError);
+    }
+    EXPECT_TRUE(log.Contains("\" has failed: memory is full (OS errors: "));
+    EXPECT_TRUE(log.Contains("Mounting rolling virtual file system has failed: memory is full (OS "
+                             "errors: "));
 }

@@ -4,6 +4,7 @@
 #include "Tests/Support/FileSystem/Place.h"
 #include "Tests/Support/FileSystem/Protection.h"
 #include "Tests/Support/FileSystem/ScriptedFileCalls.h"
+#include "Tests/Support/Location/Locations.h"
 #include "Tests/Support/LogCapture.h"
 
 #include <Kestrel/Location/Internal/OSErrors.h>
@@ -28,10 +29,16 @@ MuErrCode Put(File & file, std::string const & text) {
     return file.WriteBin(text.data(), static_cast<unsigned int>(text.size()), nullptr);
 }
 
+// What stops short says that it met the end; so does all behind it, until somebody moves.
+bool IsTold(MuErrCode status, bool isWhole) {
+    return status == IO::EOI || (isWhole && status == IO::NoError);
+}
+
 std::string Get(File & file, unsigned int count) {
     std::string text(count, '\0');
     unsigned int read = 0;
-    file.ReadBin(text.data(), count, &read);
+    MuErrCode const status = file.ReadBin(text.data(), count, &read);
+    EXPECT_TRUE(IsTold(status, read == count)) << status;
     text.resize(read);
     return text;
 }
@@ -152,6 +159,16 @@ TEST_P(FileOn, IsCreatedByNewAllOrNothing) {
     IO::Location location;
     EXPECT_EQ(file->GetLocation(&location), IO::NoError);
     EXPECT_TRUE(location == place / "file");
+    constexpr auto modified = IO::TimeKind::Modification;
+    long long seconds = 0;
+    for (long long const time : {0ll, 1234567890ll, 1ll << 33, 1ll << 62}) {
+        MuErrCode const set = file->SetTime(modified, time);
+        // The second last is not for every disk.
+        EXPECT_TRUE(set == (time >> 34 == 0 ? IO::NoError : IO::ErrFileInvalidTime) ||
+                    (time >> 33 == 1 && set == IO::ErrFileInvalidTime));
+        EXPECT_EQ(file->GetTime(modified, &seconds), IO::NoError);
+        EXPECT_EQ(seconds == time, set == IO::NoError);
+    }
 
     EXPECT_EQ(File(place.GetRoot()).GetStatus(), IO::ErrNotAFile);
     IO::Location const lost(place / "absent", IO::Name("file"));
@@ -160,11 +177,50 @@ TEST_P(FileOn, IsCreatedByNewAllOrNothing) {
     Tests::LogCapture const log;
     File absent(place / "absent", File::OnNotFound::FailQuietly);
     EXPECT_TRUE(log.GetLines().empty());
-    unsigned long long number = 0;
-    for (MuErrCode const status : {absent.GetStatus(), absent.Open(Mode::ReadOnly), absent.Close(),
-                                   absent.GetDataLength(&number)})
+    constexpr auto created = IO::TimeKind::Creation;
+    Mu::UniString locker;
+    unsigned int number = 0;
+    unsigned long long length = 0;
+    int time = 0;
+    bool is = false;
+    IO::DiskUse use;
+    for (MuErrCode const status : {absent.GetStatus(),
+                                   absent.Open(Mode::ReadOnly),
+                                   absent.Close(),
+                                   absent.Flush(),
+                                   absent.GetDataLength(&length),
+                                   absent.SetDataLength(0),
+                                   absent.SetTime(created, 0),
+                                   absent.GetTime(created, &seconds),
+                                   absent.SetCreationTime(1),
+                                   absent.GetCreationTime(&time),
+                                   absent.SetModificationTime(1),
+                                   absent.GetModificationTime(&time),
+                                   absent.GetDiskUse(&use),
+                                   absent.SetTypeInfo(1, 2),
+                                   absent.GetTypeInfo(&number, &number),
+                                   absent.IsWriteProtected(&is),
+                                   absent.SetWriteProtection(),
+                                   absent.ClearWriteProtection(),
+                                   absent.GetLocation(&location),
+                                   absent.GetPosition(&number),
+                                   absent.Seek(File::SeekOrigin::Beginning, 0)})
         EXPECT_EQ(status, IO::ErrFileNotFound);
-    EXPECT_FALSE(absent.IsReadable() || absent.IsOpen());
+    EXPECT_FALSE(absent.IsReadable() || absent.IsOpen() || absent.IsWriteable(nullptr, &locker));
+    unsigned int * const noNumber = nullptr;
+    unsigned long long * const noLength = nullptr;
+    int const & noTime = Tests::NullReference<int const>();
+    for (File * any : {file, &absent})
+        for (MuErrCode const status :
+             {any->GetDataLength(noNumber), any->GetDataLength(noLength),
+              any->GetPosition(noNumber), any->GetPosition(noLength),
+              any->GetInputPosition(noLength), any->GetAvailable(noLength),
+              any->GetTime(created, nullptr), any->GetCreationTime(nullptr),
+              any->GetModificationTime(nullptr), any->SetCreationTime(noTime),
+              any->SetModificationTime(noTime), any->GetDiskUse(nullptr),
+              any->GetTypeInfo(&number, nullptr), any->GetTypeInfo(nullptr, &number),
+              any->IsWriteProtected(nullptr), any->GetLocation(nullptr)})
+            EXPECT_EQ(status, IO::Error);
 }
 
 // Whatever is read, written, pushed back or sought in any mode, the file is a string with a cursor;
@@ -204,10 +260,16 @@ TEST_P(FileOn, IsAStringWithACursor) {
             std::string const there = look(size);
             std::string text(size, '?');
             unsigned int count = 0;
+            char * data = nullptr;
+            unsigned long long number = 0;
             unsigned int const operation = random() % 12;
             if (operation < 7 && !reads) {
-                ASSERT_EQ(file.ReadBin(text.data(), size, &count), IO::Error);
-                ASSERT_EQ(count, 0u);
+                for (MuErrCode const status :
+                     {file.ReadBin(text.data(), size, &count), file.CopyBin(text.data(), 1, &count),
+                      file.Look(0, text.data()), file.PushBack("x", 1), file.Skip(1, &number),
+                      file.DirectInputAccess(1, &data, &count)})
+                    ASSERT_EQ(status, IO::Error);
+                ASSERT_EQ(count + number, 0u);
                 continue;
             }
             switch (operation) {
@@ -219,9 +281,8 @@ TEST_P(FileOn, IsAStringWithACursor) {
                 // Also past the end, by more than a position counts.
                 unsigned long long const asked = step % 4 == 0 ? ULLONG_MAX - size : size;
                 unsigned long long const passed = look(asked).size();
-                unsigned long long skipped = 0;
-                (void)file.Skip(asked, &skipped);
-                ASSERT_EQ(skipped, passed);
+                ASSERT_TRUE(IsTold(file.Skip(asked, &number), asked == passed));
+                ASSERT_EQ(number, passed);
                 pass(passed);
                 break;
             }
@@ -231,21 +292,20 @@ TEST_P(FileOn, IsAStringWithACursor) {
                 break;
             case 4: {
                 char c = 0;
-                (void)file.Look(size, &c);
                 std::string const byte = look(size + 1).substr(there.size());
-                ASSERT_EQ(c, there.size() == size && !byte.empty() ? byte[0] : 0);
+                bool const isThere = there.size() == size && !byte.empty();
+                ASSERT_TRUE(IsTold(file.Look(size, &c), isThere));
+                ASSERT_EQ(c, isThere ? byte[0] : 0);
                 break;
             }
             case 5:
-                (void)file.CopyBin(text.data(), size, &count);
+                ASSERT_TRUE(IsTold(file.CopyBin(text.data(), size, &count), there.size() == size));
                 ASSERT_EQ(text.substr(0, count), there);
                 break;
-            case 6: {
-                char * data = nullptr;
+            case 6:
                 (void)file.DirectInputAccess(size, &data, &count);
                 ASSERT_TRUE(size == 0 || std::string(data, count) == there);
                 break;
-            }
             case 1: {
                 text = std::string(std::min<std::size_t>(size, cursor), 'P');
                 ASSERT_EQ(file.PushBack(text.data(), static_cast<unsigned int>(text.size())),
@@ -314,11 +374,18 @@ TEST_P(FileOn, IsAStringWithACursor) {
                 if (random() % 4 == 0) {
                     ASSERT_EQ(file.Flush(), writes ? IO::NoError : IO::Error);
                 }
+                for (unsigned int i = 0; !writes && i < 3; ++i)
+                    ASSERT_EQ(i == 0   ? file.PushMark()
+                              : i == 1 ? file.PopMark()
+                                       : file.DirectOutputAccess(0, &data, &count),
+                              IO::Error);
+                ASSERT_EQ(file.GetOffset(), 0u);
             }
             }
-            unsigned long long number = 0;
             ASSERT_EQ(file.GetPosition(&number), seeks ? IO::NoError : IO::Error);
             ASSERT_EQ(number, seeks ? cursor : 0);
+            ASSERT_EQ(file.GetInputPosition(&number), reads ? IO::NoError : IO::Error);
+            ASSERT_EQ(number, reads ? cursor : 0);
             ASSERT_EQ(file.GetAvailable(&number), reads ? IO::NoError : IO::Error);
             ASSERT_EQ(number, reads ? model.size() - cursor : 0);
             if (random() % 4 == 0) { // which writes what is buffered

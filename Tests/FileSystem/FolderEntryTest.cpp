@@ -63,25 +63,15 @@ std::string Generate(ListFolder & folder, std::string const & base) {
 
 } // namespace
 
-TEST(FolderEntry, GeneratesNamesOfABaseAndTenDigits) {
-    ListFolder folder;
-    EXPECT_EQ(Generate(folder, "").substr(0, 14), "GeneratedName_");
-    EXPECT_EQ(Generate(folder, "").size(), 24u);
-    EXPECT_EQ(Generate(folder, std::string(20, 'b')).substr(0, 16).find_last_of('b'), 14u);
-    EXPECT_EQ(Generate(folder, std::string(20, 'b')).size(), 25u);
-    std::string const name = Generate(folder, "ab");
-    EXPECT_EQ(name.substr(0, 2), "ab");
-    EXPECT_EQ(name.find_first_not_of("0123456789", 2), std::string::npos);
-    EXPECT_EQ(name.size(), 12u);
-}
-
-TEST(FolderEntry, BeginsItsNumbersFarFromThoseOfAnotherProcess) {
+// A base, and ten digits that begin far from those of another process.
+TEST(FolderEntry, GeneratesTheNextNameThatIsFree) {
     Tests::HandClock const clock(0x12345678 * 1000ull);
     IO::StartNameGeneration();
     ListFolder folder;
-    EXPECT_EQ(Generate(folder, "n"), "n2018915346"); // 0x78563412
     folder.entries["n2018915347"] = 'x';
+    EXPECT_EQ(Generate(folder, ""), "GeneratedName_2018915346"); // 0x78563412
     EXPECT_EQ(Generate(folder, "n"), "n2018915348");
+    EXPECT_EQ(Generate(folder, std::string(20, 'b')), std::string(15, 'b') + "2018915349");
 }
 
 TEST(FolderEntry, ReportsWhyNoNameCouldBeGenerated) {
@@ -174,52 +164,31 @@ TEST(FolderEntry, ReplacesWhatSomePlatformForbids) {
     EXPECT_EQ(ToUtf8(name), "a_b_c_d_e_Gr\xC3\xBC\xC3\x9F.x_y_");
 }
 
-TEST(FolderEntry, TakesTheOutputsOfAnExchangeAsItsInputs) {
-    ListFolder folder;
-    folder.entries = {{"a", 'A'}, {"b", 'B'}};
-    IO::Name a("a"), b("b");
-    EXPECT_EQ(folder.Exchange(a, b, true, &a, &b), ExchangeStatus::Done);
-    EXPECT_EQ(ToUtf8(a), "b");
-    EXPECT_EQ(ToUtf8(b), "a");
-    EXPECT_EQ(folder.entries, (std::map<std::string, char>{{"a", 'B'}, {"b", 'A'}}));
-}
-
-// Whatever fails, the outputs tell where the entries are, and they are back where that worked.
+// Whatever fails, the outputs say where the entries are, and they are back where that worked.
 TEST(FolderEntry, TakesABrokenExchangeBackAsFarAsItGoes) {
-    using M = MoveStatus;
-    struct {
-        std::deque<M> moves;
-        ExchangeStatus told;
-        char whereA; // 'a', 'b', or 't' for the temporary name
-        char whereB;
-    } const table[] = {
-        {{M::EntryNotFound}, ExchangeStatus::EntryNotFound, 'a', 'b'},
-        {{M::TargetExists}, ExchangeStatus::Other, 'a', 'b'},
-        {{M::DeviceFull}, ExchangeStatus::DeviceFull, 'a', 'b'},
-        {{M::AccessDenied}, ExchangeStatus::AccessDenied, 'a', 'b'},
-        {{M::Other}, ExchangeStatus::Other, 'a', 'b'},
-        {{static_cast<M>(99)}, ExchangeStatus::Other, 'a', 'b'},
-        {{M::Done, M::AccessDenied}, ExchangeStatus::AccessDenied, 'a', 'b'},
-        {{M::Done, M::AccessDenied, M::Other}, ExchangeStatus::AccessDenied, 't', 'b'},
-        {{M::Done, M::Done, M::DeviceFull}, ExchangeStatus::DeviceFull, 'a', 'b'},
-        {{M::Done, M::Done, M::DeviceFull, M::Other}, ExchangeStatus::DeviceFull, 't', 'a'},
-        {{M::Done, M::Done, M::AccessDenied, M::Done, M::Other},
-         ExchangeStatus::AccessDenied,
-         't',
-         'b'},
-    };
-    for (auto const & row : table) {
-        SCOPED_TRACE(testing::Message() << "row " << &row - table);
-        ListFolder folder;
-        folder.entries = {{"a", 'A'}, {"b", 'B'}};
-        folder.moveStatuses = row.moves;
-        IO::Name outA, outB;
-        EXPECT_EQ(folder.Exchange("a", "b", false, &outA, &outB), row.told);
-        ASSERT_EQ(folder.entries.size(), 2u);
-        EXPECT_EQ(folder.entries[ToUtf8(outA)], 'A');
-        EXPECT_EQ(folder.entries[ToUtf8(outB)], 'B');
-        std::string const a = ToUtf8(outA), b = ToUtf8(outB);
-        EXPECT_EQ(a.size() == 1 ? a[0] : 't', row.whereA);
-        EXPECT_EQ(b.size() == 1 ? b[0] : 't', row.whereB);
-    }
+    ExchangeStatus const statuses[] = {
+        ExchangeStatus::Done,       ExchangeStatus::EntryNotFound, ExchangeStatus::Other,
+        ExchangeStatus::DeviceFull, ExchangeStatus::AccessDenied,  ExchangeStatus::Other,
+        ExchangeStatus::Other}; // by that of the move; the last is of none that is known
+    for (unsigned int status = 1; status < std::size(statuses); ++status)
+        for (unsigned int moves = 0; moves < 4; ++moves)
+            for (unsigned int round = 0; round < 4; ++round) {
+                bool const staysB = (round & 1) != 0, staysA = (round & 2) != 0 || staysB;
+                SCOPED_TRACE(testing::Message() << status << " " << moves << " " << round);
+                ListFolder folder;
+                folder.entries = {{"a", 'A'}, {"b", 'B'}};
+                folder.moveStatuses.assign(moves, MoveStatus::Done);
+                folder.moveStatuses.push_back(static_cast<MoveStatus>(status));
+                if (moves == 2)
+                    folder.moveStatuses.push_back(staysB ? MoveStatus::Other : MoveStatus::Done);
+                folder.moveStatuses.push_back(staysA ? MoveStatus::Other : MoveStatus::Done);
+                IO::Name a("a"), b("b");
+                EXPECT_EQ(folder.Exchange(a, b, false, &a, &b), statuses[moves == 3 ? 0 : status]);
+                ASSERT_EQ(folder.entries.size(), 2u);
+                EXPECT_EQ(folder.entries[ToUtf8(a)], 'A');
+                EXPECT_EQ(folder.entries[ToUtf8(b)], 'B');
+                bool const isParked = staysA && (moves == 1 || moves == 2);
+                EXPECT_EQ(ToUtf8(a).substr(0, 9), isParked ? "Generated" : moves == 3 ? "b" : "a");
+                EXPECT_EQ(ToUtf8(b), moves == 3 || (moves == 2 && staysB) ? "a" : "b");
+            }
 }

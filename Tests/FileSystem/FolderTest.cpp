@@ -117,7 +117,7 @@ public:
         ASSERT_EQ(folder.GetType(Name(a.c_str()), &type),
                   isThere ? IO::NoError : IO::ErrEntryNotFound);
         ASSERT_TRUE(!isThere || (type == IO::EntryType::Folder) == found->second.isFolder);
-        switch (random() % 9) {
+        switch (random() % 10) {
         case 0:
         case 1: return Create(folder, source, a, random() % 2 == 0);
         case 2: return Write(from, source, a);
@@ -162,6 +162,23 @@ public:
                 return;
             if (status == IO::NoError)
                 Put(target, b, source.extract(found).mapped());
+            return;
+        }
+        case 7: {
+            auto const old = source.find(Lower(b));
+            bool const isInTheWay = old != source.end();
+            // Which kinds may replace another, and what is protected, is the system's.
+            if (isOneName || isProtected || (isInTheWay && old->second.HoldsProtected()) ||
+                (isThere && isInTheWay && found->second.isFolder))
+                return;
+            std::string const name = isInTheWay ? old->second.name : b;
+            bool const isKept = isInTheWay && old->second.isFolder;
+            ASSERT_EQ(folder.Replace(Name(a.c_str()), Name(name.c_str())),
+                      !isThere ? IO::ErrSourceNotFound
+                      : isKept ? IO::ErrFolderAccessDenied
+                               : IO::NoError);
+            if (isThere && !isKept)
+                Put(source, name, source.extract(found).mapped());
             return;
         }
         default: {
@@ -323,17 +340,27 @@ TEST(Folder, ReportsWhatTheMaskWants) {
     folder.CreateLink("to file.lnk", place / "file");
     folder.CreateLink("to folder.lnk", place / "folder");
     folder.CreateLink("to nothing.lnk", Location(place / "nowhere", Name("x")));
-    constexpr auto resolve = Folder::LinkProcessing::Resolve;
-    constexpr auto asLinks = Folder::LinkProcessing::ReportLinks;
-    EXPECT_EQ(List(folder, asLinks, Folder::Files), (Names{"file"}));
-    EXPECT_EQ(List(folder, asLinks, Folder::Folders), (Names{"folder/"}));
-    EXPECT_EQ(List(folder, asLinks, Folder::Links),
-              (Names{"to file.lnk", "to folder.lnk", "to nothing.lnk"}));
-    EXPECT_EQ(List(folder, resolve, Folder::Files), (Names{"file", "to file.lnk"}));
-    EXPECT_EQ(List(folder, resolve, Folder::Files | Folder::Folders),
-              (Names{"file", "folder/", "to file.lnk", "to folder.lnk/"}));
-    EXPECT_EQ(List(folder, resolve, Folder::Files | Folder::Untyped),
-              (Names{"file", "to file.lnk", "to nothing.lnk"}));
+    struct {
+        std::string name;
+        unsigned int kind, resolved;
+    } const entries[] = {{"file", Folder::Files, Folder::Files},
+                         {"folder", Folder::Folders, Folder::Folders},
+                         {"to file.lnk", Folder::Links, Folder::Files},
+                         {"to folder.lnk", Folder::Links, Folder::Folders},
+                         {"to nothing.lnk", Folder::Links, Folder::Untyped}};
+    for (auto const links : {Folder::LinkProcessing::Resolve, Folder::LinkProcessing::ReportLinks})
+        for (unsigned int mask = 0; mask <= Folder::Everything; ++mask) {
+            Names expected;
+            for (auto const & [name, plain, resolved] : entries) {
+                unsigned int const kind =
+                    links == Folder::LinkProcessing::Resolve ? resolved : plain;
+                // Who wants neither files nor links gets what is a folder itself.
+                bool const isPassed = (mask & (Folder::Files | Folder::Links)) == 0;
+                if ((mask & kind) != 0 && (plain == Folder::Folders || !isPassed))
+                    expected.insert(name + (kind == Folder::Folders ? "/" : ""));
+            }
+            EXPECT_EQ(List(folder, links, mask), expected) << mask;
+        }
     IO::EntryType type{};
     EXPECT_EQ(folder.GetResolvedType("to folder.lnk", &type), IO::NoError);
     EXPECT_EQ(type, IO::EntryType::Folder);
@@ -375,6 +402,15 @@ TEST(Folder, IsCreatedOneLevelDeep) {
     place.Write("file", "x");
     EXPECT_EQ(Folder(place / "file").GetStatus(), IO::ErrNotAFolder);
     EXPECT_EQ(Folder(Location(u"")).GetStatus(), IO::Error);
+    {
+        Tests::ScriptedFileCalls calls;
+        calls.onCall = [&](Tests::FileCall call) {
+            if (call == Tests::FileCall::CreateDirectory)
+                std::filesystem::create_directory(place.GetPath() / "taken");
+        };
+        EXPECT_EQ(Folder(place / "taken", Folder::OnNotFound::Create).GetStatus(), IO::NoError)
+            << "another one was faster";
+    }
     Tests::LogCapture log;
     Folder absent(place / "absent", Folder::OnNotFound::FailQuietly);
     EXPECT_TRUE(log.GetLines().empty());
@@ -426,6 +462,8 @@ TEST(Folder, RefusesNullsAndEverythingWhereItIsNotThere) {
     Folder folder(place.GetRoot());
     Folder absent(place / "absent", Folder::OnNotFound::FailQuietly);
     Name const & none = Tests::NullReference<Name const>();
+    int const & noTime = Tests::NullReference<int const>();
+    constexpr auto kind = IO::TimeKind::Modification;
     Tests::LogCapture const log;
     for (Operation const & operation : operations) {
         SCOPED_TRACE(&operation - operations);
@@ -436,21 +474,50 @@ TEST(Folder, RefusesNullsAndEverythingWhereItIsNotThere) {
         Folder & first = isThere ? folder : absent;
         MuErrCode const expected = isThere ? IO::NoError : IO::ErrFolderNotFound;
         int time = 5;
-        EXPECT_EQ(first.SetModificationTime(time), expected);
-        EXPECT_EQ(first.GetModificationTime(&time), expected);
+        long long seconds = 0;
         unsigned int count = 0;
-        EXPECT_EQ(first.CountEntries(&count), expected);
+        unsigned long long space = 0;
+        bool is = false;
         Name name;
-        EXPECT_EQ(first.GenerateUnusedName(&name), expected);
-        EXPECT_EQ(first.Move("y", absent, "y", Keep), isThere ? IO::ErrFolderNotFound : expected);
+        Location location;
+        IO::DiskUse use;
+        Tests::ByteOChannel channel;
+        for (MuErrCode const status :
+             {first.SetModificationTime(time), first.GetModificationTime(&time),
+              first.SetTime(kind, 5), first.GetTime(kind, &seconds), first.GetCreationTime(&time),
+              first.CountEntries(&count), first.IsEmpty(&is), first.GetFreeSpace(&space),
+              first.IsOnLocalVolume(&is), first.IsOnFixedVolume(&is), first.GetDiskUse(&use),
+              first.GetLocation(&location), first.PrintContent(channel),
+              first.GenerateUnusedName(&name), first.GenerateUnusedName(&name, "y"),
+              first.GenerateUnusedNameFromString(&name, U("y"), U(""), 0, nullptr)})
+            EXPECT_EQ(status, expected);
+        EXPECT_EQ(first.Move("y", absent, "y", Keep), IO::ErrFolderNotFound);
+        for (MuErrCode const status :
+             {first.CreateLink("y", Tests::NullReference<Location const>()),
+              first.Copy("x", Tests::NullReference<Folder>(), "y"),
+              first.Move("x", Tests::NullReference<Folder>(), "y", Keep),
+              first.SetCreationTime(noTime),
+              first.SetModificationTime(noTime),
+              first.GetCreationTime(nullptr),
+              first.GetModificationTime(nullptr),
+              first.GetTime(kind, nullptr),
+              first.GetType("x", nullptr),
+              first.Contains("x", nullptr),
+              first.CountFiles(nullptr),
+              first.IsEmpty(nullptr),
+              first.GetFreeSpace(nullptr),
+              first.IsOnLocalVolume(nullptr),
+              first.IsOnFixedVolume(nullptr),
+              first.GetDiskUse(nullptr),
+              first.GetDiskUse("x", nullptr),
+              first.GetLocation(nullptr),
+              first.PrintContent(Tests::NullReference<Mu::OChannel>()),
+              first.Enumerate(static_cast<Folder::Callback>(nullptr), nullptr),
+              first.GenerateUnusedName(nullptr),
+              first.GenerateUnusedName(nullptr, "y"),
+              first.GenerateUnusedNameFromString(nullptr, U("y"), U(""), 0, nullptr)})
+            EXPECT_EQ(status, IO::Error);
     }
-    EXPECT_EQ(folder.CreateLink("y", Tests::NullReference<Location const>()), IO::Error);
-    EXPECT_EQ(folder.Copy("x", Tests::NullReference<Folder>(), "y"), IO::Error);
-    EXPECT_EQ(folder.Move("x", Tests::NullReference<Folder>(), "y", Keep), IO::Error);
-    EXPECT_EQ(folder.SetCreationTime(Tests::NullReference<int const>()), IO::Error);
-    EXPECT_EQ(folder.GetType("x", nullptr), IO::Error);
-    EXPECT_EQ(folder.Contains("x", nullptr), IO::Error);
-    EXPECT_EQ(folder.GenerateUnusedName(nullptr), IO::Error);
     EXPECT_TRUE(log.GetLines().empty());
 }
 

@@ -81,9 +81,9 @@ TEST_P(ReplacingFile, MakesOneWhereThereIsNoneAndDropsWhatIsNotCommitted) {
     {
         IO::File reader(place / "name");
         ASSERT_EQ(reader.Open(IO::File::OpenMode::ReadOnly), IO::NoError);
-        EXPECT_NE(Save(place / "name", "taken from a reader"), IO::NoError);
+        EXPECT_EQ(Save(place / "name", "taken from a reader"), IO::ErrFileAccessDenied);
     }
-    EXPECT_NE(Save(place.GetRoot(), "a folder"), IO::NoError);
+    EXPECT_EQ(Save(place.GetRoot(), "a folder"), IO::ErrNotAFile);
     EXPECT_EQ(CountEntries(), 1);
 }
 

@@ -36,26 +36,31 @@ protected:
 
 TEST_F(WinFileSystem, ConnectsWhatIsThere) {
     IO::Location unhealthy("C:\\\\"), illegal("C:\\a?"), absent = At("none");
-    IO::Location const network("\\\\host\\share");
+    using Estimate = IO::NativeFileSystem::EstimateStatus;
+    constexpr MuErrCode noFile = IO::ErrFSFileNotFound, noFolder = IO::ErrFSFolderNotFound;
     struct {
         IO::Location location;
-        MuErrCode file;
-        MuErrCode folder;
+        MuErrCode file, folder;
+        Estimate estimate;
     } const table[] = {
-        {At("file"), IO::NoError, IO::ErrFSNotAFolder},
-        {root, IO::ErrFSNotAFile, IO::NoError},
-        {IO::Location(), IO::ErrFSNotAFile, IO::NoError},
-        {IO::Location("C:\\"), IO::ErrFSNotAFile, IO::NoError},
-        {absent, IO::ErrFSFileNotFound, IO::ErrFSFolderNotFound},
-        {IO::Location(absent, IO::Name("x")), IO::ErrFSFileNotFound, IO::ErrFSFolderNotFound},
-        {IO::Location(At("file"), IO::Name("x")), IO::ErrFSFileNotFound, IO::ErrFSFolderNotFound},
-        {illegal, IO::ErrFSFileNotFound, IO::ErrFSFolderNotFound},
-        {unhealthy, IO::Error, IO::Error},
+        {At("file"), IO::NoError, IO::ErrFSNotAFolder, Estimate::Done},
+        {root, IO::ErrFSNotAFile, IO::NoError, Estimate::Done},
+        {IO::Location(), IO::ErrFSNotAFile, IO::NoError, Estimate::Done},
+        {IO::Location("C:\\"), IO::ErrFSNotAFile, IO::NoError, Estimate::Done},
+        {absent, noFile, noFolder, Estimate::NotFound},
+        {IO::Location(absent, IO::Name("x")), noFile, noFolder, Estimate::NotFound},
+        {IO::Location(At("file"), IO::Name("x")), noFile, noFolder, Estimate::NotFound},
+        {illegal, noFile, noFolder, Estimate::Other},
+        {unhealthy, IO::Error, IO::Error, Estimate::Other},
     };
     for (auto const & row : table) {
         SCOPED_TRACE(testing::Message() << "row " << &row - table);
         EXPECT_EQ(FileConnection(row.location).GetStatus(), row.file);
         EXPECT_EQ(FolderConnection(row.location).GetStatus(), row.folder);
+        IO::EntryType type{};
+        EXPECT_EQ(IO::NativeFileSystem::Get()->EstimateResolvedType(row.location, &type),
+                  row.estimate);
+        EXPECT_EQ(type == IO::EntryType::Folder, row.folder == IO::NoError);
     }
 }
 
@@ -221,24 +226,22 @@ TEST_F(WinFileSystem, IsOnLineUnlessARemovableDriveIsEmpty) {
         int questions = 0;
         std::vector<unsigned int> modes;
     } drives;
-    struct {
-        unsigned int type, error;
-        bool isOnLine;
-        int questions;
-    } const table[] = {
-        {2, 0, true, 1},  {2, 21, false, 1}, {5, 0, true, 1},  {5, 21, false, 1},
-        {3, 21, true, 0}, {4, 21, true, 0},  {6, 21, true, 0}, {0, 21, true, 0},
-    };
-    for (auto const & row : table) {
-        drives.type = row.type;
-        drives.error = row.error;
-        drives.questions = 0;
-        drives.modes.clear();
-        EXPECT_EQ(IO::fileSystem.IsOnLine(IO::Location("C:\\a")), row.isOnLine) << row.type;
-        EXPECT_EQ(drives.questions, row.questions);
-        if (row.questions != 0) {
-            EXPECT_EQ(drives.modes.front(), 0x8001u) << "no dialog asks for the medium";
-            EXPECT_EQ(drives.modes.back(), 0x77u);
+    for (unsigned int type = 0; type <= 6; ++type)
+        for (unsigned int const error : {0u, 21u}) {
+            bool const isRemovable = type == 2 || type == 5;
+            drives.type = type;
+            drives.error = error;
+            drives.questions = 0;
+            drives.modes.clear();
+            EXPECT_EQ(IO::fileSystem.IsOnLine(IO::Location("C:\\a")), !isRemovable || error == 0);
+            EXPECT_EQ(drives.questions, isRemovable ? 1 : 0) << type;
+            if (isRemovable) {
+                EXPECT_EQ(drives.modes.front(), 0x8001u) << "no dialog asks for the medium";
+                EXPECT_EQ(drives.modes.back(), 0x77u);
+            }
         }
-    }
+    drives.type = 2;
+    drives.error = 21;
+    for (char const * elsewhere : {"", "\\\\host\\share\\a", "C:\\a*"})
+        EXPECT_TRUE(IO::fileSystem.IsOnLine(IO::Location(elsewhere))) << elsewhere;
 }

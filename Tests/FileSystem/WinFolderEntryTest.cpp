@@ -28,21 +28,6 @@ public:
     std::size_t limit = 1000;
 };
 
-// Deletes each entry as it is found, and remembers their names.
-class Eater final : public IO::EntryEnumerator {
-public:
-    explicit Eater(IO::FolderEntry & folder) : folder(folder) {}
-    bool EntryFound(IO::Name const & name, bool isFolder) override {
-        EXPECT_EQ(folder.Delete(name, false), IO::FolderEntry::DeleteStatus::Done);
-        EXPECT_TRUE(names.insert(ToUtf8(name) + (isFolder ? "/" : "")).second) << "told twice";
-        return true;
-    }
-    std::set<std::string> names;
-
-private:
-    IO::FolderEntry & folder;
-};
-
 // A folder on the disk, the calls below it scripted.
 class WinFolderEntry : public testing::Test {
 protected:
@@ -58,21 +43,9 @@ protected:
         EXPECT_EQ(GetEntry().Enumerate(collector), Entry::EnumerateStatus::Done);
         return collector.names;
     }
-    void Protect(char const * name, bool isProtected) {
-        FileConnection const file(At(name));
-        ASSERT_EQ(file->SetWriteProtection(isProtected), Entry::AttributeStatus::Done);
-    }
-    bool IsProtected(char const * name) {
-        FileConnection const file(At(name));
-        bool isProtected = false;
-        EXPECT_EQ(file->IsWriteProtected(&isProtected), Entry::AttributeStatus::Done);
-        return isProtected;
-    }
     // A folder "tree" with a file and a folder with a file in it.
-    void MakeTree() {
-        ASSERT_EQ(GetEntry().CreateFolder("tree", nullptr), Entry::CreateStatus::Done);
-        FolderConnection const tree(At("tree"));
-        ASSERT_EQ(tree->CreateFolder("sub", nullptr), Entry::CreateStatus::Done);
+    void MakeTree() const {
+        std::filesystem::create_directories(folder / "tree/sub");
         folder.Write("tree/a", "A");
         folder.Write("tree/sub/b", "B");
     }
@@ -174,11 +147,14 @@ TEST_F(WinFolderEntry, LeavesNothingOfACopyThatBreaksOff) {
 
 TEST_F(WinFolderEntry, GivesItsProtectionBackToAFileThatCannotBeDeleted) {
     folder.Write("file", "x");
-    Protect("file", true);
+    FileConnection const file(At("file"));
+    bool isProtected = false;
+    EXPECT_EQ(file->SetWriteProtection(true), Entry::AttributeStatus::Done);
     calls.Fail(FileCall::DeleteFile, 2, IO::FileError::SharingViolation);
     EXPECT_EQ(GetEntry().Delete("file", true), Entry::DeleteStatus::AccessDenied);
     EXPECT_TRUE(calls.Clear());
-    EXPECT_TRUE(IsProtected("file"));
+    EXPECT_EQ(file->IsWriteProtected(&isProtected), Entry::AttributeStatus::Done);
+    EXPECT_TRUE(isProtected);
     calls.Fail(FileCall::SetFileAttributes, 1, IO::FileError::AccessDenied);
     EXPECT_EQ(GetEntry().Delete("file", true), Entry::DeleteStatus::AccessDenied);
     EXPECT_TRUE(calls.Clear());
@@ -313,16 +289,13 @@ TEST_F(WinFolderEntry, HoldsTheDrivesAtTheRootOfTheComputer) {
 }
 
 TEST_F(WinFolderEntry, ReportsEachEntryOnceWhileItIsEmptied) {
-    std::set<std::string> names;
-    for (int i = 0; i < 300; ++i) {
-        names.insert("entry" + std::to_string(i));
+    for (int i = 0; i < 300; ++i)
         folder.Write("entry" + std::to_string(i), "");
-    }
     NameCollector collector;
     collector.limit = 5;
     EXPECT_EQ(GetEntry().Enumerate(collector), Entry::EnumerateStatus::Stopped);
     EXPECT_EQ(collector.names.size(), 5u);
-    Eater eater(GetEntry());
-    EXPECT_EQ(GetEntry().Enumerate(eater), Entry::EnumerateStatus::Done);
-    EXPECT_EQ(eater.names, names);
+    EXPECT_EQ(IO::Folder(root).DeleteAll(IO::DataSafety::KeepProtected), IO::NoError)
+        << "one that is reported twice is not there any more";
+    EXPECT_EQ(List(), std::set<std::string>());
 }

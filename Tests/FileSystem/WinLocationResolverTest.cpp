@@ -4,25 +4,12 @@
 #include <Kestrel/Location/RelativeLocation.h>
 
 #include "Tests/Support/FaultSweep.h"
+#include "Tests/Support/Location/Locations.h"
 #include "Tests/Support/Text.h"
 
 #include <gtest/gtest.h>
 
 namespace {
-
-// The names, network | local, as "c/b|x/y".
-std::string Names(IO::Location const & location) {
-    std::string text;
-    IO::Name name;
-    for (unsigned int i = 0; i < location.GetNetworkLength(); ++i)
-        if (location.GetNetworkName(i, &name) == IO::NoError)
-            text += (i == 0 ? "" : "/") + ToUtf8(name);
-    text += "|";
-    for (unsigned int i = 0; i < location.GetLocalLength(); ++i)
-        if (location.GetLocalName(i, &name) == IO::NoError)
-            text += (i == 0 ? "" : "/") + ToUtf8(name);
-    return text;
-}
 
 IO::LocationResolver & Resolver() {
     return *IO::LocationResolver::GetInstance();
@@ -33,39 +20,40 @@ IO::LocationResolver & Resolver() {
 TEST(WinLocationResolver, ReadsPaths) {
     struct {
         char const * text;
-        char const * names; // null: refused
-        char const * path;  // how it is written again; null: not at all
+        Tests::Names network, local; // none: refused
+        char const * path;           // how it is written again; null: not at all
     } const table[] = {
-        {"C:\\", "|C:", "C:\\"},
-        {"C:", "|C:", "C:\\"},
-        {"C:\\a\\b", "|C:/a/b", "C:\\a\\b"},
-        {"C:/a/b/", "|C:/a/b", "C:\\a\\b"},
-        {"\\C:\\a", "|C:/a", "C:\\a"},
-        {"/C:/a", "|C:/a", "C:\\a"},
-        {"a\\b", "|a/b", nullptr},
-        {"\\\\host\\share", "host|share", "\\\\host\\share\\"},
-        {"\\\\host\\share\\x", "host|share/x", "\\\\host\\share\\x"},
-        {"//host/share/x/", "host|share/x", "\\\\host\\share\\x"},
-        {"\\/host\\share", "host|share", "\\\\host\\share\\"},
+        {"C:\\", {}, {"C:"}, "C:\\"},
+        {"C:", {}, {"C:"}, "C:\\"},
+        {"C:\\a\\b", {}, {"C:", "a", "b"}, "C:\\a\\b"},
+        {"C:/a/b/", {}, {"C:", "a", "b"}, "C:\\a\\b"},
+        {"\\C:\\a", {}, {"C:", "a"}, "C:\\a"},
+        {"/C:/a", {}, {"C:", "a"}, "C:\\a"},
+        {"a\\b", {}, {"a", "b"}, nullptr},
+        {"\\\\host\\share", {"host"}, {"share"}, "\\\\host\\share\\"},
+        {"\\\\host\\share\\x", {"host"}, {"share", "x"}, "\\\\host\\share\\x"},
+        {"//host/share/x/", {"host"}, {"share", "x"}, "\\\\host\\share\\x"},
+        {"\\/host\\share", {"host"}, {"share"}, "\\\\host\\share\\"},
 #if !defined(_WIN32) // native paths
-        {"/usr/lib", "|C:/usr/lib", "C:\\usr\\lib"},
-        {"/", "|C:", "C:\\"},
-        {"/a/./b//c/", "|C:/a/b/c", "C:\\a\\b\\c"},
+        {"/usr/lib", {}, {"C:", "usr", "lib"}, "C:\\usr\\lib"},
+        {"/", {}, {"C:"}, "C:\\"},
+        {"/a/./b//c/", {}, {"C:", "a", "b", "c"}, "C:\\a\\b\\c"},
 #endif
-        {"", nullptr, nullptr},
-        {"\\\\host", nullptr, nullptr},
-        {"\\\\", nullptr, nullptr},
-        {"\\\\\\share", nullptr, nullptr},
-        {"C:\\a\\\\b", nullptr, nullptr},
-        {"C:\\\\", nullptr, nullptr},
+        {"", {}, {}, nullptr},
+        {"\\\\host", {}, {}, nullptr},
+        {"\\\\", {}, {}, nullptr},
+        {"\\\\\\share", {}, {}, nullptr},
+        {"C:\\a\\\\b", {}, {}, nullptr},
+        {"C:\\\\", {}, {}, nullptr},
     };
     for (auto const & row : table) {
         SCOPED_TRACE(row.text);
         IO::Location location;
-        ASSERT_EQ(Resolver().PathToLocation(U(row.text), &location), row.names != nullptr);
-        if (row.names == nullptr)
+        ASSERT_EQ(Resolver().PathToLocation(U(row.text), &location), !row.local.empty());
+        if (row.local.empty())
             continue;
-        EXPECT_EQ(Names(location), row.names);
+        EXPECT_EQ(Tests::GetNetwork(location), row.network);
+        EXPECT_EQ(Tests::GetLocal(location), row.local);
         EXPECT_EQ(location.GetNetworkModel(), IO::Location::FlatModel);
         Mu::UniString path("before");
         EXPECT_EQ(Resolver().LocationToPath(location, &path), row.path != nullptr);

@@ -34,36 +34,33 @@ constexpr char Table[] = "C=/;D=/mnt/data;e:=/mnt/data/deep//er/;\\\\Host\\Share
 
 TEST(DriveTable, MakesNativePathsOfPortableOnes) {
     DriveTable const table(Table);
-    struct Row {
-        char16_t const * portable;
-        char const * native;
+    std::pair<char16_t const *, char const *> const rows[] = {
+        {u"C:\\", "/"},
+        {u"C:", "/"},
+        {u"c:\\a\\b", "/a/b"},
+        {u"C:/a/b", "/a/b"},
+        {u"C:\\a\\\\b\\", "/a/b"},
+        {u"D:\\", "/mnt/data"},
+        {u"D:\\x", "/mnt/data/x"},
+        {u"E:\\x", "/mnt/data/deep/er/x"},
+        {u"\\\\host\\SHARE", "/srv/share"},
+        {u"\\\\host\\share\\x", "/srv/share/x"},
+        {u"//host/share/x", "/srv/share/x"},
+        {u"", "3"},
+        {u"a\\b", "3"},
+        {u"\\a", "3"},
+        {u"/a", "3"},
+        {u"F:\\a", "3"},
+        {u"1:\\a", "3"},
+        {u"C:a", "3"},
+        {u"\\\\host", "53"},
+        {u"\\\\host\\", "53"},
+        {u"\\\\\\share\\a", "53"},
+        {u"\\\\other\\share\\a", "53"},
+        {u"C:\\a\xD800z", "123"},
     };
-    for (Row const & row : {
-             Row{u"C:\\", "/"},
-             Row{u"C:", "/"},
-             Row{u"c:\\a\\b", "/a/b"},
-             Row{u"C:/a/b", "/a/b"},
-             Row{u"C:\\a\\\\b\\", "/a/b"},
-             Row{u"D:\\", "/mnt/data"},
-             Row{u"D:\\x", "/mnt/data/x"},
-             Row{u"E:\\x", "/mnt/data/deep/er/x"},
-             Row{u"\\\\host\\SHARE", "/srv/share"},
-             Row{u"\\\\host\\share\\x", "/srv/share/x"},
-             Row{u"//host/share/x", "/srv/share/x"},
-             Row{u"", "3"},
-             Row{u"a\\b", "3"},
-             Row{u"\\a", "3"},
-             Row{u"/a", "3"},
-             Row{u"F:\\a", "3"},
-             Row{u"1:\\a", "3"},
-             Row{u"C:a", "3"},
-             Row{u"\\\\host", "53"},
-             Row{u"\\\\host\\", "53"},
-             Row{u"\\\\\\share\\a", "53"},
-             Row{u"\\\\other\\share\\a", "53"},
-             Row{u"C:\\a\xD800z", "123"},
-         })
-        EXPECT_EQ(ToNative(table, row.portable), row.native);
+    for (auto const & [portable, native] : rows)
+        EXPECT_EQ(ToNative(table, portable), native);
     EXPECT_EQ(ToNative(table, IO::PathText(u"C:\\a\0b", 6)), "123");
     EXPECT_EQ(ToNative(table, u"C:\\" + std::u16string(4095, u'x')), "206");
     EXPECT_EQ(ToNative(table, u"\\\\" + std::u16string(5000, u'x') + u"\\s"), "53");
@@ -71,27 +68,24 @@ TEST(DriveTable, MakesNativePathsOfPortableOnes) {
 
 TEST(DriveTable, GivesNativePathsTheDeepestDrive) {
     DriveTable const table(Table);
-    struct Row {
-        char const * native;
-        char16_t const * portable;
+    std::pair<char const *, char16_t const *> const rows[] = {
+        {"/", u"C:\\"},
+        {"//", u"C:\\"},
+        {"/a//b/./c/", u"C:\\a\\b\\c"},
+        {"/a/../b", u"C:\\a\\..\\b"}, // where that leads only the system knows
+        {"/mnt", u"C:\\mnt"},
+        {"/mnt/data", u"D:\\"},
+        {"/mnt/data/x", u"D:\\x"},
+        {"/mnt/database", u"C:\\mnt\\database"},
+        {"/mnt/data/deep/er/x", u"E:\\x"},
+        {"/srv/share/x", u"C:\\srv\\share\\x"}, // a drive goes before a share
+        {"/a\\b", u"C:\\a\xF05C"
+                  u"b"},
+        {"a/b", u"123"},
+        {"", u"123"},
     };
-    for (Row const & row : {
-             Row{"/", u"C:\\"},
-             Row{"//", u"C:\\"},
-             Row{"/a//b/./c/", u"C:\\a\\b\\c"},
-             Row{"/a/../b", u"C:\\a\\..\\b"}, // where that leads only the system knows
-             Row{"/mnt", u"C:\\mnt"},
-             Row{"/mnt/data", u"D:\\"},
-             Row{"/mnt/data/x", u"D:\\x"},
-             Row{"/mnt/database", u"C:\\mnt\\database"},
-             Row{"/mnt/data/deep/er/x", u"E:\\x"},
-             Row{"/srv/share/x", u"C:\\srv\\share\\x"}, // a drive goes before a share
-             Row{"/a\\b", u"C:\\a\xF05C"
-                          u"b"},
-             Row{"a/b", u"123"},
-             Row{"", u"123"},
-         })
-        EXPECT_EQ(ToPortable(table, row.native), row.portable) << row.native;
+    for (auto const & [native, portable] : rows)
+        EXPECT_EQ(ToPortable(table, native), portable) << native;
 
     EXPECT_EQ(ToPortable(table, std::string_view("/a\0b", 4)), u"123");
 

@@ -142,7 +142,12 @@ TEST_F(FileCallsTest, RefusesWhatTheHandleWasNotOpenedFor) {
     FileHandle const reader = Open("x", FileAccess::Read);
     EXPECT_EQ(calls.WriteFile(reader, "a", 1, &count), FileError::AccessDenied);
     EXPECT_EQ(count, 0u);
+    unsigned long long number = 0;
     EXPECT_NE(calls.SetEndOfFile(reader), 0u);
+    EXPECT_EQ(calls.SetFilePointerEx(reader, -1, &number, 0), FileError::NegativeSeek);
+    EXPECT_EQ(calls.SetFilePointerEx(reader, 0, &number, 3), FileError::InvalidParameter);
+    EXPECT_EQ(calls.SetFilePointerEx(reader, -3, &number, 2), 0u);
+    EXPECT_EQ(number, 4u);
     folder.Write("y", "content");
     FileHandle const writer = Open("y", FileAccess::Write);
     EXPECT_EQ(calls.ReadFile(writer, text, 4, &count), FileError::AccessDenied);

@@ -1,44 +1,18 @@
 #include <Kestrel/FileSystem/Platform/Posix/SpecialFolders.h>
 #include <Kestrel/FileSystem/Platform/Posix/Volumes.h>
-#include <Kestrel/Location/Platform/Posix/ErrorMapping.h>
 
 #include <Kestrel/FileSystem/Platform/FileCallTypes.h>
 
+#include "Tests/Support/OwnProcess.h"
 #include "Tests/Support/TempFolder.h"
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
-#include <optional>
 #include <string>
 
 namespace {
 
 using namespace IO;
-
-/// Sets a variable of the environment for the length of a test; null takes it away.
-class Variable {
-public:
-    Variable(char const * name, char const * value) : name(name) {
-        if (char const * const earlier = std::getenv(name))
-            before = earlier;
-        Set(value);
-    }
-    ~Variable() { Set(before ? before->c_str() : nullptr); }
-    Variable(Variable const &) = delete;
-    Variable & operator=(Variable const &) = delete;
-
-private:
-    void Set(char const * value) {
-        if (value != nullptr)
-            setenv(name, value, 1);
-        else
-            unsetenv(name);
-    }
-
-    char const * name;
-    std::optional<std::string> before;
-};
 
 std::string Find(int folder) {
     BytePath path;
@@ -50,11 +24,12 @@ std::string Find(int folder) {
 TEST(SpecialFolders, FollowTheEnvironment) {
     Tests::TempFolder home;
     std::string const root = home.GetPath();
-    Variable const homeVariable("HOME", root.c_str());
-    Variable const config("XDG_CONFIG_HOME", nullptr);
-    Variable const data("XDG_DATA_HOME", "relative/does/not/count");
-    Variable const configs("XDG_CONFIG_DIRS", "/first:/second");
-    Variable const datas("XDG_DATA_DIRS", nullptr);
+    // No other test needs what these lead to.
+    Tests::SetVariable("HOME", root);
+    Tests::SetVariable("XDG_CONFIG_HOME", "");
+    Tests::SetVariable("XDG_DATA_HOME", "relative/does/not/count");
+    Tests::SetVariable("XDG_CONFIG_DIRS", "/first:/second");
+    Tests::SetVariable("XDG_DATA_DIRS", "");
     EXPECT_EQ(Find(40), root);
     EXPECT_EQ(Find(26), root + "/.config");
     EXPECT_EQ(Find(28), root + "/.local/share");

@@ -110,11 +110,20 @@ TEST(PosixFileCalls, NeitherHangOnAPipeNorCopyIt) {
     }
     EXPECT_EQ(Calls().ReadFile(file, &byte, 1, &count), 0u) << "the writer has gone";
     EXPECT_EQ(count, 0u);
+    unsigned long long const time = 126000000000000000;
+    EXPECT_EQ(Calls().SetEndOfFile(file), FileError::AccessDenied);
+    EXPECT_EQ(Calls().SetFileTime(file, nullptr, &time), FileError::AccessDenied);
     EXPECT_EQ(Calls().FlushFileBuffers(file), 0u);
     EXPECT_EQ(Calls().CloseHandle(file), 0u);
     EXPECT_EQ(Calls().CopyFile(folder.GetPortable("pipe"), folder.GetPortable("copy")),
               FileError::NotSupported);
     EXPECT_FALSE(fs::exists(folder / "copy"));
+    ASSERT_EQ(Calls().CreateFile(PathText(u"C:\\dev\\full"), FileAccess::Write, FileShare::None,
+                                 FileDisposition::OpenExisting, 0, &file),
+              0u);
+    EXPECT_EQ(Calls().WriteFile(file, "x", 1, &count), FileError::DiskFull);
+    EXPECT_EQ(Calls().SetEndOfFile(file), FileError::InvalidParameter);
+    EXPECT_EQ(Calls().CloseHandle(file), 0u);
 }
 
 TEST(PosixFileCalls, OpenWhatADescriptorIsNamedBy) {
