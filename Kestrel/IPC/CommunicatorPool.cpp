@@ -26,6 +26,19 @@ constexpr double CommunicatorPool::WaitStep;
 using Socket::PollEntry;
 namespace PollEvent = Socket::PollEvent;
 
+namespace {
+
+// Of those who connect to one place a pass calls the first; what the others wait for ends no wait.
+template <typename Clients>
+bool IsNextToConnect(Client const & client, Clients const & pending) {
+    Location const & place = client.GetPendingConnectLocation();
+    return &client == *std::find_if(pending.begin(), pending.end(), [&](Client const * other) {
+        return other->GetPendingConnectLocation() == place;
+    });
+}
+
+} // namespace
+
 /// What one pass found. Nested passes have one each.
 class CommunicatorPool::Pass : public Mu::Allocated {
 public:
@@ -137,7 +150,8 @@ bool CommunicatorPool::Pass::ListInterests(CommunicatorPool const & pool) {
         isForPass = isForPass && (entry.isListening || (GetWanted(entry) & ~wanted) == 0);
     }
     for (Client const * const client : pool.pending)
-        polled.push_back({client->GetSocket(), PollEvent::Write | PollEvent::Except, 0});
+        if (IsNextToConnect(*client, pool.pending))
+            polled.push_back({client->GetSocket(), PollEvent::Write | PollEvent::Except, 0});
     return !polled.empty();
 }
 
@@ -373,7 +387,7 @@ bool CommunicatorPool::ListSockets(Mu::Array<SocketInterest> & sockets) const {
     for (Entry const & entry : entries)
         sockets.Push(GetInterest(entry));
     for (Client const * const client : pending)
-        sockets.Push({client->GetSocket(), false, true});
+        sockets.Push({client->GetSocket(), false, IsNextToConnect(*client, pending)});
     return IsWorkWaiting();
 }
 

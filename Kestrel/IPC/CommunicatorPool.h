@@ -64,8 +64,9 @@ public:
     /// forty times, giving way to other threads in between: a quick conversation costs processor
     /// time instead of being woken for each answer.
     void Wait(double seconds);
-    /// All sockets and what they wait for, in the place of what the list held. True: a pass has work
-    /// already, whatever the sockets do.
+    /// All sockets and what they wait for, in the place of what the list held; a client that another
+    /// one to the same place comes before waits for nothing. True: a pass has work already, whatever
+    /// the sockets do.
     bool ListSockets(Mu::Array<SocketInterest> & sockets) const;
 
     /// An entry with the same socket is replaced. Not owned.

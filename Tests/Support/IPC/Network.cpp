@@ -136,7 +136,6 @@ void Network::ResetBoth(Side & side, unsigned long long when) {
 unsigned int Network::Send(Handle socket, char const * source, unsigned int count,
                            unsigned int * sent) {
     *sent = 0;
-    ++sends;
     Side * const side = Find(socket);
     if (side == nullptr)
         return WSAError::NotSocket;
@@ -153,6 +152,7 @@ unsigned int Network::Send(Handle socket, char const * source, unsigned int coun
     if (room > 1 && Draw(weather.part))
         room = 1 + static_cast<unsigned int>(random() % room);
     *sent = room;
+    ++sends;
     if (Draw(weather.reset))
         ResetBoth(*side, Now());
     if (Draw(weather.silent))
@@ -205,7 +205,7 @@ unsigned int Network::Recv(Handle socket, char * destination, unsigned int count
     return *received != 0 ? 0 : WSAError::WouldBlock;
 }
 
-unsigned char Network::GetReady(Side & side) const {
+unsigned char Network::GetReady(Side const & side) {
     if (side.isListening)
         return side.backlog.empty() ? 0 : PollEvent::Read;
     if (side.resetAt <= Now())
@@ -213,7 +213,9 @@ unsigned char Network::GetReady(Side & side) const {
     unsigned int ready = 0;
     if (side.isShut || (side.incoming.empty() ? side.isAtEnd : side.incoming.front().due <= Now()))
         ready |= PollEvent::Read;
-    if (side.up != 0 && side.up <= Now())
+    Side const * const peer = Find(side.peer);
+    if (side.up != 0 && side.up <= Now() &&
+        (peer == nullptr || CountIncoming(*peer) < weather.window))
         ready |= PollEvent::Write;
     return static_cast<unsigned char>(ready);
 }

@@ -34,7 +34,7 @@ public:
     std::string toServers;
     std::string toClients;
     unsigned int polls = 0;
-    unsigned int sends = 0;
+    unsigned int sends = 0; ///< that took something
     unsigned int receives = 0;
     Weather weather;
     bool isUnreachable = false; ///< no connection comes to stand, nor fails
@@ -80,7 +80,7 @@ private:
     bool Draw(unsigned int chance);
     Side * Find(Handle socket);
     std::size_t CountIncoming(Side const & side) const;
-    unsigned char GetReady(Side & side) const;
+    unsigned char GetReady(Side const & side);
     void ResetBoth(Side & side, unsigned long long when);
 
     std::mt19937 random;
