@@ -17,16 +17,14 @@
 
 #include <algorithm>
 #include <cstring>
+#include <deque>
 #include <functional>
 #include <memory>
 #include <random>
+#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
-
-#if !defined(_WIN32)
-#include <sys/resource.h>
-#endif
 
 namespace {
 
@@ -119,10 +117,8 @@ TEST_F(Dialogue, IsTheseBytes) {
     EXPECT_EQ(ToHex(network.toServers), greeting + "440300000061626353");
     EXPECT_EQ(ToHex(network.toClients), "44040000006162632153");
     unsigned int available = 0;
-    unsigned long long position = 1;
     EXPECT_EQ(client->GetIChannel().GetAvailable(&available), IO::NoError);
-    EXPECT_EQ(client->GetIChannel().GetInputPosition(&position), IO::NoError);
-    EXPECT_EQ(available + position, ~0u) << "no end of a stream is known";
+    EXPECT_EQ(available, ~0u);
     EXPECT_FALSE(client->GetIChannel().IsEOI());
     EXPECT_EQ(ReadMessage(*client), "abc!");
 
@@ -138,29 +134,25 @@ TEST_F(Dialogue, IsTheseBytes) {
                                           host);
 }
 
-TEST_F(Dialogue, CutsFramesAtBlocksAndOrdersTags) {
+TEST_F(Dialogue, CutsFramesAtBlocks) {
     Start(Answer);
     network.toServers.clear();
     SocketOChannel & out = client->GetOChannel();
-    std::string const large(600000, 'x');
-    out.WriteBin(large.data(), 600000, nullptr);
-    out.WriteServiceSign();
-    out.WriteSeparator(); // goes before the sign
+    out.WriteBin(std::string(600000, 'x').data(), 600000, nullptr);
+    out.WriteSeparator();
     out.OpenBlock();
     out.Write('y');
     Tests::ByteOChannel details;
     EXPECT_EQ(out.WriteDetails(details), IO::NoError);
-    EXPECT_TRUE(ToHex(details.GetBytes()).ends_with("020000000500000053050000004C"))
-        << "both tags, before the head of what is not framed yet";
-    for (int i = 0; i < 40; ++i)
-        Pass(1);
+    EXPECT_EQ(ToHex(details.GetBytes()), "0100000002000000C0C007000000"
+                                         "00000B000000B05906000000000000000000D0270900"
+                                         "020000000500000001000000010000000500000053")
+        << "the last: both marks, and a tag before the head of what is not framed yet";
+    Pass(40);
     // What was sent before takes its part of the first block.
-    unsigned int const first = 508096 - 2 - 9;
-    ASSERT_EQ(network.toServers.size(), 600000u + 5 + 5 + 2);
     EXPECT_EQ(ToHex(network.toServers.substr(0, 5)), "44B5C00700");
-    EXPECT_EQ(0x7C0B5u, first);
-    EXPECT_EQ(ToHex(network.toServers.substr(first + 5, 5)), "440B670100");
-    EXPECT_EQ(network.toServers.substr(600010), "SL") << "nothing of the open block";
+    EXPECT_EQ(ToHex(network.toServers.substr(0x7C0B5 + 5, 5)), "440B670100");
+    EXPECT_EQ(network.toServers.substr(600010), "S") << "nothing of the open block";
     network.toServers.clear();
     out.CloseBlock();
     Pass();
@@ -168,7 +160,7 @@ TEST_F(Dialogue, CutsFramesAtBlocksAndOrdersTags) {
 }
 
 // Whatever is marked, taken back and written over while parts of it leave, what arrives is the text
-// that a plain string would be.
+// that a plain string would be, with the tags at their places.
 TEST_F(Dialogue, WritesOverWhatMarksTakeBack) {
     Start([](Connection &) {});
     network.toServers.clear();
@@ -177,6 +169,10 @@ TEST_F(Dialogue, WritesOverWhatMarksTakeBack) {
     std::string text;
     std::vector<std::size_t> marks;
     std::size_t at = 0;
+    std::size_t sent = 0;
+    using Tag = std::pair<std::size_t, bool>; // before which byte, and whether it selects a service
+    std::multiset<Tag> waiting;
+    std::vector<Tag> left;
     unsigned long long accepted = 0;
     out.GetOutputPosition(&accepted); // of the greeting
     auto const pop = [&] {
@@ -195,8 +191,17 @@ TEST_F(Dialogue, WritesOverWhatMarksTakeBack) {
         at += piece.size();
         accepted += piece.size();
     };
+    auto const send = [&] {
+        Pass(20);
+        sent = std::max(sent, marks.empty() ? at : std::min(at, *std::ranges::min_element(marks)));
+        auto const end = waiting.upper_bound({sent, true});
+        left.insert(left.end(), waiting.begin(), end);
+        waiting.erase(waiting.begin(), end);
+        EXPECT_FALSE(out.HasSendable());
+        EXPECT_EQ(out.GetUnsent(), text.size() - sent);
+    };
     for (int step = 0; step < 500 && text.size() < 600000; ++step) { // the server holds no more
-        switch (random() % 8) {
+        switch (unsigned int const what = random() % 10) {
         case 0:
             marks.push_back(at);
             EXPECT_EQ(out.PushMark(), IO::NoError);
@@ -206,7 +211,12 @@ TEST_F(Dialogue, WritesOverWhatMarksTakeBack) {
             at = text.size();
             out.ResetOffset();
             break;
-        case 3: Pass(1); break;
+        case 3: send(); break;
+        case 4:
+        case 5:
+            EXPECT_EQ(what == 4 ? out.WriteSeparator() : out.WriteServiceSign(), IO::NoError);
+            waiting.insert({at, what == 5});
+            break;
         default: write();
         }
         ASSERT_EQ(out.GetOffset(), text.size() - at);
@@ -215,52 +225,195 @@ TEST_F(Dialogue, WritesOverWhatMarksTakeBack) {
         EXPECT_EQ(out.CopyBinOutput(back.data(), static_cast<unsigned int>(back.size()), &copied),
                   IO::NoError);
         ASSERT_EQ(back.substr(0, copied), text.substr(at));
+        std::size_t const offset = random() % back.size();
+        char * place = nullptr;
+        EXPECT_EQ(out.DirectOutputAccess(static_cast<unsigned int>(offset), &place, &copied),
+                  at + offset < text.size() ? IO::NoError : IO::Error);
+        EXPECT_EQ(copied != 0, at + offset < text.size());
+        ASSERT_EQ(std::string_view(place, copied), text.substr(at + offset, copied));
         unsigned long long position = 0;
         EXPECT_EQ(out.GetOutputPosition(&position), IO::NoError);
         ASSERT_EQ(position, accepted);
+        ASSERT_EQ(out.GetSeparatorCount() + std::ranges::count(waiting, true, &Tag::second),
+                  static_cast<std::ptrdiff_t>(waiting.size()));
     }
     while (!marks.empty())
         pop();
+    at = text.size();
     out.ResetOffset();
-    out.WriteSeparator();
-    for (int i = 0; i < 200; ++i)
-        Pass(1);
+    send();
     std::string arrived;
+    std::vector<Tag> tags;
     std::string_view frames = network.toServers;
-    while (frames.size() > 5 && frames[0] == 'D') {
+    while (!frames.empty()) {
         unsigned int size = 0;
-        std::memcpy(&size, frames.data() + 1, sizeof(size));
-        arrived += frames.substr(5, size);
-        frames.remove_prefix(std::min<std::size_t>(5 + size, frames.size()));
+        if (frames[0] == 'D' && frames.size() > 5)
+            std::memcpy(&size, frames.data() + 1, sizeof(size));
+        else
+            tags.emplace_back(arrived.size(), frames[0] == 'L');
+        arrived += frames.substr(size == 0 ? 1 : 5, size);
+        frames.remove_prefix(std::min<std::size_t>(size == 0 ? 1 : 5 + size, frames.size()));
     }
-    EXPECT_EQ(frames, "S");
+    EXPECT_EQ(tags, left);
     EXPECT_TRUE(arrived == text) << arrived.size() << " bytes of " << text.size();
 }
 
-TEST_F(Dialogue, LooksBeyondTheSelectionOfAService) {
-    std::string seen;
+// Whatever is read, looked at, skipped and pushed back while pieces, ends of messages and selections
+// of services come, it is what a plain string with these ends would give.
+TEST_F(Dialogue, ReadsWhatAStringWithSeparatorsWouldGive) {
+    Connection * peer = nullptr;
     Start([&](Connection & connection) {
-        SocketIChannel & in = connection.GetIChannel();
-        char text[4] = "";
-        unsigned int count = 0;
-        if (seen.empty()) {
-            char * place = nullptr;
-            in.SetSeparatorIsEOI(true);
-            EXPECT_EQ(in.DirectInputAccess(3, &place, &count), IO::EOI) << "the message ends";
-            EXPECT_EQ(in.DirectInputAccess(2, &place, &count), IO::NoError);
-            EXPECT_EQ(std::string(place, count), "ab");
-            in.SetSeparatorIsEOI(false);
-            EXPECT_EQ(in.CopyBin(text, 4, &count), IO::NoError);
-            seen.assign(text, count);
-        }
-        seen += ReadMessage(connection);
+        peer = &connection;
+        ReadMessage(connection);
     });
-    server->RegisterService(IO::Location("Other"), service.get());
-    WriteMessage(*client, "ab");
-    EXPECT_EQ(client->SelectService(IO::Location("ipc://localhost:65000/Other")), IO::NoError);
-    WriteMessage(*client, "cd");
+    WriteMessage(*client, "");
     Pass();
-    EXPECT_EQ(seen, "abcdabcd");
+    network.weather.part = 300;
+    SocketIChannel & in = client->GetIChannel();
+    SocketOChannel & out = peer->GetOChannel();
+    std::mt19937 random(2);
+    std::string letters(62000, 0);
+    std::ranges::generate(letters, [&] { return static_cast<char>('a' + random() % 26); });
+    std::string unread;
+    std::deque<unsigned long long> ends; // in the stream
+    unsigned long long sent = 0;
+    unsigned long long taken = 0;
+    unsigned long long again = 0; // bytes of `unread` that were taken before
+    unsigned long long position = 0;
+    bool stops = false; // each read, at the next end
+    auto const write = [&](std::string const & piece) {
+        out.WriteBin(piece.data(), static_cast<unsigned int>(piece.size()), nullptr);
+        unread += piece;
+        sent += piece.size();
+    };
+    auto const getNearest = [&] {
+        return ends.empty() ? -1 : static_cast<long long>(ends.front() - taken);
+    };
+    auto const limit = [&](unsigned long long count) {
+        return stops && !ends.empty() ? std::min(count, ends.front() - taken) : count;
+    };
+    auto const take = [&](unsigned long long count) {
+        unsigned long long const back = std::min(count, again);
+        again -= back;
+        taken += count - back;
+        unread.erase(0, count);
+        while (!ends.empty() && ends.front() < taken)
+            ends.pop_front();
+    };
+    auto const read = [&](unsigned int count) {
+        auto const most = limit(count);
+        auto const status = most < count ? IO::EOI : IO::NoError;
+        std::string got(count + 1, '?');
+        unsigned int moved = 9;
+        unsigned int const kind = random() % 3;
+        if (kind == 0) {
+            unsigned long long skipped = 9;
+            EXPECT_EQ(in.Skip(count, &skipped), most == 0 ? status : IO::NoError);
+            EXPECT_EQ(skipped, most);
+        } else {
+            EXPECT_EQ(kind == 1 ? in.ReadBin(got.data(), count, &moved)
+                                : in.CopyBin(got.data(), count, &moved),
+                      status);
+            EXPECT_EQ(moved, most);
+            EXPECT_EQ(got, unread.substr(0, most) + std::string(got.size() - most, '?'));
+        }
+        position += most;
+        if (kind != 2)
+            take(most);
+        EXPECT_EQ(in.GetInputStatus(), status);
+        EXPECT_EQ(in.ReadBin(got.data(), 0, &moved), status) << "it sticks";
+        in.ResetInputStatus();
+    };
+    auto const accessDirectly = [&](unsigned int size) {
+        char * place = nullptr;
+        unsigned int whole = 9;
+        EXPECT_EQ(in.DirectInputAccess(0, &place, &whole), limit(1) == 0 ? IO::EOI : IO::NoError);
+        EXPECT_LE(whole, limit(unread.size()));
+        EXPECT_EQ(std::string(place, whole), unread.substr(0, whole));
+        unsigned int piece = 9;
+        EXPECT_EQ(in.DirectInputAccess(size, &place, &piece), size <= whole        ? IO::NoError
+                                                              : limit(size) < size ? IO::EOI
+                                                                                   : IO::Error);
+        EXPECT_EQ(piece, std::min(size, whole));
+    };
+    // More than was read: it lies over what comes first, and as many zeros behind the end.
+    write("abcdef");
+    Pass(9);
+    EXPECT_EQ(in.PushBack("ZY", 2), IO::NoError);
+    unread = std::string("ZYcdef\0\0", 8);
+    again = 2;
+    for (int step = 0; step < 1500 && !HasFailure(); ++step) {
+        unsigned int const what = random() % 12;
+        if (what < 3) {
+            std::size_t const size = 1 + random() % (random() % 30 == 0 ? 60000 : 50);
+            write(letters.substr(random() % 2000, size));
+        } else if (what == 3) {
+            out.WriteSeparator();
+            ends.push_back(sent);
+        } else if (what == 4) {
+            out.WriteServiceSign();
+            unsigned int const length = random() % 3 * (random() % 300);
+            out.Write(length);
+            out.WriteBin(std::string(length, 's').data(), length, nullptr);
+        }
+        if (what < 5 && random() % 2 == 0)
+            continue; // it comes while a read waits
+        if (what > 7 || again != 0)
+            Pass(30);
+        auto const most = std::min<std::size_t>(unread.size(), random() % 4 == 0 ? 70000 : 30);
+        unsigned int const count = static_cast<unsigned int>(random() % (most + 1));
+        if (what < 8) {
+            read(count);
+        } else if (what == 8 && taken > again) {
+            std::string const back =
+                letters.substr(random() % 2000, 1 + random() % std::min(taken - again, 40ull));
+            EXPECT_EQ(in.PushBack(back.data(), static_cast<unsigned int>(back.size())),
+                      IO::NoError);
+            unread.insert(0, back);
+            again += back.size();
+        } else if (what == 9 && !unread.empty()) {
+            accessDirectly(std::max(count, 1u));
+        } else if (what == 10) {
+            long long const nearest = getNearest();
+            EXPECT_EQ(in.EatSeparator(), nearest < 0 ? IO::Error : IO::NoError);
+            if (nearest > 0) {
+                position += static_cast<unsigned long long>(nearest);
+                take(static_cast<unsigned long long>(nearest));
+            }
+            if (nearest >= 0)
+                ends.pop_front();
+        } else {
+            EXPECT_EQ(in.SetSeparatorIsEOI(!stops), stops);
+            stops = !stops;
+        }
+        Pass(30);
+        EXPECT_EQ(in.GetReadable(), unread.size());
+        EXPECT_EQ(in.GetSeparatorCount(), ends.size());
+        EXPECT_EQ(in.GetNearestSeparator(), getNearest());
+        EXPECT_GE(in.GetUnread(), unread.size() + 32 * ends.size());
+        unsigned long long available = 0;
+        unsigned long long moved = 0;
+        EXPECT_EQ(in.GetAvailable(&available), IO::NoError);
+        EXPECT_EQ(in.GetInputPosition(&moved), IO::NoError);
+        EXPECT_EQ(moved, position);
+        EXPECT_EQ(available, ~0ull - position) << "no end of a stream is known";
+        char c = 0;
+        if (count < unread.size()) {
+            EXPECT_EQ(in.Look(count, &c), IO::NoError);
+            EXPECT_EQ(c, unread[count]);
+        }
+    }
+    in.SetSeparatorIsEOI(false);
+    write("rest");
+    Pass(30);
+    server.reset();
+    std::string rest(unread.size() + 9, 0);
+    unsigned int moved = 0;
+    EXPECT_EQ(in.ReadBin(rest.data(), static_cast<unsigned int>(rest.size()), &moved), IO::EOI);
+    EXPECT_EQ(rest.substr(0, moved), unread);
+    in.EatLocations();
+    EXPECT_EQ(in.GetUnread(), 32 * in.GetSeparatorCount()) << "an end behind the last byte";
+    EXPECT_TRUE(in.IsEOI());
 }
 
 TEST_F(Dialogue, EndsAtATagThatIsNone) {
@@ -270,7 +423,17 @@ TEST_F(Dialogue, EndsAtATagThatIsNone) {
     network.Connect(socket, {2, 65000, {}});
     Pass();
     unsigned int sent;
-    network.Send(socket, "D\0\0\0\0SX", 7, &sent);
+    std::string const begun("D\0\0\0\0D\2\0\0\0WSSD\3\0\0\0xyzSLD\6\0\0\0\5\0\0\0abD\4\0\0\0c", 40);
+    network.Send(socket, begun.data(), 40, &sent);
+    Pass();
+    Tests::ByteOChannel details;
+    EndPoint & accepted = dynamic_cast<EndPoint &>(*pool.GetCommunicator(7));
+    EXPECT_EQ(accepted.GetIChannel().WriteDetails(details), IO::NoError);
+    EXPECT_EQ(ToHex(details.GetBytes()), "050000000000000001C5C00700000000000000000000000000"
+                                         "03000000040000000100000000"   // of the frame
+                                         "0300000005000000020000006162" // of the location
+                                         "000000000000000000000000010000000000000000000000");
+    network.Send(socket, "SSSX", 4, &sent);
     Pass();
     EXPECT_EQ(network.Send(socket, "S", 1, &sent), IO::Socket::WSAError::ConnectionReset);
 }
@@ -311,13 +474,14 @@ TEST_F(Dialogue, AllocatesNothingInASteadyRoundTrip) {
     EXPECT_EQ(network.sends - polls, 400u) << "a message and its separator leave in one call";
 }
 
-TEST_F(Dialogue, HoldsBackWhoSendsMoreThanIsTaken) {
-    unsigned int taken = 0;
+TEST_F(Dialogue, HoldsBackWhoSendsMoreThanIsTakenOrReadsNoAnswers) {
+    unsigned int calls = 0;
     bool takes = false;
     Start([&](Connection & connection) {
         if (!takes)
             return;
-        taken += static_cast<unsigned int>(ReadMessage(connection).size());
+        ++calls;
+        WriteMessage(connection, ReadMessage(connection));
     });
     pool.SetUnreadLimit(100000);
     network.weather.window = 10000;
@@ -325,33 +489,14 @@ TEST_F(Dialogue, HoldsBackWhoSendsMoreThanIsTaken) {
     for (int i = 0; i < 500; ++i)
         WriteMessage(*client, text);
     Pass(300);
-    std::size_t const held = network.toServers.size();
-    EXPECT_GT(held, 100000u);
-    EXPECT_LT(held, 700000u) << "all was read, though nobody takes it";
-    EXPECT_LT(held, 500 * 1006u);
+    EXPECT_NEAR(static_cast<double>(network.toServers.size()), 105000, 10000);
     takes = true;
-    Pass(2000);
-    EXPECT_EQ(taken, 500000u);
-    pool.SetUnreadLimit(16u << 20);
-}
-
-TEST_F(Dialogue, HoldsBackWhoReadsNoAnswers) {
-    unsigned int calls = 0;
-    Start([&](Connection & connection) {
-        ++calls;
-        ReadMessage(connection);
-        WriteMessage(connection, std::string(10000, 'a'));
-    });
-    pool.SetUnreadLimit(20000);
-    network.weather.window = 10000;
-    for (int i = 0; i < 100; ++i)
-        WriteMessage(*client, "more");
-    Pass(300);
-    EXPECT_LT(calls, 10u);
+    Pass(500);
+    EXPECT_NEAR(calls, 200, 20) << "as much waits at both ends";
     unsigned int answers = 0;
     while (client->WaitNextSeparator(1) == IO::NoError && ++answers)
-        EXPECT_EQ(ReadMessage(*client).size(), 10000u);
-    EXPECT_EQ(answers, 100u);
+        EXPECT_EQ(ReadMessage(*client), text);
+    EXPECT_EQ(answers, 500u);
     pool.SetUnreadLimit(16u << 20);
 }
 
@@ -409,8 +554,14 @@ TEST_F(Dialogue, TellsOfConnectionsThatFail) {
     EXPECT_EQ(second.Connect(place), IO::NoError);
     EXPECT_EQ(third.Connect(place), IO::NoError);
     clock.Advance(1);
-    Pass(1);
-    EXPECT_EQ(second.GetConnectState() + third.GetConnectState(), 3);
+    Mu::Array<SocketInterest> sockets;
+    for (unsigned int waiting = 2; waiting > 0; --waiting) {
+        EXPECT_EQ(second.GetConnectState() + third.GetConnectState(),
+                  4 - static_cast<int>(waiting));
+        pool.ListSockets(sockets);
+        EXPECT_EQ(std::ranges::count(sockets, true, &SocketInterest::write), 1) << "the next one";
+        Pass(1);
+    }
 
     server->ProcessError();
     EXPECT_FALSE(server->IsRunning());
@@ -466,12 +617,19 @@ TEST_F(Dialogue, BeginsAnewAfterALoss) {
     Start(Answer);
     client->GetOChannel().OpenBlock();
     client->Disconnect();
-    EXPECT_NE(client->GetOChannel().CloseBlock(), IO::NoError);
-    char byte;
-    unsigned int copied = 9;
-    EXPECT_NE(client->GetOChannel().CopyBinOutput(&byte, 1, &copied), IO::NoError);
-    EXPECT_EQ(copied, 0u);
+    SocketOChannel & out = client->GetOChannel();
+    char byte = 0;
+    char * place = &byte;
+    unsigned int moved[3] = {9, 9, 9};
+    for (MuErrCode const status :
+         {out.CloseBlock(), out.OpenBlock(), out.WriteBin(&byte, 1, moved), out.PushMark(),
+          out.CopyBinOutput(&byte, 1, moved + 1), out.DirectOutputAccess(0, &place, moved + 2),
+          out.PopMark(), out.WriteSeparator(), out.Flush(), out.GetOutputStatus()})
+        EXPECT_EQ(status, IO::OutputClosed);
+    EXPECT_EQ(moved[0] + moved[1] + moved[2], 0u);
+    EXPECT_EQ(client->GetPeerString(), ":0");
     Connect(*client);
+    EXPECT_EQ(client->GetPeerString(), "127.0.0.1:65000");
     WriteMessage(*client, "again");
     ASSERT_EQ(client->WaitNextSeparator(1), IO::NoError);
     EXPECT_EQ(ReadMessage(*client), "again!");
@@ -524,12 +682,9 @@ protected:
         server.RegisterService(IO::Location("Proc"), &service);
         EXPECT_EQ(server.Start(65000, 65100), IO::NoError);
     }
-    void Begin(Client & one) {
+    void Connect(Client & one) {
         std::string const place = "ipc://127.0.0.1:" + std::to_string(server.GetPort()) + "/Proc";
         ASSERT_EQ(one.Connect(IO::Location(place.c_str())), IO::NoError);
-    }
-    void Connect(Client & one) {
-        Begin(one);
         PassUntil([&] { return one.GetConnectState() == Client::Connected; });
     }
     template <typename Condition>
@@ -571,37 +726,6 @@ TEST_F(RealDialogue, WorksOverTheLoopback) {
     PassUntil([&] { return CountSockets() == 1; });
 }
 
-TEST_F(RealDialogue, ServesMoreThanSelectWould) {
-#if defined(_WIN32)
-    unsigned int const count = 100; // Wine takes a while for each
-#else
-    unsigned int const count = 2000;
-    rlimit limit{};
-    getrlimit(RLIMIT_NOFILE, &limit);
-    limit.rlim_cur = limit.rlim_max;
-    setrlimit(RLIMIT_NOFILE, &limit);
-    if (limit.rlim_cur < 2 * count + 100)
-        GTEST_SKIP() << "needs more descriptors than the system allows";
-#endif
-    std::vector<std::unique_ptr<Client>> clients;
-    for (unsigned int i = 0; i < count && !HasFailure(); ++i) {
-        Begin(*clients.emplace_back(std::make_unique<Client>()));
-        while (clients.back()->GetConnectState() == Client::Connecting)
-            clients.back()->ProcessPendingConnect();
-    }
-    for (unsigned int i = 0; i < clients.size(); ++i)
-        WriteMessage(*clients[i], std::to_string(i));
-    unsigned int answers = 0;
-    PassUntil([&] {
-        for (unsigned int i = 0; i < clients.size(); ++i)
-            if (clients[i]->GetISeparatorCount() == 1) {
-                EXPECT_EQ(ReadMessage(*clients[i]), std::to_string(i) + "!");
-                ++answers;
-            }
-        return answers == clients.size();
-    });
-}
-
 TEST_F(RealDialogue, FindsASocketThatSomebodyClosed) {
     Observer observer;
     Client closed;
@@ -627,16 +751,12 @@ TEST_F(RealDialogue, ListensWhereItIsToListen) {
                (address.port == one.GetPort() ? "same" : "other");
     };
     EXPECT_EQ(getAddress(server), "7F000001:same");
-    for (bool const isLoopback : {true, false}) {
-        std::string const address = isLoopback ? "7F000001:" : "00000000:";
-        Server chosen;
-        chosen.SetLoopbackOnly(isLoopback);
-        ASSERT_EQ(chosen.Start(0, 0), IO::NoError);
-        EXPECT_EQ(getAddress(chosen), address + "same");
-        Server turned;
-        turned.SetLoopbackOnly(isLoopback);
-        ASSERT_EQ(turned.Start(2, 1), IO::NoError);
-        EXPECT_EQ(turned.GetPort(), 2u);
-        EXPECT_EQ(getAddress(turned), address + "other");
-    }
+    Server chosen;
+    ASSERT_EQ(chosen.Start(0, 0), IO::NoError);
+    EXPECT_EQ(getAddress(chosen), "00000000:same");
+    Server turned;
+    turned.SetLoopbackOnly(true);
+    ASSERT_EQ(turned.Start(2, 1), IO::NoError);
+    EXPECT_EQ(turned.GetPort(), 2u);
+    EXPECT_EQ(getAddress(turned), "7F000001:other");
 }

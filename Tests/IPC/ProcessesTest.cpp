@@ -167,16 +167,6 @@ struct Progress {
     }
 };
 
-std::string Print(Publication::State const & state) {
-    std::string text;
-    for (auto const & [port, names] : state) {
-        text += std::to_string(port) + ":";
-        for (std::string const & name : names)
-            text += name + ",";
-    }
-    return text;
-}
-
 /// Reads what a process publishes and compares it with what it did publish meanwhile. A process that
 /// ends meanwhile proves nothing. True: it was compared.
 bool Compare(IO::Process::Descriptor const & descriptor) {
@@ -202,7 +192,7 @@ bool Compare(IO::Process::Descriptor const & descriptor) {
         if (step < before.done)
             continue;
         isPossible = isPossible || publication.GetState() == found;
-        possible += Print(publication.GetState()) + "; ";
+        possible += ::testing::PrintToString(publication.GetState());
     }
     if (status == IO::NoError && isPossible)
         return true;
@@ -211,8 +201,8 @@ bool Compare(IO::Process::Descriptor const & descriptor) {
     for (auto const & [name, processes] : ProcessInfoProvider::Instance().GetList())
         for (ProcessInfo const & one : processes)
             isAlive = isAlive || one.GetDescriptor().processId == descriptor.processId;
-    EXPECT_FALSE(isAlive) << "status " << status << ", found " << Print(found) << ", possible "
-                          << possible;
+    EXPECT_FALSE(isAlive) << "status " << status << ", found " << ::testing::PrintToString(found)
+                          << ", possible " << possible;
     return false;
 }
 
@@ -294,18 +284,6 @@ public:
     }
 };
 
-/// Serves "echo" to programs of this machine, under whatever port is free.
-struct EchoServer {
-    explicit EchoServer(char const * name) {
-        server.SetLoopbackOnly(true);
-        server.RegisterService(IO::Location(name), &echo);
-        EXPECT_EQ(server.Start(Setup::Instance().GetPortBegin(), Setup::Instance().GetPortEnd()),
-                  IO::NoError);
-    }
-    Echo echo;
-    Server server;
-};
-
 /// Connects to who offers the service, if anybody does.
 bool ConnectByName(Client & client, char const * service) {
     ProcessInfoProvider & provider = ProcessInfoProvider::Instance();
@@ -328,27 +306,19 @@ bool ConnectByName(Client & client, char const * service) {
     return false;
 }
 
-/// One question. True: the right answer came; no other may.
-bool Ask(Client & client, int value) {
-    client.GetOChannel().Write(value);
-    client.GetOChannel().WriteSeparator();
-    if (client.WaitNextSeparator(5) != IO::NoError)
-        return false;
-    EndPoint::InputSeparatorGuard const guard(client);
-    int answer = 0;
-    EXPECT_EQ(client.GetIChannel().Read(answer), IO::NoError);
-    EXPECT_EQ(answer, value + 1);
-    return true;
-}
-
 } // namespace
 
-// Not tests: the servers and the clients of the next one.
+// Not a test: the server of the next one, under whatever port is free.
 TEST(Processes, DISABLED_Serves) {
     std::mt19937 random(GetSeed());
     UseFolder();
     Killer const killer(random);
-    EchoServer const served("child");
+    Echo echo;
+    Server server;
+    server.SetLoopbackOnly(true);
+    server.RegisterService(IO::Location("echo"), &echo);
+    EXPECT_EQ(server.Start(Setup::Instance().GetPortBegin(), Setup::Instance().GetPortEnd()),
+              IO::NoError);
     auto const end = Clock::now() + LifeTime;
     while (Clock::now() < end) {
         CommunicatorPool::Instance().Process();
@@ -357,57 +327,34 @@ TEST(Processes, DISABLED_Serves) {
     Tests::EndProcess(0); // without a word to its clients
 }
 
-TEST(Processes, DISABLED_Calls) {
-    std::mt19937 random(GetSeed());
-    UseFolder();
-    Killer const killer(random);
-    Client client;
-    auto const end = Clock::now() + LifeTime;
-    for (int i = 0; Clock::now() < end; ++i)
-        if (client.GetConnectState() == Client::Connected || ConnectByName(client, "parent"))
-            Ask(client, i);
-    Tests::EndProcess(::testing::Test::HasFailure() ? 1 : 0);
-}
-
 TEST(Processes, SeeThatTheOtherSideHasEnded) {
     Tests::TempFolder folder;
     Tests::SetVariable(FolderVariable, folder.GetPath().string());
     UseFolder();
-    CommunicatorPool & pool = CommunicatorPool::Instance();
-    EchoServer served("parent");
-    std::atomic<unsigned int> ended{0};
-    std::atomic<unsigned int> running{2};
     Duration duration;
-    std::vector<std::thread> runners;
-    for (std::string const part : {"Serves", "Calls"})
-        runners.emplace_back([&, part, i = static_cast<unsigned int>(runners.size())] {
-            for (unsigned int seed = i * 100000; !duration.IsOver(); ++seed) {
-                int const exitCode = RunPart(part, seed);
-                EXPECT_TRUE(exitCode == 0 || exitCode == Killed) << exitCode;
-                ended += part == "Serves";
-            }
-            --running;
-        });
-    unsigned int answers = 0;
+    std::thread runner([&] {
+        for (unsigned int seed = 0; !duration.IsOver(); ++seed) {
+            int const exitCode = RunPart("Serves", seed);
+            EXPECT_TRUE(exitCode == 0 || exitCode == Killed) << exitCode;
+        }
+    });
+    int answers = 0;
     unsigned int losses = 0;
     Client client;
-    while (!duration.IsOver(losses > 0 && answers > 0) || running > 0) {
-        unsigned int const before = ended;
-        if (!ConnectByName(client, "child") || ended != before) {
-            client.Disconnect();
-            pool.Process(); // for those who call
-            continue;
-        }
-        while (Ask(client, static_cast<int>(answers)) && ended == before)
-            ++answers;
-        if (ended == before && client.IsOk()) {
-            ADD_FAILURE() << "no answer, and no end";
-        } else {
-            // Either the connection has said so, or the process was seen to end: then one pass finds
-            // it, and the next one at the latest ends the connection.
-            pool.Process();
-            EXPECT_FALSE(client.IsOk());
-            pool.Process();
+    while (!duration.IsOver(losses > 0 && answers > 0)) {
+        if (ConnectByName(client, "echo")) {
+            for (;; ++answers) {
+                client.GetOChannel().Write(answers);
+                client.GetOChannel().WriteSeparator();
+                if (client.WaitNextSeparator(5) != IO::NoError)
+                    break;
+                EndPoint::InputSeparatorGuard const guard(client);
+                int answer = 0;
+                EXPECT_EQ(client.GetIChannel().Read(answer), IO::NoError);
+                EXPECT_EQ(answer, answers + 1);
+            }
+            EXPECT_FALSE(client.IsOk()) << "no answer, and no end";
+            CommunicatorPool::Instance().Process();
             EXPECT_EQ(client.GetConnectState(), Client::NotConnected);
             char byte;
             EXPECT_EQ(client.GetIChannel().ReadBin(&byte, 1, nullptr), IO::EOI);
@@ -415,15 +362,5 @@ TEST(Processes, SeeThatTheOtherSideHasEnded) {
         }
         client.Disconnect();
     }
-    for (std::thread & runner : runners)
-        runner.join();
-    EXPECT_GT(answers, 0u);
-    EXPECT_GT(losses, 0u);
-    Mu::Array<SocketInterest> sockets;
-    auto const end = Clock::now() + std::chrono::seconds(5);
-    do {
-        pool.Process();
-        pool.ListSockets(sockets);
-    } while (sockets.GetSize() > 1 && Clock::now() < end);
-    EXPECT_EQ(sockets.GetSize(), 1u) << "the server alone is left";
+    runner.join();
 }

@@ -12,6 +12,7 @@
 #include <Kestrel/FileSystem/File.h>
 #include <Kestrel/Process/Process.h>
 
+#include "Tests/Support/FileSystem/ScriptedFileCalls.h"
 #include "Tests/Support/HandClock.h"
 #include "Tests/Support/Hex.h"
 #include "Tests/Support/IPC/Network.h"
@@ -139,6 +140,37 @@ TEST_F(Registry, WaitsForTheLockButNotForEver) {
     EXPECT_EQ(GetThis().WriteServicesFile(), IO::Error) << "no folder";
 }
 
+// Whichever call of the system fails, success means that the file, or the list, is right.
+TEST_F(Registry, ReportsEachCallThatFails) {
+    Server server;
+    server.RegisterService(IO::Location("name"), nullptr);
+    ASSERT_EQ(server.Start(7, 7), IO::NoError);
+    std::string const whole = folder.Read(GetOwnNumber());
+    ProcessInfo process = GetThis();
+    Tests::ScriptedFileCalls calls;
+    for (bool const isWriting : {true, false}) {
+        unsigned int failures = 0;
+        bool isMet = true;
+        for (unsigned int n = 1; isMet; ++n) {
+            folder.Write(GetOwnNumber(), isWriting ? "old" : whole);
+            calls.Fail(Tests::FileCall::Any, n, IO::FileError::DiskFull);
+            MuErrCode const status =
+                isWriting ? process.WriteServicesFile() : process.RefreshServerSet();
+            isMet = calls.Clear();
+            failures += status != IO::NoError;
+            EXPECT_TRUE(status == IO::NoError || (isMet && status == IO::Error)) << status;
+            if (status == IO::NoError) { // of a reader that finds no file, too
+                std::string const found = isWriting || (isMet && process.GetServerSet().IsEmpty())
+                                              ? "7:name,"
+                                              : ListServers(process);
+                EXPECT_EQ(found, "7:name,");
+                EXPECT_EQ(folder.Read(GetOwnNumber()), whole);
+            }
+        }
+        EXPECT_GE(failures, 2u);
+    }
+}
+
 TEST_F(Registry, ListsAreTheseBytes) {
     IO::Process::Descriptor process;
     process.processId = 7;
@@ -207,6 +239,10 @@ TEST_F(Registry, ProvidesTheProcessesOfTheNamesThatWereAdded) {
     EXPECT_EQ(found, "other:1,3,tool.exe:2,tool.dat:4,");
     EXPECT_EQ(provider.This().GetDescriptor().processId, IO::Process::GetPid());
     EXPECT_EQ(provider.This().GetDescriptor().parentProcessId, 0) << "the walk did not show it";
+    calls.running.insert(calls.running.end() - 2, {IO::Process::GetPid(), u"other", {u"other"}});
+    provider.Refresh();
+    EXPECT_EQ(provider.This().GetDescriptor().processId, IO::Process::GetPid());
+    EXPECT_EQ(ToUtf8(provider.This().GetDescriptor().name), "other") << "as the walk shows it";
     calls.isRefused = true;
     provider.Refresh();
     EXPECT_TRUE(provider.GetList().IsEmpty());
