@@ -177,6 +177,14 @@ TEST(SocketFailure, SaysItInTheSystemsWords) {
         EXPECT_GT(GetSocketCalls().FormatMessage(error, message, 300), 10u) << error;
     EXPECT_EQ(GetSocketCalls().FormatMessage(10061, message, 3), 3u);
     EXPECT_EQ(GetSocketCalls().FormatMessage(10999, message, 300), 0u);
+#if !defined(_WIN32) // which has a text for each number
+    std::string numbers;
+    for (unsigned int error = 10000; error < 12000; ++error)
+        if (GetSocketCalls().FormatMessage(error, message, 300) != 0)
+            numbers += std::to_string(error - 10000) + " ";
+    EXPECT_EQ(numbers, "13 14 22 24 35 36 37 38 39 40 41 42 43 44 45 47 48 49 50 51 52 53 54 55 56 "
+                       "57 58 60 61 64 65 92 93 1001 1002 1003 1004 ");
+#endif
 }
 
 // What is refused for want of buffers is tried again in smaller pieces, and no wait comes between.
@@ -270,13 +278,6 @@ TEST(SocketFailure, LeavesNothingOpenWhateverCallFails) {
 
 TEST(SocketFailure, LeavesNothingBehindWhereMemoryEnds) {
     SweepAllocations(TalkOrThrow);
-}
-
-TEST(SocketFailure, SendsAllInPieces) {
-    ScriptedSocketCalls calls;
-    calls.maxSend = 3;
-    Talk();
-    EXPECT_EQ(calls.Count(SocketCall::Send), 9u);
 }
 
 } // namespace

@@ -244,19 +244,29 @@ TEST(FDSet, HoldsSixtyFourSockets) {
     EXPECT_TRUE(set->IsSet(1064));
 }
 
-// Numbers far above what a set of the system's own holds.
-TEST(SocketFunctions, SelectSocketsOfAnyNumber) {
-    constexpr unsigned int Count = 2000;
+// As many as a host may have, with numbers far above what a set of the system's own holds.
+TEST(SocketFunctions, PollSocketsOfAnyNumber) {
+    Listening const listening;
     std::vector<Handle> sockets;
-    for (unsigned int i = 0; i < Count; ++i) {
+    std::vector<Flat::PollEntry> entries;
+    for (unsigned int i = 0; i < 1500; ++i) {
         sockets.emplace_back();
         if (Flat::InvalidSocket(sockets.back()))
             GTEST_SKIP() << "this account may open " << i << " sockets only";
+        entries.push_back({sockets.back(), 0, 9});
     }
-    Listening const listening;
     Handle const client = listening.Connect();
-    EXPECT_TRUE(Look(listening.socket, true, false, 10).read);
-    EXPECT_TRUE(Look(client, false, true, 10).write);
+    entries.push_back({listening.socket, Flat::PollEvent::Read, 9});
+    entries.push_back({client, Flat::PollEvent::Read | Flat::PollEvent::Write, 9});
+    for (unsigned int count : {1502u, 65u, 64u, 2u}) {
+        unsigned int ready = 9;
+        EXPECT_TRUE(Look(listening.socket, true, false, 10).read);
+        EXPECT_EQ(Flat::GetSocketCalls().Poll(&entries[1502 - count], count, 10000000, &ready), 0u);
+        EXPECT_EQ(ready, 2u);
+        EXPECT_EQ(entries[1500].ready, Flat::PollEvent::Read);
+        EXPECT_EQ(entries[1501].ready, Flat::PollEvent::Write);
+        EXPECT_EQ(entries[1502 - count].ready, count == 2 ? Flat::PollEvent::Read : 0);
+    }
 }
 
 } // namespace

@@ -2,13 +2,14 @@
 
 #include <Kestrel/Root/Errors/Exceptions.h>
 #include <Kestrel/Root/Threads/Thread.h>
-#include <Kestrel/Socket/Platform/ForwardingSocketCalls.h>
-#include <Kestrel/Socket/SocketImplFactory.h>
+#include <Kestrel/Socket/Internal/WinSocketImpl.h>
 
 #include "Tests/Socket/Loopback.h"
+#include "Tests/Support/Socket/ScriptedSocketCalls.h"
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <condition_variable>
 #include <functional>
 #include <mutex>
@@ -99,13 +100,6 @@ void InterruptAgainAndAgain(std::function<void()> block) {
     EXPECT_EQ(counts.interrupted, Interrupts + 1);
 }
 
-TEST(SocketInterrupt, EndsEveryAccept) {
-    ServerSocket server(0, 5, InternetAddress::Loopback);
-    InterruptAgainAndAgain([&] { server.Accept(); });
-    Socket const client(InternetAddress::Loopback, server.GetLocalPort());
-    EXPECT_FALSE(server.Accept(10000).IsNull()) << "as good as before";
-}
-
 TEST(SocketInterrupt, EndsEveryRead) {
     Tests::Connection connection;
     char byte = 0;
@@ -115,139 +109,59 @@ TEST(SocketInterrupt, EndsEveryRead) {
     EXPECT_EQ(byte, 'a');
 }
 
-TEST(SocketInterrupt, EndsEveryWrite) {
-    Tests::Connection connection;
-    std::vector<char> const much(1 << 20);
-    InterruptAgainAndAgain([&] {
-        for (;;)
-            connection.client.GetOutputChannel().Write(much.data(), 1 << 20);
-    });
-}
-
-// With nobody accepting and no place left in the queue, a connection stays under way.
-TEST(SocketInterrupt, EndsEveryConnect) {
-    ServerSocket const server(0, 1, InternetAddress::Loopback);
-    std::vector<SocketImpl::Reference> queued;
-    std::string how;
-    while (how.empty()) {
-        if (queued.size() == 100)
-            GTEST_SKIP() << "this system's queue has no end";
-        queued.push_back(TCPIPSocketImplFactory::Get().Create(200));
-        queued.back()->Create(true);
-        how = Tests::Describe(
-            [&] { queued.back()->Connect(InternetAddress::Loopback, server.GetLocalPort()); });
-    }
-    EXPECT_EQ(how, "SocketTimeoutException: Socked connect timed out.");
-    InterruptAgainAndAgain([&] { Socket(InternetAddress::Loopback, server.GetLocalPort()); });
-}
-
-// One reads and another one writes: an interruption ends both waits, and says whose it was.
-TEST(SocketInterrupt, EndsTheOtherWaitAtTheSocketToo) {
-    Tests::Connection connection;
-    std::vector<char> const much(1 << 20);
-    for (int i = 0; i < 20; ++i) {
-        std::string written;
-        Count hasWritten;
-        std::thread writer([&] {
-            written = Tests::Describe([&] {
-                for (;;)
-                    connection.client.GetOutputChannel().Write(much.data(), 1 << 20);
-            });
-            hasWritten.Raise();
+// The socket is interrupted, and not the thread that waits there.
+TEST(SocketInterrupt, EndsTheWaitOfAnotherThread) {
+    WinSocketImpl socket;
+    socket.Create(true);
+    socket.Bind(InternetAddress::Loopback, 0);
+    socket.Listen(1);
+    for (int i = 0; i < 100; ++i) {
+        std::atomic<bool> isOver{false};
+        std::string how;
+        std::thread waiter([&] {
+            how = Tests::Describe([&] { socket.Accept(); });
+            isOver = true;
         });
-        Blocker::Counts counts;
-        char byte;
-        Mu::Thread reader(Mu::RunnableTask(new Blocker(
-                              counts, [&] { connection.client.GetInputChannel().Read(&byte, 1); })),
-                          "reader");
-        ASSERT_TRUE(reader.Start());
-        // The writer may not have come to its wait yet; a later one finds it there.
-        for (unsigned int n = 1; hasWritten == 0; ++n) {
-            counts.begun.WaitFor(n);
-            reader.Interrupt();
-            counts.ended.WaitFor(n);
-            Mu::Thread::Sleep(1, false);
+        while (!isOver) {
+            socket.Interrupt();
+            std::this_thread::yield();
         }
-        writer.join();
-        reader.Cancel();
-        reader.Join(false);
-        EXPECT_EQ(written, "SocketException: Socket internal error.");
-        EXPECT_EQ(counts.interrupted, counts.ended);
+        waiter.join();
+        EXPECT_EQ(how, "SocketException: Socket internal error.");
     }
 }
 
-// Closes a socket before or behind one of the calls of an operation at it, as another thread may, and
-// opens others at once, which the system likes to give the number that has become free.
-class ClosingCalls : public ForwardingSocketCalls {
-public:
-    enum Moment { BeforeTransfer, BehindTransfer, BeforePoll };
-
-    ClosingCalls(IO::Socket::Socket & victim, Moment moment)
-        : ForwardingSocketCalls(GetSocketCalls()), victim(victim), moment(moment) {
-        SetSocketCalls(this);
-    }
-    ~ClosingCalls() override {
-        SetSocketCalls(&GetBelow());
-        for (SocketHandle const other : others)
-            GetBelow().CloseSocket(other);
-    }
-    unsigned int Send(SocketHandle socket, char const * source, unsigned int count,
-                      unsigned int * sent) override {
-        CloseAt(BeforeTransfer, socket);
-        unsigned int const error = GetBelow().Send(socket, source, count, sent);
-        if (error == WSAError::WouldBlock)
-            CloseAt(BehindTransfer, socket);
-        return error;
-    }
-    unsigned int Recv(SocketHandle socket, char * destination, unsigned int count,
-                      unsigned int * received) override {
-        CloseAt(BeforeTransfer, socket);
-        unsigned int const error = GetBelow().Recv(socket, destination, count, received);
-        CloseAt(BehindTransfer, socket);
-        return error;
-    }
-    unsigned int Poll(PollEntry * entries, unsigned int count, long long microseconds,
-                      unsigned int * ready) override {
-        CloseAt(BeforePoll, entries[0].socket);
-        return GetBelow().Poll(entries, count, microseconds, ready);
-    }
-
-private:
-    void CloseAt(Moment here, SocketHandle used) {
-        if (here != moment)
-            return;
-        victim.Close();
-        for (int i = 0; i < 3; ++i) {
-            others.push_back(NoSocket);
-            GetBelow().Socket(SocketType::Stream, &others.back());
-            EXPECT_NE(others.back(), used) << "still in use";
-        }
-    }
-
-    IO::Socket::Socket & victim;
-    Moment const moment;
-    std::vector<SocketHandle> others;
-};
-
+// Another thread closes the socket before one of the calls of an operation at it, and opens others at
+// once, which the system likes to give the number that has become free.
 TEST(SocketInterrupt, ACloseEndsReadsAndWritesWhereverTheyAre) {
+    using Tests::SocketCall;
     std::vector<char> const much(1 << 20);
-    for (ClosingCalls::Moment const moment :
-         {ClosingCalls::BeforeTransfer, ClosingCalls::BehindTransfer, ClosingCalls::BeforePoll})
-        for (bool const isRead : {true, false}) {
+    for (bool const isRead : {true, false})
+        for (SocketCall const moment : {isRead ? SocketCall::Recv : SocketCall::Send,
+                                        SocketCall::CreateSignal, SocketCall::Poll}) {
             Tests::Connection connection;
-            std::string how;
-            {
-                ClosingCalls const calls(connection.client, moment);
-                how = Tests::Describe([&] {
-                    char byte;
-                    while (!isRead)
-                        connection.client.GetOutputChannel().Write(much.data(), 1 << 20);
-                    connection.client.GetInputChannel().Read(&byte, 1);
-                });
-            }
+            Tests::ScriptedSocketCalls calls;
+            std::vector<SocketHandle> others;
+            calls.onCall = [&](SocketCall call) {
+                if (call != moment || !others.empty())
+                    return;
+                connection.server.Close();
+                EXPECT_EQ(calls.Count(SocketCall::CloseSocket), 0u) << "still in use";
+                for (int i = 0; i < 3; ++i)
+                    GetPlatformSocketCalls().Socket(SocketType::Stream, &others.emplace_back());
+            };
+            std::string const how = Tests::Describe([&] {
+                char byte;
+                while (!isRead)
+                    connection.server.GetOutputChannel().Write(much.data(), 1 << 20);
+                connection.server.GetInputChannel().Read(&byte, 1);
+            });
             EXPECT_EQ(how.substr(0, how.find(" failed")),
                       isRead ? "SocketException: Socket read" : "SocketException: Socket write")
-                << moment << how;
+                << how;
+            EXPECT_EQ(calls.Count(SocketCall::CloseSocket), 1u);
+            for (SocketHandle const other : others)
+                GetPlatformSocketCalls().CloseSocket(other);
         }
 }
 

@@ -1,5 +1,6 @@
 #include <Kestrel/Socket/SubnetMask.h>
 
+#include "Tests/Support/Socket/DrawnTables.h"
 #include "Tests/Support/Text.h"
 
 #include <gtest/gtest.h>
@@ -9,17 +10,7 @@
 
 using IO::Socket::InternetAddress;
 using IO::Socket::SubnetMask;
-
-namespace {
-
-std::string Dotted(unsigned int number) {
-    std::string text;
-    for (int shift = 24; shift >= 0; shift -= 8)
-        text += std::to_string(number >> shift & 0xFF) + (shift > 0 ? "." : "");
-    return text;
-}
-
-} // namespace
+using Tests::Dotted;
 
 TEST(SubnetMask, IsAsManyOnesAsThePrefixSays) {
     for (int prefix = -40; prefix <= 80; ++prefix) {

@@ -71,13 +71,6 @@ unsigned int DrawType(Draw & draw) {
 
 // The model's own arithmetic.
 
-std::string Dotted(unsigned int number) {
-    std::string text;
-    for (int shift = 24; shift >= 0; shift -= 8)
-        text += std::to_string(number >> shift & 0xFF) + (shift > 0 ? "." : "");
-    return text;
-}
-
 struct Address {
     unsigned int address;
     unsigned int broadcast;
@@ -274,6 +267,13 @@ InterfaceTables DrawTables(unsigned int seed) {
 
 std::vector<std::string> GetExpected(InterfaceTables const & tables) {
     return Model(tables).Run();
+}
+
+std::string Dotted(unsigned int number) {
+    std::string text;
+    for (int shift = 24; shift >= 0; shift -= 8)
+        text += std::to_string(number >> shift & 0xFF) + (shift > 0 ? "." : "");
+    return text;
 }
 
 std::string Describe(NetworkInterface const & interface) {

@@ -16,6 +16,9 @@ IO::Socket::InterfaceTables DrawTables(unsigned int seed);
 /// row up by walking the table.
 std::vector<std::string> GetExpected(IO::Socket::InterfaceTables const & tables);
 
+/// An address in the form of four numbers.
+std::string Dotted(unsigned int number);
+
 /// The same line of an interface as it is.
 std::string Describe(IO::Socket::NetworkInterface const & interface);
 

@@ -52,8 +52,6 @@ public:
     ScriptedSocketCalls();
     ~ScriptedSocketCalls() override;
 
-    /// No call sends more at once.
-    std::atomic<unsigned int> maxSend{~0u};
     /// How much each Send was asked for, while `isRecording`.
     std::vector<unsigned int> sends;
     bool isRecording = false;
@@ -89,17 +87,9 @@ public:
         if (isRecording)
             sends.push_back(count);
         *sent = 0;
-        if (unsigned int const error = Meet(SocketCall::Send); error != WSAError::None)
-            return error;
-        return ForwardingSocketCalls::Send(socket, source, std::min(count, maxSend.load()), sent);
-    }
-    unsigned int Recv(SocketHandle socket, char * destination, unsigned int count,
-                      unsigned int * received) override {
-        *received = 0;
-        unsigned int const error = Meet(SocketCall::Recv);
-        return error != WSAError::None
-                   ? error
-                   : ForwardingSocketCalls::Recv(socket, destination, count, received);
+        unsigned int const error = Meet(SocketCall::Send);
+        return error != WSAError::None ? error
+                                       : ForwardingSocketCalls::Send(socket, source, count, sent);
     }
     unsigned int Poll(PollEntry * entries, unsigned int count, long long microseconds,
                       unsigned int * ready) override {
@@ -116,11 +106,6 @@ public:
         entries[0].ready = entries[0].wanted & PollEvent::Except;
         *ready = entries[0].ready != 0;
         return WSAError::None;
-    }
-    unsigned int GetAvailable(SocketHandle socket, unsigned int * count) override {
-        *count = 0;
-        unsigned int const error = Meet(SocketCall::GetAvailable);
-        return error != WSAError::None ? error : ForwardingSocketCalls::GetAvailable(socket, count);
     }
     unsigned int GetSockName(SocketHandle socket, SocketAddress * address) override {
         if (unsigned int const error = Meet(SocketCall::GetSockName); error != WSAError::None)
@@ -151,22 +136,32 @@ public:
     }
 
 // The rest fail or are made, and have nothing to keep straight.
-#define KESTREL_TEST_CALL(Name, Parameters, ...)                                                   \
+#define KESTREL_TEST_CALL(Name, Parameters, WithoutResult, ...)                                    \
     unsigned int Name Parameters override {                                                        \
         unsigned int const error = Meet(SocketCall::Name);                                         \
-        return error != WSAError::None ? error : ForwardingSocketCalls::Name(__VA_ARGS__);         \
+        if (error == WSAError::None)                                                               \
+            return ForwardingSocketCalls::Name(__VA_ARGS__);                                       \
+        WithoutResult;                                                                             \
+        return error;                                                                              \
     }
 
-    KESTREL_TEST_CALL(Shutdown, (SocketHandle socket, int direction), socket, direction)
-    KESTREL_TEST_CALL(Bind, (SocketHandle socket, SocketAddress const & address), socket, address)
-    KESTREL_TEST_CALL(Listen, (SocketHandle socket, int backlog), socket, backlog)
-    KESTREL_TEST_CALL(SetNonBlocking, (SocketHandle socket, bool isOn), socket, isOn)
-    KESTREL_TEST_CALL(GetSockOpt, (SocketHandle socket, int level, int name, int * value), socket,
-                      level, name, value)
-    KESTREL_TEST_CALL(SetSockOpt, (SocketHandle socket, int level, int name, int value), socket,
-                      level, name, value)
-    KESTREL_TEST_CALL(GetLinger, (SocketHandle socket, LingerTime * time), socket, time)
-    KESTREL_TEST_CALL(SetLinger, (SocketHandle socket, LingerTime time), socket, time)
+    KESTREL_TEST_CALL(Shutdown, (SocketHandle socket, int direction), (void)0, socket, direction)
+    KESTREL_TEST_CALL(Bind, (SocketHandle socket, SocketAddress const & address), (void)0, socket,
+                      address)
+    KESTREL_TEST_CALL(Listen, (SocketHandle socket, int backlog), (void)0, socket, backlog)
+    KESTREL_TEST_CALL(SetNonBlocking, (SocketHandle socket, bool isOn), (void)0, socket, isOn)
+    KESTREL_TEST_CALL(Recv,
+                      (SocketHandle socket, char * destination, unsigned int count,
+                       unsigned int * received),
+                      *received = 0, socket, destination, count, received)
+    KESTREL_TEST_CALL(GetAvailable, (SocketHandle socket, unsigned int * count), *count = 0, socket,
+                      count)
+    KESTREL_TEST_CALL(GetSockOpt, (SocketHandle socket, int level, int name, int * value), (void)0,
+                      socket, level, name, value)
+    KESTREL_TEST_CALL(SetSockOpt, (SocketHandle socket, int level, int name, int value), (void)0,
+                      socket, level, name, value)
+    KESTREL_TEST_CALL(GetLinger, (SocketHandle socket, LingerTime * time), (void)0, socket, time)
+    KESTREL_TEST_CALL(SetLinger, (SocketHandle socket, LingerTime time), (void)0, socket, time)
 #undef KESTREL_TEST_CALL
 
 private:
