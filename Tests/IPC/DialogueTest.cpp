@@ -500,6 +500,27 @@ TEST_F(Dialogue, HoldsBackWhoSendsMoreThanIsTakenOrReadsNoAnswers) {
     pool.SetUnreadLimit(16u << 20);
 }
 
+TEST_F(Dialogue, KeepsWhatNoServiceTakesAndLosesWhatEndsInNoMessage) {
+    Start(Answer);
+    server->UnregisterService(IO::Location("Proc"));
+    WriteMessage(*client, "x");
+    Pass();
+    EXPECT_EQ(network.toClients, "");
+    Mu::Array<SocketInterest> sockets;
+    EXPECT_FALSE(pool.ListSockets(sockets)) << "no reason to pass again";
+    EXPECT_TRUE(client->IsOk());
+    pool.SetMessageLimit(1000);
+    Client endless;
+    Connect(endless);
+    for (unsigned int const size : {900u, 100u}) {
+        EXPECT_TRUE(endless.IsOk());
+        endless.GetOChannel().WriteBin(std::string(size, 'e').data(), size, nullptr);
+        Pass();
+    }
+    EXPECT_EQ(endless.GetConnectState(), Client::NotConnected);
+    pool.SetMessageLimit(1u << 30);
+}
+
 TEST_F(Dialogue, SurvivesWhoeverGoesInACall) {
     // The peer goes while its message is handled: the connection lives on until the call is over.
     Start([&](Connection & connection) {
