@@ -8,6 +8,7 @@
 #include <Kestrel/Root/Streams/OChannel.h>
 
 #include <algorithm>
+#include <string_view>
 #include <utility>
 
 namespace IO {
@@ -279,11 +280,8 @@ ValuesBelow::~ValuesBelow() = default;
 
 // Whether a location keeps the name as it is, and not only a part of it.
 static bool IsKeptWhole(Mu::UniString const & text) {
-    unsigned short const * const units = text.GetUnits();
-    bool hasEnd = false;
-    for (unsigned int i = 0, length = text.GetLength(); i < length; ++i)
-        hasEnd |= units[i] == 0;
-    return !hasEnd && units[0] != 0 && units[0] != ':';
+    std::u16string_view const units = text;
+    return !units.empty() && units[0] != u':' && units.find(u'\0') == units.npos;
 }
 
 bool ValuesBelow::Get(Name const & name, Mu::Array<Reflectable::AttributeValue> * values) {
