@@ -1,9 +1,10 @@
 #include <Kestrel/Reflection/MemoryVFS.h>
 
 #include "Tests/Support/FaultSweep.h"
+#include "Tests/Support/HandClock.h"
 #include "Tests/Support/LogCapture.h"
-#include "Tests/Support/OwnProcess.h"
 #include "Tests/Support/Reflection/Level.h"
+#include "Tests/Support/Reflection/Reads.h"
 #include "Tests/Support/TempFolder.h"
 #include "Tests/Support/Text.h"
 
@@ -14,16 +15,14 @@
 #include <Kestrel/FileSystem/TreeEnumerator.h>
 #include <Kestrel/Location/RelativeLocation.h>
 #include <Kestrel/Reflection/Internal/MemoryFolderEntry.h>
-#include <Kestrel/Reflection/Internal/MuReflection.h>
 #include <Kestrel/Reflection/Internal/ReflectionFileEntry.h>
 #include <Kestrel/Reflection/ReflectionFolderEntry.h>
+#include <Kestrel/Root/Time/Time.h>
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <filesystem>
 #include <memory>
-#include <random>
 #include <string>
 #include <vector>
 
@@ -122,53 +121,6 @@ TEST(ReflectionFolderEntry, ShowsAnObjectAsFoldersAndFiles) {
     EXPECT_EQ(disk.Read("copy"), "price: 6\r\nname:  one\r\n");
 }
 
-// The root's own view, whole, while this process allocates: a region that goes between list and look
-// is an empty folder.
-TEST(ReflectionFolderEntry, ShowsTheRoot) {
-    Tests::LogCapture const log;
-    Mu::Reflection const inside;
-    Mounted const mounted;
-    Folder root(mounted.place);
-    ASSERT_EQ(root.CreateFolder("root", IO::ReflectionFolderEntry::New(inside)), IO::NoError);
-    Lister lister(root);
-    EXPECT_EQ(lister.Do(), IO::NoError);
-    EXPECT_EQ(std::count(lister.found.begin(), lister.found.end(), "AddressSpace/"), 1);
-    Tests::TempFolder const disk;
-    Folder target(Location(disk.GetPortable().c_str()));
-    EXPECT_EQ(root.Copy("root", target, "copy"), IO::NoError);
-    EXPECT_TRUE(std::filesystem::exists(disk.GetPath() / "copy/Memory/AddressSpace"));
-    // No folder lists the classes, since there is none among them; each can be read all the same.
-    Mu::Array<Name> folders;
-    Mu::Array<Name> classes;
-    ASSERT_TRUE(inside.GetChildren(RelativeLocation("ClassInfos"), &folders, &classes));
-    ASSERT_FALSE(classes.IsEmpty());
-    for (Name const & name : classes) {
-        std::string const way = "root/ClassInfos/" + ToUtf8(name);
-        EXPECT_EQ(IO::ReadAll<std::string>(mounted.At(way.c_str()))->substr(0, 5), "name:") << way;
-    }
-
-    auto const listRegions = [&] {
-        Mu::Array<Name> regions;
-        EXPECT_TRUE(
-            inside.GetChildren(RelativeLocation("Memory/AddressSpace"), &regions, &classes));
-        return regions;
-    };
-    auto region = std::make_unique<Tests::Region>(64 << 20);
-    Mu::Array<Name> const regions = listRegions();
-    region = nullptr;
-    Mu::Array<Name> const left = listRegions();
-    unsigned int gone = 0;
-    for (Name const & name : regions)
-        if (!left.Contains(name)) {
-            ++gone;
-            Folder const region(mounted.At(("root/Memory/AddressSpace/" + ToUtf8(name)).c_str()));
-            bool isEmpty = false;
-            EXPECT_EQ(region.IsEmpty(&isEmpty), IO::NoError) << ToUtf8(name);
-        }
-    EXPECT_GT(gone, 0u);
-    EXPECT_NE(Folder(mounted.At("root/Memory/AddressSpace/0x1,1,C")).GetStatus(), IO::NoError);
-}
-
 TEST(ReflectionFolderEntry, RefusesWhatIsNotThere) {
     Shop const shop;
     std::unique_ptr<IO::ReflectionFolderEntry> const entry(IO::ReflectionFolderEntry::New(shop));
@@ -193,37 +145,18 @@ TEST(ReflectionFolderEntry, RefusesWhatIsNotThere) {
     EXPECT_EQ(entry->Connect(&folder), Connect::Other);
 }
 
-// As a position between the ends.
 TEST(ReflectionFileEntry, SeeksWithinWhatItHolds) {
     using Entry = IO::FileEntry;
-    std::string const content = "0123456789";
-    IO::ReflectionFileEntry file(content.data(), 10);
+    IO::ReflectionFileEntry file("0123456789", 10);
     EXPECT_EQ(file.Open(Entry::OpenMode::ReadWrite), Entry::OpenStatus::AccessDenied);
     EXPECT_EQ(file.Open(Entry::OpenMode::Read), Entry::OpenStatus::Done);
-    std::mt19937 random(1);
-    long long at = 0;
-    for (int step = 0; step < 2000; ++step) {
-        unsigned int const origin = random() % 4;
-        long long const offset = static_cast<long long>(random() % 32) - 16;
-        long long const starts[] = {0, at, 10};
-        unsigned long long position = 99;
-        Entry::SeekStatus const status =
-            file.Seek(static_cast<Entry::SeekOrigin>(origin), offset, &position);
-        if (origin < 3) {
-            long long const target = starts[origin] + offset;
-            bool const isIn = target >= 0 && target <= 10;
-            ASSERT_EQ(status, isIn ? Entry::SeekStatus::Done : Entry::SeekStatus::IllegalPosition);
-            at = isIn ? target : at;
-        }
-        ASSERT_EQ(position, origin < 3 && status == Entry::SeekStatus::Done ? at : 99);
-        char bytes[4];
-        unsigned int read = 9;
-        unsigned int const count = random() % 4;
-        ASSERT_EQ(file.Read(bytes, count, &read),
-                  at + count <= 10 ? Entry::ReadStatus::Done : Entry::ReadStatus::EndOfFile);
-        ASSERT_EQ(std::string(bytes, read), content.substr(at, count));
-        at += read;
-    }
+    Tests::ExpectReads(file, "0123456789");
+    unsigned long long position = 99;
+    EXPECT_EQ(file.Seek(static_cast<Entry::SeekOrigin>(3), 1, &position), Entry::SeekStatus::Done);
+    EXPECT_EQ(position, 99u) << "no such origin";
+    bool isProtected = false;
+    EXPECT_EQ(file.IsWriteProtected(&isProtected), IO::FSEntry::AttributeStatus::Done);
+    EXPECT_TRUE(isProtected);
 }
 
 // A file that tells when it goes, and denies itself where it is asked to.
@@ -250,8 +183,6 @@ TEST(MemoryVFS, KeepsWhatIsHeldUntilItComesBack) {
         Folder deep(mounted.At("a/deep"));
         Counted * const entry = new Counted(&living);
         ASSERT_EQ(a.CreateFile("file", entry), IO::NoError);
-        EXPECT_EQ(a.CreateFile("none"), IO::Error) << "a file needs an entry";
-        EXPECT_EQ(a.CreateFolder("file"), IO::ErrTargetExists);
         EXPECT_EQ(Folder(mounted.At("a/file")).GetStatus(), IO::ErrNotAFolder);
         EXPECT_EQ(File(mounted.At("a")).GetStatus(), IO::ErrNotAFile);
         EXPECT_EQ(File(mounted.place).GetStatus(), IO::ErrNotAFile);
@@ -274,32 +205,76 @@ TEST(MemoryVFS, KeepsWhatIsHeldUntilItComesBack) {
         ASSERT_EQ(root.CreateFile("last", new Counted(&living)), IO::NoError);
         held.reset();
         EXPECT_EQ(living, 1) << "another one has its place";
-        unsigned long long space = 0;
-        EXPECT_EQ(root.GetFreeSpace(&space), IO::NoError);
-        EXPECT_EQ(space, 1024u);
     }
     EXPECT_EQ(living, 0) << "what the root holds goes with the mount";
 }
 
-TEST(MemoryFolderEntry, TakesNamesInStepsOfAHundred) {
-    IO::MemoryFolderEntry folder(false);
-    for (int i = 0; i < 101; ++i)
-        ASSERT_EQ(folder.AddFileEntry(IO::Reflectable::ToName(i), nullptr), Create::Done);
-    EXPECT_EQ(folder.AddFolderEntry("100", nullptr), Create::AlreadyExists);
-    EXPECT_EQ(folder.Delete("1", true), IO::FolderEntry::DeleteStatus::AccessDenied);
-    IO::EntryType type = IO::EntryType::Link;
-    EXPECT_EQ(folder.GetType("100", &type), IO::FolderEntry::GetTypeStatus::Done);
-    EXPECT_EQ(type, IO::EntryType::File);
-    int time = 0;
-    EXPECT_EQ(folder.SetCreationTime(5), IO::FSEntry::TimeStatus::AccessDenied);
-    EXPECT_EQ(folder.GetCreationTime(&time), IO::FSEntry::TimeStatus::Done);
-    IO::MemoryFolderEntry other(true);
-    EXPECT_EQ(folder.Move("1", other, "1", false), IO::FolderEntry::MoveStatus::AccessDenied);
-    EXPECT_EQ(folder.Copy("1", other, "1"), IO::FolderEntry::CopyStatus::Other);
-    EXPECT_EQ(other.CreateLink("l", Location()), Create::Other);
-    folder.Invalidate();
-    EXPECT_EQ(folder.AddFileEntry("x", nullptr), Create::Other);
-    EXPECT_EQ(folder.GetType("1", &type), IO::FolderEntry::GetTypeStatus::Other);
+// Read-only or not, there or gone.
+TEST(MemoryFolderEntry, RefusesByWhatItIs) {
+    using Entry = IO::FolderEntry;
+    using Time = IO::FSEntry::TimeStatus;
+    using Attribute = IO::FSEntry::AttributeStatus;
+    auto const & noName = Tests::NullReference<Name const>();
+    Tests::HandClock const clock;
+    for (bool const isWriteable : {false, true}) {
+        IO::MemoryVFS system;
+        IO::MemoryFolderEntry folder(isWriteable);
+        folder.SetContext(system, Location("C:\\m"));
+        for (int i = 0; i < 101; ++i)
+            ASSERT_EQ(folder.AddFileEntry(IO::Reflectable::ToName(i), nullptr), Create::Done);
+        for (bool const isValid : {true, false}) {
+            auto const there = [&](auto status) {
+                return isValid ? status : decltype(status)::Other;
+            };
+            auto const change = [&](auto status) {
+                return there(isWriteable ? status : decltype(status)::AccessDenied);
+            };
+            EXPECT_EQ(folder.IsReadable(), isValid);
+            EXPECT_EQ(folder.IsWriteable(), isValid && isWriteable);
+            EXPECT_EQ(folder.AddFolderEntry("d", nullptr), there(Create::Done));
+            EXPECT_EQ(folder.AddFolderEntry("100", nullptr), there(Create::AlreadyExists));
+            EXPECT_EQ(folder.AddFileEntry(noName, nullptr), Create::Other);
+            EXPECT_EQ(folder.CreateFolder("new", nullptr), change(Create::Done));
+            EXPECT_EQ(folder.CreateFolder("d", nullptr), change(Create::AlreadyExists));
+            EXPECT_EQ(folder.CreateFolder(noName, nullptr), Create::Other);
+            EXPECT_EQ(folder.CreateFile("file", nullptr), Create::Other);
+            EXPECT_EQ(folder.CreateLink("l", Location()), change(Create::Other));
+            EXPECT_EQ(folder.Move("1", folder, "2", false), change(Entry::MoveStatus::Other));
+            EXPECT_EQ(folder.Copy("1", folder, "2"), change(Entry::CopyStatus::Other));
+            IO::VFSFolderEntry * entry = nullptr;
+            for (auto const & [below, status] : {std::pair("d", Connect::AccessDenied),
+                                                 {"d/e", Connect::AccessDenied},
+                                                 {"1", Connect::NotAFolder},
+                                                 {"1/e", Connect::NotFound},
+                                                 {"none", Connect::NotFound},
+                                                 {"", Connect::Other}})
+                EXPECT_EQ(folder.Connect(RelativeLocation(below), &entry), there(status)) << below;
+            EXPECT_EQ(folder.Connect(nullptr), Connect::Other);
+            IO::EntryType type = IO::EntryType::Link;
+            EXPECT_EQ(folder.GetType("100", &type), there(Entry::GetTypeStatus::Done));
+            EXPECT_EQ(type, isValid ? IO::EntryType::File : IO::EntryType::Link);
+            EXPECT_EQ(folder.GetType("none", &type), there(Entry::GetTypeStatus::EntryNotFound));
+            EXPECT_EQ(folder.GetType("100", nullptr), Entry::GetTypeStatus::Other);
+            EXPECT_EQ(folder.Delete("d", true), change(Entry::DeleteStatus::Done));
+            EXPECT_EQ(folder.Delete("none", true), change(Entry::DeleteStatus::EntryNotFound));
+            EXPECT_EQ(folder.Delete(noName, true), Entry::DeleteStatus::Other);
+            int time = 0;
+            EXPECT_EQ(folder.SetModificationTime(5), change(Time::Done));
+            EXPECT_EQ(folder.GetModificationTime(&time), there(Time::Done));
+            EXPECT_EQ(time, !isValid ? 0 : isWriteable ? 5 : TIGetTime());
+            EXPECT_EQ(folder.GetCreationTime(&time), there(Time::Done));
+            EXPECT_EQ(time, isValid ? TIGetTime() : 0);
+            unsigned long long space = 0;
+            EXPECT_EQ(folder.GetFreeSpace(&space), there(Attribute::Done));
+            EXPECT_EQ(space, isValid ? 1024u : 0u);
+            bool isLocal = !isValid;
+            bool isFixed = isValid;
+            EXPECT_EQ(folder.IsOnLocalVolume(&isLocal), there(Attribute::Done));
+            EXPECT_EQ(folder.IsOnFixedVolume(&isFixed), there(Attribute::Done));
+            EXPECT_TRUE(isLocal && !isFixed);
+            folder.Invalidate();
+        }
+    }
 }
 
 TEST(MemoryVFS, MeetsEveryFailedAllocation) {
@@ -319,15 +294,12 @@ TEST(MemoryVFS, MeetsEveryFailedAllocation) {
             return;
         }
         std::unique_ptr<IO::ReflectionFolderEntry> entry(IO::ReflectionFolderEntry::New(shop));
-        bool isIn = false;
         try {
-            isIn = entry != nullptr && root->CreateFolder("shop", entry.get()) == Create::Done;
+            if (entry != nullptr && root->CreateFolder("shop", entry.get()) == Create::Done)
+                static_cast<void>(entry.release());
         } catch (Mu::OutOfMemoryException const &) {
         }
-        if (isIn)
-            static_cast<void>(entry.release());
         system.Disconnect(root);
-        EXPECT_TRUE(isIn || failed);
         IO::FileEntry * file = nullptr;
         Location below("C:\\m\\shop\\goods\\one");
         if (system.Connect(&below, &file) == IO::BaseFileSystem::ConnectStatus::Connected)

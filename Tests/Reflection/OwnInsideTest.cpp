@@ -3,6 +3,7 @@
 #include <Kestrel/Reflection/Internal/Start.h>
 
 #include "Tests/Support/LogCapture.h"
+#include "Tests/Support/OwnProcess.h"
 #include "Tests/Support/Reflection/Level.h"
 
 #include <Kestrel/FileSystem/FileSystem.h>
@@ -10,11 +11,11 @@
 #include <Kestrel/FileType/Defaults.h>
 #include <Kestrel/FileType/FileTypeManager.h>
 #include <Kestrel/Location/RelativeLocation.h>
-#include <Kestrel/Reflection/Internal/MemoryFolderEntry.h>
 #include <Kestrel/Reflection/Internal/ReflectableUse.h>
 #include <Kestrel/Reflection/MemoryVFS.h>
 #include <Kestrel/Reflection/Platform/MemoryRegions.h>
 #include <Kestrel/Reflection/Reflectable.h>
+#include <Kestrel/Reflection/ReflectionManager.h>
 #include <Kestrel/Root/Memory/AllocationTree.h>
 #include <Kestrel/Root/Memory/Memory.h>
 #include <Kestrel/Root/Objects/ClassInfo.h>
@@ -23,12 +24,11 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <atomic>
 #include <cstdint>
 #include <memory>
 #include <set>
 #include <string>
-#include <thread>
+#include <vector>
 
 namespace {
 
@@ -53,10 +53,11 @@ Lists List(RelativeLocation const & location) {
     return {isThere, ToTexts(folders), ToTexts(files)};
 }
 
-Texts GetValues(RelativeLocation const & location) {
+Texts GetValues(RelativeLocation const & location, bool isThere = true) {
     IO::ReflectableUse const use(location);
     Mu::Array<Reflectable::AttributeValue> values;
-    EXPECT_TRUE(use.Get() != nullptr && use.Get()->GetAttributeValues(use.GetRest(), &values));
+    EXPECT_EQ(use.Get() != nullptr && use.Get()->GetAttributeValues(use.GetRest(), &values),
+              isThere);
     return ToTexts(values);
 }
 
@@ -112,7 +113,20 @@ TEST_F(OwnInside, ListsTheClasses) {
     EXPECT_EQ(values[1].size(), 18u);
     values.erase(values.begin() + 1, values.begin() + 3);
     EXPECT_EQ(values, (Texts{"Test::Class", "3.4", "0.0", "Test::Base", "false", "9", "red"}));
+    values = GetValues(Below(classes, ToUtf8(Reflectable::ToName(&base))));
+    values.erase(values.begin() + 1, values.begin() + 3);
+    EXPECT_EQ(values, (Texts{"Test::Base", "1.2", "0.0", "", "false", "0", "0"}));
     EXPECT_TRUE(GetValues(Below(classes, "0x00000000DEADBEEF")).empty()) << "no class is there";
+}
+
+TEST_F(OwnInside, RefusesNulls) {
+    struct Asker : IO::ReflectionManager::Enumerator {
+        bool Visit(RelativeLocation const &, Reflectable * reflectable) override {
+            Tests::ExpectRefusesNulls(*reflectable);
+            return true;
+        }
+    } asker;
+    EXPECT_TRUE(IO::ReflectionManager::Enumerate(&asker));
 }
 
 TEST_F(OwnInside, ListsTheAddressSpaceWithoutAGap) {
@@ -123,16 +137,23 @@ TEST_F(OwnInside, ListsTheAddressSpaceWithoutAGap) {
     static constexpr char readOnly[] = "in a region that cannot be written";
     struct Gapless : IO::MemoryRegionVisitor {
         unsigned long long next = 0;
+        unsigned int left = ~0u;
         bool Visit(IO::MemoryRegion const & region) override {
             EXPECT_EQ(region.base, next);
             next = region.base + region.size;
             auto const place = reinterpret_cast<std::uintptr_t>(readOnly);
             EXPECT_TRUE(place < region.base || place >= next ||
                         region.state == IO::MemoryRegion::State::Committed);
-            return true;
+            return --left != 0;
         }
     } gapless;
     IO::EnumerateMemoryRegions(gapless);
+    for (unsigned int const most : {1, 2, 3, 4}) {
+        gapless.next = 0;
+        gapless.left = most;
+        IO::EnumerateMemoryRegions(gapless);
+        EXPECT_EQ(gapless.left, 0u) << "goes on behind its end";
+    }
     std::set<std::string> names;
     for (std::string const & name : regions.folders) {
         EXPECT_TRUE(names.insert(name).second) << name << " is there twice";
@@ -146,6 +167,39 @@ TEST_F(OwnInside, ListsTheAddressSpaceWithoutAGap) {
     }
     EXPECT_EQ(GetColumns(space), (Texts{"begin address", "address space size", "status",
                                         "used size", "percentage of usage"}));
+}
+
+// Nobody's walk down all regions would end otherwise: the process takes and frees memory meanwhile.
+TEST_F(OwnInside, KnowsTheLastThousandsOfRegionsThatHaveGone) {
+    IO::ReflectableUse const use(space);
+    Reflectable const & inside = *use.Get();
+    RelativeLocation const space("Memory/AddressSpace");
+    Mu::Array<Name> folders;
+    Mu::Array<Name> things;
+    Mu::Array<Name> regions[2];
+    for (unsigned int round = 0; round < 2; ++round) {
+        std::vector<std::unique_ptr<Tests::Region>> made;
+        for (unsigned int i = 0; i < 2 * 4200; ++i)
+            made.push_back(std::make_unique<Tests::Region>((round + 1) * 0x13000));
+        for (unsigned int i = 0; i < made.size(); i += 2) // so that none lies beside another one
+            made[i] = nullptr;
+        ASSERT_TRUE(inside.GetChildren(space, &regions[round], &things));
+        made.clear();
+        ASSERT_TRUE(inside.GetChildren(space, &folders, &things));
+        for (unsigned int listed = 0; listed <= round; ++listed)
+            for (unsigned int i = 0; i < regions[listed].GetSize(); i += 1000) {
+                RelativeLocation const place(space, regions[listed][i]);
+                EXPECT_TRUE(folders.Contains(regions[listed][i]) ||
+                            inside.GetChildren(place, &things, &things) == (listed == round));
+            }
+    }
+    EXPECT_FALSE(
+        inside.GetChildren(RelativeLocation("Memory/AddressSpace/0x1,1,C"), &folders, &things));
+    RelativeLocation const elsewhere(RelativeLocation("Memory/Space"), regions[1][0]);
+    EXPECT_FALSE(inside.GetChildren(elsewhere, &folders, &things));
+    EXPECT_FALSE(inside.GetEntries(nullptr, {}, {}, &folders, &things));
+    Mu::Array<Reflectable::AttributeValue> values;
+    EXPECT_FALSE(inside.GetEntryAttributeValues(nullptr, "x", {}, {}, &values));
 }
 
 TEST_F(OwnInside, ShowsZerosWhileNothingIsCounted) {
@@ -188,6 +242,7 @@ TEST_F(OwnInside, FindsACountedBlockInItsRegion) {
         EXPECT_TRUE(roots[0].starts_with("Root {0x"));
         at = Below(Below(space, found), roots[0]);
         size = std::stoull(GetValues(at)[0]);
+        EXPECT_LE(std::stoull(GetValues(at)[1]), size) << "a byte or more for each";
     }
     ASSERT_GE(size, 8000u);
     std::string leaf;
@@ -222,6 +277,7 @@ TEST_F(OwnInside, FindsACountedBlockInItsRegion) {
 
 TEST_F(OwnInside, ShowsTheAddressTree) {
     RelativeLocation const held("an unlikely name/below it");
+    RelativeLocation const second("an unlikely name/beside it");
     RelativeLocation const tree("Kestrel/AddressTree");
     EXPECT_EQ(GetColumns(tree),
               (Texts{"name", "parent", "next", "left child", "reference counter"}));
@@ -235,9 +291,13 @@ TEST_F(OwnInside, ShowsTheAddressTree) {
     ASSERT_FALSE(found.empty());
     EXPECT_EQ(GetValues(Below(tree, found))[1], root.folders[0]);
     Texts const below = List(Below(tree, found)).files;
-    ASSERT_EQ(below.size(), 1u);
+    ASSERT_EQ(below.size(), 2u);
     EXPECT_EQ(GetValues(Below(tree, found))[3], below[0]);
-    EXPECT_EQ(GetValues(Below(tree, below[0]))[0], "below it");
+    Texts const child = GetValues(Below(tree, below[0]));
+    EXPECT_EQ(child[0].substr(0, 2), "be");
+    EXPECT_EQ(child[2], below[1]);
+    RelativeLocation const copies[] = {held, second, held, second};
+    EXPECT_EQ(std::stoi(GetValues(Below(tree, below[0]))[4]), std::stoi(child[4]) + 2);
     RelativeLocation deep(tree);
     for (int i = 0; i < 50; ++i)
         ASSERT_EQ(deep.Append(Name(U(found))), IO::NoError);
@@ -263,44 +323,11 @@ TEST_F(OwnInside, ShowsTheMounts) {
 
 // A host deletes its file system when Unmount has returned; it does not know of inspectors.
 TEST_F(OwnInside, HasNoFolderOfWhatIsUnmounted) {
-    struct Left : IO::MemoryVFS {
-        std::atomic<bool> isLeft = false;
-        void Unmounted() override {
-            MemoryVFS::Unmounted();
-            isLeft = true;
-        }
-    };
-    struct Slow : IO::MemoryFolderEntry {
-        Left & system;
-        std::atomic<int> & state; // 1: an inspector is in it, 2: the system is gone
-        Slow(Left & system, std::atomic<int> & state)
-            : MemoryFolderEntry(false), system(system), state(state) {}
-        EnumerateStatus Enumerate(IO::EntryEnumerator &) override {
-            state = 1;
-            while (!system.isLeft)
-                std::this_thread::yield();
-            for (int i = 0; i < 20 && state == 1; ++i)
-                std::this_thread::yield();
-            EXPECT_EQ(state, 1);
-            return EnumerateStatus::Done;
-        }
-    };
     Tests::LogCapture const log;
-    std::atomic<int> state = 0;
-    auto system = std::make_unique<Left>();
-    ASSERT_EQ(IO::fileSystem.Mount(*system, IO::Location("C:\\Kestrel left")), IO::NoError);
-    ASSERT_EQ(
-        IO::Folder(IO::Location("C:\\Kestrel left")).CreateFolder("slow", new Slow(*system, state)),
-        IO::NoError);
-    RelativeLocation const mounts("Kestrel/Virtual file systems");
-    std::thread inspector(
-        [&] { static_cast<void>(List(Below(Below(mounts, "C:\\Kestrel left"), "slow"))); });
-    while (state == 0)
-        std::this_thread::yield();
-    EXPECT_EQ(IO::fileSystem.Unmount(*system), IO::NoError);
-    state = 2;
-    system.reset();
-    inspector.join();
+    IO::MemoryVFS system;
+    ASSERT_EQ(IO::fileSystem.Mount(system, IO::Location("C:\\Kestrel left")), IO::NoError);
+    Tests::ExpectWaits("Kestrel/Virtual file systems",
+                       [&] { EXPECT_EQ(IO::fileSystem.Unmount(system), IO::NoError); });
 }
 
 TEST_F(OwnInside, ShowsTheFileTypes) {
@@ -323,6 +350,8 @@ TEST_F(OwnInside, ShowsTheFileTypes) {
     EXPECT_EQ(GetValues(tiff), (Texts{"TIFF File", "tif;tiff", "TIFF", "MUPM", "206"}));
     EXPECT_EQ(GetValues(Below(tiff, "one more")), GetValues(tiff));
     EXPECT_TRUE(List(tiff).isThere);
+    GetValues(Below(Below(tiff, "one more"), "and more"), false);
+    GetValues(Below(image, std::to_string(pdf)), false);
     EXPECT_FALSE(List(Below(tiff, "one more")).isThere);
     EXPECT_FALSE(List(Below(image, std::to_string(pdf))).isThere) << "it is a document";
     EXPECT_FALSE(List(Below(types, "0")).isThere);

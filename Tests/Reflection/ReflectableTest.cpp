@@ -1,6 +1,7 @@
 #include <Kestrel/Reflection/Reflectable.h>
 
 #include "Tests/Support/FaultSweep.h"
+#include "Tests/Support/Reflection/Level.h"
 
 #include <Kestrel/Location/RelativeLocation.h>
 
@@ -45,7 +46,6 @@ TEST(AttributeValue, ReadsAlikeOnAllPlatforms) {
         EXPECT_EQ(copy.value.integer, row.value.value.integer);
     }
     EXPECT_STREQ(Reflectable::Attribute().GetTypeString(), "");
-    EXPECT_STREQ(Reflectable::Attribute("a", Reflectable::Attribute::Real).GetTypeString(), "Real");
 }
 
 TEST(Reflectable, ReadsItsNamesBack) {
@@ -113,7 +113,12 @@ TEST(Reflectable, MatchesPatternsOfNames) {
     // Where the platform takes two spellings for one name, so does a name of a pattern.
     EXPECT_EQ(Reflectable::Matches(RelativeLocation("A"), "a"), Name("A") == "a");
     char const * const none = nullptr;
+    auto const & nowhere = Tests::NullReference<RelativeLocation const>();
     EXPECT_FALSE(Reflectable::Matches(RelativeLocation("A"), none));
+    EXPECT_FALSE(Reflectable::Matches(RelativeLocation("A"), nowhere));
+    EXPECT_FALSE(Reflectable::Matches(nowhere, RelativeLocation("A")));
+    EXPECT_EQ(Reflectable::GetName(nowhere, 0), Name());
+    EXPECT_EQ(Reflectable::GetLastName(nowhere), Name());
 }
 
 struct Small : Reflectable {
@@ -124,6 +129,11 @@ struct Small : Reflectable {
         Connect(root, leaf);
         Connect(group, group);
         Connect(root, nullptr);
+        AddAttribute(nullptr, "none", Attribute::Real);
+        AddAttribute(nullptr, Mu::UniString("none"), Attribute::Real);
+        AddAttribute(leaf, static_cast<char const *>(nullptr), Attribute::Real);
+        CopyAttributes(nullptr, leaf);
+        CopyAttributes(leaf, nullptr);
     }
 };
 
@@ -142,40 +152,56 @@ TEST(Reflectable, SharesItsEntriesWithItsCopies) {
     EXPECT_TRUE(third.GetChildren(RelativeLocation(), &folders, &files));
     EXPECT_TRUE(folders == (Mu::Array<Name>{Name("leaf")}));
     third = Reflectable();
+    Mu::Array<Reflectable::Attribute> attributes{Reflectable::Attribute()};
+    Mu::Array<Value> values{Value()};
     EXPECT_TRUE(third.GetChildren(RelativeLocation("leaf"), &folders, &files)) << "no tree now";
-    EXPECT_TRUE(folders.IsEmpty());
+    EXPECT_TRUE(third.GetAttributes(RelativeLocation("leaf"), &attributes));
+    EXPECT_TRUE(third.GetAttributeValues(RelativeLocation("leaf"), &values));
+    EXPECT_TRUE(folders.IsEmpty() && attributes.IsEmpty() && values.IsEmpty());
     EXPECT_FALSE(second.GetChildren(RelativeLocation("leaf/further"), &folders, &files));
-    EXPECT_FALSE(second.GetChildren(RelativeLocation("a//b"), &folders, &files));
-    EXPECT_FALSE(second.GetChildren(RelativeLocation(), nullptr, &files));
-    EXPECT_FALSE(second.GetChildren(RelativeLocation(), &folders, nullptr));
-    EXPECT_FALSE(second.GetAttributes(RelativeLocation(), nullptr));
+    Tests::ByteOChannel channel;
+    EXPECT_FALSE(second.GetContent(Tests::MakeInvalidRelative(), channel));
+    Tests::ExpectRefusesNulls(second);
+    folders = files = {Name("old")};
+    values.Emplace(1);
+    EXPECT_FALSE(second.GetEntries(second.group, {}, {}, &folders, &files));
+    EXPECT_FALSE(second.GetEntryAttributeValues(second.group, "x", {}, {}, &values));
+    EXPECT_TRUE(folders.IsEmpty() && files.IsEmpty() && values.IsEmpty()) << "nothing, by default";
 }
 
 TEST(Reflectable, EndsTheSearchInATreeWithoutEnd) {
-    Small tree;
-    Reflectable::StaticEntry * const loop = tree.CreateStaticEntry("loop");
-    Reflectable::Connect(loop, loop);
-    Reflectable::Connect(loop, tree.leaf);
-    Reflectable::Connect(tree.root, tree.CreateCollectorEntry("all", loop, tree.group));
+    unsigned int lists = 0;
+    Tests::Level tree(
+        nullptr, {},
+        [&](auto const &, auto & folders, auto &) {
+            ++lists;
+            folders.Emplace();
+        },
+        [](auto const &, auto &) {}, "leaf");
+    Reflectable::Connect(tree.group, tree.group);
+    Reflectable::StaticEntry * const fork = tree.CreateStaticEntry("fork");
+    Reflectable::Connect(fork, tree.group);
+    Reflectable::Connect(fork, tree.group);
+    Reflectable::Connect(tree.CreateRootEntry(),
+                         tree.CreateCollectorEntry("all", fork, tree.CreateRootEntry()));
     Mu::Array<Name> folders;
     Mu::Array<Name> files;
     EXPECT_TRUE(tree.GetChildren(RelativeLocation("all"), &folders, &files));
     EXPECT_TRUE(folders.IsEmpty() && files.IsEmpty());
+    EXPECT_EQ(lists, 2 * 999u) << "either way as deep as trees may be";
 }
 
 // Only the names that it reads and lists take memory, one block each.
 TEST(Reflectable, TakesNoMemoryForWhatItWorksWith) {
-    struct Deep : Small {
-        Deep() { Connect(leaf, group); }
-        bool GetEntries(CustomEntryGroup const *, Mu::Array<Entry const *> const &,
-                        Mu::Array<Name> const &, Mu::Array<Name> * folders,
-                        Mu::Array<Name> *) const override {
+    Tests::Level tree(
+        nullptr, {},
+        [](auto const &, auto & folders, auto &) {
             for (int i = 0; i < 256; ++i)
-                folders->Emplace(); // an empty name takes none
-            folders->GetLast() = "x";
-            return true;
-        }
-    } const tree;
+                folders.Emplace(); // an empty name takes none
+            folders.GetLast() = "x";
+        },
+        [](auto const &, auto &) {}, "leaf");
+    Reflectable::Connect(tree.group, tree.group);
     RelativeLocation location("leaf");
     unsigned int const depth = 30;
     for (unsigned int i = 0; i < depth; ++i)

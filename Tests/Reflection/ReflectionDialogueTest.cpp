@@ -10,12 +10,14 @@
 #include <Kestrel/Reflection/Reflectable.h>
 #include <Kestrel/Reflection/ReflectionStreams.h>
 #include <Kestrel/Root/Threads/Process.h>
+#include <Kestrel/Root/Threads/Thread.h>
 
 #include <gtest/gtest.h>
 
 #include <random>
 #include <stdexcept>
 #include <string>
+#include <thread>
 #include <vector>
 
 namespace {
@@ -118,6 +120,18 @@ TEST(ReflectionDialogue, AnswersByteForByte) {
         unsigned int const size = static_cast<unsigned int>(row.answer.size());
         EXPECT_EQ(Serve(row.request, 1000, size), row.answer) << row.what;
         EXPECT_EQ(Serve(row.request, 1000, size - 1), "") << row.what << ", which is too long";
+        // The limit holds for the name of the request and for its body.
+        std::size_t const name = row.request[0] == '\xff' ? 5 : row.request[0];
+        std::size_t const head = name + (row.request[0] == '\xff' ? 5 : 1) + 4;
+        std::size_t const body = std::max(row.request.size(), head) - head;
+        unsigned int const limit = static_cast<unsigned int>(std::max(name, body));
+        EXPECT_EQ(Serve(row.request, limit), row.answer) << row.what;
+        EXPECT_EQ(Serve(row.request, limit - 1), "") << row.what;
+        for (std::size_t cut = 0; cut < body; ++cut) {
+            std::string request = row.request.substr(0, head + cut);
+            request[head - 4] = static_cast<char>(cut);
+            EXPECT_EQ(Serve(request), FromHex("00000000")) << row.what << ", with a body cut";
+        }
         all += row.request;
         answers += row.answer;
     }
@@ -161,10 +175,16 @@ TEST(ReflectionDialogue, FindsNothingAtALocationThatTakesTooLong) {
     }
 }
 
-TEST(ReflectionDialogue, AsksAClassThatKnowsItsValuesItself) {
-    OwnValues const values;
-    EXPECT_EQ(Serve(MakeRows()[8].request),
-              FromHex("1a000000 01000000 02 0100000000000000 01000000 02 0100000000000000"));
+TEST(ReflectionDialogue, EndsInTheMiddleOfManyValuesWithItsThread) {
+    unsigned int asked = 0;
+    Tests::Level const slow(
+        "dt/v", {}, [](auto const &, auto &, auto &) {},
+        [&](auto const &, auto &) {
+            ++asked;
+            Mu::Thread::GetCurrent().Cancel();
+        });
+    std::thread([] { EXPECT_EQ(Serve(MakeRows()[8].request), ""); }).join();
+    EXPECT_EQ(asked, 1u);
 }
 
 // Whatever comes, each answer is whole, and nothing but an end of the connection happens.
@@ -203,16 +223,18 @@ TEST(ReflectionStreams, ChooseTheFormByTheLength) {
         IO::Read(input, &read);
         EXPECT_TRUE(read == U(text)) << length;
     }
-    Mu::UniString const wide = U("a\xc3\xa4");
-    Tests::TextOutput narrow;
-    IO::Write(narrow, wide);
-    std::string bytes = wide.ToCStr().GetText();
-    bytes.resize(2);
-    EXPECT_EQ(narrow.bytes, "\x02" + bytes) << "as many bytes as units";
-    Tests::TextInput hostile;
-    hostile.bytes = FromHex("ff ffffff3f") + "few";
-    Mu::UniString read;
-    EXPECT_THROW(IO::Read(hostile, &read), Mu::IOException) << "and no memory for what is told";
+    for (unsigned int length = 1; length < 10; ++length)
+        for (char16_t const unit : {u'\x7f', u'\x80', u'\xe4', u'\x100', u'\x4e00'})
+            for (unsigned int at = 0; at < length; ++at) {
+                std::u16string text(length, u'x');
+                text[at] = unit;
+                Mu::UniString const wide{std::u16string_view(text)};
+                Tests::TextOutput narrow;
+                IO::Write(narrow, wide);
+                std::string bytes = wide.ToCStr().GetText();
+                bytes.resize(length);
+                EXPECT_EQ(narrow.bytes, static_cast<char>(length) + bytes) << "a byte for a unit";
+            }
 }
 
 } // namespace

@@ -1,17 +1,14 @@
 #include <Kestrel/Reflection/ReflectionManager.h>
 
-#include "Tests/Support/FaultSweep.h"
+#include "Tests/Support/Reflection/Level.h"
 
-#include <Kestrel/Reflection/Internal/ReflectableUse.h>
 #include <Kestrel/Reflection/Reflectable.h>
 
 #include <gtest/gtest.h>
 
-#include <atomic>
 #include <memory>
 #include <random>
 #include <string>
-#include <thread>
 #include <vector>
 
 namespace {
@@ -98,23 +95,20 @@ TEST(ReflectionManager, RegistersInTheConstructorUnlessThereIsOne) {
         Reflectable const first(RelativeLocation("self"));
         Reflectable const second(RelativeLocation("self/below"));
         EXPECT_EQ(ReflectionManager::Find(RelativeLocation("self/below"), nullptr), &first);
+        Reflectable copy;
+        copy = first;
+        EXPECT_TRUE(ReflectionManager::Register(RelativeLocation("copy"), &copy, true));
     }
     EXPECT_EQ(ReflectionManager::Find(RelativeLocation("self"), nullptr), nullptr);
+    EXPECT_EQ(ReflectionManager::Find(RelativeLocation("copy"), nullptr), nullptr);
+    auto const & none = Tests::NullReference<RelativeLocation const>();
+    Reflectable object;
+    EXPECT_FALSE(ReflectionManager::Register(none, &object, false));
+    EXPECT_FALSE(ReflectionManager::Register(Tests::MakeInvalidRelative(), &object, false));
+    EXPECT_EQ(ReflectionManager::Find(none, nullptr), nullptr);
     EXPECT_FALSE(ReflectionManager::Register(RelativeLocation("self"), nullptr, false));
     EXPECT_FALSE(ReflectionManager::Enumerate(nullptr));
     ReflectionManager::Unregister(nullptr);
-}
-
-TEST(ReflectionManager, MeetsEveryFailedAllocation) {
-    SweepAllocations([](bool failed) {
-        Reflectable object;
-        bool const isIn = ReflectionManager::Register(RelativeLocation("sweep/a"), &object, true);
-        RelativeLocation rest;
-        Reflectable * const found = ReflectionManager::Find(RelativeLocation("sweep/a/b"), &rest);
-        EXPECT_TRUE(failed || found == &object);
-        EXPECT_TRUE(found == nullptr || isIn);
-        ReflectionManager::Unregister(&object);
-    });
 }
 
 // Hooks run without a lock, so that they may do all this themselves.
@@ -136,45 +130,10 @@ TEST(ReflectionManager, LetsAVisitChangeTheTable) {
     EXPECT_EQ(ReflectionManager::Find(RelativeLocation("made"), nullptr), nullptr);
 }
 
-// An object is gone only when nobody is in it any more.
 TEST(ReflectionManager, WaitsForQuestionsBeforeAnObjectGoes) {
-    struct Mortal : Reflectable {
-        std::atomic<int> * living;
-        explicit Mortal(std::atomic<int> * living) : living(living) {
-            ++*living;
-            ReflectionManager::Register(RelativeLocation("mortal"), this, false);
-        }
-        ~Mortal() override {
-            ReflectionManager::Unregister(this);
-            living->store(0);
-        }
-        bool GetAttributes(RelativeLocation const &, Mu::Array<Attribute> *) const override {
-            for (int i = 0; i < 50; ++i)
-                if (living->load() == 0)
-                    return false;
-            return true;
-        }
-    };
-    std::atomic<int> living = 0;
-    std::atomic<bool> done = false;
-    std::atomic<unsigned int> met = 0;
-    std::vector<std::thread> askers;
-    for (int i = 0; i < 3; ++i)
-        askers.emplace_back([&] {
-            while (!done) {
-                IO::ReflectableUse const use(RelativeLocation("mortal/x"));
-                if (use.Get() == nullptr)
-                    continue;
-                ++met;
-                Mu::Array<Reflectable::Attribute> attributes;
-                EXPECT_TRUE(use.Get()->GetAttributes(use.GetRest(), &attributes));
-            }
-        });
-    for (int i = 0; i < 500 || met < 100; ++i)
-        Mortal const mortal(&living);
-    done = true;
-    for (std::thread & asker : askers)
-        asker.join();
+    Reflectable object;
+    ASSERT_TRUE(ReflectionManager::Register(RelativeLocation("mortal"), &object, true));
+    Tests::ExpectWaits("mortal", [&] { ReflectionManager::Unregister(&object); });
 }
 
 } // namespace

@@ -8,12 +8,9 @@
 #include <Kestrel/Root/Streams/OChannel.h>
 #include <Kestrel/Socket/ServerSocket.h>
 #include <Kestrel/Socket/Socket.h>
-#include <Kestrel/Socket/SocketExceptions.h>
 
 #include <algorithm>
 #include <atomic>
-#include <chrono>
-#include <functional>
 #include <map>
 #include <mutex>
 #include <random>
@@ -80,9 +77,8 @@ class DrawnTree : public IO::Reflectable {
 public:
     using Reflectable::ToName;
 
-    /// One that flickers shows a part of its things each time. With a count it is one level of numbers.
-    explicit DrawnTree(unsigned int seed, bool flickers = false, unsigned int count = 0)
-        : random(seed), flickers(flickers) {
+    /// With a count it is one level of numbers.
+    explicit DrawnTree(unsigned int seed, unsigned int count = 0) : random(seed) {
         folders[{}].hasAttributes = true;
         for (unsigned int i = 0; i < count; ++i)
             folders[{}].things.push_back(U16(ToName(i)));
@@ -103,11 +99,9 @@ public:
         if (found == folders.end())
             return false;
         for (std::u16string const & name : found->second.folders)
-            if (IsShown())
-                below->Push(IO::Name(name));
+            below->Push(IO::Name(name));
         for (std::u16string const & name : found->second.things)
-            if (IsShown())
-                files->Push(IO::Name(name));
+            files->Push(IO::Name(name));
         return true;
     }
     bool GetAttributes(IO::RelativeLocation const & place,
@@ -121,15 +115,12 @@ public:
     }
     bool GetAttributeValues(IO::RelativeLocation const & place,
                             Mu::Array<AttributeValue> * values) const override {
-        if (!IsShown())
-            return false;
         values->Push(ToNumber(ToPath(place)));
         values->Push("\\\r\n\x1b]0;");
         return true;
     }
     bool GetContent(IO::RelativeLocation const & place, Mu::OChannel & channel) const override {
-        if (IsShown())
-            channel << ToContent(ToPath(place)).c_str();
+        channel << ToContent(ToPath(place)).c_str();
         return true;
     }
 
@@ -159,10 +150,6 @@ private:
     }
     static std::string ToContent(Path const & path) {
         return "number: " + std::to_string(ToNumber(path)) + "\r\n";
-    }
-    bool IsShown() const {
-        std::lock_guard const guard(mutex);
-        return !flickers || random() % 4 != 0;
     }
     std::u16string DrawName(Path const & path) {
         std::u16string name = DrawPiece(random);
@@ -223,20 +210,22 @@ private:
         }
     }
 
-    mutable std::mt19937 random;
-    mutable std::mutex mutex;
-    bool const flickers;
+    std::mt19937 random;
     std::map<Path, Level> folders;
     Things expected;
 };
 
-/// Serves one connection after the other, on a thread of its own.
-class Acceptor {
+/// Answers inspectors, one after the other, on a thread of its own; or does harm to the answers.
+class LinkServer {
 public:
-    explicit Acceptor(std::function<void(IO::Socket::Socket &)> toServe)
-        : serve(std::move(toServe)), server(0, 8, IO::Socket::InternetAddress::Loopback),
-          thread([this] { Run(); }) {}
-    ~Acceptor() {
+    struct Harm {
+        unsigned int bytes = ~0u; ///< behind which the connection ends
+        bool again = false;       ///< each time that so many were written, instead of once
+        bool stalls = false;      ///< nothing comes any more, instead of the end
+    };
+
+    LinkServer() : server(0, 8, IO::Socket::InternetAddress::Loopback), thread([this] { Run(); }) {}
+    ~LinkServer() {
         isEnding = true;
         {
             std::lock_guard const guard(mutex);
@@ -245,13 +234,36 @@ public:
         }
         thread.join();
     }
-    Acceptor(Acceptor const &) = delete;
-    Acceptor & operator=(Acceptor const &) = delete;
 
     unsigned short GetPort() const { return server.GetLocalPort(); }
     std::size_t CountConnections() const { return connections; }
+    std::size_t CountQuestions() const { return questions; }
+    void SetHarm(Harm const & now) {
+        std::lock_guard const guard(mutex);
+        harm = now;
+        left = now.bytes;
+        stalls = now.stalls;
+    }
 
 private:
+    struct Answers : Mu::OBinaryChannel {
+        LinkServer & server;
+        Mu::OBinaryChannel & output;
+        Answers(LinkServer & server, Mu::OBinaryChannel & output)
+            : server(server), output(output) {}
+        void Write(char const * source, unsigned int size) override {
+            // Counted before they are answered, so that who has the answer finds it counted.
+            ++server.questions;
+            unsigned int const part = server.Allow(size);
+            output.Write(source, part);
+            output.Flush();
+            if (part < size && !server.stalls)
+                throw Mu::IOException("the end of the link");
+        }
+        void Flush() override {}
+        void Close() override {}
+    };
+
     void Run() {
         while (!isEnding) {
             Mu::Ref<IO::Socket::Socket, Mu::AtomicCounter> socket;
@@ -260,145 +272,47 @@ private:
                 if (!socket)
                     continue;
                 ++connections;
-                Register(socket.Get());
-                serve(*socket);
+                Begin(socket.Get());
+                Serve(*socket);
             } catch (Mu::UniString const &) {
             } catch (std::exception const &) {
             }
-            Register(nullptr);
+            std::lock_guard const guard(mutex);
+            current = nullptr;
         }
     }
-    void Register(IO::Socket::Socket * socket) {
+    void Begin(IO::Socket::Socket * socket) {
         std::lock_guard const guard(mutex);
+        left = left != 0 ? left : harm.again ? harm.bytes : ~0u;
         current = socket;
-        if (socket != nullptr && isEnding)
+        if (isEnding)
             socket->Close();
     }
-
-    std::function<void(IO::Socket::Socket &)> const serve;
-    IO::Socket::ServerSocket server;
-    std::mutex mutex;
-    IO::Socket::Socket * current = nullptr;
-    std::atomic<std::size_t> connections = 0;
-    std::atomic<bool> isEnding = false;
-    std::thread thread;
-};
-
-/// Answers inspectors.
-class LinkServer {
-public:
-    unsigned short GetPort() const { return acceptor.GetPort(); }
-    std::size_t CountQuestions() const { return questions; }
-
-private:
-    // Counted before they are answered, so that who has the answer finds it counted.
-    struct Answers : Mu::OBinaryChannel {
-        std::atomic<std::size_t> & count;
-        Mu::OBinaryChannel & output;
-        Answers(std::atomic<std::size_t> & count, Mu::OBinaryChannel & output)
-            : count(count), output(output) {}
-        void Write(char const * source, unsigned int size) override {
-            ++count;
-            output.Write(source, size);
-        }
-        void Flush() override { output.Flush(); }
-        void Close() override {}
-    };
-
+    unsigned int Allow(unsigned int size) {
+        std::lock_guard const guard(mutex);
+        size = std::min(size, left);
+        left -= size;
+        return size;
+    }
     void Serve(IO::Socket::Socket & socket) {
         socket.SetTCPNoDelay(true);
         Mu::UniString const ident("drawn");
-        Answers answers(questions, socket.GetOutputChannel());
+        Answers answers(*this, socket.GetOutputChannel());
         IO::ReflectionDialogue dialogue(socket.GetInputChannel(), answers, ident, 1 << 24, 1 << 28);
         while (dialogue.ServeRequest()) {
         }
     }
 
+    IO::Socket::ServerSocket server;
+    std::atomic<std::size_t> connections = 0;
     std::atomic<std::size_t> questions = 0;
-    Acceptor acceptor{[this](IO::Socket::Socket & socket) { Serve(socket); }};
-};
-
-/// Stands between an inspector and a process, and does harm to the answers.
-class BadLink {
-public:
-    struct Harm {
-        unsigned int bytes = ~0u; ///< behind which the connection ends
-        bool again = false;       ///< each time that so many came, instead of once
-        bool stalls = false;      ///< nothing comes any more, instead of the end
-        bool delays = false;      ///< they come in pieces, with pauses
-        bool changes = false;     ///< some of them
-    };
-
-    BadLink(unsigned short process, unsigned int seed) : process(process), random(seed) {}
-    ~BadLink() { isEnding = true; }
-
-    unsigned short GetPort() const { return acceptor.GetPort(); }
-    std::size_t CountConnections() const { return acceptor.CountConnections(); }
-    /// From the next connection on.
-    void SetProcess(unsigned short port) { process = port; }
-    void SetHarm(Harm const & now) {
-        std::lock_guard const guard(mutex);
-        harm = now;
-        left = now.bytes;
-    }
-
-private:
-    using Socket = IO::Socket::Socket;
-
-    void Pass(Socket & inspector) {
-        {
-            std::lock_guard const guard(mutex);
-            left = left != 0 ? left : harm.again ? harm.bytes : ~0u;
-        }
-        Socket inspected(IO::Socket::InternetAddress::Loopback, process);
-        inspector.SetTCPNoDelay(true);
-        for (Socket * const socket : {&inspector, &inspected})
-            socket->SetTimeout(
-                20); // to see whether it is over; no write fills the system's buffers
-        std::atomic<bool> isOver = false;
-        std::thread questions([&] { Pump(inspector, inspected, false, isOver); });
-        Pump(inspected, inspector, true, isOver);
-        questions.join();
-    }
-    // Until either end is over.
-    void Pump(Socket & from, Socket & to, bool areAnswers, std::atomic<bool> & isOver) {
-        char bytes[1024];
-        while (!isOver && !isEnding)
-            try {
-                unsigned int count = from.GetInputChannel().Read(bytes, Draw(areAnswers));
-                isOver = isOver || count == 0 || (areAnswers && !DoHarm(bytes, &count));
-                to.GetOutputChannel().Write(bytes, count);
-                to.GetOutputChannel().Flush();
-            } catch (IO::Socket::SocketTimeoutException const &) {
-            } catch (std::exception const &) {
-                isOver = true;
-            }
-    }
-    // How much to take at a time.
-    unsigned int Draw(bool areAnswers) {
-        std::lock_guard const guard(mutex);
-        if (!areAnswers || !harm.delays)
-            return 1024;
-        std::this_thread::sleep_for(std::chrono::microseconds(random() % 2000));
-        return 1 + random() % 300;
-    }
-    bool DoHarm(char * bytes, unsigned int * count) {
-        std::lock_guard const guard(mutex);
-        bool const isCut = *count > left;
-        *count = std::min(*count, left);
-        left -= *count;
-        if (harm.changes && *count > 0 && random() % 8 == 0)
-            bytes[random() % *count] = static_cast<char>(random());
-        return !isCut || harm.stalls;
-    }
-
-    std::atomic<unsigned short> process;
     std::atomic<bool> isEnding = false;
+    std::atomic<bool> stalls = false;
     std::mutex mutex; // on what follows
-    std::mt19937 random;
+    IO::Socket::Socket * current = nullptr;
     Harm harm;
     unsigned int left = ~0u;
-    Acceptor acceptor{[this](Socket & socket) { Pass(socket); }};
+    std::thread thread;
 };
 
 } // namespace Tests

@@ -1,13 +1,19 @@
 #pragma once
 
-#include "Tests/Support/Text.h"
+#include "Tests/Support/Location/Locations.h"
+#include "Tests/Support/Root/ByteChannels.h"
 
 #include <Kestrel/Location/RelativeLocation.h>
+#include <Kestrel/Reflection/Internal/ReflectableUse.h>
 #include <Kestrel/Reflection/Reflectable.h>
 #include <Kestrel/Reflection/ReflectionManager.h>
 
+#include <gtest/gtest.h>
+
+#include <atomic>
 #include <functional>
 #include <string>
+#include <thread>
 #include <type_traits>
 #include <utility>
 #include <vector>
@@ -28,6 +34,46 @@ Texts ToTexts(Mu::Array<T> const & items) {
         else
             texts.push_back(ToUtf8(item));
     return texts;
+}
+
+/// No query about nothing, or without a place for the result, has one.
+inline void ExpectRefusesNulls(IO::Reflectable const & asked) {
+    IO::RelativeLocation const top;
+    auto const & none = NullReference<IO::RelativeLocation const>();
+    Mu::Array<IO::Name> names;
+    Mu::Array<IO::Reflectable::Attribute> attributes;
+    Mu::Array<IO::Reflectable::AttributeValue> values;
+    ByteOChannel channel;
+    EXPECT_FALSE(asked.GetChildren(none, &names, &names));
+    EXPECT_FALSE(asked.GetChildren(top, nullptr, &names));
+    EXPECT_FALSE(asked.GetChildren(top, &names, nullptr));
+    EXPECT_FALSE(asked.GetAttributes(none, &attributes));
+    EXPECT_FALSE(asked.GetAttributes(top, nullptr));
+    EXPECT_FALSE(asked.GetAttributeValues(none, &values));
+    EXPECT_FALSE(asked.GetAttributeValues(top, nullptr));
+    EXPECT_FALSE(asked.GetContent(none, channel));
+    EXPECT_FALSE(asked.GetContent(top, NullReference<Mu::OChannel>()));
+}
+
+/// What `end` does waits until the object at the place is not in use any more.
+template <typename End>
+void ExpectWaits(char const * place, End const & end) {
+    std::atomic<bool> isInUse = false;
+    std::atomic<bool> hasEnded = false;
+    std::thread inspector([&] {
+        IO::ReflectableUse const use{IO::RelativeLocation(place)};
+        EXPECT_NE(use.Get(), nullptr);
+        isInUse = true;
+        for (int i = 0; i < 50; ++i) {
+            std::this_thread::yield();
+            EXPECT_FALSE(hasEnded);
+        }
+    });
+    while (!isInUse)
+        std::this_thread::yield();
+    end();
+    hasEnded = true;
+    inspector.join();
 }
 
 /// An object with one dynamic level, below its root or a fixed one there, whose hooks a test gives it.
