@@ -1,5 +1,6 @@
 #include <Kestrel/FileSystem/FileSystem.h>
 
+#include <Kestrel/FileSystem/Folder.h>
 #include <Kestrel/FileSystem/Internal/Start.h>
 #include <Kestrel/FileSystem/Internal/WinFileSystem.h>
 #include <Kestrel/Root/Threads/Lock.h>
@@ -342,24 +343,20 @@ TEST(FileSystem, EnumeratesTheComputerItsDrivesAndTheMounts) {
 }
 
 TEST(FileSystem, DoesNotHoldItsLockWhileAnEntryWorks) {
-    class Looker final : public IO::EntryEnumerator {
-    public:
-        bool EntryFound(IO::Name const &, bool) override {
-            std::thread([this] {
-                isFree = IO::GetFileSystemLock().TryEnter();
-                if (isFree)
-                    IO::GetFileSystemLock().Leave();
-            }).join();
-            return false;
-        }
-        bool isFree = false;
+    auto const look = [](IO::Folder const &, IO::Name const &, bool, void * isFree) {
+        std::thread([isFree] {
+            *static_cast<bool *>(isFree) = IO::GetFileSystemLock().TryEnter();
+            if (*static_cast<bool *>(isFree))
+                IO::GetFileSystemLock().Leave();
+        }).join();
+        return true;
     };
     Tests::TempFolder folder;
     folder.Write("file", "");
-    Tests::FolderConnection const entry(IO::Location(Mu::UniString(folder.GetPortable())));
-    Looker looker;
-    EXPECT_EQ(entry->Enumerate(looker), IO::FolderEntry::EnumerateStatus::Stopped);
-    EXPECT_TRUE(looker.isFree);
+    bool isFree = false;
+    IO::Folder const place{IO::Location(folder.GetPortable().c_str())};
+    EXPECT_EQ(place.Enumerate(look, &isFree), IO::NoError);
+    EXPECT_TRUE(isFree);
 }
 
 // Over tables of its own, which it must take from the heap.

@@ -71,16 +71,24 @@ TEST(FileSystem, RefusesRootsAndNullsWhereAnEntryIsNeeded) {
         EXPECT_EQ(contained, location == &root);
         contained = false;
     }
-    EXPECT_EQ(front.CreateFolderTree(unhealthy), IO::Error);
-    EXPECT_EQ(front.GetType(healthy, nullptr), IO::Error);
-    EXPECT_EQ(front.GetResolvedType(healthy, nullptr), IO::Error);
-    EXPECT_EQ(front.Contains(healthy, nullptr), IO::Error);
-    EXPECT_EQ(front.GetSpecialLocation(IO::SpecLocId::System, nullptr), IO::Error);
-    EXPECT_FALSE(front.IsOnLine(none));
-    EXPECT_FALSE(front.ResolveLocation(healthy, nullptr));
     IO::FileEntry * entry = nullptr;
-    EXPECT_EQ(front.Connect(nullptr, &entry), IO::Error);
+    IO::Location resolved;
+    unsigned int count = 0;
+    for (MuErrCode const status :
+         {front.CreateFolderTree(unhealthy), front.CreateFolderTree(none),
+          front.CreateFolderTree(none, IO::RelativeLocation()),
+          front.CreateFolderTree(healthy, Tests::NullReference<IO::RelativeLocation const>()),
+          front.GetType(healthy, nullptr), front.GetResolvedType(healthy, nullptr),
+          front.EstimateResolvedType(healthy, nullptr), front.Contains(healthy, nullptr),
+          front.GetSpecialLocation(IO::SpecLocId::System, nullptr), front.CountFiles(none, &count),
+          front.CountFiles(healthy, nullptr), front.CountSize(healthy, nullptr),
+          front.Mount(Tests::NullReference<IO::FixedVFS>(), healthy),
+          front.Mount(Tests::NullReference<IO::RollingVFS>()), front.Connect(nullptr, &entry)})
+        EXPECT_EQ(status, IO::Error);
+    EXPECT_FALSE(front.IsOnLine(none) || front.ResolveLocation(none, &resolved) ||
+                 front.ResolveLocation(healthy, nullptr) || front.ResolveLocation(nullptr));
     front.Disconnect(entry);
+    front.AddPrivateLocation(none);
 }
 
 TEST(FileSystem, CreatesTheMissingPartOfAFolderTree) {

@@ -153,6 +153,8 @@ TEST_P(FileOn, IsCreatedByNewAllOrNothing) {
     EXPECT_EQ(File::New(&file, place / "file", File::OnNotFound::FailQuietly), IO::ErrFileNotFound);
     EXPECT_EQ(file, nullptr);
     EXPECT_EQ(File::New(nullptr, place / "file", File::OnNotFound::Create), IO::Error);
+    EXPECT_EQ(File::New(&file, Tests::NullReference<Location const>(), File::OnNotFound::Create),
+              IO::Error);
     IO::Folder folder(place.GetRoot());
     EXPECT_EQ(File::New(&file, folder, IO::Name("file"), File::OnNotFound::Create), IO::NoError);
     std::unique_ptr<File> const owner(file);

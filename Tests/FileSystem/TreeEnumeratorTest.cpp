@@ -292,11 +292,10 @@ TEST(TreeEnumerator, TakesEachWayThatMeetsNoFolderTwice) {
 TEST(TreeEnumerator, WarnsOfALinkToAFolderAboveIt) {
     Tests::Place const place(false);
     Location const a = Make(place.GetRoot(), "a");
-    Link(a, "self.lnk", a);
     Link(a, "up.lnk", place.GetRoot());
     Tests::LogCapture const log;
     EXPECT_EQ(CountFiles(place.GetRoot()), 0u);
-    EXPECT_EQ(CountWarnings(log), 2u);
+    EXPECT_EQ(CountWarnings(log), 1u);
     EXPECT_TRUE(log.Contains("Recursive link \"" + ToLogText(Location(a, Name("up.lnk"))) +
                              "\" referring to \"" + ToLogText(place.GetRoot()) +
                              "\" is not followed during the enumeration"));

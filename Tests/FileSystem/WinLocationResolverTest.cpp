@@ -59,6 +59,16 @@ TEST(WinLocationResolver, ReadsPaths) {
         EXPECT_EQ(Resolver().LocationToPath(location, &path), row.path != nullptr);
         EXPECT_EQ(ToUtf8(path), row.path != nullptr ? row.path : "");
     }
+    for (auto const & [model, hasPath] : {std::pair("lan.flat", true),
+                                          {"lan.hierarchical", true},
+                                          {"lan.smb", true},
+                                          {"lan.unknown", false},
+                                          {"http", false}}) {
+        IO::Location location;
+        EXPECT_EQ(location.Set(U(std::string(model) + "://host/share")), IO::NoError);
+        Mu::UniString path;
+        EXPECT_EQ(Resolver().LocationToPath(location, &path), hasPath) << model;
+    }
 }
 
 TEST(WinLocationResolver, WritesTheWholePathOrNone) {

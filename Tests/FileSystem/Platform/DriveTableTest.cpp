@@ -106,7 +106,9 @@ TEST(DriveTable, TellsNativePathsFromPortableOnes) {
 }
 
 TEST(DriveTable, PassesOverWhatMakesNoSense) {
-    DriveTable const table(";=;C;D=relative;5=/five;EE=/ee;\\\\host=/h;\\\\h\\s\\t=/t;F=/f;F=/g");
+    DriveTable const table(";=;C;D=relative;5=/five;EE=/ee;\\\\host=/h;\\\\h\\s\\t=/t;F=/f;F=/g;"
+                           "\\\\k\\s=/a;\\\\K\\S=/b");
+    EXPECT_EQ(ToNative(table, u"\\\\k\\s\\x"), "/b/x") << "the last one counts";
     EXPECT_EQ(table.GetFolder('C'), "/");
     EXPECT_EQ(table.GetFolder('D'), "");
     EXPECT_EQ(table.GetFolder('E'), "");

@@ -73,37 +73,35 @@ TEST(RecordingFileCalls, SaysWhatItCanAboutAnUnknownNumber) {
 }
 
 TEST(RecordingFileCalls, WritesInPieces) {
+    static char const memory[1] = {};
     class Pieces : public ForwardingFileCalls {
     public:
         Pieces() : ForwardingFileCalls(GetPlatformFileCalls()) {}
         unsigned int WriteFile(FileHandle, char const * source, unsigned int count,
                                unsigned int * written) override {
+            EXPECT_EQ(source - memory, pieces.size() * 0x1FF8000);
             pieces.push_back(count);
-            begins.push_back(source);
             bool const fails = pieces.size() == failAt;
             *written = fails ? 7 : count;
             return fails ? FileError::DiskFull : FileError::None;
         }
         std::vector<unsigned int> pieces;
-        std::vector<char const *> begins;
         std::size_t failAt = 0;
-    };
-    static char const memory[1] = {};
-    Pieces pieces;
+    } pieces;
     RecordingFileCalls calls(pieces);
-    unsigned int written = 0;
-    EXPECT_EQ(calls.WriteFile(nullptr, memory, 40000000, &written), 0u);
-    EXPECT_EQ(written, 40000000u);
-    EXPECT_EQ(pieces.pieces, (std::vector<unsigned int>{0x1FF8000, 40000000 - 0x1FF8000}));
-    EXPECT_EQ(pieces.begins[1] - pieces.begins[0], 0x1FF8000);
-    pieces.pieces.clear();
-    pieces.failAt = 2;
-    EXPECT_EQ(calls.WriteFile(nullptr, memory, 0xFFFFFFFF, &written), FileError::DiskFull);
-    EXPECT_EQ(written, 0x1FF8000u + 7);
-    EXPECT_EQ(pieces.pieces.size(), 2u);
-    pieces.pieces.clear();
-    pieces.failAt = 0;
-    EXPECT_EQ(calls.WriteFile(nullptr, memory, 0, &written), 0u);
-    EXPECT_EQ(pieces.pieces, std::vector<unsigned int>(1, 0));
+    using Counts = std::vector<unsigned int>;
+    for (auto const & [count, expected] :
+         {std::pair(40000000u, Counts{0x1FF8000, 40000000 - 0x1FF8000}),
+          {0xFFFFFFFFu, Counts(2, 0x1FF8000)}, // the second of these fails
+          {0u, Counts(1, 0)}}) {
+        unsigned int written = 99;
+        bool const fails = count == 0xFFFFFFFF;
+        pieces.pieces.clear();
+        pieces.failAt = fails ? 2 : 0;
+        EXPECT_EQ(calls.WriteFile(nullptr, memory, count, &written),
+                  fails ? FileError::DiskFull : 0);
+        EXPECT_EQ(written, fails ? 0x1FF8000 + 7 : count);
+        EXPECT_EQ(pieces.pieces, expected);
+    }
     ClearOSErrors();
 }

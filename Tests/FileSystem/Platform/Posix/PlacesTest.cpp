@@ -81,4 +81,6 @@ TEST(Volumes, ReadTheMountTable) {
     EXPECT_EQ(GetTypeOfFileSystem("ext4"), DriveType::Unknown);
     EXPECT_EQ(GetVolumeType("/does/not/exist"), DriveType::NoRoot);
     EXPECT_EQ(GetVolumeType("/dev/null"), DriveType::NoRoot);
+    EXPECT_EQ(GetVolumeType("/proc"), DriveType::Fixed)
+        << "what is on no device can't be taken out";
 }
