@@ -30,11 +30,6 @@ std::string Await(fs::path const & file) {
     return std::string(std::istreambuf_iterator<char>(stream), {});
 }
 
-void Appear(fs::path const & file, std::string const & content) {
-    std::ofstream(file.string() + "~") << content;
-    fs::rename(file.string() + "~", file);
-}
-
 unsigned int Launch(fs::path const & path, std::u16string_view parameters) {
     return IO::Process::GetPlatformProcessCalls().Launch(path.c_str(), parameters);
 }
@@ -50,7 +45,9 @@ fs::path GetOwnPath() {
 
 // Not a test: what the launched process does.
 TEST(Launch, DISABLED_SaysThatItRuns) {
-    Appear(std::getenv(ResultVariable), "it runs");
+    std::string const file = std::getenv(ResultVariable);
+    std::ofstream(file + "~") << "it runs";
+    fs::rename(file + "~", file);
 }
 
 TEST(Launch, StartsAProgramAndDoesNotKeepIt) {

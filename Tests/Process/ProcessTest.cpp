@@ -10,6 +10,7 @@
 
 #include <cerrno>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -32,12 +33,20 @@ std::string ToText(Process::Descriptor const & process) {
            ToUtf8(process.name) + " " + ToUtf8(last.ToString());
 }
 
+/// A shortage of memory is passed over.
 std::vector<std::string> Walk() {
     std::vector<std::string> all;
     Process::Descriptor process;
-    for (int status = Process::GetFirstProcess(&process); status == IO::NoError;
-         status = Process::GetNextProcess(&process))
-        all.push_back(ToText(process));
+    int status = IO::NoError;
+    for (bool isFirst = true; status == IO::NoError;) {
+        try {
+            status = std::exchange(isFirst, false) ? Process::GetFirstProcess(&process)
+                                                   : Process::GetNextProcess(&process);
+            if (status == IO::NoError)
+                all.push_back(ToText(process));
+        } catch (Mu::OutOfMemoryException const &) {
+        }
+    }
     return all;
 }
 
@@ -54,12 +63,19 @@ TEST(Process, WalksOverWhatCanBeDescribed) {
     Resolver resolver;
     Tests::ScriptedProcessCalls calls(MakeProcesses());
     std::vector<std::string> const expected{"2<1002 shell.exe Shell.EXE", "4<1004 plain plain"};
-    EXPECT_EQ(Walk(), expected);
-    EXPECT_EQ(calls.open, 0);
+    SweepAllocations([&](bool failed) {
+        std::vector<std::string> const found = Walk();
+        EXPECT_TRUE(failed || found == expected);
+        EXPECT_EQ(calls.open, 0);
+    });
 
     Process::Descriptor process;
+    EXPECT_EQ(Process::GetActualProcess(nullptr), IO::Error);
     EXPECT_EQ(Process::GetFirstProcess(&process), IO::NoError);
+    EXPECT_EQ(Process::GetFirstProcess(nullptr), IO::Error);
+    EXPECT_EQ(Process::GetNextProcess(&process), IO::Error) << "given up";
     EXPECT_EQ(Process::GetFirstProcess(&process), IO::NoError) << "starts afresh";
+    EXPECT_EQ(Process::GetNextProcess(nullptr), IO::Error);
     EXPECT_EQ(calls.open, 1);
     EXPECT_EQ(ToText(process), expected[0]);
     EXPECT_EQ(Process::GetNextProcess(&process), IO::NoError);
@@ -73,29 +89,6 @@ TEST(Process, WalksOverWhatCanBeDescribed) {
     EXPECT_EQ(Process::GetFirstProcess(&process), IO::Error);
     EXPECT_EQ(Process::GetNextProcess(&process), IO::Error) << "the walk before is given up";
     EXPECT_EQ(calls.open, 0);
-}
-
-TEST(Process, GoesOnBehindAShortageOfMemory) {
-    Resolver resolver;
-    Tests::ScriptedProcessCalls calls(MakeProcesses());
-    SweepAllocations([&](bool failed) {
-        Process::Descriptor process;
-        process.processId = 99;
-        unsigned int found = 0;
-        bool first = true;
-        for (int status = IO::NoError; status == IO::NoError; first = false) {
-            try {
-                status =
-                    first ? Process::GetFirstProcess(&process) : Process::GetNextProcess(&process);
-                found += status == IO::NoError;
-            } catch (Mu::OutOfMemoryException const &) {
-                ASSERT_TRUE(failed);
-                status = IO::NoError;
-            }
-        }
-        EXPECT_TRUE(failed || found == 2);
-        EXPECT_EQ(calls.open, 0);
-    });
 }
 
 TEST(Process, KnowsItself) {
@@ -120,9 +113,7 @@ TEST(Process, KnowsItself) {
         EXPECT_NE(process.parentProcessId, 0);
 #endif
         EXPECT_TRUE(process.path == self.path) << process.path << " " << self.path;
-        IO::Name base(process.name);
-        base.DeleteExtension();
-        EXPECT_EQ(base.ToString(), "kestrelprocesstests");
+        EXPECT_TRUE(ToUtf8(process.name).starts_with("kestrelprocesstests"));
     }
     EXPECT_TRUE(isFound);
 
