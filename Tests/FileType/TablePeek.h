@@ -3,10 +3,8 @@
 #include <Kestrel/FileType/Internal/Tables.h>
 
 #include <algorithm>
-#include <cstring>
-#include <set>
 #include <string>
-#include <tuple>
+#include <utility>
 
 namespace FTM {
 
@@ -14,41 +12,42 @@ namespace FTM {
 struct TablePeek {
     using M = FileTypeManager;
 
+    /// Calls `visit` with the key, type code, length and type of each row, in their order.
+    template <typename Visit>
+    static void VisitRows(Visit const & visit) {
+        for (auto const & row : M::hExtensionIndexArray)
+            visit(row.extensionKey, row.macType, row.isLong,
+                  M::hTypeDataArray[static_cast<unsigned int>(row.dataIndex)].id);
+    }
+
+    static unsigned int GetHash(std::string const & text) {
+        unsigned int hash = 0;
+        for (char const c : text)
+            hash = hash * 33 + static_cast<unsigned int>(static_cast<signed char>(c));
+        return hash;
+    }
+
     /// What is wrong with the tables; empty when nothing is.
     static std::string Check() {
         auto const & types = M::hTypeDataArray;
         auto const & groups = M::hGroupDataArray;
-        std::multiset<std::tuple<unsigned int, unsigned int, unsigned int, bool>> rows, storedRows;
-        std::multiset<std::tuple<unsigned int, unsigned int, bool>> names, storedNames;
-        for (unsigned int i = 0; i < types.GetSize(); ++i) {
-            FileType const & type = types[i].type;
-            int const codes = type.CountMacTypes();
-            auto const addRows = [&](unsigned int key, int count, bool isLong) {
-                for (int code = 0; code < count; ++code)
-                    rows.emplace(key, type.GetMacType(static_cast<unsigned int>(code)), i, isLong);
-            };
-            addRows(0, codes, false);
-            for (unsigned int e = 0; char const * const text = type.GetExtension(e); ++e) {
-                unsigned int key = 0;
-                for (unsigned int c = 0; c < 4 && text[c] != 0; ++c)
-                    key += static_cast<unsigned int>(static_cast<unsigned char>(text[c])) << 8 * c;
-                addRows(key, std::max(codes, 1), std::strlen(text) > 4);
-            }
-            for (unsigned int m = 0; char const * const mime = type.GetMime(m); ++m)
-                names.emplace(M::HashKey(mime), i, true);
+        int rows = 0;
+        int names = 0;
+        for (auto const & record : types) {
+            rows += record.type.ExtIndexCount();
+            names += record.type.CountMimeTypes();
+            if (char const * const mime = record.type.GetMime(0))
+                if (M::HashKey(mime) != GetHash(mime))
+                    return "another hash";
         }
         for (unsigned int i = 0; i < groups.GetSize(); ++i) {
             if (groups[i].parentIndex >= static_cast<int>(i))
                 return "a parent behind its child";
-            if (char const * const mime = groups[i].mime.Get(); *mime != 0)
-                names.emplace(M::HashKey(mime), i, false);
+            names += *groups[i].mime.Get() != 0;
         }
-        for (auto const & row : M::hExtensionIndexArray)
-            storedRows.emplace(row.extensionKey, row.macType, row.dataIndex, row.isLong);
-        for (auto const & row : M::hMimeIndexArray)
-            storedNames.emplace(row.hash, row.dataIndex, row.isType);
-        if (storedRows != rows || storedNames != names)
-            return "rows are not those of the types and groups";
+        if (static_cast<int>(M::hExtensionIndexArray.GetSize()) != rows ||
+            static_cast<int>(M::hMimeIndexArray.GetSize()) != names)
+            return "rows are not as many as those of the types and groups";
         for (auto const & link : M::hTypeGroupArray)
             if (M::SearchForTypeRec(link.type) < 0 || M::SearchForGroupRec(link.group) < 0)
                 return "a link to nothing";
