@@ -113,19 +113,17 @@ bool OutputBuffer::StepToNextBlock() {
 // Positions have 32 bits, so a chain that they cannot address is as good as no memory.
 bool OutputBuffer::AppendBlock() {
     unsigned long long const size = (GetBlockCount() + 1ull) * blockSize;
-    char * const block = size <= 0xFFFFFFFFu ? AllocateBlock(blockSize) : nullptr;
-    if (block == nullptr) {
-        status = ErrMemoryFull;
-        return false;
-    }
+    char * block = size <= 0xFFFFFFFFu ? AllocateBlock(blockSize) : nullptr;
     try {
-        blocks.Push(block);
+        if (block != nullptr)
+            blocks.Push(block);
     } catch (Mu::OutOfMemoryException const &) {
         FreeBlock(block, blockSize);
-        status = ErrMemoryFull;
-        return false;
+        block = nullptr;
     }
-    return true;
+    if (block == nullptr)
+        status = ErrMemoryFull;
+    return block != nullptr;
 }
 
 void OutputBuffer::InitializeBuffer() {

@@ -171,8 +171,6 @@ File * FileLogOutput::MakeNextFile() {
 }
 
 void FileLogOutput::SetLastLogFilesAtBugRep() const {
-    if (fileIndex == 0)
-        return;
     Location const current(logFolder, GetLogFileName(fileIndex));
     Location previous;
     if (fileIndex > 1)
@@ -215,7 +213,6 @@ void FileLogOutput::Close() {
     Keep([this] { return logFile->Close(); });
     delete logFile;
     logFile = nullptr;
-    logFileSize = 0;
 }
 
 void FileLogOutput::FlushLog() {

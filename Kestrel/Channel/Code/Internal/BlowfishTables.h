@@ -4,7 +4,7 @@ namespace IO {
 
 // The fraction of pi in hexadecimal digits, eight to a word: first the 18 words of P, then the four
 // boxes of 256 words.
-inline constexpr unsigned int blowfishTables[18 + 4 * 256] = {
+inline constexpr unsigned int blowfishTables[] = {
     0x243F6A88, 0x85A308D3, 0x13198A2E, 0x03707344, 0xA4093822, 0x299F31D0, 0x082EFA98, 0xEC4E6C89,
     0x452821E6, 0x38D01377, 0xBE5466CF, 0x34E90C6C, 0xC0AC29B7, 0xC97C50DD, 0x3F84D5B5, 0xB5470917,
     0x9216D5D9, 0x8979FB1B, 0xD1310BA6, 0x98DFB5AC, 0x2FFD72DB, 0xD01ADFB7, 0xB8E1AFED, 0x6A267E96,
@@ -137,5 +137,6 @@ inline constexpr unsigned int blowfishTables[18 + 4 * 256] = {
     0x01C36AE4, 0xD6EBE1F9, 0x90D4F869, 0xA65CDEA0, 0x3F09252D, 0xC208E69F, 0xB74E6132, 0xCE77E25B,
     0x578FDFE3, 0x3AC372E6,
 };
+static_assert(sizeof blowfishTables == (18 + 4 * 256) * sizeof(unsigned int));
 
 } // namespace IO

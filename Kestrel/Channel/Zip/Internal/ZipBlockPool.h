@@ -17,7 +17,7 @@ struct ZipBlock {
     unsigned int capacity = 0; // of the data; without data, the command
     unsigned int used = 0;
 
-    static ZipBlock MakeCommand(unsigned int command) { return {nullptr, command, 0}; }
+    static ZipBlock MakeCommand(unsigned int command) { return {nullptr, command}; }
 };
 
 /// A first-in first-out queue between two threads, one that pushes and one that pops. It has no
