@@ -1,5 +1,6 @@
 #include <Kestrel/Log/FileLogOutput.h>
 
+#include <Kestrel/Channel/BinProtocol.h>
 #include <Kestrel/FileSystem/File.h>
 #include <Kestrel/FileSystem/FileSystem.h>
 #include <Kestrel/FileSystem/Platform/ForwardingFileCalls.h>
@@ -20,8 +21,8 @@
 #include <chrono>
 #include <fstream>
 #include <memory>
+#include <random>
 #include <regex>
-#include <sstream>
 
 namespace {
 
@@ -52,19 +53,6 @@ public:
         return names;
     }
 
-    std::string Read(std::string const & name) const { return folder.Read("logs/" + name); }
-
-    /// The lines of a series of below ten files, in their order.
-    std::vector<std::string> GetLines() const {
-        std::vector<std::string> lines;
-        for (std::string const & name : GetNames()) {
-            std::istringstream content(Read(name));
-            for (std::string line; std::getline(content, line);)
-                lines.push_back(line);
-        }
-        return lines;
-    }
-
     /// A file of this size, last written so many hours ago; in the future when negative.
     void AddFile(std::string const & name, std::uintmax_t size, int hours) const {
         fs::create_directory(GetPath());
@@ -74,17 +62,6 @@ public:
                             fs::file_time_type::clock::now() - std::chrono::hours(hours));
     }
 
-    /// What a clean-up with these limits leaves of what is there.
-    std::vector<std::string> CleanUp(unsigned int folderMB, unsigned int fileCount) const {
-        static_cast<void>(MakeLog(folderMB, 100, fileCount));
-        std::vector<std::string> names = GetNames();
-        for (std::string const & name : names)
-            if (name.starts_with(
-                    "Log-")) // the series that was begun, so that it counts for nothing
-                fs::remove(GetPath() / name);
-        return GetNames();
-    }
-
 private:
     Tests::TempFolder folder;
     IO::Location location;
@@ -92,48 +69,39 @@ private:
 
 using Names = std::vector<std::string>;
 
-/// A log that the logger writes to.
-class ActiveLog {
-public:
-    explicit ActiveLog(LogFolder const & folder, unsigned int fileMB = 100)
-        : output(folder.MakeLog(100, fileMB)) {
-        Mu::logger.SetOutput(output.get(), output.get());
-    }
-    IO::FileLogOutput * operator->() const { return output.get(); }
-
-private:
-    std::unique_ptr<IO::FileLogOutput> output;
-};
-
 Mu::FastLogger::Control & AsControl(IO::FileLogOutput & log) {
     return log;
 }
 
-void LogInfo(std::string const & text) {
-    static Mu::InfoLogLine line("%", "test", nullptr);
+void LogTo(IO::FileLogOutput & log) {
+    Mu::logger.SetOutput(&log, &log);
+}
+
+template <typename Line>
+void Log(std::string const & text) {
+    static Line line("%", "test", nullptr);
     Mu::LogComposer composer;
     composer.Append(text.c_str());
     Mu::logger.Append(line, &composer);
 }
+constexpr auto LogInfo = Log<Mu::InfoLogLine>;
+constexpr auto LogError = Log<Mu::ErrorLogLine>;
 
-void LogError(std::string const & text) {
-    static Mu::ErrorLogLine line("%", "test", nullptr);
-    Mu::LogComposer composer;
-    composer.Append(text.c_str());
-    Mu::logger.Append(line, &composer);
-}
-
-// The texts of the lines that tests wrote, without those that the files themselves log.
-std::vector<std::string> GetOwnTexts(std::vector<std::string> const & lines) {
+// The texts of the lines that tests wrote, without those that the files themselves log, of a series
+// of below ten files.
+Names GetOwnTexts(LogFolder const & folder) {
     static std::regex const own(
         "\\d{4}-\\d\\d-\\d\\dT\\d\\d:\\d\\d:\\d\\d\\.\\d{3}[+-]\\d\\d:\\d\\d"
         " (?:INFO|ERROR) (test|IO) \\d+ (.*)");
-    std::vector<std::string> texts;
-    for (std::string const & line : lines) {
-        std::smatch part;
-        EXPECT_TRUE(std::regex_match(line, part, own)) << line;
-        if (part[1] == "test")
-            texts.push_back(part[2]);
+    Names texts;
+    for (std::string const & name : folder.GetNames()) {
+        std::ifstream content(folder.GetPath() / name);
+        for (std::string line; std::getline(content, line);) {
+            std::smatch part;
+            EXPECT_TRUE(std::regex_match(line, part, own)) << line;
+            if (part[1] == "test")
+                texts.push_back(part[2]);
+        }
     }
     return texts;
 }
@@ -163,6 +131,9 @@ TEST(FileLogOutput, NamesTheFilesOfASeries) {
     EXPECT_TRUE(GetReported(BugRep_GetCurrentLogFile).ends_with("\\logs\\" + names[0]));
     EXPECT_EQ(GetReported(BugRep_GetPreviousLogFile), "none");
 
+    log->SetOutputProtocol(Mu::textOProtocol);
+    log->SetDefaultOutputProtocol();
+    EXPECT_EQ(&log->GetOutputProtocol(), &IO::binOProtocol);
     Write(*log, 1);
     clock.Advance(5000); // the series keeps its name
     EXPECT_TRUE(AsControl(*log).StartNewBlock());
@@ -198,52 +169,57 @@ TEST(FileLogOutput, BeginsANewFileBehindTheLimit) {
     Write(*log, Megabyte);
     EXPECT_FALSE(AsControl(*log).StartNewBlock()) << "exactly the limit";
     Write(*log, 1);
+    Tests::ScriptedFileCalls const calls;
     EXPECT_TRUE(AsControl(*log).StartNewBlock());
+    EXPECT_EQ(calls.Count(Tests::FileCall::FlushFileBuffers), 1u) << "the full one is safe";
     EXPECT_FALSE(AsControl(*log).StartNewBlock()) << "an empty file";
-    std::string const small(100, 'x');
-    static_cast<void>(log->WriteBin(small.data(), 100, nullptr));
+    EXPECT_EQ(log->WriteBin("x", 1, nullptr), IO::NoError);
     EXPECT_FALSE(AsControl(*log).StartNewBlock()) << "what is buffered does not count";
 
-    LogFolder const wrapped;
-    auto const tiny = wrapped.MakeLog(100, 4096); // 2 to the power 32
-    EXPECT_FALSE(AsControl(*tiny).StartNewBlock());
-    Write(*tiny, 1);
-    EXPECT_TRUE(AsControl(*tiny).StartNewBlock());
+    for (auto const call : {Tests::FileCall::WriteFile, Tests::FileCall::CloseHandle}) {
+        auto const tiny = folder.MakeLog(100, 4096); // 2 to the power 32
+        EXPECT_FALSE(AsControl(*tiny).StartNewBlock());
+        Write(*tiny, 1);
+        EXPECT_EQ(tiny->WriteBin("x", 1, nullptr), IO::NoError);
+        Tests::ScriptedFileCalls failing;
+        failing.Fail(call, 1, IO::FileError::DiskFull);
+        EXPECT_TRUE(AsControl(*tiny).StartNewBlock());
+        EXPECT_EQ(tiny->GetFlushStatus(), IO::EOO) << "known at the end of a file";
+    }
 }
 
 TEST(FileLogOutput, CleansUpTheOldestFilesOfALargeFolder) {
-    LogFolder const folder;
-    for (int i = 0; i < 10; ++i)
-        folder.AddFile("old" + std::to_string(i) + ".log", Megabyte, i + 1);
-    folder.AddFile("other.txt", 50 * Megabyte, 100);
-    folder.AddFile("LOUD.LOG", 50 * Megabyte, 100); // not the extension
-    fs::create_directory(folder.GetPath() / "folder.log");
-    Names const others = {"LOUD.LOG", "folder.log"};
-    auto const with = [&](Names more) {
-        Names names = others;
-        names.insert(names.end(), more.begin(), more.end());
-        names.push_back("other.txt");
-        return names;
-    };
-    EXPECT_EQ(folder.CleanUp(10, 3).size(), 13u) << "they fit, and then the count is no limit";
-    EXPECT_EQ(folder.CleanUp(8, 100), with({"old0.log", "old1.log", "old2.log", "old3.log",
-                                            "old4.log", "old5.log", "old6.log", "old7.log"}));
-    EXPECT_EQ(folder.CleanUp(7, 3), with({"old0.log", "old1.log", "old2.log"}))
-        << "the count, where it is the stricter one";
-    EXPECT_EQ(folder.CleanUp(4096, 2), with({})) << "2 to the power 32 is 0";
-}
-
-TEST(FileLogOutput, GoesByTheTimesThatFilesClaim) {
-    LogFolder const folder;
-    folder.AddFile("future.log", Megabyte, -24 * 365);
-    folder.AddFile("today.log", Megabyte, 1);
-    folder.AddFile("1969.log", Megabyte, 24 * 365 * 60);
-    EXPECT_EQ(folder.CleanUp(2, 10), (Names{"future.log", "today.log"}));
-    EXPECT_EQ(folder.CleanUp(1, 10), (Names{"future.log"}));
-    // A time that cannot be told in 32 bits.
-    folder.AddFile("far.log", 5 * Megabyte, -24 * 365 * 100);
-    EXPECT_EQ(folder.CleanUp(1, 10), (Names{"far.log", "future.log"}))
-        << "it is left out of the sum, and stays";
+    std::mt19937 random(1);
+    for (int round = 0; round < 60; ++round) {
+        SCOPED_TRACE(round);
+        LogFolder const folder;
+        folder.AddFile("other.txt", 50 * Megabyte, 100);
+        folder.AddFile("LOUD.LOG", 50 * Megabyte, 100); // not the extension
+        folder.AddFile("far.log", 50 * Megabyte,
+                       -24 * 365 * 100); // a time that 32 bits do not hold
+        fs::create_directory(folder.GetPath() / "folder.log");
+        std::vector<std::pair<std::string, unsigned int>> logs; // the oldest first, in megabytes
+        unsigned int total = 0;
+        for (int hours : {24 * 365 * 60, 24 * 365, 3, 2, 1, -24 * 365}) {
+            logs.emplace_back(std::to_string(random()) + ".log", random() % 4);
+            folder.AddFile(logs.back().first, logs.back().second * Megabyte, hours);
+            total += logs.back().second;
+        }
+        unsigned int const most = random() % 12, count = random() % 7;
+        if (total > most) // else the count is no limit
+            while (!logs.empty() && (total > most || logs.size() > count)) {
+                total -= logs.front().second;
+                logs.erase(logs.begin());
+            }
+        Names expected = {"LOUD.LOG", "far.log", "folder.log", "other.txt"};
+        for (auto const & [name, size] : logs)
+            expected.push_back(name);
+        std::sort(expected.begin(), expected.end());
+        static_cast<void>(folder.MakeLog(most + (round % 2 << 12), 100, count)); // of 12 bits
+        Names names = folder.GetNames();
+        std::erase_if(names, [](std::string const & name) { return name.starts_with("Log-"); });
+        ASSERT_EQ(names, expected);
+    }
 }
 
 TEST(FileLogOutput, LeavesFilesThatAreInUse) {
@@ -263,7 +239,8 @@ TEST(FileLogOutput, LeavesFilesThatAreInUse) {
 
 TEST(FileLogOutput, WritesWhatIsSeriousAtOnceAndTheRestInBlocks) {
     LogFolder const folder;
-    ActiveLog const log(folder);
+    auto const log = folder.MakeLog();
+    LogTo(*log);
     Tests::ScriptedFileCalls calls;
     for (int i = 0; i < 500; ++i)
         LogInfo("a line that costs a copy");
@@ -274,7 +251,7 @@ TEST(FileLogOutput, WritesWhatIsSeriousAtOnceAndTheRestInBlocks) {
     IO::File reader(IO::Location(folder.GetLocation(), U(folder.GetNames().at(0))));
     EXPECT_TRUE(reader.IsOpenable(IO::File::OpenMode::ReadOnlySharedToReadWrite));
     EXPECT_FALSE(reader.IsOpenable(IO::File::OpenMode::WriteOnlySharedToRead));
-    EXPECT_EQ(GetOwnTexts(folder.GetLines()).size(), 501u);
+    EXPECT_EQ(GetOwnTexts(folder).size(), 501u);
     calls.ResetCounts();
     for (int i = 0; i < 3000; ++i)
         LogInfo("a line that costs a copy");
@@ -299,7 +276,7 @@ TEST(FileLogOutput, LetsNoInterruptionOutAndLosesNone) {
         EXPECT_EQ(log->WriteBin("x", 1, nullptr), IO::NoError);
         log->FlushLog();
         thread.Interrupt();
-        EXPECT_TRUE(static_cast<Mu::FastLogger::Control &>(*log).StartNewBlock());
+        EXPECT_TRUE(AsControl(*log).StartNewBlock());
         EXPECT_FALSE(log->HasFile());
         EXPECT_TRUE(Mu::Thread::Interrupted());
     }
@@ -309,22 +286,23 @@ TEST(FileLogOutput, LetsNoInterruptionOutAndLosesNone) {
 TEST(FileLogOutput, TakesItselfAwayFromTheLogger) {
     LogFolder const folder;
     {
-        ActiveLog const log(folder);
+        auto const log = folder.MakeLog();
+        LogTo(*log);
         LogInfo("the last one");
         EXPECT_TRUE(Mu::logger.IsWanted(Mu::LogSeverity::Info));
     }
     EXPECT_FALSE(Mu::logger.IsWanted(Mu::LogSeverity::Error));
     LogError("to nobody");
-    EXPECT_EQ(GetOwnTexts(folder.GetLines()), Names{"the last one"});
+    EXPECT_EQ(GetOwnTexts(folder), Names{"the last one"});
 
     auto const closed = folder.MakeLog();
-    Mu::logger.SetOutput(closed.get(), closed.get());
+    LogTo(*closed);
     LogInfo("before the end");
     Mu::logger.Terminate();
     EXPECT_FALSE(closed->HasFile()) << "for good";
     EXPECT_FALSE(AsControl(*closed).StartNewBlock());
     closed->FlushLog();
-    EXPECT_EQ(GetOwnTexts(folder.GetLines()).size(), 2u);
+    EXPECT_EQ(GetOwnTexts(folder).size(), 2u);
 }
 
 TEST(FileLogOutput, DoesWithoutAFolder) {
@@ -338,7 +316,7 @@ TEST(FileLogOutput, DoesWithoutAFolder) {
         unsigned long long const lost = Mu::logger.GetLostCount();
         IO::FileLogOutput log(place, 1, 1, 1);
         EXPECT_FALSE(log.HasFile()) << place;
-        Mu::logger.SetOutput(&log, &log);
+        LogTo(log);
         LogInfo("into the void");
         LogError("into the void");
         EXPECT_EQ(Mu::logger.GetLostCount(), lost + 2) << place;
@@ -352,7 +330,8 @@ TEST(FileLogOutput, GivesUpOnAFullDisk) {
     LogFolder const folder;
     unsigned long long const lost = Mu::logger.GetLostCount();
     {
-        ActiveLog const log(folder);
+        auto const log = folder.MakeLog();
+        LogTo(*log);
         LogError("before");
         EXPECT_EQ(log->GetFlushStatus(), IO::NoError);
         Tests::ScriptedFileCalls calls;
@@ -371,7 +350,7 @@ TEST(FileLogOutput, GivesUpOnAFullDisk) {
         EXPECT_EQ(log->GetOutputStatus(), IO::EOO);
         EXPECT_EQ(calls.Count(Tests::FileCall::WriteFile), 1u) << "the status sticks";
     }
-    EXPECT_EQ(GetOwnTexts(folder.GetLines()).size(), 3u);
+    EXPECT_EQ(GetOwnTexts(folder).size(), 3u);
     EXPECT_GE(Mu::logger.GetLostCount(), lost + 2);
 }
 
@@ -390,17 +369,20 @@ void LiveShortly(bool failed, unsigned int fileMB) {
     LogFolder const folder;
     fs::create_directory(folder.GetPath());
     folder.AddFile("old.log", 2 * Megabyte, 1);
+    unsigned long long const lost = Mu::logger.GetLostCount();
+    bool isSafe;
     {
         IO::FileLogOutput log(folder.GetLocation(), 1, fileMB, 1);
-        Mu::logger.SetOutput(&log, &log);
+        LogTo(log);
         LogInfo("info");
         LogError("error");
         LogInfo("the end");
+        Mu::logger.RemoveOutput(&log);
+        isSafe = Mu::logger.GetLostCount() == lost && log.GetFlushStatus() == IO::NoError;
     }
-    if (failed)
-        return;
-    EXPECT_EQ(GetOwnTexts(folder.GetLines()), (Names{"info", "error", "the end"}));
-    EXPECT_FALSE(fs::exists(folder.GetPath() / "old.log"));
+    bool const isClean = !fs::remove(folder.GetPath() / "old.log");
+    EXPECT_TRUE(failed || (isSafe && isClean));
+    EXPECT_TRUE(!isSafe || GetOwnTexts(folder) == (Names{"info", "error", "the end"}));
 }
 
 } // namespace
