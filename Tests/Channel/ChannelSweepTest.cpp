@@ -28,18 +28,6 @@ std::string MakeContent() {
 
 std::string const content = MakeContent();
 
-/// All that comes, and what ended it.
-MuErrCode Drain(Mu::IChannel & channel, std::string * text) {
-    char piece[1000];
-    MuErrCode status = IO::NoError;
-    while (status == IO::NoError) {
-        unsigned int read = 0;
-        status = channel.ReadBin(piece, sizeof piece, &read);
-        text->append(piece, read);
-    }
-    return status;
-}
-
 template <typename Channel, typename... Arguments>
 MuErrCode WriteThrough(IO::MemoryOChannel & memory, Arguments const &... arguments) {
     MuErrCode status;
@@ -69,8 +57,8 @@ TEST(ChannelSweep, ZipAndCipherGiveBackWhatTheyTook) {
                 channel = std::make_unique<IO::ZipIChannel>(input);
             else
                 channel = std::make_unique<IO::CodeIChannel>(input, "key", 3u);
-            std::string text;
-            MuErrCode const read = Drain(*channel, &text);
+            std::string const text = Tests::ReadAll(*channel);
+            MuErrCode const read = channel->GetInputStatus();
             EXPECT_TRUE(failed || read == IO::EOI);
             // A cipher ends as if all were well where its source could not be read.
             bool const isRead = isZip || input.GetInputStatus() == IO::NoError;

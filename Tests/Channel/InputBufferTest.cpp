@@ -1,10 +1,13 @@
 #include <Kestrel/Channel/InputBuffer.h> // first: the header stands on its own
 
+#include <Kestrel/Channel/PlatformProtocol.h>
+
 #include "Tests/Support/Channel/Ends.h"
 #include "Tests/Support/FaultSweep.h"
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <deque>
@@ -181,14 +184,47 @@ private:
     }
 };
 
-/// A ring and its model over two equal sources, driven by one seed.
+/// A channel, by the names of a ring's operations.
+class RingChannel : public IO::IChannelAdapter {
+public:
+    RingChannel(void *, unsigned int, unsigned int, double) : IChannelAdapter(IO::binIProtocol) {
+        ReadInLine(*this);
+    }
+    MuErrCode GetInputPosition(unsigned long long *) const override { return IO::Error; }
+    void SetDefaultInputProtocol() override {}
+
+    MuErrCode Get(char * to, unsigned int count, unsigned int * read) {
+        return ReadBin(to, count, read);
+    }
+    MuErrCode Copy(char * to, unsigned int count, unsigned int * copied) {
+        return CopyBin(to, count, copied);
+    }
+    using IChannelAdapter::Look;
+    MuErrCode Look(char * c) { return Look(0, c); }
+    MuErrCode DirectAccess(unsigned int size, char ** data, unsigned int * available) {
+        return DirectInputAccess(size, data, available);
+    }
+    MuErrCode GetStatus() const { return GetInputStatus(); }
+    unsigned int GetDataSize() const { return GetDataSizeInInputBuffer(); }
+    bool IsEmpty() const { return GetDataSize() == 0; }
+    bool IsBufferingEnabled() const { return IsInputBufferingEnabled(); }
+    void EnableBuffering() { EnableInputBuffering(); }
+    void DisableBuffering() { DisableInputBuffering(); }
+    void Reset() { ResetInputBuffer(); }
+    using IChannelAdapter::ClearBinInput;
+    using IChannelAdapter::GetBinInput;
+    void SetBinInput(Source & source) { IChannelAdapter::SetBinInput(source); }
+};
+
+/// A ring or a channel, and its model, over two equal sources, driven by one seed.
+template <typename Ring>
 class RingTrial {
 public:
     explicit RingTrial(unsigned int seed)
         : random(seed), sources{MakeSource(seed), MakeSource(seed)},
-          size(std::array{0u, 1u, 32u, 33u, 32 + Random(70)}[Random(5)]),
-          most(std::array{0u, 33u, size + Random(100), size + 300}[Random(4)]),
-          ratio(std::array{0.0, 0.01, 0.25, 0.5, 1.0, -3.0, 7.0, nan}[Random(8)]),
+          size(isChannel ? 0 : std::array{0u, 1u, 32u, 33u, 32 + Random(70)}[Random(5)]),
+          most(isChannel ? 0 : std::array{0u, 33u, size + Random(100), size + 300}[Random(4)]),
+          ratio(std::array{0.01, 0.0, 0.25, 0.5, 1.0, -3.0, 7.0, nan}[isChannel ? 0 : Random(8)]),
           model(size, most, ratio), buffer(nullptr, size, most, ratio) {
         SetSource();
     }
@@ -212,6 +248,7 @@ public:
     }
 
 private:
+    static constexpr bool isChannel = std::is_same_v<Ring, RingChannel>;
     static constexpr double nan = std::numeric_limits<double>::quiet_NaN();
 
     unsigned int Random(std::size_t below) { return static_cast<unsigned int>(random() % below); }
@@ -255,9 +292,16 @@ private:
     }
     void GetByte(unsigned int) {
         char c = '?', expected = '?';
-        MuErrCode const status = buffer.Get(&c);
-        if (!model.held.empty() || model.Fill(1))
-            expected = model.Take(1)[0];
+        MuErrCode status;
+        if constexpr (isChannel) {
+            status = buffer.ReadBin(&c, 1, nullptr);
+            if (std::string const byte = model.Get(1); !byte.empty())
+                expected = byte[0];
+        } else {
+            status = buffer.Get(&c);
+            if (!model.held.empty() || model.Fill(1))
+                expected = model.Take(1)[0];
+        }
         ASSERT_EQ(c, expected);
         ASSERT_EQ(status, model.status);
     }
@@ -296,7 +340,7 @@ private:
     }
     void Skip(unsigned int count) {
         unsigned long long const all = Random(20) == 0 ? 1ull << 40 : count * (1ull + Random(4));
-        unsigned long long skipped = 99, expected = 99;
+        unsigned long long skipped = 99, expected = isChannel ? 0 : 99;
         MuErrCode const status = buffer.Skip(all, &skipped);
         model.Skip(all, &expected);
         ASSERT_EQ(skipped, expected);
@@ -312,7 +356,26 @@ private:
         ASSERT_EQ(status, model.status);
         ASSERT_EQ(std::string_view(data, available), expected);
     }
-    void IsEOI(unsigned int) { ASSERT_EQ(buffer.IsEOI(), model.held.empty() && !model.Fill(1)); }
+    void GetNumber(unsigned int) {
+        if constexpr (isChannel) {
+            int value = 7, expected = 7;
+            bool const isTurned = Random(3) == 0;
+            buffer.SetInputProtocol(IO::binIProtocol);
+            if (isTurned)
+                (void)IO::SetPlatformIProtocol(buffer, Mu::BigEndianMacSign);
+            MuErrCode const status = buffer.Read(value);
+            std::string bytes = model.Get(4);
+            if (isTurned)
+                std::reverse(bytes.begin(), bytes.end());
+            if (model.status == IO::NoError)
+                std::memcpy(&expected, bytes.data(), 4);
+            ASSERT_EQ(value, expected);
+            ASSERT_EQ(status, bytes.empty() ? model.status
+                                            : Mu::IChannel::ConvertObjectReadError(model.status));
+        } else {
+            ASSERT_EQ(buffer.IsEOI(), model.held.empty() && !model.Fill(1));
+        }
+    }
     void SwitchBuffering(unsigned int) {
         model.isBuffering = !model.isBuffering;
         model.isBuffering ? buffer.EnableBuffering() : buffer.DisableBuffering();
@@ -322,13 +385,17 @@ private:
         model.status = model.pending = IO::NoError;
     }
     void ResetEOI(unsigned int) {
-        buffer.ResetEOI();
+        if constexpr (isChannel)
+            return;
+        else
+            buffer.ResetEOI();
         for (MuErrCode * status : {&model.status, &model.pending})
             *status = *status == IO::EOI ? IO::NoError : *status;
     }
     void Clear(unsigned int count) {
-        if (count % 3 == 0) {
-            buffer.ClearContent();
+        if (!isChannel && count % 3 == 0) {
+            if constexpr (!isChannel)
+                buffer.ClearContent();
             model.Clear();
         } else if (count % 3 == 1) {
             buffer.Reset();
@@ -355,7 +422,7 @@ private:
         &RingTrial::GetByte,      &RingTrial::Copy,         &RingTrial::Look,
         &RingTrial::Look,         &RingTrial::PushBack,     &RingTrial::PushBackHuge,
         &RingTrial::Skip,         &RingTrial::DirectAccess, &RingTrial::DirectAccess,
-        &RingTrial::IsEOI,        &RingTrial::ResetEOI,     &RingTrial::SwitchBuffering,
+        &RingTrial::GetNumber,    &RingTrial::ResetEOI,     &RingTrial::SwitchBuffering,
         &RingTrial::ChangeSource, &RingTrial::Clear};
 
     std::mt19937 random;
@@ -363,12 +430,13 @@ private:
     unsigned int const size, most;
     double const ratio;
     RingModel model;
-    InputBuffer buffer;
+    Ring buffer;
     long long const blocks = Tests::CountLiveBlocks();
 };
 
 TEST(InputBuffer, KeepsTheRulesOfTheRingInEveryOrderOfOperations) {
-    Tests::RunTrials<RingTrial>(250);
+    Tests::RunTrials<RingTrial<InputBuffer>>(250);
+    Tests::RunTrials<RingTrial<RingChannel>>(50);
 }
 
 // Memory is only taken by the first read, so a ring of any size can be made; this one is cut.

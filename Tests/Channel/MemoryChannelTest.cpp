@@ -9,7 +9,10 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstring>
+#include <list>
+#include <random>
 #include <string>
 
 namespace {
@@ -34,15 +37,6 @@ unsigned long long Position(Mu::IChannel & channel) {
     unsigned long long position = 999;
     EXPECT_EQ(channel.GetInputPosition(&position), IO::NoError);
     return position;
-}
-
-std::string Text(MemoryOChannel & channel) {
-    char const * const block = channel.GetDestination(MemoryOChannel::LeaveWithCaller);
-    return block == nullptr ? "" : std::string(block, channel.GetDataSize());
-}
-
-MuErrCode Write(Mu::OChannel & channel, std::string const & text) {
-    return channel.WriteBin(text.data(), static_cast<unsigned int>(text.size()), nullptr);
 }
 
 TEST(MemoryIChannel, KnowsWhereItIsAndWhatIsLeft) {
@@ -89,37 +83,6 @@ TEST(MemoryIChannel, FreesOnlyTheBlocksItWasGiven) {
     EXPECT_EQ(Tests::CountLiveBlocks(), before);
 }
 
-TEST(MemoryOChannel, StopsAtItsLimit) {
-    MemoryOChannel channel(100, 50);
-    EXPECT_EQ(Write(channel, std::string(49, 'a').append("bc")), IO::NoError);
-    EXPECT_EQ(channel.GetDataSize(), 50u) << "what will not fit does not count";
-    EXPECT_EQ(channel.Flush(), IO::EOO);
-    EXPECT_EQ(Text(channel), std::string(49, 'a').append("b"));
-    EXPECT_EQ(Write(channel, "d"), IO::EOO);
-    MemoryOChannel growing(10, 25);
-    EXPECT_EQ(Write(growing, std::string(15, 'a')), IO::NoError);
-    EXPECT_EQ(growing.Flush(), IO::NoError);
-    EXPECT_EQ(Write(growing, std::string(15, 'b')), IO::NoError);
-    EXPECT_EQ(growing.Flush(), IO::EOO);
-    EXPECT_EQ(Text(growing), std::string(15, 'a').append(std::string(10, 'b')));
-}
-
-TEST(MemoryOChannel, LeavesACallersBlockBehindWhenItOutgrowsIt) {
-    char stack[1024];
-    std::memset(stack, '.', sizeof stack);
-    MemoryOChannel channel(stack, sizeof stack, 0, MemoryOChannel::LeaveWithCaller);
-    EXPECT_EQ(Write(channel, std::string(1500, 'a')), IO::NoError);
-    EXPECT_EQ(std::string(stack, 1024), std::string(1024, '.')) << "nothing before a flush";
-    char const * const block = channel.GetDestination(MemoryOChannel::LeaveWithCaller);
-    EXPECT_NE(block, stack);
-    EXPECT_EQ(std::string(stack, 1024), std::string(1024, '.'));
-    EXPECT_EQ(Text(channel), std::string(1500, 'a'));
-    unsigned long long const before = Tests::CountAllocations();
-    EXPECT_EQ(Write(channel, std::string(548, 'b')), IO::NoError);
-    EXPECT_EQ(channel.GetDestination(MemoryOChannel::LeaveWithCaller), block) << "of 2048 bytes";
-    EXPECT_EQ(Tests::CountAllocations(), before);
-}
-
 TEST(MemoryOChannel, AllocatesNothingForAShortMessageOnTheStack) {
     char stack[256];
     { EXPECT_EQ(MemoryOChannel(stack, 256, 0, MemoryOChannel::LeaveWithCaller).Write('a'), 0); }
@@ -137,88 +100,118 @@ TEST(MemoryOChannel, AllocatesNothingForAShortMessageOnTheStack) {
     EXPECT_EQ(Tests::CountAllocations(), before);
 }
 
-TEST(MemoryOChannel, PassesItsBlockToTheCaller) {
+/// A channel that goes from block to block, and what its block holds as a text, driven by one seed.
+class BlockTrial {
+public:
+    explicit BlockTrial(unsigned int seed) : random(seed), channel(1, 0) {}
+
+    void Step() {
+        switch (random() % 6) {
+        case 0:
+            Write(false);
+            Leave();
+            break;
+        case 1: { // past the end of a block that is known as a whole, or less
+            bool const isPast = text.size() == capacity && random() % 2 == 0;
+            size = isPast ? capacity + random() % 30 : random() % (text.size() + 1);
+            ASSERT_EQ(channel.SetDataSize(size), IO::NoError);
+            break;
+        }
+        default: Write(true);
+        }
+        unsigned long long position = 0;
+        ASSERT_EQ(channel.GetOutputPosition(&position), IO::NoError);
+        ASSERT_EQ(position, size);
+        ASSERT_EQ(channel.GetDataSize(), std::min(size, limit));
+        ASSERT_EQ(channel.GetStatus(), isThere ? IO::NoError : IO::ErrMemoryFull);
+        char const * const block = channel.GetDestination(MemoryOChannel::LeaveWithCaller);
+        ASSERT_EQ(block != nullptr, isThere);
+        if (size <= text.size()) {
+            ASSERT_EQ(std::string(block, size), text.substr(0, size));
+        }
+        ASSERT_TRUE(caller == nullptr || *caller == text);
+    }
+
+private:
+    void Write(bool flushes) {
+        std::string const bytes(random() % 60, static_cast<char>('a' + random() % 26));
+        unsigned int const count = static_cast<unsigned int>(bytes.size());
+        unsigned int const part = std::min(count, limit - std::min(size, limit));
+        bool const isShort = flushes && random() % 8 == 0,
+                   grows = size + part > capacity && part > 0;
+        if (grows && isShort) {
+            isThere = isOwn = false;
+            size = limit = capacity = 0;
+            text.clear();
+        } else if (grows) {
+            capacity = std::min(std::max(size + part, 2 * capacity), limit);
+            text.resize(std::min<std::size_t>(text.size(), size));
+            isOwn = true;
+        }
+        std::string const before = caller != nullptr ? *caller : "";
+        MuErrCode status = part == count ? IO::NoError : IO::EOO;
+        status = isThere || count == 0 ? status : IO::ErrMemoryFull;
+        {
+            Tests::Shortage const shortage(isShort ? 1 : 0);
+            ASSERT_EQ(channel.WriteBin(bytes.data(), count, nullptr), IO::NoError);
+            ASSERT_TRUE(!flushes || channel.Flush() == status);
+        }
+        if (flushes)
+            channel.ResetOutputStatus();
+        if (grows && caller != nullptr) {
+            ASSERT_EQ(*caller, before) << "it is left behind as it was";
+            caller = nullptr;
+        }
+        if (isThere && part > 0) {
+            text.resize(std::max<std::size_t>(text.size(), size + part));
+            text.replace(size, part, bytes, 0, part);
+            size += part;
+        }
+    }
+
+    void Leave() {
+        char * passed = nullptr;
+        if (random() % 3 == 0)
+            passed = channel.GetDestination(MemoryOChannel::PassOwnership);
+        std::string const * const left = caller;
+        std::string const expected = text;
+        unsigned int const asked = random() % 40, most = random() % 3 == 0 ? 0 : random() % 80;
+        bool const wasOwn = isOwn;
+        isOwn = random() % 2 == 0;
+        if (isOwn) {
+            ASSERT_EQ(channel.SetDestination(asked, most), IO::NoError);
+            capacity = asked != 0 ? asked : 1024;
+            text.clear();
+            caller = nullptr;
+        } else {
+            caller = &callers.emplace_back(capacity = asked, '.');
+            text = *caller;
+            ASSERT_EQ(channel.SetDestination(caller->data(), asked, most,
+                                             MemoryOChannel::LeaveWithCaller),
+                      IO::NoError);
+        }
+        ASSERT_TRUE(left == nullptr || *left == expected) << "what was written is in there";
+        ASSERT_EQ(channel.GetOutputStatus(), IO::NoError);
+        if (wasOwn)
+            BMKillPtr(&passed);
+        limit = most != 0 ? most : MemoryOChannel::NoLimit;
+        size = 0;
+        isThere = true;
+    }
+
+    std::mt19937 random;
+    std::list<std::string> callers; // whose blocks they are
+    std::string * caller = nullptr; // of the present block
+    std::string text;               // the bytes of the block that are known
+    unsigned int size = 0, capacity = 1, limit = MemoryOChannel::NoLimit;
+    bool isThere = true, isOwn = true;
+    MemoryOChannel channel;
+};
+
+TEST(MemoryOChannel, FillsItsBlocksUpToTheirLimits) {
     long long const before = Tests::CountLiveBlocks();
-    char * block = nullptr;
-    {
-        MemoryOChannel channel(16, 0);
-        EXPECT_EQ(Write(channel, "abc"), IO::NoError);
-        block = channel.GetDestination(MemoryOChannel::PassOwnership);
-    }
-    ASSERT_EQ(std::string(block, 3), "abc");
-    {
-        MemoryOChannel channel(block, 3, 0, MemoryOChannel::TakeOwnership);
-        EXPECT_EQ(Write(channel, "12"), IO::NoError);
-        EXPECT_EQ(Text(channel), "12");
-    }
+    Tests::RunTrials<BlockTrial>(100);
     EXPECT_LE(Tests::CountLiveBlocks(), before + 1) << "at most the adapter's block in its cache";
-}
-
-TEST(MemoryOChannel, GoesOnFromWhereItIsTold) {
-    MemoryOChannel channel(64, 0);
-    EXPECT_EQ(Write(channel, "abcdef"), IO::NoError);
-    unsigned long long const before = Tests::CountAllocations();
-    EXPECT_EQ(channel.SetDataSize(0), IO::NoError);
-    EXPECT_EQ(Write(channel, "12"), IO::NoError);
-    EXPECT_EQ(Text(channel), "12");
-    EXPECT_EQ(channel.SetDataSize(6), IO::NoError);
-    EXPECT_EQ(Text(channel), "12cdef");
-    unsigned long long position = 0;
-    EXPECT_EQ(channel.GetOutputPosition(&position), IO::NoError);
-    EXPECT_EQ(position, 6u);
-    EXPECT_EQ(Tests::CountAllocations(), before);
-    // The size is not checked; past the block nothing may be read or written for it.
-    EXPECT_EQ(channel.SetDataSize(1000), IO::NoError);
-    EXPECT_EQ(Write(channel, "end"), IO::NoError);
-    EXPECT_EQ(Text(channel).substr(64), std::string(1000 - 64, '\0').append("end"));
-    MemoryOChannel limited(8, 8);
-    EXPECT_EQ(limited.SetDataSize(100), IO::NoError);
-    EXPECT_EQ(Write(limited, "a"), IO::NoError);
-    EXPECT_EQ(limited.Flush(), IO::EOO);
-}
-
-TEST(MemoryOChannel, BeginsAnewOnAnotherBlock) {
-    char first[8] = {};
-    char second[8] = {};
-    MemoryOChannel channel(first, 8, 4, MemoryOChannel::LeaveWithCaller);
-    EXPECT_EQ(Write(channel, "abcdef"), IO::NoError);
-    EXPECT_EQ(channel.SetDestination(second, 8, 0, MemoryOChannel::LeaveWithCaller), IO::NoError);
-    EXPECT_STREQ(first, "abcd") << "flushed into the block that it left";
-    EXPECT_EQ(channel.GetOutputStatus(), IO::NoError) << "the limit was that of the first block";
-    EXPECT_EQ(Write(channel, "gh"), IO::NoError);
-    EXPECT_EQ(channel.SetDestination(0, 0), IO::NoError);
-    EXPECT_STREQ(second, "gh");
-    EXPECT_EQ(channel.GetDataSize(), 0u);
-    EXPECT_EQ(Write(channel, "i"), IO::NoError);
-    EXPECT_EQ(Text(channel), "i");
-    EXPECT_EQ(channel.SetDestination(nullptr, 0, 0, MemoryOChannel::LeaveWithCaller),
-              IO::ErrMemoryFull);
-    EXPECT_EQ(Write(channel, "j"), IO::NoError);
-    EXPECT_EQ(channel.Flush(), IO::ErrMemoryFull);
-}
-
-TEST(MemoryOChannel, LosesAllWhenItCannotGrow) {
-    SweepAllocations([](bool failed) {
-        MemoryOChannel channel(8, 0);
-        bool const made = channel.GetStatus() == IO::NoError;
-        MuErrCode status = Write(channel, std::string(8, 'a'));
-        EXPECT_EQ(channel.Flush(), made && status == IO::NoError ? IO::NoError : IO::ErrMemoryFull);
-        status = Write(channel, std::string(30000, 'b'));
-        if (status == IO::NoError) {
-            EXPECT_EQ(Text(channel), std::string(8, 'a').append(std::string(30000, 'b')));
-            return;
-        }
-        ASSERT_TRUE(failed);
-        EXPECT_EQ(status, IO::ErrMemoryFull);
-        if (channel.GetStatus() == IO::ErrMemoryFull) {
-            EXPECT_EQ(channel.GetDataSize(), 0u);
-            EXPECT_EQ(channel.GetDestination(MemoryOChannel::LeaveWithCaller), nullptr);
-        }
-        channel.ResetOutputStatus();
-        if (channel.SetDestination(0, 0) == IO::NoError && Write(channel, "c") == IO::NoError) {
-            EXPECT_EQ(Text(channel), "c");
-        }
-    });
 }
 
 } // namespace

@@ -1,10 +1,15 @@
 #include <Kestrel/Channel/OutputBuffer.h> // first: the header stands on its own
 
+#include <Kestrel/Channel/PlatformProtocol.h>
+
 #include "Tests/Support/Channel/Ends.h"
 #include "Tests/Support/FaultSweep.h"
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cstring>
+#include <memory>
 #include <random>
 
 namespace {
@@ -108,7 +113,8 @@ public:
     unsigned int const blockSize;
     std::vector<std::string> blocks;
     unsigned int current = 0, place = 0, stop = 0, end = 0;
-    bool isRewound = false, isBuffering = true, isShort = false;
+    bool isRewound = false, isBuffering = true;
+    unsigned int shortFrom = 0, taken = 0; // the allocation from which on there is no memory
     std::vector<unsigned int> marks;
     RecordingSink * sink = nullptr; // null: takes nothing
     unsigned long long written = 0;
@@ -136,12 +142,17 @@ private:
             done += part;
         }
     }
+    bool Takes() { return shortFrom == 0 || ++taken < shortFrom; }
     bool Append() {
-        if (isShort)
-            status = IO::ErrMemoryFull;
-        else
+        bool const isFull = blocks.size() == listRoom; // the list of blocks grows, too
+        bool const isHad = Takes() && (!isFull || Takes());
+        if (isHad) {
+            listRoom *= isFull ? 2 : 1;
             blocks.emplace_back(blockSize, '\0');
-        return !isShort;
+        } else {
+            status = IO::ErrMemoryFull;
+        }
+        return isHad;
     }
     void Begin() {
         if (blocks.empty() && Append())
@@ -161,30 +172,67 @@ private:
         stop = blockSize;
         isRewound = false;
     }
+
+    std::size_t listRoom = 4;
 };
 
-/// A chain and its model over two equal sinks, driven by one seed.
+/// A channel, by the names of a chain's operations.
+class ChainChannel : public IO::OChannelAdapter {
+public:
+    ChainChannel(void *, unsigned int) : OChannelAdapter(IO::binOProtocol) { WriteInLine(*this); }
+    void SetDefaultOutputProtocol() override {}
+
+    MuErrCode Put(char const * bytes, unsigned int count) {
+        unsigned int written = 0;
+        MuErrCode const status = WriteBin(bytes, count, &written);
+        EXPECT_EQ(written, count) << "also beside a failure";
+        return status;
+    }
+    MuErrCode DirectAccess(unsigned int offset, char ** data, unsigned int * available) {
+        return DirectOutputAccess(offset, data, available);
+    }
+    MuErrCode GetStatus() const { return GetOutputStatus(); }
+    unsigned int GetDataSize() const { return GetDataSizeInOutputBuffer(); }
+    bool IsBufferingEnabled() const { return IsOutputBufferingEnabled(); }
+    void EnableBuffering() { EnableOutputBuffering(); }
+    void DisableBuffering() { DisableOutputBuffering(); }
+    void Reset() { ResetOutputBuffer(); }
+    using OChannelAdapter::ClearBinOutput;
+    using OChannelAdapter::GetBinOutput;
+    void SetBinOutput(OutputBuffer::BinOutput & sink) { OChannelAdapter::SetBinOutput(sink); }
+};
+
+/// A chain or a channel, and its model, over two equal sinks, driven by one seed.
+template <typename Chain>
 class ChainTrial {
 public:
     explicit ChainTrial(unsigned int seed)
-        : random(seed), model(1 + Random(40)), buffer(nullptr, model.blockSize) {
+        : random(seed), model(isChannel ? 16384 : 1 + Random(40)),
+          buffer(nullptr, model.blockSize) {
         SetSink();
     }
 
     void Step() {
-        model.isShort = Random(10) == 0;
+        model.shortFrom = !isChannel && Random(10) == 0 ? 1 + Random(2) : 0;
+        model.taken = 0;
         Operation const operation = operations[Random(std::size(operations))];
         {
-            Tests::Shortage const shortage(model.isShort ? 1 : 0);
+            Tests::Shortage const shortage(model.shortFrom);
             (this->*operation)();
         }
         ASSERT_EQ(buffer.GetStatus(), model.status);
         ASSERT_EQ(buffer.GetDataSize(), model.GetSize());
-        ASSERT_EQ(buffer.GetWritePosition(), model.GetPosition());
         ASSERT_EQ(buffer.GetOffset(), model.GetOffset());
-        ASSERT_EQ(buffer.GetWrittenBytes(), model.written);
-        ASSERT_EQ(buffer.IsEmpty(), model.GetSize() == 0);
-        ASSERT_EQ(buffer.IsInMarkMode(), model.IsHeld());
+        if constexpr (isChannel) {
+            unsigned long long position = 99;
+            ASSERT_EQ(buffer.GetOutputPosition(&position), IO::NoError);
+            ASSERT_EQ(position, model.written + model.GetSize() - model.GetOffset());
+        } else {
+            ASSERT_EQ(buffer.GetWritePosition(), model.GetPosition());
+            ASSERT_EQ(buffer.GetWrittenBytes(), model.written);
+            ASSERT_EQ(buffer.IsEmpty(), model.GetSize() == 0);
+            ASSERT_EQ(buffer.IsInMarkMode(), model.IsHeld());
+        }
         ASSERT_EQ(buffer.IsBufferingEnabled(), model.isBuffering);
         ASSERT_EQ(sinks[0].calls, sinks[1].calls);
         ASSERT_EQ(sinks[0].pieces, sinks[1].pieces);
@@ -197,6 +245,8 @@ public:
     }
 
 private:
+    static constexpr bool isChannel = std::is_same_v<Chain, ChainChannel>;
+
     unsigned int Random(std::size_t below) { return static_cast<unsigned int>(random() % below); }
 
     // Where chains have their edges, or anywhere.
@@ -210,11 +260,24 @@ private:
 
     void Put() {
         std::string bytes(Count(), ' ');
+        char next = static_cast<char>(Random(256));
         for (char & c : bytes)
-            c = static_cast<char>('a' + Random(26));
+            c = next++;
         unsigned int const count = static_cast<unsigned int>(bytes.size());
-        MuErrCode const status =
-            count == 1 ? buffer.Put(bytes[0]) : buffer.Put(bytes.data(), count);
+        MuErrCode status;
+        if constexpr (isChannel) {
+            bool const isTurned = Random(3) == 0;
+            buffer.SetOutputProtocol(IO::binOProtocol);
+            if (isTurned)
+                (void)IO::SetPlatformOProtocol(buffer, Mu::BigEndianMacSign);
+            int number = 0;
+            std::memcpy(&number, bytes.data(), std::min(count, 4u));
+            status = count == 4 ? buffer.Write(number) : buffer.Put(bytes.data(), count);
+            if (count == 4 && isTurned)
+                std::reverse(bytes.begin(), bytes.end());
+        } else {
+            status = count == 1 ? buffer.Put(bytes[0]) : buffer.Put(bytes.data(), count);
+        }
         model.Put(bytes);
         ASSERT_EQ(status, model.status);
     }
@@ -224,7 +287,7 @@ private:
     }
     void PushMark() {
         MuErrCode const status = buffer.PushMark();
-        if (model.isShort && model.marks.size() >= 8 && status == IO::ErrMemoryFull)
+        if (model.shortFrom == 1 && model.marks.size() >= 8 && status == IO::ErrMemoryFull)
             model.status = IO::ErrMemoryFull; // the stack is the one thing beside blocks that grows
         MuErrCode const failure = model.isBuffering ? IO::NoError : IO::Error;
         ASSERT_EQ(status, model.status != IO::NoError ? model.status : failure);
@@ -257,8 +320,10 @@ private:
         ASSERT_EQ(std::string_view(data, available), expected);
     }
     void GetFreeSpace() {
-        unsigned int const space = buffer.GetFreeSpace();
-        ASSERT_EQ(space, model.GetFree());
+        if constexpr (!isChannel) {
+            unsigned int const space = buffer.GetFreeSpace();
+            ASSERT_EQ(space, model.GetFree());
+        }
     }
     void SwitchBuffering() {
         if (model.isBuffering) {
@@ -275,8 +340,10 @@ private:
     void Drop() {
         switch (Random(6)) {
         case 0:
-            buffer.ClearContent();
-            model.ClearContent();
+            if constexpr (!isChannel) {
+                buffer.ClearContent();
+                model.ClearContent();
+            }
             break;
         case 1:
             buffer.Reset();
@@ -317,13 +384,14 @@ private:
     std::mt19937 random;
     RecordingSink sinks[2]; // the buffer's and the model's
     ChainModel model;
-    OutputBuffer buffer;
+    Chain buffer;
 };
 
 TEST(OutputBuffer, KeepsTheRulesOfTheChainInEveryOrderOfOperations) {
     long long const blocks = Tests::CountLiveBlocks();
-    Tests::RunTrials<ChainTrial>(800);
+    Tests::RunTrials<ChainTrial<OutputBuffer>>(800);
     EXPECT_EQ(Tests::CountLiveBlocks(), blocks);
+    Tests::RunTrials<ChainTrial<ChainChannel>>(100);
 }
 
 // Blocks of the default size come from those that earlier buffers gave back, up to ten of them.

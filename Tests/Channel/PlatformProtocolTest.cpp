@@ -117,6 +117,7 @@ TEST(PlatformProtocol, RecodesACopyOfTheText) {
     auto const write = [&](Mu::OChannel & channel) {
         EXPECT_EQ(channel.Write(text), IO::NoError);
         EXPECT_EQ(channel.Write(""), IO::NoError);
+        EXPECT_EQ(channel.Write(static_cast<char const *>(nullptr)), IO::Error);
     };
     EXPECT_EQ(Written(BigEndianMacSign, write), std::string("\0\0\0\2a\x8A\0\0\0\0", 10));
     EXPECT_EQ(Written(LittleEndianMacSign, write), std::string("\2\0\0\0a\x8A\0\0\0\0", 10));
@@ -142,23 +143,9 @@ TEST(PlatformProtocol, WritesTheLengthOfATextByItself) {
     ASSERT_EQ(IO::SetPlatformOProtocol(other, BigEndianMacSign), IO::NoError);
     IO::MemoryOChannel channel;
     EXPECT_EQ(other.GetOutputProtocol().Write(channel, "ab"), IO::NoError);
-    EXPECT_EQ(other.GetOutputProtocol().Write(channel, static_cast<char const *>(nullptr)),
-              IO::Error);
     EXPECT_EQ(std::string(channel.GetDestination(IO::MemoryOChannel::LeaveWithCaller), 6),
               std::string("\0\0\0\2ab", 6));
     EXPECT_EQ(channel.GetDataSize(), 6u);
-}
-
-TEST(PlatformProtocol, RefusesOtherSigns) {
-    IO::MemoryIChannel in;
-    IO::MemoryOChannel out;
-    for (unsigned int sign : {0u, 12345u, 0x4D57u, 0xFFFFu}) {
-        auto const other = static_cast<Mu::PlatformSign>(sign);
-        EXPECT_EQ(IO::SetPlatformIProtocol(in, other), IO::Error);
-        EXPECT_EQ(IO::SetPlatformOProtocol(out, other), IO::Error);
-    }
-    EXPECT_EQ(&in.GetInputProtocol(), &IO::binIProtocol);
-    EXPECT_EQ(&out.GetOutputProtocol(), &IO::binOProtocol);
 }
 
 TEST(PlatformProtocol, TellsThePlatformOfAChannel) {
@@ -173,12 +160,57 @@ TEST(PlatformProtocol, TellsThePlatformOfAChannel) {
         for (Mu::PlatformSign sign : signs)
             EXPECT_EQ(sign, set == Plain ? WindowsSign : set);
     }
+    for (unsigned int other : {0u, 12345u, 0x4D57u, 0xFFFFu}) {
+        EXPECT_EQ(IO::SetPlatformIProtocol(in, Mu::PlatformSign(other)), IO::Error);
+        EXPECT_EQ(IO::SetPlatformOProtocol(out, Mu::PlatformSign(other)), IO::Error);
+    }
     Mu::PlatformSign sign{};
     out.SetOutputProtocol(Mu::textOProtocol);
     EXPECT_EQ(IO::GetChannelOProtocolPlatform(out, &sign), IO::Error);
     EXPECT_EQ(sign, WindowsSign);
     in.SetDefaultInputProtocol();
     EXPECT_EQ(&in.GetInputProtocol(), &IO::binIProtocol);
+}
+
+// Every byte but 0 is true; a bool that holds another byte would be no bool.
+TEST(BinProtocol, ReadsABoolFromAnyByte) {
+    Tests::ForEachIChannel(std::string("\2\xFF\0", 3), [](Mu::IChannel & channel) {
+        for (bool const expected : {true, true, false}) {
+            bool read = !expected;
+            EXPECT_EQ(channel.Read(read), IO::NoError);
+            EXPECT_EQ(read, expected);
+        }
+    });
+}
+
+// The told form reads up to the end of the channel; a length that no channel can hold ends there,
+// within the bytes that are there.
+TEST(BinProtocol, FailsAtTheEndOfTheChannelForAnyLength) {
+    for (unsigned int length : {5u, 0x7FFFFFFFu, 0x80000000u, 0xFFFFFFFFu}) {
+        SCOPED_TRACE(length);
+        Tests::ByteOChannel bytes;
+        EXPECT_EQ(bytes.Write(length), IO::NoError);
+        Tests::ForEachIChannel(bytes.GetBytes() + "abcd", [](Mu::IChannel & channel) {
+            char text[8] = "???????";
+            EXPECT_EQ(channel.Read(text), Mu::IChannel::ConvertObjectReadError(IO::EOI));
+            EXPECT_EQ(std::string(text), "abcd???");
+        });
+    }
+}
+
+TEST(BinProtocol, TellsTheStatusOfTheChannel) {
+    Tests::RecordingOChannel channel;
+    channel.sink.failFrom = 1;
+    channel.sink.failure = IO::OutputClosed;
+    channel.DisableOutputBuffering();
+    EXPECT_EQ(channel.Write(1), IO::OutputClosed);
+    EXPECT_EQ(channel.Write("abc"), IO::OutputClosed);
+    EXPECT_EQ(channel.Write(1.0), IO::OutputClosed);
+    EXPECT_EQ(channel.sink.calls, 1u);
+    Tests::ScriptedIChannel broken("abcdef", {{2, IO::InputFailure}});
+    int value = 0;
+    EXPECT_EQ(broken.Read(value), Mu::IChannel::ConvertObjectReadError(IO::InputFailure));
+    EXPECT_EQ(broken.Read(value), IO::InputFailure) << "no byte of it was there";
 }
 
 } // namespace

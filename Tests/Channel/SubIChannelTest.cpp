@@ -28,15 +28,6 @@ TEST(SubIChannel, ReadsItsWindowAndLeavesTheSourceBehindIt) {
     });
 }
 
-TEST(SubIChannel, TakesOnlyWhatIsReadWithoutBuffering) {
-    Tests::ScriptedIChannel source("0123456789");
-    SubIChannel window(&source, 8);
-    window.DisableInputBuffering();
-    EXPECT_EQ(ReadBytes(window, 3), "012");
-    EXPECT_EQ(ReadBytes(window, 1), "3");
-    EXPECT_EQ(ReadBytes(source, 1), "4");
-}
-
 TEST(SubIChannel, DoesNotTouchTheSourceForAnEmptyWindow) {
     Tests::ScriptedIChannel source("abc");
     SubIChannel window(&source, 0);

@@ -125,19 +125,6 @@ TEST(CodeOChannel, WritesRecordsAndTheEnd) {
     EXPECT_EQ(position, 5u) << "plain bytes count";
 }
 
-TEST(CodeChannels, ReadBackFromAnySource) {
-    std::string const text = Count(0, 127) + Count(0, 127) + Count(5, 60);
-    for (unsigned int flushEvery : {0u, 5u, 16u, 33u})
-        Tests::ForEachIChannel(Encode(text, flushEvery), [&](Mu::IChannel & source) {
-            CodeIChannel code(source, key.data(), static_cast<unsigned int>(key.size()));
-            std::string back(text.size() + 1, '\0');
-            unsigned int read = 0;
-            EXPECT_EQ(code.ReadBin(back.data(), static_cast<unsigned int>(back.size()), &read),
-                      IO::EOI);
-            EXPECT_EQ(back.substr(0, read), text);
-        });
-}
-
 namespace {
 
 /// The rules of reading: records are fetched one ahead, the status of a fetch counts only when the

@@ -21,6 +21,7 @@ using IO::MemoryIChannel;
 using IO::ZipIChannel;
 using IO::ZipOChannel;
 using Tests::ByteOChannel;
+using Tests::ReadAll;
 using Options = IO::ZipOChannelOptions;
 
 namespace {
@@ -58,18 +59,6 @@ std::string Zip(std::string const & text, Options const & options, std::size_t s
 }
 
 MemoryIChannel::OwnershipType const borrowed = MemoryIChannel::LeaveWithCaller;
-
-std::string ReadAll(Mu::IChannel & channel) {
-    std::string text;
-    char piece[4093];
-    unsigned int read;
-    do {
-        read = 0;
-        channel.ReadBin(piece, sizeof piece, &read);
-        text.append(piece, read);
-    } while (read != 0);
-    return text;
-}
 
 std::string Unzip(std::string const & bytes, MuErrCode end = IO::EOI) {
     MemoryIChannel in(bytes.data(), static_cast<unsigned int>(bytes.size()), borrowed);
@@ -141,13 +130,6 @@ TEST_P(ZipChannel, FlushesFullyByItselfAndOnDemand) {
     std::string const bytes = out.GetBytes();
     EXPECT_EQ(Unzip(bytes), "first2third") << "two flushes in a row do no harm";
     EXPECT_EQ(Unzip(bytes.substr(0, bytes.rfind(mark) + 4), IO::InputFailure), "first2");
-}
-
-TEST(ZipIChannel, ReadsBytesOfAnotherProgram) {
-    std::string const bytes("\x78\x9C\x2B\xC9\x48\x55\x28\x4E\xCC\x4D\x55\x28\xCF\x2F\x4A\x29\xD6"
-                            "\x51\x28\xC1\xCB\x57\x48\x4C\x4F\xCC\xCC\x03\x00\xEE\x2D\x12\xBB",
-                            33);
-    EXPECT_EQ(Unzip(bytes), "the same words, the same words, the same words again");
 }
 
 TEST(ZipIChannel, ReadsFromAnySource) {

@@ -140,6 +140,17 @@ inline std::string ReadBytes(Mu::IChannel & channel, unsigned int count,
     return text;
 }
 
+/// All that comes; the status stays in the channel.
+inline std::string ReadAll(Mu::IChannel & channel) {
+    std::string text;
+    for (unsigned int read = 1; read != 0;) {
+        char bytes[4093];
+        (void)channel.ReadBin(bytes, sizeof bytes, &(read = 0));
+        text.append(bytes, read);
+    }
+    return text;
+}
+
 /// Runs the body over channels that hold the text and behave as differently as channels may: with
 /// and without reading ahead, the end beside the last bytes and behind them, the first bytes put
 /// back, and all of it buffered round the end of the ring.
