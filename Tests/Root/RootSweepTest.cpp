@@ -32,6 +32,9 @@ TEST(RootSweep, ObjectsAreReadWholeOrRefused) {
     Expect(numbers);
     Expect(names);
     Expect(ages);
+    for (std::string const & bytes :
+         {Tests::ToBytes(numbers), Tests::ToBytes(names), Tests::ToBytes(ages)})
+        EXPECT_EQ(bytes.substr(8, 2), std::string("\1\0", 2)) << "the version of the form";
     Expect(U(std::string(300, 't'))); // does not fit into the place for short ones
     Expect(Mu::String("a\xC3\xA4"));
     Expect(Mu::ClassVersion(3, 4));

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <cstdlib>
+#include <ctime>
 
 #if defined(_WIN32)
 #include <process.h>
@@ -20,6 +21,13 @@ void SetVariable(char const * name, std::string const & value) {
     _putenv_s(name, value.c_str());
 #else
     setenv(name, value.c_str(), 1);
+#endif
+}
+
+void SetZone([[maybe_unused]] char const * zone) {
+#if !defined(_WIN32)
+    SetVariable("TZ", zone);
+    tzset();
 #endif
 }
 

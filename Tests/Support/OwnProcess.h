@@ -9,6 +9,9 @@ namespace Tests {
 /// Sets a variable of the environment, of this process and of those that it starts.
 void SetVariable(char const * name, std::string const & value);
 
+/// Sets the time zone as the variable TZ does. On Windows it stays that of the machine.
+void SetZone(char const * zone);
+
 /// Ends this process at once: no destructor runs, no buffer is written, no thread goes on.
 [[noreturn]] void EndProcess(int exitCode);
 

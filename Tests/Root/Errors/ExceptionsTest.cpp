@@ -68,16 +68,16 @@ TEST(MuException, KeepsItsTextWhenItIsCopiedAndAssigned) {
     Mu::MuException assigned("other");
     {
         std::string text = "a text that goes away";
-        Mu::MuException const original(text.c_str(), "a.cpp", 3, Mu::IOException("cause"));
+        Mu::MuException const original(text.c_str(), "a.cpp", 3, Mu::IOException("cause"), 5);
         text.assign(text.size(), '!');
         copy = std::make_unique<Mu::MuException>(original);
         assigned = original;
         Mu::MuException const & itself = assigned;
         assigned = itself;
     }
-    EXPECT_STREQ(copy->GetMessage(), "a text that goes away");
-    EXPECT_STREQ(assigned.GetMessage(), "a text that goes away");
-    EXPECT_STREQ(assigned.GetCause().GetMessage(), "cause");
+    EXPECT_EQ(ToDump(*copy), "MuException: a text that goes away (a.cpp:3, id 5)\n"
+                             "caused by IOException: cause (:0, id -7003)\n");
+    EXPECT_EQ(ToDump(assigned), ToDump(*copy));
     EXPECT_STREQ(Mu::MuException(static_cast<char const *>(nullptr), nullptr).GetFileName(), "");
 }
 

@@ -80,6 +80,11 @@ TEST(AllocationTree, ShowsLiveBlocksBySize) {
     void * b = Mu_malloc(64);
     EXPECT_EQ(GetInfo(leaf).count, 2u);
     EXPECT_EQ(GetInfo(leaf).size, 97u);
+    Blocks at, beside;
+    AllocationTree::EnumerateUserBlocks(a, 1, at);
+    EXPECT_EQ(at.nodes, (std::multimap<unsigned int, void *>{{33, leaf}}));
+    AllocationTree::EnumerateUserBlocks(static_cast<char *>(a) + 1, 1, beside);
+    EXPECT_TRUE(beside.nodes.empty());
     b = Mu::ReallocateOperator(b, 1000);
     EXPECT_EQ(GetInfo(leaf).count, 1u);
     EXPECT_EQ(GetInfo(FindLeaf("up to 1 KiB")).size, 1000u);
@@ -90,34 +95,41 @@ TEST(AllocationTree, ShowsLiveBlocksBySize) {
     Mu_free(b);
 }
 
-TEST(AllocationTree, HasTheParentInTheThirdPlaceOfANode) {
-    auto const getParent = [](void * node) { return static_cast<void **>(node)[2]; };
-    std::vector<void *> const groups = Children(nullptr).subNodes;
-    ASSERT_EQ(groups.size(), 3u);
-    void * const root = getParent(groups[0]);
-    EXPECT_EQ(getParent(root), nullptr);
-    EXPECT_EQ(Children(root).subNodes, groups);
-    for (void * group : groups)
-        for (void * leaf : Children(group).leaves)
-            EXPECT_TRUE(getParent(group) == root && getParent(leaf) == group);
-    int noNode = 0;
-    EXPECT_EQ(GetInfo(&noNode).text, "");
-    EXPECT_TRUE(Children(&noNode).leaves.empty());
-}
-
-TEST(AllocationTree, ListsTheBlocksOfARegion) {
-    Counting counting;
-    char * const block = static_cast<char *>(Mu_malloc(5000));
-    char * const other = static_cast<char *>(Mu_malloc(70));
-    Blocks atBlock, beside;
-    AllocationTree::EnumerateUserBlocks(block, 1, atBlock);
-    ASSERT_EQ(atBlock.nodes.size(), 1u);
-    EXPECT_EQ(atBlock.nodes.begin()->first, 5000u);
-    EXPECT_EQ(atBlock.nodes.begin()->second, FindLeaf("up to 8 KiB"));
-    AllocationTree::EnumerateUserBlocks(block + 1, 1, beside);
-    EXPECT_TRUE(beside.nodes.empty());
-    Mu_free(other);
-    Mu_free(block);
+// Under the tree lies memory whose large blocks are none.
+TEST(AllocationTree, HasALeafForEachPowerOfTwo) {
+    Mu::MemoryCalls const calls = Mu::GetMemoryCalls();
+    Mu::SetMemoryCalls(
+        {[](std::size_t size) { return std::malloc(size & 0xFFFFF); }, std::realloc, std::free});
+    std::vector<std::size_t> leafCounts;
+    unsigned int bits = 4;
+    {
+        Counting counting;
+        for (void * group : Children(nullptr).subNodes) {
+            void * const root = static_cast<void **>(group)[2]; // where viewers find the parent
+            EXPECT_TRUE(static_cast<void **>(root)[2] == nullptr &&
+                        GetInfo(root).text == "all blocks");
+            std::vector<void *> const leaves = Children(group).leaves;
+            leafCounts.push_back(leaves.size());
+            for (void * leaf : leaves) {
+                std::size_t const most = std::size_t{1} << bits;
+                char const * const units[] = {" bytes", " KiB", " MiB", " GiB"};
+                std::string const text = std::to_string(most >> bits / 10 * 10) + units[bits / 10];
+                EXPECT_EQ(GetInfo(leaf).text, bits == 31 ? "above 1 GiB" : "up to " + text);
+                void * const blocks[] = {Mu_malloc(most), Mu_malloc(most / 2 + 1),
+                                         Mu_malloc(most + 1)};
+                EXPECT_EQ(GetInfo(leaf).count, bits == 31 ? 3u : 2u);
+                EXPECT_EQ(GetInfo(leaf).size, bits == 31 ? ~0u : most + most / 2 + 1);
+                EXPECT_EQ(GetInfo(nullptr).count, 3u);
+                EXPECT_EQ(static_cast<void **>(leaf)[2], group);
+                for (void * block : blocks)
+                    Mu_free(block);
+                ++bits;
+            }
+        }
+    }
+    EXPECT_EQ(leafCounts, (std::vector<std::size_t>{5, 8, 15}));
+    EXPECT_TRUE(GetInfo(&bits).text.empty() && Children(&bits).leaves.empty()) << "no node";
+    Mu::SetMemoryCalls(calls);
 }
 
 TEST(AllocationTree, MeetsEveryFailedAllocation) {

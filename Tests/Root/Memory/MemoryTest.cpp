@@ -48,6 +48,16 @@ TEST(Memory, BearsNullEverywhere) {
     BNFillMemory(nullptr, 0, 1);
 }
 
+TEST(Memory, CopiesMovesAndFills) {
+    char text[] = "abcdef";
+    BNMoveMemory(text, text + 1, 3);
+    EXPECT_STREQ(text, "aabcef");
+    BNCopyMemory(text, text + 3, 2);
+    EXPECT_STREQ(text, "aabaaf");
+    BNFillMemory(text + 1, 2, 'x');
+    EXPECT_STREQ(text, "axxaaf");
+}
+
 TEST(Memory, GivesABlockForNoBytes) {
     void * const block = Mu::NewOperator(0);
     EXPECT_NE(block, nullptr);

@@ -89,6 +89,13 @@ TEST(ClassInfo, TellsWhatItWasMadeWith) {
     EXPECT_EQ(bareInfo.GetVersion(), Mu::ClassVersion(0, 0));
     EXPECT_EQ(bareInfo.GetCustomPropertyValue(colour).GetValueUInt32(), 0u);
     EXPECT_EQ(bareInfo.Construct(), nullptr);
+    EXPECT_FALSE(bareInfo.HasConstructor());
+    Tests::ByteOChannel channel; // a class that overrides nothing can do nothing
+    Tests::ByteIChannel input("abc");
+    EXPECT_EQ(made->Clone(), nullptr);
+    EXPECT_EQ(made->Write(channel), Mu::Error);
+    EXPECT_EQ(made->Read(input), Mu::Error);
+    EXPECT_EQ(made->CheckState(), Mu::NoError);
     AllProperties all;
     Mu::CustomClassProperty::EnumerateInstances(&all);
     EXPECT_EQ(Count(all.found, "Colour"), 1u);

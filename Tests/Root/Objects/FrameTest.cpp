@@ -184,15 +184,6 @@ TEST(ClosedFrame, RefusesOneInsideThatReachesPastItsEnd) {
     }
 }
 
-TEST(ClosedFrame, EndsReadsOfFramesInside) {
-    ByteOChannel written;
-    { Mu::OutputFrame frame(written, treeInfo); }
-    ByteIChannel channel(written.GetBytes() + ToBytes<ByteOChannel>());
-    Mu::InputFrame outer(channel, treeInfo);
-    Mu::InputFrame inner(channel, treeInfo);
-    EXPECT_EQ(inner.GetStatus(), Mu::Error) << "what follows is not inside";
-}
-
 TEST(OpenFrame, IsChosenWhereTheWriterIsOverwriting) {
     ByteOChannel channel;
     channel.PushMark();

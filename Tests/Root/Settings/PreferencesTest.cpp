@@ -57,6 +57,8 @@ protected:
 } // namespace
 
 TEST_F(Preferences, ReadWhatAPersonWrote) {
+    std::string full = "[Kestrel]\nFileCacheSize = 7\n";
+    full.resize(1 << 20, '#');
     struct {
         std::string content;
         unsigned int value;
@@ -68,6 +70,7 @@ TEST_F(Preferences, ReadWhatAPersonWrote) {
          "FileCacheSize = 4\n",
          3},
         {"[Kestrel]\n[Other]\n[Kestrel]\n; FileCacheSize = 1\nFileCacheSize = 4294967295", ~0u},
+        {full, 7},
         // From here on there is nothing that can be understood.
         {"", 4711},
         {"[Kestrel]\n#FileCacheSize = 1\n", 4711},
@@ -77,7 +80,7 @@ TEST_F(Preferences, ReadWhatAPersonWrote) {
         {"[Kestrel]\nFileCacheSize = 12 345\n", 4711},
         {"[Kestrel\nFileCacheSize = 1\n", 4711},
         {"[Kestrel]\nFileCacheSize = 0x\n", 4711},
-        {"[Kestrel]\nFileCacheSize = 1\n" + std::string(1 << 20, '#'), 4711}, // far too long
+        {full + '#', 4711}, // too long
     };
     for (auto const & row : rows) {
         SCOPED_TRACE(row.content.substr(0, 80));

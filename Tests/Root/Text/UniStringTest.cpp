@@ -39,24 +39,6 @@ TEST(UniString, IsThreeWordsAndEmptyOnesTakeNoMemory) {
     EXPECT_EQ(Tests::CountAllocations(), before);
 }
 
-TEST(UniString, TakesOneExactBlockForACopy) {
-    UniString const text("a name of some length");
-    unsigned long long const before = Tests::CountAllocations();
-    UniString const copy(text);
-    EXPECT_EQ(copy.GetCapacity(), text.GetLength());
-    UniString moved(std::move(const_cast<UniString &>(copy)));
-    EXPECT_TEXT(moved, "a name of some length");
-    EXPECT_EQ(Tests::CountAllocations(), before + 1);
-}
-
-TEST(UniString, AppendsPieceByPieceInFewAllocations) {
-    UniString text;
-    unsigned long long const before = Tests::CountAllocations();
-    for (unsigned int i = 0; i < 100000; ++i)
-        text.Append(Mu::UniChar(static_cast<unsigned short>(i)));
-    EXPECT_LE(Tests::CountAllocations() - before, 30u);
-}
-
 TEST(UniString, IsMadeOfAndAssignedFromEveryKindOfText) {
     unsigned short const units[] = {'x', 0xE4, 0};
     UniString const text = "abcdef";
