@@ -155,7 +155,6 @@ TEST_F(Registry, ReportsEachCallThatFails) {
     ProcessInfo process = GetThis();
     Tests::ScriptedFileCalls calls;
     for (bool const isWriting : {true, false}) {
-        unsigned int failures = 0;
         bool isMet = true;
         for (unsigned int n = 1; isMet; ++n) {
             folder.Write(GetOwnNumber(), isWriting ? "old" : whole);
@@ -163,7 +162,6 @@ TEST_F(Registry, ReportsEachCallThatFails) {
             MuErrCode const status =
                 isWriting ? process.WriteServicesFile() : process.RefreshServerSet();
             isMet = calls.Clear();
-            failures += status != IO::NoError;
             EXPECT_TRUE(status == IO::NoError || (isMet && status == IO::Error)) << status;
             EXPECT_TRUE(status != IO::NoError || folder.Read(GetOwnNumber()) == whole) << n;
             // A file that is not found is none.
@@ -171,7 +169,6 @@ TEST_F(Registry, ReportsEachCallThatFails) {
                 status == IO::NoError && !(isMet && process.GetServerSet().IsEmpty());
             EXPECT_TRUE(isWriting || !isKnown || ListServers(process) == "7:name,") << n;
         }
-        EXPECT_GE(failures, 2u);
     }
 }
 
@@ -314,8 +311,8 @@ TEST_F(Registry, IsServed) {
     calls.launchError = IO::FileError::FileNotFound;
     EXPECT_EQ(ToHex(ask("Launch", program + ToBytes(parameters))), "A5E4FFFF") << "Error";
     EXPECT_EQ(calls.launched, "run(a b c)run()run(a b c)");
-    EXPECT_NE(ToHex(ask("Launch", program.substr(0, 9))), "00000000");
-    EXPECT_NE(ToHex(ask("Launch", program)), "00000000");
+    EXPECT_EQ(ToHex(ask("Launch", program.substr(0, 9))), "A5E4FFFF");
+    EXPECT_EQ(ToHex(ask("Launch", program)), "00010081") << "EOI";
     EXPECT_EQ(calls.launched, "run(a b c)run()run(a b c)") << "nothing was started";
     EXPECT_EQ(ask("Nothing"), "");
 }

@@ -31,11 +31,4 @@ std::string Describe(Call call) {
     return std::string();
 }
 
-/// The name alone.
-template <typename Call>
-std::string DescribeClass(Call call) {
-    std::string const text = Describe(call);
-    return text.substr(0, text.find(':'));
-}
-
 } // namespace Tests

@@ -195,9 +195,9 @@ TEST(SocketFailure, ShrinksWhatItWritesWhenBuffersAreShort) {
     calls.isRecording = true;
     std::vector<char> const much(0x300000);
     calls.Fail(SocketCall::Send, 1, WSAError::NoBuffers, true);
-    EXPECT_EQ(
-        DescribeClass([&] { connection.client.GetOutputChannel().Write(much.data(), 0x300000); }),
-        "SocketException");
+    std::string const how =
+        Describe([&] { connection.client.GetOutputChannel().Write(much.data(), 0x300000); });
+    EXPECT_EQ(how.substr(0, 37), "SocketException: Socket write failed.");
     calls.Clear();
     std::vector<unsigned int> expected{0x300000, 0x100000};
     while (expected.size() < 33)

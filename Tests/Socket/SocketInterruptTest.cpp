@@ -88,20 +88,18 @@ TEST(SocketInterrupt, EndsTheWaitOfAnotherThread) {
     socket.Create(true);
     socket.Bind(InternetAddress::Loopback, 0);
     socket.Listen(1);
-    for (int i = 0; i < 100; ++i) {
-        std::atomic<bool> isOver{false};
-        std::string how;
-        std::thread waiter([&] {
-            how = Tests::Describe([&] { socket.Accept(); });
-            isOver = true;
-        });
-        while (!isOver) {
-            socket.Interrupt();
-            std::this_thread::yield();
-        }
-        waiter.join();
-        EXPECT_EQ(how, "SocketException: Socket internal error.");
+    std::atomic<bool> isOver{false};
+    std::string how;
+    std::thread waiter([&] {
+        how = Tests::Describe([&] { socket.Accept(); });
+        isOver = true;
+    });
+    while (!isOver) {
+        socket.Interrupt();
+        std::this_thread::yield();
     }
+    waiter.join();
+    EXPECT_EQ(how, "SocketException: Socket internal error.");
 }
 
 // Another thread closes the socket before one of the calls of an operation at it, and opens others at

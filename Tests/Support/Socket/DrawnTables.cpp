@@ -14,6 +14,8 @@ using namespace IO::Socket;
 
 namespace {
 
+constexpr unsigned int Indexes = 7; // few, so that the tables meet
+
 /// Draws a number below the limit.
 struct Draw {
     std::mt19937 random;
@@ -25,11 +27,6 @@ struct Draw {
 template <typename Value>
 Value OneOf(Draw & draw, std::initializer_list<Value> values) {
     return values.begin()[draw(static_cast<unsigned int>(values.size()))];
-}
-
-// Few different ones, so that the tables meet.
-unsigned int DrawIndex(Draw & draw) {
-    return draw(7);
 }
 
 unsigned int DrawAddress(Draw & draw) {
@@ -228,15 +225,15 @@ InterfaceTables DrawTables(unsigned int seed) {
     Draw draw{std::mt19937(seed)};
     InterfaceTables tables;
     // The system's own table has each index once, in order.
-    for (unsigned int index = 0; index < 7; ++index)
+    for (unsigned int index = 0; index < Indexes; ++index)
         if (draw(2) == 0)
             tables.interfaces.Push({index, DrawType(draw), draw(65536), 1 + draw(2) * draw(2),
                                     draw(3) == 0 ? draw(6) : 5, DrawLink(draw)});
     for (unsigned int i = draw(6); i > 0; --i)
-        tables.addresses.Push({DrawIndex(draw), DrawAddress(draw), DrawMask(draw), DrawRule(draw)});
+        tables.addresses.Push({draw(Indexes), DrawAddress(draw), DrawMask(draw), DrawRule(draw)});
     for (unsigned int i = draw(6); i > 0; --i) {
         AdapterAddresses adapter{};
-        adapter.index = DrawIndex(draw);
+        adapter.index = draw(Indexes);
         adapter.type = DrawType(draw);
         adapter.mtu = draw(65536);
         adapter.operStatus = 1 + draw(3) / 2;
@@ -252,7 +249,7 @@ InterfaceTables DrawTables(unsigned int seed) {
         tables.adapters.Push(adapter);
     }
     for (unsigned int i = draw(6); i > 0; --i) {
-        AdapterInfo info{DrawIndex(draw),
+        AdapterInfo info{draw(Indexes),
                          {tables.infoAddresses.GetSize(), draw(4)},
                          {tables.gateways.GetSize(), draw(3)}};
         for (unsigned int k = 0; k < info.addresses.count; ++k)
