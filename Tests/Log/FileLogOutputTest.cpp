@@ -146,9 +146,13 @@ TEST(FileLogOutput, NamesTheFilesOfASeries) {
 TEST(FileLogOutput, GivesEachSeriesFilesOfItsOwn) {
     Tests::HandClock clock;
     LogFolder const folder;
-    auto const first = folder.MakeLog();
+    auto first = folder.MakeLog();
+    fs::path const path = folder.GetPath() / folder.GetNames().at(0);
     auto const second = folder.MakeLog();
     ASSERT_EQ(folder.GetNames().size(), 2u);
+    EXPECT_EQ(first->WriteBin("x", 1, nullptr), IO::NoError);
+    first.reset();
+    EXPECT_EQ(fs::file_size(path), 1u) << "what was buffered";
     // The series that comes next has its name taken already, as after the library was loaded anew.
     std::smatch part;
     std::string const last = folder.GetNames()[1];
