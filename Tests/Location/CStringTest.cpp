@@ -38,7 +38,7 @@ TEST(CString, IsEmptyAndInvalidWithoutMemory) {
     Text text("old");
     {
         Tests::Shortage const shortage;
-        EXPECT_FALSE(text.Assign(std::string(300, 'c').c_str(), 300));
+        EXPECT_FALSE(text.Assign(std::string(256, 'c').c_str(), 256));
     }
     EXPECT_FALSE(text.IsValid());
     EXPECT_STREQ(text.ToCStr(), "");
