@@ -334,6 +334,12 @@ TEST(Logger, LetsItsChannelLog) {
     output.onWrite = nullptr;
     Mu::logger.Flush();
     EXPECT_NE(output.bytes.find("from inside"), std::string::npos);
+    Mu::InfoLogLine info("info", "test", nullptr);
+    Log(info);
+    output.onWrite = [&] { Log(nested); };
+    output.calls.clear();
+    Mu::logger.SetOutput(nullptr, nullptr);
+    EXPECT_EQ(output.calls, "nwfswfs") << "its very last lines get no new block";
 }
 
 // The channel waits for a lock whose holder logs an error, or is never left while the process ends:
