@@ -1,6 +1,7 @@
 #include <Kestrel/Socket/SocketFunctions.h>
 
 #include <Kestrel/Root/Errors/ErrorCodes.h>
+#include <Kestrel/Socket/Internal/Start.h>
 
 #include "Tests/Support/Socket/ScriptedSocketCalls.h"
 
@@ -216,12 +217,13 @@ TEST(SocketFunctions, ReportWhatIsUnderWayAndWhatThereIsNone) {
 }
 
 TEST(SocketFunctions, StartTheNetworkAnyNumberOfTimes) {
-    for (int i = 0; i < 3; ++i)
-        EXPECT_EQ(Flat::NetworkInit(), IO::NoError);
-    for (int i = 0; i < 3; ++i)
-        EXPECT_EQ(Flat::NetworkShutdown(), IO::NoError);
-    Handle const socket;
-    EXPECT_FALSE(Flat::InvalidSocket(socket)) << "the library's own start still holds";
+    for (auto const call : {Flat::NetworkInit, Flat::NetworkShutdown})
+        for (int i = 0; i < 3; ++i)
+            EXPECT_EQ(call(), IO::NoError);
+    EXPECT_FALSE(Flat::InvalidSocket(Handle())) << "the library's own start still holds";
+    Flat::EndSockets();
+    EXPECT_EQ(Flat::NetworkShutdown(), IO::Error) << "a start is left";
+    Flat::StartSockets();
 }
 
 TEST(SocketFunctions, SelectNeverWaitsWithoutLimit) {
