@@ -5,7 +5,6 @@
 #include "Tests/Support/LogCapture.h"
 #include "Tests/Support/Reflection/Level.h"
 #include "Tests/Support/Reflection/Reads.h"
-#include "Tests/Support/TempFolder.h"
 #include "Tests/Support/Text.h"
 
 #include <Kestrel/Comfort/Files.h>
@@ -113,12 +112,6 @@ TEST(ReflectionFolderEntry, ShowsAnObjectAsFoldersAndFiles) {
         ASSERT_EQ(file->ReadBin(text, 8, nullptr), IO::NoError);
         EXPECT_EQ(std::string(text, 8), file == &first ? "price: 5" : "price: 6");
     }
-
-    Tests::TempFolder const disk;
-    Folder target(Location(disk.GetPortable().c_str()));
-    Folder const goods(mounted.At("shop/goods"));
-    EXPECT_EQ(goods.Copy("one", target, "copy"), IO::NoError);
-    EXPECT_EQ(disk.Read("copy"), "price: 6\r\nname:  one\r\n");
 }
 
 TEST(ReflectionFolderEntry, RefusesWhatIsNotThere) {
@@ -282,10 +275,6 @@ TEST(MemoryVFS, MeetsEveryFailedAllocation) {
         Shop const shop;
         IO::MemoryVFS system;
         Location const place("C:\\m");
-        struct Unmounting {
-            IO::MemoryVFS & system;
-            ~Unmounting() { system.Unmounted(); }
-        } const unmounting{system};
         system.Mounted(place);
         IO::FolderEntry * root = nullptr;
         Location location(place);

@@ -232,9 +232,13 @@ TEST_F(OwnInside, FindsACountedBlockInItsRegion) {
             static_cast<void>(U(name).Scanf("0x%x,%u", &base, &extent));
             if (name.back() != 'C' || address - base >= extent)
                 continue;
-            unsigned long long const used = std::stoull(GetValues(Below(space, name))[3]);
-            found = used > most ? name : found;
-            most = std::max(used, most);
+            Texts const values = GetValues(Below(space, name));
+            unsigned long long const used = std::stoull(values[3]);
+            if (used <= most)
+                continue;
+            EXPECT_TRUE(std::stod(values[4]) > 0 && std::stod(values[4]) <= 100) << values[4];
+            found = name;
+            most = used;
         }
         Texts const roots = List(Below(space, found)).folders;
         if (roots.empty())
@@ -245,20 +249,25 @@ TEST_F(OwnInside, FindsACountedBlockInItsRegion) {
         EXPECT_LE(std::stoull(GetValues(at)[1]), size) << "a byte or more for each";
     }
     ASSERT_GE(size, 8000u);
-    std::string leaf;
-    while (leaf.empty()) {
-        Lists const lists = List(at);
-        ASSERT_TRUE(lists.isThere);
-        for (std::string const & file : lists.files)
-            leaf = file.starts_with("up to 8 KiB") ? file : leaf;
-        std::string next;
-        for (std::string const & folder : lists.folders)
-            if (folder.starts_with("all blocks") || folder.starts_with("medium"))
-                next = folder;
-        ASSERT_TRUE(!leaf.empty() || !next.empty());
-        at = leaf.empty() ? Below(at, next) : at;
-    }
-    EXPECT_TRUE(GetValues(Below(at, leaf)).empty()) << "a leaf has none";
+    auto const findLeaf = [](RelativeLocation * place) {
+        std::string leaf;
+        for (std::string next("all"); leaf.empty() && !next.empty();) {
+            Lists const lists = List(*place);
+            for (std::string const & file : lists.files)
+                leaf = file.starts_with("up to 8 KiB") ? file : leaf;
+            next.clear();
+            for (std::string const & folder : lists.folders)
+                if (folder.starts_with("all blocks") || folder.starts_with("medium"))
+                    next = folder;
+            *place = leaf.empty() ? Below(*place, next) : *place;
+        }
+        return GetValues(Below(*place, leaf));
+    };
+    EXPECT_TRUE(findLeaf(&at).empty()) << "a leaf of a region has none";
+    RelativeLocation all(allocations);
+    Texts const values = findLeaf(&all);
+    EXPECT_GE(std::stoull(values[0]), 50 * 8000u);
+    EXPECT_TRUE(std::stoul(values[1]) >= 50 && std::stoul(values[1]) < 8000);
     // A region without blocks takes the place of this one: of its pointers none shows anything then, but
     // for one that the new root may have by now.
     std::string free;

@@ -155,7 +155,7 @@ TEST(ReflectionDialogue, AnswersByteForByte) {
 TEST(ReflectionDialogue, FindsNothingAtALocationThatTakesTooLong) {
     OwnValues const values;
     std::string location = "dt/v";
-    for (unsigned int names = 2; names <= 2049; ++names, location += "/a") {
+    for (unsigned int names = 2; names <= 2049; ++names, (location += "/\\"[names % 2]) += "a") {
         if (names < 2048)
             continue;
         auto const ask = [&location](char const * request, std::string const & rest) {

@@ -85,7 +85,10 @@ TEST(ReflectionService, IsFoundOnTheFirstFreePort) {
     ReflectionService::SetLoopbackOnly(true);
     std::vector<std::unique_ptr<IO::Socket::ServerSocket>> taken;
     unsigned short last = 0;
-    while (ReflectionService::Initialize("the test's own")) {
+    for (bool isFree = true; isFree || taken.size() < 2;) { // others may have them for a while
+        isFree = ReflectionService::Initialize("the test's own");
+        if (!isFree)
+            continue;
         unsigned short const port = ReflectionService::GetPort();
         EXPECT_FALSE(ReflectionService::Initialize("a second one"));
         ReflectionService::Terminate();
@@ -97,7 +100,6 @@ TEST(ReflectionService, IsFoundOnTheFirstFreePort) {
         } catch (Mu::MuException const &) { // another program was faster
         }
     }
-    EXPECT_GE(taken.size(), 2u) << "one behind the other, until none is free";
     EXPECT_TRUE(last > ReflectionService::FirstPort && last <= ReflectionService::LastPort);
 }
 
