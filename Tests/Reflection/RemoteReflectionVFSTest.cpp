@@ -115,10 +115,11 @@ TEST(RemoteReflectionVFS, EscapesNamesOneToOneForEveryDisk) {
         for (unsigned int i = 1 + random() % 4; i > 0; --i)
             name += Tests::DrawPiece(random);
         if (random() % 4 == 0)
-            name += static_cast<char16_t>(1 + random() % 0xFFFF);
+            name += static_cast<char16_t>(random() % 2 == 0 ? 1 << random() % 16
+                                                            : 1 + random() % 0xFFFF);
         if (random() % 4 == 0)
-            name += {static_cast<char16_t>(0xD800 + random() % 0x400),
-                     static_cast<char16_t>(0xDC00 + random() % 0x400)};
+            name += {static_cast<char16_t>(0xD800 + random() % 4 * 0x155),
+                     static_cast<char16_t>(0xDC00 + random() % 4 * 0x155)};
         Name const escaped = VFS::EscapeName(Name(name));
         ASSERT_TRUE(IsForEveryDisk(escaped)) << escaped;
         ASSERT_TRUE(VFS::UnescapeName(escaped).ToString() == Mu::UniString(name)) << escaped;
@@ -307,7 +308,8 @@ TEST(RemoteReflectionVFS, DropsWhatNobodyHolds) {
         for (int round = 0; round < 2; ++round) {
             for (unsigned int i = 0; i < Things; ++i)
                 EXPECT_TRUE(IO::ReadAll<std::string>(top / std::to_string(i)));
-            EXPECT_NE(count(), 0u);
+            std::size_t const questions = count();
+            EXPECT_TRUE(questions == Things || (round > 0 && questions > 0)) << questions;
         }
         EXPECT_EQ(IO::File(held, "5").GetStatus(), IO::NoError);
         EXPECT_EQ(count(), 0u) << "what is held is not asked for";
