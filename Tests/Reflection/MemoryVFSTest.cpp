@@ -136,6 +136,7 @@ TEST(ReflectionFolderEntry, RefusesWhatIsNotThere) {
     entry->Invalidate();
     EXPECT_EQ(entry->GetStatus(), IO::Error);
     EXPECT_EQ(entry->Connect(&folder), Connect::Other);
+    EXPECT_EQ(entry->Connect(RelativeLocation("goods/one"), &file), Connect::Other);
 }
 
 TEST(ReflectionFileEntry, SeeksWithinWhatItHolds) {
