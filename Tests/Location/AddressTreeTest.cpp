@@ -88,7 +88,7 @@ private:
             return Text(random() % 3 * 30 + 29 + random() % 4, u'l') + Number(u"", random() % 3);
         case 1: return Text(random() % 3, random() % 2 == 0 ? u'a' : u'A');
         case 2: return Number(u"File/", random() % 50);
-        case 3: return Number(kind == 1 ? u"file/0\u4E2D" : u"file/0\u00E9", random() % 50);
+        case 3: return Number(u"file/0", random() % 50) + (kind == 1 ? u"\u4E2D" : u"\u00E9");
         default: return Number(u"file/0", random() % crowd[kind]);
         }
     }
