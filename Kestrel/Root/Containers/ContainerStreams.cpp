@@ -10,7 +10,7 @@ ClassInfo const HashSetPrivate::classInfo("Mu::HashSet", ClassVersion(1, 0));
 
 unsigned int GrowCapacity(unsigned int capacity, unsigned long long needed,
                           std::size_t elementSize) {
-    constexpr unsigned long long most = 0x7FFFFFFF; // what the array's field can say
+    constexpr unsigned long long most = 0x7FFFFFFF; // the maximum of the array's field
     unsigned long long const addressable =
         std::min<unsigned long long>(most, static_cast<std::size_t>(PTRDIFF_MAX) / elementSize);
     if (needed > addressable)

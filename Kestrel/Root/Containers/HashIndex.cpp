@@ -71,7 +71,7 @@ void Index::Add(Node * node, unsigned int hash) noexcept {
         Resize(GetNextHashCapacity(capacity));
 }
 
-// Puts the entry at the end of its chain and returns how many steps it lies in, from 1.
+// Appends the entry to its chain and returns its position there, from 1.
 unsigned int Index::Link(Node * node) noexcept {
     node->chain = nullptr;
     unsigned int steps = 1;
@@ -83,7 +83,7 @@ unsigned int Index::Link(Node * node) noexcept {
 }
 
 void Index::Remove(Node * node) noexcept {
-    // The entries behind it in the chain come one step nearer; together with its own steps that is
+    // The entries after it in the chain come one step closer; together with its own steps that is
     // the length of the chain.
     unsigned int length = 0;
     for (Node ** at = &buckets[BucketOf(node->hash)]; *at != nullptr; ++length) {
@@ -96,7 +96,7 @@ void Index::Remove(Node * node) noexcept {
     (node->previous == nullptr ? first : node->previous->next) = node->next;
     (node->next == nullptr ? last : node->next->previous) = node->previous;
     --size;
-    // Not before only a quarter is in use, so that a table does not shrink and grow in turns.
+    // Only below a quarter of the minimum fill, so that a table does not shrink and grow by turns.
     if (size < minimumFill * static_cast<float>(capacity) / 4 && capacity > smallestCapacity)
         Resize(GetPreviousHashCapacity(capacity));
 }
@@ -121,7 +121,7 @@ void Index::SetCapacity(unsigned int entries) noexcept {
         Resize(std::max(wanted, smallestCapacity));
 }
 
-// Few entries that still lie far apart have hashes that more buckets would not part.
+// If few entries have long chains, their hashes are such that more buckets would not separate them.
 bool Index::IsSeekTooLong() const {
     return static_cast<double>(seeks) > static_cast<double>(maximumSeek) * size &&
            static_cast<double>(size) >= static_cast<double>(minimumFill) * capacity;
@@ -133,7 +133,7 @@ void Index::Resize(unsigned int newCapacity) noexcept {
         return;
     auto * const block = static_cast<Node **>(NewOperator(bytes));
     if (block == nullptr)
-        return; // the old ones are slower, not wrong
+        return; // the old buckets are slower, but correct
     std::memset(static_cast<void *>(block), 0, bytes);
     DeleteOperator(std::exchange(buckets, block));
     capacity = newCapacity;

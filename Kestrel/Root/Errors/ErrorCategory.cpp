@@ -10,7 +10,7 @@ namespace {
 struct Row {
     MuErrCode code;
     char const * phrase;
-    std::errc condition = {}; // what others call it; none where nothing of theirs says the same
+    std::errc condition = {}; // the standard's equivalent; none if there is none
 };
 
 constexpr Row rows[] = {
@@ -83,8 +83,8 @@ public:
                        : std::error_condition(code, *this);
     }
 
-    // By the name of the category: a Windows program and the library may each have a C++ runtime of
-    // their own, and with it a generic category.
+    // Compared by the name of the category: a Windows program and the library may each have a C++
+    // runtime of their own, and with it a generic category.
     bool equivalent(int code, std::error_condition const & condition) const noexcept override {
         std::error_condition const own = default_error_condition(code);
         return own.value() == condition.value() &&

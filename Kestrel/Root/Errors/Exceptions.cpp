@@ -15,8 +15,8 @@ namespace {
 
 constexpr char const * noMemoryText = "(there was no memory for the message)";
 
-// Alive from before the first static object is made until after the last one is gone: default
-// arguments name it by reference, and its address alone means something.
+// Exists from before the first static object is constructed until after the last is destroyed:
+// default arguments refer to it, and only its address has a meaning.
 struct NoCause final : MuException {
     NoCause() noexcept : MuException(Borrowed(), "No cause.", "", 0, 0) {}
 };
@@ -44,7 +44,7 @@ char const * RootException::what() const noexcept {
     return GetName();
 }
 
-// What the copies of an exception share. The message, when it was copied, follows it.
+// State shared by the copies of an exception. A copied message follows it.
 struct MuException::Shared {
     int count = 1;
     MuException const * cause = nullptr; // owned; null for none
@@ -60,7 +60,7 @@ MuException const * CloneCause(MuException const & cause) noexcept {
     try {
         return cause.Clone();
     } catch (OutOfMemoryException const &) {
-        return nullptr; // reported without its cause rather than not at all
+        return nullptr; // reporting it without its cause is better than not at all
     }
 }
 
@@ -93,7 +93,7 @@ MuException::MuException(UniString const & message, char const * file, unsigned 
         CStr const text = message.ToCStr(0, UniString::All, MuLogCharCode);
         Keep(text.GetText(), text.GetLength(), cause);
     } catch (OutOfMemoryException const &) {
-        // The fixed text stays.
+        // The fixed text remains.
     }
 }
 

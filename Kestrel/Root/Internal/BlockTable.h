@@ -7,11 +7,11 @@
 
 namespace Mu {
 
-/// The addresses and sizes of blocks, looked up by address. Allocates its own memory directly by
-/// the calls that it is given, always the same ones.
+/// The addresses and sizes of blocks, looked up by address. Allocates its own memory by the calls
+/// that are passed to it, which must always be the same.
 ///
 /// Threads: one at a time.
-/// Failure: false, for no memory; the table is unchanged.
+/// Failure: false when out of memory; the table is unchanged.
 class BlockTable {
 public:
     constexpr BlockTable() = default;
@@ -19,7 +19,7 @@ public:
     BlockTable & operator=(BlockTable const &) = delete;
 
     bool Insert(void * block, std::size_t size, MemoryCalls const & calls);
-    /// False: it is unknown.
+    /// False: the block is unknown.
     bool Remove(void * block, std::size_t * size);
     bool CopyTo(BlockTable & empty, MemoryCalls const & calls) const;
     void Clear(MemoryCalls const & calls);

@@ -56,7 +56,7 @@ unsigned int DecodeUtf8(char const * text, unsigned int length, unsigned short *
     return count;
 }
 
-// The character at `at`, which is moved behind it. A lone surrogate is none.
+// Returns the character at `at` and advances `at` past it. A lone surrogate is no character.
 unsigned int TakeCodePoint(unsigned short const *& at, unsigned short const * end,
                            bool * replaced) {
     unsigned int const unit = *at++;
@@ -114,7 +114,7 @@ unsigned int GetNarrowLength(char const * text, int length) {
 DecodedText::DecodedText(char const * text, unsigned int size, MuCharCode code)
     : units(inlineUnits), length(0) {
     CharCodeCalls const & calls = GetCharCodeCalls(code);
-    // No code makes more units than it has bytes, so that a short text needs no counting.
+    // No code yields more units than it has bytes, so that a short text needs no counting.
     if (size > InlineSize) {
         unsigned int const count = calls.decode(text, size, nullptr);
         if (count > UniString::MaxLength)

@@ -45,7 +45,7 @@ bool IsTrail(unsigned char c) {
     return (c & 0xC0) == 0x80;
 }
 
-// How many bytes a lead byte announces; 0 for one that leads nothing.
+// The number of bytes that a lead byte announces; 0 if it is not a lead byte.
 unsigned int GetAnnounced(unsigned char lead) {
     return lead >= 0xC2 && lead < 0xE0   ? 2
            : (lead & 0xF0) == 0xE0       ? 3
@@ -53,8 +53,8 @@ unsigned int GetAnnounced(unsigned char lead) {
                                          : 0;
 }
 
-// The first and the last second byte that a lead byte allows: neither overlong forms, nor
-// surrogates, nor what lies beyond U+10FFFF.
+// The valid range of the second byte after this lead byte, which excludes overlong forms,
+// surrogates and code points above U+10FFFF.
 bool IsSecond(unsigned char lead, unsigned char second) {
     unsigned char const least = lead == 0xE0 ? 0xA0 : lead == 0xF0 ? 0x90 : 0x80;
     unsigned char const most = lead == 0xED ? 0x9F : lead == 0xF4 ? 0x8F : 0xBF;
@@ -68,9 +68,9 @@ unsigned int Decode(unsigned char const * text, unsigned int length) {
     return point;
 }
 
-// What steers whoever shows it, or shows as nothing: control characters beyond ASCII, line breaks of
-// other kinds, marks that turn the direction of writing, and invisible ones. Joiners are not among
-// them, as words and signs are written with them.
+// Whether the character can manipulate a display or is invisible: control characters beyond ASCII,
+// other kinds of line breaks, marks that change the direction of writing, and invisible characters.
+// Joiners are allowed, since words and emoji are written with them.
 bool Steers(unsigned int point) {
     static constexpr struct {
         unsigned int first;
@@ -84,7 +84,8 @@ bool Steers(unsigned int point) {
     return false;
 }
 
-// Bytes of the character that begins here beyond ASCII; 0 if it is none, or may not stand in a log.
+// The size of the character beyond ASCII that begins here; 0 if it is invalid or not allowed in a
+// log.
 std::size_t CountCharacter(char const * text, std::size_t length) {
     auto const * const bytes = reinterpret_cast<unsigned char const *>(text);
     unsigned int const announced = GetAnnounced(bytes[0]);

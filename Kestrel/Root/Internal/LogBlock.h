@@ -9,9 +9,9 @@ namespace Mu {
 
 /// Formatted log lines in sequence, on their way to the channel. A part of the logger.
 ///
-/// Memory:  one block, which grows; until it must, a fixed one of the owner can be used.
+/// Memory:  one block, which grows; a fixed one of the owner can be used until then.
 /// Threads: one at a time.
-/// Failure: false, for no memory.
+/// Failure: false when out of memory.
 class LogBlock {
 public:
     constexpr LogBlock() = default;
@@ -45,7 +45,7 @@ private:
     char * fixed = nullptr; // the owner's block, if there is one
 };
 
-/// Time stamps, cheap as long as the second stays the same.
+/// Time stamps, cheap while the second is the same.
 class LogStamp {
 public:
     static constexpr unsigned int Length = 29;

@@ -4,7 +4,7 @@
 
 namespace Mu {
 
-// Pure functions of texts; any text is allowed. They take no memory and cannot fail.
+// Pure functions of texts; any text is allowed. They allocate nothing and cannot fail.
 
 /// Looks up a value in the text of a settings file. True: it exists, and `*value` becomes it
 /// without the blanks around it. False: `*value` is unchanged.

@@ -49,7 +49,7 @@ MuErrCode TextOProtocol::Write(OChannel & channel, void const * pointer) {
                              : WriteNumber(channel, reinterpret_cast<std::uintptr_t>(pointer), 16);
 }
 
-// The interfaces count a long double as a double everywhere.
+// The interfaces treat a long double as a double everywhere.
 MuErrCode TextOProtocol::Write(OChannel & channel, long double value) {
     return WriteNumber(channel, static_cast<double>(value));
 }

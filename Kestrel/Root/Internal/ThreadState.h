@@ -64,10 +64,10 @@ private:
     std::atomic<bool> canceled = false;
 };
 
-/// The number of the current thread, which log lines show; 0 when there is no memory to keep one.
+/// The number of the current thread, which log lines show; 0 when out of memory.
 unsigned int GetCurrentThreadNumber();
 
-/// A number that no thread had before.
+/// A number that no thread has had before.
 unsigned int MakeThreadNumber();
 
 } // namespace Mu

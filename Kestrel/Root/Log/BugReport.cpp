@@ -8,7 +8,7 @@ namespace {
 
 constexpr unsigned int PathSize = 1024;
 
-constinit Mu::SpinLock pathLock; // held for one copy, so that a reporter can always get it soon
+constinit Mu::SpinLock pathLock; // held only for one copy, so that a reporter gets it soon
 constinit char currentPath[PathSize] = {};
 constinit char previousPath[PathSize] = {};
 

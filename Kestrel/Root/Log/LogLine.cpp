@@ -30,7 +30,7 @@ void LogComposer::Clear() noexcept {
     count = 0;
 }
 
-// Makes room for `more` bytes, or reports that there is less.
+// Reserves `more` bytes. False: too many, or out of memory.
 bool LogComposer::Reserve(unsigned int more) {
     if (more <= GetRoom())
         return true;
@@ -88,7 +88,7 @@ LogComposer & LogComposer::Append(UniString const & text) noexcept {
     try {
         CStr const narrow = text.ToCStr(0, NotFound, LogCode);
         return Append(narrow.GetText(), narrow.GetLength());
-    } catch (...) { // no memory for the conversion; the value's place must be taken all the same
+    } catch (...) { // no memory for the conversion; the value must take its place nevertheless
         return Append("");
     }
 }

@@ -18,15 +18,15 @@ constexpr unsigned int SeverityCount = 4;
 constexpr unsigned int OutputShift = SeverityCount;
 constexpr unsigned int ObserverShift = 2 * SeverityCount;
 
-// So much is collected before it goes to the channel, and at most so much goes there in one write,
-// unless a single line is longer.
+// The channel gets the lines when this many bytes have been collected, and at most WriteSize in one
+// write, unless a single line is longer.
 constexpr std::size_t BlockSize = 64 * 1024;
 constexpr std::size_t WriteSize = 2 * BlockSize;
-// So much may gather while another thread writes, before those who append wait for it.
+// This many bytes may accumulate while another thread writes; beyond that, appending threads wait.
 constexpr std::size_t GatherSize = 1024 * 1024;
 
-// How long a line waits for a channel that does not come back: it may be waiting for a lock which
-// the appending thread holds.
+// How long a line waits for a channel that does not return: it may be waiting for a lock held by
+// the appending thread.
 constexpr unsigned int FullPatience = 100;
 constexpr unsigned int SafetyPatience = 2000;
 
@@ -34,15 +34,15 @@ unsigned int GetBit(LogSeverity severity) {
     return 1u << static_cast<unsigned int>(severity);
 }
 
-// The bits of a severity and all above.
+// The bits of a severity and all above it.
 unsigned int GetBitsFrom(LogSeverity least) {
     return ((1u << SeverityCount) - 1) & ~(GetBit(least) - 1);
 }
 
 constexpr char const * SeverityTexts[SeverityCount] = {" TRACE ", " INFO ", " WARNING ", " ERROR "};
 
-// The largest part of the bytes that is made of whole lines and not above the size of a write, or
-// one line.
+// The size of the largest part of the bytes that consists of whole lines and does not exceed the
+// size of a write, or of one line.
 std::size_t CountBlock(char const * bytes, std::size_t size) {
     if (size <= WriteSize)
         return size;
@@ -53,7 +53,7 @@ std::size_t CountBlock(char const * bytes, std::size_t size) {
     return static_cast<std::size_t>(static_cast<char const *>(lineEnd) - bytes) + 1;
 }
 
-// All of a line behind its time stamp.
+// The whole line except its time stamp.
 bool Compose(LogBlock & text, EventLogLine const & line, LogComposer const * composer) {
     char const * const severity = SeverityTexts[static_cast<unsigned int>(line.GetSeverity())];
     char const * const domain = line.GetDomain() != nullptr ? line.GetDomain() : "-";
@@ -68,7 +68,7 @@ bool Compose(LogBlock & text, EventLogLine const & line, LogComposer const * com
 
 } // namespace
 
-/// The collector itself: what gathers lines, and what hands them to the channel.
+/// The implementation of the logger: collects lines and passes them to the channel.
 class LoggerWorker {
 public:
     explicit constexpr LoggerWorker(FastLogger & itsFront) : front(itsFront) {}
@@ -101,24 +101,24 @@ private:
 
     FastLogger & front;
 
-    LockCore lock;    // on all of these; nothing else is called under it
-    LogBlock filling; // where lines go
+    LockCore lock;    // for all of these; nothing else is called under it
+    LogBlock filling; // receives the lines
     LogStamp stamp;
-    unsigned long long appended = 0; // lines, ever
+    unsigned long long appended = 0; // lines, in total
     unsigned long long secured = 0;  // those of them that were brought to safety
     LogSeverity outputLevel = LogSeverity::Info;
-    std::uintptr_t writer = 0; // the thread whose turn it is to write, by its token, or 0
-    bool safetyWanted = false; // what the writer shall do before its turn ends
-    bool leaving = false;      // the output gets its very last lines; changed while nobody writes
+    std::uintptr_t writer = 0; // the token of the thread that is writing, or 0
+    bool safetyWanted = false; // the writer must bring all lines to safety before its turn ends
+    bool leaving = false;      // the output gets its last lines; changed while no thread writes
     WaitQueue turnOver;
 
-    OChannel * channel = nullptr; // changed under the lock while nobody writes, and used by
+    OChannel * channel = nullptr; // changed under the lock while no thread writes, and used by
     FastLogger::Control * control = nullptr; // the writer without it
-    LogBlock writing;                        // the writer's: on its way to the channel
+    LogBlock writing;                        // the writer's: being written to the channel
 
     LockCore observerLock;             // held while an observer is called
     LogObserver * observers = nullptr; // under observerLock
-    LogObserver * next = nullptr;      // under observerLock: who will be notified next
+    LogObserver * next = nullptr;      // under observerLock: the next one to notify
     bool telling = false;              // under observerLock
 };
 
@@ -142,7 +142,7 @@ void LoggerWorker::TellObservers(EventLogLine const & line, LogComposer const * 
         try {
             observer.LineAppended(line.GetSeverity(), line.GetDomain() ? line.GetDomain() : "",
                                   text.GetBytes());
-        } catch (...) { // an observer's trouble must not reach the one who logs
+        } catch (...) { // an exception of an observer must not reach the logging thread
             CountLost(1);
         }
     }
@@ -184,8 +184,8 @@ void LoggerWorker::UpdateWanted() {
                        std::memory_order_release);
 }
 
-// Composed before the lock is taken, since that is what takes time; only the stamp is made under
-// it, so that lines stand in the order of time.
+// Composed before the lock is taken, since composing takes time; only the stamp is taken under it,
+// so that lines are in chronological order.
 void LoggerWorker::AppendToOutput(EventLogLine const & line, LogComposer const * composer) {
     char own[1024];
     LogBlock text(own, sizeof own);
@@ -216,7 +216,7 @@ bool LoggerWorker::AddStamped(LogBlock const & text) {
     return added;
 }
 
-// Under the lock, which is left meanwhile. False: the writer's turn was not over in time.
+// Under the lock, which is released meanwhile. False: the writer's turn did not end in time.
 bool LoggerWorker::WaitForTurn(Timeout const & timeout) {
     Parker parker;
     WaitQueue::Waiter waiter{&parker};
@@ -228,8 +228,8 @@ bool LoggerWorker::WaitForTurn(Timeout const & timeout) {
     return notified;
 }
 
-// What fills up while somebody writes is left to gather, up to a limit. A line that the writer's
-// own channel appends is left to gather in any case.
+// Lines accumulate while another thread writes, up to a limit. Lines appended by the writer's own
+// channel accumulate in any case.
 void LoggerWorker::HandOverFull() {
     if (writer == 0)
         TakeTurn(false);
@@ -237,7 +237,7 @@ void LoggerWorker::HandOverFull() {
         WaitForTurn(Timeout(FullPatience));
 }
 
-// A thread that waits in vain leaves it to the writer, which checks before its turn ends.
+// On timeout the flush is left to the writer, which checks for it before its turn ends.
 void LoggerWorker::HandOverSafely() {
     if (writer == Platform::GetThreadToken())
         return;
@@ -248,7 +248,7 @@ void LoggerWorker::HandOverSafely() {
         TakeTurn(true);
 }
 
-// Under the lock. True: nobody writes, or the lines up to `target` are safe.
+// Under the lock. True: no thread writes, or the lines up to `target` are safe.
 bool LoggerWorker::BeginTurn(Timeout const & timeout, unsigned long long target) {
     while (writer != 0 && secured < target)
         if (!WaitForTurn(timeout))
@@ -256,7 +256,7 @@ bool LoggerWorker::BeginTurn(Timeout const & timeout, unsigned long long target)
     return true;
 }
 
-// Under the lock, which is left while the channel is called.
+// Under the lock, which is released while the channel is called.
 void LoggerWorker::TakeTurn(bool safely) {
     writer = Platform::GetThreadToken();
     do {
@@ -286,7 +286,7 @@ void LoggerWorker::WriteLines(bool safely) {
         whole = whole && taken;
         bytes += size;
     }
-    // What the channel took and could not pass on is lost as well.
+    // Lines that the channel accepted but could not flush are lost as well.
     if (safely && !BringToSafety() && whole)
         CountLost(writing.GetBytes(), writing.GetSize());
     if (writing.GetSize() > 2 * BlockSize)
@@ -313,7 +313,7 @@ bool LoggerWorker::BringToSafety() {
         if (control != nullptr)
             control->SeriousErrorEncountered();
         return flushed;
-    } catch (...) { // nobody can be notified: reporting is what has failed
+    } catch (...) { // cannot be reported: reporting is what has failed
         return false;
     }
 }
@@ -357,8 +357,8 @@ void LoggerWorker::SetOutputLevel(LogSeverity least) {
     UpdateWanted();
 }
 
-// At the very end, threads may be gone that held a lock or were writing, so nothing here waits for
-// ever, and the observers' lock is not asked for.
+// At the end of the process, threads that held a lock or were writing may no longer exist, so every
+// wait here is bounded, and the observers' lock is not used.
 void LoggerWorker::Terminate() {
     Timeout const timeout(SafetyPatience);
     while (!lock.TryEnter()) {
@@ -381,8 +381,8 @@ void LoggerWorker::Terminate() {
     }
 }
 
-// Under the lock. Lines that come while the old channel gets its last ones are written too, and
-// those that a new file for them brings forth; they get no new file, or it would never end.
+// Under the lock. Lines appended while the old channel gets its last ones are written, too, and so
+// are those caused by a new file for them; the latter get no new file, or it would never end.
 FastLogger::Control * LoggerWorker::ReplaceOutput(OChannel * newChannel,
                                                   FastLogger::Control * newControl) {
     if (writer == Platform::GetThreadToken())
@@ -406,7 +406,7 @@ FastLogger::Control * LoggerWorker::ReplaceOutput(OChannel * newChannel,
     return earlier;
 }
 
-// Under the lock. False: somebody still writes when the time is over.
+// Under the lock. False: a thread is still writing on timeout.
 bool LoggerWorker::WaitForSilence(Timeout const & timeout) {
     while (writer != 0)
         if (!WaitForTurn(timeout) && writer != 0)

@@ -7,7 +7,7 @@ namespace Mu {
 void RepeatInterruption() noexcept {
     try {
         Thread::GetCurrent().Interrupt();
-    } catch (...) { // no memory to know the thread by, which was interrupted all the same
+    } catch (...) { // no memory for the thread's record: the interruption is lost
     }
 }
 

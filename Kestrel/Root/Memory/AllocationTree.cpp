@@ -17,7 +17,7 @@ struct Totals {
     unsigned long long count = 0;
 };
 
-// The n-th leaf holds blocks of up to 2^(n + 4) bytes, and the last one all that are larger.
+// The n-th leaf is for blocks of up to 2^(n + 4) bytes, and the last one for all larger ones.
 constexpr char const * LeafTexts[] = {
     "up to 16 bytes",  "up to 32 bytes", "up to 64 bytes", "up to 128 bytes", "up to 256 bytes",
     "up to 512 bytes", "up to 1 KiB",    "up to 2 KiB",    "up to 4 KiB",     "up to 8 KiB",
@@ -29,7 +29,7 @@ constexpr unsigned int LeafCount = sizeof LeafTexts / sizeof *LeafTexts;
 
 struct Group {
     char const * text;
-    unsigned int endLeaf; // the first one that belongs to the next group
+    unsigned int endLeaf; // the first one of the next group
 };
 constexpr Group Groups[] = {
     {"small blocks", 5}, {"medium blocks", 13}, {"large blocks", LeafCount}};
@@ -38,7 +38,7 @@ constexpr unsigned int GroupCount = sizeof Groups / sizeof *Groups;
 constinit Mu::LockCore treeLock;
 constinit Totals totals[LeafCount];    // under treeLock
 constinit Mu::BlockTable liveBlocks;   // under treeLock
-constinit Mu::MemoryCalls behind = {}; // those that were in use at Start
+constinit Mu::MemoryCalls behind = {}; // the calls that were in use at Start
 
 struct Tree {
     Node root = {"all blocks", nullptr, nullptr};
@@ -86,7 +86,7 @@ void * Allocate(std::size_t size) {
     return block;
 }
 
-// The lock is not held where the block is given back: from then on another thread may get it.
+// The lock is not held while the block is freed: from then on another thread may get it.
 void Free(void * block) {
     {
         Mu::CoreGuard guard(treeLock);
@@ -170,7 +170,7 @@ void AllocationTree::EnumerateNode(void * node, Enumerator & enumerator) {
             return;
 }
 
-// From a copy, so that the enumerator may use memory.
+// On a copy, so that the enumerator may allocate memory.
 void AllocationTree::EnumerateUserBlocks(void * begin, unsigned int size,
                                          UserBlockEnumerator & enumerator) {
     Mu::BlockTable copy;

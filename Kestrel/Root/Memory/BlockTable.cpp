@@ -9,7 +9,7 @@ std::size_t BlockTable::GetHome(void const * block) const {
     return static_cast<std::size_t>(spread >> 32) & (capacity - 1);
 }
 
-// Where the block stands, or where it would be put.
+// The index of the block, or where it would be inserted.
 std::size_t BlockTable::Find(void const * block) const {
     std::size_t place = GetHome(block);
     while (entries[place].block != nullptr && entries[place].block != block)
@@ -44,7 +44,7 @@ bool BlockTable::Insert(void * block, std::size_t size, MemoryCalls const & call
     return true;
 }
 
-// Closes the gap: whoever stands behind it, in the same run, and not before its home, moves up.
+// Fills the gap: the entries after it in the same run move up, though none to before its home.
 bool BlockTable::Remove(void * block, std::size_t * size) {
     if (capacity == 0 || block == nullptr)
         return false;

@@ -36,7 +36,7 @@ void SetMemoryCalls(MemoryCalls const & calls) {
     memoryCalls = calls;
 }
 
-// A size of 0 is a block like any other, so that null always means shortage.
+// A size of 0 is a block like any other, so that null always means out of memory.
 void * NewOperator(std::size_t size) noexcept {
     return memoryCalls.allocate(size == 0 ? 1 : size);
 }
@@ -71,7 +71,7 @@ void Mu_free(void * block) {
     Mu::DeleteOperator(block);
 }
 
-// The flags of blocks asked for zeroes, locks and the like on systems whose memory moved.
+// The flags requested zeroes, locks and the like on systems whose memory moved.
 char * BMAllocatePtr(std::size_t size, unsigned int, unsigned int) {
     return static_cast<char *>(Mu::NewOperator(size));
 }

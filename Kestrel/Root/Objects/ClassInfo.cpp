@@ -14,8 +14,8 @@ namespace Mu {
 
 namespace {
 
-// A list through the static objects that are in it, in order of construction. It needs neither
-// memory nor a constructor, for the objects come in while the program's own are made.
+// A list linked through the static objects themselves, in order of construction. It needs neither
+// memory nor a constructor, since the objects are added while those of the program are constructed.
 template <typename Item, Item * Item::*next>
 class Register {
 public:
@@ -26,19 +26,19 @@ public:
         *Find(nullptr) = &item;
     }
 
-    // Waits for the visitors that other threads have at the item, as a module that is unloaded takes
-    // its items along; not within a visit, which could be waited for in turn.
+    // Waits until no other thread visits the item, since unloading a module frees its items. Does
+    // not wait within a visit, for which another thread could be waiting in turn.
     void Remove(Item & item) {
         Unlink(item);
         std::uintptr_t const me = Platform::GetThreadToken();
-        // Bounded: a thread that the system ended with the process never leaves its item.
+        // Bounded: a thread that was ended with the process never leaves its item.
         constexpr unsigned int MostPauses = 1000000;
         for (unsigned int i = 0; i < MostPauses && IsVisited(item, me); ++i)
             Platform::YieldThread();
     }
 
-    // The visitor runs without the lock, so that it may ask the register again. It may also end the
-    // item that it is at.
+    // The visitor runs without the lock, so that it may use the register. It may also remove the
+    // current item.
     template <typename Visitor>
     void Walk(Visitor visit) const {
         Visit here(*this);
@@ -48,7 +48,7 @@ public:
     }
 
 private:
-    // Where a walk is.
+    // The position of a walk.
     class Visit {
     public:
         explicit Visit(Register const & itsList)
@@ -67,7 +67,7 @@ private:
         Visit(Visit const &) = delete;
         Visit & operator=(Visit const &) = delete;
 
-        // To the next item, which is held from then on. Null: that was the last.
+        // Moves to the next item, which is held from then on. Null: there are no more.
         Item * Advance() {
             LockGuard guard(list.lock);
             if (at == nullptr)
@@ -84,9 +84,9 @@ private:
         Register const & list;
         std::uintptr_t const thread;
         Item * at = nullptr;
-        bool isUnlinked = false; // the item where it is, before `rest`
+        bool isUnlinked = false; // the current item, which was before `rest`
         Item * rest = nullptr;
-        Visit * after = nullptr; // of the list
+        Visit * after = nullptr; // in the list
     };
 
     void Unlink(Item & item) {
@@ -104,7 +104,7 @@ private:
             }
     }
 
-    // By others than that thread, which is in no visit.
+    // By a thread other than `me`. Always false while `me` is in a visit.
     bool IsVisited(Item const & item, std::uintptr_t me) const {
         LockGuard guard(lock);
         bool isHeld = false;
@@ -116,7 +116,7 @@ private:
         return isHeld;
     }
 
-    // The link that leads to the item, or the empty last one.
+    // The link to the item, or the empty last one.
     Item ** Find(Item const * item) {
         Item ** place = &first;
         while (*place != nullptr && *place != item)
@@ -138,7 +138,7 @@ unsigned int HashName(char const * name) {
 
 } // namespace
 
-// A struct, so that both classes can let it at their links.
+// A struct, so that both classes can give it access to their links.
 struct ClassRegisters {
     static constinit inline Register<ClassInfo, &ClassInfo::next> records;
     static constinit inline Register<CustomClassProperty, &CustomClassProperty::next> properties;

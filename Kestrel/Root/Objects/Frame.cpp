@@ -19,7 +19,7 @@ constexpr char trailerMagic[4] = {'K', 'E', 'n', 'd'};
 
 enum class FrameKind : unsigned char { Closed = 0, Open = 1 };
 
-// The sixteen bytes of a header or trailer. See the layout in the header file.
+// The 16 bytes of a header or trailer. The header file describes the layout.
 struct FrameMark {
     static constexpr unsigned int Size = 16;
     static constexpr unsigned int CheckPlace = 11;
@@ -38,7 +38,7 @@ struct FrameMark {
         bytes[CheckPlace] = ComputeCheck();
     }
 
-    // Any one changed byte changes the sum, for the factor is odd.
+    // A change of any one byte changes the sum, since the factor is odd.
     unsigned char ComputeCheck() const {
         unsigned int check = 1;
         for (unsigned int i = 0; i < Size; ++i)
@@ -77,15 +77,15 @@ FrameMark TrailerOf(ClassInfo const & classInfo, ClassVersion version, unsigned 
     return FrameMark(trailerMagic, classInfo.GetNameHash(), version, FrameKind::Open, tag);
 }
 
-// Two open frames inside each other must not have the same one, and bytes that somebody else chose
-// should not look like the end of the frame they lie in.
+// Nested open frames must not have the same tag, and bytes chosen by someone else should not look
+// like the end of their frame.
 unsigned int MakeTag(void const * frame) {
     static std::atomic<unsigned int> counter = 0;
     unsigned long long mixed =
         GetClock().GetMonotonicMicroseconds() ^ (reinterpret_cast<std::uintptr_t>(frame) << 20);
     mixed ^= mixed >> 31;
     mixed *= 0x9E3779B97F4A7C15ull;
-    // The low bits count, so that no two of the last 65,536 are alike.
+    // The low bits are a counter, so that no two of the last 65,536 are equal.
     return (static_cast<unsigned int>(mixed >> 32) & 0xFFFF0000u) | (++counter & 0xFFFFu);
 }
 
@@ -113,7 +113,7 @@ OutputFrame::OutputFrame(OChannel & channel, ClassInfo const & classInfo)
     : channel(channel), classInfo(classInfo), version(FrameVersionScope::GetVersion(classInfo)) {
     if (IsNull(channel))
         return;
-    // A writer that is overwriting earlier bytes could not be brought back to its place.
+    // A writer that is overwriting earlier bytes could not be returned to its position.
     marked = channel.GetOffset() == 0 && channel.PushMark() == NoError;
     if (!marked)
         tag = MakeTag(this);
@@ -122,7 +122,7 @@ OutputFrame::OutputFrame(OChannel & channel, ClassInfo const & classInfo)
     static_cast<void>(channel.WriteBin(header.GetChars(), FrameMark::Size, nullptr));
 }
 
-// What fails here stays in the channel's status, which every writer of an object returns.
+// A failure here remains in the channel's status, which every writer of an object returns.
 OutputFrame::~OutputFrame() {
     if (!IsNull(channel))
         Quietly([this] { Finish(); });
@@ -174,8 +174,8 @@ MuErrCode InputFrame::ReadHeader() {
     return dataLength == OpenLength || dataLength > channel.GetReadLimit() ? Error : NoError;
 }
 
-// An empty frame must be known as such at once. Every open frame has a trailer, so sixteen bytes
-// must be there.
+// An empty frame must be recognised at once. Every open frame has a trailer, so there must be 16
+// bytes.
 MuErrCode InputFrame::TakeEmptyTrailer() {
     dataLength = OpenLength;
     FrameMark next;
@@ -201,8 +201,8 @@ InputFrame::~InputFrame() {
     channel.frame = outer;
 }
 
-// A window of sixteen bytes moves on byte by byte. A reader that took all fields finds the trailer
-// in the first one.
+// A window of 16 bytes advances byte by byte. If the reader has read all fields, the first one is
+// the trailer.
 void InputFrame::SkipToTrailer() const {
     FrameMark const trailer = TrailerOf(classInfo, version, tag);
     unsigned long long left = GetRest();

@@ -4,7 +4,7 @@
 
 namespace Mu::Platform {
 
-// The system's own memory, as malloc, realloc and free: null on shortage.
+// The system's own memory, as malloc, realloc and free: null when out of memory.
 
 void * AllocateMemory(std::size_t size);
 void * ReallocateMemory(void * block, std::size_t size);

@@ -24,7 +24,7 @@ void OChannel::SetOutputProtocol(OProtocol & protocol) {
     outputWindow.SetPlain(protocol.IsPlain());
 }
 
-// The status stays in the channel, which is where the writers of text look for it.
+// The status remains in the channel, which is where writers of text check it.
 OChannel & OChannel::operator<<(char const * text) {
     static_cast<void>(textOProtocol.Write(*this, text));
     return *this;

@@ -8,10 +8,10 @@ namespace Mu {
 
 namespace {
 
-/// One case of all units, asked of the system page by page as they are needed.
+/// One case of all units, queried from the system page by page as they are needed.
 ///
-/// Threads that meet in one page both fill it, with the same values, so nothing has to wait. Empty it
-/// is all zeros, which take no room in the library's file.
+/// Threads that need the same page both fill it, with the same values, so no thread has to wait. An
+/// empty table is all zeros, which take no space in the library's file.
 template <unsigned short (*rule)(unsigned short) noexcept>
 class CaseTable {
 public:
@@ -46,8 +46,8 @@ struct UpperCased {
     unsigned short operator()(unsigned short unit) const { return ToUpperUnit(unit); }
 };
 
-// Multiplying spreads a unit upwards only; the shifts at the end bring the high bits down to where
-// tables look for them.
+// Multiplying spreads a unit only upwards; the shifts at the end move the high bits down to the
+// ones that tables use.
 template <typename Mapping>
 unsigned int Hash(unsigned short const * units, unsigned int length, Mapping mapping) {
     unsigned int hash = length;

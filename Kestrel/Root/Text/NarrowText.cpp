@@ -15,10 +15,10 @@ using Mu::Internal::GetNarrowLength;
 
 namespace {
 
-// No character of any code becomes more than two units or has more than four bytes.
+// No character of any code has more than two units or four bytes.
 constexpr unsigned int MostUnits = 4;
 
-/// A narrow text that is walked character by character.
+/// Iterates over the characters of a narrow text.
 class Characters {
 public:
     Characters(char const * text, int length, MuCharCode code)
@@ -27,7 +27,7 @@ public:
     bool IsAtEnd() const { return left == 0; }
     char const * GetPlace() const { return at; }
     unsigned int GetSize() const { return calls.getCharacterSize(at, left); }
-    /// Units of the character here.
+    /// The units of the current character.
     ConstSubstring Decode() { return {units, calls.decode(at, GetSize(), units)}; }
     void Next() {
         unsigned int const size = GetSize();
@@ -101,7 +101,7 @@ void CHtoLower(char * text, int length, MuCharCode code) {
     for (Characters each(text, length, code); !each.IsAtEnd(); each.Next()) {
         ConstSubstring const character = each.Decode();
         if (character.GetLength() != 1)
-            continue; // beyond the plane that has case here
+            continue; // beyond the Basic Multilingual Plane, which alone has case here
         unsigned short const lower = Mu::ToLowerUnit(character[0]);
         ConstSubstring const lowered(&lower, 1);
         if (lower != character[0] && calls.encode(lowered, nullptr, nullptr) == each.GetSize())

@@ -25,7 +25,7 @@ bool IsMac(Mu::PlatformSign sign) {
 
 } // namespace
 
-// The code is the one of this machine and does not matter: the signs name both sets.
+// The code is that of this machine and does not matter: the signs determine both sets.
 void IVChars(Mu::PlatformSign origin, char * text, int length, MuCharCode,
              Mu::PlatformSign destination) {
     if (!IsSign(origin) || !IsSign(destination) || IsMac(origin) == IsMac(destination))

@@ -13,7 +13,7 @@
 
 namespace Mu {
 
-// Hosts that are not optimised take the addresses.
+// Hosts built without optimisation take the addresses.
 constexpr unsigned int String::MaxLength;
 
 using Internal::GetNarrowLength;
@@ -76,7 +76,7 @@ void String::Append(char const * other) {
     Append(other, GetNarrowLength(other));
 }
 
-// The bytes may lie in the block that grows, so they are found again by their place in it.
+// The bytes may be part of the block that grows, so they are located again by their offset.
 void String::Append(char const * other, unsigned int size) {
     if (other == nullptr || size == 0)
         return;
@@ -152,7 +152,7 @@ MuErrCode String::Read(IChannel & channel) {
     return status;
 }
 
-// The count comes from outside and takes no memory by itself: the text grows as its bytes arrive.
+// The count comes from outside and allocates nothing by itself: the text grows as its bytes arrive.
 MuErrCode String::ReadBytes(IChannel & channel, unsigned int count) {
     char bytes[1024];
     while (count > 0) {

@@ -19,8 +19,8 @@ Substring::Substring(UniString & text, unsigned int from, unsigned int range)
     : ConstSubstring(std::as_const(text).GetSubstring(from, range)), text(&text),
       from(std::min(from, text.GetLength())) {}
 
-// Reads the string anew, whose block may have moved and whose length determines how long the
-// part is.
+// Reads the string again, since its block may have moved and its length determines that of the
+// part.
 void Substring::Refresh(unsigned int lengthBefore) {
     length += text->GetLength() - lengthBefore;
     units = text->GetUnits() + from;
@@ -76,7 +76,7 @@ std::strong_ordering operator<=>(ConstSubstring const & a, ConstSubstring const 
     return std::lexicographical_compare_three_way(a.begin(), a.end(), b.begin(), b.end());
 }
 
-// ASCII is ASCII in every code that a machine has, so that most texts are compared where they lie.
+// ASCII is the same in all machine codes, so that most texts are compared in place.
 bool operator==(ConstSubstring const & a, char const * b) {
     if (b == nullptr)
         return false;

@@ -11,7 +11,7 @@ namespace Mu {
 
 namespace {
 
-// No code takes more than three bytes for one unit.
+// No code needs more than three bytes for one unit.
 constexpr unsigned int MostBytesOfAUnit = 3;
 
 } // namespace
@@ -60,7 +60,7 @@ CStr UniString::ToCStr(unsigned int from, unsigned int range, MuCharCode code,
     return CStr(GetSubstring(from, range), code, onError);
 }
 
-// A zero unit follows the text, so that an end of it needs no copy.
+// A zero unit follows the text, so that a part up to its end needs no copy.
 UStr UniString::ToUStr(unsigned int from, unsigned int range) const {
     ConstSubstring const part = GetSubstring(from, range);
     return part.end() == units + length ? UStr::Borrow(part) : UStr(part);

@@ -76,7 +76,7 @@ void AppendText(UniString & text, Directive const & directive, ConstSubstring pa
     AppendRepeated(text, ' ', directive.left ? blanks : 0);
 }
 
-// The digits of the number, which stand at the end of the buffer.
+// The digits of the number, which are at the end of the buffer.
 ConstSubstring MakeDigits(unsigned long long number, unsigned int base, char const * digits,
                           unsigned short (&buffer)[24]) {
     unsigned int first = 24;
@@ -154,7 +154,7 @@ void AppendUnit(UniString & text, Directive const & directive, FormatArgument co
     AppendText(text, directive, ConstSubstring(&unit, 1));
 }
 
-/// What a directive does with an argument of a kind. A pair without a row does not fit.
+/// What a directive does with an argument of a kind. A pair without a row is a mismatch.
 struct Row {
     char const * conversions;
     FormatArgument::Kind kind;

@@ -13,7 +13,7 @@ bool IsWhite(UniChar unit) {
     return unit == ' ' || (unit.GetUnit() >= '\t' && unit.GetUnit() <= '\r');
 }
 
-/// Units that are taken from the front.
+/// Units that are read from the front.
 class Source {
 public:
     explicit Source(ConstSubstring const & text) : text(text) {}
@@ -38,7 +38,7 @@ public:
             ++position;
         return text.GetSubstring(from, position - from);
     }
-    /// Up to `most` units from here on, not taken yet.
+    /// Up to `most` units from here on, without reading them.
     ConstSubstring LookAhead(unsigned int most) const { return text.GetSubstring(position, most); }
     void Skip(unsigned int count) { position += count; }
 
@@ -79,7 +79,7 @@ unsigned int GetDigitValue(UniChar digit) {
 struct ScannedNumber {
     bool isFound = false;
     bool isNegative = false;
-    unsigned long long magnitude = 0; // the largest value for all that are larger
+    unsigned long long magnitude = 0; // the maximum for all larger values
 };
 
 ScannedNumber TakeNumber(ConstSubstring const & field, unsigned int base, unsigned int * used) {
@@ -128,7 +128,7 @@ bool IsForNumbers(ScanTarget const & target) {
     return target.kind == ScanTarget::Kind::Signed || target.kind == ScanTarget::Kind::Unsigned;
 }
 
-// As many whole characters as there is room for.
+// As many whole characters as fit.
 void StoreNarrow(ConstSubstring const & field, ScanTarget const & target) {
     CStr const narrow(field, MuMachineCharCode, ReplaceOnConversionError);
     Internal::CharCodeCalls const & calls = Internal::GetCharCodeCalls(MuMachineCharCode);
@@ -186,7 +186,8 @@ bool ScanField(Source & source, ScanDirective const & directive, ScanTarget cons
     }
 }
 
-// What is no field: white space matches any white space, also none; other units match themselves.
+// Units outside fields: white space matches any white space, also none; other units match
+// themselves.
 bool MatchUnit(Source & source, UniChar unit) {
     if (!IsWhite(unit))
         return source.TakeIf(unit);

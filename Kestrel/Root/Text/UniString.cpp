@@ -9,7 +9,7 @@
 
 namespace Mu {
 
-// Hosts that are not optimised take the addresses.
+// Hosts built without optimisation take the addresses.
 constexpr unsigned int UniString::MaxLength;
 constexpr unsigned int UniString::All;
 
@@ -19,7 +19,7 @@ using Internal::GetNarrowLength;
 
 unsigned short const UniString::noUnits[1] = {0};
 
-// Making and assigning.
+// Construction and assignment.
 
 UniString::UniString(char const * text, MuCharCode code) : UniString() {
     Append(text, code);
@@ -66,8 +66,8 @@ UniString & UniString::operator=(unsigned short const * text) {
     return *this = ConstSubstring(text, CountUnits(text));
 }
 
-// A part of the text itself is only moved to the front. What comes from elsewhere gets a block of
-// its exact size when the present one is too small: most texts are never appended to.
+// A part of the text itself is only moved to the front. Other text gets a block of its exact size
+// if the present one is too small: most texts are never appended to.
 UniString & UniString::operator=(ConstSubstring const & text) {
     if (text.GetLength() > capacity) {
         if (text.GetLength() > MaxLength)
@@ -91,7 +91,7 @@ void UniString::Assign(char const * text, unsigned int size, MuCharCode code) {
     CharCodeCalls const & calls = GetCharCodeCalls(code);
     if (text == nullptr)
         size = 0;
-    // No code makes more units than it has bytes, so that what has room needs no counting.
+    // No code yields more units than it has bytes, so that a text that fits needs no counting.
     if (size > capacity) {
         unsigned int const count = calls.decode(text, size, nullptr);
         if (count > capacity) {
@@ -144,7 +144,7 @@ void UniString::Grow(unsigned int needed) {
         Reallocate(std::max(needed, std::min(capacity + capacity / 2, MaxLength)));
 }
 
-// Opens or narrows a gap of `newRange` units in the place of a range that lies in the text.
+// Replaces a range of the text by a gap of `newRange` units.
 unsigned short * UniString::MakeRoom(unsigned int from, unsigned int range, unsigned int newRange) {
     unsigned long long const newLength = 0ull + length - range + newRange;
     if (newLength > MaxLength)
@@ -168,7 +168,7 @@ void UniString::Replace(unsigned int from, unsigned int range, ConstSubstring co
     }
 }
 
-// Growing and cutting.
+// Growing and shortening.
 
 void UniString::Append(UniChar unit) {
     if (length == capacity)

@@ -10,7 +10,8 @@ using Internal::GetNarrowLength;
 
 namespace {
 
-// The index in `whole` of a place in one of its parts; the end of the part means nothing was found.
+// The index in `whole` of a position in one of its parts; the end of the part means nothing was
+// found.
 unsigned int ToIndex(UniString const & whole, ConstSubstring const & part,
                      unsigned short const * place) {
     return place == part.end() ? NotFound : static_cast<unsigned int>(place - whole.GetUnits());

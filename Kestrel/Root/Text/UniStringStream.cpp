@@ -47,7 +47,7 @@ MuErrCode UniString::Read(IChannel & channel) {
     return status;
 }
 
-// The count comes from outside and takes no memory by itself: the text grows as its bytes arrive.
+// The count comes from outside and allocates nothing by itself: the text grows as its bytes arrive.
 MuErrCode UniString::ReadUnits(IChannel & channel, unsigned int count) {
     unsigned char bytes[2 * PieceLength];
     while (count > 0) {
@@ -80,8 +80,8 @@ MuErrCode UniString::Write(OChannel & channel) const {
     return status;
 }
 
-// In pieces that need no memory, so that a report about its shortage can still be printed. A pair
-// of surrogates stays in one piece.
+// In pieces that allocate nothing, so that running out of memory can still be reported. A pair of
+// surrogates is kept in one piece.
 void UniString::Print(OChannel & channel) const {
     constexpr unsigned int pieceLength = 64;
     if (IsNull(channel))

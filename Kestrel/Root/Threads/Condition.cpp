@@ -19,8 +19,8 @@ bool Condition::Wait(Timeout const & timeout) {
     return notified;
 }
 
-// A notification that meets an interruption counts: it may not get lost. The interruption then
-// waits for the next blocking call.
+// A notification that coincides with an interruption counts, so that it is not lost. The
+// interruption then takes effect in the next blocking call.
 void Condition::WaitInterruptibly() {
     InterruptibleWait wait(true);
     WaitQueue::Waiter waiter{&wait.GetParker()};

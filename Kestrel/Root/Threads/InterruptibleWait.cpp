@@ -11,7 +11,7 @@ InterruptibleWait::InterruptibleWait(bool interruptible) {
     thread->BlockOn(this);
     if (!Thread::Interrupted())
         return;
-    thread->BlockOn(nullptr); // there will be no destructor
+    thread->BlockOn(nullptr); // the destructor will not run
     throw InterruptedIOException("Thread interrupted.", __FILE__, __LINE__, NoCauseException);
 }
 

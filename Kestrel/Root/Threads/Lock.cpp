@@ -11,7 +11,7 @@ constexpr unsigned int Free = 0;
 constexpr unsigned int Held = 1;
 constexpr unsigned int Awaited = 2;
 
-// What a lock of this house guards takes some hundred instructions; blocking costs thousands.
+// The library holds its locks for some hundred instructions; blocking costs thousands.
 constexpr unsigned int SpinCount = 100;
 
 void CreateOrThrow(LockCore & core, char const * message) {
@@ -33,7 +33,7 @@ bool LockCore::IsMine() const {
     return owner.load(std::memory_order_relaxed) == Platform::GetThreadToken();
 }
 
-// Inline in spite of its place, since the exported functions round it are not.
+// Inline here, since the exported functions that call it are not.
 inline bool LockCore::TakeNow(std::uintptr_t me) {
     unsigned int expected = Free;
     if (owner.load(std::memory_order_relaxed) != me) {
@@ -72,7 +72,8 @@ bool LockCore::WaitAndTake() {
             return true;
         Platform::Pause();
     }
-    // A thread that has waited takes the lock as Awaited: it cannot know whether it was the only one.
+    // A thread that has waited takes the lock as Awaited: it cannot know whether it was the only
+    // waiter.
     while (state.exchange(Awaited, std::memory_order_acquire) != Free)
         if (!Platform::systemCalls.wait(waitPlace, state, Awaited, Platform::Forever))
             return false;

@@ -10,8 +10,8 @@ namespace Mu {
 
 namespace {
 
-/// What lies in the system's storage of each thread. The memory is zeros at first and freed without
-/// a destructor, so nothing in it may own anything.
+/// The content of the system's storage of each thread. The memory is zeroed at first and freed
+/// without a destructor, so nothing in it may own anything.
 struct Storage {
     Thread * current;
     unsigned int number;
@@ -44,7 +44,7 @@ RunnableTask::RunnableTask(Runnable * runnable) noexcept : runnable(runnable) {
 }
 
 RunnableTask & RunnableTask::operator=(RunnableTask const & other) noexcept {
-    RunnableTask const old(*this); // may be the last owner of what `other` lies in
+    RunnableTask const old(*this); // may be the last owner of the object that contains `other`
     Runnable * const taken = other.runnable;
     if (taken != nullptr)
         taken->owners.fetch_add(1, std::memory_order_relaxed);
@@ -166,7 +166,8 @@ void Thread::Run(State & state) {
     }
 }
 
-// Each thread's storage is made by its first use, so that a failure shows here and not later.
+// A thread's storage is created by its first use. Done here, so that a failure shows now and not
+// later.
 void Threading::Initialize() {
     if (Platform::GetThreadStorage() == nullptr)
         throw ThreadingException("No storage for threads.", __FILE__, __LINE__, NoCauseException);

@@ -12,7 +12,7 @@ constinit LockCore leftBehindLock;
 
 } // namespace
 
-// Under leftBehindLock: the threads that outlived their Thread object, each held by the list.
+// Under leftBehindLock: the threads that outlived their Thread object, each referenced by the list.
 static constinit Thread::State * leftBehind = nullptr;
 
 unsigned int MakeThreadNumber() {

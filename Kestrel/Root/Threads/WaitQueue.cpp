@@ -26,7 +26,7 @@ bool WaitQueue::Remove(Waiter & waiter) {
     return false;
 }
 
-// The waiter is woken inside the lock: it comes through Remove before its parker goes.
+// The waiter is woken inside the lock: it calls Remove before its parker is destroyed.
 void WaitQueue::Notify() {
     CoreGuard guard(lock);
     if (Waiter * const waiter = TakeFirst())

@@ -28,7 +28,7 @@ public:
     }
 };
 
-// Never destroyed: threads may still ask for the time while the process ends.
+// Never destroyed: threads may still query the time while the process ends.
 union Immortal {
     constexpr Immortal() : clock() {}
     ~Immortal() {}
@@ -38,7 +38,7 @@ union Immortal {
 constinit Immortal systemClock;
 constinit std::atomic<Clock *> presentClock = &systemClock.clock;
 
-// Bounded by what is longer than any process lives; a number that the arithmetic of a clock can bear.
+// Bounded by more than the lifetime of any process, and within the range of a clock's arithmetic.
 unsigned long long ToMicroseconds(double seconds) {
     constexpr double LongestSleep = 1e9;
     return static_cast<unsigned long long>((seconds < LongestSleep ? seconds : LongestSleep) * 1e6);

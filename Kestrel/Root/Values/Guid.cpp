@@ -5,7 +5,7 @@
 
 namespace Mu {
 
-// Hosts that are not optimised take the addresses.
+// Hosts built without optimisation take the addresses.
 constexpr unsigned int Guid::TextSize;
 
 namespace {

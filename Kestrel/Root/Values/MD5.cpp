@@ -27,8 +27,8 @@ unsigned int LoadLittleEndian(unsigned char const * bytes) {
     return bytes[0] | bytes[1] << 8 | bytes[2] << 16 | static_cast<unsigned int>(bytes[3]) << 24;
 }
 
-// Keeps the compiler from putting a sum together in another order than it is written in: each step
-// waits for the one before it, so the word that was ready last must be added last.
+// Prevents the compiler from reordering a sum: each step waits for the one before it, so the word
+// that was computed last must be added last.
 [[gnu::always_inline]] inline unsigned int Settled(unsigned int sum) {
 #if defined(__GNUC__)
     asm("" : "+r"(sum));
@@ -36,7 +36,7 @@ unsigned int LoadLittleEndian(unsigned char const * bytes) {
     return sum;
 }
 
-// One of the 64 steps: what takes the place of `a`. `b` is the word that was ready last.
+// One of the 64 steps: returns the new value of `a`. `b` is the word that was computed last.
 template <unsigned int step>
 [[gnu::always_inline]] inline unsigned int Step(unsigned int a, unsigned int b, unsigned int c,
                                                 unsigned int d, unsigned char const * data) {

@@ -14,8 +14,8 @@ unsigned short KeepToOneUnit(unsigned short unit, utf8proc_int32_t mapped) noexc
 
 } // namespace
 
-// The library gives the sharp s a capital that is no simple mapping of the standard and that
-// Windows does not know.
+// utf8proc gives the sharp s a capital that is not a simple mapping of the standard and that
+// Windows does not have.
 unsigned short AskUpperCase(unsigned short unit) noexcept {
     return unit == SharpS ? unit : KeepToOneUnit(unit, utf8proc_toupper(unit));
 }

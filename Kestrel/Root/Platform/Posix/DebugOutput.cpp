@@ -13,7 +13,7 @@ void WriteDebugText(char const * text) {
         if (written < 0 && errno == EINTR)
             continue;
         if (written <= 0)
-            return; // nobody listens, and there is nobody to report it to
+            return; // there is no listener, and nowhere to report the failure
         text += written;
         left -= static_cast<std::size_t>(written);
     }

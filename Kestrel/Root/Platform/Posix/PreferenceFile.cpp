@@ -44,7 +44,7 @@ char const * GetVariable(char const * name) {
     return value != nullptr && *value != 0 ? value : nullptr;
 }
 
-// A relative base directory is to be ignored, as its standard says.
+// A relative base directory is ignored, as its standard requires.
 bool GetPath(Path & path) {
     if (char const * const chosen = GetVariable("KESTREL_PREFERENCES"))
         return Join(path, chosen, "");
@@ -55,7 +55,7 @@ bool GetPath(Path & path) {
     return home != nullptr && Join(path, home, "/.config/kestrel/preferences.ini");
 }
 
-// Up to the count or the end of the file. False: a read error.
+// Up to the count or the end of the file. False: read error.
 bool ReadAll(int file, char * text, std::size_t count, std::size_t * got) {
     for (*got = 0; *got < count;) {
         ssize_t const part = read(file, text + *got, count - *got);
@@ -71,7 +71,7 @@ bool ReadAll(int file, char * text, std::size_t count, std::size_t * got) {
 
 } // namespace
 
-// A file that grows meanwhile is read up to the size that it had.
+// A file that grows meanwhile is read up to its earlier size.
 MuErrCode ReadPreferences(std::size_t limit, char ** text, std::size_t * size) {
     *text = nullptr;
     *size = 0;

@@ -2,7 +2,7 @@
 
 namespace Mu::Platform {
 
-// They run on while statics end, until the process does.
+// Other threads run while statics are destroyed, until the process ends.
 bool AreOtherThreadsGone() {
     return false;
 }

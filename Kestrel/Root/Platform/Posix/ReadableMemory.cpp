@@ -11,9 +11,9 @@ namespace Mu::Platform {
 
 namespace {
 
-// One system call, where the list of regions is some hundred lines of text to read. It makes the pages
-// present, as the write that is to come would; so not for more than a write may need. False says
-// nothing: an older system does not know it, and some mappings are excluded.
+// One system call, whereas the list of regions is some hundred lines of text. It makes the pages
+// present, as the following write would; hence only up to the size that a write may need. False is
+// inconclusive: older systems do not support it, and some mappings are excluded.
 bool ArePagesWriteable(std::uintptr_t start, std::uintptr_t end) {
 #ifdef MADV_POPULATE_WRITE
     constexpr std::uintptr_t Most = 1 << 20;

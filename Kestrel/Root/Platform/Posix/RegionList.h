@@ -7,8 +7,8 @@
 
 namespace Mu::Platform {
 
-/// The kernel's list of the process's regions, in rising order, a line each: "start-end rwxp ...".
-/// Read byte by byte from a small buffer, for a line may be cut between two reads.
+/// The kernel's list of the process's regions, ascending, a line each: "start-end rwxp ...". Read
+/// byte by byte from a small buffer, since a line may be split between two reads.
 ///
 /// Memory: none. Threads: one at a time. Failure: the list ends.
 class RegionList {
@@ -42,7 +42,7 @@ public:
     }
 
 private:
-    // The digits, and the one separator behind them.
+    // The digits, and the one separator after them.
     std::uintptr_t GetNumber() {
         std::uintptr_t number = 0;
         for (int c = GetByte(); (c >= '0' && c <= '9') || (c >= 'a' && c <= 'f'); c = GetByte())

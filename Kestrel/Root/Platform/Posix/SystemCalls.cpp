@@ -15,7 +15,7 @@ namespace Mu::Platform {
 
 namespace {
 
-// A futex is the word itself; nothing has to be made.
+// A futex is the word itself; nothing has to be created.
 bool CreateLock(WaitPlace &) {
     return true;
 }
@@ -31,7 +31,7 @@ bool Wait(WaitPlace &, std::atomic<unsigned int> & word, unsigned int expected,
     return result == 0 || errno == EAGAIN || errno == EINTR || errno == ETIMEDOUT;
 }
 
-// The word may be gone already when it was the last use of a lock; the kernel does not mind.
+// The word may no longer exist if this was the last use of a lock; the kernel tolerates that.
 void Wake(WaitPlace &, std::atomic<unsigned int> & word, bool all) {
     syscall(SYS_futex, reinterpret_cast<unsigned int *>(&word), FUTEX_WAKE_PRIVATE,
             all ? 0x7FFFFFFF : 1, nullptr, nullptr, 0);
@@ -50,7 +50,7 @@ bool StartThread(void * argument, std::uintptr_t * thread) {
     return true;
 }
 
-// Without a destructor, so that the library can be unloaded while the thread lives on.
+// Without a destructor, so that the library can be unloaded while the thread runs on.
 alignas(16) thread_local unsigned char threadStorage[ThreadStorageSize];
 
 } // namespace
@@ -68,7 +68,7 @@ void JoinThread(std::uintptr_t thread) {
 }
 
 void NameThread(char const * name) {
-    char part[16] = {}; // the longest that the system takes, with its end mark
+    char part[16] = {}; // the longest that the system accepts, with the terminator
     std::strncpy(part, name, sizeof part - 1);
     pthread_setname_np(pthread_self(), part);
 }

@@ -13,14 +13,14 @@ namespace {
 
 constexpr std::size_t LargeBlock = 4u << 20;
 
-// Whoever takes a large block is going to fill it, and the kernel spends more time on giving out its
-// pages one by one than most do on filling them. Advice: where it is not taken, nothing is lost.
+// A large block is going to be filled, and the kernel spends more time on providing its pages one
+// by one than most callers do on filling them. This is advice: nothing is lost if it is ignored.
 void * AskForLargePages(void * block, std::size_t size) {
     if (block == nullptr || size < LargeBlock)
         return block;
     int const error = errno;
-    // From the page that holds the block's start on, so that a mapping of its own stays in one piece
-    // and can still grow by being moved.
+    // From the page of the block's start on, so that the block's mapping remains in one piece and
+    // can still grow by being moved.
     std::uintptr_t const page = static_cast<std::uintptr_t>(sysconf(_SC_PAGESIZE));
     std::uintptr_t const start = reinterpret_cast<std::uintptr_t>(block) & ~(page - 1);
     std::uintptr_t const end = reinterpret_cast<std::uintptr_t>(block) + size;

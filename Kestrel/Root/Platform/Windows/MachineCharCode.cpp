@@ -22,7 +22,8 @@ unsigned int Decode(char const * text, unsigned int length, unsigned short * uni
                                                          units == nullptr ? 0 : count));
 }
 
-// Without best fits: a name with a look-alike of a separator must not become one with a separator.
+// Without best fits: a name with a character similar to a separator must not become one with a
+// separator.
 unsigned long long Encode(ConstSubstring const & text, char * bytes, bool * replaced) {
     if (text.IsEmpty())
         return 0;

@@ -9,7 +9,7 @@ namespace Mu::Platform {
 
 namespace {
 
-// The place is a slim lock and a condition, both of which begin as a null pointer.
+// The place is a slim lock and a condition variable, both of which are initially a null pointer.
 static_assert(sizeof(SRWLOCK) == sizeof(void *) && sizeof(CONDITION_VARIABLE) == sizeof(void *));
 
 SRWLOCK * GetLock(WaitPlace & place) {
@@ -23,7 +23,7 @@ bool CreateLock(WaitPlace &) {
     return true;
 }
 
-// Rounded up, so that no wait ends before its time.
+// Rounded up, so that no wait ends early.
 DWORD ToMilliseconds(unsigned long long microseconds) {
     unsigned long long const rounded = microseconds / 1000 + (microseconds % 1000 != 0);
     return rounded < INFINITE ? static_cast<DWORD>(rounded) : INFINITE;
@@ -41,7 +41,7 @@ bool Wait(WaitPlace & place, std::atomic<unsigned int> & word, unsigned int expe
     return waited;
 }
 
-// Passing through the slim lock makes sure that whoever saw the old word sleeps by now.
+// Passing through the slim lock ensures that every thread that saw the old word sleeps by now.
 void Wake(WaitPlace & place, std::atomic<unsigned int> &, bool all) {
     AcquireSRWLockExclusive(GetLock(place));
     if (all)
@@ -97,7 +97,7 @@ private:
         DWORD const made = FlsAlloc(Free);
         if (made == FLS_OUT_OF_INDEXES || index.compare_exchange_strong(present, made))
             return made;
-        FlsFree(made); // another thread was quicker
+        FlsFree(made); // another thread was faster
         return present;
     }
 
@@ -131,7 +131,7 @@ void JoinThread(std::uintptr_t thread) {
     CloseHandle(handle);
 }
 
-// Windows 10 and later only, so the call is looked up.
+// Looked up, since only Windows 10 and later have the call.
 void NameThread(char const * name) {
     using SetDescription = HRESULT(WINAPI *)(HANDLE, PCWSTR);
     auto const set = reinterpret_cast<SetDescription>(reinterpret_cast<void *>(

@@ -2,7 +2,8 @@
 
 #include <Kestrel/Root/Text/CodeUnits.h>
 
-// The system's wide character is a UTF-16 unit under another name; only here one becomes the other.
+// The system's wide character is a UTF-16 unit under another name; only this file converts between
+// them.
 
 namespace Mu::Platform {
 
