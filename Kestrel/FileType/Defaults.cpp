@@ -39,8 +39,8 @@ void LoadFTMDefaults(FileTypeManager * manager) {
     for (DefaultGroup const & group : groups)
         group.id = manager->AddGroup(group.name, RootGroup, nullptr);
 
-    // The icons mean something to the application alone. The question marks are escaped, as two in a
-    // row can begin another character.
+    // The icons have a meaning only for the application. The question marks are escaped, since two
+    // in a row can start another character.
     unsigned int const house = Code("MUPM");
     unsigned int const marked = Code("\?!\?!");
     unsigned int const blank = Code("    ");

@@ -11,7 +11,7 @@
 
 namespace FTM {
 
-// Hosts that are not optimised take the addresses.
+// Hosts built without optimisation take the addresses.
 constexpr unsigned int FileType::defExtAllocSize;
 constexpr unsigned int FileType::MaxPiece;
 
@@ -20,15 +20,15 @@ namespace {
 constexpr short MemoryFull = static_cast<short>(Mu::ErrMemoryFull);
 constexpr short PieceTooLong = static_cast<short>(Mu::Error);
 
-// No list may grow so far that its size does not fit in an int.
+// No list may grow to a size that does not fit in an int.
 constexpr std::size_t MostBytes = 0x40000000;
 
-/// Texts one behind the other, each with its terminating zero.
+/// Consecutive texts, each with its terminating zero.
 struct Texts {
     char * list;
     unsigned int size;
 
-    /// Null when there are not so many.
+    /// Null if there are fewer.
     char * Get(unsigned int index) const {
         char * at = list;
         for (; at < list + size; at += std::strlen(at) + 1)
@@ -49,7 +49,7 @@ struct Texts {
 
     int Count() const { return static_cast<int>(std::count(list, list + size, '\0')); }
 
-    /// The bytes that are left.
+    /// Returns the number of remaining bytes.
     unsigned int Remove(char * entry) const {
         std::size_t const length = std::strlen(entry) + 1;
         std::memmove(entry, entry + length, static_cast<std::size_t>(list + size - entry) - length);
@@ -57,9 +57,9 @@ struct Texts {
     }
 };
 
-/// Makes the block of `items` one of `count` items, with the first `used` of the present ones.
-/// False: no memory, and nothing changed. The old block comes back in `*old`, for the caller may
-/// still be reading from it.
+/// Replaces the block of `items` by one of `count` items, with the first `used` of the present
+/// ones. False: out of memory, and nothing changed. The old block is returned in `*old`, since the
+/// caller may still be reading from it.
 template <typename Items>
 bool Enlarge(Items & items, std::size_t used, std::size_t count, char ** old) {
     using T = std::remove_pointer_t<decltype(items.heap)>;
@@ -81,14 +81,14 @@ void FreeBlock(Items & items) {
     items.heap = nullptr;
 }
 
-/// Both for an empty list, of which nobody sees more than the first item.
+/// Resets both for an empty list, of which only the first item is ever read.
 template <typename Items>
 void Empty(Items & items) {
     items.heap = nullptr;
     items.inlineItems[0] = {};
 }
 
-/// A deep copy of `used` items in a block of `allocated`, or inside for 0.
+/// A deep copy of `used` items in a block of `allocated`, or inline if `from` has no block.
 template <typename Items>
 bool CopyItems(Items const & from, Items & to, std::size_t used, std::size_t allocated) {
     if (from.heap == nullptr) {
@@ -102,8 +102,8 @@ bool CopyItems(Items const & from, Items & to, std::size_t used, std::size_t all
     return true;
 }
 
-/// Copies the texts into empty items, each with its zero byte. `roomUnit` is that by which a block
-/// grows. False: no memory.
+/// Copies the texts into empty items, each with its zero byte. A block grows in units of
+/// `roomUnit`. False: out of memory.
 template <typename Items>
 bool FillItems(Items & items, std::span<std::string_view const> texts, std::size_t roomUnit,
                unsigned int & size, std::size_t * room) {
@@ -121,7 +121,7 @@ bool FillItems(Items & items, std::span<std::string_view const> texts, std::size
     return true;
 }
 
-/// Calls `add` with each piece of a list that ";" separates.
+/// Calls `add` with each piece of a list separated by ";".
 template <typename Add>
 short AddPieces(char const * list, Add const & add) {
     while (list != nullptr) {
@@ -217,7 +217,7 @@ bool FileType::Fill(Contents const & contents) {
     return description.Set(contents.description.data());
 }
 
-// Every field but the blocks is a plain value, so a copy of the fields takes them over.
+// All fields except the blocks are plain values, so copying the fields moves the blocks.
 void FileType::Steal(FileType & other) {
     macCreator = std::exchange(other.macCreator, 0);
     iconID = std::exchange(other.iconID, 0);
@@ -287,8 +287,8 @@ short FileType::AddExtension(char const * list, bool lowerCase) {
 }
 
 short FileType::AddSingleExtension(char const * extension, bool lowerCase) {
-    // Kept: looked for in the spelling given, before it is lower-cased. Programs that add the same
-    // upper-case extension twice see it twice.
+    // Kept: the spelling given is looked up, before it is lower-cased. Programs that add the same
+    // upper-case extension twice have it twice.
     if (extension == nullptr || *extension == 0 || IsExtensionIncluded(extension))
         return 0;
     std::size_t const length = std::strlen(extension) + 1;
@@ -408,7 +408,7 @@ bool FileType::IsMimeIncluded(char const * mime) const {
     return FindMime(mime) >= 0;
 }
 
-// The list is read only; Texts is one for both ways.
+// The list is only read; Texts serves both purposes.
 int FileType::FindMime(char const * mime) const {
     return Texts{const_cast<char *>(mimeList.Get()), mimeListSize}.Find(mime);
 }

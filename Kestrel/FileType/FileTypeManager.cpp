@@ -1,4 +1,4 @@
-// What managers change: types, groups, links, and the indices that follow from them.
+// The operations that change types, groups and links, and the indices of these.
 
 #include <Kestrel/FileType/FileTypeManager.h>
 
@@ -18,7 +18,7 @@ namespace {
 
 using Guard = Mu::LockGuard<Mu::ReentrantLock>;
 
-// By steps that are taken without a branch, which nobody could foresee.
+// Branchless, since no processor could predict the branches.
 template <typename Row, typename Less>
 int LowerBound(std::span<Row const> table, Less const & isBefore) {
     Row const * found = table.data();
@@ -42,8 +42,8 @@ unsigned int GetRaw(GeneralID id) {
     return raw;
 }
 
-/// The index of the record with this identifier; -1 when there is none. Most stand where they would
-/// if none had ever gone.
+/// The index of the record with this identifier; -1 if there is none. Most are where they would be
+/// if none had ever been removed.
 template <typename Record, typename Id>
 int FindRecord(Mu::Array<Record> const & table, Id id) {
     if (table.IsEmpty())
@@ -55,7 +55,7 @@ int FindRecord(Mu::Array<Record> const & table, Id id) {
     return index >= 0 && table[static_cast<unsigned int>(index)].id == id ? index : -1;
 }
 
-/// Puts the row at the lower bound, in front of equal ones. There is room.
+/// Inserts the row at the lower bound, before equal ones. There is room.
 template <typename Row>
 void InsertAt(Mu::Array<Row> & table, int lowerBound, Row row) {
     table.Insert(lowerBound < 0 ? table.GetSize() : static_cast<unsigned int>(lowerBound),
@@ -71,7 +71,7 @@ void RemoveRows(Mu::Array<Row> & table, IsGone const & isGone) {
 } // namespace
 
 FileTypeManager::FileTypeManager(char const * managerId) {
-    static_cast<void>(id.Set(managerId)); // empty then, as the header says
+    static_cast<void>(id.Set(managerId)); // empty then, as the header states
 }
 
 FileTypeManager::~FileTypeManager() {
@@ -99,7 +99,7 @@ unsigned int FileTypeManager::HashKey(std::string_view text) {
         return static_cast<unsigned int>(static_cast<signed char>(text[i]));
     };
     unsigned int hash = 0;
-    // Four at a time, so that one multiplication waits for another only once.
+    // Four at a time, so that the multiplications do not wait for each other at each byte.
     for (; text.size() >= 4; text.remove_prefix(4))
         hash = hash * (33 * 33 * 33 * 33) +
                (at(0) * (33 * 33 * 33) + at(1) * (33 * 33) + at(2) * 33 + at(3));
@@ -118,7 +118,7 @@ int FileTypeManager::SearchForExtension(unsigned int key, unsigned int macType) 
 }
 
 int FileTypeManager::SearchForTypeGroup(TypeID type, GroupID group) {
-    // Those of the newest type stand at the end, and are wanted while it is added.
+    // Those of the newest type are at the end, and are needed while it is added.
     if (hTypeGroupArray.IsEmpty() || hTypeGroupArray.GetLast().type < type)
         return -1;
     return LowerBound(hTypeGroupArray, [&](TypeGroupLink const & link) {
@@ -146,8 +146,8 @@ bool FileTypeManager::IsKnown(GroupID group) {
     return group == RootGroup || SearchForGroupRec(group) >= 0;
 }
 
-// Goes through all links of the type: those that a removed group handed to its parent stand where they
-// stood, so that a search by group could miss them.
+// Searches all links of the type: those that a removed group passed to its parent keep their
+// places, so that a search by group could miss them.
 int FileTypeManager::FindLink(TypeID type, GroupID group) {
     int const first = SearchForTypeGroup(type, UnknownGroup);
     for (unsigned int i = static_cast<unsigned int>(first);
@@ -241,7 +241,7 @@ void FileTypeManager::RemoveDataRecord(int dataIndex) {
 
 void FileTypeManager::FreeEmptyTables() {
     if (BulkAdding::IsOn())
-        return; // they have room for what comes
+        return; // they have room for the next rows
     auto const free = [](auto & table) {
         if (table.IsEmpty())
             table.Clear();
@@ -255,8 +255,8 @@ void FileTypeManager::FreeEmptyTables() {
 
 namespace {
 
-/// What ExtIndexCount counts: a row for each pair of an extension and a type code, or for the
-/// extension alone, and one for each type code alone. Lower-cases the extensions. Throws
+/// The rows that ExtIndexCount counts: one for each pair of an extension and a type code, or for
+/// the extension alone, and one for each type code alone. Lower-cases the extensions. Throws
 /// Mu::OutOfMemoryException.
 template <typename Row>
 void ListRows(FileType const & type, int dataIndex, Mu::ArrayBase<Row> & rows) {
@@ -293,7 +293,7 @@ TypeID FileTypeManager::AddType(FileType const & type, GroupID group) {
     } catch (Mu::OutOfMemoryException const &) {
         return UnknownType;
     }
-    // Kept: names are not looked for while there is no type at all, so the first type may have the
+    // Kept: names are not looked up while there is no type at all, so the first type may have the
     // name of a group.
     for (unsigned int i = 0; i < names.GetSize() && !hTypeDataArray.IsEmpty(); ++i)
         if (HasMime(type.GetMime(i), names[i].hash))
@@ -328,7 +328,7 @@ TypeID FileTypeManager::StoreType(FileType const & type,
     for (MimeIndexRecord const & row : names)
         InsertMime(row);
     if (group != RootGroup)
-        hTypeGroupArray.Push({record.id, group}); // no link is one of a newer type
+        hTypeGroupArray.Push({record.id, group}); // no link belongs to a newer type
     return record.id;
 }
 
@@ -378,8 +378,8 @@ MuErrCode FileTypeManager::RemoveTypeFromGroup(TypeID type, GroupID group) {
         FreeEmptyTables();
         return Mu::NoError;
     }
-    // Kept: the row where the link would stand decides, so a type with links to groups before this one
-    // only counts as not found.
+    // Kept: the row at the place of the link decides, so a type that only has links to groups
+    // before this one counts as not found.
     int const row = SearchForTypeGroup(type, group);
     bool const isRowOfType =
         row >= 0 && hTypeGroupArray[static_cast<unsigned int>(row)].type == type;
@@ -419,7 +419,7 @@ MuErrCode FileTypeManager::RemoveGroup(GroupID group) {
     if (parent == RootGroup)
         RemoveRows(hTypeGroupArray,
                    [&](TypeGroupLink const & link) { return link.group == group; });
-    // Kept: the links stay where they are, so those of a type may be out of order by group from now
+    // Kept: the links keep their places, so those of a type may be out of order by group from now
     // on, and two of them may be equal.
     for (TypeGroupLink & link : hTypeGroupArray)
         if (link.group == group)
@@ -439,7 +439,7 @@ MuErrCode FileTypeManager::RenameGroup(GroupID group, char const * name) {
 
 namespace {
 
-/// Takes those of `wanted` out that are in the table already, and the rows of the table that are not
+/// Removes from `wanted` what is already in the table, and from the table the rows that are not
 /// wanted; so equal rows keep their places.
 template <typename Row, typename IsOfRecord>
 void ReduceRows(Mu::Array<Row> & table, Mu::ArrayBase<Row> & wanted,

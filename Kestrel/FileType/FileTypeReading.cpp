@@ -1,4 +1,4 @@
-// What everybody may ask the catalogue: records, walks, counts, searches, identifiers in files.
+// The queries of the catalogue: records, walks, counts, searches, identifiers in files.
 
 #include <Kestrel/FileType/FileTypeManager.h>
 
@@ -17,10 +17,10 @@ namespace {
 
 using Guard = Mu::LockGuard<Mu::ReentrantLock>;
 
-// Bytes of the longest name that an identifier is written by.
+// Bytes of the longest name by which an identifier is written.
 constexpr unsigned int MostNameBytes = 255;
 
-/// Puts a text together in a place that may be too small for it, and counts all of it.
+/// Appends pieces to a text whose buffer may be too small, and counts all of it.
 class CutText {
 public:
     CutText(char * text, unsigned int size) : text(text), size(text == nullptr ? 0 : size) {
@@ -42,7 +42,7 @@ private:
     unsigned int length = 0;
 };
 
-/// Stores what is found as long as there is room, counts all of it, and fills the list up.
+/// Stores results while there is room, counts all of them, and fills the rest of the list.
 template <typename Id>
 class FoundList {
 public:
@@ -149,7 +149,7 @@ GroupID FileTypeManager::GetFirstParent(TypeID type) {
     return hTypeGroupArray[static_cast<unsigned int>(SearchForTypeGroup(type, UnknownGroup))].group;
 }
 
-// Walking on, equal links are passed over: a walk from one of them would come back to itself.
+// A walk skips equal links: from one of them it would return to itself.
 
 GroupID FileTypeManager::GetNextParent(TypeID type, GroupID group) {
     Guard guard(lock);
@@ -329,7 +329,7 @@ unsigned int FileTypeManager::GetGroupExtensionList(GroupID group, char * text, 
     return result.GetLength();
 }
 
-// Whether no type of the group that was added before has the extension.
+// Whether no earlier type of the group has the extension.
 bool FileTypeManager::IsFirstWith(char const * extension, int dataIndex, GroupID group) {
     bool isLong;
     unsigned int const key = MakeExtensionKey(extension, &isLong);
@@ -347,7 +347,7 @@ bool FileTypeManager::IsFirstWith(char const * extension, int dataIndex, GroupID
 
 // Searches.
 
-/// Looks for types by a pattern, of which it keeps a copy in lower case.
+/// Searches for types by a pattern, of which it keeps a copy in lower case.
 class FileTypeManager::PatternSearch {
 public:
     PatternSearch(FileType const & given, GroupID scope) : scope(scope) {
@@ -363,14 +363,14 @@ public:
         }
     }
 
-    /// Nothing to look for.
+    /// The pattern is empty.
     bool IsEmpty() const {
         return keys.IsEmpty() && pattern.GetMacType(0) == 0 && pattern.GetMime(0) == nullptr &&
                pattern.GetMacCreator() == 0 && !HasIcon() && pattern.GetTypeCallback() == nullptr &&
                pattern.GetDescription()[0] == 0;
     }
 
-    /// The index of the next record behind `after` that fits; -1 when there is none.
+    /// The index of the next matching record after `after`; -1 if there is none.
     int FindNext(int after) const {
         do
             after = FindCandidate(after);
@@ -507,7 +507,7 @@ MuErrCode FileTypeManager::WriteID(GeneralID id, Mu::OChannel & channel) {
     if (id == UnknownType) {
         name = "";
     } else if (id.IsGroup()) {
-        // Kept: a group without a name is written as nothing, and read as UnknownType.
+        // Kept: a group without a name is written as an empty name, and read as UnknownType.
         if (int const index = SearchForGroupRec(id); index >= 0)
             name = hGroupDataArray[static_cast<unsigned int>(index)].mime.Get();
     } else if (int const index = SearchForTypeRec(id); index >= 0) {

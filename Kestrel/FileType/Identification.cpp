@@ -1,4 +1,4 @@
-// What a file is: the stages, written once for all operations.
+// Identification of files: the stages, implemented once for all operations.
 
 #include <Kestrel/FileSystem/File.h>
 #include <Kestrel/FileType/FileTypeManager.h>
@@ -19,7 +19,7 @@ using Guard = Mu::LockGuard<Mu::ReentrantLock>;
 using OnNotFound = IO::File::OnNotFound;
 using Stage = IdentificationObserver::Stage;
 
-/// Runs a step on a file; a shortage of memory is a failure like any other.
+/// Runs a step on a file; running out of memory is a failure like any other.
 template <typename Step>
 bool Succeeds(Step const & step) {
     try {
@@ -29,8 +29,8 @@ bool Succeeds(Step const & step) {
     }
 }
 
-/// Counts different types, as far as that matters: each that is not the first one found counts, so
-/// only 0, 1 and more say something.
+/// Counts different types, as far as that matters: each that is not the first one counts, so only
+/// 0, 1 and more are meaningful.
 struct Count {
     void Add(int dataIndex) {
         if (number == 0)
@@ -48,18 +48,18 @@ struct Count {
 /// One question about one file.
 ///
 /// The operations differ in three things: whose types are preferred, which types are the target,
-/// and what follows from the numbers. Where nobody's types are preferred, all types are one's own;
-/// where there is no target, all types are it.
+/// and what follows from the numbers. Without a preferred owner, all types are its own; without a
+/// target, all types are the target.
 class Identification {
 public:
-    /// What decides a question at the end.
+    /// How a question is decided.
     enum class Question {
         WhatIsIt,
-        MayItBe, ///< yes, unless something speaks for another type
-        IsIt     ///< no, unless something speaks for the target, and before another type
+        MayItBe, ///< yes, unless there is evidence for another type
+        IsIt     ///< no, unless there is evidence for the target, and before another type
     };
 
-    /// A null owner prefers nobody's types.
+    /// With a null owner no types are preferred.
     Identification(IO::Location const & location, GroupID group, FileTypeManager const * owner,
                    IdentificationObserver * observer = nullptr)
         : guard(FileTypeManager::lock), location(location), group(group), owner(owner),
@@ -111,7 +111,7 @@ public:
     bool Match(GeneralID id, Question asked) {
         target = id;
         question = asked;
-        // Only here a missing file is nothing to be logged.
+        // Only in this case is a missing file not logged.
         onNotFound = asked == Question::MayItBe && owner == nullptr ? OnNotFound::FailQuietly
                                                                     : OnNotFound::Report;
         Verdict const verdict = JudgeByName(nullptr);
@@ -119,7 +119,7 @@ public:
             return verdict == Verdict::Settled;
         if (!TestContents(nullptr))
             return false;
-        // Kept: what has spoken for the target before something spoke for another type counts.
+        // Kept: evidence for the target counts if it comes before evidence for another type.
         return question == Question::MayItBe ? !isWrong : hits[Own].number + hits[Other].number > 0;
     }
 
@@ -130,7 +130,7 @@ private:
     enum Whose { Own, Other, WhoseCount };
     enum class Verdict { Settled, Failed, Open };
 
-    /// What a stage counts, by owner, of the target and of others.
+    /// The counts of a stage, by owner, of the target and of others.
     struct Tally {
         Count hits[WhoseCount];
         Count others[WhoseCount];
@@ -141,9 +141,9 @@ private:
         bool IsEmpty() const { return CountHits() + CountOthers() == 0; }
     };
 
-    /// A row of the stage of contents. It names its type, whose place in the table content tests
-    /// may change, and keeps the result that it had before, so that a content test which identifies
-    /// another file leaves the results of this question as they are.
+    /// A row of the contents stage. It names its type, whose place in the table may be changed by
+    /// content tests, and keeps the earlier result, so that a content test that identifies another
+    /// file leaves the results of this question unchanged.
     struct ContentRow {
         TypeID type;
         bool isLong;
@@ -225,8 +225,8 @@ private:
         return tally;
     }
 
-    // Kept: of types of this manager and of others, the first row found counts, even if the
-    // one of this manager has settled it.
+    // Kept: the first row found is the result, of types of this manager and of others, even if one
+    // of this manager has settled it.
     Verdict Judge(Tally const & tally, void * info) {
         if (question == Question::WhatIsIt) {
             if (tally.CountHits() != 1 && tally.hits[Own].number != 1)
@@ -290,7 +290,7 @@ private:
         if (!Open())
             return false;
         // The file system that opens it may be a host's, and may have changed the catalogue. The
-        // result does not matter: the name has settled it.
+        // result does not matter: the name has settled the question.
         if (TypeRecord const * const record = FindRecord(answer); record != nullptr)
             static_cast<void>(record->type.CheckTypeCallback(*file, info));
         return true;
@@ -328,7 +328,7 @@ private:
         return Succeeds([&] { return file->Close(); });
     }
 
-    // A test that could not read says no, as does one that did not find what it looks for.
+    // A test returns false both when it cannot read and when the contents do not match.
     bool HasReadFailed() const {
         MuErrCode const status = file->GetInputStatus();
         return status != Mu::NoError && status != Mu::EOI;
@@ -355,7 +355,7 @@ private:
             counted.first = row.type;
     }
 
-    // Kept: a type with two rows that both pass counts twice, and does not settle it.
+    // Kept: a type with two rows that both pass counts twice, and does not settle the question.
     bool IsSettledByContents() {
         if (hits[Own].number != 1 && hits[Own].number + hits[Other].number != 1)
             return false;
@@ -365,8 +365,8 @@ private:
 
     // Stage D.
 
-    /// Calls `visit` with the type of each row that the contents did not rule out, until it returns
-    /// false.
+    /// Calls `visit` with the type of each row that the contents have not excluded, until it
+    /// returns false.
     template <typename Visit>
     bool VisitRemaining(Visit const & visit) {
         bool const noneHit = hits[Own].number + hits[Other].number == 0;
@@ -407,11 +407,11 @@ private:
     GeneralID target;
     OnNotFound onNotFound = OnNotFound::Report;
 
-    // The name, and what is left of it as evidence.
+    // The name, and which parts of it remain as evidence.
     std::optional<Mu::CStr> extension;
     unsigned int extensionKey = 0;
     bool isLong = false;
-    bool isPossible; // behind what Prepare sets
+    bool isPossible; // after the members that Prepare sets
     unsigned int fileMacType = 0;
 
     std::optional<IO::File> file;

@@ -24,15 +24,15 @@ namespace {
 
 using Reason = SharedMimeResult::Reason;
 
-// Beyond what any machine has, and small enough that no file of a catalogue can fill the memory or
-// keep questions about files busy.
+// Above what any machine has, and small enough that no file of a catalogue can exhaust the memory
+// or make queries about files slow.
 constexpr unsigned int MostFileBytes = 4 << 20;
 constexpr unsigned int MostTypes = 5000;
 constexpr unsigned int MostAliases = 50000;
 constexpr unsigned int MostTexts = 250; // extensions, names or parents of one type
 constexpr unsigned int MostDepth = 16;
 
-/// A missing file is an empty one, where that is no failure.
+/// A missing file counts as empty where that is no failure.
 MuErrCode ReadWholeFile(IO::Location const & folder, char const * name, bool mayBeMissing,
                         Mu::String & content) {
     IO::File file(IO::Location(folder, IO::Name(name)),
@@ -51,18 +51,18 @@ MuErrCode ReadWholeFile(IO::Location const & folder, char const * name, bool may
     unsigned int read = 0;
     status = file.ReadBin(&content[0], content.GetLength(), &read);
     content.SetLength(read);
-    return status == Mu::EOI ? Mu::NoError : status; // somebody has cut it meanwhile
+    return status == Mu::EOI ? Mu::NoError : status; // it has been truncated meanwhile
 }
 
-/// Lines that belong together, in the order in which they were appended, by their indices: the last of
-/// them, whose next one is the first.
+/// Lines that belong together, in the order in which they were appended, by their indices: the last
+/// of them, whose `next` is the first.
 struct Chain {
     static constexpr unsigned int None = ~0u;
 
     unsigned int last = None;
 };
 
-/// Appends the line behind all others, which belongs to the chain then.
+/// Appends the line to `lines` and to the chain.
 template <typename Line>
 void Append(Chain & chain, Mu::Array<Line> & lines, Line line) {
     unsigned int const index = lines.GetSize();
@@ -83,7 +83,7 @@ void ForEach(Chain const & chain, Mu::Array<Line> const & lines, Visit const & v
     }
 }
 
-/// A name in a file, with a zero byte behind it, which IsMimeName.
+/// A name in a file, zero-terminated, for which IsMimeName holds.
 struct Name {
     Name() = default;
     explicit Name(std::string_view name)
@@ -95,15 +95,15 @@ struct Name {
     unsigned char length = 0;
 };
 
-/// What is known of a type until it is added. A catalogue has many: texts are zero-terminated ones in
-/// the files, and the rest is found by indices.
+/// The data of a type until it is added. A catalogue has many types: the texts are zero-terminated
+/// ones in the files, and the rest is referenced by indices.
 struct SharedType {
     Name name;
     Chain extensions;
     Chain sections;
     Chain aliases;
     Chain parents;
-    GroupID group; // with the subclasses, where there are some
+    GroupID group; // of its subclasses, if it has any
     TypeID id;
     unsigned char parentCount = 0;
     bool isParent = false;
@@ -133,15 +133,15 @@ struct Parent {
     unsigned int next = 0;
 };
 
-/// Numbers by names, which others keep.
+/// Numbers by names, which are stored elsewhere.
 class NameIndex {
 public:
     static constexpr unsigned int None = ~0u;
 
     explicit NameIndex(unsigned int slotCount) { slots.SetSize(slotCount); } // a power of two
 
-    /// The place of the number of the name; `getName` returns the name of a number. Where there is none,
-    /// the place holds None.
+    /// The slot of the name's number; `getName` returns the name of a number. Without a number the
+    /// slot holds None.
     template <typename GetName>
     unsigned int & Find(std::string_view name, GetName const & getName) {
         unsigned int const mask = slots.GetSize() - 1;
@@ -151,7 +151,7 @@ public:
         return slots[at].number;
     }
 
-    /// Keeps the index from filling up once it has `count` names.
+    /// Grows the index if `count` names would fill it up.
     template <typename GetName>
     void MakeRoom(unsigned int count, GetName const & getName) {
         if (count < slots.GetSize() / 4 * 3)
@@ -169,7 +169,7 @@ private:
         unsigned int number = None;
     };
 
-    /// Eight bytes at a time. Begins with an address, which nobody who writes a catalogue knows.
+    /// Eight bytes at a time. Starts with an address, which the author of a catalogue cannot know.
     unsigned long long Hash(std::string_view name) const {
         unsigned long long hash = reinterpret_cast<std::uintptr_t>(slots.GetData()) + name.size();
         auto const add = [&](char const * from, std::size_t count) {
@@ -182,7 +182,7 @@ private:
         for (; name.size() - at >= 8; at += 8)
             add(name.data() + at, 8);
         if (name.size() >= 8)
-            add(name.data() + name.size() - 8, 8); // some of them again
+            add(name.data() + name.size() - 8, 8); // overlapping the bytes before
         else
             add(name.data(), name.size());
         return hash;
@@ -191,7 +191,7 @@ private:
     Mu::Array<Slot> slots;
 };
 
-/// Puts a catalogue together in memory, and then adds it.
+/// Builds a catalogue in memory, and then adds it.
 class Loader {
 public:
     Loader(FileTypeManager & manager, SharedMimeResult & result)
@@ -206,8 +206,7 @@ public:
         if (MuErrCode const status = ReadWholeFile(folder, "magic", true, magic->text);
             status != Mu::NoError)
             return status;
-        // More than there will be, where the files are what they should be; what stays empty costs
-        // nothing.
+        // Upper bounds for well-formed files; unused capacity costs nothing.
         auto const guess = [](Mu::String const & text) {
             return std::min(text.GetLength() / 16, 1u << 14);
         };
@@ -220,7 +219,7 @@ public:
     }
 
     MuErrCode Add() {
-        // What nothing points into any more has room for the rest.
+        // Frees what is no longer referenced, to make room for the rest.
         files[2].Clear();
         files[3].Clear();
         index = NameIndex(0);
@@ -246,14 +245,14 @@ public:
     }
 
 private:
-    static constexpr unsigned int FirstAlias = MostTypes + 1; // numbers of other names
+    static constexpr unsigned int FirstAlias = MostTypes + 1; // the numbers of aliases
 
     struct MediaGroup {
         std::string_view name;
         GroupID id;
     };
 
-    /// Ends the use of the maker.
+    /// Drops the use of the creator.
     struct DropRules {
         void operator()(ContentRules * rules) const {
             BulkAdding const locked;
@@ -261,7 +260,7 @@ private:
         }
     };
 
-    /// Keeps a test until a record does.
+    /// Keeps a use of a test until a record has one.
     struct TestHold {
         ~TestHold() { ContentRuleSlots::Drop(test); }
         ContentTest * test;
@@ -297,7 +296,7 @@ private:
         return found < types.GetSize() ? &types[found] : nullptr;
     }
 
-    /// The type with this name, which may be a new one. Null: this is no name, or one too many.
+    /// The type with this name, which may be a new one. Null: the name is invalid, or one too many.
     SharedType * Make(std::string_view mime) {
         unsigned int & found = FindName(mime);
         if (found != NameIndex::None)
@@ -320,7 +319,7 @@ private:
         return lines.IsGood();
     }
 
-    /// False: this is no pattern.
+    /// False: the pattern is invalid.
     bool TakeGlob(SharedMimeGlob const & glob, SharedType & type) {
         std::string_view const pattern = glob.pattern;
         std::string_view const extension = pattern.substr(std::min<std::size_t>(2, pattern.size()));
@@ -349,9 +348,9 @@ private:
             LeaveOut(Reason::CaseSensitive, glob.mime, glob.pattern);
             if (std::any_of(extension.begin(), extension.end(),
                             [](char c) { return c >= 'A' && c <= 'Z'; }))
-                return; // it would claim the files of its lower case
+                return; // it would match files with the extension in lower case
         }
-        LowerCase(const_cast<char *>(extension.data())); // of the file, which is ours
+        LowerCase(const_cast<char *>(extension.data())); // in the file's text, which is ours
         Append(
             type.extensions, extensions,
             Extension{extension.data(), static_cast<unsigned char>(extension.size()), glob.weight});
@@ -426,7 +425,7 @@ private:
                    : &types[parents[parents[type.parents.last].next].type];
     }
 
-    // Groups are made when the first type asks for them.
+    // Groups are created when the first type needs them.
 
     GroupID AddGroup(char const * name, GroupID parent) {
         GroupID & group = groups.Emplace();
@@ -534,7 +533,7 @@ private:
             names.Push(alias);
     }
 
-    // A test that could not be whole would be wrong, so it is left out as a whole.
+    // A test with only some of its rules would be wrong, so it is left out as a whole.
     ContentTest * MakeTest(SharedType const & type) {
         if (type.sections.last == Chain::None)
             return nullptr;
@@ -546,7 +545,7 @@ private:
         return test;
     }
 
-    /// The rules of the type in one piece.
+    /// The rules of the type as one range.
     ContentRules::Test JoinSections(SharedType const & type) {
         Section const & last = sections[type.sections.last];
         if (last.next == type.sections.last)
@@ -563,7 +562,7 @@ private:
     SharedMimeResult & result;
     Mu::String files[4];
     std::unique_ptr<ContentRules, DropRules> const magic{new ContentRules};
-    NameIndex index{2048}; // twice what machines have
+    NameIndex index{2048}; // twice the number on usual machines
     Mu::Array<SharedType> types;
     Mu::Array<Extension> extensions;
     Mu::Array<Section> sections;
@@ -571,8 +570,8 @@ private:
     Mu::Array<Parent> parents;
     Mu::Array<GroupID> groups; // all of them
     Mu::Array<MediaGroup> mediaGroups;
-    unsigned int lastMedia = 0; // the one that was asked for last
-    bool hasOthers = false;     // the catalogue of the process had names before
+    unsigned int lastMedia = 0; // the one requested last
+    bool hasOthers = false;     // the process had MIME names before
 };
 
 } // namespace

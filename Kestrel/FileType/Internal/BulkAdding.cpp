@@ -9,7 +9,7 @@ namespace FTM {
 
 namespace {
 
-/// Sorts by the lowest `bits` of the keys, byte by byte from the lowest; equal rows keep their order.
+/// Sorts by the lowest `bits` of the keys, from the lowest byte on; equal rows keep their order.
 template <typename Row, typename GetKey>
 void SortRows(Mu::Array<Row> & rows, Mu::Array<Row> & spare, unsigned int bits,
               GetKey const & getKey) {
@@ -36,7 +36,7 @@ void SortRows(Mu::Array<Row> & rows, Mu::Array<Row> & spare, unsigned int bits,
         std::copy_n(from, count, rows.GetData());
 }
 
-/// A row that comes goes in front of equal ones, so the newest is to stand first.
+/// New rows are inserted before equal ones, so the newest must be first.
 template <typename Row>
 void PutNewestFirst(Mu::Array<Row> & rows, unsigned int sorted) {
     std::reverse(rows.begin(), rows.begin() + sorted);
@@ -106,7 +106,7 @@ TypeID BulkAdding::Add(FileTypeManager & owner, FileType::Contents const & conte
 }
 
 bool BulkAdding::Link(TypeID last, GroupID group) {
-    auto & links = FileTypeManager::hTypeGroupArray; // its own stand at the end
+    auto & links = FileTypeManager::hTypeGroupArray; // the links of the type are at the end
     for (unsigned int i = links.GetSize(); i-- > 0 && links[i].type == last;)
         if (links[i].group == group || FileTypeManager::IsGroupInGroup(links[i].group, group))
             return true;

@@ -38,8 +38,8 @@ constinit unsigned int usedSlots = 0;
 
 constinit unsigned int lastSlot = 0;
 
-/// A slot for which `is` holds; SlotCount when there is none. Looks first where it found the last one,
-/// and beside that: who takes one uses and drops it next, and catalogues go as they came or backwards.
+/// A slot for which `is` holds; SlotCount if there is none. Starts beside the last one found: a
+/// slot that is taken is used and dropped next, and catalogues are removed in order or in reverse.
 template <typename Is>
 unsigned int SearchSlot(Is const & is) {
     unsigned int slot = lastSlot == 0 ? ContentRuleSlots::SlotCount - 1 : lastSlot - 1;
@@ -72,7 +72,7 @@ ContentTest * ContentRuleSlots::Take(ContentRules & rules, ContentRules::Test co
     return tests[slot];
 }
 
-// A record may be a copy of one whose rules have gone; its slot is free, and stays so.
+// A record may be a copy of one whose rules no longer exist; the slot is free, and remains so.
 void ContentRuleSlots::Use(ContentTest * test) {
     Guard guard(FileTypeManager::lock);
     if (Slot * const slot = FindSlot(test); slot != nullptr && slot->rules != nullptr)
@@ -99,7 +99,8 @@ bool ContentRuleSlots::Run(unsigned int slot, Mu::IChannel & channel) {
         slots[slot].rules->GetExtent(slots[slot].test), &data, &available);
     if ((status != Mu::NoError && status != Mu::EOI) || available == 0)
         return false;
-    // The channel may be a host's own, and may have done anything meanwhile.
+    // The channel may be a host's own, and may have done anything meanwhile, such as freeing the
+    // slot.
     return slots[slot].rules != nullptr &&
            slots[slot].rules->Match(slots[slot].test, std::string_view(data, available));
 }

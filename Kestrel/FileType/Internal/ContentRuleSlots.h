@@ -5,22 +5,22 @@
 
 namespace FTM {
 
-/// Makes functions of content rules.
+/// Turns content rules into functions.
 ///
 /// A content test is a plain function pointer without data; so there is a function for each slot of
 /// a table, and a test is put into a free slot. Its uses by records are counted, and the last one
 /// frees the slot, whose function then returns false.
 ///
-/// Memory:  a table in the library, and the rules as long as a slot needs them.
+/// Memory:  a table in the library, and the rules while a slot needs them.
 /// Threads: any; under the file type lock.
-/// Failure: none but a full table.
+/// Failure: only a full table.
 class ContentRuleSlots {
 public:
     static constexpr unsigned int SlotCount = 1000;
 
     /// Returns a function with one use counted for the caller. Null: all slots are in use.
     static ContentTest * Take(ContentRules & rules, ContentRules::Test const & test);
-    // Both ignore functions that are not of a slot, and null.
+    // Both ignore null, and functions that do not belong to a slot.
     static void Use(ContentTest * test);
     static void Drop(ContentTest * test);
 

@@ -32,7 +32,7 @@ unsigned int ContentRules::GetExtent(Test const & test) const {
     return static_cast<unsigned int>(extent);
 }
 
-// One pass, whatever the depth: a rule counts only on the levels that those before it have opened.
+// One pass, at any depth: a rule counts only on the levels that the rules before it have opened.
 bool ContentRules::Match(Test const & test, std::string_view content) const {
     std::span<Rule const> const all = GetRules(test);
     unsigned int openLevel = 0;

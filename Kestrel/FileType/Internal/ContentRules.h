@@ -16,18 +16,18 @@ namespace FTM {
 /// test passes when a rule without deeper ones holds, on any level.
 ///
 /// Memory:  the text of the catalogue and one block of rules, shared by all tests.
-/// Threads: one at a time while rules are added, any number afterwards; the uses are counted under the
-///          file type lock.
+/// Threads: one at a time while rules are added, any number afterwards; the uses are counted under
+///          the file type lock.
 /// Failure: adding throws Mu::OutOfMemoryException.
 class ContentRules : public Mu::Allocated {
 public:
     struct Rule {
         unsigned int level = 0;  // at most one above that of the previous rule
-        unsigned int offset = 0; // the first that is tried
-        unsigned int places = 1; // how many are tried
+        unsigned int offset = 0; // the first one to try
+        unsigned int places = 1; // how many to try
         unsigned int at = 0;     // of the value in `text`
         unsigned short length = 0;
-        bool hasMask = false; // which is one byte behind the value in `text`, and as long
+        bool hasMask = false; // directly after the value in `text`, with the same length
     };
 
     /// The rules of one test, a consecutive range.
@@ -44,7 +44,7 @@ public:
     bool Match(Test const & test, std::string_view content) const;
 
     void Use() { ++uses; }
-    /// The last one deletes the object.
+    /// The last call deletes the object.
     static void Drop(ContentRules * rules) {
         if (--rules->uses == 0)
             delete rules;
@@ -59,7 +59,7 @@ private:
     }
     bool Holds(Rule const & rule, std::string_view content) const;
 
-    unsigned int uses = 1; // that of the maker
+    unsigned int uses = 1; // the creator's
 };
 
 } // namespace FTM

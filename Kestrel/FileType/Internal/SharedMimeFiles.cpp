@@ -11,8 +11,8 @@ namespace FTM {
 
 namespace {
 
-/// Takes the front of the text off, up to the separator, which goes too and becomes a zero byte; all of
-/// it without one.
+/// Removes and returns the front of the text up to the separator, which is removed, too, and
+/// becomes a zero byte; without one, the whole text.
 std::string_view TakeUntil(std::string_view & text, char separator) {
     std::size_t const end = text.find(separator);
     std::string_view const front = text.substr(0, end);
@@ -32,8 +32,8 @@ bool TakeNumberUntil(std::string_view & text, char separator, unsigned int * num
     return true;
 }
 
-/// Whether all bytes lie above the space and below 127. Eight at a time: what is too small borrows
-/// from the highest bit of its byte or has it set, and what is too large carries into it.
+/// Whether all bytes are above the space and below 127. Eight at a time: a byte that is too small
+/// borrows from its highest bit or has it set, and one that is too large carries into it.
 bool IsVisibleAscii(std::string_view text) {
     static constexpr unsigned long long each = 0x0101010101010101;
     unsigned long long bad = 0;
@@ -46,7 +46,7 @@ bool IsVisibleAscii(std::string_view text) {
         look();
     }
     bytes = each * '!';
-    if (text.size() >= sizeof bytes) // some of them again
+    if (text.size() >= sizeof bytes) // overlapping the bytes before
         std::memcpy(&bytes, end - sizeof bytes, sizeof bytes);
     else
         while (at != end)
@@ -68,8 +68,8 @@ bool SharedMimeLines::Fail() {
     return false;
 }
 
-/// The next line that says something; a copy of a catalogue may have gone through a program that ends
-/// lines in two bytes.
+/// The next line with content; a program that copied the catalogue may have changed its line ends
+/// to two bytes.
 bool SharedMimeLines::TakeLine(std::string_view * line) {
     while (at != end) {
         std::string_view text(at, static_cast<std::size_t>(end - at));
@@ -145,7 +145,7 @@ bool SharedMimeMagic::ReadHead(std::string_view * mime) {
     return true;
 }
 
-/// "level>offset=value&mask~word+places", the value behind its length of two bytes.
+/// "level>offset=value&mask~word+places", the value after its length of two bytes.
 bool SharedMimeMagic::ReadRule(ContentRules::Rule * rule) {
     unsigned int wordSize = 1;
     if (*at != '>' && !TakeNumber(&rule->level))

@@ -18,8 +18,8 @@ struct FileTypeStart {
         IO::Name scratchName;
     };
 
-    // Made by hand, so that its address is known from the first moment on, and never unmade: a
-    // manager of a host may end behind the library's end.
+    // Constructed explicitly, so that its address is constant from the beginning, and never
+    // destroyed: a manager of a host may be destroyed after the library has ended.
     union Place {
         constexpr Place() : none(0) {}
         ~Place() {}

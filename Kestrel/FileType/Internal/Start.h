@@ -11,10 +11,10 @@ namespace FTM {
 /// floors without one.
 void StartFileType();
 
-/// Drops the tables with all remaining records. A manager that ends later finds them empty.
+/// Drops the tables with all remaining records. A manager that is destroyed later finds them empty.
 void EndFileType();
 
-/// A name whose memory is reused, so that a query that the name alone decides allocates nothing.
+/// A name whose memory is reused, so that a query decided by the name alone allocates nothing.
 /// Under the file type lock.
 IO::Name & GetScratchName();
 

@@ -12,7 +12,7 @@ struct FileTypeManager::TypeRecord {
     FileTypeManager * manager = nullptr; // the owner
     TypeID id;
     FileType type;
-    bool lastCheckResult = false; // of the content test, while one call identifies
+    bool lastCheckResult = false; // of the content test, during one identification
 };
 
 struct FileTypeManager::GroupRecord {
@@ -59,7 +59,7 @@ void FileTypeManager::ScanKey(unsigned int key, unsigned int macType, bool isExa
     }
 }
 
-/// Reserves room for `more` elements. False: no memory.
+/// Reserves room for `more` elements. False: out of memory.
 template <typename T>
 bool MakeRoom(Mu::Array<T> & table, std::size_t more) {
     unsigned long long const needed = static_cast<unsigned long long>(table.GetSize()) + more;
