@@ -9,10 +9,10 @@ namespace IO::Process {
 
 namespace {
 
-ProcessCalls * calls = nullptr; // null: the platform's
+ProcessCalls * calls = nullptr; // null: the platform's own
 
-SnapshotHandle walk = nullptr; // null: none runs
-ProcessEntry present;          // the process that the walk came to
+SnapshotHandle walk = nullptr; // null: none is in progress
+ProcessEntry present;          // the current process of the walk
 
 int EndWalk() {
     if (walk != nullptr)
@@ -20,7 +20,7 @@ int EndWalk() {
     return Error;
 }
 
-/// Finds the program among what a process has loaded.
+/// Finds the program among the modules of a process.
 class ProgramFinder final : public ModuleVisitor {
 public:
     explicit ProgramFinder(Name const & program) : program(program) {}
@@ -50,7 +50,8 @@ bool Describe(ProcessEntry const & entry, Descriptor * descriptor) {
     if (GetProcessCalls().EnumerateModules(entry.processId, finder) != FileError::None ||
         !finder.IsFound())
         return false;
-    // What can throw comes first, so that the descriptor changes as a whole or not at all.
+    // Operations that can throw come first, so that the descriptor changes as a whole or not at
+    // all.
     descriptor->name.Swap(finder.found);
     descriptor->path = std::move(finder.path);
     descriptor->processId = entry.processId;
@@ -58,7 +59,7 @@ bool Describe(ProcessEntry const & entry, Descriptor * descriptor) {
     return true;
 }
 
-// Describes the first process from the present one on that can be described.
+// Describes the first process from the current one on for which that is possible.
 int GoOn(unsigned int error, Descriptor * descriptor) {
     for (; error == FileError::None; error = GetProcessCalls().NextProcess(walk, &present))
         if (Describe(present, descriptor))

@@ -6,10 +6,10 @@
 
 namespace IO::Process {
 
-/// A snapshot of the processes of the machine. Null is none; the caller releases it.
+/// A snapshot of the processes of the machine. Null for none; the caller closes it.
 using SnapshotHandle = void *;
 
-/// What a look finds of a process.
+/// The data of a process in a snapshot.
 struct ProcessEntry {
     static constexpr unsigned int NameSize = 260;
 
@@ -24,7 +24,7 @@ struct ModuleEntry {
     PathText exePath; ///< as Location reads it: portable or native, absolute
 };
 
-/// Gets the modules of a process. The texts live as long as the call.
+/// Receives the modules of a process. The texts are valid during the call.
 class ModuleVisitor {
 public:
     /// True to continue.
@@ -34,12 +34,12 @@ protected:
     ~ModuleVisitor() = default;
 };
 
-/// The operating system's process calls, as far as the library needs them, and its only way to
+/// The operating system's process calls, as far as the library needs them, and its only access to
 /// them. Names and error numbers are those of Windows everywhere.
 ///
 /// An implementation translates and does nothing else.
 ///
-/// Memory:  none from the root but for a launch; what a shortage prevents is NotEnoughMemory.
+/// Memory:  none from the root except for a launch; NotEnoughMemory when out of memory.
 /// Threads: any number at once, but one at a time on one snapshot.
 /// Failure: each call returns 0 or the error number; out-parameters are then as documented for the
 ///          call.
@@ -52,32 +52,32 @@ public:
 
     /// Null in `*snapshot` after a failure.
     virtual unsigned int CreateProcessSnapshot(SnapshotHandle * snapshot) = 0;
-    /// NoMoreFiles when there is none.
+    /// NoMoreFiles if there is none.
     virtual unsigned int FirstProcess(SnapshotHandle snapshot, ProcessEntry * entry) = 0;
-    /// NoMoreFiles behind the last. On Linux only processes whose program can be read are in it.
+    /// NoMoreFiles after the last. On Linux only processes whose program can be read are included.
     virtual unsigned int NextProcess(SnapshotHandle snapshot, ProcessEntry * entry) = 0;
     virtual void CloseSnapshot(SnapshotHandle snapshot) = 0;
 
-    /// Shows the modules of a process; on Linux only the program. Fails, without a visit, for a
-    /// process that may not be looked into or has ended. What the visitor throws goes on, and
+    /// Visits the modules of a process; on Linux only the program. Fails, without a visit, for a
+    /// process that may not be inspected or has ended. Exceptions of the visitor are passed on, and
     /// nothing is left open.
     virtual unsigned int EnumerateModules(int processId, ModuleVisitor & visitor) = 0;
 
-    /// Starts the program, or opens the file with what the user has for its kind, and does not wait
-    /// for it: nothing of it stays with this process. `path` is native and zero-terminated.
+    /// Starts the program, or opens the file with the user's program for its kind, and does not
+    /// wait for it: this process keeps nothing of it. `path` is native and zero-terminated.
     ///
-    /// On Linux the parameters are split at blanks, and there is no way to quote one. A file that
-    /// the system does not take as a program goes to xdg-open, without the parameters.
+    /// On Linux the parameters are split at blanks, without quoting. A file that the system does
+    /// not accept as a program is passed to xdg-open, without the parameters.
     virtual unsigned int Launch(std::filesystem::path::value_type const * path,
                                 PathText parameters) = 0;
 };
 
-/// The calls in use: the platform's own, or what SetProcessCalls put there.
+/// The calls in use: the platform's own, or those of SetProcessCalls.
 ProcessCalls & GetProcessCalls();
 /// The platform's own calls.
 ProcessCalls & GetPlatformProcessCalls();
-/// Puts other calls in the place; null the platform's own. Returns what was there before. Not while
-/// a walk runs, or another thread uses the calls.
+/// Replaces the calls in use; null restores the platform's own. Returns the earlier ones. Not
+/// during a walk, nor while another thread uses the calls.
 ProcessCalls & SetProcessCalls(ProcessCalls * calls);
 
 } // namespace IO::Process

@@ -15,7 +15,7 @@ CommandLine::~CommandLine() {
 unsigned int CommandLine::Set(char const * program, PathText parameters) {
     constexpr unsigned int BytesPerUnit = 3;
     bytes = static_cast<char *>(Mu::NewArrayOperator(parameters.size() * BytesPerUnit + 1));
-    // Each word but the last takes a blank behind it.
+    // Each word but the last is followed by a blank.
     std::size_t const mostWords = parameters.size() / 2 + 1;
     arguments = static_cast<char **>(Mu::NewArrayOperator((mostWords + 2) * sizeof(char *)));
     if (bytes == nullptr || arguments == nullptr)
@@ -36,7 +36,7 @@ unsigned int CommandLine::Set(char const * program, PathText parameters) {
     return FileError::None;
 }
 
-// In pieces that the conversion of a path has room for; none parts the two halves of a character.
+// In pieces that fit the conversion of a path; surrogate pairs are not split.
 unsigned int CommandLine::Convert(PathText parameters) {
     constexpr std::size_t Piece = BytePath::Size / 4;
     while (!parameters.empty()) {

@@ -4,9 +4,9 @@
 
 namespace IO::Process {
 
-/// The words that a program is started with.
+/// The command line of a program, as separate words.
 ///
-/// Memory: two blocks of the root, as long as the text needs.
+/// Memory: two blocks of the root for the lifetime, sized for the text.
 class CommandLine {
 public:
     CommandLine() = default;
@@ -14,11 +14,11 @@ public:
     CommandLine(CommandLine const &) = delete;
     CommandLine & operator=(CommandLine const &) = delete;
 
-    /// The program, and behind it the text cut at its blanks; none of the words is empty. Once.
-    /// NotEnoughMemory, or InvalidName: a unit of the text fits no native text.
+    /// The program, followed by the text split at its blanks; none of the words is empty. Only
+    /// once. NotEnoughMemory, or InvalidName: a unit of the text has no native form.
     unsigned int Set(char const * program, PathText parameters);
 
-    /// Ended by null. Valid after Set, as long as this and the program's path.
+    /// Ended by null. Valid after Set, while this object and the program's path exist.
     char * const * GetArguments() const { return arguments; }
 
 private:

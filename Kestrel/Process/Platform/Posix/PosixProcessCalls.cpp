@@ -33,14 +33,14 @@ private:
     char text[32];
 };
 
-// The program file that the link leads to. False: it may not be read, or there is none.
+// The program file that the link refers to. False: it may not be read, or there is none.
 bool ReadProgram(char const * link, BytePath * program) {
     program->Truncate(0);
     auto const got = Retry([=] { return ::readlink(link, program->text, BytePath::Size); });
     if (got <= 0 || got >= static_cast<long>(BytePath::Size))
         return false;
     program->Truncate(static_cast<unsigned int>(got));
-    // What the system adds when the file is gone: the process runs on under its name.
+    // Added by the system when the file has been deleted: the process runs on under its name.
     constexpr std::string_view Deleted = " (deleted)"sv;
     struct stat info;
     if (program->GetText().ends_with(Deleted) && ::stat(link, &info) == 0 && info.st_nlink == 0)
@@ -52,7 +52,8 @@ std::string_view GetFileName(BytePath const & path) {
     return path.GetText().substr(path.GetText().rfind('/') + 1);
 }
 
-// The fourth word of "stat"; the second is the program's name in brackets, which may hold anything.
+// The fourth word of "stat"; the second is the program's name in brackets, which may contain
+// anything.
 bool ReadParent(int processId, int * parent) {
     int const file =
         Retry([=] { return ::open(ProcPath(processId, "stat"), O_RDONLY | O_CLOEXEC); });
@@ -63,7 +64,7 @@ bool ReadParent(int processId, int * parent) {
     ::close(file);
     std::string_view words(text, got > 0 ? static_cast<std::size_t>(got) : 0);
     std::size_t const bracket = words.rfind(')');
-    constexpr std::size_t ToParent = 4; // behind ") S "
+    constexpr std::size_t ToParent = 4; // after ") S "
     if (bracket == words.npos || words.size() - bracket <= ToParent)
         return false;
     words.remove_prefix(bracket + ToParent);
@@ -87,8 +88,8 @@ bool IsNumber(char const * name, int * number) {
     return error == std::errc() && stop == end;
 }
 
-// Runs in a process of its own that ends at once, so that the program has no parent here who would
-// have to ask for its end. The result is an errno.
+// Runs in an intermediate process that ends at once, so that the program has no parent here that
+// would have to wait for its end. Returns an errno.
 int Spawn(char const * file, char * const * arguments, bool searches) {
     posix_spawnattr_t attributes;
     ::posix_spawnattr_init(&attributes);

@@ -18,11 +18,11 @@
 namespace IO::Process {
 namespace {
 
-/// A snapshot that ends with its scope.
+/// A snapshot that is closed at the end of its scope.
 class Snapshot {
 public:
     Snapshot(DWORD flags, int processId) {
-        // The modules of a process that is just loading some: the system asks for another try.
+        // While a process is loading modules, the system requests another try.
         for (int tries = 0; tries < 16; ++tries) {
             handle = ::CreateToolhelp32Snapshot(flags, static_cast<DWORD>(processId));
             if (handle != INVALID_HANDLE_VALUE || ::GetLastError() != ERROR_BAD_LENGTH)
