@@ -6,7 +6,7 @@
 
 namespace IO::Socket {
 
-// Hosts that are not optimised take the addresses.
+// Hosts built without optimisation take the addresses.
 constexpr unsigned int FDSet::Capacity;
 
 FDSet::~FDSet() = default;
@@ -15,7 +15,7 @@ FDSet * FDSet::New() {
     return new FDSetImpl();
 }
 
-// Kept: a socket for which there is no room is dropped without a word.
+// Kept: a socket for which there is no room is dropped silently.
 void FDSetImpl::Add(unsigned long long socket) {
     if (count < Capacity && !IsSet(socket))
         sockets[count++] = socket;

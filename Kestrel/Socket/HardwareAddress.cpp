@@ -10,12 +10,12 @@ namespace IO::Socket {
 
 namespace {
 
-/// The value of a digit. False for what is no digit.
+/// The value of a digit. False if it is not one.
 bool GetDigit(unsigned char c, unsigned int * value) {
     if (c >= '0' && c <= '9')
         *value = static_cast<unsigned int>(c - '0');
-    // Kept: capital letters give 0 to 5 and small ones their common first code. Addresses are compared
-    // in the form that this reading gives, here and in what was stored by earlier hosts.
+    // Kept: capital letters have the values 0 to 5, and small ones all that of their first code.
+    // Addresses are compared as read in this way, also with those stored by earlier hosts.
     else if (c >= 'A' && c <= 'F')
         *value = static_cast<unsigned int>(c - 'A');
     else if (c >= 'a' && c <= 'f')
@@ -25,9 +25,9 @@ bool GetDigit(unsigned char c, unsigned int * value) {
     return true;
 }
 
-/// How a literal is written, from its length and the separators in it.
+/// The form of a literal, from its length and the separators in it.
 struct Form {
-    unsigned int byteCount = 0; // 0: the length fits none
+    unsigned int byteCount = 0; // 0: the length fits no form
     unsigned char separator = 0;
 };
 
@@ -40,13 +40,13 @@ Form GetForm(Mu::UniString const & literal) {
             static_cast<unsigned char>(hasDash ? '-' : ':')};
 }
 
-/// Fills the bytes from the literal. False when it is not of the form.
+/// Fills the bytes from the literal. False if it does not have the form.
 bool ReadBytes(Mu::UniString const & literal, Form const & form, char * bytes) {
     unsigned int index = 0;
     unsigned int digits = 0; // since the last separator
     for (unsigned short const unit : literal) {
         unsigned char const c =
-            static_cast<unsigned char>(unit); // the low byte of what is no ASCII
+            static_cast<unsigned char>(unit); // the low byte of a character that is not ASCII
         unsigned int value;
         if (!GetDigit(c, &value)) {
             if (form.separator == 0 || c != form.separator || digits != 2)
@@ -98,7 +98,7 @@ HardwareAddress::~HardwareAddress() {
     Mu::DeleteArrayOperator(data);
 }
 
-// What was held before is the caller's to free.
+// The earlier data must be freed by the caller.
 void HardwareAddress::Set(char const * bytes, unsigned int count) {
     length = 0;
     data = nullptr;

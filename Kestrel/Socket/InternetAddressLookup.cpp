@@ -1,4 +1,4 @@
-// From names to addresses and back.
+// From host names to addresses and back.
 
 #include <Kestrel/Socket/InternetAddress.h>
 
@@ -13,12 +13,12 @@ namespace IO::Socket {
 
 namespace {
 
-// The resolver's limits for a host name and for the name of a service, with their zeros.
+// The resolver's limits for the names of hosts and services, with their terminators.
 constexpr unsigned int HostNameSize = 1025;
 constexpr unsigned int ServiceNameSize = 32;
 constexpr unsigned int LocalNameSize = 1024;
 
-// NoInetAddr also for a text that goes on behind a zero byte, which is not the text that was meant.
+// NoInetAddr also for a text with a zero byte, of which only the part before it would be read.
 unsigned int ReadAddress(Mu::String const & text) {
     if (text.IsEmpty())
         throw Mu::IllegalArgumentException("Invalid host address: address is empty.", __FILE__,
@@ -35,7 +35,7 @@ class FoundAddresses {
 public:
     explicit FoundAddresses(Mu::String const & name) {
         unsigned int const error = HasZero(name)
-                                       ? WSAError::HostNotFound // the resolver would cut it there
+                                       ? WSAError::HostNotFound // the resolver would truncate it
                                        : calls.GetAddrInfo(name.ToCStr(), &list);
         if (error != WSAError::None)
             throw UnknownHostException(GetErrorText(GetFailureText(name), error), __FILE__,
@@ -70,8 +70,8 @@ bool GetMachineName(char (&name)[LocalNameSize]) {
     return isKnown;
 }
 
-/// The address by which others would reach this machine, of those that its interfaces have. Null
-/// for none but 127.0.0.1.
+/// The address of this machine's interfaces by which others would reach it. Null if there is none
+/// but 127.0.0.1.
 InternetAddress const * Choose(Mu::PagedArray<NetworkInterface> const & interfaces) {
     InternetAddress const * chosen = nullptr;
     for (NetworkInterface const & interface : interfaces) {
@@ -80,7 +80,7 @@ InternetAddress const * Choose(Mu::PagedArray<NetworkInterface> const & interfac
         for (InternetAddress const & address : interface.GetInternetAddresses()) {
             if (address.IsPrivateAddress())
                 return &address;
-            // An address that is 0.0.0.0 itself stands for none, so that a later one takes its place.
+            // An address of 0.0.0.0 means none, so that a later one replaces it.
             if (chosen == nullptr && !address.IsLookbackAddress() && !address.IsAnyAddress())
                 chosen = &address;
         }
@@ -116,7 +116,8 @@ bool InternetAddress::IsHostAddress(Mu::String const & text) {
 
 InternetAddress InternetAddress::GetByAddress(Mu::String const & text) {
     unsigned int const number = ReadAddress(text);
-    // Kept: 255.255.255.255 is refused. The reading has no other value to report a failure by.
+    // Kept: 255.255.255.255 is rejected, since it is also the value by which the parser reports a
+    // failure.
     if (number == NoInetAddr)
         throw UnknownHostException(Mu::UniString::Printf("Invalid host address: '%s'", text),
                                    __FILE__, __LINE__);
@@ -166,7 +167,7 @@ InternetAddress InternetAddress::GetLocalHost() {
     Mu::String const host(name);
     try {
         return GetByName(host);
-    } catch (UnknownHostException const &) { // so the interfaces are asked
+    } catch (UnknownHostException const &) { // try the interfaces next
     }
     try {
         if (host == "localhost")

@@ -8,7 +8,7 @@
 
 namespace IO::Socket {
 
-// Hosts that are not optimised take the addresses.
+// Hosts built without optimisation take the addresses.
 constexpr unsigned int NetworkInterface::PointToPoint;
 constexpr unsigned int NetworkInterface::Loopback;
 constexpr unsigned int NetworkInterface::Up;

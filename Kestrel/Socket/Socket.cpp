@@ -10,7 +10,7 @@ constexpr unsigned int ConnectLimit = 30000; // milliseconds
 
 } // namespace
 
-// The limit is for the connecting only, not for what comes before and behind it.
+// The limit is only for connecting, not for the steps before and after.
 template <typename Connect>
 void Socket::Open(InternetAddress const * localAddress, unsigned short localPort, Connect connect) {
     impl = socketFactory->Create(0);

@@ -45,13 +45,13 @@ int Result(unsigned int number) {
     return number == WSAError::None ? NoError : Fail(ToError(number));
 }
 
-// The sockets of up to three sets, each one once, with all that is wanted of it.
+// The sockets of up to three sets, each of them once, with all events that are wanted of it.
 class PollList {
 public:
     void Add(FDSet const * set, unsigned char wanted) {
         if (set == nullptr)
             return;
-        unsigned int guess = 0; // mostly the sets hold the same sockets in the same order
+        unsigned int guess = 0; // usually the sets have the same sockets in the same order
         for (SocketHandle const socket : static_cast<FDSetImpl const &>(*set))
             Find(socket, guess++).wanted |= wanted;
     }
@@ -93,7 +93,7 @@ int NetworkShutdown() {
     return Result(GetSocketCalls().WSACleanup());
 }
 
-// Kept: nobody looks whether a step worked; who gets a bad socket sees it at its first use.
+// Kept: the steps are not checked; a bad socket fails at its first use.
 unsigned long long Create() {
     constexpr int bufferSize = 32768;
     SocketCalls & calls = GetSocketCalls();
@@ -142,7 +142,7 @@ unsigned long long Accept(unsigned long long socket, SockAddr * peer) {
 int Connect(unsigned long long socket, Mu::String const & host, unsigned int port) {
     SocketAddress address{InternetFamily, static_cast<unsigned short>(port), {}};
     if (HasZero(host))
-        return Result(WSAError::HostNotFound); // the resolver would cut it there
+        return Result(WSAError::HostNotFound); // the resolver would truncate it
     unsigned int const error = GetSocketCalls().GetHostByName(host.ToCStr(), address.address);
     if (error != WSAError::None) {
         unsigned int const number = InetAddr(host.ToCStr());

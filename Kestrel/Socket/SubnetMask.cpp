@@ -35,8 +35,9 @@ short SubnetMask::GetPrefixLength(Mu::UniString const & mask) {
     bool isInOnes = true;
     for (unsigned int rest : bytes)
         for (int bit = 0; bit < 8; ++bit, rest = rest << 1 & 0xFF) {
-            // Kept: what is left of the whole byte is asked, not its top bit, so a hole inside one
-            // byte counts as ones. Masks with such holes are in use, and read so everywhere.
+            // Kept: the test is of the remaining bits of the byte, not of its top bit, so a hole
+            // inside one byte counts as ones. Masks with such holes are in use, and are read so
+            // everywhere.
             if (rest == 0)
                 isInOnes = false;
             else if (!isInOnes)

@@ -8,7 +8,7 @@ bool IsWhite(char c) {
     return c == ' ' || (c >= '\t' && c <= '\r');
 }
 
-// The value of the digit in the base; the base itself for what is none.
+// The value of the digit in the base; the base itself if it is not one.
 unsigned int GetDigit(char c, unsigned int base) {
     unsigned int value = base;
     if (c >= '0' && c <= '9')
@@ -18,14 +18,15 @@ unsigned int GetDigit(char c, unsigned int base) {
     return value < base ? value : base;
 }
 
-// One number of an address, and `*text` behind it. False for none, and for one above 32 bits.
+// Reads one number of an address, and advances `*text` past it. False for none, or one above 32
+// bits.
 bool TakePart(char const ** text, unsigned int * part) {
     unsigned int base = 10;
     if (**text == '0' && ((*text)[1] | 0x20) == 'x') {
         base = 16;
         *text += 2;
     } else if (**text == '0') {
-        base = 8; // and the zero is the first digit
+        base = 8; // the zero is also the first digit
     }
     unsigned long long value = 0;
     char const * const start = *text;

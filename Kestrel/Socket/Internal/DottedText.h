@@ -11,16 +11,17 @@ namespace IO::Socket {
 /// What InetAddr returns for a text that is no address; also the value of 255.255.255.255.
 inline constexpr unsigned int NoInetAddr = 0xFFFFFFFFu;
 
-/// The address that the zero-terminated text names, as a number: 10.0.0.1 is 0x0A000001.
+/// The address in the zero-terminated text, as a number: 10.0.0.1 is 0x0A000001.
 ///
-/// One to four numbers with points between, each decimal, octal behind a leading "0" or hexadecimal
-/// behind "0x" or "0X". All but the last are one byte; the last one fills what is left, so "10.1" is
-/// 10.0.0.1 and "0x7f000001" is 127.0.0.1. The text ends at the zero or at the first white space;
-/// what follows white space is not read. Signs, white space in front, an empty part and a number that
-/// does not fit are refused.
+/// One to four numbers separated by points, each decimal, octal after a leading "0" or hexadecimal
+/// after "0x" or "0X". All but the last are one byte; the last one fills the remaining bytes, so
+/// "10.1" is 10.0.0.1 and "0x7f000001" is 127.0.0.1. The text ends at the zero or at the first
+/// white space; anything after white space is ignored. Signs, leading white space, an empty part
+/// and a number that does not fit are rejected.
 unsigned int InetAddr(char const * text);
 
-/// Whether the text holds a zero unit, where a call that takes a zero-terminated text would stop.
+/// Whether the text contains a zero unit, at which a call that takes a zero-terminated text would
+/// stop.
 inline bool HasZero(Mu::String const & text) {
     return std::string_view(text).find('\0') != std::string_view::npos;
 }

@@ -10,7 +10,7 @@ namespace IO::Socket {
 /// number follows.
 Mu::UniString GetErrorText(Mu::UniString const & text, unsigned int error);
 
-/// Throws with that text; without the system's part where memory is short.
+/// Throws with that text; without the system's part when out of memory.
 template <typename Exception>
 [[noreturn]] void Throw(char const * text, unsigned int error, char const * file = __builtin_FILE(),
                         unsigned int line = __builtin_LINE()) {

@@ -55,7 +55,7 @@ unsigned int FetchTable(TableBlock & block, unsigned int firstSize, unsigned int
         return first;
     size = block.GetSize();
     unsigned int const second = call(block, &size, true);
-    // Kept: adapter infos report the code of their first call, usually that its size was too small.
+    // Kept: adapter infos return the code of their first call, usually that its size was too small.
     if (second != 0 && secondFailure == SecondFailure::ThatOfTheFirst)
         return first != 0 ? first : InterfaceCalls::FailedWithoutCode;
     return second;

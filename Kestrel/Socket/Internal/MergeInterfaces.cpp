@@ -12,7 +12,7 @@ namespace IO::Socket {
 
 namespace {
 
-// The types that have a name and a counter of their own; the last one is that of all others.
+// The types with a name and a counter of their own; the last one is for all others.
 struct NamedType {
     unsigned int type;
     char const * format;
@@ -31,7 +31,7 @@ InternetAddress ToAddress(unsigned int number) {
     return InternetAddress(bytes[0], bytes[1], bytes[2], bytes[3]);
 }
 
-// Kept: a mask with a hole counts as if the hole were ones.
+// Kept: a hole in a mask counts as ones.
 unsigned int GetPrefixLength(unsigned int mask) {
     unsigned int length = 0;
     for (; mask != 0; mask <<= 1)
@@ -63,7 +63,7 @@ std::span<Element const> GetPart(Mu::Array<Element> const & list, ListPart const
     return {list.begin() + part.first, part.count};
 }
 
-/// A row by its interface index; where several have one index, the last.
+/// Rows by interface index; if several have the same one, the last.
 template <typename Row>
 class RowIndex {
 public:
@@ -72,7 +72,7 @@ public:
         for (Row const & row : rows)
             byIndex.Set(row.index, &row);
     }
-    /// Null when there is none.
+    /// Null if there is none.
     Row const * Find(unsigned int index) const {
         Row const * const * const row = byIndex.Find(index);
         return row == nullptr ? nullptr : *row;
@@ -103,7 +103,7 @@ public:
             AddInterface(row);
     }
 
-    /// Those adapters that the interface table does not have.
+    /// The adapters that are missing in the interface table.
     void AddOtherAdapters() {
         for (AdapterAddresses const & adapter : tables.adapters)
             if (adapter.index != 0 && !handled.Contains(adapter.index))
@@ -125,7 +125,7 @@ private:
         AddressList found;
         if ((flags & NetworkInterface::Up) != 0) {
             AddTableAddress(row.index, found);
-            // An adapter whose index is 0 is not one of this row's.
+            // An adapter with the index 0 does not belong to this row.
             AdapterAddresses const * const adapter =
                 row.index != 0 ? adapters.Find(row.index) : nullptr;
             if (adapter != nullptr)
@@ -137,7 +137,7 @@ private:
     void AddAdapter(AdapterAddresses const & adapter) {
         using namespace InterfaceType;
         unsigned int flags = 0;
-        // Kept: a tunnel is point to point here, and not in the interface table.
+        // Kept: a tunnel is point to point here, unlike in the interface table.
         if (adapter.type == PPP || adapter.type == SLIP || adapter.type == Tunnel)
             flags |= NetworkInterface::PointToPoint;
         if (adapter.type == SoftwareLoopback)
@@ -158,7 +158,7 @@ private:
         return Mu::UniString::Printf(namedTypes[named].format, counters[named]++);
     }
 
-    // The one address that the address table has for the interface.
+    // The one address of the interface in the address table.
     void AddTableAddress(unsigned int index, AddressList & found) const {
         AddressRow const * const row = addresses.Find(index);
         if (row == nullptr || row->address == 0)
@@ -168,7 +168,7 @@ private:
                       GetPrefixLength(row->mask));
     }
 
-    // The addresses that the adapter has: one step along the prefixes for each, whether it counts or
+    // The addresses of the adapter. Each of them takes one prefix of the list, whether it counts or
     // not.
     void Walk(AdapterAddresses const & adapter, unsigned int index, unsigned int flags,
               bool passesOverKnown, AddressList & found) const {
@@ -203,7 +203,7 @@ private:
         }
     }
 
-    // 0 when the info does not have the address, or no mask for it.
+    // 0 if the info lacks the address, or a mask for it.
     unsigned int GetInfoPrefixLength(AdapterInfo const & info, unsigned int address) const {
         for (InfoAddress const & entry : GetPart(tables.infoAddresses, info.addresses)) {
             if (InetAddr(entry.address.text) != address)

@@ -5,14 +5,14 @@
 
 #include <memory>
 
-// Who uses it is counted before it looks which handle is current. So a handle that is not current any
-// more belongs to nobody from the first moment on at which nobody uses one.
+// A use is counted before it reads the current handle. So once the count is 0 at any moment after a
+// handle has been replaced, nothing uses that handle any more.
 
 namespace IO::Socket {
 
 struct SharedHandle::Owned : Mu::Allocated {
     SocketHandle handle = NoSocket;
-    Owned * next = nullptr; // in the list of the retired ones
+    Owned * next = nullptr; // in the list of retired ones
 };
 
 SharedHandle::Use::Use(SharedHandle & owner) : owner(owner) {
@@ -52,7 +52,8 @@ void SharedHandle::Close() {
     Retire(current.exchange(nullptr));
 }
 
-// What comes after the exchange does not find this one, so that its users are counted already.
+// Uses that start after the exchange do not get this handle, so that all of its users are already
+// counted.
 void SharedHandle::Close(unsigned int (SocketCalls::*last)(SocketHandle)) {
     Owned * const owned = current.exchange(nullptr);
     Owned * none = nullptr;
@@ -81,8 +82,8 @@ void SharedHandle::Retire(Owned * owned) {
         CloseRetired();
 }
 
-// Taken off the list before looking whether somebody uses one: what comes there later may be used by
-// who came later.
+// Taken off the list before the users are counted: a handle that is added later may have later
+// users.
 void SharedHandle::CloseRetired() {
     do {
         Owned * list = retired.exchange(nullptr);

@@ -9,8 +9,8 @@ namespace IO::Socket {
 class SocketCalls;
 
 /// A handle of the system that some threads use while others replace or close it. It is closed
-/// after its last use, so that no thread calls the system with a number that has been reused by
-/// then.
+/// after its last use, so that no thread calls the system with a number that has been reused
+/// meanwhile.
 ///
 /// Threads: any, without a lock.
 class SharedHandle {
@@ -37,7 +37,7 @@ public:
         /// Stores what `make` creates if there is none; if two threads do so at once, one of the
         /// two is kept. Returns the error of `make`. Throws Mu::OutOfMemoryException.
         unsigned int SetIfNone(unsigned int (SocketCalls::*make)(SocketHandle *));
-        /// NoSocket where there is none.
+        /// NoSocket if there is none.
         SocketHandle GetHandle() const;
         /// Whether it has been neither replaced nor closed since.
         bool IsCurrent() const { return owner.current.load() == owned; }
@@ -53,7 +53,8 @@ public:
     /// without taking ownership.
     void Set(SocketHandle handle);
     void Close();
-    /// The same with a last call for the handle, if it is in use; if that fails it is kept.
+    /// The same with a last call for the handle, if it is in use; if that fails, the handle is
+    /// kept.
     void Close(unsigned int (SocketCalls::*last)(SocketHandle));
 
 private:

@@ -7,10 +7,10 @@ namespace IO::Socket {
 namespace {
 
 constinit bool isStarted = false;
-constinit SocketCalls * startedCalls = nullptr; // null: the system refused
+constinit SocketCalls * startedCalls = nullptr; // null: the system refused to start
 
 void StartSystem(SocketCalls & calls) {
-    // The older version where the newer is not to be had.
+    // The older version if the newer is not available.
     constexpr unsigned short versions[] = {0x0002, 0x0101};
     for (unsigned short const version : versions) {
         if (calls.WSAStartup(version) != WSAError::None)

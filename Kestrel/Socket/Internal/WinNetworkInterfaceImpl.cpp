@@ -29,7 +29,7 @@ constexpr Step steps[] = {
      "Failed to get network interfaces: failed to get adapter infos."},
 };
 
-// Behind what is there already, or nothing at all.
+// Appends all to the result, or nothing.
 void Append(Mu::PagedArray<NetworkInterface> & found, Mu::PagedArray<NetworkInterface> & result) {
     unsigned int const before = result.GetSize();
     try {

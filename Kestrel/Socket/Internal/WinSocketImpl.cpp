@@ -21,7 +21,7 @@ SocketImpl::AddressReference MakeAddress(SocketAddress const & address) {
         new InternetAddress(bytes[0], bytes[1], bytes[2], bytes[3]));
 }
 
-// A socket of the system, until somebody takes it over.
+// A socket of the system, closed unless it is released.
 class NewSocket {
 public:
     NewSocket() = default;
@@ -40,7 +40,7 @@ private:
 };
 
 constexpr char connectFailed[] = "Socket connect failed.";
-// Kept: hosts look for the text as it has always been, spelt so.
+// Kept: hosts search for the text in this spelling.
 constexpr char laterConnectFailed[] = "Socked connect failed.";
 constexpr char connectTimedOut[] = "Socked connect timed out.";
 constexpr char bindFailed[] = "Socket bind failed.";
@@ -60,15 +60,15 @@ void WinSocketImpl::Create(bool stream) {
         GetSocketCalls().Socket(stream ? SocketType::Stream : SocketType::Datagram, made.Get());
     if (error != WSAError::None)
         Throw<SocketException>("Failed to create communication socket.", error);
-    handle.Set(*made.Get()); // in place of that of an earlier Create
+    handle.Set(*made.Get()); // replaces that of an earlier Create
     error = GetSocketCalls().SetNonBlocking(made.Release(), true);
     if (error != WSAError::None)
         Throw<SocketException>("Failed to enable non-blocking mode on communication socket.",
                                error);
 }
 
-// Kept: a listening socket stays open, since only what was connected is closed here. Nobody finds the
-// handle any more before others are woken, so that they see why.
+// Kept: a listening socket remains open, since only connected ones are closed here. The handle is
+// removed before others are woken, so that they see the reason.
 void WinSocketImpl::Close() {
     if (!connected.exchange(false))
         return;
@@ -117,8 +117,8 @@ void WinSocketImpl::FinishConnect(SharedHandle::Use const & socket, unsigned int
     int value;
     unsigned int const unread = GetSocketCalls().GetSockOpt(socket.GetHandle(), OptionLevel::Socket,
                                                             OptionName::Error, &value);
-    // Kept: of the errors that a connection meets while it is waited for, only a refusal is named;
-    // the rest carry the number of the last call that failed, which is mostly that of the connect.
+    // Kept: of the errors during the wait for a connection, only a refusal is reported as such; the
+    // others carry the number of the last call that failed, usually that of the connect.
     if (unread != WSAError::None)
         lastError = unread;
     else if (value == static_cast<int>(WSAError::ConnectionRefused))
@@ -205,7 +205,8 @@ SocketImpl::Reference WinSocketImpl::AcceptNow(SharedHandle::Use const & socket)
         Throw<SocketException>(acceptFailed, error);
     if (from.family != InternetFamily)
         throw SocketException(acceptFailed, __FILE__, __LINE__);
-    // Kept: the local end is the listening socket's, and so 0.0.0.0 where that listens on any.
+    // Kept: the local end is that of the listening socket, and so 0.0.0.0 if that listens on any
+    // address.
     SocketAddress local;
     error = GetSocketCalls().GetSockName(socket.GetHandle(), &local);
     if (error != WSAError::None)

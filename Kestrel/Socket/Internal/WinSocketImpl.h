@@ -39,8 +39,8 @@ public:
 
 private:
     /// Waits until the socket is ready for some of `wanted`, PollEvent bits, or for Except;
-    /// `*ready` is 0 when the milliseconds, 0 for no limit, are over. Returns the system's error,
-    /// and throws when the wait was interrupted.
+    /// `*ready` is 0 on timeout after the milliseconds, 0 for no limit. Returns the system's error,
+    /// and throws if the wait was interrupted.
     unsigned int Wait(SharedHandle::Use const & socket, unsigned char wanted,
                       unsigned int milliseconds, unsigned char * ready);
     /// The same before a retry of a read or write, but failures are thrown.
@@ -58,7 +58,7 @@ private:
     ISocketChannel input;
     OSocketChannel output;
     SocketSignal signal;
-    // The memory that was last found to be writable.
+    // The memory that was last verified to be writable.
     char const * goodData = nullptr;
     unsigned int goodLength = 0;
 };

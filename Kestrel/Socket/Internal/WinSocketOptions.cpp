@@ -29,7 +29,7 @@ constexpr OptionRow optionRows[] = {
 };
 static_assert(std::size(optionRows) == SocketImpl::TCPNoDelay + 1);
 
-// Null for a number that is no option.
+// Null if the number is not an option.
 OptionRow const * FindRow(SocketImpl::Option option) {
     auto const number = static_cast<unsigned int>(option);
     return number < std::size(optionRows) ? &optionRows[number] : nullptr;

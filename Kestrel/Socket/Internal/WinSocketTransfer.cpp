@@ -1,4 +1,4 @@
-// Reading, writing, and waiting for either.
+// Reading, writing, and waiting for both.
 
 #include <Kestrel/Socket/Internal/ErrorText.h>
 #include <Kestrel/Socket/Internal/WinSocketImpl.h>
@@ -10,7 +10,7 @@
 namespace IO::Socket {
 namespace {
 
-// Records what the current thread blocks on, as long as this lives.
+// Records what the current thread blocks on, for the lifetime of the object.
 class Blocking {
 public:
     explicit Blocking(Mu::Interruptible * on) : thread(Mu::Thread::GetCurrent()) {
@@ -36,14 +36,15 @@ unsigned int Shrink(unsigned int chunk) {
 }
 
 constexpr unsigned int MaxShortages = 32; // of buffers, in one Write
-constexpr unsigned int MaxReadWaits = 6;  // that promise something to read, in one Read
+constexpr unsigned int MaxReadWaits = 6;  // that report readable data, in one Read
 
 constexpr char readFailed[] = "Socket read failed.";
 constexpr char writeFailed[] = "Socket write failed.";
 
 } // namespace
 
-// The socket is checked behind the watch: a later close finds the watch, and ends the wait.
+// The socket is checked after the watch was created: a later close finds the watch, and ends the
+// wait.
 unsigned int WinSocketImpl::Wait(SharedHandle::Use const & socket, unsigned char wanted,
                                  unsigned int milliseconds, unsigned char * ready) {
     SocketSignal::Watch const watch(signal);
@@ -55,7 +56,7 @@ unsigned int WinSocketImpl::Wait(SharedHandle::Use const & socket, unsigned char
     unsigned int error;
     {
         Blocking const blocking(this);
-        ThrowIfInterrupted(); // what came before cannot have reached the signal
+        ThrowIfInterrupted(); // earlier interruptions cannot have raised the signal
         unsigned int count;
         error = GetSocketCalls().Poll(entries, 2, milliseconds > 0 ? milliseconds * 1000ll : -1,
                                       &count);
@@ -66,7 +67,7 @@ unsigned int WinSocketImpl::Wait(SharedHandle::Use const & socket, unsigned char
     ThrowIfInterrupted();
     if (!socket.IsCurrent())
         return WSAError::NotSocket;
-    // Somebody interrupted this object and not this thread, perhaps the other one that waits here.
+    // This object was interrupted but not this thread, perhaps for another one that waits here.
     throw SocketException("Socket internal error.", __FILE__, __LINE__);
 }
 
@@ -99,7 +100,7 @@ unsigned int WinSocketImpl::GetAvailable() {
     return count;
 }
 
-// A system short of buffers takes smaller pieces; that is tried without waiting.
+// A system that is short of buffers accepts smaller pieces; the retry does not wait.
 void WinSocketImpl::Write(char const * data, unsigned int length) {
     SharedHandle::Use const socket(handle);
     unsigned int chunk = length;
@@ -121,8 +122,8 @@ void WinSocketImpl::Write(char const * data, unsigned int length) {
     }
 }
 
-// Whether memory can be written costs a system call, so it is asked once for the buffer that a host
-// reads into again and again. What becomes of that later, the system finds.
+// Checking whether memory is writable costs a system call, so it is done once for a buffer into
+// which a host reads repeatedly. If it changes later, the system reports that.
 unsigned int WinSocketImpl::Read(char * data, unsigned int length) {
     if (data == nullptr || length == 0)
         return 0;
@@ -138,7 +139,7 @@ unsigned int WinSocketImpl::Read(char * data, unsigned int length) {
         unsigned int received;
         unsigned int error = GetSocketCalls().Recv(socket.GetHandle(), data, length, &received);
         if (error == WSAError::None && received == 0 && !socket.IsCurrent())
-            error = WSAError::NotSocket; // that end is of who closed it
+            error = WSAError::NotSocket; // closed on this side, not by the peer
         if (error == WSAError::None)
             return received;
         if (error == WSAError::Fault)

@@ -4,7 +4,7 @@
 
 namespace IO::Socket {
 
-/// Hands every call on to others, so that a class derived from it changes one operation.
+/// Forwards every call to others, so that a derived class can change one operation.
 ///
 /// Memory, threads and failure are those of the calls below.
 class ForwardingSocketCalls : public SocketCalls {

@@ -4,16 +4,16 @@
 
 namespace IO::Socket {
 
-/// The operating system's tables of its network interfaces, and the library's only way to them. Names
-/// and error numbers are those of Windows everywhere.
+/// The operating system's tables of its network interfaces, and the library's only access to them.
+/// Names and error numbers are those of Windows everywhere.
 ///
-/// An implementation translates and does nothing else; which table counts for what is decided in
-/// MergeInterfaces. Each call fills its own table and lists of `tables`, which were empty before. They
-/// are called in the order in which they stand here, and a later one may use what an earlier one has
-/// found.
+/// An implementation translates and does nothing else; MergeInterfaces decides which table is used
+/// for what. Each call fills its own table and lists of `tables`, which were empty before. They are
+/// called in the order of their declarations, and a later one may use the results of an earlier
+/// one.
 ///
-/// Memory:  the tables', from the root; Mu::OutOfMemoryException is let through, and nothing stays
-///          open behind it.
+/// Memory:  the tables', from the root; Mu::OutOfMemoryException is passed on, and nothing is left
+///          open.
 /// Threads: any number at once.
 /// Failure: each call returns 0, the error number, or FailedWithoutCode.
 class InterfaceCalls {
@@ -30,11 +30,12 @@ public:
     virtual unsigned int GetAdaptersInfo(InterfaceTables & tables) = 0;
 };
 
-/// The calls in use: the platform's own, or what SetInterfaceCalls put there.
+/// The calls in use: the platform's own, or those of SetInterfaceCalls.
 InterfaceCalls & GetInterfaceCalls();
 /// The platform's own calls.
 InterfaceCalls & GetPlatformInterfaceCalls();
-/// Puts other calls there; null the platform's own. Not while another thread lists interfaces.
+/// Replaces the calls in use; null restores the platform's own. Not while another thread lists
+/// interfaces.
 void SetInterfaceCalls(InterfaceCalls * calls);
 
 } // namespace IO::Socket

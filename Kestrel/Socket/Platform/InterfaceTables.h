@@ -3,9 +3,9 @@
 #include <Kestrel/Root/Containers/Array.h>
 #include <Kestrel/Root/Text/String.h>
 
-// What the systems know of their network interfaces, as plain records: four tables, none of which has
-// everything. Addresses are numbers: 10.0.0.1 is 0x0A000001. The numbers of types and states are those
-// of Windows everywhere.
+// The system's data about its network interfaces, as plain records: four tables, none of which is
+// complete. Addresses are numbers: 10.0.0.1 is 0x0A000001. The numbers of types and states are
+// those of Windows everywhere.
 
 namespace IO::Socket {
 
@@ -44,7 +44,7 @@ inline constexpr unsigned int Preferred = 4;
 
 inline constexpr unsigned int InternetProtocolFamily = 2;
 
-/// The bytes of a network card; as many as the longest of any system has.
+/// The bytes of a network card's address, up to the longest of any system.
 struct LinkAddress {
     unsigned char bytes[32];
     unsigned int length;
@@ -55,7 +55,7 @@ struct BroadcastRule {
     enum class Form {
         HostZeros, ///< the bits of the host are 0
         HostOnes,  ///< the bits of the host are 1
-        Own        ///< the system said which, 0 for none; only Linux does
+        Own        ///< as the system specifies, 0 for none; only on Linux
     };
     Form form;
     unsigned int address; ///< for Own
@@ -71,7 +71,7 @@ struct InterfaceRow {
     LinkAddress linkAddress;
 };
 
-/// Of the address table. There may be several with one index.
+/// Of the address table. Several rows may have the same index.
 struct AddressRow {
     unsigned int index;
     unsigned int address;
@@ -101,10 +101,10 @@ struct AdapterAddresses {
     LinkAddress linkAddress;
     Mu::String name; ///< in the machine's code; empty where the interface table has all interfaces
     ListPart unicasts; ///< of `unicasts`
-    ListPart prefixes; ///< of `prefixLengths`; side by side with the unicasts, as long as it goes
+    ListPart prefixes; ///< of `prefixLengths`, parallel to the unicasts; may be shorter
 };
 
-/// An address as a zero-terminated text, which may be none.
+/// An address as a zero-terminated text, which may be empty.
 struct AddressText {
     char text[16];
 };
@@ -121,7 +121,7 @@ struct AdapterInfo {
     ListPart gateways;  ///< of `gateways`
 };
 
-/// The four tables, and the lists that their rows name parts of.
+/// The four tables, and the lists that their rows refer to parts of.
 struct InterfaceTables {
     Mu::Array<InterfaceRow> interfaces;
     Mu::Array<AddressRow> addresses;

@@ -1,7 +1,7 @@
 #pragma once
 
-// Addresses and what the resolver finds, between the seam and the system. To be included behind the
-// system's own headers, whose types have the same names everywhere.
+// Conversion of addresses and of the resolver's results between the seam and the system. To be
+// included after the system's own headers, whose types have the same names everywhere.
 
 #include <Kestrel/Socket/Platform/SocketCallTypes.h>
 
@@ -28,7 +28,7 @@ inline SocketAddress FromNative(sockaddr_in const & native) {
     return address;
 }
 
-/// Where the system puts an address of any family.
+/// Receives an address of any family from the system.
 class NativeAddress {
 public:
     sockaddr * GetGeneral() { return reinterpret_cast<sockaddr *>(&storage); }
@@ -48,8 +48,8 @@ private:
 
 static_assert(AF_INET == InternetFamily);
 
-/// getaddrinfo for streams over TCP by IPv4, with the canonical name. Returns what it returns; the
-/// list is null behind a failure.
+/// getaddrinfo for streams over TCP by IPv4, with the canonical name. Returns its result; the list
+/// is null after a failure.
 inline int FindAddresses(char const * name, AddressList * list) {
     addrinfo hints{};
     hints.ai_flags = AI_CANONNAME;
@@ -62,7 +62,7 @@ inline int FindAddresses(char const * name, AddressList * list) {
     return error;
 }
 
-/// The entry at the place, which moves on.
+/// Returns the entry at the place, and advances the place.
 inline AddressInfo TakeEntry(AddressList * place) {
     addrinfo const * const found = static_cast<addrinfo *>(*place);
     *place = found->ai_next;
@@ -75,7 +75,8 @@ inline AddressInfo TakeEntry(AddressList * place) {
     return entry;
 }
 
-/// The name of a host into `size` bytes with its zero; an error number when it is longer.
+/// Copies the name of a host with its terminator into `size` bytes; an error number if it is
+/// longer.
 inline unsigned int CopyName(hostent const & host, char * name, unsigned int size) {
     std::size_t const length = std::strlen(host.h_name);
     if (length >= size)
@@ -84,7 +85,7 @@ inline unsigned int CopyName(hostent const & host, char * name, unsigned int siz
     return WSAError::None;
 }
 
-/// The first address of a host; an error number when it has none of four bytes.
+/// The first address of a host; an error number if it has none of four bytes.
 inline unsigned int CopyAddress(hostent const & host, unsigned char (&address)[4]) {
     if (host.h_length != sizeof(address) || host.h_addr_list[0] == nullptr)
         return WSAError::NoData;

@@ -6,9 +6,9 @@ namespace IO::Socket {
 using SocketHandle = unsigned long long;
 inline constexpr SocketHandle NoSocket = ~0ull;
 
-/// Where a socket is or goes to, the only kind of address there is here: IPv4 with a port.
+/// The address of a socket or of its peer; the only kind here is IPv4 with a port.
 struct SocketAddress {
-    unsigned short family; ///< InternetFamily, or what the system reported instead
+    unsigned short family; ///< InternetFamily, or the one reported by the system
     unsigned short port;   ///< as a number, in the host's byte order
     unsigned char address[4];
 };
@@ -42,7 +42,7 @@ inline constexpr int Linger = 0x80; ///< by GetLinger and SetLinger
 inline constexpr int OOBInline = 0x100;
 inline constexpr int SendBufferSize = 0x1001;
 inline constexpr int ReceiveBufferSize = 0x1002;
-inline constexpr int Error = 0x1007; ///< read only; reading it takes it away
+inline constexpr int Error = 0x1007; ///< read only; reading it resets it
 // of the level IP
 inline constexpr int TypeOfService = 3;
 inline constexpr int MulticastLoop = 11;
@@ -55,14 +55,14 @@ struct LingerTime {
     unsigned short seconds;
 };
 
-/// What Poll looks for at one socket, and what it found.
+/// The events that Poll waits for at a socket, and those that it reports.
 namespace PollEvent {
-/// Bytes, a connection to accept, or the peer's end: a call that reads does not wait.
+/// Bytes, a connection to accept, or the peer's end: a call that reads does not block.
 inline constexpr unsigned char Read = 1;
-/// Room to send, or a connection that was asked for stands.
+/// Room to send, or a requested connection is established.
 inline constexpr unsigned char Write = 2;
-/// A connection that was asked for failed, an error waits that there are no bytes before, or
-/// out-of-band data came that is not to stand among the rest.
+/// A requested connection failed, an error is pending and no bytes precede it, or out-of-band data
+/// was received that is not to be inline.
 inline constexpr unsigned char Except = 4;
 } // namespace PollEvent
 
@@ -72,18 +72,17 @@ struct PollEntry {
     unsigned char ready;  ///< some of `wanted`
 };
 
-/// One entry of what GetAddrInfo found.
+/// One entry of the result of GetAddrInfo.
 struct AddressInfo {
     int family;
     SocketAddress address;      ///< zeros unless the family is InternetFamily
     char const * canonicalName; ///< null, or valid until FreeAddrInfo
 };
 
-/// The list that GetAddrInfo found, and a place in it. Null is the end.
+/// The result of GetAddrInfo, and a place in it. Null is the end.
 using AddressList = void *;
 
-/// The numbers of the errors that the library distinguishes, and of those that it makes. Others may
-/// come as well.
+/// The numbers of the errors that the library distinguishes or reports itself. There may be others.
 namespace WSAError {
 inline constexpr unsigned int None = 0;
 inline constexpr unsigned int NotEnoughMemory = 8;

@@ -13,15 +13,15 @@ namespace IO::Socket {
 
 namespace {
 
-// What the kernel sends at once is at most this, but for one message that is longer by itself.
+// The kernel sends at most this at once, except for a single message that is longer.
 constexpr std::size_t PieceSize = 32768;
-// Lists that change while they are read are asked for so often; then the last one counts.
+// How often a list that changes while it is read is requested; then the last one is used.
 constexpr int MostTries = 4;
 
 class NetlinkSocket {
 public:
     NetlinkSocket() : socket(::socket(AF_NETLINK, SOCK_RAW | SOCK_CLOEXEC, NETLINK_ROUTE)) {
-        // Lets the kernel leave out what the header does not ask for. Old ones send everything.
+        // Lets the kernel omit what the header does not request. Old ones send everything.
         int const on = 1;
         if (socket >= 0)
             (void)::setsockopt(socket, SOL_NETLINK, NETLINK_GET_STRICT_CHK, &on, sizeof(on));
@@ -84,7 +84,7 @@ NetlinkDump::Outcome NetlinkDump::FetchOnce(unsigned short request, void const *
                                             std::size_t size, unsigned int * error) {
     *error = 0;
     length = 0;
-    NetlinkSocket const netlink; // a new one, in which nothing of an earlier try waits
+    NetlinkSocket const netlink; // a new one, without pending messages of an earlier try
     if (netlink.Get() < 0 || !Send(netlink.Get(), request, header, size)) {
         *error = GetLastSocketError();
         return Outcome::Failed;
@@ -105,7 +105,7 @@ NetlinkDump::Outcome NetlinkDump::Receive(int netlink, unsigned int * error) {
         parts.msg_namelen = sizeof(sender);
         parts.msg_iov = &piece;
         parts.msg_iovlen = 1;
-        // Looks first, since what does not fit would be lost.
+        // Peeks first, since data that does not fit would be lost.
         ssize_t const waiting =
             Retry([&] { return ::recvmsg(netlink, &parts, MSG_PEEK | MSG_TRUNC); });
         if (waiting > static_cast<ssize_t>(room)) {
@@ -125,7 +125,7 @@ NetlinkDump::Outcome NetlinkDump::Receive(int netlink, unsigned int * error) {
     return isChanged ? Outcome::Changed : Outcome::Whole;
 }
 
-// Parses what came last, and keeps it up to the end of the list. False for an error.
+// Parses what was received last, and keeps it up to the end of the list. False for an error.
 bool NetlinkDump::Take(std::size_t received, bool * isDone, bool * isChanged,
                        unsigned int * error) {
     std::size_t const end = length + received;

@@ -8,7 +8,7 @@
 
 namespace IO::Socket {
 
-/// A list that the kernel keeps of its links, addresses or routes, as the messages that it sends.
+/// A list of the kernel's links, addresses or routes, as the messages that it sends.
 class NetlinkDump {
 public:
     NetlinkDump() = default;
@@ -16,8 +16,8 @@ public:
     NetlinkDump(NetlinkDump const &) = delete;
     NetlinkDump & operator=(NetlinkDump const &) = delete;
 
-    /// Asks for the list once more from the start when it changed meanwhile. `header` is what stands
-    /// behind the message's own, such as an ifinfomsg. Returns 0 or the error number. Throws
+    /// Requests the list again from the start if it changed meanwhile. `header` follows the
+    /// message's own header, such as an ifinfomsg. Returns 0 or the error number. Throws
     /// Mu::OutOfMemoryException.
     template <typename Header, typename Visitor>
     unsigned int ForEach(unsigned short request, Header const & header, Visitor visit) {
@@ -42,12 +42,12 @@ private:
     bool Take(std::size_t received, bool * isDone, bool * isChanged, unsigned int * error);
     void MakeRoom(std::size_t room);
 
-    char * data = nullptr;    // messages, one behind the other
-    std::size_t length = 0;   // of those that count
+    char * data = nullptr;    // consecutive messages
+    std::size_t length = 0;   // of the messages to use
     std::size_t capacity = 0; // of `data`
 };
 
-/// Calls `visit` with each attribute behind the header of the message.
+/// Calls `visit` with each attribute after the header of the message.
 template <typename Header, typename Visitor>
 void ForEachAttribute(nlmsghdr const & message, Visitor visit) {
     auto const start = reinterpret_cast<char const *>(&message);
@@ -67,7 +67,7 @@ inline char const * GetPayload(rtattr const & attribute) {
 inline std::size_t GetPayloadSize(rtattr const & attribute) {
     return attribute.rta_len - RTA_LENGTH(0);
 }
-/// The number in the attribute, in its own byte order; 0 when it is too short for one.
+/// The number in the attribute, in its own byte order; 0 if it is too short for one.
 template <typename Number>
 Number GetNumber(rtattr const & attribute) {
     Number number = 0;

@@ -16,7 +16,7 @@ namespace IO::Socket {
 
 namespace {
 
-// The kind of a link as its driver has it, where the hardware type says nothing.
+// The kind of a link as specified by its driver, where the hardware type is not sufficient.
 std::string_view GetKind(rtattr const & linkInfo) {
     auto const start = GetPayload(linkInfo);
     std::size_t const size = GetPayloadSize(linkInfo);
@@ -75,12 +75,12 @@ InterfaceRow ToInterface(nlmsghdr const & message) {
     row.type = ToType(link.ifi_type, kind);
     bool const isUp = (link.ifi_flags & IFF_UP) != 0;
     row.adminStatus = isUp ? AdminStatus::Up : AdminStatus::Down;
-    // Set exactly when the link is operational, or does not know.
+    // Set exactly when the link is operational, or does not report it.
     bool const isRunning = (link.ifi_flags & IFF_RUNNING) != 0;
     row.operStatus = isRunning ? OperStatus::Operational
                      : isUp    ? OperStatus::Disconnected
                                : OperStatus::NonOperational;
-    // The loopback's zeros are no address of a card.
+    // The loopback's zeros are not the address of a card.
     if (row.type == InterfaceType::SoftwareLoopback)
         row.linkAddress.length = 0;
     return row;
@@ -98,7 +98,7 @@ AddressRow ToAddressRow(nlmsghdr const & message) {
     AddressRow row{header.ifa_index, 0, 0, {BroadcastRule::Form::Own, 0}};
     unsigned int const prefix = header.ifa_prefixlen;
     row.mask = prefix == 0 ? 0 : prefix >= 32 ? ~0u : ~0u << (32 - prefix);
-    bool hasLocal = false; // on a line from point to point the other address is the far end's
+    bool hasLocal = false; // on a point to point link the other address is that of the far end
     ForEachAttribute<ifaddrmsg>(message, [&](rtattr const & attribute) {
         if (attribute.rta_type == IFA_LOCAL || (attribute.rta_type == IFA_ADDRESS && !hasLocal))
             row.address = GetAddress(attribute);
@@ -123,7 +123,7 @@ void AddGateway(Gateway const & gateway, Mu::Array<Gateway> & gateways) {
         gateways.Push(gateway);
 }
 
-// The hops of a route that has several.
+// The hops of a route with several.
 void AddHops(rtattr const & multipath, Mu::Array<Gateway> & gateways) {
     auto const start = GetPayload(multipath);
     std::size_t const size = GetPayloadSize(multipath);
@@ -166,7 +166,7 @@ void AddGateways(nlmsghdr const & message, Mu::Array<Gateway> & gateways) {
         AddHops(*multipath, gateways);
 }
 
-// Rows of one index stay in their order. The kernel's lists usually are in order.
+// Rows with the same index keep their order. The kernel's lists usually are in order.
 template <typename Row>
 void SortByIndex(Mu::Array<Row> & rows) {
     auto const isBefore = [](Row const & a, Row const & b) { return a.index < b.index; };
@@ -202,7 +202,7 @@ unsigned int PosixInterfaceCalls::GetIfTable(InterfaceTables & tables) {
     return error;
 }
 
-// In the system's order within one interface, so that its last one is the one that came last.
+// In the system's order within one interface, so that the last one is the most recent.
 unsigned int PosixInterfaceCalls::GetIpAddrTable(InterfaceTables & tables) {
     ifaddrmsg header{};
     header.ifa_family = AF_INET;
@@ -219,7 +219,7 @@ unsigned int PosixInterfaceCalls::GetIpAddrTable(InterfaceTables & tables) {
 unsigned int PosixInterfaceCalls::GetAdaptersAddresses(InterfaceTables & tables) {
     auto row = tables.addresses.begin();
     for (InterfaceRow const & interface : tables.interfaces) {
-        // What came up behind the first table is not listed this time.
+        // An interface that was added after the first table was read is not listed this time.
         while (row != tables.addresses.end() && row->index < interface.index)
             ++row;
         AdapterAddresses adapter{};

@@ -54,8 +54,8 @@ Option const * FindOption(int level, int name) {
     return nullptr;
 }
 
-// Before there was a connection, after a reset, which took it away, or because this side sends no
-// more: the system reports them alike.
+// The system reports the same for a socket that has not been connected, one whose connection was
+// reset, and one whose sending side is shut down.
 unsigned int GetPipeError(int descriptor) {
     char byte;
     if (::recv(descriptor, &byte, 1, MSG_PEEK | MSG_DONTWAIT) < 0 && errno == ENOTCONN)
@@ -67,7 +67,7 @@ unsigned int GetPipeError(int descriptor) {
     return isGone ? WSAError::ConnectionReset : WSAError::Shutdown;
 }
 
-// Of the level of sockets; -1 where it cannot be had.
+// A socket-level option; -1 if it cannot be read.
 int GetOption(int descriptor, int name) {
     int value = -1;
     socklen_t size = sizeof(value);
@@ -80,8 +80,8 @@ bool IsBound(int descriptor) {
            native.Get().port != 0;
 }
 
-// Whether others who allow the same may have the address of a stream, too, unless it listens; then
-// its connections pass that on.
+// Whether other sockets that allow it, too, may bind the address of a stream, unless it listens;
+// its connections inherit that.
 void LetOthersIn(int descriptor, bool isOn) {
     if (GetOption(descriptor, SO_TYPE) != SOCK_STREAM)
         return;
@@ -118,7 +118,7 @@ unsigned int PosixSocketCalls::Socket(int type, SocketHandle * made) {
                       made);
 }
 
-// Not taken up again: the descriptor is gone although a signal came.
+// Not repeated after a signal: the descriptor is closed nevertheless.
 unsigned int PosixSocketCalls::CloseSocket(SocketHandle socket) {
     int const result = ::close(ToDescriptor(socket));
     return result < 0 && errno == EINTR ? WSAError::None : Result(result);
@@ -130,7 +130,7 @@ unsigned int PosixSocketCalls::Shutdown(SocketHandle socket, int direction) {
     return Result(::shutdown(ToDescriptor(socket), direction));
 }
 
-// The rest of connections that are over let others in, and what is only bound as yet does not.
+// Remains of closed connections allow it, and a socket that is only bound does not.
 unsigned int PosixSocketCalls::Bind(SocketHandle socket, SocketAddress const & address) {
     int const descriptor = ToDescriptor(socket);
     sockaddr_in const native = ToNative(address);
@@ -163,7 +163,7 @@ unsigned int PosixSocketCalls::Accept(SocketHandle socket, SocketHandle * accept
     return error;
 }
 
-// One that a signal interrupts goes on behind our back, like one that does not wait.
+// After a signal the connect continues asynchronously, like that of a non-blocking socket.
 unsigned int PosixSocketCalls::Connect(SocketHandle socket, SocketAddress const & address) {
     if (IsBound(ToDescriptor(socket)))
         LetOthersIn(ToDescriptor(socket), true);
@@ -215,7 +215,7 @@ unsigned int PosixSocketCalls::GetSockOpt(SocketHandle socket, int level, int na
         found = static_cast<int>(ToSocketError(found));
     else if (level == OptionLevel::Socket &&
              (name == OptionName::SendBufferSize || name == OptionName::ReceiveBufferSize))
-        found /= 2; // the system's own needs are added to what was set
+        found /= 2; // the system adds its own needs to the size set
     *value = found;
     return WSAError::None;
 }
@@ -263,7 +263,7 @@ unsigned int PosixSocketCalls::CreateSignal(SocketHandle * signal) {
     return MadeResult(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK), signal);
 }
 
-// Would only block behind 2^64 - 2 others, and is raised then.
+// Would block only after 2^64 - 2 others, and the signal is raised then.
 unsigned int PosixSocketCalls::RaiseSignal(SocketHandle signal) {
     eventfd_t const one = 1;
     ssize_t const result = Retry([&] { return ::write(ToDescriptor(signal), &one, sizeof(one)); });
@@ -283,7 +283,7 @@ unsigned int PosixSocketCalls::FormatMessage(unsigned int error, char16_t * text
     unsigned int length = 0;
     for (char const * at = found; at < end && length < size;) {
         Mu::Internal::Utf8Character const character = Mu::Internal::DecodeUtf8Character(at, end);
-        // No text of the system leaves the first plane.
+        // The system's texts do not leave the first plane.
         text[length++] = static_cast<char16_t>(character.codePoint < 0x10000
                                                    ? character.codePoint
                                                    : Mu::Internal::ReplacementCharacter);

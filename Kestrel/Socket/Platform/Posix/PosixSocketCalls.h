@@ -6,17 +6,16 @@
 
 namespace IO::Socket {
 
-/// The socket calls of Linux. SocketCalls documents what each does; what stands in for what Windows
-/// does otherwise:
+/// The socket calls of Linux. SocketCalls documents what each does. Where Windows behaves
+/// differently, that is emulated:
 ///
 /// - A handle is a file descriptor, closed on exec; a signal is an eventfd.
 /// - Starting and ending only count.
-/// - A port can be taken again behind connections that are over, as Windows does: the option for
-///   that is on from Listen on, for accepted sockets, too, and from the Connect of a bound socket
-///   on.
-/// - A buffer's size reads as it was set, where Linux reports twice as much.
-/// - An error that waits at a socket makes it ready for Except, and for Read instead when bytes
-///   that came before it can still be read.
+/// - A port can be bound again after its connections are over, as on Windows: the option for that
+///   is set from Listen on, for accepted sockets, too, and from the Connect of a bound socket on.
+/// - A buffer's size is reported as it was set, while Linux reports twice as much.
+/// - A pending error of a socket makes it ready for Except, and for Read instead if earlier bytes
+///   can still be read.
 class PosixSocketCalls : public SocketCalls {
 public:
     unsigned int WSAStartup(unsigned short version) override;

@@ -1,6 +1,6 @@
 #pragma once
 
-// Handles and addresses between the seam and the system.
+// Conversion of handles and addresses between the seam and the system.
 
 #include <arpa/inet.h>
 #include <netdb.h>
@@ -11,7 +11,7 @@
 
 namespace IO::Socket {
 
-// A handle that is no descriptor must not become one by losing its upper half.
+// A handle that is not a descriptor must not become one by losing its upper half.
 inline int ToDescriptor(SocketHandle socket) {
     return socket <= 0x7FFFFFFF ? static_cast<int>(socket) : -1;
 }

@@ -29,7 +29,7 @@ constexpr ErrorPair const * FindNumber(ErrorPair const (&pairs)[n], unsigned int
     return nullptr;
 }
 
-// From left to right the first row of an errno counts, from right to left the first of a number.
+// From left to right the first row of an errno is used, from right to left the first of a number.
 constexpr ErrorPair errorPairs[] = {
     {EACCES, WSAError::Access},
     {EPERM, WSAError::Access},
@@ -57,7 +57,7 @@ constexpr ErrorPair errorPairs[] = {
     {ENETRESET, WSAError::NetReset},
     {ECONNABORTED, WSAError::ConnectionAborted},
     {ECONNRESET, WSAError::ConnectionReset},
-    {EPIPE, WSAError::ConnectionReset}, // a reset that came behind the peer's end
+    {EPIPE, WSAError::ConnectionReset}, // a reset after the peer's end
     {ENOBUFS, WSAError::NoBuffers},
     {ENOMEM, WSAError::NoBuffers},
     {EISCONN, WSAError::IsConnected},

@@ -2,22 +2,22 @@
 
 #include <cerrno>
 
-// The system's error numbers as those of Winsock, and back for their texts.
+// Converts the system's error numbers to those of Winsock, and back for their texts.
 
 namespace IO::Socket {
 
-/// A number without a name of ours stays as it is, far below those of Winsock.
+/// A number without a name of ours is returned unchanged, far below those of Winsock.
 unsigned int ToSocketError(int error);
 /// The same for the calling thread's errno.
 unsigned int GetLastSocketError();
-/// For what the resolver's calls return, which may point to errno.
+/// For the results of the resolver's calls, which may refer to errno.
 unsigned int ToResolverError(int error);
-/// For h_errno as gethostbyname and its like report it.
+/// For h_errno as reported by gethostbyname and the like.
 unsigned int ToHostError(int error);
-/// The system's text for a number from the functions above; null when it has none.
+/// The system's text for a number from the functions above; null if there is none.
 char const * GetSocketErrorText(unsigned int error);
 
-/// Takes a call up again that a signal interrupted. The call returns below 0 when it failed.
+/// Repeats a call that a signal interrupted. The call returns a negative value on failure.
 template <typename Call>
 auto Retry(Call call) {
     auto result = call();

@@ -1,4 +1,4 @@
-// What asks the resolver.
+// The calls of the resolver.
 
 #include <Kestrel/Socket/Platform/Posix/PosixSocketCalls.h>
 #include <Kestrel/Socket/Platform/Posix/SocketAddresses.h>
@@ -10,10 +10,10 @@
 namespace IO::Socket {
 namespace {
 
-// Room for the names and addresses of a host; more than fit are a failure.
+// Room for the names and addresses of a host; if there are more, it fails.
 constexpr unsigned int HostBufferSize = 8192;
 
-// The two look-ups by a buffer of the caller; the result is null when nothing was found.
+// Both look-ups use a buffer of the caller; the result is null if nothing was found.
 template <typename Call>
 unsigned int LookUpHost(hostent * host, char (&buffer)[HostBufferSize], Call call) {
     hostent * found = nullptr;
@@ -26,7 +26,7 @@ unsigned int LookUpHost(hostent * host, char (&buffer)[HostBufferSize], Call cal
 
 } // namespace
 
-// The system cuts a long name without a terminator.
+// The system truncates a long name without a terminator.
 unsigned int PosixSocketCalls::GetHostName(char * name, unsigned int size) {
     if (size == 0)
         return WSAError::Fault;

@@ -1,4 +1,4 @@
-// What select does on Windows, by poll.
+// The behaviour of select on Windows, by poll.
 
 #include <Kestrel/Root/Memory/Memory.h>
 #include <Kestrel/Root/Time/Clock.h>
@@ -36,8 +36,8 @@ bool IsInline(int descriptor) {
     return ::getsockopt(descriptor, SOL_SOCKET, SO_OOBINLINE, &value, &size) == 0 && value != 0;
 }
 
-// An error makes a socket ready for everything here. It is distinguished from what else there is,
-// so that nobody takes a connection that failed for one that stands, nor drops bytes that came.
+// poll reports an error for all events. It is distinguished from the other ones, so that a failed
+// connection is not taken for an established one, and received bytes are not dropped.
 unsigned char GetErrorReady(pollfd const & found, unsigned char wanted) {
     if ((wanted & PollEvent::Read) != 0 && HasBytes(found.fd))
         return PollEvent::Read;
@@ -48,7 +48,7 @@ unsigned char GetReady(pollfd const & found, unsigned char wanted) {
     if (found.revents & POLLERR)
         return GetErrorReady(found, wanted);
     unsigned int ready = 0;
-    if (found.revents & POLLIN) // the end of a connection, too; without, there was none
+    if (found.revents & POLLIN) // also at the end of a connection
         ready |= PollEvent::Read;
     if (found.revents & POLLOUT)
         ready |= PollEvent::Write;
@@ -57,7 +57,7 @@ unsigned char GetReady(pollfd const & found, unsigned char wanted) {
     return static_cast<unsigned char>(ready & wanted);
 }
 
-// The time that is left of a wait; the system's call does not say it when a signal ends it early.
+// The remaining time of a wait, which the system's call does not report if a signal ends it early.
 class WaitTime {
 public:
     explicit WaitTime(long long microseconds)
@@ -110,8 +110,8 @@ unsigned int CountReady(PollEntry * entries, pollfd const * list, unsigned int c
     return ready;
 }
 
-// What the system reports although nobody wants it would end each further wait at once. Returns
-// whether there was such a thing.
+// Removes events that the system reports although they are not wanted, since they would end each
+// further wait at once. Returns whether there were any.
 bool PassOver(pollfd * list, unsigned int count) {
     bool found = false;
     for (unsigned int i = 0; i < count; ++i) {
@@ -163,7 +163,7 @@ unsigned int PosixSocketCalls::Poll(PollEntry * entries, unsigned int count, lon
     for (unsigned int i = 0; i < count; ++i) {
         list[i] = {ToDescriptor(entries[i].socket), GetEvents(entries[i].wanted), 0};
         if (list[i].fd < 0)
-            return WSAError::NotSocket; // the system would pass over it
+            return WSAError::NotSocket; // the system would ignore it
         if (entries[i].wanted == 0)
             list[i].fd = -1;
     }

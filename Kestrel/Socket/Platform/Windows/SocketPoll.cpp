@@ -1,4 +1,4 @@
-// Waiting, by select: WSAPoll never reports a connection that failed on systems before 2020.
+// Polling by select: WSAPoll never reports a failed connection on systems before 2020.
 
 #include <Kestrel/Socket/Platform/Windows/Winsock.h>
 
@@ -11,7 +11,7 @@
 namespace IO::Socket {
 namespace {
 
-// A set as select takes it, of any size: the system counts what is there and asks no more.
+// A set for select, of any size: the system uses its count only.
 struct Set {
     u_int count;
     SOCKET sockets[1];
@@ -49,7 +49,8 @@ public:
     fd_set * Get(unsigned int k) {
         return sets[k]->count != 0 ? reinterpret_cast<fd_set *>(sets[k]) : nullptr;
     }
-    // What is ready stands in the order in which it was given; where not, it is looked for.
+    // Ready sockets usually are in the order in which they were passed; otherwise they are searched
+    // for.
     unsigned int Mark(unsigned int k, PollEntry * entries, unsigned int count) const {
         Set const & set = *sets[k];
         unsigned int found = 0;
@@ -104,7 +105,7 @@ unsigned int WindowsSocketCalls::Poll(PollEntry * entries, unsigned int count,
     if (result == SOCKET_ERROR)
         return static_cast<unsigned int>(::WSAGetLastError());
     if (result == 0)
-        return WSAError::None; // then nobody cleared the sets on every system
+        return WSAError::None; // not every system has cleared the sets then
     if (read != nullptr)
         *ready += sets.Mark(0, entries, count);
     if (write != nullptr)

@@ -19,7 +19,7 @@ LinkAddress ToLinkAddress(unsigned char const * bytes, unsigned int length) {
     return link;
 }
 
-// Of a row of the system's, whose field is not always as long as its length says.
+// For a row of the system, whose field may be shorter than its length.
 template <std::size_t room, typename Byte>
 LinkAddress ToLinkAddress(Byte const (&bytes)[room], unsigned int length) {
     return ToLinkAddress(static_cast<unsigned char const *>(bytes),
@@ -50,7 +50,7 @@ AddressText ToText(IP_ADDRESS_STRING const & native) {
     return text;
 }
 
-// The adapters as the system chains them.
+// The adapters in the system's order.
 void AddAdapter(IP_ADAPTER_ADDRESSES const & native, InterfaceTables & tables) {
     AdapterAddresses adapter{native.IfIndex,
                              native.IfType,
@@ -92,7 +92,7 @@ InterfaceCalls & GetPlatformInterfaceCalls() {
     return calls;
 }
 
-// The rooms of the first calls are those for one row, as the system's older versions had it.
+// The sizes of the first calls are those of one row in older versions of the system.
 
 unsigned int WindowsInterfaceCalls::GetIfTable(InterfaceTables & tables) {
     TableBlock block;
@@ -145,8 +145,8 @@ unsigned int WindowsInterfaceCalls::GetAdaptersAddresses(InterfaceTables & table
         FetchTable(block, 184, ERROR_BUFFER_OVERFLOW, SecondFailure::ItsOwn,
                    [](TableBlock & room, unsigned int * size, bool isSecond) {
                        ULONG needed = *size;
-                       // Kept: the prefixes count for the size of the room only, so that the masks are those of
-                       // the adapter infos.
+                       // Kept: the prefixes are used for the size only, so that the masks are those
+                       // of the adapter infos.
                        ULONG const result = ::GetAdaptersAddresses(
                            AF_INET, isSecond ? 0 : GAA_FLAG_INCLUDE_PREFIX, nullptr,
                            room.Get<IP_ADAPTER_ADDRESSES>(), &needed);

@@ -21,7 +21,7 @@ unsigned int CountResult(int result, unsigned int * count) {
     return Result(result);
 }
 
-// No program that the process starts gets the socket.
+// Programs that the process starts do not inherit the socket.
 unsigned int KeptResult(SOCKET socket, SocketHandle * made) {
     *made = socket;
     if (socket == INVALID_SOCKET)
@@ -30,7 +30,7 @@ unsigned int KeptResult(SOCKET socket, SocketHandle * made) {
     return WSAError::None;
 }
 
-// More than a send takes at once it refuses on some systems.
+// Some systems reject a larger count in one send.
 int Cut(unsigned int count) {
     return static_cast<int>(count < 0x7FFFFFFF ? count : 0x7FFFFFFF);
 }
@@ -120,7 +120,7 @@ unsigned int WindowsSocketCalls::GetAvailable(SocketHandle socket, unsigned int 
 }
 
 unsigned int WindowsSocketCalls::GetSockOpt(SocketHandle socket, int level, int name, int * value) {
-    int found = 0; // some options fill one byte of it
+    int found = 0; // some options fill only one byte
     int size = sizeof(found);
     int const result = ::getsockopt(socket, level, name, reinterpret_cast<char *>(&found), &size);
     if (result != SOCKET_ERROR)
@@ -174,7 +174,7 @@ unsigned int WindowsSocketCalls::CreateSignal(SocketHandle * signal) {
         if (error == WSAError::None)
             error = GetSockName(made, &address);
         if (error == WSAError::None)
-            error = Connect(made, address); // takes nothing that others send, then
+            error = Connect(made, address); // it receives nothing from others then
         if (error == WSAError::None)
             error = SetNonBlocking(made, true);
         if (error != WSAError::None) {
@@ -186,7 +186,7 @@ unsigned int WindowsSocketCalls::CreateSignal(SocketHandle * signal) {
     return error;
 }
 
-// WouldBlock: others wait there already.
+// WouldBlock: earlier ones are still pending.
 unsigned int WindowsSocketCalls::RaiseSignal(SocketHandle signal) {
     char const one = 1;
     unsigned int sent;
@@ -213,7 +213,7 @@ unsigned int WindowsSocketCalls::FormatMessage(unsigned int error, char16_t * te
     return taken;
 }
 
-// What asks the resolver.
+// The calls of the resolver.
 
 unsigned int WindowsSocketCalls::GetHostName(char * name, unsigned int size) {
     return Result(::gethostname(name, Cut(size)));

@@ -5,8 +5,8 @@
 namespace IO::Socket {
 
 /// The socket calls of Windows. SocketCalls documents what each does. A signal is a datagram socket
-/// of the loopback interface that sends to itself: closing a socket under a wait would also end the
-/// wait, but not one that is only about to begin.
+/// of the loopback interface that sends to itself: closing a socket during a wait would also end
+/// the wait, but not one that is just about to start.
 class WindowsSocketCalls : public SocketCalls {
 public:
     unsigned int WSAStartup(unsigned short version) override;
