@@ -91,7 +91,7 @@ void Client::ProcessPendingConnect() {
                 Disconnect();
             return;
         }
-        isUp = error == Socket::AlreadyConnected; // it has come up since the last call
+        isUp = error == Socket::AlreadyConnected; // connected since the last call
     }
     CommunicatorPool::Instance().UnRegisterPendingConnect(this);
     if (!isUp) {
@@ -126,7 +126,7 @@ MuErrCode Client::SelectService(Location const & location) {
         return status;
     Mu::UniString const name = Service::Loc2Name(location);
     auto const text = name.ToCStr();
-    // Kept: the length counts characters, not bytes, so a name of others than ASCII is cut.
+    // Kept: the length counts characters, not bytes, so a name that is not ASCII is truncated.
     unsigned int const count = name.GetLength() + 1;
     unsigned int length = count;
     IVULong(Mu::WindowsSign, &length);
@@ -137,7 +137,7 @@ MuErrCode Client::SelectService(Location const & location) {
     unsigned int const there = std::min(count, text.GetLength() + 1);
     GetOChannel().WriteBin(text.GetText(), there, nullptr);
     for (unsigned int i = there; i < count; ++i)
-        GetOChannel().WriteBin("", 1, nullptr); // a code that has one byte for two units
+        GetOChannel().WriteBin("", 1, nullptr); // for codes that have one byte for two units
     return NoError;
 }
 
@@ -152,7 +152,7 @@ void Client::Disconnect() {
     GetOChannel().GoToErrorState(OutputClosed);
     if (!wasConnecting)
         CommunicatorPool::Instance().UnRegister(this);
-    socket = ~0ull; // the number may be another one's from now on
+    socket = ~0ull; // another socket may get the number from now on
     mState = NotConnected;
     mWritten = false;
     NotifyObservers([this, wasConnecting](ClientObserver & observer) {
@@ -160,8 +160,8 @@ void Client::Disconnect() {
     });
 }
 
-// From a copy of the list, so that an observer may detach itself; what it may do to the client ends
-// the round.
+// On a copy of the list, so that an observer may detach itself; the round ends if one destroys the
+// client.
 template <typename Notify>
 void Client::NotifyObservers(Notify notify) {
     Life::Mark const mark(life);

@@ -20,7 +20,7 @@
 
 namespace IO::IPC {
 
-// Hosts that are not optimised take the addresses.
+// Hosts built without optimisation take the addresses.
 constexpr double CommunicatorPool::WaitStep;
 
 using Socket::PollEntry;
@@ -39,7 +39,7 @@ bool IsNextToConnect(Client const & client, Clients const & pending) {
 
 } // namespace
 
-/// What one pass found. Nested passes have one each.
+/// The results of one pass. Nested passes have one each.
 class CommunicatorPool::Pass : public Mu::Allocated {
 public:
     /// Borrows one from the pool.
@@ -62,7 +62,7 @@ public:
         Use & operator=(Use const &) = delete;
         Pass * operator->() const { return pass; }
         Pass & operator*() const { return *pass; }
-        /// For the next pass, which then need not look itself.
+        /// Keeps it for the next pass, which then need not poll.
         void Keep() {
             pool.DropSeen();
             pool.seen = std::exchange(pass, nullptr);
@@ -75,21 +75,21 @@ public:
     };
 
     void List(CommunicatorPool const & pool);
-    /// What a wait is for, those who connect included. False: nothing.
+    /// Lists what a wait polls for, pending connects included. False: nothing.
     bool ListInterests(CommunicatorPool const & pool);
-    /// The error number.
+    /// Returns the error number.
     unsigned int Poll(CommunicatorPool const & pool, long long microseconds);
     bool IsAnyReady() const { return seen != 0; }
     void FindNothing() {
         found.clear();
         seen = 0;
     }
-    /// Whether a pass would not have asked for more than the wait did.
+    /// Whether the wait has polled for all that a pass would poll for.
     bool IsForPass() const { return isForPass; }
     void KeepLost(CommunicatorPool const & pool);
     void KeepClosed(CommunicatorPool const & pool);
     void TellLost(CommunicatorPool & pool);
-    /// Everybody in the order of sockets. The sockets where something was seen are awake from now on.
+    /// Serves all entries in the order of sockets. Those with events are awake from now on.
     void WalkAll(CommunicatorPool & pool);
 
     Pass * next = nullptr;
@@ -102,12 +102,11 @@ private:
     };
 
     static unsigned char GetWanted(Entry const & entry);
-    /// Calls `act` with each entry that is awake then, in the order of sockets, and the events that
-    /// were seen at it.
+    /// Calls `act` with each entry that is awake then and its events, in the order of sockets.
     template <typename Act>
     void Walk(CommunicatorPool & pool, Act act) const;
 
-    std::vector<PollEntry, Mu::StdAllocator<PollEntry>> polled; // as the pool's, and who connects
+    std::vector<PollEntry, Mu::StdAllocator<PollEntry>> polled; // the pool's, and pending connects
     std::vector<Found, Mu::StdAllocator<Found>> found;
     unsigned char seen = 0;
     bool isForPass = true;
@@ -127,7 +126,7 @@ unsigned char CommunicatorPool::Pass::GetWanted(Entry const & entry) {
         return PollEvent::Read | PollEvent::Except;
     if (entry.endPoint != nullptr && !entry.endPoint->WantsRead())
         return PollEvent::Except;
-    // Where writing is tried anyway, the system need not be asked.
+    // Where writing is tried anyway, the system need not be queried.
     return entry.communicator->AlwaysWrite()
                ? PollEvent::Read | PollEvent::Except
                : PollEvent::Read | PollEvent::Write | PollEvent::Except;
@@ -181,7 +180,7 @@ void CommunicatorPool::Pass::Walk(CommunicatorPool & pool, Act act) const {
         Entry const entry = pool.Get(socket, &near);
         while (at < found.size() && found[at].socket < socket)
             ++at;
-        // What was seen belongs to who was registered then, not to who got the number since.
+        // Events belong to the entry registered at that time, not to one that got the number since.
         bool const isFound = at < found.size() && found[at].serial == entry.serial;
         unsigned long long const before = pool.changes;
         act(entry, isFound ? found[at].ready : 0);
@@ -225,7 +224,7 @@ void CommunicatorPool::Pass::KeepLost(CommunicatorPool const & pool) {
             found.push_back({entry.socket, entry.serial, 0});
 }
 
-// Keeps those that the system does not know as sockets any more.
+// Keeps those whose sockets no longer exist for the system.
 void CommunicatorPool::Pass::KeepClosed(CommunicatorPool const & pool) {
     found.clear();
     for (Entry const & entry : pool.entries) {
@@ -244,13 +243,13 @@ void CommunicatorPool::Pass::TellLost(CommunicatorPool & pool) {
         try {
             entry->communicator->ProcessError();
         } catch (...) {
-            pool.isSomeoneLost = true; // the others, at the next pass
+            pool.isSomeoneLost = true; // the others follow at the next pass
             throw;
         }
     }
 }
 
-/// Ends the sleeps of those who wait for something from the pool.
+/// Ends a sleep as soon as the pool has something to do.
 class CommunicatorPool::SocketWaker final : public Mu::Waker {
 public:
     explicit SocketWaker(CommunicatorPool & pool) : pool(pool) {}
@@ -264,7 +263,7 @@ private:
 
 CommunicatorPool::CommunicatorPool() {
     BlockStore::Instance();
-    Setup::Instance(); // which the last server needs when it stops
+    Setup::Instance(); // needed by the last server when it stops
 }
 
 CommunicatorPool::~CommunicatorPool() {
@@ -276,7 +275,8 @@ CommunicatorPool::~CommunicatorPool() {
     }
 }
 
-// Every communicator has asked for it while it was made, and so goes before it.
+// Every communicator calls this while it is constructed, and is therefore destroyed before the
+// pool.
 CommunicatorPool & CommunicatorPool::Instance() {
     static CommunicatorPool pool;
     return pool;
@@ -331,7 +331,7 @@ void CommunicatorPool::MakePass(bool looks) {
     ProcessPendingConnects();
 }
 
-// One client for each place moves on in a pass, so that a crowd of them does not hammer one peer.
+// One client per location proceeds in a pass, so that many of them do not flood one peer.
 void CommunicatorPool::ProcessPendingConnects() {
     if (pending.empty())
         return;
@@ -339,7 +339,7 @@ void CommunicatorPool::ProcessPendingConnects() {
     std::vector<Location, Mu::StdAllocator<Location>> tried;
     for (Client * const client : waiting) {
         if (std::find(pending.begin(), pending.end(), client) == pending.end())
-            continue; // gone in the call of another one
+            continue; // removed during the call of another one
         Location const & place = client->GetPendingConnectLocation();
         if (std::find(tried.begin(), tried.end(), place) != tried.end())
             continue;
@@ -359,13 +359,13 @@ bool CommunicatorPool::IsWorkWaiting() const {
                                         });
 }
 
-// What a host did meanwhile may have taken long; a pass is to see what was there when it began.
+// The host may have been busy for long in between; a pass must see the state at its start.
 bool CommunicatorPool::IsSeenFresh() const {
     constexpr unsigned long long Moment = 200;
     return Mu::GetClock().GetMonotonicMicroseconds() - seenAt < Moment;
 }
 
-// What was written since the last pass needs no look at the sockets to be sent.
+// Data written since the last pass can be sent without polling the sockets.
 bool CommunicatorPool::IsAnythingFresh() const {
     return std::any_of(awake.begin(), awake.end(),
                        [this, near = std::size_t{0}](auto socket) mutable {
@@ -391,8 +391,9 @@ bool CommunicatorPool::ListSockets(Mu::Array<SocketInterest> & sockets) const {
     return IsWorkWaiting();
 }
 
-// For a peer that answers at once nobody falls asleep: to be woken takes longer than such an answer.
-// So only while the last wait was that short, for some looks, and where a look costs next to nothing.
+// If the peer responds at once, the thread does not sleep: waking up takes longer than such a
+// response. Hence the polling, but only if the last wait was that short, a limited number of times,
+// and for few sockets, where it costs next to nothing.
 unsigned int CommunicatorPool::Look(Pass & pass, long long microseconds) {
     constexpr unsigned long long AtOnce = 100;
     constexpr unsigned int MostSockets = 8;
@@ -451,7 +452,7 @@ CommunicatorPool::Entries::const_iterator CommunicatorPool::Find(unsigned long l
     return found != entries.end() && found->socket == socket ? found : entries.end();
 }
 
-// For those who ask for one after the other: mostly it is the next one.
+// For sequential lookups: usually it is the next entry.
 CommunicatorPool::Entry const & CommunicatorPool::Get(unsigned long long socket,
                                                       std::size_t * near) const {
     ++*near;
@@ -460,7 +461,8 @@ CommunicatorPool::Entry const & CommunicatorPool::Get(unsigned long long socket,
     return entries[*near];
 }
 
-// Who does at a pass what its class does and no more may sleep while that is nothing.
+// Only objects of the library's own classes may sleep while they have nothing to do: derived
+// classes must be called in every pass.
 void CommunicatorPool::Register(Communicator * communicator) {
     bool const maySleep =
         typeid(*communicator) == typeid(Connection) || typeid(*communicator) == typeid(Client);

@@ -20,7 +20,7 @@ Connection::Connection(Server * server, unsigned long long socket)
     try {
         ProcessRead(); // the first bytes may be there already
     } catch (Mu::OutOfMemoryException const &) {
-        // They are not lost: the next pass goes on here.
+        // They are not lost: the next pass continues here.
     }
 }
 
@@ -51,7 +51,7 @@ void Connection::GiveUp() {
 
 void Connection::SetState(State next) {
     state = next;
-    // A message that no service would take is no reason to pass again.
+    // A message that no service would take is no reason for another pass.
     SetTakesMessages(next == WaitingForSign || (next == Idle && service != nullptr));
 }
 
@@ -60,15 +60,15 @@ void Connection::SeparatorArrived() {
         return; // lost: nothing of it can be read any more
     if (state == WaitingForSign)
         TakeSign();
-    else if (state == Idle && !IsPeerBehind()) // a peer that reads no answers gets no more of them
+    else if (state == Idle && !IsPeerBehind()) // a peer that does not read responses gets no more
         HandleMessage();
 }
 
-// The sign reads alike in both byte orders, so whoever sends another one than ours gets ours as the
-// platform form: it says that we read and write it, and the peer converts.
+// The sign reads the same in both byte orders, so a peer that sends another one than ours gets ours
+// as the platform form: this states that we read and write it, and the peer converts.
 void Connection::TakeSign() {
-    // Not under a guard: a first message without a sign waits for the bytes of the next one. It does
-    // so from pass to pass, so that a peer which sends none holds nobody up.
+    // Not under a guard: a first message without a sign waits for the bytes of the next one. It
+    // does so from pass to pass, so that a peer that sends none blocks nothing.
     SocketIChannel & input = GetIChannel();
     unsigned short sign = 0;
     if (input.GetReadable() < sizeof(sign)) {
@@ -80,14 +80,14 @@ void Connection::TakeSign() {
         SetPlatformIProtocol(input, Mu::WindowsSign);
         SetPlatformOProtocol(GetOChannel(), Mu::WindowsSign);
     }
-    static_cast<void>(input.EatSeparator()); // none: the sign came from the message behind it
+    static_cast<void>(input.EatSeparator()); // none if the sign came from the next message
     SetState(Idle);
 }
 
 void Connection::HandleMessage() {
     Life::Mark const mark(life);
     SocketIChannel & input = GetIChannel();
-    // Back to Idle, whatever way the service ends.
+    // Back to Idle, however the service ends.
     struct Handling {
         Handling(Connection & connection, Life::Mark const & mark)
             : connection(connection), mark(mark) {
@@ -116,12 +116,13 @@ void Connection::HandleMessage() {
     try {
         service->SeparatorArrived(*this);
     } catch (...) {
-        // What it has written may be half of an answer, which the peer must not take for a whole one.
+        // Its output may be half of a response, which the peer must not take for a whole one.
         if (!mark.IsOver())
             GiveUp();
         throw;
     }
-    // A service that read on at the end of a message has got its EOI; the next message is another one.
+    // A service that read past the end of a message has got its EOI; the next message is another
+    // one.
     if (!mark.IsOver() && !isEnding)
         ForgetMessageEnd();
 }

@@ -34,7 +34,7 @@ EndPoint::InputSeparatorGuard::~InputSeparatorGuard() {
         return;
     channel->SetSeparatorIsEOI(before);
     try {
-        static_cast<void>(channel->EatSeparator()); // none: the connection was lost meanwhile
+        static_cast<void>(channel->EatSeparator()); // none if the connection was lost meanwhile
     } catch (Mu::OutOfMemoryException const &) {
         // The next message cannot be reached any more.
         channel->Lose(channel->mEndPoint.GetSocket());
@@ -72,12 +72,12 @@ void EndPoint::ResetChannels() {
     input.Clear();
     input.ResetInputStatus();
     output.GoToErrorState(NoError);
-    output.mMarks.clear(); // of what was open when an earlier connection was lost
+    output.mMarks.clear(); // of blocks that were open when an earlier connection was lost
     isLost = false;
 }
 
-// The peer sees the end at once. The number of the socket stays taken until the pool has found this
-// end point, at its next pass: else another connection might get it before.
+// The peer sees the end at once. The socket number remains in use until the pool finds this end
+// point at its next pass: otherwise another connection might get it before.
 void EndPoint::CloseAfterFailure(unsigned long long lost) {
     if (lost != socket || CommunicatorPool::Instance().GetCommunicator(lost) != this) {
         Socket::Close(lost);
@@ -137,7 +137,8 @@ MuErrCode EndPoint::WaitNextSeparator(double seconds) {
     Life::Mark const mark(input.mLife);
     double elapsed = Mu::timerManager.GetElapsedSeconds(timer);
     if (GetISeparatorCount() == 0) {
-        // A caller that waits for its answer has nothing to poll before the question has left.
+        // A caller that waits for a response has nothing to poll for before its request has been
+        // sent.
         constexpr double LeastWait = 0.001;
         bool isAsking = output.mIsFresh && seconds >= LeastWait;
         isAsking ? pool.ProcessBeforeWait() : pool.Process();

@@ -2,8 +2,8 @@
 
 namespace IO::IPC {
 
-// Out of line: in line, the compiler sees the address of an object on the stack stay behind, and not
-// that the mark's end takes it back.
+// Out of line: otherwise the compiler sees that the address of a stack object remains in `life`,
+// and not that the mark's destructor removes it.
 
 Life::Mark::Mark(Life & life) : life(&life), outer(life.marks) {
     life.marks = this;

@@ -84,7 +84,7 @@ Location ProcessInfo::GetInfoFileLoc(bool isLock) const {
     return GetFileBeside(isLock ? ".lock" : "");
 }
 
-// As both the process itself and others see it.
+// The same for the process itself and for others.
 Name ProcessInfo::GetProgramName() const {
     Name name;
     static_cast<void>(descriptor.path.GetLastLocalName(&name));
@@ -94,7 +94,7 @@ Name ProcessInfo::GetProgramName() const {
 bool ProcessInfo::IsOfAnotherProgram() const {
     PatientFile turn;
     Mu::UniString name;
-    // One without it was written by a program that writes none.
+    // If it is missing, the servers are those of a program that does not write it.
     return turn.Open(GetFileBeside(".name"), File::OnNotFound::FailQuietly,
                      File::OpenMode::ReadOnly) == NoError &&
            turn.Get().Read(name) == NoError && Name(name) != GetProgramName();
@@ -120,10 +120,10 @@ MuErrCode ProcessInfo::WriteServicesFile() const {
         MuErrCode const alsoDeleted = DeleteIfThere(GetFileBeside(".name"));
         return deleted == NoError && alsoDeleted == NoError ? NoError : Error;
     }
-    // The name comes first, so that no moment shows servers under the name of an earlier program.
+    // The name comes first, so that servers never appear under the name of an earlier program.
     if (WriteProgramName() != NoError)
         return Error;
-    // Whose turn it was before may have had a child that still holds it.
+    // The file may still be open in a child of the process that wrote it before.
     PatientFile turn;
     if (turn.Open(location, File::OnNotFound::Create, File::OpenMode::WriteOnly) != NoError)
         return Error;

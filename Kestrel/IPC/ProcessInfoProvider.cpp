@@ -8,7 +8,7 @@
 namespace IO::IPC {
 
 namespace {
-constinit bool isOver = false; // a host's own static servers may stop behind the one object
+constinit bool isOver = false; // a host's own static servers may stop after the one object
 }
 
 ProcessInfoProvider & ProcessInfoProvider::Instance() {
@@ -21,7 +21,7 @@ ProcessInfoProvider::ProcessInfoProvider() {
     if (Process::GetActualProcess(&process) == NoError) {
         Mu::UniString name(process.name.ToCStr().GetText());
         name.SetToLowerCase();
-        // Once more through the machine's characters, which may lack the small form of a letter.
+        // Again in the machine's code, which may lack the lower-case form of a letter.
         AddProcessName(name.ToCStr().GetText());
     }
     Refresh();
@@ -71,7 +71,7 @@ void ProcessInfoProvider::Refresh() {
         Process::GetActualProcess(&process);
         ownInformation = ProcessInfo(process);
     }
-    list = std::move(found); // its entries stay where they are
+    list = std::move(found); // its entries keep their addresses
     thisProcess = ofThisName != nullptr ? &(*ofThisName)[index] : &ownInformation;
 }
 

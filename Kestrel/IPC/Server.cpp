@@ -14,7 +14,7 @@
 namespace IO::IPC {
 
 namespace {
-constinit int accepting = 0; // passes that are inside of Accept
+constinit int accepting = 0; // passes that are in Accept
 }
 
 Service::~Service() = default;
@@ -25,7 +25,7 @@ Mu::UniString Service::Loc2Name(Location const & location) {
     unsigned int const length = location.GetLocalLength();
     for (unsigned int i = 0; i < length; ++i) {
         if (location.GetLocalName(i, &name) != NoError)
-            Mu::ThrowOutOfMemory(); // half of a name may be that of another service
+            Mu::ThrowOutOfMemory(); // a part of a name may be that of another service
         if (i != 0)
             text.Append("/");
         text.Append(name.ToString());
@@ -62,7 +62,7 @@ MuErrCode Server::GiveUp() {
 
 MuErrCode Server::Start(unsigned int firstPort, unsigned int lastPort) {
     CommunicatorPool & pool = CommunicatorPool::Instance();
-    pool.UnRegister(this); // of a server that runs, the pool must not keep the old socket
+    pool.UnRegister(this); // if the server runs, the pool must not keep its old socket
     socket = Socket::Create();
     if (Socket::InvalidSocket(socket))
         return GiveUp();
@@ -72,7 +72,7 @@ MuErrCode Server::Start(unsigned int firstPort, unsigned int lastPort) {
             return GiveUp();
         ++port;
     }
-    // Not every system chooses an address for what is not bound, and none chooses the loopback.
+    // Not every system chooses an address for an unbound socket, and none chooses the loopback.
     if (firstPort > lastPort && Bind(0) != NoError)
         return GiveUp();
     if (Socket::Listen(socket) != NoError)
@@ -104,7 +104,7 @@ void Server::Stop() {
 
 void Server::ProcessRead() {
     if (accepting > 0)
-        return; // a pass inside of the making of a connection
+        return; // a pass during the construction of a connection
     struct Accepting {
         Accepting() { ++accepting; }
         ~Accepting() { --accepting; }
@@ -113,7 +113,7 @@ void Server::ProcessRead() {
 }
 
 void Server::Accept() {
-    // Who went away before he was accepted leaves nothing to accept: the next pass will see.
+    // If the peer has disconnected before, there is nothing to accept; the next pass tries again.
     unsigned long long const accepted = Socket::Accept(socket, nullptr);
     if (Socket::InvalidSocket(accepted) || connections.find(accepted) != connections.end())
         return;

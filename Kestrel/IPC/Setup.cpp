@@ -5,7 +5,7 @@
 
 namespace IO::IPC {
 
-// Hosts that are not optimised take the addresses.
+// Hosts built without optimisation take the addresses.
 constexpr unsigned int Setup::DefaultPortBegin;
 constexpr unsigned int Setup::DefaultPortEnd;
 

@@ -21,9 +21,9 @@ namespace {
 constexpr unsigned int LengthSize = 4;
 constexpr unsigned int LargeFrame = 32768; // gets a block of the store, if one is unused
 constexpr unsigned int LargeCapacity = BlockStore::BlockSize - 1;
-constexpr unsigned long long CostOfEntry = 32; // memory of a separator or a block beside its bytes
+constexpr unsigned long long CostOfEntry = 32; // memory of a separator or a block besides its bytes
 
-// One byte of a length, from the lowest on; `state` is minus the number of those missing.
+// Adds one byte of a length, the lowest first; `state` is minus the number of missing ones.
 void AddLengthByte(unsigned int * length, long long state, char byte) {
     unsigned int const shift = 8 * static_cast<unsigned int>(LengthSize + state);
     *length |= static_cast<unsigned int>(static_cast<unsigned char>(byte)) << shift;
@@ -53,8 +53,8 @@ void SocketIChannel::Grow(Growing & block, unsigned int more) {
     unsigned int capacity = static_cast<unsigned int>(std::min<unsigned long long>(
         block.length, std::max<unsigned long long>(needed, 2ull * block.capacity)));
     if (capacity > LargeCapacity / 2 && capacity < LargeCapacity)
-        capacity = LargeCapacity; // serves for others later
-    // A text gets a terminator behind it, whatever its bytes are.
+        capacity = LargeCapacity; // can be reused by others later
+    // One more byte, since a text is terminated, whatever its bytes are.
     void * const larger = Mu::ReallocateOperator(block.data, std::size_t{capacity} + 1);
     if (larger == nullptr)
         Mu::ThrowOutOfMemory();
@@ -110,8 +110,8 @@ void SocketIChannel::Clear() {
 
 // Receiving.
 
-// A whole message waits and nobody takes it, nor does a read want more: TCP is to hold the sender
-// back.
+// While a whole message waits and is not read, and no read needs more, TCP must hold back the
+// sender.
 bool SocketIChannel::IsHeldBack() const {
     return !mSeparators.IsEmpty() && mWanted <= mAvailable &&
            GetUnread() > CommunicatorPool::Instance().GetUnreadLimit();
@@ -128,7 +128,7 @@ void SocketIChannel::ProcessRead(unsigned long long socket) {
 }
 
 void SocketIChannel::ReceiveAndWalk(unsigned long long socket) {
-    // A sender that is faster than we are must not keep the pass here.
+    // A sender that is faster than the pass must not occupy it.
     constexpr int MostTurns = 8;
     bool isFull = true;
     for (int turn = 0; turn < MostTurns && isFull; ++turn) {
@@ -144,8 +144,8 @@ void SocketIChannel::ReceiveAndWalk(unsigned long long socket) {
     }
 }
 
-// False: nothing came. A receive that does not fill the room has taken all there was, so that the
-// socket need not be asked again.
+// False: nothing was received. A receive that does not fill the room has taken all there was, so
+// that the socket need not be queried again.
 bool SocketIChannel::Receive(unsigned long long socket, bool * isFull) {
     mReceived = mWalked = 0;
     unsigned int const room = GetDirectRoom();
@@ -170,8 +170,8 @@ bool SocketIChannel::Receive(unsigned long long socket, bool * isFull) {
     return count != 0;
 }
 
-// How much of a large frame comes at its place without a copy: as much as came of it already, or as
-// there is room for, so that no announced length takes memory.
+// How much of a large frame is received in place without a copy: as much as has already been
+// received of it, or as its block has room for, so that an announced length allocates nothing.
 unsigned int SocketIChannel::GetDirectRoom() const {
     constexpr unsigned int LeastRoom = 16384;
     if (mFrameState <= 0)
@@ -203,8 +203,8 @@ void SocketIChannel::GoToErrorState() {
     mStatus = EOI;
 }
 
-// Parses what was received. Each step takes its memory before it moves on, so that after a
-// shortage the next call goes on where this one stopped. False: no peer of ours sends this.
+// Parses the received bytes. Each step allocates before it advances, so that after running out of
+// memory the next call continues from here. False: no valid peer sends this.
 bool SocketIChannel::Walk() {
     for (;;) {
         if (mFrameIsFull)
@@ -217,7 +217,7 @@ bool SocketIChannel::Walk() {
             ++mWalked;
         } else if (mFrameState < 0) {
             AddLengthByte(&mFrame.length, mFrameState, mRecvBuffer[mWalked++]);
-            // A frame of no bytes ends here.
+            // An empty frame ends here.
             if (++mFrameState == 0)
                 mFrameState = mFrame.length;
         } else {
@@ -275,7 +275,7 @@ void SocketIChannel::FinishFrame() {
     mFrameIsFull = false;
 }
 
-// How many of the bytes belong to the text.
+// Returns how many of the bytes belong to the text.
 unsigned int SocketIChannel::AppendToLocation(char const * data, unsigned int count) {
     if (mLocationState < 0) {
         mBlocks.ReserveOne();
@@ -307,8 +307,8 @@ void SocketIChannel::FinishLocation() {
     mLocation = Growing();
 }
 
-// A selection that memory was short for stays where it is, or its messages would go to another
-// service.
+// A selection for which there was no memory remains in place; otherwise its messages would go to
+// another service.
 void SocketIChannel::EatLocations() {
     Life::Mark const mark(mLife);
     while (!mIsEating && !mBlocks.IsEmpty() && mBlocks.GetFront().size == LocationMark) {
@@ -316,7 +316,7 @@ void SocketIChannel::EatLocations() {
         Location const location(text != nullptr ? text : "");
         if (location.GetStatus() == ErrMemoryFull)
             Mu::ThrowOutOfMemory();
-        // Legal it need not be: the name of a service is no path with a drive.
+        // It need not be legal: the name of a service is not a path with a drive.
         if (location.GetStatus() == NoError)
             HandOver(location, mark);
         if (mark.IsOver())
@@ -327,7 +327,7 @@ void SocketIChannel::EatLocations() {
 }
 
 void SocketIChannel::HandOver(Location const & location, Life::Mark const & mark) {
-    mIsEating = true; // what it reads must not notify of the same one again
+    mIsEating = true; // reads within must not notify of the same one again
     try {
         mEndPoint.LocationArrived(location);
     } catch (...) {
@@ -346,8 +346,8 @@ unsigned long long SocketIChannel::LimitBySeparator(unsigned long long count) co
     return nearest >= 0 ? std::min(count, static_cast<unsigned long long>(nearest)) : count;
 }
 
-// Drives the pool until there are so many bytes; how many of them there are. The separator that
-// ends a read may arrive while it waits.
+// Drives the pool until that many bytes are available; returns how many are. The separator that
+// ends a read may arrive meanwhile.
 unsigned long long SocketIChannel::EnsureData(unsigned long long count, bool stopsAtSeparator,
                                               Life::Mark const & mark) {
     CommunicatorPool & pool = CommunicatorPool::Instance();
@@ -370,7 +370,7 @@ unsigned long long SocketIChannel::EnsureData(unsigned long long count, bool sto
     return std::min(mAvailable, want);
 }
 
-// What ReadBin, CopyBin and Skip begin with; the status of a read of nothing.
+// The common start of ReadBin, CopyBin and Skip; returns the status of a read of nothing.
 MuErrCode SocketIChannel::Begin(unsigned long long count, unsigned long long * got,
                                 Life::Mark const & mark) {
     *got = 0;
@@ -386,7 +386,7 @@ MuErrCode SocketIChannel::Begin(unsigned long long count, unsigned long long * g
     return mStatus;
 }
 
-// Shows `use` the pieces of so many unread bytes.
+// Passes the pieces of that many unread bytes to `use`.
 template <typename Use>
 void SocketIChannel::ForUnread(unsigned long long from, unsigned long long count, Use use) const {
     unsigned long long skip = from + mFirstOffset;
@@ -405,13 +405,13 @@ void SocketIChannel::ForUnread(unsigned long long from, unsigned long long count
     }
 }
 
-// Takes so many bytes, which are there, out of the blocks.
+// Removes that many available bytes from the blocks.
 void SocketIChannel::Take(unsigned long long count, char * destination, Life::Mark const & mark) {
     EatLocations();
     while (count > 0 && !mark.IsOver() && !mBlocks.IsEmpty()) {
         Block const & block = mBlocks.GetFront();
         if (block.size == LocationMark)
-            return; // the one that is being handed over
+            return; // the location that is being delivered
         unsigned int const piece = static_cast<unsigned int>(
             std::min<unsigned long long>(count, block.size - mFirstOffset));
         if (destination != nullptr) {
@@ -426,7 +426,7 @@ void SocketIChannel::Take(unsigned long long count, char * destination, Life::Ma
             try {
                 EatLocations();
             } catch (Mu::OutOfMemoryException const &) {
-                // A read that got all it asked for keeps it; the next one meets the location again.
+                // A read that got all its bytes keeps them; the next one retries the location.
                 if (count > 0)
                     throw;
             }
@@ -542,14 +542,14 @@ MuErrCode SocketIChannel::PushBack(char const * data, unsigned int count) {
         }
         Block & front = mBlocks.GetFront();
         if (isOdd) {
-            // Kept: who pushes back more than was read gets the block at the end, unfilled, and the
-            // rest over the start of the first one.
+            // Kept: if more is pushed back than was read, a zeroed block is put at the end, and the
+            // data over the start of the first one.
             std::memset(block, 0, rest);
             std::memcpy(front.data, data + rest, inFirst);
             std::memcpy(front.data, data, rest);
         } else {
-            // Two blocks cannot both begin in their middle: what was read of the old first one
-            // goes.
+            // Only the first block can have an offset: the bytes already read of the old first one
+            // are dropped.
             std::memcpy(block, data, rest);
             if (first != nullptr && inFirst != 0) {
                 Block & old = mBlocks[1];

@@ -83,7 +83,7 @@ void SocketOChannel::Clear() {
     mFirstOffset = 0;
 }
 
-// Where the byte so far before the end lies, and how many follow it in its block.
+// The address of the byte `offset` before the end, and how many follow it in its block.
 char * SocketOChannel::GetAt(unsigned int offset, unsigned int * contiguous) const {
     unsigned long long const size =
         static_cast<unsigned long long>(mBlocks.GetSize()) * mBlockSize - mLastFree;
@@ -93,7 +93,7 @@ char * SocketOChannel::GetAt(unsigned int offset, unsigned int * contiguous) con
     return mBlocks[at / mBlockSize] + inBlock;
 }
 
-// Bytes of data that wait, without tags and headers in front of them.
+// Bytes of buffered data, without the tags and headers before them.
 unsigned long long SocketOChannel::GetBuffered() const {
     long long const size = static_cast<long long>(mBlocks.GetSize()) * mBlockSize - mLastFree;
     return static_cast<unsigned long long>(size - mFirstOffset - mPendingRaw);
@@ -173,7 +173,7 @@ MuErrCode SocketOChannel::PopMark() {
         return mStatus;
     if (mMarks.empty())
         return Error;
-    // A mark that an earlier connection left leads to data that are gone.
+    // A mark left by an earlier connection refers to data that no longer exists.
     mOffset = static_cast<unsigned int>(std::min(mEnd - mMarks.back(), GetBuffered()));
     mMarks.pop_back();
     return NoError;
@@ -191,7 +191,7 @@ MuErrCode SocketOChannel::CloseBlock() {
     if (status == NoError)
         status = PopMark();
     if (status != NoError)
-        return status; // the block was open on a connection that is lost
+        return status; // the block was opened on a connection that is lost
     status = Write(size);
     ResetOffset();
     return status;
@@ -221,8 +221,8 @@ MuErrCode SocketOChannel::WriteMetaChar(char tag) {
 
 // Sending.
 
-// How much of the end stays: behind a mark, behind a tag that must go before, and behind the write
-// position where something will be written over.
+// How many bytes at the end are retained: those after a mark, after a tag that must be sent before,
+// and after the write position, where bytes will be overwritten.
 unsigned long long SocketOChannel::GetLimit() const {
     unsigned long long limit = mOffset;
     for (unsigned long long const mark : mMarks)
@@ -256,8 +256,7 @@ void SocketOChannel::TakeMetaFromFront() {
     mMetaChars.PopFront();
 }
 
-// Puts the tags that stand at the head in front of the data, as many as there is room for, in their
-// order.
+// Puts the tags at the head before the data, as many as fit, in their order.
 void SocketOChannel::PutTags() {
     if (mBlocks.IsEmpty()) {
         mBlocks.ReserveOne();
@@ -303,8 +302,8 @@ void SocketOChannel::ProcessWrite(unsigned long long socket) {
     }
 }
 
-// Tags that follow right behind the last data go along with them where there is room behind them, to
-// save a system call and a packet. They stay queued until they have left.
+// Tags directly after the last data are sent with it where there is room, to save a system call and
+// a packet. They remain queued until they have been sent.
 unsigned int SocketOChannel::PutTail(unsigned int count) {
     char * const end = mBlocks.GetFront() + mFirstOffset + count;
     if (mBlocks.GetSize() > 1 || end != mBlocks.GetFront() + mBlockSize - mLastFree)
@@ -328,7 +327,7 @@ bool SocketOChannel::TrySend(unsigned long long socket, unsigned int count) {
     return TrySendRaw(socket, count + HeaderSize, PutTail(count + HeaderSize));
 }
 
-// True: all of it has left.
+// True: everything has been sent.
 bool SocketOChannel::TrySendRaw(unsigned long long socket, unsigned int count, unsigned int tail) {
     unsigned int sent = 0;
     if (Socket::Send(socket, mBlocks.GetFront() + mFirstOffset, count + tail, &sent) != NoError &&

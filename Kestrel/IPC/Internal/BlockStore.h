@@ -20,7 +20,7 @@ public:
     BlockStore(BlockStore const &) = delete;
     BlockStore & operator=(BlockStore const &) = delete;
 
-    /// Mu::OutOfMemoryException on shortage.
+    /// Mu::OutOfMemoryException when out of memory.
     char * Take();
     /// Null: none is unused.
     char * TakeUnused();

@@ -9,7 +9,7 @@ namespace IO::IPC {
 /// A file that other processes open for moments, and may delete: opening it retries until it is
 /// free.
 ///
-/// Memory:  the file's. Mu::OutOfMemoryException on shortage.
+/// Memory:  the file's. Mu::OutOfMemoryException when out of memory.
 /// Threads: one.
 /// Failure: statuses.
 class PatientFile {
@@ -26,7 +26,7 @@ private:
     static constexpr double FirstPause = 0.001;               // seconds, doubled each time
     static constexpr double LongestPause = 0.064;
     // Between creating and opening, another process may delete the file; more often in a row is no
-    // chance.
+    // coincidence.
     static constexpr int MostMishaps = 10;
 
     std::optional<File> file;

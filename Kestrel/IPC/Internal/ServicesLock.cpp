@@ -16,7 +16,7 @@ ServicesLock::~ServicesLock() {
         return;
     Mu::Quietly([this] {
         file.Close();
-        // Not when the next one has it open already, who will.
+        // Fails if the next process already has it open, which will delete it.
         static_cast<void>(fileSystem.Delete(location, DataSafety::KeepProtected,
                                             AccessDeniedTreatment::RetryPrivate));
     });

@@ -11,7 +11,7 @@ namespace IO::IPC {
 /// A process that ends without destroying this leaves a file that the next process opens and
 /// deletes.
 ///
-/// Memory:  the file's. Mu::OutOfMemoryException on shortage.
+/// Memory:  the file's. Mu::OutOfMemoryException when out of memory.
 /// Threads: one.
 /// Failure: GetStatus.
 class ServicesLock {
