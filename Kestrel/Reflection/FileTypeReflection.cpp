@@ -25,11 +25,11 @@ GeneralID ToID(Name const & name) {
     return id;
 }
 
-// As far as a location leads through groups, and the name at which that ended.
+// How far a location leads through groups, and the name at which that ends.
 struct Walk {
     GroupID group = RootGroup;
-    unsigned int index = 0; // of the name that is no group; the length where all are
-    GeneralID other;        // what that name stands for
+    unsigned int index = 0; // of the first name that is not a group; the length if all are
+    GeneralID other;        // the identifier in that name
 
     explicit Walk(RelativeLocation const & location) {
         for (; index < location.GetLength(); ++index) {
@@ -47,7 +47,7 @@ private:
     }
 };
 
-// The type where a walk ended; UnknownType where there is none in the group.
+// The type at the end of a walk; UnknownType if there is none in the group.
 TypeID GetType(Walk const & walk) {
     TypeID const type(walk.other);
     bool const isThere = type != UnknownType && FileTypeManager::IsTypeInGroup(type, walk.group);
@@ -121,7 +121,7 @@ bool Reflection::GetAttributeValues(RelativeLocation const & location,
         values->Emplace(name); // and no other column
         return true;
     }
-    // Kept: one name more behind a type is passed over.
+    // Kept: one more name after a type is ignored.
     FileType type;
     TypeID const id = GetType(walk);
     if (walk.index + 2 < location.GetLength() || id == UnknownType ||

@@ -15,7 +15,7 @@ void Register(Reflectable * reflectable, char const * name) {
                                 reflectable, false);
 }
 
-// Only the last name of a location counts. False: nothing is there, or never was.
+// Only the last name of a location is used. False: there is no such node.
 bool FindNode(AddressTree const & tree, RelativeLocation const & location, unsigned int * node) {
     *node = Reflectable::ToULong(Reflectable::GetLastName(location));
     return tree.GetRoot() != NoIndex && tree.GetNodes().IsLive(*node);
@@ -67,9 +67,9 @@ bool AddressTreeReflection::GetAttributes(RelativeLocation const & location,
     return true;
 }
 
-// The counter is the one that there is, with the copies at the node that it does not know of yet:
-// bringing all counters up to date would cost a walk through the whole tree for each node. The root
-// is one node alone, and copies at any other may be copies of it as well.
+// The counter is the stored one plus the copies at the node that it does not include yet: updating
+// all counters would cost a walk through the whole tree for each node. The root is only one node,
+// and copies at any other may be copies of it as well.
 bool AddressTreeReflection::GetAttributeValues(RelativeLocation const & location,
                                                Mu::Array<AttributeValue> * values) const {
     if (Mu::IsNull(location) || values == nullptr)

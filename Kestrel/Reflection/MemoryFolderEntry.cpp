@@ -16,8 +16,8 @@ VFSEntry::~VFSEntry() = default;
 
 namespace {
 
-// Connects and disconnects come under this lock; everything else takes it by itself, since inspectors
-// look at the folders of a process on threads of their own.
+// Connects and disconnects are called under this lock; all other operations take it themselves,
+// since inspectors read the folders of a process on threads of their own.
 class Guard : Mu::LockGuard<FileSystemLock> {
 public:
     Guard() : LockGuard(GetFileSystemLock()) {}
@@ -54,7 +54,7 @@ unsigned int MemoryFolderEntry::Find(Items<Kind> const & items, Name const & nam
     return Mu::NotFound;
 }
 
-// What somebody holds stays alive until it is given back, but works no more.
+// An entry in use exists until it is disconnected, but no longer works.
 template <typename Kind>
 void Release(Kind * entry) {
     if (entry != nullptr && entry->IsConnected())
@@ -235,14 +235,14 @@ void MemoryFolderEntry::DisconnectBelow(Items<Kind> & items, RelativeLocation co
     }
     unsigned int const item = rest.IsEmpty() ? Find(items, first) : Mu::NotFound;
     if (item != Mu::NotFound && items[item].entry == entry)
-        entry->Disconnect(); // and it stays in the list
+        entry->Disconnect(); // it remains in the list
     else
         DisconnectAndDelete(entry);
 }
 
 void DisconnectUnplaced(VFSFileEntry * entry) {
     entry->Disconnect();
-    // The class itself: others that derive from it may be anywhere.
+    // Only the class itself: objects of derived classes may be anywhere.
     if (!entry->IsConnected() && typeid(*entry) == typeid(ReflectionFileEntry))
         delete entry;
 }
@@ -321,7 +321,7 @@ FolderEntry::CreateStatus MemoryFolderEntry::CreateFolder(Name const & name, Fol
         return CreateStatus::Other;
     CreateStatus const status = AddInContext(folders, name, folder);
     if (status == CreateStatus::Done)
-        static_cast<void>(made.release()); // the list's now
+        static_cast<void>(made.release()); // now owned by the list
     return status;
 }
 
@@ -332,7 +332,7 @@ FolderEntry::CreateStatus MemoryFolderEntry::CreateLink(Name const & name,
     return isRefused ? CreateStatus::AccessDenied : CreateStatus::Other;
 }
 
-// Nothing is ever moved or copied here.
+// Nothing can be moved or copied here.
 
 FolderEntry::MoveStatus MemoryFolderEntry::Move(Name const & from, FolderEntry & target,
                                                 Name const & to, bool) {
@@ -351,7 +351,7 @@ FolderEntry::CopyStatus MemoryFolderEntry::Copy(Name const & from, FolderEntry &
 }
 
 FolderEntry::DeleteStatus MemoryFolderEntry::Delete(Name const & name, bool) {
-    std::unique_ptr<VFSEntry> gone; // a host's perhaps, which goes without the lock
+    std::unique_ptr<VFSEntry> gone; // may be a host's, and is destroyed outside the lock
     Guard const guard;
     if (Mu::IsNull(name) || !isValid)
         return DeleteStatus::Other;
@@ -394,7 +394,7 @@ bool MemoryFolderEntry::GetName(Items<Kind> const & items, unsigned int index, N
 FolderEntry::EnumerateStatus MemoryFolderEntry::Enumerate(EntryEnumerator & enumerator) {
     if (!IsReadable() || Mu::IsNull(enumerator))
         return EnumerateStatus::Other;
-    // Kept: files are called folders, too. Those who want to know ask GetType.
+    // Kept: files are reported as folders, too. Callers that need the type call GetType.
     Name name;
     for (unsigned int i = 0; GetName(files, i, &name); ++i)
         if (!enumerator.EntryFound(name, true))

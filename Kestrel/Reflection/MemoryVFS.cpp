@@ -9,7 +9,7 @@ namespace {
 
 using Status = BaseFileSystem::ConnectStatus;
 
-// Gives the part of the entry that the file system speaks of.
+// Converts the entry to the type of the file system's interface.
 template <typename VFSKind, typename Kind>
 Status HandOut(Status status, VFSKind * connected, Kind ** entry) {
     *entry = status == Status::Connected ? connected : nullptr;

@@ -146,9 +146,9 @@ void GetClassValues(ClassInfo const & info, Values * values) {
     values->Push(ToText(info.GetOldVersion()));
     values->Push(GetBaseNames(info));
     values->Push(info.HasConstructor());
-    // Kept: a value without a sign, though the column is called an integer.
+    // Kept: an unsigned value, though the column is called an integer.
     values->Push(static_cast<unsigned int>(info.GetObjectDefaults()));
-    // Properties of other kinds give nothing, so that the values behind them move up.
+    // Properties of other kinds have no value, so that the values after them move up.
     EnumerateProperties([&](CustomClassProperty const & property) {
         if (property.GetValueType() != 0)
             return;
@@ -158,7 +158,7 @@ void GetClassValues(ClassInfo const & info, Values * values) {
     });
 }
 
-// All is read during the visit: the module of a class may be unloaded behind it.
+// Everything is read during the visit: the module of a class may be unloaded afterwards.
 void GetClassValues(Name const & name, Values * values) {
     void const * const wanted = Reflectable::ToPointer(name);
     EnumerateClasses([&](ClassInfo const & info) {
@@ -186,7 +186,7 @@ void ListAllocations(Array<Name> const & names, Array<Name> * folders, Array<Nam
     lister.folders = folders;
     lister.files = files;
     void * const node = names.IsEmpty() ? nullptr : ToNode(names[0]);
-    // No pointer is the root of the tree, but a name that holds none is nothing.
+    // A null pointer is the root of the tree, but a name without a pointer denotes nothing.
     if (names.IsEmpty() || node != nullptr)
         AllocationTree::EnumerateNode(node, lister);
 }
@@ -204,7 +204,7 @@ void GetAllocationValues(Name const & name, Values * values) {
 
 } // namespace
 
-// The blocks of one region, sorted as the tree of all blocks is.
+// The blocks of one region, grouped like the tree of all blocks.
 class Reflection::RegionTree : public Allocated {
 public:
     struct Base : SharedObject {
@@ -226,7 +226,7 @@ public:
     }
 
     Node const & GetRoot() const { return *root; }
-    /// Null: no such one is in this tree, or it is a leaf.
+    /// Null: there is no such node in this tree, or it is a leaf.
     Node const * FindNode(void const * handedBack) const {
         Node * const * const found = known.Find(handedBack);
         return found == nullptr ? nullptr : *found;
@@ -318,7 +318,7 @@ Reflection::~Reflection() {
     IO::ReflectionManager::Unregister(this);
 }
 
-// What an inspector over TCP gets for a place that is not there is the same.
+// An inspector over TCP gets the same for a place that does not exist.
 bool Reflection::GetChildren(IO::RelativeLocation const & location, Array<Name> * folders,
                              Array<Name> * files) const {
     return Reflectable::GetChildren(location, folders, files) ||
@@ -335,8 +335,8 @@ bool Reflection::LiesInGoneRegion(IO::RelativeLocation const & location) const {
     return !regions.Contains(name) && (gone.Contains(name) || longGone.Contains(name));
 }
 
-// The properties of hosts are there when somebody asks, not when this is made. Everybody comes
-// through the lock, so that nobody reads the columns while they grow.
+// The properties of hosts exist at the first query, but not yet in the constructor. All queries
+// pass through the lock, so that none reads the columns while they grow.
 bool Reflection::GetAttributes(IO::RelativeLocation const & location,
                                Array<Attribute> * attributes) const {
     {
@@ -370,7 +370,7 @@ bool Reflection::GetEntries(CustomEntryGroup const * group, Array<Entry const *>
     return true;
 }
 
-// Some regions have one name, which is listed once: a folder holds no name twice.
+// Some regions share a name, which is listed once: a folder contains no name twice.
 void Reflection::ListRegions(Array<Name> * folders) const {
     HashTable<UniString, Regions> listed;
     VisitRegions([&](MemoryRegion const & region) {
@@ -396,7 +396,8 @@ void Reflection::KeepGone(HashTable<UniString, Regions> const & listed) const {
     gone.Clear();
 }
 
-// Their full numbers are those of the last list. What is not in it is looked for among all.
+// Their full numbers are those of the last list. A region that is not in it is searched for among
+// all.
 Reflection::Regions Reflection::FindRegions(Name const & name) const {
     {
         LockGuard guard(lock);

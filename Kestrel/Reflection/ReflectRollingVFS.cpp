@@ -5,7 +5,7 @@
 
 namespace IO {
 
-constexpr unsigned int ReflectRollingVFS::MostProcesses; // as of hosts that are not optimised
+constexpr unsigned int ReflectRollingVFS::MostProcesses; // for hosts built without optimisation
 
 ReflectRollingVFS::ReflectRollingVFS(RemoteReflectionLimits const & limits) : limits(limits) {}
 
@@ -21,7 +21,7 @@ bool ReflectRollingVFS::Serves(Location const & location) {
 namespace {
 
 void Check(MuErrCode status) {
-    if (status != NoError) // of a healthy location, within its length
+    if (status != NoError) // the location is healthy, and the index below its length
         Mu::ThrowOutOfMemory();
 }
 
@@ -49,7 +49,7 @@ RelativeLocation GetPlace(Location const & location) {
 
 } // namespace
 
-// The process that a location names, behind all others from then on.
+// The process of a location, which becomes the most recently used one.
 Mu::Ref<RemoteTree> ReflectRollingVFS::Find(Location const & location) {
     Mu::String const host(GetHost(location).ToCStr().GetText());
     unsigned short const port =

@@ -148,7 +148,7 @@ Reflectable::~Reflectable() {
     Release();
 }
 
-// A copy has the same entries, and either may go first.
+// A copy shares the entries, and either may be destroyed first.
 void Reflectable::Share() {
     for (Entry * entry : entries)
         ++entry->owners;

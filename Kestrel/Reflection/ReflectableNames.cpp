@@ -1,4 +1,4 @@
-// What a Reflectable reads from locations and names, and makes names of.
+// How a Reflectable converts values to names and back, and matches locations.
 
 #include <Kestrel/Reflection/Reflectable.h>
 
@@ -15,7 +15,7 @@ namespace {
 
 using Narrow = std::string_view;
 
-// Passes over the blanks and the sign that a number may begin with.
+// Skips the blanks and the sign at the start of a number; true for a minus.
 bool TakeSign(Narrow & text) {
     text.remove_prefix(std::min(text.find_first_not_of(" \t\n\v\f\r"), text.size()));
     bool const isNegative = text.starts_with('-');
@@ -34,8 +34,7 @@ int GuessBase(Narrow text) {
     return text.starts_with('0') ? 8 : 10;
 }
 
-// The number that a text begins with: 0 where it begins with none, the largest for all that are too
-// large.
+// The number at the start of the text: 0 if there is none, the maximum if it is too large.
 unsigned long long ScanMagnitude(Narrow text, int base) {
     if (base == 16 && BeginsHex(text))
         text.remove_prefix(2);
@@ -49,7 +48,7 @@ Narrow ToNarrow(Mu::CStr const & text) {
     return Narrow(text.GetText(), text.GetLength());
 }
 
-// Whether a piece between the bars is the text, letter for letter.
+// Whether a piece between the bars equals the text exactly.
 bool IsOneOf(Mu::ConstSubstring const & pieces, Mu::UniString const & text) {
     unsigned short const * from = pieces.begin();
     for (;;) {
@@ -76,7 +75,7 @@ bool MatchesName(Name const & name, Name const & pattern) {
 Name Reflectable::GetName(RelativeLocation const & location, unsigned int index) {
     Name name;
     if (!Mu::IsNull(location) && index < location.GetLength())
-        static_cast<void>(location.GetName(index, &name)); // what cannot be read leaves it empty
+        static_cast<void>(location.GetName(index, &name)); // empty if it cannot be read
     return name;
 }
 
@@ -119,7 +118,7 @@ Name Reflectable::ToName(void const * pointer) {
     return Mu::UniString::Printf("0x%p", pointer);
 }
 
-// A number below 0 counts down from 2 to the power of 32.
+// A negative number counts down from 2 to the power of 32.
 unsigned int Reflectable::ToULong(Name const & name) {
     Mu::CStr const narrow = name.ToString().ToCStr();
     Narrow text = ToNarrow(narrow);

@@ -1,4 +1,4 @@
-// What the questions of a Reflectable do in a class that keeps a tree of entries.
+// The queries of a Reflectable in a class that keeps a tree of entries.
 
 #include <Kestrel/Reflection/Reflectable.h>
 
@@ -19,7 +19,7 @@ using Entry = Reflectable::Entry;
 using Group = Reflectable::CustomEntryGroup;
 using Collector = Reflectable::CollectorEntry;
 
-// As many as usual trees need, so that questions take no memory for what they work with.
+// Large enough for usual trees, so that queries allocate no working memory.
 using EntryStack = Mu::ArrayFB<Entry const *, 32>;
 using NameStack = Mu::ArrayFB<Name, 32>;
 using NameList = Mu::ArrayFB<Name, 256>;
@@ -29,12 +29,12 @@ Entry const * FindChild(Entry const & entry, Name const & name) {
     return collector != nullptr ? collector->GetTarget() : entry.FindChild(name);
 }
 
-// The child that is listed by a hook: a group listens only where it is alone.
+// The child that is listed by a hook: a group lists its names only if it is the only child.
 Group const * GetOnlyGroup(Entry const & entry) {
     return entry.GetChildCount() == 1 ? dynamic_cast<Group const *>(entry.GetChild(0)) : nullptr;
 }
 
-// The names at the target, gathered from all branches below the entry where the search begins.
+// The names at the target, collected from all branches below the entry where the search starts.
 class Gathering {
 public:
     Gathering(Reflectable const & reflectable, Entry const * target, EntryStack & entries,
@@ -50,7 +50,7 @@ public:
         if (depth == DeepestTree)
             return;
         ++depth;
-        // Kept: it is never taken out again, so that the hooks see every entry visited so far.
+        // Kept: it is never removed again, so that the hooks see every entry visited so far.
         entries.Insert(0, from);
         if (Group const * const group = GetOnlyGroup(*from))
             depth <= RoomyLevels ? VisitRoomy(group) : VisitDeep(group);
@@ -61,9 +61,9 @@ public:
     }
 
 private:
-    // Entries that lead back to themselves end here; the stack of the thread would be next.
+    // Limits entries that lead back to themselves, which would exhaust the stack of the thread.
     static constexpr unsigned int DeepestTree = 1000;
-    // So far down the lists lie on the stack, some KiB each.
+    // Down to this level the lists are on the stack, some KiB each.
     static constexpr unsigned int RoomyLevels = 32;
 
     void TakeHit(Entry const & hit) {
@@ -71,7 +71,7 @@ private:
             (hit.GetChildCount() > 0 ? folders : files)->Push(names[0]);
     }
 
-    // Not in line, or every level would have the room of this one.
+    // Not inlined, or every level would need the stack space of this one.
     [[gnu::noinline]] void VisitRoomy(Group const * group) {
         NameList groupFolders;
         NameList groupFiles;
@@ -103,15 +103,15 @@ private:
     unsigned int depth = 0;
 };
 
-// A location's way through a tree. The stacks are kept as the hooks get them, the deepest first.
+// The path of a location through a tree. The stacks are as passed to the hooks, the deepest first.
 class Walk {
 public:
     Walk(Reflectable const & reflectable, Entry const * root) : reflectable(reflectable) {
         entries.Push(root);
     }
 
-    // Goes all the way. False: it leads nowhere. With `looksUp`, a name of a dynamic level must be
-    // one that is listed there now; a group takes any name by itself.
+    // Follows the whole location. False: it leads nowhere. With `looksUp`, a name of a dynamic
+    // level must be listed there now; a group by itself accepts any name.
     bool Follow(RelativeLocation const & location, bool looksUp) {
         Name name;
         for (unsigned int i = 0; i < location.GetLength(); ++i)
@@ -122,7 +122,7 @@ public:
 
     Entry const & GetEntry() const { return *entries[0]; }
 
-    // What lies below the entry where the walk is.
+    // Lists the names below the current entry.
     void List(Mu::Array<Name> * folders, Mu::Array<Name> * files) const {
         Entry const & entry = GetEntry();
         if (Collector const * const collector = dynamic_cast<Collector const *>(&entry)) {
@@ -137,7 +137,7 @@ public:
                 folders->Push(entry.GetChild(i)->GetName());
     }
 
-    // Of the thing where the walk is, which only what lies in a group has.
+    // The values of the current thing; only things in a group have any.
     void GetValues(Mu::Array<Reflectable::AttributeValue> * values) {
         Group const * const group = dynamic_cast<Group const *>(&GetEntry());
         if (group == nullptr)
@@ -147,7 +147,8 @@ public:
         reflectable.GetEntryAttributeValues(group, name, entries, groupNames, values);
     }
 
-    // Of a thing one step further, where the walk does not go. False: there is no way.
+    // The values of a thing one step further, to which the walk does not move. False: there is
+    // none.
     bool GetValuesBelow(Name const & name, Mu::Array<Reflectable::AttributeValue> * values) {
         if (belowEntries.IsEmpty()) {
             collector = dynamic_cast<Collector const *>(&GetEntry());
@@ -190,14 +191,14 @@ private:
 
     Reflectable const & reflectable;
     EntryStack entries;
-    NameStack groupNames; // of the groups on the way; fixed entries need none
-    // One step further, where things are asked for their values without going there.
-    Collector const * collector = nullptr; // what the walk is at, if it is one
+    NameStack groupNames; // of the groups on the path; fixed entries need none
+    // One step further, for things whose values are read without moving there.
+    Collector const * collector = nullptr; // the current entry, if it is one
     EntryStack belowEntries;
-    Group const * belowGroup = nullptr; // what the first of them is, if it is one
+    Group const * belowGroup = nullptr; // the first of them, if it is one
 };
 
-// A column's name as a line of content begins, as wide as all of them.
+// Writes a line of content: the column's name, padded to the common width, and the value.
 void WriteLine(Mu::OChannel & channel, Mu::UniString const & name, unsigned int width,
                Reflectable::AttributeValue const & value) {
     Mu::UniString begin(name);
@@ -278,7 +279,7 @@ ValuesBelow::ValuesBelow(ReflectableUse const & use) : use(use) {
 
 ValuesBelow::~ValuesBelow() = default;
 
-// Whether a location keeps the name as it is, and not only a part of it.
+// Whether a location keeps the whole name, and not only a part of it.
 static bool IsKeptWhole(Mu::UniString const & text) {
     std::u16string_view const units = text;
     return !units.empty() && units[0] != u':' && units.find(u'\0') == units.npos;

@@ -12,20 +12,20 @@
 
 namespace IO {
 
-// Hosts that are not optimised take the addresses.
+// Hosts built without optimisation take the addresses.
 constexpr unsigned int ReflectionClient::DefaultTimeout;
 constexpr unsigned int ReflectionClient::DefaultAnswerLimit;
 
 namespace {
 
-// Texts of a service's own: its name and its system.
+// Texts about the service itself: its name and its system.
 constexpr unsigned int MostOfAText = 65536;
 
 [[noreturn]] void ThrowNoService() {
     throw Mu::UniString("No answer of a reflection service");
 }
 
-// How many things follow, each of at least that many bytes.
+// The number of items that follow, each of at least that many bytes.
 unsigned int ReadCount(BlockIChannel & answer, unsigned int leastSize) {
     unsigned int count = 0;
     Read(answer, &count);
@@ -34,7 +34,7 @@ unsigned int ReadCount(BlockIChannel & answer, unsigned int leastSize) {
     return count;
 }
 
-// Names take many times their bytes, so the list grows with them.
+// Names need many times their bytes, so the list grows as they are read.
 void ReadNames(BlockIChannel & answer, Mu::Array<Name> * names) {
     Mu::UniString text;
     for (unsigned int count = ReadCount(answer, 1); count > 0; --count) {
@@ -54,7 +54,7 @@ Reflectable::Attribute::Type ToType(Mu::UniString const & text) {
     return Attribute::Undefined;
 }
 
-// A location as a text: as a URL where a name holds what separates names, else plainly.
+// A location as a text: as a URL if a name contains separators, else plainly.
 bool ToText(RelativeLocation const & location, Mu::UniString * text) {
     Name name;
     for (unsigned int i = 0; i < location.GetLength(); ++i) {
@@ -117,7 +117,7 @@ void ReflectionClient::Disconnect() {
         Write(request, Mu::UniString("Disconnect"));
         request.Send(connection->GetOutput(), false);
         connection->Close();
-    } catch (Mu::MuException const &) { // it is gone either way
+    } catch (Mu::MuException const &) { // it is closed either way
     }
     delete std::exchange(connection, nullptr);
 }
@@ -127,7 +127,7 @@ MuErrCode ReflectionClient::Fail(MuErrCode status) {
     return status;
 }
 
-// Asks something that has no body, and whose answer has no size.
+// Sends a request that has no body, and whose answer has no size.
 template <typename Take>
 MuErrCode ReflectionClient::Ask(char const * request, Take const & take) {
     if (connection == nullptr)
@@ -153,7 +153,7 @@ MuErrCode ReflectionClient::AskAt(char const * request, RelativeLocation const &
     try {
         Mu::UniString text;
         if (!ToText(location, &text))
-            return Error; // this question cannot be asked
+            return Error; // the location has no text to send
         AnswerBlock body;
         Write(body, text);
         if (names != nullptr) {
@@ -175,7 +175,7 @@ MuErrCode ReflectionClient::AskAt(char const * request, RelativeLocation const &
         BlockIChannel answer(bytes.GetBytes(), size);
         try {
             take(answer);
-        } catch (Mu::IOException const &) { // it ends too soon
+        } catch (Mu::IOException const &) { // it is too short
             ThrowNoService();
         }
         if (answer.GetAvailable() > 0)

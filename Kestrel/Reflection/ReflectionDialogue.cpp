@@ -18,8 +18,8 @@ namespace IO {
 
 namespace {
 
-// A requested location. Walking along one takes time with the square of its length, and a request could
-// be filled by one: behind `DeepestLevel` names it is cut, and then no object is asked for what is there.
+// A requested location. Walking along one takes quadratic time, and a request could consist of one:
+// it is cut after `DeepestLevel` names, and then no object is queried for it.
 struct Place {
     static constexpr unsigned int DeepestLevel = 2048;
 
@@ -31,7 +31,7 @@ bool IsSeparator(char unit) {
     return unit == '/' || unit == '\\' || unit == ':';
 }
 
-// How long the text is up to the end of its last name that counts.
+// The length of the text up to the end of the last name that is used.
 std::size_t MeasureNames(std::string_view text) {
     unsigned int names = 0;
     for (std::size_t i = 0; i < text.size(); ++i)
@@ -57,7 +57,7 @@ void WriteNames(AnswerBlock & answer, Mu::Array<Name> const & names) {
         Write(answer, name.ToString());
 }
 
-// The names by which registered locations go on below a location.
+// The names with which registered locations continue below a location.
 class NextNames : public ReflectionManager::Enumerator {
 public:
     explicit NextNames(RelativeLocation const & location) : location(location) {}
@@ -74,7 +74,7 @@ private:
     Mu::HashSet<Name> names;
 };
 
-// Each takes a body and writes the body of the answer; nothing at all for a body that is none.
+// Each reads a body and writes the body of the answer; nothing at all if the body is invalid.
 
 using NameLists = ReflectionDialogue::NameLists;
 
@@ -123,8 +123,8 @@ void ServeGetAttributeValuesRequest(BlockIChannel & body, AnswerBlock & answer, 
     unsigned int count = 0;
     if (!ReadPlace(body, &place) || !body.TakeNumber(&count))
         return;
-    // All of them are tried before the first is answered, and none is kept: a list of short names
-    // would take many times the memory of the body.
+    // All of them are checked before the first is answered, and none is kept: a list of short names
+    // would need many times the memory of the body.
     std::string_view bytes;
     BlockIChannel trial(body);
     for (unsigned int i = 0; i < count; ++i)
@@ -137,7 +137,7 @@ void ServeGetAttributeValuesRequest(BlockIChannel & body, AnswerBlock & answer, 
     Mu::Array<Reflectable::AttributeValue> values;
     Mu::Thread const & thread = Mu::Thread::GetCurrent();
     for (unsigned int i = 0; i < count; ++i) {
-        if (thread.IsCanceled()) // millions of names would keep the service from ending
+        if (thread.IsCanceled()) // millions of names would delay the service's end
             throw Mu::IOException("The service ends.");
         ReadText(body, &text);
         name = text;
@@ -180,8 +180,7 @@ constexpr struct {
     {"Get content", ServeGetContentRequest},
 };
 
-// Kept: the byte order is what this stands for, and it is the same on all platforms of this
-// library.
+// Kept: this denotes the byte order, which is the same on all platforms of this library.
 constexpr char const * SystemSign = "WIN";
 
 } // namespace
@@ -218,14 +217,15 @@ bool ReflectionDialogue::Serve() {
     Read(input, &size);
     if (size > bodyLimit)
         throw Mu::IOException("The request is too long.");
-    // Kept: without memory the body is not read, so that it is taken for the next request.
+    // Kept: when out of memory, the rest of the body is not read, so that it is taken for the next
+    // request.
     if (!bytes.ReadFrom(input, size))
         return true;
     for (auto const & request : requests) {
         if (name != request.name)
             continue;
         BlockIChannel body(bytes.GetBytes(), size);
-        Write(answer, 0u); // the place of the size
+        Write(answer, 0u); // replaced by the size
         request.serve(body, answer, lists);
         answer.Send(output, true);
         return true;

@@ -27,7 +27,7 @@ void ReflectionFileEntry::GetLocation(Location * where) const {
         *where = location;
 }
 
-// Kept: connections are not counted; a second one is the first.
+// Kept: connections are not counted; a second one is the same as the first.
 VFSFileEntry::ConnectStatus ReflectionFileEntry::Connect(VFSFileEntry ** entry) {
     *entry = this;
     isConnected = true;
@@ -61,9 +61,9 @@ FileEntry::SeekStatus ReflectionFileEntry::Seek(SeekOrigin origin, long long off
     case SeekOrigin::Beginning: break;
     case SeekOrigin::Current: start = position; break;
     case SeekOrigin::End: start = size; break;
-    default: return SeekStatus::Done; // Kept: nothing is changed, and nothing is wrong
+    default: return SeekStatus::Done; // Kept: nothing changes, and that is no failure
     }
-    // What would be before the start is a large number here.
+    // A position before the start is a large number here.
     unsigned long long const target = start + static_cast<unsigned long long>(offset);
     if (target > size)
         return SeekStatus::IllegalPosition;

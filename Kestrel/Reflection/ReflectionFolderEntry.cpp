@@ -54,7 +54,7 @@ VFSFolderEntry::ConnectStatus ReflectionFolderEntry::Connect(RelativeLocation co
     auto file = std::make_unique<ReflectionFileEntry>(content, channel.GetDataSize());
     file->SetContext(*owner, where);
     file->Connect(entry);
-    static_cast<void>(file.release()); // the connection's now
+    static_cast<void>(file.release()); // now owned by the connection
     return ConnectStatus::Connected;
 }
 
@@ -91,7 +91,7 @@ VFSFolderEntry::ConnectStatus ReflectionFolderEntry::ConnectSnapshot(RelativeLoc
             return ConnectStatus::Other;
     if (ConnectStatus const status = snapshot->Connect(entry); status != ConnectStatus::Connected)
         return status;
-    static_cast<void>(snapshot.release()); // the connection's now
+    static_cast<void>(snapshot.release()); // now owned by the connection
     return ConnectStatus::Connected;
 }
 

@@ -44,8 +44,8 @@ MuErrCode CopyRest(RelativeLocation const & location, unsigned int from, Relativ
 
 } // namespace
 
-// The rows, and who uses which object. Exists as long as the process and is never destroyed; it has
-// memory only while there are rows, so that nothing is left behind the objects that end last.
+// The rows, and the uses of objects. Exists for the lifetime of the process and is never destroyed;
+// it allocates memory only while there are rows, so that nothing is left after the last objects.
 class ReflectionTable {
 public:
     static bool Add(RelativeLocation const & location, Reflectable * reflectable, bool check,
@@ -65,7 +65,7 @@ public:
 
     static void Remove(Reflectable * reflectable) {
         Mu::LockGuard guard(lock);
-        // The row that moves into the place of a removed one is not checked.
+        // The row that replaces a removed one is not checked.
         for (unsigned int i = 0; i < rows.array.GetSize(); ++i)
             if (rows.array[i].reflectable == reflectable)
                 rows.array.Delete(i);
@@ -92,7 +92,7 @@ public:
         }
     }
 
-    // The object of the next row behind that number, with its location.
+    // The object of the next row after that number, with its location.
     static bool FindNext(unsigned long long * number, ReflectableUse & use) {
         Mu::LockGuard guard(lock);
         for (unsigned int i = 0; i < rows.array.GetSize(); ++i) {
@@ -128,7 +128,7 @@ public:
 
 private:
     struct Row : ReflectionEntry {
-        unsigned long long number;         // rising with the rows
+        unsigned long long number;         // increasing with the rows
         std::type_info const * treeWalker; // a class that leaves its values to Reflectable, or null
     };
     union Rows {
@@ -162,7 +162,7 @@ private:
     static void WaitUntilUnused(Reflectable const * reflectable) {
         std::uintptr_t const me = Mu::Platform::GetThreadToken();
         if (HasUse([&](ReflectableUse const & use) { return use.thread == me; }))
-            return; // inside a hook
+            return; // within a hook
         Waiter waiter{Mu::Condition(lock), waiters};
         waiters = &waiter;
         unsigned long long const last = lastNumber;
@@ -176,9 +176,9 @@ private:
         *place = waiter.next;
     }
 
-    // Innermost but for the lock of the address tree.
+    // The innermost lock, except for that of the address tree.
     static constinit TableLock lock;
-    static constinit Rows rows; // under the lock, as all behind it
+    static constinit Rows rows; // under the lock, like the following ones
     static constinit unsigned long long lastNumber;
     static constinit ReflectableUse * uses;
     static constinit Waiter * waiters;

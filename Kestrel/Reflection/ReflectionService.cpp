@@ -15,7 +15,7 @@
 
 namespace IO {
 
-// Hosts that are not optimised take the addresses.
+// Hosts built without optimisation take the addresses.
 constexpr unsigned short ReflectionService::FirstPort;
 constexpr unsigned short ReflectionService::LastPort;
 
@@ -28,13 +28,13 @@ std::atomic<unsigned int> requestLimit = 16 << 20;
 std::atomic<unsigned int> answerLimit = 256 << 20;
 std::atomic<unsigned int> clientLimit = 64;
 
-// How many inspectors there are. Shared by the accepting thread and those of the connections, which
-// may outlive it where a hook ends the service.
+// The number of inspectors. Shared by the accepting thread and those of the connections, which may
+// outlive it if a hook ends the service.
 class Clients : public Mu::SharedObject {
 public:
     explicit Clients(unsigned int limit) : limit(std::max(limit, 1u)) {}
 
-    // Waits until there is room for one more. Leaves with an exception when the thread is canceled.
+    // Waits until there is room for one more. Throws if the thread is canceled.
     void Enter() {
         Mu::LockGuard guard(lock);
         while (count >= limit)
@@ -54,7 +54,7 @@ private:
     unsigned int const limit;
 };
 
-// One that has entered, until it goes.
+// The place of one inspector, until it leaves.
 class Seat {
 public:
     explicit Seat(Mu::SharedPtr<Clients> const & clients) : clients(clients) { clients->Enter(); }
@@ -69,20 +69,20 @@ private:
     Mu::SharedPtr<Clients> clients;
 };
 
-// One connection. However it fails, it is closed, and the inspector learns no more.
+// One connection. After any failure it is closed, without details for the inspector.
 class SingleThreadTask : public Mu::Runnable {
 public:
     SingleThreadTask(ClientSocket const & socket, Mu::UniString const & ident, Seat seat)
         : socket(socket), ident(ident), seat(std::move(seat)) {}
 
     void Run() override {
-        Seat const taken(std::move(seat)); // given back with the thread, not with the object
+        Seat const taken(std::move(seat)); // released with the thread, not with the object
         try {
             ReflectionDialogue dialogue(socket->GetInputChannel(), socket->GetOutputChannel(),
                                         ident, requestLimit, answerLimit);
             while (!Mu::Thread::GetCurrent().IsCanceled() && dialogue.ServeRequest()) {
             }
-        } catch (...) { // a hook's, too
+        } catch (...) { // also those of a hook
         }
         try {
             socket->Close();
@@ -100,7 +100,7 @@ void EndThread(Mu::Thread * thread) {
     try {
         thread->Cancel();
         thread->Join(false);
-    } catch (Mu::MuException const &) { // a hook on this very thread
+    } catch (Mu::MuException const &) { // called by a hook on this very thread
     }
     delete thread;
 }
@@ -124,7 +124,7 @@ public:
             } catch (Mu::InterruptedIOException const &) {
                 return;
             } catch (Mu::MuException const &) {
-                // A connection that is gone again, no handle or no memory: not the service's end.
+                // A closed connection, or a lack of handles or memory, does not end the service.
                 Mu::Thread::Sleep(RetryPause, true);
             }
         }
@@ -139,7 +139,7 @@ private:
         JoinEnded();
         // Each answer is written at once, and the next request waits for it.
         socket->SetTCPNoDelay(true);
-        // An inspector whose machine is gone does not keep its place.
+        // An inspector whose machine has failed must not keep its place.
         socket->SetKeepAlive(true);
         Mu::RunnableTask const task(new SingleThreadTask(socket, ident, std::move(seat)));
         auto thread = std::make_unique<Mu::Thread>(task, Mu::UniString());
@@ -166,7 +166,7 @@ private:
 };
 
 constinit Mu::LockCore serviceLock;
-constinit Mu::Thread * serviceThread = nullptr; // under the lock, as the port
+constinit Mu::Thread * serviceThread = nullptr; // under the lock, like the port
 constinit unsigned short servicePort = 0;
 
 std::unique_ptr<Socket::ServerSocket> ListenSomewhere() {

@@ -7,7 +7,7 @@
 
 namespace IO {
 
-// What a process shows has no times of its own.
+// The entries of a process have no times of their own.
 FSEntry::TimeStatus RemoteFolderEntry::GetCreationTime(int * time) {
     *time = TIGetTime();
     return TimeStatus::Done;
@@ -30,7 +30,7 @@ FolderEntry::GetTypeStatus RemoteFolderEntry::GetType(Name const & name, EntryTy
 FolderEntry::EnumerateStatus RemoteFolderEntry::Enumerate(EntryEnumerator & enumerator) {
     if (!Look())
         return EnumerateStatus::Other;
-    RemoteTree::LevelRef const held(level); // whatever is called back does
+    RemoteTree::LevelRef const held(level); // whatever the callback does
     for (auto const & entry : held->entries)
         if (!enumerator.EntryFound(entry.key, entry.value == RemoteKind::Folder))
             return EnumerateStatus::Stopped;
@@ -76,7 +76,7 @@ FileEntry::SeekStatus RemoteFileEntry::Seek(SeekOrigin origin, long long offset,
     unsigned long long const start = origin == SeekOrigin::Beginning ? 0
                                      : origin == SeekOrigin::Current ? position
                                                                      : length;
-    // What would be before the start is a large number here.
+    // A position before the start is a large number here.
     unsigned long long const target = start + static_cast<unsigned long long>(offset);
     if (target > length)
         return SeekStatus::IllegalPosition;

@@ -1,4 +1,4 @@
-// How the names and values of another process stand in entries.
+// How the names and values of another process are written in entries.
 
 #include <Kestrel/Reflection/Internal/RemoteTree.h>
 #include <Kestrel/Root/Internal/Utf8.h>
@@ -22,7 +22,7 @@ int ToDigit(char16_t unit) {
 }
 
 struct Character {
-    unsigned int codePoint; // of half a one, its unit
+    unsigned int codePoint; // of a lone surrogate, its unit
     unsigned int size;      // units
 };
 
@@ -50,14 +50,15 @@ bool IsHalf(unsigned int codePoint) {
     return codePoint >= 0xD800 && codePoint < 0xE000;
 }
 
-// What a disk or a terminal refuses, and the private range, in which some disks hide what they refuse.
+// Characters that a disk or a terminal rejects, and the private range, to which some disks map
+// them.
 bool IsRefused(unsigned int codePoint) {
     constexpr Text refused = u"%\\/:*?\"<>|";
     return IsControl(codePoint) || (codePoint >= 0xD800 && codePoint < 0xF900) ||
            (codePoint < 0x80 && refused.find(static_cast<char16_t>(codePoint)) != Text::npos);
 }
 
-// Windows finds devices under these names, whatever stands behind a dot.
+// Windows takes these names for devices, with anything after a dot.
 bool IsDevice(Text name) {
     constexpr Text devices[] = {u"con",  u"prn",  u"aux",    u"nul",
                                 u"com#", u"lpt#", u"conin$", u"conout$"};
@@ -65,7 +66,7 @@ bool IsDevice(Text name) {
     stem = stem.substr(0, stem.find_last_not_of(u' ') + 1);
     auto const isUnit = [](char16_t wanted, char16_t unit) {
         bool const isNumber = (unit >= u'0' && unit <= u'9') || unit == 0xB9 || unit == 0xB2 ||
-                              unit == 0xB3; // superscripts count too
+                              unit == 0xB3; // superscripts count, too
         return wanted == u'#' ? isNumber
                               : wanted == (unit >= u'A' && unit <= u'Z' ? unit + 32 : unit);
     };
@@ -74,7 +75,7 @@ bool IsDevice(Text name) {
     });
 }
 
-// Halves of characters as three bytes, like any unit.
+// Lone surrogates become three bytes, like any unit.
 void AppendEscaped(Mu::UniString & text, unsigned int codePoint) {
     char bytes[4];
     unsigned int const size = Mu::Internal::EncodeUtf8Character(codePoint, bytes);
@@ -93,7 +94,7 @@ int GetEscapedByte(Text text) {
     return ToDigit(text[1]) << 4 | ToDigit(text[2]);
 }
 
-// The character that escapes at the start of the text stand for; its size is 0 where there is none.
+// The character denoted by the escapes at the start of the text; its size is 0 if there is none.
 Character GetEscaped(Text text) {
     int const lead = GetEscapedByte(text);
     if (lead < 0)
@@ -143,7 +144,7 @@ Name RemoteReflectionVFS::UnescapeName(Name const & name) {
     Text text = name.ToString();
     if (text.find(u'%') == Text::npos)
         return name;
-    text = text.substr(0, text.find_last_not_of(u'%') + 1); // of a further spelling
+    text = text.substr(0, text.find_last_not_of(u'%') + 1); // of an alternative spelling
     Mu::UniString plain;
     for (std::size_t i = 0; i < text.size();) {
         Character character = GetEscaped(text.substr(i));

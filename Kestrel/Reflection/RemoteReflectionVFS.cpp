@@ -4,7 +4,7 @@
 
 namespace IO {
 
-// Hosts that are not optimised take the addresses.
+// Hosts built without optimisation take the addresses.
 constexpr char const * RemoteReflectionVFS::TableName;
 constexpr unsigned int RemoteReflectionVFS::DeepestLevel;
 

@@ -17,7 +17,7 @@ using VFS = RemoteReflectionVFS;
 constexpr unsigned int NamesOfARequest = 1000;
 constexpr unsigned int LongestTable = 1u << 30;
 
-// What a service says where it has no content to give.
+// The texts that a service returns when it has no content.
 constexpr char const * NoContents[] = {"No content is available.",
                                        "Error in the GetContent method!"};
 
@@ -31,7 +31,7 @@ MuErrCode Checked(MuErrCode status) {
     return status;
 }
 
-// The names as the process has them.
+// The names as they are in the process.
 MuErrCode ToRaw(RelativeLocation const & place, RelativeLocation * raw) {
     Name name;
     for (unsigned int i = 0; i < place.GetLength(); ++i) {
@@ -44,9 +44,9 @@ MuErrCode ToRaw(RelativeLocation const & place, RelativeLocation * raw) {
     return Checked(place.GetStatus());
 }
 
-// The place to ask for. What is asked for stands in the address tree of the process meanwhile, and what
-// is looked up there is named by its last name alone: with all names above it, a walk down that tree
-// would find its own questions, and below them the next ones, without an end.
+// The location to request. It is itself in the address tree of the process during the request, so
+// nodes of that tree are requested by their last name alone: with all names above it, a walk down
+// that tree would find its own requests, and below them the next ones, without end.
 RelativeLocation ToQuestion(RelativeLocation const & raw) {
     static constexpr char const * Tree[] = {"Kestrel", "AddressTree"};
     constexpr unsigned int Length = 2;
@@ -63,7 +63,7 @@ RelativeLocation ToQuestion(RelativeLocation const & raw) {
     return isAsked ? question : raw;
 }
 
-// One text for each place, however its names are spelt.
+// One text for each place, for all spellings of its names.
 Mu::UniString ToKey(RelativeLocation const & raw) {
     Mu::UniString key;
     Name name;
@@ -87,8 +87,8 @@ void RemoteTree::Disconnect() {
     failure = NoError;
 }
 
-// A connection of earlier that fails may be that of a process which has ended, and another one listens
-// there now; one that is new and brings nothing says that there is nobody to ask.
+// A failing earlier connection may be that of a process that has ended, and another one may listen
+// there now; if a new one returns nothing, there is no service.
 template <typename Question>
 MuErrCode RemoteTree::Ask(Question const & question) {
     Mu::LockGuard const guard(clientLock);
@@ -108,7 +108,7 @@ MuErrCode RemoteTree::Ask(Question const & question) {
     return Checked(status);
 }
 
-// Takes what is kept, or else what `make` makes.
+// Returns the cached answer, or else the result of `make`.
 template <typename Kind, typename Make>
 MuErrCode RemoteTree::Get(Table<Kind> & table, Mu::UniString const & key, Mu::Ref<Kind> * answer,
                           Make const & make) {
@@ -142,7 +142,7 @@ MuErrCode RemoteTree::Get(Table<Kind> & table, Mu::UniString const & key, Mu::Re
     return NoError;
 }
 
-// What somebody holds is in memory anyhow.
+// An answer in use is in memory in any case.
 template <typename Kind>
 void RemoteTree::DropUnheld(Table<Kind> & table) {
     for (auto it = table.begin(); it != table.end();) {
@@ -199,7 +199,7 @@ MuErrCode RemoteTree::GetLevel(RelativeLocation const & place, LevelRef * level)
 namespace {
 
 // Under a name that no entry has in any spelling: with more and more of its units escaped, and then
-// with "%" behind it, which stands for nothing. What is listed again and again is left out at last.
+// followed by "%", which has no meaning. A name that is listed too often is left out.
 void AddEntry(RemoteTree::Level & level, Name const & name, RemoteKind kind) {
     constexpr unsigned int MostMarks = 3;
     unsigned int const length = name.GetLength();
@@ -282,7 +282,7 @@ MuErrCode RemoteTree::GetBytes(RelativeLocation const & place, RemoteKind kind, 
     if (status != NoError)
         return status;
     Mu::UniString key = ToKey(raw);
-    key.Append("|"); // which no thing has
+    key.Append("|"); // unlike the key of a thing
     return Get(contents, key, bytes, [&](Bytes * made) { return AskTable(raw, *level, made); });
 }
 
@@ -309,7 +309,7 @@ MuErrCode RemoteTree::AskTable(RelativeLocation const & raw, Level const & level
     return status;
 }
 
-// A thing that has gone meanwhile has a line without values.
+// A thing that no longer exists has a line without values.
 MuErrCode RemoteTree::AskRows(RelativeLocation const & raw, Level const & level,
                               Mu::Array<Name> const & names, Bytes * bytes) {
     Mu::Array<Mu::Array<Reflectable::AttributeValue>> values;

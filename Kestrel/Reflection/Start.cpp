@@ -12,7 +12,7 @@ namespace IO {
 
 namespace {
 
-// Made and unmade by hand.
+// Constructed and destroyed explicitly.
 struct Views {
     AddressTreeReflection addressTree;
     MountReflection mounts;
@@ -31,7 +31,7 @@ union Place {
 constinit Place place;
 constinit bool isStarted = false;
 
-// An inspector may have a folder of the file system that a host takes away and then deletes.
+// An inspector may use a folder of a file system that a host unmounts and then deletes.
 void WaitForInspectors() {
     ReflectableUse::WaitForEnd(&place.views.mounts);
 }

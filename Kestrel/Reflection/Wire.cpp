@@ -13,7 +13,7 @@ namespace IO {
 
 namespace {
 
-constexpr unsigned char LongMark = 255; // the long length follows
+constexpr unsigned char LongMark = 255; // followed by the long length
 
 template <unsigned int Size>
 unsigned long long GetNumber(char const * at) {
@@ -54,8 +54,8 @@ unsigned int ReadLength(Mu::IBinaryChannel & channel, unsigned int limit) {
     return static_cast<unsigned int>(length);
 }
 
-// A byte for each unit, four at a time as long as there are so many. False: other characters are among
-// them, which go through their code.
+// A byte for each unit, four at a time while there are so many. False: there are other characters,
+// which need a conversion.
 bool NarrowAscii(Mu::UniString const & text, char * bytes) {
     unsigned short const * units = text.GetUnits();
     unsigned short const * const end = units + text.GetLength();
@@ -253,7 +253,7 @@ void ReadValue(Mu::IBinaryChannel & channel, Reflectable::AttributeValue * value
     if (tag == Value::BooleanTag)
         value->value.boolean = bits != 0;
     else
-        value->value.unsignedInteger = bits; // the bytes of whichever it is
+        value->value.unsignedInteger = bits; // the bytes of the actual kind
     value->tag = tag;
 }
 
@@ -278,7 +278,7 @@ void Write(AnswerBlock & answer, Mu::UniString const & text) {
     std::fill_n(bytes + held, length - held, '\0');
 }
 
-// The public ones.
+// The public functions.
 
 void Read(Mu::IBinaryChannel & channel, unsigned int * number) {
     *number = static_cast<unsigned int>(ReadNumber<4>(channel));

@@ -7,7 +7,7 @@ namespace FTM {
 /// The catalogue of file types, by the numbers of groups and types. Registered as "Kestrel",
 /// "FileTypeManager".
 ///
-/// Threads: any. Each query of the catalogue takes its lock for itself, so that a walk may find
+/// Threads: any. Each query of the catalogue takes its lock separately, so that a walk may find
 ///          changes made meanwhile, and ends there.
 class Reflection : public IO::Reflectable {
 public:

@@ -6,7 +6,7 @@ namespace IO {
 
 /// The nodes of the address tree, by their indices. Registered as "Kestrel", "AddressTree".
 ///
-/// Threads: any. Each query takes the lock of the tree for itself.
+/// Threads: any. Each query takes the lock of the tree separately.
 class AddressTreeReflection : public Reflectable {
 public:
     AddressTreeReflection();

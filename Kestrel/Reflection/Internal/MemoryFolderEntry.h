@@ -12,7 +12,7 @@ namespace IO {
 /// A folder of a MemoryVFS, and the snapshot of a folder that a Reflectable shows: a list of names
 /// with entries, and no data. An entry may be null, where only its name is known.
 ///
-/// Threads: any, under the lock of the file system; no host's code runs under it but that of
+/// Threads: any, under the lock of the file system; no host's code runs under it except that of
 ///          entries being connected, disconnected or invalidated.
 class MemoryFolderEntry : public VFSFolderEntry {
 public:
@@ -21,7 +21,7 @@ public:
     MemoryFolderEntry(MemoryFolderEntry const &) = delete;
     MemoryFolderEntry & operator=(MemoryFolderEntry const &) = delete;
 
-    /// Null: no memory.
+    /// Null: out of memory.
     static MemoryFolderEntry * New(bool isWriteable);
 
     void SetContext(BaseFileSystem & fileSystem, Location const & where) override;

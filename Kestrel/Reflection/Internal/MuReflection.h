@@ -11,13 +11,13 @@
 namespace Mu {
 
 /// The root as a tree: class records, counted blocks, and the address space with the blocks in it.
-/// Registered as "MuRoot" as long as it lives.
+/// Registered as "MuRoot" for its lifetime.
 ///
 /// Names of the class, allocation and region allocation levels hold pointers, which inspectors send
 /// back. Each is looked up among the existing ones: an unknown one shows nothing.
 ///
-/// A region that was listed and has vanished since is an empty folder: a host allocates while its
-/// address space is walked or copied, which would hardly ever come to an end otherwise.
+/// A region that was listed and no longer exists is an empty folder: a host allocates while its
+/// address space is walked or copied, which would otherwise hardly ever end.
 ///
 /// Memory:  the regions that were listed last, the names of some thousands before, and the tree of
 ///          the one that was visited last.
@@ -57,7 +57,7 @@ private:
     CustomEntryGroup * regionGroup;
     CustomEntryGroup * allocationGroup;
     CustomEntryGroup * regionAllocationGroup;
-    mutable ReentrantLock lock;                    // guards what follows
+    mutable ReentrantLock lock;                    // guards the following
     mutable HashTable<UniString, Regions> regions; // as listed last, by their names
     mutable HashSet<UniString> gone;               // listed before
     mutable HashSet<UniString> longGone;           // and before those

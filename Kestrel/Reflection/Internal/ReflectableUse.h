@@ -13,7 +13,7 @@ class Reflectable;
 /// on another thread waits for the end of the use.
 ///
 /// Memory:  none. Uses are linked through the stacks of the querying threads.
-/// Threads: made and ended on one thread.
+/// Threads: created and destroyed on one thread.
 /// Failure: null, as for ReflectionManager::Find.
 class ReflectableUse {
 public:
@@ -22,8 +22,8 @@ public:
     ReflectableUse(ReflectableUse const &) = delete;
     ReflectableUse & operator=(ReflectableUse const &) = delete;
 
-    /// Waits until the present uses of the object have ended. Not to be called within a use, which
-    /// could be waited for in turn.
+    /// Waits until the present uses of the object have ended. Not to be called within a use, for
+    /// which another thread could be waiting in turn.
     static void WaitForEnd(Reflectable const * reflectable);
 
     Reflectable * Get() const { return reflectable; }

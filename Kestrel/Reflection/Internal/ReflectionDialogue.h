@@ -14,7 +14,7 @@ namespace IO {
 ///          Up to 256 KiB of each, and room for 16,384 names, are kept for the next request:
 ///          freeing large blocks makes the system coalesce all the small ones of the names.
 /// Threads: one at a time.
-/// Failure: exceptions, after which the connection is of no use.
+/// Failure: exceptions, after which the connection cannot be used.
 class ReflectionDialogue {
 public:
     ReflectionDialogue(Mu::IBinaryChannel & input, Mu::OBinaryChannel & output,

@@ -33,7 +33,7 @@ public:
     }
     SeekStatus Seek(SeekOrigin origin, long long offset, unsigned long long * where) override;
     WriteStatus Flush() override { return WriteStatus::WriteError; }
-    CloseStatus Close() override { return CloseStatus::Done; } // the position stays
+    CloseStatus Close() override { return CloseStatus::Done; } // the position is kept
     LengthStatus SetDataLength(unsigned long long) override { return LengthStatus::AccessDenied; }
     LengthStatus GetDataLength(unsigned long long * length) override;
     TypeStatus SetTypeInfo(unsigned int, unsigned int) override { return TypeStatus::AccessDenied; }

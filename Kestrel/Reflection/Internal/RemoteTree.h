@@ -20,10 +20,10 @@ Name EscapeRemoteName(Name const & name, unsigned int count);
 ///
 /// Places are given by the names of entries, see RemoteReflectionVFS::EscapeName.
 ///
-/// Memory:  the cached answers. One that is in use is not counted.
+/// Memory:  the cached answers. Those in use are not counted.
 /// Threads: any; one request is sent at a time.
 /// Failure: the statuses of ReflectionClient, and Mu::OutOfMemoryException. After a failure the
-///          next request makes a new connection, unless one has just failed.
+///          next request opens a new connection, unless one has just failed.
 class RemoteTree : public Mu::Allocated {
 public:
     // Answers, which are immutable.
@@ -42,7 +42,7 @@ public:
     RemoteTree(Mu::String const & host, unsigned short port, RemoteReflectionLimits const & limits);
 
     MuErrCode GetLevel(RelativeLocation const & place, LevelRef * level);
-    /// The values of a thing, or the table of the folder that the place lies in.
+    /// The values of a thing, or the table of the folder that contains the place.
     MuErrCode GetBytes(RelativeLocation const & place, RemoteKind kind, BytesRef * bytes);
     /// The kind of the entry. ErrEntryNotFound: there is none.
     MuErrCode Find(RelativeLocation const & place, RemoteKind * kind);
@@ -75,7 +75,7 @@ private:
     Mu::String const host;
     unsigned short const port;
     RemoteReflectionLimits const limits;
-    Mu::Lock clientLock; // may be held as long as the process takes to respond
+    Mu::Lock clientLock; // may be held until the process responds
     ReflectionClient client;
     MuErrCode failure = NoError; // of the last connection, if it returned nothing
     unsigned long long failureTime = 0;

@@ -12,14 +12,14 @@ class ReflectableUse;
 /// returns them.
 ///
 /// Where Reflectable's own GetAttributeValues is used, the tree is walked once, to the folder, and
-/// no location is made for a thing.
+/// no location is built for a thing.
 ///
 /// Memory:  one block for the walk.
 /// Threads: one, that of the use.
 /// Failure: false as GetAttributeValues, and where there is no object; exceptions.
 class ValuesBelow {
 public:
-    /// The use stays the caller's, and must outlive this.
+    /// The use remains the caller's, and must outlive this.
     explicit ValuesBelow(ReflectableUse const & use);
     ~ValuesBelow();
 

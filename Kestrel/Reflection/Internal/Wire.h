@@ -67,8 +67,8 @@ public:
     ArrivedBlock(ArrivedBlock const &) = delete;
     ArrivedBlock & operator=(ArrivedBlock const &) = delete;
 
-    /// Replaces the content. False: there is no memory; the bytes that arrived have been read.
-    /// Throws what the channel throws.
+    /// Replaces the content. False: out of memory; the bytes that arrived have been read. Throws
+    /// what the channel throws.
     bool ReadFrom(Mu::IBinaryChannel & channel, unsigned int count);
     /// Frees the memory, if it is more than that.
     void Trim(unsigned int kept);

@@ -20,8 +20,8 @@ protected:
     ~MemoryRegionVisitor() = default;
 };
 
-/// All regions from address 0 to the highest that a program may use, in rising order and without a
-/// gap. Others may change what is still to come. Ends early where the system reports no more.
+/// All regions from address 0 to the highest that a program may use, in ascending order and without
+/// gaps. Other threads may change those that follow. Ends early if the system reports no more.
 void EnumerateMemoryRegions(MemoryRegionVisitor & visitor);
 
 } // namespace IO

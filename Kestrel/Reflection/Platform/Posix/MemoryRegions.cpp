@@ -8,12 +8,12 @@ namespace IO {
 
 namespace {
 
-// Behind the last page that the kernel gives to programs.
+// The end of the last page that the kernel gives to programs.
 constexpr unsigned long long HighestAddress = 0x7ffffffff000;
 
 } // namespace
 
-// What lies between two regions of the list is free.
+// Ranges between two regions of the list are free.
 void EnumerateMemoryRegions(MemoryRegionVisitor & visitor) {
     using State = MemoryRegion::State;
     Mu::Platform::RegionList list;
