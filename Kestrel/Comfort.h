@@ -1,6 +1,6 @@
 #pragma once
 
-/// Everything of Kestrel/Comfort: thin layers for the way C++ is written today.
+/// Everything of Kestrel/Comfort: thin layers for modern C++ style.
 
 #include <Kestrel/Comfort/Files.h>
 #include <Kestrel/Comfort/Folders.h>

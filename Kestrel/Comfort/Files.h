@@ -19,13 +19,13 @@
 
 namespace IO {
 
-/// A std::string, std::vector, std::span or array of what may be written as the bytes that it is.
+/// A std::string, std::vector, std::span or array whose elements may be written as their bytes.
 template <typename T>
 concept Bytes = std::ranges::contiguous_range<T> && std::ranges::sized_range<T> &&
     std::is_trivially_copyable_v<std::ranges::range_value_t<T>>;
 
-/// Writes the elements as they lie in memory: right for bytes, and for values that the same machine
-/// reads again. Values that travel go through the channel's typed Write.
+/// Writes the elements as they are in memory: right for bytes, and for values that the same machine
+/// reads again. For values that are exchanged, use the channel's typed Write.
 template <Bytes Range>
 [[nodiscard]] MuErrCode WriteBytes(Mu::OChannel & channel, Range const & range) {
     auto const * from = reinterpret_cast<char const *>(std::ranges::data(range));
@@ -41,7 +41,7 @@ template <Bytes Range>
     return NoError;
 }
 
-/// Fills all of the range. EOI: there were not so many bytes.
+/// Fills all of the range. EOI: there were fewer bytes.
 template <Bytes Range>
 [[nodiscard]] MuErrCode ReadBytes(Mu::IChannel & channel, Range && range) {
     auto * to = reinterpret_cast<char *>(std::ranges::data(range));
@@ -58,9 +58,9 @@ template <Bytes Range>
     return NoError;
 }
 
-/// Everything from here to the end of the channel, but at most `most` bytes: more are Error, so that
-/// nothing is taken for whole that is not. Memory grows as the bytes arrive. A TransferScope of the
-/// thread counts them, and may end it with Error.
+/// Everything from here to the end of the channel, but at most `most` bytes: more are Error, so
+/// that nothing incomplete is taken for the whole. Memory grows as the bytes arrive. A
+/// TransferScope of the thread counts them, and may end it with Error.
 template <typename Container = std::string>
 [[nodiscard]] MuErrCode ReadRest(Mu::IChannel & channel, Container * rest,
                                  std::size_t most = static_cast<std::size_t>(-1)) {
@@ -82,8 +82,8 @@ template <typename Container = std::string>
     }
 }
 
-/// The content of a file, as a std::string or, by `ReadAll<std::vector<std::byte>>`, any container of
-/// bytes. Others may write it meanwhile only where the file system cannot hold them off.
+/// The content of a file, as a std::string or, by `ReadAll<std::vector<std::byte>>`, any container
+/// of bytes. Others may write it meanwhile only where the file system cannot prevent that.
 /// Failure: those of File, File::Open and reading; Error for more than `most` bytes.
 template <typename Container = std::string>
 Result<Container> ReadAll(Location const & location,
@@ -95,8 +95,8 @@ Result<Container> ReadAll(Location const & location,
     });
 }
 
-/// Makes the content of a file be this, and the file where there is none. Kept in the file alone: the
-/// end of the system in between leaves any part of it.
+/// Sets the content of a file, and creates it if there is none. In place: if the system ends
+/// meanwhile, any part of it may be left.
 /// Failure: those of File, File::Open and writing.
 template <Bytes Content>
 [[nodiscard]] MuErrCode WriteAll(Location const & location, Content const & content) {
@@ -113,14 +113,14 @@ template <Bytes Content>
     return WriteAll(location, std::string_view(content));
 }
 
-/// Makes the content of a file be this, all or nothing, as ReplacingFile documents: for settings and
-/// documents, which the end of the system must not leave half-written.
-/// Failure: those of ReplacingFile; nothing is left of one.
+/// Sets the content of a file, all or nothing, as ReplacingFile documents: for settings and
+/// documents, which must not be left half-written when the system ends.
+/// Failure: those of ReplacingFile; nothing of the new content is left.
 template <Bytes Content>
 [[nodiscard]] MuErrCode SaveByReplacing(Location const & location, Content const & content) {
     ReplacingFile file(location);
     if (file.GetStatus() == NoError)
-        (void)WriteBytes(file.GetFile(), content); // Commit returns what that met
+        (void)WriteBytes(file.GetFile(), content); // Commit returns its status
     return file.Commit();
 }
 
@@ -139,7 +139,7 @@ inline Result<unsigned long long> GetSize(Location const & location) {
 }
 
 /// When a File or a Folder was last changed, or created, as far before 1901 and after 2038 as the
-/// system goes. Failure: those of File::GetTime and Folder::GetTime.
+/// system supports. Failure: those of File::GetTime and Folder::GetTime.
 template <typename Entry>
 Result<std::chrono::sys_seconds> GetTime(Entry const & entry, TimeKind kind) {
     long long seconds = 0;
@@ -157,7 +157,7 @@ Result<std::chrono::sys_seconds> GetCreationTime(Entry const & entry) {
     return GetTime(entry, TimeKind::Creation);
 }
 
-/// Sets the time when a File or a Folder was last changed, cut to seconds.
+/// Sets the time when a File or a Folder was last changed, truncated to seconds.
 /// Failure: those of File::SetTime and Folder::SetTime.
 template <typename Entry, typename Duration>
 [[nodiscard]] MuErrCode

@@ -19,23 +19,23 @@
 
 namespace IO {
 
-/// What an enumeration reports for each entry. Length and time are there where the enumeration has
-/// them, as Folder::GetFoundFile documents: mostly for plain files on Linux, for none on Windows.
-/// GetSize below queries the file where they are missing.
+/// The data that an enumeration reports for each entry. Length and time are included where the
+/// enumeration has them, as Folder::GetFoundFile documents: mostly for plain files on Linux, for
+/// none on Windows. GetSize below queries the file where they are missing.
 struct FoundEntry {
     Name name;
-    bool isFolder = false; ///< after links were followed, where they are
+    bool isFolder = false; ///< after following links, if they are followed
     std::optional<unsigned long long> length = {};
     std::optional<std::chrono::sys_seconds> modificationTime = {};
 
-    /// Only from within an enumeration of `folder` that is at this name.
+    /// Only from within an enumeration of `folder`, for its current name.
     static FoundEntry Make(Folder const & folder, Name const & name, bool isFolder) {
         FoundEntry found{name, isFolder};
         if (!isFolder)
             (void)found.TakeKnown(folder, name);
         return found;
     }
-    /// The same for length and time alone. False: the enumeration does not know them.
+    /// The same for length and time alone. False: the enumeration does not have them.
     bool TakeKnown(Folder const & folder, Name const & found) {
         unsigned long long foundLength = 0;
         int time = 0;
@@ -47,10 +47,10 @@ struct FoundEntry {
     }
 };
 
-/// An entry of a tree, with the place that it was met at.
+/// An entry of a tree, with its place in it.
 struct TreeEntry : FoundEntry {
     unsigned int depth = 0; ///< folders between the root of the walk and the entry
-    bool isLink = false;    ///< of a walk that reports links
+    bool isLink = false;    ///< in a walk that reports links
     /// One for all entries of a folder, which costs less than one for each. Never null in a walk.
     std::shared_ptr<Location const> folder = {};
 
@@ -58,7 +58,7 @@ struct TreeEntry : FoundEntry {
     Location GetLocation() const { return *folder / name; }
 };
 
-/// The length of a file that an enumeration found: what that knew, or what the file itself says.
+/// The length of a file found by an enumeration: from there, or else queried from the file.
 inline Result<unsigned long long> GetSize(Folder const & folder, FoundEntry const & entry) {
     return entry.length ? Result(*entry.length) : GetSize(File(folder, entry.name));
 }
@@ -77,8 +77,8 @@ bool GoesOn(Visit & visit, Arguments const &... arguments) {
 }
 
 /// Calls `visit` for each entry of the folder, `visit(entry)` or `visit(name, isFolder)`, of which
-/// the second saves a system call for each file on Linux, the one for its length. One that returns
-/// false ends the enumeration, which is no failure. Exceptions of `visit` are passed on.
+/// the second saves a system call for each file on Linux, the one for its length. If it returns
+/// false, the enumeration ends, which is no failure. Exceptions of `visit` are passed on.
 /// Failure: those of Folder::Enumerate.
 template <typename Visit>
 [[nodiscard]] MuErrCode ForEach(Folder const & folder, Visit && visit,
@@ -100,7 +100,7 @@ template <typename Visit>
             Call & now = *static_cast<Call *>(data);
             try {
                 return now.Do(found, name, isFolder);
-            } catch (...) { // the enumeration ends in order first
+            } catch (...) { // the enumeration is ended properly first
                 now.thrown = std::current_exception();
                 return false;
             }
@@ -125,8 +125,8 @@ GetEntries(Folder const & folder, Folder::LinkProcessing links = Folder::LinkPro
     });
 }
 
-/// An iterator over entries that are read when the loop begins, so that the folder may be changed in
-/// it.
+/// An iterator over entries that are read when the loop starts, so that the folder may be changed
+/// in it.
 class EntryIterator {
 public:
     using iterator_category = std::input_iterator_tag;
@@ -155,7 +155,7 @@ private:
     std::size_t index = 0;
 };
 
-// For `for (auto const & entry : folder)`. Throws std::system_error where the folder cannot be read;
+// For `for (auto const & entry : folder)`. Throws std::system_error if the folder cannot be read;
 // GetEntries and ForEach return the status instead.
 
 inline EntryIterator begin(Folder const & folder) {
@@ -167,9 +167,9 @@ inline EntryIterator end(Folder const &) {
 }
 
 /// Calls `visit` for each file and folder below `root`, `visit(entry)` with a TreeEntry or, without
-/// a location and a length, `visit(folder, name, isFolder)`: depth first, a folder before what is
-/// in it. Links are followed as TreeEnumerator documents, or else reported as links. One that
-/// returns false ends the walk, which is no failure. Exceptions of `visit` are passed on.
+/// a location and a length, `visit(folder, name, isFolder)`: depth first, a folder before its
+/// entries. Links are followed as TreeEnumerator documents, or else reported as links. If it
+/// returns false, the walk ends, which is no failure. Exceptions of `visit` are passed on.
 /// Failure: those of TreeEnumerator::Do.
 template <typename Visit>
 [[nodiscard]] MuErrCode
@@ -183,16 +183,16 @@ ForEachBelow(Folder const & root, Visit && visit,
         std::exception_ptr thrown;
 
     private:
-        // What is known to be a plain file needs no query of its type.
+        // An entry that is certainly a plain file needs no query of its type.
         bool EntryFound(Name const & name, bool isFolder) override {
             TreeEntry known;
             if (isFolder || !(isPlain ? GetParent()->GetFoundFile(name, nullptr, nullptr)
                                       : known.TakeKnown(*GetParent(), name)))
                 return true;
-            (void)Meet(name, std::move(known)); // one that ends the walk has stopped it
+            (void)Meet(name, std::move(known)); // if it ended the walk, the walk is already stopped
             return false;
         }
-        // That the enumeration does not know more of it was found out above.
+        // That the enumeration has no length and time was found out above.
         bool FileFound(Name const & name) override { return Meet(name, {}); }
         bool FolderFound(Name const & name) override {
             TreeEntry entry;
@@ -211,7 +211,7 @@ ForEachBelow(Folder const & root, Visit && visit,
             try {
                 if (Visited(name, std::move(entry)))
                     return true;
-            } catch (...) { // the walk ends in order first
+            } catch (...) { // the walk is ended properly first
                 thrown = std::current_exception();
             }
             Stop();
@@ -227,7 +227,7 @@ ForEachBelow(Folder const & root, Visit && visit,
                 if constexpr (std::invocable<Visit &, TreeEntry const &>)
                     return GoesOn(visit, std::as_const(entry));
                 else {
-                    visit(std::move(entry)); // as Tree keeps it
+                    visit(std::move(entry)); // moved, since Tree keeps it
                     return true;
                 }
             }
@@ -236,7 +236,7 @@ ForEachBelow(Folder const & root, Visit && visit,
             std::shared_ptr<Location const> & place = places.back();
             if (place == nullptr) {
                 Location found;
-                (void)GetParent()->GetLocation(&found); // where it fails, that holds why
+                (void)GetParent()->GetLocation(&found); // on failure it holds the status
                 place = std::make_shared<Location const>(std::move(found));
             }
             return place;
@@ -252,13 +252,13 @@ ForEachBelow(Folder const & root, Visit && visit,
     return status;
 }
 
-/// All that is below a folder, as a range:
+/// All entries below a folder, as a range:
 ///
 ///     for (IO::TreeEntry const & entry : IO::Tree(folder))
 ///         std::cout << entry.GetLocation() << "\n";
 ///
-/// Read as a whole when it is made, so that the tree may be changed in the loop; ForEachBelow keeps
-/// nothing. Links as there.
+/// Read completely when it is constructed, so that the tree may be changed in the loop;
+/// ForEachBelow keeps nothing. Links as there.
 class Tree {
 public:
     explicit Tree(Folder const & root,
@@ -266,12 +266,12 @@ public:
         : status(ForEachBelow(
               root, [this](TreeEntry && entry) { entries.push_back(std::move(entry)); }, links)) {}
 
-    /// ErrTreeAccessDenied: what may not be read is not among the entries.
+    /// ErrTreeAccessDenied: entries that may not be read are missing.
     MuErrCode GetStatus() const { return status; }
-    /// What could be read.
+    /// The entries that could be read.
     std::vector<TreeEntry> const & GetEntries() const { return entries; }
 
-    /// Throws std::system_error where something could not be read; GetEntries does not.
+    /// Throws std::system_error if something could not be read; GetEntries does not.
     std::vector<TreeEntry>::const_iterator begin() const {
         Status(status).Check();
         return entries.begin();

@@ -4,8 +4,8 @@
 //
 //     fmt::print("{:<30} {}\n", name, IO::GetSize(location));
 //
-// with fill, alignment, width and precision of a text. Include it by name: Kestrel/Comfort.h leaves it
-// out, and without {fmt} it holds nothing.
+// with fill, alignment, width and precision of a text. Include it by name: Kestrel/Comfort.h leaves
+// it out, and without {fmt} it is empty.
 
 #if __has_include(<fmt/format.h>)
 

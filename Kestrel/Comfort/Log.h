@@ -11,8 +11,8 @@
 
 namespace Mu {
 
-/// Puts any value into a log line that a std::string can be made of: numbers and texts. Types with an
-/// `Append(LogComposer &, T const &)` of their own, as IO::Location, use that.
+/// Adds a value to a log line: numbers and texts. Types with an `Append(LogComposer &, T const &)`
+/// of their own, such as IO::Location, use that.
 template <typename T>
 void AppendValue(LogComposer & composer, T const & value) {
     if constexpr (std::same_as<T, bool>)
@@ -34,9 +34,9 @@ void AppendValue(LogComposer & composer, T const & value) {
 ///
 ///     Mu::Log(Mu::LogSeverity::Warning, "MyHost", "% of % files are old", old, count);
 ///
-/// Each "%" of the format takes a value; "%%" is a percent sign. Costs a test of a flag when there
-/// is no listener for the line. Memory and threads: as for FastLogger. A shortage in the making of
-/// a value throws std::bad_alloc.
+/// Each "%" of the format takes a value; "%%" is a percent sign. Costs a test of a flag if there is
+/// no listener for the line. Memory and threads: as for FastLogger. Throws std::bad_alloc if
+/// converting a value runs out of memory.
 template <typename... Values>
 void Log(LogSeverity severity, char const * domain, char const * format, Values const &... values) {
     if (!logger.IsWanted(severity))
@@ -47,7 +47,7 @@ void Log(LogSeverity severity, char const * domain, char const * format, Values 
     logger.Append(line, &composer);
 }
 
-/// As long as it lives, lines of a severity and above are written to standard error, too, one each,
+/// For its lifetime, lines of a severity and above are written to standard error, too, one each,
 /// with terminal sequences escaped.
 class StandardErrorLog final : private LogObserver {
 public:

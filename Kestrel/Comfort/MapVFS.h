@@ -16,21 +16,21 @@
 
 namespace IO {
 
-/// Files of a program's own, by name: bytes, or a function that returns them when the file is opened.
+/// A program's own files, by name: bytes, or a function that returns them when the file is opened.
 ///
 ///     IO::MapVFS files;
 ///     files.Add("readme.txt", "read me");
 ///     files.Add("state/uptime.txt", [] { return std::to_string(GetUptime()); });
 ///     if (IO::fileSystem.Mount(files, IO::Location("C:\\Program state")) == IO::NoError)
 ///
-/// Everything that reads files and folders works on them; nothing can be changed through them. For
-/// creating folders and deleting entries, see MemoryVFS.
+/// All operations that read files and folders work on them; nothing can be changed through them.
+/// For creating folders and deleting entries, see MemoryVFS.
 ///
 /// Memory:  the names and the bytes; an open file holds a copy of its own.
-/// Threads: Add before Mount. Functions are called by the threads that open files and ask for
-///          lengths, several at once where several do.
-/// Failure: statuses; a file whose function throws cannot be opened and has no length. std::bad_alloc
-///          from Add on shortage.
+/// Threads: Add before Mount. Functions are called by the threads that open files and query
+///          lengths, possibly by several at once.
+/// Failure: statuses; a file whose function throws cannot be opened and has no length.
+///          std::bad_alloc from Add when out of memory.
 class MapVFS final : public FixedVFS {
 public:
     using Make = std::function<std::string()>;
@@ -39,8 +39,8 @@ public:
     MapVFS(MapVFS const &) = delete;
     MapVFS & operator=(MapVFS const &) = delete;
 
-    /// The folders on the way come with it. Error: the path is not legal, names a folder or a file
-    /// that is there, or leads through a file.
+    /// Also adds the folders of the path. Error: the path is not legal, names an existing folder or
+    /// file, or leads through a file.
     MuErrCode Add(Mu::UniString const & path, Make make) {
         RelativeLocation const names(path);
         if (!names.IsValid() || names.IsEmpty() || !make)
@@ -172,7 +172,7 @@ private:
             try {
                 *bytes = node.make();
                 return true;
-            } catch (...) { // the statuses of an entry have no word for it
+            } catch (...) { // there is no more specific status for it
                 return false;
             }
         }
@@ -201,7 +201,7 @@ private:
             return GetTypeStatus::Done;
         }
         CopyStatus Copy(Name const &, FolderEntry &, Name const &) override {
-            return CopyStatus::AccessDenied; // the target would be in here
+            return CopyStatus::AccessDenied; // the target would be in this file system
         }
         TimeStatus GetCreationTime(int * time) override { return GetModificationTime(time); }
         TimeStatus GetModificationTime(int * time) override {
@@ -244,7 +244,7 @@ private:
             node.name = name;
             SetTime(&node);
             folder->byName.insert(&node);
-        } catch (...) { // nothing is enumerated that is not found
+        } catch (...) { // entries that cannot be found must not be enumerated
             folder->below.pop_back();
             throw;
         }

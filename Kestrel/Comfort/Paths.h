@@ -17,20 +17,20 @@ inline Location operator/(Location const & parent, Name const & name) {
     return Location(parent, name);
 }
 
-/// A failure stays in the location, as everywhere.
+/// A failure remains in the location, as everywhere.
 inline Location & operator/=(Location & location, Name const & name) {
     return location = location / name;
 }
 
-/// What `relative` leads to from `base`. An invalid one makes the result invalid.
+/// The location of `relative` from `base`. An invalid one makes the result invalid.
 inline Location operator/(Location base, RelativeLocation const & relative) {
     if (base.AppendToLocal(relative) != NoError)
-        base = Location("://"); // which is no location
+        base = Location("://"); // which is not a location
     return base;
 }
 
-/// The folder that the location lies in. Error: a root has none; for a location that is not
-/// healthy, its status.
+/// The folder of the location. Error: a root has none; for a location that is not healthy, its
+/// status.
 inline Result<Location> GetParent(Location location) {
     MuErrCode const status = location.DeleteLastLocalName();
     return status == NoError ? Result<Location>(std::move(location))
@@ -54,7 +54,7 @@ inline Result<std::string> GetPath(Location const & location) {
 ///
 ///     for (IO::Name const & name : IO::Names(location))
 ///
-/// The location must outlive the range and stay as it is. Names of one that is not healthy: none.
+/// The location must outlive the range unchanged. If it is not healthy, there are no names.
 class Names {
 public:
     explicit Names(Location const & ofLocation) : location(&ofLocation) {}

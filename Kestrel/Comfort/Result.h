@@ -11,7 +11,7 @@
 
 namespace IO {
 
-/// A status as the standard library takes one: in conditions, in streams, beside std::errc.
+/// A status for use with the standard library: in conditions, in streams, beside std::errc.
 ///
 ///     if (IO::Status const made = folder.CreateFolder("new"); made == std::errc::file_exists)
 ///         std::cerr << made; // "target already exists"
@@ -41,21 +41,21 @@ private:
     MuErrCode code;
 };
 
-/// A value, or the status that says why there is none.
+/// A value, or the status that is the reason for its absence.
 ///
 ///     if (auto const size = IO::GetSize(location))
 ///         std::cout << *size;
 ///     else
 ///         std::cerr << size.GetError().message();
 ///
-/// GetValue throws std::system_error where there is none; * and -> do not check.
+/// GetValue throws std::system_error if there is none; * and -> do not check.
 template <typename T>
 class [[nodiscard]] Result {
 public:
     Result(T given) : value(std::move(given)) {}
     /// `status` must not be NoError.
     static Result Failure(MuErrCode status) { return Result(status, 0); }
-    /// The value that `query` writes through its argument, when it returns NoError.
+    /// The value that `query` writes through its argument, if it returns NoError.
     template <typename Query>
     static Result From(Query const & query) {
         T found{};
@@ -85,7 +85,7 @@ public:
     friend bool operator==(Result const & result, std::errc condition) {
         return result.GetError() == condition;
     }
-    /// The value, or else why there is none.
+    /// The value, or else the status.
     template <typename Traits>
     friend std::basic_ostream<char, Traits> & operator<<(std::basic_ostream<char, Traits> & out,
                                                          Result const & result) {

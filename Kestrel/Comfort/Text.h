@@ -12,11 +12,11 @@
 #include <string>
 #include <string_view>
 
-// Text for people, in UTF-8, to and from any channel. What OChannel's own operators take, they take.
+// UTF-8 text to and from any channel. Types for which OChannel has operators use those.
 
 namespace Mu {
 
-/// The bytes as they are. A failure stays in the channel's status.
+/// The bytes unchanged. A failure remains in the channel's status.
 inline OChannel & operator<<(OChannel & channel, std::string_view text) {
     while (!text.empty()) {
         std::string_view const part = text.substr(0, 0x40000000);
@@ -37,7 +37,7 @@ inline OChannel & operator<<(OChannel & channel, UniString const & text) {
     return channel;
 }
 
-/// A number that OChannel has no operator for, in decimal; false and true are 0 and 1.
+/// A number for which OChannel has no operator, in decimal; false and true are 0 and 1.
 template <std::integral Number>
 requires(!std::same_as<Number, char> && !std::same_as<Number, unsigned int>) OChannel &
 operator<<(OChannel & channel, Number number) {
@@ -51,8 +51,8 @@ operator<<(OChannel & channel, Number number) {
 namespace IO {
 
 /// The next value in the channel, as a stream of the standard library reads it: a number, or a
-/// std::string up to the next white space; white space in front is passed over. Error: there is
-/// something else; the channel's status where that is the reason.
+/// std::string up to the next white space; leading white space is skipped. Error: there is
+/// something else; if reading failed, the channel's status.
 template <typename T>
 Result<T> Extract(Mu::IChannel & channel) {
     IChannelStreamBuffer buffer(channel);
@@ -64,7 +64,7 @@ Result<T> Extract(Mu::IChannel & channel) {
     return Result<T>::Failure(status != NoError ? status : Error);
 }
 
-/// The bytes up to the next line break, which is taken too and left out. EOI: there are none.
+/// The bytes up to the next line break, which is read, too, and left out. EOI: there are none.
 inline Result<std::string> ReadLine(Mu::IChannel & channel) {
     IChannelStreamBuffer buffer(channel);
     std::istream stream(&buffer);
@@ -79,7 +79,7 @@ inline Result<std::string> ReadLine(Mu::IChannel & channel) {
 
 namespace Mu {
 
-/// As IO::Extract; what cannot be read is zero or empty.
+/// As IO::Extract; a value that cannot be read is zero or empty.
 template <typename T>
 requires std::is_arithmetic_v<T> || std::same_as<T, std::string> IChannel &
 operator>>(IChannel & channel, T & value) {
