@@ -1,6 +1,6 @@
-// The top floor: what the library keeps from the moment it is loaded until it is unloaded, made here
-// in its order and unmade in reverse. No other file of the library has a static whose making reaches
-// into another one.
+// The top floor: the objects that exist while the library is loaded, created here in order and
+// destroyed in reverse. No other file of the library has a static whose construction uses another
+// file's.
 
 #include <Kestrel/Library.h>
 
@@ -34,17 +34,17 @@ namespace {
 class Library {
 public:
     Library() {
-        StartLocalRoot(); // and with it the address tree and its lock
+        StartLocalRoot(); // also the address tree and its lock
         EnterClassRecords();
         StartFileSystem(); // its lock, validators, generated names, native file system, resolver
         Socket::StartSockets();
         FTM::StartFileType(); // its lock and the empty tables
-        StartReflection();    // the views of what stands above it here
+        StartReflection();    // the views of the floors above
         KeepBlocksToTheEnd();
     }
     ~Library() {
         if (Mu::Platform::MayAwaitThreads())
-            ServiceEnd();       // a host that forgot it may be inspected now
+            ServiceEnd();       // a host that forgot End may still be inspected
         Mu::logger.Terminate(); // while files can still be written
         if (Mu::Platform::AreOtherThreadsGone())
             return;
@@ -56,7 +56,7 @@ public:
     }
 
 private:
-    // Each enters itself in the list of them when it is first asked for.
+    // Each adds itself to their list when it is first requested.
     static void EnterClassRecords() {
         Mu::String::GetClassInfoStatic();
         Mu::UniString::GetClassInfoStatic();
@@ -69,26 +69,26 @@ private:
         IPC::ProcessInfo::GetClassInfoStatic();
         IPC::ApplicationInfo::GetClassInfoStatic();
     }
-    // What is made while this object is, is unmade behind it, so that the last lines of the log find
-    // the blocks that output buffers share.
+    // Objects created during this constructor are destroyed after this object, so that the last
+    // lines of the log can use the blocks shared by output buffers.
     static void KeepBlocksToTheEnd() { OutputBuffer().GetFreeSpace(); }
 } library;
 
 // Init and End.
 
-constinit Mu::LockCore initLock; // on the two
+constinit Mu::LockCore initLock; // for both
 constinit unsigned int initCount = 0;
 constinit bool isStarted = false;
 
-// In this order; End takes it back in reverse.
+// In this order; End undoes it in reverse.
 MuErrCode Start(bool reflection, Mu::UniString const & ident) {
-    Mu::Quietly(ReadSettings); // or as without the file
+    Mu::Quietly(ReadSettings); // continue as without the file
     try {
         Mu::Threading::Initialize();
     } catch (Mu::ThreadingException const &) {
         return Error;
     }
-    // Without a free port the process goes on uninspected.
+    // Without a free port the process runs without the service.
     if (reflection)
         static_cast<void>(ReflectionService::Initialize(ident));
     return NoError;
@@ -108,7 +108,7 @@ MuErrCode Init(bool reflection, Mu::UniString const & ident) {
 }
 
 void End() {
-    std::optional<ServiceEnd> service; // ended without the lock: a hook under way may begin a pair
+    std::optional<ServiceEnd> service; // ended outside the lock: a running hook may call Init
     {
         Mu::CoreGuard guard(initLock);
         if (initCount == 0 || --initCount > 0)

@@ -23,9 +23,9 @@ void BlankComments(char * text) {
     }
 }
 
-// The number in the brackets behind the key.
+// The number in the brackets after the key.
 // Kept: nothing is ever reported as found, so that a settings file changes nothing. Hosts have such
-// files, with values that never were in force.
+// files, with values that were never in effect.
 bool FindNumber(char const * text, char const * key, unsigned int * number) {
     char const * const found = CHSearchSubstring(key, text, -1, Mu::IgnoreCase, MuLogCharCode);
     char const * const open = found != nullptr ? std::strchr(found, '(') : nullptr;
@@ -66,7 +66,7 @@ void ReadSettings() {
         return;
     char * text = nullptr;
     unsigned int size = 0;
-    static_cast<void>(file.DirectInputAccess(MostSettings, &text, &size)); // the end comes sooner
+    static_cast<void>(file.DirectInputAccess(MostSettings, &text, &size)); // EOI: it is shorter
     if (text != nullptr)
         ApplySettings(text, std::min(size, MostSettings));
 }
