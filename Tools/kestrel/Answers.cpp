@@ -41,7 +41,7 @@ Json Explain(ApplicationList const & list) {
     return ExplainTable(list);
 }
 
-/// Reads the answer as one object. False: it is none, or bytes are left behind it.
+/// Reads the answer as one object. False: it is not one, or bytes are left after it.
 template <typename Value>
 bool ReadAll(std::string const & answer, Json * fields) {
     IO::MemoryIChannel in(answer.data(), static_cast<unsigned int>(answer.size()));
@@ -54,7 +54,7 @@ bool ReadAll(std::string const & answer, Json * fields) {
     return true;
 }
 
-// The layout as text: field names and types, one after another.
+// The layout as text: consecutive field names and types.
 struct Field {
     char const * name;
     char const * type;

@@ -21,7 +21,7 @@ IO::Location ToLocation(std::string const & argument);
 std::string ToText(IO::Location const & location);
 /// The same for a name.
 std::string ToText(IO::Name const & name);
-/// What is text of this kind already.
+/// Already text of this kind.
 inline std::string ToText(Mu::String const & text) {
     return std::string(std::string_view(text));
 }

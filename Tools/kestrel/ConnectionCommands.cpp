@@ -168,7 +168,7 @@ private:
     void EndReceiving() {
         try {
             connection->ShutdownInput();
-        } catch (IO::Socket::SocketException const &) { // it has ended already
+        } catch (IO::Socket::SocketException const &) { // it has already ended
         }
     }
 
@@ -213,8 +213,8 @@ void ShowThroughput(Exchange const & exchange, unsigned long long microseconds) 
     std::_Exit(result);
 }
 
-/// Runs both directions to their ends. At a terminal the exchange ends when the peer has gone,
-/// without an end of the input; a file or a pipe is sent to its end.
+/// Runs both directions to their ends. At a terminal the exchange ends when the peer has
+/// disconnected, without an end of the input; a file or a pipe is sent to its end.
 int Talk(SocketImpl::Reference const & connection) {
     MakeBinary();
     auto const exchange = std::make_shared<Exchange>(connection);

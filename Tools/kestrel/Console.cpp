@@ -49,7 +49,7 @@ std::string Quote(std::string const & text) {
     return quoted + '"';
 }
 
-// Text that already looks quoted is quoted, too, or it could pass for another.
+// Text that already looks quoted is quoted, too, or it could be taken for another.
 std::string Disarm(std::string const & text) {
     bool const isPlain = text.empty() || (text.front() != '"' && Escape(text) == text);
     return isPlain ? text : Quote(text);

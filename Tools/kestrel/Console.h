@@ -40,17 +40,18 @@ Output & Out();
 std::string Disarm(std::string const & text);
 /// In quotation marks, with escapes for control characters, `\` and `"`.
 std::string Quote(std::string const & text);
-/// Fills with spaces up to `width`, behind the text or before it.
+/// Pads with spaces up to `width`, after the text or before it.
 std::string PadRight(std::string text, std::size_t width);
-/// Prints rows in columns as wide as their widest cell. A row is one line whatever is in a cell.
+/// Prints rows in columns as wide as their widest cell. A row is one line, whatever its cells
+/// contain.
 void ShowTable(std::vector<std::vector<std::string>> rows);
 std::string PadLeft(std::string text, std::size_t width);
 
-/// Messages of the tool on standard error. Each message stays one line without terminal sequences,
-/// whatever the names and arguments in it hold.
+/// Messages of the tool on standard error. Each message remains one line without terminal
+/// sequences, whatever names and arguments it contains.
 ///
 /// A failure is one line: the command, the path as it was typed, and one cause, in the system's
-/// words where there are any. Verbose shows the lines of the library's log as well.
+/// words if there are any. Verbose also shows the lines of the library's log.
 class Console : public Mu::LogObserver {
 public:
     /// Verbose shows every line of the library's log. Otherwise warnings and errors are shown at

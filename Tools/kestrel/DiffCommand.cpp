@@ -24,7 +24,7 @@ using Values = std::map<std::string, std::string>;
 /// One side of the comparison: folders by their paths, and in each the things with their values.
 struct Side {
     std::map<std::string, std::map<std::string, Values>> folders;
-    unsigned long long gone = 0; // things that went while it was read
+    unsigned long long gone = 0; // things that disappeared while it was read
 };
 
 class SideReader {
@@ -66,7 +66,7 @@ public:
     }
 
 private:
-    // As long as the top can be read, entries that cannot have gone.
+    // While the top can be read, entries that cannot have disappeared.
     MuErrCode Forgive(MuErrCode status) {
         std::vector<InsideEntry> entries;
         if (ReadEntries(top, &entries) != IO::NoError)

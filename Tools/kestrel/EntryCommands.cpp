@@ -27,12 +27,12 @@ IO::DataSafety GetSafety(Options const & options) {
 struct Look {
     bool isThere = false;
     IO::EntryType type = IO::EntryType::File;
-    MuErrCode status = IO::NoError; ///< a failure: it could not be found out
+    MuErrCode status = IO::NoError; ///< a failure: the type could not be determined
 
     bool IsFolder() const { return isThere && type == IO::EntryType::Folder; }
 };
 
-// Logs nothing where no entry exists.
+// Logs nothing if no entry exists.
 Look LookAt(IO::Location const & location) {
     Look look;
     if (location.IsRoot() || location.GetLocalLength() <= 1) {

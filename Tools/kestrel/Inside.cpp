@@ -18,7 +18,7 @@ namespace {
 
 using VFS = IO::RemoteReflectionVFS;
 
-// A deeper tree is taken for one without end.
+// A deeper tree is considered endless.
 constexpr unsigned int DeepestFolder = VFS::DeepestLevel;
 
 // Whether it is a port, or a host and a port, and nothing else.
@@ -138,7 +138,7 @@ private:
         return status == IO::NoError ? IO::WriteAll(to, content) : Forgive(status);
     }
 
-    // As long as the process exists at all, entries that cannot be read have gone.
+    // While the process exists at all, entries that cannot be read have disappeared.
     MuErrCode Forgive(MuErrCode status) {
         std::vector<InsideEntry> entries;
         if (ReadEntries(top, &entries) != IO::NoError)

@@ -29,7 +29,7 @@ struct InsideTable {
 };
 
 InsideTable ParseTable(std::string const & text);
-/// The table of that folder; without columns where it has none.
+/// The table of that folder; without columns if it has none.
 MuErrCode ReadTable(IO::Location const & folder, InsideTable * table);
 
 struct InsideEntry {
@@ -38,13 +38,14 @@ struct InsideEntry {
 };
 /// The entries of a folder, except its table.
 MuErrCode ReadEntries(IO::Location const & folder, std::vector<InsideEntry> * entries);
-/// The content of a file. ErrFileNotFound, without a line in the log, if it has gone.
+/// The content of a file. ErrFileNotFound, without a line in the log, if it has disappeared.
 MuErrCode ReadContent(IO::Location const & file, std::string * content);
 
-/// One name for a thing wherever it is found and however it is spelt there; a folder ends in "/".
+/// One name for a thing, wherever it is found and however it is spelt there; a folder ends in "/".
 std::string ToInsideName(InsideEntry const & entry);
 
-/// Copies all below a folder into a new one. What goes away meanwhile is left out, and counted.
+/// Copies all below a folder into a new one. Entries that disappear meanwhile are left out, and
+/// counted.
 MuErrCode CopyInside(IO::Location const & from, IO::Location const & to, unsigned long long * gone);
 
 } // namespace Tool

@@ -39,7 +39,7 @@ unsigned int ToMilliseconds(Options const & options) {
 struct Process {
     unsigned short port = 0;
     Json target;         // null: there is none
-    std::string failure; // why, although a process listens there
+    std::string failure; // the cause, although a process listens there
 
     void Ask(unsigned int milliseconds) {
         try {
@@ -52,7 +52,7 @@ struct Process {
     }
 };
 
-// In parallel: some systems take seconds to find that nobody listens on a port.
+// In parallel: some systems take seconds to find that no process listens on a port.
 std::vector<Process> FindProcesses(unsigned int milliseconds) {
     using Service = IO::ReflectionService;
     std::vector<Process> processes(Service::LastPort - Service::FirstPort + 1);
@@ -137,7 +137,7 @@ public:
         }
         RelativeLocation const place(FromUtf8(options.target));
         if (place.GetStatus() != IO::NoError)
-            return 1; // has been logged
+            return 1; // already logged
         if (client.Connect(address.host.c_str(), address.port, ToMilliseconds(options)) !=
             IO::NoError)
             return Console::Fail(options.source + ": nobody answers");
@@ -147,7 +147,7 @@ public:
     }
 
 private:
-    // A deeper tree is taken for one without end.
+    // A deeper tree is considered endless.
     static constexpr unsigned int DeepestTree = 200;
     static constexpr unsigned int NamesOfARequest = 1000;
 

@@ -62,7 +62,7 @@ MuErrCode Walk(IO::Location const & place, unsigned int depth, Visit const & vis
         bool const isLast = &entry == &entries.back();
         if (visit(entry, depth, isLast) && entry.isFolder && depth < VFS::DeepestLevel)
             if (MuErrCode const status = Walk(IO::Location(place, entry.name), depth + 1, visit);
-                status != IO::NoError && status != IO::ErrFolderNotFound) // it has gone
+                status != IO::NoError && status != IO::ErrFolderNotFound) // it has disappeared
                 return status;
     }
     return IO::NoError;

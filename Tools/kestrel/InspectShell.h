@@ -18,7 +18,7 @@ public:
 
     /// Until the input ends.
     int Run();
-    /// One command with its arguments. The exit code of the process.
+    /// Executes one command with its arguments. Returns the exit code of the process.
     int Execute(std::string const & line);
 
 private:

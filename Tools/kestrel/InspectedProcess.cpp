@@ -70,7 +70,7 @@ void DoAtOnce(std::size_t count, Work const & work) {
     try {
         while (threads.size() + 1 < std::min(MostAtOnce, count))
             threads.emplace_back(run);
-    } catch (std::exception const &) { // fewer threads do as well
+    } catch (std::exception const &) { // fewer threads suffice
     }
     run();
     for (std::thread & thread : threads)
@@ -115,7 +115,7 @@ InspectedProcess::InspectedProcess(ProcessAddress address, unsigned int millisec
     : address(std::move(address)), milliseconds(milliseconds) {}
 
 // An earlier connection may belong to a process that has ended, while another one, or the same
-// program again, listens there now. A second connection finds that out.
+// program again, listens there now. A second connection finds out.
 template <typename Question>
 void InspectedProcess::Ask(Question const & question) {
     std::unique_ptr<IO::ReflectionClient> client;
@@ -250,7 +250,7 @@ Json InspectedProcess::GetContent(Json const & path) {
     std::string text = ToUtf8(content);
     bool const isWhole = text.size() <= LargestContent;
     if (!isWhole)
-        text.resize(LargestContent); // a character that is cut is replaced on the way
+        text.resize(LargestContent); // a truncated character is replaced later
     return {{"text", text}, {"whole", isWhole}};
 }
 

@@ -93,7 +93,7 @@ private:
 
     ProcessAddress const address;
     unsigned int const milliseconds;
-    std::mutex turn; // on what follows
+    std::mutex turn; // guards the following
     std::vector<std::unique_ptr<IO::ReflectionClient>> idle;
     std::deque<KeptLevel> kept; // the newest last
     unsigned int lastNumber = 0;

@@ -25,8 +25,8 @@ std::mutex turn; // guards the path, and is held by code that must not be interr
 std::filesystem::path halfMade;
 std::atomic<bool> isInterrupted = false;
 
-// Without the library, whose locks the interrupted command may hold. The command still runs, and
-// may add entries to a folder that is being deleted.
+// Without the library, whose locks the interrupted command may hold. The command is still running,
+// and may add entries to a folder that is being deleted.
 void TakeBack() {
     std::error_code failure;
     for (int attempt = 0; attempt < 100 && !halfMade.empty(); ++attempt) {

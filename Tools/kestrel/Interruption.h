@@ -6,12 +6,12 @@
 
 namespace Tool {
 
-// Ctrl-C, and the other ways to end a program from outside. What a command has half made is
-// deleted, and steps that must not stay half done are finished first.
+// Ctrl-C, and the other ways to end a program from outside. An incomplete result of a command is
+// deleted, and steps that must not be left incomplete are finished first.
 //
-// On Linux a thread of its own waits for the signals, deletes what is half made and ends the
+// On Linux a separate thread waits for the signals, deletes the incomplete result and ends the
 // process by the signal. On Windows, where only the command itself can delete a file that it has
-// open, the command is asked to end: it checks IsInterrupted between two pieces.
+// open, the command ends itself: it checks IsInterrupted between two pieces.
 
 /// Starts for the rest of the process; to be called before there is a second thread.
 void WatchInterruptions();
@@ -19,7 +19,7 @@ void WatchInterruptions();
 /// Whether the command is to end as if its work had failed.
 bool IsInterrupted();
 
-/// As long as it lives, the location is what a command makes, and is deleted if the command is
+/// For its lifetime, the location is that of a command's result, which is deleted if the command is
 /// interrupted. Does nothing if an entry existed there before.
 class HalfMade {
 public:
@@ -29,7 +29,7 @@ public:
     HalfMade & operator=(HalfMade const &) = delete;
 };
 
-/// Delays interruptions as long as it lives.
+/// Delays interruptions for its lifetime.
 class Uninterrupted {
 public:
     Uninterrupted();

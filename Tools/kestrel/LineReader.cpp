@@ -40,11 +40,11 @@ std::string GetCommonStart(std::vector<std::string> const & texts) {
 
 #if defined(KESTREL_LINE_EDITOR)
 
-// The editor turns Ctrl-C into an end of the line by itself, so that no signal ends the process
-// while the editor has changed the terminal's mode.
+// The editor itself turns Ctrl-C into an end of the line, so that no signal ends the process while
+// the editor has changed the terminal's mode.
 namespace {
 
-// In the user's state folder; "" where that neither exists nor can be created.
+// In the user's state folder; "" if that neither exists nor can be created.
 std::string GetHistoryFile() {
     auto const get = [](char const * name) {
         char const * const value = std::getenv(name);

@@ -7,8 +7,8 @@
 
 namespace Tool {
 
-/// Reads lines of a user. On a terminal, and where a line editor is built in, with completion by
-/// the tab key and a history that is kept between sessions in a file of the user's state folder, if
+/// Reads lines of a user. On a terminal, and if a line editor is built in, with completion by the
+/// tab key and a history that is kept between sessions in a file of the user's state folder, if
 /// possible.
 class LineReader {
 public:
@@ -20,12 +20,12 @@ public:
     LineReader(LineReader const &) = delete;
     LineReader & operator=(LineReader const &) = delete;
 
-    /// False at the end of the input. The prompt must not hold terminal sequences.
+    /// False at the end of the input. The prompt must not contain terminal sequences.
     bool Read(std::string const & prompt, std::string * line);
 
     /// Whether standard input is a terminal.
     static bool IsTerminal();
-    /// Waits for input. True: there is some; false: the time is up.
+    /// Waits for input. True: there is some; false: timeout.
     static bool WaitForInput(double seconds);
 
 private:

@@ -17,7 +17,7 @@ struct LinkTarget {
     }
 };
 
-/// Logs nothing, as a broken link is no failure.
+/// Logs nothing, since a broken link is no failure.
 LinkTarget GetLinkTarget(IO::Location const & link);
 
 } // namespace Tool

@@ -132,11 +132,11 @@ private:
     std::map<std::string, std::string> colours;
 };
 
-/// What the enumeration knows about an entry.
+/// The data of an entry that the enumeration has.
 struct Found {
     IO::Name name;
     bool isFolder = false;
-    bool isPlainFile = false; // length and time are known; otherwise nothing is
+    bool isPlainFile = false; // length and time are set; otherwise neither is
     bool isDevice = false;
     unsigned long long size = 0;
     int modified = 0;

@@ -22,7 +22,7 @@ namespace {
 constexpr double Pause = 0.2; // seconds between two checks of growing files
 constexpr std::size_t LinesAtFirst = 10;
 
-/// "2026-03-01T09:30:00.123+01:00 WARNING IO/File 3 text", as the library writes it.
+/// "2026-03-01T09:30:00.123+01:00 WARNING IO/File 3 text", as written by the library.
 struct LogLine {
     std::string whole;
     std::string file;
@@ -138,7 +138,7 @@ public:
     }
 
     int Run() {
-        // Of existing lines a follower wants to see the last ones.
+        // A follower gets only the last ones of the existing lines.
         int result = 0;
         bool isListed = ReadOn(options.follow, &result);
         for (LogLine const & line : last)

@@ -261,7 +261,7 @@ private:
         if (IsWanted(*GetParent(), name, text, type))
             Out() << LeftOut::Join(leftOut.GetPath(), text) << "\n";
     }
-    // What the enumeration knows for sure needs no query.
+    // An entry whose data the enumeration has needs no query.
     bool EntryFound(IO::Name const & name, bool isFolder) override {
         leftOut.Meet(*GetParent(), name, isFolder);
         if (isFolder || !GetParent()->GetFoundFile(name, nullptr, nullptr))
@@ -309,7 +309,7 @@ int Tail(Options const & options, Console & console) {
     return ShowEach(options, console, TailOne);
 }
 
-// 1 for different ones, 2 for a failure, as scripts expect.
+// 1 if they differ, 2 for a failure, as scripts expect.
 int Compare(Options const & options, Console & console) {
     IO::File a(ToLocation(options.source));
     IO::File b(ToLocation(options.target));

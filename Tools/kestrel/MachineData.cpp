@@ -31,7 +31,7 @@ std::string ToRequest(char const * command, unsigned int const * socket = nullpt
                        request.GetDataSize());
 }
 
-// The lengths of its queues, to be read and to be sent. Null: it was closed meanwhile.
+// The lengths of its queues for reading and sending. Null: it was closed meanwhile.
 Json CountQueues(Json const & details) {
     if (details.is_null())
         return details;

@@ -17,7 +17,7 @@ namespace Tool {
 ///
 /// Memory:  the result, and an offset for each log file.
 /// Threads: any. Services are queried on a thread of its own, as their pool requires.
-/// Failure: what cannot be read is left out, or the result holds the cause.
+/// Failure: data that cannot be read is left out, or the result contains the cause.
 class MachineData {
 public:
     /// With an empty folder there are no log lines.
@@ -41,7 +41,7 @@ private:
     Json ReadConnections();
 
     std::string const logFolder;
-    std::mutex turn;                                   // guards what follows
+    std::mutex turn;                                   // guards the following
     std::deque<std::pair<unsigned int, Ends>> cursors; // the newest last
     unsigned int lastCursor = 0;
     std::deque<std::function<void()>> questions;

@@ -22,7 +22,7 @@ std::string ToNumbers(InternetAddress const & address) {
     return ToText(address.GetHostAddress());
 }
 
-// Windows reports 0.0.0.0 where there is none.
+// Windows reports 0.0.0.0 if there is none.
 std::vector<std::string> GetGateways(NetworkInterface const & interface) {
     std::vector<std::string> gateways;
     for (InternetAddress const & gateway : interface.GetGatewayAddresses())
@@ -35,7 +35,7 @@ std::string GetHardware(NetworkInterface const & interface) {
     return ToUtf8(interface.GetHardwareAddress().ToString(':'));
 }
 
-// The table. The rows of one interface are one below the other, so that it stays narrow.
+// The table. The rows of an interface are below each other, so that it is narrow.
 
 constexpr std::size_t ColumnCount = 6;
 using Row = std::array<std::string, ColumnCount>;
@@ -140,7 +140,7 @@ std::vector<std::string> FindName(std::string const & text) {
     InternetAddress address = InternetAddress::GetByAddress(
         Mu::String(text.data(), static_cast<unsigned int>(text.size())));
     std::string const name = ToText(address.GetHostName());
-    if (name == ToNumbers(address)) // what stands for no name
+    if (name == ToNumbers(address)) // an address without a name
         return {};
     return {name};
 }

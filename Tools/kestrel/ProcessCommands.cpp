@@ -22,8 +22,8 @@ using IO::IPC::ApplicationList;
 using IO::IPC::ProcessInfo;
 using IO::IPC::ServerInfo;
 
-// Most processes have no file, and need not be asked behind a lock. What cannot be looked for is
-// asked, and says why.
+// Most processes have no file, and need not be queried under a lock. If the file cannot be looked
+// up, the query reports the reason.
 bool MayHaveServers(IO::Process::Descriptor const & process) {
     IO::Location file = IO::IPC::Setup::Instance().GetDataFolderLocation();
     bool isThere = true;
@@ -74,7 +74,7 @@ std::vector<Listed> ReadProcesses(bool all, int * result) {
     return list;
 }
 
-/// The applications that have run here; reports why they cannot be listed.
+/// The applications that have run here; reports the reason if they cannot be listed.
 bool ReadApplications(ApplicationList & list, Console & console) {
     IO::Location file = IO::IPC::Setup::Instance().GetDataFolderLocation();
     bool isThere = true;

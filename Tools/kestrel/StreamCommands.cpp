@@ -28,7 +28,7 @@ int FailWriting(Options const & options, Console & console, MuErrCode written) {
     return IsStandard(options.target) ? 1 : console.Finish(written, options.target);
 }
 
-// After a whole input was read; an intact one ends with EOI.
+// After the whole input was read; an intact one ends with EOI.
 int FinishBoth(Options const & options, Console & console, MuErrCode written, MuErrCode read) {
     if (written != IO::NoError)
         return FailWriting(options, console, written);
@@ -125,9 +125,9 @@ bool IsFarFromItsEnd(Source & source) {
     return source.GetChannel().GetAvailable(&rest) == IO::NoError && rest > 20ull * PieceSize;
 }
 
-// Reads single bytes near the end, or where its position is unknown, and does not read ahead, so
-// that garbage at the end of a truncated stream is left out: the status of the truncation comes
-// together with the last good byte.
+// Near the end, or if its position is unknown, reads single bytes and does not read ahead, so that
+// garbage at the end of a truncated stream is left out: the status of the truncation is returned
+// with the last good byte.
 MuErrCode PumpDeciphered(IO::CodeIChannel & code, Source & source, Target & target,
                          Progress & progress, MuErrCode * read) {
     std::vector<char> piece(PieceSize);
@@ -153,8 +153,8 @@ int DecryptAll(Source & source, Target & target, std::string const & key, Option
         if (written != IO::NoError)
             return FailWriting(options, console, written);
         if (read == IO::EOI) {
-            // The cipher ends alike for a whole source, a truncated one and one that cannot be
-            // read.
+            // The cipher ends in the same way for a complete source, a truncated one and one that
+            // cannot be read.
             MuErrCode const below = source.GetChannel().GetInputStatus();
             if (below == IO::EOI)
                 damage.Report("is cut off", source.GetPosition());
@@ -170,8 +170,8 @@ int DecryptAll(Source & source, Target & target, std::string const & key, Option
     }
 }
 
-// Checks the end of the file: the last record is filled up with zeros, which another key does not
-// produce. Nothing is known about standard input, truncated or longer data, and a full record.
+// Checks the end of the file: the last record is padded with zeros, which another key does not
+// produce. Cannot decide for standard input, truncated or longer data, and a full record.
 bool IsKeyWrong(Source & source, std::string const & key) {
     constexpr unsigned int recordSize = 19;
     constexpr unsigned int dataSize = 16;

@@ -90,7 +90,7 @@ Target::~Target() {
         IO::fileSystem.Delete(location, IO::DataSafety::KeepProtected,
                               IO::AccessDeniedTreatment::RetryAlways);
     } catch (Mu::OutOfMemoryException const &) {
-        // Half of it stays; the command has failed already, and reports that.
+        // Half of it is left; the command has already failed, and reports that.
     }
 }
 

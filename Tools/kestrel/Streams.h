@@ -35,8 +35,8 @@ private:
 };
 
 /// The target of bytes: a file, or standard output for "-" or nothing. An existing file is refused
-/// with ErrTargetExists, unless forced. A new file is deleted again unless it is kept; what existed
-/// before, a device for instance, never is.
+/// with ErrTargetExists, unless forced. A new file is deleted again unless it is kept; an entry
+/// that existed before, such as a device, never is.
 class Target {
 public:
     Target(std::string const & path, bool force);
@@ -44,7 +44,7 @@ public:
 
     MuErrCode GetStatus() const { return status; }
     Mu::OChannel & GetChannel();
-    /// Closes, and keeps what was written.
+    /// Closes the target, and keeps the data.
     MuErrCode Keep();
 
 private:
@@ -54,7 +54,7 @@ private:
     std::optional<IO::File> file;
     std::optional<IO::StreamOChannel> standard;
     MuErrCode status = IO::NoError;
-    bool isMade = false; // created by us, so deleted unless it is kept
+    bool isMade = false; // created here, so deleted unless it is kept
 };
 
 /// A line on the terminal that shows the progress of long work; nothing without a terminal.
@@ -68,9 +68,9 @@ public:
     void Clear();
     unsigned long long GetCount() const { return count; }
 
-    /// Shows a given line instead of the present one.
+    /// Shows a given line instead of the current one.
     static void Show(std::string const & line);
-    /// Removes the present line, to make room for output of another kind.
+    /// Removes the current line, to make room for output of another kind.
     static void Hide();
 
 private:
@@ -81,7 +81,7 @@ private:
     unsigned long long next;
 };
 
-/// Moves what is available in `in`, up to the size of `piece`. Returns the status of writing.
+/// Moves the bytes available in `in`, up to the size of `piece`. Returns the status of writing.
 MuErrCode MovePiece(Mu::IChannel & in, Mu::OChannel & out, std::vector<char> & piece,
                     Progress & progress, MuErrCode * readStatus);
 

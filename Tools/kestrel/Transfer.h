@@ -16,7 +16,7 @@ public:
     Watch(char const * verb, Console & console);
     ~Watch() override;
 
-    /// Sets what is worked on next: its location, and the path as the user typed it.
+    /// Sets the current root: its location, and the path as the user typed it.
     void SetRoot(IO::Location const & root, std::string const & path);
     /// Adds the bytes below a location to the total.
     void AddTotal(IO::Location const & location);
@@ -46,10 +46,11 @@ private:
 
 /// "1.2 GiB".
 std::string ToSizeText(unsigned long long size);
-/// The cause of a failure, in the words of the system where there are any. `line` is a line of the
+/// The cause of a failure, in the words of the system if there are any. `line` is a line of the
 /// library's log or its part about the system, and may be empty.
 std::string GetCause(MuErrCode status, std::string const & line);
-/// Asks on the terminal, or wherever standard input comes from. True if the answer begins with y or Y.
+/// Asks on the terminal, or wherever standard input comes from. True if the answer begins with y or
+/// Y.
 bool Confirm(std::string const & question);
 
 } // namespace Tool

@@ -75,7 +75,7 @@ struct Trees {
     Json json = Json::array();
 };
 
-// Shows what could be read, whatever failed on the way.
+// Shows the entries that could be read, whatever failed.
 bool ReadOne(std::string const & path, Options const & options, TreeReader::Sizes sizes,
              TreeReader::Keep keep, int depth, Console & console, TreeNode * node, Trees * trees) {
     node->type = IO::EntryType::Link; // until its type is known
@@ -132,7 +132,7 @@ int Tree(Options const & options, Console & console) {
         } else
             DrawRoot(path, node);
     }
-    if (options.json) // JSON has escapes of its own, which end no line
+    if (options.json) // JSON has its own escapes, which end no line
         ShowJson(trees.json);
     else
         Out() << "\n" << Describe(trees.counts) << ", " << ToSizeText(trees.size) << "\n";

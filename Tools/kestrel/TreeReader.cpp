@@ -24,7 +24,7 @@ void LeftOut::Meet(IO::Folder const & in, IO::Name const & met, bool isFolder) {
         name = met;
 }
 
-// An entry whose type is known by now was created again, and counts as gone, too.
+// An entry whose type can be queried now was created again, and also counts as gone.
 void LeftOut::Close(IO::Folder const & in) {
     IO::EntryType type;
     if (!std::exchange(isOpen, false))
@@ -78,7 +78,7 @@ bool TreeReader::EntryFound(IO::Name const & name, bool isFolder) {
     return true;
 }
 
-// What the enumeration knows for sure needs no query.
+// An entry whose data the enumeration has needs no query.
 bool TreeReader::TakeKnown(IO::Name const & name) {
     unsigned long long size = 0;
     if (!GetParent()->GetFoundFile(name, sizes == Sizes::Lengths ? &size : nullptr, nullptr))
@@ -90,7 +90,7 @@ bool TreeReader::TakeKnown(IO::Name const & name) {
         size = CountOnce(use);
     if (keep != Keep::All)
         ++counts.of[static_cast<unsigned int>(IO::EntryType::File)];
-    scratch.type = IO::EntryType::File; // the current entry is no link
+    scratch.type = IO::EntryType::File; // the current entry is not a link
     Take(name, asked, size, keep == Keep::All ? &Add(name, IO::EntryType::File) : &scratch);
     return true;
 }
@@ -120,7 +120,7 @@ bool TreeReader::IsLastALink(IO::Name const & name) const {
     return keep == Keep::Nothing ? isThis(scratch) : !found.empty() && isThis(found.back());
 }
 
-// 0 for what was counted under another name.
+// 0 if it was already counted under another name.
 unsigned long long TreeReader::CountOnce(IO::DiskUse const & use, bool isFolder) {
     bool const mayComeAgain = use.isOnDisk && (follow || (use.names > 1 && !isFolder));
     return mayComeAgain && !counts.onDisk.emplace(use.volume, use.id).second ? 0 : use.bytes;

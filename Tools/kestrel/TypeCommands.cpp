@@ -47,7 +47,7 @@ private:
                                    : console.Finish(status, folder);
     }
 
-    // The first that exists of where the desktops of this platform look.
+    // The first existing one of the folders that the desktops of this platform search.
     int LoadOwn() {
 #if !defined(_WIN32)
         char const * const given = std::getenv("XDG_DATA_DIRS");
@@ -64,7 +64,7 @@ private:
         return 0;
     }
 
-    // Logs nothing, as most of the folders have none.
+    // Logs nothing, since most of the folders have none.
     [[maybe_unused]] static bool HasCatalogue(std::string const & folder) {
         return IO::File(ToLocation(folder + "/globs2"), IO::File::OnNotFound::FailQuietly)
                    .GetStatus() == IO::NoError;
@@ -90,7 +90,7 @@ std::string GetMime(FTM::TypeID id) {
     return type.GetMime(0);
 }
 
-/// "Bitmap File (image/bmp)", or one of the two when the other is missing.
+/// "Bitmap File (image/bmp)", or one of the two if the other is missing.
 std::string Describe(FTM::TypeID id) {
     FTM::FileType type;
     std::string const mime = GetMime(id);
@@ -105,7 +105,7 @@ std::string DescribeAnswer(FTM::GeneralID answer) {
     return answer.IsGroup() ? "one of " + GetName(answer) : Describe(answer);
 }
 
-/// Collects the evidence as JSON, from which the text is made, too.
+/// Collects the evidence as JSON, from which the text is also generated.
 class Evidence : public FTM::IdentificationObserver {
 public:
     Evidence() {
@@ -180,8 +180,8 @@ class Teller {
 public:
     Teller(Options const & options, Console & console) : options(options), console(console) {}
 
-    /// 1, after the library's own line, when the file could not be read: its type may be more
-    /// special than the one shown.
+    /// 1, after the library's own line, if the file could not be read: its type may be more special
+    /// than the one shown.
     int Tell(std::string const & name, IO::Location const & location) {
         Evidence evidence;
         FTM::GeneralID const answer =

@@ -127,7 +127,7 @@ void ReplaceOnce(std::string & text, std::string const & part, std::string const
         text.replace(at, part.size(), by);
 }
 
-// Inside a script element of the page nothing ends the element.
+// The data must not end the script element of the page.
 std::string ToScriptData(Json const & data) {
     std::string text;
     for (char const c : data.dump(-1, ' ', false, Json::error_handler_t::replace))

@@ -49,8 +49,8 @@ private:
 /// The command line as CLI11 parses it, and the chosen command.
 class Interface {
 public:
-    /// Sets up the command `first` and related ones, or all where there is none of that name:
-    /// describing a hundred options takes longer than many a command.
+    /// Sets up the command `first` and related ones, or all if there is none of that name:
+    /// describing a hundred options takes longer than many commands.
     explicit Interface(std::string const & first)
         : app("Files and folders by portable paths, native paths and URLs; and the network.",
               "kestrel") {
@@ -154,10 +154,10 @@ private:
     static constexpr unsigned int MostLogFileMB = 8;
     static constexpr unsigned int MostLogFiles = 1000;
 
-    // Before the console listens: an existing folder is nothing to warn of.
+    // Before the console listens: an existing folder is no reason for a warning.
     bool StartLog(std::optional<IO::FileLogOutput> & log) const {
         IO::Location location = Tool::ToLocation(logFolder);
-        // In a folder below, as old logs there are deleted, and those of others must not be.
+        // In a folder below, since old logs there are deleted, and those of others must not be.
         static_cast<void>(IO::fileSystem.CreateFolder(location));
         location.AppendToLocal("kestrel.logs");
         log.emplace(location, MostLogMB, MostLogFileMB, MostLogFiles);

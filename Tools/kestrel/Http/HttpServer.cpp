@@ -1,6 +1,6 @@
 #include "HttpServer.h"
 
-#include <utility> // which the next one forgets
+#include <utility> // which the next one lacks
 
 #include <boost/asio.hpp>
 #include <boost/beast/core.hpp>
@@ -74,7 +74,7 @@ struct HttpServer::State {
     Handler const handler;
     Limits const limits;
     unsigned int sessionCount = 0;
-    bool isAccepting = false; // from the start to the end of one; never again when that is the end
+    bool isAccepting = false; // from the start to the end of an accept, and after the last
     asio::io_context io{1};
     asio::thread_pool handlers;
     Tcp::acceptor acceptor;
@@ -82,7 +82,7 @@ struct HttpServer::State {
     std::string const name;
 };
 
-// One connection. It lives as long as one of its operations is under way.
+// One connection. It exists while one of its operations is in progress.
 class HttpServer::State::Session : public std::enable_shared_from_this<Session> {
 public:
     Session(State & state, Tcp::socket socket) : state(state), stream(std::move(socket)) {
@@ -113,12 +113,13 @@ private:
             error.category() == http::make_error_code(http::error::bad_version).category())
             return Reply(Refuse(http::status::bad_request), true);
         if (error)
-            return; // gone, or too slow
+            return; // disconnected, or too slow
         if (std::optional<HttpReply> const refusal = GetRefusal())
             return Reply(*refusal, !parser->get().keep_alive());
         std::string target(parser->get().target().substr(state.name.size() + 2));
-        stream.expires_never(); // the handler has a limit of its own
-        // A session ends on the thread of Run, which counts them: the handler's passes it on.
+        stream.expires_never(); // the handler has its own limit
+        // A session ends on the thread of Run, which counts them: the handler's thread posts back
+        // to it.
         asio::post(state.handlers,
                    [self = shared_from_this(), target = std::move(target)]() mutable {
                        HttpReply reply;
@@ -174,7 +175,7 @@ private:
                           });
     }
 
-    // Closing with something unread would take the reply away from the client.
+    // Closing with unread data would make the client lose the reply.
     void Drain() {
         buffer.clear();
         stream.async_read_some(buffer.prepare(LargestPiece),
@@ -194,7 +195,7 @@ private:
     http::response<http::string_body> response;
 };
 
-// As long as there is room: one that ends calls this again.
+// While there is room: a session that ends calls this again.
 void HttpServer::State::Accept() {
     if (isAccepting || sessionCount >= limits.connections || !acceptor.is_open())
         return;
@@ -207,7 +208,7 @@ void HttpServer::State::Accept() {
             std::make_shared<Session>(*this, std::move(socket))->Read();
             return Accept();
         }
-        pause.expires_after(std::chrono::milliseconds(100)); // no descriptor is free, for instance
+        pause.expires_after(std::chrono::milliseconds(100)); // for instance, no descriptor is free
         pause.async_wait([this](Error) { Accept(); });
     });
 }
@@ -220,7 +221,7 @@ HttpServer::HttpServer(unsigned short port, Handler handler, Limits const & limi
 
 HttpServer::~HttpServer() {
     state->handlers.join();
-    state->isAccepting = true; // sessions that end with the rest ask for no further one
+    state->isAccepting = true; // sessions that end during the destruction start no further accept
 }
 
 unsigned short HttpServer::GetPort() const {

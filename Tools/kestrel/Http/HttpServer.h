@@ -6,26 +6,26 @@
 
 namespace Tool {
 
-/// What a handler says to a request.
+/// The reply of a handler to a request.
 struct HttpReply {
     unsigned int status = 200;
     std::string type = "application/json";
     std::string body;
 };
 
-/// Serves one browser's pages to the user who started the tool, and to nobody else as far as that
-/// can be had without passwords.
+/// Serves pages to the browser of the user who started the tool, and to no other user as far as
+/// that is possible without passwords.
 ///
-/// It listens on 127.0.0.1 alone. Every address begins with a drawn name, which stands in the URL
-/// that the tool prints, so that other users of the machine, who can connect, do not get at anything.
-/// A request whose Host is not this machine with the port is refused: a page of elsewhere whose name
-/// was made to lead to 127.0.0.1 (DNS rebinding) has its own name there. Only GET is understood, no
-/// body, no range. What is served may run scripts and styles of this server alone, and be framed or
-/// read by no other page.
+/// It listens on 127.0.0.1 only. Every address begins with a random name, which is in the URL that
+/// the tool prints, so that other users of the machine, who can connect, cannot access anything. A
+/// request whose Host is not this machine with the port is refused: a page from elsewhere whose
+/// name was made to resolve to 127.0.0.1 (DNS rebinding) has its own name there. Only GET is
+/// supported, no body, no range. Served pages may run only scripts and styles of this server, and
+/// may not be framed or read by other pages.
 ///
 /// Memory:  in proportion to the limits, whatever clients send.
-/// Threads: Run is the one that talks to clients. Handlers run on `HandlerThreads` others, so that a
-///          slow one does not hold up the page.
+/// Threads: Run communicates with clients. Handlers run on `HandlerThreads` others, so that a slow
+///          one does not block the page.
 /// Failure: std::system_error from the constructor. Afterwards none: a failed connection ends. An
 ///          exception of a handler is status 500.
 class HttpServer {
@@ -36,13 +36,13 @@ public:
         unsigned int connections = 64;   ///< further ones wait until one has ended
         unsigned int headerSize = 16384; ///< bytes
         unsigned int targetLength = 8192;
-        double requestSeconds = 10; ///< from the first byte that is waited for to the last
+        double requestSeconds = 10; ///< from the first byte awaited to the last
         double replySeconds = 60;
     };
-    /// Gets what stands behind the drawn name, with the query: "" or "a/b?c=d".
+    /// Receives the part after the random name, with the query: "" or "a/b?c=d".
     using Handler = std::function<HttpReply(std::string const & target)>;
 
-    /// Begins to listen. Port 0: the system chooses.
+    /// Starts to listen. Port 0: the system chooses.
     HttpServer(unsigned short port, Handler handler);
     HttpServer(unsigned short port, Handler handler, Limits const & limits);
     ~HttpServer();
@@ -50,7 +50,7 @@ public:
     HttpServer & operator=(HttpServer const &) = delete;
 
     unsigned short GetPort() const;
-    /// With the drawn name, and a slash at its end.
+    /// With the random name, and a slash at its end.
     std::string GetUrl() const;
     /// Serves until Stop.
     void Run();
