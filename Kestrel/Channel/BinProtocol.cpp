@@ -17,7 +17,7 @@ static_assert(sizeof(Mu::Guid) == 16, "an identifier travels as it lies in memor
 
 BinIProtocol::~BinIProtocol() = default;
 
-// Kept: the status stays as it is, also for an identifier that was cut.
+// Kept: the status is returned unchanged, even for a truncated identifier.
 MuErrCode BinIProtocol::Read(Mu::IChannel & channel, Mu::Guid & value) {
     return channel.ReadBin(reinterpret_cast<char *>(&value), sizeof value, nullptr);
 }
@@ -47,9 +47,9 @@ MuErrCode BinOProtocol::Write(Mu::OChannel & channel, char const * text) {
     unsigned int length = 0;
     if (text == nullptr || !Wire::MeasureText(text, &length))
         return Error;
-    // A failure sticks, and the next write meets it.
+    // A failure sticks and is returned by the next write.
     if (&channel.GetOutputProtocol() == &binOProtocol)
-        (void)Wire::WriteValue<order>(channel, length); // what it comes to, without the detour
+        (void)Wire::WriteValue<order>(channel, length); // the same without the virtual call
     else
         (void)channel.Write(length);
     return channel.WriteBin(text, length, nullptr);

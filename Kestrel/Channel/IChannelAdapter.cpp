@@ -2,7 +2,7 @@
 
 namespace IO {
 
-/// One operation on the buffer: nothing is read in line while it lasts.
+/// The scope of one operation on the buffer: nothing is read in line meanwhile.
 class IChannelAdapter::Turn {
 public:
     explicit Turn(IChannelAdapter & channel) : channel(channel) {

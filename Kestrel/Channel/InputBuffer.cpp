@@ -6,7 +6,7 @@
 
 namespace IO {
 
-// Hosts that are not optimised take the addresses.
+// Hosts compiled without optimisation take the addresses.
 constexpr unsigned int InputBuffer::DefaultBufferSize;
 constexpr unsigned int InputBuffer::MinBufferSize;
 constexpr unsigned int InputBuffer::MaxInitialBufferSize;
@@ -29,7 +29,7 @@ InputBuffer::InputBuffer(BinInput * input, unsigned int bufferSize, unsigned int
                             MaxInitialBufferSize)),
       maxBufferSize(std::max(maxBufferSize != 0 ? maxBufferSize : 0xFFFFFFFFu, this->bufferSize)),
       binInput(input != nullptr ? input : &nullInput),
-      // Written so that a ratio that is no number becomes 0.0.
+      // Written so that a NaN becomes 0.0.
       reservedRatio(reservedRatio > 0.0 ? std::min(reservedRatio, 1.0) : 0.0) {
     ComputeReadBlockLength();
 }
@@ -53,15 +53,15 @@ char * InputBuffer::AllocateBuffer(unsigned int size) {
     return block;
 }
 
-// A shortage is not tried again before the status is reset.
+// After a failed allocation, none is attempted until the status is reset.
 char * InputBuffer::GetBuffer() {
     if (buffer == nullptr && status != ErrMemoryFull)
         buffer = AllocateBuffer(bufferSize);
     return buffer;
 }
 
-// Grows by exactly what one operation lacks, without doubling: a ring that had to grow once is no
-// reason to hold twice as much for the life of the channel.
+// Grows by exactly what one operation lacks, without doubling: a single growth is no reason to hold
+// twice as much for the lifetime of the channel.
 bool InputBuffer::ReallocBuffer(unsigned long long newSize) {
     if (newSize > maxBufferSize) {
         status = Error;
@@ -80,7 +80,7 @@ bool InputBuffer::ReallocBuffer(unsigned long long newSize) {
     return true;
 }
 
-// The only place that calls the source, and the rule on deferred failures.
+// The only place that calls the source and defers its failures.
 unsigned int InputBuffer::ReadData(char * destination, unsigned int minimum, unsigned int maximum) {
     if (status != NoError)
         return 0;
@@ -90,7 +90,7 @@ unsigned int InputBuffer::ReadData(char * destination, unsigned int minimum, uns
     }
     unsigned int read = 0;
     MuErrCode const result = binInput->InternalRead(destination, maximum, &read);
-    read = std::min(read, maximum); // a source of a host's is not trusted with our indices
+    read = std::min(read, maximum); // a host's source may report more
     if (result != NoError) {
         pendingStatus = result;
         if (read < minimum)
@@ -99,7 +99,7 @@ unsigned int InputBuffer::ReadData(char * destination, unsigned int minimum, uns
     return read;
 }
 
-// Makes the ring hold `count` bytes more. Counts in 64 bits, so that what callers add up cannot
+// Reads until the ring holds `count` more bytes. Counts in 64 bits, so that sums of callers cannot
 // wrap: more than a ring can hold ends as Error in ReallocBuffer.
 bool InputBuffer::ReadDataToBuffer(unsigned long long count) {
     if (GetBuffer() == nullptr)
@@ -141,7 +141,7 @@ unsigned int InputBuffer::GetRest(char * destination, unsigned int count) {
     return given + more;
 }
 
-// Sets what `start` is to be once the bytes are consumed.
+// Returns the value of `start` for when the bytes are consumed.
 unsigned int InputBuffer::CopyDataFromBuffer(char * destination, unsigned int count) const {
     unsigned int const tail = bufferSize - start;
     if (count < tail) {
@@ -158,7 +158,7 @@ void InputBuffer::MoveDataFromBuffer(char * destination, unsigned int count) {
     dataSize -= count;
 }
 
-// The ways that are no few bytes in one piece.
+// The cases other than a few contiguous bytes.
 MuErrCode InputBuffer::GetMany(char * destination, unsigned int count, unsigned int * read) {
     if (count <= dataSize) {
         MoveDataFromBuffer(destination, count);
@@ -171,7 +171,7 @@ MuErrCode InputBuffer::GetMany(char * destination, unsigned int count, unsigned 
 
 MuErrCode InputBuffer::Copy(char * destination, unsigned int count, unsigned int * copied) {
     if (count > dataSize)
-        ReadDataToBuffer(count - dataSize); // what is there afterwards is given, whatever happened
+        ReadDataToBuffer(count - dataSize); // what is then buffered is copied in any case
     *copied = std::min(count, dataSize);
     CopyDataFromBuffer(destination, *copied);
     return status;
@@ -192,7 +192,7 @@ MuErrCode InputBuffer::PushBack(char const * source, unsigned int count) {
     if (GetBuffer() == nullptr)
         return status;
     if (status == EOI)
-        status = NoError; // the pending one stays and shows up again behind the pushed bytes
+        status = NoError; // the pending one remains, and is reported again after the pushed bytes
     if (!MakeRoom(count))
         return status;
     start = Before(start, count);
@@ -250,7 +250,7 @@ MuErrCode InputBuffer::DirectAccess(unsigned int size, char ** data, unsigned in
         if (status != EOI)
             return status;
         if (size == 0)
-            status = NoError; // who named no size takes what there is
+            status = NoError; // without a size, whatever is buffered will do
     }
     unsigned int const there = std::min(wanted, dataSize);
     if (there <= bufferSize - start || Compact())

@@ -49,7 +49,7 @@ void MemoryIChannel::ResetSource() {
 }
 
 MuErrCode MemoryIChannel::GetInputPosition(unsigned long long * result) const {
-    // Bytes put back in front of the start leave the position there.
+    // Bytes pushed back before the start leave the position at 0.
     *result = position - std::min(position, GetDataSizeInInputBuffer());
     return NoError;
 }

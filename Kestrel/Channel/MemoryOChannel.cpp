@@ -7,7 +7,7 @@
 
 namespace IO {
 
-// Hosts that are not optimised take the addresses.
+// Hosts compiled without optimisation take the addresses.
 constexpr unsigned int MemoryOChannel::DefaultInitialSize;
 constexpr unsigned int MemoryOChannel::NoLimit;
 
@@ -61,7 +61,7 @@ void MemoryOChannel::FreeDestination() {
 }
 
 MuErrCode MemoryOChannel::SetDestination(unsigned int initialSize, unsigned int limit) {
-    (void)Flush(); // the status is that of the earlier block and goes with it
+    (void)Flush(); // the status belongs to the earlier block and is discarded with it
     FreeDestination();
     MuErrCode const status = Init(initialSize, limit);
     ResetOutputBuffer();
@@ -118,7 +118,7 @@ MuErrCode MemoryOChannel::InternalWrite(char const * source, unsigned int count,
     *written = 0;
     if (destination == nullptr)
         return ErrMemoryFull;
-    // SetDataSize may have passed the limit.
+    // SetDataSize may have exceeded the limit.
     unsigned int const part = std::min(count, maxSize - std::min(writtenSize, maxSize));
     if (part > 0) {
         if (writtenSize + part > capacity && !Grow(writtenSize + part))
@@ -134,7 +134,7 @@ MuErrCode MemoryOChannel::InternalWrite(char const * source, unsigned int count,
 // needed.
 bool MemoryOChannel::Grow(unsigned int needed) {
     unsigned int const size = std::min(std::max(needed, capacity * 2), maxSize);
-    unsigned int const held = std::min(writtenSize, capacity); // SetDataSize may have passed it
+    unsigned int const held = std::min(writtenSize, capacity); // SetDataSize may have exceeded it
     char * const block = ResizeDestination(size, held);
     if (block == nullptr) {
         FreeDestination();
@@ -147,7 +147,7 @@ bool MemoryOChannel::Grow(unsigned int needed) {
     return true;
 }
 
-// An own block may grow where it lies, which spares a large one the copy.
+// An owned block may be enlarged in place, which saves copying a large one.
 char * MemoryOChannel::ResizeDestination(unsigned int size, unsigned int held) {
     if (ownsDestination)
         return static_cast<char *>(Mu::ReallocateOperator(destination, size));

@@ -2,7 +2,7 @@
 
 namespace IO {
 
-/// One operation on the buffer: nothing is written in line while it lasts.
+/// The scope of one operation on the buffer: nothing is written in line meanwhile.
 class OChannelAdapter::Turn {
 public:
     explicit Turn(OChannelAdapter & channel) : channel(channel) {

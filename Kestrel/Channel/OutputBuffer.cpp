@@ -6,15 +6,15 @@
 
 namespace IO {
 
-// Hosts that are not optimised take the addresses.
+// Hosts compiled without optimisation take the addresses.
 constexpr unsigned int OutputBuffer::DefaultBlockSize;
 
 namespace {
 
 constinit OutputBuffer::BinOutput nullOutput;
 
-// Short-lived channels are made in large numbers, so the blocks that nearly all of them use are
-// kept for the next one. May throw, when it is made here or has none to give.
+// Short-lived channels are created in large numbers, so the blocks that nearly all of them use are
+// kept for reuse. Creating the cache may throw, as may its Allocate.
 Mu::CachedAllocator & BlockCache() {
     static Mu::CachedAllocator cache(10, OutputBuffer::DefaultBlockSize);
     return cache;
@@ -53,7 +53,7 @@ OutputBuffer::~OutputBuffer() {
     DeleteBuffer();
 }
 
-// In the block, but more than is stored in line.
+// Data that fits into the block, but is too long to be stored in line.
 MuErrCode OutputBuffer::PutMany(char const * source, unsigned int count) {
     std::memcpy(writePtr, source, count);
     writePtr += count;
@@ -74,7 +74,7 @@ MuErrCode OutputBuffer::PutRest(char const * source, unsigned int count) {
 
 void OutputBuffer::PutAtTheEnd(char const * source, unsigned int count) {
     if (count > GetFreeSpace() && marks.IsEmpty()) {
-        (void)Flush(); // a failure sticks, and what comes next does nothing then
+        (void)Flush(); // a failure sticks, and the rest does nothing then
         if (count > GetFreeSpace()) {
             WriteData(source, count);
             return;
@@ -100,7 +100,7 @@ void OutputBuffer::CopyToBuffer(char const * source, unsigned int count) {
 }
 
 // Kept: stepping into the last block while rewound opens it to its full end and not to the end of
-// the data. Only the slow way of Put looks whether an overwriting stays inside.
+// the data. Only the slow path of Put checks whether an overwrite stays inside.
 bool OutputBuffer::StepToNextBlock() {
     if (currentBlock + 1 == GetBlockCount() && !AppendBlock())
         return false;
@@ -110,7 +110,7 @@ bool OutputBuffer::StepToNextBlock() {
     return true;
 }
 
-// Positions have 32 bits, so a chain that they cannot address is as good as no memory.
+// Positions have 32 bits, so a chain beyond them counts as out of memory.
 bool OutputBuffer::AppendBlock() {
     unsigned long long const size = (GetBlockCount() + 1ull) * blockSize;
     char * block = size <= 0xFFFFFFFFu ? AllocateBlock(blockSize) : nullptr;
@@ -162,8 +162,8 @@ void OutputBuffer::FreeBlocksFrom(unsigned int first) {
     }
 }
 
-// Kept: all of `count` is added, whatever the sink says it took. The number is the position of
-// the writer in its stream, not what arrived.
+// Kept: all of `count` is added, whatever the sink reports as written. The number is the position
+// of the writer in its stream, not what arrived.
 void OutputBuffer::WriteData(char const * source, unsigned int count) {
     if (status != NoError || count == 0)
         return;
@@ -217,14 +217,14 @@ MuErrCode OutputBuffer::PopMark() {
         return status;
     }
     unsigned int const last = GetBlockCount() - 1;
-    // The very end of the last block is no place in a block behind it.
+    // The end of the last block is not the start of a block behind it.
     currentBlock = std::min(position / blockSize, last);
     writePtr = blocks[currentBlock] + (position - currentBlock * blockSize);
     blockEnd = currentBlock == last ? endPtr : blocks[currentBlock] + blockSize;
     return status;
 }
 
-// 0 also for a write position that ran past the end of the data.
+// 0 also for a write position past the end of the data.
 unsigned int OutputBuffer::GetOffset() const {
     if (!rewound || !bufferingEnabled)
         return 0;
@@ -286,7 +286,7 @@ unsigned int OutputBuffer::GetFreeSpace() {
 void OutputBuffer::ClearContent() {
     marks.Clear(true);
     if (blocks.IsEmpty())
-        rewound = false; // PopMark without a block; there is nothing to drop and none to take
+        rewound = false; // set by a PopMark without blocks; there is nothing to drop
     else
         ReinitializeBuffer();
 }

@@ -34,7 +34,7 @@ BinPlatformOProtocol * FindOProtocol(Mu::PlatformSign sign) {
     return nullptr;
 }
 
-// The platform of a protocol: the standard one, one of a platform, or any other.
+// The platform of a protocol: HostSign for the standard one; Error for one of no platform.
 template <typename Platform, typename Protocol>
 MuErrCode GetProtocolPlatform(Protocol & protocol, Protocol & standard, Mu::PlatformSign * sign) {
     *sign = HostSign;

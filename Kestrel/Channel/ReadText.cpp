@@ -21,7 +21,7 @@ MuErrCode ReadBytes(Mu::IChannel & channel, char * text, unsigned int * length) 
     unsigned int read = 0;
     MuErrCode status = channel.ReadBin(text, *length, &read);
     if (status == NoError && read < *length)
-        status = EOI; // a source that gave up without saying why
+        status = EOI; // the source stopped without a status
     if (status != NoError) {
         *length = 0;
         status = Mu::IChannel::ConvertObjectReadError(status);

@@ -12,7 +12,7 @@ SubIChannel::SubIChannel(Mu::IChannel * source, unsigned int length)
 SubIChannel::~SubIChannel() = default;
 
 MuErrCode SubIChannel::GetInputPosition(unsigned long long * position) const {
-    // Bytes put back in front of the start leave the position there.
+    // Bytes pushed back before the start leave the position at 0.
     *position = consumed - std::min(consumed, GetDataSizeInInputBuffer());
     return NoError;
 }
@@ -27,9 +27,9 @@ void SubIChannel::SetDefaultInputProtocol() {
     SetInputProtocol(sourceChannel->GetInputProtocol());
 }
 
-// Kept: the bytes asked for are reported as read and counted as consumed, whatever arrived. A
-// window that its source cannot fill is as long as declared, and the status says that its tail is
-// void: zeros, and nothing that lay in memory.
+// Kept: all requested bytes are reported as read and counted as consumed, however many arrived. A
+// window that its source cannot fill is as long as declared, and the status shows that its tail is
+// invalid: zeros, not earlier content of the memory.
 MuErrCode SubIChannel::InternalRead(char * destination, unsigned int count, unsigned int * read) {
     unsigned int const part = std::min(count, dataLength - consumed);
     *read = part;

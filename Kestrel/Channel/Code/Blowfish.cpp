@@ -45,7 +45,7 @@ void ForEachBlock(void * data, unsigned int size, Cipher cipher) {
 void Blowfish::Reset() {
     std::copy_n(blowfishTables, std::size(P), P);
     std::copy_n(blowfishTables + std::size(P), 4 * 256, &S[0][0]);
-    // Of an object that goes, too: the compiler must not conclude that nobody looks any more.
+    // Also for an object being destroyed: the compiler must not remove these stores as dead.
     std::atomic_signal_fence(std::memory_order_seq_cst);
 }
 
@@ -88,7 +88,7 @@ inline unsigned int Blowfish::F(unsigned int x) const {
     return ((S[0][x & 255] + S[1][(x >> 8) & 255]) ^ S[2][(x >> 16) & 255]) + S[3][x >> 24];
 }
 
-// Two rounds a step, so that the halves need no exchange.
+// Two rounds per step, so that the halves need not be swapped.
 inline void Blowfish::Encipher(unsigned int & left, unsigned int & right) const {
     unsigned int l = left;
     unsigned int r = right;

@@ -9,7 +9,7 @@
 
 namespace IO {
 
-/// What stands behind a CodeIChannel.
+/// The implementation of a CodeIChannel.
 class CodeIChannel::CodeIChannelImp final : public InputBuffer::BinInput {
 public:
     CodeIChannelImp(Mu::IChannel & source, void const * key, unsigned int length)
@@ -40,8 +40,8 @@ private:
     Mu::IChannel * sourceChannel; // not owned
     unsigned long long totalOutput = 0;
     std::unique_ptr<Blowfish> cipher;
-    // The count is of the plain bytes not yet read, which stand at the front. A broken stream may
-    // announce up to 255 of them; the room behind the record is for those, and stays zero.
+    // The count is that of the plain bytes not yet read, which are at the front. A damaged stream
+    // may specify up to 255 of them; the room behind the record is for those, and remains zero.
     struct : CodeRecord {
         char beyond[255 - DataSize];
         char * GetPlain() { return GetBytes() + 3; }
@@ -49,9 +49,9 @@ private:
     MuErrCode codeError = NoError;
 };
 
-// Reads one record ahead, so that the end shows together with the last bytes. Kept: the status of
-// fetching counts only when the request is filled. At the end of a source that was cut, the record
-// stays as it was, is deciphered once more and handed out.
+// Reads one record ahead, so that the end is reported together with the last bytes. Kept: the
+// status of fetching counts only when the request is filled. At the end of a truncated source, the
+// record is unchanged, is deciphered once more and returned.
 MuErrCode CodeIChannel::CodeIChannelImp::Fill(char * destination, unsigned int count,
                                               unsigned int * read) {
     MuErrCode status = NoError;
@@ -96,7 +96,7 @@ bool CodeIChannel::CodeIChannelImp::FetchRecord(MuErrCode * status) {
 MuErrCode CodeIChannel::CodeIChannelImp::FindNextBlock() {
     CodeRecord found;
     for (;;) {
-        found = {}; // half a marker and the rest of the bytes before it are none
+        found = {}; // a single byte at the end must not form a marker with an earlier one
         MuErrCode const status = sourceChannel->ReadBin(found.marker, 2, nullptr);
         if (found.HasMarker())
             break;
@@ -123,7 +123,7 @@ CodeIChannel::~CodeIChannel() {
 }
 
 MuErrCode CodeIChannel::GetInputPosition(unsigned long long * position) const {
-    // Bytes put back in front of the start leave the position there.
+    // Bytes pushed back before the start leave the position at 0.
     unsigned long long const total = imp->GetTotalOutput();
     *position = total - std::min<unsigned long long>(total, GetDataSizeInInputBuffer());
     return NoError;

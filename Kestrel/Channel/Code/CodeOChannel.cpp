@@ -11,7 +11,7 @@
 
 namespace IO {
 
-/// What stands behind a CodeOChannel.
+/// The implementation of a CodeOChannel.
 class CodeOChannel::CodeOChannelImp final : public OutputBuffer::BinOutput {
 public:
     CodeOChannelImp(Mu::OChannel & destination, void const * key, unsigned int length)
@@ -28,7 +28,7 @@ public:
                             unsigned int * written) override {
         *written = 0;
         MuErrCode status = NoError;
-        // Kept: a record that fails does not stop the others, and the last one's status counts.
+        // Kept: a failed record does not stop the following ones, and the last one's status counts.
         while (*written < count) {
             unsigned int const piece = std::min(count - *written, CodeRecord::DataSize);
             status = WritePlain(source + *written, piece);

@@ -9,7 +9,7 @@ namespace IO {
 /// The sign of this library's own form.
 inline constexpr Mu::PlatformSign HostSign = Mu::WindowsSign;
 
-/// IVChars for any length; its own is a signed count.
+/// IVChars for any length; its own count is signed.
 inline void Recode(Mu::PlatformSign origin, char * text, unsigned int length,
                    Mu::PlatformSign destination) {
     while (length > 0) {

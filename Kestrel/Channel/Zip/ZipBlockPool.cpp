@@ -55,8 +55,8 @@ ZipBlockPool::~ZipBlockPool() {
         Mu_free(block);
 }
 
-// The writer holds no block here, so all of them come back, and it can wait for many: being woken
-// for each would cost it more than filling them.
+// The writer holds no block here, so all of them will be returned, and it can wait for many: being
+// woken for each would cost it more than filling them.
 ZipBlock ZipBlockPool::TakeFree() {
     if (free.IsEmpty() && storage.GetSize() < MaxBlocks)
         AddBlock();
@@ -74,7 +74,7 @@ void ZipBlockPool::AddBlock() {
             Mu_free(block);
         }
     }
-    // With any block under way, one will come back; with none, the writer would wait for ever.
+    // Blocks in use will be returned; without any block, the writer would wait forever.
     if (storage.IsEmpty())
         throw Mu::OutOfMemoryException("Out of memory.", __FILE__, __LINE__, Mu::NoCauseException);
 }

@@ -20,8 +20,8 @@ ZipIChannel::~ZipIChannel() {
 }
 
 MuErrCode ZipIChannel::GetInputPosition(unsigned long long * position) const {
-    // Bytes put back in front of the start leave the position there, as do those of a piece that
-    // ended in a break, which the total does not count.
+    // 0 while the total is less than what is buffered: it does not count bytes pushed back before
+    // the start, nor those of a read that failed.
     unsigned long long const total = imp->GetTotalOutput();
     *position = total - std::min<unsigned long long>(total, GetDataSizeInInputBuffer());
     return NoError;

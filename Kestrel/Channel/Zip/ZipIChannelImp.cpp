@@ -38,24 +38,24 @@ MuErrCode ZipIChannel::ZipIChannelImp::InternalRead(char * destination, unsigned
         if (result == Z_DATA_ERROR)
             zipError = ZipDataError;
         if (result != Z_OK)
-            return InputFailure; // Z_BUF_ERROR among them: the source is at its end, the stream not
+            return InputFailure; // also Z_BUF_ERROR: the source is at its end, the stream is not
     }
     totalOutput += *read;
     return NoError;
 }
 
-// Takes from the source what zlib takes, and not a byte of what follows the stream.
+// Consumes what zlib uses, and no byte of what follows the stream.
 int ZipIChannel::ZipIChannelImp::InflateFrom(char * data, unsigned int available) {
     stream.next_in = reinterpret_cast<Bytef *>(data);
     stream.avail_in = available;
     int const result = inflate(&stream, Z_SYNC_FLUSH);
     rest = stream.avail_in;
-    stream.avail_in = 0; // the rest stays with the source, and may move there
+    stream.avail_in = 0; // the rest remains in the source, which may move it
     sourceChannel->Skip(available - rest, nullptr);
     return result;
 }
 
-// What the last look at the source left of what it offered, wherever it lies by now.
+// Makes the unused rest of what the source last offered the input, wherever it is by now.
 void ZipIChannel::ZipIChannelImp::LookAtRest() {
     char * data = nullptr;
     unsigned int available = 0;

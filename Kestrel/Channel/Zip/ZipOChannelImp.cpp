@@ -9,8 +9,8 @@ namespace IO {
 
 namespace {
 
-/// Input belongs to the caller and may be gone after the call. What a destination that failed or
-/// threw left of it is dropped, and the stream goes on behind it if the destination recovers.
+/// Input belongs to the caller and may not exist after the call. The rest of it is dropped when the
+/// destination failed or threw, and the stream continues behind it if the destination recovers.
 class InputDropper {
 public:
     explicit InputDropper(z_stream & stream) : stream(stream) {}
@@ -54,7 +54,7 @@ ZipOChannel::ZipOChannelImp::ZipOChannelImp(Mu::OChannel & destination,
     }
 }
 
-// The first block is taken before the thread runs, so that a shortage leaves nothing to stop.
+// The first block is taken before the thread starts, so that its failure leaves no thread to stop.
 void ZipOChannel::ZipOChannelImp::StartWorker() {
     pool.reset(new ZipBlockPool);
     currentBlock = pool->TakeFree();
@@ -65,7 +65,7 @@ void ZipOChannel::ZipOChannelImp::StartWorker() {
                                      Mu::NoCauseException);
 }
 
-// zlib frees what it has whatever the stream went through; it has nothing after a failed start.
+// zlib frees what it holds in any state of the stream; after a failed deflateInit that is nothing.
 ZipOChannel::ZipOChannelImp::~ZipOChannelImp() {
     deflateEnd(&stream);
 }
@@ -83,14 +83,14 @@ MuErrCode ZipOChannel::ZipOChannelImp::InternalWrite(char const * source, unsign
     if (autoFullFlushLimit != 0) {
         bytesSinceFullFlush += count;
         if (bytesSinceFullFlush > autoFullFlushLimit)
-            ImpFullFlush(); // a failure shows at the next write
+            ImpFullFlush(); // a failure is reported by the next write
     }
     return status;
 }
 
-// Kept: the count is taken as signed, so a write of 2 GiB or more copies nothing and is reported as
-// written all the same. A single write of that size gets here, as one that is larger than a block of
-// the output buffer goes by it.
+// Kept: the count is taken as signed, so a write of 2 GiB or more copies nothing, but is reported
+// as written. A single write of that size arrives here, as those larger than a block bypass the
+// output buffer.
 void ZipOChannel::ZipOChannelImp::CopyToBlocks(char const * source, unsigned int count) {
     for (int left = static_cast<int>(count); left > 0;) {
         unsigned int const room = currentBlock.capacity - currentBlock.used;
@@ -127,7 +127,7 @@ void ZipOChannel::ZipOChannelImp::Close() {
         Finish();
 }
 
-// A failure of the compressor or the destination ends the worker without a word; see ZipOChannel.
+// A failure of the compressor or the destination ends the worker silently; see ZipOChannel.
 void ZipOChannel::ZipOChannelImp::RunWorker() {
     for (;;) {
         ZipBlock const block = pool->filled.Pop();
@@ -183,7 +183,8 @@ MuErrCode ZipOChannel::ZipOChannelImp::DeflateFlush(int flush) {
         if (DrainOutput() != NoError)
             return Error;
     }
-    // A full flush with nothing since the last one is Z_BUF_ERROR, and the compressor goes on.
+    // A full flush without data since the last one returns Z_BUF_ERROR, and the compressor
+    // continues.
     if (flush != Z_FINISH)
         return result == Z_OK ? NoError : Error;
     return DrainOutput() == NoError && result == Z_STREAM_END ? NoError : Error;

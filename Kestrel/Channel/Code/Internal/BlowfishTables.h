@@ -2,8 +2,8 @@
 
 namespace IO {
 
-// The fraction of pi in hexadecimal digits, eight to a word: first the 18 words of P, then the four
-// boxes of 256 words.
+// The fractional part of pi in hexadecimal digits, eight to a word: first the 18 words of P, then
+// the four boxes of 256 words.
 inline constexpr unsigned int blowfishTables[] = {
     0x243F6A88, 0x85A308D3, 0x13198A2E, 0x03707344, 0xA4093822, 0x299F31D0, 0x082EFA98, 0xEC4E6C89,
     0x452821E6, 0x38D01377, 0xBE5466CF, 0x34E90C6C, 0xC0AC29B7, 0xC97C50DD, 0x3F84D5B5, 0xB5470917,

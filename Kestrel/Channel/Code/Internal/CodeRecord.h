@@ -2,8 +2,8 @@
 
 namespace IO {
 
-/// One record of a code stream as it stands on the wire: the marker, the number of plain bytes, and
-/// two blocks. The record that ends a stream is all zero.
+/// One record of a code stream in its wire form: the marker, the number of plain bytes, and two
+/// blocks. The record that ends a stream is all zero.
 struct CodeRecord {
     static constexpr unsigned int DataSize = 16;
     static constexpr unsigned int WireSize = 19;

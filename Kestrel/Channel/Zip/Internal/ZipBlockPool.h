@@ -30,8 +30,8 @@ public:
     ZipBlockQueue & operator=(ZipBlockQueue const &) = delete;
 
     void Push(ZipBlock const & block);
-    /// If it is empty, waits until there are `atLeast` blocks: who waits for many is woken only
-    /// once.
+    /// If it is empty, waits until there are `atLeast` blocks: a thread that waits for many is
+    /// woken only once.
     ZipBlock Pop(unsigned int atLeast = 1);
     bool IsEmpty();
 

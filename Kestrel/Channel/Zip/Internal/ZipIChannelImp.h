@@ -31,7 +31,7 @@ private:
     bool initialized = true;
     Mu::IChannel * sourceChannel; // not owned
     unsigned long long totalOutput = 0;
-    unsigned int rest = 0; // bytes offered by the source last that zlib has not used
+    unsigned int rest = 0; // of those that the source offered last, unused by zlib
 };
 
 } // namespace IO
