@@ -24,7 +24,7 @@ constexpr char const * Extension = "log";
 constexpr unsigned int MegabyteShift = 20;
 constexpr unsigned int MostAttempts = 100;
 
-// The series that the process has begun.
+// The number of series that the process has begun.
 constinit std::atomic<unsigned int> seriesCount = 0;
 
 /// A file that the clean-up found.
@@ -36,7 +36,7 @@ struct LogFile {
 
 using LogFiles = Mu::PagedArray<LogFile>;
 
-// A file that cannot be read stays, and does not count.
+// A file that cannot be queried is kept, and does not count.
 bool Collect(Folder const & folder, Name const & name, bool isFolder, void * data) {
     if (isFolder || name.GetExtension() != Extension)
         return true;
@@ -66,7 +66,7 @@ Mu::Array<LogFile const *> SortByAge(LogFiles const & files) {
     return sorted;
 }
 
-// Null for what has no such path.
+// Null for a location without a path that fits.
 char const * GetPath(Location const & location, CString<256> * path) {
     if (location.IsEmpty() || location.ToPath(path) != NoError || !path->IsValid())
         return nullptr;
@@ -82,9 +82,9 @@ FileLogOutput::FileLogOutput(Location const & folder, unsigned int maxFolderSize
     SetBinOutput(*this);
     if (Mu::IsNull(folder))
         return;
-    Mu::Quietly([&] { // or a clean-up the less
+    Mu::Quietly([&] { // an exception costs one clean-up
         logFolder = folder;
-        static_cast<void>(fileSystem.CreateFolder(logFolder)); // mostly it is there already
+        static_cast<void>(fileSystem.CreateFolder(logFolder)); // usually it exists already
         EnsureLogSize();
     });
     Open();
@@ -112,16 +112,16 @@ void FileLogOutput::EnsureLogSize() {
     for (LogFile const * file : SortByAge(files)) {
         if (total <= limit && left <= maxFileCount)
             return;
-        // One that stays, as it is in use or protected, is passed over: younger ones go instead of
-        // none.
+        // A failed deletion, as of a file in use or protected, does not end the loop: younger ones
+        // are still deleted.
         static_cast<void>(folder.Delete(file->name, DataSafety::KeepProtected));
         total -= file->size;
         --left;
     }
 }
 
-// A host that unloads the library and loads it again has the count start anew, and within a second
-// it can come to a name which holds the lines of before.
+// When a host unloads and reloads the library, the count starts anew, and within the same second it
+// can lead to a name that already holds earlier lines.
 void FileLogOutput::NameSeries() {
     for (unsigned int attempt = 0; attempt < MostAttempts; ++attempt) {
         unsigned int const series = seriesCount.fetch_add(1, std::memory_order_relaxed) + 1;
@@ -129,7 +129,7 @@ void FileLogOutput::NameSeries() {
                                          series, Mu::Process::GetCurrentProcessId());
         File const first(Location(logFolder, GetLogFileName(1)), File::OnNotFound::FailQuietly);
         if (first.GetStatus() == ErrMemoryFull) {
-            baseName.Clear(); // it may be there
+            baseName.Clear(); // the file may exist
             Mu::ThrowOutOfMemory();
         }
         if (first.GetStatus() != NoError)
@@ -153,14 +153,14 @@ Name FileLogOutput::GetNewLogFileName() {
 
 void FileLogOutput::Open() {
     logFileSize = 0;
-    Mu::Quietly([this] { // or without a file, or with one that no reporter knows
+    Mu::Quietly([this] { // an exception leaves no file, or one unknown to the bug reporter
         logFile = MakeNextFile();
         if (logFile != nullptr)
             SetLastLogFilesAtBugRep();
     });
 }
 
-// Null: it cannot be had.
+// Null: the file could not be opened.
 File * FileLogOutput::MakeNextFile() {
     Location const location(logFolder, GetNewLogFileName());
     std::unique_ptr<File> file(new File(location, File::OnNotFound::Create));
@@ -193,16 +193,16 @@ MuErrCode FileLogOutput::InternalWrite(char const * source, unsigned int count,
 bool FileLogOutput::StartNewBlock() {
     if (logFile == nullptr || logFileSize <= maxFileSizeMB << MegabyteShift)
         return false;
-    FlushLog(); // who brings the log to safety later no longer reaches this file
+    FlushLog(); // later calls no longer reach this file
     Close();
     Open();
     return true;
 }
 
-// Does it quietly, and keeps the first failure.
+// Runs it without letting exceptions out, and keeps the first failure.
 template <typename Operation>
 void FileLogOutput::Keep(Operation const & operation) {
-    MuErrCode status = Error; // what is thrown is one, too
+    MuErrCode status = Error; // an exception counts as one, too
     Mu::Quietly([&] { status = operation(); });
     if (flushStatus == NoError)
         flushStatus = status;
