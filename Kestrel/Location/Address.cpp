@@ -10,7 +10,7 @@
 
 namespace IO {
 
-// Hosts that are not optimised take the addresses.
+// Hosts compiled without optimisation take the addresses.
 constexpr unsigned int Address::NoNode;
 
 using Turn = AddressTree::Turn;
@@ -19,7 +19,7 @@ static Mu::ConstSubstring KeyOf(Name const & name) {
     return {name.ToString().GetUnits(), Mu::CountUnits(name.ToString().GetUnits())};
 }
 
-// What the node of an address becomes after a change.
+// The status of an address with this node.
 static MuErrCode StatusOf(unsigned int node) {
     return node == Address::NoNode ? ErrMemoryFull : NoError;
 }
@@ -69,7 +69,7 @@ Address & Address::operator=(Address && other) noexcept {
     return *this;
 }
 
-// A hold that cannot be given back, because the lock fails, is lost: its nodes stay.
+// A hold that cannot be released, because the lock fails, is lost: its nodes remain.
 void Address::Release() noexcept {
     unsigned int const old = std::exchange(node, NoNode);
     if (AddressTree::DropCopy(old))
@@ -108,13 +108,13 @@ bool Address::IsEmpty() const {
     return GetLength() == 0;
 }
 
-// What an index argument means for an address of that length.
+// The index that an argument denotes in an address of that length.
 struct LastIndex {};
 static unsigned int Resolve(unsigned int index, unsigned int) {
     return index;
 }
 static unsigned int Resolve(LastIndex, unsigned int length) {
-    return length - 1; // no index at all, when there is no name
+    return length - 1; // not a valid index when there is no name
 }
 
 // Calls the operation with the tree, the index and the node of the name there.
@@ -258,7 +258,7 @@ bool Address::AreSameNames(unsigned int a, unsigned int b) {
     return Turn()->IsSamePath(a, b);
 }
 
-// Letter by letter. Needs no memory.
+// Compares letter by letter. Needs no memory.
 bool Address::IsOneName(char16_t const * name) const {
     if (GetLength() != 1)
         return false;

@@ -33,7 +33,7 @@ MuErrCode Address::Write(Mu::OChannel & channel, unsigned int tailCount) const {
     });
 }
 
-// A number, and so many names.
+// The number of names, then the names.
 MuErrCode Address::WriteNames(Mu::OChannel & channel, unsigned int from, unsigned int count) const {
     MuErrCode status = channel.Write(count);
     Name name;
@@ -65,7 +65,7 @@ MuErrCode Address::Read(Mu::IChannel & channel) {
     return ReadHead(channel);
 }
 
-// The number comes from outside; reading ends with the first name that is not there.
+// The number is untrusted; reading ends at the first name that is missing.
 MuErrCode Address::ReadNames(Mu::IChannel & channel, unsigned int count) {
     MuErrCode status = NoError;
     Name name;
@@ -77,7 +77,7 @@ MuErrCode Address::ReadNames(Mu::IChannel & channel, unsigned int count) {
     return status;
 }
 
-// The names that stand in front of those that were read already.
+// The names in front of those already read.
 MuErrCode Address::ReadHead(Mu::IChannel & channel) {
     unsigned int count = 0;
     MuErrCode status = channel.Read(count);

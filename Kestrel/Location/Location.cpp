@@ -37,7 +37,7 @@ Location::Location(Location && other) noexcept
 
 Location::Location(Location const & parent, Name const & name) : Location(parent) {
     if (!Mu::IsNull(name))
-        (void)AppendToLocal(name); // a failure stays in the address
+        (void)AppendToLocal(name); // a failure remains in the address
 }
 
 Location::Location(Mu::UniString const & text) : Location() {
@@ -134,7 +134,7 @@ bool Location::IsValid() const {
     return GetStatus() == NoError && IsLegal();
 }
 
-// Never destroyed: hosts may keep what the getters return for as long as a static location lives.
+// Never destroyed: hosts may keep what the getters return for the lifetime of a static location.
 static Mu::UniString const & NoText() {
     alignas(Mu::UniString) static unsigned char place[sizeof(Mu::UniString)];
     static Mu::UniString const * const text = new (place) Mu::UniString;
@@ -215,7 +215,7 @@ void Location::SetContent(unsigned short const * networkNames, unsigned short co
                           NetworkModel model) {
     if (networkNames == nullptr || localNames == nullptr)
         return;
-    // Failures stay in the addresses. Mostly the machine is none, and was none before.
+    // Failures remain in the addresses. Usually the network address is empty, and was before.
     if (*networkNames != 0 || !HasAddresses() || !Lend(network)->IsEmpty())
         (void)Lend(network)->Set(networkNames);
     (void)Lend(local)->Set(localNames);
@@ -224,8 +224,8 @@ void Location::SetContent(unsigned short const * networkNames, unsigned short co
     legality = NotAsked;
 }
 
-// The one location that is there before any host's code and after it. Its place is known at once,
-// so that a reference to it can be.
+// The one location that exists before any host's code and after it. Its address is a constant, so
+// that the reference to it is one, too.
 
 namespace {
 

@@ -16,7 +16,7 @@ bool AreHealthy(Location const & first, Location const & second) {
     return first.GetStatus() == NoError && !Mu::IsNull(second) && second.GetStatus() == NoError;
 }
 
-// The "." and ".." that a relative location begins with, and how many of them are "..".
+// The number of leading "." and ".." in a relative location, and how many of them are "..".
 struct LeadingDots {
     unsigned int count = 0;
     unsigned int ups = 0;
@@ -38,7 +38,7 @@ MuErrCode CountLeadingDots(RelativeLocation const & relative, LeadingDots & dots
 
 } // namespace
 
-// Mostly there is none.
+// Usually neither location has a user name.
 bool Location::IsSameUser(Location const & other) const {
     return (extra == nullptr && other.extra == nullptr) || GetUserName() == other.GetUserName();
 }

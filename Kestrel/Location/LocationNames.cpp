@@ -3,8 +3,8 @@
 #include <Kestrel/Location/Internal/LentAddress.h>
 #include <Kestrel/Location/NameEnumerator.h>
 
-// The checked operations on names. What is asked of an index, or of a last name, the address checks
-// itself, with the same result.
+// The checked operations on names. An index, or the existence of a last name, is checked by the
+// address itself, with the same result.
 
 namespace IO {
 
@@ -97,7 +97,7 @@ MuErrCode Location::MoveLastLocalName(Name * name) {
     return refusal != NoError ? refusal : DeleteLastLocalName();
 }
 
-// An attachment does not change what the names say, so the result of IsLegal stays.
+// An attachment does not change the names themselves, so the result of IsLegal remains valid.
 
 MuErrCode Location::GetNetworkNameAttachment(unsigned int index, Name * name) const {
     MuErrCode const refusal = Check(name == nullptr);

@@ -14,7 +14,7 @@ namespace IO {
 
 namespace {
 
-// The codes in files keep two kinds of networks that nobody runs any more: 1 and 3.
+// The codes in files include two obsolete kinds of networks: 1 and 3.
 constexpr Location::NetworkModel ModelOfCode[] = {
     Location::FlatModel, Location::FlatModel, Location::HierarchicalModel, Location::SmbModel,
     Location::SmbModel,  Location::NullModel, Location::UnknownModel,      Location::SchemeModel,
@@ -27,7 +27,7 @@ Location::NetworkModel ToModel(unsigned int code) {
     return code < std::size(ModelOfCode) ? ModelOfCode[code] : Location::UnknownModel;
 }
 
-// Forms before sub-version 2 know no schemes of a URL's own.
+// Forms before sub-version 2 have no schemes of URLs.
 unsigned int ToCode(Location::NetworkModel model, unsigned int subVersion) {
     switch (model) {
     case Location::FlatModel: return 0;
@@ -40,7 +40,7 @@ unsigned int ToCode(Location::NetworkModel model, unsigned int subVersion) {
     return UnknownCode;
 }
 
-// Of a flat name only the last counts: it stands where readers of the oldest form find it.
+// Only the last name of a flat network counts: it is where readers of the oldest form expect it.
 unsigned int GetTailCount(Location::NetworkModel model) {
     return model == Location::FlatModel || model == Location::SmbModel ? 1 : 0xFFFFFFFFu;
 }
@@ -69,13 +69,13 @@ MuErrCode Location::Write(Mu::OChannel & channel) const {
         Mu::OutputFrame const frame(channel, GetClassInfoStatic());
         if (isHealthy)
             written = WriteFields(channel, frame.GetSubVersion());
-    } // whose end is written too
+    } // the end of the frame is written, too
     if (written != NoError)
         return written;
     return isHealthy ? channel.GetOutputStatus() : NoError;
 }
 
-// What the channel refuses stays in its status; a name that could not be read does not.
+// A failure of the channel remains in its status; a failure to read a name is returned.
 MuErrCode Location::WriteFields(Mu::OChannel & channel, unsigned int subVersion) const {
     MuErrCode written = Lend(network)->Write(channel, GetTailCount(GetNetworkModel()));
     if (written == NoError)

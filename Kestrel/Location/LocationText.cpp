@@ -18,7 +18,7 @@ namespace {
 
 using TextOperation = bool (LocationResolver::*)(Location const &, Mu::UniString *);
 
-// False too as long as there is nobody to ask.
+// False also while there is no resolver.
 bool AskResolver(TextOperation operation, Location const & location, Mu::UniString * text) {
     LocationResolver * const resolver = LocationResolver::GetInstance();
     return resolver != nullptr && (resolver->*operation)(location, text);
@@ -163,7 +163,7 @@ void Location::Print(Mu::OChannel & channel) const {
 
 void Location::PrintDebug() const {
     Mu::UniString path;
-    (void)ToPath(&path); // a refusal prints an empty line
+    (void)ToPath(&path); // a failure prints an empty line
     DBPrintf("%s\n", static_cast<char const *>(path.ToCStr(0, Mu::NotFound, MuLogCharCode)));
 }
 
@@ -172,7 +172,7 @@ void Append(Mu::LogComposer & composer, Location const & location) {
         Mu::UniString text;
         text.SetCapacity(256);
         location.ToLogText(&text);
-        composer.Append(text); // as UTF-8, like all of a log, and not in the platform's code
+        composer.Append(text); // as UTF-8, like all of a log, not in the platform's code
     } catch (Mu::OutOfMemoryException const &) {
         composer.Append(""); // so that the values behind this one keep their places
     }

@@ -42,7 +42,7 @@ bool IsUserOrPassword(Text text) {
     return true;
 }
 
-// A URL in its pieces, still encoded.
+// The parts of a URL, still encoded.
 struct Pieces {
     Location::NetworkModel model = Location::SchemeModel;
     Text scheme; // empty unless the model is SchemeModel
@@ -72,7 +72,7 @@ bool TakeUser(Text & authority, Pieces & pieces) {
         return true;
     pieces.user = authority.substr(0, end);
     authority.remove_prefix(end + 1);
-    // Kept: a ":" in the last place belongs to the user, who is then refused for it.
+    // Kept: a ":" in the last place belongs to the user, who is then rejected for it.
     std::size_t const colon = pieces.user.find(u':');
     if (colon != Text::npos && colon + 1 != pieces.user.size()) {
         pieces.password = pieces.user.substr(colon + 1);
@@ -157,8 +157,8 @@ MuErrCode AppendHostTo(Mu::UniString & url, Location const & location) {
 
 } // namespace
 
-// Every text of a path comes through here. The C library searches bytes many at a time; what it
-// finds may be half of another unit, which the comparison shows.
+// Called for every text of a path. The C library searches many bytes at a time; a byte it finds may
+// be half of another unit, which the comparison detects.
 bool Location::IsURL(Mu::UniString const & text) {
     Text const units = text;
     char const * const begin = reinterpret_cast<char const *>(units.data());
@@ -227,7 +227,7 @@ bool Location::ResolveURL(Mu::UniString const & text) {
         port = pieces.port;
         AppendHost(*Lend(network), pieces.host);
         if (pieces.model != SchemeModel && IsLocalHost(*Lend(network)))
-            (void)Lend(network)->DeleteLastName(); // a failure stays in the address
+            (void)Lend(network)->DeleteLastName(); // a failure remains in the address
         AppendNamesOfURL(*Lend(local), pieces.path);
     }
     networkModel = static_cast<unsigned char>(pieces.model);

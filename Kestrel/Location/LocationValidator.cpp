@@ -44,7 +44,7 @@ private:
     void Make() {
         isMade = true;
         entries = static_cast<Entry *>(Mu::NewArrayOperator(FirstCapacity * sizeof(Entry)));
-        capacity = entries == nullptr ? 0 : FirstCapacity; // the first growth makes up for it
+        capacity = entries == nullptr ? 0 : FirstCapacity; // the first growth compensates
     }
 
     void Grow() {
@@ -64,7 +64,7 @@ private:
 
 constinit Table table;
 
-// Validators are asked until the very end of the process, so those here have no end.
+// Validators are used until the very end of the process, so those here are never destroyed.
 template <typename Validator>
 union Everlasting {
     explicit Everlasting(Mu::PlatformSign sign) : validator(sign) {}
@@ -120,7 +120,7 @@ bool LocationValidator::IsLegal(RelativeLocation const & location) const {
     Name name;
     for (unsigned int i = 0, count = location.GetLength(); i < count; ++i) {
         if (location.GetName(i, &name) != NoError)
-            Mu::ThrowOutOfMemory(); // "illegal" would be no true answer
+            Mu::ThrowOutOfMemory(); // "illegal" would be wrong
         if (!IsLegal(name))
             return false;
     }

@@ -97,7 +97,7 @@ unsigned int Name::GetCapacity() const {
 }
 
 Mu::UniString Name::GetBase() const {
-    return text.GetPrefix(text.FindLast(ExtensionMark)); // all of it, where nothing is found
+    return text.GetPrefix(text.FindLast(ExtensionMark)); // all of it when nothing is found
 }
 
 Mu::UniString Name::GetExtension() const {
@@ -111,7 +111,7 @@ bool Name::HasExtension() const {
 
 void Name::AppendExtension(Mu::UniString const & extension) {
     if (!Mu::IsNull(extension))
-        text = text + "." + extension; // in one step, so that a shortage changes nothing
+        text = text + "." + extension; // in one step, so that a failed allocation changes nothing
 }
 
 void Name::AppendExtension(char const * extension) {
@@ -120,7 +120,7 @@ void Name::AppendExtension(char const * extension) {
 }
 
 void Name::DeleteExtension() {
-    text.Truncate(text.FindLast(ExtensionMark)); // nothing is cut, where nothing is found
+    text.Truncate(text.FindLast(ExtensionMark)); // nothing is cut when nothing is found
 }
 
 bool Name::operator<(Name const & other) const {

@@ -13,8 +13,8 @@ namespace IO {
 
 namespace {
 
-/// Bytes whose number the input claims: short ones lie inside, and the room for long ones grows as
-/// they arrive, so that a false claim costs no memory.
+/// Bytes whose number the input specifies: short ones are stored inside, and memory for long ones
+/// grows as they arrive, so that a false number costs no memory.
 class ClaimedBytes {
 public:
     ~ClaimedBytes() { BMKillPtr(&block); }
@@ -87,8 +87,8 @@ MuErrCode ReadOldText(Mu::IChannel & channel, bool hasSign, Mu::UniString & text
     return NoError;
 }
 
-// Kept: the count is that of the units, and so many bytes are written, whatever the conversion
-// gives. Readers of the old form count on names of one byte a unit.
+// Kept: the count is that of the units, and that number of bytes is written, whatever the
+// conversion results in. Readers of the old form rely on names of one byte per unit.
 void WriteOldText(Mu::OChannel & channel, bool hasSign, Mu::UniString const & text) {
     Mu::CStr const bytes = text.ToCStr();
     unsigned int const count = text.GetLength();
@@ -129,7 +129,7 @@ MuErrCode Name::Write(Mu::OChannel & channel) const {
         {
             Mu::OutputFrame const frame(channel, GetClassInfo());
             if (frame.GetMainVersion() >= 2)
-                (void)text.Write(channel); // which needs no memory of its own
+                (void)text.Write(channel); // needs no memory of its own
             else
                 WriteOldText(channel, frame.GetSubVersion() != 0, text);
         }

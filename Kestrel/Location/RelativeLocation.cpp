@@ -32,12 +32,12 @@ bool IsRelative(std::u16string_view rest) {
 
 RelativeLocation::RelativeLocation(Name const & name) {
     if (!Mu::IsNull(name))
-        (void)address.Append(name); // a failure stays in the address
+        (void)address.Append(name); // a failure remains in the address
 }
 
 RelativeLocation::RelativeLocation(RelativeLocation const & parent, Name const & name)
     : RelativeLocation(parent) {
-    (void)Append(name); // a failure stays in the address
+    (void)Append(name); // a failure remains in the address
 }
 
 RelativeLocation::RelativeLocation(Mu::UniString const & text) {
@@ -128,7 +128,7 @@ bool RelativeLocation::IsEmpty() const {
 
 void RelativeLocation::SetContent(unsigned short const * names) {
     if (names != nullptr)
-        (void)address.Set(names); // a failure stays in the address
+        (void)address.Set(names); // a failure remains in the address
 }
 
 MuErrCode RelativeLocation::Set(Mu::UniString const & text) {
@@ -268,7 +268,7 @@ MuErrCode RelativeLocation::Write(Mu::OChannel & channel) const {
         Mu::OutputFrame const frame(channel, GetClassInfoStatic());
         if (GetStatus() == NoError)
             written = channel.Write(address);
-    } // whose end is written too
+    } // the end of the frame is written, too
     return written != NoError ? written : channel.GetOutputStatus();
 }
 

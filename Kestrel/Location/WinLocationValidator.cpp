@@ -13,14 +13,14 @@ constexpr unsigned int LongestPath = 260;
 
 constexpr char const * DeviceNames[] = {"aux", "con", "prn", "nul"};
 
-// Most names are distinguished from a device by their first unit, which takes no text of its own.
+// Most names differ from a device by their first unit, whose comparison needs no text.
 bool IsDevice(Name const & name) {
     return std::any_of(std::begin(DeviceNames), std::end(DeviceNames), [&](char const * device) {
         return (name[0] | 0x20) == device[0] && name == device;
     });
 }
 
-// Kept: only the lower case spelling of a numbered port is refused, and "com0" is none.
+// Kept: only the lower case spelling of a numbered port is rejected, and "com0" is none.
 bool IsPort(Name const & name) {
     std::u16string_view const text = name.ToString();
     return (text.starts_with(u"com") || text.starts_with(u"lpt")) && text[3] >= '1' &&

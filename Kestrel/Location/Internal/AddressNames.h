@@ -13,7 +13,7 @@ class Address;
 /// How many names, from the first on, two addresses have in common.
 unsigned int CountCommonNames(Address const & first, Address const & second);
 
-/// Prints the names with "/" between them. A shortage is thrown.
+/// Prints the names with "/" between them. Throws Mu::OutOfMemoryException.
 void PrintNames(Mu::OChannel & channel, Address const & names, MuCharCode code);
 
 } // namespace IO

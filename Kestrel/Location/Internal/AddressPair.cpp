@@ -9,8 +9,8 @@
 
 namespace IO {
 
-// Runs the operation with the lock held. A lock that fails leaves the addresses as they are: new
-// ones without a node, old ones with theirs.
+// Runs the operation with the lock held. If the lock fails, the addresses are unchanged: new ones
+// without a node, old ones with theirs.
 template <typename Operation>
 static void InTurn(Operation const & operation) noexcept {
     try {
@@ -35,7 +35,7 @@ void AddressPair::Clear(unsigned int & network, unsigned int & local) noexcept {
     });
 }
 
-// Where both are copies there is no turn to wait for.
+// Where both are copies, the lock is not needed.
 void AddressPair::DropEach(unsigned int network, unsigned int local) noexcept {
     bool const holdsNetwork = network != Address::NoNode && !AddressTree::DropCopy(network);
     bool const holdsLocal = local != Address::NoNode && !AddressTree::DropCopy(local);
@@ -52,7 +52,7 @@ void AddressPair::DropWithRoot(unsigned int local) noexcept {
 
 namespace {
 
-// Puts names together where they lie first: a text that grows by each of them would cost more than
+// Joins names in a buffer of its own first: a text that grows by each of them would cost more than
 // all else.
 class NameJoiner {
 public:

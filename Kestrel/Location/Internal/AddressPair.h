@@ -5,12 +5,12 @@
 
 namespace IO {
 
-/// What a location does with the nodes of its two addresses where it is copied, dropped and written
-/// as text more often than anything else. Clear takes one turn of the tree's lock for both, Drop one
-/// where it needs any, and Copy takes none. JoinNames takes one, and reads the names where they lie.
+/// The operations on the nodes of a location's two addresses that are frequent: copying, dropping
+/// and writing as text. Clear takes one turn of the tree's lock for both, Drop one where it needs
+/// any, and Copy takes none. JoinNames takes one, and reads the names in place.
 ///
-/// The first node is that of the machine, which mostly is the root: Copy and Drop are one atomic
-/// operation then. None of these throws, but JoinNames where the lock fails; a shortage leaves
+/// The first node is that of the machine, usually the root: Copy and Drop are one atomic operation
+/// then. None of these throws, except JoinNames where the lock fails; a failed allocation leaves
 /// Address::NoNode.
 struct AddressPair {
     /// One more hold on each.
@@ -23,7 +23,7 @@ struct AddressPair {
     /// Makes both those of the empty address, releasing what they held.
     static void Clear(unsigned int & network, unsigned int & local) noexcept;
 
-    /// Gives back a hold on each.
+    /// Releases a hold on each.
     static void Drop(unsigned int network, unsigned int local) noexcept {
         if (network == Address::NoNode || local == Address::NoNode || !AddressTree::IsRoot(network))
             return DropEach(network, local);

@@ -12,13 +12,13 @@
 
 namespace IO {
 
-// Names of an address are weighed by this in its hash.
+// The factor by which the hash of an address weighs its names.
 static constexpr unsigned int HashFactor = 65599;
 
 static constexpr unsigned short RootName[] = {'R', 'o', 'o', 't'};
 
-// Made at the first use and never unmade: addresses that are static objects of a host may live
-// longer than any static object of this file would.
+// Created on first use and never destroyed: addresses that are static objects of a host may outlive
+// any static object of this file.
 AddressTree & AddressTree::GetInstance() {
     alignas(AddressTree) static unsigned char place[sizeof(AddressTree)];
     static AddressTree * const tree = made = new (place) AddressTree;
@@ -30,7 +30,7 @@ bool AddressTree::DropCopy(unsigned int node) {
     return note == nullptr || note->TakeBack(NodeTable::FindAlone) != 0;
 }
 
-// As DropCopy, but of whichever kind; the root's hold that is left then is counted.
+// As DropCopy, but for either kind; the root's hold that is left then is counted.
 bool AddressTree::ForgetCopy(unsigned int node) {
     NodeTable::Note * const note = nodes.FindNote(node);
     if (note == nullptr)
@@ -44,7 +44,7 @@ bool AddressTree::ForgetCopy(unsigned int node) {
     return taken != 0;
 }
 
-// Without a comparer names are compared by upper case, and so is what their hashes are made of.
+// Without a comparer, names are compared in upper case, from which their hashes are computed, too.
 static bool IsToldByHash() {
     NameComparer const * const comparer = GetNameComparer();
     return comparer == nullptr || comparer->IsToldApartByHash();
@@ -74,7 +74,7 @@ unsigned int AddressTree::AddRefToRecent() {
     return recent.GetCurrentNode();
 }
 
-// Of all names but the last is the folder that is kept from now on.
+// The folder of all names but the last is kept from now on.
 unsigned int AddressTree::HoldNewPath(unsigned short const * list) {
     unsigned int node = HoldRoot();
     unsigned short const * last = list;
@@ -91,7 +91,7 @@ unsigned int AddressTree::HoldNewPath(unsigned short const * list) {
     return node;
 }
 
-// The one that it replaces goes last, so that the nodes of both stay.
+// The replaced one is released last, so that nodes of both are kept.
 void AddressTree::KeepRecent(unsigned short const * list, unsigned int size, unsigned int node) {
     if (!RecentFolders::Fits(size))
         return;
@@ -105,7 +105,7 @@ void AddressTree::LeaveRecent() {
         Release(left.node, left.count);
 }
 
-// How many holds on the node are the tree's own.
+// The number of holds on the node that belong to the tree itself.
 unsigned int AddressTree::CountRecentBelow(unsigned int node) const {
     return recent.CountHolds([this, node](unsigned int at) {
         while (at != NoIndex && at != node)
@@ -125,7 +125,7 @@ bool AddressTree::MakeRoot() {
     return true;
 }
 
-// A node with one count that is in no list yet.
+// A node with a count of one that is in no list yet.
 unsigned int AddressTree::MakeNode(unsigned int parent, Mu::ConstSubstring const & key) {
     unsigned int const name = names.Store(key);
     if (name == NoIndex)
@@ -195,8 +195,8 @@ void AddressTree::Drop(unsigned int node) {
         Release(node);
 }
 
-// Whether the root's counter knows of just this hold does not matter: before the tree goes it knows
-// of all.
+// The root's counter need not include this very hold: before the tree is destroyed, all are
+// counted.
 void AddressTree::DropWithRoot(unsigned int node) {
     --nodes[root].referenceCounter;
     Drop(node);
@@ -215,7 +215,7 @@ void AddressTree::Release(unsigned int node, unsigned int count) {
         LeaveWithLast();
 }
 
-// No address holds the root any more, unless it is one whose hold was not counted.
+// No counted hold of an address on the root is left; there may be others.
 void AddressTree::LeaveWithLast() {
     CountAllCopies();
     if (nodes[root].referenceCounter != recent.CountHolds())
@@ -251,7 +251,7 @@ void AddressTree::CleanUp() {
     }
 }
 
-// The child comes with a count more; its ancestors have none more from it.
+// Adds a count to the child, but none to its ancestors.
 unsigned int AddressTree::FindOrCreate(unsigned int parent, Mu::ConstSubstring const & key) {
     SiblingPlace place;
     if (siblings.Find(parent, key, place)) {
@@ -271,7 +271,7 @@ unsigned int AddressTree::FindOrCreate(unsigned int parent, Mu::ConstSubstring c
 unsigned int AddressTree::Append(unsigned int node, Mu::ConstSubstring const & key) {
     unsigned int child = FindOrCreate(node, key);
     if (child == NoIndex && recent.CountHolds() != 0) {
-        LeaveRecent(); // which may give back what is missing
+        LeaveRecent(); // which may free what is missing
         child = FindOrCreate(node, key);
     }
     if (child == NoIndex)
@@ -320,7 +320,7 @@ bool AddressTree::IsOnlyHolder(unsigned int node) {
            nodes.GetNote(node).copies.load(std::memory_order_acquire) == 0;
 }
 
-// The node stays where it is in its list, so that the list may be out of order from now on.
+// The node keeps its position in its list, so that the list may be out of order from now on.
 bool AddressTree::Rename(unsigned int node, Mu::ConstSubstring const & key) {
     names.Release(nodes[node].name);
     nodes[node].name = names.Store(key);
@@ -358,7 +358,7 @@ unsigned int AddressTree::GetAncestor(unsigned int node, unsigned int steps) con
 void AddressTree::ReadStoredName(unsigned int node, Mu::UniString & text) const {
     unsigned int const name = nodes[node].name;
     Mu::ConstSubstring const start = names.GetStart(name);
-    if (start.GetLength() < NameTable::ChunkSize) { // which is all of it, mostly
+    if (start.GetLength() < NameTable::ChunkSize) { // usually all of it
         text = start;
         return;
     }
@@ -413,7 +413,7 @@ bool AddressTree::IsSameName(unsigned int a, unsigned int b) const {
     try {
         return IsSameForComparer(a, b);
     } catch (Mu::OutOfMemoryException const &) {
-        return HaveSameUnits(first, second, Mu::IgnoreCase); // the nearest that needs no memory
+        return HaveSameUnits(first, second, Mu::IgnoreCase); // closest that needs no memory
     }
 }
 
@@ -453,7 +453,7 @@ void AddressTree::PrintNode(Mu::OChannel & channel, unsigned int node) const {
 }
 
 // The first child, else the next sibling of the nearest ancestor that has one. A walk without a
-// stack, for paths may be of any depth.
+// stack, since paths may be of any depth.
 unsigned int AddressTree::GetNextToPrint(unsigned int node) const {
     if (nodes[node].leftChild != NoIndex)
         return nodes[node].leftChild;

@@ -14,37 +14,39 @@ namespace IO {
 /// The names of all addresses of the process: each node is a name below another one, and an address
 /// is a node.
 ///
-/// A node's counter is the number of addresses whose path goes through it; whoever holds a node has
+/// A node's counter is the number of addresses whose path goes through it; a holder of a node has
 /// one count on it and on each of its ancestors up to the root. So a longer path takes over the
 /// counts of the shorter one that it grew from.
 ///
 /// Addresses are copied and dropped far more often than anything else happens to them, so a copy is
 /// not counted at once: it is noted at its node alone, without the lock, and most copies are
-/// dropped the same way. Claim counts the hold of an address that is about to change, and Settle
-/// all of them. A node with holders always has a counted hold among them: who finds no copy to drop
-/// has seen as many counted holds as holders, so the last of these keeps the node alive.
+/// dropped the same way. Claim counts the hold of an address that is about to change, and
+/// SynchronizeCounters all of them. A node with holders always has a counted hold among them: a
+/// thread that finds no copy to drop has seen as many counted holds as holders, so the last of
+/// these keeps the node alive.
 ///
-/// Of the two addresses of a location one is mostly the root. Then both are noted at the other one's
-/// node, so that a copy is one atomic operation and the root's note is no meeting place of all
-/// threads. Where one of such two holds is dropped or claimed alone, the root's is counted. So the
-/// root's counter may lack holds that are noted elsewhere; before the tree goes all are counted.
+/// Of the two addresses of a location, one is usually the root. Both are then noted at the other
+/// one's node, so that a copy is one atomic operation and threads do not contend for the root's
+/// note. Where one of two such holds is dropped or claimed alone, the root's is counted. So the
+/// root's counter may lack holds that are noted elsewhere; before the tree is destroyed, all are
+/// counted.
 ///
-/// The folders of the paths looked up last have counted holds that are the tree's own. Nobody sees
-/// them: they go before counters are shown, before a node is tested for having one holder, when
-/// memory runs out, and with the last address.
+/// The folders of the paths looked up last have counted holds that belong to the tree itself. They
+/// are never visible: they are released before counters are shown, before a node is tested for
+/// having one holder, when memory runs out, and with the last address.
 ///
 /// Operations that return a node return NoIndex when memory runs out. Keys hold no zero unit.
 ///
-/// Memory:  the node table and the name table, each one relocatable block that doubles, and what
-///          speeds them up beside them. All of it goes with the last count of the root, and comes
-///          again with the next.
-/// Threads: any, each inside a Turn, but for the static operations, which need none. The lock is
+/// Memory:  the node table and the name table, each one relocatable block that grows, and the
+///          tables that speed them up. All of it is freed with the last count of the root, and
+///          allocated again with the next.
+/// Threads: any, each inside a Turn, except for the static operations, which need none. The lock is
 ///          the innermost of the library: only name enumerators and the name comparer are called
-///          with it held.
+///          while it is held.
 /// Failure: NoIndex or false, never an exception; except by Turn, when the lock fails.
 class AddressTree {
 public:
-    /// Holds the lock of the tree; the way to the one tree there is. Throws
+    /// Holds the lock of the tree, and is the way to the only one. Throws
     /// Mu::SynchronizationException.
     class Turn {
     public:
@@ -65,14 +67,14 @@ public:
     static void Copy(unsigned int node) { NoteCopy(node, NodeTable::Copy); }
     /// One more hold on the node and one on the root.
     static void CopyWithRoot(unsigned int node) { NoteCopy(node, NodeTable::CopyWithRoot); }
-    /// For one who holds the node, or another one.
+    /// For a caller that holds this node or another one.
     static bool IsRoot(unsigned int node) { return node == made->root; }
-    /// Prefetches what a drop reads first, while the lock is waited for. Nothing for NoIndex.
+    /// Prefetches what a drop reads first, during the wait for the lock. Does nothing for NoIndex.
     static void PrefetchNote(unsigned int node) {
         if (node != NoIndex)
             Prefetch(made->nodes.FindNote(node));
     }
-    /// Gives the hold back, if that needs no more than to forget a copy, or if the tree is gone.
+    /// Releases the hold, if that only takes forgetting a copy, or if the tree no longer exists.
     static bool DropCopy(unsigned int node);
     /// The same for a hold on the node and one on the root. The node may be one of an earlier tree.
     static bool DropCopyWithRoot(unsigned int node) {
@@ -88,22 +90,22 @@ public:
 
     // Holds.
 
-    /// One more hold on the root, which is made if there is no tree.
+    /// One more hold on the root, which is created if there is no tree.
     unsigned int HoldRoot();
-    /// A hold on the node of a list of names, as Address::Set takes it. Nodes are made as needed.
+    /// A hold on the node of a list of names, as Address::Set takes it. Creates nodes as needed.
     unsigned int HoldPath(unsigned short const * list);
-    /// Makes sure that the counters know of the caller's hold.
+    /// Ensures that the counters include the caller's hold.
     void Claim(unsigned int node);
-    /// Makes all counters know of all holds of addresses, and of no others.
+    /// Makes all counters include all holds of addresses, and no others.
     void SynchronizeCounters();
-    /// One hold less; nodes that nobody holds any more go. Nothing for NoIndex, and for a node of a
-    /// tree that was cleaned up.
+    /// Releases a hold; nodes without a holder are freed. Does nothing for NoIndex, nor for a node
+    /// of a tree that was cleaned up.
     void Drop(unsigned int node);
-    /// The same on the node and on the root.
+    /// The same for the node and the root.
     void DropWithRoot(unsigned int node);
 
-    // Changes. Each takes over the caller's counted hold on `node` and gives one on the node it
-    // returns; on NoIndex the caller holds nothing any more.
+    // Changes. Each takes over the caller's counted hold on `node` and returns a node with one; on
+    // NoIndex the caller has no hold left.
 
     /// The child of that name.
     unsigned int Append(unsigned int node, Mu::ConstSubstring const & key);
@@ -117,24 +119,24 @@ public:
     /// The parent. Not for the root.
     unsigned int DeleteLast(unsigned int node);
 
-    // Questions about nodes that are held.
+    // Queries of nodes that are held.
 
     /// The node of the path that has that many names behind it.
     unsigned int GetAncestor(unsigned int node, unsigned int steps) const;
     /// The text as it is stored, or without its attachment. Throws Mu::OutOfMemoryException, with
-    /// `text` as it was.
+    /// `text` unchanged.
     void ReadStoredName(unsigned int node, Mu::UniString & text) const;
     void ReadName(unsigned int node, Mu::UniString & text) const;
-    /// Whether the paths have the same names, by what Name::operator== says.
+    /// Whether the paths have the same names, by the rules of Name::operator==.
     bool IsSamePath(unsigned int a, unsigned int b) const;
     bool IsPathLess(unsigned int a, unsigned int b) const;
 
-    /// Settles, and prints.
+    /// Synchronises the counters, and prints.
     void Print(Mu::OChannel & channel);
-    /// Destroys all tables, whatever the counters say.
+    /// Destroys all tables, whatever the counters are.
     void CleanUp();
 
-    // For diagnostic views and tests. Counters are right after Settle.
+    // For diagnostic views and tests. Counters are exact after SynchronizeCounters.
 
     NodeTable const & GetNodes() const { return nodes; }
     NameTable const & GetNames() const { return names; }
@@ -178,8 +180,8 @@ private:
     void PrintNode(Mu::OChannel & channel, unsigned int node) const;
     unsigned int GetNextToPrint(unsigned int node) const;
 
-    // The one tree; set before the first address. Exported, so that debuggers find it in a library
-    // without debug information; Tools/debug/kestrel_gdb.py knows how the tables lie.
+    // The only tree; set before the first address. Exported, so that debuggers find it in a library
+    // without debug information; Tools/debug/kestrel_gdb.py depends on the layout of the tables.
     KESTREL_API static inline AddressTree * made = nullptr;
 
     NodeTable nodes;

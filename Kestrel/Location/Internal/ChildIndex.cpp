@@ -11,7 +11,7 @@ static constexpr unsigned int NarrowUnits = 8;
 static constexpr unsigned int WideUnits = 4;
 static constexpr unsigned int MaxPrefix = NameTable::ChunkSize - NarrowUnits;
 
-// The first unit highest, zeros behind the end.
+// The first unit in the highest bits, zeros behind the end.
 static unsigned long long PackKey(Mu::ConstSubstring const & text, unsigned int prefix,
                                   bool isWide) {
     unsigned int const count = isWide ? WideUnits : NarrowUnits;
@@ -21,8 +21,8 @@ static unsigned long long PackKey(Mu::ConstSubstring const & text, unsigned int 
     return key;
 }
 
-// Whether a name ends within its key, so that names of the same key are the same. Looks at the last
-// unit of a wide key, and at the last two of a narrow one.
+// Whether a name ends within its key, so that names with the same key are equal. Tests the last
+// unit of a wide key, and the last two of a narrow one.
 static bool EndsWithin(unsigned long long key) {
     return (key & 0xFFFF) == 0;
 }
@@ -50,7 +50,7 @@ void ChildIndex::Build(unsigned int parent) {
     unsigned int prefix = MaxPrefix;
     for (unsigned int node = first; node != NoIndex; node = nodes[node].next) {
         if (nodes[node].name == NoIndex)
-            return; // it lost its name to a shortage and is about to go; another time, then
+            return; // the node lost its name for lack of memory and will be removed; retried later
         prefix = std::min(prefix, CountCommon(names.GetStart(nodes[first].name),
                                               names.GetStart(nodes[node].name)));
     }
@@ -65,7 +65,7 @@ void ChildIndex::Build(unsigned int parent) {
             return Drop(parent);
 }
 
-// Puts a node behind all others, whatever its name.
+// Appends a node behind all others, whatever its name.
 bool ChildIndex::Append(unsigned int parent, unsigned int node) {
     unsigned int leaf = nodes.GetNote(parent).top;
     while (!blocks[leaf].isLeaf)
@@ -97,7 +97,7 @@ bool ChildIndex::Find(unsigned int parent, Mu::ConstSubstring const & text, Sibl
     return order == 0;
 }
 
-// All its lines at once, up to the last key, so that there is one wait and not one for each.
+// Prefetches all its lines at once, so that there is one wait and not one for each.
 void ChildIndex::SendBlock(unsigned int block) const {
     char const * const begin = reinterpret_cast<char const *>(&blocks[block]);
     for (unsigned int at = 0; at < sizeof(Block); at += LineSize)
@@ -131,7 +131,7 @@ int ChildIndex::Compare(Block const & block, unsigned int at, Key const & key) c
     return names.Compare(nodes[block.nodes[at]].name, key.text);
 }
 
-// The last node that stands before that entry.
+// The last node before that entry.
 unsigned int ChildIndex::GetBefore(unsigned int block, unsigned int at) const {
     for (; at == 0; block = blocks[block].up) {
         if (blocks[block].up == NoIndex)
@@ -155,7 +155,7 @@ unsigned int ChildIndex::IndexOf(unsigned int const * list, unsigned int wanted)
     return at;
 }
 
-// Where the block stands in the one above it.
+// The position of the block in the one above it.
 unsigned int ChildIndex::GetPlace(unsigned int block) const {
     return IndexOf(blocks[blocks[block].up].GetBelow(), block);
 }
@@ -180,7 +180,7 @@ unsigned int ChildIndex::Unlink(unsigned int node) {
     unsigned int block = leaves[node];
     unsigned int at = IndexOf(blocks[block].nodes, node);
     unsigned int const previous = GetBefore(block, at);
-    nodes.PrefetchRecord(previous); // which the caller is about to change
+    nodes.PrefetchRecord(previous); // the caller is about to change it
     unsigned int const parent = nodes[node].parent;
     EraseEntry(block, at);
     while (blocks[block].count == 0) {
@@ -212,8 +212,8 @@ void ChildIndex::Rename(unsigned int node) {
     Refresh(leaves[node]);
 }
 
-// Puts the entry in, splitting full blocks from there up. Returns the highest block that got an
-// entry more, whose greatest name may have changed; NoIndex: no memory, and nothing changed.
+// Inserts the entry, splitting full blocks from there up. Returns the highest block that received
+// an entry, whose greatest name may have changed; NoIndex: out of memory, and nothing changed.
 unsigned int ChildIndex::Insert(unsigned int block, unsigned int at, Entry entry) {
     unsigned int spares[MaxDepth];
     unsigned int const * spare = spares;
@@ -238,7 +238,7 @@ unsigned int ChildIndex::Insert(unsigned int block, unsigned int at, Entry entry
     return block;
 }
 
-// A block for each that is full, from this one up, and one more if that reaches the top.
+// Takes a block for each that is full, from this one up, and one more if that reaches the top.
 bool ChildIndex::TakeSpares(unsigned int block, unsigned int * spares) {
     unsigned int needed = 0;
     for (; block != NoIndex && blocks[block].count == blocks[block].GetMost();
@@ -263,7 +263,7 @@ void ChildIndex::StartBlock(unsigned int block, unsigned int up, bool isLeaf) {
     blocks[block].count = 0;
 }
 
-// Puts a block above the one that was the top so far.
+// Puts a block above the previous top.
 void ChildIndex::PutTop(unsigned int block, unsigned int below) {
     StartBlock(block, NoIndex, false);
     CopyShape(below, block);
@@ -313,7 +313,7 @@ void ChildIndex::EraseEntry(unsigned int block, unsigned int at) {
     --own.count;
 }
 
-// What stands for the block in the one above it: its greatest name.
+// The entry for the block in the one above it: its greatest name.
 ChildIndex::Entry ChildIndex::GetSummary(unsigned int block) const {
     Block const & own = blocks[block];
     unsigned int greatest = own.count - 1;
@@ -331,7 +331,7 @@ int ChildIndex::CompareEntries(Block const & block, unsigned int a, unsigned int
     return names.CompareNames(nodes[block.nodes[a]].name, nodes[block.nodes[b]].name);
 }
 
-// Brings the entries above the block up to date.
+// Updates the entries above the block.
 void ChildIndex::Refresh(unsigned int block) {
     for (unsigned int up; (up = blocks[block].up) != NoIndex; block = up) {
         Entry const summary = GetSummary(block);
@@ -343,7 +343,7 @@ void ChildIndex::Refresh(unsigned int block) {
     }
 }
 
-// Takes away tops with a single block below.
+// Removes tops with a single block below.
 void ChildIndex::LowerTop(unsigned int parent) {
     unsigned int & top = nodes.GetNote(parent).top;
     while (!blocks[top].isLeaf && blocks[top].count == 1) {
@@ -376,7 +376,7 @@ unsigned long long ChildIndex::MakeKey(unsigned int parent, unsigned int node) c
     return MakeKey(parent, names.GetStart(nodes[node].name)).start;
 }
 
-// Makes the shape of the keys good for the text too, by a look at one child. The shared beginning
+// Adapts the shape of the keys to the text, too, by comparing it with one child. The common prefix
 // can become shorter 22 times and the units wider once, so the keys are not renewed more often.
 void ChildIndex::FitShape(unsigned int parent, unsigned int child,
                           Mu::ConstSubstring const & text) {

@@ -5,7 +5,7 @@
 
 namespace IO {
 
-/// Where in a list of siblings a name is, or should be.
+/// The place in a list of siblings where a name is, or should be.
 struct SiblingPlace {
     unsigned int previous = NoIndex; // the last smaller node; null: at the head
     unsigned int at = NoIndex;       // the first that is not smaller; null: at the end
@@ -13,39 +13,39 @@ struct SiblingPlace {
 
 /// Finds a place among very many siblings without walking their list.
 ///
-/// The list stays the truth. For a parent that has an index, its children also stand, in the order
-/// of the list, in a B-tree of blocks. Each entry of an upper block knows the greatest name below
-/// it. A search goes into the first entry whose greatest name is not smaller than the key, and that
-/// needs no order among the names: where nodes were renamed in place and the list is in disorder,
-/// the index still finds exactly the place at which the plain walk stops.
+/// The list is authoritative. For a parent that has an index, its children are also kept, in the
+/// order of the list, in a B-tree of blocks. Each entry of an upper block holds the greatest name
+/// below it. A search descends into the first entry whose greatest name is not smaller than the
+/// key, and that needs no order among the names: where nodes were renamed in place and the list is
+/// in disorder, the index still finds exactly the place at which the plain walk stops.
 ///
-/// An entry carries a piece of its name, from behind the beginning that all siblings share: eight
+/// An entry contains a piece of its name, from behind the prefix that all siblings share: eight
 /// units of one byte each, or four of two as soon as one of the names needs them. So a search
-/// mostly looks at a few blocks and at no name.
+/// usually reads a few blocks and no name.
 ///
 /// Memory:  4 bytes for each node of the tree, once any parent has an index, and about 18 for each
-///          child that is in one. A parent loses its index when that cannot be had; the walk does
+///          child that is in one. A parent loses its index when memory runs out; the walk does
 ///          without.
 /// Threads: as the tree: under its lock.
-/// Failure: none; an index is there or not.
+/// Failure: none; an index exists or not.
 class ChildIndex {
 public:
     ChildIndex(NodeTable & nodes, NameTable const & names) : nodes(nodes), names(names) {}
 
     bool Covers(unsigned int parent) const { return nodes.GetNote(parent).top != NoIndex; }
 
-    /// Makes an index over the children; without the memory for it there is none.
+    /// Builds an index over the children; there is none when memory runs out.
     void Build(unsigned int parent);
 
     // The rest is for children of a parent that has an index.
 
     /// Whether the node at the place has the very name.
     bool Find(unsigned int parent, Mu::ConstSubstring const & key, SiblingPlace & place);
-    /// The node was put into the list at the place that Find returned for its name.
+    /// The node was linked into the list at the place that Find returned for its name.
     void Link(unsigned int node);
-    /// The node is about to be taken out of the list. Returns the one before it.
+    /// The node is about to be removed from the list. Returns the one before it.
     unsigned int Unlink(unsigned int node);
-    // As SiblingLists has them; the first for any node.
+    // As documented for SiblingLists; the first for any node.
     void SendWhere(unsigned int node) const;
     void SendPlace(unsigned int node) const;
 
@@ -61,14 +61,14 @@ private:
     static constexpr unsigned int LeafSize = 44;
     static constexpr unsigned int UpperSize = LeafSize / 2;
     static constexpr unsigned int MaxDepth =
-        16; // 8 to the power of 11 is more than there are indices
+        16; // each further level takes 11 times as many insertions
 
     struct Block {
         unsigned int next = NoIndex; // in the free list
         unsigned int up = NoIndex;   // null at the top
         unsigned int count = 0;
         bool isLeaf = true;
-        bool isWide = false;               // of the top: how the keys of all blocks are made
+        bool isWide = false;               // of the top: the form of the keys in all blocks
         unsigned char prefix = 0;          // the same
         unsigned int nodes[LeafSize] = {}; // in a leaf: the children; else: the greatest below, in
                                            // the first half, and the blocks below in the second
@@ -90,7 +90,7 @@ private:
         Mu::ConstSubstring text;
     };
 
-    // The piece of a name.
+    // The piece of a name in the index.
     Key MakeKey(unsigned int parent, Mu::ConstSubstring const & text) const;
     unsigned long long MakeKey(unsigned int parent, unsigned int node) const;
     void FitShape(unsigned int parent, unsigned int child, Mu::ConstSubstring const & text);
@@ -99,7 +99,7 @@ private:
     int Compare(Block const & block, unsigned int at, Key const & key) const;
     int CompareEntries(Block const & block, unsigned int a, unsigned int b) const;
 
-    // Ways through the tree.
+    // Navigation.
     void SendBlock(unsigned int block) const;
     unsigned int FindIn(Block const & block, Key const & key, int & order);
     unsigned int GetLast(unsigned int block) const;
@@ -127,7 +127,7 @@ private:
     NodeTable & nodes;
     NameTable const & names;
     GrowingTable<Block, 4> blocks;
-    TableBlock<unsigned int> leaves; // in which leaf each node is
+    TableBlock<unsigned int> leaves; // the leaf of each node
     unsigned long long comparisons = 0;
 };
 

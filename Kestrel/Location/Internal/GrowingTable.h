@@ -24,7 +24,7 @@ public:
     TableBlock(TableBlock const &) = delete;
     TableBlock & operator=(TableBlock const &) = delete;
 
-    /// Makes room for `count` records; those that are new hold nothing yet.
+    /// Makes room for `count` records; new ones are uninitialised.
     bool Fit(unsigned int count) {
         if (count <= capacity)
             return true;
@@ -53,19 +53,19 @@ public:
 
 private:
     BMHandle handle = nullptr;
-    Record * records = nullptr; // where the handle's block lies now
+    Record * records = nullptr; // the current address of the handle's block
     unsigned int capacity = 0;
 };
 
-/// A table that hands out its records one by one and takes them back.
+/// A table that hands out records one by one and takes them back.
 ///
-/// Records that came back are chained through their `next` and handed out first. What a record
-/// holds when it is handed out is what its last user left, or the default.
+/// Returned records are chained through their `next` and handed out first. A record that is handed
+/// out has the value that its last user left, or the default.
 template <typename Record, unsigned int FirstCapacity = 64>
 class GrowingTable {
 public:
-    /// NoIndex: no memory, and nothing changed. The record that goes next is prefetched, since those
-    /// that came back lie anywhere.
+    /// NoIndex: out of memory, and nothing changed. The record to be handed out next is prefetched,
+    /// since returned ones may be anywhere.
     unsigned int Take() {
         if (freeHead != NoIndex) {
             unsigned int const index = freeHead;
@@ -75,18 +75,18 @@ public:
         }
         if (IsFull() && !Grow())
             return NoIndex;
-        new (&block[mark]) Record; // not before: what is never handed out stays untouched
+        new (&block[mark]) Record; // only now, so that records never handed out stay untouched
         return mark++;
     }
 
-    /// Gives back a chain of records, from the first through `next` to the last.
+    /// Takes back a chain of records, from the first through `next` to the last.
     void Put(unsigned int first, unsigned int last) {
         block[last].next = freeHead;
         freeHead = first;
     }
 
-    /// What the table grows to: it doubles while it is small and grows by an eighth then, until
-    /// indices allow no more. Systems move large blocks without copying them.
+    /// The next size of the table: it doubles while it is small and grows by an eighth then, up to
+    /// the limit of the indices. Systems move large blocks without copying them.
     unsigned int GetNextCapacity() const {
         constexpr unsigned int largestToDouble = 1 << 14;
         unsigned int const capacity = block.GetCapacity();

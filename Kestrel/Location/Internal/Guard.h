@@ -5,9 +5,8 @@
 
 namespace IO {
 
-/// Runs an operation that returns a status, and turns the exception of a shortage into one. What
-/// else is thrown goes on: by the lock of the tree when it cannot be taken, or by a host's
-/// callback.
+/// Runs an operation that returns a status, and turns an out-of-memory exception into one. Others
+/// propagate: those of the tree's lock when it cannot be taken, and those of a host's callback.
 template <typename Operation>
 MuErrCode WithoutException(Operation const & operation) {
     try {

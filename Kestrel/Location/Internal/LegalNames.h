@@ -10,7 +10,7 @@
 
 namespace IO {
 
-/// Of the first units, whether a name of the portable form may hold them.
+/// Which of the first units a name of the portable form may contain.
 inline constexpr auto portableUnits = [] {
     std::array<bool, 128> isPortable{};
     for (unsigned int unit = 32; unit < isPortable.size(); ++unit)
@@ -27,9 +27,9 @@ inline bool IsDriveName(Name const & name) {
     return name.GetLength() == 2 && IsPortableUnit(name[0]) && name[1] == ':';
 }
 
-// For validators: whether `check` returns true for each name of a healthy location, asked up to the
-// first no. A name that memory leaves unread is thrown as Mu::OutOfMemoryException, since "illegal"
-// would be remembered.
+// For validators: whether `check` returns true for each name of a healthy location, called up to
+// the first false. A name that cannot be read for lack of memory is thrown as
+// Mu::OutOfMemoryException, since "illegal" would be remembered.
 
 template <typename Check>
 bool AllNetworkNames(Location const & location, Check const & check) {
@@ -43,7 +43,7 @@ bool AllNetworkNames(Location const & location, Check const & check) {
     return true;
 }
 
-/// `check` gets the index too. In one pass, since a path may have thousands of names.
+/// `check` receives the index, too. In one pass, since a path may have thousands of names.
 template <typename Check>
 bool AllLocalNames(Location const & location, Check const & check) {
     struct Names : NameEnumerator {

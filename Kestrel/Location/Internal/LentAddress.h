@@ -6,8 +6,8 @@
 
 namespace IO {
 
-/// An address that its owner keeps as the bare number of a node, for as long as this lives. The
-/// owner's number is up to date again afterwards.
+/// An address that its owner stores as the bare number of a node, for the lifetime of this object,
+/// whose end updates the owner's number.
 ///
 /// Memory:  none.
 /// Threads: as Address.
@@ -28,7 +28,7 @@ private:
     Address address;
 };
 
-/// The same for reading alone.
+/// The same for reading only.
 class LentConstAddress {
 public:
     explicit LentConstAddress(unsigned int node) noexcept : address(Address::Unset()) {

@@ -2,8 +2,8 @@
 
 namespace IO {
 
-// IO::localRoot between these two. It holds the address tree, so nothing of the tree is left only
-// after its end. For the library's start and end.
+// IO::localRoot exists between these two calls. It holds the address tree, so the tree is freed
+// only after its end. For the library's start and end.
 
 void StartLocalRoot();
 void EndLocalRoot();

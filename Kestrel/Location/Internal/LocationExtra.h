@@ -6,7 +6,7 @@
 
 namespace IO {
 
-/// What only URLs and platforms of a special kind give a location. Copying throws
+/// Parts of a location that only URLs and special platforms have. Copying throws
 /// Mu::OutOfMemoryException.
 struct Location::Extra : Mu::Allocated {
     Extra() = default;

@@ -44,7 +44,7 @@ void NameTable::Destroy() {
     count = 0;
 }
 
-// Four units at a time, as long as they are equal.
+// Compares four units at a time while they are equal.
 unsigned int NameTable::CountEqual(unsigned short const * a, unsigned short const * b,
                                    unsigned int count) {
     unsigned int equal = 0;
@@ -69,7 +69,7 @@ int NameTable::Compare(unsigned int name, Mu::ConstSubstring const & key) const 
         unsigned int const count = std::min(left, ChunkSize);
         unsigned int const equal = CountEqual(chunk.units, units, count);
         if (equal < count)
-            return chunk.units[equal] < units[equal] ? -1 : 1; // zero where the name runs out
+            return chunk.units[equal] < units[equal] ? -1 : 1; // zero where the name ends
         if (count < ChunkSize)
             return chunk.units[count] == 0 ? 0 : 1;
         left -= ChunkSize;
@@ -97,7 +97,7 @@ int NameTable::CompareNames(unsigned int first, unsigned int second) const {
     }
 }
 
-// Four units at a time, up to those among which the zero is.
+// Tests four units at a time, up to those that contain the zero.
 unsigned int NameTable::CountUsed(Record const & chunk) {
     constexpr unsigned long long Ones = 0x0001000100010001, Highest = 0x8000800080008000;
     unsigned int used = 0;
@@ -113,7 +113,7 @@ unsigned int NameTable::CountUsed(Record const & chunk) {
 }
 
 unsigned int NameTable::CopyChunk(unsigned int chunk, unsigned short * to) const {
-    std::copy_n(chunks[chunk].units, ChunkSize, to); // a fixed size is faster than the right one
+    std::copy_n(chunks[chunk].units, ChunkSize, to); // a fixed size is faster than the exact one
     return CountUsed(chunks[chunk]);
 }
 

@@ -24,13 +24,13 @@ public:
     };
 
     unsigned int Store(Mu::ConstSubstring const & text);
-    /// Takes the name's chunks back; the last name takes the table's memory with it.
+    /// Frees the name's chunks; the last name also frees the table's memory.
     void Release(unsigned int name);
     void Destroy();
     /// Prefetches the name, before it is compared or released.
     void PrefetchName(unsigned int name) const { chunks.PrefetchRecord(name); }
 
-    /// Below 0, 0 or above 0 for a stored name before, equal to or behind the key, by code units.
+    /// Below 0, 0 or above 0 for a stored name before, equal to or after the key, by code units.
     int Compare(unsigned int name, Mu::ConstSubstring const & key) const;
     /// The same for two stored names.
     int CompareNames(unsigned int first, unsigned int second) const;
@@ -47,7 +47,7 @@ public:
     unsigned int GetCount() const { return count; }
     GrowingTable<Record> const & GetChunks() const { return chunks; }
 
-    /// How many units the two runs begin with alike.
+    /// The number of leading units that the two runs have in common.
     static unsigned int CountEqual(unsigned short const * a, unsigned short const * b,
                                    unsigned int count);
 

@@ -10,7 +10,7 @@ namespace IO {
 static constexpr unsigned short AttachmentMark[] = {':', ':', '<'};
 static constexpr unsigned int MarkLength = 3;
 
-// Where the attachment ends, which is at its ">"; null for a text without one.
+// The ">" that ends the attachment; null for a text without one.
 static unsigned short const * FindAttachmentEnd(Mu::ConstSubstring const & text) {
     if (text.GetLength() < MarkLength ||
         !std::equal(AttachmentMark, AttachmentMark + MarkLength, text.begin()))

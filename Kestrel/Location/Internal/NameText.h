@@ -7,7 +7,7 @@ namespace IO {
 
 // A stored name may begin with an attachment: "::<", the attachment, ">", and then the name.
 
-/// The name itself. A text that only looks as if it had an attachment is all name.
+/// The name itself. A text that only seems to have an attachment is all name.
 Mu::ConstSubstring WithoutAttachment(Mu::ConstSubstring const & text);
 
 /// The attachment, or an empty text.
@@ -35,9 +35,9 @@ bool HaveSameUnits(NameReader a, NameReader b, Mu::CaseComparison comparison);
 /// By code units.
 bool IsNameLess(NameReader a, NameReader b);
 
-/// A stored name in one piece, attachment included, for as long as the tree is being changed.
+/// A stored name in one piece, attachment included, unaffected by changes of the tree.
 ///
-/// Memory:  none for short names, else one block. No memory: IsValid is false.
+/// Memory:  none for short names, else one block. Out of memory: IsValid is false.
 class StoredText {
 public:
     StoredText(NameTable const & names, unsigned int name);

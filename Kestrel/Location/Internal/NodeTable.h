@@ -7,28 +7,28 @@
 
 namespace IO {
 
-/// The nodes of the address tree, with what is remembered of each beside it.
+/// The nodes of the address tree, with additional data of each beside it.
 ///
 /// Memory:  the growing block of the records, and the notes.
-/// Threads: as the tree: under its lock; but for what a note says that it may be asked without.
+/// Threads: as the tree: under its lock, except for what Note documents as usable without it.
 /// Failure: NoIndex, and nothing changed, when memory runs out.
 class NodeTable {
 public:
-    /// What `parent` and `leftChild` of a node in the free list hold, to expose its use.
+    /// The value of `parent` and `leftChild` of a node in the free list, to expose its use.
     static constexpr unsigned int Poison = 0xF4F3F2F1u;
 
     struct Record {
         unsigned int parent = NoIndex;     // null at the root
-        unsigned int next = NoIndex;       // siblings are in ascending order, but for renamed ones
+        unsigned int next = NoIndex;       // siblings in ascending order, except renamed ones
         unsigned int leftChild = NoIndex;  // the first of the children
         unsigned int name = NoIndex;       // in the name table
         unsigned int referenceCounter = 0; // addresses whose path goes through this node
     };
 
-    /// Holds that the counters do not know of yet: in the lower half those of the node alone, in the
-    /// upper those of the node together with one of the root. In one number, so that who sees none
-    /// has seen that there is neither kind. Whoever finds half of the room used empties it, long
-    /// before other threads can have used the rest.
+    /// Holds not yet included in the counters: in the lower half those of the node alone, in the
+    /// upper those of the node together with one of the root. In one number, so that a thread that
+    /// reads 0 has seen that there is neither kind. A thread that finds half of the range used
+    /// empties it, long before other threads can have used the rest.
     using Copies = unsigned int;
     static constexpr Copies Copy = 1;
     static constexpr Copies CopyWithRoot = 1 << 16;
@@ -41,11 +41,11 @@ public:
     }
     static bool IsHalfFull(Copies copies) { return (copies & 0x80008000u) != 0; }
 
-    /// What speeds the tree up. Hash and depth change only with the name of a node that has one
-    /// holder, so each holder may read them, and change `copies`, without the lock.
+    /// Additional data that speeds the tree up. Hash and depth change only with the name of a node
+    /// that has one holder, so each holder may read them, and change `copies`, without the lock.
     struct Note {
-        /// Takes back which copy `find` finds among all, and returns it, or 0. Whoever frees the
-        /// node must see all that its holders did to it, hence the orders.
+        /// Takes back the copy that `find` selects among all, and returns it, or 0. The thread that
+        /// frees the node must see all that its holders did to it, hence the memory orders.
         template <typename Find>
         Copies TakeBack(Find const & find) {
             Copies all = copies.load(std::memory_order_acquire);
@@ -75,7 +75,7 @@ public:
         return node;
     }
 
-    /// Gives back a node that nothing leads to any more.
+    /// Takes back a node that is no longer referenced.
     void Put(unsigned int node) {
         records[node].parent = Poison;
         records[node].leftChild = Poison;
@@ -98,11 +98,11 @@ public:
     Record & operator[](unsigned int node) { return records[node]; }
     Record const & operator[](unsigned int node) const { return records[node]; }
     Note & GetNote(unsigned int node) const { return notes[node]; }
-    /// Null when the tree of the node is gone.
+    /// Null when the tree of the node no longer exists.
     Note * FindNote(unsigned int node) const { return notes.Find(node); }
 
-    /// Whether the index is that of a node in use. False for those of a tree that is gone, as far
-    /// as that can be known.
+    /// Whether the index is that of a node in use. False for those of a destroyed tree, as far as
+    /// that can be determined.
     bool IsLive(unsigned int node) const {
         return node < records.GetMark() && records[node].parent != Poison;
     }

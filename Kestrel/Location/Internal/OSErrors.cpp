@@ -17,7 +17,7 @@ public:
 
     void Add(char const * entry) {
         unsigned int const size = CLib::StrLen(entry);
-        // Those that no line has asked for are forgotten for the newest.
+        // Old entries that no line has reported are discarded for the newest.
         if (length + size >= LargestSize)
             Empty();
         char const * const separator = length == 0 ? "" : ", ";
@@ -75,7 +75,7 @@ private:
     }
 
     static constexpr unsigned int InsideSize = 256;
-    static constexpr unsigned int LargestSize = 16384; // no entry is near as long
+    static constexpr unsigned int LargestSize = 16384; // every entry is much shorter
 
     char inside[InsideSize] = {};
     char * text = inside; // `inside`, or a block of its own

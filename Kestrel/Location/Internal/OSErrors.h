@@ -6,33 +6,34 @@ class LogComposer;
 
 namespace IO {
 
-// The failures of the operating system since the last log line, as one text for the next. The whole
-// process shares it, so a line may show what another thread met; nothing depends on its content.
+// The failures of the operating system since the last log line, as one text for the next. It is
+// shared by the whole process, so a line may show failures of another thread; nothing depends on
+// its content.
 //
 // Threads: any. None of these throws.
 
-/// Appends an entry, behind ", " when there is one already. A shortage of memory makes the text
+/// Appends an entry, behind ", " when there is one already. Running out of memory makes the text
 /// invalid until ClearOSErrors. Past 16 KiB, which only failures that no line reports can fill, the
-/// text begins anew with this entry.
+/// text restarts with this entry.
 void AddOSError(char const * text) noexcept;
 
-/// The text, or null when it is invalid. Another thread may change it under the reader's eyes; who
-/// composes a log line uses AppendOSErrors.
+/// The text, or null when it is invalid. Another thread may change it while it is read; to compose
+/// a log line, use AppendOSErrors.
 char const * GetOSErrors() noexcept;
 
 /// Makes the text the composer's next value; an invalid one counts as empty.
 void AppendOSErrors(Mu::LogComposer & composer) noexcept;
 
-/// Where the text ends now: for a look whose failure is an answer.
+/// The current end of the text: for a query whose failure is a result.
 struct OSErrorMark {
     unsigned int length;
     unsigned int beginnings;
 };
 OSErrorMark MarkOSErrors() noexcept;
-/// Takes away again what was appended since, unless the text has begun anew meanwhile.
+/// Removes what was appended since, unless the text has restarted meanwhile.
 void ForgetOSErrors(OSErrorMark const & mark) noexcept;
 
-/// For after the line is out. Gives back the memory of a long text.
+/// To be called when the line is written. Frees the memory of a long text.
 void ClearOSErrors() noexcept;
 
 } // namespace IO

@@ -6,7 +6,8 @@ namespace IO {
 
 /// The nodes of a path in the order of its names.
 ///
-/// Memory:  none for paths of usual length, else one block; without it each node is walked to.
+/// Memory:  none for paths of usual length, else one block; without it, each access walks to the
+///          node.
 class PathNodes {
 public:
     PathNodes(AddressTree const & tree, unsigned int node);

@@ -2,8 +2,8 @@
 
 namespace IO {
 
-/// Hints to the processor that the line of this address is needed soon, so that it comes while
-/// other work is done. Any address will do, null too.
+/// Hints to the processor that the line of this address is needed soon, so that it is loaded while
+/// other work is done. Any address is allowed, null too.
 inline void Prefetch([[maybe_unused]] void const * address) {
 #if defined(__GNUC__)
     __builtin_prefetch(address, 1);

@@ -12,9 +12,9 @@ namespace IO {
 /// The folders of the paths that were looked up last: hosts read the paths of few folders in a row,
 /// and all but the last name of each need not be looked up again.
 ///
-/// The tree holds a folder as long as it is kept, so that its nodes stay between one path and the
-/// next. A hold that an address gives back is kept as well, for the next address: then neither goes
-/// up to the root.
+/// The tree holds a folder while it is kept, so that its nodes exist from one path to the next. A
+/// hold that an address releases is kept as well, for the next address: neither walks up to the
+/// root then.
 ///
 /// Memory:  none of its own.
 /// Threads: as the tree: under its lock.
@@ -25,11 +25,11 @@ public:
 
     struct Holds {
         unsigned int node = NoIndex; // NoIndex where no folder is kept
-        unsigned int count = 0;      // counted holds on it that are not those of addresses
+        unsigned int count = 0;      // counted holds on it that belong to no address
     };
 
-    /// The last one of a list of names, if all before it are those of a folder, which is the current
-    /// one from now on; empty otherwise.
+    /// The last name of a list, if those before it are the names of a kept folder, which becomes
+    /// the current one; empty otherwise.
     Mu::ConstSubstring Match(unsigned short const * names) {
         for (unsigned int i = 0; i < MostFolders; ++i) {
             unsigned int const at = (current + i) % MostFolders;
@@ -46,7 +46,7 @@ public:
     }
 
     unsigned int GetCurrentNode() const { return holds[current].node; }
-    /// Hands a hold on the current folder out, but for the last one.
+    /// Passes on a hold on the current folder, except for the last one.
     bool TakeHold() {
         if (holds[current].count < 2)
             return false;
@@ -56,8 +56,8 @@ public:
 
     static bool Fits(unsigned int size) { return size <= MostUnits; }
 
-    /// Keeps the folder, whose list fits, with one hold on it, in the place of the one that came
-    /// longest ago. Returns the holds on that.
+    /// Keeps the folder, whose list fits, with one hold on it, and replaces the oldest one. Returns
+    /// the holds on that.
     [[nodiscard]] Holds Keep(unsigned short const * names, unsigned int size, unsigned int folder) {
         next = (next == current ? next + 1 : next) % MostFolders;
         current = next++;
@@ -66,7 +66,7 @@ public:
         return std::exchange(holds[current], {folder, 1});
     }
 
-    /// Takes so many holds over, if that node is a folder.
+    /// Takes over that number of holds, if the node is a kept folder.
     bool GiveHold(unsigned int node, unsigned int count) {
         for (Holds & kept : holds)
             if (kept.node == node) {
@@ -76,19 +76,19 @@ public:
         return false;
     }
 
-    /// The node is gone, and all holds on it: addresses from before a CleanUp may do that.
+    /// The node is freed, and all holds on it: addresses from before a CleanUp may cause that.
     void Forget(unsigned int gone) {
         for (Holds & kept : holds)
             if (kept.node == gone)
                 kept = {};
     }
 
-    /// Keeps none any more.
+    /// Forgets all folders.
     void Clear() {
         for (Holds & kept : holds)
             kept = {};
     }
-    /// Keeps one less, if there is any. Returns the holds that there were.
+    /// Forgets one folder, if any is kept. Returns the holds on it.
     Holds Leave() {
         for (Holds & kept : holds)
             if (kept.count != 0)
@@ -96,7 +96,7 @@ public:
         return {};
     }
 
-    /// Of all folders that `isWanted` wants by their nodes, how many holds there are.
+    /// The number of holds on the folders whose nodes `isWanted` selects.
     template <typename IsWanted>
     unsigned int CountHolds(IsWanted const & isWanted) const {
         unsigned int count = 0;
@@ -125,8 +125,8 @@ private:
     };
 
     Holds holds[MostFolders];
-    unsigned int current = 0; // which was looked up last
-    unsigned int next = 0;    // where the next one goes
+    unsigned int current = 0; // the one looked up last
+    unsigned int next = 0;    // the place for the next one
     Text texts[MostFolders];
 };
 

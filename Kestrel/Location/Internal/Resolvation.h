@@ -7,8 +7,8 @@ class UniString;
 
 namespace IO {
 
-/// Logs that a text could not be made into a location, with the errors of the system, which are
-/// forgotten then. Each place that reports has a line of its own, with this format.
+/// Logs that a text could not be converted to a location, with the errors of the system, which are
+/// then cleared. Each caller that reports has a line of its own, with this format.
 void LogRefusedText(Mu::EventLogLine & line, Mu::UniString const & text) noexcept;
 
 inline constexpr char const * RefusedTextFormat =

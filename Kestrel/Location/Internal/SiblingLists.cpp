@@ -37,7 +37,7 @@ void SiblingLists::Unlink(unsigned int node) {
     (previous == NoIndex ? nodes[parent].leftChild : nodes[previous].next) = nodes[node].next;
 }
 
-// The node before that one in their list. A long walk is the last one: it makes the index.
+// The node before that one in their list. The first long walk is the last one: it builds the index.
 unsigned int SiblingLists::WalkTo(unsigned int node) {
     unsigned int const parent = nodes[node].parent;
     unsigned int previous = NoIndex;

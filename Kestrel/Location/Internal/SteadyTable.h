@@ -8,12 +8,12 @@
 
 namespace IO {
 
-/// Records that stay where they are while the table grows, so that who knows that a record is in use
-/// may look at it without a lock.
+/// Records that do not move while the table grows, so that a thread that knows a record to be in
+/// use may read it without a lock.
 ///
 /// Memory:  eight blocks of 64 records, and eight for each doubling.
-/// Threads: Fit and Destroy under a lock. Find from any thread, for an index that it was given by
-///          one that had the lock.
+/// Threads: Fit and Destroy under a lock. Find from any thread, for an index received from a thread
+///          that had the lock.
 /// Failure: false, and nothing changed, when memory runs out.
 template <typename Record>
 class SteadyTable {
@@ -24,7 +24,7 @@ public:
 
     static constexpr unsigned int MostRecords = 0xFFFFFE00u;
 
-    /// Makes room for `count` records, which are as a default one.
+    /// Makes room for `count` records; new ones are default-constructed.
     bool Fit(unsigned int count) {
         if (count > MostRecords)
             return false;
@@ -34,7 +34,7 @@ public:
         return true;
     }
 
-    /// Null for a record that there is no room for. The index is below MostRecords.
+    /// Null for a record without memory. The index is below MostRecords.
     Record * Find(unsigned int index) const {
         Place const place = PlaceOf(index);
         Record * const records = parts[place.part].load(std::memory_order_acquire);
@@ -54,8 +54,8 @@ public:
     }
 
 private:
-    // Indices are counted from FirstSize on. The highest bit of one says which doubling it is in, the
-    // SplitBits behind it which block of that, the others where in the block.
+    // Indices are counted from FirstSize on. The highest bit selects the doubling, the SplitBits
+    // after it the block in that, the others the record in the block.
     static constexpr unsigned int SplitBits = 3;
     static constexpr unsigned int FirstBits = 9;
     static constexpr unsigned int FirstSize = 1u << FirstBits;

@@ -88,7 +88,7 @@ void AppendNamesOfURL(Address & names, std::u16string_view path) {
 void AppendNameOfURL(Address & names, std::u16string_view piece) {
     Name name(piece);
     DecodeURLName(&name);
-    (void)names.Append(name); // a failure stays in the address, where the caller looks
+    (void)names.Append(name); // a failure remains in the address, which the caller checks
 }
 
 bool IsURLWord(std::u16string_view text, std::u16string_view word) {

@@ -9,7 +9,7 @@
 namespace IO {
 namespace {
 
-// The ranges of units that stand for something else than themselves.
+// The ranges of units that stand for something other than themselves.
 constexpr char16_t StrayByte = 0xEF00; // plus the byte, which is 0x80 or more
 constexpr char16_t Replaced = 0xF000;  // plus the character
 constexpr char16_t WordMark = 0xF000;  // behind a reserved word; stands for nothing
@@ -44,13 +44,13 @@ bool StaysInside(char byte) {
     return kindOf[byte] <= Kind::Final;
 }
 
-// Those of WordMark included.
+// Includes WordMark.
 bool IsReplacement(unsigned int unit) {
     return unit >= Replaced && unit < Replaced + 0x80u &&
            kindOf[static_cast<char>(unit - Replaced)] != Kind::Plain;
 }
 
-// Names that Windows keeps for devices. In any case, so that all spellings of one are treated
+// Names that Windows reserves for devices, in any case, so that all spellings of one are treated
 // alike.
 bool IsReservedWord(std::string_view name) {
     if (name.size() != 3 && name.size() != 4)
@@ -68,7 +68,7 @@ bool IsDots(std::string_view name) {
     return name == "." || name == "..";
 }
 
-// What a conversion is of: one name, in which units are replaced, or a text for people.
+// What is converted: one name, in which units are replaced, or a text for people to read.
 enum class Form : unsigned char { Name, Text };
 
 unsigned char ByteAt(std::string_view text, std::size_t index) {
@@ -77,10 +77,10 @@ unsigned char ByteAt(std::string_view text, std::size_t index) {
 
 struct CodePoint {
     unsigned int value;
-    unsigned int bytes; // 0: the first byte begins no valid sequence
+    unsigned int bytes; // 0: the first byte starts no valid sequence
 };
 
-// The shortest form only, and no surrogates.
+// Accepts the shortest form only, and no surrogates.
 CodePoint DecodeLong(std::string_view text, unsigned int bytes, unsigned int first,
                      unsigned int least) {
     unsigned int value = first;
@@ -115,8 +115,8 @@ bool PutCodePoint(unsigned int value, TextBuffer * text) {
            text->Put(static_cast<char16_t>(0xDC00 + (value & 0x3FF)));
 }
 
-// Appends the first character and takes it off. One that would be read back as something else is
-// taken byte by byte, as what is no UTF-8.
+// Appends the first character and removes it from the input. One that would be read back as
+// something else is converted byte by byte, like invalid UTF-8.
 bool PutFirst(std::string_view * bytes, Form form, TextBuffer * text) {
     CodePoint const point = Decode(*bytes);
     bool const isName = form == Form::Name;
@@ -138,7 +138,7 @@ bool IsLowSurrogate(char16_t unit) {
 }
 
 // Writes the bytes of the first character of `text` and returns how many units it has; 0: no name
-// of this system holds it.
+// of this system can contain it.
 unsigned int EncodeFirst(PathText text, Form form, char (&bytes)[4], unsigned int * count) {
     char16_t const unit = text[0];
     unsigned int value = unit;
@@ -164,7 +164,7 @@ unsigned int EncodeFirst(PathText text, Form form, char (&bytes)[4], unsigned in
     return units;
 }
 
-// Copies what stays itself up to the first other character or the end of the buffer.
+// Copies unreplaced characters up to the first other one or the end of the buffer.
 void PutPlain(std::string_view * bytes, TextBuffer * text) {
     unsigned int const left = text->size - text->length;
     std::size_t const most = std::min<std::size_t>(bytes->size(), left < 2 ? 0 : left - 1);
@@ -297,7 +297,7 @@ unsigned int AppendNativeName(PathText name, BytePath * path) {
     unsigned int const begin = path->length;
     if (unsigned int const error = AppendEncoded(name, Form::Name, path); error != FileError::None)
         return error;
-    // Units that stand for others must not lead to another folder.
+    // Replacement units must not form a path to another folder.
     std::string_view const native = path->GetText().substr(begin);
     bool const leads = native.empty() ? !name.empty()
                                       : IsDots(native) && name.find_first_not_of(u'.') != name.npos;

@@ -2,7 +2,7 @@
 
 #include <string_view>
 
-// What all seams to the operating system that carry paths share.
+// Common to all seams to the operating system that take paths.
 
 namespace IO {
 
@@ -14,15 +14,16 @@ constexpr bool IsSeparator(char16_t unit) {
     return unit == u'\\' || unit == u'/';
 }
 
-/// Where an operation puts a text: `size` units at `units`. The text and its terminating zero must
-/// fit, or the call fails with FileError::MoreData; `length` counts without the zero.
+/// The output of an operation that returns a text: `size` units at `units`. The text and its
+/// terminating zero must fit, or the call fails with FileError::MoreData; `length` excludes the
+/// zero.
 struct TextBuffer {
     char16_t * units;
     unsigned int size;
     unsigned int length;
 
     PathText GetText() const { return PathText(units, length); }
-    /// One unit more, as long as a terminator still fits behind it.
+    /// Appends one unit, if a terminator still fits behind it.
     bool Put(char16_t unit) {
         if (size - length < 2)
             return false;
@@ -37,7 +38,7 @@ struct TextBuffer {
     }
 };
 
-/// The numbers of the errors that the library distinguishes. Others may come as well.
+/// The error numbers that the library distinguishes. Others may occur as well.
 namespace FileError {
 inline constexpr unsigned int None = 0;
 inline constexpr unsigned int InvalidFunction = 1;
@@ -69,7 +70,7 @@ inline constexpr unsigned int AlreadyExists = 183;
 inline constexpr unsigned int NameTooLong = 206;
 inline constexpr unsigned int FileTooLarge = 223;
 inline constexpr unsigned int MoreData = 234;
-inline constexpr unsigned int Directory = 267; ///< a folder was asked for, and it is none
+inline constexpr unsigned int Directory = 267; ///< a folder was required, and it is none
 inline constexpr unsigned int IODevice = 1117;
 inline constexpr unsigned int TooManyLinks = 1142;
 inline constexpr unsigned int InvalidTime = 1901;

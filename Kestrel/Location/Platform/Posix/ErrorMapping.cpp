@@ -13,9 +13,9 @@ struct ErrorPair {
     unsigned int number;
 };
 
-constexpr unsigned int RequestAborted = 1235; // a copy, by whoever watched it
+constexpr unsigned int RequestAborted = 1235; // a copy, by its observer
 
-// From left to right the first row of an errno counts, from right to left the first of a number.
+// An errno maps to the number in its first row, and a number to the errno in its first row.
 constexpr ErrorPair errorPairs[] = {
     {ENOENT, FileError::FileNotFound},
     {ENOTDIR, FileError::PathNotFound},

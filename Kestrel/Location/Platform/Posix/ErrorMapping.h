@@ -6,7 +6,7 @@
 
 namespace IO {
 
-/// 31, a failure without a name, for what no row of the table knows.
+/// 31, a general failure, for an errno that is not in the table.
 unsigned int ToFileError(int error);
 /// The same for the calling thread's errno.
 unsigned int GetLastFileError();
