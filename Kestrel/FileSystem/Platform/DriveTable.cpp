@@ -23,14 +23,14 @@ unsigned int ToDriveLetter(char16_t unit) {
     return letter >= 'A' && letter <= 'Z' ? letter : 0;
 }
 
-// The letter of a path that begins as `C:`, alone or before a separator; 0 for another.
+// The letter of a path that begins with `C:`, alone or before a separator; 0 for another.
 unsigned int GetDriveLetter(PathText path) {
     bool const isDrive =
         path.size() >= 2 && path[1] == u':' && (path.size() == 2 || IsSeparator(path[2]));
     return isDrive ? ToDriveLetter(path[0]) : 0;
 }
 
-// The end of `\\host\share`, or 0 when it is not that.
+// The length of `\\host\share`, or 0 for another text.
 unsigned int GetShareLength(PathText path) {
     unsigned int const host = SkipName(path, 2);
     if (host == 2 || host == path.size())
@@ -39,8 +39,8 @@ unsigned int GetShareLength(PathText path) {
     return share == host + 1 ? 0 : share;
 }
 
-// Takes "." and doubled separators out. False for a relative path, one that is too long, and one
-// with a zero in it, where the system would end it.
+// Removes "." and doubled separators. False for a relative path, one that is too long, and one that
+// contains a zero, where the system would end it.
 bool Normalize(std::string_view native, BytePath * path) {
     if (native.empty() || native[0] != '/' || native.find('\0') != std::string_view::npos)
         return false;
@@ -135,7 +135,7 @@ unsigned int DriveTable::Find(PathText path, Place * place) const {
     if (!BeginsWithTwoSeparators(path))
         return FileError::PathNotFound;
     unsigned int const length = GetShareLength(path);
-    // The table writes `\`; the path may have "/".
+    // The table contains `\`; the path may contain "/".
     char16_t root[2 * MaxNameBytes + 4];
     if (length > std::size(root))
         return FileError::BadNetPath;
@@ -173,7 +173,7 @@ unsigned int DriveTable::AppendNames(PathText rest, BytePath * native) {
     return error;
 }
 
-// Drives go before shares, and the deepest folder before others.
+// Drives take precedence over shares, and deeper folders over others.
 bool DriveTable::FindRoot(std::string_view native, Root * root) const {
     *root = {};
     for (unsigned int letter = 'A'; letter <= lastLetter; ++letter) {
@@ -192,7 +192,7 @@ unsigned int DriveTable::ToPortable(std::string_view native, TextBuffer * path) 
     path->length = 0;
     Root root;
     if (native.size() < BytePath::Size && FindRoot(native, &root) && root.letter != 0) {
-        // Nearly every path takes this way, which finds out whether it is normal as well.
+        // Nearly every path is converted here, which also checks whether it is normal.
         std::string_view const names = native.substr(root.folder == "/" ? 0 : root.folder.size());
         if (path->Put(root.letter) && path->Put(u':') && AppendPlainPath(names, path))
             return FileError::None;

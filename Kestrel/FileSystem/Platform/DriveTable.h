@@ -6,15 +6,15 @@
 
 namespace IO {
 
-/// Which folders of a native tree the drives and shares of portable paths are.
+/// The folders of a native tree that are the drives and shares of portable paths.
 ///
 /// On Linux it maps between the two kinds of paths. It is parsed from a text like
 /// `C=/;D=/mnt/data;\\host\share=/srv/share`, in which the later of two entries for the same root
-/// counts, an empty folder takes a drive away, and what makes no sense is passed over. Drive `C:`
-/// is "/" when the text does not name it.
+/// counts, an empty folder removes a drive, and invalid entries are skipped. Drive `C:` is "/" when
+/// the text does not mention it.
 ///
-/// Memory:  none from the heap; a text of a few thousand bytes fits, and what does not is dropped.
-/// Threads: any, once it is made.
+/// Memory:  none from the heap; a text of a few thousand bytes fits, and the rest is dropped.
+/// Threads: any, once it is constructed.
 /// Failure: error numbers.
 class DriveTable {
 public:
@@ -24,7 +24,7 @@ public:
     DriveTable(DriveTable const &) = delete;
     DriveTable & operator=(DriveTable const &) = delete;
 
-    /// Where a portable path lies: the folder of its root alone.
+    /// The folder of the root of a portable path, and the names below it.
     struct Place {
         std::string_view folder; // "/" or without a final "/"
         PathText rest;           // the names behind the root

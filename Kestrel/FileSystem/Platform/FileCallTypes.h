@@ -9,13 +9,13 @@ namespace IO {
 
 /// An open file. Null is none; the caller that opened it closes it.
 using FileHandle = void *;
-/// A folder that is held open, to enumerate it or to reach its entries. Null is none; who opened it
-/// ends it by FindClose.
+/// A folder that is held open, to enumerate it or to reach its entries. Null is none; the caller
+/// that opened it closes it by FindClose.
 using FindHandle = void *;
 
-/// Which entry a call is for: one at a path, or, with `in`, the entry of this name in a folder that
-/// is held open. The second form resolves that one name and never follows a link, so that nobody
-/// who renames folders or puts links in their place can lead the call elsewhere.
+/// The entry that a call is for: one at a path, or, with `in`, the entry of this name in a folder
+/// that is held open. The second form resolves that one name and never follows a link, so that
+/// renaming folders or replacing them by links cannot redirect the call.
 struct EntryPath {
     template <std::convertible_to<PathText> Path>
     EntryPath(Path const & path) : text(path) {}
@@ -25,11 +25,11 @@ struct EntryPath {
     FindHandle in = nullptr;
 };
 
-/// What a folder is opened for.
+/// The purpose for which a folder is opened.
 enum class FolderUse : unsigned char {
     List = 0,  ///< FindNextFile, and reaching entries
     Base = 1,  ///< reaching entries alone, which needs no right to list
-    Target = 2 ///< the same; as long as it is open, Windows lets nobody rename the folder
+    Target = 2 ///< the same; while it is open, Windows prevents renaming the folder
 };
 
 /// Equal for one and the same folder, by whatever path it was opened.
@@ -43,8 +43,8 @@ struct FolderId {
 namespace FileAttribute {
 inline constexpr unsigned int ReadOnly = 0x1;
 inline constexpr unsigned int Folder = 0x10;
-/// A pipe, a socket or a device that Linux shows among its files. Beside others, and no more than
-/// a remark.
+/// A pipe, a socket or a device that Linux shows among its files. In addition to others, and only
+/// for information.
 inline constexpr unsigned int Device = 0x40;
 inline constexpr unsigned int Normal = 0x80;
 /// A symbolic link on Linux; see FileCalls::MarksLinks. On Windows FindNextFile sets it beside

@@ -4,7 +4,7 @@
 
 namespace IO {
 
-/// Hands every call on to others, so that a class derived from it changes one operation.
+/// Forwards every call to another object, so that a class derived from it changes one operation.
 ///
 /// Memory, threads and failure are those of the calls below.
 class ForwardingFileCalls : public FileCalls {

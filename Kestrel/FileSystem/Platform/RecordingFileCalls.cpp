@@ -30,10 +30,10 @@ void RecordingFileCalls::Record(char const * name, unsigned int error) {
     FileCalls & calls = GetBelow();
     unsigned int const found = calls.GetLastError();
     char text[256];
-    char entry[sizeof(text) + 64]; // and for the call's name and the number
+    char entry[sizeof(text) + 64]; // with room for the call's name and the number
     char * const limit = std::end(entry) - 1;
     bool const hasText = calls.FormatMessage(error, text, sizeof(text)) != 0;
-    // Without the standard library's formatting: looks for what is not there are common.
+    // Without the standard library's formatting: queries of missing entries are common.
     char * end = entry;
     auto const append = [&](std::string_view part) {
         end += part.copy(end, static_cast<std::size_t>(limit - end));
@@ -49,7 +49,7 @@ void RecordingFileCalls::Record(char const * name, unsigned int error) {
     calls.SetLastError(found);
 }
 
-// Every recorded call is this with another name.
+// Every recorded call goes through this, with its own name.
 template <typename... Parameters, typename... Arguments>
 unsigned int RecordingFileCalls::Recorded(char const * name,
                                           unsigned int (FileCalls::*call)(Parameters...),

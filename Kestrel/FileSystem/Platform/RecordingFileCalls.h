@@ -9,9 +9,9 @@ namespace IO {
 ///
 /// Recording leaves the system's own error number as it was.
 ///
-/// Memory:  AddOSError's; a failure that is met while there is none goes unrecorded.
-/// Threads: any. The error mode is the process's, so that two threads that set it round their calls
-///          at once may leave it set.
+/// Memory:  AddOSError's; a failure that occurs when it runs out is not recorded.
+/// Threads: any. The error mode is the process's, so that two threads that set it during their
+///          calls at once may leave it set.
 /// Failure: as below.
 class RecordingFileCalls : public ForwardingFileCalls {
 public:

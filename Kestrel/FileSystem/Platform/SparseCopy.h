@@ -15,9 +15,9 @@ struct SparseRange {
 
 inline constexpr unsigned int RequestAborted = 1235; ///< by a TransferScope
 
-/// Copies what is written in a file into a new one, and leaves the holes between holes. For systems
-/// that have no such copy themselves; both files are of a class with these operations, which return
-/// an error number or 0:
+/// Copies the written ranges of a file into a new one, and leaves the holes between them as holes.
+/// For systems that have no such copy themselves; both files are of a class with these operations,
+/// which return an error number or 0:
 ///
 ///     GetSize(&size)
 ///     FindData(from, end, &range)    the first range at or behind `from`; {end, end} for none
@@ -26,7 +26,7 @@ inline constexpr unsigned int RequestAborted = 1235; ///< by a TransferScope
 ///     ReadAt(place, bytes, count, &read)
 ///     WriteAt(place, bytes, count)   all of it
 ///
-/// A file that becomes shorter meanwhile ends where it ended first, with a hole.
+/// If the file is shortened meanwhile, the copy keeps the first length, with a hole at the end.
 template <typename File>
 unsigned int CopySparse(File & from, File & to) {
     char buffer[65536];

@@ -8,7 +8,7 @@ Descriptor::~Descriptor() {
     if (descriptor < 0)
         return;
     int const before = errno;
-    ::close(descriptor); // an interrupted close has closed, too
+    ::close(descriptor); // an interrupted close has closed it, too
     errno = before;
 }
 

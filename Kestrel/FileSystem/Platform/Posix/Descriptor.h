@@ -4,10 +4,10 @@
 
 namespace IO {
 
-/// Closes a file descriptor at its end, and leaves errno alone then.
+/// Owns a file descriptor. Its destruction leaves errno unchanged.
 class Descriptor {
 public:
-    /// Takes what an opening call returned; below 0 is none.
+    /// Takes the result of an opening call; below 0 is none.
     explicit Descriptor(int descriptor) : descriptor(descriptor) {}
     ~Descriptor();
     Descriptor(Descriptor const &) = delete;
@@ -21,7 +21,7 @@ public:
         return released;
     }
 
-    /// Takes one where there is none.
+    /// Takes a descriptor; it must own none yet.
     void Take(int opened) { descriptor = opened; }
 
 private:

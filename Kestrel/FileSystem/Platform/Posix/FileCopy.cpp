@@ -15,11 +15,11 @@ namespace {
 
 enum class Outcome {
     Done,
-    Unavailable, // here; another way may do
+    Unavailable, // here; another way may work
     Failed
 };
 
-// What a file system or a kernel says that cannot do it, rather than that it went wrong.
+// Whether errno means that a file system or a kernel lacks a way to copy, not that the copy failed.
 bool IsUnavailable() {
     return errno == EINVAL || errno == EXDEV || errno == ENOSYS || errno == EOPNOTSUPP ||
            errno == EPERM || errno == ENOTTY || errno == EBADF || errno == EISDIR;
@@ -27,7 +27,7 @@ bool IsUnavailable() {
 
 constexpr unsigned long long All = ~0ull;
 
-// False, with errno, when whoever watches wants no more.
+// False, with errno, when the observer cancels.
 bool Count(unsigned long long bytes) {
     bool const goesOn = TransferScope::Add(bytes);
     if (!goesOn)
@@ -35,7 +35,7 @@ bool Count(unsigned long long bytes) {
     return goesOn;
 }
 
-// Small enough for a watcher to see them go by.
+// Small enough for an observer to see progress.
 unsigned long long GetPiece() {
     return TransferScope::GetCurrent() != nullptr ? CopyPiece / 16 : CopyPiece;
 }
@@ -83,7 +83,7 @@ bool CopyByHand(int from, int to, unsigned long long count) {
     return true;
 }
 
-// A way that turns out to be missing in the middle has moved both files on as far as it came.
+// A way that proves unavailable in the middle leaves both positions where it stopped.
 bool CopyBytes(int from, int to, unsigned long long count, CopyWays ways) {
     off_t const start = ::lseek(from, 0, SEEK_CUR);
     Outcome const outcome = ways.kernelCopy ? CopyInKernel(from, to, count) : Outcome::Unavailable;
@@ -94,7 +94,7 @@ bool CopyBytes(int from, int to, unsigned long long count, CopyWays ways) {
 }
 
 // Files that the kernel generates as they are read have no blocks either. Their length need not be
-// that of their content, so they count only if they report a hole.
+// that of their content, so they are sparse only if they report a hole.
 bool IsSparse(int file, off_t * size) {
     struct stat info;
     bool const isKnown = ::fstat(file, &info) == 0;
@@ -105,7 +105,7 @@ bool IsSparse(int file, off_t * size) {
     return ::lseek(file, 0, SEEK_SET) == 0 && hole >= 0 && hole < info.st_size;
 }
 
-// Copies what is written in the file, and leaves the holes between holes.
+// Copies the written ranges of the file, and leaves the holes between them as holes.
 bool CopyAroundHoles(int from, int to, off_t size, CopyWays ways) {
     off_t data = 0;
     for (off_t end = 0; end < size;) {

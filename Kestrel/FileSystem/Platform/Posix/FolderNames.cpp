@@ -14,7 +14,7 @@ constexpr unsigned int FolderCount = 8;
 constexpr unsigned int TableSize = 1u << 20; // a power of two
 constexpr unsigned int FirstCapacity = 1024;
 constexpr long long Second = 1'000'000'000;
-constexpr long long ClockTick = 5 * Second / 2; // more than that of any file system
+constexpr long long ClockTick = 5 * Second / 2; // longer than that of any file system
 
 long long ToNanoseconds(timespec const & time) {
     return time.tv_sec * Second + time.tv_nsec;
@@ -26,7 +26,7 @@ long long GetNow(clockid_t clock) {
     return ToNanoseconds(now);
 }
 
-/// The hashes of a folder's names, each as often as it comes: open addressing over the first
+/// The hashes of a folder's names, each as often as it occurs: open addressing over the first
 /// `capacity` places. A hash of 0 is stored as 1; 0 is a free place.
 class HashBag {
 public:
@@ -56,7 +56,7 @@ public:
             return;
         places[hole] = 0;
         --count;
-        // What was moved on by the collision moves back, so that no search ends at the hole.
+        // Entries displaced by the collision move back, so that no search ends at the hole.
         for (unsigned int i = Next(hole); places[i] != 0; i = Next(i)) {
             unsigned int const home = Home(places[i]);
             bool const mayStay = hole <= i ? hole < home && home <= i : hole < home || home <= i;
@@ -91,12 +91,12 @@ private:
 
 struct FolderNames::Folder {
     bool isUsed;
-    bool isUncertain; // a change of another may hide behind the change time
+    bool isUncertain; // the change time may conceal another process's change
     dev_t device;
     ino_t inode;
     long long changeTime;
     long long readAt;
-    long long trust; // how long an uncertain one holds
+    long long trust; // how long uncertain data is used, in ns
     unsigned int lastUse;
     HashBag hashes;
 
@@ -108,7 +108,7 @@ struct FolderNames::Folder {
 
 namespace {
 
-/// Ends a path early while it lives.
+/// Truncates a path for its own lifetime.
 class Cut {
 public:
     Cut(BytePath * path, unsigned int at)
@@ -156,7 +156,7 @@ FolderNames & FolderNames::Get() {
 }
 
 std::span<FolderNames::Folder> FolderNames::GetFolders() {
-    // No constructor, and all zero: the pages come to be when they are written to.
+    // No constructor, and all zero: the system allocates the pages when they are written.
     static Folder folders[FolderCount];
     return folders;
 }
@@ -184,7 +184,7 @@ FolderNames::Folder * FolderNames::FindCurrent(struct stat const & info) const {
     return folder;
 }
 
-// Where the folder was remembered, or else the place of the one that was not used for longest.
+// The record of the folder, or else the least recently used one.
 FolderNames::Folder & FolderNames::Choose(struct stat const & info) const {
     Folder * oldest = nullptr;
     for (Folder & folder : GetFolders()) {
@@ -208,12 +208,12 @@ void FolderNames::Enter(struct stat const & info, std::string_view name, bool ad
     if (!added)
         folder->hashes.Remove(hash);
     else if (!folder->hashes.Add(hash))
-        folder->isUsed = false; // it is read again, into more places, when it is asked for next
+        folder->isUsed = false; // the next query reads the folder again, into more places
     folder->changeTime = ToNanoseconds(info.st_ctim);
     folder->isUncertain = true;
 }
 
-// False: there is no reading it, it changed meanwhile, or, with errno at 0, it does not fit.
+// False: it cannot be read, it changed meanwhile, or, with errno at 0, it does not fit.
 bool FolderNames::Folder::Read(int at, char const * path, unsigned int capacity) {
     hashes.Clear(capacity);
     FolderReader reader(OpenFolder(at, path));
@@ -250,7 +250,7 @@ FolderNames::Folder * FolderNames::Remember(int at, char const * path, struct st
     if (!isRead)
         return nullptr;
     folder.readAt = GetNow(CLOCK_MONOTONIC);
-    folder.trust = std::max(Second, 20 * (folder.readAt - begin)); // a twentieth of all time
+    folder.trust = std::max(Second, 20 * (folder.readAt - begin)); // at most 1/20 of the time
     folder.isUncertain = GetNow(CLOCK_REALTIME) - folder.changeTime < ClockTick;
     folder.isUsed = true;
     return &folder;
@@ -286,7 +286,7 @@ unsigned int FolderNames::FindInFolder(int at, char const * folder, struct stat 
         if (isFirst && IsSpellingOf(entry.name, text.GetText()))
             Copy(entry.name, found);
     }
-    // Who may not read a folder knows its names in the spelling that they have.
+    // Without permission to read a folder, names are found in their exact spelling only.
     if (errno != 0 && errno != EACCES)
         return GetLastFileError();
     return found->length != 0 ? FileError::None : FileError::FileNotFound;
@@ -304,7 +304,8 @@ unsigned int FolderNames::FindSpellingIn(int folder, BytePath * name) {
     return error;
 }
 
-// Corrects the name from `name` to `end`, which moves along, in the folder before it.
+// Corrects the name from `name` to `end`, which is updated, to its spelling in the folder before
+// it.
 unsigned int FolderNames::CorrectName(BytePath * path, unsigned int name, unsigned int * end,
                                       struct stat const & info) {
     BytePath folder;
@@ -324,7 +325,7 @@ unsigned int FolderNames::FindSpelling(BytePath * path, unsigned int rootLength)
     std::lock_guard<std::recursive_mutex> const guard(lock);
     if (path->length <= rootLength)
         return FileError::PathNotFound;
-    // Mostly it is the last name alone that is missed.
+    // Usually only the last name is missing.
     struct stat info;
     unsigned int name = FindLastName(*path);
     if (!IsFolder(path, GetFolderLength(name), &info)) {
@@ -359,7 +360,7 @@ std::string_view FolderChange::GetName() const {
     return entry->path.GetText().substr(FindLastName(entry->path));
 }
 
-// A folder that is held open stands for itself, whatever its path leads to by now.
+// A folder that is held open is queried itself, wherever its path leads by now.
 bool FolderChange::LookAtFolder() {
     if (folder.length == 0) {
         bool const isHeld = entry->at != AT_FDCWD;
@@ -370,7 +371,7 @@ bool FolderChange::LookAtFolder() {
 }
 
 unsigned int FolderChange::FindFolder() {
-    // The root of a drive has no name of its own; whatever is to be made, it is there already.
+    // The root of a drive has no name of its own; whatever is to be created exists already.
     if (entry->path.length <= entry->rootLength)
         return FileError::AlreadyExists;
     if (!LookAtFolder()) {

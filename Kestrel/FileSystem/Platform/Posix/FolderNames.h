@@ -12,56 +12,56 @@
 
 namespace IO {
 
-/// Where an entry lies for the system's calls: a path, or one name in an open folder.
+/// The place of an entry for the system's calls: a path, or one name in an open folder.
 struct NativeEntry {
     BytePath path;
-    unsigned int rootLength = 0; // how much of the path stands for the drive or share
+    unsigned int rootLength = 0; // the length of the part for the drive or share
     int at = AT_FDCWD;
-    Descriptor reached{-1}; // which `at` is for a path too long for the system
+    Descriptor reached{-1}; // owns `at` for a path too long for the system
 };
 
 /// Finds whether a folder holds a name in another spelling, without reading the folder each time.
 ///
-/// The system knows names byte by byte; here two names that differ in case only are one. So whoever
-/// makes an entry must know that no other spelling of its name is there, and who misses one must
-/// look for another spelling. Reading the folder each time would make n creations cost n * n, so
-/// the last few folders are remembered: for each, the hashes of its upper-cased names, and the
-/// change time that the folder had then.
+/// The system distinguishes names byte by byte; here two names that differ in case only are one. So
+/// the creator of an entry must be sure that no other spelling of its name exists, and a search
+/// that fails must look for another spelling. Reading the folder each time would make n creations
+/// cost n * n, so the last few folders are remembered: for each, the hashes of its upper-cased
+/// names, and the change time that the folder had then.
 ///
-/// What is remembered counts as long as the folder's change time stays, which any creation,
-/// renaming or deletion moves, by whomever. The library's own changes are entered through
-/// FolderChange and take the new change time along. What can slip through: another process that
-/// makes an entry in the very moment between our change and the look at the new time, or, on a
-/// kernel before 6.13, in the same tick of its clock, mostly 1 to 10 ms. Its name is then not known
-/// to us for a second or so, since a folder that changed lately is read again after that; the worst
-/// that follows is a second spelling of a name. With one writer nothing can slip through.
+/// Remembered data is valid while the folder's change time is unchanged; any creation, renaming or
+/// deletion changes it, by any process. The library's own changes are entered through FolderChange,
+/// together with the new change time. What can be missed: another process creates an entry in the
+/// very moment between our change and the query of the new time, or, on a kernel before 6.13, in
+/// the same tick of its clock, mostly 1 to 10 ms. Its name is then unknown to us for a second or
+/// so, since a folder that changed lately is read again after that; the worst consequence is a
+/// second spelling of a name. With one writer nothing is missed.
 ///
 /// Memory:  none from the heap: 32 MiB of zeroed static memory, of which the system provides a page
 ///          only once it is used. A folder of more than 780,000 entries is not remembered.
-/// Threads: any; `GetLock` is held round whatever is done here, the making of an entry included, so
-///          that two threads cannot make two spellings. It may be taken again.
+/// Threads: any; `GetLock` is held during all operations, the creation of an entry included, so
+///          that two threads cannot create two spellings. It may be taken again.
 class FolderNames {
 public:
     static FolderNames & Get();
 
     std::recursive_mutex & GetLock() { return lock; }
 
-    /// Puts the spelling that the folders have into the path, from `rootLength` on: for an entry
-    /// that the exact path does not lead to. FileNotFound: nothing has the last name; PathNotFound:
-    /// nor one before it. The path is then undefined.
+    /// Replaces the path, from `rootLength` on, by the spelling of the folders: for an entry that
+    /// the exact path does not lead to. FileNotFound: nothing has the last name; PathNotFound: nor
+    /// one before it. The path is then undefined.
     unsigned int FindSpelling(BytePath * path, unsigned int rootLength);
     /// The same for one name in a folder that is held open.
     unsigned int FindSpellingIn(int folder, BytePath * name);
 
-    /// The spelling in which the folder holds the name: `name` itself, or else the first in the
-    /// order of bytes. FileNotFound: it holds none, or lets nobody read it; others: it could not be
-    /// looked into, as with too many open files.
+    /// The spelling in which the folder contains the name: `name` itself, or else the first in the
+    /// order of bytes. FileNotFound: there is none, or the folder may not be read; others: it could
+    /// not be read, as with too many open files.
     unsigned int FindInFolder(int at, char const * folder, struct stat const & info,
                               std::string_view name, BytePath * found);
 
     /// Whether any folder is remembered, so that a change may have to be entered.
     bool IsInUse() const;
-    /// Whether what is remembered of the folder still holds.
+    /// Whether what is remembered of the folder is still valid.
     bool IsCurrent(struct stat const & info) const;
     /// Enters a change of our own in a folder that was current before it. `info` is from after it.
     void Enter(struct stat const & info, std::string_view name, bool added);
@@ -80,28 +80,28 @@ private:
                              struct stat const & info);
 
     mutable std::recursive_mutex lock;
-    unsigned int uses = 0; // counts up; a folder's last use shows which is the oldest
+    unsigned int uses = 0; // incremented by each use; a folder's last use shows which is the oldest
 };
 
-/// One entry made in, or taken from, a folder: what stands round the system's call.
+/// The creation or removal of one entry in a folder: the steps around the system's call.
 ///
-/// It finds the folder, in another spelling if need be, keeps the lock of FolderNames until its
+/// It finds the folder, in another spelling if necessary, holds the lock of FolderNames until its
 /// end, and enters the change there.
 class FolderChange {
 public:
     /// The folder's part of the entry's path is corrected in place.
     explicit FolderChange(NativeEntry * entry);
 
-    /// For an entry about to be made: an error when the folder is not there.
+    /// For an entry about to be created: an error when the folder does not exist.
     unsigned int FindFolder();
-    /// Puts another spelling of the entry's name that is there into `other`, as a path, and leaves
-    /// it empty when there is none. FindInFolder's errors but for FileNotFound.
+    /// Stores another existing spelling of the entry's name in `other`, as a path, which is empty
+    /// when there is none. FindInFolder's errors except for FileNotFound.
     unsigned int FindOtherSpelling(BytePath * other);
 
     /// For an entry about to be deleted or renamed.
     void Prepare();
 
-    /// The entry is there, or gone, now.
+    /// The entry exists, or no longer exists, now.
     void Added() { Changed(true); }
     void Removed() { Changed(false); }
 
@@ -114,13 +114,13 @@ private:
     FolderNames & names;
     std::lock_guard<std::recursive_mutex> guard;
     NativeEntry * entry;
-    BytePath folder;       // from where the entry lies
+    BytePath folder;       // from where the entry is
     struct stat info = {}; // of the folder, before the change
     bool isCurrent = false;
 };
 
-/// Makes something with a name of its own. What stands there already under the name, in any
-/// spelling, gives `exists`. `make` gets what openat takes and returns false with errno.
+/// Creates something with a name of its own. `exists`: the name exists already, in any spelling.
+/// `make` receives the arguments for openat and returns false with errno.
 template <typename Make>
 unsigned int MakeEntry(NativeEntry * entry, unsigned int exists, Make make) {
     FolderChange change(entry);

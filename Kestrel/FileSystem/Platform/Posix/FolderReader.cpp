@@ -10,7 +10,7 @@ namespace IO {
 
 namespace {
 
-// Asks for a type only where the file system does not report it with the name.
+// Queries a type only where the file system does not report it with the name.
 NameBuffer::Type FindType(int folder, char const * name, unsigned char type) {
     if (type == DT_UNKNOWN) {
         struct stat info;

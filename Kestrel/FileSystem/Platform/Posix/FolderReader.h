@@ -31,7 +31,7 @@ private:
     alignas(8) char buffer[32768];
 };
 
-/// The same with the folder.
+/// The same with ownership of the folder.
 class FolderReader {
 public:
     using Type = NameBuffer::Type;

@@ -8,11 +8,11 @@
 namespace IO {
 namespace {
 
-// A step takes so many units at most, of which each has three bytes at most.
+// The most units of a step, each of which has three bytes at most.
 constexpr std::size_t MostUnits = BytePath::Size / 3 - 1;
 constexpr PathText Separators = u"\\/";
 
-// Takes whole names off the path. Nothing: a name alone is too long.
+// Removes whole names from the path and returns them. Empty: a single name is too long.
 PathText TakeStep(PathText * path) {
     std::size_t const end =
         path->size() <= MostUnits ? path->size() : path->find_last_of(Separators, MostUnits);
@@ -21,7 +21,7 @@ PathText TakeStep(PathText * path) {
     return step;
 }
 
-// Goes to the folder of this path, from the one that it is at.
+// Opens the folder at this path, relative to the one that is open, and replaces that by it.
 bool Enter(BytePath const & path, Descriptor * folder) {
     int const at = folder->IsOpen() ? folder->Get() : AT_FDCWD;
     int const next = OpenFolder(at, path.text, O_PATH);

@@ -27,7 +27,7 @@ OpenedFolder::~OpenedFolder() {
         return;
     int const before = errno;
     if (!in->folder.IsOpen() && Reach() >= 0)
-        in->OpenAbove(folder.Get()); // what fails is reported to who needs it
+        in->OpenAbove(folder.Get()); // a failure is reported when it is needed
     OpenedFolder ** link = &in->below;
     while (*link != this)
         link = &(*link)->next;
@@ -35,7 +35,7 @@ OpenedFolder::~OpenedFolder() {
     errno = before;
 }
 
-// One that could not be recognised again stays open.
+// A folder that could not be recognised again remains open.
 void OpenedFolder::Close() {
     struct stat info;
     off_t const at = isListed ? ::lseek(folder.Get(), 0, SEEK_CUR) : 0;
@@ -48,7 +48,7 @@ void OpenedFolder::Close() {
 }
 
 bool OpenedFolder::OpenAgain() {
-    errno = ELOOP; // there is no way to it any more
+    errno = ELOOP; // it can no longer be reached
     for (OpenedFolder * each = below; each != nullptr; each = each->next)
         if (each->Reach() >= 0 && OpenAbove(each->folder.Get()))
             return true;

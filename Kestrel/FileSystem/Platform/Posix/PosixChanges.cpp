@@ -17,7 +17,7 @@ bool IsProtected(struct stat const & info) {
     return S_ISREG(info.st_mode) && (info.st_mode & (S_IWUSR | S_IWGRP | S_IWOTH)) == 0;
 }
 
-// Calls `change` while nobody can open the file; entries of other kinds cannot be in use.
+// Calls `change` while the file cannot be opened; entries of other kinds cannot be in use.
 template <typename Change>
 unsigned int WhileUnused(struct stat const & info, NativeEntry const & entry, Change change) {
     std::optional<InUseGuard> guard;
@@ -30,7 +30,8 @@ unsigned int WhileUnused(struct stat const & info, NativeEntry const & entry, Ch
 }
 
 // For file systems that cannot rename without overwriting. A link to the file refuses to overwrite;
-// a folder can only be looked for first, so that one made in between is replaced if it is empty.
+// for a folder, the name can only be checked first, so that one created in between is replaced if
+// it is empty.
 bool RenameByHand(char const * from, char const * to) {
     struct stat info;
     if (::link(from, to) == 0) {
@@ -56,7 +57,7 @@ bool RenameToFreeName(char const * from, char const * to) {
     return (errno == EINVAL || errno == ENOSYS || errno == EOPNOTSUPP) && RenameByHand(from, to);
 }
 
-// A copy that is there before all of it is goes again.
+// Deletes a copy that is incomplete.
 class HalfCopy {
 public:
     HalfCopy(NativeEntry const & entry, int descriptor) : entry(entry), file(descriptor) {
@@ -64,7 +65,7 @@ public:
     }
     ~HalfCopy() {
         struct stat now;
-        // Not what somebody else has put there meanwhile.
+        // Not an entry that has replaced it meanwhile.
         if (isHalf && isKnown &&
             ::fstatat(entry.at, entry.path.text, &now, AT_SYMLINK_NOFOLLOW) == 0 &&
             now.st_ino == info.st_ino && now.st_dev == info.st_dev)
@@ -87,15 +88,15 @@ private:
     bool isHalf = true;
 };
 
-// As far as the file system of the copy keeps them; the content counts.
+// As far as the file system of the copy supports them; only the content is essential.
 void SetCopyAttributes(int copy, struct stat const & source) {
     timespec const times[2] = {{0, UTIME_OMIT}, source.st_mtim};
     (void)::futimens(copy, times);
     (void)::fchmod(copy, source.st_mode & 0777);
 }
 
-// Without the same group, and without the list that says what the bits of the group stand for, these
-// bits would be for others than before.
+// Without the same group, or without the list that defines what the bits of the group mean, these
+// bits would grant rights to others than before.
 void GiveRights(int file, char const * model, struct stat const & info) {
     constexpr char const * listName = "system.posix_acl_access";
     char list[4096];
@@ -123,7 +124,7 @@ unsigned int FillCopy(int from, struct stat const & source, NativeEntry const & 
 
 } // namespace
 
-// Deletes what an enumeration has just handed out as a file with no look at it before it is opened.
+// Deletes what an enumeration has just reported as a file, without a query before it is opened.
 // False: it is none, or cannot be opened for writing.
 bool PosixFileCalls::DeleteListed(EntryPath path, unsigned int * error) const {
     NativeEntry native;

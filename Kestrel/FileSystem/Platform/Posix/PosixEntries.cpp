@@ -54,7 +54,7 @@ unsigned int GetNext(Search * search, FindData * data) {
     return SetName(entry.name, data) ? FileError::None : FileError::NameTooLong;
 }
 
-// A folder that may not be listed can still be worked in.
+// A folder that may not be listed can still be used to reach its entries.
 int OpenForUse(int at, char const * path, FolderUse use, int more) {
     return OpenFolder(at, path, use == FolderUse::List ? more : more | O_PATH);
 }
@@ -86,7 +86,7 @@ unsigned int PosixFileCalls::ToNative(EntryPath path, NativeEntry * native) cons
     return isName ? AppendNativeName(path.text, &native->path) : FileError::InvalidName;
 }
 
-// Whether an enumeration has handed the entry out last, as a file.
+// Whether an enumeration has reported the entry last, as a file.
 bool PosixFileCalls::IsListedFile(EntryPath path, NativeEntry const & native) const {
     OpenedFolder const * const folder = ToFolder(path.in);
     if (folder == nullptr || !folder->IsListed())
@@ -113,7 +113,7 @@ unsigned int PosixFileCalls::GetFileAttributes(EntryPath path, unsigned int * at
 }
 
 unsigned int PosixFileCalls::GetDiskUse(EntryPath path, DiskUse * use) {
-    constexpr unsigned int blockSize = 512; // the unit of st_blocks, whatever the disk's own is
+    constexpr unsigned int blockSize = 512; // the unit of st_blocks, whatever that of the disk
     *use = {};
     NativeEntry native;
     struct stat info;
@@ -154,7 +154,7 @@ unsigned int PosixFileCalls::OpenFolder(EntryPath folder, FolderUse use, FindHan
         return (descriptor = OpenForUse(at, entry, use, more)) >= 0;
     });
     if (error == FileError::FileNotFound && folder.in == nullptr)
-        return FileError::PathNotFound; // what is looked into is no last name
+        return FileError::PathNotFound; // a folder to be searched counts as a name before the last
     if (error != FileError::None)
         return error == FileError::PathNotFound && errno == ENOTDIR ? FileError::Directory : error;
     return use == FolderUse::List

@@ -137,7 +137,7 @@ bool PosixFileCalls::IsSameName(PathText a, PathText b) {
     return IsSameSpelling(a, b);
 }
 
-// The system has no dialogs to keep away; who asks for the mode gets what was set.
+// The system has no dialogs to suppress; the mode is only stored and returned.
 unsigned int PosixFileCalls::SetErrorMode(unsigned int mode) {
     return errorMode.exchange(mode);
 }

@@ -12,14 +12,13 @@ namespace IO {
 
 struct ShareLock;
 
-/// The file calls of Linux. FileCalls documents what each does; what stands in for what Windows has
-/// and Linux has not lies beside this class: drives in DriveTable, spellings in FolderNames, share
-/// modes in ShareLock, creation times in Times, volumes, special folders and copying in files of
-/// theirs.
+/// The file calls of Linux, as documented by FileCalls. Substitutes for what Linux lacks are beside
+/// this class: drives in DriveTable, spellings in FolderNames, share modes in ShareLock, creation
+/// times in Times, volumes, special folders and copying in files of their own.
 ///
-/// Write protection is the lack of every write permission bit, and is looked at here too, since the
-/// system lets root pass. A handle is a file descriptor with its access. Calls that a signal
-/// interrupted are taken up again, and every descriptor is closed on exec.
+/// Write protection is the lack of every write permission bit, and is checked here too, since the
+/// system exempts root. A handle is a file descriptor with its access. Interrupted calls are
+/// repeated, and every descriptor is closed on exec.
 ///
 /// What Windows refuses and this class does not: moving a folder while a file beneath it is open.
 class PosixFileCalls : public FileCalls {
@@ -98,12 +97,12 @@ private:
         return native.at == AT_FDCWD ? FileError::None : FileError::NameTooLong;
     }
 
-    /// Calls `call` with where the entry lies, as openat takes it, and once more with the spelling
-    /// that the folders have when nothing has that path. The call returns false with errno.
+    /// Calls `call` with the place of the entry, as openat takes it, and once more with the
+    /// spelling of the folders when nothing has that path. `call` returns false with errno.
     template <typename Call>
     unsigned int OnEntry(EntryPath path, NativeEntry * native, Call call) const;
 
-    /// Where the entry itself lies and what lstat reports of it.
+    /// The place of the entry itself, and what lstat reports of it.
     unsigned int FindEntry(EntryPath path, NativeEntry * native, struct stat * info) const;
     unsigned int OpenExisting(EntryPath path, Opening const & opening, int * descriptor) const;
     unsigned int CreateNew(EntryPath path, Opening const & opening, int * descriptor) const;

@@ -14,10 +14,10 @@
 namespace IO {
 namespace {
 
-// A pipe or a device must not hold up its opener for ever; files do not mind the flag.
+// A pipe or a device must not block its opener forever; files ignore the flag.
 constexpr int OpenFlags = O_CLOEXEC | O_NOCTTY | O_NONBLOCK;
 
-// A handle is never null: its lowest bit is set, two bits hold the access, the others are the
+// A handle is never null: its lowest bit is set, two bits are the access, the others the
 // descriptor.
 FileHandle MakeHandle(int descriptor, unsigned int access) {
     std::uintptr_t const number = static_cast<unsigned int>(descriptor);
@@ -37,20 +37,20 @@ bool Truncates(unsigned int disposition) {
            disposition == FileDisposition::TruncateExisting;
 }
 
-// Whether a call that would have waited may be tried again.
+// Whether a call that would have blocked may be repeated.
 bool WaitFor(int descriptor, short event) {
     if (errno != EAGAIN)
         return false;
     pollfd wait = {descriptor, event, 0};
     if (Retry([&wait] { return ::poll(&wait, 1, -1); }) <= 0)
         return false;
-    // It is no file, and the system does the waiting from now on.
+    // It is no file, and calls block in the system from now on.
     int const flags = ::fcntl(descriptor, F_GETFL);
     return flags >= 0 && ::fcntl(descriptor, F_SETFL, flags & ~O_NONBLOCK) == 0;
 }
 
-// Whether nothing was read because nobody has opened the other end of a named pipe yet, which must
-// not pass for an empty file. Who came and went has ended the input.
+// Whether nothing was read because the other end of a named pipe has not been opened yet, which
+// must not be taken for an empty file. A writer that has closed it again has ended the input.
 bool LacksWriter(int descriptor) {
     struct stat info;
     struct statfs system;
@@ -71,7 +71,7 @@ int PosixFileCalls::Opening::Open(int at, char const * path, int more) const {
     bool const writes = (access & FileAccess::Write) != 0 || Truncates(disposition);
     if (!writes)
         return open(O_RDONLY);
-    // To share with readers one must be able to read, as far as that is granted.
+    // Sharing with readers requires a descriptor that can read, as far as that is granted.
     bool const shares = lock->first == F_RDLCK;
     int descriptor = open(reads || shares ? O_RDWR : O_WRONLY);
     if (descriptor < 0 && errno == EACCES && shares && !reads)
@@ -81,8 +81,8 @@ int PosixFileCalls::Opening::Open(int at, char const * path, int more) const {
     return descriptor;
 }
 
-// What stands between an opened file and its user: the others who have it open, its protection, and
-// that it may have been deleted before it could be locked. Only writing needs the look at the file.
+// The checks between opening a file and using it: others that have it open, its protection, and
+// whether it was deleted before it could be locked. Only writing requires a query of the file.
 unsigned int PosixFileCalls::Opening::Admit(int descriptor) const {
     bool const writes = (access & FileAccess::Write) != 0 || Truncates(disposition);
     unsigned int const error = lock->Take(descriptor);
@@ -91,7 +91,7 @@ unsigned int PosixFileCalls::Opening::Admit(int descriptor) const {
     struct stat info;
     if (::fstat(descriptor, &info) != 0)
         return GetLastFileError();
-    // A pipe that is opened for both keeps what is written for itself.
+    // A pipe that is opened for both directions keeps what is written for itself.
     if (S_ISFIFO(info.st_mode) && (::fcntl(descriptor, F_GETFL) & O_ACCMODE) == O_RDWR)
         return FileError::NotSupported;
     if (!S_ISREG(info.st_mode))
@@ -100,8 +100,8 @@ unsigned int PosixFileCalls::Opening::Admit(int descriptor) const {
         return FileError::FileNotFound;
     if ((info.st_mode & (S_IWUSR | S_IWGRP | S_IWOTH)) == 0)
         return FileError::AccessDenied;
-    // Cutting an empty file has some file systems write it out when it is closed, and wait for that
-    // when it is deleted.
+    // Truncating an empty file makes some file systems write it out when it is closed, and wait for
+    // that when it is deleted.
     if (Truncates(disposition) && info.st_size != 0 &&
         Retry([=] { return ::ftruncate(descriptor, 0); }) != 0)
         return GetLastFileError();
@@ -135,7 +135,7 @@ unsigned int PosixFileCalls::CreateNew(EntryPath path, Opening const & opening,
         Descriptor file(opening.Open(at, entry, O_CREAT | O_EXCL));
         if (!file.IsOpen())
             return false;
-        // Nobody else can have it open yet in a way that the lock would meet.
+        // No other opener can hold a conflicting lock yet.
         opening.lock->Take(file.Get());
         if (isProtected)
             ::fchmod(file.Get(), 0444);
@@ -167,8 +167,7 @@ unsigned int PosixFileCalls::CreateFile(EntryPath path, unsigned int access, uns
 }
 
 unsigned int PosixFileCalls::CloseHandle(FileHandle file) {
-    // Interrupted or not, it is closed; what was not written by then is reported as an error of
-    // writing.
+    // Interrupted or not, it is closed; data not written by then is reported as a write error.
     if (::close(GetDescriptor(file)) == 0 || errno == EINTR)
         return FileError::None;
     return errno == EIO ? FileError::WriteFault : GetLastFileError();
@@ -230,7 +229,7 @@ unsigned int PosixFileCalls::GetFileSizeEx(FileHandle file, unsigned long long *
 
 unsigned int PosixFileCalls::FlushFileBuffers(FileHandle file) {
     int const descriptor = GetDescriptor(file);
-    // EINVAL: a pipe or a device, which keeps nothing back.
+    // EINVAL: a pipe or a device, which buffers nothing.
     if (Retry([=] { return ::fsync(descriptor); }) == 0 || errno == EINVAL)
         return FileError::None;
     return errno == EIO ? FileError::WriteFault : GetLastFileError();

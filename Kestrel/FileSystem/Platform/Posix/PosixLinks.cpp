@@ -37,7 +37,7 @@ bool HasDotDot(std::string_view path) {
     return false;
 }
 
-// The folder of the entry without links, "." and "..", as far as it is there at all.
+// The folder of the entry without links, "." and "..", if it exists at all.
 bool SetToRealFolder(BytePath const & path, BytePath * real) {
     char text[PATH_MAX];
     BytePath folder;
@@ -46,7 +46,7 @@ bool SetToRealFolder(BytePath const & path, BytePath * real) {
            real->Append(text);
 }
 
-// "a/../b" without the detour, by the text alone.
+// Shortens "a/../b" by the text alone.
 bool Collapse(BytePath const & path, BytePath * collapsed) {
     std::string_view rest = path.GetText();
     collapsed->Truncate(0);
@@ -62,7 +62,7 @@ bool Collapse(BytePath const & path, BytePath * collapsed) {
     return collapsed->length != 0 || collapsed->Append("/");
 }
 
-// Where the link's text leads from the link's folder: an absolute path without "..".
+// The target of the link's text from the link's folder: an absolute path without "..".
 bool FollowText(BytePath const & link, BytePath const & text, BytePath * target) {
     BytePath joined;
     bool const isAbsolute = text.text[0] == '/';
@@ -70,14 +70,14 @@ bool FollowText(BytePath const & link, BytePath const & text, BytePath * target)
     fits = fits && (isAbsolute ? joined.Append(text.GetText()) : joined.AppendName(text.GetText()));
     if (!fits)
         return false;
-    // The kernel knows best where ".." leads, as long as there is something.
+    // The kernel resolves ".." best, if the folder exists.
     bool const isReal =
         HasDotDot(joined.GetText()) && GetName(joined) != ".." && SetToRealFolder(joined, target);
     return isReal ? target->AppendName(GetName(joined)) : Collapse(joined, target);
 }
 
-// The same from a folder that is too deep to be named for the system, by the portable path of the link,
-// as far as the text alone leads to where the system follows it.
+// The same for a folder whose path is too long for the system, by the portable path of the link. By
+// the text alone, which may lead elsewhere than the system does; the caller checks that.
 bool FollowPortableText(PathText link, BytePath const & text, TextBuffer * target) {
     constexpr PathText separators = u"\\/";
     std::string_view rest = text.GetText();
@@ -135,7 +135,7 @@ LinkStatus PosixFileCalls::ReadShellLink(PathText path, TextBuffer * target) {
     if (!FollowText(link, text, &next))
         return LinkStatus::Failed;
     if (::lstat(next.text, &info) != 0 && ::fstatat(entry.at, link.text, &info, 0) == 0)
-        return LinkStatus::NotALink; // the kernel opens it, and not by this text
+        return LinkStatus::NotALink; // the kernel opens it, but not by this text
     bool const fits = PutNative(next.GetText(), target) == FileError::None;
     return fits ? LinkStatus::Done : LinkStatus::Failed;
 }
@@ -145,7 +145,7 @@ unsigned int PosixFileCalls::CreateShellLink(PathText path, PathText target,
     NativeEntry link;
     NativeEntry native;
     struct stat info;
-    // The spelling counts once the kernel follows the link by itself.
+    // The spelling must be exact, since the kernel follows the link by itself.
     unsigned int error = FindEntry(target, &native, &info);
     if (error != FileError::None)
         error = ToNative(target, &native);

@@ -31,8 +31,8 @@ struct flock MakeLock(short type, off_t from, off_t count) {
     return lock;
 }
 
-// Only a lock of another counts as a refusal. Who may write but not read cannot share the first
-// byte, and holds it alone instead.
+// Only another opener's lock counts as a refusal. An opener that may write but not read cannot
+// share the first byte, and locks it exclusively instead.
 unsigned int TakeLock(int descriptor, short type, off_t from, off_t count) {
     struct flock lock = MakeLock(type, from, count);
     if (Retry([&] { return ::fcntl(descriptor, F_OFD_SETLK, &lock); }) == 0)
@@ -69,10 +69,10 @@ InUseGuard::InUseGuard(int at, char const * path) {
     if (!mayLock)
         descriptor = Retry([=] { return ::openat(at, path, O_RDONLY | flags); });
     if (descriptor < 0)
-        return; // nobody can be asked; whether the entry may go is then the system's matter
+        return; // cannot be tested; the system decides whether the entry can be removed
     if (mayLock) {
         error = TakeLock(descriptor, F_WRLCK, FirstByte, 2);
-        // Deleted before it could be locked: what has the name now is another file.
+        // Deleted before it could be locked: the name is that of another file now.
         isKnown = ::fstat(descriptor, &info) == 0;
         if (error == FileError::None && isKnown && info.st_nlink == 0)
             error = FileError::FileNotFound;

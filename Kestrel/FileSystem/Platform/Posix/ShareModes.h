@@ -4,8 +4,8 @@
 
 namespace IO {
 
-// Share modes, which the system does not know, as locks on two bytes far beyond the data of a file:
-// the first is held by every opener of the file, the second by those who write, or who admit no
+// Share modes, which the system lacks, as locks on two bytes far beyond the data of a file: the
+// first is held by every opener of the file, the second by those that write, or that admit no
 // writer.
 //
 //     access, sharing               first byte   second byte   open mode
@@ -18,7 +18,7 @@ namespace IO {
 // alike, and end with the last descriptor. Programs without the library are not bound by them. A
 // file system without locks admits everyone.
 
-/// How one opening shares; null in ShareLock::Find for a combination that no row has.
+/// The locks of one opening; ShareLock::Find returns null for a combination that has no row.
 struct ShareLock {
     unsigned int access;
     unsigned int share;
@@ -27,7 +27,7 @@ struct ShareLock {
 
     static ShareLock const * Find(unsigned int access, unsigned int share);
 
-    /// Takes the locks: 0 or FileError::SharingViolation. What was taken ends with the descriptor.
+    /// Takes the locks: 0 or FileError::SharingViolation. They end with the descriptor.
     unsigned int Take(int descriptor) const;
 };
 

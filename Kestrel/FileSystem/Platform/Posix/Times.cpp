@@ -42,7 +42,7 @@ unsigned int SetCreationTime(int descriptor, unsigned long long time) {
 
 unsigned long long GetCreationTime(int at, char const * path, struct statx const & info) {
     unsigned char bytes[8];
-    char reached[320]; // a name in an open folder, for which there is no such call
+    char reached[320]; // the path of a name in an open folder, for which there is no such call
     if (at != AT_FDCWD) {
         std::snprintf(reached, sizeof(reached), "/proc/self/fd/%d/%s", at, path);
         path = reached;

@@ -4,17 +4,17 @@
 
 struct statx;
 
-// Times of files: units of 100 ns from the start of 1601 there, the system's own here.
+// Times of files: units of 100 ns since the start of 1601 in FileCalls, the system's own here.
 
 namespace IO {
 
-/// False for a time that has the top bit set, as no file has it.
+/// False for a time with the top bit set, which no file has.
 bool ToSystemTime(unsigned long long time, timespec * system);
-/// 0 for what lies before 1601.
+/// 0 for a time before 1601.
 unsigned long long FromSystemTime(long long seconds, unsigned int nanoseconds);
 
-/// Keeps a creation time beside the file, in the attribute `user.kestrel.creation-time`, since the
-/// system has no call that sets one: an error number.
+/// Stores a creation time with the file, in the attribute `user.kestrel.creation-time`, since the
+/// system has no call that sets one; returns an error number.
 unsigned int SetCreationTime(int descriptor, unsigned long long time);
 /// That attribute; else the birth time, where the file system has one; else the change time. `at`
 /// and `path` as for openat.

@@ -39,11 +39,11 @@ std::string_view TakeField(std::string_view * line) {
     return field;
 }
 
-// Hands each line of a file of the kernel's to `use`.
+// Passes each line of a file of the kernel's to `use`.
 template <typename Use>
 void ForEachLine(char const * path, Use use) {
     Descriptor const file(::open(path, O_RDONLY | O_CLOEXEC));
-    char buffer[8192]; // longer lines are passed over in pieces that are no lines
+    char buffer[8192]; // longer lines are skipped in pieces
     std::size_t held = 0;
     for (;;) {
         auto const got =
@@ -66,7 +66,7 @@ bool IsOfDevice(std::string_view text, dev_t device) {
     return text == std::string_view(number, static_cast<std::size_t>(length));
 }
 
-// The device itself or, for a part of a disk, the disk.
+// The device itself or, for a partition, the disk.
 bool IsRemovable(dev_t device) {
     for (char const * const form :
          {"/sys/dev/block/%u:%u/removable", "/sys/dev/block/%u:%u/../removable"}) {

@@ -2,7 +2,7 @@
 
 #include <Kestrel/FileSystem/Platform/Windows/WidePath.h>
 
-// The two forms are one here; what is left is to distinguish absolute paths from others.
+// Both forms are the same here; only absolute paths must be distinguished from others.
 
 namespace IO {
 namespace {

@@ -12,7 +12,7 @@ inline wchar_t const * ToWide(PathText text) {
     return Mu::Platform::ToWide(Mu::ToUnits(text.data()));
 }
 
-/// A path with the zero behind it that the system wants, for the length of one call.
+/// A path with the terminating zero that the system requires, for one call.
 class WidePath {
 public:
     static constexpr unsigned int Size = 4096;
@@ -26,7 +26,7 @@ public:
             std::copy_n(ToWide(path), length, text);
         text[length] = 0;
     }
-    /// Not 0 when the system could not take the path; the text is empty then.
+    /// Not 0 when the system could not accept the path; the text is empty then.
     unsigned int GetError() const { return error; }
     operator wchar_t const *() const { return text; }
 

@@ -14,7 +14,7 @@
 namespace IO {
 namespace {
 
-// Some calls fail without a number of their own.
+// Some calls fail without setting a number.
 unsigned int LastError() {
     unsigned int const error = ::GetLastError();
     return error != FileError::None ? error : FileError::GeneralFailure;
@@ -24,12 +24,12 @@ unsigned int Result(BOOL done) {
     return done ? FileError::None : LastError();
 }
 
-// The end of a file, or that of a pipe whose writer is gone.
+// The end of a file, or that of a pipe whose writer has closed it.
 bool IsEnd(unsigned int error) {
     return error == ERROR_HANDLE_EOF || error == ERROR_BROKEN_PIPE;
 }
 
-// Calls the system with a path that it can take.
+// Calls the system with a path in the form that it accepts.
 template <typename Call>
 unsigned int WithPath(PathText path, Call call) {
     WidePath const wide(path);
@@ -76,7 +76,7 @@ void Fill(wchar_t const * name, std::size_t length, FindData * data) {
     std::memcpy(data->name, name, data->nameLength * sizeof(wchar_t));
 }
 
-/// A folder that is held open. What it is enumerated by is in it where it was opened for that.
+/// A folder that is held open; a Search, if it was opened for listing.
 struct Folder : Mu::Allocated {
     explicit Folder(HANDLE handle) : handle(handle) {}
     virtual ~Folder() { ::CloseHandle(handle); }
@@ -88,7 +88,7 @@ struct Folder : Mu::Allocated {
 
 struct Search : Folder {
     using Folder::Folder;
-    FILE_ID_BOTH_DIR_INFO const * next = nullptr; // null: the buffer is to be filled
+    FILE_ID_BOTH_DIR_INFO const * next = nullptr; // null: the buffer must be filled
     alignas(8) char buffer[32768];
 };
 
@@ -96,7 +96,7 @@ HANDLE GetHandle(FindHandle find) {
     return static_cast<Folder *>(find)->handle;
 }
 
-/// Closes a handle at its end.
+/// Closes a handle on destruction.
 class Handle {
 public:
     Handle() = default;
@@ -145,9 +145,9 @@ unsigned int OpenNameIn(HANDLE folder, PathText name, NtOpening const & opening,
     return ::RtlNtStatusToDosError(status);
 }
 
-// The one call of the system that opens an entry of an open folder. What has the name is opened
-// itself, be it a link. Paths lose the dots and blanks behind a name; here this has to be done by
-// hand, but for a name that stands in the folder with them.
+// The only call of the system that opens an entry of an open folder. A link is opened itself. Paths
+// lose the dots and blanks behind a name; here they are removed by hand, except from a name that
+// exists in the folder with them.
 unsigned int OpenIn(EntryPath entry, NtOpening const & opening, HANDLE * handle) {
     PathText const asInPath = entry.text.substr(0, entry.text.find_last_not_of(u". ") + 1);
     if (opening.disposition == FILE_CREATE)
@@ -169,7 +169,7 @@ unsigned int OpenByPath(PathText path, DWORD access, DWORD share, DWORD flags, H
     });
 }
 
-// Whether what was opened stands for a folder elsewhere, so that entering it would lead out.
+// Whether the opened entry stands for a folder elsewhere, so that entering it would leave the tree.
 bool LeadsElsewhere(HANDLE handle) {
     FILE_ATTRIBUTE_TAG_INFO info;
     return !::GetFileInformationByHandleEx(handle, FileAttributeTagInfo, &info, sizeof(info)) ||
@@ -187,16 +187,16 @@ unsigned int DeleteIn(EntryPath entry, ULONG options) {
                                           handle, FileDispositionInfo, &gone, sizeof(gone)));
 }
 
-// The whole path of an open file or folder, with room for a name behind it.
+// The full path of an open file or folder, with room for a name behind it.
 unsigned int GetPathOf(HANDLE handle, wchar_t (&path)[WidePath::Size]) {
     DWORD const length = ::GetFinalPathNameByHandleW(handle, path, WidePath::Size, 0);
     return length == 0 ? LastError() : length >= WidePath::Size ? FileError::NameTooLong : 0;
 }
 
-// A path for a call that takes no folder, and what has to stay open so that it keeps its meaning.
+// A path for a call that takes no folder, and the handle that keeps its meaning while it is open.
 class PinnedPath {
 public:
-    // The entry itself is pinned, so that nobody can put another in its place.
+    // The entry itself is pinned, so that it cannot be replaced by another.
     unsigned int SetToEntry(EntryPath entry) {
         unsigned int const error = OpenIn(entry,
                                           {.access = FILE_READ_DATA | FILE_READ_ATTRIBUTES,
@@ -223,8 +223,8 @@ private:
     wchar_t text[WidePath::Size];
 };
 
-// A file of a folder that is held open. Its own content may lie elsewhere, as that of one in a
-// cloud; then it is opened once more, by its handle, in the way that fetches it.
+// A file in a folder that is held open. Its content may be elsewhere, as that of a file in a cloud;
+// then it is opened once more, by its handle, in the way that fetches it.
 unsigned int CreateFileIn(EntryPath entry, DWORD access, DWORD share, DWORD disposition,
                           FileHandle * file) {
     constexpr ULONG dispositions[] = {FILE_CREATE, FILE_OVERWRITE_IF, FILE_OPEN, FILE_OPEN_IF,
@@ -238,7 +238,7 @@ unsigned int CreateFileIn(EntryPath entry, DWORD access, DWORD share, DWORD disp
                                        .disposition = dispositions[disposition - 1],
                                        .options = FILE_NON_DIRECTORY_FILE},
                                       handle.GetPlace());
-    if (error != FileError::None) // folders say it with another number
+    if (error != FileError::None) // folders have another number for it
         return error == FileError::AlreadyExists ? FileError::FileExists : error;
     FILE_ATTRIBUTE_TAG_INFO info;
     if (!::GetFileInformationByHandleEx(handle, FileAttributeTagInfo, &info, sizeof(info)))
@@ -262,7 +262,7 @@ unsigned int CreateFileIn(EntryPath entry, DWORD access, DWORD share, DWORD disp
     return FileError::None;
 }
 
-// A file that is open for copying, as CopySparse wants it.
+// A file that is open for copying, with the operations for CopySparse.
 class SparseFile {
 public:
     SparseFile() = default;
@@ -290,7 +290,7 @@ public:
         DWORD got = 0;
         bool const done = ::DeviceIoControl(handle, FSCTL_QUERY_ALLOCATED_RANGES, &asked,
                                             sizeof(asked), &found, sizeof(found), &got, nullptr);
-        if (!done && ::GetLastError() != ERROR_MORE_DATA) // which is that there are more of them
+        if (!done && ::GetLastError() != ERROR_MORE_DATA) // there are more ranges
             return LastError();
         *range = {end, end};
         if (got >= sizeof(found))
@@ -349,7 +349,7 @@ BOOL CopyWhole(wchar_t const * from, wchar_t const * to) {
     BOOL const done = ::CopyFileExW(from, to, isWatched ? CountCopied : nullptr, &counted, nullptr,
                                     COPY_FILE_FAIL_IF_EXISTS | COPY_FILE_COPY_SYMLINK);
     WIN32_FILE_ATTRIBUTE_DATA info;
-    // Some systems do not say how far they are.
+    // Some systems report no progress.
     if (!done || !isWatched || counted != 0 ||
         !::GetFileAttributesExW(to, GetFileExInfoStandard, &info) ||
         TransferScope::Add(Join(info.nFileSizeHigh, info.nFileSizeLow)))
@@ -359,14 +359,14 @@ BOOL CopyWhole(wchar_t const * from, wchar_t const * to) {
     return FALSE;
 }
 
-// What the system's own copy keeps of a file that has no other streams, which are rare in one with
-// holes. The handle must not outlive the name that goes when something fails.
+// Keeps what the system's own copy keeps of a file without other streams, which are rare in one
+// with holes. A failed target is deleted as its handle is closed, before another attempt.
 unsigned int CopyWithHoles(SparseFile & source, FILE_BASIC_INFO info, wchar_t const * to) {
     SparseFile target(to, GENERIC_WRITE | DELETE, 0, CREATE_NEW);
     if (target == nullptr)
         return LastError();
     unsigned int error = CopySparse(source, target);
-    info.CreationTime.QuadPart = info.ChangeTime.QuadPart = 0; // which stay as they are
+    info.CreationTime.QuadPart = info.ChangeTime.QuadPart = 0; // 0: unchanged
     info.FileAttributes &= ~static_cast<DWORD>(FILE_ATTRIBUTE_SPARSE_FILE);
     if (error == FileError::None)
         error = Result(::SetFileInformationByHandle(target, FileBasicInfo, &info, sizeof(info)));
@@ -376,7 +376,7 @@ unsigned int CopyWithHoles(SparseFile & source, FILE_BASIC_INFO info, wchar_t co
     return error;
 }
 
-// The system's own copy fills holes up, and reads what is no file without an end.
+// The system's own copy fills holes, and would read a pipe or a device without end.
 BOOL CopyNew(wchar_t const * from, wchar_t const * to) {
     SparseFile look(from, FILE_READ_ATTRIBUTES,
                     FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, OPEN_EXISTING);
@@ -398,7 +398,7 @@ BOOL CopyNew(wchar_t const * from, wchar_t const * to) {
         return CopyWhole(from, to);
     SparseFile source(from, GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, OPEN_EXISTING);
     unsigned int const error = source == nullptr ? LastError() : CopyWithHoles(source, info, to);
-    // The file system of the copy knows no holes.
+    // The file system of the copy does not support holes.
     if (error == ERROR_INVALID_FUNCTION || error == ERROR_NOT_SUPPORTED) {
         if (source != nullptr)
             source.Close();
@@ -429,7 +429,7 @@ unsigned int WindowsFileCalls::SetFileAttributes(EntryPath path, unsigned int at
         Handle handle;
         unsigned int const error =
             OpenIn(path, {.access = FILE_WRITE_ATTRIBUTES}, handle.GetPlace());
-        FILE_BASIC_INFO info = {}; // a time of 0 stays as it is
+        FILE_BASIC_INFO info = {}; // a time of 0 means unchanged
         info.FileAttributes = bits;
         return error != FileError::None ? error
                                         : Result(::SetFileInformationByHandle(handle, FileBasicInfo,
@@ -471,7 +471,7 @@ unsigned int WindowsFileCalls::GetDiskUse(EntryPath path, DiskUse * use) {
                          FILE_FLAG_BACKUP_SEMANTICS | FILE_FLAG_OPEN_REPARSE_POINT, &handle);
     if (error != FileError::None)
         return error;
-    FILE_STANDARD_INFO size; // of what is compressed or has holes, what is left
+    FILE_STANDARD_INFO size; // AllocationSize is the real one of compressed and sparse files
     BY_HANDLE_FILE_INFORMATION info;
     if (!::GetFileInformationByHandleEx(handle, FileStandardInfo, &size, sizeof(size)) ||
         !::GetFileInformationByHandle(handle, &info))
@@ -525,7 +525,7 @@ unsigned int WindowsFileCalls::OpenFolder(EntryPath folder, FolderUse use, FindH
         error = OpenByPath(folder.text, opening.access | SYNCHRONIZE, opening.share,
                            FILE_FLAG_BACKUP_SEMANTICS, &handle);
     if (error == FileError::FileNotFound && folder.in == nullptr)
-        return FileError::PathNotFound; // what is looked into is no last name
+        return FileError::PathNotFound; // a folder to be searched counts as a name before the last
     FILE_BASIC_INFO info;
     if (error == FileError::None &&
         !::GetFileInformationByHandleEx(handle, FileBasicInfo, &info, sizeof(info)))
@@ -559,7 +559,7 @@ unsigned int WindowsFileCalls::FindNextFile(FindHandle find, FindData * data) {
     if (search.next == nullptr) {
         if (!::GetFileInformationByHandleEx(search.handle, FileIdBothDirectoryInfo, search.buffer,
                                             sizeof(search.buffer)))
-            // An empty folder without the entries of dots is at its end, too.
+            // An empty folder without the entries for dots is at its end, too.
             return LastError() == FileError::FileNotFound ? FileError::NoMoreFiles : LastError();
         search.next = reinterpret_cast<FILE_ID_BOTH_DIR_INFO const *>(search.buffer);
     }
@@ -568,9 +568,8 @@ unsigned int WindowsFileCalls::FindNextFile(FindHandle find, FindData * data) {
                       ? nullptr
                       : reinterpret_cast<FILE_ID_BOTH_DIR_INFO const *>(
                             reinterpret_cast<char const *>(&found) + found.NextEntryOffset);
-    // The size of the extended attributes is the tag of what is a reparse point. Those that stand
-    // for other places are links here; others, as of files that lie in a cloud, are what they seem
-    // to be.
+    // For a reparse point, the size of the extended attributes is its tag. Those that stand for
+    // other places are links here; others, as of files in a cloud, are what they seem to be.
     bool const isReparsePoint = (found.FileAttributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0;
     bool const isLink =
         isReparsePoint && (found.EaSize == 0 || IsReparseTagNameSurrogate(found.EaSize));
@@ -584,7 +583,7 @@ unsigned int WindowsFileCalls::FindNextFile(FindHandle find, FindData * data) {
     return FileError::None;
 }
 
-// The enumeration has reported all there is.
+// The enumeration has reported everything.
 unsigned int WindowsFileCalls::LookAtFound(FindHandle /*find*/, FindData * /*data*/) {
     return FileError::None;
 }
@@ -637,7 +636,7 @@ unsigned int WindowsFileCalls::CreateFileLike(PathText path, PathText model) {
     return WithPaths(path, model, [](wchar_t const * created, wchar_t const * like) {
         alignas(8) char descriptor[0x10000]; // the most that an access list can hold
         DWORD needed;
-        // Where the volume keeps no rights there are none to give.
+        // A volume without access rights has none to copy.
         bool const hasRights = ::GetFileSecurityW(like, DACL_SECURITY_INFORMATION, descriptor,
                                                   sizeof(descriptor), &needed) != 0;
         if (!hasRights && ::GetLastError() == ERROR_ACCESS_DENIED)
@@ -705,7 +704,7 @@ unsigned int WindowsFileCalls::GetLongPathName(PathText path, TextBuffer * longP
 
 unsigned int WindowsFileCalls::SHGetFolderPath(int folder, TextBuffer * path) {
     path->length = 0;
-    wchar_t text[1024] = {}; // the call knows no size; it writes 260 units at most
+    wchar_t text[1024] = {}; // the call takes no size, and writes 260 units at most
     if (findFolder == nullptr)
         return FileError::NotSupported;
     long const result = findFolder(nullptr, folder, nullptr, 0, text);
@@ -745,7 +744,7 @@ unsigned int WindowsFileCalls::ReadFile(FileHandle file, char * destination, uns
         *read += got;
         if (error != FileError::None || got == 0)
             return IsEnd(error) ? FileError::None : error;
-        // What is no file hands out what it has; its end is yet to come.
+        // A pipe or a device may return less before its end.
     } while (*read < count && ::GetFileType(file) != FILE_TYPE_DISK);
     return FileError::None;
 }

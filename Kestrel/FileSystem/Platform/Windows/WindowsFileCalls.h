@@ -7,8 +7,8 @@ namespace IO {
 /// The file calls of Windows: each is the system's own of its name, in the wide form. Links are shell
 /// link files.
 ///
-/// SHFolder.dll is loaded when this is made and stays, as the system's other libraries do; without
-/// it the special folders are not found.
+/// SHFolder.dll is loaded by the constructor and remains loaded, as the system's other libraries
+/// do; without it the special folders are not found.
 class WindowsFileCalls : public FileCalls {
 public:
     WindowsFileCalls();

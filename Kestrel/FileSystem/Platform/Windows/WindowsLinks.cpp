@@ -8,7 +8,7 @@
 namespace IO {
 namespace {
 
-/// COM on the calling thread, from here to the end.
+/// COM on the calling thread, for its own lifetime.
 class Apartment {
 public:
     // A thread that is in an apartment of another kind can be used as it is.
@@ -24,7 +24,7 @@ private:
     bool entered;
 };
 
-/// Counts as one user of a COM object.
+/// Holds one reference to a COM object.
 template <typename Interface>
 class ComPtr {
 public:
@@ -42,7 +42,7 @@ private:
     Interface * object = nullptr;
 };
 
-/// A shell link object and its way to files.
+/// A shell link object and its interface to files.
 class ShellLink {
 public:
     HRESULT Make() {
@@ -54,7 +54,7 @@ public:
     ComPtr<IPersistFile> const & GetFile() const { return file; }
 
 private:
-    Apartment apartment; // first made, last ended
+    Apartment apartment; // constructed first, destroyed last
     ComPtr<IShellLinkW> link;
     ComPtr<IPersistFile> file;
 };
