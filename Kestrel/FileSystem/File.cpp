@@ -24,10 +24,10 @@ namespace {
 constexpr unsigned int DefaultCacheSize = 4096;
 constexpr double ReservedRatio = 0.01;
 
-constinit std::atomic<unsigned int> knownCacheSize = 0; // 0: nobody could ask yet
+constinit std::atomic<unsigned int> knownCacheSize = 0; // 0: not known yet
 
-// Asked once a process: a File is made far more often than the preference changes. For want of
-// memory the default serves, and the next File asks again.
+// Read once per process: Files are created far more often than the preference changes. When memory
+// runs out, the default is used, and the next File reads it again.
 unsigned int GetCacheSize() {
     unsigned int size = knownCacheSize.load(std::memory_order_relaxed);
     if (size != 0)
@@ -89,7 +89,7 @@ void File::ConnectOrCreate(OnNotFound onNotFound, Folder * folder, Folder const 
     status = Connect(in);
     if (status == ErrFileNotFound && onNotFound == OnNotFound::Create) {
         status = ErrFileCreationFailed;
-        ClearOSErrors(); // that there was none is no failure now
+        ClearOSErrors(); // that none existed is no failure now
         if (CreateIn(folder) == NoError)
             status = entry != nullptr ? NoError : Connect(in);
     }
@@ -99,7 +99,7 @@ void File::ConnectOrCreate(OnNotFound onNotFound, Folder * folder, Folder const 
 MuErrCode File::Connect(Folder const * in) {
     MuErrCode const connected = fileSystem.Connect(&location, &entry);
     if (connected != NoError)
-        entry = nullptr; // whatever a file system left there is not ours to give back
+        entry = nullptr; // not ours to release, whatever a file system left there
     MuErrCode const result = GetConnectionStatus(kind, connected);
     return result == kind.notFound && in != nullptr
                ? ConnectBeyond(kind, in->entry, &location, &entry)
@@ -117,7 +117,7 @@ MuErrCode File::CreateIn(Folder * folder) {
     return CreateIn(above, name);
 }
 
-// A file that was just created on a disk is connected to without a second look-up.
+// A file that was just created on a disk is connected to without another look-up.
 MuErrCode File::CreateIn(Folder & folder, Name const & name) {
     MuErrCode const created = folder.CreateFile(name);
     auto const * const native =
@@ -133,7 +133,7 @@ MuErrCode File::CheckFlag(bool flag) const {
     return flag ? NoError : Error;
 }
 
-// Takes note of what was read and written in line.
+// Takes account of what was read and written in line.
 void File::NoteInLine() const {
     if (inputWindow.IsOpen())
         position += inputBuffer.TakeUpTo(inputWindow.GetPlace());
@@ -152,7 +152,7 @@ MuErrCode File::ReadRest(char * destination, unsigned int count, unsigned int * 
     Turn const turn(*this);
     unsigned int got = 0;
     MuErrCode result;
-    if (readable) { // which an unhealthy file never is
+    if (readable) { // never true for an unhealthy file
         result = inputBuffer.Get(destination, count, &got);
         position += got;
     } else
@@ -249,8 +249,8 @@ MuErrCode File::WriteRest(char const * source, unsigned int count, unsigned int 
     unsigned int const put = result == NoError ? count : 0;
     position += put;
     unsigned long long reached;
-    // What was written in part is written over next time. What is buffered was read ahead of a write
-    // that was not even tried, and the entry stands behind it.
+    // The next write overwrites a partial one. Where input is still buffered, no write was
+    // attempted, and the entry's position is behind that input.
     if (isTried && readable && result != NoError && inputBuffer.GetDataSize() == 0)
         (void)entry->Seek(FileEntry::SeekOrigin::Beginning, static_cast<long long>(position),
                           &reached);

@@ -12,7 +12,7 @@ namespace IO {
 
 using Level = ReportLine::Level;
 
-/// What a mode is called in the log, how the entry is opened for it, and what it allows.
+/// The name of a mode in the log, how the entry is opened for it, and what it allows.
 struct File::Mode {
     char const * text;
     FileEntry::OpenMode entryMode;
@@ -94,18 +94,18 @@ MuErrCode File::OpenEntry(Mode const & mode, AccessDeniedTreatment treatment) {
                {EntryOf{location}, mode.text});
         return ErrFileAccessDenied;
     }
-    // The rows begin with the status behind the denial.
+    // The rows begin with the status after the denial.
     return ReportOutcome(failures, static_cast<unsigned int>(result) - 2u,
                          {EntryOf{location}, mode.text});
 }
 
-// A file that is protected stays so however often one tries.
+// A protected file remains protected however often opening is retried.
 bool File::IsWorthRetry(Mode const & mode, AccessDeniedTreatment treatment,
                         unsigned int * counter) {
     bool isProtected = false;
     bool const wantsToWrite = mode.entryMode != FileEntry::OpenMode::Read &&
                               mode.entryMode != FileEntry::OpenMode::ReadShared;
-    // Asked without a line of its own: the denial is reported once.
+    // Queried without a line of its own: the denial is reported once.
     if (wantsToWrite && entry->IsWriteProtected(&isProtected) == FSEntry::AttributeStatus::Done &&
         isProtected)
         return false;
@@ -129,7 +129,7 @@ void File::MarkOpen(OpenMode newMode, Mode const & mode) {
     readable = mode.readable;
     writeable = mode.writeable;
     seekable = mode.seekable;
-    // Buffers of a file that is read and written would hold what the other side has changed.
+    // With both directions open, a buffer would hold data that the other one has changed.
     if (newMode == OpenMode::ReadWrite) {
         inputBuffer.DisableBuffering();
         outputBuffer.DisableBuffering();
@@ -208,8 +208,8 @@ MuErrCode File::FlushBuffer() const {
     return fileStatus == FileStatus::Open && writeable ? outputBuffer.Flush() : NoError;
 }
 
-// Opens for a moment, unless the file is open: then Open does nothing and the file is closed here.
-// Kept: hosts know that the question closes a file that is open in the other direction.
+// Opens briefly, unless the file is open: then Open does nothing and the file is closed here.
+// Kept: hosts rely on the query closing a file that is open in the other direction.
 bool File::TryOpen(OpenMode mode) {
     if (Open(mode, AccessDeniedTreatment::RetryPrivate) != NoError)
         return false;

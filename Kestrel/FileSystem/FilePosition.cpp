@@ -14,8 +14,8 @@ namespace {
 
 constexpr unsigned int NoNumber = 0xFFFFFFFFu;
 
-// For positions as well as for lengths; the line speaks of the length in both cases, which those
-// who search logs for it count on.
+// For positions as well as for lengths; the line mentions the length in both cases, which log
+// searches rely on.
 MuErrCode Narrow(Location const & location, unsigned long long number, unsigned int * narrow) {
     static ReportLine tooLarge(Level::Error,
                                "Querying length of file \"%\" in folder \"%\": 64-bit "
@@ -66,7 +66,7 @@ MuErrCode File::GetPosition(unsigned int * result) const {
     return check != NoError ? check : Narrow(location, wide, result);
 }
 
-// Kept: the jump is cut to its low 32 bits, so that one of 5 GiB goes 1 GiB.
+// Kept: the offset is truncated to its low 32 bits, so that a jump of 5 GiB moves by 1 GiB.
 MuErrCode File::SetPosition(unsigned long long newPosition) {
     NoteInLine();
     if (MuErrCode const check = CheckSeek(); check != NoError)
@@ -85,8 +85,8 @@ MuErrCode File::Seek(SeekOrigin origin, long long offset) {
     return SeekEntry(origin, offset);
 }
 
-// True when what is buffered holds the target. Otherwise the buffer is emptied, and an offset from
-// the current position is taken back by what it held, for the entry stands that much further on.
+// True when the buffered data contains the target. Otherwise the buffer is emptied, and an offset
+// from the current position is reduced by what it held, since the entry is that much further on.
 bool File::SeekInBuffer(SeekOrigin origin, long long * offset) {
     inputBuffer.ResetEOI();
     unsigned int const buffered = inputBuffer.GetDataSize();
@@ -105,8 +105,8 @@ bool File::SeekInBuffer(SeekOrigin origin, long long * offset) {
     return false;
 }
 
-// Puts the entry where the caller stands, so that a write lands there: what was read ahead or pushed
-// back is dropped, and the end that was met may not be one any more.
+// Moves the entry to the caller's position, so that a write takes place there: data read ahead or
+// pushed back is dropped, and a reported end may no longer be one.
 MuErrCode File::LeaveReadAhead() {
     unsigned int const ahead = inputBuffer.GetDataSize();
     if (ahead != 0)
@@ -172,7 +172,7 @@ MuErrCode File::GetAvailable(unsigned long long * available) const {
     if (MuErrCode const check = CheckFlag(readable); check != NoError)
         return check;
     unsigned long long length = 0;
-    MuErrCode const result = GetDataLength(&length); // notes what was read in line
+    MuErrCode const result = GetDataLength(&length); // also counts what was read in line
     if (result == NoError && length > position)
         *available = length - position;
     return result;
@@ -211,8 +211,8 @@ MuErrCode File::SetDataLength(unsigned long long length) {
 }
 
 MuErrCode File::GetDataLength(unsigned long long * length) const {
-    // What is buffered is written first, and that can fill a device; the question itself never does,
-    // so that such a status of an entry is as good as unknown.
+    // Buffered data is written first, and that can fill a device; the query itself never does, so
+    // that a full device is an internal error of an entry.
     static Outcome failures[] = {
         {ErrFileAccessDenied,
          {Level::Error, "Querying length of file \"%\" in folder \"%\": access "

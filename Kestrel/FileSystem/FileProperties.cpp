@@ -10,7 +10,7 @@ using Level = ReportLine::Level;
 
 namespace {
 
-// What the status of a property becomes; the first argument of each line is what was tried.
+// The codes and lines for the statuses of a property; the first argument of each is the operation.
 
 constinit Outcome timeFailures[] = {
     {ErrFileAccessDenied,

@@ -14,15 +14,15 @@
 
 namespace IO {
 
-// Hosts that are not optimised take the addresses.
+// Hosts compiled without optimisation take the addresses.
 constexpr unsigned int FileSystem::AccessDeniedWaitTime;
 
 namespace {
 
 using ConnectStatus = BaseFileSystem::ConnectStatus;
 
-// What differs between connecting a file and connecting a folder: which status of the native file
-// system sends the location on to the virtual ones, beside "not found", and the codes.
+// The differences between connecting a file and a folder: the status of the native file system
+// after which the virtual ones are tried, beside "not found", and the codes.
 struct ConnectTable {
     ConnectStatus goesOn;
     MuErrCode codes[5]; // by ConnectStatus
@@ -116,12 +116,12 @@ VirtualFileSystem * FileSystem::FindRolling(Location const & location) const {
     WalkTable(rollingMounts, [&](RollingVFS * system) {
         if (!system->Serves(location))
             return true;
-        // Kept: what two systems claim belongs to neither, rather than to the one mounted first.
+        // Kept: a location claimed by two systems belongs to neither, not to the one mounted first.
         isClaimedTwice = found != nullptr;
         found = system;
         return !isClaimedTwice;
     });
-    // One that was asked may have taken away the one that said yes.
+    // A system that was queried may have unmounted the one that claimed the location.
     bool const isMounted =
         std::find(rollingMounts.begin(), rollingMounts.end(), found) != rollingMounts.end();
     return isMounted && !isClaimedTwice ? found : nullptr;
@@ -161,7 +161,7 @@ FileSystem::AccessDeniedAction FileSystem::ProcessAccessDenied(Location const & 
         *counter == 0)
         return AccessDeniedAction::GiveUp;
     --*counter;
-    // Kept: RetryAlways takes all its tries at once.
+    // Kept: RetryAlways makes all its attempts without waiting.
     if (treatment != AccessDeniedTreatment::RetryAlways) {
         if (!IsPrivateLocation(location))
             return AccessDeniedAction::GiveUp;

@@ -9,8 +9,8 @@ namespace IO {
 
 namespace {
 
-// Both count a file that the enumeration is certain of as soon as it is met, and the others once
-// the walk knows what they are.
+// Both count a file that the enumeration is certain of as soon as it is found, and the others once
+// the walk has determined their type.
 
 class RecursiveFileCounter final : public TreeEnumerator {
 public:
@@ -51,11 +51,11 @@ public:
 private:
     void Add(unsigned long long length) {
         result += length;
-        (void)TransferScope::Add(length); // the next entry ends
+        (void)TransferScope::Add(length); // a cancellation takes effect at the next entry
     }
 };
 
-// What could be counted is returned, whatever the walk met.
+// Returns what could be counted, whatever failed during the walk.
 template <typename Counter, typename Result>
 MuErrCode CountWith(Location const & location, Result * result) {
     if (Mu::IsNull(location) || result == nullptr)

@@ -77,7 +77,7 @@ MuErrCode ReportRolling(MountRow row) {
     return ReportOutcome(outcomes, row, {});
 }
 
-// Where the table holds the record, or its size.
+// The index of the record in the table, or the table's size.
 template <typename Table, typename IsRecord>
 unsigned int FindRecord(Table const & table, IsRecord isRecord) {
     return static_cast<unsigned int>(std::find_if(table.begin(), table.end(), isRecord) -
@@ -118,7 +118,7 @@ MuErrCode FileSystem::Mount(RollingVFS & system) {
 
 namespace {
 
-// Not from inside a call of the file system: those who are waited for may need its lock.
+// Does not wait inside a call of the file system: the threads waited for may need its lock.
 class UnmountGuard {
 public:
     UnmountGuard() {
@@ -152,7 +152,7 @@ MuErrCode FileSystem::Unmount(FixedVFS & system) {
         Location const mountPoint(fixedMounts[index].location);
         Report(unmounting, {mountPoint});
     }
-    // Who listens to the log may have changed the table.
+    // A listener of the log may have changed the table.
     unsigned int const index = find();
     if (index == fixedMounts.GetSize()) {
         Report(notFound, {});

@@ -14,8 +14,8 @@ namespace {
 using Level = ReportLine::Level;
 using Treatment = AccessDeniedTreatment;
 
-// Calls the operation with the folder that the entry at `location` lies in, and the entry's name
-// there. A folder that does not connect ends the operation with its own status.
+// Calls the operation with the folder of the entry at `location`, and the entry's name in it. On a
+// folder that does not connect, the operation returns the folder's status.
 template <typename Operation>
 MuErrCode OnParent(Location const & location, Operation const & operation) {
     if (Mu::IsNull(location) || location.IsRoot())
@@ -61,7 +61,7 @@ MuErrCode Translate(Translation const (&table)[count], MuErrCode code) {
     return Error;
 }
 
-// The part of GetType and GetResolvedType that is the same.
+// The common part of GetType and GetResolvedType.
 template <typename Query>
 MuErrCode QueryType(Location const & location, EntryType * type, Query const & query) {
     if (Mu::IsNull(location) || type == nullptr || location.GetStatus() != NoError)
@@ -73,8 +73,8 @@ MuErrCode QueryType(Location const & location, EntryType * type, Query const & q
     return Translate(typeTranslations, OnParent(location, query));
 }
 
-// Makes sure that the folder at `location` holds a folder of this name. There always is one of dots,
-// and what is made behind it lies elsewhere.
+// Ensures that the folder at `location` contains a folder of this name. Names of dots always exist,
+// and folders created behind them would be elsewhere.
 MuErrCode CreateTreeLevel(Location const & location, Name const & name) {
     if (PathText const text = name.ToString(); text == u"." || text == u"..")
         return Error;
@@ -197,7 +197,7 @@ MuErrCode FileSystem::GetResolvedType(Location const & location, EntryType * typ
                                        });
     if (status != NoError)
         return status;
-    // A chain of links ends with a link, which is neither of the two results there are.
+    // A link that leads to another link is neither of the two possible results.
     if (resolved == EntryType::Link)
         return Error;
     *type = resolved;
@@ -260,7 +260,7 @@ bool FileSystem::ResolveLocation(Location const & from, Location * to) {
     if (native == nullptr || Mu::IsNull(from) || to == nullptr)
         return false;
     if (native->ResolveLocation(from, to)) {
-        ClearOSErrors(); // the target need not be there
+        ClearOSErrors(); // the target need not exist
         return true;
     }
     Report(failed, {from});
@@ -282,7 +282,7 @@ MuErrCode FileSystem::GetSpecialLocation(SpecLocId id, Location * location) {
     if (row >= std::size(specialLocationTexts) || location == nullptr || native == nullptr)
         return Error;
     if (native->GetSpecialLocation(id, location)) {
-        ClearOSErrors(); // of places that were asked before the one that is there
+        ClearOSErrors(); // of places that were queried before the one that exists
         return NoError;
     }
     Report(line, {specialLocationTexts[row]});

@@ -11,7 +11,7 @@
 
 namespace IO {
 
-// Hosts that are not optimised take the addresses.
+// Hosts compiled without optimisation take the addresses.
 constexpr unsigned int Folder::Files;
 constexpr unsigned int Folder::Folders;
 constexpr unsigned int Folder::Links;
@@ -26,7 +26,7 @@ constexpr ConnectionKind kind{
     "folder",      ErrFSFolderNotFound,   ErrFSNotAFolder,        ErrFolderNotFound,
     ErrNotAFolder, ErrFolderAccessDenied, ErrFolderCreationFailed};
 
-// Whether the name that is taken stands for the very kind of entry that was to be made.
+// Whether the existing entry of that name is of the kind that was to be created.
 bool IsTakenBy(EntryType wanted, FolderEntry & folder, FolderEntry::CreateStatus result,
                Name const & name) {
     EntryType found;
@@ -34,7 +34,7 @@ bool IsTakenBy(EntryType wanted, FolderEntry & folder, FolderEntry::CreateStatus
            folder.GetType(name, &found) == FolderEntry::GetTypeStatus::Done && found == wanted;
 }
 
-// The result of making an entry, whose kind is the first argument of each line.
+// The result of creating an entry, whose kind is the first argument of each line.
 MuErrCode ReportCreation(EntryType type, FolderEntry & folder, FolderEntry::CreateStatus result,
                          Name const & name, Location const & location) {
     static ReportLine exists(Level::Warning, "Creating % \"%\" in folder \"%\": % already exists");
@@ -99,8 +99,8 @@ void Folder::ConnectOrCreate(OnNotFound onNotFound, Folder * parent, Folder cons
     status = Connect(in);
     if (status == ErrFolderNotFound && onNotFound == OnNotFound::Create) {
         status = ErrFolderCreationFailed;
-        ClearOSErrors(); // that there was none is no failure now
-        // Another creator may have been faster; the folder is there all the same.
+        ClearOSErrors(); // that none existed is no failure now
+        // Another creator may have been faster; the folder exists in any case.
         MuErrCode const created = CreateInParent(parent);
         if (created == NoError || created == ErrTargetExists)
             status = Connect(in);
@@ -111,7 +111,7 @@ void Folder::ConnectOrCreate(OnNotFound onNotFound, Folder * parent, Folder cons
 MuErrCode Folder::Connect(Folder const * in) {
     MuErrCode const connected = fileSystem.Connect(&location, &entry);
     if (connected != NoError)
-        entry = nullptr; // whatever a file system left there is not ours to give back
+        entry = nullptr; // not ours to release, whatever a file system left there
     MuErrCode const result = GetConnectionStatus(kind, connected);
     return result == kind.notFound && in != nullptr
                ? ConnectBeyond(kind, in->entry, &location, &entry)
@@ -183,7 +183,7 @@ MuErrCode Folder::GetLocation(Location * result) const {
 }
 
 void Append(Mu::FastLogger::LogComposer & composer, Folder const & folder) {
-    Append(composer, folder.location); // that of a folder that failed is the one most asked for
+    Append(composer, folder.location); // also of a failed folder, whose location is needed most
 }
 
 } // namespace IO

@@ -16,7 +16,7 @@ namespace {
 MuErrCode CopyEntryWithReadWrite(Folder const & source, Name const & from, Folder & target,
                                  Name const & to);
 
-// What a file says becomes what a copy says.
+// Converts the status of a file to that of a copy.
 MuErrCode ToCopyCode(MuErrCode status) {
     switch (status) {
     case NoError: return NoError;
@@ -57,7 +57,7 @@ MuErrCode CopyFileWithReadWrite(Folder const & source, Name const & from, Folder
         return ToCopyCode(opened);
     MuErrCode const pumped = Pump(in, out);
     in.Close();
-    // The last bytes reach the device only here, so that this too can find it full.
+    // The last bytes reach the device only here, so this may find it full, too.
     MuErrCode const closed = out.Close();
     return pumped != NoError ? pumped : ToCopyCode(closed);
 }
@@ -97,12 +97,12 @@ MuErrCode CopyEntryWithReadWrite(Folder const & source, Name const & from, Folde
     switch (type) {
     case EntryType::File: return CopyFileWithReadWrite(source, from, target, to);
     case EntryType::Folder: return CopyFolderWithReadWrite(source, from, target, to);
-    default: return Error; // a link means nothing in another file system
+    default: return Error; // a link is meaningless in another file system
     }
 }
 
-// Takes away again what a copy has made, unless it is whole; also when memory ran out, or when the
-// thread was asked to stop, in its middle.
+// Deletes what a copy has created, unless it is complete; also when memory runs out, or the thread
+// is asked to stop, in its middle.
 class HalfMadeEntry {
 public:
     HalfMadeEntry(Folder & folder, Name const & name) : folder(folder), name(name) {}
@@ -115,7 +115,7 @@ public:
     void SetWhole() { isWhole = true; }
 
 private:
-    // What is left can be seen by everybody; there is no better place to say so.
+    // Leftovers are visible to everyone; there is no better way to report them.
     void Remove() noexcept {
         Mu::Quietly([this] {
             TransferPause const pause;
@@ -156,7 +156,7 @@ MuErrCode CopyBetweenFileSystems(Folder const & source, Name const & from, Folde
     if (!keptSource.IsThere() || !keptTarget.IsThere())
         return Error;
     TransferStep const step(&source, source, from);
-    TransferWhole const whole; // an entry that fails here leaves a part of it
+    TransferWhole const whole; // a copy that lacks a failed entry is incomplete
     HalfMadeEntry made(target, to);
     MuErrCode const copied =
         step.IsEnded() ? Error : CopyEntryWithReadWrite(source, from, target, to);
@@ -165,7 +165,7 @@ MuErrCode CopyBetweenFileSystems(Folder const & source, Name const & from, Folde
     return copied;
 }
 
-// The status of an entry that stands for the code of a copy by reading and writing.
+// Converts the code of a copy by reading and writing to the status of an entry.
 FolderEntry::CopyStatus ToCopyStatus(MuErrCode code) {
     using Status = FolderEntry::CopyStatus;
     switch (code) {
@@ -189,7 +189,7 @@ MuErrCode Folder::Copy(Name const & from, Folder & target, Name const & to) cons
         return target.status;
     if (!(location != target.location))
         return Error;
-    return const_cast<Folder *>(this)->Copy(from, target, to); // this one is not the target
+    return const_cast<Folder *>(this)->Copy(from, target, to); // this is not the target
 }
 
 MuErrCode Folder::Copy(Name const & from, Folder & target, Name const & to) {

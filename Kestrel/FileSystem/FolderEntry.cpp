@@ -16,8 +16,8 @@ using GenUNStatus = FolderEntry::GenUNStatus;
 using GetTypeStatus = FolderEntry::GetTypeStatus;
 using MoveStatus = FolderEntry::MoveStatus;
 
-// What a look at a candidate means for the search: with Done something has that name, so that
-// the search goes on.
+// The result of testing a candidate. An entry that exists, status Done, has taken the name, so that
+// the search continues.
 enum class Look : unsigned char { Taken, Free, Denied, Failed };
 
 Look LookAt(FolderEntry & folder, Name const & candidate) {
@@ -48,8 +48,8 @@ ExchangeStatus ToExchangeStatus(MoveStatus status) {
     }
 }
 
-// The moves of one exchange. A shortage of memory in the middle must not leave an entry under
-// its temporary name, so here it is a failed move like any other and is taken back.
+// The moves of one exchange. Running out of memory in the middle must not leave an entry under its
+// temporary name, so here it is a failed move like any other and is undone.
 class Mover {
 public:
     Mover(FolderEntry & folder, bool force) : folder(folder), force(force) {}
@@ -132,7 +132,7 @@ ExchangeStatus FolderEntry::Exchange(Name const & a, Name const & b, bool force,
         return generated == GenUNStatus::AccessDenied ? ExchangeStatus::AccessDenied
                                                       : ExchangeStatus::Other;
     // The outputs may be the arguments themselves, and memory must not run out between two moves:
-    // so all names that are still needed are copied while nothing has moved yet.
+    // so all names that are still needed are copied before anything is moved.
     Name const oldA(a), oldB(b);
     Name parkedA(temporary), backA(a), backB(b), newA(b), newB(a);
     Mover mover(*this, force);

@@ -15,7 +15,7 @@ using Level = ReportLine::Level;
 
 namespace {
 
-/// Hands what a file system finds to a callback, as far as the mask wants it.
+/// Passes what a file system finds to a callback, as far as the mask selects it.
 template <typename AnyFolder, typename AnyCallback>
 class FolderEntryEnumerator : public EntryEnumerator {
 public:
@@ -33,7 +33,7 @@ public:
         return CallForType(name);
     }
 
-    // Mounted file systems are folders of the folder they are mounted in.
+    // Mounted file systems appear as folders of the folder they are mounted in.
     void AddMountPoints() {
         if (Wants(Folder::Folders))
             fileSystem.EnumerateVirtualMountPoints(MountPointFound, this);
@@ -66,7 +66,7 @@ private:
         Location parent(mountPoint);
         Name name;
         if (parent.MoveLastLocalName(&name) != NoError)
-            Mu::ThrowOutOfMemory(); // it has a last name, and the list is not whole without it
+            Mu::ThrowOutOfMemory(); // it has a last name, and the list is incomplete without it
         if (parent != above)
             return true;
         return self.callback(self.folder, name, true, self.data);

@@ -14,8 +14,8 @@ using Level = ReportLine::Level;
 
 namespace {
 
-/// The loop of an operation that a denial may interrupt: `attempt` is repeated while it returns
-/// `denied` and another try is worth it.
+/// The loop of an operation that may be denied: `attempt` is repeated while it returns `denied` and
+/// another attempt is worthwhile.
 template <typename Status, typename Attempt>
 Status Retry(Location const & location, AccessDeniedTreatment treatment, Status denied,
              Attempt attempt) {
@@ -41,8 +41,8 @@ MoveStatus ToMoveStatus(FolderEntry::ExchangeStatus status) {
     }
 }
 
-// Other file systems than the platform's have no such step: the two change their names, and then
-// the old one goes.
+// File systems other than the platform's have no such step: the two entries exchange their names,
+// and then the old one is deleted.
 MoveStatus ReplaceEntry(FolderEntry & entry, Name const & from, Name const & to) {
     if (WinFolderEntry * const native = dynamic_cast<WinFolderEntry *>(&entry))
         return native->Replace(from, to);
@@ -54,11 +54,11 @@ MoveStatus ReplaceEntry(FolderEntry & entry, Name const & from, Name const & to)
         return MoveStatus::AccessDenied;
     Name aside;
     Name now;
-    // In this order, so that the old one is never under the name of the new one, which may be deleted
+    // In this order, so that the old one never has the name of the new one, which may be deleted
     // after a failure.
     MoveStatus const exchanged = ToMoveStatus(entry.Exchange(to, from, true, &aside, &now));
     if (exchanged == MoveStatus::Done)
-        (void)entry.Delete(aside, true); // the new one stands for its name whatever becomes of it
+        (void)entry.Delete(aside, true); // the new one has its name even if this fails
     return exchanged;
 }
 
@@ -140,7 +140,7 @@ MuErrCode Folder::Exchange(Name const & a, Name const & b, AccessDeniedTreatment
     Name nowA(a);
     Name nowB(b);
     auto const result = Retry(subject, treatment, denied, [&] {
-        Name const fromA(nowA); // where the last try left the two
+        Name const fromA(nowA); // the names after the last attempt
         Name const fromB(nowB);
         return entry->Exchange(fromA, fromB, true, &nowA, &nowB);
     });
@@ -255,8 +255,8 @@ MuErrCode Folder::Move(Name const & from, Folder & target, Name const & to, Data
                       from, location, to, target.location);
 }
 
-// Both folders are kept from the copying to the deletion, so that what is deleted is what was
-// copied.
+// Both folders are held from the copying to the deletion, so that exactly what was copied is
+// deleted.
 MuErrCode Folder::MoveBetweenFileSystems(Name const & from, Folder & target, Name const & to) {
     KeptFolder const keptSource(*this);
     KeptFolder const keptTarget(target);
@@ -270,7 +270,7 @@ MuErrCode Folder::MoveBetweenFileSystems(Name const & from, Folder & target, Nam
     TransferWhole const whole;
     MuErrCode const copied = Copy(from, target, to);
     if (copied != NoError)
-        return copied; // Copy has taken back what it made, and what stood there before stays
+        return copied; // Copy has removed what it created, and kept what existed before
     TransferPause const pause;
     MuErrCode const deleted = Delete(from, keep, retry);
     if (deleted == NoError)

@@ -47,7 +47,7 @@ MuErrCode Folder::GetType(Name const & name, EntryType * type) const {
     return status != NoError ? status : ToEntryCode(entry->GetType(name, type));
 }
 
-// Of an entry of another file system all that can be known is whether it is there.
+// Of an entry of another file system, only its existence can be determined.
 MuErrCode Folder::GetDiskUse(Name const & name, DiskUse * use) const {
     if (Mu::IsNull(name) || use == nullptr)
         return Error;
@@ -61,7 +61,7 @@ MuErrCode Folder::GetDiskUse(Name const & name, DiskUse * use) const {
 
 namespace {
 
-// The type of what a link leads to; a further link there stays a link.
+// The type of a link's target; a further link there remains a link.
 MuErrCode GetTargetType(Location const & link, EntryType * type) {
     Location target;
     if (!fileSystem.ResolveLocation(link, &target))
@@ -133,7 +133,7 @@ int Folder::GenerateUnusedNameFromString(Name * name, Mu::UniString const & base
 
 namespace {
 
-// What the status of a property becomes; the first argument of each line is what was tried.
+// The codes and lines for the statuses of a property; the first argument of each is the operation.
 
 constinit Outcome timeFailures[] = {
     {ErrFolderAccessDenied,
@@ -225,7 +225,7 @@ MuErrCode Folder::GetFreeSpace(unsigned long long * space) const {
                                              {"Querying free space", EntryOf{location}});
 }
 
-// A no is an answer, which no line reports.
+// False is a result and no failure, so that no line reports it.
 
 bool Folder::IsReadable() const {
     bool const isReadable = status == NoError && entry->IsReadable();

@@ -6,7 +6,7 @@
 
 namespace IO {
 
-// Hosts that are not optimised take the addresses.
+// Hosts compiled without optimisation take the addresses.
 constexpr unsigned int NativeFileSystem::LinkExtensionsOption;
 
 namespace {
@@ -17,7 +17,7 @@ using ConnectStatus = BaseFileSystem::ConnectStatus;
 using EstimateStatus = NativeFileSystem::EstimateStatus;
 using GetTypeStatus = FolderEntry::GetTypeStatus;
 
-// A connection to a folder for one question.
+// A connection to a folder for one query.
 class FolderConnection {
 public:
     FolderConnection(NativeFileSystem & system, Location * location) : system(system) {
@@ -64,7 +64,7 @@ EstimateStatus AskParent(NativeFileSystem & system, Location const & location, E
     switch (folder.GetStatus()) {
     case ConnectStatus::Connected: return ToEstimate(folder.GetEntry().GetType(name, type));
     case ConnectStatus::AccessDenied: return EstimateStatus::AccessDenied;
-    // Below something that is no folder there is nothing, either.
+    // Nothing exists below an entry that is not a folder.
     case ConnectStatus::NotFound:
     case ConnectStatus::NotAFolder: return EstimateStatus::NotFound;
     default: return EstimateStatus::Other;
@@ -86,7 +86,7 @@ NativeFileSystem::~NativeFileSystem() {
     if (published != this)
         return;
     published = nullptr;
-    AskNativeForNames(false); // there is nobody to ask
+    AskNativeForNames(false); // there is none any more
 }
 
 EstimateStatus NativeFileSystem::EstimateResolvedType(Location const & location, EntryType * type) {

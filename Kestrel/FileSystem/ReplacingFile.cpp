@@ -5,12 +5,12 @@
 
 namespace IO {
 
-// By way of the other constructor, so that the destructor takes away what was made before memory
+// Delegates to the other constructor, so that the destructor removes what was created before memory
 // runs out.
 ReplacingFile::ReplacingFile(Location const & target) : ReplacingFile() {
     if (!Mu::IsNull(target))
         status = Open(target);
-    if (!file) // one that takes nothing
+    if (!file) // one that accepts no data
         file.emplace(Mu::IsNull(target) ? Location() : target, File::OnNotFound::FailQuietly);
 }
 
@@ -26,8 +26,8 @@ MuErrCode ReplacingFile::Open(Location place) {
             return old.GetStatus();
         replaces = old.GetStatus() == NoError;
         if (replaces) {
-            (void)old.GetLocation(&place); // where a link leads
-            // Who may not write to it may not replace it either.
+            (void)old.GetLocation(&place); // the target of a link
+            // Replacing it requires permission to write to it.
             MuErrCode const opened = old.Open(File::OpenMode::WriteOnly);
             if (opened != NoError)
                 return opened;

@@ -83,7 +83,7 @@ bool TransferStep::IsScopeEnded() const {
     return scope->isEnded;
 }
 
-// What was asked for an entry further down counts for the folders above it.
+// The observer's decision for an entry further down applies to the folders above it, too.
 bool TransferStep::AskToSkip(MuErrCode status) {
     if (scope->isEnded || scope->isFailing || scope->whole != 0)
         return false;

@@ -9,8 +9,8 @@
 
 namespace IO {
 
-/// A folder that a walk entered. It knows the one it was entered from; the one that the walk starts
-/// with is none of these, or one of another walk.
+/// A folder that a walk entered, with the one it was entered from. The folder that the walk starts
+/// with is no Level, or one of another walk.
 class TreeEnumerator::Level final : public Folder {
 public:
     Level(TreeEnumerator const & walk, Name const & name)
@@ -29,7 +29,7 @@ private:
 
 namespace {
 
-/// Puts back what a variable held, on whatever way out.
+/// Restores the value of a variable on every way out.
 template <typename Value>
 class Restore {
 public:
@@ -106,7 +106,7 @@ bool TreeEnumerator::ProcessEntryFound(Name const & name, bool isFolder) {
     if (isFolder)
         ProcessFolderFound(name);
     else if (parent->GetType(name, &type) != NoError)
-        return true; // it went meanwhile, or may not be accessed
+        return true; // it was removed meanwhile, or may not be accessed
     else if (type == EntryType::File)
         ProcessFileFound(name);
     else if (type == EntryType::Link)
@@ -114,7 +114,7 @@ bool TreeEnumerator::ProcessEntryFound(Name const & name, bool isFolder) {
     return !stopped;
 }
 
-// Whether a step by hand can be taken at all.
+// Whether a step can be taken at all; hosts may call the steps at any time.
 bool TreeEnumerator::Takes(Name const & name) const {
     return !stopped && parent != nullptr && !Mu::IsNull(name);
 }
@@ -134,7 +134,7 @@ void TreeEnumerator::ProcessFolderFound(Name const & name) {
     {
         Restore const restored(parent);
         parent = &folder;
-        // What somebody deleted since it was listed is skipped.
+        // A folder that was deleted since it was listed is skipped.
         MuErrCode const walked = stopped || held == Held::Gone ? NoError
                                  : held == Held::There ? folder.Enumerate(EnumCallback, this)
                                                        : Error;
@@ -167,8 +167,8 @@ void TreeEnumerator::ProcessLinkFound(Name const & name) {
 }
 
 // Whether to leave the link alone: one that cannot be resolved, and, with a warning, one that leads
-// back up the way here. A folder that is entered by a link stands where the link leads, so that its
-// location alone does not tell of the folders that the walk came through; they are asked as well.
+// back to a folder that the walk came through. A folder that is entered by a link has the link's
+// target as its location, which does not contain these folders; so they are compared, too.
 bool TreeEnumerator::LeadsBack(Name const & link) const {
     static ReportLine line(
         ReportLine::Level::Warning,
@@ -177,7 +177,7 @@ bool TreeEnumerator::LeadsBack(Name const & link) const {
     Location target;
     parent->GetLocation(&location);
     if (location.AppendToLocal(link) == ErrMemoryFull)
-        Mu::ThrowOutOfMemory(); // a link that was not checked must not pass for one that leads back
+        Mu::ThrowOutOfMemory(); // an unchecked link must not be taken for one that leads back
     if (!fileSystem.ResolveLocation(location, &target) &&
         !FoundFile(*parent).ResolveBeyond(link, location, &target))
         return true;

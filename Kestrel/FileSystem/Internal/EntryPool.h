@@ -5,7 +5,7 @@ namespace IO {
 /// Keeps up to `count` unused entries, so that connecting allocates none.
 ///
 /// Threads: guarded by the lock of IO::fileSystem.
-/// Failure: Take throws Mu::OutOfMemoryException when the pool is empty and there is no memory.
+/// Failure: Take throws Mu::OutOfMemoryException when the pool is empty and memory runs out.
 template <typename Entry, typename Owner, unsigned int count>
 class EntryPool {
 public:

@@ -12,7 +12,7 @@ constexpr bool IsDenied(unsigned int error) {
            error == FileError::LockViolation;
 }
 
-/// What an error of a call means for one kind of operation. Tables of these rows are at the
+/// The meaning of a call's error for one kind of operation. Tables of these rows are with the
 /// operations; an error without a row is the operation's "other".
 template <typename Status>
 struct ErrorRow {

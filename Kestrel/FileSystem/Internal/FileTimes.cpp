@@ -13,7 +13,7 @@ using TimeStatus = FSEntry::TimeStatus;
 constexpr long long UnitsOfSecond = 10000000;
 constexpr long long StartOf1970 = 116444736000000000; // in units since the start of 1601
 
-// A denial is reported by the opening; one that comes only now is a failure like any other.
+// Denials are reported when opening; a later one is a failure like any other.
 constexpr ErrorRow<TimeStatus> setErrors[] = {{FileError::InvalidTime, TimeStatus::InvalidTime}};
 
 } // namespace
@@ -27,7 +27,7 @@ TimeStatus FromFileTime(unsigned long long fileTime, long long * seconds) {
         *seconds = 0;
         return TimeStatus::Done;
     }
-    // A file time counts from 1601 in 63 bits; what is above that is no time either.
+    // A file time counts from 1601 in 63 bits; larger values are invalid, too.
     if (fileTime > static_cast<unsigned long long>(std::numeric_limits<long long>::max()))
         return TimeStatus::InvalidTime;
     *seconds = (static_cast<long long>(fileTime) - StartOf1970) / UnitsOfSecond;
@@ -65,8 +65,8 @@ unsigned int Find(PathText path, TimeKind kind, unsigned long long * time) {
     return error;
 }
 
-// Far from our time a disk may hold less than the system takes, and then has the nearest that it can
-// hold: the entry gets its own time back.
+// A disk may support a smaller range of times than the system, and stores the nearest one instead:
+// the entry's own time is then restored.
 TimeStatus WriteFar(PathText path, TimeKind kind, unsigned long long time, unsigned int flags) {
     unsigned long long before = 0;
     unsigned long long now = 0;
@@ -95,7 +95,7 @@ template TimeStatus ReadPathTime(PathText, TimeKind, int *);
 template TimeStatus ReadPathTime(PathText, TimeKind, long long *);
 
 TimeStatus WritePathTime(PathText path, TimeKind kind, long long seconds, unsigned int flags) {
-    constexpr long long first = -StartOf1970 / UnitsOfSecond; // as a file time, 0 is no time
+    constexpr long long first = -StartOf1970 / UnitsOfSecond; // a file time of 0 means none
     constexpr long long last =
         (std::numeric_limits<long long>::max() - StartOf1970) / UnitsOfSecond;
     if (seconds <= first || seconds > last)

@@ -11,7 +11,7 @@ namespace IO {
 unsigned long long ToFileTime(long long seconds);
 
 /// The reverse. A file time of 0 means none and returns 0. InvalidTime: more than 63 bits are
-/// needed; `*seconds` is left alone.
+/// needed; `*seconds` is unchanged.
 FSEntry::TimeStatus FromFileTime(unsigned long long fileTime, long long * seconds);
 /// Also InvalidTime when the seconds need more than 32 bits.
 FSEntry::TimeStatus FromFileTime(unsigned long long fileTime, int * seconds);
@@ -26,7 +26,7 @@ FSEntry::TimeStatus ReadPathTime(PathText path, TimeKind kind, Seconds * seconds
 FSEntry::TimeStatus WritePathTime(PathText path, TimeKind kind, long long seconds,
                                   unsigned int flags);
 
-/// The time of an entry in 64 bits where its class has them, else as its file system counts.
+/// The time of an entry in 64 bits where its class has them, else in those of its file system.
 template <typename Own, typename Entry>
 FSEntry::TimeStatus ReadEntryTime(Entry & entry, TimeKind kind, long long * seconds) {
     if (auto * const own = dynamic_cast<Own *>(&entry))

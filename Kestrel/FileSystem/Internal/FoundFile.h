@@ -5,13 +5,13 @@
 
 namespace IO {
 
-/// What an enumeration of the platform's own folders knows about the file that it is reporting: for
-/// callers that count thousands of files, and cannot afford a path, a connection and three queries
-/// of the disk for each.
+/// What an enumeration of the platform's own folders has found out about the file that it is
+/// reporting: for callers that count thousands of files, and cannot afford a path, a connection and
+/// three queries of the disk for each.
 ///
-/// Everything returns false where that knowledge may differ from what Folder::GetType and a File
-/// would report: links, mounted folders, a platform on which a file must be read to be known as no
-/// link. Then these two must be called.
+/// Everything returns false where that may differ from what Folder::GetType and a File would
+/// report: links, mounted folders, a platform on which only reading shows that a file is no link.
+/// Then these two must be called.
 class FoundFile {
 public:
     explicit FoundFile(Folder const & folder)
@@ -30,7 +30,8 @@ public:
         return entry != nullptr && entry->ResolveBeyond(name, link, target, &type);
     }
 
-    /// Called before an enumeration of `folder`, which was made for the name; see WinFolderEntry.
+    /// Called before an enumeration of `folder`, which was created for the name; see
+    /// WinFolderEntry.
     WinFolderEntry::HoldStatus Hold(Name const & name, Folder const & folder) const {
         auto * const below = dynamic_cast<WinFolderEntry *>(folder.entry);
         return entry == nullptr || below == nullptr ? WinFolderEntry::HoldStatus::There

@@ -8,8 +8,8 @@
 namespace IO {
 
 /// A folder in which a copy between file systems works. A folder of the platform is held open, and
-/// its entries are reached through it: replacing a folder by a link leads nothing out of the tree.
-/// Folders of other file systems are as safe as those make them.
+/// its entries are reached through it: replacing a folder by a link redirects nothing out of the
+/// tree. Folders of other file systems are as safe as those make them.
 class KeptFolder {
 public:
     /// The folder that the path of the object leads to now.
@@ -17,7 +17,7 @@ public:
         isOurs = entry != nullptr && !entry->IsKept();
         isThere = !isOurs || entry->Keep();
     }
-    /// The folder of this name in `parent`, for which `folder` was made.
+    /// The folder of this name in `parent`, for which `folder` was created.
     KeptFolder(Folder const & parent, Name const & name, Folder const & folder)
         : entry(Find(folder)), isOurs(entry != nullptr) {
         WinFolderEntry const * const above = Find(parent);
@@ -30,10 +30,10 @@ public:
     KeptFolder(KeptFolder const &) = delete;
     KeptFolder & operator=(KeptFolder const &) = delete;
 
-    /// False: something else, such as a link, is there by now.
+    /// False: something else, such as a link, has taken its place.
     bool IsThere() const { return isThere; }
 
-    // Makes the enumeration of `folder`, or the opening of `file`, which were made for the name,
+    // Makes the enumeration of `folder`, or the opening of `file`, which were created for the name,
     // use the entry of that name in `parent`. False as above.
     static bool Lend(Folder const & parent, Name const & name, Folder const & folder) {
         return LendEntry(parent, name, Find(folder));

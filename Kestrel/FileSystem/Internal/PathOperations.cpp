@@ -24,7 +24,7 @@ constexpr ErrorRow<MoveStatus> moveErrors[] = {
     {FileError::DiskFull, MoveStatus::DeviceFull},
 };
 
-// A target that appears while its path is examined is no specified result of a copy.
+// A copy has no status of its own for a target that appears after its path was checked.
 constexpr ErrorRow<MoveStatus> copyErrors[] = {
     {FileError::AccessDenied, MoveStatus::AccessDenied},
     {FileError::SharingViolation, MoveStatus::AccessDenied},
@@ -38,7 +38,7 @@ constexpr ErrorRow<DeleteStatus> deleteFolderErrors[] = {
     {FileError::SharingViolation, DeleteStatus::AccessDenied},
 };
 
-// What a TransferObserver hears of the two.
+// The codes for a TransferObserver.
 
 MuErrCode ToCode(MoveStatus status) {
     constexpr MuErrCode codes[] = {NoError,       ErrSourceNotFound,     ErrTargetExists,
@@ -58,7 +58,7 @@ bool IsBelow(PathText path, PathText folder) {
            GetFileCalls().IsSameName(path.substr(0, folder.size()), folder);
 }
 
-/// The folder that a path's last name lies in, held open, and that name in it.
+/// The folder of a path's last name, held open, and that name in it.
 class HeldEntry {
 public:
     HeldEntry(PathText path, FolderUse use)
@@ -72,14 +72,14 @@ private:
     HeldFolder folder;
 };
 
-// Goes on behind the first try, which gave `error`.
+// Continues after the first attempt, which returned `error`.
 DeleteStatus FinishDeletion(EntryPath file, bool force, unsigned int error) {
     FileCalls & calls = GetFileCalls();
     if (error == FileError::AccessDenied && force && IsWriteProtectedPath(file) &&
         calls.SetFileAttributes(file, FileAttribute::Normal) == FileError::None) {
         error = calls.DeleteFile(file);
         if (error != FileError::None)
-            calls.SetFileAttributes(file, FileAttribute::ReadOnly); // it stays as it was found
+            calls.SetFileAttributes(file, FileAttribute::ReadOnly); // restores the protection
     }
     return TranslateDenial<DeleteStatus>(error);
 }
@@ -90,12 +90,12 @@ DeleteStatus DeleteFileEntry(EntryPath file, bool force) {
 
 DeleteStatus DeleteContent(EntryPath folder, bool force) {
     FolderSearch search(folder);
-    DeleteStatus first = DeleteStatus::Done; // of what was skipped
+    DeleteStatus first = DeleteStatus::Done; // of the skipped entries
     for (; search.HasEntry(); search.Next()) {
         TransferStep step(TransferStep::below, search.GetEntry().GetName());
         DeleteStatus const status =
             step.IsEnded() ? DeleteStatus::Other : DeleteFound(search, force);
-        // What somebody else deleted meanwhile is gone as wanted.
+        // An entry that is already deleted is no failure.
         if (status == DeleteStatus::Done || status == DeleteStatus::EntryNotFound)
             continue;
         if (!step.Skips(ToCode(status)))
@@ -106,7 +106,7 @@ DeleteStatus DeleteContent(EntryPath folder, bool force) {
     return read != DeleteStatus::Done ? read : first;
 }
 
-// That a folder is not empty is no failure: what is in it comes first then.
+// A folder that is not empty is no failure: its content is then deleted first.
 unsigned int RemoveEmptyFolder(EntryPath folder) {
     OSErrorMark const mark = MarkOSErrors();
     unsigned int const error = GetFileCalls().RemoveDirectory(folder);
@@ -136,7 +136,7 @@ bool IsGone(EntryPath entry) {
     return error == FileError::FileNotFound || error == FileError::PathNotFound;
 }
 
-/// One copy of a tree: where its top lies in the end, so that it does not copy itself.
+/// One copy of a tree: remembers the target's top folder, so that it does not copy itself.
 class TreeCopy {
 public:
     MoveStatus Copy(EntryPath from, bool isFolder, EntryPath to) {
@@ -157,7 +157,7 @@ private:
     bool hasTop = false;
 };
 
-// Takes a folder that was begun away again, unless its copy is whole.
+// Deletes an incomplete copy of a folder.
 class HalfMadeCopy {
 public:
     explicit HalfMadeCopy(EntryPath folder) : folder(folder) {}
@@ -170,7 +170,7 @@ public:
     void SetWhole() { whole = true; }
 
 private:
-    // The failure to report is that of the copy. What is left can be seen by everybody.
+    // The failure to report is that of the copy. Leftovers are visible to everyone.
     void Remove() noexcept {
         Mu::Quietly([this] {
             TransferPause const pause;
@@ -182,9 +182,9 @@ private:
     bool whole = false;
 };
 
-// Whole is also what lacks only the entries that an observer had skipped.
+// A copy that lacks only entries that an observer had skipped is whole, too.
 MoveStatus TreeCopy::CopyContent(FolderSearch & source, EntryPath to, bool * isWhole) {
-    MoveStatus first = MoveStatus::Done; // of these
+    MoveStatus first = MoveStatus::Done; // of the skipped entries
     HeldFolder const target(to, FolderUse::Target);
     if (target.GetError() != FileError::None)
         return Translate(copyErrors, target.GetError(), MoveStatus::Other);
@@ -214,7 +214,7 @@ MoveStatus TreeCopy::CopyFolder(EntryPath from, EntryPath to) {
         return Translate(copyErrors, source.GetError(), MoveStatus::Other);
     if (IsTop(source.GetFolder()))
         return MoveStatus::
-            Other; // the copy found itself in its source, and would do so without end
+            Other; // the copy has found itself in its source, and would repeat that forever
     unsigned int const error = GetFileCalls().CreateDirectory(to);
     if (error != FileError::None)
         return Translate(copyErrors, error, MoveStatus::Other);
@@ -232,7 +232,7 @@ MoveStatus CopyFolderPath(PathText from, PathText to) {
     HeldEntry const target(to, FolderUse::Target);
     if (target.GetError() != FileError::None)
         return Translate(copyErrors, target.GetError(), MoveStatus::Other);
-    if (FindLastName(from) == 0) // the root of a drive lies in no folder
+    if (FindLastName(from) == 0) // the root of a drive is in no folder
         return TreeCopy().Copy(from, true, target.Get());
     HeldEntry const source(from, FolderUse::Base);
     if (source.GetError() != FileError::None)
@@ -240,12 +240,12 @@ MoveStatus CopyFolderPath(PathText from, PathText to) {
     return TreeCopy().Copy(source.Get(), true, target.Get());
 }
 
-// Both folders are held from the copying to the deletion, so that what is deleted is what was
-// copied.
+// Both folders are held from the copying to the deletion, so that exactly what was copied is
+// deleted.
 MoveStatus MoveAcrossDrives(PathText from, PathText to, bool force) {
     PathType const sourceType = GetPathType(from).type;
     if (sourceType != PathType::File && sourceType != PathType::Folder)
-        return CopyPath(from, to); // whose result is why there is no copying it
+        return CopyPath(from, to); // returns why it cannot be copied
     if (LookForTarget(to) != PathType::Other)
         return CopyPath(from, to);
     HeldEntry const source(from, FolderUse::Base);
@@ -283,7 +283,7 @@ bool CanWriteAt(EntryPath path) {
     if (calls.CreateFile(path, FileAccess::None, FileShare::None, FileDisposition::CreateAlways,
                          FileAttribute::Normal, &file) != FileError::None)
         return false;
-    calls.CloseHandle(file); // the file goes at once
+    calls.CloseHandle(file); // the file is deleted at once
     return calls.DeleteFile(path) == FileError::None;
 }
 
@@ -297,14 +297,14 @@ MoveStatus MovePath(PathText from, PathText to, bool force) {
     OSErrorMark const mark = MarkOSErrors();
     unsigned int const error = GetFileCalls().MoveFile(from, to);
     if (error == FileError::NotSameDevice) {
-        ForgetOSErrors(mark); // copying does it
+        ForgetOSErrors(mark); // it will be copied
         return MoveAcrossDrives(from, to, force);
     }
-    // When the source is there, it is the folder of the target that is not.
+    // If the source exists, it is the target's folder that does not.
     if (error == FileError::FileNotFound || error == FileError::PathNotFound) {
         OSErrorMark const moved = MarkOSErrors();
         PathType const source = GetPathType(from).type;
-        ForgetOSErrors(moved); // which says the same once more
+        ForgetOSErrors(moved); // the same failure once more
         return IsFree(source) ? MoveStatus::EntryNotFound : MoveStatus::Other;
     }
     return Translate(moveErrors, error, MoveStatus::Other);
@@ -343,7 +343,7 @@ DeleteStatus DeletePath(PathText path, bool force) {
     TransferStep const step(path);
     if (step.IsEnded())
         return DeleteStatus::Other;
-    // A folder does not go this way, so that a file costs no look of its own.
+    // This fails for a folder, so that a file needs no query of its type.
     OSErrorMark const mark = MarkOSErrors();
     unsigned int error = GetFileCalls().DeleteFile(path);
     if (error == FileError::None)

@@ -7,10 +7,11 @@ namespace IO {
 
 // Operations on whole entries of the platform, files and folders with all that is in them. From the
 // top of a tree on, each folder is held open and its entries are reached through it, without
-// following links: replacing a folder by a link or another folder leads nothing out of the tree.
+// following links: replacing a folder by a link or another folder redirects nothing out of the
+// tree.
 
-/// Without `force`, a write-protected source stays. From one drive to another it copies and
-/// deletes: either the target is complete and the source gone, or the target is deleted again.
+/// Without `force`, a write-protected source is kept. From one drive to another it copies and
+/// deletes: either the target is complete and the source deleted, or the target is deleted again.
 FolderEntry::MoveStatus MovePath(PathText from, PathText to, bool force);
 
 /// Within one volume, in one step; a file at `to` is replaced.

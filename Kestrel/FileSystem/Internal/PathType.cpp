@@ -17,7 +17,7 @@ PathLook ToFailure(unsigned int error) {
     return {IsDenied(error) ? PathType::AccessDenied : PathType::Other, error};
 }
 
-// Folders that are known by their text, or by the table of drives.
+// Folders that are recognised by their text, or by the table of drives.
 bool IsKnownFolder(PathText path) {
     if (path.empty() || IsShareRoot(path))
         return true;
@@ -30,7 +30,7 @@ bool IsKnownFolder(PathText path) {
 unsigned int AskAttributes(PathText path, unsigned int * attributes) {
     OSErrorMark const mark = MarkOSErrors();
     unsigned int error = GetFileCalls().GetFileAttributes(path, attributes);
-    // The entry of a file that may not be touched can still be read in its folder.
+    // The entry of a file that may not be accessed can still be read in its folder.
     if (error == FileError::AccessDenied || error == FileError::SharingViolation) {
         FindData data;
         if (FindEntry(path, &data) == FileError::None) {
@@ -48,7 +48,7 @@ PathLook LookForType(PathText path) {
     return error == FileError::None ? ToLook(attributes) : ToFailure(error);
 }
 
-// Where the attributes show a link, nothing else has to be asked.
+// Where the attributes mark links, no other query is needed.
 PathLook LookForMark(PathText path, TextBuffer * target) {
     unsigned int attributes;
     unsigned int const error = AskAttributes(path, &attributes);
@@ -60,7 +60,7 @@ PathLook LookForMark(PathText path, TextBuffer * target) {
     return look;
 }
 
-// Elsewhere any file with a content may be a link. What the folder reports of it is its type as
+// Elsewhere any file with content may be a link. What its folder reports determines its type as
 // well.
 PathLook LookIntoFile(PathText path, TextBuffer * target) {
     FindData data;
@@ -101,7 +101,7 @@ unsigned int FindEntry(PathText path, FindData * data) {
     return GetFileCalls().FindFirstFile(path, data);
 }
 
-// What cannot be asked has its failure reported by what is done next.
+// A failure of the query is left to the next operation to report.
 bool IsWriteProtectedPath(EntryPath path) {
     OSErrorMark const mark = MarkOSErrors();
     unsigned int attributes;

@@ -21,7 +21,7 @@ struct PathLook {
     LinkStatus link = LinkStatus::NotALink;
 };
 
-/// Whether no entry exists there, as far as can be known.
+/// Whether no entry exists there, as far as can be determined.
 inline bool IsFree(PathType type) {
     return type == PathType::Other || type == PathType::PathNotFound;
 }
@@ -35,17 +35,16 @@ PathLook GetPathType(PathText path);
 /// query of the disk.
 PathLook LookAtPath(PathText path, bool restrictLinks, TextBuffer * target);
 
-/// The same for a path at which no entry is expected: that there is none is not reported as a
-/// failure.
+/// The same for a path at which no entry is expected: its absence is not reported as a failure.
 PathType LookForTarget(PathText path);
 
 /// One entry as FindFirstFile reports it; returns its error.
 unsigned int FindEntry(PathText path, FindData * data);
 
-/// Whether the attributes of the path are known and say write-protected.
+/// Whether the attributes of the path can be queried and include write protection.
 bool IsWriteProtectedPath(EntryPath path);
 
-/// A folder that is held open, so that operations on its entries stay in it, whatever becomes of
+/// A folder that is held open, so that operations on its entries remain in it, whatever happens to
 /// its path meanwhile.
 class HeldFolder {
 public:
@@ -79,7 +78,7 @@ private:
 ///
 ///     for (FolderSearch search(path); search.HasEntry(); search.Next())
 ///
-/// Continues rightly while reported entries are deleted.
+/// Continues correctly while reported entries are deleted.
 class FolderSearch {
 public:
     explicit FolderSearch(EntryPath folder) : folder(folder, FolderUse::List) { Start(); }

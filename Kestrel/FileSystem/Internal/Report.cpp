@@ -13,7 +13,7 @@ namespace {
 void AppendEntry(Mu::LogComposer & composer, Location const & location) {
     Name name;
     Location folder(location);
-    // A location without a last name keeps the empty one.
+    // Without a last name, `name` remains empty.
     if (folder.GetLocalLength() != 0)
         (void)folder.MoveLastLocalName(&name);
     composer.Append(name.ToString());

@@ -52,7 +52,7 @@ private:
 
 /// Writes the line with the arguments in their order, then, where its text has a placeholder for
 /// them, the errors of the OS; clears those errors in any case. Does no formatting for a line
-/// without a listener. A shortage of memory truncates the line and is not reported.
+/// without a listener. Running out of memory truncates the line and is not reported.
 void Report(ReportLine & line, std::initializer_list<ReportArgument> arguments) noexcept;
 
 /// What a status of an entry is mapped to: a code for the caller, and a log line.

@@ -14,8 +14,8 @@ using PathCall = unsigned int (FileCalls::*)(TextBuffer *);
 
 constexpr int NoFolder = -1;
 
-// Where a place is looked for: a call of its own, or a folder number and a second one for the
-// platforms that do not have the first.
+// How a location is queried: by a call of its own, or by a folder number and a second one for
+// platforms without the first.
 struct Source {
     PathCall call;
     int folder;
@@ -26,7 +26,7 @@ struct Source {
 constexpr Source sources[] = {
     {&FileCalls::GetSystemDirectory, NoFolder, NoFolder},
     {&FileCalls::GetModuleFileName, NoFolder, NoFolder},
-    {&FileCalls::GetModuleFileName, NoFolder, NoFolder}, // the file's name is taken off below
+    {&FileCalls::GetModuleFileName, NoFolder, NoFolder}, // the file's name is removed below
     {&FileCalls::GetCurrentDirectory, NoFolder, NoFolder},
     {nullptr, 28, 26},
     {nullptr, 28, 26},
@@ -55,7 +55,7 @@ bool Ask(Source const & source, TextBuffer * path) {
     return AskFolder(source.folder, path) || AskFolder(source.otherwise, path);
 }
 
-// The system may return shortened names; the long ones are used where they can be had.
+// The system may return shortened names; the long ones are used where available.
 MuErrCode SetFromSystem(PathText path, Location * location) {
     constexpr unsigned int longPathSize = IsOnLinux ? LongestPathText + 1 : 260;
     char16_t units[longPathSize];

@@ -23,7 +23,7 @@ void FileSystemStart::Unmake(FileSystem & system) {
 
 namespace {
 
-// Asks the native file system whether two names are one.
+// Compares names by the native file system.
 class NativeNameComparer final : public NameComparer {
 public:
     bool IsSameName(Mu::UniString const & first, Mu::UniString const & second) override {
@@ -32,8 +32,8 @@ public:
     }
 };
 
-// A place for one object that is made and unmade by hand, so that its address is known from the
-// first moment on.
+// Storage for one object that is created and destroyed explicitly, so that its address is a
+// constant.
 template <typename T>
 union Place {
     constexpr Place() : none(0) {}
@@ -60,7 +60,7 @@ void StartFileSystem() {
     if (isStarted)
         return;
     isStarted = true;
-    // Made here, they outlive the last lines of the log, which are written when all this ends.
+    // Created first, they outlive the last lines of the log, written when all this is destroyed.
     static_cast<void>(GetFileCalls());
     FileSystemStart::Make(&fileSystemPlace.object);
     new (&lockPlace.object) FileSystemLock();

@@ -55,9 +55,9 @@ FileSystemLock & GetFileSystemLock();
 void SetUnmountWait(void (*wait)());
 void WaitBehindUnmount();
 
-/// Whether the equality of names is left to the native file system. That is so where the platform
-/// compares them in another way than names themselves do, and where a host has registered its own
-/// comparison; elsewhere it would slow down each comparison of locations for nothing.
+/// Whether the equality of names is left to the native file system. That is the case where the
+/// platform compares them in another way than names themselves do, and where a host has registered
+/// its own comparison; elsewhere it would needlessly slow down each comparison of locations.
 void AskNativeForNames(bool asks);
 
 } // namespace IO

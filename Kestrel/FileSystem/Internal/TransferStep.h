@@ -58,7 +58,7 @@ private:
     bool hasSkipped = false; // whether something in it was
 };
 
-/// As long as it lives, nothing is skipped: a source may only be deleted after a complete copy.
+/// During its lifetime, nothing is skipped: a source may only be deleted after a complete copy.
 class TransferWhole {
 public:
     TransferWhole() : scope(TransferScope::GetCurrent()) {
@@ -76,7 +76,7 @@ private:
     TransferScope * scope;
 };
 
-/// As long as it lives, the thread has no scope: for work that must be completed.
+/// During its lifetime, the thread has no scope: for work that must be completed.
 class TransferPause {
 public:
     TransferPause() noexcept;

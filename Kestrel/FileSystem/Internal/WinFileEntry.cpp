@@ -71,7 +71,7 @@ WinFileEntry::~WinFileEntry() {
 
 void WinFileEntry::Release() noexcept {
     if (handle != nullptr)
-        (void)Close(); // who wants to know how that went closes first
+        (void)Close(); // callers that need the status close it first
     path.Clear();
     folder = nullptr;
 }
@@ -160,7 +160,7 @@ SeekStatus WinFileEntry::Seek(SeekOrigin origin, long long offset, unsigned long
     return Translate(seekErrors, error, SeekStatus::Other);
 }
 
-// The OS would go behind the end and leave a hole there; this library does not.
+// The system would move past the end and leave a hole there; this library does not.
 SeekStatus WinFileEntry::CheckForwardSeek(SeekOrigin origin, unsigned long long offset) {
     if (origin == SeekOrigin::End)
         return SeekStatus::IllegalPosition;
@@ -195,7 +195,7 @@ LengthStatus WinFileEntry::SetDataLength(unsigned long long length) {
         return opened == OpenStatus::AccessDenied ? LengthStatus::AccessDenied
                                                   : LengthStatus::Other;
     LengthStatus const status = SetEnd(file, length);
-    GetFileCalls().CloseHandle(file); // the length has its status already
+    GetFileCalls().CloseHandle(file); // the status of the length is the result
     return status;
 }
 
@@ -206,7 +206,7 @@ LengthStatus WinFileEntry::SetEnd(FileHandle file, unsigned long long length) {
         calls.SetFilePointerEx(file, static_cast<long long>(length), nullptr, 0) != FileError::None)
         return LengthStatus::Other;
     unsigned int const error = calls.SetEndOfFile(file);
-    if (error != FileError::None) // the next byte goes where it would have gone
+    if (error != FileError::None) // the next write is where it would have been
         calls.SetFilePointerEx(file, static_cast<long long>(before), nullptr, 0);
     return Translate(lengthErrors, error, LengthStatus::Other);
 }
@@ -221,7 +221,7 @@ LengthStatus WinFileEntry::GetDataLength(unsigned long long * length) {
     return TranslateDenial<LengthStatus>(error);
 }
 
-// The platform keeps no types in its files.
+// The platform stores no types in its files.
 FileEntry::TypeStatus WinFileEntry::SetTypeInfo(unsigned int, unsigned int) {
     return TypeStatus::Done;
 }

@@ -21,8 +21,8 @@ public:
 
     /// Takes ownership of the path. Before this, and after Release, the entry is unused.
     void Set(Mu::UniString & newPath) noexcept { path.Swap(newPath); }
-    /// From now on opens the file in this folder, which the caller holds open as long as the entry
-    /// is used. False: the entry's path is not that of the file there, but that of a link's target.
+    /// From now on opens the file in this folder, which the caller holds open while the entry is
+    /// used. False: the entry's path is not that of the file there, but that of a link's target.
     bool SetFolder(FindHandle newFolder, PathText expectedPath) noexcept;
     void Release() noexcept;
 

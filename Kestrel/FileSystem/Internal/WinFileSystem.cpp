@@ -20,7 +20,7 @@ struct MountPointCall {
     void * data;
 };
 
-// A shortage must not pass for a file that is not there.
+// Running out of memory must not be taken for a missing file.
 bool IsDone(MuErrCode status) {
     if (status == ErrMemoryFull)
         Mu::ThrowOutOfMemory();
@@ -30,12 +30,12 @@ bool IsDone(MuErrCode status) {
 bool ReportDrive(PathText root, void * data) {
     MountPointCall const & call = *static_cast<MountPointCall *>(data);
     Location drive;
-    // A drive whose name is no location cannot be used either.
+    // A drive whose name is no location cannot be used either, and is skipped.
     return !IsDone(drive.Set(Mu::UniString(root))) || call.callback(drive, call.data);
 }
 
-// False for a location that has no path: one that is illegal, or lies in a network that no path can
-// name.
+// False for a location that has no path: one that is illegal, or in a network that paths cannot
+// express.
 bool GetPath(Location const & location, Mu::UniString * path) {
     return IsDone(location.ToPath(path));
 }
@@ -45,8 +45,8 @@ unsigned int GetMaxLinks() {
     return GetFileCalls().MarksLinks() ? 40 : 1;
 }
 
-/// Room for where links from a path lead: one that is relative to a deep folder needs as much as the
-/// path, and the most that a link holds.
+/// Room for the target of a link: one that is relative to a deep folder may need as much as the
+/// path and the longest text of a link.
 class LinkTarget {
 public:
     explicit LinkTarget(Mu::UniString const & path) {
@@ -63,7 +63,7 @@ private:
     Mu::UniString large;
 };
 
-// Name by name where the path is longer than a location is set to.
+// Sets it name by name where the path is longer than Location::Set accepts.
 MuErrCode SetToPath(PathText path, Location * location) {
     PathText rest;
     if (path.size() > LongestPathText) {
@@ -94,7 +94,7 @@ WinFileSystem::WinFileSystem() : fileEntries(*this), folderEntries(*this) {}
 
 WinFileSystem::~WinFileSystem() = default;
 
-// Puts where the path leads in the end into it, and what is there. True: that is elsewhere.
+// Replaces the path by the one that it finally leads to, and sets its type. True: it was a link.
 bool WinFileSystem::Follow(Mu::UniString * path, PathType * type, unsigned int maxLinks) const {
     LinkTarget target(*path);
     PathLook look = LookAtPath(*path, restrictLinkExtensions, &target.Get());
@@ -108,9 +108,9 @@ bool WinFileSystem::Follow(Mu::UniString * path, PathType * type, unsigned int m
     return isLink;
 }
 
-// Finds out where the location leads, and puts that into it, and what is there. A link in the last
-// place is followed. An ordinary entry costs one look at the disk, and one at its names: what is
-// illegal has no path.
+// Replaces the location by the one that it leads to, and sets its path and type. A link in the last
+// place is followed. An ordinary entry costs one query of the disk and one check of its names: an
+// illegal location has no path.
 WinFileSystem::ResolveStatus WinFileSystem::Resolve(Location * location, Mu::UniString * path,
                                                     PathType * type, unsigned int maxLinks) {
     if (location->GetStatus() != NoError || !GetPath(*location, path))
@@ -222,7 +222,7 @@ void WinFileSystem::Disconnect(FileEntry * entry) {
 }
 
 bool WinFileSystem::IsOnLine(Location const & location) {
-    Mu::UniString path; // which what is unhealthy or illegal has not
+    Mu::UniString path; // none for an unhealthy or illegal location
     if (!location.IsLocal() || location.IsRoot() || !GetPath(location, &path))
         return true;
     Mu::UniString const root = GetRootPath(path);

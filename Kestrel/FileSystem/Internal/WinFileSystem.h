@@ -10,8 +10,8 @@ namespace IO {
 
 /// The native file system of both platforms: this code works over any FileCalls.
 ///
-/// Memory:  pools of unused entries, so that a File or Folder made for one call allocates only the
-///          text of its path.
+/// Memory:  pools of unused entries, so that a File or Folder created for one call allocates only
+///          the text of its path.
 /// Threads: as NativeFileSystem; the lock of IO::fileSystem guards the pools.
 /// Failure: statuses.
 class WinFileSystem final : public NativeFileSystem {

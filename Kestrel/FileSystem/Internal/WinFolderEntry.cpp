@@ -37,7 +37,7 @@ constexpr ErrorRow<CreateStatus> createFolderErrors[] = {
     {FileError::DiskFull, CreateStatus::DeviceFull},
 };
 
-// Hands out one drive after another as a folder, without the separator that ends its root.
+// Reports one drive after another as a folder, without the separator that ends its root.
 bool ReportDrive(PathText drive, void * data) {
     while (!drive.empty() && IsSeparator(drive.back()))
         drive.remove_suffix(1);
@@ -62,8 +62,8 @@ bool AddFreeSpace(PathText drive, void * data) {
 
 } // namespace
 
-/// What is being handed out by the innermost enumeration of the entry. One name serves all, so that
-/// most take no memory.
+/// The entry that the innermost enumeration is reporting. One Name is used for all, so that most
+/// need no allocation.
 struct WinFolderEntry::Found {
     explicit Found(WinFolderEntry & entry)
         : entry(entry), outer(entry.found), search(entry.StartSearch()),
@@ -74,8 +74,8 @@ struct WinFolderEntry::Found {
     Found(Found const &) = delete;
     Found & operator=(Found const &) = delete;
 
-    // Where links are not marked, each file has to be read to know. A name from the disk is legal
-    // unless it is too long, and one of so few units has few bytes.
+    // Where links are not marked, only reading shows whether an entry is a file. A name from the
+    // disk is legal unless it is too long, and one of so few units has few bytes.
     bool IsFile() const {
         constexpr unsigned int others = FileAttribute::Folder | FileAttribute::Link;
         constexpr unsigned int surelyShort = 64;
@@ -89,7 +89,7 @@ struct WinFolderEntry::Found {
     bool IsOf(Name const & other) const {
         return search.HasEntry() && PathText(other.ToString()) == search.GetEntry().GetName();
     }
-    // A folder that lets one look at one of its entries does so for all.
+    // A folder that allows a query of one of its entries allows it for all.
     bool LetsLook() {
         if (!isTried)
             letsLook = search.LookAtEntry();
@@ -119,7 +119,7 @@ FolderSearch WinFolderEntry::StartSearch() {
     FindHandle const opened = held;
     held = nullptr;
     unsigned int const error = std::exchange(heldError, 0u);
-    // The path may be one that the system does not take.
+    // The system may not accept the path.
     if (IsOnLinux && error != FileError::None)
         return FolderSearch(error);
     return opened != nullptr ? FolderSearch(opened) : FolderSearch(path);
@@ -130,9 +130,9 @@ void WinFolderEntry::Set(Mu::UniString & newPath, unsigned int newDepth) noexcep
     depth = newDepth;
 }
 
-// Whether an entry of this name can be made here or be changed. Names of dots lead to other
-// folders; Windows takes all dots and blanks off the end of a name, so that more of them lead here,
-// too.
+// Whether an entry of this name can be created or changed here. Names of dots lead to other
+// folders; Windows removes all dots and blanks at the end of a name, so that more of them lead to
+// this one.
 bool WinFolderEntry::Takes(Name const & name) const {
     PathText const text = name.ToString();
     std::size_t const most = RunningPlatform == Mu::WindowsSign ? text.size() : 2;
@@ -144,7 +144,7 @@ Mu::UniString WinFolderEntry::PathOf(Name const & name) const {
     return JoinPath(path, name.ToString());
 }
 
-// Entries of other file systems have no path here.
+// Null for entries of other file systems, which have no path here.
 WinFolderEntry * WinFolderEntry::AsOurs(FolderEntry & other) const {
     return other.GetOwnerFileSystem() == &owner ? static_cast<WinFolderEntry *>(&other) : nullptr;
 }
@@ -247,7 +247,7 @@ FolderEntry::CopyStatus WinFolderEntry::Copy(Name const & from, FolderEntry & ta
 FolderEntry::DeleteStatus WinFolderEntry::Delete(Name const & name, bool force) {
     if (!Takes(name))
         return DeleteStatus::Other;
-    // What is being handed out is deleted in the folder that hands it out, wherever its path leads.
+    // The entry being reported is deleted in the enumerated folder, wherever its path leads.
     if (found != nullptr && found->IsOf(name))
         return DeleteFound(found->search, force);
     return kept != nullptr ? DeleteHeld({kept, name.ToString()}, force)
@@ -257,7 +257,7 @@ FolderEntry::DeleteStatus WinFolderEntry::Delete(Name const & name, bool force) 
 FolderEntry::GetTypeStatus WinFolderEntry::GetType(Name const & name, EntryType * type) {
     if (depth != 0 && !name.IsLegal())
         return GetTypeStatus::Other;
-    // The entry being handed out is queried in its folder, whatever length its path has.
+    // The entry being reported is queried in its folder, whatever length its path has.
     if (LookAtFoundFile(name) != nullptr) {
         *type = EntryType::File;
         return GetTypeStatus::Done;
@@ -283,7 +283,7 @@ EnumerateStatus WinFolderEntry::Enumerate(EntryEnumerator & enumerator) {
     Mu::UniString text;
     for (; search.HasEntry(); search.Next()) {
         text = Mu::ConstSubstring(search.GetEntry().GetName());
-        current.name = std::move(text); // which has the block of the name before, then
+        current.name = std::move(text); // `text` has the previous name's block then
         if (!enumerator.EntryFound(current.name, search.GetEntry().IsFolder()))
             return EnumerateStatus::Stopped;
     }
@@ -350,22 +350,22 @@ WinFolderEntry::HoldStatus WinFolderEntry::HoldFound(Name const & name,
     OSErrorMark const mark = MarkOSErrors();
     folder.heldError =
         OpenIn(found->search.GetFolder(), name, folder, FolderUse::List, &folder.held);
-    // A folder that may not be listed is reported so by its enumeration.
+    // A folder that may not be listed is reported by its enumeration.
     if (folder.heldError == FileError::Directory)
         return HoldStatus::Other;
     if (folder.heldError != FileError::FileNotFound)
         return HoldStatus::There;
-    ForgetOSErrors(mark); // that it went is no failure
+    ForgetOSErrors(mark); // its removal is no failure
     return HoldStatus::Gone;
 }
 
-// Where entries are reached other than by their paths; null where they are not.
+// The folder through which entries are reached instead of by their paths; null for none.
 FindHandle WinFolderEntry::GetReach() const {
     return found != nullptr ? found->search.GetFolder() : kept;
 }
 
-// Opens the folder of this name there, for which `folder` was made. What is no folder, or was a
-// link when it was connected to, is none.
+// Opens the folder of this name there, for which `folder` was created. Directory: it is none, or
+// was a link when `folder` was connected.
 unsigned int WinFolderEntry::OpenIn(FindHandle in, Name const & name, WinFolderEntry const & folder,
                                     FolderUse use, FindHandle * opened) const {
     *opened = nullptr;
@@ -393,7 +393,7 @@ void WinFolderEntry::LetGo() noexcept {
 }
 
 bool WinFolderEntry::Lend(Name const & name, WinFolderEntry & folder) const {
-    FindHandle const in = GetReach(); // a drive lies in no folder
+    FindHandle const in = GetReach(); // a drive is in no folder
     return in == nullptr ||
            OpenIn(in, name, folder, FolderUse::List, &folder.held) == FileError::None;
 }
@@ -403,7 +403,7 @@ bool WinFolderEntry::Lend(Name const & name, WinFileEntry & file) const {
 }
 
 FSEntry::AttributeStatus WinFolderEntry::GetDiskUse(DiskUse * use) const {
-    *use = {}; // which the root of the computer has
+    *use = {}; // the result for the root of the computer
     return depth == 0 ? AttributeStatus::Done
                       : TranslateDenial<AttributeStatus>(GetFileCalls().GetDiskUse(path, use));
 }
@@ -452,7 +452,7 @@ FSEntry::AttributeStatus WinFolderEntry::GetVolumeType(unsigned int * type) cons
 }
 
 FSEntry::AttributeStatus WinFolderEntry::IsOnLocalVolume(bool * isLocal) {
-    unsigned int type = DriveType::Fixed; // the root of the computer is part of it
+    unsigned int type = DriveType::Fixed; // the root of the computer counts as fixed
     AttributeStatus const status = depth == 0 ? AttributeStatus::Done : GetVolumeType(&type);
     if (status == AttributeStatus::Done)
         *isLocal = type != DriveType::Remote;

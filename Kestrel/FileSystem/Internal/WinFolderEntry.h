@@ -20,7 +20,7 @@ public:
     enum class HoldStatus : unsigned char {
         There, ///< or reading it will report why not
         Gone,
-        Other ///< something else has the name by now, such as a link
+        Other ///< something else, such as a link, has taken its name
     };
 
     explicit WinFolderEntry(WinFileSystem & owner) : owner(owner) {}
@@ -74,9 +74,9 @@ public:
     /// was connected to; null for a folder that must be connected to by its path. Where a path may
     /// not be longer than a location, that is every folder.
     WinFolderEntry * ConnectFound(Name const & name) const;
-    /// The file of that name and location, which was created here just now: without a look at it.
-    /// Null for a file that must be connected to by its location, such as one that leads here
-    /// through a link.
+    /// The file of that name and location, which was just created here: without querying it. Null
+    /// for a file that must be connected to by its location, such as one that leads here through a
+    /// link.
     FileEntry * ConnectMade(Name const & name, Location const & location) const;
     /// The entry of that name, whose `*location` is longer than a legal one, as below a deep tree:
     /// by the path. `*location` becomes that of a link's target. NotFound also for another
@@ -88,19 +88,19 @@ public:
     /// its type. False: there is none, or another location was given.
     bool ResolveBeyond(Name const & name, Location const & link, Location * target,
                        EntryType * type) const;
-    /// While the entry reports the name of a folder, for which `folder` was made: the next
+    /// While the entry reports the name of a folder, for which `folder` was created: the next
     /// enumeration of `folder` is of the entry of that name in this one, whatever its path leads
     /// to.
     HoldStatus HoldFound(Name const & name, WinFolderEntry & folder) const;
 
     // For copies between file systems, which use files and folders of their own. They hold the
-    // folders that they work in open, so that replacing one by a link does not lead them astray.
+    // folders that they work in open, so that replacing one by a link does not redirect them.
 
     /// Binds the entry to the folder that its path leads to now: it creates and deletes there from
     /// now on. False: there is none.
     bool Keep();
     /// The same for the folder of this name in `parent`, which is bound or reports the name. False
-    /// also: a link is there by now.
+    /// also: a link has taken its place.
     bool KeepIn(WinFolderEntry const & parent, Name const & name);
     void LetGo() noexcept;
     bool IsKept() const { return kept != nullptr; }

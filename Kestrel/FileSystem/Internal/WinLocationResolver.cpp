@@ -13,13 +13,12 @@ namespace IO {
 namespace {
 
 // Room for the names of the longest path, each with a zero behind it, and an empty one at the end:
-// as the content of a location is set.
+// the form in which the content of a location is set.
 using NameList = unsigned short[LongestPathText + 2];
 
 // Writes the names of a path, each with a zero behind it: the path, with zeros for its separators.
 // False for an empty name, and for a zero, which could not be distinguished from a separator.
-// Neither stops the loops, whose values are all of one width, so that the processor takes many
-// units at a time.
+// Neither stops the loops, whose values are all of one width, so that they can be vectorised.
 bool CopyNames(PathText path, unsigned short * names) {
     std::size_t const size = path.size();
     unsigned short wrong = 0;
@@ -35,7 +34,7 @@ bool CopyNames(PathText path, unsigned short * names) {
     return wrong == 0 && (size == 0 || names[0] != 0);
 }
 
-// Makes a list of the first name and passes it in the other list, in which a name must follow.
+// Copies the first name into a list of its own and advances past it; another name must follow.
 bool TakeHost(unsigned short const ** names, NameList & host) {
     unsigned int const length = Mu::CountUnits(*names);
     if (length == 0 || (*names)[length + 1] == 0)
@@ -46,7 +45,7 @@ bool TakeHost(unsigned short const ** names, NameList & host) {
     return true;
 }
 
-// Of the separators that a path begins with: one may stand before a drive, two before a host.
+// The number of separators to skip: one is allowed before a drive, two are required before a host.
 std::size_t CountLead(PathText path) {
     if (!IsSeparator(path[0]))
         return 0;
@@ -58,8 +57,8 @@ bool UsesHostName(Location::NetworkModel model) {
            model == Location::SmbModel;
 }
 
-// What fails on a healthy location fails for want of memory, which is no result: without a name the
-// text would be that of another place.
+// Operations on a healthy location fail only when memory runs out, which is no result: without a
+// name, the text would be that of another place.
 void Check(MuErrCode status) {
     if (status != NoError)
         Mu::ThrowOutOfMemory();
@@ -122,7 +121,7 @@ bool WinLocationResolver::LocationToPath(Location const & location, Mu::UniStrin
         return false;
     MuErrCode const legality = location.CheckLegality();
     if (legality == ErrMemoryFull)
-        Mu::ThrowOutOfMemory(); // which is no answer
+        Mu::ThrowOutOfMemory(); // not a result
     if (legality != NoError)
         return false;
     if (location.GetNetworkLength() != 0) {
