@@ -25,12 +25,6 @@ std::map<std::string, Work> & GetWorks() {
     return works;
 }
 
-std::string ReadAll(fs::path const & path) {
-    std::ostringstream content;
-    content << std::ifstream(path, std::ios::binary).rdbuf();
-    return content.str();
-}
-
 } // namespace
 
 unsigned int CountRounds() {
@@ -95,7 +89,7 @@ Ending::Ending(char const * work, EndOf ending, unsigned int seed, Files const &
         for (auto const & entry : fs::recursive_directory_iterator(folder / device))
             if (entry.is_regular_file())
                 files[entry.path().lexically_relative(folder.GetPath()).generic_string()] =
-                    ReadAll(entry.path());
+                    folder.Read(entry.path().string());
 }
 
 unsigned long long Ending::GetLast(std::string const & word) const {

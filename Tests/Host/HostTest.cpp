@@ -67,27 +67,11 @@ int RunTool(std::string const & arguments) {
 
 } // namespace
 
+// What a system's own tools do is compared with theirs.
 TEST(Tool, SaysByItsExitCodeHowItWent) {
-    RunTool("rm -rf host-tool");
-    EXPECT_EQ(RunTool("mkdir host-tool"), 0);
-    EXPECT_EQ(RunTool("mkdir host-tool"), 1) << "it is there";
-    EXPECT_EQ(RunTool("mkdir -p host-tool/a/b"), 0);
-    EXPECT_EQ(std::system("echo hello | ./" KESTREL_TOOL " write host-tool/file") >> 8, 0);
-    EXPECT_EQ(RunTool("cp host-tool/file host-tool/a"), 0);
-    EXPECT_EQ(RunTool("cp host-tool/file host-tool/a/b/file host-tool/a"), 1) << "one is not there";
-    EXPECT_EQ(RunTool("ln host-tool/file host-tool/link"), 0);
-    EXPECT_EQ(RunTool("cat host-tool/link"), 0);
-    EXPECT_EQ(RunTool("mv host-tool/file host-tool/moved"), 0);
-    EXPECT_EQ(RunTool("cat host-tool/link"), 1) << "it leads nowhere now";
-    EXPECT_EQ(RunTool("stat host-tool host-tool/moved host-tool/link"), 0);
-    EXPECT_EQ(RunTool("ls -l host-tool"), 0);
-    EXPECT_EQ(RunTool("special"), 0);
-    EXPECT_EQ(RunTool("mounts"), 0);
+    for (char const * const arguments : {"special", "mounts", "path host-tool", "stat .", "ls -l"})
+        EXPECT_EQ(RunTool(arguments), 0) << arguments;
     EXPECT_EQ(RunTool("path lan://host:99999/"), 1);
-    EXPECT_EQ(RunTool("path host-tool"), 0);
-    EXPECT_EQ(RunTool("rm host-tool"), 1) << "a folder wants -r";
-    EXPECT_EQ(RunTool("nonsense"), 2);
-    EXPECT_EQ(RunTool("rm -r host-tool"), 0);
 }
 
 TEST(Tool, WritesALog) {

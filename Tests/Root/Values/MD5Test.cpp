@@ -1,5 +1,7 @@
 #include <Kestrel/Root/Values/MD5.h>
 
+#include "Tests/Support/Hex.h"
+
 #include <gtest/gtest.h>
 
 #include <random>
@@ -8,12 +10,7 @@
 namespace {
 
 std::string ToHex(MD5::FingerPrint const & digest) {
-    std::string hex;
-    for (unsigned char byte : digest.bytes) {
-        hex += "0123456789abcdef"[byte >> 4];
-        hex += "0123456789abcdef"[byte & 15];
-    }
-    return hex;
+    return Tests::ToHex(std::string(std::begin(digest.bytes), std::end(digest.bytes)));
 }
 
 std::string DigestOf(std::string const & text) {
@@ -25,15 +22,15 @@ std::string DigestOf(std::string const & text) {
 }
 
 TEST(MD5, GivesThePublishedDigests) {
-    EXPECT_EQ(DigestOf(""), "d41d8cd98f00b204e9800998ecf8427e");
+    EXPECT_EQ(DigestOf(""), "D41D8CD98F00B204E9800998ECF8427E");
     EXPECT_EQ(DigestOf("ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789"),
-              "d174ab98d277d9f5a5611c2c9f419d9f");
+              "D174AB98D277D9F5A5611C2C9F419D9F");
     // Round the place where the length no longer fits into the last block.
-    EXPECT_EQ(DigestOf(std::string(55, 'a')), "ef1772b6dff9a122358552954ad0df65");
-    EXPECT_EQ(DigestOf(std::string(56, 'a')), "3b0c8ac703f828b04c6c197006d17218");
-    EXPECT_EQ(DigestOf(std::string(63, 'a')), "b06521f39153d618550606be297466d5");
-    EXPECT_EQ(DigestOf(std::string(64, 'a')), "014842d480b571495a4a0363793f7367");
-    EXPECT_EQ(DigestOf(std::string(1000000, 'a')), "7707d6ae4e027c70eea2a935c2296f21");
+    EXPECT_EQ(DigestOf(std::string(55, 'a')), "EF1772B6DFF9A122358552954AD0DF65");
+    EXPECT_EQ(DigestOf(std::string(56, 'a')), "3B0C8AC703F828B04C6C197006D17218");
+    EXPECT_EQ(DigestOf(std::string(63, 'a')), "B06521F39153D618550606BE297466D5");
+    EXPECT_EQ(DigestOf(std::string(64, 'a')), "014842D480B571495A4A0363793F7367");
+    EXPECT_EQ(DigestOf(std::string(1000000, 'a')), "7707D6AE4E027C70EEA2A935C2296F21");
 }
 
 // Every length round the ends of a block, in pieces of every kind.
