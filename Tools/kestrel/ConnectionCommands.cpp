@@ -219,7 +219,7 @@ int Talk(SocketImpl::Reference const & connection) {
     MakeBinary();
     auto const exchange = std::make_shared<Exchange>(connection);
     unsigned long long const start = Mu::GetClock().GetMonotonicMicroseconds();
-    std::thread([exchange] { exchange->Send(); }).detach();
+    std::thread sender([exchange] { exchange->Send(); });
     std::string failure;
     try {
         exchange->Receive();
@@ -230,9 +230,14 @@ int Talk(SocketImpl::Reference const & connection) {
     }
     if (exchange->HasFailed()) // it failed first, and thereby ended the other
         failure = exchange->GetFailure();
+    bool const hasSentAll = exchange->HasSentAll();
+    if (hasSentAll) // or else the thread might drop the connection after the end of the library
+        sender.join();
+    else
+        sender.detach();
     ShowThroughput(*exchange, Mu::GetClock().GetMonotonicMicroseconds() - start);
     int const result = failure.empty() ? 0 : Console::Fail(failure);
-    if (!exchange->HasSentAll())
+    if (!hasSentAll)
         Leave(result);
     return result;
 }
