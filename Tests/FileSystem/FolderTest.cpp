@@ -411,6 +411,7 @@ TEST(Folder, IsCreatedOneLevelDeep) {
         EXPECT_EQ(Folder(place / "taken", Folder::OnNotFound::Create).GetStatus(), IO::NoError)
             << "another one was faster";
     }
+    EXPECT_TRUE(Folder(place / "taken").IsReadable());
     Tests::LogCapture log;
     Folder absent(place / "absent", Folder::OnNotFound::FailQuietly);
     EXPECT_TRUE(log.GetLines().empty());

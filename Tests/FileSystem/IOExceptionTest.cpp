@@ -12,6 +12,7 @@ TEST(IOException, IsOneOfTheFamilyWithANumberOfItsOwn) {
     EXPECT_STREQ(exception.GetName(), "IOException");
     EXPECT_STREQ(exception.GetMessage(), "disk is gone");
     EXPECT_EQ(exception.GetID(), -7003);
+    EXPECT_EQ(cause.GetID(), -7003);
     EXPECT_STREQ(exception.GetCause().GetMessage(), "deep");
     EXPECT_FALSE(cause.HasCause());
     EXPECT_STREQ(std::unique_ptr<IO::IOException>(exception.Clone())->GetName(), "IOException");

@@ -33,6 +33,8 @@ TEST(ErrorCategory, HasAPhraseForEachNumber) {
           "mount point already exists"}},
         {0x81010400, {"access denied"}},
         {0x81010500, {"text is not a relative location"}},
+        {0x81010600,
+         {"file type is not found", "group of file types is not found", "another manager owns it"}},
     };
     for (auto const & domain : domains) {
         unsigned int code = domain.first;
@@ -42,8 +44,6 @@ TEST(ErrorCategory, HasAPhraseForEachNumber) {
         }
     }
     EXPECT_EQ(IO::ErrorCategory().message(IO::ErrFSMountPointExists), "mount point already exists");
-    EXPECT_EQ(IO::ErrorCategory().message(IO::ErrTypeNotFound), "file type is not found");
-    EXPECT_EQ(IO::ErrorCategory().message(IO::ErrForeignRecord), "another manager owns it");
     EXPECT_EQ(IO::ErrorCategory().message(static_cast<int>(0x8101030Au)),
               "unknown status 0x8101030A");
     EXPECT_STREQ(IO::ErrorCategory().name(), "kestrel");
