@@ -79,14 +79,14 @@ NativeFileSystem * NativeFileSystem::Get() {
 
 NativeFileSystem::NativeFileSystem() {
     published = this;
-    AskNativeForNames(true);
+    CompareNamesNatively(true);
 }
 
 NativeFileSystem::~NativeFileSystem() {
     if (published != this)
         return;
     published = nullptr;
-    AskNativeForNames(false); // there is none any more
+    CompareNamesNatively(false); // there is none any more
 }
 
 EstimateStatus NativeFileSystem::EstimateResolvedType(Location const & location, EntryType * type) {

@@ -88,7 +88,7 @@ public:
     bool IsForPass() const { return isForPass; }
     void KeepLost(CommunicatorPool const & pool);
     void KeepClosed(CommunicatorPool const & pool);
-    void TellLost(CommunicatorPool & pool);
+    void NotifyLost(CommunicatorPool & pool);
     /// Serves all entries in the order of sockets. Those with events are awake from now on.
     void WalkAll(CommunicatorPool & pool);
 
@@ -235,7 +235,7 @@ void CommunicatorPool::Pass::KeepClosed(CommunicatorPool const & pool) {
     }
 }
 
-void CommunicatorPool::Pass::TellLost(CommunicatorPool & pool) {
+void CommunicatorPool::Pass::NotifyLost(CommunicatorPool & pool) {
     for (Found const & one : found) {
         auto const entry = pool.Find(one.socket);
         if (entry == pool.entries.end() || entry->serial != one.serial)
@@ -311,7 +311,7 @@ void CommunicatorPool::MakePass(bool looks) {
         if (isSomeoneLost) {
             pass->KeepLost(*this);
             isSomeoneLost = false;
-            pass->TellLost(*this);
+            pass->NotifyLost(*this);
             return;
         }
         PutToSleep();
@@ -322,7 +322,7 @@ void CommunicatorPool::MakePass(bool looks) {
             pass->List(*this);
             if (pass->Poll(*this, 0) != Socket::WSAError::None) {
                 pass->KeepClosed(*this);
-                pass->TellLost(*this);
+                pass->NotifyLost(*this);
                 return;
             }
         }

@@ -19,7 +19,7 @@ namespace {
 using TextOperation = bool (LocationResolver::*)(Location const &, Mu::UniString *);
 
 // False also while there is no resolver.
-bool AskResolver(TextOperation operation, Location const & location, Mu::UniString * text) {
+bool CallResolver(TextOperation operation, Location const & location, Mu::UniString * text) {
     LocationResolver * const resolver = LocationResolver::GetInstance();
     return resolver != nullptr && (resolver->*operation)(location, text);
 }
@@ -73,7 +73,7 @@ MuErrCode Location::ToPath(Mu::UniString * path) const {
     if (refusal != NoError)
         return refusal;
     return WithoutException([&] {
-        return AskResolver(&LocationResolver::LocationToPath, *this, path) ? NoError : Error;
+        return CallResolver(&LocationResolver::LocationToPath, *this, path) ? NoError : Error;
     });
 }
 
@@ -82,7 +82,8 @@ MuErrCode Location::ToDisplayText(Mu::UniString * text) const {
     if (refusal != NoError)
         return refusal;
     return WithoutException([&] {
-        return AskResolver(&LocationResolver::LocationToDisplayText, *this, text) ? NoError : Error;
+        return CallResolver(&LocationResolver::LocationToDisplayText, *this, text) ? NoError
+                                                                                   : Error;
     });
 }
 
@@ -91,7 +92,7 @@ void Location::ToLogText(Mu::UniString * text) const {
         return;
     if (GetStatus() != NoError)
         *text = "Invalid location";
-    else if (!AskResolver(&LocationResolver::LocationToLogText, *this, text))
+    else if (!CallResolver(&LocationResolver::LocationToLogText, *this, text))
         text->ClearContent();
 }
 

@@ -265,7 +265,7 @@ TEST(FileSystem, AsksTheHostsNativeSystemForNames) {
     EXPECT_TRUE(IO::Name("ab") != "xy");
     static IO::WinFileSystem again; // for the tests behind this one
     EXPECT_TRUE(IO::Name("AB") == "ab");
-    IO::AskNativeForNames(!IO::GetPlatformFileCalls().ComparesByUnits());
+    IO::CompareNamesNatively(!IO::GetPlatformFileCalls().ComparesByUnits());
 }
 
 TEST(FileSystem, ReportsMounting) {

@@ -176,13 +176,13 @@ void ShowEvidence(Json const & why) {
 }
 
 /// Reports one file after another.
-class Teller {
+class TypeReporter {
 public:
-    Teller(Options const & options, Console & console) : options(options), console(console) {}
+    TypeReporter(Options const & options, Console & console) : options(options), console(console) {}
 
     /// 1, after the library's own line, if the file could not be read: its type may be more special
     /// than the one shown.
-    int Tell(std::string const & name, IO::Location const & location) {
+    int Report(std::string const & name, IO::Location const & location) {
         Evidence evidence;
         FTM::GeneralID const answer =
             options.why ? FileTypeManager::Identify(location, FTM::RootGroup, nullptr, evidence)
@@ -232,24 +232,24 @@ private:
     Json json = Json::array();
 };
 
-int TellTree(TreeNode const & node, std::string const & name, IO::Location const & location,
-             Teller & teller) {
-    int result = node.type == IO::EntryType::File ? teller.Tell(name, location) : 0;
+int ReportTree(TreeNode const & node, std::string const & name, IO::Location const & location,
+               TypeReporter & reporter) {
+    int result = node.type == IO::EntryType::File ? reporter.Report(name, location) : 0;
     for (TreeNode const & child : node.children)
-        result |= TellTree(child, name + "/" + ToText(child.name),
-                           IO::Location(location, child.name), teller);
+        result |= ReportTree(child, name + "/" + ToText(child.name),
+                             IO::Location(location, child.name), reporter);
     return result;
 }
 
-int TellPath(std::string const & path, Options const & options, Console & console,
-             Teller & teller) {
+int ReportPath(std::string const & path, Options const & options, Console & console,
+               TypeReporter & reporter) {
     IO::Location const location = ToLocation(path);
     IO::EntryType type = IO::EntryType::File;
     if (MuErrCode const status = IO::fileSystem.EstimateResolvedType(location, &type);
         status != IO::NoError)
         return console.Finish(status, path);
     if (type != IO::EntryType::Folder)
-        return teller.Tell(path, location);
+        return reporter.Report(path, location);
     if (!options.recursive)
         return Console::Fail(path + ": is a folder; with -r its files are identified");
     TreeNode node;
@@ -257,8 +257,8 @@ int TellPath(std::string const & path, Options const & options, Console & consol
     int result = ReadTree(path, TreeReader::Sizes::Skip, TreeReader::Keep::All, options.follow, -1,
                           console, &node, &counts);
     for (TreeNode const & child : node.children)
-        result |= TellTree(child, path + "/" + ToText(child.name),
-                           IO::Location(location, child.name), teller);
+        result |= ReportTree(child, path + "/" + ToText(child.name),
+                             IO::Location(location, child.name), reporter);
     return result;
 }
 
@@ -298,10 +298,10 @@ int ShowTypes(Options const & options, Console & console) {
         ShowGroups(FTM::RootGroup, "");
         return 0;
     }
-    Teller teller(options, console);
+    TypeReporter reporter(options, console);
     for (std::string const & path : options.paths)
-        result |= TellPath(path, options, console, teller);
-    teller.Finish();
+        result |= ReportPath(path, options, console, reporter);
+    reporter.Finish();
     return result;
 }
 

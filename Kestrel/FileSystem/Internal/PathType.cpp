@@ -27,7 +27,7 @@ bool IsKnownFolder(PathText path) {
     return type >= DriveType::Removable && type <= DriveType::RamDisk;
 }
 
-unsigned int AskAttributes(PathText path, unsigned int * attributes) {
+unsigned int QueryAttributes(PathText path, unsigned int * attributes) {
     OSErrorMark const mark = MarkOSErrors();
     unsigned int error = GetFileCalls().GetFileAttributes(path, attributes);
     // The entry of a file that may not be accessed can still be read in its folder.
@@ -44,14 +44,14 @@ unsigned int AskAttributes(PathText path, unsigned int * attributes) {
 
 PathLook LookForType(PathText path) {
     unsigned int attributes;
-    unsigned int const error = AskAttributes(path, &attributes);
+    unsigned int const error = QueryAttributes(path, &attributes);
     return error == FileError::None ? ToLook(attributes) : ToFailure(error);
 }
 
 // Where the attributes mark links, no other query is needed.
 PathLook LookForMark(PathText path, TextBuffer * target) {
     unsigned int attributes;
-    unsigned int const error = AskAttributes(path, &attributes);
+    unsigned int const error = QueryAttributes(path, &attributes);
     if (error != FileError::None)
         return ToFailure(error);
     PathLook look = ToLook(attributes);

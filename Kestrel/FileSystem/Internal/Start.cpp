@@ -68,12 +68,12 @@ void StartFileSystem() {
     StartNameGeneration();
     new (&comparerPlace.object) NativeNameComparer();
     new (&nativePlace.object) WinFileSystem();
-    AskNativeForNames(!GetPlatformFileCalls().ComparesByUnits());
+    CompareNamesNatively(!GetPlatformFileCalls().ComparesByUnits());
     new (&resolverPlace.object) WinLocationResolver();
 }
 
-void AskNativeForNames(bool asks) {
-    SetNameComparer(asks && isStarted ? &comparerPlace.object : nullptr);
+void CompareNamesNatively(bool isNative) {
+    SetNameComparer(isNative && isStarted ? &comparerPlace.object : nullptr);
 }
 
 void EndFileSystem() {

@@ -58,6 +58,6 @@ void WaitBehindUnmount();
 /// Whether the equality of names is left to the native file system. That is the case where the
 /// platform compares them in another way than names themselves do, and where a host has registered
 /// its own comparison; elsewhere it would needlessly slow down each comparison of locations.
-void AskNativeForNames(bool asks);
+void CompareNamesNatively(bool isNative);
 
 } // namespace IO

@@ -90,11 +90,11 @@ struct WinFolderEntry::Found {
         return search.HasEntry() && PathText(other.ToString()) == search.GetEntry().GetName();
     }
     // A folder that allows a query of one of its entries allows it for all.
-    bool LetsLook() {
+    bool AllowsQueries() {
         if (!isTried)
-            letsLook = search.LookAtEntry();
+            allowsQueries = search.LookAtEntry();
         isTried = true;
-        return letsLook;
+        return allowsQueries;
     }
 
     WinFolderEntry & entry;
@@ -102,7 +102,7 @@ struct WinFolderEntry::Found {
     FolderSearch search;
     bool marksLinks;
     bool isTried = false;
-    bool letsLook = false;
+    bool allowsQueries = false;
     Name name;
 };
 
@@ -291,7 +291,7 @@ EnumerateStatus WinFolderEntry::Enumerate(EntryEnumerator & enumerator) {
 }
 
 bool WinFolderEntry::IsFoundFile(Name const & name) const {
-    return found != nullptr && found->IsOf(name) && found->IsFile() && found->LetsLook() &&
+    return found != nullptr && found->IsOf(name) && found->IsFile() && found->AllowsQueries() &&
            found->IsFile();
 }
 

@@ -45,7 +45,7 @@ bool AddressTree::ForgetCopy(unsigned int node) {
 }
 
 // Without a comparer, names are compared in upper case, from which their hashes are computed, too.
-static bool IsToldByHash() {
+static bool AreHashesDecisive() {
     NameComparer const * const comparer = GetNameComparer();
     return comparer == nullptr || comparer->IsToldApartByHash();
 }
@@ -53,7 +53,7 @@ static bool IsToldByHash() {
 bool AddressTree::AreSurelyDifferent(unsigned int a, unsigned int b) {
     NodeTable::Note const & first = made->nodes.GetNote(a);
     NodeTable::Note const & second = made->nodes.GetNote(b);
-    return first.depth != second.depth || (first.hash != second.hash && IsToldByHash());
+    return first.depth != second.depth || (first.hash != second.hash && AreHashesDecisive());
 }
 
 unsigned int AddressTree::HoldRoot() {
@@ -190,7 +190,7 @@ void AddressTree::Drop(unsigned int node) {
     if (node == NoIndex)
         return;
     nodes.PrefetchNode(node);
-    siblings.SendWhere(node);
+    siblings.PrefetchWhere(node);
     if (!ForgetCopy(node))
         Release(node);
 }
@@ -229,7 +229,7 @@ void AddressTree::LeaveWithLast() {
 void AddressTree::Remove(unsigned int node) {
     recent.Forget(node);
     names.PrefetchName(nodes[node].name);
-    siblings.SendPlace(node);
+    siblings.PrefetchPlace(node);
     siblings.Unlink(node);
     if (nodes[node].name != NoIndex)
         names.Release(nodes[node].name);
@@ -259,7 +259,7 @@ unsigned int AddressTree::FindOrCreate(unsigned int parent, Mu::ConstSubstring c
         return place.at;
     }
     nodes.PrefetchRecord(place.previous);
-    siblings.SendWhere(place.at);
+    siblings.PrefetchWhere(place.at);
     unsigned int const node = MakeNode(parent, key);
     if (node == NoIndex)
         return NoIndex;
@@ -402,7 +402,7 @@ unsigned int AddressTree::GetNameHash(unsigned int node) const {
 bool AddressTree::IsSameName(unsigned int a, unsigned int b) const {
     if (a == b)
         return true;
-    if (IsToldByHash() && GetNameHash(a) != GetNameHash(b))
+    if (AreHashesDecisive() && GetNameHash(a) != GetNameHash(b))
         return false;
     NameReader const first(names, nodes[a].name);
     NameReader const second(names, nodes[b].name);

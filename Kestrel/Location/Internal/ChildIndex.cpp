@@ -104,12 +104,12 @@ void ChildIndex::SendBlock(unsigned int block) const {
         Prefetch(begin + at);
 }
 
-void ChildIndex::SendWhere(unsigned int node) const {
+void ChildIndex::PrefetchWhere(unsigned int node) const {
     if (node < leaves.GetCapacity())
         Prefetch(&leaves[node]);
 }
 
-void ChildIndex::SendPlace(unsigned int node) const {
+void ChildIndex::PrefetchPlace(unsigned int node) const {
     SendBlock(leaves[node]);
 }
 

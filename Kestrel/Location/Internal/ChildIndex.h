@@ -46,8 +46,8 @@ public:
     /// The node is about to be removed from the list. Returns the one before it.
     unsigned int Unlink(unsigned int node);
     // As documented for SiblingLists; the first for any node.
-    void SendWhere(unsigned int node) const;
-    void SendPlace(unsigned int node) const;
+    void PrefetchWhere(unsigned int node) const;
+    void PrefetchPlace(unsigned int node) const;
 
     /// The node got another name and kept its place.
     void Rename(unsigned int node);

@@ -31,10 +31,10 @@ public:
     void Unlink(unsigned int node);
     /// Prefetches what Unlink reads of the node, or Link of the node behind it, in two steps: the
     /// second reads what the first one loads.
-    void SendWhere(unsigned int node) const { index.SendWhere(node); }
-    void SendPlace(unsigned int node) const {
+    void PrefetchWhere(unsigned int node) const { index.PrefetchWhere(node); }
+    void PrefetchPlace(unsigned int node) const {
         if (index.Covers(nodes[node].parent))
-            index.SendPlace(node);
+            index.PrefetchPlace(node);
     }
     /// To be called when the node got another name.
     void Rename(unsigned int node);

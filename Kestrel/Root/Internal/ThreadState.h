@@ -26,7 +26,7 @@ public:
     /// Joins a thread that has ended. Later calls do nothing.
     void Gather();
     /// For a thread that outlives its owner: it is joined later, see below.
-    void LeaveBehind();
+    void AddLeftBehind();
 
     void Interrupt(bool forEver);
     bool TakeInterruption();

@@ -73,7 +73,7 @@ class LoggerWorker {
 public:
     explicit constexpr LoggerWorker(FastLogger & itsFront) : front(itsFront) {}
 
-    void TellObservers(EventLogLine const & line, LogComposer const * composer);
+    void NotifyObservers(EventLogLine const & line, LogComposer const * composer);
     void AppendToOutput(EventLogLine const & line, LogComposer const * composer);
     void Attach(LogObserver & observer, LogSeverity least);
     void Detach(LogObserver & observer);
@@ -119,12 +119,12 @@ private:
     LockCore observerLock;             // held while an observer is called
     LogObserver * observers = nullptr; // under observerLock
     LogObserver * next = nullptr;      // under observerLock: the next one to notify
-    bool telling = false;              // under observerLock
+    bool isNotifying = false;          // under observerLock
 };
 
-void LoggerWorker::TellObservers(EventLogLine const & line, LogComposer const * composer) {
+void LoggerWorker::NotifyObservers(EventLogLine const & line, LogComposer const * composer) {
     CoreGuard guard(observerLock);
-    if (telling)
+    if (isNotifying)
         return;
     char own[1024];
     LogBlock text(own, sizeof own);
@@ -133,7 +133,7 @@ void LoggerWorker::TellObservers(EventLogLine const & line, LogComposer const * 
         text.Release();
         return;
     }
-    telling = true;
+    isNotifying = true;
     for (next = observers; next != nullptr;) {
         LogObserver & observer = *next;
         next = observer.next;
@@ -146,7 +146,7 @@ void LoggerWorker::TellObservers(EventLogLine const & line, LogComposer const * 
             CountLost(1);
         }
     }
-    telling = false;
+    isNotifying = false;
     text.Release();
 }
 
@@ -421,7 +421,7 @@ void FastLogger::AppendWanted(EventLogLine & line, LogComposer * composer) noexc
     unsigned int const bits = wanted.load(std::memory_order_acquire);
     unsigned int const bit = GetBit(line.GetSeverity());
     if ((bits >> ObserverShift & bit) != 0)
-        worker.TellObservers(line, composer);
+        worker.NotifyObservers(line, composer);
     if ((bits >> OutputShift & bit) != 0)
         worker.AppendToOutput(line, composer);
 }

@@ -35,7 +35,7 @@ private:
     std::atomic<unsigned short> units[65536] = {};
 };
 
-constinit CaseTable<Platform::AskUpperCase> upperTable;
+constinit CaseTable<Platform::QueryUpperCase> upperTable;
 constinit CaseTable<Platform::AskLowerCase> lowerTable;
 
 struct AsIs {

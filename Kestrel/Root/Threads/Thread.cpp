@@ -74,7 +74,7 @@ Thread::~Thread() {
         if (state->HasEnded())
             state->Gather();
         else
-            state->LeaveBehind();
+            state->AddLeftBehind();
     }
     state->Release();
     State::GatherLeftBehind();

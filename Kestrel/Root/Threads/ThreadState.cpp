@@ -87,7 +87,7 @@ void Thread::State::Gather() {
         Platform::JoinThread(handle);
 }
 
-void Thread::State::LeaveBehind() {
+void Thread::State::AddLeftBehind() {
     Keep();
     CoreGuard guard(leftBehindLock);
     nextLeftBehind = leftBehind;

@@ -16,7 +16,7 @@ unsigned short KeepToOneUnit(unsigned short unit, utf8proc_int32_t mapped) noexc
 
 // utf8proc gives the sharp s a capital that is not a simple mapping of the standard and that
 // Windows does not have.
-unsigned short AskUpperCase(unsigned short unit) noexcept {
+unsigned short QueryUpperCase(unsigned short unit) noexcept {
     return unit == SharpS ? unit : KeepToOneUnit(unit, utf8proc_toupper(unit));
 }
 

@@ -17,7 +17,7 @@ unsigned short Map(unsigned short unit, DWORD how) noexcept {
 
 } // namespace
 
-unsigned short AskUpperCase(unsigned short unit) noexcept {
+unsigned short QueryUpperCase(unsigned short unit) noexcept {
     return Map(unit, LCMAP_UPPERCASE);
 }
 

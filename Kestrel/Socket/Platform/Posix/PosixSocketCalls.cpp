@@ -82,7 +82,7 @@ bool IsBound(int descriptor) {
 
 // Whether other sockets that allow it, too, may bind the address of a stream, unless it listens;
 // its connections inherit that.
-void LetOthersIn(int descriptor, bool isOn) {
+void ShareAddress(int descriptor, bool isOn) {
     if (GetOption(descriptor, SO_TYPE) != SOCK_STREAM)
         return;
     int const value = isOn;
@@ -138,14 +138,14 @@ unsigned int PosixSocketCalls::Bind(SocketHandle socket, SocketAddress const & a
     unsigned int const error = bind();
     if (error != WSAError::AddressInUse || GetOption(descriptor, SO_REUSEADDR) != 0)
         return error;
-    LetOthersIn(descriptor, true);
+    ShareAddress(descriptor, true);
     unsigned int const secondError = bind();
-    LetOthersIn(descriptor, false);
+    ShareAddress(descriptor, false);
     return secondError;
 }
 
 unsigned int PosixSocketCalls::Listen(SocketHandle socket, int backlog) {
-    LetOthersIn(ToDescriptor(socket), true);
+    ShareAddress(ToDescriptor(socket), true);
     return Result(::listen(ToDescriptor(socket), backlog));
 }
 
@@ -166,7 +166,7 @@ unsigned int PosixSocketCalls::Accept(SocketHandle socket, SocketHandle * accept
 // After a signal the connect continues asynchronously, like that of a non-blocking socket.
 unsigned int PosixSocketCalls::Connect(SocketHandle socket, SocketAddress const & address) {
     if (IsBound(ToDescriptor(socket)))
-        LetOthersIn(ToDescriptor(socket), true);
+        ShareAddress(ToDescriptor(socket), true);
     sockaddr_in const native = ToNative(address);
     int const result = ::connect(ToDescriptor(socket), AsGeneral(native), sizeof(native));
     if (result < 0 && (errno == EINPROGRESS || errno == EINTR))
