@@ -90,7 +90,7 @@ bool ChildIndex::Find(unsigned int parent, Mu::ConstSubstring const & text, Sibl
     }
     while (!blocks[block].isLeaf) {
         block = blocks[block].GetBelow()[at];
-        SendBlock(block);
+        PrefetchBlock(block);
         at = FindIn(blocks[block], key, order);
     }
     place = {GetBefore(block, at), blocks[block].nodes[at]};
@@ -98,7 +98,7 @@ bool ChildIndex::Find(unsigned int parent, Mu::ConstSubstring const & text, Sibl
 }
 
 // Prefetches all its lines at once, so that there is one wait and not one for each.
-void ChildIndex::SendBlock(unsigned int block) const {
+void ChildIndex::PrefetchBlock(unsigned int block) const {
     char const * const begin = reinterpret_cast<char const *>(&blocks[block]);
     for (unsigned int at = 0; at < sizeof(Block); at += LineSize)
         Prefetch(begin + at);
@@ -110,7 +110,7 @@ void ChildIndex::PrefetchWhere(unsigned int node) const {
 }
 
 void ChildIndex::PrefetchPlace(unsigned int node) const {
-    SendBlock(leaves[node]);
+    PrefetchBlock(leaves[node]);
 }
 
 // The first entry that is not smaller, and how it compares.

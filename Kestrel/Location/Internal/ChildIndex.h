@@ -100,7 +100,7 @@ private:
     int CompareEntries(Block const & block, unsigned int a, unsigned int b) const;
 
     // Navigation.
-    void SendBlock(unsigned int block) const;
+    void PrefetchBlock(unsigned int block) const;
     unsigned int FindIn(Block const & block, Key const & key, int & order);
     unsigned int GetLast(unsigned int block) const;
     unsigned int GetBefore(unsigned int block, unsigned int at) const;

@@ -285,7 +285,8 @@ bool AppendPlainNames(PathText names, BytePath * path) {
         isPlain = IsSeparator(*at++);
         *to++ = '/';
         char16_t const * const name = at;
-        for (; at != end && *at < 0x80 && StaysInside(static_cast<char>(*at)); ++at)
+        for (; at != end && *at < 0x80 && !IsSeparator(*at) && StaysInside(static_cast<char>(*at));
+             ++at)
             *to++ = static_cast<char>(*at);
         isPlain = isPlain && at != name;
     }

@@ -36,7 +36,7 @@ private:
 };
 
 constinit CaseTable<Platform::QueryUpperCase> upperTable;
-constinit CaseTable<Platform::AskLowerCase> lowerTable;
+constinit CaseTable<Platform::QueryLowerCase> lowerTable;
 
 struct AsIs {
     unsigned short operator()(unsigned short unit) const { return unit; }

@@ -116,8 +116,11 @@ TEST(NativeText, CopiesAPathThatIsPlain) {
         std::string const folder = random() % 2 == 0 ? "/" : "/a";
         IO::BytePath native;
         native.Append(folder);
+        for (char16_t & unit : portable)
+            unit = unit == u'\\' && random() % 2 == 0 ? u'/' : unit;
         bool const isCopied = IO::AppendPlainNames(portable, &native);
         ASSERT_TRUE(isCopied || !isPlain) << path;
+        ASSERT_FALSE(isCopied && (path.ends_with('/') || path.find("//") != path.npos)) << path;
         std::string const whole = isCopied ? (folder == "/" ? "" : folder) + path : folder;
         ASSERT_EQ(native.GetText(), whole) << path;
         ASSERT_EQ(native.text[native.length], 0);

@@ -20,7 +20,7 @@ unsigned short QueryUpperCase(unsigned short unit) noexcept {
     return unit == SharpS ? unit : KeepToOneUnit(unit, utf8proc_toupper(unit));
 }
 
-unsigned short AskLowerCase(unsigned short unit) noexcept {
+unsigned short QueryLowerCase(unsigned short unit) noexcept {
     return KeepToOneUnit(unit, utf8proc_tolower(unit));
 }
 

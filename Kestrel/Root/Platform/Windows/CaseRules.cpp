@@ -21,7 +21,7 @@ unsigned short QueryUpperCase(unsigned short unit) noexcept {
     return Map(unit, LCMAP_UPPERCASE);
 }
 
-unsigned short AskLowerCase(unsigned short unit) noexcept {
+unsigned short QueryLowerCase(unsigned short unit) noexcept {
     return Map(unit, LCMAP_LOWERCASE);
 }
 
