@@ -20,8 +20,12 @@ if(CCACHE_PROGRAM)
     # included, never by what the preprocessor makes of them: the compiler knows a header of a
     # precompiled one again by its bytes, comments and all.
     set(CMAKE_CXX_COMPILER_LAUNCHER ${CMAKE_COMMAND} -E env CCACHE_BASEDIR=${CMAKE_SOURCE_DIR}
-        CCACHE_NOHASHDIR=1 CCACHE_SLOPPINESS=pch_defines,time_macros CCACHE_DEPEND=1
-        ${CCACHE_PROGRAM})
+        CCACHE_NOHASHDIR=1 CCACHE_SLOPPINESS=pch_defines,time_macros CCACHE_DEPEND=1)
+    if(CMAKE_CXX_FLAGS_RELEASE MATCHES "prefix-map")
+        # A precompiled header of another checkout names its files by paths that are not mapped here.
+        list(APPEND CMAKE_CXX_COMPILER_LAUNCHER CCACHE_NAMESPACE=${CMAKE_SOURCE_DIR})
+    endif()
+    list(APPEND CMAKE_CXX_COMPILER_LAUNCHER ${CCACHE_PROGRAM})
     set(CMAKE_C_COMPILER_LAUNCHER ${CMAKE_CXX_COMPILER_LAUNCHER})
 endif()
 
