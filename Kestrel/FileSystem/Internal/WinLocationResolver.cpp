@@ -4,6 +4,7 @@
 #include <Kestrel/FileSystem/NativePath.h>
 #include <Kestrel/Location/Internal/ValidatorTable.h>
 #include <Kestrel/Location/RelativeLocation.h>
+#include <Kestrel/Root/Internal/UnitRuns.h>
 #include <Kestrel/Root/Memory/Memory.h>
 
 #include <algorithm>
@@ -18,20 +19,16 @@ using NameList = unsigned short[LongestPathText + 2];
 
 // Writes the names of a path, each with a zero behind it: the path, with zeros for its separators.
 // False for an empty name, and for a zero, which could not be distinguished from a separator.
-// Neither stops the loops, whose values are all of one width, so that they can be vectorised.
 bool CopyNames(PathText path, unsigned short * names) {
+    using namespace Mu::UnitRuns;
     std::size_t const size = path.size();
-    unsigned short wrong = 0;
-    for (std::size_t i = 0; i < size; ++i) {
-        unsigned short const unit = path[i];
-        bool const isSeparator = (unit == u'\\') | (unit == u'/');
-        names[i] = isSeparator ? 0 : unit;
-        wrong |= unit == 0 ? 1 : 0;
-    }
-    for (std::size_t i = 1; i < size; ++i)
-        wrong |= (names[i - 1] | names[i]) == 0 ? 1 : 0;
     names[size] = 0;
-    return wrong == 0 && (size == 0 || names[0] != 0);
+    ConvertAll(path.data(), size, names,
+               [](auto units) { return units & ~((units == '\\') | (units == '/')); });
+    auto const areZero = [](auto units) { return units == 0; };
+    auto const areBothZero = [](auto a, auto b) { return (a | b) == 0; };
+    return size == 0 || (names[0] != 0 && !Any(size, areZero, path.data()) &&
+                         !Any(size - 1, areBothZero, names, names + 1));
 }
 
 // Copies the first name into a list of its own and advances past it; another name must follow.

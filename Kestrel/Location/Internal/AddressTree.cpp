@@ -136,7 +136,7 @@ unsigned int AddressTree::MakeNode(unsigned int parent, Mu::ConstSubstring const
         return NoIndex;
     }
     nodes[node] = {.parent = parent, .name = name, .referenceCounter = 1};
-    nodes.GetNote(node).top = NoIndex;
+    nodes.GetNote(node).index = NoIndex;
     return node;
 }
 
@@ -190,7 +190,6 @@ void AddressTree::Drop(unsigned int node) {
     if (node == NoIndex)
         return;
     nodes.PrefetchNode(node);
-    siblings.PrefetchWhere(node);
     if (!ForgetCopy(node))
         Release(node);
 }
@@ -259,7 +258,7 @@ unsigned int AddressTree::FindOrCreate(unsigned int parent, Mu::ConstSubstring c
         return place.at;
     }
     nodes.PrefetchRecord(place.previous);
-    siblings.PrefetchWhere(place.at);
+    PrefetchNote(place.at);
     unsigned int const node = MakeNode(parent, key);
     if (node == NoIndex)
         return NoIndex;

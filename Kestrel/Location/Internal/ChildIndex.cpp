@@ -42,7 +42,6 @@ static unsigned int CountCommon(Mu::ConstSubstring const & a, Mu::ConstSubstring
 
 void ChildIndex::Destroy() {
     blocks.Destroy();
-    leaves.Destroy();
 }
 
 void ChildIndex::Build(unsigned int parent) {
@@ -58,7 +57,7 @@ void ChildIndex::Build(unsigned int parent) {
     if (top == NoIndex)
         return;
     StartBlock(top, NoIndex, true);
-    nodes.GetNote(parent).top = top;
+    SetTop(parent, top);
     SetShape(parent, prefix, false);
     for (unsigned int node = first; node != NoIndex; node = nodes[node].next)
         if (!Append(parent, node))
@@ -67,7 +66,7 @@ void ChildIndex::Build(unsigned int parent) {
 
 // Appends a node behind all others, whatever its name.
 bool ChildIndex::Append(unsigned int parent, unsigned int node) {
-    unsigned int leaf = nodes.GetNote(parent).top;
+    unsigned int leaf = GetTop(parent);
     while (!blocks[leaf].isLeaf)
         leaf = blocks[leaf].GetBelow()[blocks[leaf].count - 1];
     Entry const entry = {MakeKey(parent, node), node, NoIndex};
@@ -81,7 +80,7 @@ bool ChildIndex::Append(unsigned int parent, unsigned int node) {
 bool ChildIndex::Find(unsigned int parent, Mu::ConstSubstring const & text, SiblingPlace & place) {
     FitShape(parent, nodes[parent].leftChild, text);
     Key const key = MakeKey(parent, text);
-    unsigned int block = nodes.GetNote(parent).top;
+    unsigned int block = GetTop(parent);
     int order = 0;
     unsigned int at = FindIn(blocks[block], key, order);
     if (at == blocks[block].count) {
@@ -104,13 +103,8 @@ void ChildIndex::PrefetchBlock(unsigned int block) const {
         Prefetch(begin + at);
 }
 
-void ChildIndex::PrefetchWhere(unsigned int node) const {
-    if (node < leaves.GetCapacity())
-        Prefetch(&leaves[node]);
-}
-
 void ChildIndex::PrefetchPlace(unsigned int node) const {
-    PrefetchBlock(leaves[node]);
+    PrefetchBlock(GetLeaf(node));
 }
 
 // The first entry that is not smaller, and how it compares.
@@ -168,7 +162,7 @@ void ChildIndex::Link(unsigned int node) {
         isIn = Append(parent, node);
     } else {
         // It is not greater than the next one, so that no greatest name changes.
-        unsigned int const leaf = leaves[next];
+        unsigned int const leaf = GetLeaf(next);
         isIn = Insert(leaf, IndexOf(blocks[leaf].nodes, next),
                       {MakeKey(parent, node), node, NoIndex}) != NoIndex;
     }
@@ -177,7 +171,7 @@ void ChildIndex::Link(unsigned int node) {
 }
 
 unsigned int ChildIndex::Unlink(unsigned int node) {
-    unsigned int block = leaves[node];
+    unsigned int block = GetLeaf(node);
     unsigned int at = IndexOf(blocks[block].nodes, node);
     unsigned int const previous = GetBefore(block, at);
     nodes.PrefetchRecord(previous); // the caller is about to change it
@@ -186,11 +180,11 @@ unsigned int ChildIndex::Unlink(unsigned int node) {
     while (blocks[block].count == 0) {
         unsigned int const up = blocks[block].up;
         at = up == NoIndex ? 0 : GetPlace(block);
+        if (up == NoIndex)
+            RemoveTop(parent);
         blocks.Put(block, block);
-        if (up == NoIndex) {
-            nodes.GetNote(parent).top = NoIndex;
+        if (up == NoIndex)
             return previous;
-        }
         EraseEntry(up, at);
         block = up;
     }
@@ -207,9 +201,9 @@ void ChildIndex::Rename(unsigned int node) {
     unsigned int const other = first != node ? first : nodes[first].next;
     if (other != NoIndex)
         FitShape(parent, other, names.GetStart(nodes[node].name));
-    Block & leaf = blocks[leaves[node]];
-    leaf.keys[IndexOf(leaf.nodes, node)] = MakeKey(parent, node);
-    Refresh(leaves[node]);
+    unsigned int const leaf = GetLeaf(node);
+    blocks[leaf].keys[IndexOf(blocks[leaf].nodes, node)] = MakeKey(parent, node);
+    Refresh(leaf);
 }
 
 // Inserts the entry, splitting full blocks from there up. Returns the highest block that received
@@ -217,14 +211,16 @@ void ChildIndex::Rename(unsigned int node) {
 unsigned int ChildIndex::Insert(unsigned int block, unsigned int at, Entry entry) {
     unsigned int spares[MaxDepth];
     unsigned int const * spare = spares;
-    if (!leaves.Fit(nodes.GetCapacity()) || !TakeSpares(block, spares))
+    if (!TakeSpares(block, spares))
         return NoIndex;
     while (blocks[block].count == blocks[block].GetMost()) {
-        unsigned int const half = blocks[block].GetMost() / 2;
+        // What is appended leaves full blocks behind.
+        unsigned int const most = blocks[block].GetMost();
+        unsigned int const kept = at == most ? most : most / 2;
         unsigned int const right = *spare++;
-        Split(block, right);
-        bool const isLeft = at <= half;
-        PutEntry(isLeft ? block : right, isLeft ? at : at - half, entry);
+        Split(block, kept, right);
+        bool const isLeft = at <= kept && at != most;
+        PutEntry(isLeft ? block : right, isLeft ? at : at - kept, entry);
         if (blocks[block].up == NoIndex)
             PutTop(*spare++, block);
         unsigned int const up = blocks[block].up;
@@ -269,7 +265,24 @@ void ChildIndex::PutTop(unsigned int block, unsigned int below) {
     CopyShape(below, block);
     Entry const entry = GetSummary(below);
     PutEntry(block, 0, entry);
-    nodes.GetNote(nodes[entry.node].parent).top = block;
+    SetTop(nodes[entry.node].parent, block);
+}
+
+void ChildIndex::SetTop(unsigned int parent, unsigned int top) {
+    blocks[top].leaf = GetLeaf(parent);
+    nodes.GetNote(parent).index = top | TopMark;
+}
+
+void ChildIndex::RemoveTop(unsigned int parent) {
+    nodes.GetNote(parent).index = GetLeaf(parent);
+}
+
+unsigned int ChildIndex::GetLeaf(unsigned int node) const {
+    return Covers(node) ? blocks[GetTop(node)].leaf : nodes.GetNote(node).index;
+}
+
+void ChildIndex::SetLeaf(unsigned int node, unsigned int leaf) {
+    (Covers(node) ? blocks[GetTop(node)].leaf : nodes.GetNote(node).index) = leaf;
 }
 
 void ChildIndex::CopyShape(unsigned int from, unsigned int to) {
@@ -277,14 +290,13 @@ void ChildIndex::CopyShape(unsigned int from, unsigned int to) {
     blocks[to].prefix = blocks[from].prefix;
 }
 
-void ChildIndex::Split(unsigned int block, unsigned int right) {
+void ChildIndex::Split(unsigned int block, unsigned int kept, unsigned int right) {
     StartBlock(right, blocks[block].up, blocks[block].isLeaf);
     Block & own = blocks[block];
-    unsigned int const half = own.GetMost() / 2;
-    for (unsigned int at = half; at < own.GetMost(); ++at)
-        PutEntry(right, at - half,
+    for (unsigned int at = kept; at < own.count; ++at)
+        PutEntry(right, at - kept,
                  {own.keys[at], own.nodes[at], own.isLeaf ? NoIndex : own.GetBelow()[at]});
-    own.count = half;
+    own.count = kept;
 }
 
 void ChildIndex::PutEntry(unsigned int block, unsigned int at, Entry const & entry) {
@@ -294,7 +306,7 @@ void ChildIndex::PutEntry(unsigned int block, unsigned int at, Entry const & ent
     own.keys[at] = entry.key;
     own.nodes[at] = entry.node;
     if (own.isLeaf) {
-        leaves[entry.node] = block;
+        SetLeaf(entry.node, block);
     } else {
         unsigned int * const below = own.GetBelow();
         std::copy_backward(below + at, below + own.count, below + own.count + 1);
@@ -345,10 +357,10 @@ void ChildIndex::Refresh(unsigned int block) {
 
 // Removes tops with a single block below.
 void ChildIndex::LowerTop(unsigned int parent) {
-    unsigned int & top = nodes.GetNote(parent).top;
-    while (!blocks[top].isLeaf && blocks[top].count == 1) {
+    for (unsigned int top = GetTop(parent); !blocks[top].isLeaf && blocks[top].count == 1;) {
         unsigned int const below = blocks[top].GetBelow()[0];
         CopyShape(top, below);
+        SetTop(parent, below);
         blocks.Put(top, top);
         blocks[below].up = NoIndex;
         top = below;
@@ -356,8 +368,9 @@ void ChildIndex::LowerTop(unsigned int parent) {
 }
 
 void ChildIndex::Drop(unsigned int parent) {
-    FreeBelow(nodes.GetNote(parent).top);
-    nodes.GetNote(parent).top = NoIndex;
+    unsigned int const top = GetTop(parent);
+    RemoveTop(parent);
+    FreeBelow(top);
 }
 
 void ChildIndex::FreeBelow(unsigned int block) {
@@ -368,7 +381,7 @@ void ChildIndex::FreeBelow(unsigned int block) {
 }
 
 ChildIndex::Key ChildIndex::MakeKey(unsigned int parent, Mu::ConstSubstring const & text) const {
-    Block const & top = GetTop(parent);
+    Block const & top = blocks[GetTop(parent)];
     return {PackKey(text, top.prefix, top.isWide), text};
 }
 
@@ -380,7 +393,7 @@ unsigned long long ChildIndex::MakeKey(unsigned int parent, unsigned int node) c
 // can become shorter 22 times and the units wider once, so the keys are not renewed more often.
 void ChildIndex::FitShape(unsigned int parent, unsigned int child,
                           Mu::ConstSubstring const & text) {
-    Block const & top = GetTop(parent);
+    Block const & top = blocks[GetTop(parent)];
     unsigned int const common = CountCommon(names.GetStart(nodes[child].name), text);
     unsigned int const prefix = std::min<unsigned int>(top.prefix, common);
     bool const isWide = top.isWide || !IsNarrow(text, prefix);
@@ -391,7 +404,7 @@ void ChildIndex::FitShape(unsigned int parent, unsigned int child,
 void ChildIndex::SetShape(unsigned int parent, unsigned int prefix, bool isWide) {
     for (unsigned int node = nodes[parent].leftChild; node != NoIndex; node = nodes[node].next)
         isWide = isWide || !IsNarrow(names.GetStart(nodes[node].name), prefix);
-    unsigned int const top = nodes.GetNote(parent).top;
+    unsigned int const top = GetTop(parent);
     blocks[top].prefix = static_cast<unsigned char>(prefix);
     blocks[top].isWide = isWide;
     RenewKeys(parent, top);

@@ -23,16 +23,15 @@ struct SiblingPlace {
 /// units of one byte each, or four of two as soon as one of the names needs them. So a search
 /// usually reads a few blocks and no name.
 ///
-/// Memory:  4 bytes for each node of the tree, once any parent has an index, and about 18 for each
-///          child that is in one. A parent loses its index when memory runs out; the walk does
-///          without.
+/// Memory:  about 18 bytes for each child that is in an index, and 13 where they were appended in
+///          order. A parent loses its index when memory runs out; the walk does without.
 /// Threads: as the tree: under its lock.
 /// Failure: none; an index exists or not.
 class ChildIndex {
 public:
     ChildIndex(NodeTable & nodes, NameTable const & names) : nodes(nodes), names(names) {}
 
-    bool Covers(unsigned int parent) const { return nodes.GetNote(parent).top != NoIndex; }
+    bool Covers(unsigned int parent) const { return IsTop(nodes.GetNote(parent).index); }
 
     /// Builds an index over the children; there is none when memory runs out.
     void Build(unsigned int parent);
@@ -45,8 +44,7 @@ public:
     void Link(unsigned int node);
     /// The node is about to be removed from the list. Returns the one before it.
     unsigned int Unlink(unsigned int node);
-    // As documented for SiblingLists; the first for any node.
-    void PrefetchWhere(unsigned int node) const;
+    /// As documented for SiblingLists.
     void PrefetchPlace(unsigned int node) const;
 
     /// The node got another name and kept its place.
@@ -66,6 +64,8 @@ private:
     struct Block {
         unsigned int next = NoIndex; // in the free list
         unsigned int up = NoIndex;   // null at the top
+        unsigned int leaf =
+            NoIndex; // of the top: the parent's own leaf, if its parent has an index
         unsigned int count = 0;
         bool isLeaf = true;
         bool isWide = false;               // of the top: the form of the keys in all blocks
@@ -106,7 +106,18 @@ private:
     unsigned int GetBefore(unsigned int block, unsigned int at) const;
     unsigned int GetPlace(unsigned int block) const;
     static unsigned int IndexOf(unsigned int const * list, unsigned int wanted);
-    Block const & GetTop(unsigned int parent) const { return blocks[nodes.GetNote(parent).top]; }
+
+    // A node's note holds its leaf in the index of its parent or, marked, the top of the index over
+    // its own children, which then holds that leaf.
+    static constexpr unsigned int TopMark = 0x80000000u;
+    static bool IsTop(unsigned int index) { return index != NoIndex && (index & TopMark) != 0; }
+    unsigned int GetTop(unsigned int parent) const {
+        return nodes.GetNote(parent).index & ~TopMark;
+    }
+    void SetTop(unsigned int parent, unsigned int top);
+    void RemoveTop(unsigned int parent);
+    unsigned int GetLeaf(unsigned int node) const;
+    void SetLeaf(unsigned int node, unsigned int leaf);
 
     // Changes.
     bool Append(unsigned int parent, unsigned int node);
@@ -115,7 +126,7 @@ private:
     void StartBlock(unsigned int block, unsigned int up, bool isLeaf);
     void PutTop(unsigned int block, unsigned int below);
     void CopyShape(unsigned int from, unsigned int to);
-    void Split(unsigned int block, unsigned int right);
+    void Split(unsigned int block, unsigned int kept, unsigned int right);
     void PutEntry(unsigned int block, unsigned int at, Entry const & entry);
     void EraseEntry(unsigned int block, unsigned int at);
     Entry GetSummary(unsigned int block) const;
@@ -127,7 +138,6 @@ private:
     NodeTable & nodes;
     NameTable const & names;
     GrowingTable<Block, 4> blocks;
-    TableBlock<unsigned int> leaves; // the leaf of each node
     unsigned long long comparisons = 0;
 };
 

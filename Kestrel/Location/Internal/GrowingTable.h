@@ -85,14 +85,14 @@ public:
         freeHead = first;
     }
 
-    /// The next size of the table: it doubles while it is small and grows by an eighth then, up to
+    /// The next size of the table: it doubles while it is small and grows by a sixteenth then, up to
     /// the limit of the indices. Systems move large blocks without copying them.
     unsigned int GetNextCapacity() const {
-        constexpr unsigned int largestToDouble = 1 << 14;
+        constexpr unsigned int largestToDouble = 512 * 1024 / sizeof(Record);
         unsigned int const capacity = block.GetCapacity();
         if (capacity == 0)
             return FirstCapacity;
-        unsigned int const more = capacity < largestToDouble ? capacity : capacity / 8;
+        unsigned int const more = capacity < largestToDouble ? capacity : capacity / 16;
         return more <= NoIndex - capacity ? capacity + more : capacity;
     }
 

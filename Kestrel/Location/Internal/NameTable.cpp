@@ -1,6 +1,7 @@
 #include <Kestrel/Location/Internal/NameTable.h>
 
 #include <algorithm>
+#include <bit>
 #include <cstring>
 
 namespace IO {
@@ -104,7 +105,11 @@ unsigned int NameTable::CountUsed(Record const & chunk) {
     for (; used + 4 <= ChunkSize; used += 4) {
         unsigned long long four;
         std::memcpy(&four, chunk.units + used, sizeof four);
-        if (((four - Ones) & ~four & Highest) != 0)
+        // The lowest bit is exact: only above a zero may another unit be taken for one.
+        unsigned long long const zeros = (four - Ones) & ~four & Highest;
+        if (zeros != 0 && std::endian::native == std::endian::little)
+            return used + static_cast<unsigned int>(std::countr_zero(zeros)) / 16;
+        if (zeros != 0)
             break;
     }
     while (used < ChunkSize && chunk.units[used] != 0)

@@ -59,9 +59,9 @@ public:
         }
 
         std::atomic<Copies> copies = 0;
-        unsigned int hash = 0;      // of the address that ends here
-        unsigned int depth = 0;     // parents up to the root
-        unsigned int top = NoIndex; // of the index over the children, where there is one
+        unsigned int hash = 0;        // of the address that ends here
+        unsigned int depth = 0;       // parents up to the root
+        unsigned int index = NoIndex; // see ChildIndex
     };
 
     unsigned int Take() {

@@ -117,8 +117,14 @@ private:
         unsigned short units[MostUnits] = {};
 
         bool Begins(unsigned short const * names) const {
-            for (unsigned int i = 0; i < size; ++i)
-                if (names[i] != units[i]) // at its end at the latest, since no name is empty
+            // A list that ends sooner differs there at the latest, since no name is empty.
+            unsigned int i = 0;
+            for (; i + 4 <= size; i += 4)
+                if (names[i] != units[i] || names[i + 1] != units[i + 1] ||
+                    names[i + 2] != units[i + 2] || names[i + 3] != units[i + 3])
+                    return false;
+            for (; i < size; ++i)
+                if (names[i] != units[i])
                     return false;
             return true;
         }

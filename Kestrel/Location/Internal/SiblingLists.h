@@ -29,9 +29,7 @@ public:
     void Link(unsigned int node, SiblingPlace const & place);
     /// Not for the root, which is in no list.
     void Unlink(unsigned int node);
-    /// Prefetches what Unlink reads of the node, or Link of the node behind it, in two steps: the
-    /// second reads what the first one loads.
-    void PrefetchWhere(unsigned int node) const { index.PrefetchWhere(node); }
+    /// Prefetches what Unlink reads of the node, or Link of the node behind it. Reads its note.
     void PrefetchPlace(unsigned int node) const {
         if (index.Covers(nodes[node].parent))
             index.PrefetchPlace(node);

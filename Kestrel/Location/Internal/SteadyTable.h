@@ -11,7 +11,7 @@ namespace IO {
 /// Records that do not move while the table grows, so that a thread that knows a record to be in
 /// use may read it without a lock.
 ///
-/// Memory:  eight blocks of 64 records, and eight for each doubling.
+/// Memory:  sixteen blocks of 32 records, and sixteen for each doubling.
 /// Threads: Fit and Destroy under a lock. Find from any thread, for an index received from a thread
 ///          that had the lock.
 /// Failure: false, and nothing changed, when memory runs out.
@@ -56,7 +56,7 @@ public:
 private:
     // Indices are counted from FirstSize on. The highest bit selects the doubling, the SplitBits
     // after it the block in that, the others the record in the block.
-    static constexpr unsigned int SplitBits = 3;
+    static constexpr unsigned int SplitBits = 4;
     static constexpr unsigned int FirstBits = 9;
     static constexpr unsigned int FirstSize = 1u << FirstBits;
     static constexpr unsigned int PartCount = (32 - FirstBits) << SplitBits;

@@ -1,5 +1,6 @@
 #include <Kestrel/Location/Platform/NativeText.h>
 
+#include <Kestrel/Root/Internal/UnitRuns.h>
 #include <Kestrel/Root/Text/CaseMapping.h>
 #include <Kestrel/Root/Text/CodeUnits.h>
 
@@ -43,6 +44,15 @@ constexpr KindTable kindOf;
 bool StaysInside(char byte) {
     return kindOf[byte] <= Kind::Final;
 }
+
+// Turns one separator into the other.
+constexpr unsigned char Exchange = '/' ^ '\\';
+
+// Which bytes do not stand for themselves, as the table says.
+constexpr auto areReplaced = [](auto bytes) {
+    return (bytes < 0x20) | (bytes >= 0x80) | (bytes == '"') | (bytes == '*') | (bytes == ':') |
+           (bytes == '<') | (bytes == '>') | (bytes == '?') | (bytes == '\\') | (bytes == '|');
+};
 
 // Includes WordMark.
 bool IsReplacement(unsigned int unit) {
@@ -254,43 +264,56 @@ bool AppendPortableName(std::string_view name, TextBuffer * text) {
 bool AppendPlainPath(std::string_view path, TextBuffer * text) {
     if (path.empty() || text->size - text->length <= path.size())
         return false;
-    char16_t * to = text->units + text->length;
-    char const * at = path.data();
-    char const * const end = at + path.size();
-    while (at != end) {
-        if (*at != '/')
-            return false;
-        *to++ = u'\\';
-        char const * const name = ++at;
-        for (; at != end && *at != '/' && StaysInside(*at); ++at)
-            *to++ = static_cast<char16_t>(*at);
-        std::size_t const size = static_cast<std::size_t>(at - name);
-        if (size == 0 || kindOf[at[-1]] == Kind::Final ||
-            (size <= 4 && IsReservedWord(std::string_view(name, size))))
+    using Mu::UnitRuns::Any;
+    // That no byte is replaced, and no name is empty or ends like one whose last byte is.
+    auto const areNoPlainNames = [](auto bytes, auto next) {
+        return areReplaced(bytes) |
+               ((next == '/') & ((bytes == '/') | (bytes == '.') | (bytes == ' ')));
+    };
+    std::size_t const size = path.size();
+    if (path[0] != '/' || path[size - 1] == '/' || kindOf[path[size - 1]] != Kind::Plain ||
+        Any(size - 1, areNoPlainNames, path.data(), path.data() + 1))
+        return false;
+    // Few names begin and end like a reserved word; the last one has no separator behind it.
+    auto const mayBeWords = [](auto begin, auto first, auto second, auto afterThree,
+                               auto afterFour) {
+        auto const letter = first | 0x20;
+        return (begin == '/') & (second != '/') & ((afterThree == '/') | (afterFour == '/')) &
+               ((letter == 'a') | (letter == 'c') | (letter == 'l') | (letter == 'n') |
+                (letter == 'p'));
+    };
+    char const * const at = path.data();
+    bool const isShort = size <= 16;
+    bool const mayHoldWord =
+        isShort || Any(size - 5, mayBeWords, at, at + 1, at + 2, at + 4, at + 5);
+    std::size_t end = mayHoldWord ? 0 : path.find('/', size - 5);
+    while (end < size) {
+        std::size_t const begin = end + 1;
+        end = std::min(path.find('/', begin), size);
+        if (IsReservedWord(path.substr(begin, end - begin)))
             return false;
     }
+    Mu::UnitRuns::ConvertAll(path.data(), path.size(), text->units + text->length,
+                             [](auto bytes) { return bytes ^ (Exchange & (bytes == '/')); });
     text->length += static_cast<unsigned int>(path.size());
     return Finish(text);
 }
 
 bool AppendPlainNames(PathText names, BytePath * path) {
-    if (names.empty() || names.size() >= BytePath::Size - path->length)
+    if (names.empty() || !IsSeparator(names[0]) || names.size() >= BytePath::Size - path->length)
         return false;
+    using namespace Mu::UnitRuns;
+    auto const areAbove = [](auto units) { return units >= 0x80; };
+    auto const areSeparators = [](auto a, auto b) { return (a == '/') & (b == '/'); };
     bool const isClosed = path->length != 0 && path->text[path->length - 1] == '/';
-    char * to = path->text + path->length - (isClosed ? 1 : 0);
-    char16_t const * at = names.data();
-    char16_t const * const end = at + names.size();
-    bool isPlain = true;
-    while (isPlain && at != end) {
-        isPlain = IsSeparator(*at++);
-        *to++ = '/';
-        char16_t const * const name = at;
-        for (; at != end && *at < 0x80 && !IsSeparator(*at) && StaysInside(static_cast<char>(*at));
-             ++at)
-            *to++ = static_cast<char>(*at);
-        isPlain = isPlain && at != name;
-    }
-    path->Truncate(isPlain ? static_cast<unsigned int>(to - path->text) : path->length);
+    unsigned int const begin = path->length - (isClosed ? 1 : 0);
+    char * const to = path->text + begin;
+    std::size_t const size = names.size();
+    ConvertAll(names.data(), size, to,
+               [](auto units) { return units ^ (Exchange & (units == '\\')); });
+    bool const isPlain = !Any(size, areAbove, names.data()) && !Any(size, areReplaced, to) &&
+                         !Any(size - 1, areSeparators, to, to + 1) && to[size - 1] != '/';
+    path->Truncate(isPlain ? begin + static_cast<unsigned int>(size) : path->length);
     return isPlain;
 }
 
