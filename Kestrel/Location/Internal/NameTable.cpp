@@ -1,7 +1,6 @@
 #include <Kestrel/Location/Internal/NameTable.h>
 
 #include <algorithm>
-#include <bit>
 #include <cstring>
 
 namespace IO {
@@ -96,30 +95,6 @@ int NameTable::CompareNames(unsigned int first, unsigned int second) const {
         first = a.next;
         second = b.next;
     }
-}
-
-// Tests four units at a time, up to those that contain the zero.
-unsigned int NameTable::CountUsed(Record const & chunk) {
-    constexpr unsigned long long Ones = 0x0001000100010001, Highest = 0x8000800080008000;
-    unsigned int used = 0;
-    for (; used + 4 <= ChunkSize; used += 4) {
-        unsigned long long four;
-        std::memcpy(&four, chunk.units + used, sizeof four);
-        // The lowest bit is exact: only above a zero may another unit be taken for one.
-        unsigned long long const zeros = (four - Ones) & ~four & Highest;
-        if (zeros != 0 && std::endian::native == std::endian::little)
-            return used + static_cast<unsigned int>(std::countr_zero(zeros)) / 16;
-        if (zeros != 0)
-            break;
-    }
-    while (used < ChunkSize && chunk.units[used] != 0)
-        ++used;
-    return used;
-}
-
-unsigned int NameTable::CopyChunk(unsigned int chunk, unsigned short * to) const {
-    std::copy_n(chunks[chunk].units, ChunkSize, to); // a fixed size is faster than the exact one
-    return CountUsed(chunks[chunk]);
 }
 
 unsigned int NameTable::GetLength(unsigned int name) const {

@@ -3,6 +3,10 @@
 #include <Kestrel/Location/Internal/GrowingTable.h>
 #include <Kestrel/Root/Text/Substring.h>
 
+#include <algorithm>
+#include <bit>
+#include <cstring>
+
 namespace IO {
 
 /// The texts of the address tree, each a chain of chunks of 30 units.
@@ -57,5 +61,30 @@ private:
     GrowingTable<Record> chunks;
     unsigned int count = 0;
 };
+
+// Tests four units at a time, up to those that contain the zero.
+inline unsigned int NameTable::CountUsed(Record const & chunk) {
+    constexpr unsigned long long Ones = 0x0001000100010001, Highest = 0x8000800080008000;
+    unsigned int used = 0;
+    for (; used + 4 <= ChunkSize; used += 4) {
+        unsigned long long four;
+        std::memcpy(&four, chunk.units + used, sizeof four);
+        // The lowest bit is exact: only above a zero may another unit be taken for one.
+        unsigned long long const zeros = (four - Ones) & ~four & Highest;
+        if (zeros != 0 && std::endian::native == std::endian::little)
+            return used + static_cast<unsigned int>(std::countr_zero(zeros)) / 16;
+        if (zeros != 0)
+            break;
+    }
+    while (used < ChunkSize && chunk.units[used] != 0)
+        ++used;
+    return used;
+}
+
+inline unsigned int NameTable::CopyChunk(unsigned int chunk, unsigned short * to) const {
+    // A fixed size is faster than the exact one.
+    std::memcpy(to, chunks[chunk].units, sizeof Record::units);
+    return CountUsed(chunks[chunk]);
+}
 
 } // namespace IO
