@@ -56,7 +56,6 @@ MuErrCode CopyFileWithReadWrite(Folder const & source, Name const & from, Folder
     if (MuErrCode const opened = out.Open(File::OpenMode::WriteOnly, retry); opened != NoError)
         return ToCopyCode(opened);
     MuErrCode const pumped = Pump(in, out);
-    in.Close();
     // The last bytes reach the device only here, so this may find it full, too.
     MuErrCode const closed = out.Close();
     return pumped != NoError ? pumped : ToCopyCode(closed);

@@ -236,7 +236,6 @@ void FileTypeManager::RemoveDataRecord(int dataIndex) {
         IdentifierCounters::ResetTypes();
     else
         IdentifierCounters::SetNext(hTypeDataArray.GetLast().id);
-    FreeEmptyTables();
 }
 
 void FileTypeManager::FreeEmptyTables() {

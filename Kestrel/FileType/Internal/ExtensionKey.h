@@ -24,9 +24,8 @@ inline void LowerCase(char * text) {
     }
 }
 
-/// Whether the two texts are equal without regard to case. Bytes that are invalid in the machine's
-/// code compare as such; texts beyond 128 bytes, for which CHCompareTexts would allocate, are
-/// compared by bytes.
+/// Whether the two texts decode to the same characters. Texts beyond 128 bytes, for which
+/// CHCompareTexts would allocate, are compared by bytes.
 inline bool IsSameText(char const * a, char const * b) {
     if (std::strcmp(a, b) == 0)
         return true;

@@ -9,7 +9,7 @@ namespace {
 constexpr unsigned short SharpS = 0x00DF;
 
 unsigned short KeepToOneUnit(unsigned short unit, utf8proc_int32_t mapped) noexcept {
-    return mapped > 0 && mapped <= 0xFFFF ? static_cast<unsigned short>(mapped) : unit;
+    return mapped <= 0xFFFF ? static_cast<unsigned short>(mapped) : unit;
 }
 
 } // namespace

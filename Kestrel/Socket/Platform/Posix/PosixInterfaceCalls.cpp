@@ -98,13 +98,12 @@ AddressRow ToAddressRow(nlmsghdr const & message) {
     AddressRow row{header.ifa_index, 0, 0, {BroadcastRule::Form::Own, 0}};
     unsigned int const prefix = header.ifa_prefixlen;
     row.mask = prefix == 0 ? 0 : prefix >= 32 ? ~0u : ~0u << (32 - prefix);
-    bool hasLocal = false; // on a point to point link the other address is that of the far end
     ForEachAttribute<ifaddrmsg>(message, [&](rtattr const & attribute) {
-        if (attribute.rta_type == IFA_LOCAL || (attribute.rta_type == IFA_ADDRESS && !hasLocal))
+        // Always there; on a point to point link IFA_ADDRESS is the far end.
+        if (attribute.rta_type == IFA_LOCAL)
             row.address = GetAddress(attribute);
         if (attribute.rta_type == IFA_BROADCAST)
             row.broadcast.address = GetAddress(attribute);
-        hasLocal = hasLocal || attribute.rta_type == IFA_LOCAL;
     });
     return row;
 }
