@@ -15,7 +15,6 @@
 #include <gtest/gtest.h>
 
 #include <functional>
-#include <memory>
 #include <random>
 #include <thread>
 #include <vector>

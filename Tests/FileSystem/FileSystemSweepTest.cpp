@@ -15,7 +15,6 @@
 
 #include <Kestrel/FileSystem/File.h>
 #include <Kestrel/FileSystem/Folder.h>
-#include <Kestrel/FileSystem/IOException.h>
 #include <Kestrel/FileSystem/NativePath.h>
 #include <Kestrel/Location/Internal/OSErrors.h>
 

@@ -1,13 +1,10 @@
 #include <Kestrel/FileSystem/File.h>
 
-#include "Tests/Support/FaultSweep.h"
 #include "Tests/Support/FileSystem/Place.h"
 #include "Tests/Support/FileSystem/Protection.h"
 #include "Tests/Support/FileSystem/ScriptedFileCalls.h"
 #include "Tests/Support/Location/Locations.h"
 #include "Tests/Support/LogCapture.h"
-
-#include <Kestrel/Location/Internal/OSErrors.h>
 
 #include <climits>
 #include <random>

@@ -10,7 +10,6 @@
 #include "Tests/Support/Root/ByteChannels.h"
 #include "Tests/Support/Text.h"
 
-#include <Kestrel/Location/Internal/OSErrors.h>
 #include <Kestrel/Root/Errors/Exceptions.h>
 #include <Kestrel/Root/Threads/Thread.h>
 

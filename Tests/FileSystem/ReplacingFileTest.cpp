@@ -9,7 +9,6 @@
 
 #include <fstream>
 #include <set>
-#include <sstream>
 
 namespace fs = std::filesystem;
 
@@ -25,13 +24,6 @@ protected:
     }
     long CountEntries() const {
         return std::distance(fs::directory_iterator(place.GetPath()), fs::directory_iterator());
-    }
-
-    // Which meets no fault.
-    static std::string ReadPast(fs::path const & path) {
-        std::ostringstream content;
-        content << std::ifstream(path, std::ios::binary).rdbuf();
-        return content.str();
     }
 
     Tests::Place place{GetParam()};
@@ -54,7 +46,7 @@ TEST_P(ReplacingFile, LeavesTheOldContentOrTheNewOneAndNothingElse) {
         // three steps, of taking these back.
         std::set<fs::path> holders;
         for (fs::directory_entry const & entry : fs::directory_iterator(place.GetPath()))
-            if (ReadPast(entry.path()) == now)
+            if (place.GetDisk().Read(entry.path().string()) == now)
                 holders.insert(entry.path());
             else if (failed)
                 fs::remove(entry);

@@ -70,6 +70,11 @@ TEST_P(TransferScope, HearsOfEachEntryAndEndsAnyWorkAtAnyOfThem) {
         },
         [&] { return IO::TreeEnumerator(IO::Folder(tree)).Do(); },
         [&] {
+            MuErrCode const status = IO::fileSystem.Copy(IO::Location(tree, "a"), other / "one");
+            EXPECT_EQ(fs::remove(other.GetPath() / "one"), status == IO::NoError);
+            return status;
+        },
+        [&] {
             return IO::fileSystem.Delete(other / "copy", IO::DataSafety::KeepProtected,
                                          IO::AccessDeniedTreatment::Fail);
         },

@@ -8,8 +8,6 @@
 
 #include <gtest/gtest.h>
 
-#include <climits>
-
 using Entry = IO::FileEntry;
 
 TEST(WinFileEntry, ReportsWhatWasReadBeforeAFailure) {
@@ -36,25 +34,22 @@ TEST(WinFileEntry, ReportsWhatWasReadBeforeAFailure) {
 }
 
 TEST(FileTimes, ConvertBetweenSecondsAndFileTimes) {
-    constexpr unsigned long long epoch = 116444736000000000ull;
-    EXPECT_EQ(IO::ToFileTime(0), epoch);
-    EXPECT_EQ(IO::ToFileTime(-1), epoch - 10000000);
-    EXPECT_EQ(IO::ToFileTime(INT_MAX), epoch + 21474836470000000ull);
-    struct {
-        unsigned long long fileTime;
-        IO::FSEntry::TimeStatus status;
-        int seconds;
-    } const table[] = {
-        {0, IO::FSEntry::TimeStatus::Done, 0},
-        {epoch + 19999999, IO::FSEntry::TimeStatus::Done, 1},
-        {epoch - 10000000, IO::FSEntry::TimeStatus::Done, -1},
-        {IO::ToFileTime(INT_MAX) + 9999999, IO::FSEntry::TimeStatus::Done, INT_MAX},
-        {IO::ToFileTime(INT_MAX) + 10000000, IO::FSEntry::TimeStatus::InvalidTime, 77},
-        {1, IO::FSEntry::TimeStatus::InvalidTime, 77},
-    };
-    for (auto const & row : table) {
-        int seconds = 77;
-        EXPECT_EQ(IO::FromFileTime(row.fileTime, &seconds), row.status) << row.fileTime;
-        EXPECT_EQ(seconds, row.seconds) << row.fileTime;
-    }
+    constexpr unsigned long long epoch = 116444736000000000;
+    constexpr long long longest = 0x7FFFFFFF;
+    int seconds = 77;
+    for (long long const second :
+         {-longest - 2, -longest - 1, -1ll, 0ll, 1ll, longest, longest + 1})
+        for (unsigned int const part : {0u, 9999999u}) {
+            bool const fits = second == static_cast<int>(second);
+            unsigned long long const whole =
+                epoch + static_cast<unsigned long long>(second * 10000000);
+            seconds = 77;
+            EXPECT_EQ(IO::FromFileTime(second < 0 ? whole - part : whole + part, &seconds),
+                      fits ? IO::FSEntry::TimeStatus::Done : IO::FSEntry::TimeStatus::InvalidTime);
+            EXPECT_EQ(seconds, fits ? second : 77);
+            EXPECT_EQ(IO::ToFileTime(second), whole);
+        }
+    EXPECT_EQ(IO::FromFileTime(1, &seconds), IO::FSEntry::TimeStatus::InvalidTime);
+    EXPECT_EQ(IO::FromFileTime(0, &seconds), IO::FSEntry::TimeStatus::Done);
+    EXPECT_EQ(seconds, 0);
 }

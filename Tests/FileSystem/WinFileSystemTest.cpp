@@ -193,10 +193,8 @@ TEST_F(WinFileSystem, FindsEachSpecialLocationWhereItIsLookedFor) {
               IO::Error);
     ASSERT_EQ(log.GetLines().size(), 1u);
     EXPECT_EQ(log.GetLines()[0].severity, Mu::LogSeverity::Error);
-    EXPECT_EQ(
-        log.GetLines()[0].text.rfind(
-            "Query of the special location \"UserRoamingSettings\" has failed (OS errors: ", 0),
-        0u);
+    EXPECT_TRUE(
+        log.Contains("Query of the special location \"UserRoamingSettings\" has failed (OS"));
 }
 
 TEST_F(WinFileSystem, GoesWithoutATemporaryFolderThatCannotBeWritten) {

@@ -82,6 +82,15 @@ TEST(FileType, AddsTheListsThatItIsGiven) {
     EXPECT_EQ(type.FindExtension(nullptr), -1);
     EXPECT_TRUE(type.IsExtensionIncluded(Mu::UniString("JPEG")));
     EXPECT_FALSE(type.IsExtensionIncluded(Mu::UniString("jpeg")));
+    // Different bytes are one text where they decode to the same, up to 128 of them.
+    char const * const ends[] = {"\xFF", "\xEF\xBF\xBD"};
+    bool const areSame = Mu::UniString(ends[0]) == Mu::UniString(ends[1]);
+    for (unsigned int const size : {125u, 126u})
+        for (int const i : {0, 1}) {
+            std::string const text(size, 'x');
+            FileType const one(nullptr, nullptr, 0, 0, 0, nullptr, (text + ends[i]).c_str());
+            EXPECT_EQ(one.IsMimeIncluded((text + ends[1 - i]).c_str()), areSame && size < 126);
+        }
     bool isLong[5];
     EXPECT_EQ(type.GetExtensionIDs(nullptr, isLong), 5);
     EXPECT_TRUE(isLong[4] && !isLong[3]);

@@ -176,7 +176,7 @@ TEST(Identification, FollowsTheStages) {
         std::vector<GroupID> groups;
         for (unsigned int i = random() % 3; i > 0; --i)
             groups.push_back(managers[0].AddGroup("g", RootGroup, nullptr));
-        std::vector<TypeID> types(1 + random() % 6);
+        std::vector<TypeID> types(1 + random() % 30);
         auto const drawGroup = [&] {
             return groups.empty() || random() % 3 == 0 ? RootGroup
                                                        : groups[random() % groups.size()];

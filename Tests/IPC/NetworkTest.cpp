@@ -38,13 +38,10 @@ struct Message {
     unsigned int service;
     unsigned int size;
 
-    char GetByte(unsigned int index) const {
-        return static_cast<char>(sender * 7 + number * 13 + index * (index >> 8 | 1));
-    }
     std::string GetBody() const {
         std::string body(size, 0);
         for (unsigned int i = 0; i < size; ++i)
-            body[i] = GetByte(i);
+            body[i] = static_cast<char>(sender * 7 + number * 13 + i * (i >> 8 | 1));
         return body;
     }
 };
@@ -143,7 +140,6 @@ public:
 
     void Connect() {
         Expect();
-        service = 0;
         selected = 0;
         sender = ++lastSender;
         sent.clear();
@@ -194,7 +190,6 @@ private:
     unsigned int & lastSender;
     unsigned int sender = 0;
     unsigned int next = 0;
-    unsigned int service = 0;
     unsigned int selected = 0;
 };
 

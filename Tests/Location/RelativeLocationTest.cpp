@@ -1,6 +1,5 @@
 #include <Kestrel/Location/RelativeLocation.h>
 
-#include "Tests/Support/FaultSweep.h"
 #include "Tests/Support/Location/NameList.h"
 #include "Tests/Support/Location/TestResolver.h"
 

@@ -24,7 +24,6 @@
 
 #include <deque>
 #include <optional>
-#include <set>
 
 namespace {
 

@@ -76,7 +76,7 @@ TEST(HardwareAddress, WritesCapitalDigitsAndReadsBackWhatHasNoLetters) {
     EXPECT_EQ(ToUtf8(address.ToString(0)), "001AFF");
     EXPECT_EQ(ToUtf8(address.ToString(':')), "00:1A:FF");
     EXPECT_EQ(ToUtf8(HardwareAddress().ToString()), "");
-    EXPECT_EQ(BytesOf(HardwareAddress::Parse(U("00-1A-ab"))), std::string("\x00\x10\x71", 3));
+    EXPECT_EQ(HardwareAddress::Parse(U("00-1A-ab")), HardwareAddress("\x00\x10\x71", 3));
     EXPECT_FALSE(address == HardwareAddress("\x00\x1A\xfe", 3));
     EXPECT_FALSE(address == HardwareAddress("\x00\x1A", 2));
     EXPECT_EQ(HardwareAddress("x", 0), HardwareAddress());

@@ -1,13 +1,13 @@
 #include <Kestrel/Socket/SocketFunctions.h>
 
 #include <Kestrel/Root/Errors/ErrorCodes.h>
+#include <Kestrel/Root/Time/Clock.h>
 #include <Kestrel/Socket/Internal/Start.h>
 
 #include "Tests/Support/Socket/ScriptedSocketCalls.h"
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <memory>
 #include <string>
 #include <vector>
@@ -273,13 +273,17 @@ TEST(SocketFunctions, PollSocketsOfAnyNumber) {
             GTEST_SKIP() << "this account may open " << i << " sockets only";
         entries.push_back({sockets.back(), 0, 9});
     }
-    Handle const client = listening.Connect();
+    Flat::SocketCalls & calls = Flat::GetSocketCalls();
+    unsigned long long const start = Mu::GetClock().GetMonotonicMicroseconds();
+    unsigned int ready = 9;
     entries.push_back({listening.socket, Flat::PollEvent::Read, 9});
+    EXPECT_EQ(calls.Poll(&entries[1500], 1, 30000, &ready), 0u);
+    EXPECT_TRUE(ready == 0 && Mu::GetClock().GetMonotonicMicroseconds() - start >= 29000);
+    Handle const client = listening.Connect();
     entries.push_back({client, Flat::PollEvent::Read | Flat::PollEvent::Write, 9});
     for (unsigned int count : {1502u, 65u, 64u, 2u}) {
-        unsigned int ready = 9;
         EXPECT_TRUE(Look(listening.socket, true, false, 10).read);
-        EXPECT_EQ(Flat::GetSocketCalls().Poll(&entries[1502 - count], count, 10000000, &ready), 0u);
+        EXPECT_EQ(calls.Poll(&entries[1502 - count], count, 10999999, &ready), 0u);
         EXPECT_EQ(ready, 2u);
         EXPECT_EQ(entries[1500].ready, Flat::PollEvent::Read);
         EXPECT_EQ(entries[1501].ready, Flat::PollEvent::Write);

@@ -28,8 +28,9 @@ protected:
     FileHandle Open(std::string const & name, unsigned int access = ReadWrite,
                     unsigned int disposition = FileDisposition::OpenExisting) {
         FileHandle file;
-        unsigned int const share =
-            access == FileAccess::Read ? FileShare::Read | FileShare::Write : FileShare::None;
+        unsigned int const share = access == FileAccess::Read ? FileShare::Read | FileShare::Write
+                                   : access == ReadWrite      ? FileShare::None
+                                                              : FileShare::Read;
         EXPECT_EQ(calls.CreateFile(Path(name), access, share, disposition, 0, &file), 0u) << name;
         opened.push_back(file);
         return file;
@@ -149,6 +150,8 @@ TEST_F(FileCallsTest, RefusesWhatTheHandleWasNotOpenedFor) {
     EXPECT_EQ(calls.SetFilePointerEx(reader, -3, &number, 2), 0u);
     EXPECT_EQ(number, 4u);
     folder.Write("y", "content");
+    fs::permissions(folder / "y", fs::perms::owner_write);
+    EXPECT_EQ(TryOpen("y", FileDisposition::OpenExisting, 0, FileAccess::Write), 0u);
     FileHandle const writer = Open("y", FileAccess::Write);
     EXPECT_EQ(calls.ReadFile(writer, text, 4, &count), FileError::AccessDenied);
     EXPECT_EQ(count, 0u);
@@ -202,10 +205,16 @@ TEST_F(FileCallsTest, LetsAnEntryChangeTheSpellingOfItsName) {
 }
 
 TEST_F(FileCallsTest, FitsAPlaceIntoItsBufferOrSaysSo) {
-    char16_t few[4];
-    TextBuffer small{few, 4, 0};
-    EXPECT_EQ(calls.GetCurrentDirectory(&small), FileError::MoreData);
-    EXPECT_EQ(calls.GetModuleFileName(&small), FileError::MoreData);
+    for (auto const call : {&FileCalls::GetCurrentDirectory, &FileCalls::GetModuleFileName,
+                            &FileCalls::GetTempPath}) {
+        char16_t units[1024];
+        std::fill_n(units, 1024, u'x');
+        TextBuffer whole{units, 1024, 0};
+        EXPECT_EQ((calls.*call)(&whole), 0u);
+        EXPECT_EQ(std::u16string(units), whole.GetText());
+        TextBuffer small{units, whole.length, 0};
+        EXPECT_EQ((calls.*call)(&small), FileError::MoreData);
+    }
 }
 
 TEST_F(FileCallsTest, TellsErrorsInWords) {

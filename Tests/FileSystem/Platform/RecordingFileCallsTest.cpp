@@ -3,7 +3,6 @@
 #include <Kestrel/Location/Internal/OSErrors.h>
 
 #include "Tests/Support/FileSystem/ScriptedFileCalls.h"
-#include "Tests/Support/TempFolder.h"
 
 #include <gtest/gtest.h>
 

@@ -18,7 +18,7 @@ namespace {
 
 class RootKey {
 public:
-    RootKey() : root(MuPref::OpenRootKey(MuPref::UserDomain)) {}
+    RootKey() : root(MuPref::OpenRootKey(MuPref::RootKeyDomain(1))) {}
     ~RootKey() { MuPref::CloseRootKey(&root); }
     MuPref::IRoot * operator->() const { return root; }
     explicit operator bool() const { return root != nullptr; }

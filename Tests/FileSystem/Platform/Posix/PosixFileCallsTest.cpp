@@ -42,12 +42,6 @@ std::u16string ReadLink(std::u16string const & path) {
     return std::u16string(1, static_cast<char16_t>(u'0' + static_cast<unsigned int>(status)));
 }
 
-unsigned int GetAttributes(std::u16string const & path) {
-    unsigned int attributes;
-    EXPECT_EQ(Calls().GetFileAttributes(path, &attributes), 0u);
-    return attributes;
-}
-
 } // namespace
 
 TEST(PosixFileCalls, FollowLinksOneStep) {
@@ -70,7 +64,9 @@ TEST(PosixFileCalls, FollowLinksOneStep) {
     EXPECT_EQ(ReadLink(folder.GetPortable("dir")), folder.GetPortable("a"));
     EXPECT_EQ(ReadLink(folder.GetPortable("dir/near")), folder.GetPortable("a/file"))
         << "the system follows what is not in the last place";
-    EXPECT_EQ(GetAttributes(folder.GetPortable("dir")), FileAttribute::Link);
+    unsigned int attributes = 0;
+    EXPECT_EQ(Calls().GetFileAttributes(folder.GetPortable("dir"), &attributes), 0u);
+    EXPECT_EQ(attributes, FileAttribute::Link);
     EXPECT_EQ(Calls().RemoveDirectory(folder.GetPortable("dir")), FileError::Directory);
     EXPECT_EQ(Calls().DeleteFile(folder.GetPortable("dir")), 0u);
     EXPECT_EQ(folder.Read("a/file"), "x");
@@ -79,16 +75,14 @@ TEST(PosixFileCalls, FollowLinksOneStep) {
 TEST(PosixFileCalls, UnprotectForTheOwner) {
     TempFolder folder;
     folder.Write("x", "");
-    ASSERT_EQ(::chmod((folder / "x").c_str(), 0640), 0);
+    fs::permissions(folder / "x", fs::perms(0640));
     std::u16string const path = folder.GetPortable("x");
     EXPECT_EQ(Calls().SetFileAttributes(path, FileAttribute::Normal), 0u);
-    struct stat info;
-    ASSERT_EQ(::stat((folder / "x").c_str(), &info), 0);
-    EXPECT_EQ(info.st_mode & 0777, 0640u) << "what may be written stays as it is";
+    EXPECT_EQ(fs::status(folder / "x").permissions(), fs::perms(0640))
+        << "what may be written stays as it is";
     EXPECT_EQ(Calls().SetFileAttributes(path, FileAttribute::ReadOnly), 0u);
     EXPECT_EQ(Calls().SetFileAttributes(path, FileAttribute::Normal), 0u);
-    ASSERT_EQ(::stat((folder / "x").c_str(), &info), 0);
-    EXPECT_EQ(info.st_mode & 0777, 0640u);
+    EXPECT_EQ(fs::status(folder / "x").permissions(), fs::perms(0640));
 }
 
 TEST(PosixFileCalls, NeitherHangOnAPipeNorCopyIt) {
