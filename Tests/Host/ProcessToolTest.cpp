@@ -56,7 +56,7 @@ TEST(ProcessTool, FindsAndAsksAServiceByName) {
                   "{\n  \"bytes\": 8,\n  \"hex\": \"0000000000000840\",\n  \"fields\": null\n}\n");
         EXPECT_EQ(RunTool({ask[0], ask[1], ask[2], ask[3], "--as", "double,int"}).exitCode, 1);
     }
-    EXPECT_EQ(Out({"services"}), "SERVICE  PORT  PROCESS  NAME\n");
+    EXPECT_EQ(Out({"services"}).find("Calculator"), std::string::npos); // others may run
     EXPECT_EQ(RunTool({"sum", "1"}, KESTREL_CALCULATOR).exitCode, 1);
     for (char const * const wrong : {"int:99999999999", "hex:1"})
         EXPECT_EQ(RunTool({"call", "localhost:1/x", "y", wrong}).exitCode, 1);
