@@ -266,7 +266,7 @@ class BareTable:
 
 # How AddressTree.h, NodeTable.h and NameTable.h lie: where the names begin in the tree, the size of a
 # node, that of a chunk of a name, and how much of the chunk are units.
-NAMES_AT = 1504
+NAMES_AT = 2976
 NODE_SIZE = 20
 CHUNK_SIZE = 64
 UNITS_SIZE = 60
