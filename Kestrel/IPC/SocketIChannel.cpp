@@ -137,10 +137,8 @@ void SocketIChannel::ReceiveAndWalk(unsigned long long socket) {
         if (!HasRest() && !Receive(socket, &isFull))
             return;
         if (!Walk() || GetUnread() + mFrame.filled + mLocation.filled >
-                           CommunicatorPool::Instance().GetMessageLimit()) {
+                           CommunicatorPool::Instance().GetMessageLimit())
             Lose(socket);
-            return;
-        }
     }
 }
 
