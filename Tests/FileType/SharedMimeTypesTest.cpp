@@ -38,13 +38,15 @@ struct Catalogue {
                                "50:text/make:makefile\n50:text/c++:*.A:cs\n50:text/tgz:*.tar.gz\n"
                                "50:text/star:a*.b\n50:text/star:*.Z:cs\n50:text/star:*.zip\n"
                                "50:text/c++:*.cc:x,cs\n50:text/c++:*.h:x\n50:text/c++:*.cc\n");
-        folder.Write("magic",
-                     head + "[50:application/zip]\n" + Rule(">0", "PK", "") +
-                         "[80:application/odt]\n" + Rule(">0", "PK", "") +
-                         Rule("1>30", "mime", "+4") + Rule("2>40", "x\1", "&\xFF\xF0") +
-                         "[50:application/doc]\n" + Rule(">0", std::string("\1\2", 2), "~2") +
-                         Rule(">60000", "far", "") + "[50:text/far]\n" + Rule(">70000", "x", "") +
-                         "[40:application/odt]\n" + Rule(">1", "odt", ""));
+        folder.Write("magic", head + "[50:application/zip]\n" + Rule(">0", "PK", "") +
+                                  "[80:application/odt]\n" + Rule(">0", "PK", "") +
+                                  Rule("1>30", "mime", "+4") + Rule("2>40", "x\1", "&\xFF\xF0") +
+                                  "[50:application/doc]\n" + Rule(">0", "\1\2", "&\xFF\xF0~2") +
+                                  Rule(">65534", "fa", "") +
+                                  Rule(">0", std::string(36, 'w'), "+29127") + "[50:text/far]\n" +
+                                  Rule(">65536", "x", "") + "[50:text/long]\n" +
+                                  Rule(">0", std::string(37, 'w'), "+28340") +
+                                  "[40:application/odt]\n" + Rule(">1", "odt", ""));
         folder.Write("aliases", "application/x-zip application/zip\r\nx/y none/none\n"
                                 "text/make application/zip\nx/taken application/zip\n"
                                 "application/x-zip text/star\n");
@@ -111,9 +113,9 @@ TEST(SharedMimeTypes, BecomeTypesAndGroups) {
     Manager manager("m");
     SharedMimeResult const result = LoadSharedMimeTypes(&manager, catalogue.GetFolder());
     ASSERT_EQ(result.status, Mu::NoError);
-    EXPECT_EQ(result.typeCount, 7u);
+    EXPECT_EQ(result.typeCount, 8u);
     EXPECT_EQ(result.testCount, 3u);
-    EXPECT_EQ(static_cast<int>(result.groupCount) + 9, Manager::CountAllChild(RootGroup));
+    EXPECT_EQ(static_cast<int>(result.groupCount) + 10, Manager::CountAllChild(RootGroup));
     EXPECT_EQ(TablePeek::Check(), "");
     EXPECT_EQ(ListLeftOut(result),
               "1 text/make makefile\n4 text/c++ *.A\n2 text/tgz *.tar.gz\n3 text/star a*.b\n"
@@ -121,16 +123,17 @@ TEST(SharedMimeTypes, BecomeTypesAndGroups) {
               "7 application/zip text/make\n7 text/star application/x-zip\n"
               "8 text/star text/none\n5 application/zip package\n7 application/zip x/taken\n"
               "0 application/odt 60\n10 text/c++ text/make\n7 text/tgz text/tgz\n"
-              "6 text/far \n");
-    EXPECT_EQ(ListTypes(),
-              "x/taken .h .zip .hhhhhh in\ntext/tgz .cc in\n"
-              "application/zip application/x-zip .zip tested, in application/zip<application\n"
-              "application/doc .doc tested, in application\n"
-              "application/odt .odt .doc tested, in application/odt<application/zip<application"
-              "\ntext/make in text/make<text/c++<text\n"
-              "text/c++ .cc .h in text/c++<text text/make<text/c++<text\n"
-              "text/star .zip in application/zip<application "
-              "application/odt<application/zip<application text\ntext/far in text\n");
+              "6 text/far \n6 text/long \n");
+    EXPECT_EQ(
+        ListTypes(),
+        "x/taken .h .zip .hhhhhh in\ntext/tgz .cc in\n"
+        "application/zip application/x-zip .zip tested, in application/zip<application\n"
+        "application/doc .doc tested, in application\n"
+        "application/odt .odt .doc tested, in application/odt<application/zip<application"
+        "\ntext/make in text/make<text/c++<text\n"
+        "text/c++ .cc .h in text/c++<text text/make<text/c++<text\n"
+        "text/star .zip in application/zip<application "
+        "application/odt<application/zip<application text\ntext/far in text\ntext/long in text\n");
     // Both have the extension "doc"; masks, ranges, levels and words of this machine decide.
     GeneralID const odt = Named("application/odt");
     GeneralID const media = Manager::SearchForGroup("application", RootGroup);
@@ -139,8 +142,8 @@ TEST(SharedMimeTypes, BecomeTypesAndGroups) {
          {std::pair(pk + "\x0F", odt),
           {pk + "\x1F", media},
           {"", media},
-          {"\2\1", Named("application/doc")},
-          {std::string(60000, ' ') + "far", Named("application/doc")},
+          {"\5\1", Named("application/doc")},
+          {std::string(65534, ' ') + "fa", Named("application/doc")},
           {" odt", odt},
           {"PK   mime", media}})
         EXPECT_EQ(catalogue.Identify("a.doc", content), expected) << content;

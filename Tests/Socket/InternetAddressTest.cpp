@@ -251,16 +251,14 @@ TEST(InternetAddress, FindsThisMachineAmongItsInterfaces) {
             Tests::Describe([&] { description = Describe(InternetAddress::GetLocalHost()); });
         return thrown + description;
     };
-    InternetAddress const loopback(127, 0, 0, 1);
     InternetAddress const quad(8, 8, 4, 4);
     InternetAddress const other(8, 8, 8, 8);
     InternetAddress const ten(10, 0, 0, 9);
     InternetAddress const home(192, 168, 1, 5);
-    InternetAddress const none(0, 0, 0, 0);
-    EXPECT_EQ(local({{loopback}, {home}}), "192.168.1.5=machine");
+    EXPECT_EQ(local({{InternetAddress::Loopback}, {home}}), "192.168.1.5=machine");
     EXPECT_EQ(local({{quad}, {ten, home}}), "10.0.0.9=machine");
-    EXPECT_EQ(local({{none}, {quad, other}}), "8.8.4.4=machine");
-    EXPECT_EQ(local({{loopback}, {}}), "127.0.0.1=machine");
+    EXPECT_EQ(local({{InternetAddress::Any}, {quad, other}}), "8.8.4.4=machine");
+    EXPECT_EQ(local({{InternetAddress::Loopback}, {}}), "127.0.0.1=machine");
     std::string const unknown =
         "UnknownHostException: Failed to resolve host name with name service: 'machine'.";
     EXPECT_EQ(local({}), unknown + " Network interfaces not found.");
