@@ -127,6 +127,8 @@ TEST(FileSystem, GivesNoResolvedTypeToALinkThatCannotBeFollowed) {
     EXPECT_EQ(IO::fileSystem.GetType(system.GetFile(), &type), IO::NoError);
     EXPECT_EQ(type, IO::EntryType::Link);
     EXPECT_EQ(IO::fileSystem.GetResolvedType(system.GetFile(), &type), IO::Error);
+    system.folder.typeStatus = {1};
+    EXPECT_EQ(IO::fileSystem.GetType(system.GetFile(), &type), IO::ErrFSAccessDenied);
 }
 
 TEST(FileSystem, RetriesAsOftenAsTheDurationHasIntervals) {

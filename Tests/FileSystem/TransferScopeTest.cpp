@@ -22,8 +22,8 @@ struct Watch : IO::TransferObserver {
         last = now;
         return ++reports != endAt;
     }
-    bool Failed(Mu::UniString const & place, MuErrCode, char const * causes) override {
-        failed.push_back(std::string(place) + "|" + causes);
+    bool Failed(Mu::UniString const & place, MuErrCode status, char const * causes) override {
+        failed.push_back(std::to_string(status) + " " + std::string(place) + "|" + causes);
         return skips;
     }
 
@@ -130,6 +130,7 @@ TEST(TransferScopeSkips, GoesOnBehindWhatFailsAndNamesIt) {
         (void)IO::fileSystem.CountFiles(place / "copy", &count);
         EXPECT_EQ(count, skips ? 3u : 0u);
         ASSERT_EQ(watch.failed.size(), 1u);
+        EXPECT_TRUE(watch.failed[0].starts_with(std::to_string(IO::ErrDeviceFull)));
         EXPECT_NE(watch.failed[0].find("CopyFile: 112"), std::string::npos);
         EXPECT_NE(watch.failed[0].find("\\tree\\"), std::string::npos);
         if (!skips)
@@ -139,7 +140,8 @@ TEST(TransferScopeSkips, GoesOnBehindWhatFailsAndNamesIt) {
         EXPECT_EQ(IO::fileSystem.Delete(place / "copy", IO::DataSafety::KeepProtected,
                                         IO::AccessDeniedTreatment::Fail),
                   IO::ErrFolderAccessDenied);
-        EXPECT_EQ(watch.failed.size(), 2u);
+        ASSERT_EQ(watch.failed.size(), 2u);
+        EXPECT_TRUE(watch.failed[1].starts_with(std::to_string(IO::ErrFolderAccessDenied)));
         calls.Clear();
         (void)IO::fileSystem.CountFiles(place / "copy", &count);
         EXPECT_EQ(count, 1u) << "the others went";

@@ -61,12 +61,12 @@ TEST(RecordingFileCalls, SaysWhatItCanAboutAnUnknownNumber) {
         ScriptedFileCalls scripted;
         ClearOSErrors();
         GetFileCalls().SetLastError(77);
-        scripted.Fail(FileCall::DeleteFile, 1, 5);
-        EXPECT_EQ(GetFileCalls().DeleteFile(u"C:\\x"), 5u);
         scripted.Fail(FileCall::DeleteFile, 1, 4000000000u);
         EXPECT_EQ(GetFileCalls().DeleteFile(u"C:\\x"), 4000000000u);
+        scripted.Fail(FileCall::DeleteFile, 1, 5);
+        EXPECT_EQ(GetFileCalls().DeleteFile(u"C:\\x"), 5u);
         EXPECT_EQ(GetFileCalls().GetLastError(), 77u) << "recording leaves the number as it was";
-        EXPECT_EQ(TakeErrors(), "DeleteFile: 5 = \"No way. \", DeleteFile: 4000000000 = \"???\"");
+        EXPECT_EQ(TakeErrors(), "DeleteFile: 4000000000 = \"???\", DeleteFile: 5 = \"No way. \"");
     }
     SetFileCalls(&before);
 }

@@ -82,6 +82,14 @@ unsigned int ExpectedModes(unsigned int first) {
 
 constexpr char FolderVariable[] = "KESTREL_TEST_SHARED_FOLDER";
 
+std::u16string GetSharedFile() {
+    char const * const folder = std::getenv(FolderVariable);
+    if (folder == nullptr)
+        return {};
+    Mu::UniString const path = FromNativePath(std::filesystem::path(folder) / "x");
+    return std::u16string(path.begin(), path.end());
+}
+
 // Runs this program once more, for one test of it, and returns its exit code.
 int RunAgain(char const * test) {
     return Tests::RunAgain({"--gtest_also_run_disabled_tests", "--gtest_brief=1",
@@ -139,18 +147,6 @@ TEST(ShareModes, HoldBetweenProcesses) {
 }
 
 // The other process of the test above; run by hand they have no folder, and do nothing.
-
-namespace {
-
-std::u16string GetSharedFile() {
-    char const * const folder = std::getenv(FolderVariable);
-    if (folder == nullptr)
-        return {};
-    Mu::UniString const path = FromNativePath(std::filesystem::path(folder) / "x");
-    return std::u16string(path.begin(), path.end());
-}
-
-} // namespace
 
 TEST(SharedFolder, DISABLED_TriesAllModes) {
     if (GetSharedFile().empty())
