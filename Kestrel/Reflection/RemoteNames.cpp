@@ -136,6 +136,36 @@ Name EscapeRemoteName(Name const & name, unsigned int count) {
     return Name(std::move(escaped));
 }
 
+bool ShortenRemoteName(Name * shown, Name const & whole) {
+    constexpr unsigned int MostBytes = 120; // whole paths of Windows have less than 260 characters
+    constexpr unsigned int BytesOfMark = 18;
+    constexpr unsigned int BytesOfUnit = 3; // at most, in UTF-8
+    if (shown->GetLength() <= MostBytes / BytesOfUnit)
+        return false;
+    Text const text = shown->ToString();
+    unsigned int bytes = 0;
+    unsigned int kept = 0;
+    for (unsigned int at = 0; at < text.size() && bytes <= MostBytes;) {
+        Character const character = GetCharacter(text.substr(at));
+        char encoded[4];
+        bytes += Mu::Internal::EncodeUtf8Character(character.codePoint, encoded);
+        at += character.size;
+        if (bytes <= MostBytes - BytesOfMark)
+            kept = at;
+    }
+    if (bytes <= MostBytes)
+        return false;
+    unsigned long long hash = 0xCBF29CE484222325ull; // FNV-1a
+    for (char16_t const unit : Text(whole.ToString()))
+        hash = (hash ^ unit) * 0x100000001B3ull;
+    Mu::UniString cut(shown->ToString(), 0, kept);
+    cut.Append(u"%~");
+    for (unsigned int shift = 64; shift > 0;)
+        cut.Append(Mu::UniChar(Digits[hash >> (shift -= 4) & 15]));
+    *shown = Name(std::move(cut));
+    return true;
+}
+
 Name RemoteReflectionVFS::EscapeName(Name const & name) {
     return EscapeRemoteName(name, 0);
 }

@@ -39,7 +39,8 @@ struct RemoteReflectionLimits {
 ///
 /// Entries have the names of things in a form that every disk takes; see EscapeName. Each can be had by
 /// its plain name too, if that does not look escaped. What stands at a place has one entry, however it
-/// is spelt: of names that differ in case only, the later ones are escaped further.
+/// is spelt: of names that differ in case only, the later ones are escaped further. A name that is too
+/// long for a disk is cut, and ends in "%~" and a number of its own; the table has the whole name.
 ///
 /// An entry keeps the first answer that it gets, so that a walk sees each folder as of one moment.
 /// Nothing is deeper than `DeepestLevel`, so that a tree without an end costs no stack.

@@ -1,6 +1,7 @@
 #include <Kestrel/Reflection/Internal/RemoteTree.h>
 
 #include <Kestrel/FileSystem/FileSystemTypes.h>
+#include <Kestrel/Location/Internal/OSErrors.h>
 #include <Kestrel/Root/Errors/Exceptions.h>
 #include <Kestrel/Root/Time/Clock.h>
 
@@ -29,19 +30,6 @@ MuErrCode Checked(MuErrCode status) {
     if (status == ErrMemoryFull)
         Mu::ThrowOutOfMemory();
     return status;
-}
-
-// The names as they are in the process.
-MuErrCode ToRaw(RelativeLocation const & place, RelativeLocation * raw) {
-    Name name;
-    for (unsigned int i = 0; i < place.GetLength(); ++i) {
-        MuErrCode status = Checked(place.GetName(i, &name));
-        if (status == NoError)
-            status = Checked(raw->Append(VFS::UnescapeName(name)));
-        if (status != NoError)
-            return status;
-    }
-    return Checked(place.GetStatus());
 }
 
 // The location to request. It is itself in the address tree of the process during the request, so
@@ -87,6 +75,21 @@ void RemoteTree::Disconnect() {
     failure = NoError;
 }
 
+namespace {
+
+// No status of an entry has the cause, but the log line of what fails.
+MuErrCode Reported(MuErrCode status) {
+    if (status == EOI)
+        AddOSError("reflection = \"the process closed the connection\"");
+    else if (status == InputFailure)
+        AddOSError("reflection = \"the process does not answer\"");
+    else if (status != NoError)
+        AddOSError("reflection = \"what came is not the answer of an inspectable process\"");
+    return Checked(status);
+}
+
+} // namespace
+
 // A failing earlier connection may be that of a process that has ended, and another one may listen
 // there now; if a new one returns nothing, there is no service.
 template <typename Question>
@@ -94,7 +97,7 @@ MuErrCode RemoteTree::Ask(Question const & question) {
     Mu::LockGuard const guard(clientLock);
     bool const isNew = !client.IsConnected();
     if (isNew && failure != NoError && GetNow() - failureTime < limits.retryTime * 1000ull)
-        return failure;
+        return Reported(failure);
     MuErrCode status = NoError;
     if (isNew) {
         client.SetAnswerLimit(limits.answerLimit);
@@ -105,7 +108,7 @@ MuErrCode RemoteTree::Ask(Question const & question) {
     bool const isNobody = isNew && (status == InputFailure || status == EOI);
     failure = isNobody ? status : NoError;
     failureTime = isNobody ? GetNow() : 0;
-    return Checked(status);
+    return Reported(status);
 }
 
 // Returns the cached answer, or else the result of `make`.
@@ -163,6 +166,8 @@ RemoteKind const * RemoteTree::Find(Level const & level, Name const & name) {
         found = level.entries.Find(VFS::EscapeName(name));
     if (found == nullptr) // one with more escapes than it needs
         found = level.entries.Find(VFS::EscapeName(VFS::UnescapeName(name)));
+    if (Name shown = VFS::EscapeName(name); found == nullptr && ShortenRemoteName(&shown, name))
+        found = level.entries.Find(shown);
     return found;
 }
 
@@ -189,10 +194,35 @@ MuErrCode RemoteTree::Find(RelativeLocation const & place, RemoteKind * kind) {
 
 // Levels.
 
+Name RemoteTree::Level::ToRaw(Name const & entry) const {
+    Name const * const whole = wholeNames.Find(entry);
+    return whole != nullptr ? *whole : VFS::UnescapeName(entry);
+}
+
+// The names as they are in the process. Of a shortened one only the level that it stands in knows the
+// whole.
+MuErrCode RemoteTree::ToRaw(RelativeLocation const & place, RelativeLocation * raw) {
+    Name name;
+    for (unsigned int i = 0; i < place.GetLength(); ++i) {
+        MuErrCode status = Checked(place.GetName(i, &name));
+        LevelRef level;
+        if (status == NoError && name.ToString().FindFirst("%~") != Mu::NotFound)
+            status = GetRawLevel(*raw, &level);
+        if (status == NoError)
+            status = Checked(raw->Append(level ? level->ToRaw(name) : VFS::UnescapeName(name)));
+        if (status != NoError)
+            return status;
+    }
+    return Checked(place.GetStatus());
+}
+
 MuErrCode RemoteTree::GetLevel(RelativeLocation const & place, LevelRef * level) {
     RelativeLocation raw;
-    if (MuErrCode const status = ToRaw(place, &raw); status != NoError)
-        return status;
+    MuErrCode const status = ToRaw(place, &raw);
+    return status == NoError ? GetRawLevel(raw, level) : status;
+}
+
+MuErrCode RemoteTree::GetRawLevel(RelativeLocation const & raw, LevelRef * level) {
     return Get(levels, ToKey(raw), level, [&](Level * made) { return AskLevel(raw, made); });
 }
 
@@ -207,10 +237,13 @@ void AddEntry(RemoteTree::Level & level, Name const & name, RemoteKind kind) {
     for (unsigned int marks = 0;
          length > 0 && marks <= MostMarks;) { // no location has an empty name
         Name shown = EscapeRemoteName(name, std::min(count, length));
+        bool const isShortened = ShortenRemoteName(&shown, name);
         for (unsigned int i = 0; i < marks; ++i)
             shown.Append("%");
         if (level.entries.Insert(shown, kind)) {
             level.size += 100 + 2 * shown.GetLength();
+            if (isShortened && level.wholeNames.Insert(shown, name))
+                level.size += 100 + 2 * length;
             return;
         }
         marks += count >= length ? 1 : 0;
@@ -297,7 +330,7 @@ MuErrCode RemoteTree::AskTable(RelativeLocation const & raw, Level const & level
     Mu::Array<Name> names;
     for (auto const & entry : level.entries) {
         if (entry.value != RemoteKind::Table)
-            names.Push(VFS::UnescapeName(entry.key));
+            names.Push(level.ToRaw(entry.key));
         if (names.GetSize() < NamesOfARequest)
             continue;
         if (MuErrCode const status = AskRows(raw, level, names, bytes); status != NoError)

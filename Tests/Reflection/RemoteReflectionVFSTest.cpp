@@ -453,6 +453,39 @@ TEST(RemoteReflectionVFS, ShowsALevelOfManyNames) {
     EXPECT_LE(server.CountQuestions(), 4 + (ManyNames + 999) / 1000);
 }
 
+// In a copy by the same name, in the table and to who asks by the whole one.
+TEST(RemoteReflectionVFS, CutsNamesThatAreTooLongForADisk) {
+    constexpr unsigned int Count = 12; // so that their last units are different in number, too
+    Tests::TempFolder const disk;
+    for (unsigned int length = 50; length < 600; length = length * 5 / 4)
+        for (char16_t const unit : {u'L', u'%', u'\x1b'}) {
+            std::u16string const stem = std::u16string(length, unit) + u"n"; // no escape
+            DrawnTree const tree(1, Count, stem);
+            LinkServer server;
+            Mounted const mounted(server.GetPort());
+            Location const copy(
+                disk.GetPortable(std::to_string(length) + "of" + std::to_string(unsigned{unit})));
+            ASSERT_EQ(IO::fileSystem.Copy(mounted.top / "drawn", copy), IO::NoError) << length;
+            Things shown;
+            Things copied;
+            bool isWhole = true;
+            Read(mounted.top / "drawn", {}, &shown, &isWhole);
+            Read(copy, {}, &copied, &isWhole);
+            EXPECT_TRUE(isWhole && shown == copied && shown.size() == Count + 1) << length;
+            std::set<std::string> contents;
+            for (Thing const & thing : shown)
+                contents.insert(thing.content);
+            for (unsigned int i = 0; i < Count; ++i) {
+                Name whole(stem);
+                whole.Append(DrawnTree::ToName(i).ToString());
+                auto const text = IO::ReadAll<std::string>(mounted.top / "drawn" / whole);
+                EXPECT_EQ(text ? contents.erase(*text) : 0, 1u) << length;
+            }
+            ASSERT_EQ(contents.size(), 1u) << "the table";
+            EXPECT_EQ(contents.begin()->find("%~"), std::string::npos) << "has the whole names";
+        }
+}
+
 TEST(RemoteReflectionVFS, MeetsEveryFailedAllocation) {
     Tests::LogCapture const log;
     DrawnTree const tree(1, 3);

@@ -98,7 +98,9 @@ MuErrCode ReadContent(IO::Location const & place, std::string * content) {
 }
 
 std::string ToInsideName(InsideEntry const & entry) {
-    return ToUtf8(VFS::EscapeName(VFS::UnescapeName(entry.name))) + (entry.isFolder ? "/" : "");
+    bool const isCut = entry.name.ToString().FindFirst("%~") != Mu::NotFound;
+    IO::Name const name = isCut ? entry.name : VFS::EscapeName(VFS::UnescapeName(entry.name));
+    return ToUtf8(name) + (entry.isFolder ? "/" : "");
 }
 
 namespace {

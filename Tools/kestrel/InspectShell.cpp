@@ -86,8 +86,9 @@ MuErrCode TakeSnapshotOf(IO::Location const & place, std::vector<std::string> * 
     if (status == IO::NoError)
         status = ReadTable(place, &table);
     *columns = table.columns;
-    for (InsideEntry const & entry : entries)
-        (*snapshot)[ToUtf8(VFS::UnescapeName(entry.name))];
+    if (table.rows.empty()) // which lists everything else, with whole names
+        for (InsideEntry const & entry : entries)
+            (*snapshot)[ToUtf8(VFS::UnescapeName(entry.name))];
     for (InsideTable::Row & row : table.rows)
         (*snapshot)[row.name] = std::move(row.values);
     return status;

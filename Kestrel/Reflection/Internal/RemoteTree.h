@@ -15,6 +15,9 @@ enum class RemoteKind : unsigned int { Folder, Thing, Table };
 
 /// As RemoteReflectionVFS::EscapeName, with at least so many of the first units escaped.
 Name EscapeRemoteName(Name const & name, unsigned int count);
+/// Cuts an entry's name that is too long for a disk, and appends "%~" and a number that stands for the
+/// whole name. False: it is short enough.
+bool ShortenRemoteName(Name * shown, Name const & whole);
 
 /// The content of another process, requested when needed and cached for a moment.
 ///
@@ -30,6 +33,10 @@ public:
     struct Level : Mu::Allocated {
         unsigned long long size = 0;             // approximate memory
         Mu::HashTable<Name, RemoteKind> entries; // by the names of entries
+        Mu::HashTable<Name, Name> wholeNames;    // of those entries that have a shortened one
+
+        /// The name that the process knows.
+        Name ToRaw(Name const & entry) const;
         Mu::Array<Reflectable::Attribute> attributes;
     };
     struct Bytes : Mu::Allocated {
@@ -67,6 +74,8 @@ private:
                   Make const & make);
     template <typename Kind>
     void DropUnheld(Table<Kind> & table);
+    MuErrCode ToRaw(RelativeLocation const & place, RelativeLocation * raw);
+    MuErrCode GetRawLevel(RelativeLocation const & raw, LevelRef * level);
     MuErrCode AskLevel(RelativeLocation const & raw, Level * level);
     MuErrCode AskTable(RelativeLocation const & raw, Level const & level, Bytes * bytes);
     MuErrCode AskRows(RelativeLocation const & raw, Level const & level,

@@ -77,11 +77,12 @@ class DrawnTree : public IO::Reflectable {
 public:
     using Reflectable::ToName;
 
-    /// With a count it is one level of numbers.
-    explicit DrawnTree(unsigned int seed, unsigned int count = 0) : random(seed) {
+    /// With a count it is one level of numbers, each behind the stem.
+    explicit DrawnTree(unsigned int seed, unsigned int count = 0, std::u16string const & stem = u"")
+        : random(seed) {
         folders[{}].hasAttributes = true;
         for (unsigned int i = 0; i < count; ++i)
-            folders[{}].things.push_back(U16(ToName(i)));
+            folders[{}].things.push_back(stem + U16(ToName(i)));
         if (count == 0)
             Draw({}, 0);
         IO::ReflectionManager::Register(IO::RelativeLocation("drawn"), this, false);
