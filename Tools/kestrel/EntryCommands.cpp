@@ -123,7 +123,9 @@ private:
         IO::Name name;
         if (intoFolder && source.GetLastLocalName(&name) == IO::NoError)
             target.AppendToLocal(name);
-        if (look.IsFolder() && source.GetScheme() == "reflect")
+        if (source.GetScheme() == "reflect" && moves)
+            return console.Finish(IO::ErrFileAccessDenied, path);
+        if (source.GetScheme() == "reflect" && look.IsFolder())
             return CopyProcess(path, target);
         bool isFolder = look.IsFolder();
         // With -r a link is copied as a link.
