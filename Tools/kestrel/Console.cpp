@@ -166,12 +166,14 @@ int Console::NameUnread(std::string const & folder) {
         last.rfind("error: Connection to folder", 0) != 0)
         return 0;
     bool const isDenied = last.find(": access denied") != last.npos;
-    Fail(GetPrefix() + folder + ": " +
-         GetCause(isDenied ? IO::ErrFolderAccessDenied : IO::Error, last));
+    bool const hasVanished = last.find(": folder is not found") != last.npos;
+    if (!hasVanished)
+        Fail(GetPrefix() + folder + ": " +
+             GetCause(isDenied ? IO::ErrFolderAccessDenied : IO::Error, last));
     if (!waiting.empty())
         waiting.pop_back(); // it has the same content
     last.clear();
-    return 1;
+    return hasVanished ? 0 : 1;
 }
 
 int Console::Drop() {

@@ -77,7 +77,7 @@ public:
     /// Reports an entry that was left out, with the cause, and returns 1.
     int NameFailed(std::string const & subject, MuErrCode status) const;
     /// The same for a folder of a walk if the library's last line was that it could not be read; 0
-    /// otherwise.
+    /// otherwise, and if it has vanished since it was listed.
     int NameUnread(std::string const & folder);
 
     /// Drops the kept lines and returns 0, for when a failure was expected or each entry was
