@@ -126,8 +126,9 @@ int ServePage(Options const & options, ProcessAddress const & target) {
 int SavePage(Options const & options, ProcessAddress const & target, Console & console) {
     Site site(options, target);
     std::string page;
+    std::size_t leftOut = 0;
     try {
-        page = BuildSavedPage(CollectData(site.process, site.machine));
+        page = BuildSavedPage(CollectData(site.process, site.machine, &leftOut));
     } catch (InspectedProcess::Unanswered const & failure) {
         return Console::Fail(failure.what());
     }
@@ -138,6 +139,9 @@ int SavePage(Options const & options, ProcessAddress const & target, Console & c
                                             nullptr);
     if (status == IO::NoError)
         status = file.Keep();
+    if (status == IO::NoError && leftOut != 0)
+        Console::Fail(options.source +
+                      ": could not be read, and is left out: " + std::to_string(leftOut));
     return console.Finish(status, options.page);
 }
 

@@ -48,16 +48,21 @@ public:
         ahead.push_back({Json::array(), 0});
         levels.push_back(nullptr);
         for (; !ahead.empty() && !IsInterrupted(); ahead.pop_front()) {
-            // Entries that have vanished since they were listed are left out.
             try {
                 levels[ahead.front().index] = ReadLevel(ahead.front().path);
             } catch (InspectedProcess::Unanswered const &) {
                 if (ahead.front().index == 0)
                     throw;
+                ++leftOut;
+                if (!IsThere()) { // each further request could take the time limit
+                    leftOut += ahead.size() - 1;
+                    break;
+                }
             }
         }
         return std::move(levels);
     }
+    std::size_t CountLeftOut() const { return leftOut; }
 
 private:
     struct Place {
@@ -110,15 +115,31 @@ private:
     void AddContent(Json const & path, std::size_t row, Json * contents) {
         if (contents->size() >= MostContentsOfLevel)
             return;
-        Json const content = process.GetContent(path);
-        if (content["text"].get_ref<std::string const &>().size() <= LargestContentSaved)
-            (*contents)[std::to_string(row)] = content["text"];
+        try {
+            Json const content = process.GetContent(path);
+            if (content["text"].get_ref<std::string const &>().size() <= LargestContentSaved)
+                (*contents)[std::to_string(row)] = content["text"];
+        } catch (InspectedProcess::Unanswered const &) {
+            if (!IsThere())
+                throw;
+            ++leftOut;
+        }
+    }
+
+    bool IsThere() {
+        try {
+            process.GetTarget();
+            return true;
+        } catch (InspectedProcess::Unanswered const &) {
+            return false;
+        }
     }
 
     InspectedProcess & process;
     Json levels = Json::array();
     std::deque<Place> ahead;
     std::size_t rowCount = 0;
+    std::size_t leftOut = 0; // levels and texts
 };
 
 void ReplaceOnce(std::string & text, std::string const & part, std::string const & by) {
@@ -147,12 +168,15 @@ HttpReply GetPageFile(std::string const & name) {
     return {200, GetType(std::string(file->name)), std::string(file->content)};
 }
 
-Json CollectData(InspectedProcess & process, MachineData & machine) {
-    return {{"moment", Mu::GetClock().GetWallMilliseconds()},
-            {"target", process.GetTarget()},
-            {"levels", Collector(process).Run()},
-            {"connections", machine.GetConnections()},
-            {"log", machine.GetLog(0)}};
+Json CollectData(InspectedProcess & process, MachineData & machine, std::size_t * leftOut) {
+    Collector collector(process);
+    Json data{{"moment", Mu::GetClock().GetWallMilliseconds()},
+              {"target", process.GetTarget()},
+              {"levels", collector.Run()},
+              {"connections", machine.GetConnections()},
+              {"log", machine.GetLog(0)}};
+    *leftOut = collector.CountLeftOut();
+    return data;
 }
 
 std::string BuildSavedPage(Json const & data) {
