@@ -365,16 +365,21 @@ function fail(error) {
   failure.textContent = error ? error.message : '';
 }
 
+let contentPath = null;
 async function showContent(path) {
+  contentPath = path;
   content.textContent = '';
   content.hidden = path === null;
   if (path === null) return;
+  let text;
   try {
     const answer = await ask('content', {path});
-    content.textContent = answer.text.replace(/\r\n/g, '\n') + (answer.whole ? '' : '\n… it goes on');
+    text = answer.text.split(/\r?\n/).map((line) => line.split('\t').map(show).join('\t')).join('\n') +
+      (answer.whole ? '' : '\n… it goes on');
   } catch (error) {
-    content.textContent = error.message;
+    text = error.message;
   }
+  if (contentPath === path) content.textContent = text; // else another was chosen meanwhile
 }
 
 function drawCrumbs(path) {

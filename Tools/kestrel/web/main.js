@@ -65,6 +65,7 @@ Kestrel.choose = (id) => {
     view.tab.setAttribute('aria-selected', String(isPresent));
     view.tab.tabIndex = isPresent ? 0 : -1;
   }
+  present.tab.scrollIntoView({block: 'nearest', inline: 'nearest'});
   Kestrel.hint(null, '');
   if (location.hash !== '#' + present.id) history.replaceState(null, '', '#' + present.id);
   return refresh();
