@@ -35,7 +35,6 @@ struct Translation {
 };
 
 constexpr Translation connectTranslations[] = {
-    {NoError, NoError},
     {ErrFolderNotFound, ErrFSEntryNotFound},
     {ErrNotAFolder, ErrFSNotAFolder},
     {ErrFolderAccessDenied, ErrFSAccessDenied},

@@ -252,13 +252,6 @@ std::vector<Step> ListSteps() {
         {"CreateFolder", [&](Stage const & s) { return front.CreateFolder(s / "new"); }},
         {"CreateFolderTree",
          [&](Stage const & s) { return front.CreateFolderTree(Location(s / "x", "y")); }},
-        {"CreateRelativeTree",
-         [&](Stage const & s) {
-             IO::RelativeLocation relative(IO::Name("x"));
-             All status;
-             status << relative.Append(IO::Name("y"));
-             return status << front.CreateFolderTree(s / "sub", relative);
-         }},
         {"CreateLink",
          [](Stage const & s) { return Folder(s.GetRoot()).CreateLink("new.lnk", s / "b"); }},
         {"Rename", [&](Stage const & s) { return front.Rename(s / "a", "new", always); }},

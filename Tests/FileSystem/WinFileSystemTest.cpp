@@ -17,7 +17,8 @@ using Tests::FileCall;
 using Tests::FileConnection;
 using Tests::FolderConnection;
 
-class WinFileSystem : public testing::Test {
+// With the marks of links that the system has, and without.
+class WinFileSystem : public testing::TestWithParam<bool> {
 protected:
     WinFileSystem() : root(Mu::UniString(folder.GetPortable())) { folder.Write("file", "x"); }
     ~WinFileSystem() override {
@@ -29,12 +30,16 @@ protected:
 
     Tests::TempFolder folder;
     IO::Location root;
-    Tests::ScriptedFileCalls calls;
+    struct : Tests::ScriptedFileCalls {
+        bool MarksLinks() const override { return GetParam() && GetBelow().MarksLinks(); }
+    } calls;
 };
+
+INSTANTIATE_TEST_SUITE_P(Marks, WinFileSystem, testing::Bool());
 
 } // namespace
 
-TEST_F(WinFileSystem, ConnectsWhatIsThere) {
+TEST_P(WinFileSystem, ConnectsWhatIsThere) {
     IO::Location unhealthy("C:\\\\"), illegal("C:\\a?"), absent = At("none");
     using Estimate = IO::NativeFileSystem::EstimateStatus;
     constexpr MuErrCode noFile = IO::ErrFSFileNotFound, noFolder = IO::ErrFSFolderNotFound;
@@ -66,7 +71,7 @@ TEST_F(WinFileSystem, ConnectsWhatIsThere) {
 
 // The look for a link and the question for the type share one look at the disk. Where links are
 // marked, that is one call; elsewhere one to find the entry and one to look into it.
-TEST_F(WinFileSystem, LooksAtTheDiskOnceToConnect) {
+TEST_P(WinFileSystem, LooksAtTheDiskOnceToConnect) {
     auto const countLooks = [&](auto const & connect) {
         calls.ResetCounts();
         connect();
@@ -85,7 +90,7 @@ TEST_F(WinFileSystem, LooksAtTheDiskOnceToConnect) {
               marks ? 3u : 4u);
 }
 
-TEST_F(WinFileSystem, ReadsTheFolderWhenAFileMayNotBeAsked) {
+TEST_P(WinFileSystem, ReadsTheFolderWhenAFileMayNotBeAsked) {
     struct {
         unsigned int error;
         MuErrCode code;
@@ -119,7 +124,7 @@ TEST_F(WinFileSystem, ReadsTheFolderWhenAFileMayNotBeAsked) {
     IO::NativeFileSystem::Get()->SetOption(IO::NativeFileSystem::LinkExtensionsOption, 1);
 }
 
-TEST_F(WinFileSystem, GoesOnWithoutALinkThatCannotBeRead) {
+TEST_P(WinFileSystem, GoesOnWithoutALinkThatCannotBeRead) {
     FolderConnection const parent(root);
     ASSERT_EQ(parent->CreateLink("link.lnk", At("file")), IO::FolderEntry::CreateStatus::Done);
     calls.Fail(FileCall::ReadShellLink, 1, IO::FileError::GeneralFailure);
@@ -134,7 +139,7 @@ TEST_F(WinFileSystem, GoesOnWithoutALinkThatCannotBeRead) {
 }
 
 // An entry costs the text of its path and nothing else.
-TEST_F(WinFileSystem, TakesUsedEntriesAgain) {
+TEST_P(WinFileSystem, TakesUsedEntriesAgain) {
     IO::Location const file = At("file");
     Mu::UniString path; // whose legality is known from now on
     EXPECT_EQ(file.ToPath(&path), IO::NoError);
@@ -152,7 +157,7 @@ TEST_F(WinFileSystem, TakesUsedEntriesAgain) {
     EXPECT_EQ(allocationsOf([&] { FolderConnection const one(root); }), onePath);
 }
 
-TEST_F(WinFileSystem, FindsEachSpecialLocationWhereItIsLookedFor) {
+TEST_P(WinFileSystem, FindsEachSpecialLocationWhereItIsLookedFor) {
     struct Folders : Tests::ScriptedFileCalls {
         unsigned int SHGetFolderPath(int number, Tests::TextBuffer * path) override {
             asked += (asked.empty() ? "" : " ") + std::to_string(number);
@@ -197,7 +202,7 @@ TEST_F(WinFileSystem, FindsEachSpecialLocationWhereItIsLookedFor) {
         log.Contains("Query of the special location \"UserRoamingSettings\" has failed (OS"));
 }
 
-TEST_F(WinFileSystem, GoesWithoutATemporaryFolderThatCannotBeWritten) {
+TEST_P(WinFileSystem, GoesWithoutATemporaryFolderThatCannotBeWritten) {
     IO::Location temporary, settings;
     calls.Fail(FileCall::CreateFile, 1, 5);
     ASSERT_EQ(IO::fileSystem.GetSpecialLocation(IO::SpecLocId::TemporaryFolder, &temporary),
@@ -208,7 +213,7 @@ TEST_F(WinFileSystem, GoesWithoutATemporaryFolderThatCannotBeWritten) {
     EXPECT_EQ(temporary, settings);
 }
 
-TEST_F(WinFileSystem, IsOnLineUnlessARemovableDriveIsEmpty) {
+TEST_P(WinFileSystem, IsOnLineUnlessARemovableDriveIsEmpty) {
     struct Drives : Tests::ScriptedFileCalls {
         unsigned int GetDriveType(Tests::PathText) override { return type; }
         unsigned int GetVolumeInformation(Tests::PathText) override {

@@ -59,9 +59,16 @@ protected:
 
 TEST_F(WinFolderEntry, RefusesNamesThatAreNotLegal) {
     Entry::EntryType type;
+    IO::DiskUse use;
+    IO::Folder whole(root);
+    folder.Write("x", "");
     for (char const * bad : {"", "a?", "a\\b", "nul:", ".", ".."}) {
         SCOPED_TRACE(bad);
         IO::Name const name(bad);
+        for (MuErrCode const status :
+             {whole.Replace(name, "x"), whole.Replace("x", name), whole.CreateFileLike(name, "x"),
+              whole.CreateFileLike("y", name), whole.GetDiskUse(name, &use)})
+            EXPECT_EQ(status, IO::Error);
         EXPECT_EQ(GetEntry().CreateFile(name, nullptr), Entry::CreateStatus::Other);
         EXPECT_EQ(GetEntry().CreateFolder(name, nullptr), Entry::CreateStatus::Other);
         EXPECT_EQ(GetEntry().CreateLink(name, root), Entry::CreateStatus::Other);
@@ -129,22 +136,6 @@ TEST_F(WinFolderEntry, CopiesNoTreeIntoItselfByADetour) {
     EXPECT_EQ(List(), before);
 }
 
-TEST_F(WinFolderEntry, LeavesNothingOfACopyThatBreaksOff) {
-    MakeTree();
-    for (FileCall const call : {FileCall::CreateDirectory, FileCall::FindNextFile,
-                                FileCall::CopyFile, FileCall::GetFileAttributes})
-        for (unsigned int n = 1; n <= 3; ++n) {
-            SCOPED_TRACE(testing::Message() << static_cast<int>(call) << " " << n);
-            calls.Fail(call, n, IO::FileError::GeneralFailure);
-            Entry::CopyStatus const status = GetEntry().Copy("tree", GetEntry(), "copy");
-            if (calls.Clear() && status != Entry::CopyStatus::Done) {
-                EXPECT_EQ(List(), (std::set<std::string>{"tree/"}));
-            } else {
-                EXPECT_EQ(GetEntry().Delete("copy", true), Entry::DeleteStatus::Done);
-            }
-        }
-}
-
 TEST_F(WinFolderEntry, GivesItsProtectionBackToAFileThatCannotBeDeleted) {
     folder.Write("file", "x");
     FileConnection const file(At("file"));
@@ -208,6 +199,28 @@ TEST_F(WinFolderEntry, KnowsFilesFoldersAndLinks) {
     FolderConnection const through(At("to folder.lnk"));
     EXPECT_EQ(through->CreateFile("through", nullptr), Entry::CreateStatus::Done);
     EXPECT_EQ(folder.Read("sub/through"), "");
+}
+
+// Each of the looks, and all behind it; a link that cannot be read is a file.
+TEST_F(WinFolderEntry, IsDeniedWhateverLookIsDenied) {
+    ASSERT_EQ(GetEntry().CreateLink("link.lnk", root), Entry::CreateStatus::Done);
+    auto const sweep = [&](auto const & ask) {
+        for (std::string results;;) {
+            unsigned int const n = static_cast<unsigned int>(results.size()) + 1;
+            calls.Fail(FileCall::Any, n, IO::FileError::LockViolation, true);
+            MuErrCode const status = ask();
+            if (!calls.Clear())
+                return results;
+            results += status == IO::ErrFSAccessDenied ? '-' : status == IO::NoError ? '+' : '?';
+        }
+    };
+    auto & front = IO::fileSystem;
+    IO::EntryType type;
+    EXPECT_EQ(sweep([&] { return front.EstimateResolvedType(At("link.lnk"), &type); }),
+              "--+--+-----");
+    EXPECT_EQ(sweep([&] { return front.GetResolvedType(At("link.lnk"), &type); }), "--+-----");
+    EXPECT_EQ(sweep([&] { return front.CreateFolderTree(root, IO::RelativeLocation(U("x"))); }),
+              "---");
 }
 
 TEST_F(WinFolderEntry, TakesOnlyLnkFilesForLinksWhenRestricted) {

@@ -89,18 +89,14 @@ TEST(WinLocationResolver, RefusesALongText) {
     std::string const fits = "C:\\" + std::string(IO::LongestPathText - 3, 'a');
     EXPECT_TRUE(Resolver().PathToLocation(U(fits), &location));
     EXPECT_FALSE(Resolver().PathToLocation(U(fits + "a"), &location));
+    EXPECT_FALSE(
+        Resolver().PathToLocation(Mu::UniString(std::u16string_view(u"C:\\a\0b", 6)), &location));
     std::string longText(10000, 'a');
     EXPECT_FALSE(Resolver().PathToLocation(U(longText), &location));
     IO::RelativeLocation relative;
     longText += "\\b";
     EXPECT_TRUE(Resolver().PathToRelativeLocation(U(longText), &relative));
     EXPECT_EQ(relative.GetLength(), 2u) << "only a path as a whole has a limit";
-}
-
-TEST(WinLocationResolver, KeepsAnEmbeddedZeroOutOfNames) {
-    IO::Location location;
-    EXPECT_FALSE(
-        Resolver().PathToLocation(Mu::UniString(std::u16string_view(u"C:\\a\0b", 6)), &location));
 }
 
 TEST(WinLocationResolver, ReadsRelativePaths) {

@@ -130,12 +130,3 @@ TEST(DriveTable, PassesOverWhatMakesNoSense) {
     EXPECT_EQ(ToNative(full, u"\\\\h\\share32"), "53");
     EXPECT_EQ(full.GetFolder('G'), "");
 }
-
-TEST(DriveTable, TellsAFullBuffer) {
-    DriveTable const table("");
-    char16_t units[6];
-    TextBuffer text{units, 6, 0};
-    EXPECT_EQ(table.ToPortable("/ab", &text), None);
-    EXPECT_EQ(text.GetText(), u"C:\\ab");
-    EXPECT_EQ(table.ToPortable("/abc", &text), IO::FileError::MoreData);
-}

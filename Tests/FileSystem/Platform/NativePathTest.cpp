@@ -48,24 +48,15 @@ TEST(NativePath, IsThePortableOneOnWindows) {
 
 #else
 
-TEST(NativePath, IsToldFromAPortableOneByItsOneSlash) {
-    EXPECT_TRUE(IsNativePath(U("/home/x")));
-    EXPECT_FALSE(IsNativePath(U("/C:/x")));
-    EXPECT_FALSE(IsNativePath(U("//host/share")));
-    UniString text;
-    EXPECT_TRUE(FromNativePath(U("/home/x"), &text));
-    EXPECT_EQ(ToUtf8(text), "C:\\home\\x");
-    EXPECT_TRUE(ToNativePath(text, &text));
-    EXPECT_EQ(ToUtf8(text), "/home/x");
-}
-
 TEST(NativePath, KeepsBytesThatAreNoText) {
     std::filesystem::path const path = "/tmp/\xFF\xC3(\\";
     UniString const portable = FromNativePath(path);
     EXPECT_TRUE(portable == u"C:\\tmp\\\xEFFF\xEFC3(\xF05C");
     EXPECT_EQ(ToNativePath(portable), path);
+    EXPECT_FALSE(IsNativePath(portable));
     UniString text;
     EXPECT_TRUE(ToNativePath(portable, &text) && text == u"/tmp/\xEFFF\xEFC3(\\");
+    EXPECT_TRUE(IsNativePath(text));
     EXPECT_TRUE(FromNativePath(text, &text) && text == portable);
 }
 

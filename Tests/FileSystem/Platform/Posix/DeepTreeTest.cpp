@@ -1,4 +1,5 @@
 #include <Kestrel/FileSystem/File.h>
+#include <Kestrel/FileSystem/Platform/FileCalls.h>
 #include <Kestrel/FileSystem/TreeEnumerator.h>
 
 #include "Tests/Support/FileSystem/Place.h"
@@ -6,15 +7,17 @@
 #include <algorithm>
 #include <fcntl.h>
 #include <fstream>
+#include <string>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <vector>
 
 using IO::Folder;
 
 namespace {
 
-constexpr unsigned int Levels = 3000; // of which a third has a path that the system takes
+constexpr unsigned int Levels = 3100; // of which a third has a path that the system takes
 
 /// A folder in the other, with a file of one byte in each, made step by step.
 void MakeDeepTree(std::filesystem::path const & top) {
@@ -118,8 +121,51 @@ TEST(DeepTree, IsWalkedCountedCopiedAndDeleted) {
         EXPECT_EQ(count, Levels + 4) << "the one beside the links, and what three of them lead to";
         EXPECT_EQ(IO::fileSystem.CountSize(place.GetRoot(), &size), IO::NoError);
         EXPECT_EQ(size, 2 * (Levels + 4) + 1);
+        IO::FileCalls & calls = IO::GetPlatformFileCalls();
+        std::u16string deep = place.GetDisk().GetPortable("top");
+        for (unsigned int i = 0; i < Levels; ++i)
+            deep += i % 2 == 0 ? u"\\D" : u"/d/"; // as it is spelled or not
+        std::pair<char16_t const *, unsigned int> const rows[] = {
+            {u"link", 0},
+            {u"SIDE\\\\File\\", 0},
+            {u"absent", IO::FileError::FileNotFound},
+            {u"absent\\file", IO::FileError::PathNotFound},
+            {u"side\\file\\x", IO::FileError::PathNotFound},
+            {u"side\\..", IO::FileError::InvalidName}};
+        for (auto const & [name, error] : rows) {
+            unsigned int attributes;
+            std::u16string const path = deep + u"\\" + name;
+            EXPECT_EQ(calls.GetFileAttributes(path, &attributes), error);
+            EXPECT_EQ(calls.MoveFile(path, deep + u"\\to"),
+                      error != 0 ? error : IO::FileError::NameTooLong);
+        }
         for (char const * name : {"top", "copy", "aside"})
             EXPECT_EQ(root.Delete(name, IO::DataSafety::KeepProtected), IO::NoError);
     }
     EXPECT_TRUE(std::filesystem::is_empty(place.GetPath()));
+}
+
+// One far above is closed, and opened again where it is needed, if the one below still lies in it.
+TEST(DeepTree, IsHeldAsLongAsItIsTheSame) {
+    using IO::FileError::None;
+    IO::FileCalls & calls = IO::GetPlatformFileCalls();
+    for (bool const isMoved : {false, true}) {
+        Tests::TempFolder const folder;
+        std::vector<IO::FindHandle> held(100);
+        ASSERT_EQ(calls.OpenFolder(folder.GetPortable(), IO::FolderUse::Base, &held[0]), None);
+        for (std::size_t i = 1; i < held.size(); ++i) {
+            auto const use = i % 2 == 0 ? IO::FolderUse::Base : IO::FolderUse::List;
+            ASSERT_EQ(calls.CreateDirectory({held[i - 1], u"d"}), None);
+            ASSERT_EQ(calls.OpenFolder({held[i - 1], u"d"}, use, &held[i]), None);
+        }
+        if (isMoved)
+            std::filesystem::rename(folder / "d/d", folder / "aside");
+        IO::FindData data;
+        unsigned int const expected = isMoved ? IO::FileError::CantResolveName : None;
+        EXPECT_EQ(calls.FindNextFile(held[1], &data), expected);
+        EXPECT_EQ(calls.GetFileAttributes({held[0], u"d"}, &data.attributes), expected);
+        EXPECT_EQ(calls.GetFileAttributes({held[60], u"D"}, &data.attributes), None);
+        for (; !held.empty(); held.pop_back())
+            EXPECT_EQ(calls.FindClose(held.back()), None);
+    }
 }
