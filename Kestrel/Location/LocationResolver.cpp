@@ -72,4 +72,12 @@ void LocationResolver::SetPDI(Location & location, Location::PDI * pdi) {
     location.SetPDI(pdi);
 }
 
+bool LocationResolver::IsKnownLegal(Location const & location) {
+    return location.legality == 0;
+}
+
+void LocationResolver::RememberLegal(Location const & location) {
+    location.legality = 0;
+}
+
 } // namespace IO

@@ -59,6 +59,11 @@ protected:
     static Location::PDI * GetPDI(Location const & location);
     static void SetPDI(Location & location, Location::PDI * pdi);
 
+    // Whether the location was found to be legal, and to remember that, for a resolver to which its
+    // text shows it.
+    static bool IsKnownLegal(Location const & location);
+    static void RememberLegal(Location const & location);
+
 private:
     friend class Location;
 

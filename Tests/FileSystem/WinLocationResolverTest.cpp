@@ -8,6 +8,7 @@
 #include "Tests/Support/Text.h"
 
 #include <gtest/gtest.h>
+#include <random>
 
 namespace {
 
@@ -82,6 +83,36 @@ TEST(WinLocationResolver, WritesTheWholePathOrNone) {
         EXPECT_TRUE(status != IO::NoError ||
                     path == u"\\\\a host with a long name\\share\\a folder with a long name");
     });
+}
+
+TEST(WinLocationResolver, WritesThePathsOfLegalLocations) {
+    std::mt19937 random(5);
+    unsigned int legal = 0;
+    for (int round = 0; round < 4000; ++round) {
+        IO::Location asked, judged;
+        std::u16string text;
+        for (unsigned int names = 1 + random() % 4; names > 0; --names) {
+            std::u16string name = text.empty() && random() % 8 != 0 ? u"C:" : u"";
+            if (text.empty() && random() % 8 == 0)
+                name = u"?:";
+            if (name.empty() && random() % 16 == 0)
+                name.assign(248 + random() % 10, u'a');
+            for (unsigned int left = name == u"C:" ? random() % 16 == 0 : random() % 4; left > 0;
+                 --left)
+                name += u"a.:/\\\u00E9"[random() % (random() % 4 == 0 ? 6 : 2)];
+            text += (text.empty() ? u"" : u"\\") + name;
+            for (IO::Location * location : {&asked, &judged})
+                ASSERT_EQ(location->AppendToLocal(IO::Name(name)), IO::NoError);
+        }
+        text += asked.GetLocalLength() == 1 ? u"\\" : u"";
+        Mu::UniString path;
+        ASSERT_EQ(asked.ToPath(&path) == IO::NoError, judged.IsLegal())
+            << ToUtf8(Mu::UniString(text));
+        ASSERT_EQ(asked.IsLegal(), judged.IsLegal());
+        ASSERT_TRUE(path == (judged.IsLegal() ? text : u"")) << ToUtf8(Mu::UniString(text));
+        legal += judged.IsLegal() ? 1 : 0;
+    }
+    EXPECT_GT(legal, 500u);
 }
 
 TEST(WinLocationResolver, RefusesALongText) {

@@ -2,7 +2,9 @@
 
 #include <Kestrel/FileSystem/Internal/PathText.h>
 #include <Kestrel/FileSystem/NativePath.h>
+#include <Kestrel/Location/Internal/LegalNames.h>
 #include <Kestrel/Location/Internal/ValidatorTable.h>
+#include <Kestrel/Location/Platform/NativeText.h>
 #include <Kestrel/Location/RelativeLocation.h>
 #include <Kestrel/Root/Internal/UnitRuns.h>
 #include <Kestrel/Root/Memory/Memory.h>
@@ -73,6 +75,21 @@ void AppendHost(Location const & location, Mu::UniString * text) {
         text->Append(u"\\");
 }
 
+// Whether the names joined to this path are legal for sure: nearly all paths of Linux are short, and
+// their names plain. Others are checked name by name.
+bool IsSurelyLegal(PathText path, unsigned int names) {
+    constexpr unsigned int mostBytes = 255; // of a name, too
+    BytePath bytes;
+    if (!IsOnLinux || path.size() < 2 || path.size() > mostBytes || path[1] != ':' ||
+        !IsPortableUnit(path[0]))
+        return false;
+    PathText const rest = path.substr(2);
+    unsigned short separators = 0;
+    for (char16_t const unit : rest)
+        separators = static_cast<unsigned short>(separators + (IsSeparator(unit) ? 1 : 0));
+    return separators + 1u == names && (rest.empty() || AppendPlainNames(rest, &bytes));
+}
+
 } // namespace
 
 WinLocationResolver::WinLocationResolver() = default;
@@ -116,17 +133,23 @@ bool WinLocationResolver::LocationToPath(Location const & location, Mu::UniStrin
     path->ClearContent();
     if (location.GetStatus() != NoError)
         return false;
+    bool const isLocal = location.GetNetworkLength() == 0;
+    if (isLocal) {
+        Check(AppendLocalNames(location, false, path));
+        if (!IsKnownLegal(location) && IsSurelyLegal(*path, location.GetLocalLength()))
+            RememberLegal(location);
+    }
     MuErrCode const legality = location.CheckLegality();
     if (legality == ErrMemoryFull)
         Mu::ThrowOutOfMemory(); // not a result
-    if (legality != NoError)
+    if (legality != NoError || (!isLocal && !UsesHostName(location.GetNetworkModel()))) {
+        path->ClearContent();
         return false;
-    if (location.GetNetworkLength() != 0) {
-        if (!UsesHostName(location.GetNetworkModel()))
-            return false;
-        AppendHost(location, path);
     }
-    Check(AppendLocalNames(location, false, path));
+    if (!isLocal) {
+        AppendHost(location, path);
+        Check(AppendLocalNames(location, false, path));
+    }
     if (location.GetLocalLength() == 1)
         path->Append(u"\\");
     return true;
