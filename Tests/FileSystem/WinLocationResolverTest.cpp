@@ -104,6 +104,12 @@ TEST(WinLocationResolver, WritesThePathsOfLegalLocations) {
             for (IO::Location * location : {&asked, &judged})
                 ASSERT_EQ(location->AppendToLocal(IO::Name(name)), IO::NoError);
         }
+        Mu::UniString const password(random() % 8 == 0 ? "x" : ""),
+            scheme(random() % 8 == 0 ? "x" : "");
+        for (IO::Location * location : {&asked, &judged}) {
+            location->SetScheme(scheme);
+            location->SetPassword(password);
+        }
         text += asked.GetLocalLength() == 1 ? u"\\" : u"";
         Mu::UniString path;
         ASSERT_EQ(asked.ToPath(&path) == IO::NoError, judged.IsLegal())

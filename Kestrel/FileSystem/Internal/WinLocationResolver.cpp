@@ -75,11 +75,14 @@ void AppendHost(Location const & location, Mu::UniString * text) {
         text->Append(u"\\");
 }
 
-// Whether the names joined to this path are legal for sure: nearly all paths of Linux are short, and
-// their names plain. Others are checked name by name.
-bool IsSurelyLegal(PathText path, unsigned int names) {
+// Whether a location of these names, joined to a path, is legal for sure: nearly all paths of Linux
+// are short, and their names plain. Others are checked name by name, and so are those with parts of
+// a URL, which have rules of their own.
+bool IsSurelyLegal(Location const & location, PathText path) {
     constexpr unsigned int mostBytes = 255; // of a name, too
     BytePath bytes;
+    if (location.GetNetworkModel() == Location::SchemeModel || !location.GetPassword().IsEmpty())
+        return false;
     if (!IsOnLinux || path.size() < 2 || path.size() > mostBytes || path[1] != ':' ||
         !IsPortableUnit(path[0]))
         return false;
@@ -87,7 +90,8 @@ bool IsSurelyLegal(PathText path, unsigned int names) {
     unsigned short separators = 0;
     for (char16_t const unit : rest)
         separators = static_cast<unsigned short>(separators + (IsSeparator(unit) ? 1 : 0));
-    return separators + 1u == names && (rest.empty() || AppendPlainNames(rest, &bytes));
+    return separators + 1u == location.GetLocalLength() &&
+           (rest.empty() || AppendPlainNames(rest, &bytes));
 }
 
 } // namespace
@@ -136,7 +140,7 @@ bool WinLocationResolver::LocationToPath(Location const & location, Mu::UniStrin
     bool const isLocal = location.GetNetworkLength() == 0;
     if (isLocal) {
         Check(AppendLocalNames(location, false, path));
-        if (!IsKnownLegal(location) && IsSurelyLegal(*path, location.GetLocalLength()))
+        if (!IsKnownLegal(location) && IsSurelyLegal(location, *path))
             RememberLegal(location);
     }
     MuErrCode const legality = location.CheckLegality();
