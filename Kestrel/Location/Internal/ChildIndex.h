@@ -64,8 +64,7 @@ private:
     struct Block {
         unsigned int next = NoIndex; // in the free list
         unsigned int up = NoIndex;   // null at the top
-        unsigned int leaf =
-            NoIndex; // of the top: the parent's own leaf, if its parent has an index
+        unsigned int leaf = NoIndex; // of the top: the leaf that the parent itself is in
         unsigned int count = 0;
         bool isLeaf = true;
         bool isWide = false;               // of the top: the form of the keys in all blocks

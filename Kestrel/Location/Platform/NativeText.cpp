@@ -54,6 +54,14 @@ constexpr auto areReplaced = [](auto bytes) {
            (bytes == '<') | (bytes == '>') | (bytes == '?') | (bytes == '\\') | (bytes == '|');
 };
 
+static_assert([] {
+    for (unsigned int byte = 0; byte < 0x100; ++byte)
+        if ((areReplaced(static_cast<unsigned char>(byte)) != 0) !=
+            (kindOf[static_cast<char>(byte)] > Kind::Final))
+            return false;
+    return true;
+}());
+
 // Includes WordMark.
 bool IsReplacement(unsigned int unit) {
     return unit >= Replaced && unit < Replaced + 0x80u &&

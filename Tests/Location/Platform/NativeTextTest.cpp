@@ -99,7 +99,8 @@ TEST(NativeText, CopiesAPathThatIsPlain) {
         std::u16string portable;
         bool isPlain = true;
         for (unsigned int names = 1 + random() % 4; names > 0; --names) {
-            std::string name = random() % 4 == 0 ? "con" : "";
+            static constexpr char const * words[] = {"con", "AUX", "nul", "prn", "com1", "lpt9"};
+            std::string name = random() % 4 == 0 ? words[random() % std::size(words)] : "";
             for (unsigned int left = random() % 5; left > 0; --left)
                 name += "aX1_. :\xC3"[random() % (random() % 2 == 0 ? 4 : 8)];
             path += '/' + name;
