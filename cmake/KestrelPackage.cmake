@@ -43,6 +43,8 @@ if(NOT WIN32)
 endif()
 if(TARGET kestrel_tool)
     install(TARGETS kestrel_tool RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tool)
+    install(FILES ${CMAKE_SOURCE_DIR}/Tools/kestrel/web/d3/LICENSE
+        DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/kestrel-tools RENAME LICENSE.d3 COMPONENT tool)
     if(NOT WIN32)
         install(FILES ${CMAKE_SOURCE_DIR}/Tools/kestrel/kestrel.1
             DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tool)

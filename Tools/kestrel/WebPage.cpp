@@ -33,10 +33,11 @@ char const * GetType(std::string const & name) {
         return name.size() >= ending.size() &&
                name.compare(name.size() - ending.size(), ending.size(), ending) == 0;
     };
-    return endsOn(".css")   ? "text/css; charset=utf-8"
-           : endsOn(".js")  ? "text/javascript; charset=utf-8"
-           : endsOn(".svg") ? "image/svg+xml"
-                            : "text/html; charset=utf-8";
+    return endsOn(".css")    ? "text/css; charset=utf-8"
+           : endsOn(".js")   ? "text/javascript; charset=utf-8"
+           : endsOn(".svg")  ? "image/svg+xml"
+           : endsOn(".html") ? "text/html; charset=utf-8"
+                             : "text/plain; charset=utf-8";
 }
 
 /// Level by level, the nearest first.
@@ -192,6 +193,9 @@ std::string BuildSavedPage(Json const & data) {
                     "<script nonce=\"" + nonce + "\">\n" + content + "</script>");
     }
     ReplaceOnce(page, "<link rel=\"icon\" href=\"icon.svg\">\n", "");
+    ReplaceOnce(page, "<!-- saved: licence -->",
+                "<!-- Of the modules d3-* in this file:\n\n" +
+                    std::string(FindFile("d3/LICENSE")->content) + "-->");
     ReplaceOnce(page, "<!-- saved: policy -->",
                 "<meta http-equiv=\"Content-Security-Policy\" content=\"default-src 'none'; "
                 "script-src 'nonce-" +

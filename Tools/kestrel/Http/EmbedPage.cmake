@@ -1,5 +1,7 @@
-# cmake -D OUTPUT=X.cpp -D FOLDER=web -P EmbedPage.cmake: the files of a folder as a source.
-file(GLOB files RELATIVE ${FOLDER} ${FOLDER}/*)
+# cmake -D OUTPUT=X.cpp -D FOLDER=web -P EmbedPage.cmake: the files of a folder as a source, but for
+# those that tell people about it.
+file(GLOB_RECURSE files RELATIVE ${FOLDER} ${FOLDER}/*)
+list(FILTER files EXCLUDE REGEX "README.md$|SHA256SUMS$")
 set(arrays "")
 set(table "")
 set(index 0)

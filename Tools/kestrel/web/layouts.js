@@ -1,63 +1,17 @@
 'use strict';
-// Where the shapes of a picture go, and the canvas that shows many of them. Written by hand: what is
-// used of such libraries is the hundred lines here.
+// The canvas that shows the many shapes of a picture, and the pictures of trees. D3 lays them out.
 
 (() => {
 const {make} = Kestrel;
 
-// A treemap: rectangles with areas in proportion to the values, as square as they get. Items are
-// {value, ...}; each gets x, y, w, h.
-Kestrel.squarify = (items, x, y, w, h) => {
-  const ahead = items.filter((item) => item.value > 0).sort((a, b) => b.value - a.value);
-  const done = [];
-  let sum = ahead.reduce((all, item) => all + item.value, 0);
-  const worst = (row, total, side, area) => {
-    const length = total * area / side;
-    return Math.max(...[row[0], row.at(-1)].map((item) => {
-      const other = item.value * area / length;
-      return Math.max(length / other, other / length);
-    }));
-  };
-  while (ahead.length && w > 0 && h > 0) {
-    const area = w * h / sum;
-    const side = Math.min(w, h);
-    const row = [ahead.shift()];
-    let total = row[0].value;
-    while (ahead.length) {
-      const next = [...row, ahead[0]];
-      if (worst(next, total + ahead[0].value, side, area) > worst(row, total, side, area)) break;
-      total += ahead[0].value;
-      row.push(ahead.shift());
-    }
-    const depth = total * area / side;
-    let at = 0;
-    for (const item of row) {
-      const length = item.value / total * side;
-      Object.assign(item, w >= h ? {x, y: y + at, w: depth, h: length} : {x: x + at, y, w: length, h: depth});
-      at += length;
-      done.push(item);
-    }
-    if (w >= h) { x += depth; w -= depth; } else { y += depth; h -= depth; }
-    sum -= total;
-  }
-  return done;
-};
-
-// A tree of the nodes of a walk: {name, values, children, depth, size}; `measure` is a node's own share.
+// The nodes of a walk as a D3 tree, largest first; the data of each are {name, isFolder, values}. A node's
+// `value` is its own share by `measure` and those of all below it, and `x0` to `x1` its part of the width.
 Kestrel.buildTree = (answer, rootName, measure) => {
-  const root = {name: rootName, values: [], children: [], depth: 0, isFolder: true, own: 0};
-  const all = answer.nodes.map(([parent, name, isFolder, ...values]) => ({name, isFolder, values, parent, children: []}));
-  all.forEach((node) => {
-    node.above = node.parent < 0 ? root : all[node.parent];
-    node.depth = node.above.depth + 1;
-    node.own = measure(node);
-    node.above.children.push(node);
-  });
-  // The nearest come first, so that from the end on each is whole before it counts above.
-  [root, ...all].forEach((node) => { node.size = node.own; });
-  for (let i = all.length; i-- > 0;) all[i].above.size += all[i].size;
-  root.all = all;
-  return root;
+  const root = {name: rootName, isFolder: true, values: [], children: []};
+  const all = answer.nodes.map(([, name, isFolder, ...values]) => ({name, isFolder, values, children: []}));
+  answer.nodes.forEach(([parent], i) => (parent < 0 ? root : all[parent]).children.push(all[i]));
+  const tree = d3.hierarchy(root).sum((one) => one === root ? 0 : measure(one)).sort((a, b) => b.value - a.value);
+  return d3.partition()(tree);
 };
 
 // Colours of the style sheet by name, as a canvas wants them; read again when they change.
@@ -157,63 +111,53 @@ Kestrel.fit = (pen, text, width) => {
 // A tree as rows of boxes, the root on top, each as wide as what it holds; into one by a click.
 Kestrel.makeIcicle = ({label, describe, text, onFocus}) => {
   const RowHeight = 28;
-  let root = null;
   let focus = null;
   let isFound = null;
   const canvas = Kestrel.makeCanvas({
     label, describe,
-    pick: (node) => canvas.focusOn(node === focus && node.above ? node.above : node),
+    pick: (node) => canvas.focusOn(node === focus && node.parent ? node.parent : node),
     draw: (pen, width, height) => {
       const shapes = [];
       if (!focus) return shapes;
-      const above = [];
-      for (let node = focus.above; node; node = node.above) above.unshift(node);
+      const above = focus.ancestors().slice(1, 5).reverse();
       const levels = Math.floor(height / RowHeight);
       const put = (node, x, w, row) => {
         shapes.push({x, y: row * RowHeight, w, h: RowHeight, item: node});
         const dull = isFound && !isFound.has(node);
         pen.fillStyle = Kestrel.colour(node.hue ?? 'c7');
-        pen.globalAlpha = dull ? 0.25 : row < Math.min(above.length, 4) ? 0.55 : 1;
+        pen.globalAlpha = dull ? 0.25 : row < above.length ? 0.55 : 1;
         pen.fillRect(x, row * RowHeight, Math.max(w - 1, 0.5), RowHeight - 1);
         if (w > 24) {
           pen.globalAlpha = dull ? 0.6 : 1;
           pen.fillStyle = dull ? Kestrel.colour('ink') : Kestrel.colour('on-colour');
-          pen.fillText(Kestrel.fit(pen, text(node), w - 12), x + 6, row * RowHeight + RowHeight / 2);
+          pen.fillText(Kestrel.fit(pen, text(node.data), w - 12), x + 6, row * RowHeight + RowHeight / 2);
         }
         pen.globalAlpha = 1;
       };
-      above.slice(-4).forEach((node, row) => put(node, 0, width, row));
-      const fill = (node, x, w, row) => {
-        put(node, x, w, row);
+      above.forEach((node, row) => put(node, 0, width, row));
+      const scale = width / (focus.x1 - focus.x0);
+      const fill = (node, row) => {
+        put(node, (node.x0 - focus.x0) * scale, (node.x1 - node.x0) * scale, row);
         if (row + 1 >= levels) return;
-        const sum = node.children.reduce((all, child) => all + child.size, 0);
-        const inside = w * (sum / (node.size || 1));
-        let at = x;
-        // What is too narrow for a pixel is drawn as one with its neighbours.
-        for (const child of node.children) {
-          const part = sum ? child.size / sum * inside : 0;
-          if (part >= 1) fill(child, at, part, row + 1);
-          at += part;
+        for (const child of node.children ?? []) {
+          if ((child.x1 - child.x0) * scale < 1) break; // as are all behind it
+          fill(child, row + 1);
         }
       };
-      fill(focus, 0, width, Math.min(above.length, 4));
+      fill(focus, above.length);
       return shapes;
     },
   });
   canvas.setTree = (tree) => {
     // The place that was in sight stays, when it is still there.
     let next = tree;
-    const names = [];
-    for (let node = focus; node?.above; node = node.above) names.unshift(node.name);
-    for (const name of names) next = next?.children.find((child) => child.name === name);
-    root = tree;
-    for (const node of [root, ...root.all]) {
-      node.children.sort((a, b) => b.size - a.size);
-      // By the first fork on the way there; what lies above it has the colour of the root.
-      node.children.forEach((child, i) => {
-        child.hue = node.hue ?? (node.children.length > 1 ? 'c' + (1 + i % 6) : null);
-      });
+    for (const {data} of focus?.ancestors().reverse().slice(1) ?? []) {
+      next = next?.children?.find((child) => child.data.name === data.name);
     }
+    // By the first fork on the way there; what lies above it has the colour of the root.
+    tree.eachBefore((node) => node.children?.forEach((child, i) => {
+      child.hue = node.hue ?? (node.children.length > 1 ? 'c' + (1 + i % 6) : null);
+    }));
     canvas.focusOn(next ?? tree);
   };
   canvas.focusOn = (node) => {
@@ -224,7 +168,7 @@ Kestrel.makeIcicle = ({label, describe, text, onFocus}) => {
   // Those and what they are in stand out; null: all.
   canvas.setFound = (nodes) => {
     isFound = nodes && new Set();
-    for (let node of nodes ?? []) for (; node; node = node.above) isFound.add(node);
+    for (let node of nodes ?? []) for (; node && !isFound.has(node); node = node.parent) isFound.add(node);
     canvas.redraw();
   };
   return canvas;

@@ -79,8 +79,10 @@ Kestrel.views.push({
       const [x2, y2] = [(toRight ? b.left - 12 : isSame ? a.right : b.right + 12) - frame.left, b.top + b.height / 2 - frame.top];
       const bend = isSame ? 44 : Math.max(40, Math.abs(x2 - x1) / 2);
       const [c1, c2] = isSame ? [x1 + bend, x2 + bend] : toRight ? [x1 + bend, x2 - bend] : [x1 - bend, x2 + bend];
-      this.lines.append(make('svg:path', {class: 'wire', d: `M${x1},${y1} C${c1},${y1} ${c2},${y2} ${x2},${y2}`}),
-        make('svg:circle', {class: 'plug', cx: x2, cy: y2, r: 4}));
+      const wire = d3.path();
+      wire.moveTo(x1, y1);
+      wire.bezierCurveTo(c1, y1, c2, y2, x2, y2);
+      this.lines.append(make('svg:path', {class: 'wire', d: wire}), make('svg:circle', {class: 'plug', cx: x2, cy: y2, r: 4}));
     }
   },
 });
@@ -151,29 +153,31 @@ Kestrel.views.push({
     this.sum.textContent = `${count(total)} mounted`;
     this.empty.hidden = total > 0;
     const [RowHeight, Step] = [26, 190];
-    const parts = [];
-    let row = 0;
-    let deepest = 0;
-    const put = (node, depth) => {
-      const children = [...node.children.values()];
-      const x = 16 + depth * Step;
-      deepest = Math.max(deepest, depth);
+    // A row for each leaf, from the middle on; the column is the depth.
+    const tree = d3.cluster().nodeSize([RowHeight, Step]).separation(() => 1)(d3.hierarchy(root, (node) => node.children.values()));
+    const nodes = tree.descendants();
+    const top = Math.min(...nodes.map((node) => node.x));
+    const place = ({x, depth}) => [16 + depth * Step, 20 + x - top];
+    const link = d3.linkHorizontal();
+    const branches = tree.links().map(({source, target}) => {
+      const [[x, y], [end, row]] = [place(source), place(target)];
+      const behind = Math.min(x + 18 + cut(show(source.data.name)).length * 7, x + Step - 30);
+      return make('svg:path', {class: 'branch', d: link({source: [behind, y], target: [end - 6, row]})});
+    });
+    const labels = nodes.map((at) => {
+      const node = at.data;
+      const [x, y] = place(at);
       const label = cut(show(node.name));
-      const rows = children.map((child) => put(child, depth + 1));
-      const y = rows.length ? (rows[0] + rows.at(-1)) / 2 : 20 + RowHeight * row++;
-      for (const below of rows) parts.unshift(make('svg:path', {class: 'branch', d: `M${Math.min(x + 18 + label.length * 7, x + Step - 30)},${y} C${x + Step / 2},${y} ${x + Step / 2},${below} ${x + Step - 6},${below}`}));
-      parts.push(make('svg:g', {class: 'mount-node ' + node.kind, role: 'treeitem', ariaLabel: label, tabindex: node.place ? 0 : null,
+      return make('svg:g', {class: 'mount-node ' + node.kind, role: 'treeitem', ariaLabel: label, tabindex: node.place ? 0 : null,
         onclick: () => this.visit(node), onkeydown: (event) => event.key === 'Enter' && this.visit(node)},
       make('svg:title', {}, show(node.place ?? '')), make('svg:circle', {cx: x, cy: y, r: node.kind === 'mount' ? 7 : 5}),
-      make('svg:text', {x: x + 12, y: y + 4}, label)));
-      return y;
-    };
-    put(root, 0);
-    const [width, height] = [(deepest + 1) * Step + 40, Math.max(row, 1) * RowHeight + 30];
+      make('svg:text', {x: x + 12, y: y + 4}, label));
+    });
+    const [width, height] = [(tree.height + 1) * Step + 40, Math.max(...nodes.map((node) => node.x)) - top + RowHeight + 30];
     this.svg.setAttribute('viewBox', `0 0 ${width} ${height}`);
     this.svg.style.width = width + 'px';
     this.svg.style.height = height + 'px';
-    this.svg.replaceChildren(...parts);
+    this.svg.replaceChildren(...branches, ...labels);
   },
   visit(node) {
     if (node.kind === 'mount') Kestrel.goTo([...MountPath, node.place]);

@@ -43,6 +43,13 @@ async function readClasses() {
     .map((one) => ({...one, group: Math.max(0, groups.indexOf(all[one.parent].name))}));
 }
 
+// As areas, those of a group side by side.
+function layOutClasses(width, height) {
+  const members = groups.map((name, group) => ({children: classes.filter((one) => one.group === group)}));
+  const tree = d3.hierarchy({children: members}).sum((one) => one[measure]).sort((a, b) => b.value - a.value);
+  return d3.treemap().size([width, height]).paddingInner(2).round(true)(tree).leaves().filter((leaf) => leaf.value > 0);
+}
+
 const history = []; // {time, size, count}, while the page is open
 let classes = [];
 let measure = 'size';
@@ -55,15 +62,15 @@ function drawHistory(svg) {
   if (!history.length) return;
   const [start, end] = [history[0].time, Math.max(history.at(-1).time, history[0].time + 1000)];
   const x = (time) => left + (width - 2 * left) * (time - start) / (end - start);
-  const line = (key, kind, write, anchor, at) => {
+  const line = (key, kind, write, anchor, edge) => {
     const most = Math.max(...history.map((one) => one[key])) || 1;
     const least = Math.min(...history.map((one) => one[key]));
     const low = least - (most - least || most) * 0.15;
     const y = (value) => top + (height - top - bottom) * (1 - (value - low) / (most - low || 1));
-    const points = history.map((one) => `${x(one.time).toFixed(1)},${y(one[key]).toFixed(1)}`);
-    if (kind === 'size') svg.append(make('svg:polygon', {class: 'area', points: `${x(start)},${height - bottom} ${points.join(' ')} ${x(history.at(-1).time)},${height - bottom}`}));
-    svg.append(make('svg:polyline', {class: 'curve ' + kind, points: points.join(' ')}),
-      make('svg:text', {class: 'curve-name ' + kind, x: at, y: 13, textAnchor: anchor}, write(history.at(-1)[key])));
+    const [atTime, atValue] = [(one) => x(one.time), (one) => y(one[key])];
+    if (kind === 'size') svg.append(make('svg:path', {class: 'area', d: d3.area(atTime, height - bottom, atValue)(history)}));
+    svg.append(make('svg:path', {class: 'curve ' + kind, d: d3.line(atTime, atValue)(history)}),
+      make('svg:text', {class: 'curve-name ' + kind, x: edge, y: 13, textAnchor: anchor}, write(history.at(-1)[key])));
   };
   line('size', 'size', bytes, 'start', left);
   line('count', 'count', (number) => count(number) + ' blocks', 'end', width - left);
@@ -88,16 +95,16 @@ Kestrel.views.push({
     const canvas = Kestrel.makeCanvas({
       label: 'Blocks by size class: the area of each is what it holds',
       describe: (one) => `${one.name}\n${bytes(one.size)} in ${count(one.count)} blocks`,
-      draw: (pen, width, height) => Kestrel.squarify(classes.map((one) => ({value: one[measure], item: one})), 0, 0, width, height)
-        .map((box) => {
-          pen.fillStyle = colour('c' + (1 + box.item.group));
-          pen.fillRect(box.x, box.y, box.w - 2, box.h - 2);
-          pen.fillStyle = colour('on-colour');
-          if (box.h > 20) pen.fillText(fit(pen, box.item.name, box.w - 14), box.x + 7, box.y + 14);
-          const second = measure === 'size' ? bytes(box.item.size) : count(box.item.count) + ' blocks';
-          if (box.h > 40) pen.fillText(fit(pen, second, box.w - 14), box.x + 7, box.y + 31);
-          return box;
-        }),
+      draw: (pen, width, height) => layOutClasses(width, height).map(({data: item, x0: x, y0: y, x1, y1}) => {
+        const [w, h] = [x1 - x, y1 - y];
+        pen.fillStyle = colour('c' + (1 + item.group));
+        pen.fillRect(x, y, w, h);
+        pen.fillStyle = colour('on-colour');
+        if (h > 20) pen.fillText(fit(pen, item.name, w - 14), x + 7, y + 14);
+        const second = measure === 'size' ? bytes(item.size) : count(item.count) + ' blocks';
+        if (h > 40) pen.fillText(fit(pen, second, w - 14), x + 7, y + 31);
+        return {x, y, w, h, item};
+      }),
     });
     memory = {
       canvas, sum: make('p', {class: 'sum', role: 'status'}),
@@ -280,46 +287,46 @@ function addTreePicture({id, title, path, flat, rootName, text, searched, descri
     },
     find() {
       const wanted = this.search.value.toLowerCase();
-      this.found = wanted ? this.tree.all.filter((node) => searched(node).toLowerCase().includes(wanted)) : null;
+      this.found = wanted ? this.tree.descendants().slice(1).filter((node) => searched(node.data).toLowerCase().includes(wanted)) : null;
       this.canvas.setFound(this.found);
       this.showFocus(this.focus);
     },
     showFocus(node) {
       if (!node) return;
       this.focus = node;
-      const way = [];
-      for (let at = node; at; at = at.above) way.unshift(at);
-      this.crumbs.replaceChildren(...way.map((at) => make('button', {type: 'button', onclick: () => this.canvas.focusOn(at)}, show(text(at)))));
+      this.crumbs.replaceChildren(...node.ancestors().reverse().map((at) => make('button', {type: 'button', onclick: () => this.canvas.focusOn(at)}, show(text(at.data)))));
       const all = this.answer.nodes.length;
       this.sum.textContent = count(all) + (this.answer.whole ? '' : ' or more') + ' nodes' + (this.found ? `, ${count(this.found.length)} found` : '');
-      this.facts.caption.textContent = this.found ? 'Found' : 'In ' + show(text(node));
-      const listed = this.found ?? node.children;
-      this.facts.setRows([...listed].sort((a, b) => b.size - a.size).slice(0, 100)
+      this.facts.caption.textContent = this.found ? 'Found' : 'In ' + show(text(node.data));
+      const listed = this.found ?? node.children ?? [];
+      this.facts.setRows([...listed].sort((a, b) => b.value - a.value).slice(0, 100)
         .map((one) => ({cells: cells(one), pick: () => this.canvas.focusOn(one)})));
     },
   });
 }
 
-const references = (node) => toNumber(node.values[4]) || 0;
+const references = ({values}) => toNumber(values[4]) || 0;
+const countBelow = (node) => count(node.children?.length ?? 0);
 addTreePicture({
   id: 'addresses', title: 'Addresses', path: ['Kestrel', 'AddressTree'], flat: 1, rootName: 'all addresses',
-  text: (node) => node.values.length ? node.values[0] || 'root' : node.name,
-  searched: (node) => node.values[0] || node.name,
-  describe: (node) => node.values.length
-    ? `${show(node.values[0]) || 'root'}\n${count(references(node))} references here\n${count(node.size)} with what is below` : node.name,
-  measures: [['references', 'references', (node) => 1 + references(node)], ['names', 'names', () => 1]],
+  text: ({values, name}) => values.length ? values[0] || 'root' : name,
+  searched: ({values, name}) => values[0] || name,
+  describe: ({data, value}) => data.values.length
+    ? `${show(data.values[0]) || 'root'}\n${count(references(data))} references here\n${count(value)} with what is below` : data.name,
+  measures: [['references', 'references', (one) => 1 + references(one)], ['names', 'names', () => 1]],
   heads: ['name', 'references', 'below'],
-  cells: (node) => [node.values[0] || 'root', count(references(node)), count(node.children.length)],
+  cells: (node) => [node.data.values[0] || 'root', count(references(node.data)), countBelow(node)],
   note: 'The names of all locations that exist in the process, each below the one that it is in. Wider is more, and one for itself. Looking leaves names, too: the places that this page asks for stand among them.',
 });
 addTreePicture({
   id: 'types', title: 'File types', path: ['Kestrel', 'FileTypeManager'], flat: 0, rootName: 'all types',
-  text: (node) => node.values[0] || node.name,
-  searched: (node) => `${node.values[0] || node.name} ${node.values[1] ?? ''}`,
-  describe: (node) => `${show(node.values[0] || node.name)}\n` + (node.isFolder ? `${count(node.children.length)} in this group` : show(node.values[1] ?? '')),
-  measures: [['types', 'types', (node) => node.isFolder ? 0.2 : 1]],
+  text: ({values, name}) => values[0] || name,
+  searched: ({values, name}) => `${values[0] || name} ${values[1] ?? ''}`,
+  describe: (node) => `${show(node.data.values[0] || node.data.name)}\n` +
+    (node.data.isFolder ? `${countBelow(node)} in this group` : show(node.data.values[1] ?? '')),
+  measures: [['types', 'types', (one) => one.isFolder ? 0.2 : 1]],
   heads: ['name', 'extensions or members'],
-  cells: (node) => [node.values[0] || node.name, node.isFolder ? count(node.children.length) : node.values[1] ?? ''],
+  cells: (node) => [node.data.values[0] || node.data.name, node.data.isFolder ? countBelow(node) : node.data.values[1] ?? ''],
   note: 'The catalogue by its groups: a box is a group or, at the lowest row, a type.',
 });
 })();
