@@ -128,7 +128,8 @@ bool NamesAround(std::string const & argument) {
 std::string ToText(IO::Location const & location) {
     Mu::UniString path;
     if (location.ToPath(&path) != IO::NoError) {
-        location.ToLogText(&path);
+        if (location.GetScheme().IsEmpty() || location.ToURL(&path) != IO::NoError)
+            location.ToLogText(&path);
         return ToUtf8(path);
     }
     std::string const native = ToNativeText(path);

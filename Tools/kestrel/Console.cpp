@@ -123,14 +123,17 @@ Console::Console(bool isVerbose, std::string const & ofCommand, bool worksOnFile
 }
 
 Console::~Console() {
-    FinishReported();
+    for (std::string const & line : waiting)
+        Fail(line);
     Mu::logger.Detach(*this);
 }
 
 void Console::LineAppended(Mu::LogSeverity severity, char const *, char const * text) {
     static constexpr char const * names[] = {"trace", "info", "warning", "error"};
     std::string const line = std::string(names[static_cast<unsigned int>(severity)]) + ": " + text;
-    if (waits && severity >= Mu::LogSeverity::Warning)
+    // That a creation has failed is the consequence of what the line before it reports.
+    bool const isConsequence = !last.empty() && line.find(" has failed: creation of ") != line.npos;
+    if (waits && severity >= Mu::LogSeverity::Warning && !isConsequence)
         last = line;
     if (waits && !verbose)
         waiting.push_back(line);
@@ -183,10 +186,8 @@ int Console::Drop() {
     return 0;
 }
 
-int Console::FinishReported() {
-    for (std::string const & line : std::exchange(waiting, {}))
-        Fail(line);
-    return std::exchange(reported, false) ? 1 : 0;
+int Console::FinishReported(std::string const & subject) {
+    return Finish(reported ? IO::Error : IO::NoError, subject);
 }
 
 int Console::Fail(std::string const & message) {

@@ -65,8 +65,8 @@ public:
     /// returns 1; commands that do not work on files write it only if the library logged nothing
     /// since the last call.
     int Finish(MuErrCode status, std::string const & subject);
-    /// The same without a status: 1 if the library logged a line since the last call.
-    int FinishReported();
+    /// The same without a status: a failure if the library logged one since the last call.
+    int FinishReported(std::string const & subject);
     /// Writes the message, and returns 1.
     static int Fail(std::string const & message);
     /// The same after the name of the command.

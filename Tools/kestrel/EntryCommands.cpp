@@ -35,7 +35,8 @@ struct Look {
 // Logs nothing if no entry exists.
 Look LookAt(IO::Location const & location) {
     Look look;
-    if (location.IsRoot() || location.GetLocalLength() <= 1) {
+    // The first name of a path is a drive, that of a URL an entry like any other.
+    if (location.GetLocalLength() <= (location.GetScheme().IsEmpty() ? 1 : 0)) {
         look.status = IO::fileSystem.GetType(location, &look.type);
         look.isThere = look.status == IO::NoError;
         return look;
@@ -165,8 +166,10 @@ private:
                  std::string const & path) {
         Look const from = LookAt(source);
         Look const to = LookAt(target);
-        if (from.status != IO::NoError || to.status != IO::NoError)
-            return console.Finish(from.status != IO::NoError ? from.status : to.status, path);
+        if (from.status != IO::NoError)
+            return console.Finish(from.status, path);
+        if (to.status != IO::NoError)
+            return console.Finish(to.status, Typed(target));
         if (!to.isThere)
             return Make(source, target, path);
         if (from.IsFolder() && to.IsFolder())
@@ -208,7 +211,7 @@ private:
         IO::Folder folder(place.folder);
         IO::Name aside;
         if (place.status != IO::NoError || folder.GenerateUnusedName(&aside) != 0)
-            return console.Finish(IO::ErrFileCreationFailed, path);
+            return console.Finish(IO::ErrFileCreationFailed, Typed(target));
         IO::Location const beside(place.folder, aside);
         MuErrCode status = IO::NoError;
         if (moves) {
@@ -249,7 +252,21 @@ private:
             return console.Drop() | 1;
         if (status == IO::NoError && options.longForm)
             Out() << (moves ? "renamed '" : "'") << path << "' -> '" << Typed(target) << "'\n";
-        return console.Finish(status, path);
+        if (status == IO::NoError)
+            return console.Finish(status, path);
+        // Which of both sides failed is not known, except for a target that takes no entries.
+        if (IsClosed(target))
+            return console.Finish(IO::ErrFolderAccessDenied, Typed(target));
+        return console.Finish(status, "'" + path + "' -> '" + Typed(target) + "'");
+    }
+
+    // Whether nothing can be created next to the entry.
+    static bool IsClosed(IO::Location const & location) {
+        Place const place(location);
+        if (place.status != IO::NoError)
+            return false;
+        IO::Folder const folder(place.folder, IO::Folder::OnNotFound::FailQuietly);
+        return folder.GetStatus() == IO::NoError && !folder.IsWriteable();
     }
 
     static std::string Join(std::string const & path, IO::Name const & name) {
@@ -307,7 +324,7 @@ int MakeLink(std::string const & path, IO::Location parent, bool intoFolder,
         return console.Finish(source.GetStatus(), path);
     if (intoFolder && source.GetLastLocalName(&name) == IO::NoError)
         parent.AppendToLocal(name);
-    std::string const target = ToText(parent);
+    std::string const target = intoFolder ? ToText(parent) : options.paths.back();
     Look const look = LookAt(parent);
     if (look.isThere && !look.IsFolder() && options.force)
         (void)IO::fileSystem.Delete(parent, IO::DataSafety::KeepProtected, Retry);

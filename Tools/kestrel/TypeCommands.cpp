@@ -180,7 +180,7 @@ class TypeReporter {
 public:
     TypeReporter(Options const & options, Console & console) : options(options), console(console) {}
 
-    /// 1, after the library's own line, if the file could not be read: its type may be more special
+    /// 1, after a line, if the file could not be read: its type may be more special
     /// than the one shown.
     int Report(std::string const & name, IO::Location const & location) {
         Evidence evidence;
@@ -191,7 +191,7 @@ public:
             json.push_back(ToJson(name, answer));
             if (options.why)
                 json.back()["why"] = evidence.Finish(location);
-            return console.FinishReported();
+            return console.FinishReported(name);
         }
         bool const isType = answer != FTM::UnknownType && !answer.IsGroup();
         Out() << name << ": "
@@ -201,7 +201,7 @@ public:
               << "\n";
         if (options.why)
             ShowEvidence(evidence.Finish(location));
-        return console.FinishReported();
+        return console.FinishReported(name);
     }
 
     void Finish() const {

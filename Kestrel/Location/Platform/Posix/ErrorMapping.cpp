@@ -18,6 +18,7 @@ constexpr unsigned int RequestAborted = 1235; // a copy, by its observer
 // An errno maps to the number in its first row, and a number to the errno in its first row.
 constexpr ErrorPair errorPairs[] = {
     {ENOENT, FileError::FileNotFound},
+    {ENOENT, FileError::PathNotFound}, // a folder on the way
     {ENOTDIR, FileError::PathNotFound},
     {EACCES, FileError::AccessDenied},
     {EPERM, FileError::AccessDenied},
