@@ -190,14 +190,9 @@ void Run(Location const & folder, double seconds) {
     Mu::logger.SetOutput(&log, &log);
     std::atomic<bool> isOver = false;
     std::thread worker([&] { Work(folder, isOver); });
-    Mu::UniString path;
-    bool const hasPath = folder.ToPath(&path) == NoError;
     unsigned short const port = ReflectionService::GetPort();
     std::cout << "\nThis process works, and can be looked into from another terminal:\n\n"
-              << "    kestrel inspect " << port << "\n    kestrel inspect --web ";
-    if (hasPath)
-        std::cout << "--logs '" << ToNativePath(path).string() << "' ";
-    std::cout << port << "\n\n"
+              << "    kestrel inspect " << port << "\n    kestrel inspect --web " << port << "\n\n"
               << (seconds > 0 ? "It ends by itself." : "Enter a line to end it.") << std::endl;
     if (seconds > 0)
         Mu::clockManager.Sleep(seconds);

@@ -343,7 +343,7 @@ def main():
     page = Browser()
     try:
         with tempfile.TemporaryDirectory() as folder, live_process(folder) as (port, process):
-            with served(port, '--logs', folder) as url:
+            with served(port) as url:
                 print('the live page')
                 page.open(url)
                 check_table(page, port, True)

@@ -155,6 +155,10 @@ Json InspectedProcess::GetTarget() {
             {"process", process}};
 }
 
+bool InspectedProcess::IsHere() const {
+    return address.host == "localhost" || address.host.rfind("127.", 0) == 0;
+}
+
 void InspectedProcess::List(RelativeLocation const & place, Level * level) {
     Names files;
     Ask([&](IO::ReflectionClient & client) {

@@ -53,6 +53,8 @@ public:
 
     /// {name, ident, system, process}
     Json GetTarget();
+    /// Whether its address is one of this machine's own.
+    bool IsHere() const;
     /// `count` rows from `from` on of a place's listing: {snapshot, total, columns, rows: [[name,
     /// is folder, value, ...], ...]}. With the number of a snapshot that is still kept, the rows
     /// are of that listing, so that the pieces of a level fit together while it changes. Otherwise,

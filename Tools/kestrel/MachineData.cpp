@@ -2,11 +2,13 @@
 
 #include "Answers.h"
 #include "Arguments.h"
+#include "InspectedProcess.h"
 #include "LogLines.h"
 
 #include <Kestrel/Channel/MemoryOChannel.h>
 #include <Kestrel/FileSystem/File.h>
 #include <Kestrel/FileSystem/Folder.h>
+#include <Kestrel/Root/Time/Clock.h>
 
 #include <algorithm>
 #include <future>
@@ -19,6 +21,8 @@ constexpr double Patience = 1; // seconds
 constexpr std::size_t MostCursors = 32;
 constexpr std::size_t MostLogFiles = 200;
 constexpr std::size_t FilesAtFirst = 4;
+constexpr unsigned long long ShortestPause = 5000000; // microseconds between searches for a log
+constexpr unsigned int DeepestFolder = 60;
 
 std::string ToRequest(char const * command, unsigned int const * socket = nullptr) {
     IO::MemoryOChannel request;
@@ -66,9 +70,10 @@ void AddCommunicators(Json * server) {
 }
 
 // The newest first.
-std::vector<LogFile> ListNewestLogFiles(IO::Folder const & folder) {
+std::vector<LogFile> ListNewestLogFiles(IO::Folder const & folder, std::string const & base) {
     std::vector<LogFile> files;
     static_cast<void>(ListLogFiles(folder, &files));
+    std::erase_if(files, [&](LogFile const & file) { return file.name.rfind(base, 0) != 0; });
     std::sort(files.begin(), files.end(), [](LogFile const & a, LogFile const & b) {
         return a.time != b.time ? a.time > b.time : a.name > b.name;
     });
@@ -76,9 +81,72 @@ std::vector<LogFile> ListNewestLogFiles(IO::Folder const & folder) {
     return files;
 }
 
+// What the names of the log files of a process begin with, by the name of one of them, as
+// FileLogOutput chooses them: "Log-", digits that end with the number of the process, "-", the
+// number of the file, and ".log". Empty: it is none of them.
+std::string GetLogBase(std::string const & name, std::string const & owner) {
+    std::size_t const end = name.rfind('-');
+    bool const isOne = name.rfind("Log-", 0) == 0 && end != name.npos && end > 4 + owner.size() &&
+                       name.find_first_not_of("0123456789", 4) == end &&
+                       name.compare(end - owner.size(), owner.size(), owner) == 0 &&
+                       name.find_first_not_of("0123456789", end + 1) == name.size() - 4 &&
+                       name.compare(name.size() - 4, 4, ".log") == 0;
+    return isOne ? name.substr(0, end + 1) : "";
+}
+
+// The folders that lead to a node of a walk down the address tree, the drive first. False: it lies
+// on no drive.
+bool GetFolder(Json const & nodes, std::size_t node, IO::Location * folder) {
+    std::vector<std::string> names;
+    for (long long at = nodes[node][0]; at > 0; at = nodes[static_cast<std::size_t>(at)][0])
+        names.push_back(nodes[static_cast<std::size_t>(at)][3]); // the first node is the root
+    if (names.empty() || names.back().size() != 2 || names.back()[1] != ':')
+        return false;
+    for (; !names.empty(); names.pop_back())
+        if (folder->AppendToLocal(IO::Name(FromUtf8(names.back()))) != IO::NoError)
+            return false;
+    return folder->IsLegal();
+}
+
 } // namespace
 
-MachineData::MachineData(std::string logFolder) : logFolder(std::move(logFolder)) {}
+MachineData::MachineData(std::string const & logFolder, InspectedProcess & process)
+    : process(process), isGiven(!logFolder.empty()) {
+    if (isGiven)
+        log.folder = ToLocation(logFolder);
+}
+
+// The names are whatever the process says they are: only files with the names of logs are read, and
+// on drives alone, as a path to another machine would reveal the user to it.
+bool MachineData::FindLog(LogSeries * found) {
+    std::lock_guard const guard(search);
+    unsigned long long const begin = Mu::GetClock().GetMonotonicMicroseconds();
+    if (!isGiven && process.IsHere() && begin >= nextSearch) {
+        try {
+            unsigned int const number = process.GetTarget()["process"];
+            if (log.folder.IsEmpty() || number != owner) {
+                Json const walk = process.Walk({"Kestrel", "AddressTree"},
+                                               InspectedProcess::MostNodes, DeepestFolder, true);
+                Json const & nodes = walk["nodes"];
+                for (std::size_t i = 0; i < nodes.size(); ++i) {
+                    if (nodes[i].size() < 4 || !nodes[i][3].is_string())
+                        continue;
+                    LogSeries one{{}, GetLogBase(nodes[i][3], std::to_string(number))};
+                    if (!one.base.empty() && GetFolder(nodes, i, &one.folder)) {
+                        log = one;
+                        owner = number;
+                    }
+                }
+            }
+        } catch (InspectedProcess::Unanswered const &) {
+            // What it logged last is there, also when it has ended.
+        }
+        unsigned long long const end = Mu::GetClock().GetMonotonicMicroseconds();
+        nextSearch = end + std::max(ShortestPause, 10 * (end - begin));
+    }
+    *found = log;
+    return !log.folder.IsEmpty();
+}
 
 MachineData::~MachineData() {
     {
@@ -132,7 +200,8 @@ Json MachineData::ReadConnections() {
 }
 
 Json MachineData::GetLog(unsigned int cursor) {
-    if (logFolder.empty())
+    LogSeries series;
+    if (!FindLog(&series))
         return nullptr;
     Ends ends;
     bool isKnown = false;
@@ -144,8 +213,8 @@ Json MachineData::GetLog(unsigned int cursor) {
                 isKnown = true;
             }
     }
-    IO::Folder const folder(ToLocation(logFolder));
-    std::vector<LogFile> const files = ListNewestLogFiles(folder);
+    IO::Folder const folder(series.folder);
+    std::vector<LogFile> const files = ListNewestLogFiles(folder, series.base);
     Json lines = Json::array();
     for (std::size_t i = files.size(); i-- > 0;) { // the newest last
         LogFile const & file = files[i];
@@ -165,7 +234,7 @@ Json MachineData::GetLog(unsigned int cursor) {
     cursors.emplace_back(++lastCursor, std::move(ends));
     if (cursors.size() > MostCursors)
         cursors.pop_front();
-    return {{"folder", logFolder}, {"cursor", lastCursor}, {"lines", lines}};
+    return {{"folder", ToText(series.folder)}, {"cursor", lastCursor}, {"lines", lines}};
 }
 
 } // namespace Tool

@@ -57,7 +57,7 @@ struct Site {
 
     explicit Site(Options const & options, ProcessAddress const & target)
         : process(target, static_cast<unsigned int>(std::ceil(options.timeout * 1000))),
-          machine(options.logs) {}
+          machine(options.logs, process) {}
 
     HttpReply Answer(std::string const & target) {
         std::size_t const mark = std::min(target.find('?'), target.size());

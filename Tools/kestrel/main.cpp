@@ -456,7 +456,10 @@ private:
         inspect->add_option("--save", options.page, "Write that page with the data of this moment")
             ->type_name("FILE.html")
             ->excludes(web);
-        inspect->add_option("--logs", options.logs, "The page shows the lines of its *.log files")
+        inspect
+            ->add_option(
+                "--logs", options.logs,
+                "The page shows the lines of its *.log files, not of the log of the process")
             ->type_name("FOLDER");
     }
 

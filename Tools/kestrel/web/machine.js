@@ -201,7 +201,7 @@ Kestrel.views.push({
     this.least = make('select', {ariaLabel: 'Severity', onchange: () => this.show()},
       ...['all', 'INFO', 'WARNING', 'ERROR'].map((name) => make('option', {value: name}, name === 'all' ? 'all severities' : name + (name === 'ERROR' ? '' : ' and above'))));
     this.list = make('div', {class: 'log-lines', role: 'log', tabindex: 0, ariaLabel: 'Lines'});
-    this.empty = make('p', {class: 'empty', hidden: true}, 'Start the page with --logs FOLDER, and the lines of the log files in it stand here.');
+    this.empty = make('p', {class: 'empty', hidden: true}, 'This process does not log into files of this machine. Start the page with --logs FOLDER, and the lines of the log files in it stand here.');
     element.append(make('div', {class: 'bar'}, this.sum, this.filter, this.least), this.empty, this.list);
     await this.refresh();
   },
