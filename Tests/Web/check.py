@@ -236,8 +236,22 @@ def check_refresh(page):
     page.wait(f'JSON.stringify([...document.querySelectorAll(".rows .row")].map((row) => [...row.children].map((cell) => cell.textContent))) !== {json.dumps(json.dumps(before, separators=(",", ":"), ensure_ascii=False))}')
 
 
-def check_keys(page):
-    """Every view and both lists without a mouse."""
+def check_keys(page, url):
+    """Every view and both lists without a mouse; a place that the keys went to outlasts a reading."""
+    page.open(url + '#mounts')  # nothing else has been opened
+    page.wait("document.querySelector('.mount-node.mount') !== null")
+    page.eval("document.querySelector('.mount-node.mount').focus()")
+    time.sleep(3)
+    page.key('Enter')
+    page.wait("[...document.querySelectorAll('.rows .row')].map((row) => row.textContent).sort().join() === 'drawer,shelf'")
+    show(page, 'memory')
+    page.eval("document.querySelector('#view-memory canvas').focus()")
+    names = []
+    for pause, key in ((0, 'ArrowRight'), (0, 'ArrowRight'), (3, 'ArrowLeft')):
+        time.sleep(pause)
+        page.key(key)
+        names.append(page.eval("document.getElementById('hint').textContent.split('\\n')[0]"))
+    check(names[0] == names[2] != names[1], names)
     page.click('#tab-browse')
     page.eval("document.getElementById('tab-browse').focus()")
     for view in page.eval("[...document.querySelectorAll('[role=tab]')].map((tab) => tab.id.slice(4))")[1:]:
@@ -351,7 +365,7 @@ def main():
                 check_many(page, port)
                 check_pictures(page, port, True)
                 check_refresh(page)
-                check_keys(page)
+                check_keys(page, url)
                 asked = [request for _, request in page.requests if not request.startswith((url, 'about:'))]
                 check(not asked, f'the page asks for {asked}')
                 check(not page.problems, page.problems)

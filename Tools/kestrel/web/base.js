@@ -22,6 +22,14 @@ Kestrel.make = (kind, properties = {}, ...children) => {
   return element;
 };
 
+// New elements instead of the old ones; the focus stays in its place.
+Kestrel.replace = (parent, children) => {
+  const list = () => [...parent.querySelectorAll('button, [tabindex="0"]')];
+  const at = parent.contains(document.activeElement) ? list().indexOf(document.activeElement) : -1;
+  parent.replaceChildren(...children);
+  if (at >= 0) list()[at]?.focus({preventScroll: true});
+};
+
 // As one line that is what it looks like: controls and marks that turn the direction of writing are
 // spelt out.
 Kestrel.show = (value) => value === null || value === undefined ? ''

@@ -66,9 +66,14 @@ class Tree {
     if (!node.children.length) await this.load(node, FirstPiece);
     else this.rebuild();
   }
-  async load(node, size = Piece) {
-    if (node.isLoading) return;
-    node.isLoading = true;
+  load(node, size = Piece) {
+    node.loading ??= this.loadPiece(node, size).then(() => {
+      node.loading = null;
+      this.rebuild();
+    });
+    return node.loading;
+  }
+  async loadPiece(node, size) {
     try {
       const answer = await ask('level', {
         path: node.path, from: node.children.length, count: size, snapshot: node.snapshot ?? 0, values: 0});
@@ -76,8 +81,7 @@ class Tree {
       if (node.snapshot !== answer.snapshot && node.children.length) {
         node.children = [];
         node.snapshot = 0;
-        node.isLoading = false;
-        return await this.load(node, size);
+        return await this.loadPiece(node, size);
       }
       node.snapshot = answer.snapshot;
       node.total = answer.total;
@@ -89,8 +93,6 @@ class Tree {
     } catch (failure) {
       node.failure = failure.message;
     }
-    node.isLoading = false;
-    this.rebuild();
   }
   // Lists again what is open, and keeps what was chosen.
   async refresh(node = this.root) {
@@ -153,7 +155,13 @@ class Tree {
     let node = this.root;
     for (const name of path) {
       if (!node.isOpen) await this.open(node);
-      const next = node.children.find((child) => child.name === name);
+      const find = () => node.children.find((child) => child.name === name);
+      // Behind what has been listed so far, perhaps.
+      for (let known = -1; !find() && node.children.length < node.total && node.children.length > known;) {
+        known = node.children.length;
+        await this.load(node);
+      }
+      const next = find();
       if (!next) break;
       node = next;
     }
@@ -306,7 +314,7 @@ class Table {
         show(name), make('span', {class: 'mark', ariaHidden: 'true'}, isSorted ? (this.order.isDown ? ' ▼' : ' ▲') : '')));
     });
     this.head.style.gridTemplateColumns = this.grid;
-    this.head.replaceChildren(...cells);
+    Kestrel.replace(this.head, cells);
   }
   sort(column) {
     if (this.order.column !== column) this.order = {column, isDown: false};
@@ -412,9 +420,10 @@ function chooseNode(node) {
   showContent(isThing ? node.path : null);
 }
 
-Kestrel.goTo = (path) => {
-  Kestrel.choose('browse');
-  return tree.goTo(path);
+Kestrel.goTo = async (path) => {
+  const chosen = Kestrel.choose('browse');
+  if (!tree) await chosen; // the page was opened with another view
+  return tree?.goTo(path);
 };
 
 Kestrel.views.push({

@@ -29,6 +29,7 @@ Kestrel.makeCanvas = ({label, draw, describe, pick, wheel, drag}) => {
   let shapes = [];
   let present = null;
   let from = null;
+  let hasMoved = false;
   const redraw = () => {
     const {clientWidth: width, clientHeight: height} = canvas;
     if (!width || !height) return;
@@ -38,17 +39,20 @@ Kestrel.makeCanvas = ({label, draw, describe, pick, wheel, drag}) => {
     pen.scale(devicePixelRatio, devicePixelRatio);
     pen.font = '12px system-ui, "DejaVu Sans", sans-serif';
     pen.textBaseline = 'middle';
+    const before = shapes.find((shape) => shape.item === present);
     shapes = draw(pen, width, height);
-    const marked = present && shapes.find((shape) => shape.item === present);
+    // Items are new after each reading: what is now in that place.
+    const marked = before && (shapes.find((shape) => shape.item === present) ?? findAt(before.x + before.w / 2, before.y + before.h / 2));
+    present = marked?.item ?? null;
     if (!marked) return;
     pen.strokeStyle = Kestrel.colour('ink');
     pen.lineWidth = 2;
     pen.strokeRect(marked.x + 1, marked.y + 1, Math.max(marked.w - 2, 1), marked.h - 2);
   };
+  const findAt = (x, y) => shapes.findLast((shape) => x >= shape.x && x < shape.x + shape.w && y >= shape.y && y < shape.y + shape.h);
   const find = (event) => {
     const {left, top} = canvas.getBoundingClientRect();
-    const [x, y] = [event.clientX - left, event.clientY - top];
-    return shapes.findLast((shape) => x >= shape.x && x < shape.x + shape.w && y >= shape.y && y < shape.y + shape.h);
+    return findAt(event.clientX - left, event.clientY - top);
   };
   const mark = (item, at) => {
     if (present !== item) {
@@ -59,17 +63,21 @@ Kestrel.makeCanvas = ({label, draw, describe, pick, wheel, drag}) => {
   };
   canvas.addEventListener('pointermove', (event) => {
     if (from !== null && drag && event.buttons) {
+      hasMoved ||= event.clientX !== from;
       drag(event.clientX - from, canvas.clientWidth);
       from = event.clientX;
     }
     mark(find(event)?.item ?? null, event);
   });
-  canvas.addEventListener('pointerdown', (event) => { from = event.clientX; });
+  canvas.addEventListener('pointerdown', (event) => {
+    from = event.clientX;
+    hasMoved = false;
+  });
   addEventListener('pointerup', () => { from = null; });
   for (const leave of ['pointerleave', 'blur']) canvas.addEventListener(leave, () => mark(null, null));
   canvas.addEventListener('click', (event) => {
     const shape = find(event);
-    if (shape && pick) pick(shape.item);
+    if (shape && pick && !hasMoved) pick(shape.item);
   });
   if (wheel) canvas.addEventListener('wheel', (event) => {
     event.preventDefault();
@@ -149,16 +157,18 @@ Kestrel.makeIcicle = ({label, describe, text, onFocus}) => {
     },
   });
   canvas.setTree = (tree) => {
-    // The place that was in sight stays, when it is still there.
+    // The place that was in sight stays, or the nearest above it that is still there.
     let next = tree;
     for (const {data} of focus?.ancestors().reverse().slice(1) ?? []) {
-      next = next?.children?.find((child) => child.data.name === data.name);
+      const child = next.children?.find((one) => text(one.data) === text(data));
+      if (!child) break;
+      next = child;
     }
     // By the first fork on the way there; what lies above it has the colour of the root.
     tree.eachBefore((node) => node.children?.forEach((child, i) => {
       child.hue = node.hue ?? (node.children.length > 1 ? 'c' + (1 + i % 6) : null);
     }));
-    canvas.focusOn(next ?? tree);
+    canvas.focusOn(next);
   };
   canvas.focusOn = (node) => {
     focus = node;
@@ -179,7 +189,7 @@ Kestrel.makeFacts = (caption, heads) => {
   const body = make('tbody');
   const table = make('table', {class: 'facts'}, make('caption', {}, caption),
     make('thead', {}, make('tr', {}, ...heads.map((head) => make('th', {scope: 'col'}, head)))), body);
-  table.setRows = (rows) => body.replaceChildren(...rows.map(({cells, pick}) => make('tr', {},
+  table.setRows = (rows) => Kestrel.replace(body, rows.map(({cells, pick}) => make('tr', {},
     ...cells.map((cell, i) => make('td', {class: i ? 'number' : null},
       pick && !i ? make('button', {type: 'button', onclick: pick}, Kestrel.show(cell)) : Kestrel.show(cell))))));
   return table;

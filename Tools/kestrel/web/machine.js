@@ -3,7 +3,7 @@
 // logged.
 
 (() => {
-const {make, show, ask, count, bytes} = Kestrel;
+const {make, show, ask, count, bytes, fit} = Kestrel;
 
 // Connections: a card for each process, and a line from each client to the server it talks with.
 
@@ -89,7 +89,6 @@ Kestrel.views.push({
 
 // Mounts: the folders that lead to each, with what is beside them on the disk.
 
-const cut = (text) => text.length > 22 ? text.slice(0, 21) + '…' : text;
 const MountPath = ['Kestrel', 'Virtual file systems'];
 const MostBeside = 5;
 const MostInside = 12;
@@ -153,21 +152,29 @@ Kestrel.views.push({
     this.sum.textContent = `${count(total)} mounted`;
     this.empty.hidden = total > 0;
     const [RowHeight, Step] = [26, 190];
-    // A row for each leaf, from the middle on; the column is the depth.
+    // A row for each leaf; the column is the depth. Each begins in the row of the first below it, so that
+    // the root is in sight, however many there are.
     const tree = d3.cluster().nodeSize([RowHeight, Step]).separation(() => 1)(d3.hierarchy(root, (node) => node.children.values()));
+    tree.eachAfter((node) => { node.x = node.children?.[0].x ?? node.x; });
     const nodes = tree.descendants();
     const top = Math.min(...nodes.map((node) => node.x));
     const place = ({x, depth}) => [16 + depth * Step, 20 + x - top];
     const link = d3.linkHorizontal();
+    const pen = make('canvas').getContext('2d');
+    const labelOf = ({name, kind}) => {
+      pen.font = `${kind === 'mount' ? 700 : 400} 13px ${getComputedStyle(this.svg).fontFamily}`;
+      const text = fit(pen, name, Step - 40);
+      return {text, width: pen.measureText(text).width};
+    };
     const branches = tree.links().map(({source, target}) => {
       const [[x, y], [end, row]] = [place(source), place(target)];
-      const behind = Math.min(x + 18 + cut(show(source.data.name)).length * 7, x + Step - 30);
+      const behind = Math.min(x + 18 + labelOf(source.data).width, x + Step - 14);
       return make('svg:path', {class: 'branch', d: link({source: [behind, y], target: [end - 6, row]})});
     });
     const labels = nodes.map((at) => {
       const node = at.data;
       const [x, y] = place(at);
-      const label = cut(show(node.name));
+      const label = labelOf(node).text;
       return make('svg:g', {class: 'mount-node ' + node.kind, role: 'treeitem', ariaLabel: label, tabindex: node.place ? 0 : null,
         onclick: () => this.visit(node), onkeydown: (event) => event.key === 'Enter' && this.visit(node)},
       make('svg:title', {}, show(node.place ?? '')), make('svg:circle', {cx: x, cy: y, r: node.kind === 'mount' ? 7 : 5}),
@@ -177,7 +184,7 @@ Kestrel.views.push({
     this.svg.setAttribute('viewBox', `0 0 ${width} ${height}`);
     this.svg.style.width = width + 'px';
     this.svg.style.height = height + 'px';
-    this.svg.replaceChildren(...branches, ...labels);
+    Kestrel.replace(this.svg, [...branches, ...labels]);
   },
   visit(node) {
     if (node.kind === 'mount') Kestrel.goTo([...MountPath, node.place]);

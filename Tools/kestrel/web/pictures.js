@@ -100,9 +100,15 @@ Kestrel.views.push({
         pen.fillStyle = colour('c' + (1 + item.group));
         pen.fillRect(x, y, w, h);
         pen.fillStyle = colour('on-colour');
-        if (h > 20) pen.fillText(fit(pen, item.name, w - 14), x + 7, y + 14);
-        const second = measure === 'size' ? bytes(item.size) : count(item.count) + ' blocks';
-        if (h > 40) pen.fillText(fit(pen, second, w - 14), x + 7, y + 31);
+        // Whole or not at all: a part of a number is another number.
+        const write = (below, ...texts) => {
+          const text = texts.find((one) => pen.measureText(one).width <= w - 10);
+          if (text && h > below + 9) pen.fillText(text, x + 5, y + below);
+        };
+        const name = show(item.name);
+        write(14, name, name.replace('up to', '≤'));
+        if (measure === 'size') write(31, bytes(item.size));
+        else write(31, count(item.count) + ' blocks', count(item.count));
         return {x, y, w, h, item};
       }),
     });
@@ -166,6 +172,8 @@ Kestrel.views.push({
   },
   async refresh() {
     const rows = await readLevel(['MuRoot', 'Memory', 'AddressSpace']);
+    const [before, whole, middle] = [this.regions ?? [], this.whole, (this.from + this.to) / 2 * this.whole];
+    const index = before.findIndex((one) => middle < one.to);
     this.whole = 0;
     this.regions = rows.map(([, , begin, size, state, used, percent]) => {
       const one = {begin, size: toNumber(size) >>> 0, state, used: toNumber(used) || 0, percent: toNumber(percent) || 0};
@@ -174,6 +182,7 @@ Kestrel.views.push({
       one.to = this.whole += weight;
       return one;
     });
+    if (index >= 0) this.follow(before[index], index, middle - before[index].from, whole);
     const total = (state) => this.regions.filter((one) => one.state === state).reduce((all, one) => all + one.size, 0);
     const used = this.regions.reduce((all, one) => all + one.used, 0);
     this.sum.textContent = `${count(rows.length)} regions, ${bytes(total('C'))} committed, ${bytes(total('R'))} reserved, ${bytes(used)} used by counted blocks`;
@@ -181,6 +190,17 @@ Kestrel.views.push({
       .map((one) => ({cells: [one.begin, bytes(one.size), bytes(one.used), one.percent.toFixed(1)],
         pick: () => { this.zoom(Infinity); this.zoom(0.02, (one.from + one.to) / 2 / this.whole); }})));
     this.canvas.redraw();
+  },
+  // The region in the middle stays there, whatever came and went before it.
+  follow({begin, state}, index, offset, whole) {
+    if (this.to - this.from >= 1) return;
+    const same = this.regions.map((one, i) => [Math.abs(i - index), one])
+      .filter(([, one]) => one.begin === begin && one.state === state);
+    const [, now] = same.sort(([a], [b]) => a - b)[0] ?? [0, null];
+    const span = Math.min(1, (this.to - this.from) * whole / this.whole);
+    const centre = now ? (now.from + offset) / this.whole : (this.from + this.to) / 2;
+    this.from = Math.max(0, Math.min(1 - span, centre - span / 2));
+    this.to = this.from + span;
   },
   zoom(factor, centre = (this.from + this.to) / 2) {
     const span = Math.min(1, Math.max((this.to - this.from) * factor, 0.0005));
@@ -294,7 +314,7 @@ function addTreePicture({id, title, path, flat, rootName, text, searched, descri
     showFocus(node) {
       if (!node) return;
       this.focus = node;
-      this.crumbs.replaceChildren(...node.ancestors().reverse().map((at) => make('button', {type: 'button', onclick: () => this.canvas.focusOn(at)}, show(text(at.data)))));
+      Kestrel.replace(this.crumbs, node.ancestors().reverse().map((at) => make('button', {type: 'button', onclick: () => this.canvas.focusOn(at)}, show(text(at.data)))));
       const all = this.answer.nodes.length;
       this.sum.textContent = count(all) + (this.answer.whole ? '' : ' or more') + ' nodes' + (this.found ? `, ${count(this.found.length)} found` : '');
       this.facts.caption.textContent = this.found ? 'Found' : 'In ' + show(text(node.data));
