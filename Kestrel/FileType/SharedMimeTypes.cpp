@@ -1,6 +1,7 @@
 #include <Kestrel/FileType/SharedMimeTypes.h>
 
 #include <Kestrel/FileSystem/File.h>
+#include <Kestrel/FileSystem/Internal/Absence.h>
 #include <Kestrel/FileType/FileTypeManager.h>
 #include <Kestrel/FileType/Internal/BulkAdding.h>
 #include <Kestrel/FileType/Internal/ContentRuleSlots.h>
@@ -35,10 +36,11 @@ constexpr unsigned int MostDepth = 16;
 /// A missing file counts as empty where that is no failure.
 MuErrCode ReadWholeFile(IO::Location const & folder, char const * name, bool mayBeMissing,
                         Mu::String & content) {
-    IO::File file(IO::Location(folder, IO::Name(name)),
+    IO::Location const location(folder, IO::Name(name));
+    IO::File file(location,
                   mayBeMissing ? IO::File::OnNotFound::FailQuietly : IO::File::OnNotFound::Report);
     if (mayBeMissing && file.GetStatus() == IO::ErrFileNotFound)
-        return Mu::NoError;
+        return IO::IsCertainlyAbsent(location) ? Mu::NoError : Mu::Error;
     MuErrCode status = file.Open(IO::File::OpenMode::ReadOnlySharedToReadWrite);
     unsigned long long length = 0;
     if (status == Mu::NoError)

@@ -35,7 +35,8 @@ struct SharedMimeResult {
     };
 
     /// NoError; ErrFileNotFound and its like of the "globs2" of the folder; ErrMemoryFull; Error: the
-    /// manager is null, or a file is no part of a catalogue. Nothing is added after a failure.
+    /// manager is null, or a file cannot be read or is no part of a catalogue. Nothing is added after
+    /// a failure.
     MuErrCode status = Mu::Error;
     unsigned int typeCount = 0;
     unsigned int groupCount = 0;

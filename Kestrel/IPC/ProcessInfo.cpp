@@ -2,6 +2,7 @@
 
 #include <Kestrel/FileSystem/File.h>
 #include <Kestrel/FileSystem/FileSystem.h>
+#include <Kestrel/FileSystem/Internal/Absence.h>
 #include <Kestrel/IPC/CommunicatorPool.h>
 #include <Kestrel/IPC/Internal/ServicesLock.h>
 #include <Kestrel/IPC/Server.h>
@@ -16,7 +17,7 @@ MuErrCode DeleteIfThere(Location const & location) {
     bool isThere = true;
     MuErrCode const status = fileSystem.Contains(location, &isThere);
     if (status != NoError || !isThere)
-        return status;
+        return status == NoError && !IsCertainlyAbsent(location) ? Error : status;
     return fileSystem.Delete(location, DataSafety::IgnoreProtection,
                              AccessDeniedTreatment::RetryPrivate);
 }
@@ -91,13 +92,18 @@ Name ProcessInfo::GetProgramName() const {
     return name;
 }
 
-bool ProcessInfo::IsOfAnotherProgram() const {
+MuErrCode ProcessInfo::ReadIsOfAnotherProgram(bool * isOther) const {
+    Location const location = GetFileBeside(".name");
     PatientFile turn;
-    Mu::UniString name;
+    MuErrCode status = turn.Open(location, File::OnNotFound::FailQuietly, File::OpenMode::ReadOnly);
     // If it is missing, the servers are those of a program that does not write it.
-    return turn.Open(GetFileBeside(".name"), File::OnNotFound::FailQuietly,
-                     File::OpenMode::ReadOnly) == NoError &&
-           turn.Get().Read(name) == NoError && Name(name) != GetProgramName();
+    if (status == ErrFileNotFound && IsCertainlyAbsent(location))
+        return NoError;
+    Mu::UniString name;
+    if (status == NoError)
+        status = turn.Get().Read(name);
+    *isOther = Name(name) != GetProgramName();
+    return status;
 }
 
 MuErrCode ProcessInfo::WriteProgramName() const {
@@ -115,14 +121,11 @@ MuErrCode ProcessInfo::WriteServicesFile() const {
         return Error;
     Location const location = GetInfoFileLoc(false);
     auto const running = CommunicatorPool::Instance().GetServers();
-    if (running.IsEmpty()) {
-        MuErrCode const deleted = DeleteIfThere(location);
-        MuErrCode const alsoDeleted = DeleteIfThere(GetFileBeside(".name"));
-        return deleted == NoError && alsoDeleted == NoError ? NoError : Error;
-    }
-    // The name comes first, so that servers never appear under the name of an earlier program.
-    if (WriteProgramName() != NoError)
-        return Error;
+    if (running.IsEmpty())
+        return DeleteIfThere(location) == NoError &&
+                       DeleteIfThere(GetFileBeside(".name")) == NoError
+                   ? NoError
+                   : Error;
     // The file may still be open in a child of the process that wrote it before.
     PatientFile turn;
     if (turn.Open(location, File::OnNotFound::Create, File::OpenMode::WriteOnly) != NoError)
@@ -132,7 +135,10 @@ MuErrCode ProcessInfo::WriteServicesFile() const {
     for (Server const * const server : running)
         server->Write(file);
     MuErrCode const written = file.GetOutputStatus();
-    return file.Close() == NoError && written == NoError ? NoError : Error;
+    // The name comes last: if the servers cannot be written, those of an earlier program with this
+    // number must not appear under it.
+    return file.Close() == NoError && written == NoError && WriteProgramName() == NoError ? NoError
+                                                                                          : Error;
 }
 
 MuErrCode ProcessInfo::ObtainServerSet() const {
@@ -140,16 +146,20 @@ MuErrCode ProcessInfo::ObtainServerSet() const {
     ServicesLock const lock(GetInfoFileLoc(true));
     if (lock.GetStatus() != NoError)
         return Error;
+    Location const location = GetInfoFileLoc(false);
     PatientFile turn;
     MuErrCode const opened =
-        turn.Open(GetInfoFileLoc(false), File::OnNotFound::Report, File::OpenMode::ReadOnly);
+        turn.Open(location, File::OnNotFound::Report, File::OpenMode::ReadOnly);
     if (opened != NoError)
-        return opened == ErrFileNotFound ? NoError : Error;
+        return opened == ErrFileNotFound && IsCertainlyAbsent(location) ? NoError : Error;
     File & file = turn.Get();
-    if (IsOfAnotherProgram())
-        return NoError;
+    bool isOther = false;
+    MuErrCode status = ReadIsOfAnotherProgram(&isOther);
+    if (isOther)
+        return status == NoError ? NoError : Error;
     unsigned int count = 0;
-    MuErrCode status = file.Read(count);
+    if (status == NoError)
+        status = file.Read(count);
     for (; status == NoError && count > 0; --count) {
         ServerInfo server;
         status = server.Read(file);

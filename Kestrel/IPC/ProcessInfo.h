@@ -68,7 +68,7 @@ private:
     Location GetInfoFileLoc(bool isLock) const;
     Location GetFileBeside(char const * ending) const;
     Name GetProgramName() const;
-    bool IsOfAnotherProgram() const;
+    MuErrCode ReadIsOfAnotherProgram(bool * isOther) const;
     MuErrCode WriteProgramName() const;
 
     Process::Descriptor descriptor;

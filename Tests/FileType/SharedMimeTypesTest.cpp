@@ -205,7 +205,7 @@ TEST(SharedMimeTypes, RefuseWhatIsNoCatalogue) {
          {std::string(">0=\xFF\xFFx\n"), Rule(">0", "", ""), Rule("1>0", "x", ""),
           Rule(">0", "xyz", "~2"), Rule(">0", "x", "+0"), Rule(">0", "x", "~0"),
           Rule(">4294967296", "x", ""), Rule("x>0", "x", ""), Rule("0", "x", ""),
-          Rule(">0", "xyz", "&a"), Rule(">0", "x", "+"), std::string(">0=")})
+          Rule(">0", "xyz", "&a"), Rule(">0", "x", "&"), Rule(">0", "x", "+"), std::string(">0=")})
         refuse("magic", head + "[50:a/b]\n" + rule);
     refuse("magic", "MIME-magic" + head.substr(10) + "[50:a/b]\n" + Rule(">0", "x", ""));
     refuse("magic", head + Rule(">0", "x", ""));
@@ -268,7 +268,7 @@ TEST(SharedMimeTypes, AreLoadedAndIdentifiedThroughEveryFault) {
     catalogue.folder.Write("aliases", "application/x-zip application/zip\n");
     catalogue.folder.Write("a.zip", "PK");
     catalogue.folder.Write("a.odt", "");
-    auto const load = [&](bool failed, bool mayMiss) {
+    auto const load = [&](bool failed, bool mayMiss = false) {
         Tests::LogCapture log;
         Manager manager("m");
         SharedMimeResult const result = LoadSharedMimeTypes(&manager, catalogue.GetFolder());
@@ -279,7 +279,7 @@ TEST(SharedMimeTypes, AreLoadedAndIdentifiedThroughEveryFault) {
             EXPECT_EQ(result.typeCount + result.groupCount + result.testCount, 0u);
             return;
         }
-        // A file that is not there when it is asked for is one that the catalogue has not.
+        // A file that the system does not find is one that the catalogue has not.
         EXPECT_TRUE(mayMiss || (result.testCount == 1 && result.leftOut.GetSize() == 2));
         EXPECT_EQ(Manager::CountAllTypeChild(RootGroup), 2);
         IO::Location const folder = catalogue.GetFolder();
@@ -300,6 +300,11 @@ TEST(SharedMimeTypes, AreLoadedAndIdentifiedThroughEveryFault) {
         EXPECT_TRUE(Manager::ExactMatch(file, zip, RootGroup) || failed);
         EXPECT_FALSE(Manager::Match(file, odt, RootGroup));
     };
-    SweepAllocations([&](bool failed) { load(failed, false); });
+    SweepAllocations([&](bool failed) { load(failed); });
     Tests::SweepFileCallsBriefly([&](bool failed) { load(failed, failed); });
+    Tests::ScriptedFileCalls calls;
+    for (unsigned int n = 1; n == 1 || calls.Clear(); ++n) {
+        calls.Fail(Tests::FileCall::Any, n, IO::FileError::DiskFull);
+        load(true);
+    }
 }

@@ -152,24 +152,30 @@ TEST_F(Registry, ReportsEachCallThatFails) {
     server.RegisterService(IO::Location("name"), nullptr);
     ASSERT_EQ(server.Start(7, 7), IO::NoError);
     std::string const whole = folder.Read(GetOwnNumber());
+    std::string const stale("\1\0\0\0\1\0\0\0\0\0\0\0", 12);
     ProcessInfo process = GetThis();
     Tests::ScriptedFileCalls calls;
-    for (bool const isWriting : {true, false}) {
+    for (std::string const what : {"write", "read", "read another's", "delete"}) {
+        if (what == "delete")
+            server.Stop();
         bool isMet = true;
         for (unsigned int n = 1; isMet; ++n) {
-            folder.Write(GetOwnNumber(), isWriting ? "old" : whole);
+            folder.Write(GetOwnNumber(), what == "read" ? whole : stale);
+            if (what != "read")
+                folder.Write(GetOwnNumber() + ".name", std::string("\3\0\0\0o\0l\0d\0", 10));
             calls.Fail(Tests::FileCall::Any, n, IO::FileError::DiskFull);
             MuErrCode const status =
-                isWriting ? process.WriteServicesFile() : process.RefreshServerSet();
+                what[0] == 'r' ? process.RefreshServerSet() : process.WriteServicesFile();
             isMet = calls.Clear();
             EXPECT_TRUE(status == IO::NoError || (isMet && status == IO::Error)) << status;
-            EXPECT_TRUE(status != IO::NoError || folder.Read(GetOwnNumber()) == whole) << n;
-            // A file that is not found is none.
-            bool const isKnown =
-                status == IO::NoError && !(isMet && process.GetServerSet().IsEmpty());
-            EXPECT_TRUE(isWriting || !isKnown || ListServers(process) == "7:name,") << n;
+            bool const isKnown = what[0] == 'r' || process.RefreshServerSet() == IO::NoError;
+            std::string const found = ListServers(process);
+            EXPECT_TRUE(!isKnown || found != "1:") << what << n;
+            bool const isThere = what == "write" || what == "read";
+            EXPECT_TRUE(status != IO::NoError || found == (isThere ? "7:name," : "")) << what << n;
         }
     }
+    EXPECT_EQ(CountFiles(), 0u);
 }
 
 TEST_F(Registry, ListsAreTheseBytes) {
