@@ -28,7 +28,14 @@ struct Wire final : ForwardingSocketCalls {
 struct End final : IO::IPC::EndPoint {
     End() { socket = 5; }
     void ProcessError() override {}
-    void LocationArrived(IO::Location const & location) override { locations.push_back(location); }
+    void LocationArrived(IO::Location const & location) override {
+        locations.push_back(location);
+        char c = 0;
+        for (MuErrCode const status :
+             {GetIChannel().ReadBin(&c, 1, nullptr), GetIChannel().Skip(1, nullptr),
+              GetIChannel().PushBack(&c, 1)})
+            Fuzz::Require(status == IO::Error);
+    }
     std::vector<IO::Location> locations;
 };
 

@@ -127,19 +127,21 @@ void Connection::HandleMessage() {
         ForgetMessageEnd();
 }
 
-void Connection::Forget(Service const * gone) {
-    if (service != gone)
+void Connection::ChangeService(Mu::UniString const & name, Service * now) {
+    if (service == nullptr || serviceName != name)
         return;
-    service = nullptr;
+    service = now;
     SetState(state);
 }
 
 void Connection::LocationArrived(Location const & location) {
     if (server == nullptr)
         return;
-    Service * const * const found = server->GetServiceMap().Find(Service::Loc2Name(location));
-    if (found != nullptr)
+    Mu::UniString name = Service::Loc2Name(location);
+    if (Service * const * const found = server->GetServiceMap().Find(name)) {
         service = *found;
+        serviceName.Swap(name);
+    }
 }
 
 } // namespace IO::IPC

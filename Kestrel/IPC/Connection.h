@@ -2,6 +2,7 @@
 
 #include <Kestrel/IPC/EndPoint.h>
 #include <Kestrel/Root/Export.h>
+#include <Kestrel/Root/Text/UniString.h>
 
 namespace IO::IPC {
 
@@ -41,13 +42,14 @@ private:
     void HandleMessage();
     void GiveUp();
     void SetState(State next);
-    /// The service is no longer there.
-    void Forget(Service const * gone);
+    /// The name stands for another service now, or, with null, for none.
+    void ChangeService(Mu::UniString const & name, Service * now);
 
     State state;
     Server * server;
     Service * service = nullptr;
-    bool isEnding = false; // lost while in service
+    Mu::UniString serviceName; // by which the peer selected it
+    bool isEnding = false;     // lost while in service
     Life life;
 };
 

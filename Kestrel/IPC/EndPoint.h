@@ -39,7 +39,8 @@ public:
     void ProcessError() override = 0;
     /// A message waits. Once a pass, as long as one does. Does nothing here.
     virtual void SeparatorArrived();
-    /// A service selection has reached the read position. Does nothing here.
+    /// A service selection has reached the read position, perhaps in the middle of a read. What takes
+    /// bytes or pushes them back fails from inside, with Error. Does nothing here.
     virtual void LocationArrived(Location const & location);
 
     SocketIChannel & GetIChannel() { return input; }

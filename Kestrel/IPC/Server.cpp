@@ -142,19 +142,23 @@ void Server::ProcessError() {
 }
 
 void Server::RegisterService(Location const & location, Service * service) {
-    services.Set(Service::Loc2Name(location), service);
+    Mu::UniString const name = Service::Loc2Name(location);
+    services.Set(name, service);
+    ChangeService(name, service);
     ProcessInfoProvider::RenewServicesFile();
 }
 
 void Server::UnregisterService(Location const & location) {
     Mu::UniString const name = Service::Loc2Name(location);
-    if (Service * const * const found = services.Find(name)) {
-        for (auto const & [handle, connection] : connections)
-            if (connection != nullptr)
-                connection->Forget(*found);
-        services.Delete(name);
-    }
+    services.Delete(name);
+    ChangeService(name, nullptr);
     ProcessInfoProvider::RenewServicesFile();
+}
+
+void Server::ChangeService(Mu::UniString const & name, Service * now) {
+    for (auto const & [handle, connection] : connections)
+        if (connection != nullptr)
+            connection->ChangeService(name, now);
 }
 
 void Server::UnregisterConnection(Connection * connection) {

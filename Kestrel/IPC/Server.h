@@ -60,10 +60,10 @@ public:
     bool IsLoopbackOnly() const { return isLoopbackOnly; }
 
     /// Under the name that Service::Loc2Name makes of the location; a service that has it already is
-    /// replaced. Not owned. Writes the services file of this process, as do Start, Stop and
-    /// UnregisterService.
+    /// replaced, also for the connections that selected it. Not owned. Writes the services file of
+    /// this process, as do Start, Stop and UnregisterService.
     void RegisterService(Location const & location, Service * service);
-    /// Connections that selected it end their messages without an answer from then on.
+    /// Connections that selected it by this name get no answers from then on.
     void UnregisterService(Location const & location);
     ServiceMap & GetServiceMap() { return services; }
 
@@ -77,6 +77,7 @@ private:
                  Mu::StdAllocator<std::pair<unsigned long long const, Connection *>>>;
 
     void UnregisterConnection(Connection * connection);
+    void ChangeService(Mu::UniString const & name, Service * now);
     int Bind(unsigned int number) const;
     MuErrCode GiveUp();
     unsigned int GetChosenPort() const;

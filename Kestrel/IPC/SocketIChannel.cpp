@@ -101,7 +101,7 @@ void SocketIChannel::Clear() {
         PopFront();
     Free(mFrame);
     Free(mLocation);
-    mFrameIsFull = false;
+    mFrameIsFull = mIsEating = false;
     mFrameState = mLocationState = 0;
     mReceived = mWalked = mFirstOffset = mFrameUsed = 0;
     mSeparators.Clear();
@@ -314,27 +314,21 @@ void SocketIChannel::EatLocations() {
         Location const location(text != nullptr ? text : "");
         if (location.GetStatus() == ErrMemoryFull)
             Mu::ThrowOutOfMemory();
-        // It need not be legal: the name of a service is not a path with a drive.
-        if (location.GetStatus() == NoError)
-            HandOver(location, mark);
-        if (mark.IsOver())
-            return;
+        mIsEating = true; // it stays first meanwhile, and is not handed over again
+        try {
+            // It need not be legal: the name of a service is not a path with a drive.
+            if (location.GetStatus() == NoError)
+                mEndPoint.LocationArrived(location);
+        } catch (...) {
+            if (!mark.IsOver())
+                mIsEating = false;
+            throw;
+        }
+        if (mark.IsOver() || !std::exchange(mIsEating, false))
+            return; // deleted, or cleared for another connection
         mLocationBytes -= mBlocks.GetFront().capacity;
         PopFront();
     }
-}
-
-void SocketIChannel::HandOver(Location const & location, Life::Mark const & mark) {
-    mIsEating = true; // reads within must not notify of the same one again
-    try {
-        mEndPoint.LocationArrived(location);
-    } catch (...) {
-        if (!mark.IsOver())
-            mIsEating = false;
-        throw;
-    }
-    if (!mark.IsOver())
-        mIsEating = false;
 }
 
 // Reading.
@@ -443,8 +437,8 @@ void SocketIChannel::PassOver(unsigned int count) {
 
 MuErrCode SocketIChannel::ReadBin(char * data, unsigned int count, unsigned int * read) {
     Life::Mark const mark(mLife);
-    unsigned long long got;
-    MuErrCode const status = Begin(count, &got, mark);
+    unsigned long long got = 0;
+    MuErrCode const status = mIsEating ? Error : Begin(count, &got, mark);
     if (read != nullptr)
         *read = static_cast<unsigned int>(got);
     if (got != 0)
@@ -468,8 +462,8 @@ MuErrCode SocketIChannel::CopyBin(char * data, unsigned int count, unsigned int 
 
 MuErrCode SocketIChannel::Skip(unsigned long long count, unsigned long long * skipped) {
     Life::Mark const mark(mLife);
-    unsigned long long got;
-    MuErrCode const status = Begin(count, &got, mark);
+    unsigned long long got = 0;
+    MuErrCode const status = mIsEating ? Error : Begin(count, &got, mark);
     if (skipped != nullptr)
         *skipped = got;
     if (got == 0)
@@ -521,8 +515,8 @@ MuErrCode SocketIChannel::DirectInputAccess(unsigned int size, char ** data,
 }
 
 MuErrCode SocketIChannel::PushBack(char const * data, unsigned int count) {
-    if (count == 0)
-        return NoError;
+    if (count == 0 || mIsEating)
+        return count == 0 ? NoError : Error;
     bool const isMoreThanRead = count > mTaken - mPushedBack;
     Block * const first = mBlocks.IsEmpty() ? nullptr : &mBlocks.GetFront();
     unsigned int const inFirst =

@@ -114,7 +114,6 @@ private:
     void FinishFrame();
     unsigned int AppendToLocation(char const * data, unsigned int count);
     void FinishLocation();
-    void HandOver(Location const & location, Life::Mark const & mark);
     void PassOver(unsigned int count);
     void Grow(Growing & block, unsigned int more);
     void Free(Growing & block);

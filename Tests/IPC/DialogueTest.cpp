@@ -508,10 +508,20 @@ TEST_F(Dialogue, HoldsBackWhoSendsMoreThanIsTakenOrReadsNoAnswers) {
 
 TEST_F(Dialogue, KeepsWhatNoServiceTakesAndLosesWhatEndsInNoMessage) {
     Start(Answer);
+    auto const ask = [&] {
+        WriteMessage(*client, "x");
+        Pass();
+        return client->GetISeparatorCount() == 0 ? "none" : ReadMessage(*client);
+    };
+    server->RegisterService(IO::Location("Other"), service.get());
+    server->UnregisterService(IO::Location("Other"));
+    EXPECT_EQ(ask(), "x!") << "of the name that the client has selected";
+    TestService later([](Connection & one) { WriteMessage(one, ReadMessage(one) + "?"); });
+    server->RegisterService(IO::Location("Proc"), &later);
+    service.reset();
+    EXPECT_EQ(ask(), "x?");
     server->UnregisterService(IO::Location("Proc"));
-    WriteMessage(*client, "x");
-    Pass();
-    EXPECT_EQ(network.toClients, "");
+    EXPECT_EQ(ask(), "none");
     Mu::Array<SocketInterest> sockets;
     EXPECT_FALSE(pool.ListSockets(sockets)) << "no reason to pass again";
     pool.SetMessageLimit(1000);
@@ -561,6 +571,12 @@ TEST_F(Dialogue, SurvivesWhoeverGoesInACall) {
     EXPECT_EQ(client->GetIChannel().ReadBin(&c, 1, &read), IO::EOI);
     EXPECT_EQ(read, 0u);
     Pass();
+
+    // So is a Flush.
+    Start([&](Connection &) { client.reset(); });
+    WriteMessage(*client, "x");
+    WriteMessage(*client, std::string(100000, 'x'));
+    EXPECT_EQ(client->GetOChannel().Flush(), IO::OutputClosed);
 }
 
 TEST_F(Dialogue, TellsOfConnectionsThatFail) {
