@@ -241,19 +241,15 @@ MuErrCode File::WriteRest(char const * source, unsigned int count, unsigned int 
     }
     Turn const turn(*this);
     MuErrCode result = CheckFlag(writeable);
-    if (readable && result == NoError && outputBuffer.GetStatus() == NoError)
+    if (result == NoError)
+        result =
+            outputBuffer.GetStatus(); // the buffer could still take a few bytes after a failure
+    if (readable && result == NoError)
         result = LeaveReadAhead();
-    bool const isTried = result == NoError;
-    if (isTried)
+    if (result == NoError)
         result = outputBuffer.Put(source, count);
     unsigned int const put = result == NoError ? count : 0;
     position += put;
-    unsigned long long reached;
-    // The next write overwrites a partial one. Where input is still buffered, no write was
-    // attempted, and the entry's position is behind that input.
-    if (isTried && readable && result != NoError && inputBuffer.GetDataSize() == 0)
-        (void)entry->Seek(FileEntry::SeekOrigin::Beginning, static_cast<long long>(position),
-                          &reached);
     *written = put;
     return result;
 }
@@ -322,7 +318,17 @@ MuErrCode File::InternalWrite(char const * source, unsigned int count, unsigned 
          {Level::Error, "Writing file \"%\" in folder \"%\": internal error (OS errors: %)"}},
     };
     *written = 0;
-    switch (entry->Write(source, count, written)) {
+    FileEntry::WriteStatus const result = entry->Write(source, count, written);
+    // After a failure, the next write overwrites what arrived. Where that would leave a gap behind
+    // the end, for what was buffered and is lost, the position moves back instead.
+    constexpr auto sought = FileEntry::SeekStatus::Done;
+    unsigned long long reached = 0;
+    if (result != FileEntry::WriteStatus::Done &&
+        entry->Seek(FileEntry::SeekOrigin::Beginning, static_cast<long long>(position), &reached) !=
+            sought &&
+        entry->Seek(FileEntry::SeekOrigin::Current, 0, &reached) == sought)
+        position = reached;
+    switch (result) {
     case FileEntry::WriteStatus::Done: return NoError;
     case FileEntry::WriteStatus::DeviceFull: return EOO;
     case FileEntry::WriteStatus::WriteError: return ReportOutcome(failures, 0, {EntryOf{location}});

@@ -186,7 +186,9 @@ public:
     virtual MuErrCode GetLocation(Location * location) const;
 
     // Output. All of these return a bad GetStatus first, and Error when not open for writing. A
-    // status sticks until ResetOutputStatus; EOO is a full device.
+    // status sticks until ResetOutputStatus, and nothing is written meanwhile; EOO is a full
+    // device. After a failure, what was buffered is lost, and the position is where the next byte
+    // goes: where it was, or at the end of the file if that is nearer.
 
     KESTREL_INLINE_API MuErrCode WriteBin(char const * source, unsigned int count,
                                           unsigned int * written) override {

@@ -397,26 +397,31 @@ TEST_P(FileOn, IsAStringWithACursor) {
     }
 }
 
-// What was written in part is written over: the next byte goes where the caller stands.
+// What was written in part is written over: the next byte goes where the caller stands, which is no
+// further than the end where a buffer has lost something. What is refused is not written later.
 TEST(File, StandsWhereItStoodWhenAWriteOrALengthFails) {
     using Tests::FileCall;
     Tests::TempFolder const disk;
     for (FileCall const call : {FileCall::WriteFile, FileCall::SetEndOfFile})
         for (Mode const mode : {Mode::ReadWrite, Mode::WriteOnly}) {
-            if (call == FileCall::WriteFile && mode == Mode::WriteOnly)
-                continue; // which holds what it could not write
-            disk.Write("file", "0123456789");
+            bool const writes = call == FileCall::WriteFile;
+            disk.Write("file", "01234");
             File file(Location(disk.GetPortable("file").c_str()));
             ASSERT_EQ(file.Open(mode), IO::NoError);
             ASSERT_EQ(file.SetPosition(2), IO::NoError);
             Tests::ScriptedFileCalls calls;
             calls.Fail(call, 1, IO::FileError::DiskFull, false, 3);
-            EXPECT_EQ(call == FileCall::WriteFile ? Put(file, "abcdef") : file.SetDataLength(7),
-                      IO::EOO);
+            EXPECT_TRUE(!writes || Put(file, "abcdef") == IO::EOO || mode == Mode::WriteOnly);
+            EXPECT_EQ(writes ? file.Flush() : file.SetDataLength(7), IO::EOO);
             calls.Clear();
+            EXPECT_EQ(writes ? Put(file, "refused") : IO::EOO, IO::EOO);
             file.ResetOutputStatus();
             EXPECT_EQ(Put(file, "X"), IO::NoError);
+            unsigned long long const end = PositionOf(file);
             EXPECT_EQ(file.Close(), IO::NoError);
-            EXPECT_EQ(disk.Read("file"), call == FileCall::WriteFile ? "01Xbc56789" : "01X3456789");
+            EXPECT_EQ(disk.Read("file"), !writes                   ? "01X34"
+                                         : mode == Mode::ReadWrite ? "01Xbc"
+                                                                   : "01abcX");
+            EXPECT_EQ(end, disk.Read("file").find('X') + 1);
         }
 }
