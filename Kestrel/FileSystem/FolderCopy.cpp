@@ -50,7 +50,10 @@ MuErrCode CopyFileWithReadWrite(Folder const & source, Name const & from, Folder
         return Error;
     if (MuErrCode const opened = in.Open(File::OpenMode::ReadOnly, retry); opened != NoError)
         return ToCopyCode(opened);
-    File out(target, to, File::OnNotFound::Create);
+    // In a step of its own, so that a file created by someone else meanwhile is not written to.
+    if (MuErrCode const created = target.CreateFile(to); created != NoError)
+        return created == ErrTargetExists ? created : Error;
+    File out(target, to);
     if (!KeptFolder::Lend(target, to, out))
         return Error;
     if (MuErrCode const opened = out.Open(File::OpenMode::WriteOnly, retry); opened != NoError)
@@ -71,13 +74,17 @@ bool CopyEntryWithReadWriteCallback(Folder const & folder, Name const & name, bo
     TransferStep const step(TransferStep::below, name.ToString());
     state.failure =
         step.IsEnded() ? Error : CopyEntryWithReadWrite(folder, name, state.target, name);
+    if (state.failure == ErrTargetExists)
+        state.failure = Error; // the target of the copy itself is new
     return state.failure == NoError;
 }
 
 MuErrCode CopyFolderWithReadWrite(Folder const & source, Name const & from, Folder & target,
                                   Name const & to) {
     Folder const in(source, from);
-    Folder out(target, to, Folder::OnNotFound::Create);
+    if (MuErrCode const created = target.CreateFolder(to); created != NoError)
+        return created == ErrTargetExists ? created : Error;
+    Folder out(target, to);
     if (out.GetStatus() != NoError)
         return out.GetStatus();
     KeptFolder const kept(target, to, out);
@@ -159,8 +166,8 @@ MuErrCode CopyBetweenFileSystems(Folder const & source, Name const & from, Folde
     HalfMadeEntry made(target, to);
     MuErrCode const copied =
         step.IsEnded() ? Error : CopyEntryWithReadWrite(source, from, target, to);
-    if (copied == NoError)
-        made.SetWhole();
+    if (copied == NoError || copied == ErrTargetExists)
+        made.SetWhole(); // or it is not ours
     return copied;
 }
 

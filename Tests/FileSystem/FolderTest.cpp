@@ -14,6 +14,7 @@
 #include <Kestrel/Root/Threads/Thread.h>
 
 #include <algorithm>
+#include <filesystem>
 #include <random>
 #include <set>
 
@@ -580,6 +581,34 @@ TEST(Folder, LeavesNothingOfACopyOrMoveThatFails) {
         calls.Clear();
         EXPECT_EQ(List(target), row.copied == IO::NoError ? Names{"copied"} : Names{});
         EXPECT_EQ(from.Read("file"), std::string(40000, 'x'));
+    }
+    // Nor of one that somebody else was faster than: what they put there stays, and what they took
+    // away is missed as late as when it is to be deleted.
+    for (bool const takes : {false, true}) {
+        MuErrCode last = IO::NoError;
+        bool isMet = true;
+        for (unsigned int n = 1; isMet; ++n) {
+            Tests::Place const from(false);
+            Tests::Place const to(true);
+            from.Write("file", "x");
+            Folder source(from.GetRoot());
+            Folder target(to.GetRoot());
+            Tests::ScriptedFileCalls calls;
+            isMet = false;
+            calls.Before(n, [&] {
+                isMet = true;
+                std::error_code isOpen; // and stays on Windows
+                if (takes)
+                    std::filesystem::remove(from.GetPath() / "file", isOpen);
+                else if (!std::filesystem::exists(to.GetPath() / "moved"))
+                    to.GetDisk().Write("below/moved", "theirs");
+            });
+            MuErrCode const status = source.Move("file", target, "moved", Safety::KeepProtected);
+            calls.onCall = nullptr;
+            EXPECT_EQ(to.Read("moved"), status == IO::NoError ? "x" : takes ? "(none)" : "theirs");
+            last = status != IO::NoError ? status : last;
+        }
+        EXPECT_EQ(last, takes ? IO::ErrSourceNotFound : IO::ErrTargetExists);
     }
 }
 

@@ -136,6 +136,12 @@ bool IsGone(EntryPath entry) {
     return error == FileError::FileNotFound || error == FileError::PathNotFound;
 }
 
+// Someone else may have been faster.
+DeleteStatus DeleteFoundEntry(EntryPath entry, bool isFolder, bool force) {
+    DeleteStatus const status = DeleteEntry(entry, isFolder, force);
+    return status == DeleteStatus::Other && IsGone(entry) ? DeleteStatus::EntryNotFound : status;
+}
+
 /// One copy of a tree: remembers the target's top folder, so that it does not copy itself.
 class TreeCopy {
 public:
@@ -370,13 +376,11 @@ DeleteStatus DeleteHeld(EntryPath entry, bool force) {
         return DeleteStatus::EntryNotFound;
     return error != FileError::None
                ? TranslateDenial<DeleteStatus>(error)
-               : DeleteEntry(entry, (attributes & FileAttribute::Folder) != 0, force);
+               : DeleteFoundEntry(entry, (attributes & FileAttribute::Folder) != 0, force);
 }
 
 DeleteStatus DeleteFound(FolderSearch const & search, bool force) {
-    EntryPath const entry = search.GetEntryPath();
-    DeleteStatus const status = DeleteEntry(entry, search.GetEntry().IsFolder(), force);
-    return status == DeleteStatus::Other && IsGone(entry) ? DeleteStatus::EntryNotFound : status;
+    return DeleteFoundEntry(search.GetEntryPath(), search.GetEntry().IsFolder(), force);
 }
 
 bool CanWriteInto(PathText folder) {
