@@ -53,8 +53,7 @@ void TransferStep::Enter(PathText text, bool isBelow) {
         scope->path.Append(u"\\");
     scope->path.Append(Mu::ConstSubstring(text));
     scope->progress.place.Assign(scope->path, begin);
-    if (outer == nullptr)
-        scope->isFailing = false;
+    scope->isFailing = false; // the work goes on
     scope->step = this;
     ++scope->progress.entries;
     scope->Report();

@@ -1,5 +1,6 @@
 // Long work that shows itself, is ended, and goes on behind what fails.
 
+#include <Kestrel/FileSystem/Internal/TransferStep.h>
 #include <Kestrel/FileSystem/TransferScope.h>
 #include <Kestrel/FileSystem/TreeEnumerator.h>
 
@@ -124,6 +125,7 @@ TEST(TransferScopeSkips, GoesOnBehindWhatFailsAndNamesIt) {
         Watch watch;
         watch.skips = skips;
         IO::TransferScope const scope(watch);
+        IO::TransferStep const around(u"walk");
         unsigned int count = 0;
         calls.Fail(Tests::FileCall::CopyFile, 1, IO::FileError::DiskFull);
         EXPECT_EQ(IO::fileSystem.Copy(place / "tree", place / "copy"), IO::ErrDeviceFull);
@@ -133,8 +135,12 @@ TEST(TransferScopeSkips, GoesOnBehindWhatFailsAndNamesIt) {
         EXPECT_TRUE(watch.failed[0].starts_with(std::to_string(IO::ErrDeviceFull)));
         EXPECT_NE(watch.failed[0].find("CopyFile: 112"), std::string::npos);
         EXPECT_NE(watch.failed[0].find("\\tree\\"), std::string::npos);
-        if (!skips)
+        if (!skips) {
+            calls.Fail(Tests::FileCall::CopyFile, 1, IO::FileError::DiskFull);
+            EXPECT_EQ(IO::fileSystem.Copy(place / "tree", place / "copy"), IO::ErrDeviceFull);
+            EXPECT_EQ(watch.failed.size(), 2u) << "a refusal is for the one copy";
             continue;
+        }
         // The first is that of the folder itself, which is no file.
         calls.Fail(Tests::FileCall::DeleteFile, 2, IO::FileError::AccessDenied);
         EXPECT_EQ(IO::fileSystem.Delete(place / "copy", IO::DataSafety::KeepProtected,
