@@ -173,7 +173,8 @@ MuErrCode File::GetAvailable(unsigned long long * available) const {
         return check;
     unsigned long long length = 0;
     MuErrCode const result = GetDataLength(&length); // also counts what was read in line
-    if (result == NoError && length > position)
+    // The position is before the beginning, modulo 2^64, after more was pushed back than was read.
+    if (result == NoError && static_cast<long long>(length - position) > 0)
         *available = length - position;
     return result;
 }

@@ -71,7 +71,11 @@ TEST_P(FileOn, StaysAsItIsWhenItIsOpenedAgain) {
     place.Write("file", "abc");
     File file(place / "file");
     ASSERT_EQ(file.Open(Mode::ReadOnly), IO::NoError);
-    EXPECT_EQ(Get(file, 2), "ab");
+    unsigned long long available = 0;
+    EXPECT_EQ(file.PushBack("<", 1), IO::NoError);
+    EXPECT_EQ(file.GetAvailable(&available), IO::NoError);
+    EXPECT_EQ(available, 4u);
+    EXPECT_EQ(Get(file, 3), "<ab");
     EXPECT_EQ(file.Open(Mode::WriteOnlyEmpty), IO::NoError);
     EXPECT_FALSE(file.CheckWriteOperation());
     EXPECT_EQ(PositionOf(file), 2u);
