@@ -93,23 +93,39 @@ bool IsNumber(char const * name, int * number) {
 int Spawn(char const * file, char * const * arguments, bool searches) {
     posix_spawnattr_t attributes;
     ::posix_spawnattr_init(&attributes);
-    sigset_t none;
-    ::sigemptyset(&none);
-    ::posix_spawnattr_setsigmask(&attributes, &none);
-    ::posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSID);
+    sigset_t set;
+    ::sigemptyset(&set);
+    ::posix_spawnattr_setsigmask(&attributes, &set);
+    ::sigfillset(&set); // what this process ignores, the program need not know to ignore
+    ::posix_spawnattr_setsigdefault(&attributes, &set);
+    ::posix_spawnattr_setflags(&attributes,
+                               POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSID);
     pid_t started;
     auto const spawn = searches ? ::posix_spawnp : ::posix_spawn;
     return spawn(&started, file, nullptr, &attributes, arguments, environ);
 }
 
+// The result comes through a pipe: a host that ignores SIGCHLD, or that waits for any child, leaves no
+// exit status of the one in between.
 int Start(char const * file, char * const * arguments, bool searches) {
-    pid_t const between = ::fork();
-    if (between == 0)
-        ::_exit(Spawn(file, arguments, searches));
-    int status = 0;
-    if (between < 0 || Retry([&] { return ::waitpid(between, &status, 0); }) != between)
+    int ends[2];
+    if (::pipe2(ends, O_CLOEXEC) != 0)
         return errno;
-    return WIFEXITED(status) ? WEXITSTATUS(status) : EIO;
+    pid_t const between = ::fork();
+    if (between == 0) {
+        int const result = Spawn(file, arguments, searches);
+        Retry([&] { return ::write(ends[1], &result, sizeof(result)); });
+        ::_exit(0);
+    }
+    int result = between < 0 ? errno : 0;
+    ::close(ends[1]);
+    if (between > 0 &&
+        Retry([&] { return ::read(ends[0], &result, sizeof(result)); }) != sizeof(result))
+        result = EIO;
+    ::close(ends[0]);
+    if (between > 0)
+        Retry([&] { return ::waitpid(between, nullptr, 0); });
+    return result;
 }
 
 } // namespace
