@@ -143,7 +143,9 @@ bool CommunicatorPool::Pass::ListInterests(CommunicatorPool const & pool) {
     isForPass = true;
     for (Entry const & entry : pool.entries) {
         SocketInterest const interest = GetInterest(entry);
-        unsigned int const wanted = PollEvent::Except | (interest.read ? PollEvent::Read : 0u) |
+        bool const isInVain = entry.isListening && pool.isShortOfSockets;
+        unsigned int const wanted = PollEvent::Except |
+                                    (interest.read && !isInVain ? PollEvent::Read : 0u) |
                                     (interest.write ? PollEvent::Write : 0u);
         polled.push_back({entry.socket, static_cast<unsigned char>(wanted), 0});
         isForPass = isForPass && (entry.isListening || (GetWanted(entry) & ~wanted) == 0);
@@ -305,6 +307,7 @@ void CommunicatorPool::ProcessCommunication() {
 }
 
 void CommunicatorPool::MakePass(bool looks) {
+    isShortOfSockets = false;
     if (!entries.empty()) {
         bool const isLooked = seen != nullptr && !isSomeoneLost && IsSeenFresh();
         Pass::Use pass(*this, std::exchange(seen, nullptr));
@@ -425,10 +428,15 @@ bool CommunicatorPool::WaitForSockets(unsigned long long microseconds) {
         return true;
     }
     if (pass->ListInterests(*this)) {
+        // A connection that cannot be accepted would end each wait at once; nothing reports that
+        // there is a socket for it again.
+        constexpr unsigned long long Step = static_cast<unsigned long long>(WaitStep * 1e6);
+        if (isShortOfSockets)
+            microseconds = std::min(microseconds, Step);
         if (Look(*pass, static_cast<long long>(microseconds)) != Socket::WSAError::None)
             return true;
         if (!pass->IsAnyReady())
-            return false;
+            return isShortOfSockets;
         if (pass->IsForPass())
             pass.Keep();
         mayOnlySend = true;

@@ -99,6 +99,7 @@ public:
 
 private:
     friend class EndPoint;
+    friend class Server;
 
     struct Entry {
         unsigned long long socket;
@@ -148,6 +149,7 @@ private:
     int depth = 0;
     void (*processFunction)() = nullptr;
     bool isSomeoneLost = false;
+    bool isShortOfSockets = false; // none was left for a connection, in the last pass
     bool mayOnlySend = false;      // the sockets were polled since a pass that only sent
     bool isAnsweredAtOnce = false; // the last wait was over before anybody could fall asleep
     unsigned long long unreadLimit = 16ull << 20;

@@ -115,6 +115,8 @@ void Server::ProcessRead() {
 void Server::Accept() {
     // If the peer has disconnected before, there is nothing to accept; the next pass tries again.
     unsigned long long const accepted = Socket::Accept(socket, nullptr);
+    if (Socket::InvalidSocket(accepted) && Socket::GetLastError() == Socket::OtherSocketError)
+        CommunicatorPool::Instance().isShortOfSockets = true;
     if (Socket::InvalidSocket(accepted) || connections.find(accepted) != connections.end())
         return;
     Socket::GetSocketCalls().SetSockOpt(accepted, Socket::OptionLevel::TCP,

@@ -6,6 +6,8 @@
 #include <Kestrel/IPC/Internal/BlockStore.h>
 #include <Kestrel/IPC/Server.h>
 #include <Kestrel/IPC/Service.h>
+#include <Kestrel/Root/Time/Clock.h>
+#include <Kestrel/Socket/Platform/ForwardingSocketCalls.h>
 #include <Kestrel/Socket/SocketFunctions.h>
 
 #include "Tests/Support/FaultSweep.h"
@@ -781,8 +783,29 @@ TEST(BlockStore, KeepsSoManyUnusedBlocks) {
 }
 
 TEST_F(RealDialogue, WorksOverTheLoopback) {
+    struct NoneLeft final : IO::Socket::ForwardingSocketCalls {
+        NoneLeft() : ForwardingSocketCalls(IO::Socket::SetSocketCalls(this)) {}
+        ~NoneLeft() override { IO::Socket::SetSocketCalls(&GetBelow()); }
+        unsigned int Accept(unsigned long long, unsigned long long * accepted,
+                            IO::Socket::SocketAddress *) override {
+            *accepted = IO::Socket::NoSocket;
+            return IO::Socket::WSAError::TooManyFiles;
+        }
+    };
     Client client;
     Connect(client);
+    Client late;
+    {
+        NoneLeft const calls;
+        Connect(late);
+        unsigned long long const start = Mu::GetClock().GetMonotonicMicroseconds();
+        for (int i = 0; i < 4; ++i, pool.Process())
+            pool.Wait(9);
+        auto const waited = Mu::GetClock().GetMonotonicMicroseconds() - start;
+        EXPECT_TRUE(waited > 100000 && waited < 9000000) << "nor again and again: " << waited;
+    }
+    PassUntil([&] { return CountSockets() == 5; });
+    late.Disconnect();
     for (std::size_t const size : {0u, 1u, 1000u, 1000000u}) {
         std::string const text(size, 'q');
         WriteMessage(client, text);
