@@ -9,7 +9,7 @@ namespace IO::IPC {
 
 /// An application that has run on this machine: its name, its version and its program file.
 ///
-/// Two are equal when they lie at the same place.
+/// Two are equal if their program files are at the same location.
 ///
 /// Memory:  that of its text and its location. Mu::OutOfMemoryException on shortage.
 /// Threads: a plain value; one writer, or any number of readers.
@@ -20,9 +20,9 @@ public:
     Mu::ClassInfo const & GetClassInfo() const override;
     ApplicationInfo * Clone() const override;
     ~ApplicationInfo() override;
-    /// After a failure the fields that came before it are the new ones.
+    /// After a failure, the fields in front of the one that failed have been replaced.
     MuErrCode Read(Mu::IChannel & channel) override;
-    /// The name, the version and the path, without a frame.
+    /// Writes the name, the version and the path, without a frame.
     MuErrCode Write(Mu::OChannel & channel) const override;
 
     ApplicationInfo();

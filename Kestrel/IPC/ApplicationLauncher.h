@@ -6,39 +6,40 @@
 
 namespace IO::IPC {
 
-/// The applications of this machine, among which this one enters itself, and the way to start them.
+/// The applications of this machine, which this one adds itself to, and a way to start them.
 ///
 ///     ApplicationLauncher::SetThisApp("Calculator", 3);
 ///     for (auto const & [name, versions] : ApplicationLauncher::Instance().GetList())
 ///         ...
 ///
-/// Whether one of them runs is another question: see ProcessInfoProvider.
+/// It does not show whether one of them is running; see ProcessInfoProvider for that.
 ///
 /// Memory:  the list.
 /// Threads: the one that drives the pool.
-/// Failure: none from the file: what cannot be read is missing from the list.
+/// Failure: none from the file: entries that cannot be read are missing from the list.
 class KESTREL_API ApplicationLauncher {
 public:
-    /// Before the first Instance; later it changes nothing in the list.
+    /// To be called before the first Instance; later it has no effect on the list.
     static void SetThisApp(Mu::String const & name, int version);
-    /// The first call reads the list from its file, and writes it back when this application, with
-    /// its version, was not in it.
-    // Kept: an application that has moved stays in the list where it was; and one that could not read
-    // the file replaces it, even if that was so for a moment only.
+    /// The first call reads the list from its file, and writes it back if this application, with
+    /// its version, was missing.
+    // Kept: an application that has moved keeps its old entry; and one that could not read the file
+    // replaces it, even if the failure was temporary.
     static ApplicationLauncher & Instance();
     ApplicationLauncher(ApplicationLauncher const &) = delete;
     ApplicationLauncher & operator=(ApplicationLauncher const &) = delete;
 
     ApplicationInfo const & This() const { return *thisApplication; }
-    /// As it was at the first Instance.
+    /// The entry of this application as of the first Instance.
     ApplicationList const & GetList() const { return list; }
-    /// Not registered with any server; see its header for what it lets peers do. Ours.
+    /// The service, which is not registered with any server; see its header for what it lets peers
+    /// do. Owned by this object.
     Service * GetService() { return &service; }
 
-    /// Starts the program, or opens the file with what the user has for its kind, and does not wait
-    /// for it. Error: it cannot be started. The status of a location that has no path.
-    // Kept: the parameters are joined with a blank between two and nothing round one, so that one
-    // with blanks arrives as several.
+    /// Starts the program, or opens the file with the user's program for its type, and does not
+    /// wait for it. Error: it cannot be started. A location without a path returns its status.
+    // Kept: the parameters are joined by single spaces without quotes, so one that contains spaces
+    // arrives as several.
     MuErrCode Launch(Location const & program, Mu::Array<Mu::UniString> const & parameters);
 
 private:

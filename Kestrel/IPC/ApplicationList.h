@@ -7,25 +7,25 @@
 
 namespace IO::IPC {
 
-/// The applications of this machine by name, each name with all known versions; and the file that
-/// holds them for all programs.
+/// The applications of this machine by name, each with all known versions, and the file that stores
+/// them for all programs.
 ///
-/// The file is "IPC.11.dat" in the data folder of Setup. It is open for one program alone while it
-/// is read or written, and nothing orders a reading and the writing that follows: of two applications
-/// that enter themselves at the same time, one may be lost.
+/// The file is "IPC.11.dat" in the data folder of Setup. Only one program can have it open at a
+/// time, but reading and then writing it is not one step: if two applications add themselves at the
+/// same time, one of the entries may be lost.
 ///
 /// Memory:  its entries. Mu::OutOfMemoryException on shortage, but ErrMemoryFull from Read.
 /// Threads: one at a time.
-/// Failure: statuses. After one of reading the list holds what was read.
+/// Failure: statuses. After a failed Read the list contains the entries that were read.
 class KESTREL_API ApplicationList : public Mu::HashTable<Mu::String, Mu::Array<ApplicationInfo>> {
 public:
     using HashTable::Read;
     using HashTable::Write;
 
-    /// Replaces the list by that of the file. The status of the opening, such as ErrFileNotFound, or
-    /// of the reading.
+    /// Replaces the list with the content of the file. Returns the status of opening the file, such
+    /// as ErrFileNotFound, or of reading it.
     MuErrCode Read();
-    /// Replaces the file.
+    /// Replaces the content of the file.
     MuErrCode Write();
 
 private:

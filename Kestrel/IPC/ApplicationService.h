@@ -7,19 +7,19 @@ namespace IO::IPC {
 
 /// Reports to a peer which applications have run on this machine, and starts programs for it.
 ///
-/// Whoever can connect to a server with this service can start any program of this machine with any
-/// parameters, under the user of this process. Register it only with a server that is
-/// SetLoopbackOnly, or where everybody who reaches the machine may do that.
+/// Anyone who can connect to a server with this service can start any program of this machine with
+/// any parameters, as the user of this process. Register it only with a server that is
+/// SetLoopbackOnly, or where everyone who can reach the machine is allowed to do that.
 ///
-/// A request is a Mu::String, and what the command takes:
+/// A request is a Mu::String, followed by the parameters of the command:
 ///
-/// | Command   | takes                                             | is answered by                |
+/// | Command   | parameters                                        | response                      |
 /// |-----------|---------------------------------------------------|-------------------------------|
 /// | "GetList" |                                                   | the ApplicationList           |
 /// | "This"    |                                                   | an ApplicationInfo            |
 /// | "Launch"  | the program, Location; Mu::Array<Mu::UniString>   | the status, int               |
 ///
-/// The answer to any other request is empty.
+/// The response to any other request is empty.
 ///
 /// Threads: the one that drives the pool.
 class KESTREL_API ApplicationService final : public Service {

@@ -8,7 +8,7 @@
 
 namespace IO::IPC {
 
-/// The calling end of a connection to a service.
+/// The client's end of a connection to a service.
 ///
 ///     Client client;
 ///     client.Connect(Location("ipc://localhost:65000/Calculator"));
@@ -19,14 +19,15 @@ namespace IO::IPC {
 ///         client.GetIChannel().Read(answer);
 ///     }
 ///
-/// Connect does not wait for the connection; what is written before it stands is lost, so drive the
-/// pool until GetConnectState says Connected, or write in ClientObserver::ClientConnected.
+/// Connect does not wait until the connection is established; data written before that is lost, so
+/// drive the pool until GetConnectState returns Connected, or write in
+/// ClientObserver::ClientConnected.
 ///
 /// Memory:  its channels.
 /// Threads: the one that drives the pool.
-/// Failure: Error when a connection cannot be begun. What fails later notifies the observers and
-///          shows in GetConnectState and IsOk. After it the client may connect again; what the
-///          earlier connection left unread is dropped then.
+/// Failure: Error if a connection cannot be started. Later failures are reported to the observers
+///          and by GetConnectState and IsOk. The client may then connect again, which discards
+///          unread data of the earlier connection.
 class KESTREL_API Client : public EndPoint, public Mu::EventSource {
 public:
     enum ConnectState : int { NotConnected = 0, Connecting = 1, Connected = 2 };
@@ -39,24 +40,25 @@ public:
     void ProcessWrite() override;
     void ProcessError() override;
 
-    /// To scheme://host:port/service. NoError: the connection stands or is under way. Error: there
-    /// is one already, the location names no host and port, or it failed at once.
+    /// Connects to scheme://host:port/service. NoError: the connection is established or in
+    /// progress. Error: there already is one, the location has no host or port, or the attempt
+    /// failed at once.
     MuErrCode Connect(Location const & location);
     void Disconnect();
     ConnectState GetConnectState() const { return mState; }
     Location const & GetPendingConnectLocation() const { return mLocation; }
-    /// How long a connection may take, at most a day. 30 at first.
+    /// The time limit for establishing a connection, at most a day; 30 seconds by default.
     void SetConnectTimeout(int seconds);
-    /// Messages go to that service from the next one on. While connected only. The status of a
-    /// location that is not healthy; nothing is selected then.
+    /// Selects the service that receives the messages from the next one on. Only while connected.
+    /// Returns the status of an unhealthy location, and selects nothing then.
     MuErrCode SelectService(Location const & location);
     // Not owned; an observer detaches itself before it is destroyed.
     void Attach(ClientObserver & observer) { EventSource::Attach(observer); }
     void Detach(ClientObserver & observer) { EventSource::Detach(observer); }
-    /// Checks whether the connection is established now. For the pool.
+    /// Checks whether the connection is established now. Called by the pool.
     void ProcessPendingConnect();
 
-    /// Host and port of the location's URL. Error: it has no port.
+    /// The host and port of the location's URL. Error: it has no port.
     static MuErrCode InterpretAddress(Location const & location, Mu::String & host, int & port);
 
 private:

@@ -11,12 +11,12 @@ namespace IO::IPC {
 
 class Client;
 
-/// Is notified when a client gets and loses its connection, from inside Connect, Disconnect or a
-/// pass. May detach itself, and delete the client, in the call.
+/// Is notified when a client connects and disconnects, from within Connect, Disconnect or a pass of
+/// the pool. May detach itself and delete the client in the call.
 class KESTREL_API ClientObserver : public Mu::EventObserver {
 public:
     virtual void ClientConnected(Client & client, Location const & location) = 0;
-    /// `whileConnecting`: it was never established.
+    /// `whileConnecting`: the connection was never established.
     virtual void ClientDisconnected(Client & client, bool whileConnecting) = 0;
 };
 

@@ -5,8 +5,8 @@
 
 namespace IO::IPC {
 
-/// Whatever owns a socket that the pool looks after: a listening server, either end of a connection,
-/// or a host's own.
+/// An owner of a socket that the pool serves: a listening server, either end of a connection, or a
+/// class of the host.
 ///
 /// A derived class sets the socket, registers itself with CommunicatorPool, and unregisters before
 /// the socket closes.
@@ -18,20 +18,20 @@ public:
     Communicator(Communicator const &) = delete;
     Communicator & operator=(Communicator const &) = delete;
 
-    /// Whether ProcessWrite is to be called at every pass, even when the socket takes nothing.
+    /// Whether ProcessWrite is called on every pass, even if the socket is not writable.
     virtual bool AlwaysWrite() const;
-    /// There is something to read, or to accept, or the peer has gone.
+    /// There is data to read or a connection to accept, or the peer has closed the connection.
     virtual void ProcessRead() = 0;
-    /// The socket takes bytes.
+    /// The socket is writable.
     virtual void ProcessWrite() = 0;
-    /// The socket is in error or closed. The object may delete itself here; the pool does not touch
-    /// it any more.
+    /// The socket has an error or is closed. The object may delete itself here; the pool does not
+    /// access it afterwards.
     virtual void ProcessError() = 0;
 
     unsigned long long GetSocket() const { return socket; }
 
 protected:
-    /// Makes sure that the pool is there, and outlives this.
+    /// Ensures that the pool exists, and outlives this object.
     Communicator();
 
     unsigned long long socket = 0;

@@ -20,80 +20,81 @@ class Communicator;
 class EndPoint;
 class Server;
 
-/// What a socket of the pool waits for, for an event loop of the host's own.
+/// What a socket of the pool waits for, for an event loop of the host.
 struct SocketInterest {
     unsigned long long socket;
-    bool read;  ///< bytes, a connection to accept, or the peer's end
-    bool write; ///< room to send, or a requested connection is established
+    bool read;  ///< data, a connection to accept, or the end of the peer's data
+    bool write; ///< space to send, or the completion of a connect
 };
 
-/// The engine of all connections: one pass looks at every socket of the process, without waiting.
+/// The event loop of all connections: one pass serves every ready socket of the process, without
+/// waiting.
 ///
-/// There is no thread here. Something must call Process again and again: the host's main loop, with
-/// Wait between two passes, or a loop of its own that asks ListSockets what to wait for. Reads and
-/// writes that wait call it from inside, so a pass may run inside a pass, and anybody may be
-/// registered, unregistered or deleted in any call from one.
+/// It has no thread of its own. The host must call Process repeatedly: in its main loop, with Wait
+/// between two passes, or in a loop of its own that asks ListSockets what to wait for. Blocking
+/// reads and writes call it internally, so passes may be nested, and any object may be registered,
+/// unregistered or deleted in any call from a pass.
 ///
 ///     for (;;) {
 ///         pool.Process();
 ///         pool.Wait(1.0);
 ///     }
 ///
-/// Memory:  the lists, which are kept for the next pass.
+/// Memory:  the lists, which are reused by the next pass.
 /// Threads: one drives the pool and everything that is registered with it.
-/// Failure: none from a pass; those it finds lost get a ProcessError. Mu::OutOfMemoryException goes
-///          through to the caller, and the next pass goes on.
+/// Failure: none from a pass; connections that it finds lost get a ProcessError.
+///          Mu::OutOfMemoryException is passed to the caller, and the next pass continues.
 class KESTREL_API CommunicatorPool {
 public:
-    /// In seconds; how long blocked reads and writes sleep at most between two passes.
+    /// The longest time, in seconds, that blocked reads and writes sleep between two passes.
     static constexpr double WaitStep = 0.05;
 
     static CommunicatorPool & Instance();
     CommunicatorPool(CommunicatorPool const &) = delete;
     CommunicatorPool & operator=(CommunicatorPool const &) = delete;
 
-    /// One pass, or the function in its place.
+    /// Runs one pass, or the function that replaces it.
     void Process();
-    /// One pass, without waiting.
+    /// Runs one pass, without waiting.
     void ProcessCommunication();
-    /// Puts a function in the place of the pass, which may end by calling ProcessCommunication; null
-    /// takes it away. Returns the one before.
+    /// Replaces the pass by a function, which may end by calling ProcessCommunication; null
+    /// restores the pass. Returns the previous function.
     void (*SetProcessFunc(void (*function)()))();
-    /// Sleeps so many seconds of the root's clock, or until a pass would find something to do. Where
-    /// the last wait was over within 100 us, and with at most eight sockets, it first looks up to
-    /// forty times, giving way to other threads in between: a quick conversation costs processor
-    /// time instead of being woken for each answer.
+    /// Sleeps for the seconds of the root's clock, or until a pass would find work. If the last
+    /// wait ended within 100 us, and with at most eight sockets, it first polls up to forty times,
+    /// yielding to other threads in between: a fast conversation then costs processor time instead
+    /// of a wake-up for each reply.
     void Wait(double seconds);
-    /// All sockets and what they wait for, in the place of what the list held; a client that another
-    /// one to the same place comes before waits for nothing. True: a pass has work already, whatever
-    /// the sockets do.
+    /// Replaces the list by all sockets and what they wait for; a client behind another one that
+    /// connects to the same address waits for nothing. True: a pass has work already, regardless of
+    /// the sockets.
     bool ListSockets(Mu::Array<SocketInterest> & sockets) const;
 
-    /// An entry with the same socket is replaced. Not owned.
+    /// Replaces an entry with the same socket. Not owned.
     void Register(Communicator * communicator);
-    /// Nothing happens when the entry of its socket is another one, or there is none.
+    /// Does nothing if its socket is not registered, or with another object.
     void UnRegister(Communicator * communicator);
     void RegisterServer(Server * server);
     void UnRegisterServer(Server * server);
-    /// The client waits for its connection and gets a ProcessPendingConnect at each pass; of clients
-    /// that go to the same place, one at a pass.
+    /// The client is connecting, and gets a ProcessPendingConnect on each pass; of several clients
+    /// with the same address, one per pass.
     void RegisterPendingConnect(Client * client);
     void UnRegisterPendingConnect(Client * client);
-    /// Null: no such socket.
+    /// Null if the socket is not registered.
     Communicator * GetCommunicator(unsigned long long socket) const;
     bool IsRegistered(Communicator * communicator) const;
-    /// The servers that run.
+    /// The running servers.
     Mu::HashSet<Server *> const & GetServers() const { return servers; }
-    /// How many are registered, and for each the socket, its kind and its peer.
+    /// Writes the number of registered sockets, and for each the socket, its kind and its peer.
     MuErrCode WriteCommunicators(Mu::OChannel & channel) const;
 
-    /// How much a connection may hold unread, in bytes, while a whole message waits; with more it is
-    /// not read from until some is taken, so that TCP holds the sender back. A server's connection
-    /// that holds more unsent gets no service until some has left. 16 MiB at first.
+    /// How many unread bytes a connection may hold while a whole message is waiting. Above that it
+    /// is not read from until the data is consumed, so that TCP slows the sender down. A server's
+    /// connection with more unsent bytes is not served until some are sent. 16 MiB by default.
     void SetUnreadLimit(unsigned long long bytes) { unreadLimit = bytes; }
     unsigned long long GetUnreadLimit() const { return unreadLimit; }
-    /// How much may come without being read or forming a message before the connection is given up
-    /// as hostile. 1 GiB at first.
+    /// How many bytes may arrive without being read or completing a message before the connection
+    /// is closed as hostile. 1 GiB by default.
     void SetMessageLimit(unsigned long long bytes) { messageLimit = bytes; }
     unsigned long long GetMessageLimit() const { return messageLimit; }
 
@@ -104,9 +105,9 @@ private:
     struct Entry {
         unsigned long long socket;
         Communicator * communicator;
-        EndPoint * endPoint;       // the same one, if it is any
-        unsigned long long serial; // never given twice
-        bool maySleep;             // does nothing of its own at a pass
+        EndPoint * endPoint;       // the same object, if it is an end point
+        unsigned long long serial; // unique
+        bool maySleep;             // does nothing by itself on a pass
         bool isListening;          // a server, which never writes
         bool isAwake;
     };
@@ -118,7 +119,7 @@ private:
     CommunicatorPool();
     ~CommunicatorPool();
 
-    /// A pass that leaves polling the sockets to the wait right after it.
+    /// A pass that leaves polling the sockets to the wait that follows it.
     void ProcessBeforeWait();
     void MakePass(bool looks);
     void SomeoneIsLost() { isSomeoneLost = true; }
@@ -131,7 +132,7 @@ private:
     Entries::const_iterator Find(unsigned long long socket) const;
     Entry const & Get(unsigned long long socket, std::size_t * near) const;
     void ProcessPendingConnects();
-    /// The end point has something to do in a pass without new input.
+    /// Whether the end point has work for a pass without new input.
     void Wake(EndPoint & endPoint);
     void SetAwake(Entry & entry);
     void SetAsleep(unsigned long long socket);
@@ -141,7 +142,7 @@ private:
 
     Entries entries; // by socket
     unsigned long long lastSerial = 0;
-    // Those that a pass looks at even when nothing comes; room for all is kept. By socket.
+    // Entries that a pass visits even if nothing arrives, by socket; their capacity is reserved.
     Sockets awake;
     unsigned long long changes = 0; // of `awake`
     Mu::HashSet<Server *> servers;
@@ -151,10 +152,10 @@ private:
     bool isSomeoneLost = false;
     bool isShortOfSockets = false; // none was left for a connection, in the last pass
     bool mayOnlySend = false;      // the sockets were polled since a pass that only sent
-    bool isAnsweredAtOnce = false; // the last wait was over before anybody could fall asleep
+    bool isAnsweredAtOnce = false; // the last wait ended before another thread could run
     unsigned long long unreadLimit = 16ull << 20;
     unsigned long long messageLimit = 1ull << 30;
-    Pass * spare = nullptr;        // lists of passes that are over, for the next ones
+    Pass * spare = nullptr;        // lists of finished passes, for the next ones
     Pass * seen = nullptr;         // what the last wait found, for the next pass
     unsigned long long seenAt = 0; // monotonic microseconds
 };

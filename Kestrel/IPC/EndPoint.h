@@ -10,13 +10,13 @@ namespace IO::IPC {
 
 /// One end of a connection: a socket with a channel for each direction.
 ///
-/// Memory:  that of the channels; an end that never sent or received holds no buffer.
+/// Memory:  that of the channels; an end point that never sent or received has no buffers.
 /// Threads: the one that drives the pool.
-/// Failure: nothing throws because a peer is lost: IsOk becomes false, and the channels say why.
+/// Failure: losing the peer throws nothing: IsOk becomes false, and the channels return the cause.
 class KESTREL_API EndPoint : public Communicator {
 public:
-    /// While it lives, reads from the end point stop at the end of the present message; its end
-    /// throws away what was left of it. Everybody reads messages under such a guard.
+    /// While it exists, reads from the end point stop at the end of the current message; its
+    /// destructor discards the rest of the message. Messages are always read under such a guard.
     class KESTREL_API InputSeparatorGuard {
     public:
         explicit InputSeparatorGuard(EndPoint & endPoint);
@@ -32,36 +32,36 @@ public:
 
     ~EndPoint() override;
 
-    /// True: what waits is offered to the socket at every pass.
+    /// True: waiting data is offered to the socket on every pass.
     bool AlwaysWrite() const override;
     void ProcessRead() override;
     void ProcessWrite() override;
     void ProcessError() override = 0;
-    /// A message waits. Once a pass, as long as one does. Does nothing here.
+    /// Called on each pass while a message is waiting. Does nothing here.
     virtual void SeparatorArrived();
-    /// A service selection has reached the read position, perhaps in the middle of a read. What takes
-    /// bytes or pushes them back fails from inside, with Error. Does nothing here.
+    /// Called when a service selection reaches the read position, possibly in the middle of a read.
+    /// Reading, skipping and pushing back bytes in the call returns Error. Does nothing here.
     virtual void LocationArrived(Location const & location);
 
     SocketIChannel & GetIChannel() { return input; }
     SocketOChannel & GetOChannel() { return output; }
-    /// Messages that wait to be read.
+    /// Number of messages waiting to be read.
     unsigned int GetISeparatorCount() const { return input.GetSeparatorCount(); }
-    /// Messages whose ends have not left yet.
+    /// Number of messages that are not completely sent.
     unsigned int GetOSeparatorCount() const { return output.GetSeparatorCount(); }
-    /// Neither channel has failed.
+    /// Whether neither channel has failed.
     bool IsOk() const {
         return input.GetInputStatus() == NoError && output.GetOutputStatus() == NoError;
     }
 
-    /// The other end, in dotted form. Error when there is none.
+    /// The peer's address in dotted form. Error if there is none.
     MuErrCode GetPeer(Mu::String & host, unsigned int & port) const;
-    /// host:port, with an empty host when there is none.
+    /// host:port; the host is empty if there is no peer.
     Mu::String GetPeerString() const;
 
-    /// Drives the pool until a message waits. Error: the connection is lost, or the time was over,
-    /// even if a message came just then; so with 0 seconds always. Waits in steps of 0.05 s, which
-    /// end early when a socket of the pool is ready.
+    /// Drives the pool until a message is waiting. Error: the connection is lost, or the time is
+    /// over, even if a message arrived in the last moment; so always for 0 seconds. Waits in steps
+    /// of 0.05 s, which end early if a socket of the pool becomes ready.
     MuErrCode WaitNextSeparator(double seconds);
 
 protected:
@@ -69,17 +69,17 @@ protected:
 
     EndPoint();
 
-    /// Whether SeparatorArrived would do something with a message that waits. While it says so, the
-    /// pool does not sleep before the next pass.
+    /// Whether SeparatorArrived would do anything with a waiting message. While it returns true,
+    /// the pool does not sleep before the next pass.
     void SetTakesMessages(bool takes) { takesMessages = takes; }
-    /// More waits to be sent than CommunicatorPool::GetUnreadLimit: the peer does not read it.
+    /// More data is unsent than CommunicatorPool::GetUnreadLimit, as the peer does not read it.
     bool IsPeerBehind() const;
-    /// After the handling of a message: an EOI that only its end has made goes.
+    /// Called after a message was handled: removes an EOI that only the end of the message caused.
     void ForgetMessageEnd();
-    /// The connection is over: closes the socket, or, where the pool knows it, lets the next pass
-    /// call ProcessError.
+    /// The connection is over: closes the socket, or, if the pool has it, lets the next pass call
+    /// ProcessError.
     void CloseAfterFailure(unsigned long long lost);
-    /// Both channels as new, for a new connection.
+    /// Resets both channels for a new connection.
     void ResetChannels();
 
 private:
@@ -90,16 +90,16 @@ private:
     bool WantsRead() const;
     bool WantsPass() const;
     bool HasRest() const { return input.HasRest(); }
-    /// Nothing to send, to hand over or to find out: only what comes can change that.
+    /// There is nothing to send, deliver or check: only input can change that.
     bool IsIdle() const;
-    /// Called before there is something to send.
+    /// Called before data is queued for sending.
     void Wake();
 
     SocketIChannel input;
     SocketOChannel output;
     bool takesMessages = false;
-    bool isAwake = false; // the pool looks here at each pass
-    bool isLost = false;  // the connection; the socket stays ours until ProcessError
+    bool isAwake = false; // the pool visits this on each pass
+    bool isLost = false;  // the connection; the socket remains ours until ProcessError
 };
 
 } // namespace IO::IPC

@@ -8,11 +8,11 @@
 
 namespace IO::IPC {
 
-/// A queue of plain values that keeps its memory: what is taken at the front makes room again for
-/// what comes at the end, so that a steady flow allocates nothing.
+/// A queue of plain values that reuses its memory: space freed at the front is used again at the
+/// end, so that a steady flow allocates nothing.
 ///
-/// Memory:  one block of the root, taken by the first value, kept until the end.
-/// Failure: Mu::OutOfMemoryException from what adds; nothing is changed then.
+/// Memory:  one block of the root, allocated by the first value and freed by the destructor.
+/// Failure: Mu::OutOfMemoryException from operations that add; the queue is unchanged then.
 template <typename T>
 class FrontQueue {
 public:
@@ -26,7 +26,7 @@ public:
     T const & GetBack() const { return items.back(); }
 
     void PushBack(T value) { items.push_back(std::move(value)); }
-    /// In front of the value at `index`; at the end for the size.
+    /// Inserts in front of the value at `index`; at the end if it equals the size.
     void Insert(std::size_t index, T value) {
         if (index == 0 && head != 0)
             items[--head] = std::move(value);
@@ -34,7 +34,7 @@ public:
             items.insert(items.begin() + static_cast<std::ptrdiff_t>(head + index),
                          std::move(value));
     }
-    /// The next PushBack cannot fail.
+    /// After that the next PushBack cannot fail.
     void ReserveOne() {
         if (items.size() == items.capacity())
             items.reserve(items.empty() ? 8 : items.size() * 2);
@@ -60,7 +60,7 @@ public:
 
 private:
     std::vector<T, Mu::StdAllocator<T>> items;
-    std::size_t head = 0; // how many in front were taken
+    std::size_t head = 0; // number of values removed at the front
 };
 
 } // namespace IO::IPC

@@ -4,13 +4,13 @@
 
 namespace IO::IPC {
 
-/// Lets code on the stack see whether the object that it works on was deleted by what it called.
-/// The pool runs inside blocked reads and writes, and anything may end there.
+/// Lets code on the stack detect that the object that it works on was deleted by a call. The pool
+/// runs inside blocking reads and writes, and any object may be deleted there.
 ///
 ///     Life::Mark const mark(life);
 ///     CommunicatorPool::Instance().Process();
 ///     if (mark.IsOver())
-///         return Error; // and touch no member
+///         return Error; // and access no member
 ///
 /// Memory: none. Threads: one.
 class KESTREL_API Life {
@@ -26,7 +26,7 @@ public:
 
     private:
         friend class Life;
-        Life * life; // null once the object is gone
+        Life * life; // null once the object is deleted
         Mark * outer;
     };
 

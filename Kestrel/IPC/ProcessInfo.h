@@ -13,10 +13,10 @@ namespace IO::IPC {
 
 /// A process, and on demand the servers that it runs.
 ///
-/// A process says what servers it runs in a file in the data folder, named by its number. The file
-/// outlives a process that ends without stopping them. So that it is not taken for that of a program
-/// of another name which has the number since, the name of the program stands in a file beside it,
-/// with ".name" behind the number.
+/// A process publishes its servers in a file in the data folder that is named after its number. The
+/// file outlives a process that ends without stopping its servers. To distinguish it from that of
+/// another program that has the same number now, a second file, with ".name" after the number,
+/// stores the name of the program.
 ///
 ///     ProcessInfoProvider & provider = ProcessInfoProvider::Instance();
 ///     provider.AddProcessName("calculator");
@@ -38,29 +38,30 @@ public:
     ProcessInfo * Clone() const override;
     ~ProcessInfo() override;
     MuErrCode Read(Mu::IChannel & channel) override;
-    /// The descriptor, whether the servers are known, and if so their set.
+    /// Writes the descriptor, whether the servers are known, and if so their set.
     MuErrCode Write(Mu::OChannel & channel) const override;
 
-    /// Its servers are not known yet.
+    /// Its servers are unknown.
     ProcessInfo();
     ProcessInfo(Process::Descriptor const & descriptor);
     ProcessInfo(ProcessInfo const & other);
     ProcessInfo & operator=(ProcessInfo const & other);
 
     Process::Descriptor const & GetDescriptor() const { return descriptor; }
-    /// Whether the servers are known: read from the file, or come along with what Read got.
+    /// Whether the servers are known: read from the file, or received together with this object by
+    /// Read.
     bool HasServerSet() const { return servers.has_value(); }
-    /// The servers. Reads them from the file of the process when they are not known, and keeps them:
-    /// what changes later shows in another ProcessInfo. Empty also when they could not be read.
+    /// The servers. Reads them from the file of the process unless they are known, and caches them;
+    /// later changes appear in a new ProcessInfo. Also empty if they could not be read.
     ServerSet const & GetServerSet() const;
-    /// The status of the reading, for callers that must distinguish a process without servers from
-    /// one whose file cannot be read. Replaces what was known.
-    // A process without the file has no servers: NoError. The file may be held by its writer for a
-    // moment; Error when it stays so, and when it cannot be read or is damaged, with the servers
-    // that were read before the damage.
+    /// Reads them again and returns the status, for callers that must distinguish a process without
+    /// servers from one whose file cannot be read.
+    // A process without a file has no servers: NoError. The file may be locked by its writer for a
+    // moment; Error if it remains so, and if it cannot be read or is damaged, with the servers that
+    // were read before the damage.
     MuErrCode RefreshServerSet() { return ObtainServerSet(); }
-    /// Writes the running servers of the process that calls this to the file of this one's number, or
-    /// deletes it when none run. Error: the file cannot be written.
+    /// Writes the running servers of the calling process to the file with the number of this one,
+    /// or deletes the file if none are running. Error: the file cannot be written.
     MuErrCode WriteServicesFile() const;
 
 private:
@@ -72,10 +73,10 @@ private:
     MuErrCode WriteProgramName() const;
 
     Process::Descriptor descriptor;
-    mutable std::optional<ServerSet> servers; // none: not known
+    mutable std::optional<ServerSet> servers; // none: unknown
 };
 
-/// Processes by the name of their program; those of one name in the order of the system.
+/// Processes by the name of their program; those with the same name are in the system's order.
 using ProcessList = Mu::HashTable<Mu::UniString, Mu::Array<ProcessInfo>>;
 
 } // namespace IO::IPC

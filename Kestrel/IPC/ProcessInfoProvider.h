@@ -8,38 +8,38 @@ namespace IO::IPC {
 
 /// Which of the running processes are of interest, and which of them is this one.
 ///
-/// Of interest are those whose program has one of the names that were added; at first the other
-/// instances of this program. A list is a look at the system, which only Refresh renews.
+/// Processes of interest are those whose program has one of the added names; by default the other
+/// instances of this program. The list is a snapshot, which only Refresh renews.
 ///
-/// Memory:  the list. Mu::OutOfMemoryException on shortage; the list is the earlier one then.
-/// Threads: the one that drives the pool; there is one walk over the processes at a time.
-/// Failure: none. A system that cannot be queried yields an empty list.
+/// Memory:  the list. Mu::OutOfMemoryException on shortage; the list is unchanged then.
+/// Threads: the one that drives the pool; only one walk over the processes can run at a time.
+/// Failure: none. If the system cannot be queried, the list is empty.
 class KESTREL_API ProcessInfoProvider {
 public:
-    /// Queries the processes when it is first called.
+    /// The first call queries the processes.
     static ProcessInfoProvider & Instance();
     ProcessInfoProvider(ProcessInfoProvider const &) = delete;
     ProcessInfoProvider & operator=(ProcessInfoProvider const &) = delete;
 
-    /// This process: as in the list, or, when it is not in there, as Process::GetActualProcess
-    /// describes it. Valid until the next Refresh.
+    /// This process: its entry in the list, or, if it is not in the list, the result of
+    /// Process::GetActualProcess. Valid until the next Refresh.
     ProcessInfo const & This() const;
-    /// The processes of interest at the last Refresh, which ends the life of what is in it.
+    /// The processes of interest as of the last Refresh. Valid until the next one.
     ProcessList const & GetList() const { return list; }
-    /// Not registered with any server. Ours.
+    /// The service, which is not registered with any server. Owned by this object.
     Service * GetService() { return &service; }
 
-    /// A program's name, with its extension or, for ".exe", without. As the platform compares names,
-    /// but one without the extension in lower case. Counts from the next Refresh on.
+    /// Adds a program's name, with its extension or, for ".exe", without. Names are compared as on
+    /// the platform; one without the extension in lower case. Takes effect at the next Refresh.
     void AddProcessName(Mu::UniString const & name) { names.Insert(name); }
     void RemoveProcessName(Mu::UniString const & name) { names.Delete(name); }
     Mu::HashSet<Mu::UniString> const & GetProcessNames() const { return names; }
     void Refresh();
-    /// Writes the file of this process; see ProcessInfo.
+    /// Writes the services file of this process; see ProcessInfo.
     void WriteServicesFile();
-    /// The same for the pool and its servers, whenever one or a service comes or goes, also when the
-    /// one object is over. A process that cannot be found by name can still be connected to,
-    /// so no failure counts.
+    /// The same for the pool and its servers, when a server or service comes or goes, even after
+    /// the instance was destroyed. A process that cannot be found by name can still be connected
+    /// to, so failures are ignored.
     static void RenewServicesFile() noexcept;
 
 private:

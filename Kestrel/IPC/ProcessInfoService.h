@@ -5,19 +5,19 @@
 
 namespace IO::IPC {
 
-/// Reports to a peer what ProcessInfoProvider knows, and the connections of this process.
+/// Reports to a peer the data of ProcessInfoProvider, and the connections of this process.
 ///
-/// A request is a Mu::String, and what the command takes:
+/// A request is a Mu::String, followed by the parameters of the command:
 ///
-/// | Command         | takes                               | is answered by                         |
+/// | Command         | parameters                          | response                               |
 /// |-----------------|-------------------------------------|----------------------------------------|
 /// | "GetList"       |                                     | a ProcessList, renewed for it          |
 /// | "This"          |                                     | a ProcessInfo                          |
 /// | "Communicators" |                                     | CommunicatorPool::WriteCommunicators   |
-/// | "Inspect"       | the socket, unsigned int; one char: | the WriteDetails of the channels; both |
-/// |                 | "i", "o", or "b" for both           | one behind the other for "b"           |
+/// | "Inspect"       | the socket, unsigned int; one char: | the WriteDetails of the channels; for  |
+/// |                 | "i", "o", or "b" for both           | "b" the input's, then the output's     |
 ///
-/// Any other request, and a socket that is no connection's, has an empty answer.
+/// The response to any other request, and for a socket that is not a connection's, is empty.
 ///
 ///     server.RegisterService(Location("Processes"), ProcessInfoProvider::Instance().GetService());
 ///

@@ -25,49 +25,50 @@ class Service;
 ///     server.RegisterService(Location("Calculator"), &calculator);
 ///     server.Start(65000, 65100);
 ///
-/// Without SetLoopbackOnly, everybody who reaches this machine may connect, and nobody is asked who
-/// he is.
+/// Without SetLoopbackOnly, everyone who can reach this machine can connect; there is no
+/// authentication.
 ///
 /// Memory:  its tables and its connections. Mu::OutOfMemoryException on shortage.
 /// Threads: the one that drives the pool.
-/// Failure: Start returns Error, and Socket::GetLastError says why. A listening socket in error stops
-///          the server.
+/// Failure: Start returns Error, and Socket::GetLastError returns the cause. An error of the
+///          listening socket stops the server.
 class KESTREL_API Server : public Communicator {
 public:
     using ServiceMap = Mu::HashTable<Mu::UniString, Service *>;
 
     Server();
-    /// Ends its connections, and stops.
+    /// Closes its connections, and stops.
     ~Server() override;
 
     void ProcessRead() override;
     void ProcessWrite() override;
     void ProcessError() override;
 
-    /// Listens on the first port of the range that is free; for 0, on one that the system chooses.
-    /// Error: none is, or the system refused.
-    // Kept: with firstPort above lastPort the system chooses the port, and GetPort returns firstPort
-    // all the same. A server that runs gets a new socket, and the old one stays open.
+    /// Listens on the first free port of the range; for 0, on one that the system chooses. Error:
+    /// no port is free, or the system refused.
+    // Kept: if firstPort is above lastPort, the system chooses the port, and GetPort returns
+    // firstPort nevertheless. Starting a running server opens a new socket and leaves the old one
+    // open.
     MuErrCode Start(unsigned int firstPort, unsigned int lastPort);
     /// Existing connections continue.
     void Stop();
     bool IsRunning() const { return port != 0; }
-    /// 0: it does not run.
+    /// 0 if it is not running.
     unsigned int GetPort() const { return port; }
-    /// Whether only programs of this machine can connect. False at first; counts from the next Start
-    /// on.
+    /// Whether only programs on this machine can connect. False by default; takes effect at the
+    /// next Start.
     void SetLoopbackOnly(bool isOn) { isLoopbackOnly = isOn; }
     bool IsLoopbackOnly() const { return isLoopbackOnly; }
 
-    /// Under the name that Service::Loc2Name makes of the location; a service that has it already is
-    /// replaced, also for the connections that selected it. Not owned. Writes the services file of
-    /// this process, as do Start, Stop and UnregisterService.
+    /// Registers a service under the name that Service::Loc2Name makes of the location, and
+    /// replaces the service that has it, also for the connections that selected it. Not owned.
+    /// Writes the services file of this process, as do Start, Stop and UnregisterService.
     void RegisterService(Location const & location, Service * service);
-    /// Connections that selected it by this name get no answers from then on.
+    /// Connections that selected the service by this name get empty responses from then on.
     void UnregisterService(Location const & location);
     ServiceMap & GetServiceMap() { return services; }
 
-    /// The port, the number of services and their names. The statuses are not checked.
+    /// Writes the port, the number of services and their names. The statuses are not checked.
     void Write(Mu::OChannel & channel) const;
 
 private:

@@ -7,9 +7,9 @@
 
 namespace IO::IPC {
 
-/// What a process says of one of its servers: the port, and the names of its services.
+/// What a process publishes about one of its servers: the port, and the names of its services.
 ///
-/// In a set, two of one port are the same.
+/// A set contains at most one for each port.
 ///
 /// Memory:  that of the names. Mu::OutOfMemoryException on shortage, from Read too.
 /// Threads: a plain value; one writer, or any number of readers.
@@ -22,9 +22,10 @@ public:
     Mu::ClassInfo const & GetClassInfo() const override;
     ServerInfo * Clone() const override;
     ~ServerInfo() override;
-    /// After a failure behind the port, the port is 0 and the set holds what was read.
+    /// After a failure behind the port, the port is 0 and the set contains the names that were
+    /// read.
     MuErrCode Read(Mu::IChannel & channel) override;
-    /// The port, the number of services and their names, without a frame.
+    /// Writes the port, the number of services and their names, without a frame.
     MuErrCode Write(Mu::OChannel & channel) const override;
 
     ServerInfo();

@@ -9,8 +9,8 @@ namespace IO::IPC {
 
 class Connection;
 
-/// What a server offers under a name: gets the messages of those who selected it and replies to
-/// them.
+/// What a server offers under a name: receives the messages of the clients that selected it and
+/// responds to them.
 ///
 ///     void SeparatorArrived(Connection & connection) override {
 ///         EndPoint::InputSeparatorGuard const guard(connection);
@@ -20,18 +20,18 @@ class Connection;
 ///         connection.GetOChannel().WriteSeparator();
 ///     }
 ///
-/// It writes a separator in every case, for the peer waits for one, and does not flush: the pool
+/// It must write a separator in every case, as the peer waits for one, and need not flush: the pool
 /// sends. Not owned by the server; unregister it before it is destroyed.
 ///
-/// Threads: the one that drives the pool, which a slow service holds up.
+/// Threads: the one that drives the pool, which a slow service blocks.
 class KESTREL_API Service : public Mu::Allocated {
 public:
     virtual ~Service();
-    /// A whole message waits. May delete the server, and with it the connection; a connection that
-    /// is lost meanwhile lives on until the call is over.
+    /// A whole message is waiting. May delete the server, and with it the connection; a connection
+    /// that is lost during the call is deleted after it.
     virtual void SeparatorArrived(Connection & connection) = 0;
 
-    /// What services are known by: the names of the local part with "/" between them.
+    /// The name of a service: the names of the local part, separated by "/".
     static Mu::UniString Loc2Name(Location const & location);
 };
 

@@ -14,40 +14,40 @@ namespace IO::IPC {
 
 class EndPoint;
 
-/// The reading half of a framed connection: what the pool has received, as one stream of bytes with
-/// separators between its messages. SocketOChannel documents what is on the wire.
+/// The reading half of a framed connection: the data that the pool has received, as one stream of
+/// bytes with separators between its messages. SocketOChannel documents the wire format.
 ///
-/// A read that wants more than there is drives the pool until it has come or the connection is
-/// lost, in steps of 0.05 s that end early when a socket of the pool is ready. There is no other
-/// limit, so read a message when its separator is there (EndPoint::WaitNextSeparator) and under an
-/// EndPoint::InputSeparatorGuard, which ends reads at it.
+/// A read beyond the available data drives the pool until enough has arrived or the connection is
+/// lost, in steps of 0.05 s that end early if a socket of the pool becomes ready. There is no other
+/// limit, so read a message when its separator has arrived (EndPoint::WaitNextSeparator) and under
+/// an EndPoint::InputSeparatorGuard, which ends reads at it.
 ///
-/// Memory:  a receive buffer while something comes, and a block for each frame that grows as its
-///          bytes arrive, whatever length is announced. A block is kept for the next small frame;
-///          those of large ones go to the next message of whichever connection.
+/// Memory:  a receive buffer while data arrives, and a block for each frame that grows with the
+///          bytes received, whatever length is announced. One block is kept for the next small
+///          frame; those of large frames are reused by all connections.
 /// Threads: the one that drives the pool.
-/// Failure: EOI when the connection is lost or a separator ends the read; it sticks until
-///          ResetInputStatus. A shortage of memory is thrown as Mu::OutOfMemoryException by what
-///          drives the pool; nothing received is lost by it.
+/// Failure: EOI if the connection is lost or a separator ends the read; it remains until
+///          ResetInputStatus. Without memory, the call that drives the pool throws
+///          Mu::OutOfMemoryException; received data is not lost by it.
 class KESTREL_API SocketIChannel : public Mu::IChannel {
 public:
     SocketIChannel(EndPoint & endPoint, unsigned int bufferSize);
     ~SocketIChannel() override;
 
     MuErrCode ReadBin(char * data, unsigned int count, unsigned int * read) override;
-    // Kept: the input position moves on as if the bytes had been read, and again when they are.
+    // Kept: the input position advances as if the bytes had been read, and again when they are.
     MuErrCode CopyBin(char * data, unsigned int count, unsigned int * copied) override;
-    /// Leaves the status alone.
+    /// Does not change the status.
     MuErrCode Look(unsigned int offset, char * c) override;
     using IChannel::PushBack;
     /// Neither the position nor the distances of separators change until the bytes are read again.
     MuErrCode PushBack(char const * data, unsigned int count) override;
-    /// NoError when all that could be skipped was, even where that set the status to EOI.
+    /// NoError if everything was skipped, even if that set the status to EOI.
     MuErrCode Skip(unsigned long long count, unsigned long long * skipped) override;
-    /// Waits for the bytes. Error: they lie in two pieces.
+    /// Waits for the bytes. Error: they are not contiguous.
     MuErrCode DirectInputAccess(unsigned int size, char ** data, unsigned int * available) override;
     MuErrCode GetInputPosition(unsigned long long * position) const override;
-    // A stream has no end that could be known: the largest number, less the position.
+    // The end of a stream is unknown: the largest number, minus the position.
     MuErrCode GetAvailable(unsigned int * available) const override;
     MuErrCode GetAvailable(unsigned long long * available) const override;
     /// Waits for a byte, or for the end of the connection.
@@ -56,28 +56,28 @@ public:
     MuErrCode GetInputStatus() const override { return mStatus; }
     void ResetInputStatus() override { mStatus = NoError; }
 
-    /// Separators that were received and not passed over.
+    /// Number of separators that were received and not passed.
     unsigned int GetSeparatorCount() const {
         return static_cast<unsigned int>(mSeparators.GetSize());
     }
-    /// How far the next separator is; -1 when none was received.
+    /// Distance of the next separator in bytes; -1 if none was received.
     long long GetNearestSeparator() const;
-    /// Skips to the next separator and takes it away. Error when none was received.
+    /// Skips to the next separator and removes it. Error if none was received.
     MuErrCode EatSeparator();
-    /// Hands service selections that have reached the read position to the end point.
+    /// Passes service selections that have reached the read position to the end point.
     void EatLocations();
     /// Whether reads stop at the next separator.
     bool GetSeparatorIsEOI() const { return mSeparatorIsEOI; }
-    /// Returns the value before.
+    /// Returns the previous value.
     bool SetSeparatorIsEOI(bool isEOI) { return std::exchange(mSeparatorIsEOI, isEOI); }
 
-    /// Bytes and separators that wait to be read, as the memory that they cost.
+    /// The memory used by bytes and separators that wait to be read.
     unsigned long long GetUnread() const;
-    /// What can be read without waiting.
+    /// Number of bytes that can be read without waiting.
     unsigned long long GetReadable() const { return mAvailable; }
-    /// Reads what the socket has received. For the pool.
+    /// Reads what the socket has received. Called by the pool.
     void ProcessRead(unsigned long long socket);
-    /// Forgets a frame that has begun; what is whole stays, but the status is EOI.
+    /// Discards an incomplete frame; complete ones remain, but the status is EOI.
     void GoToErrorState();
     /// A dump for the inspection of a running process.
     MuErrCode WriteDetails(Mu::OChannel & channel) const;
@@ -93,7 +93,8 @@ private:
         char * data;       // owned
         unsigned int capacity;
     };
-    /// Bytes of a length that is known from outside: what is there, and room that grows with it.
+    /// Bytes whose number is announced by the peer: those received, and memory that grows with
+    /// them.
     struct Growing {
         char * data = nullptr; // owned
         unsigned int capacity = 0;
@@ -132,33 +133,33 @@ private:
 
     FrontQueue<Block> mBlocks;
     unsigned long long mPosition = 0; // as the host counts
-    char * mRecvBuffer = nullptr;     // owned; null while all that came is parsed
+    char * mRecvBuffer = nullptr;     // owned; null while everything received is parsed
     bool mHasReceived = false;
     unsigned int const mRecvBufferSize;
     unsigned int mReceived = 0;    // bytes in the receive buffer
     unsigned int mWalked = 0;      // and how many of them are parsed
     unsigned int mFirstOffset = 0; // bytes of the first block that were read
     unsigned long long mAvailable = 0;
-    // 0 between items, below 0: header bytes missing; above 0: payload bytes missing, or none any
-    // more while memory for what the frame holds could not be had.
+    // 0 between items; below 0: missing header bytes; above 0: missing payload bytes, or none while
+    // there was no memory for the content of the frame.
     long long mFrameState = 0;
     Growing mFrame;
     bool mFrameIsFull = false;
-    unsigned int mFrameUsed = 0; // bytes of the full frame that went into the location
+    unsigned int mFrameUsed = 0; // bytes of the complete frame that belong to the location
     MuErrCode mStatus = NoError;
-    long long mLocationState = 0; // as the frame's
+    long long mLocationState = 0; // like that of the frame
     Growing mLocation;
-    bool mIsEating = false; // a location is being handed over
+    bool mIsEating = false; // a location is being delivered
     bool mSeparatorIsEOI = false;
     EndPoint & mEndPoint;
-    // Positions in the stream of payload, which count what was received or taken in all.
+    // Positions in the stream of payload, which count all bytes that were received or read.
     FrontQueue<unsigned long long> mSeparators;
     unsigned long long mStreamEnd = 0;
     unsigned long long mTaken = 0;
-    unsigned long long mPushedBack = 0; // bytes that were taken and are unread again
+    unsigned long long mPushedBack = 0; // bytes that were read and are unread again
     unsigned long long mWanted = 0;     // what a read waits for
     unsigned long long mLocationBytes = 0;
-    Block mSpare{0, nullptr, 0}; // a block that was read, kept for the next frame
+    Block mSpare{0, nullptr, 0}; // a block that has been read, kept for the next frame
     Life mLife;
 };
 

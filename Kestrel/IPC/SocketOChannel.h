@@ -9,63 +9,63 @@ namespace IO::IPC {
 
 class EndPoint;
 
-/// The writing half of a framed connection: keeps what is written until the pool sends it.
+/// The writing half of a framed connection: buffers what is written until the pool sends it.
 ///
-/// A write only copies; the bytes leave when CommunicatorPool passes and the socket takes them.
-/// WriteSeparator ends a message. For an answer that must have left before the program goes on,
-/// Flush. On the wire stand items: "D", a length of four bytes, low byte first, and that many
-/// bytes; "S", a separator; "L", a service sign. Where frames begin and end means nothing.
+/// A write only copies; the bytes are sent when CommunicatorPool runs a pass and the socket is
+/// writable. WriteSeparator ends a message. If a response must be sent before the program
+/// continues, call Flush. The wire format is a sequence of items: "D", a length of four bytes, low
+/// byte first, and that number of bytes; "S", a separator; "L", a service selection. The boundaries
+/// of frames have no meaning.
 ///
-/// Memory:  blocks of the block size, the first one taken by the first write. Those that were sent go
-///          to the next message of whichever connection.
+/// Memory:  blocks of the block size, the first one allocated by the first write. Blocks that were
+///          sent are reused by all connections.
 /// Threads: the one that drives the pool.
-/// Failure: OutputClosed once the connection is lost, until ResetOutputStatus. A shortage of memory
-///          is thrown as Mu::OutOfMemoryException, and the channel is as it was.
+/// Failure: OutputClosed once the connection is lost, until ResetOutputStatus. Without memory,
+///          Mu::OutOfMemoryException is thrown and the channel is unchanged.
 class KESTREL_API SocketOChannel : public Mu::OChannel {
 public:
     explicit SocketOChannel(unsigned int blockSize);
-    /// Does not send what is left.
+    /// Does not send buffered data.
     ~SocketOChannel() override;
 
     MuErrCode WriteBin(char const * data, unsigned int count, unsigned int * written) override;
-    /// As far as they lie in one piece; Error when none lie there.
+    /// As far as the bytes are contiguous; Error if there are none.
     MuErrCode DirectOutputAccess(unsigned int offset, char ** data,
                                  unsigned int * available) override;
-    /// Bytes accepted since the connection began.
+    /// Number of bytes written since the connection began.
     MuErrCode GetOutputPosition(unsigned long long * position) const override;
-    /// Drives the pool until all has left that no mark holds back. Waits in steps of 0.05 s, which
-    /// end early when a socket of the pool is ready. No limit: a peer that reads nothing, and does
-    /// not go away, holds it up.
+    /// Drives the pool until everything is sent that no mark holds back. Waits in steps of 0.05 s,
+    /// which end early if a socket of the pool becomes ready. There is no limit: a peer that
+    /// neither reads nor disconnects blocks it.
     MuErrCode Flush() override;
     void SetDefaultOutputProtocol() override;
     MuErrCode PushMark() override;
-    /// Error when there is no mark.
+    /// Error if there is no mark.
     MuErrCode PopMark() override;
     unsigned int GetOffset() const override { return mOffset; }
     void ResetOffset() override { mOffset = 0; }
     MuErrCode GetOutputStatus() const override { return mStatus; }
     void ResetOutputStatus() override { mStatus = NoError; }
-    /// Copies what a mark has taken back, from the write position on, and leaves it there.
+    /// Copies what was undone to a mark, from the write position on, and does not remove it.
     MuErrCode CopyBinOutput(char * data, unsigned int count, unsigned int * copied);
 
     /// Ends a message.
     MuErrCode WriteSeparator();
-    /// What is written next, a length and a text, selects a service.
+    /// The length and text that are written next select a service.
     MuErrCode WriteServiceSign();
-    /// Begins a part that stands behind its own length of 32 bits; nothing of it leaves before
-    /// CloseBlock.
+    /// Begins a part that is preceded by its length of 32 bits; it is not sent before CloseBlock.
     MuErrCode OpenBlock();
     MuErrCode CloseBlock();
 
-    /// Separators that have not left yet.
+    /// Number of separators that are not sent yet.
     unsigned int GetSeparatorCount() const { return mSeparatorCount; }
-    /// Bytes of data that have not left yet.
+    /// Number of data bytes that are not sent yet.
     unsigned long long GetUnsent() const { return GetBuffered(); }
-    /// Whether a pass would find something to send.
+    /// Whether a pass would find anything to send.
     bool HasSendable() const;
-    /// Sends as much as the socket takes. For the pool.
+    /// Sends as much as the socket accepts. Called by the pool.
     void ProcessWrite(unsigned long long socket);
-    /// Drops all that waits; the status is what every operation returns from now on.
+    /// Discards all buffered data; every operation returns the status from then on.
     void GoToErrorState(int status);
     /// A dump for the inspection of a running process.
     MuErrCode WriteDetails(Mu::OChannel & channel) const;
@@ -74,14 +74,14 @@ private:
     friend class CommunicatorPool;
     friend class EndPoint;
 
-    static constexpr unsigned int HeaderSize = 5; // spare bytes in front of each block
+    static constexpr unsigned int HeaderSize = 5; // reserved bytes in front of each block
 
     struct MetaChar {
-        unsigned long long position; // in the stream, of what it stands in front of
+        unsigned long long position; // in the stream, of the byte that it precedes
         char tag;
     };
 
-    /// Anything at all, also what a mark holds back.
+    /// Whether anything is buffered, including data that a mark holds back.
     bool HasUnsent() const;
     MuErrCode WriteMetaChar(char tag);
     void WakeOwner();
@@ -100,20 +100,20 @@ private:
     bool TrySendRaw(unsigned long long socket, unsigned int count, unsigned int tail = 0);
     void Fail(unsigned long long socket);
 
-    // Positions count from the start of the stream, so that nothing must be adjusted as it grows.
+    // Positions count from the start of the stream, so that nothing is adjusted as it grows.
     std::vector<unsigned long long, Mu::StdAllocator<unsigned long long>> mMarks;
     FrontQueue<MetaChar> mMetaChars; // by position; at one position "S" before "L"
     unsigned int mSeparatorCount = 0;
-    FrontQueue<char *> mBlocks; // each points behind its spare bytes
+    FrontQueue<char *> mBlocks; // each points behind its reserved bytes
     unsigned int const mBlockSize;
-    unsigned int mPendingRaw = 0; // bytes of the item being sent that the socket has not taken
-    int mFirstOffset = 0;         // of what is unsent in the first block; below 0: tags, a header
+    unsigned int mPendingRaw = 0; // bytes of the item being sent that the socket has not accepted
+    int mFirstOffset = 0;         // of the unsent data in the first block; below 0: tags, a header
     unsigned int mLastFree = 0;   // at the end of the last block
     unsigned int mOffset = 0;     // the write position, before the end
     MuErrCode mStatus = NoError;
     unsigned int mTotalWritten = 0;
     unsigned long long mEnd = 0; // position of the end of what is buffered
-    bool mIsFresh = false;       // something was written since a pass tried to send
+    bool mIsFresh = false;       // data was written since a pass tried to send
     EndPoint * mOwner = nullptr; // closes the socket after a failure; null: closed here
     Life mLife;
 };

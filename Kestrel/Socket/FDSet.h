@@ -5,7 +5,7 @@
 
 namespace IO::Socket {
 
-/// A set of sockets for Select, which leaves in it those that are ready.
+/// A set of sockets for Select, which keeps only those that are ready.
 ///
 /// It holds 64 sockets, whatever their numbers are.
 ///
@@ -20,13 +20,13 @@ public:
     FDSet & operator=(FDSet const &) = delete;
     virtual ~FDSet();
 
-    /// Empty again.
+    /// Removes all sockets.
     virtual void Zero() = 0;
-    /// Once is enough. A full set stays as it is.
+    /// Adding a socket twice has no effect, nor has adding one to a full set.
     virtual void Add(unsigned long long socket) = 0;
     virtual bool IsSet(unsigned long long socket) const = 0;
 
-    /// An empty one, owned by the caller.
+    /// Returns an empty set, owned by the caller.
     static FDSet * New();
 
 protected:

@@ -8,26 +8,25 @@
 
 namespace IO::Socket {
 
-/// An IPv4 address with the host name that goes with it, once that is known; and the ways from names
-/// to addresses and back.
+/// An IPv4 address with its host name, once that is known, and name resolution in both directions.
 ///
-/// For connecting and listening; a port always stands beside it. There is no IPv6: a resolution asks
-/// for IPv4 only and drops everything else. Two addresses are equal when their four bytes are,
-/// whatever their names.
+/// It is used to connect and to listen, always together with a port. There is no IPv6: resolution
+/// requests IPv4 addresses only. Two addresses are equal if their four bytes are, whatever their
+/// names.
 ///
-/// Memory:  the host name's, none while it is unknown.
-/// Threads: any number may read, one may change. GetHostName changes: it keeps what it found.
-/// Failure: exceptions, as each operation says; Mu::OutOfMemoryException from all that hand out a
-///          text or an address with a name. An address has no state of failure.
+/// Memory:  the host name's; none while it is unknown.
+/// Threads: any number of readers, or one writer. GetHostName is a writer: it caches the name.
+/// Failure: exceptions, as documented with each operation; Mu::OutOfMemoryException from everything
+///          that returns a text or an address with a name. An address has no failed state.
 class KESTREL_API InternetAddress : public Mu::Allocated {
 public:
-    /// The four bytes as they are read from left to right: 10, 1, 2, 3 is 10.1.2.3.
+    /// The four bytes from left to right: 10, 1, 2, 3 is 10.1.2.3.
     InternetAddress(unsigned char first, unsigned char second, unsigned char third,
                     unsigned char fourth) noexcept
         : address{first, second, third, fourth} {}
-    /// Four bytes from memory. For bytes that come from elsewhere: asks the system whether they can
-    /// be read, which is slow. Throws Mu::IllegalArgumentException for null and for memory that
-    /// cannot be read.
+    /// Four bytes from memory. For pointers from elsewhere: checks with the system whether the
+    /// bytes can be read, which is slow. Throws Mu::IllegalArgumentException for null and for
+    /// memory that cannot be read.
     explicit InternetAddress(unsigned char const * address);
 
     InternetAddress(InternetAddress const &) = default;
@@ -36,58 +35,58 @@ public:
     InternetAddress & operator=(InternetAddress && other) noexcept = default;
     ~InternetAddress() = default;
 
-    /// 0.0.0.0, whose host name is "0.0.0.0": any address of this machine for a server, none at all
-    /// where an address may be missing. There from the library's start to its end.
+    /// 0.0.0.0, with the host name "0.0.0.0": for a server any address of this machine, and no
+    /// address where an address is optional. Exists from the library's start to its end.
     static InternetAddress const & Any;
     /// 127.0.0.1, "localhost".
     static InternetAddress const & Loopback;
 
-    /// The four bytes, good as long as the object.
+    /// The four bytes; valid as long as the object.
     unsigned char const * GetAddress() const { return address; }
     /// The dotted form, without leading zeros.
     Mu::String GetHostAddress() const;
-    /// The name of the host. Asks the resolver unless it is known, and blocks as long as that takes;
-    /// the dotted form where there is no name, and the next call asks again.
+    /// The name of the host. Queries the resolver unless the name is known, and blocks meanwhile.
+    /// Returns the dotted form if there is no name; the next call then queries again.
     Mu::String GetHostName();
 
-    /// The name of this machine; "localhost" where the system does not say.
+    /// The name of this machine; "localhost" if the system does not report one.
     static Mu::String GetLocalHostName();
 
-    /// Reads four decimal numbers with points between; false, and `address` is unchanged, for less.
-    /// Numbers above 255 keep their low byte only, and what follows the fourth is not read. For
-    /// the texts that the system's resolver takes, use IsHostAddress.
+    /// Parses four decimal numbers separated by dots. Returns false for fewer, and leaves `address`
+    /// unchanged. Numbers above 255 are reduced to their low byte, and anything after the fourth is
+    /// ignored. For the syntax of the system's resolver, use IsHostAddress.
     static bool ParseHostAddress(Mu::UniString const & text, unsigned char (&address)[4]);
     /// Whether GetByAddress takes the text. Throws Mu::IllegalArgumentException for an empty one.
     static bool IsHostAddress(Mu::String const & text);
-    /// The address that the text denotes, without a resolver: one to four numbers with points
-    /// between, decimal, octal behind "0" or hexadecimal behind "0x", of which the last one fills
-    /// the bytes that are left; up to the first white space. Throws Mu::IllegalArgumentException
-    /// for an empty text and UnknownHostException for every other that is no address, also for one
-    /// with a zero byte in it; 255.255.255.255 counts as none.
+    /// The address that the text denotes, without a resolver: one to four numbers separated by
+    /// dots, decimal, octal after "0" or hexadecimal after "0x", of which the last one fills the
+    /// remaining bytes; the text ends at the first white space. Throws Mu::IllegalArgumentException
+    /// for an empty text and UnknownHostException for any other that is not an address, such as one
+    /// that contains a zero byte; 255.255.255.255 is not accepted either.
     static InternetAddress GetByAddress(Mu::String const & text);
-    /// As the constructor from memory.
+    /// Like the constructor from memory.
     static InternetAddress GetByAddress(unsigned char const * address);
-    /// Appends the addresses that the system's resolver has for the name, in its order, and returns
-    /// how many; dotted addresses resolve to themselves, and the empty name to Loopback without being
-    /// looked up. Usually only the first one carries a host name. Blocks as long as the resolver
-    /// does. Throws UnknownHostException; what was in `result` stays after any failure.
+    /// Appends the addresses of the name in the resolver's order, and returns their number. A
+    /// dotted address resolves to itself, and the empty name to Loopback without a query. Usually
+    /// only the first address has a host name. Blocks as long as the resolver does. Throws
+    /// UnknownHostException; the previous content of `result` remains after any failure.
     static unsigned int GetAllByName(Mu::String const & name,
                                      Mu::PagedArray<InternetAddress> & result);
-    /// The first of GetAllByName. Throws UnknownHostException where there is none.
+    /// The first result of GetAllByName. Throws UnknownHostException if there is none.
     static InternetAddress GetByName(Mu::String const & name);
-    /// The address under which others know this machine: what its name resolves to, or else its
-    /// first private address, or its first other one, or 127.0.0.1. Throws UnknownHostException.
+    /// The address by which others reach this machine: what its name resolves to, or else its first
+    /// private address, its first other address, or 127.0.0.1. Throws UnknownHostException.
     static InternetAddress GetLocalHost();
 
-    /// 0.0.0.0.
+    /// Whether it is 0.0.0.0.
     bool IsAnyAddress() const;
-    /// 127.0.0.1 only; 127.0.0.2 is none.
+    /// Whether it is 127.0.0.1; false for 127.0.0.2.
     bool IsLookbackAddress() const;
-    /// 169.254.x.x.
+    /// Whether it is 169.254.x.x.
     bool IsLinkLocalAddress() const;
-    /// The first byte is 224 to 240.
+    /// Whether the first byte is 224 to 240.
     bool IsMulticastAddress() const;
-    /// 10.x.x.x, 172.16.x.x to 172.31.x.x, 192.168.x.x.
+    /// Whether it is 10.x.x.x, 172.16.x.x to 172.31.x.x or 192.168.x.x.
     bool IsPrivateAddress() const;
 
 private:

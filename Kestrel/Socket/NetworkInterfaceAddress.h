@@ -4,14 +4,14 @@
 
 namespace IO::Socket {
 
-/// One address of a network interface, with the network that it is in.
+/// One address of a network interface, and the network that it belongs to.
 ///
-/// Memory:  that of the addresses' host names; none for what comes from the system.
-/// Threads: any number may read, one may change.
+/// Memory:  that of the addresses' host names; none for addresses from the system.
+/// Threads: any number of readers, or one writer.
 /// Failure: Mu::OutOfMemoryException from copies of addresses with names.
 class KESTREL_API NetworkInterfaceAddress {
 public:
-    /// Any, without a network.
+    /// InternetAddress::Any, without a network.
     NetworkInterfaceAddress() : NetworkInterfaceAddress(InternetAddress::Any, 0) {}
     /// Without a broadcast address.
     NetworkInterfaceAddress(InternetAddress const & itsAddress, unsigned int itsPrefixLength)
@@ -21,13 +21,13 @@ public:
         : address(itsAddress), broadcast(itsBroadcast), prefixLength(itsPrefixLength) {}
 
     InternetAddress const & GetInterfaceAddress() const { return address; }
-    /// Reaches all hosts of the network at once; Any when there is none.
+    /// The address that reaches all hosts of the network; Any if there is none.
     InternetAddress const & GetBroadcastAddress() const { return broadcast; }
     bool HasBroadcastAddress() const { return !broadcast.IsAnyAddress(); }
-    /// How many bits at the front are those of the network; 0 when that is not known.
+    /// The number of leading bits that identify the network; 0 if unknown.
     unsigned int GetNetworkPrefixLength() const { return prefixLength; }
 
-    /// Host names do not count.
+    /// Ignores host names.
     friend bool operator==(NetworkInterfaceAddress const &,
                            NetworkInterfaceAddress const &) = default;
 

@@ -6,16 +6,15 @@
 
 namespace IO::Socket {
 
-/// What lists the interfaces of a machine. For callers there is
-/// NetworkInterface::GetNetworkInterfaces.
+/// Lists the interfaces of a machine. Callers use NetworkInterface::GetNetworkInterfaces.
 ///
-/// Memory:  what it appends.
+/// Memory:  that of the appended interfaces.
 /// Threads: any.
 /// Failure: NetworkInterfaceException and Mu::OutOfMemoryException.
 class KESTREL_API NetworkInterfaceImpl : public Mu::Allocated {
 public:
     virtual ~NetworkInterfaceImpl();
-    /// Appends the interfaces and returns how many; nothing is appended after a failure.
+    /// Appends the interfaces and returns their number; after a failure nothing is appended.
     virtual unsigned int GetNetworkInterfaces(Mu::PagedArray<NetworkInterface> & result) = 0;
 
 protected:

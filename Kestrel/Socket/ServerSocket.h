@@ -4,45 +4,45 @@
 
 namespace IO::Socket {
 
-/// Waits for connections over TCP and hands each out as a Socket.
+/// Listens for TCP connections and returns each as a Socket.
 ///
-/// For a thread that may wait; another thread ends that by Mu::Thread::Interrupt or Cancel of the
-/// waiting one, which then throws Mu::InterruptedIOException. Copies share the socket, which ends with
-/// the last of them and not before.
+/// For a thread that may block; another thread ends the wait by Mu::Thread::Interrupt or Cancel of
+/// the blocked one, which then throws Mu::InterruptedIOException. Copies share the socket, which is
+/// closed with the last of them and not before.
 ///
-/// Memory, threads and failure are those of Socket.
+/// Memory, threads and failure are as for Socket.
 class KESTREL_API ServerSocket : public Mu::Allocated {
 public:
-    /// Listens at once; InternetAddress::Any is every address of this machine. Port 0 lets the
-    /// system choose, see GetLocalPort. `backlog` connections may wait to be accepted, as far as
-    /// the system allows. SocketAddressAlreadyUsedException: the port is in use. Nothing remains
-    /// after a failure.
+    /// Listens at once. InternetAddress::Any stands for every address of this machine. Port 0 lets
+    /// the system choose; see GetLocalPort. `backlog` is the number of connections that may wait to
+    /// be accepted, within the system's limit. SocketAddressAlreadyUsedException: the port is in
+    /// use. A failed constructor leaves nothing open.
     ServerSocket(unsigned short port, unsigned int backlog, InternetAddress const & address);
     ServerSocket(ServerSocket const &) noexcept = default;
     ServerSocket & operator=(ServerSocket const &) noexcept = default;
     virtual ~ServerSocket();
 
-    /// The next connection. Waits as long as the timeout; SocketTimeoutException behind it, unlike the
-    /// other one.
+    /// Returns the next connection. Waits up to the timeout and then throws SocketTimeoutException,
+    /// unlike the other overload.
     Mu::Ref<Socket, Mu::AtomicCounter> Accept();
-    /// Waits so many milliseconds, 0 without limit; an empty reference if there was no connection.
+    /// Waits up to the milliseconds, 0 for no limit; an empty reference if there was no connection.
     Mu::Ref<Socket, Mu::AtomicCounter> Accept(unsigned int milliseconds);
-    /// Whether a connection waits to be accepted. Does not wait.
+    /// Whether a connection is waiting to be accepted. Does not block.
     bool IsPending() const { return impl->IsPending(); }
 
-    // Kept: this is the peer, which a listening socket has not; the local address is not shown.
+    // Kept: the peer, which a listening socket does not have; the local address is not shown.
     /// Always empty.
     SocketImpl::AddressReference GetInetAddress() const { return impl->GetInternetAddress(); }
     unsigned short GetLocalPort() const { return impl->GetLocalPort(); }
-    /// Milliseconds for Accept; 0 waits without limit.
+    /// The timeout of Accept in milliseconds; 0 for no limit.
     unsigned int GetTimeout() const { return impl->GetTimeout(); }
     void SetTimeout(unsigned int milliseconds) { impl->SetTimeout(milliseconds); }
 
     // Kept: hosts close a server and continue to accept with a copy.
-    /// Does nothing: a listening socket ends with the last copy.
+    /// Does nothing: a listening socket is closed with its last copy.
     void Close() { impl->Close(); }
 
-    /// Copies of one socket.
+    /// Whether both are copies of one socket.
     friend KESTREL_API bool operator==(ServerSocket const & a, ServerSocket const & b);
 
 private:

@@ -6,7 +6,7 @@
 
 namespace IO::Socket {
 
-/// The address of a peer: filled by the plain Accept.
+/// The address of a peer, filled in by the Accept function.
 ///
 /// Memory:  one block of the root.
 /// Threads: one at a time.
@@ -15,10 +15,10 @@ class KESTREL_API SockAddr : public Mu::Allocated {
 public:
     virtual ~SockAddr();
 
-    /// The address in dotted form; 0.0.0.0 before it is filled.
+    /// The address in dotted form; 0.0.0.0 until it is filled in.
     virtual Mu::String GetHostAddress() const = 0;
 
-    /// An empty one, owned by the caller.
+    /// Returns an empty address, owned by the caller.
     static SockAddr * New();
 
 protected:

@@ -4,19 +4,19 @@
 
 namespace IO::Socket {
 
-// What the object sockets throw beside the root's own. The text names what failed, and ends with the
-// number of the system's error and its text where there is one; numbers are those of Windows
-// everywhere. A wait that another thread ended is thrown as Mu::InterruptedIOException.
+// Exceptions of the socket classes, besides those of the root. The text names the operation, and
+// ends with the number and text of the system's error if there is one; numbers are those of Windows
+// on every platform. A wait that another thread ended throws Mu::InterruptedIOException.
 
-/// Any failure of a socket that has no class of its own.
+/// Any failure of a socket without a more specific class.
 KESTREL_DECLARE_EXCEPTION(SocketException, ::Mu::IOException);
-/// The address to bind a socket to is in use.
+/// The local address is in use.
 KESTREL_DECLARE_EXCEPTION(SocketAddressAlreadyUsedException, SocketException);
-/// A connection was refused or lost, or an error came up at the socket while it was waited for.
+/// A connection was refused or lost, or the socket reported an error during a wait.
 KESTREL_DECLARE_EXCEPTION(SocketConnectException, SocketException);
-/// The time set for a wait was over.
+/// The timeout of a wait has expired.
 KESTREL_DECLARE_EXCEPTION(SocketTimeoutException, SocketException);
-/// A name does not resolve, or a text is no address.
+/// A name cannot be resolved, or a text is not an address.
 KESTREL_DECLARE_EXCEPTION(UnknownHostException, ::Mu::IOException);
 /// The network interfaces of the machine cannot be listed.
 KESTREL_DECLARE_EXCEPTION(NetworkInterfaceException, ::Mu::IOException);

@@ -5,72 +5,73 @@
 #include <Kestrel/Socket/FDSet.h>
 #include <Kestrel/Socket/SockAddr.h>
 
-// Sockets as plain numbers and statuses, for a host that looks after many connections on one thread
-// and never waits: put the sockets into sets, Select, and serve those that are ready. For one
-// connection that may wait, use Socket.
+// Sockets as plain numbers and statuses, for a host that serves many connections on one thread and
+// never blocks: put the sockets into sets, call Select, and serve those that are ready. For a
+// single connection that may block, use Socket.
 //
-// Memory:  none, but for texts.
-// Threads: one at a time for all of them, since they share GetLastError.
-// Failure: what returns int returns NoError or Error, and GetLastError says why. Only a text
-//          throws, Mu::OutOfMemoryException.
+// Memory:  none, except for texts.
+// Threads: one at a time for all functions, as they share GetLastError.
+// Failure: functions that return int return NoError or Error, and GetLastError returns the cause.
+//          Only those that return a text throw, Mu::OutOfMemoryException.
 
 namespace IO::Socket {
 
-/// Why a function below failed, the same on every platform.
+/// Why a function below failed; the same values on every platform.
 enum SocketError {
     ConnectionRefused,
     AddressInUse,
     NotConnected,
-    ConnectionClosed, ///< the peer sends no more; only from Recv
+    ConnectionClosed, ///< the peer has closed its side; only from Recv
     ConnectionReset,
-    WouldBlock, ///< nothing to do now: Select will say when
+    WouldBlock, ///< not possible now: Select reports when it is
     InProgress,
     AlreadyConnected,
     OtherSocketError
 };
 
-/// Starts the system's sockets, as the library does by itself. Any number of times, each with its
-/// NetworkShutdown.
+/// Starts the system's socket library, as this library does by itself. May be called any number of
+/// times, each with a matching NetworkShutdown.
 KESTREL_API int NetworkInit();
 KESTREL_API int NetworkShutdown();
 
-/// A stream that does not block, with buffers of 32,768 bytes each way. Whether the system had one
-/// to give, see InvalidSocket.
+/// Creates a non-blocking stream socket with buffers of 32,768 bytes in each direction. Test the
+/// result with InvalidSocket.
 KESTREL_API unsigned long long Create();
-/// The handle is gone even after a failure.
+/// The handle is invalid afterwards even if the function fails.
 KESTREL_API int Close(unsigned long long socket);
 KESTREL_API bool InvalidSocket(unsigned long long socket);
-/// Of the last function that failed; what succeeds leaves it as it is.
+/// The error of the last function that failed; a successful one leaves it unchanged.
 KESTREL_API SocketError GetLastError();
 
-/// To all addresses of this machine. Only the low 16 bits of a port count, here and below; 0 lets
-/// the system choose.
+/// Binds to all addresses of this machine. Only the low 16 bits of a port are used, here and below;
+/// 0 lets the system choose.
 KESTREL_API int Bind(unsigned long long socket, unsigned int port);
-/// To the loopback address alone, so that only programs of this machine can connect.
+/// Binds to the loopback address, so that only programs on this machine can connect.
 KESTREL_API int BindLoopback(unsigned long long socket, unsigned int port);
 KESTREL_API int Listen(unsigned long long socket);
-/// The connection, which does not block either, or an invalid socket. `peer` may be null.
+/// Returns the connection, which is non-blocking, too, or an invalid socket. `peer` may be null.
 KESTREL_API unsigned long long Accept(unsigned long long socket, SockAddr * peer);
-/// Resolves the name, for which it does wait, and then begins to connect. WouldBlock or InProgress:
-/// it is under way; AlreadyConnected, later: it stands.
+/// Resolves the name, which blocks, and then starts to connect. WouldBlock or InProgress: the
+/// connection is being established; AlreadyConnected, from a later call: it is established.
 KESTREL_API int Connect(unsigned long long socket, Mu::String const & host, unsigned int port);
 
-/// May send less than `length`, which `*sent` receives; 0 after a failure.
+/// May send less than `length`; `*sent` receives the number of bytes, 0 after a failure.
 KESTREL_API int Send(unsigned long long socket, void const * data, unsigned int length,
                      unsigned int * sent);
-/// Up to `length` bytes. The peer's end is a failure: ConnectionClosed. `*received` is 0 after one.
+/// Receives up to `length` bytes. The end of the peer's data is a failure, ConnectionClosed.
+/// `*received` is 0 after a failure.
 KESTREL_API int Recv(unsigned long long socket, void * data, unsigned int length,
                      unsigned int * received);
 
-/// Leaves in each set what is ready: to read or accept; to write, or connected; failed to connect,
-/// or with an error or out-of-band data. Sets may be null, but not all may be empty. Waits at most
-/// as long as the two times say together, of which null ones are 0; never without limit. `*count`
-/// is how many stand in all the sets together afterwards, and -1 after a failure, such as a socket
-/// in them that is closed; the sets are then as they were.
+/// Keeps in each set the sockets that are ready: to read or accept; to write, or connected; failed
+/// to connect, with an error or with out-of-band data. Sets may be null, but not all of them empty.
+/// Waits at most the sum of the two times, of which null ones count 0; never without limit.
+/// `*count` is the number of sockets left in all sets together, or -1 after a failure, such as a
+/// closed socket in a set; the sets are unchanged then.
 KESTREL_API int Select(int * count, FDSet * read, FDSet * write, FDSet * except, int * seconds,
                        int * microseconds);
 
-/// The other end of a connection, in dotted form.
+/// The address of the peer, in dotted form.
 KESTREL_API int GetPeer(unsigned long long socket, Mu::String & host, unsigned int & port);
 
 } // namespace IO::Socket

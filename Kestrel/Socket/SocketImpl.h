@@ -10,19 +10,20 @@
 
 namespace IO::Socket {
 
-/// What does the work behind Socket and ServerSocket, which share it by counted references.
+/// The implementation behind Socket and ServerSocket, whose copies share it by counted references.
 ///
-/// A call that seems to block tries first and then waits, as long as the timeout allows. Interrupt
-/// ends such a wait at once; Mu::Thread::Interrupt and Cancel of the waiting thread come to the same.
-/// An interrupted object is as good as before, and the next call waits anew.
+/// A blocking call tries first and then waits up to the timeout. Interrupt ends such a wait at
+/// once, as do Mu::Thread::Interrupt and Cancel of the waiting thread. An interrupted object
+/// remains usable, and the next call waits again.
 ///
-/// Memory:  the object's own. A call takes memory when a connection comes to stand, and at the first
-///          wait and the first one behind an Interrupt; reading and writing take none otherwise.
-/// Threads: one reads, another writes, any third may call Interrupt; an Interrupt ends the waits of
-///          both. The rest is for one thread at a time.
-/// Failure: SocketException and what derives from it, Mu::InterruptedIOException for a wait that was
-///          interrupted, Mu::OutOfMemoryException. The object stays as it was, and nothing connects
-///          again by itself.
+/// Memory:  the object's own. A call allocates when a connection is established, and at the first
+///          wait and the first one after an Interrupt; reading and writing allocate nothing
+///          otherwise.
+/// Threads: one reads, another one writes, and a third may call Interrupt, which ends the waits of
+///          both. All else is for one thread at a time.
+/// Failure: SocketException and its derived classes, Mu::InterruptedIOException for a wait that was
+///          interrupted, Mu::OutOfMemoryException. The object is unchanged then, and does not
+///          reconnect by itself.
 class KESTREL_API SocketImpl : public Mu::Interruptible, public Mu::Allocated {
 public:
     enum Option : int {
@@ -30,7 +31,7 @@ public:
         TypeOfService, ///< a number, as are the linger time and the two sizes
         Broadcast,
         KeepAlive,
-        Linger, ///< seconds that closing waits for what was not sent; -1 is off
+        Linger, ///< seconds that closing waits for unsent data; -1 is off
         OOBInline,
         ReceiveBufferSize,
         ReuseAddress,
@@ -44,55 +45,55 @@ public:
     SocketImpl & operator=(SocketImpl const &) = delete;
     ~SocketImpl() override;
 
-    /// Ends the waits at this object, which throw. Threads that do not wait are not affected.
+    /// Ends the waits on this object, which then throw. Has no effect on threads that do not wait.
     void Interrupt() override = 0;
-    /// An option of the other kind throws.
+    /// Throws for an option of the other type.
     virtual bool GetBoolOption(Option option) = 0;
     virtual void SetBoolOption(Option option, bool value) = 0;
     virtual int GetIntOption(Option option) = 0;
     virtual void SetIntOption(Option option, int value) = 0;
-    /// Write, Flush and Close of this object as a channel, which is a part of it.
+    /// Write, Flush and Close of this object as a channel, which is part of it.
     virtual Mu::OBinaryChannel & GetOutputChannel() = 0;
     virtual Mu::IBinaryChannel & GetInputChannel() = 0;
-    /// A stream, or else a datagram socket, in the place of an earlier one.
+    /// Creates a stream socket, or else a datagram socket, and replaces an earlier one.
     virtual void Create(bool stream) = 0;
-    /// Shuts a connection down and gives the socket back, without a failure; nothing unless
-    /// connected, so that a listening socket stays open until the object goes.
+    /// Shuts down and closes a connection; does not fail. Does nothing unless connected, so that a
+    /// listening socket stays open until the object is destroyed.
     virtual void Close() = 0;
-    /// Resolves the name first, however long that takes.
+    /// Resolves the name first, which blocks without limit.
     virtual void Connect(Mu::String const & host, unsigned short port) = 0;
     virtual void Connect(InternetAddress const & address, unsigned short port) = 0;
-    /// The peer reads its end behind what was written.
+    /// The peer reads the end of the data after everything that was written.
     virtual void ShutdownOutput() = 0;
     virtual void ShutdownInput() = 0;
     /// Port 0 lets the system choose; see GetLocalPort.
     virtual void Bind(InternetAddress const & address, unsigned short port) = 0;
     virtual void Listen(unsigned int backlog) = 0;
-    /// Whether a connection waits to be accepted. Does not wait.
+    /// Whether a connection is waiting to be accepted. Does not block.
     virtual bool IsPending() = 0;
-    /// Waits as long as the timeout, behind which it throws SocketTimeoutException.
+    /// Waits up to the timeout, and then throws SocketTimeoutException.
     virtual Reference Accept() = 0;
-    /// Waits so many milliseconds, 0 without limit; empty if there was no connection.
+    /// Waits up to the milliseconds, 0 for no limit; empty if there was no connection.
     virtual Reference Accept(unsigned int milliseconds) = 0;
-    /// Whether the other one works on the same socket of the system.
+    /// Whether both use the same socket of the system.
     virtual bool Equals(SocketImpl const & other) = 0;
     /// Bytes that can be read without waiting.
     virtual unsigned int GetAvailable() = 0;
-    /// Writes all or throws; how much of it was sent is not known then.
+    /// Writes all or throws; how much was sent is unknown then.
     virtual void Write(char const * data, unsigned int length) = 0;
-    /// Waits for the first bytes and returns how many came; 0 is the peer's end. Also 0, and nothing
-    /// is waited for, when the length is 0 or the memory cannot be written.
+    /// Waits for data and returns the number of bytes; 0 means that the peer has closed its side.
+    /// Also returns 0, without a wait, if the length is 0 or the memory cannot be written.
     virtual unsigned int Read(char * data, unsigned int length) = 0;
     /// Nothing is buffered here.
     virtual void Flush() = 0;
 
-    /// The peer; empty until connected.
+    /// The address of the peer; empty until connected.
     AddressReference const & GetInternetAddress() const { return remoteAddress; }
     unsigned short GetPort() const { return remotePort; }
-    /// This end; empty until bound or connected.
+    /// The local address; empty until bound or connected.
     AddressReference const & GetLocalInternetAddress() const { return localAddress; }
     unsigned short GetLocalPort() const { return localPort; }
-    /// Milliseconds for each wait that begins from now on; 0 is without limit.
+    /// In milliseconds, for each wait that starts later; 0 for no limit.
     unsigned int GetTimeout() const { return timeout.load(std::memory_order_relaxed); }
     void SetTimeout(unsigned int milliseconds) {
         timeout.store(milliseconds, std::memory_order_relaxed);

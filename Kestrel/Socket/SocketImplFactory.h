@@ -4,26 +4,26 @@
 
 namespace IO::Socket {
 
-/// Makes what works behind a Socket or a ServerSocket.
+/// Creates the implementations of Socket and ServerSocket.
 ///
-/// Memory:  what it makes belongs to the reference.
+/// Memory:  the caller owns the result through the reference.
 /// Threads: any.
 /// Failure: Mu::OutOfMemoryException.
 class KESTREL_API SocketImplFactory : public Mu::Allocated {
 public:
     virtual ~SocketImplFactory();
 
-    /// One without a socket yet, and with that timeout in milliseconds.
+    /// An implementation without a socket yet, with this timeout in milliseconds.
     virtual SocketImpl::Reference Create(unsigned int timeout) = 0;
 
 protected:
     SocketImplFactory() = default;
 };
 
-/// TCP by the sockets of the system: the only kind there is.
+/// TCP sockets of the system: the only kind there is.
 class KESTREL_API TCPIPSocketImplFactory : public SocketImplFactory {
 public:
-    /// The one instance.
+    /// The only instance.
     static TCPIPSocketImplFactory & Get();
 
     SocketImpl::Reference Create(unsigned int timeout) override;
