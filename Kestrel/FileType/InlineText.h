@@ -7,12 +7,12 @@
 
 namespace FTM {
 
-/// A zero-terminated narrow text that lies inside the object while it is short. The size counts the
-/// zero byte. Private to the records of the file types, whose layout it is a part of.
+/// A zero-terminated narrow text that is stored inline if it is short. The size includes the
+/// terminating zero. Private to the records of the file types, as part of their layout.
 ///
 /// Memory:  a block of the root for a longer text.
 /// Threads: one at a time.
-/// Failure: Set returns false when memory is short; nothing throws.
+/// Failure: Set returns false if there is no memory; nothing is thrown.
 template <unsigned int size>
 class InlineText {
 public:
@@ -30,8 +30,8 @@ public:
             BMKillPtr(&block);
     }
 
-    /// A null text is an empty one; it may be a part of this one. False: no memory, and nothing
-    /// changed.
+    /// Null counts as empty; `text` may be part of this object's text. False: no memory, and
+    /// nothing is changed.
     [[nodiscard]] bool Set(char const * text) {
         if (text == nullptr)
             text = "";
@@ -54,7 +54,7 @@ private:
         other.inlineText[0] = 0;
     }
 
-    char * block = nullptr; // null while the text lies inside
+    char * block = nullptr; // null while the text is inline
     char inlineText[size] = {};
 };
 

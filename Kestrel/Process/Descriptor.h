@@ -7,13 +7,13 @@
 
 namespace IO::Process {
 
-/// One process of this machine: its numbers, the name of its program and where that lies.
+/// One process of this machine: its numbers, the name of its program and the program's location.
 ///
-/// A plain value to be filled in by GetActualProcess, GetFirstProcess and GetNextProcess, or by
-/// Read. It says what was so when it was filled: the process may have ended since, and its number
-/// may have gone to another one.
+/// A plain value that is filled in by GetActualProcess, GetFirstProcess and GetNextProcess, or by
+/// Read. It describes the time when it was filled in: the process may have ended since, and its
+/// number may be in use by another one.
 ///
-/// Memory:  that of its text and its location. A shortage is thrown as Mu::OutOfMemoryException.
+/// Memory:  that of its text and its location. Mu::OutOfMemoryException on shortage.
 /// Threads: a plain value; one writer, or any number of readers.
 /// Failure: Read and Write return statuses; the rest cannot fail.
 class KESTREL_API Descriptor : public Mu::Object {
@@ -23,12 +23,12 @@ public:
     Mu::ClassInfo const & GetClassInfo() const override;
     Descriptor * Clone() const override;
     ~Descriptor() override;
-    /// The four fields in their order, without a frame. After a failure the fields that came before
-    /// it are the new ones.
+    /// Writes or reads the four fields in their order, without a frame. After a failure the fields
+    /// in front of the one that failed have been replaced.
     MuErrCode Read(Mu::IChannel & channel) override;
     MuErrCode Write(Mu::OChannel & channel) const override;
 
-    /// The two numbers have no value yet.
+    /// Leaves the two numbers uninitialised.
     Descriptor();
     Descriptor(Descriptor const & other);
     Descriptor & operator=(Descriptor const & other);

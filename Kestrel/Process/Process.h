@@ -10,35 +10,34 @@
 //         ...
 //
 // Memory:  the descriptor's. Mu::OutOfMemoryException on shortage; the descriptor is unchanged
-//          then, and a walk goes on behind the process that was met.
-// Threads: one walk at a time in a process, for there is one place where it keeps how far it came,
-//          and no lock on it. GetPid and GetActualProcess may be called from any thread.
-// Failure: statuses. A descriptor is changed only when the status is NoError; a null one is Error.
+//          then, and a walk continues behind the current process.
+// Threads: one walk at a time in a process, as its position is shared and not locked. GetPid and
+//          GetActualProcess may be called from any thread.
+// Failure: statuses. A descriptor is changed only if the status is NoError; null returns Error.
 
 namespace IO::Process {
 
 /// The number of this process.
 KESTREL_API int GetPid();
 
-/// Describes this process. The name is that of the program file as its path spells it, without the
-/// extension; the parent's number is 0. Always NoError, but for a null descriptor: when the system
-/// does not report where the program lies, the name is empty and the path is not healthy.
+/// Describes this process. The name is that of the program file as spelt in its path, without the
+/// extension; the parent's number is 0. Always NoError, except for a null descriptor: if the system
+/// does not report the program's location, the name is empty and the path is unhealthy.
 KESTREL_API int GetActualProcess(Descriptor * descriptor);
 
 /// Starts a walk over the processes of this machine and describes the first one. Processes whose
-/// program this user may not read, and on Linux threads of the kernel and processes that ended, are
+/// program this user may not read, and on Linux kernel threads and processes that have ended, are
 /// left out. The name is the program's file name in lower case, with its extension. The order is
 /// the system's.
 ///
-/// The look is taken here: on Windows, processes that start later are not in it.
-/// Error: there is none, or the system did not let itself be asked. A walk that ran before is given
-/// up in any case.
+/// On Windows this takes a snapshot: processes that start later are not included. Error: there are
+/// no processes, or the system could not be queried. A walk in progress is abandoned in any case.
 KESTREL_API int GetFirstProcess(Descriptor * descriptor);
 
-/// The next process of the walk. Error at its end, and without a walk.
+/// Describes the next process of the walk. Error at its end, and without a walk.
 ///
-/// The end gives back what the walk holds of the system; a walk that is left earlier holds it until
-/// the next GetFirstProcess.
+/// The end of the walk releases its system resources; an unfinished walk holds them until the next
+/// GetFirstProcess.
 KESTREL_API int GetNextProcess(Descriptor * descriptor);
 
 } // namespace IO::Process

@@ -7,24 +7,24 @@ namespace IO {
 
 class MemoryFolderEntry;
 
-/// A file system whose folders are in memory: the frame for entries of a host's own.
+/// A file system whose folders are in memory, and which hosts add their own entries to.
 ///
 ///     IO::MemoryVFS inside;
 ///     IO::fileSystem.Mount(inside, IO::Location("C:\\Inside"));
 ///     IO::Folder(IO::Location("C:\\Inside"))
 ///         .CreateFolder("Classes", IO::ReflectionFolderEntry::New(reflectable));
 ///
-/// Its folders have no data of their own. CreateFolder without an entry makes one more of them;
-/// CreateFile needs an entry. Nothing can be moved or copied into it, and there are no links.
+/// Its folders store no data. CreateFolder without an entry creates another such folder; CreateFile
+/// needs an entry. Nothing can be moved or copied into it, and there are no links.
 ///
 /// Memory:  the folders, and the entries that were created in them.
-/// Threads: any, under the lock of IO::fileSystem, which is not held while an enumeration calls back
-///          and while a deleted entry's destructor runs.
+/// Threads: any, under the lock of IO::fileSystem, which is released while an enumeration calls
+///          back and while the destructor of a deleted entry runs.
 /// Failure: statuses.
 class KESTREL_API MemoryVFS : public FixedVFS {
 public:
     MemoryVFS();
-    /// After Unmount, with no File or Folder of it alive; what one still holds stays in memory.
+    /// To be called after Unmount, when no File or Folder uses it; an entry still in use is leaked.
     ~MemoryVFS() override;
     MemoryVFS(MemoryVFS const &) = delete;
     MemoryVFS & operator=(MemoryVFS const &) = delete;
@@ -40,7 +40,7 @@ private:
     template <typename VFSKind, typename Kind>
     void Return(Kind * entry);
 
-    MemoryFolderEntry * root = nullptr; // null while not mounted
+    MemoryFolderEntry * root = nullptr; // null while it is not mounted
     Location mountPoint;
 };
 

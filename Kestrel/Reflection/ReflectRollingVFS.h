@@ -7,27 +7,27 @@
 
 namespace IO {
 
-/// Claims the locations of the scheme "reflect", and shows behind each the inside of the process that
-/// it names: `reflect://localhost:37770/Kestrel/AddressTree`.
+/// Claims the locations of the scheme "reflect", and shows the inside of the process that each
+/// names: `reflect://localhost:37770/Kestrel/AddressTree`.
 ///
 ///     IO::ReflectRollingVFS processes;
 ///     IO::fileSystem.Mount(processes);
 ///     IO::Folder const folder(IO::Location("reflect://localhost:37770/"));
 ///
-/// A location without a port means the first one of ReflectionService; one without a host, or with a
-/// user, is not claimed. The disk has no such locations, and is not asked. For what is below a process,
-/// and everything else, see RemoteReflectionVFS. Note that two locations which differ in the port alone
-/// are equal.
+/// A location without a port refers to the first port of ReflectionService; one without a host, or
+/// with a user, is not claimed. The disk has no such locations, and is not accessed. Everything
+/// else is documented with RemoteReflectionVFS. Note that two locations that differ only in the
+/// port are equal.
 ///
-/// Memory:  as of RemoteReflectionVFS, for each of the last `MostProcesses` that were used.
-/// Threads: as RemoteReflectionVFS.
-/// Failure: as RemoteReflectionVFS.
+/// Memory:  as for RemoteReflectionVFS, for each of the `MostProcesses` most recently used ones.
+/// Threads: as for RemoteReflectionVFS.
+/// Failure: as for RemoteReflectionVFS.
 class KESTREL_API ReflectRollingVFS : public RollingVFS {
 public:
     static constexpr unsigned int MostProcesses = 16;
 
     explicit ReflectRollingVFS(RemoteReflectionLimits const & limits = RemoteReflectionLimits());
-    /// After Unmount.
+    /// To be called after Unmount.
     ~ReflectRollingVFS() override;
     ReflectRollingVFS(ReflectRollingVFS const &) = delete;
     ReflectRollingVFS & operator=(ReflectRollingVFS const &) = delete;
@@ -50,7 +50,7 @@ private:
     Mu::Ref<RemoteTree> Find(Location const & location);
 
     RemoteReflectionLimits const limits;
-    Mu::Array<Process> processes; // the most recently used last
+    Mu::Array<Process> processes; // the most recently used is last
 };
 
 } // namespace IO

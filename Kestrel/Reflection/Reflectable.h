@@ -16,12 +16,12 @@ namespace IO {
 
 class RelativeLocation;
 
-/// Something that shows its inside as a tree of named things with attributes.
+/// An object that exposes its inside as a tree of named things with attributes.
 ///
-/// For any part of a program that should be seen from outside while the program runs. The object is
-/// registered under a location with ReflectionManager; the service and the reflection file system
-/// then ask it four questions about a location below that one: which children there are, which
-/// attributes those have, what the values of one thing are, and what its text is.
+/// It makes any part of a program visible from outside while the program runs. The object is
+/// registered under a location with ReflectionManager. The service and the reflection file system
+/// then make four kinds of queries about a location below it: which children there are, which
+/// attributes they have, what the values of one thing are, and what its text is.
 ///
 /// A class describes its tree in its constructor and supplies the levels that change:
 ///
@@ -41,21 +41,21 @@ class RelativeLocation;
 ///         bool GetEntryAttributeValues(...) const override; // the total of one
 ///     };
 ///
-/// A fixed level is a StaticEntry; a level whose names only the class knows is a CustomEntryGroup,
-/// which is listed where it is the only child of its parent. A CollectorEntry shows all that lies
-/// at some level of a tree as one list. Attributes belong to what is listed: the columns of a
-/// folder are those of its first child. A class may also do without a tree, leave the root out, and
-/// override the questions themselves.
+/// A fixed level is a StaticEntry. A level whose names are determined at the time of the query is a
+/// CustomEntryGroup; it is listed if it is the only child of its parent. A CollectorEntry lists
+/// everything at one level of a tree in one place. Attributes belong to the listed entries: the
+/// columns of a folder are those of its first child. A class may also do without a tree, that is,
+/// without a root, and override the queries themselves.
 ///
-/// Memory:  the entries, from the root; they live as long as the object and its copies.
-/// Threads: the tree is built in a constructor and is read-only from then on; any number may ask.
-///          The service asks on threads of its own, so hooks look after what they read. A class
-///          unregisters in its own destructor, before anything of it goes.
-/// Failure: false where a location leads nowhere; Mu::OutOfMemoryException, and whatever a hook
-///          throws.
+/// Memory:  the entries, from the root library; they are freed with the last copy of the object.
+/// Threads: the tree is built in a constructor and is read-only afterwards; any number of threads
+///          may query it. The service queries on its own threads, so hooks must synchronise what
+///          they read. A derived class unregisters first thing in its own destructor.
+/// Failure: false if a location does not exist; Mu::OutOfMemoryException, and any exception of a
+///          hook.
 class KESTREL_API Reflectable {
 public:
-    /// The name and the kind of a column.
+    /// The name and type of a column.
     struct KESTREL_API Attribute {
         enum Type : unsigned int {
             Integer = 0,
@@ -75,13 +75,13 @@ public:
         /// The name is in the default character code.
         Attribute(char const * itsName, Type itsType) : name(itsName), type(itsType) {}
 
-        /// The name of the type as it stands above; empty for Undefined and for what is no type.
+        /// The name of the type as in the enumeration; empty for Undefined and unknown values.
         char const * GetTypeString() const;
     };
 
-    /// One value, which knows its own kind.
+    /// One value together with its type.
     struct KESTREL_API AttributeValue {
-        /// The kinds are those of Attribute::Type, plus one.
+        /// The values of Attribute::Type, and one more.
         enum Tag : int {
             IntegerTag = 1,
             UnsignedIntegerTag = 2,
@@ -92,7 +92,7 @@ public:
             NoValueTag = 7
         };
         union Value {
-            long long integer = 0; // and so all 8 bytes are set, whichever is used
+            long long integer = 0; // initialises all 8 bytes, whichever member is used
             unsigned long long unsignedInteger;
             double real;
             bool boolean;
@@ -101,7 +101,7 @@ public:
 
         int tag = NoValueTag;
         Value value;
-        Mu::UniString string; ///< empty but for StringTag
+        Mu::UniString string; ///< empty except for StringTag
 
         AttributeValue() = default;
         AttributeValue(short number) : AttributeValue(static_cast<long long>(number)) {}
@@ -123,38 +123,38 @@ public:
         AttributeValue(char const * text);
         AttributeValue(char16_t const * text);
         AttributeValue(void * pointer);
-        AttributeValue(void const * pointer); // which would count as a bool otherwise
+        AttributeValue(void const * pointer); // otherwise a pointer would convert to bool
 
-        /// The value for people, the same on all platforms: numbers in decimal, reals with up to 16
-        /// digits, "true" or "false", "NULL" or "0x" with the 16 digits of the pointer. Empty where
+        /// The value as text, the same on all platforms: numbers in decimal, reals with up to 16
+        /// digits, "true" or "false", "NULL" or "0x" with the 16 digits of the pointer. Empty if
         /// there is no value.
         Mu::UniString ToString() const;
     };
 
-    /// One level of a tree; the base of all kinds. Made by the Create operations only.
+    /// One level of a tree; the base of all kinds. Created only by the Create operations.
     class KESTREL_API Entry : public Mu::Allocated {
     public:
         Entry(Entry const &) = delete;
         Entry & operator=(Entry const &) = delete;
         virtual ~Entry();
-        /// Whether a location may go through here by that name.
+        /// Whether a location may pass through this entry by that name.
         virtual bool HasName(Name const & name) const;
-        /// The fixed name, empty where there is none.
+        /// The fixed name; empty if there is none.
         virtual Name GetName() const;
 
         unsigned int GetChildCount() const { return children.GetSize(); }
         /// Not checked.
         Entry const * GetChild(unsigned int index) const { return children[index]; }
-        /// The first child that has the name; null when none has.
+        /// The first child with that name; null if there is none.
         Entry const * FindChild(Name const & name) const;
         unsigned int GetAttributeCount() const { return attributes.GetSize(); }
         /// Not checked.
         Attribute const & GetAttribute(unsigned int index) const { return attributes[index]; }
 
-        /// Null is passed over.
+        /// Ignores null.
         void ConnectChild(Entry const * child);
         void AddAttribute(Attribute const & attribute);
-        /// In the place of its own.
+        /// Replaces its own.
         void CopyAttributes(Entry const & from);
 
     protected:
@@ -163,12 +163,12 @@ public:
     private:
         friend class Reflectable;
 
-        Mu::Array<Entry const *> children;    // not owned; several parents, or itself, may have it
-        Mu::Array<Attribute> attributes;      // of this entry, where it is listed
-        std::atomic<unsigned int> owners = 0; // objects, of which all but one are copies
+        Mu::Array<Entry const *> children;    // not owned; may be shared, or the entry itself
+        Mu::Array<Attribute> attributes;      // of this entry, for where it is listed
+        std::atomic<unsigned int> owners = 0; // the objects that use it, which are copies of one
     };
 
-    /// The top, which has no name.
+    /// The root, which has no name.
     class KESTREL_API RootEntry : public Entry {
         friend class Reflectable;
         RootEntry() = default;
@@ -187,14 +187,14 @@ public:
         Name name;
     };
 
-    /// A fixed name under which everything at one level of a tree is listed, from all branches.
+    /// A fixed name that lists everything at one level of a tree, from all branches.
     class KESTREL_API CollectorEntry : public Entry {
     public:
         bool HasName(Name const & other) const override;
         Name GetName() const override;
-        /// Where the search begins.
+        /// Where the search starts.
         Entry const * GetRoot() const { return root; }
-        /// The level whose names are listed, and where a location goes on below this entry.
+        /// The level whose names are listed, and where a location continues below this entry.
         Entry const * GetTarget() const { return target; }
 
     private:
@@ -207,10 +207,10 @@ public:
         Entry const * target;
     };
 
-    /// Any number of children, whose names only the class knows, at the time of the query.
+    /// Any number of children, whose names the class determines at the time of the query.
     class KESTREL_API CustomEntryGroup : public Entry {
     public:
-        /// Any name, which the class checks later.
+        /// Accepts any name, which the class checks later.
         bool HasName(Name const & name) const override;
 
     private:
@@ -219,40 +219,40 @@ public:
     };
 
     Reflectable();
-    /// Registers the object under the location, unless that lies above or below another one's, and
-    /// unregisters it in the destructor. A class with hooks unregisters in its own destructor, too:
-    /// when this one runs, the hooks are gone.
+    /// Registers the object under the location, unless that is above or below the location of
+    /// another one, and unregisters it in the destructor. A class with hooks must also unregister
+    /// in its own destructor, as its hooks no longer exist when this one runs.
     explicit Reflectable(RelativeLocation const & location);
-    /// The copy has the same entries, and shares in them. It is not registered.
+    /// The copy shares the entries. It is not registered.
     Reflectable(Reflectable const & other);
     Reflectable & operator=(Reflectable const & other);
     virtual ~Reflectable();
 
-    // The questions. A location is relative to that of the object. The lists are cleared first.
+    // The queries. A location is relative to that of the object. Output lists are cleared first.
 
-    /// What is listed at the location: first what can be walked into, then what has a content.
-    /// False: there is no such place now.
+    /// Lists the location: first the entries that have children, then those that have content.
+    /// False: the location does not exist at present.
     virtual bool GetChildren(RelativeLocation const & location, Mu::Array<Name> * folders,
                              Mu::Array<Name> * files) const;
-    /// The columns of what is listed at the location. Names of dynamic levels are not looked up.
+    /// The columns of the entries that are listed at the location. Names of dynamic levels are not
+    /// checked.
     virtual bool GetAttributes(RelativeLocation const & location,
                                Mu::Array<Attribute> * attributes) const;
-    /// The values of the one thing at the location, in the order of the columns. Fixed entries have
+    /// The values of the thing at the location, in the order of the columns. Fixed entries have
     /// none.
     virtual bool GetAttributeValues(RelativeLocation const & location,
                                     Mu::Array<AttributeValue> * values) const;
-    /// Writes the columns and values of the thing, a line each, in the default character code.
+    /// Writes the columns and values of the thing, one per line, in the default character code.
     virtual bool GetContent(RelativeLocation const & location, Mu::OChannel & channel) const;
 
-    // The hooks of a class with groups. `entries` is the way to the group, the deepest first, and
-    // `names` are the names of the groups on it, the deepest first. What they return is not looked
-    // at by the questions.
+    // The hooks of a class with groups. `entries` is the path to the group, and `names` are the
+    // names of the groups on it; both start with the deepest. The queries ignore the return values.
 
-    /// Lists what there is below the group.
+    /// Lists what is below the group.
     virtual bool GetEntries(CustomEntryGroup const * group,
                             Mu::Array<Entry const *> const & entries, Mu::Array<Name> const & names,
                             Mu::Array<Name> * folders, Mu::Array<Name> * files) const;
-    /// Returns the values of the thing of that name, in the order of the attributes of the group.
+    /// Returns the values of the named thing, in the order of the group's attributes.
     virtual bool GetEntryAttributeValues(CustomEntryGroup const * group, Name const & name,
                                          Mu::Array<Entry const *> const & entries,
                                          Mu::Array<Name> const & names,
@@ -260,17 +260,16 @@ public:
 
     // Building a tree. All entries belong to the object.
 
-    /// The root; the first call makes it.
+    /// The root; the first call creates it.
     RootEntry * CreateRootEntry();
     StaticEntry * CreateStaticEntry(Name const & name);
-    /// Null: one of the three is.
+    /// Null: one of the three arguments is.
     CollectorEntry * CreateCollectorEntry(Name const & name, Entry const * root,
                                           Entry const * target);
     CustomEntryGroup * CreateCustomEntryGroup();
-    /// Appends a child; a null one is passed over. A group that is its own child is a level that
-    /// goes on to any depth.
+    /// Appends a child; null is ignored. A group that is its own child is a level of any depth.
     static void Connect(Entry * parent, Entry * child);
-    // Nothing happens for a null argument.
+    // These do nothing for null arguments.
     static void AddAttribute(Entry * entry, Mu::UniString const & name, Attribute::Type type);
     static void AddAttribute(Entry * entry, char const * name, Attribute::Type type);
     static void CopyAttributes(Entry * to, Entry const * from);
@@ -280,19 +279,20 @@ public:
     /// Empty: there is no such name.
     static Name GetName(RelativeLocation const & location, unsigned int index);
     static Name GetLastName(RelativeLocation const & location);
-    /// Whether a location fits a pattern of as many names. "?" fits any name, and "a|b" one that is
-    /// letter for letter one of the parts; any other name fits as names do.
+    /// Whether a location matches a pattern with the same number of names. "?" matches any name,
+    /// "a|b" a name that is identical to one of the parts; any other name matches by the comparison
+    /// of names.
     static bool Matches(RelativeLocation const & location, RelativeLocation const & pattern);
     static bool Matches(RelativeLocation const & location, char const * pattern);
 
-    // Values as names of a dynamic level, and back. What cannot be read back is 0.
+    // Conversion of values to names of a dynamic level and back. An invalid name converts to 0.
 
     static Name ToName(unsigned int value);
     static Name ToName(int value);
     static Name ToName(double value);
     static Name ToName(void const * pointer);
     static unsigned int ToULong(Name const & name);
-    /// Also reads octal and hexadecimal, by their prefixes.
+    /// Also accepts octal and hexadecimal numbers with their prefixes.
     static int ToSLong(Name const & name);
     static double ToDouble(Name const & name);
     static void const * ToPointer(Name const & name);
@@ -306,7 +306,7 @@ private:
     void Release();
 
     bool isSelfRegistered = false;
-    Mu::Array<Entry *> entries; // owned, together with the copies
+    Mu::Array<Entry *> entries; // shared with the copies
     RootEntry * root = nullptr; // null in a class without a tree
 };
 

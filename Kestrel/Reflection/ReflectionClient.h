@@ -12,21 +12,21 @@ namespace IO {
 
 class RelativeLocation;
 
-/// Looks into another process that runs a ReflectionService.
+/// Inspects another process that runs a ReflectionService.
 ///
 ///     IO::ReflectionClient client;
 ///     if (client.Connect("localhost", 37770) == IO::NoError &&
 ///         client.GetChildren(IO::RelativeLocation(), &folders, &files) == IO::NoError)
 ///         ...
 ///
-/// The server is not trusted: a foreign or hostile server costs a status, memory in proportion to
-/// the bytes that it sends, and no more time than the limit for each of its pauses.
+/// The server is not trusted: from a foreign or hostile server a caller gets a failure status; it
+/// uses memory in proportion to the bytes received, and each of its pauses is limited.
 ///
-/// Memory:  that of one answer, as it arrives.
+/// Memory:  that of one response, as it arrives.
 /// Threads: one at a time; another one ends a wait by Mu::Thread::Cancel of the waiting one.
-/// Failure: statuses; after any of them the connection is closed. EOI: it is closed already, or the
-///          server closed it. InputFailure: the connection failed, or nothing came in time. Error:
-///          the answer is not that of a service. ErrMemoryFull. Out-parameters are empty then.
+/// Failure: statuses; any failure closes the connection. EOI: it was closed before, or by the
+///          server. InputFailure: the connection failed, or nothing arrived in time. Error: the
+///          response is not one of a service. ErrMemoryFull. Out-parameters are empty then.
 class KESTREL_API ReflectionClient : public Mu::Allocated {
 public:
     using Attribute = Reflectable::Attribute;
@@ -35,27 +35,28 @@ public:
     static constexpr unsigned int DefaultAnswerLimit = 64u << 20;
 
     ReflectionClient();
-    /// Says goodbye.
+    /// Ends the dialogue and closes the connection.
     ~ReflectionClient();
     ReflectionClient(ReflectionClient const &) = delete;
     ReflectionClient & operator=(ReflectionClient const &) = delete;
 
-    /// To a port of a host, which is looked up first. The limit holds for the connection and for
-    /// each wait for the server from then on; 0 is none. InputFailure: nothing listens there.
+    /// Connects to a port of a host, whose name is resolved first. The limit applies to the
+    /// connection and to each later wait for the server; 0 for no limit. InputFailure: nothing
+    /// listens there.
     MuErrCode Connect(char const * host, unsigned short port,
                       unsigned int milliseconds = DefaultTimeout);
     bool IsConnected() const { return connection != nullptr; }
     void Disconnect();
-    /// An answer beyond so many bytes is Error.
+    /// A response with more bytes returns Error.
     void SetAnswerLimit(unsigned int size) { answerLimit = size; }
 
     MuErrCode GetIdent(Mu::UniString * ident);
-    /// The sign of the byte order that the service speaks, "WIN" or "MAC".
+    /// The sign of the service's byte order, "WIN" or "MAC".
     MuErrCode GetOS(Mu::UniString * sign);
     MuErrCode GetPid(unsigned int * process);
 
-    // As those of Reflectable. The service does not distinguish a place that is not there from one
-    // that is empty.
+    // The queries of Reflectable. The service does not distinguish a location that does not exist
+    // from an empty one.
 
     MuErrCode GetChildren(RelativeLocation const & location, Mu::Array<Name> * folders,
                           Mu::Array<Name> * files);
@@ -76,7 +77,7 @@ private:
     MuErrCode AskAt(char const * request, RelativeLocation const & location,
                     Mu::Array<Name> const * names, Take const & take);
 
-    Connection * connection = nullptr; // owned; null while not connected
+    Connection * connection = nullptr; // owned; null while it is not connected
     unsigned int answerLimit = DefaultAnswerLimit;
 };
 

@@ -7,19 +7,19 @@ namespace IO {
 
 class Reflectable;
 
-/// A gateway from a MemoryVFS to a Reflectable: below it, folders show what the object lists, and
-/// files hold what it says of one thing.
+/// A gateway from a MemoryVFS to a Reflectable: below it, folders contain what the object lists,
+/// and files the text of its things.
 ///
-/// Each connection is a snapshot of its moment; the next one has new data. The gateway itself is no
-/// more than a place: what it shows is reached with the whole location, through File and Folder.
+/// Each connection is a snapshot; the next one has new data. The gateway itself only marks the
+/// place: its content is accessed with the whole location, through File and Folder.
 ///
-/// Memory:  the gateway, which belongs to the folder that it is created in. A snapshot belongs to the
-///          File or Folder that it was made for. Connecting may throw Mu::OutOfMemoryException.
+/// Memory:  the gateway is owned by the folder that it is created in, a snapshot by the File or
+///          Folder that it was made for. Connecting may throw Mu::OutOfMemoryException.
 /// Threads: the object is queried on the thread that connects.
 /// Failure: statuses.
 class KESTREL_API ReflectionFolderEntry : public VFSFolderEntry {
 public:
-    /// The object, which is not owned, outlives the entry. Null: no memory.
+    /// The object is not owned and must outlive the entry. Null: no memory.
     static ReflectionFolderEntry * New(Reflectable const & reflectable);
     ~ReflectionFolderEntry() override;
     ReflectionFolderEntry(ReflectionFolderEntry const &) = delete;
@@ -37,10 +37,10 @@ public:
     void Disconnect(RelativeLocation const & below, VFSFolderEntry * entry) override;
     void Disconnect(RelativeLocation const & below, VFSFileEntry * entry) override;
 
-    /// Error when the file system has gone; else that of the location.
+    /// Error if the file system is gone; otherwise the status of the location.
     int GetStatus() const;
 
-    // The gateway by itself can do nothing.
+    // The gateway itself supports no operations.
     TimeStatus SetCreationTime(int const &) override { return TimeStatus::Other; }
     TimeStatus GetCreationTime(int *) override { return TimeStatus::Other; }
     TimeStatus SetModificationTime(int const &) override { return TimeStatus::Other; }

@@ -10,39 +10,39 @@
 
 namespace IO {
 
-/// Which object serves which location.
+/// A row of the table: which object serves which location.
 struct ReflectionEntry {
     RelativeLocation location;
     Reflectable * reflectable; ///< not owned
 };
 
-/// Knows every Reflectable of the process that is to be seen from outside.
+/// The table of all Reflectable objects of the process that are visible from outside.
 ///
-/// A class registers itself in its constructor and unregisters in its destructor, first thing: from
-/// then on nobody asks it any more, for Unregister waits for the questions of other threads that are
-/// under way in the object. So do not unregister while holding a lock that a hook of the object
-/// takes. A hook may call everything here; where it unregisters an object, itself included, it does
-/// not wait, since it could be waited for in turn.
+/// A class registers in its constructor and unregisters first thing in its destructor. Afterwards
+/// the object is not queried any more: Unregister waits for queries of other threads that are in
+/// progress. So do not unregister while holding a lock that a hook of the object takes. A hook may
+/// call every operation here. If a hook unregisters an object, possibly its own, the call does not
+/// wait, as this could deadlock.
 ///
 /// Memory:  a table, which is freed with its last row.
-/// Threads: any, also before main and behind it. No lock is held while a host's code runs.
-/// Failure: false. A shortage is one of its reasons.
+/// Threads: any, also before main and after it. No lock is held while code of a host runs.
+/// Failure: false, including for a shortage of memory.
 class KESTREL_API ReflectionManager {
 public:
-    /// Gets what is registered.
+    /// Receives the registered objects.
     class KESTREL_API Enumerator {
     public:
         virtual ~Enumerator();
-        /// True to continue. The object is not unregistered by another thread meanwhile.
+        /// Return true to continue. Meanwhile no other thread can unregister the object.
         virtual bool Visit(RelativeLocation const & location, Reflectable * reflectable);
     };
 
-    /// With `check`, a location at, above or below a registered one is refused.
+    /// With `check`, a location that equals, contains or is below a registered one is refused.
     static bool Register(RelativeLocation const & location, Reflectable * reflectable, bool check);
 #if defined(__cpp_rtti)
-    /// The same for whoever knows the class. Objects of that very class, where it leaves
-    /// GetAttributeValues to Reflectable, are asked for the values of many things with one walk
-    /// through their tree.
+    /// The same, with the object's class. Objects of exactly this class that do not override
+    /// GetAttributeValues are queried for the values of many things with one walk through their
+    /// tree.
     template <std::convertible_to<Reflectable *> Pointer>
     requires std::is_pointer_v<Pointer>
     static bool Register(RelativeLocation const & location, Pointer reflectable, bool check) {
@@ -51,17 +51,17 @@ public:
     }
 #endif
 
-    /// Takes the object out of the table. Null does nothing.
-    // Kept: of two rows of one object that lie side by side, the second stays.
+    /// Removes the object from the table. Null does nothing.
+    // Kept: of two adjacent rows of one object, the second remains.
     static void Unregister(Reflectable * reflectable);
 
-    /// The object that was registered first at the location or above it, and in `*relative`, which
-    /// may be null, what of the location goes on below. Null: there is none. Nothing keeps the object
-    /// alive: for threads that know that it lives.
+    /// The object that was registered first at the location or above it; `*relative`, which may be
+    /// null, receives the rest of the location. Null: there is none. The object is not kept alive:
+    /// for callers that know that it exists.
     static Reflectable * Find(RelativeLocation const & location, RelativeLocation * relative);
 
-    /// In order of registration. What is registered meanwhile comes, too. False: a null enumerator,
-    /// or it did not go on.
+    /// In the order of registration, including objects that are registered meanwhile. False: the
+    /// enumerator is null or has stopped.
     static bool Enumerate(Enumerator * enumerator);
 
 private:

@@ -8,43 +8,42 @@ class UniString;
 
 namespace IO {
 
-/// Lets inspectors look into this process over TCP: at all that is registered with
-/// ReflectionManager.
+/// Makes everything that is registered with ReflectionManager accessible to inspectors over TCP.
 ///
-/// IO::Init starts it and the last IO::End ends it. It takes the first free port of its range, so
-/// that ten processes of a machine can be inspected at a time; ReflectionClient asks it.
+/// IO::Init starts it and the last IO::End stops it. It uses the first free port of its range, so
+/// ten processes of a machine can be inspected at a time. ReflectionClient is the client.
 ///
-/// There is no access control: everybody who reaches the port can read all that is registered, and
-/// nobody can change anything. By default the port is open on all addresses of the machine, as
-/// inspectors of other machines expect it; SetLoopbackOnly keeps it to this one. Nothing is found
-/// at a location of more than 2048 names.
+/// There is no access control: everyone who can reach the port can read everything that is
+/// registered, and no one can change anything. By default the port is open on all addresses of the
+/// machine, as inspectors on other machines expect; SetLoopbackOnly restricts it to this one. A
+/// location of more than 2048 names does not exist.
 ///
-/// Memory:  a thread for each inspector that is connected, the body of its present request, and the
-///          answer.
-/// Threads: any. The settings are read when the service starts. Ending it waits for hooks that
-///          are being asked.
+/// Memory:  a thread for each connected inspector, the body of its current request, and the
+///          response.
+/// Threads: any. The settings are read when the service starts. Stopping it waits for hooks that
+///          are running.
 /// Failure: false.
 class KESTREL_API ReflectionService {
 public:
     static constexpr unsigned short FirstPort = 37770;
     static constexpr unsigned short LastPort = 37779;
 
-    /// Starts it, with the name by which an inspector distinguishes the process from others. False:
-    /// no port is free, there is no thread or memory for it, or it runs already.
+    /// Starts it with the name by which an inspector identifies the process. False: no port is
+    /// free, there are no resources for a thread, or it is already running.
     static bool Initialize(Mu::UniString const & ident);
-    /// Ends it with all connections, in whatever they are.
+    /// Stops it and closes all connections in any state.
     static void Terminate();
-    /// 0 while it does not run.
+    /// 0 if it is not running.
     static unsigned short GetPort();
 
     /// Whether only this machine can connect.
     static void SetLoopbackOnly(bool isOn);
-    /// Bytes of a request, at most; a longer one ends its connection. 16 MiB at first.
+    /// The limit for the bytes of a request; a longer one closes its connection. 16 MiB by default.
     static void SetRequestLimit(unsigned int size);
-    /// Bytes of an answer, at most; a longer one ends its connection. A short request can ask for the
-    /// values of millions of names. 256 MiB at first.
+    /// The limit for the bytes of a response; a longer one closes its connection. A short request
+    /// can ask for the values of millions of names. 256 MiB by default.
     static void SetAnswerLimit(unsigned int size);
-    /// Inspectors at a time; further ones wait until one goes. 64 at first.
+    /// The limit for connected inspectors; further ones wait until one disconnects. 64 by default.
     static void SetClientLimit(unsigned int count);
 };
 

@@ -6,21 +6,21 @@
 
 namespace IO {
 
-// The two ends of the dialogue with a ReflectionService: numbers low byte first, and texts with
-// their length in front, one byte, or 255 and four more. Texts are in the default character code.
-// To ask a service, use ReflectionClient.
+// Encoding of the dialogue with a ReflectionService: numbers with the low byte first, and texts
+// after their length, which is one byte, or 255 and four more. Texts are in the default character
+// code. ReflectionClient is the client of a service.
 //
-// Memory:  texts take it as their bytes arrive, whatever length is announced.
-// Threads: those of the channels.
-// Failure: those of the channels; an end in the middle is Mu::IOException with the id EOI.
+// Memory:  a text grows as its bytes arrive, whatever length is announced.
+// Threads: as for the channels.
+// Failure: as for the channels; an end within a value is Mu::IOException with the id EOI.
 
 KESTREL_API void Read(Mu::IBinaryChannel & channel, unsigned int * number);
 KESTREL_API void Read(Mu::IBinaryChannel & channel, Mu::UniString * text);
-/// As many bytes as come before the end; returns how many.
+/// Reads up to the end of the data; returns the number of bytes.
 KESTREL_API unsigned int Read(Mu::IBinaryChannel & channel, char * destination, unsigned int count);
 KESTREL_API void Write(Mu::OBinaryChannel & channel, unsigned int number);
-// Kept: the length is that of the text in code units, and as many bytes follow. In a code that
-// needs more bytes than units the text is cut, in one that needs fewer it ends in zeros.
+// Kept: the length is that of the text in code units, and the same number of bytes follows. In a
+// code with more bytes than units the text is truncated, in one with fewer it is padded with zeros.
 KESTREL_API void Write(Mu::OBinaryChannel & channel, Mu::UniString const & text);
 KESTREL_API void Write(Mu::OBinaryChannel & channel, char const * source, unsigned int count);
 

@@ -10,19 +10,19 @@ namespace IO {
 
 class RemoteTree;
 
-/// How much time and memory the browsing of a process through a file system may cost.
+/// Limits for the time and memory of browsing a process through a file system.
 struct RemoteReflectionLimits {
-    /// Milliseconds for the connection and for each pause of the process; 0 is none.
+    /// Milliseconds for the connection and for each pause of the process; 0 for no limit.
     unsigned int timeout = 5000;
-    /// Milliseconds for which an answer is good, so that a walk does not ask twice; 0 keeps none. One
-    /// that took long is good for ten times as long as it took.
+    /// Milliseconds for which a response is cached, so that a walk does not ask twice; 0 disables
+    /// the cache. A slow response is cached for ten times as long as it took.
     unsigned int keepTime = 2000;
-    /// Bytes of answers that are kept, besides those that an open entry holds.
+    /// Size of the cache in bytes, not counting what open entries hold.
     unsigned int keptSize = 64u << 20;
-    /// An answer beyond so many bytes is a failure.
+    /// A response with more bytes is a failure.
     unsigned int answerLimit = 64u << 20;
-    /// Milliseconds behind a connection that could not be made, or that brought nothing, in which every
-    /// use fails at once, so that a walk does not try again at each step; 0 always tries.
+    /// Milliseconds after a failed or useless connection in which every use fails at once, so that
+    /// a walk does not retry at each step; 0 always retries.
     unsigned int retryTime = 1000;
 };
 
@@ -30,39 +30,40 @@ struct RemoteReflectionLimits {
 ///
 ///     IO::RemoteReflectionVFS shop("localhost", 37770);
 ///     IO::fileSystem.Mount(shop, IO::Location("C:\\Shop"));
-///     // C:\Shop\Shop\Orders\17 is a file with what the process says of order 17
+///     // C:\Shop\Shop\Orders\17 is a file with the text of order 17
 ///
-/// A folder is what a ReflectionService lists, a file what it says of one thing; a file is empty where
-/// it has nothing to say. A folder of things with attributes also holds the file `TableName`: a line
-/// with the word "name" and the attributes, and a line for each thing, with tabs between the cells.
-/// Where the process is named by a URL rather than by a mount, take ReflectRollingVFS.
+/// A folder contains what a ReflectionService lists, a file the text of one thing, which may be
+/// empty. A folder of things with attributes also contains the file `TableName`: a line with the
+/// word "name" and the attributes, and a line for each thing, with tabs between the cells. To name
+/// processes by URLs instead of mounts, use ReflectRollingVFS.
 ///
-/// Entries have the names of things in a form that every disk takes; see EscapeName. Each can be had by
-/// its plain name too, if that does not look escaped. What stands at a place has one entry, however it
-/// is spelt: of names that differ in case only, the later ones are escaped further. A name that is too
-/// long for a disk is cut, and ends in "%~" and a number of its own; the table has the whole name.
+/// Entries have the names of things in a form that is valid on every disk; see EscapeName. The
+/// plain name can be used too, unless it looks escaped. A thing has only one entry, whatever the
+/// spelling: of names that differ only in case, the later ones are escaped further. A name that is
+/// too long for a disk is truncated, and ends in "%~" and a unique number; the table contains the
+/// whole name.
 ///
-/// An entry keeps the first answer that it gets, so that a walk sees each folder as of one moment.
-/// Nothing is deeper than `DeepestLevel`, so that a tree without an end costs no stack.
+/// An entry keeps the first response that it gets, so that a walk sees each folder in one state.
+/// Nothing is deeper than `DeepestLevel`, so that an infinite tree does not exhaust the stack.
 ///
-/// Memory:  the answers that open entries hold, and those that are kept.
-/// Threads: any. Connecting asks the process under the lock of IO::fileSystem, as its status has to say
-///          what is there, everything else without it. So other threads may wait for a process that is
-///          silent, for one time limit in each retry time. A process that mounts itself gets the
-///          status of a failure, after the time limit, where the answer needs that lock.
-/// Failure: statuses: NotFound for what the process does not list, Other, ReadError and the like when it
-///          cannot be asked. Every change is denied. The next use after a broken connection makes a new
-///          one; after one that could not be made, the next use behind the retry time does.
+/// Memory:  the responses that open entries hold, and the cache.
+/// Threads: any. Connecting queries the process under the lock of IO::fileSystem, since its status
+///          depends on the response; everything else does not. So other threads may wait for a
+///          process that does not respond, for one time limit per retry time. If a process mounts
+///          itself and the response needs that lock, it gets a failure status after the time limit.
+/// Failure: statuses: NotFound for what the process does not list; Other, ReadError and the like if
+///          it cannot be queried. Every change is denied. After a broken connection the next use
+///          makes a new one; after a failed attempt, the first use after the retry time does.
 ///          Mu::OutOfMemoryException when connecting.
 class KESTREL_API RemoteReflectionVFS : public FixedVFS {
 public:
     static constexpr char const * TableName = "attributes.tsv";
     static constexpr unsigned int DeepestLevel = 200;
 
-    /// No request is made before the first use.
+    /// Makes no request before the first use.
     RemoteReflectionVFS(char const * host, unsigned short port,
                         RemoteReflectionLimits const & limits = RemoteReflectionLimits());
-    /// After Unmount.
+    /// To be called after Unmount.
     ~RemoteReflectionVFS() override;
     RemoteReflectionVFS(RemoteReflectionVFS const &) = delete;
     RemoteReflectionVFS & operator=(RemoteReflectionVFS const &) = delete;
@@ -75,15 +76,16 @@ public:
     /// Closes the connection.
     void Unmounted() override;
 
-    /// The name in a form that Windows, Linux and terminals take: what they refuse stands as in a URL,
-    /// each byte of its UTF-8 as "%" and two digits. That holds for "%", for control characters, for a
-    /// blank or a dot at the end, and for the first letter of what Windows takes for a device.
+    /// The name in a form that is valid on Windows, on Linux and on terminals: invalid parts are
+    /// encoded as in a URL, each byte of the UTF-8 as "%" and two digits. These are "%", control
+    /// characters, a space or a dot at the end, and the first letter of a reserved device name of
+    /// Windows.
     static Name EscapeName(Name const & name);
-    /// The name that EscapeName was given. What is no escape stays as it is.
+    /// The inverse of EscapeName. Invalid escapes are kept as they are.
     static Name UnescapeName(Name const & name);
 
-    // A cell of a table as it stands in the file: \t, \n, \r and \\, and \u with four digits for other
-    // control characters and halves of characters; and back.
+    // A cell of a table in its encoded form, with \t, \n, \r and \\, and \u with four digits for
+    // other control characters and unpaired surrogates; and the inverse.
     static Mu::UniString EscapeCell(Mu::UniString const & text);
     static Mu::UniString UnescapeCell(Mu::UniString const & text);
 

@@ -7,21 +7,21 @@ namespace IO {
 class BaseFileSystem;
 class Location;
 
-/// What an entry of a virtual file system in memory is, beside a file or a folder.
+/// What all entries of a virtual file system in memory have in common.
 ///
-/// Not used by itself: derive from VFSFileEntry or VFSFolderEntry.
+/// Do not derive from it directly; use VFSFileEntry or VFSFolderEntry.
 ///
-/// Threads: as the file system that holds it.
+/// Threads: as for the file system that contains it.
 class KESTREL_API VFSEntry {
 public:
     virtual ~VFSEntry();
     /// Sets its location.
     virtual void SetContext(BaseFileSystem & fileSystem, Location const & location) = 0;
-    /// Ends one connection to this very entry. The caller deletes one that is nobody's then.
+    /// Ends one connection to this entry itself. The caller deletes an entry that nobody owns then.
     virtual void Disconnect() = 0;
-    /// Whether this very entry is connected.
+    /// Whether this entry itself is connected.
     virtual bool IsConnected() const = 0;
-    /// The file system goes away: the entry stops working, though it may still be held.
+    /// The file system is being destroyed: the entry stops working, but may still be held.
     virtual void Invalidate() = 0;
     virtual void GetLocation(Location * location) const = 0;
 };

@@ -5,16 +5,16 @@
 
 namespace IO {
 
-/// The base of files that a host hangs into a MemoryVFS, with Folder::CreateFile.
+/// The base of files that a host adds to a MemoryVFS, with Folder::CreateFile.
 ///
-/// Memory:  made by `new`; the folder that holds it deletes it.
-/// Threads: as the file system that holds it.
+/// Memory:  allocated with `new`; owned by the folder that contains it.
+/// Threads: as for the file system that contains it.
 /// Failure: statuses.
 class KESTREL_API VFSFileEntry : public VFSEntry, public FileEntry {
 public:
     enum class ConnectStatus : unsigned int { Connected = 0, AccessDenied = 1, Other = 2 };
 
-    /// Returns the entry that a File works on: this one, or one created for it.
+    /// Returns the entry for a File: this one, or one created for it.
     virtual ConnectStatus Connect(VFSFileEntry ** entry) = 0;
 };
 

@@ -9,22 +9,22 @@ namespace IO {
 class RelativeLocation;
 class VFSFileEntry;
 
-/// The base of folders that a host hangs into a MemoryVFS, with Folder::CreateFolder.
+/// The base of folders that a host adds to a MemoryVFS, with Folder::CreateFolder.
 ///
-/// Memory:  made by `new`; the folder that holds it deletes it.
-/// Threads: as the file system that holds it.
+/// Memory:  allocated with `new`; owned by the folder that contains it.
+/// Threads: as for the file system that contains it.
 /// Failure: statuses.
 class KESTREL_API VFSFolderEntry : public VFSEntry, public FolderEntry {
 public:
     using ConnectStatus = BaseFileSystem::ConnectStatus;
     using VFSEntry::Disconnect;
 
-    // What lies below this one. AccessDenied: the name is known, but nothing stands behind it.
+    // The entries below this one. AccessDenied: the name is known, but has no entry.
     virtual ConnectStatus Connect(RelativeLocation const & location, VFSFolderEntry ** entry) = 0;
     virtual ConnectStatus Connect(RelativeLocation const & location, VFSFileEntry ** entry) = 0;
     /// This folder itself.
     virtual ConnectStatus Connect(VFSFolderEntry ** entry) = 0;
-    // Take back what the first two gave.
+    // Release the entries that the first two returned.
     virtual void Disconnect(RelativeLocation const & location, VFSFolderEntry * entry) = 0;
     virtual void Disconnect(RelativeLocation const & location, VFSFileEntry * entry) = 0;
 };
