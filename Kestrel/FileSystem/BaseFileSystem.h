@@ -8,12 +8,12 @@ class FileEntry;
 class FolderEntry;
 class Location;
 
-/// Anything that can map a location to an entry.
+/// Maps locations to entries.
 ///
 /// An implementation of a file system derives from FixedVFS or RollingVFS, not from here.
 ///
-/// Memory:  the entries that Connect returns stay the file system's; each is returned through
-///          Disconnect before the file system may go.
+/// Memory:  the file system owns the entries that Connect returns; each must be passed to
+///          Disconnect before the file system is destroyed.
 /// Threads: IO::fileSystem calls all four under its lock, one at a time.
 /// Failure: statuses; with any but Connected the output is ignored.
 class KESTREL_API BaseFileSystem {

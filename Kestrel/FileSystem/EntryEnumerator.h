@@ -6,12 +6,12 @@ namespace IO {
 
 class Name;
 
-/// Called with the entries of a folder, one by one, in the file system's order.
+/// Is called with the entries of a folder, one by one, in the file system's order.
 class KESTREL_API EntryEnumerator {
 public:
     virtual ~EntryEnumerator() = default;
 
-    /// True continues, false ends the enumeration.
+    /// Return true to continue, false to end the enumeration.
     virtual bool EntryFound(Name const & name, bool isFolder) = 0;
 };
 

@@ -13,8 +13,8 @@ class BaseFileSystem;
 /// return small statuses of their own; mapping those to codes, and writing log lines, is done once
 /// for all file systems, in File and Folder.
 ///
-/// Memory:  an entry belongs to the file system that made it. Connect returns it, Disconnect takes
-///          it back.
+/// Memory:  owned by the file system that created it: Connect returns an entry, Disconnect releases
+///          it.
 /// Threads: used by one File or Folder at a time; entries need no lock.
 /// Failure: statuses. An entry writes no log line.
 class KESTREL_API FSEntry : public Mu::Allocated {
@@ -30,7 +30,7 @@ public:
     virtual TimeStatus SetModificationTime(int const & time) = 0;
     virtual TimeStatus GetModificationTime(int * time) = 0;
 
-    /// The one that takes this entry back.
+    /// The file system to which Disconnect returns this entry.
     virtual BaseFileSystem * GetOwnerFileSystem() = 0;
 };
 

@@ -29,9 +29,9 @@ class Folder;
 /// - The process alone: all of it after a Flush or Close that returned NoError. Of the rest a
 ///   beginning, in the order of writing; the last write may be cut.
 /// - The system too: after a Flush that returned NoError all of it, with the length of the file
-///   and, on a file system with a journal, its name; as far as the device keeps its word. Close
-///   guarantees nothing here. Of the rest any part may have been written, and other parts read as
-///   the former content, or as zeros.
+///   and, on a file system with a journal, its name, provided that the device keeps its promises.
+///   Close guarantees nothing here. Of the rest any part may have been written, and other parts read
+///   as the former content, or as zeros.
 ///
 /// Memory:  the read buffer ("FileCacheSize" of the preferences, 4096 bytes by default) and the
 ///          write blocks of 16384 bytes are taken by the first read and write. Construction and the

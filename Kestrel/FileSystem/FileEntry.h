@@ -72,7 +72,7 @@ public:
     virtual AttributeStatus IsWriteProtected(bool * writeProtected) = 0;
     virtual AttributeStatus SetWriteProtection(bool writeProtected) = 0;
 
-    /// What prevents the file from being written, as far as the file system knows.
+    /// What prevents the file from being written, if the file system can determine it.
     virtual LockerStatus GetWriteLocker(Mu::UniString * program) = 0;
 };
 

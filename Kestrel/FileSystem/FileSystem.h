@@ -16,15 +16,15 @@ class FixedVFS;
 class RollingVFS;
 class VirtualFileSystem;
 
-/// The single front door of all file access, reached as IO::fileSystem.
+/// The entry point of all file access, available as IO::fileSystem.
 ///
-/// Keeps the table of mounted file systems and picks for each location the one that serves it:
-/// first the disk, then the deepest fixed mount, then the one rolling system that claims it. For
-/// work on one file or folder use File and Folder; the operations here take whole locations, and
-/// each forwards to a Folder made for the one call.
+/// Keeps the table of mounted file systems and selects the one for each location: first the disk,
+/// then the deepest fixed mount, then the one rolling system that claims it. To work on one file or
+/// folder use File and Folder; the operations here take whole locations, and each forwards to a
+/// temporary Folder.
 ///
 /// Memory:  none but the mount tables and the private locations. Owns no entries.
-/// Threads: any. One re-entrant lock guards the mounts and every connect and disconnect; it is not
+/// Memory:  only the mount tables and the private locations. Owns no entries.
 ///          held while an entry works. Private locations and the retry duration have no lock:
 ///          hosts set them up at start.
 /// Failure: codes, each failure with its log line. Error for an argument that is null, unhealthy
@@ -94,15 +94,15 @@ public:
     MuErrCode Unmount(RollingVFS & system);
     bool IsMountPoint(Location const & location);
     /// The root of the computer, its drives, then the fixed mounts. A callback that returns false
-    /// ends it; that is no failure.
+    /// stops it, which is not a failure.
     MuErrCode EnumerateMountPoints(MountPointCallback callback, void * data);
-    /// The fixed mounts alone.
+    /// Only the fixed mounts.
     MuErrCode EnumerateVirtualMountPoints(MountPointCallback callback, void * data);
 
     // Places where the library is the only user, so that a denied access is worth a retry.
     void AddPrivateLocation(Location const & location);
     void DeletePrivateLocation(Location const & location);
-    /// True below a private location, too.
+    /// Also true below a private location.
     bool IsPrivateLocation(Location const & location);
 
     /// Milliseconds; less than one interval means no second try.
@@ -136,8 +136,8 @@ private:
     VirtualFileSystem * FindFixed(Location const & location) const;
     VirtualFileSystem * FindRolling(Location const & location) const;
 
-    // The position of a walk through one of the two tables, on the stack of the walker: code of the
-    // host runs in between, which may mount and unmount.
+    // The position of a walk through one of the two tables, on the stack of the caller: the host's
+    // callback runs in between, and may mount and unmount.
     struct TableWalk;
     template <typename Table, typename Visit>
     void WalkTable(Table const & table, Visit visit) const;
@@ -155,7 +155,7 @@ private:
 /// The one FileSystem.
 extern KESTREL_API FileSystem & fileSystem;
 
-/// From now on only files with the extension "lnk" count as links, where links are files.
+/// After this call only files with the extension "lnk" count as links, where links are files.
 KESTREL_API void RestrictLinkExtensions();
 
 } // namespace IO

@@ -25,17 +25,17 @@ struct DiskUse {
     unsigned long long id = 0;
 };
 
-/// How far an operation may go with entries that are write-protected.
+/// How an operation treats write-protected entries.
 enum class DataSafety : unsigned int {
-    KeepProtected = 0,   ///< leave them alone
+    KeepProtected = 0,   ///< do not change them
     IgnoreProtection = 1 ///< treat them like the others
 };
 
-/// What an operation does when another program holds the entry.
+/// What an operation does if another program holds the entry.
 enum class AccessDeniedTreatment : unsigned int {
-    Fail = 0,        ///< give up at once
-    RetryAlways = 1, ///< try again at once, as often as the retry duration has intervals
-    RetryPrivate = 2 ///< on private locations only, with a pause before each new try
+    Fail = 0,        ///< fail at once
+    RetryAlways = 1, ///< retry at once, as often as the retry duration has intervals
+    RetryPrivate = 2 ///< retry on private locations only, with a pause before each attempt
 };
 
 /// Places that exist on every platform.

@@ -4,7 +4,7 @@
 
 namespace IO {
 
-/// A virtual file system that lives at one location and serves it and everything below.
+/// A virtual file system that is mounted at one location and serves it and everything below.
 ///
 /// Both operations are called under the lock of IO::fileSystem. Unmount then waits for inspectors
 /// of the process that use a folder of it, so that it may be deleted: do not unmount while holding

@@ -166,8 +166,9 @@ public:
     /// With Kestrel/Comfort/Folders.h, as IO::ForEach there: any callable, for each entry.
     template <typename Visit, typename... Options>
     [[nodiscard]] MuErrCode ForEach(Visit && visit, Options... options) const;
-    /// What an enumeration of this folder knows about `name`, the entry that it is reporting, so
-    /// that summing up a tree needs no File for each entry. In a TreeEnumerator, for its GetParent.
+    /// What an enumeration of this folder already knows about `name`, the entry that it is
+    /// reporting, so that summing up a tree needs no File for each entry. In a TreeEnumerator, for
+    /// its GetParent.
     ///
     /// True: a plain file; its length and modification time in seconds since 1970. Either may be
     /// null; with both null the file itself is mostly not queried. False, with nothing stored: use
@@ -178,7 +179,7 @@ public:
     /// The same; `isDevice` also for pipes and sockets. It may be null, too.
     bool GetFoundFile(Name const & name, unsigned long long * length, int * modificationTime,
                       bool * isDevice) const;
-    /// The names, one a line.
+    /// The names, one per line.
     virtual MuErrCode PrintContent(Mu::OChannel & channel) const;
 
     // A name that no entry of the folder has. These return the entry's own status, unlike all other
@@ -216,7 +217,7 @@ public:
     /// Bytes that are free for this user on the folder's volume.
     virtual MuErrCode GetFreeSpace(unsigned long long * space) const;
     virtual bool IsReadable() const;
-    /// Whether entries can be created in it, found out by creating one for a moment.
+    /// Whether entries can be created in it; tests this by creating one temporarily.
     virtual bool IsWriteable() const;
     virtual MuErrCode IsOnLocalVolume(bool * local) const;
     virtual MuErrCode IsOnFixedVolume(bool * fixed) const;

@@ -6,10 +6,10 @@
 
 namespace IO {
 
-/// The file system of the platform, of which there is one: it serves all that lies on disks and
-/// shares, and knows what only the platform knows.
+/// The file system of the platform, of which there is only one: serves everything on disks and
+/// shares, and provides what depends on the platform.
 ///
-/// The object publishes itself when it is constructed and withdraws when it is destroyed.
+/// The object registers itself when it is constructed and unregisters when it is destroyed.
 class KESTREL_API NativeFileSystem : public BaseFileSystem {
 public:
     enum class EstimateStatus : unsigned int {
@@ -28,7 +28,7 @@ public:
     /// The option of RestrictLinkExtensions; the value 0 restricts.
     static constexpr unsigned int LinkExtensionsOption = 0x574C4558;
 
-    /// The published one; null while there is none.
+    /// The registered object; null if there is none.
     static NativeFileSystem * Get();
 
     NativeFileSystem();
@@ -39,7 +39,7 @@ public:
     /// False only for a medium that is not in its drive.
     virtual bool IsOnLine(Location const & location) = 0;
     virtual bool GetSpecialLocation(SpecLocId id, Location * location) = 0;
-    /// Follows a link in the last place. A location that is no link is returned unchanged.
+    /// Resolves a link in the last name. A location that is not a link is returned unchanged.
     virtual bool ResolveLocation(Location const & from, Location * to) = 0;
 
     /// The type of a location as its parent folder reports it, with a link followed once.
@@ -47,7 +47,7 @@ public:
 
     /// The root of the computer, then its drives.
     virtual MountPointsStatus EnumerateMountPoints(MountPointCallback callback, void * data) = 0;
-    /// Whether two names lead to the same entry; the test behind the equality of Name.
+    /// Whether two names identify the same entry; the comparison behind the equality of Name.
     virtual bool IsSameName(Mu::UniString const & a, Mu::UniString const & b) = 0;
     /// Unknown ids do nothing.
     virtual void SetOption(unsigned int id, unsigned int value) = 0;

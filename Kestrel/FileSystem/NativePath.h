@@ -18,11 +18,11 @@
 // every platform and comes back from it byte by byte. Characters that a portable name cannot hold
 // are written as units of the private-use area:
 //
-//   - `\ : * ? " < > |` and the characters 1 to 31 are U+F000 plus the character, and so is a dot or
-//     a blank at the end of a name;
-// - a name that Windows reserves for a device, such as "con", has a U+F000 appended; - a byte that
-// is no part of valid UTF-8 is U+EF00 plus the byte, and so are the three bytes of a
-//     unit of these ranges that a name really holds.
+//   - `\ : * ? " < > |` and the characters 1 to 31 are U+F000 plus the character, and so is a dot
+//     or a space at the end of a name;
+//   - a name that Windows reserves for a device, such as "con", has a U+F000 appended;
+//   - a byte that is not part of valid UTF-8 is U+EF00 plus the byte, and so are the three bytes of
+//     a unit of these ranges that a name really contains.
 //
 // Memory:  the texts'. Mu::OutOfMemoryException on shortage.
 // Threads: any.
@@ -38,18 +38,18 @@ using NativeUnit = std::filesystem::path::value_type;
 /// forms are one.
 KESTREL_API bool IsNativePath(Mu::UniString const & text);
 
-/// The portable form of a native absolute path. False for a relative path, and for one that lies
-/// under no drive and no share. "." and doubled separators vanish; ".." stays for the system to
-/// follow.
+/// The portable form of a native absolute path. False for a relative path, and for one that is
+/// under no drive and no share. "." and repeated separators are removed; ".." is left for the
+/// system to resolve.
 KESTREL_API bool FromNativePath(std::basic_string_view<NativeUnit> native, Mu::UniString * path);
 /// The same for a path given as text, such as one typed by a user: on Linux, in UTF-8, with invalid
 /// bytes as above and everything else unchanged.
 KESTREL_API bool FromNativePath(Mu::UniString const & native, Mu::UniString * path);
 
-/// The native form of an absolute portable path, zero-terminated; its length, or 0 when there is
-/// none: the drive or share is unknown, a unit fits no native path (a zero, a lone surrogate),
-/// units of the ranges above stand for "." or "..", or it is longer than `size` units with its
-/// terminator. Whether an entry exists there, or in another spelling, is not checked.
+/// The native form of an absolute portable path, zero-terminated; returns its length, or 0 if there
+/// is none: the drive or share is unknown, a unit is not valid in native paths (a zero, a lone
+/// surrogate), units of the ranges above stand for "." or "..", or it is longer than `size` units
+/// with its terminator. Does not check whether an entry exists there.
 KESTREL_API unsigned int ToNativePath(Mu::UniString const & path, NativeUnit * native,
                                       unsigned int size);
 /// The same as text, for display and for FromNativePath.
@@ -61,21 +61,21 @@ inline std::filesystem::path ToNativePath(Mu::UniString const & path) {
     return std::filesystem::path(native, native + ToNativePath(path, native, 4096));
 }
 
-/// The same the other way; empty when there is no portable form.
+/// The inverse; empty if there is no portable form.
 inline Mu::UniString FromNativePath(std::filesystem::path const & native) {
     Mu::UniString path;
     FromNativePath(std::basic_string_view<NativeUnit>(native.native()), &path);
     return path;
 }
 
-/// Empty too for a location that is on another machine or has no path.
+/// Also empty for a location that is on another machine or has no path.
 inline std::filesystem::path ToNativePath(Location const & location) {
     Mu::UniString path;
     return location.ToPath(&path) == NoError ? ToNativePath(path) : std::filesystem::path();
 }
 
-/// A Location is made of a native path: a relative one is below the current folder, and one without
-/// a portable form makes the location ErrIllegalLocation.
+/// Makes a Location of a native path: a relative one is below the current folder, and one without a
+/// portable form sets the status ErrIllegalLocation.
 template <>
 struct TextOfLocation<std::filesystem::path> {
     static Mu::UniString Convert(std::filesystem::path const & native) {

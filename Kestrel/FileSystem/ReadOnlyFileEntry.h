@@ -4,7 +4,7 @@
 
 namespace IO {
 
-/// The base for files that cannot be changed: every change is refused, the rest stays open.
+/// The base of files that cannot be changed: every change is refused.
 class KESTREL_API ReadOnlyFileEntry : public FileEntry {
 public:
     TimeStatus SetCreationTime(int const &) override { return TimeStatus::AccessDenied; }

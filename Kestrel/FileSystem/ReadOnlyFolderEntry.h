@@ -4,7 +4,7 @@
 
 namespace IO {
 
-/// The base for folders that cannot be changed: every change is refused, the rest stays open.
+/// The base of folders that cannot be changed: every change is refused.
 class KESTREL_API ReadOnlyFolderEntry : public FolderEntry {
 public:
     TimeStatus SetCreationTime(int const &) override { return TimeStatus::AccessDenied; }

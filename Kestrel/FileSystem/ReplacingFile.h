@@ -13,14 +13,15 @@ namespace IO {
 ///     saved.GetFile() << "everything";
 ///     MuErrCode const status = saved.Commit();
 ///
-/// For what must never be found half-written: settings, documents, indexes. It is written under an
-/// unused name beside the target, with the target's permissions, flushed to the device, and renamed
-/// over the target in one step. At each moment the name has the old content or the new one, also
-/// when the process or the system ends; the unused name may be left then. A target that does not
-/// exist is created with its content. For a link, its target is replaced.
+/// For files that must never be found half-written: settings, documents, indexes. The content is
+/// written under an unused name beside the target, with the target's permissions, flushed to the
+/// device, and renamed over the target in one step. At any moment the name has the old content or
+/// the new one, even if the process or the system ends; the unused name may be left then. A target
+/// that does not exist is created with its content. If the target is a link, the file that it leads
+/// to is replaced.
 ///
 /// The target becomes a new file: its creation time is new, and other hard links keep the old
-/// content. Other file systems than the platform's replace as Folder::Replace documents.
+/// content. File systems other than the platform's replace as documented for Folder::Replace.
 ///
 /// Memory:  that of a File and a Folder.
 /// Threads: one at a time.
@@ -30,7 +31,7 @@ public:
     /// Opens the new file. GetStatus is then NoError, or a status of File, File::Open or
     /// Folder::CreateFile; ErrFileAccessDenied for a target that could not be written either.
     explicit ReplacingFile(Location const & target);
-    /// Without a Commit that returned NoError, the new file is deleted and the old one stays.
+    /// Without a Commit that returned NoError, deletes the new file; the old one remains.
     ~ReplacingFile();
     ReplacingFile(ReplacingFile const &) = delete;
     ReplacingFile & operator=(ReplacingFile const &) = delete;
@@ -40,7 +41,7 @@ public:
     File & GetFile() { return *file; }
 
     /// Flushes, closes and replaces. Returns the first failure of writing, or those of File::Flush,
-    /// File::Close and Folder::Replace; Error the second time.
+    /// File::Close and Folder::Replace; Error if it was called before.
     [[nodiscard]] MuErrCode
     Commit(AccessDeniedTreatment treatment = AccessDeniedTreatment::RetryPrivate);
 

@@ -8,27 +8,27 @@ namespace IO {
 
 class TransferStep;
 
-/// How far the work under a TransferScope has come.
+/// The progress of the work under a TransferScope.
 struct TransferProgress {
     unsigned long long bytes = 0;   ///< copied, read and counted
-    unsigned long long entries = 0; ///< files, folders and links that were begun
+    unsigned long long entries = 0; ///< files, folders and links that were started
     Mu::UniString place;            ///< the portable path of the entry being worked on
 };
 
-/// Observes the progress of work, and decides whether it continues. Called in the thread that works; nothing may
-/// be thrown, and no file operations started that the same scope would report.
+/// Observes the progress of work, and decides whether it continues. Called on the working thread;
+/// must not throw, and must not start file operations that the same scope would report.
 class KESTREL_API TransferObserver {
 public:
     virtual ~TransferObserver() = default;
-    /// Called at most once in the interval of the scope. False ends the work.
+    /// Called at most once per interval of the scope. Return false to end the work.
     virtual bool Advanced(TransferProgress const & progress) = 0;
-    /// An entry of a tree could not be copied, moved, deleted or entered; `causes` is what the
-    /// operating system reported, in the form of the log, and may be empty. True: the work continues with
-    /// the next entry. False, as here: it fails now.
+    /// An entry of a tree could not be copied, moved, deleted or entered; `causes` contains the
+    /// errors of the operating system, as in the log, and may be empty. Return true to continue
+    /// with the next entry; false, as here, makes the operation fail.
     virtual bool Failed(Mu::UniString const & place, MuErrCode status, char const * causes);
 };
 
-/// Reports the progress of long work, and allows to end it, as long as the scope lives:
+/// Reports the progress of long operations, and can end them, during its lifetime:
 ///
 ///     struct Watch : IO::TransferObserver {
 ///         bool Advanced(IO::TransferProgress const & now) override { return !userHasHadEnough; }
@@ -37,17 +37,17 @@ public:
 ///     MuErrCode const status = IO::fileSystem.Copy(source, target);
 ///     if (scope.IsEnded()) ...
 ///
-/// It is for the thread that makes it, and for Copy, Move, Delete and DeleteAll of files and folders,
-/// CountFiles and CountSize, every TreeEnumerator, and IO::ReadAll. The innermost scope of a thread
-/// counts.
+/// It applies to the thread that creates it, and to Copy, Move, Delete and DeleteAll of files and
+/// folders, CountFiles and CountSize, every TreeEnumerator, and IO::ReadAll. The innermost scope of
+/// a thread is used.
 ///
-/// Work that is ended returns Error, and deletes what is half done as after any failure; the log
-/// line names the scope as the cause. Everything else under the scope ends at once from then on.
-/// Deleting the source of a Move from one drive to another is not ended any more.
+/// Work that is ended returns Error, and deletes incomplete results as after any failure; the log
+/// line names the scope as the cause. All other work under the scope ends at once from then on.
+/// Only the deletion of the source of a Move between drives is always completed.
 ///
-/// Where the observer lets entries be skipped, a copy keeps the others and a deletion continues;
-/// the operation then returns the status of the first such entry. In a Move nothing is skipped. A
-/// walk continues anyway, unless the observer refuses.
+/// If the observer lets entries be skipped, a copy contains the others and a deletion continues;
+/// the operation then returns the status of the first such entry. A Move skips nothing. A walk
+/// always continues, unless the observer refuses.
 ///
 /// Memory:  the path of the place. Without a scope, work costs one test of a variable of the thread
 ///          for each entry and block.
@@ -59,9 +59,9 @@ public:
     TransferScope(TransferScope const &) = delete;
     TransferScope & operator=(TransferScope const &) = delete;
 
-    /// Null: none is alive in this thread.
+    /// The innermost scope of this thread; null if there is none.
     static TransferScope * GetCurrent() noexcept;
-    /// Counts bytes for the scope of this thread, where there is one. False: the work is to end.
+    /// Counts bytes for the scope of this thread, if there is one. False: end the work.
     static bool Add(unsigned long long bytes) noexcept {
         TransferScope * const scope = GetCurrent();
         return scope == nullptr || scope->AddBytes(bytes);
@@ -86,9 +86,10 @@ private:
     TransferStep * step = nullptr; // the innermost
     unsigned long long interval;   // microseconds
     unsigned long long next;       // when to report again
-    unsigned int whole = 0;        // above 0, nothing is skipped
+    unsigned int whole = 0;        // above 0, no entry is skipped
     bool isEnded = false;
-    bool isFailing = false; // the observer has refused to skip, on the way out of the operation
+    bool isFailing =
+        false; // the observer has refused to skip an entry, while the operation returns
 };
 
 } // namespace IO

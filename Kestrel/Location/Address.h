@@ -15,34 +15,34 @@ class NameEnumerator;
 /// once; an address is the number of a node in it. So a copy takes no memory and no lock, the same
 /// names always give the same node, and a million paths below one folder store the folder once.
 ///
-/// An address that could not get its memory has no node and is invalid: GetStatus and every
-/// operation return ErrMemoryFull, until a valid address is assigned or Clear, Set or Read
+/// An address for which memory could not be allocated has no node and is invalid: GetStatus and
+/// every operation return ErrMemoryFull, until a valid address is assigned or Clear, Set or Read
 /// succeeds.
 ///
-/// A name may carry an attachment, a text of the platform layer that belongs to one name of one
-/// path. It makes a different node, but the names that are read here come without it.
+/// A name may have an attachment, a text of the platform layer for one name of one path. It makes a
+/// different node, but is left out when names are read here.
 ///
-/// Memory:  none of its own. The tree takes its own as documented in Internal/AddressTree.h and
-///          gives all of it back when the last address is gone.
-/// Threads: one object belongs to one thread at a time; copies of it may be used on any thread. All
-///          operations take the one lock of the tree once, except that copying, comparing what one
-///          node, length or hash settles, length and hash take none.
-/// Failure: statuses, no exceptions but one: the very first address of a process throws
-///          Mu::SynchronizationException when the lock cannot be made. No index is checked for its
-///          meaning here: Location and RelativeLocation check before they call. One at or past the
-///          length, and a last name asked of the empty address, give Error and change nothing.
+/// Memory:  none of its own. The tree allocates as documented in Internal/AddressTree.h, and is
+///          freed with the last address.
+/// Threads: one object is used by one thread at a time; copies of it may be used on any thread. All
+///          operations take the single lock of the tree once, except copying, GetLength, the hash,
+///          and comparisons that are decided by the node, length or hash, which take none.
+/// Failure: statuses; the only exception is Mu::SynchronizationException from the very first
+///          address of a process if the lock cannot be created. Indices are checked against the
+///          length only: an invalid one, and a query for the last name of the empty address,
+///          returns Error and changes nothing.
 class KESTREL_API Address : public Mu::Object {
 public:
     /// The node of an invalid address.
     static constexpr unsigned int NoNode = 0xFFFFFFFFu;
 
-    /// The empty address. It is what a root is, so it can be valid without any name.
+    /// The empty address, which stands for a root; it is valid without any name.
     Address();
-    /// From a name list, as Set takes it. Look at GetStatus.
+    /// From a name list, as for Set. Check GetStatus.
     explicit Address(unsigned short const * names);
     explicit Address(char16_t const * names);
     Address(Address const & other);
-    /// The other is invalid afterwards, until something is assigned to it.
+    /// The other address is invalid afterwards, until something is assigned to it.
     Address(Address && other) noexcept;
 
     Address & operator=(Address const & other);
@@ -53,44 +53,44 @@ public:
     Mu::ClassInfo const & GetClassInfo() const override;
     ~Address() override { Drop(); }
 
-    /// Returns NoError and makes the address invalid for a frame that an invalid one wrote. After
-    /// any other status the address holds the names that were read so far.
+    /// For a frame that was written by an invalid address, returns NoError and makes this one
+    /// invalid. After any other status the address contains the names that were read so far.
     MuErrCode Read(Mu::IChannel & channel) override;
     MuErrCode Write(Mu::OChannel & channel) const override;
 
-    /// Writes the last `tailCount` names in front, so that a reader of the oldest form, which knows
-    /// no second part, gets the significant end of the address.
+    /// Writes the last `tailCount` names in front, so that readers of the oldest form, which has no
+    /// second part, get the significant end of the address.
     MuErrCode Write(Mu::OChannel & channel, unsigned int tailCount) const;
 
-    /// Replaces the address by the names of a list: zero-terminated texts one after another, with
-    /// an empty one behind the last. The old node is released first.
+    /// Replaces the address by a name list: zero-terminated texts one after another, with an empty
+    /// one at the end. The old node is released first.
     MuErrCode Set(unsigned short const * names);
     MuErrCode Set(char16_t const * names);
-    /// Empty again, and valid if the memory allows.
+    /// Makes the address empty, and valid if there is memory.
     void Clear();
 
     /// NoError or ErrMemoryFull.
     MuErrCode GetStatus() const;
 
-    // These read names; an index counts from the front. On any status but NoError the output is
-    // left alone.
+    // These read names; an index counts from the front. Unless the status is NoError, the output is
+    // not changed.
 
     MuErrCode GetName(unsigned int index, Name * name) const;
     MuErrCode GetLastName(Name * name) const;
-    /// An empty name where there is no attachment.
+    /// An empty name if there is no attachment.
     MuErrCode GetNameAttachment(unsigned int index, Name * attachment) const;
 
     // These change the address. ErrMemoryFull: it is invalid now, or was before; SetNameAttachment,
-    // which composes a text first, can also leave it as it was. A name ends at its first zero unit,
-    // for the tree stores zero-terminated texts.
+    // which composes a text first, may also leave it unchanged. A name ends at its first zero unit,
+    // as the tree stores zero-terminated texts.
 
     MuErrCode SetName(unsigned int index, Name const & name);
     MuErrCode SetLastName(Name const & name);
-    /// Replaces the attachment of that name; an empty one removes it. What is read back ends at the
-    /// first ">" in it; the rest becomes part of the name.
+    /// Replaces the attachment of that name; an empty one removes it. When read back, an attachment
+    /// ends at the first ">" in it, and the rest is part of the name.
     MuErrCode SetNameAttachment(unsigned int index, Name const & attachment);
     MuErrCode Append(Name const & name);
-    /// Appends the names of the other without their attachments. The other may be this one.
+    /// Appends the names of the other address without their attachments. It may be this address.
     MuErrCode Append(Address const & other);
     MuErrCode DeleteName(unsigned int index);
     MuErrCode DeleteLastName();
@@ -100,26 +100,25 @@ public:
     bool IsEmpty() const;
 
     /// Calls NameFound for every name, first to last, attachments included, with the lock of the
-    /// tree held. ErrMemoryFull: the address is invalid, or the memory for a name was not to be
-    /// had.
+    /// tree held. ErrMemoryFull: the address is invalid, or there was no memory for a name.
     MuErrCode EnumerateNames(NameEnumerator * enumerator) const;
 
-    /// Whether the names are the same, as Name::operator== has it, whatever their attachments.
+    /// Whether the names are equal by Name::operator==, whatever their attachments.
     bool operator==(Address const & other) const { return IsSame(node, other.node); }
     bool operator!=(Address const & other) const { return !(*this == other); }
-    /// By the first names that are not ==, as Name::operator< has it; else the shorter comes first.
+    /// Orders by the first names that differ, by Name::operator<; a prefix comes first.
     bool operator<(Address const & other) const;
 
-    /// The same for addresses whose names differ in case only; 0 for an invalid one. Costs the same
-    /// for every length.
+    /// Equal for addresses whose names differ only in case; 0 for an invalid one. Takes constant
+    /// time.
     unsigned int GenerateHashValue() const;
 
-    /// Destroys the tree with all that is in it. For a host that wants its memory back at its very
-    /// end: whatever addresses live at that moment, the library's own among them, must not be used
-    /// any more, only destroyed, and that before a new address brings a new tree.
+    /// Destroys the tree with all its content. For a host that needs its memory back at its very
+    /// end: addresses that still exist, including the library's own, must not be used any more,
+    /// only destroyed, and that before a new address creates a new tree.
     static void CleanUp();
 
-    /// Prints every node with its count, indented by depth. Nothing when there is no tree.
+    /// Prints every node with its count, indented by depth. Prints nothing if there is no tree.
     static void PrintAddressTree(Mu::OChannel & channel);
 
 private:
@@ -147,7 +146,7 @@ private:
     unsigned int node = NoNode;
 };
 
-/// The names in UTF-8, with "/" between them. An invalid address is shown as nothing.
+/// The names in UTF-8, separated by "/". Writes nothing for an invalid address.
 template <typename Traits>
 std::basic_ostream<char, Traits> & operator<<(std::basic_ostream<char, Traits> & stream,
                                               Address const & address) {

@@ -1,7 +1,7 @@
 #pragma once
 
-/// Plain operations on zero-terminated narrow text: no locale, no checks. Where a text of the root
-/// would be too much.
+/// Basic operations on zero-terminated narrow text, without locale and checks, where a text class
+/// of the root would be too much.
 namespace IO::CLib {
 
 inline unsigned int StrLen(char const * text) {
@@ -11,7 +11,7 @@ inline unsigned int StrLen(char const * text) {
     return static_cast<unsigned int>(end - text);
 }
 
-/// Copies the text with its terminator and returns `to`, which must have room for both.
+/// Copies the text with its terminator and returns `to`, which must have space for both.
 inline char * StrCpy(char * to, char const * from) {
     char * out = to;
     while ((*out++ = *from++) != 0) {
@@ -19,7 +19,7 @@ inline char * StrCpy(char * to, char const * from) {
     return to;
 }
 
-/// Copies the text behind the one in `to` and returns `to`.
+/// Appends the text to the one in `to` and returns `to`.
 inline char * StrCat(char * to, char const * from) {
     StrCpy(to + StrLen(to), from);
     return to;

@@ -5,14 +5,14 @@
 
 namespace IO {
 
-/// A narrow text that needs no heap while it is short: for paths on their way to a narrow interface.
+/// A narrow text that needs no heap while it is short, for passing paths to narrow interfaces.
 ///
-/// Where a text of any kind is worked on, use Mu::String.
+/// For general text processing, use Mu::String.
 ///
-/// Memory:  texts below `size` bytes lie inside the object, longer ones in a block of their own.
+/// Memory:  texts shorter than `size` bytes are stored inline, longer ones in a heap block.
 /// Threads: one at a time.
-/// Failure: a block that cannot be had leaves the text empty and invalid until the next assignment
-///          that succeeds.
+/// Failure: if a block cannot be allocated, the text is empty and invalid until the next successful
+///          assignment.
 template <unsigned int size>
 class CString {
 public:
@@ -28,7 +28,7 @@ public:
         return *this;
     }
 
-    /// Takes `length` bytes, which may lie in this text itself. False: no memory.
+    /// Copies `length` bytes, which may be part of this text. False: no memory.
     bool Assign(char const * text, unsigned int length) {
         if (heap != nullptr && length <= CLib::StrLen(heap))
             return Store(heap, text, length);
@@ -56,7 +56,7 @@ private:
     }
 
     char inside[size] = {};
-    char * heap = nullptr; // owned; null while the text lies inside
+    char * heap = nullptr; // owned; null while the text is inline
     bool valid = true;
 };
 

@@ -22,7 +22,7 @@ class LocationResolver;
 class NameEnumerator;
 class RelativeLocation;
 
-/// As Mu::TextOf, for what is a text of a location alone, as a native path.
+/// Like Mu::TextOf, for types that are text only for a location, such as a native path.
 template <typename T>
 struct TextOfLocation;
 
@@ -34,39 +34,40 @@ concept LocationText = requires(T const & text) {
     TextOfLocation<T>::Convert(text);
 };
 
-/// Where something is: which machine, and where on it. The absolute path of everything here.
+/// Where something is: on which machine, and where on it. The absolute path used everywhere here.
 ///
-/// Keeps apart what other systems mix into one text: the names of the machine (`network`), the
-/// names on it (`local`, the drive or share first), how the machine is to be found (the network
-/// model), and what a URL adds. So a path is never put together as text; names are appended and
-/// taken away, and only the platform's resolver turns a location into a text and back.
+/// Keeps separate what other systems mix into one text: the names of the machine (`network`), the
+/// names on it (`local`, the drive or share first), how to find the machine (the network model),
+/// and the additions of a URL. So paths are never composed as text; names are appended and removed,
+/// and only the platform's resolver converts a location to text and back.
 ///
-/// "Healthy" below: both addresses are valid and the status is 0. An object whose text could not
-/// be understood, or which memory failed, stays safe to use, and every operation returns why.
+/// "Healthy" below: both addresses are valid and the status is 0. An object whose text was invalid,
+/// or for which there was no memory, remains safe to use, and every operation returns the cause.
 ///
-/// Memory:  two indices into the address tree, and one block where there is a scheme, a user, a
-///          password or what a platform keeps; a copy takes none without them.
-/// Threads: one at a time, for const operations too: IsLegal keeps its result. Copies share nothing
-///          but the tree.
-/// Failure: statuses. Mu::OutOfMemoryException comes from copying, assigning, Clone, ToLogText,
-///          Print, PrintDebug and the setters of a string, and from a comparison where a
-///          NameComparer is registered that throws it. Checked operations test in this order: a
-///          null argument is Error; an invalid address is ErrMemoryFull; a status is returned as it
-///          is; an index behind the end, or the last name of nothing, is Error. Their
+/// Memory:  two indices into the address tree, and one block if there is a scheme, a user, a
+///          password or data of the platform; without these, copies allocate nothing.
+/// Threads: one at a time, even for const operations: IsLegal caches its result. Copies share
+///          nothing except the tree.
+/// Failure: statuses. Mu::OutOfMemoryException is thrown by copying, assigning, Clone, ToLogText,
+///          Print, PrintDebug and the setters of a string, and by a comparison if a NameComparer is
+///          registered that throws it. Checked operations test in this order: a null argument is
+///          Error; an invalid address is ErrMemoryFull; a status is returned as it is; an index
+///          past the end, or the last name of an empty part, is Error. Their out-parameters are
+///          unchanged on failure.
 ///          out-parameters are left alone on failure.
 class KESTREL_API Location : public Mu::Object {
 public:
-    /// How `network` is to be read. The numbers are fixed.
+    /// How `network` is interpreted. The numbers are fixed.
     enum NetworkModel : int {
         FlatModel = 0,         ///< one host name, the last; the others do not matter
         HierarchicalModel = 1, ///< a dotted host name
-        SmbModel = 2,          ///< as flat
+        SmbModel = 2,          ///< like FlatModel
         NullModel = 3,         ///< no network part
         UnknownModel = 4,
         SchemeModel = 5 ///< a URL with a scheme of its own
     };
 
-    /// What a platform wants to know about a place beyond its names. Windows needs none.
+    /// Data of a platform about a place beyond its names. Windows has none.
     class KESTREL_API PDI : public Mu::Allocated {
     public:
         virtual Mu::PlatformSign GetPlatformSign() const = 0;
@@ -81,25 +82,25 @@ public:
     /// Null for an unhealthy object.
     Location * Clone() const override;
     ~Location() override;
-    /// A frame without content makes the object unhealthy and returns NoError: it is what an
-    /// unhealthy one writes.
+    /// For a frame without content, which unhealthy objects write, returns NoError and makes this
+    /// object unhealthy.
     MuErrCode Read(Mu::IChannel & channel) override;
     MuErrCode Write(Mu::OChannel & channel) const override;
-    /// The path without the machine; names with "/" between them when there is no such path.
+    /// Writes the path without the machine; the names separated by "/" if there is no path.
     void Print(Mu::OChannel & channel) const override;
 
     /// Empty: the root of this machine.
     Location();
     Location(Location const & other);
-    /// The other is unhealthy afterwards, until something is assigned to it.
+    /// The other object is unhealthy afterwards, until something is assigned to it.
     Location(Location && other) noexcept;
     Location(Location const & parent, Name const & name);
-    /// As Set, whose result becomes the status.
+    /// Like Set, whose result becomes the status.
     explicit Location(Mu::UniString const & text);
     explicit Location(char const * text);
     explicit Location(char16_t const * text);
-    /// The same from a text of the standard library, whose bytes are UTF-8, and, with NativePath.h,
-    /// from a std::filesystem::path.
+    /// The same for a text of the standard library, whose bytes are UTF-8, and, with NativePath.h,
+    /// for a std::filesystem::path.
     template <LocationText Text>
     explicit Location(Text const & text) : Location(TextOfLocation<Text>::Convert(text)) {}
     /// The log text, in UTF-8.
@@ -109,29 +110,29 @@ public:
         ToLogText(&text);
         return Mu::ToUtf8(text);
     }
-    /// With NativePath.h, a std::filesystem::path, as ToNativePath makes it.
+    /// With NativePath.h, a std::filesystem::path, converted by ToNativePath.
     template <typename Text>
     requires requires(Location const & location) { TextOfLocation<Text>::ConvertBack(location); }
     explicit operator Text() const { return TextOfLocation<Text>::ConvertBack(*this); }
     Location & operator=(Location const & other);
     Location & operator=(Location && other) noexcept;
 
-    // Heap objects. On failure `*location` is null: ErrMemoryFull, or the status of an object that
-    // was not healthy. Error: a null argument.
+    // Heap objects. On failure `*location` is null: ErrMemoryFull, or the status of an unhealthy
+    // object. Error: a null argument.
     static MuErrCode New(Location ** location);
     static MuErrCode New(Location ** location, Location const & other);
     static MuErrCode New(Location ** location, Location const & parent, Name const & name);
     static MuErrCode New(Location ** location, Mu::UniString const & text);
     static MuErrCode New(Location ** location, char const * text);
 
-    /// ErrMemoryFull when an address is invalid, else the status.
+    /// ErrMemoryFull if an address is invalid, otherwise the status.
     MuErrCode GetStatus() const { return HasAddresses() ? status : ErrMemoryFull; }
     /// Healthy and legal on this platform.
     bool IsValid() const;
 
-    // What these three return is valid until the location is changed or destroyed.
+    // The results of these three are valid until the location is changed or destroyed.
     Mu::UniString const & GetScheme() const;
-    /// A scheme makes the model SchemeModel, an empty one HierarchicalModel.
+    /// Setting a scheme sets the model SchemeModel, an empty one HierarchicalModel.
     void SetScheme(Mu::UniString const & text);
     Mu::UniString const & GetUserName() const;
     void SetUserName(Mu::UniString const & text);
@@ -155,10 +156,10 @@ public:
     void ClearNetwork();
     unsigned int GetNetworkLength() const;
 
-    // And on the names of the path.
+    // The same for the names of the path.
     MuErrCode AppendToLocal(Name const & name);
-    /// Leading "." and ".." are followed, in any mix; later ones are plain names. Error, and
-    /// nothing changed, when there are more ".." than names.
+    /// Leading "." and ".." are resolved, in any mix; later ones are plain names. Error, and
+    /// nothing is changed, if there are more ".." than names.
     MuErrCode AppendToLocal(RelativeLocation const & relative);
     MuErrCode GetLocalName(unsigned int index, Name * name) const;
     MuErrCode SetLocalName(unsigned int index, Name const & name);
@@ -169,16 +170,16 @@ public:
     MuErrCode MoveLastLocalName(Name * name);
     void ClearLocal();
     unsigned int GetLocalLength() const;
-    /// Names come raw, attachments included, and with the lock of the tree held.
+    /// The names include attachments; the lock of the tree is held.
     MuErrCode EnumerateLocalNames(NameEnumerator * enumerator) const;
 
     // All true for an unhealthy object.
     bool IsEmpty() const;
     bool IsRoot() const;
-    /// No machine, or "localhost" in just this spelling.
+    /// No machine, or "localhost" in exactly this spelling.
     bool IsLocal() const;
 
-    /// The platform's text of the path. Error: the platform cannot write it.
+    /// The platform's text of the path. Error: the platform has none for it.
     MuErrCode ToPath(Mu::UniString * path) const;
     MuErrCode ToPath(CString<256> * path) const;
     MuErrCode ToDisplayText(Mu::UniString * text) const;
@@ -189,48 +190,48 @@ public:
     MuErrCode ToURL(Mu::UniString * url) const;
     MuErrCode ToURL(CString<256> * url) const;
 
-    /// From a URL (it holds "://") or the platform's text of a path. What cannot be understood is
-    /// logged and returned as ErrIllegalLocation; the result is not kept as the status, and the
-    /// names stay as far as they were read.
+    /// From a URL (it contains "://") or the platform's text of a path. An invalid text is logged
+    /// and returns ErrIllegalLocation; the result is not stored as the status, and the names that
+    /// were read before the error remain.
     MuErrCode Set(Mu::UniString const & text);
     MuErrCode Set(char const * text);
     MuErrCode Set(char16_t const * text);
-    /// As made by the default constructor.
+    /// Like the default constructor.
     void Clear();
 
-    /// The names and the user decide; scheme, password, port and model do not. An unhealthy object,
-    /// or a null argument, is neither equal nor different nor less.
+    /// Compares the names and the user, but not scheme, password, port and model. For an unhealthy
+    /// object or a null argument all three return false.
     bool operator==(Location const & other) const;
     bool operator!=(Location const & other) const;
     bool operator<(Location const & other) const;
     unsigned int GenerateHashValue() const;
 
-    /// Whether `other` lies somewhere below this. Nothing lies below itself.
+    /// Whether `other` is below this location. False for a location and itself.
     bool IsAncestorOf(Location const & other) const;
-    /// What to append to `base` to arrive here. ErrDifferentNetwork: no path leads there.
+    /// What to append to `base` to get this location. ErrDifferentNetwork: no such path exists.
     MuErrCode GetDifference(Location const & base, RelativeLocation * result) const;
 
     /// Asks the validator of this platform, once until the location changes. An object whose text
-    /// could not be understood is asked about too, as one without names. False too when memory was
-    /// short; CheckLegality distinguishes the two.
+    /// was invalid is checked as one without names. Also false without memory; CheckLegality
+    /// distinguishes the two.
     bool IsLegal() const;
-    /// The same with three results: NoError, ErrIllegalLocation, or ErrMemoryFull where the names
-    /// could not be read. The last one is not kept.
+    /// The same with three results: NoError, ErrIllegalLocation, or ErrMemoryFull if the names
+    /// could not be read, which is not cached.
     [[nodiscard]] MuErrCode CheckLegality() const;
-    /// Whether every known platform takes it. False too when memory was short.
+    /// Whether it is legal on every known platform. Also false without memory.
     bool IsMultiplatform() const;
-    /// The same with three results, as CheckLegality.
+    /// The same with three results, like CheckLegality.
     [[nodiscard]] MuErrCode CheckMultiplatform() const;
 
-    /// The path as a line on the debug output.
+    /// Writes the path as a line to the debug output.
     void PrintDebug() const;
 
-    /// The model that a URL's "lan..." scheme means, in any case. False: it is no such text.
+    /// The model of a "lan..." scheme of a URL, in any case. False: it is not such a text.
     static bool ConvertStringToNetworkModel(Mu::UniString const & text, NetworkModel * model);
-    /// Empty for a model without such a text.
+    /// Empty for a model without such a scheme.
     static Mu::UniString ConvertNetworkModelToString(NetworkModel model);
 
-    // What a URL may hold unescaped: schemes are lower case, users and passwords may be empty.
+    // What is valid unescaped in a URL: schemes are lower case, users and passwords may be empty.
     static bool IsValidScheme(Mu::UniString const & text);
     static bool IsValidUserName(Mu::UniString const & text);
     static bool IsValidPassword(Mu::UniString const & text);
@@ -274,11 +275,11 @@ private:
     bool ResolveURL(Mu::UniString const & text);
     static bool IsValidUserNameOrPassword(Mu::UniString const & text);
 
-    // The nodes of the two addresses, without what else an Address object has.
+    // The nodes of the two addresses, without the rest of an Address object.
     unsigned int network = Address::NoNode;
     unsigned int local = Address::NoNode;
-    Extra * extra = nullptr;    // owned; what few locations have
-    MuErrCode status = NoError; // why the object could not be made or read
+    Extra * extra = nullptr;    // owned; data that few locations have
+    MuErrCode status = NoError; // why the object could not be constructed or read
     unsigned short port = 0;
     unsigned char networkModel = HierarchicalModel;
     mutable unsigned char legality = NotAsked; // what IsLegal returned: 0 legal, 1 illegal
@@ -287,7 +288,7 @@ private:
 /// The empty location, healthy from the library's start to its end.
 KESTREL_API extern Location const & localRoot;
 
-/// Puts the log text into a log line.
+/// Appends the log text to a log line.
 KESTREL_API void Append(Mu::LogComposer & composer, Location const & location);
 
 /// The log text, in UTF-8.

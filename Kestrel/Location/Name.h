@@ -11,13 +11,12 @@ namespace IO {
 
 /// One component of a path: the name of a file, a folder, a drive or a machine, without separators.
 ///
-/// A name takes any text and has no rule of its own: what may be used where is decided by IsLegal,
-/// and which spellings mean the same entry by the running platform (see NameComparer). So == and <
-/// are two different relations: == may overlook the case, < never does. Do not sort and then look
-/// for neighbours that are ==.
+/// A name can be any text: IsLegal checks where it may be used, and the running platform decides
+/// which spellings mean the same entry (see NameComparer). So == and < are different relations: ==
+/// may ignore case, < never does. Equal names are not necessarily adjacent in a sorted list.
 ///
-/// Memory:  that of its Mu::UniString. A shortage is thrown as Mu::OutOfMemoryException, except by
-///          Read, which returns ErrMemoryFull.
+/// Memory:  that of its Mu::UniString. Mu::OutOfMemoryException on shortage, except from Read,
+///          which returns ErrMemoryFull.
 /// Threads: a plain value; one writer, or any number of readers.
 /// Failure: Read and Write return statuses; the rest cannot fail.
 class KESTREL_API Name : public Mu::Object {
@@ -47,13 +46,13 @@ public:
     Mu::ClassInfo const & GetClassInfo() const override;
     ~Name() override;
 
-    /// Understands the present form and the two older ones, which hold bytes instead of UTF-16. No
-    /// length in the input makes it take more memory than bytes arrive. After a failure the name is
-    /// empty.
+    /// Reads the current form and the two older ones, which contain bytes instead of UTF-16.
+    /// Allocates in proportion to the bytes that arrive, whatever length is stored. After a failure
+    /// the name is empty.
     MuErrCode Read(Mu::IChannel & channel) override;
-    /// Writes an older form when a frame of the older version is asked for.
+    /// Writes an older form if a frame of that version is requested.
     MuErrCode Write(Mu::OChannel & channel) const override;
-    /// The plain text, in the character code of logs.
+    /// Writes the plain text, in the character code of logs.
     void Print(Mu::OChannel & channel) const override;
 
     void Append(Mu::UniString const & text);
@@ -62,7 +61,7 @@ public:
     /// The text is in the default character code.
     void Append(char const * text);
 
-    /// Empties the name and gives its memory back; ClearContent keeps the memory.
+    /// Empties the name and frees its memory; ClearContent keeps the memory.
     void Clear();
     void ClearContent();
 
@@ -82,10 +81,10 @@ public:
         return Mu::ToUtf8(text);
     }
 
-    // The last "." parts base from extension, wherever it stands: ".profile" is an empty base and
-    // the extension "profile", and "a." has an extension, which is empty.
+    // The last "." separates base and extension, wherever it is: ".profile" is an empty base and
+    // the extension "profile", and "a." has an empty extension.
 
-    /// All of the text when it has no ".".
+    /// The whole text if it has no ".".
     Mu::UniString GetBase() const;
     Mu::UniString GetExtension() const;
     bool HasExtension() const;
@@ -110,16 +109,16 @@ public:
     bool operator!=(char16_t const * other) const;
     bool operator!=(std::u16string_view other) const;
 
-    /// Whether the running platform takes this as a name.
+    /// Whether this is a legal name on the running platform.
     bool IsLegal() const;
-    /// Whether every platform that the library knows does.
+    /// Whether it is legal on every known platform.
     bool IsMultiplatform() const;
 
-    /// The same for names that differ in case only.
+    /// Equal for names that differ only in case.
     unsigned int GenerateHashValue() const;
 
 private:
-    friend class Address; // reads names out of the tree straight into the text
+    friend class Address; // reads names from the tree directly into the text
 
     Mu::UniString text;
 };

@@ -8,34 +8,32 @@ class UniString;
 
 namespace IO {
 
-/// Knows when two spellings name the same entry on the running platform.
+/// Decides which spellings name the same entry on the running platform.
 ///
-/// That is the native file system's to say, which stands above the names; it registers itself here
-/// when it starts. Before, names are equal that are equal unit by unit after each unit was put in
-/// upper case.
+/// The native file system implements it, as that depends on the disks, and registers itself at its
+/// start. Without it, names are equal if they are after converting each unit to upper case.
 ///
-/// Memory:  implementations take as little as they can; a shortage may be thrown.
-/// Threads: asked from any thread at any time, often with the lock of the address tree held: wait
-///          for no other thread.
-/// Failure: none; a text that is no legal name is just a text.
+/// Memory:  implementations use as little as possible; a shortage may be thrown.
+/// Threads: called from any thread at any time, often with the lock of the address tree held: must
+///          not wait for other threads.
+/// Failure: none; illegal names are compared as plain text.
 class KESTREL_API NameComparer {
 public:
     virtual ~NameComparer();
 
-    /// An equivalence: true for a text and itself, and the same for both orders.
+    /// An equivalence relation: reflexive and symmetric.
     virtual bool IsSameName(Mu::UniString const & first, Mu::UniString const & second) = 0;
 
-    /// Whether names that IsSameName holds for always have the same Name::GenerateHashValue. True
-    /// lets paths be distinguished by their hashes, without a look at their texts. False unless
-    /// overridden.
+    /// Whether names that are equal by IsSameName always have the same Name::GenerateHashValue. If
+    /// so, paths can be distinguished by their hashes alone. False unless overridden.
     virtual bool IsToldApartByHash() const;
 };
 
-/// Registers the one that names ask from now on; null returns to the comparison by upper case. The
-/// comparer stays its maker's and must live until another one, or null, is set.
+/// Replaces the registered comparer; null restores the comparison by upper case. Not owned: it must
+/// exist until it is replaced.
 KESTREL_API void SetNameComparer(NameComparer * comparer);
 
-/// The registered one, or null.
+/// The registered comparer, or null.
 KESTREL_API NameComparer * GetNameComparer();
 
 } // namespace IO

@@ -13,75 +13,75 @@ namespace IO {
 
 class LocationResolver;
 
-/// A path with no start point: names to be appended to a Location.
+/// A path without a starting point: names to be appended to a Location.
 ///
-/// A difference of two locations, or a path inside a virtual file system. A thin, checked shell
-/// round an Address; for a path that starts at a drive, a share or a machine, use Location.
+/// For a difference of two locations, or a path inside a virtual file system. A checked wrapper of
+/// an Address; for a path that starts at a drive, a share or a machine, use Location.
 ///
-/// "Healthy" below: the address is valid and the status is 0. What failed once stays failed, and
-/// every checked operation returns why, until Clear, Set or Read.
+/// "Healthy" below: the address is valid and the status is 0. A failed object remains failed, and
+/// every checked operation returns the cause, until Clear, Set or Read.
 ///
-/// Memory:  one index into the address tree; copies take none.
-/// Threads: an object belongs to one thread at a time; copies share nothing but the tree.
+/// Memory:  one index into the address tree; copies allocate nothing.
+/// Threads: an object is used by one thread at a time; copies share nothing except the tree.
 /// Failure: statuses, never exceptions. Checked operations test in this order: a null argument is
-///          Error; an address that memory failed is ErrMemoryFull; a status is returned as it is;
-///          an index behind the end, or the last name of nothing, is Error.
+///          Error; an invalid address is ErrMemoryFull; a status is returned as it is; an index
+///          past the end, or the last name of the empty path, is Error.
 class KESTREL_API RelativeLocation : public Mu::Object {
 public:
     static Mu::ClassInfo const & GetClassInfoStatic();
 
     Mu::ClassInfo const & GetClassInfo() const override;
     ~RelativeLocation() override;
-    /// A frame without content makes the object unhealthy and returns NoError: it is what an
-    /// unhealthy one writes.
+    /// For a frame without content, which unhealthy objects write, returns NoError and makes this
+    /// object unhealthy.
     MuErrCode Read(Mu::IChannel & channel) override;
     MuErrCode Write(Mu::OChannel & channel) const override;
-    /// The names with "/" between them.
+    /// Writes the names, separated by "/".
     void Print(Mu::OChannel & channel) const override;
 
     /// Empty.
     RelativeLocation() = default;
     RelativeLocation(RelativeLocation const & other) = default;
-    /// The other is unhealthy afterwards, until something is assigned to it.
+    /// The other object is unhealthy afterwards, until something is assigned to it.
     RelativeLocation(RelativeLocation && other) noexcept = default;
-    /// One name.
+    /// A path of one name.
     explicit RelativeLocation(Name const & name);
     RelativeLocation(RelativeLocation const & parent, Name const & name);
-    /// As Set, whose result becomes the status.
+    /// Like Set, whose result becomes the status.
     explicit RelativeLocation(Mu::UniString const & text);
     explicit RelativeLocation(char const * text);
     explicit RelativeLocation(char16_t const * text);
-    /// The same from a text of the standard library, whose bytes are UTF-8.
+    /// The same for a text of the standard library, whose bytes are UTF-8.
     template <Mu::ForeignText Text>
     explicit RelativeLocation(Text const & text) : RelativeLocation(Mu::UniString(text)) {}
     RelativeLocation & operator=(RelativeLocation const & other) = default;
     RelativeLocation & operator=(RelativeLocation && other) noexcept = default;
 
-    /// ErrMemoryFull when the address is invalid, else the status.
+    /// ErrMemoryFull if the address is invalid, otherwise the status.
     MuErrCode GetStatus() const;
     /// Healthy and legal on this platform.
     bool IsValid() const;
 
-    // The checked operations. Out-parameters are left alone on failure.
+    // The checked operations. Out-parameters are unchanged on failure.
     MuErrCode GetName(unsigned int index, Name * name) const;
     MuErrCode SetName(unsigned int index, Name const & name);
     MuErrCode DeleteName(unsigned int index);
     MuErrCode GetLastName(Name * name) const;
     MuErrCode SetLastName(Name const & name);
     MuErrCode DeleteLastName();
-    /// Hands out the last name and deletes it.
+    /// Returns the last name and removes it.
     MuErrCode MoveLastName(Name * name);
     MuErrCode Append(Name const & name);
     MuErrCode Append(RelativeLocation const & other);
 
-    /// Empty and healthy.
+    /// Makes the path empty and healthy.
     void Clear();
     /// 0 and true for an unhealthy object.
     unsigned int GetLength() const;
     bool IsEmpty() const;
 
-    /// From a relative URL, or from the platform's text of a path. What cannot be understood is
-    /// logged and returned as ErrIllegalRelativeLocation; the result is not kept as the status.
+    /// From a relative URL, or from the platform's text of a path. An invalid text is logged and
+    /// returns ErrIllegalRelativeLocation; the result is not stored as the status.
     MuErrCode Set(Mu::UniString const & text);
     MuErrCode Set(char const * text);
     MuErrCode Set(char16_t const * text);
@@ -89,25 +89,24 @@ public:
     /// Whether a text has the form "rel:..." or "url:rel:...", in any case.
     static bool IsRelativeURL(Mu::UniString const & text);
     static bool IsRelativeURL(char const * text);
-    /// "rel:///" and the names with "/" between them, "%" and "/" in a name escaped.
+    /// "rel:///" and the names separated by "/", with "%" and "/" in names escaped.
     MuErrCode ToURL(Mu::UniString * url) const;
 
-    /// An unhealthy object, or a null argument, is neither equal nor different to anything.
+    /// For an unhealthy object or a null argument both return false.
     bool operator==(RelativeLocation const & other) const;
     bool operator!=(RelativeLocation const & other) const;
-    /// Whether `other` begins with all of these names and goes on.
+    /// Whether `other` starts with all of these names and has more.
     bool IsAncestorOf(RelativeLocation const & other) const;
 
-    /// Asks the validator of this platform. An object whose text could not be understood is asked
-    /// about too, as one without names. False too when memory was short; CheckLegality tells that
-    /// apart.
+    /// Asks the validator of this platform. An object whose text was invalid is checked as one
+    /// without names. Also false without memory; CheckLegality distinguishes the two.
     bool IsLegal() const;
-    /// The same with three results: NoError, ErrIllegalRelativeLocation, or ErrMemoryFull where the
-    /// names could not be read. A status that cannot be asked about is returned as it is.
+    /// The same with three results: NoError, ErrIllegalRelativeLocation, or ErrMemoryFull if the
+    /// names could not be read. A failed status is returned as it is.
     [[nodiscard]] MuErrCode CheckLegality() const;
-    /// Whether every known platform takes all the names. False too when memory was short.
+    /// Whether all names are legal on every known platform. Also false without memory.
     bool IsMultiplatform() const;
-    /// The same with three results, as CheckLegality.
+    /// The same with three results, like CheckLegality.
     [[nodiscard]] MuErrCode CheckMultiplatform() const;
     unsigned int GenerateHashValue() const;
 
@@ -122,10 +121,10 @@ private:
     MuErrCode Check(bool nullArgument) const;
 
     Address address;
-    MuErrCode status = NoError; // why the object could not be made or read
+    MuErrCode status = NoError; // why the object could not be constructed or read
 };
 
-/// The names with "/" between them, in UTF-8.
+/// The names in UTF-8, separated by "/".
 template <typename Traits>
 std::basic_ostream<char, Traits> & operator<<(std::basic_ostream<char, Traits> & out,
                                               RelativeLocation const & location) {

@@ -4,8 +4,8 @@
 
 namespace IO {
 
-/// The rules of Windows: reserved characters and device names, a drive or a share in front, and
-/// less than 261 units in all.
+/// The rules of Windows: reserved characters and device names, a drive or a share at the start, and
+/// fewer than 261 units in total.
 class KESTREL_API WinLocationValidator : public LocationValidator {
 public:
     explicit WinLocationValidator(Mu::PlatformSign sign) : LocationValidator(sign) {}
