@@ -6,11 +6,11 @@
 
 namespace IO {
 
-/// Reads values in the library's own form: their bytes, low byte first, with no tag and no padding.
+/// Reads values in the library's own format: their bytes, low byte first, without tags and padding.
 ///
-/// The default of all channels. The widths are those of the wire, whatever the host's types:
+/// This is the default of all channels. The sizes are those on the wire, whatever the host's types:
 ///
-///     bool, char, unsigned char     1     the value's byte; a bool is true for any but 0
+///     bool, char, unsigned char     1     the value's byte; a bool is true unless it is 0
 ///     short, unsigned short         2
 ///     int, unsigned int             4
 ///     long, unsigned long           4     the low 32 bits
@@ -18,16 +18,16 @@ namespace IO {
 ///     float                         4     IEEE 754
 ///     double, long double           8     IEEE 754
 ///     void const *                  8     written only
-///     Mu::Guid                      16    as it lies in memory
+///     Mu::Guid                      16    as in memory
 ///     char *                        4 + n the length as unsigned int, then the bytes
-///     Mu::Object                    ?     what its own Read and Write do
+///     Mu::Object                    ?     by its own Read and Write
 ///
 /// For a peer of another byte order or character set, see PlatformProtocol.h.
 ///
 /// Memory:  none.
 /// Threads: any number at once; there is no state.
-/// Failure: statuses. An end of input between two values is EOI; inside of one it is what
-///          Mu::IChannel::ConvertObjectReadError makes of it, and the value is not to be used.
+/// Failure: statuses. The end of the input between two values is EOI; inside a value it is the
+///          result of Mu::IChannel::ConvertObjectReadError, and the value must not be used.
 class KESTREL_API BinIProtocol : public Mu::IProtocol {
 public:
     BinIProtocol() = default;
@@ -36,8 +36,8 @@ public:
     ~BinIProtocol() override;
     MuErrCode Read(Mu::IChannel & channel, Mu::Guid & value) override;
     MuErrCode Read(Mu::IChannel & channel, Mu::Object & value) override;
-    // Kept: trusts the writer with the length, and any failure is that of a broken object, also an
-    // end of input in front of the text. For bytes from outside, use ReadText.
+    // Kept: trusts the writer with the length, and reports any failure as that of a broken object,
+    // even the end of the input in front of the text. For untrusted input, use ReadText.
     MuErrCode Read(Mu::IChannel & channel, char * text) override;
     KESTREL_INLINE_API MuErrCode Read(Mu::IChannel & channel, long double & value) override {
         return Wire::ReadValue<order>(channel, value);
@@ -90,11 +90,11 @@ private:
     }
 };
 
-/// Writes values in the library's own form, as documented at BinIProtocol.
+/// Writes values in the library's own format, as documented for BinIProtocol.
 ///
 /// Memory:  none.
 /// Threads: any number at once; there is no state.
-/// Failure: the channel's status; Error for a null text, of which nothing is written.
+/// Failure: the channel's status; Error for a null text, for which nothing is written.
 class KESTREL_API BinOProtocol : public Mu::OProtocol {
 public:
     BinOProtocol() = default;

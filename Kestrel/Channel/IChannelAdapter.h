@@ -8,26 +8,26 @@
 
 namespace IO {
 
-/// An input channel over an InputBuffer, whole but for where the bytes come from.
+/// An input channel over an InputBuffer, complete except for the source of the bytes.
 ///
-/// To make a channel, derive from this and from InputBuffer::BinInput and call SetBinInput(*this)
-/// in the constructor, or hold a private object that is a BinInput. Two operations are left to
-/// implement: GetInputPosition and SetDefaultInputProtocol; GetAvailable is worth one where it is
-/// known.
+/// To write a channel, derive from this class and from InputBuffer::BinInput and call
+/// SetBinInput(*this) in the constructor, or use a private object that is a BinInput. Two
+/// operations must be implemented: GetInputPosition and SetDefaultInputProtocol; GetAvailable
+/// should be if the number is known.
 ///
-/// Numbers are read where they lie in the buffer. A channel that is its own source has that by
+/// Numbers are read directly from the buffer if the channel is its own source and calls
 /// SetBinInput; one with a private object calls ReadInLine.
 ///
-/// The buffer reads ahead, so a position is what the source gave less GetDataSizeInInputBuffer().
+/// The buffer reads ahead, so a position is that of the source minus GetDataSizeInInputBuffer().
 ///
-/// Memory:  a ring of 4096 bytes, taken by the first read, as documented at InputBuffer.
+/// Memory:  a ring of 4096 bytes, allocated by the first read, as documented for InputBuffer.
 /// Threads: one at a time.
-/// Failure: those of InputBuffer; none are added.
+/// Failure: as for InputBuffer.
 class KESTREL_API IChannelAdapter : public Mu::IChannel {
 public:
     ~IChannelAdapter() override;
 
-    // Out-parameters that count may be null here.
+    // Out-parameters for counts may be null here.
 
     KESTREL_INLINE_API MuErrCode ReadBin(char * destination, unsigned int count,
                                          unsigned int * read) override {
@@ -41,7 +41,7 @@ public:
     MuErrCode Look(unsigned int offset, char * c) override;
     MuErrCode PushBack(char c) override;
     MuErrCode PushBack(char const * source, unsigned int count) override;
-    /// `*skipped` is 0 when there was no memory for the ring.
+    /// `*skipped` is 0 if there was no memory for the ring.
     MuErrCode Skip(unsigned long long count, unsigned long long * skipped) override;
     MuErrCode DirectInputAccess(unsigned int size, char ** data, unsigned int * available) override;
     MuErrCode GetInputStatus() const override;
@@ -55,7 +55,7 @@ protected:
     explicit IChannelAdapter(Mu::IProtocol & protocol);
 
     void SetBinInput(InputBuffer::BinInput & input) { buffer.SetBinInput(input); }
-    /// For a channel that is its own source; ReadInLine is done with it.
+    /// For a channel that is its own source; includes ReadInLine.
     template <typename Channel>
     requires std::derived_from<Channel, IChannelAdapter> &&
         std::derived_from<Channel, InputBuffer::BinInput>
@@ -63,9 +63,9 @@ protected:
         buffer.SetBinInput(channel);
         ReadInLine(channel);
     }
-    /// For the constructor of a channel, with itself: numbers are read where they lie in the buffer,
-    /// without a call of ReadBin, unless the class has a ReadBin of its own. What derives from that
-    /// class is not meant by that, until it does the same in its own constructor.
+    /// To be called in the constructor of a channel with `this`: numbers are read directly from the
+    /// buffer, without a call of ReadBin, unless the class overrides ReadBin. Derived classes are
+    /// excluded unless they call it in their own constructors.
     template <typename Channel>
     void ReadInLine(Channel &) {
         using Ours = MuErrCode (IChannelAdapter::*)(char *, unsigned int, unsigned int *);
@@ -79,7 +79,7 @@ protected:
         NoteReading();
         return buffer.GetDataSize();
     }
-    /// Drops what is buffered, the statuses and the ring's memory.
+    /// Discards the buffered bytes and the statuses, and frees the ring.
     void ResetInputBuffer();
 
 private:
@@ -93,8 +93,8 @@ private:
         inputWindow.CloseIfUsedUp();
     }
 
-    mutable InputBuffer buffer;                  // questions take note of what was read in line
-    std::type_info const * inLineType = nullptr; // the class that may be read so
+    mutable InputBuffer buffer;                  // const operations note what was read
+    std::type_info const * inLineType = nullptr; // the class that may be read in line
 };
 
 } // namespace IO

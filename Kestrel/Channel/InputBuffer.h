@@ -6,22 +6,23 @@
 
 namespace IO {
 
-/// A ring of bytes that reads ahead from a source and takes bytes back.
+/// A ring buffer that reads ahead from a source and accepts bytes that are put back.
 ///
-/// The part of an input channel that is the same for all of them: a channel holds one, gives it
-/// the one operation that fetches bytes, and forwards its own reads here. Not a channel itself;
-/// for one, derive from IChannelAdapter.
+/// The common part of all input channels: a channel contains one, provides the operation that
+/// fetches bytes, and forwards its own reads to it. It is not a channel itself; to write one,
+/// derive from IChannelAdapter.
 ///
-/// A failure that the source reports together with enough bytes is deferred: the bytes come first
-/// and without a failure, and the status shows up at the next operation that needs the source. So
-/// an end of input never hides the bytes in front of it.
+/// If the source reports a failure together with enough bytes, the failure is deferred: the bytes
+/// are returned without it, and the next operation that needs the source returns the status. So the
+/// end of the input never hides the bytes in front of it.
 ///
-/// Memory:  one block of the ring's size, taken by the first operation that needs it, kept until
-///          Reset. PushBack, Copy, Look and DirectAccess enlarge it, by exactly what is missing and
-///          to the given limit at most. Get and Skip never do.
+/// Memory:  one block of the ring's size, allocated by the first operation that needs it and freed
+///          by Reset. PushBack, Copy, Look and DirectAccess enlarge it by exactly what is missing,
+///          up to the limit. Get and Skip never do.
 /// Threads: one at a time; nothing here locks.
-/// Failure: statuses, never exceptions, unless the source throws. They stick: after one, bytes that
-///          are in the ring can still be had, each time with that status, and the source is left
+/// Failure: statuses, never exceptions, unless the source throws. They are sticky: afterwards,
+///          bytes in the ring can still be read, each time with that status, and the source is not
+///          called until ResetInputStatus, ResetEOI or Reset.
 ///          alone until ResetInputStatus, ResetEOI or Reset.
 class KESTREL_API InputBuffer {
 public:
@@ -30,18 +31,18 @@ public:
     static constexpr unsigned int MaxInitialBufferSize = 1000000000;
     static constexpr double DefaultReservedRatio = 0.01;
 
-    /// Where the bytes come from. This class itself is the source that is always at its end.
+    /// The source of the bytes. This class itself is a source that is always at its end.
     class KESTREL_API BinInput {
     public:
-        /// Fills `destination` with up to `count` bytes and returns in `*read` how many. Fewer than
-        /// `count` should come with the status that says why, as nobody else can know; bytes and a
-        /// status may come in one call.
+        /// Stores up to `count` bytes in `destination` and their number in `*read`. Fewer than
+        /// `count` must come with the status that explains it; bytes and a status may come in one
+        /// call.
         virtual MuErrCode InternalRead(char * destination, unsigned int count, unsigned int * read);
         virtual ~BinInput() = default;
     };
 
-    /// Takes no memory and cannot fail. A null input is the source at its end. A size of 0 means
-    /// DefaultBufferSize; others are brought into MinBufferSize ... MaxInitialBufferSize. A maximum
+    /// Allocates nothing and cannot fail. A null input is a source at its end. A size of 0 means
+    /// DefaultBufferSize; others are limited to MinBufferSize ... MaxInitialBufferSize. A maximum
     /// of 0 means no limit; it is never below the size. `reservedRatio`, 0.0 to 1.0, is the share
     /// of the ring that reading ahead leaves free for PushBack.
     explicit InputBuffer(BinInput * input = nullptr, unsigned int bufferSize = 0,
@@ -52,7 +53,7 @@ public:
     InputBuffer(InputBuffer const &) = delete;
     InputBuffer & operator=(InputBuffer const &) = delete;
 
-    /// Takes one byte. Without one, `*c` stays as it was.
+    /// Reads one byte. If there is none, `*c` is unchanged.
     MuErrCode Get(char * c) {
         if (dataSize == 0 && !ReadDataToBuffer(1))
             return status;
@@ -62,14 +63,15 @@ public:
         *c = next;
         return status;
     }
-    /// Takes up to `count` bytes; `*read` receives how many, also beside a failure. What is missing
-    /// in the ring and is no shorter than a read-ahead goes to `destination` directly.
+    /// Reads up to `count` bytes; `*read` receives their number, even on failure. If what is
+    /// missing in the ring is at least as long as a read-ahead, it is read directly into
+    /// `destination`.
     MuErrCode Get(char * destination, unsigned int count, unsigned int * read) {
         unsigned int const from = start;
         if (count > FewBytes || count > dataSize || count >= bufferSize - from)
             return GetMany(destination, count, read);
-        // The copy stands between the two fields to keep them out of one vector register, which the
-        // next call would have to take apart again.
+        // The copy between the two fields keeps them out of one vector register, which the next
+        // call would have to split again.
         unsigned int const left = dataSize - count;
         start = from + count;
         CopyFewBytes(destination, buffer + from, count);
@@ -77,36 +79,36 @@ public:
         *read = count;
         return status;
     }
-    /// As Get, but the bytes stay unread, for which the ring must hold all of them.
-    /// Error: they are more than the ring may hold.
+    /// Like Get, but the bytes remain unread, for which the ring must hold all of them. Error: they
+    /// exceed the ring's limit.
     MuErrCode Copy(char * destination, unsigned int count, unsigned int * copied);
-    /// The next byte, left unread. Without one, `*c` stays as it was.
+    /// The next byte, which remains unread. If there is none, `*c` is unchanged.
     MuErrCode Look(char * c) { return Look(0, c); }
-    /// The byte at `offset` from the next one, left unread.
+    /// The byte at `offset` from the next one, which remains unread.
     MuErrCode Look(unsigned int offset, char * c);
-    /// Puts bytes in front of the unread ones, and takes back an end of input that was met.
-    /// Error: the ring may not hold as many; nothing was put.
+    /// Inserts bytes in front of the unread ones, and clears an end of input. Error: the ring's
+    /// limit is exceeded; nothing is inserted then.
     MuErrCode PushBack(char c);
     MuErrCode PushBack(char const * source, unsigned int count);
-    /// Drops bytes, buffered or not; `*skipped` receives how many, also beside a failure, but stays
-    /// as it was when there was no memory for the ring.
+    /// Skips bytes, buffered or not; `*skipped` receives their number, even on failure, but is
+    /// unchanged if there was no memory for the ring.
     MuErrCode Skip(unsigned long long count, unsigned long long * skipped);
-    /// A pointer to `size` unread bytes that lie in one piece; they stay unread. `*available` says
-    /// how many there are, fewer at the end of the input. A size of 0 asks for what fits without
-    /// moving anything, and the end of the input is no failure then. The pointer is owned by the
-    /// ring and valid until its next operation; it is null when a failure other than EOI came
+    /// A pointer to `size` contiguous unread bytes, which remain unread. `*available` receives
+    /// their number, fewer at the end of the input. A size of 0 returns what is contiguous without
+    /// moving bytes, and the end of the input is not a failure then. The pointer is owned by the
+    /// ring and valid until its next operation; it is null if a failure other than EOI occurred
     /// first.
     MuErrCode DirectAccess(unsigned int size, char ** data, unsigned int * available);
 
-    /// The unread bytes that lie in one piece from the next one on; null when there are none, or they
-    /// come with a failure. Owned by the ring and valid until its next operation.
+    /// The contiguous unread bytes from the next one on; null if there are none, or if they come
+    /// with a failure. Owned by the ring and valid until its next operation.
     void GetReady(char const ** begin, char const ** end) const {
         bool const isReady = dataSize != 0 && status == NoError;
         *begin = isReady ? buffer + start : nullptr;
         *end = isReady ? *begin + (dataSize < bufferSize - start ? dataSize : bufferSize - start)
                        : nullptr;
     }
-    /// Takes those up to `next`, and returns how many they were.
+    /// Marks those before `next` as read, and returns their number.
     unsigned int TakeUpTo(char const * next) {
         unsigned int const taken = static_cast<unsigned int>(next - (buffer + start));
         dataSize -= taken;
@@ -114,29 +116,30 @@ public:
         return taken;
     }
 
-    /// Whether no byte is left. Reads, when the ring is empty.
+    /// Whether there are no more bytes. Reads from the source if the ring is empty.
     bool IsEOI();
-    /// Whether the ring is empty. Never reads.
+    /// Whether the ring is empty. Never reads from the source.
     bool IsEmpty() const { return dataSize == 0; }
-    /// How many unread bytes are in the ring.
+    /// The number of unread bytes in the ring.
     unsigned int GetDataSize() const { return dataSize; }
 
     MuErrCode GetStatus() const { return status; }
-    /// Forgets the failure and a deferred one.
+    /// Clears the failure and a deferred one.
     void ResetInputStatus();
-    /// Forgets an end of input, met or deferred; another failure stays.
+    /// Clears an end of the input, reported or deferred; any other failure remains.
     void ResetEOI();
-    /// Drops the unread bytes. Statuses and memory stay.
+    /// Discards the unread bytes. Statuses and memory remain.
     void ClearContent();
-    /// Empty and healthy, and without memory. Source, sizes and buffering stay.
+    /// Empties the buffer, clears failures and frees the memory. Source, sizes and buffering
+    /// remain.
     void Reset();
 
     void SetBinInput(BinInput & input);
     BinInput & GetBinInput() const { return *binInput; }
-    /// Back to the source that is always at its end.
+    /// Restores the source that is always at its end.
     void ClearBinInput();
 
-    // With buffering off, only what is asked for is fetched. What the ring holds stays in it.
+    // With buffering disabled, only requested bytes are fetched. What is in the ring remains there.
     void EnableBuffering() { bufferingEnabled = true; }
     void DisableBuffering() { bufferingEnabled = false; }
     bool IsBufferingEnabled() const { return bufferingEnabled; }
@@ -167,7 +170,7 @@ private:
     double reservedRatio;         // 0.0 to 1.0
     unsigned int readBlockLength; // what reading ahead tries to hold, 1 to bufferSize
     MuErrCode status = NoError;   // what operations return
-    MuErrCode pendingStatus = NoError; // came with enough bytes; counts from the next read on
+    MuErrCode pendingStatus = NoError; // came with enough bytes; applies from the next read on
 };
 
 } // namespace IO

@@ -5,19 +5,19 @@
 
 namespace IO {
 
-/// Makes the MD5 digest of what is written to it. Keeps none of the bytes.
+/// Computes the MD5 digest of what is written to it. Stores none of the bytes.
 ///
 /// Memory:  the adapter's block of 16384 bytes.
 /// Threads: one at a time.
-/// Failure: only a shortage of memory: check GetOutputStatus before you trust the digest.
+/// Failure: only a shortage of memory: check GetOutputStatus before using the digest.
 class KESTREL_API MD5Channel : public OChannelAdapter, public OutputBuffer::BinOutput {
 public:
     MD5Channel();
-    /// Does not flush: without Finish there is no digest.
+    /// Does not flush: only Finish returns a digest.
     ~MD5Channel() override;
 
-    /// Flushes and returns the digest of everything written. Once: what is written afterwards
-    /// begins a new digest, as does a second Finish.
+    /// Flushes and returns the digest of everything written. Later writes, or a second call, start
+    /// a new digest.
     void Finish(MD5::FingerPrint * fingerPrint);
     void SetDefaultOutputProtocol() override;
 
@@ -26,7 +26,7 @@ private:
                             unsigned int * written) override;
 
     MD5::Generator generator;
-    bool finished = false; // for those who read a dump; nothing here asks
+    bool finished = false; // for dumps; not used here
 };
 
 } // namespace IO

@@ -7,29 +7,29 @@ namespace IO {
 
 /// Reads a block of memory.
 ///
-/// The block stays the caller's and must outlive the channel, or is handed over with TakeOwnership:
-/// it must come from BMAllocatePtr then, and is freed by BMKillPtr.
+/// The caller owns the block, which must outlive the channel, or passes ownership with
+/// TakeOwnership: then it must come from BMAllocatePtr, and is freed by BMKillPtr.
 ///
-/// Memory:  the adapter's ring of 4096 bytes, taken by the first read that is shorter than it.
+/// Memory:  the adapter's ring of 4096 bytes, allocated by the first read that is shorter than it.
 /// Threads: one at a time.
-/// Failure: EOI behind the last byte; otherwise those of InputBuffer.
+/// Failure: EOI past the last byte; otherwise as for InputBuffer.
 class KESTREL_API MemoryIChannel : public IChannelAdapter, public InputBuffer::BinInput {
 public:
     /// The owner of the block.
     enum OwnershipType : unsigned int { LeaveWithCaller = 0, TakeOwnership = 1, PassOwnership = 2 };
 
-    /// At its end, until SetSource.
+    /// The channel is at its end until SetSource.
     MemoryIChannel();
     MemoryIChannel(char const * source, unsigned int size,
                    OwnershipType ownership = LeaveWithCaller);
     ~MemoryIChannel() override;
 
-    /// Reads that block from its start, healthy again. An owned earlier block is freed.
+    /// Reads the block from its start, and clears failures. Frees an earlier block if it is owned.
     void SetSource(char const * source, unsigned int size,
                    OwnershipType ownership = LeaveWithCaller);
-    /// At its end and without a block; an owned one is freed.
+    /// Removes the block, and frees it if it is owned; the channel is at its end then.
     void RemoveSource();
-    /// Reads the same block from its start, healthy again.
+    /// Reads the same block from its start, and clears failures.
     void ResetSource();
 
     char const * GetSource() const { return source; }
@@ -37,7 +37,7 @@ public:
 
     MuErrCode GetInputPosition(unsigned long long * position) const override;
     using IChannelAdapter::GetAvailable;
-    /// What is left of the block. Always NoError.
+    /// The rest of the block. Always NoError.
     MuErrCode GetAvailable(unsigned long long * available) const override;
     void SetDefaultInputProtocol() override;
 
@@ -48,7 +48,7 @@ private:
     char const * source = nullptr;
     unsigned int sourceSize = 0;
     bool ownsSource = false;
-    unsigned int position = 0; // bytes that the ring has got, <= sourceSize
+    unsigned int position = 0; // number of bytes that the ring has received, <= sourceSize
 };
 
 } // namespace IO

@@ -4,7 +4,7 @@
 
 namespace IO {
 
-/// Throws bytes away and counts them: to learn how long something would be.
+/// Discards bytes and counts them, to determine the length of a written form.
 ///
 /// Memory:  the adapter's block of 16384 bytes.
 /// Threads: one at a time.
@@ -12,10 +12,10 @@ namespace IO {
 class KESTREL_API NullOChannel : public OChannelAdapter, public OutputBuffer::BinOutput {
 public:
     NullOChannel();
-    /// Does not flush: nothing could observe it any more.
+    /// Does not flush, as this would have no effect.
     ~NullOChannel() override;
 
-    /// All bytes written, flushed or not.
+    /// The number of bytes written, flushed or not.
     unsigned long long GetDataSize() const { return byteCount + GetDataSizeInOutputBuffer(); }
     void SetDefaultOutputProtocol() override;
 

@@ -8,29 +8,29 @@
 
 namespace IO {
 
-/// An output channel over an OutputBuffer, whole but for where the bytes go.
+/// An output channel over an OutputBuffer, complete except for the destination of the bytes.
 ///
-/// To make a channel, derive from this and from OutputBuffer::BinOutput and call
-/// SetBinOutput(*this) in the constructor, or hold a private object that is a BinOutput. One
-/// operation is left to implement, SetDefaultOutputProtocol. The destructor does not flush, for the
-/// sink of the derived class is gone by then: a channel that must not lose bytes flushes in its
-/// own.
+/// To write a channel, derive from this class and from OutputBuffer::BinOutput and call
+/// SetBinOutput(*this) in the constructor, or use a private object that is a BinOutput. One
+/// operation must be implemented, SetDefaultOutputProtocol. The destructor does not flush, as the
+/// derived class's sink is already destroyed then: a channel that must not lose bytes flushes in
+/// its own destructor.
 ///
-/// Numbers are written where they go in the buffer. A channel that is its own sink has that by
+/// Numbers are written directly to the buffer if the channel is its own sink and calls
 /// SetBinOutput; one with a private object calls WriteInLine.
 ///
-/// Memory:  blocks of 16384 bytes, the first taken by the first write, as documented at
+/// Memory:  blocks of 16384 bytes, the first allocated by the first write, as documented for
 ///          OutputBuffer.
 /// Threads: one at a time.
-/// Failure: those of OutputBuffer; none are added.
+/// Failure: as for OutputBuffer.
 class KESTREL_API OChannelAdapter : public Mu::OChannel {
 public:
     ~OChannelAdapter() override;
 
-    // Out-parameters that count may be null here.
+    // Out-parameters for counts may be null here.
 
-    // Kept: `*written` is `count` whatever the result. Bytes wait in the buffer, so there is no
-    // telling how many arrive; the status is what counts.
+    // Kept: `*written` is `count` whatever the result. As the bytes are buffered, the number that
+    // will arrive is unknown; the status is what counts.
     KESTREL_INLINE_API MuErrCode WriteBin(char const * source, unsigned int count,
                                           unsigned int * written) override {
         if (written != nullptr)
@@ -39,8 +39,8 @@ public:
     }
     MuErrCode DirectOutputAccess(unsigned int offset, char ** data,
                                  unsigned int * available) override;
-    /// The position of the next byte, counted from the first one ever written; PopMark sets it back
-    /// and returns with ResetOffset. Always NoError.
+    /// The position of the next byte, from the first one ever written; PopMark sets it back, and
+    /// ResetOffset restores it. Always NoError.
     MuErrCode GetOutputPosition(unsigned long long * position) const override;
     MuErrCode Flush() override;
     MuErrCode PushMark() override;
@@ -58,7 +58,7 @@ protected:
     explicit OChannelAdapter(Mu::OProtocol & protocol);
 
     void SetBinOutput(OutputBuffer::BinOutput & output) { buffer.SetBinOutput(output); }
-    /// For a channel that is its own sink; WriteInLine is done with it.
+    /// For a channel that is its own sink; includes WriteInLine.
     template <typename Channel>
     requires std::derived_from<Channel, OChannelAdapter> &&
         std::derived_from<Channel, OutputBuffer::BinOutput>
@@ -66,9 +66,9 @@ protected:
         buffer.SetBinOutput(channel);
         WriteInLine(channel);
     }
-    /// For the constructor of a channel, with itself: numbers are written where they go in the buffer,
-    /// without a call of WriteBin, unless the class has a WriteBin of its own. What derives from that
-    /// class is not meant by that, until it does the same in its own constructor.
+    /// To be called in the constructor of a channel with `this`: numbers are written directly to
+    /// the buffer, without a call of WriteBin, unless the class overrides WriteBin. Derived classes
+    /// are excluded unless they call it in their own constructors.
     template <typename Channel>
     void WriteInLine(Channel &) {
         using Ours = MuErrCode (OChannelAdapter::*)(char const *, unsigned int, unsigned int *);
@@ -82,7 +82,7 @@ protected:
         NoteWriting();
         return buffer.GetDataSize();
     }
-    /// Drops what is buffered, the marks, the status and the blocks.
+    /// Discards the buffered bytes, the marks and the status, and frees the blocks.
     void ResetOutputBuffer();
 
 private:
@@ -94,8 +94,8 @@ private:
             buffer.FillUpTo(outputWindow.GetPlace());
     }
 
-    mutable OutputBuffer buffer;                 // questions take note of what was written in line
-    std::type_info const * inLineType = nullptr; // the class that may be written so
+    mutable OutputBuffer buffer;                 // const operations note what was written
+    std::type_info const * inLineType = nullptr; // the class that may be written in line
 };
 
 } // namespace IO

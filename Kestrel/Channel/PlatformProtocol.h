@@ -11,45 +11,45 @@ class OChannel;
 
 namespace IO {
 
-/// What the protocols that read a given platform's binary form have in common: they say which.
+/// The common base of the protocols that read the binary format of a platform.
 ///
-/// The form is that of BinIProtocol, with multi-byte values byte-swapped and 8-bit texts recoded
-/// where the platform differs from Windows. A reader finds the writer's mark in the data, a 16-bit
-/// value that reads alike in both byte orders, and switches the channel with SetPlatformIProtocol.
+/// The format is that of BinIProtocol, with multi-byte values byte-swapped and 8-bit texts
+/// converted if the platform differs from Windows. A reader detects the writer's platform by a mark
+/// in the data, a 16-bit value that is the same in both byte orders, and calls
+/// SetPlatformIProtocol.
 ///
 /// Memory:  none.
 /// Threads: any number at once; there is no state.
-/// Failure: as BinIProtocol.
+/// Failure: as for BinIProtocol.
 class KESTREL_API BinPlatformIProtocol : public Mu::IProtocol {
 public:
     ~BinPlatformIProtocol() override;
-    /// The platform whose form is read. NoError.
+    /// The platform whose format is read. NoError.
     virtual MuErrCode GetPlatform(Mu::PlatformSign * sign) = 0;
 };
 
-/// What the protocols that write a given platform's binary form have in common: they say which.
+/// The common base of the protocols that write the binary format of a platform.
 ///
-/// Memory:  a text takes a copy of itself for the time of its writing, so that the caller's stays
-///          as it is. A shortage is thrown as Mu::OutOfMemoryException.
+/// Memory:  a temporary copy of each text that is converted. Mu::OutOfMemoryException on shortage.
 /// Threads: any number at once; there is no state.
-/// Failure: otherwise as BinOProtocol.
+/// Failure: otherwise as for BinOProtocol.
 class KESTREL_API BinPlatformOProtocol : public Mu::OProtocol {
 public:
     ~BinPlatformOProtocol() override;
-    /// The platform whose form is written. NoError.
+    /// The platform whose format is written. NoError.
     virtual MuErrCode GetPlatform(Mu::PlatformSign * sign) = 0;
 };
 
-/// Lets the channel read what was written in that platform's form.
-/// Error: the sign is none of the three; the channel keeps its protocol.
+/// Makes the channel read the platform's format. Error: the sign is none of the three; the channel
+/// keeps its protocol.
 KESTREL_API MuErrCode SetPlatformIProtocol(Mu::IChannel & channel, Mu::PlatformSign sign);
-/// Lets the channel write in that platform's form. Error: as SetPlatformIProtocol.
+/// Makes the channel write the platform's format. Error: as for SetPlatformIProtocol.
 KESTREL_API MuErrCode SetPlatformOProtocol(Mu::OChannel & channel, Mu::PlatformSign sign);
 
-/// The platform whose form the channel reads: WindowsSign for binIProtocol too.
-/// Error: the protocol is no binary one of the library's; `*sign` is WindowsSign then.
+/// The platform whose format the channel reads: WindowsSign for binIProtocol, too. Error: the
+/// protocol is not one of the library's binary ones; `*sign` is WindowsSign then.
 KESTREL_API MuErrCode GetChannelIProtocolPlatform(Mu::IChannel & channel, Mu::PlatformSign * sign);
-/// The platform whose form the channel writes. Error: as GetChannelIProtocolPlatform.
+/// The platform whose format the channel writes. Error: as for GetChannelIProtocolPlatform.
 KESTREL_API MuErrCode GetChannelOProtocolPlatform(Mu::OChannel & channel, Mu::PlatformSign * sign);
 
 } // namespace IO

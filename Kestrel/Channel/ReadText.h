@@ -9,14 +9,15 @@ class IChannel;
 
 namespace IO {
 
-/// Reads a text into a place of `capacity` bytes, its zero byte included; the one to take for bytes
-/// from outside. Reads what Read(char *) of the channel's protocol reads, recoded alike.
+/// Reads a text into a buffer of `capacity` bytes, including its terminating zero; to be used for
+/// untrusted input. Reads the format of Read(char *) of the channel's protocol, with the same
+/// conversion.
 ///
-/// `*length` (may be null) receives how long the text is, without its zero byte; 0 after a failure
-/// other than a text that is too long. After any failure `text` is empty.
-/// Error: the text does not fit, or the protocol is no binary one of the library's, or there is no
-/// place at all; of a text that does not fit, the length was taken from the channel and the bytes
-/// stay there, so that a reader may Skip them. Other failures go through ConvertObjectReadError.
+/// `*length` (may be null) receives the length of the text without its terminating zero; 0 after a
+/// failure other than a text that is too long. After any failure `text` is empty. Error: the text
+/// does not fit, the protocol is not one of the library's binary ones, or there is no buffer; if
+/// the text does not fit, the length has been read and the bytes remain, so that they can be
+/// skipped. Other failures are converted by ConvertObjectReadError.
 KESTREL_API MuErrCode ReadText(Mu::IChannel & channel, char * text, unsigned int capacity,
                                unsigned int * length);
 

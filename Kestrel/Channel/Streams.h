@@ -9,18 +9,18 @@
 #include <ostream>
 #include <streambuf>
 
-// Bridges between channels and the streams of the standard library, both ways, for code that has
-// the one and wants the other. They add no buffer to the one that is there and no state but the
-// stream's own; typed binary values go faster through the channel itself.
+// Conversions between channels and the streams of the standard library, in both directions. They
+// add no buffer to the existing one and no state except the stream's own; typed binary values are
+// faster through the channel itself.
 
 namespace IO {
 
-/// A channel's input as a std::streambuf. Reads nothing ahead of what the stream takes, so that the
-/// channel may be read in between.
+/// A channel's input as a std::streambuf. Does not read ahead, so that the channel may be read in
+/// between.
 ///
-/// The stream ends where the channel yields no more bytes; its status is the reason. Positions can
-/// be queried (tellg) but not set. A byte can be put back any number of times, ungetting works for
-/// the one read last.
+/// The stream ends when the channel returns no more bytes; its status is the cause. Positions can
+/// be queried (tellg) but not set. A byte can be put back any number of times; unget works for the
+/// last byte read.
 class IChannelStreamBuffer : public std::streambuf {
 public:
     /// The channel must outlive this.
@@ -30,7 +30,7 @@ protected:
     int_type underflow() override {
         char c;
         unsigned int copied = 0;
-        // The count decides: a byte may come beside a sticky status.
+        // The count decides: a byte may come with a sticky status.
         (void)channel.CopyBin(&c, 1, &copied);
         return copied == 1 ? traits_type::to_int_type(c) : traits_type::eof();
     }
@@ -80,8 +80,8 @@ private:
     int_type last = traits_type::eof(); // the byte that unget puts back
 };
 
-/// A channel's output as a std::streambuf; what it buffers is buffered by the channel. std::flush
-/// flushes the channel, which fails while it is marked.
+/// A channel's output as a std::streambuf, buffered by the channel. std::flush flushes the channel,
+/// which fails while it has marks.
 class OChannelStreamBuffer : public std::streambuf {
 public:
     /// The channel must outlive this.
@@ -131,7 +131,7 @@ private:
     IChannelStreamBuffer buffer;
 };
 
-/// A channel as a std::ostream. Does not flush at its end; the channel does, or its owner.
+/// A channel as a std::ostream. Does not flush in its destructor; the channel or its owner does.
 class OChannelStream : public std::ostream {
 public:
     /// The channel must outlive this.
@@ -143,13 +143,13 @@ private:
     OChannelStreamBuffer buffer;
 };
 
-/// A std::istream as a channel. Reads ahead: for a stream that others read too, or that waits for a
-/// person, disable the buffering.
+/// A std::istream as a channel. Reads ahead: for a stream that has other readers or is interactive,
+/// disable the buffering.
 ///
 /// Memory:  the adapter's ring of 4096 bytes.
 /// Threads: one at a time.
-/// Failure: EOI at the stream's end, InputFailure for a stream that is bad or fails. An exception
-///          that the stream was set to throw becomes one of them.
+/// Failure: EOI at the stream's end, InputFailure if the stream is bad or fails. Exceptions that
+///          the stream is configured to throw are converted to them.
 class StreamIChannel final : public IChannelAdapter, public InputBuffer::BinInput {
 public:
     /// The stream must outlive this channel.
@@ -158,7 +158,7 @@ public:
         SetBinInput(*this);
     }
 
-    /// Counted from the position at construction.
+    /// Counted from the stream's position at construction.
     MuErrCode GetInputPosition(unsigned long long * position) const override {
         *position = taken - std::min<unsigned long long>(taken, GetDataSizeInInputBuffer());
         return NoError;
@@ -170,7 +170,7 @@ private:
         try {
             stream.read(destination, static_cast<std::streamsize>(count));
         } catch (std::exception const &) {
-            // The stream's state says the same.
+            // The stream's state contains the same information.
         }
         *read = static_cast<unsigned int>(stream.gcount());
         taken += *read;
@@ -187,8 +187,8 @@ private:
 ///
 /// Memory:  the adapter's block of 16384 bytes.
 /// Threads: one at a time.
-/// Failure: OutputClosed for a stream that fails. An exception that the stream was set to throw
-///          becomes that too.
+/// Failure: OutputClosed if the stream fails. Exceptions that the stream is configured to throw are
+///          converted to it.
 class StreamOChannel final : public OChannelAdapter, public OutputBuffer::BinOutput {
 public:
     /// The stream must outlive this channel.

@@ -4,17 +4,18 @@
 
 namespace IO {
 
-/// Reads a window of fixed length of another channel, from its present position.
+/// Reads a window of fixed length of another channel, from its current position.
 ///
-/// Reading ahead never takes a byte behind the window. Behind a window that was read to its end the
-/// source stands right; before that, it stands behind what this channel holds in its buffer.
+/// Reading ahead never reads a byte past the window. After the window was read to its end, the
+/// source is positioned right behind it; before that, it is ahead of this channel by the buffered
+/// bytes.
 ///
 /// Memory:  the adapter's ring of 4096 bytes.
 /// Threads: one at a time, which must be the source's.
-/// Failure: EOI at the end of the window; a failure of the source as it is.
+/// Failure: EOI at the end of the window; failures of the source are passed on.
 class KESTREL_API SubIChannel : public IChannelAdapter, public InputBuffer::BinInput {
 public:
-    /// The source must outlive this channel. Its current protocol is taken.
+    /// The source must outlive this channel, which adopts its current protocol.
     SubIChannel(Mu::IChannel * source, unsigned int length);
     ~SubIChannel() override;
 
@@ -25,9 +26,9 @@ public:
     /// Counted from the start of the window.
     MuErrCode GetInputPosition(unsigned long long * position) const override;
     using IChannelAdapter::GetAvailable;
-    /// What is left of the window. Always NoError.
+    /// The rest of the window. Always NoError.
     MuErrCode GetAvailable(unsigned long long * available) const override;
-    /// The protocol that the source has now.
+    /// Adopts the current protocol of the source.
     void SetDefaultInputProtocol() override;
 
 private:

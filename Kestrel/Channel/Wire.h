@@ -7,11 +7,11 @@
 #include <cstring>
 #include <type_traits>
 
-// What the binary protocols have in common: how one value goes through a channel. In headers, with the
-// adapters' ways to their buffers, for the sake of speed: a value that does not pass through the
-// channel's window costs two virtual calls, which take longer than all else, and a compiler that sees
-// the one likely target of each compares the slot with it and goes on in line. Any other protocol or
-// channel is still called.
+// The common part of the binary protocols: how one value is read from or written to a channel. It
+// is in headers, with the adapters' access to their buffers, for speed: a value that bypasses the
+// channel's window costs two virtual calls, which take longer than everything else. As each has one
+// likely target, the compiler compares the slot with it and continues in line. Any other protocol
+// or channel is still called.
 
 namespace IO::Wire {
 
@@ -22,8 +22,8 @@ using Mu::ReverseInPlace;
 template <typename T>
 using Form = Mu::PlainForm<T>;
 
-/// Reads `count` bytes that belong together: an end in the middle is a broken object, one in front
-/// of them a clean end.
+/// Reads `count` bytes that belong together: the end of the input inside them is a broken object,
+/// in front of them a clean end.
 inline MuErrCode ReadWhole(Mu::IChannel & channel, char * destination, unsigned int count) {
     unsigned int read = 0;
     MuErrCode const status = channel.ReadBin(destination, count, &read);
@@ -56,14 +56,14 @@ MuErrCode WriteValue(Mu::OChannel & channel, T value) {
     return channel.WriteBin(reinterpret_cast<char const *>(&wire), sizeof wire, nullptr);
 }
 
-/// The length of a text, or false where 32 bits cannot hold it.
+/// The length of a text, or false if it does not fit into 32 bits.
 inline bool MeasureText(char const * text, unsigned int * length) {
     std::size_t const size = std::strlen(text);
     *length = static_cast<unsigned int>(size);
     return size <= 0xFFFFFFFFu;
 }
 
-/// Reads a length and that many bytes and ends them with a zero byte; trusts the writer.
+/// Reads a length and that number of bytes and terminates them with a zero; trusts the writer.
 inline MuErrCode ReadText(Mu::IChannel & channel, char * text, unsigned int * length) {
     MuErrCode status = channel.Read(*length);
     if (status == NoError)

@@ -88,8 +88,7 @@ private:
     unsigned long long next;       // when to report again
     unsigned int whole = 0;        // above 0, no entry is skipped
     bool isEnded = false;
-    bool isFailing =
-        false; // the observer has refused to skip an entry, while the operation returns
+    bool isFailing = false; // the observer has refused to skip, while the operation returns
 };
 
 } // namespace IO

@@ -5,43 +5,43 @@
 
 namespace IO {
 
-/// A block cipher of 8-byte blocks: Blowfish in a variant of its own.
+/// A block cipher of 8-byte blocks: a variant of Blowfish.
 ///
 /// Rounds, tables and the steps of the key schedule are the published ones. Three things differ,
-/// and with them every ciphertext: the halves of a block are read low byte first, the round
-/// function takes its boxes from the low byte up, and the key's words are put together low byte
-/// first. So nothing that deciphers published Blowfish deciphers this.
+/// and therefore every ciphertext: the halves of a block are read low byte first, the round
+/// function takes its boxes from the low byte up, and the words of the key are composed low byte
+/// first. So implementations of the published Blowfish cannot decipher this.
 ///
-/// Each block is enciphered by itself: equal blocks give equal ciphertext, and nobody notices a
-/// block that was exchanged. It hides text from eyes; it proves nothing.
+/// Each block is enciphered independently: equal blocks give equal ciphertext, and exchanged blocks
+/// are not detected. It provides obfuscation, not integrity or security.
 ///
 /// Memory:  4168 bytes, in the object.
 /// Threads: one at a time; Encrypt and Decrypt of one object, any number at once.
-/// Failure: none. What cannot be done is not done, as described below.
+/// Failure: none. Invalid calls have no effect, as described below.
 class KESTREL_API Blowfish : public Mu::Allocated {
 public:
-    /// A half of a block, as a number and as the bytes that it has in the machine's memory.
+    /// A half of a block, as a number and as its bytes in the machine's memory.
     union Word {
         unsigned int word;
         unsigned char bytes[4];
     };
 
-    /// Ready to use, with no key: the published tables.
+    /// Without a key: the published tables.
     Blowfish() { Reset(); }
-    /// Leaves no key behind in memory.
+    /// Erases the key from memory.
     ~Blowfish() { Reset(); }
     Blowfish(Blowfish const &) = default;
     Blowfish & operator=(Blowfish const &) = default;
 
-    /// As without a key.
+    /// Removes the key.
     void Reset();
-    /// Of any length; a key and its repetition are the same key. A null or empty one changes
-    /// nothing, so that a key set before stays.
+    /// Sets a key of any length; a key and its repetition are equivalent. A null or empty key
+    /// changes nothing, so that an earlier key remains.
     void SetPassword(void const * key, unsigned int length);
-    /// The same upon the present tables: keys on keys.
+    /// The same on top of the current tables, to combine keys.
     void GenerateSubKeys(void const * key, unsigned int length);
 
-    /// In place, block by block. A size that is no multiple of 8 changes nothing.
+    /// In place, block by block. A size that is not a multiple of 8 changes nothing.
     void Encrypt(void * data, unsigned int size) const;
     void Decrypt(void * data, unsigned int size) const;
 

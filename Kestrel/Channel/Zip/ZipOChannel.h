@@ -7,45 +7,45 @@
 
 namespace IO {
 
-/// Compresses what is written to it into another channel, as one plain zlib stream (RFC 1950).
+/// Compresses what is written to it into another channel, as a plain zlib stream (RFC 1950).
 ///
-/// The stream is complete only when the channel is gone: there is no other way to finish it. Two
-/// channels, one after the other, write two streams behind each other.
+/// The stream is complete only after the channel is destroyed, which is the only way to finish it.
+/// Two channels in succession write two streams one after the other.
 ///
 /// With a worker thread, which is the default, the writer only copies; the compressor may lag up to
-/// 400 KiB behind. The destination belongs to the worker then, from construction to destruction:
-/// keep your hands off it. And keep it writeable: when it fails, or memory runs out for the worker,
-/// the worker ends and nobody is notified; the writer goes on until the blocks between are used up,
-/// and then waits for ever. For a destination that may fail, such as a disk that may be full, and
-/// where memory may run out, compress in the writing thread.
+/// 400 KiB behind. The worker then has exclusive use of the destination from construction to
+/// destruction. It must remain writeable: if it fails, or memory runs out for the worker, the
+/// worker ends without notification; the writer continues until the blocks in between are used up,
+/// and then waits forever. For a destination that may fail, such as a disk that may be full, and if
+/// memory may run out, compress in the writing thread.
 ///
-/// Memory:  zlib's state, about 260 KiB; with a worker, blocks of 4096 bytes, 100 at the most. The
-///          first of these must be had: Mu::OutOfMemoryException.
+/// Memory:  zlib's state, about 260 KiB; with a worker, up to 100 blocks of 4096 bytes. If the
+///          first of these cannot be allocated, Mu::OutOfMemoryException is thrown.
 /// Threads: one at a time, besides the channel's own. The destination must outlive the channel.
-/// Failure: statuses. In the writing thread, what the destination says; Error for zlib's own
-///          failures. What the destination throws in the writing thread leaves the writing
-///          operation; in the worker it counts as a failure. At the end nothing is reported and
-///          nothing thrown; flush the destination and check its status.
+/// Failure: statuses. In the writing thread, those of the destination; Error for failures of zlib.
+///          Exceptions of the destination in the writing thread are passed to the caller; in the
+///          worker they count as failures. The destructor reports and throws nothing; flush the
+///          destination and check its status.
 class KESTREL_API ZipOChannel : public OChannelAdapter {
 public:
-    /// Takes over the destination's present protocol. Mu::ThreadingException: the worker cannot be.
+    /// Adopts the destination's current protocol. Mu::ThreadingException: no worker can be started.
     ZipOChannel(Mu::OChannel & destination, ZipOChannelOptions const & options);
     /// Writes the end of the stream, and waits until it has reached the destination.
     ~ZipOChannel() override;
 
-    /// Of the data as written here, not of the compressed bytes.
+    /// The position in the uncompressed data.
     MuErrCode GetOutputPosition(unsigned long long * position) const override;
-    /// The destination's present protocol.
+    /// Adopts the destination's current protocol.
     void SetDefaultOutputProtocol() override;
 
-    /// Flushes, and sets a point from which a damaged stream can be read on. Error in the writing
-    /// thread when there is nothing since the last one; the stream is fine all the same.
+    /// Flushes, and sets a point from which a damaged stream can be read again. Error in the
+    /// writing thread if nothing was written since the last one; this does not damage the stream.
     virtual MuErrCode FullFlush();
 
 private:
     class ZipOChannelImp;
 
-    alignas(std::max_align_t) char storage[2048]; // of the implementation
+    alignas(std::max_align_t) char storage[2048]; // for the implementation
     ZipOChannelImp * imp;
 };
 

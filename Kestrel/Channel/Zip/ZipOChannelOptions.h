@@ -2,7 +2,7 @@
 
 namespace IO {
 
-/// How a ZipOChannel compresses. A plain value.
+/// The settings of a ZipOChannel. A plain value.
 class ZipOChannelOptions {
 public:
     /// zlib's levels: DefaultLevel, or any number from 0 (none) to 9 (most).
@@ -22,9 +22,9 @@ public:
     CompressionLevel GetCompressionLevel() const { return compressionLevel; }
     void SetCompressionLevel(CompressionLevel level) { compressionLevel = level; }
 
-    /// After more than so many bytes a full flush point is set, from which a damaged stream can be
-    /// read on. Checked each time the channel's buffer is passed on, so the points come at the
-    /// size of its blocks. 0: none.
+    /// After more than this number of bytes a full flush point is set, from which a damaged stream
+    /// can be read again. Checked each time the channel's buffer is passed on, so the distance of
+    /// the points is a multiple of its block size. 0: none.
     unsigned int GetAutoFullFlushAfterBytesOfData() const { return autoFullFlushAfterBytesOfData; }
     void SetAutoFullFlushAfterBytesOfData(unsigned int bytes) {
         autoFullFlushAfterBytesOfData = bytes;
