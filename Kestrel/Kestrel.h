@@ -1,6 +1,6 @@
 #pragma once
 
-// All of the library. Hosts for which compile time matters include single headers instead.
+// The whole library. Hosts for which compile time matters include single headers instead.
 
 #include <Kestrel/Channel/BinProtocol.h>
 #include <Kestrel/Channel/Code/Blowfish.h>

@@ -4,9 +4,9 @@
 #error "Kestrel needs C++20: compile with -std=c++20, or with /std:c++20."
 #endif
 
-// KESTREL_API marks what hosts may call; everything else stays hidden inside the library.
-// KESTREL_BUILDING is set while the library itself is compiled, KESTREL_STATIC by a host that
-// links the library into itself.
+// KESTREL_API marks what hosts may call; everything else is hidden inside the library.
+// KESTREL_BUILDING is set while the library itself is compiled, KESTREL_STATIC by a host that links
+// the library statically.
 #if defined(_WIN32) && !defined(KESTREL_STATIC)
 #if defined(KESTREL_BUILDING)
 #define KESTREL_API __declspec(dllexport)
@@ -19,9 +19,9 @@
 #define KESTREL_API
 #endif
 
-// For an inline virtual operation of a class marked KESTREL_API that is worth guessing: all modules
-// then agree on its address, so that the compiler can compare a slot with it and go on in line.
-// Where a class is exported as a whole, that is so by itself.
+// For an inline virtual operation of a class marked KESTREL_API that callers test for: all modules
+// then share its address, so that the compiler can compare a slot with it and continue in line.
+// Classes that are exported as a whole do not need it.
 #if !defined(_WIN32) && defined(__GNUC__)
 #define KESTREL_INLINE_API KESTREL_API
 #else

@@ -9,17 +9,17 @@ using MuErrCode = int;
 
 namespace Mu {
 
-// The 64-bit integers of all interfaces: `long` is 4 bytes on the wire, and std::int64_t is a
-// `long` on Linux, so that neither may stand in an overload set or a signature.
+// The 64-bit integers of all interfaces. `long` is 4 bytes on the wire, and std::int64_t is a
+// `long` on Linux, so neither is used in overload sets and signatures.
 using LongLong = long long;
 using ULongLong = unsigned long long;
 
-/// The result of a search that found nothing, and an index that leads nowhere.
+/// The result of an unsuccessful search, and an invalid index.
 inline constexpr unsigned int NotFound = 0xFFFFFFFFu;
 
-/// Whether a host made the reference by dereferencing a null pointer. The interfaces reject such
-/// an argument with a status instead of falling over it; the library is built with an option that
-/// keeps the compiler from assuming that it cannot happen.
+/// Whether a host made the reference by dereferencing a null pointer. The interfaces reject such an
+/// argument with a status instead of crashing; the library is compiled with an option that keeps
+/// the compiler from assuming that this cannot happen.
 template <typename T>
 inline bool IsNull(T const & reference) {
     return reinterpret_cast<std::uintptr_t>(std::addressof(reference)) == 0;

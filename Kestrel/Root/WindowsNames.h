@@ -1,11 +1,11 @@
-// Takes those macros of <windows.h> away for good that would rename operations of ours, and puts
-// inline functions of the same names in their place, so that a host's own Win32 calls still compile
-// and choose the wide or the narrow form by UNICODE as before.
+// Removes the macros of <windows.h> that would rename operations of this library, and replaces them
+// by inline functions of the same names, so that a host's Win32 calls still compile and select the
+// wide or the narrow form by UNICODE as before.
 //
-// Every header of ours that declares such a name includes this one first, which is all it takes
-// where <windows.h> came before. A host that includes <windows.h> behind our headers includes this
-// one once more behind it. That is why there is no include guard round it: each inclusion removes
-// the macros that are there, and each function is defined the first time its macro is met.
+// Every header that declares such a name includes this one first, which suffices if <windows.h>
+// came before. A host that includes <windows.h> after our headers includes this one again after it.
+// So it has no include guard: each inclusion removes the macros that exist, and each function is
+// defined when its macro is found for the first time.
 
 #if defined(_WIN32)
 
@@ -107,7 +107,7 @@ inline BOOL GetUserName(LPTSTR name, LPDWORD size) {
 #endif
 #endif
 
-// Obsolete and constant in <windows.h>, but its macro takes an argument as ours does.
+// Obsolete and constant in <windows.h>, but its macro has an argument like ours.
 #if defined(GetFreeSpace)
 #undef GetFreeSpace
 #if !defined(KESTREL_WINDOWS_GET_FREE_SPACE)

@@ -8,13 +8,13 @@
 
 namespace Mu {
 
-/// A growable vector in one block; pointers to elements are valid until it grows.
+/// A growable array in one block; pointers to elements are valid until it grows.
 ///
 /// Memory:  none until the first element, then one block that doubles. Trivially copyable elements
 ///          are moved by copying their bytes.
 /// Threads: one at a time.
-/// Failure: OutOfMemoryException, and the array is what it was before the call. So is what an
-///          element's own copy constructor throws. Indices are not checked.
+/// Failure: OutOfMemoryException, and exceptions of the elements' copy constructors; the array is
+///          unchanged then. Indices are not checked.
 template <typename T>
 class Array : public ArrayBase<T> {
 public:
@@ -46,13 +46,13 @@ public:
     }
 
 protected:
-    /// For an ArrayFB, whose room it is.
+    /// For an ArrayFB, which provides the storage.
     Array(T * inlineData, unsigned int inlineCapacity) noexcept
         : ArrayBase<T>(inlineData, inlineCapacity) {}
 };
 
-/// As Array, and taken wherever one is, with room for `n` elements inside itself, for the many that stay small. One that
-/// outgrew its room holds a block until it is cleared.
+/// An Array with inline storage for `n` elements, for arrays that are mostly small; usable wherever
+/// an Array is. Once it has outgrown the inline storage it uses a block until it is cleared.
 template <typename T, unsigned int n>
 class ArrayFB : public Array<T> {
 public:
@@ -79,7 +79,7 @@ public:
         return *this;
     }
 
-    /// Without keeping the capacity, back to the room inside.
+    /// Drops the capacity and returns to the inline storage.
     void Clear(bool keepCapacity = false) {
         if (keepCapacity)
             this->Truncate(0);
@@ -90,7 +90,7 @@ public:
 private:
     T * Inline() { return reinterpret_cast<T *>(room); }
 
-    // This one is empty and has its room, so that nothing need be allocated.
+    // This array is empty with its inline storage, so that nothing needs to be allocated.
     void Take(ArrayFB & other) {
         if (other.OwnsBlock())
             this->Steal(other);

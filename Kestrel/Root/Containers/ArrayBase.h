@@ -14,13 +14,14 @@
 
 namespace Mu {
 
-/// The capacity that an array of `capacity` elements grows to when it must hold `needed`: at least
-/// doubled. Throws OutOfMemoryException when the elements cannot be counted or addressed.
+/// The new capacity of an array of `capacity` elements that must hold `needed`: at least doubled.
+/// Throws OutOfMemoryException if the elements cannot be counted or addressed.
 KESTREL_API unsigned int GrowCapacity(unsigned int capacity, unsigned long long needed,
                                       std::size_t elementSize);
 
-/// What Array and ArrayFB share: everything but where their first elements lie. For functions that
-/// take either. Indices are not checked, and an empty one has no last element to ask for.
+/// The common base of Array and ArrayFB: everything except the storage of the first elements. For
+/// functions that accept either. Indices are not checked, nor is the last element of an empty
+/// array.
 template <typename T>
 class ArrayBase {
     static_assert(alignof(T) <= alignof(std::max_align_t));
@@ -48,14 +49,15 @@ public:
     T const * end() const { return data + size; }
     operator std::span<T const>() const { return {data, size}; }
 
-    /// At the end. The value may be an element of this array.
+    /// Appends the value, which may be an element of this array.
     T & Push(T const & value) { return Emplace(value); }
     T & Push(T && value) { return Emplace(std::move(value)); }
 
     template <typename... Arguments>
     T & Emplace(Arguments &&... arguments) {
         if (size == capacity) {
-            // Made before the growth, which would move what the arguments may refer to.
+            // Constructed before the growth, which would move the objects that the arguments may
+            // refer to.
             T value(std::forward<Arguments>(arguments)...);
             Reserve(static_cast<unsigned long long>(size) + 1);
             ::new (static_cast<void *>(data + size)) T(std::move(value));
@@ -65,7 +67,7 @@ public:
         return data[size++];
     }
 
-    /// Copies of `count` elements that lie outside this array.
+    /// Appends copies of `count` elements that are not in this array.
     void Append(T const * source, unsigned int count) {
         Reserve(static_cast<unsigned long long>(size) + count);
         unsigned int const before = size;
@@ -78,37 +80,38 @@ public:
         }
     }
 
-    /// In front of the element at `index`, which is at most the size; those behind it move up.
+    /// Inserts in front of the element at `index`, which is at most the size; later elements move
+    /// up.
     T & Insert(unsigned int index, T value) {
         Emplace(std::move(value));
         std::rotate(data + index, data + size - 1, data + size);
         return data[index];
     }
 
-    /// Those behind it move down.
+    /// Removes an element; later ones move down.
     void Delete(unsigned int index) {
         std::move(data + index + 1, data + size, data + index);
         Truncate(size - 1);
     }
     void DeleteLast() { Truncate(size - 1); }
-    /// The last element, which leaves the array.
+    /// Removes and returns the last element.
     T Pop() {
         T value(std::move(data[size - 1]));
         Truncate(size - 1);
         return value;
     }
 
-    /// Keeps the first `count` elements, which is at most the size.
+    /// Keeps the first `count` elements; `count` is at most the size.
     void Truncate(unsigned int count) {
         while (size > count)
             data[--size].~T();
     }
 
-    /// Cuts, or adds default values at the end.
+    /// Truncates, or appends default values.
     void SetSize(unsigned int count) {
         Reserve(count);
         unsigned int const before = size;
-        Truncate(std::min<unsigned int>(size, count)); // a macro min does not fit this
+        Truncate(std::min<unsigned int>(size, count)); // keeps a macro min from being expanded
         try {
             for (; size < count; ++size)
                 ::new (static_cast<void *>(data + size)) T();
@@ -118,7 +121,7 @@ public:
         }
     }
 
-    /// Room for at least `count` elements without growing.
+    /// Reserves capacity for at least `count` elements.
     void SetCapacity(unsigned int count) {
         if (count > capacity)
             MoveTo(count);
@@ -134,7 +137,7 @@ public:
         return std::equal(a.begin(), a.end(), b.begin(), b.end());
     }
 
-    /// The object form: a frame with the number of elements and each of them.
+    /// The format of objects: a frame with the number of elements and each of them.
     MuErrCode Write(OChannel & channel) const {
         return ArrayPrivate::WriteElements(channel, *this);
     }
@@ -142,16 +145,16 @@ public:
 
 protected:
     ArrayBase() noexcept = default;
-    /// With room of its own inside, which must outlive it.
+    /// With inline storage, which must outlive it.
     ArrayBase(T * inlineData, unsigned int inlineCapacity) noexcept
         : data(inlineData), capacity(inlineCapacity), ownsBlock(0) {}
     ~ArrayBase() { Release(); }
 
     bool OwnsBlock() const { return ownsBlock; }
 
-    /// Takes the block of the other, which owns one or has none, and leaves it without any. The room
-    /// inside another one cannot be taken: its elements move out of it, and it stays empty. That
-    /// takes memory, so that a shortage there ends the process where moving promises not to throw.
+    /// Takes the block of the other array, which owns one or has none. If that uses its inline
+    /// storage, its elements are moved and it becomes empty. That allocates memory, and a shortage
+    /// terminates the process if the move is declared noexcept.
     void Steal(ArrayBase & other) noexcept {
         Release();
         if (!other.ownsBlock) {
@@ -175,7 +178,7 @@ protected:
         ownsBlock = 0;
     }
 
-    /// Destroys the elements and frees the block; the room inside stays.
+    /// Destroys the elements and frees the block; the inline storage remains.
     void Release() noexcept {
         Truncate(0);
         if (!ownsBlock)
@@ -192,7 +195,7 @@ private:
     }
 
     void MoveTo(unsigned int newCapacity) {
-        GrowCapacity(0, newCapacity, sizeof(T)); // refuses what cannot be addressed
+        GrowCapacity(0, newCapacity, sizeof(T)); // throws for what cannot be addressed
         std::size_t const bytes = static_cast<std::size_t>(newCapacity) * sizeof(T);
         if constexpr (std::is_trivially_copyable_v<T>) {
             T * const block = static_cast<T *>(ownsBlock ? ReallocateOperator(data, bytes)
@@ -215,7 +218,7 @@ private:
         ownsBlock = 1;
     }
 
-    // Copies where moving could throw halfway, so that the old elements stay whole.
+    // Copies if moving could throw halfway, so that the old elements remain intact.
     void MoveElements(T * block) {
         unsigned int made = 0;
         try {
@@ -234,7 +237,7 @@ private:
     T * data = nullptr;
     unsigned int size = 0;
     unsigned int capacity : 31 = 0;
-    unsigned int ownsBlock : 1 = 1; // clear while data is the inline room of an ArrayFB
+    unsigned int ownsBlock : 1 = 1; // 0 while data is the inline storage of an ArrayFB
 };
 
 } // namespace Mu

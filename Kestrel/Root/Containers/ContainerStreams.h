@@ -9,9 +9,9 @@
 #include <type_traits>
 #include <utility>
 
-// How containers are written as objects: a frame with the class record of the kind of container,
-// the number of elements as an unsigned int, and the elements. What can be written is whatever a
-// channel writes, and every class with Write(OChannel &) and Read(IChannel &), containers too.
+// The format of containers as objects: a frame with the class record of the kind of container, the
+// number of elements as an unsigned int, and the elements. Elements can be all types that a channel
+// writes, and classes with Write(OChannel &) and Read(IChannel &), including containers.
 
 namespace Mu {
 
@@ -52,7 +52,7 @@ MuErrCode ReadElement(IChannel & channel, T & element) {
     return status == NoError ? status : IChannel::ConvertObjectReadError(status);
 }
 
-/// Opens the frame and writes the number of elements, then each by `writeOne(element)`.
+/// Opens the frame and writes the number of elements, then each with `writeOne(element)`.
 template <typename Container, typename WriteOne>
 MuErrCode WriteFramed(OChannel & channel, ClassInfo const & classInfo, Container const & container,
                       WriteOne writeOne) {
@@ -66,9 +66,9 @@ MuErrCode WriteFramed(OChannel & channel, ClassInfo const & classInfo, Container
     return channel.GetOutputStatus();
 }
 
-/// Reads the frame and calls `readOne()` for each element. The number is not trusted: nothing is
-/// reserved for it, and one that the rest of the frame cannot hold is refused at once. A shortage
-/// of memory is ErrMemoryFull, and the container then holds what was read so far.
+/// Reads the frame and calls `readOne()` for each element. The number is not trusted: no memory is
+/// reserved for it, and one that exceeds the rest of the frame is refused at once. A shortage of
+/// memory is ErrMemoryFull, and the container contains the elements read so far.
 template <typename ReadOne>
 MuErrCode ReadFramed(IChannel & channel, ClassInfo const & classInfo, ReadOne readOne) {
     InputFrame frame(channel, classInfo);

@@ -8,11 +8,11 @@
 
 namespace Mu {
 
-/// The sizes a hash table takes: powers of two from 8 to 2^31, where both steps stay.
+/// The sizes of a hash table: powers of two from 8 to 2^31; it remains at either limit.
 KESTREL_API unsigned int GetNextHashCapacity(unsigned int capacity);
 KESTREL_API unsigned int GetPreviousHashCapacity(unsigned int capacity);
 
-/// What a key hashes to: its GenerateHashValue where it has one, else std::hash.
+/// The hash of a key: its GenerateHashValue if it has one, otherwise std::hash.
 template <typename T>
 unsigned int GenerateHash(T const & value) {
     if constexpr (requires { value.GenerateHashValue(); }) {
@@ -25,7 +25,7 @@ unsigned int GenerateHash(T const & value) {
 
 namespace HashPrivate {
 
-/// What every entry of a hash table or set begins with.
+/// The start of every entry of a hash table or set.
 struct Node {
     Node * chain = nullptr;    // the next one in the same bucket
     Node * previous = nullptr; // in order of insertion
@@ -33,12 +33,12 @@ struct Node {
     unsigned int hash = 0;
 };
 
-/// The part of hash tables and sets that does not know the type of the entries: the buckets, and
-/// the entries in order of insertion. It owns the buckets alone.
+/// The part of hash tables and sets that is independent of the type of the entries: the buckets,
+/// and the entries in order of insertion. It owns only the buckets.
 ///
-/// Memory:  one block of bucket pointers. Where a larger one cannot be had the smaller one goes on
-///          serving.
-/// Failure: OutOfMemoryException, from Prepare alone.
+/// Memory:  one block of bucket pointers. If a larger one cannot be allocated, the smaller one
+///          remains in use.
+/// Failure: OutOfMemoryException, only from Prepare.
 class KESTREL_API Index {
 public:
     Index(float maximumSeek, float minimumFill) noexcept;
@@ -55,18 +55,18 @@ public:
     Node * GetFirst() const { return first; }
     Node * GetLast() const { return last; }
 
-    /// The first entry in the bucket of the hash; those of other hashes are among the chain.
+    /// The first entry in the bucket of the hash; the chain may contain entries with other hashes.
     Node * GetBucket(unsigned int hash) const {
         return buckets == nullptr ? nullptr : buckets[BucketOf(hash)];
     }
 
-    /// Makes sure that there are buckets, so that Add cannot fail.
+    /// Ensures that there are buckets, so that Add cannot fail.
     void Prepare();
-    /// Adds an entry that is not in yet, behind all others, and grows the buckets when the average
-    /// seek has become too long.
+    /// Appends an entry that is not in the table yet, and grows the buckets if the average search
+    /// has become too long.
     void Add(Node * node, unsigned int hash) noexcept;
     void Remove(Node * node) noexcept;
-    /// Forgets the entries.
+    /// Removes the entries.
     void Clear(bool keepCapacity) noexcept;
     void SetCapacity(unsigned int entries) noexcept;
 
@@ -81,7 +81,7 @@ private:
     Node ** buckets = nullptr;
     Node * first = nullptr;
     Node * last = nullptr;
-    unsigned long long seeks = 0; // steps that it takes to find each entry once
+    unsigned long long seeks = 0; // total number of steps to find each entry once
     unsigned int capacity = 0;    // number of buckets; a power of two, or 0 without buckets
     unsigned int shift = 29;      // 32 - log2(capacity)
     unsigned int size = 0;
@@ -89,7 +89,7 @@ private:
     float minimumFill;
 };
 
-/// Walks entries in order of insertion. Valid until its entry is deleted.
+/// Iterates over entries in order of insertion. Valid until its entry is deleted.
 template <typename Entry>
 class Iterator {
 public:

@@ -6,8 +6,7 @@
 
 namespace Mu {
 
-/// Values that are in at most once, walked in the order in which they were put in. See HashTable,
-/// with which it shares all promises.
+/// A set of values in order of insertion. Everything documented for HashTable applies.
 template <typename T>
 class HashSet {
     struct Entry {
@@ -53,7 +52,7 @@ public:
     }
     bool Contains(T const & value) const { return store.Find(value) != nullptr; }
 
-    /// False when an equal one is in already, which stays.
+    /// Returns false if an equal value is in the set, which is kept.
     bool Insert(T value) {
         if (Contains(value))
             return false;
@@ -61,14 +60,14 @@ public:
         store.Add(hash, std::move(value));
         return true;
     }
-    /// False when there is none.
+    /// Returns false if there is none.
     bool Delete(T const & value) { return store.Delete(value); }
     void Clear(bool keepCapacity = false) { store.Clear(keepCapacity); }
 
     Iterator begin() const { return Iterator(store.GetIndex().GetFirst()); }
     Iterator end() const { return Iterator(); }
 
-    /// The object form: a frame with the number of values and each of them, in order.
+    /// The format of objects: a frame with the number of values and each of them, in order.
     MuErrCode Write(OChannel & channel) const {
         return ContainerPrivate::WriteFramed(
             channel, HashSetPrivate::classInfo, *this,

@@ -10,8 +10,8 @@
 
 namespace Mu::HashPrivate {
 
-/// The entries of a hash table or set: places in chunks of 8, so that an entry never moves, and the
-/// index over them. A place that was deleted is taken again by a later entry.
+/// The entries of a hash table or set, in chunks of 8 places, so that an entry never moves, and
+/// their index. Places of deleted entries are reused.
 ///
 /// `Entry` has a `key`.
 template <typename Entry>
@@ -36,8 +36,8 @@ public:
     Store(Store && other) noexcept
         : index(std::move(other.index)), chunks(std::exchange(other.chunks, nullptr)),
           vacant(std::exchange(other.vacant, nullptr)), unused(std::exchange(other.unused, 0)) {}
-    // Two of them: one that takes its argument by value would make the assignment of a class that
-    // holds a store noexcept, although the copy may throw.
+    // Two overloads: a single one by value would make the assignment of a class that contains a
+    // store noexcept, although the copy may throw.
     Store & operator=(Store const & other) { return *this = Store(other); }
     Store & operator=(Store && other) noexcept {
         Store taken(std::move(other));
@@ -58,7 +58,7 @@ public:
         return node == nullptr ? nullptr : &EntryOf(node);
     }
 
-    /// An entry whose key is not in yet.
+    /// Adds an entry whose key is not in the table yet.
     template <typename... Arguments>
     Entry & Add(unsigned int hash, Arguments &&... arguments) {
         index.Prepare();
@@ -144,9 +144,9 @@ private:
     }
 
     Index index;
-    Chunk * chunks = nullptr;  // the newest first
-    Vacant * vacant = nullptr; // places that were deleted
-    unsigned int unused = 0;   // places at the end of the newest chunk that were never taken
+    Chunk * chunks = nullptr;  // the newest is first
+    Vacant * vacant = nullptr; // places of deleted entries
+    unsigned int unused = 0;   // number of unused places at the end of the newest chunk
 };
 
 template <typename Entry>

@@ -6,7 +6,7 @@
 
 namespace Mu {
 
-/// Values found by their keys, walked in the order in which the keys were put in.
+/// Values that are found by their keys, and iterated in the order of insertion.
 ///
 ///     Mu::HashTable<Mu::UniString, unsigned int> ages;
 ///     ages.Set(name, 7);
@@ -15,17 +15,17 @@ namespace Mu {
 ///     for (auto & [name, age] : ages) ...
 ///
 /// A key needs operator== and GenerateHashValue or std::hash. Entries never move: a pointer to a
-/// value is good until the entry is deleted. The entry of a walk may be deleted once the walk has
-/// passed it.
+/// value is valid until the entry is deleted. While iterating, entries that were already visited
+/// may be deleted.
 ///
-/// Memory:  entries in chunks of 8, a block of buckets. Deleted places are used again, and freed by
-///          Clear.
-/// Threads: one at a time; any number may read at once.
-/// Failure: OutOfMemoryException, and the table is what it was before the call.
+/// Memory:  entries in chunks of 8, and a block of buckets. Places of deleted entries are reused,
+///          and freed by Clear.
+/// Threads: any number of readers, or one writer.
+/// Failure: OutOfMemoryException; the table is unchanged then.
 template <typename K, typename V>
 class HashTable {
 public:
-    /// A key with its value; both stay where they are until the entry is deleted.
+    /// A key with its value; both remain in place until the entry is deleted.
     struct Entry {
         K const key;
         V value;
@@ -37,8 +37,8 @@ public:
     using Iterator = HashPrivate::Iterator<Entry>;
     using ConstIterator = HashPrivate::Iterator<Entry const>;
 
-    /// The buckets grow when finding a key takes more than `maximumSeek` steps on average, unless
-    /// less than `minimumFill` of them would be filled. 0 means the defaults 2.0 and 0.75.
+    /// The buckets grow if finding a key takes more than `maximumSeek` steps on average, unless
+    /// less than `minimumFill` of them would be used. 0 means the defaults 2.0 and 0.75.
     explicit HashTable(float maximumSeek = 0, float minimumFill = 0) noexcept
         : store(maximumSeek, minimumFill) {}
     HashTable(std::initializer_list<std::pair<K, V>> entries) : HashTable() {
@@ -50,7 +50,7 @@ public:
     bool IsEmpty() const { return GetSize() == 0; }
     /// The number of buckets.
     unsigned int GetCapacity() const { return store.GetIndex().GetCapacity(); }
-    /// Makes room in the buckets for that many entries, when there is the memory.
+    /// Reserves buckets for that number of entries, if there is memory.
     void SetCapacity(unsigned int entries) { store.SetCapacity(entries); }
 
     /// The value, or null.
@@ -64,7 +64,7 @@ public:
     }
     bool Contains(K const & key) const { return store.Find(key) != nullptr; }
 
-    /// The value; a default one, put in behind all others, if there is none yet.
+    /// The value; appends a default one if there is none yet.
     V & operator[](K const & key) {
         Entry * const entry = store.Find(key);
         return entry != nullptr ? entry->value : store.Add(GenerateHash(key), key, V()).value;
@@ -79,7 +79,7 @@ public:
         return entry->value;
     }
 
-    /// False, and nothing is changed, when there is a value already.
+    /// Returns false if there is already a value, which is unchanged.
     bool Insert(K const & key, V value) {
         if (Contains(key))
             return false;
@@ -87,7 +87,7 @@ public:
         return true;
     }
 
-    /// False when there is none.
+    /// Returns false if there is none.
     bool Delete(K const & key) { return store.Delete(key); }
     void Clear(bool keepCapacity = false) { store.Clear(keepCapacity); }
 
@@ -96,7 +96,8 @@ public:
     ConstIterator begin() const { return ConstIterator(store.GetIndex().GetFirst()); }
     ConstIterator end() const { return ConstIterator(); }
 
-    /// The object form: a frame with the number of entries, and each key with its value, in order.
+    /// The format of objects: a frame with the number of entries, and each key with its value, in
+    /// order.
     MuErrCode Write(OChannel & channel) const {
         return ContainerPrivate::WriteFramed(
             channel, HashTablePrivate::classInfo, *this,

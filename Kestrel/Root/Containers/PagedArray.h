@@ -6,12 +6,12 @@
 
 namespace Mu {
 
-/// A vector in pages: it grows without moving what it holds, so pointers to elements stay good.
-/// Indices are not checked, and an empty one has no last element to ask for.
+/// An array in pages: it grows without moving its elements, so pointers to them remain valid.
+/// Indices are not checked, nor is the last element of an empty array.
 ///
 /// Memory:  pages of about 512 bytes, at least 8 elements each, and an array of pointers to them.
 /// Threads: one at a time.
-/// Failure: OutOfMemoryException, and the array is what it was before the call.
+/// Failure: OutOfMemoryException; the array is unchanged then.
 template <typename T>
 class PagedArray {
     static_assert(alignof(T) <= alignof(std::max_align_t));
@@ -100,7 +100,7 @@ public:
         std::swap(pages, other.pages);
         std::swap(size, other.size);
     }
-    /// Exchanges two elements.
+    /// Swaps two elements.
     void Swap(unsigned int a, unsigned int b) { std::swap((*this)[a], (*this)[b]); }
 
     Iterator begin() { return {*this, 0}; }

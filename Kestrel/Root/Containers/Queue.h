@@ -4,11 +4,11 @@
 
 namespace Mu {
 
-/// First in, first out.
+/// A first-in, first-out queue.
 ///
 /// Memory:  one block that doubles; Clear frees it.
 /// Threads: one at a time.
-/// Failure: OutOfMemoryException, and the queue is what it was before the call.
+/// Failure: OutOfMemoryException; the queue is unchanged then.
 template <typename T>
 class Queue {
     static_assert(alignof(T) <= alignof(std::max_align_t));
@@ -45,7 +45,7 @@ public:
         ++size;
     }
 
-    /// The oldest, which leaves the queue; there must be one.
+    /// Removes and returns the oldest element; the queue must not be empty.
     T Pop() {
         T value(std::move(data[first]));
         data[first].~T();

@@ -7,13 +7,12 @@
 
 namespace IO {
 
-/// The statuses of the library as a category of <system_error>; its messages are the words of the
-/// log. A status that the library does not know says so with its number. Where the standard has a name
-/// for the same failure, the code compares equal to it: that of ErrFileNotFound to
-/// std::errc::no_such_file_or_directory.
+/// The statuses of the library as a category of <system_error>; its messages are the phrases of the
+/// log. The message of an unknown status contains its number. If the standard has a condition for a
+/// failure, the code compares equal to it: ErrFileNotFound to std::errc::no_such_file_or_directory.
 KESTREL_API std::error_category const & ErrorCategory() noexcept;
 
-/// A status for code that collects std::error_code.
+/// A status as a std::error_code.
 inline std::error_code MakeErrorCode(MuErrCode status) noexcept {
     return std::error_code(status, ErrorCategory());
 }

@@ -10,12 +10,12 @@ inline constexpr MuErrCode MakeErrorCode(unsigned int bits) {
 }
 
 inline constexpr MuErrCode NoError = 0;
-inline constexpr MuErrCode ErrMemoryFull = -108; ///< memory ran out
-inline constexpr MuErrCode Error = -7003;        ///< misuse, a limit, or a failure without a name
+inline constexpr MuErrCode ErrMemoryFull = -108; ///< out of memory
+inline constexpr MuErrCode Error = -7003;        ///< misuse, a limit, or any other failure
 
 inline constexpr MuErrCode EOI = MakeErrorCode(0x81000100);          ///< end of input
 inline constexpr MuErrCode InputFailure = MakeErrorCode(0x81000101); ///< reading failed
-inline constexpr MuErrCode EOO = MakeErrorCode(0x81000200);          ///< end of output: no room
+inline constexpr MuErrCode EOO = MakeErrorCode(0x81000200);          ///< end of output: no space
 inline constexpr MuErrCode OutputClosed = MakeErrorCode(0x81000201); ///< writing failed
 
 } // namespace Mu
@@ -55,7 +55,7 @@ inline constexpr MuErrCode ErrTargetExists = Mu::MakeErrorCode(0x81010206);
 inline constexpr MuErrCode ErrDeviceFull = Mu::MakeErrorCode(0x81010207);
 inline constexpr MuErrCode ErrFolderInvalidTime = Mu::MakeErrorCode(0x81010208);
 
-// The file system front door.
+// The file system.
 inline constexpr MuErrCode ErrFSFileNotFound = Mu::MakeErrorCode(0x81010300);
 inline constexpr MuErrCode ErrFSFolderNotFound = Mu::MakeErrorCode(0x81010301);
 inline constexpr MuErrCode ErrFSEntryNotFound = Mu::MakeErrorCode(0x81010302);

@@ -12,10 +12,10 @@ namespace Mu {
 class OChannel;
 class UniString;
 
-/// What everything thrown by the library derives from, so that a host catches it by one name, or
-/// as a std::exception.
+/// The base of everything that the library throws, so that a host can catch it by one name, or as a
+/// std::exception.
 ///
-/// Memory:  the copies that Clone makes come from the root.
+/// Memory:  Clone allocates from the root.
 /// Threads: an exception may be read and copied in any thread.
 /// Failure: none; nothing here throws.
 class KESTREL_API RootException : public std::exception {
@@ -37,19 +37,19 @@ public:
 
 class MuException;
 
-/// Stands for no cause; compared by its address. May be named from the first moment on.
+/// Means no cause; compared by address. Usable before dynamic initialisation.
 KESTREL_API extern MuException const & NoCauseException;
 
-/// An exception with a message, the place that threw it, a status and the exception that led to it.
+/// An exception with a message, the source location, a status and the exception that caused it.
 ///
-/// Copies share message and cause, so copying takes no memory and cannot fail.
+/// Copies share message and cause, so copying allocates nothing and cannot fail.
 ///
-/// Memory:  one block for the message and one for the copy of the cause. Where they cannot be had,
-///          a fixed text stands in for the message and the cause is left out: to report something
-///          less is better than to report something else.
+/// Memory:  one block for the message and one for the copy of the cause. If they cannot be
+///          allocated, a fixed text replaces the message and the cause is omitted: reporting less
+///          is better than reporting something else.
 class KESTREL_API MuException : public virtual RootException {
 public:
-    /// The message is copied; `file` is a literal and is not.
+    /// The message is copied; `file` is a literal and is not copied.
     explicit MuException(char const * message, char const * file = "", unsigned int line = 0,
                          MuException const & cause = NoCauseException, int id = Error) noexcept;
     explicit MuException(UniString const & message, char const * file = "", unsigned int line = 0,
@@ -58,20 +58,20 @@ public:
     MuException & operator=(MuException const & other) noexcept;
     ~MuException() override;
 
-    /// The status that says the same where statuses are used.
+    /// The equivalent status.
     int GetID() const noexcept { return id; }
-    /// Narrow text as it was given; a UniString was turned into UTF-8. Never null.
+    /// Narrow text as it was passed; a UniString is converted to UTF-8. Never null.
     char const * GetMessage() const noexcept { return message; }
     char const * GetFileName() const noexcept { return file; }
     unsigned int GetLineNumber() const noexcept { return line; }
-    /// A copy of what led to this one, alive as long as this one or a copy of it; NoCauseException
-    /// when there is none.
+    /// A copy of the cause, valid as long as this exception or a copy of it; NoCauseException if
+    /// there is none.
     MuException const & GetCause() const noexcept;
     bool HasCause() const noexcept { return &GetCause() != &NoCauseException; }
 
     /// "Name: message"
     void Print(OChannel & channel) const;
-    /// As Print, with file, line and id, and the causes on lines of their own.
+    /// Like Print, with file, line and id, and the causes on separate lines.
     void Dump(OChannel & channel) const;
 
     /// A copy on the heap, owned by the caller. Throws OutOfMemoryException.
@@ -83,7 +83,7 @@ public:
 
 protected:
     struct Borrowed {};
-    /// Keeps the pointer to a literal and no cause, and so takes no memory.
+    /// Stores the pointer to a literal and no cause, and so allocates nothing.
     MuException(Borrowed, char const * literal, char const * file, unsigned int line,
                 int id) noexcept;
 
@@ -93,13 +93,13 @@ private:
 
     char const * message; // a literal, or inside shared
     char const * file;
-    Shared * shared = nullptr; // counted; null when the message is a literal and no cause is kept
+    Shared * shared = nullptr; // reference-counted; null for a literal message without a cause
     unsigned int line;
     int id;
 };
 
-// Declares an exception class of the family: its two constructors, GetName and Clone. They differ
-// in nothing but the name and the base.
+// Declares an exception class of the family: its two constructors, GetName and Clone. The classes
+// differ only in name and base.
 #define KESTREL_DECLARE_EXCEPTION(Name, Base)                                                      \
     class KESTREL_API Name : public Base {                                                         \
     public:                                                                                        \
@@ -117,7 +117,7 @@ private:
         Name * Clone() const override;                                                             \
     }
 
-// The definitions for it, in the namespace of the class.
+// Defines the class, in its namespace.
 #define KESTREL_DEFINE_EXCEPTION(Name, Base)                                                       \
     Name::Name(char const * message, char const * file, unsigned int line,                         \
                ::Mu::MuException const & cause, int id) noexcept                                   \
@@ -146,8 +146,8 @@ KESTREL_DECLARE_EXCEPTION(ConversionErrorException, RunTimeErrorException);
 KESTREL_DECLARE_EXCEPTION(SynchronizationException, RunTimeErrorException);
 KESTREL_DECLARE_EXCEPTION(ThreadingException, RunTimeErrorException);
 
-/// Memory ran out; GetID is ErrMemoryFull. Made, copied and thrown without any memory: the message
-/// must be a literal, and a cause is not kept.
+/// Out of memory; GetID is ErrMemoryFull. Constructed, copied and thrown without allocating: the
+/// message must be a literal, and a cause is not stored.
 class KESTREL_API OutOfMemoryException : public MuException {
 public:
     explicit OutOfMemoryException(char const * literal = "Out of memory.", char const * file = "",

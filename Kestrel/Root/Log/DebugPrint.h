@@ -2,8 +2,8 @@
 
 #include <Kestrel/Root/Export.h>
 
-/// Writes a text to where a developer looks: the debugger on Windows, standard error elsewhere.
-/// Formats as printf does, up to 4095 bytes. Takes no memory and reports nothing.
+/// Writes a text for developers: to the debugger on Windows, to standard error elsewhere. Formats
+/// like printf, up to 4095 bytes. Allocates nothing and reports no failure.
 #if defined(__GNUC__)
 __attribute__((format(printf, 1, 2)))
 #endif

@@ -7,9 +7,9 @@
 
 namespace Mu {
 
-/// A text from outside as the log would write it, so that it steers no terminal and no viewer: line
-/// breaks become \n; other control characters, marks that turn the direction of writing or show as
-/// nothing, and bytes that are no UTF-8 become \xNN.
+/// An untrusted text in the form of the log, which contains no terminal sequences: line breaks
+/// become \n; other control characters, bidirectional and invisible marks, and bytes that are not
+/// UTF-8 become \xNN.
 ///
 /// Threads: any. Failure: Mu::OutOfMemoryException.
 KESTREL_API String EscapeText(std::string_view text);

@@ -7,12 +7,11 @@ namespace Mu {
 
 class UniString;
 
-/// One place in the code that reports something: a format with placeholders, and whose it is. Make
-/// one object for each place, as a function-level static; the event's values come separately, in
-/// a LogComposer.
+/// A log message: a format with placeholders, its severity and its domain. Create one object for
+/// each message, as a function-level static; the values are passed separately, in a LogComposer.
 ///
-/// The texts are UTF-8, not copied, and must stay. In the format "%" stands for a value and "%%"
-/// for a percent sign.
+/// The texts are UTF-8; they are not copied and must remain valid. In the format "%" stands for a
+/// value and "%%" for a percent sign.
 class EventLogLine {
 public:
     constexpr EventLogLine(LogSeverity givenSeverity, char const * givenFormat,
@@ -32,7 +31,7 @@ private:
     char const * subdomain;
 };
 
-/// Something failed that should not.
+/// A failure.
 class ErrorLogLine : public EventLogLine {
 public:
     constexpr ErrorLogLine(char const * givenFormat, char const * givenDomain,
@@ -40,7 +39,7 @@ public:
         : EventLogLine(LogSeverity::Error, givenFormat, givenDomain, givenSubdomain) {}
 };
 
-/// Something is odd, but was dealt with.
+/// Something unusual that was handled.
 class WarningLogLine : public EventLogLine {
 public:
     constexpr WarningLogLine(char const * givenFormat, char const * givenDomain,
@@ -48,7 +47,7 @@ public:
         : EventLogLine(LogSeverity::Warning, givenFormat, givenDomain, givenSubdomain) {}
 };
 
-/// Something was done.
+/// A completed action.
 class InfoLogLine : public EventLogLine {
 public:
     constexpr InfoLogLine(char const * givenFormat, char const * givenDomain,
@@ -56,7 +55,7 @@ public:
         : EventLogLine(LogSeverity::Info, givenFormat, givenDomain, givenSubdomain) {}
 };
 
-/// How it was done; of interest to the maker only.
+/// Details for developers of the component.
 class TraceLogLine : public EventLogLine {
 public:
     constexpr TraceLogLine(char const * givenFormat, char const * givenDomain,
@@ -71,8 +70,8 @@ public:
 ///     composer.Append(name);
 ///     Mu::logger.Append(line, &composer);
 ///
-/// Memory:  some hundred bytes of its own, a block when they do not suffice. Without memory the
-///          value is cut to what there is room for.
+/// Memory:  some hundred bytes inline, and a block if they do not suffice. Without memory the value
+///          is truncated.
 /// Threads: one at a time.
 /// Failure: none, and no exceptions.
 class KESTREL_API LogComposer {
@@ -82,18 +81,18 @@ public:
     LogComposer(LogComposer const &) = delete;
     LogComposer & operator=(LogComposer const &) = delete;
 
-    /// UTF-8; null counts as the empty text.
+    /// UTF-8; null counts as an empty text.
     LogComposer & Append(char const * text) noexcept;
     LogComposer & Append(char const * text, unsigned int length) noexcept;
     LogComposer & Append(unsigned int value) noexcept;
     LogComposer & Append(UniString const & text) noexcept;
 
-    /// Forgets the values, for another event.
+    /// Removes the values, for another event.
     void Clear() noexcept;
 
     unsigned int GetCount() const { return count; }
-    /// The value that begins at `*offset`, which is 0 for the first; moves the offset to the next
-    /// one. False behind the last.
+    /// The value that starts at `*offset`, which is 0 for the first; advances the offset to the
+    /// next one. False past the last one.
     bool GetNext(unsigned int * offset, char const ** text, unsigned int * length) const;
 
 private:
@@ -102,7 +101,7 @@ private:
     bool Reserve(unsigned int more);
     unsigned int GetRoom() const;
 
-    char * data; // each value behind its length; `own`, or a block
+    char * data; // each value follows its length; `own`, or a block
     unsigned int used = 0;
     unsigned int capacity = OwnSize;
     unsigned int count = 0;

@@ -2,7 +2,7 @@
 
 namespace Mu {
 
-/// How serious what a log line reports is.
+/// The severity of a log line.
 enum class LogSeverity : unsigned char { Trace, Info, Warning, Error };
 
 } // namespace Mu

@@ -5,18 +5,18 @@
 
 namespace Mu {
 
-/// Makes an interruption that was caught reach the thread's next blocking call.
+/// Delivers an interruption that was caught to the thread's next blocking call.
 KESTREL_API void RepeatInterruption() noexcept;
 
-/// Runs the operation and drops what it throws. For destructors, and for what promises that no
-/// exception leaves it. An interruption of the thread is not lost: its next blocking call throws.
+/// Runs the operation and ignores its exceptions. For destructors and noexcept functions. An
+/// interruption of the thread is not lost: its next blocking call throws.
 template <typename Operation>
 void Quietly(Operation && operation) noexcept {
     try {
         operation();
     } catch (InterruptedIOException const &) {
         RepeatInterruption();
-    } catch (...) { // lost like a status that nobody checks
+    } catch (...) { // ignored, like a status that nobody checks
     }
 }
 

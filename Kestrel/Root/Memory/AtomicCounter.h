@@ -21,11 +21,11 @@ inline int AtomicGet(int const volatile * value) {
 /// Throws NullReferenceException, "Null reference.".
 [[noreturn]] KESTREL_API void ThrowNullReference();
 
-/// Counts by atomic steps, for references that cross threads.
+/// Counts atomically, for references that are used by several threads.
 class AtomicCounter {
 public:
     void Increment() { AtomicIncrement(&value); }
-    /// True when it was the last.
+    /// Returns true for the last reference.
     bool Decrement() { return AtomicDecrement(&value) == 0; }
     int GetValue() const { return AtomicGet(&value); }
 

@@ -12,14 +12,14 @@
 
 namespace Mu {
 
-/// The machinery behind the counted pointers: which object, and the count that belongs to it.
-/// Holds a plain pointer; the owners decide when to count.
+/// The common part of the counted pointers: the object, and the count that belongs to it. Stores a
+/// plain pointer; the owners decide when to count.
 template <typename Counter>
 class CountedPtrImpl {
 public:
     CountedPtrImpl() noexcept = default;
-    /// Takes the object over, and deletes it should the counter not be had; that is thrown as
-    /// OutOfMemoryException. Null makes an empty one.
+    /// Takes ownership of the object, and deletes it if the counter cannot be allocated, which
+    /// throws OutOfMemoryException. Null makes an empty one.
     template <typename T>
     explicit CountedPtrImpl(T * object) {
         if (object == nullptr)
@@ -61,19 +61,19 @@ private:
     Shared * shared = nullptr;
 };
 
-/// A counted shared reference to any object that `delete` ends; the count lies beside the object.
+/// A counted shared reference to any object that can be deleted; the count is outside the object.
 ///
 /// Memory:  one small block per object for the count.
-/// Threads: with AtomicCounter, copies may be used and dropped in any thread; one Ref belongs to
+/// Threads: with AtomicCounter, copies may be used and destroyed in any thread; one Ref is used by
 ///          one thread at a time.
 /// Failure: OutOfMemoryException from the constructor, which then has deleted the object;
-///          NullReferenceException when an empty one is dereferenced.
+///          NullReferenceException if an empty one is dereferenced.
 template <typename T, typename Counter = AtomicCounter>
 class Ref {
 public:
     Ref() noexcept = default;
     Ref(std::nullptr_t) noexcept {}
-    /// Takes the object over.
+    /// Takes ownership of the object.
     explicit Ref(T * object) : pointer(object), counted(object) {}
     template <typename U>
     requires std::is_convertible_v<U *, T *>

@@ -11,8 +11,8 @@
 
 namespace Mu {
 
-/// The base of objects that carry their own count. Made with a count of 0: the first SharedPtr
-/// owns it.
+/// The base of objects that contain their own count. It starts at 0: the first SharedPtr owns the
+/// object.
 ///
 /// Memory:  from the root.
 /// Threads: counting is safe from any thread.
@@ -36,11 +36,12 @@ private:
     mutable int count = 0;
 };
 
-/// A counted reference to a SharedObject. Takes no memory; a plain pointer to the same object may
-/// be made into a further one at any time.
+/// A counted reference to a SharedObject. Allocates nothing; further ones may be made from a plain
+/// pointer to the object at any time.
 ///
-/// Threads: copies may be used and dropped in any thread; one SharedPtr belongs to one at a time.
-/// Failure: NullReferenceException when an empty one is dereferenced.
+/// Threads: copies may be used and destroyed in any thread; one SharedPtr is used by one thread at
+///          a time.
+/// Failure: NullReferenceException if an empty one is dereferenced.
 template <typename T>
 class SharedPtr {
 public:

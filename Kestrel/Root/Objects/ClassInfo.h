@@ -13,7 +13,7 @@ class OChannel;
 class Object;
 class ClassInfo;
 
-/// The version of a class's written form: a new main version is another form, a new sub-version
+/// The version of a class's written format: a new main version is another format, a new sub-version
 /// adds fields at the end.
 class KESTREL_API ClassVersion {
 public:
@@ -21,7 +21,7 @@ public:
         : main(givenMain), sub(givenSub) {}
     unsigned char GetMainVersion() const { return main; }
     unsigned char GetSubVersion() const { return sub; }
-    /// Two bytes, through the channel's protocol.
+    /// Written as two bytes, through the channel's protocol.
     MuErrCode Read(IChannel & channel);
     MuErrCode Write(OChannel & channel) const;
     friend bool operator==(ClassVersion const &, ClassVersion const &) = default;
@@ -31,13 +31,13 @@ private:
     unsigned char sub;
 };
 
-/// A short number of a class, made of its name.
+/// A short number of a class, computed from its name.
 struct ClassType {
     unsigned int first = 0;
     unsigned int second = 0;
 };
 
-/// Flags that objects of a class begin with.
+/// Flags at the start of the objects of a class.
 class ObjectDefaults {
 public:
     constexpr explicit ObjectDefaults(unsigned int givenBits = 0) : bits(givenBits) {}
@@ -47,8 +47,7 @@ private:
     unsigned int bits;
 };
 
-/// The value of a property of a host's own in one class record: 32 bits, whose meaning is the
-/// host's.
+/// The value of a host's property in one class record: 32 bits with a meaning defined by the host.
 class CustomClassPropertyValue {
 public:
     constexpr explicit CustomClassPropertyValue(unsigned int givenValue = 0) : value(givenValue) {}
@@ -58,7 +57,7 @@ private:
     unsigned int value;
 };
 
-/// One thing that a class record states beside its name. An empty one states nothing.
+/// One optional part of a class record. An empty one has no effect.
 class KESTREL_API ClassProperty {
 public:
     using Constructor = Object * (*)();
@@ -66,14 +65,14 @@ public:
     constexpr ClassProperty() = default;
     constexpr ClassProperty(ClassVersion givenVersion)
         : kind(Kind::Version), version(givenVersion) {}
-    /// A base class, whose record need not be constructed yet.
+    /// A base class; its record may be constructed later.
     constexpr ClassProperty(ClassInfo const & givenBase) : kind(Kind::Base), base(&givenBase) {}
     constexpr ClassProperty(Constructor givenMake) : kind(Kind::Constructor), make(givenMake) {}
     constexpr ClassProperty(ObjectDefaults givenDefaults)
         : kind(Kind::Defaults), defaults(givenDefaults) {}
     constexpr ClassProperty(CustomClassProperty const & property, CustomClassPropertyValue value)
         : kind(Kind::Custom), custom(&property), customValue(value) {}
-    /// The oldest version that the class still reads.
+    /// The oldest version that the class can read.
     static constexpr ClassProperty OldVersion(ClassVersion version) {
         ClassProperty property(version);
         property.kind = Kind::OldVersion;
@@ -93,15 +92,16 @@ private:
     CustomClassPropertyValue customValue;
 };
 
-/// The record of a class whose objects are written and read: its name and the version of its form.
-/// Each such class has one, static and constant; it registers itself with the class manager.
+/// The record of a class whose objects are written and read: its name and the version of its
+/// format. Each such class has one, static and constant; it registers itself with the class
+/// manager.
 ///
 /// Memory:  none.
 /// Threads: any.
 /// Failure: none.
 class KESTREL_API ClassInfo {
 public:
-    /// The name is a literal, namespace included, and what a class is known by in files.
+    /// The name is a literal, including the namespace, and identifies the class in files.
     explicit ClassInfo(char const * name, ClassProperty first = {}, ClassProperty second = {},
                        ClassProperty third = {}, ClassProperty fourth = {},
                        ClassProperty fifth = {}, ClassProperty sixth = {},
@@ -111,10 +111,10 @@ public:
     ClassInfo(ClassInfo const &) = delete;
     ClassInfo & operator=(ClassInfo const &) = delete;
 
-    /// Gets the records of the base classes that a record names.
+    /// Receives the records of the base classes of a record.
     class BaseClassEnumerator {
     public:
-        /// True to go on.
+        /// Return true to continue.
         virtual bool ClassInfoFound(ClassInfo const & base) = 0;
 
     protected:
@@ -125,19 +125,19 @@ public:
     ClassType GetType() const;
     /// The digest of the name.
     Guid GetId() const;
-    /// 0.0 when the record states none.
+    /// 0.0 if the record has none.
     ClassVersion GetVersion() const;
     ClassVersion GetOldVersion() const;
-    /// In the order in which the record lists them.
+    /// In the order of the record.
     void EnumerateBaseClasses(BaseClassEnumerator * enumerator) const;
     bool HasConstructor() const;
-    /// An object of the class on the heap, owned by the caller; null without a constructor.
+    /// A new object of the class, owned by the caller; null without a constructor.
     Object * Construct() const;
     ObjectDefaults GetObjectDefaults() const;
-    /// 0 for a property that the record does not state.
+    /// 0 for a property that the record does not have.
     CustomClassPropertyValue GetCustomPropertyValue(CustomClassProperty const & property) const;
 
-    /// What a frame header knows the class by.
+    /// The identification of the class in frame headers.
     unsigned int GetNameHash() const { return nameHash; }
 
 private:
@@ -148,22 +148,22 @@ private:
     char const * name;
     unsigned int nameHash;
     ClassProperty properties[PropertyCount];
-    ClassInfo * next = nullptr; // in the register of all
+    ClassInfo * next = nullptr; // in the list of all
 };
 
-/// Gets the class records of the process.
+/// Receives the class records of the process.
 class ClassInfoEnumerator {
 public:
-    /// True to go on.
+    /// Return true to continue.
     virtual bool ClassInfoFound(ClassInfo const & info) = 0;
 
 protected:
     ~ClassInfoEnumerator() = default;
 };
 
-/// Knows every class record of the process.
+/// The list of all class records of the process.
 ///
-/// Threads: any. A record that ends waits for the visit of another thread that is at it.
+/// Threads: any. The destructor of a record waits for another thread that is visiting it.
 class KESTREL_API ClassManager {
 public:
     /// In order of construction.
@@ -172,8 +172,8 @@ public:
 
 inline constexpr ClassManager classManager;
 
-/// A property that a host adds to class records. Static objects; each is known from its
-/// construction to its end.
+/// A property that a host adds to class records. A static object; it is registered from its
+/// construction to its destruction.
 class KESTREL_API CustomClassProperty {
 public:
     explicit CustomClassProperty(char const * name, unsigned int valueType = 0);
@@ -181,10 +181,10 @@ public:
     CustomClassProperty(CustomClassProperty const &) = delete;
     CustomClassProperty & operator=(CustomClassProperty const &) = delete;
 
-    /// Gets the properties that hosts have made.
+    /// Receives the properties that hosts have defined.
     class InstanceEnumerator {
     public:
-        /// True to go on.
+        /// Return true to continue.
         virtual bool InstanceFound(CustomClassProperty const & property) = 0;
 
     protected:
@@ -204,7 +204,7 @@ private:
 
     char const * name;
     unsigned int valueType;
-    CustomClassProperty * next = nullptr; // in the register of all
+    CustomClassProperty * next = nullptr; // in the list of all
 };
 
 } // namespace Mu

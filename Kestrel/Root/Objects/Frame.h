@@ -9,8 +9,8 @@ namespace Mu {
 class IChannel;
 class OChannel;
 
-// A frame stands round the written form of an object and says of which class and version it is and
-// how long, so that a reader refuses what is not its own and passes over what a newer writer added.
+// A frame surrounds the written form of an object and contains its class, version and length, so
+// that a reader can reject other classes and skip what a newer writer added.
 //
 // The header has 16 bytes, the same under every protocol, with all numbers low byte first:
 //
@@ -22,28 +22,28 @@ class OChannel;
 //    11  1  check byte over the other fifteen
 //    12  4  closed: length of the data; open: a tag
 //
-// A closed frame is what channels with marks get. On a channel that refuses marks the length
-// cannot be put in afterwards, so the frame is open: a trailer of 16 bytes follows the data, the
-// header once more with "KEnd" in front, and a tag that no other frame of the process has
-// distinguishes it from the trailers of frames inside.
+// A closed frame is used on channels with marks. On a channel without marks the length cannot be
+// filled in afterwards, so the frame is open: a trailer of 16 bytes follows the data, which is the
+// header with "KEnd" at the start; a tag that is unique in the process distinguishes it from the
+// trailers of inner frames.
 
-/// Frames everything that is written to the channel during its life.
+/// Frames everything that is written to the channel during its lifetime.
 ///
 ///     Mu::OutputFrame frame(channel, GetClassInfo());
 ///     channel.Write(size);
 ///
-/// Memory:  none of its own; the channel keeps the data back until the frame ends.
-/// Threads: the channel's.
+/// Memory:  none of its own; the channel buffers the data until the frame ends.
+/// Threads: as for the channel.
 /// Failure: the channel's status.
 class KESTREL_API OutputFrame {
 public:
     OutputFrame(OChannel & channel, ClassInfo const & classInfo);
-    /// Completes the frame. After a failure of the channel nothing is done.
+    /// Completes the frame. Does nothing after a failure of the channel.
     ~OutputFrame();
     OutputFrame(OutputFrame const &) = delete;
     OutputFrame & operator=(OutputFrame const &) = delete;
 
-    /// The version to write: that of the class record, unless a FrameVersionScope says otherwise.
+    /// The version to write: that of the class record, unless a FrameVersionScope replaces it.
     unsigned int GetMainVersion() const { return version.GetMainVersion(); }
     unsigned int GetSubVersion() const { return version.GetSubVersion(); }
 
@@ -57,8 +57,8 @@ private:
     unsigned int tag = 0;
 };
 
-/// While it lives, frames of the class that this thread writes are of another version than the
-/// class record says, for a reader that is older. The innermost scope counts.
+/// During its lifetime, this thread writes frames of the class with another version than that of
+/// the class record, for an older reader. The innermost scope is used.
 class KESTREL_API FrameVersionScope {
 public:
     FrameVersionScope(ClassInfo const & classInfo, ClassVersion version);
@@ -66,7 +66,7 @@ public:
     FrameVersionScope(FrameVersionScope const &) = delete;
     FrameVersionScope & operator=(FrameVersionScope const &) = delete;
 
-    /// The version that a frame of the class is written with in this thread.
+    /// The version of the frames of the class that this thread writes.
     static ClassVersion GetVersion(ClassInfo const & classInfo);
 
 private:
@@ -75,18 +75,18 @@ private:
     FrameVersionScope const * outer;
 };
 
-/// Reads a frame header and, at its end, passes over what is left of the frame.
+/// Reads a frame header and, in its destructor, skips the rest of the frame.
 ///
-/// Frames of one channel nest, and an inner one that claims more than the outer one has left is
-/// refused. Reads themselves go to the channel and are not stopped at the end of the frame, so a
-/// reader asks IChannel::GetReadLimit before it takes memory for a length it has read.
+/// Frames of one channel nest, and an inner frame that is longer than the rest of the outer one is
+/// refused. Reads use the channel directly and do not stop at the end of the frame, so a reader
+/// checks IChannel::GetReadLimit before it allocates memory for a length that it has read.
 ///
 /// Memory:  none.
-/// Threads: the channel's.
-/// Failure: GetStatus. EOI: the channel ended before the frame. Error: the frame is cut, of
-///          another class, broken, or longer than the frame around it, or the channel does not
-///          know its position. Else what the channel said. With a status other than NoError
-///          nothing is passed over, and versions and length are 0.
+/// Threads: as for the channel.
+/// Failure: GetStatus. EOI: the channel ended in front of the frame. Error: the frame is truncated,
+///          of another class, broken, or longer than the frame around it, or the channel does not
+///          know its position. Otherwise the status of the channel. Unless the status is NoError,
+///          nothing is skipped, and versions and length are 0.
 class KESTREL_API InputFrame {
 public:
     InputFrame(IChannel & channel, ClassInfo const & classInfo);
@@ -97,9 +97,9 @@ public:
     MuErrCode GetStatus() const { return status; }
     unsigned int GetMainVersion() const { return version.GetMainVersion(); }
     unsigned int GetSubVersion() const { return version.GetSubVersion(); }
-    /// 0xFFFFFFFF for an open frame that is not empty: its length stands behind it.
+    /// 0xFFFFFFFF for an open frame that is not empty, as its length follows the data.
     unsigned int GetDataLength() const { return dataLength; }
-    /// Bytes of the frame that are not read yet; the most that there can be in an open frame.
+    /// The unread bytes of the frame; for an open frame an upper limit.
     unsigned long long GetRest() const;
 
 private:
@@ -114,7 +114,7 @@ private:
     ClassVersion version;
     unsigned int dataLength = 0;
     unsigned int tag = 0;       // of an open frame
-    unsigned long long end = 0; // of a closed frame: input position behind its data
+    unsigned long long end = 0; // of a closed frame: input position past its data
     InputFrame * outer = nullptr;
     MuErrCode status;
 };

@@ -14,34 +14,33 @@ class OChannel;
 
 /// The base of all values that can be written to a channel and read back.
 ///
-/// Memory:  objects made by `new` come from the root's allocator; a shortage is thrown as
-///          Mu::OutOfMemoryException.
-/// Threads: an object belongs to one thread at a time.
+/// Memory:  `new` allocates from the root; a shortage throws Mu::OutOfMemoryException.
+/// Threads: an object is used by one thread at a time.
 /// Failure: statuses.
 class KESTREL_API Object {
 public:
-    /// The class record that frames of this class carry.
+    /// The class record for frames of this class.
     virtual ClassInfo const & GetClassInfo() const = 0;
 
-    /// A copy on the heap, owned by the caller. Null for a class that cannot be copied through
-    /// its base, which is what this one returns.
+    /// A copy on the heap, owned by the caller. Null, as here, for a class that cannot be copied
+    /// through its base.
     virtual Object * Clone() const;
 
     virtual ~Object();
 
-    /// Replaces the value by the one that the channel holds next.
+    /// Replaces the value by the next one in the channel.
     virtual MuErrCode Read(IChannel & channel);
 
     /// Writes the value so that Read of the same class restores it.
     virtual MuErrCode Write(OChannel & channel) const;
 
-    /// The value as a text for people.
+    /// Writes the value as text.
     virtual void Print(OChannel & channel) const;
 
-    /// The value as a text for the maker of the class. Prints, unless overridden.
+    /// Writes the value as text for debugging. Calls Print, unless overridden.
     virtual void Dump(OChannel & channel) const;
 
-    /// NoError when the invariants of the class hold.
+    /// NoError if the invariants of the class hold.
     virtual MuErrCode CheckState() const;
 
     static void * operator new(std::size_t size);

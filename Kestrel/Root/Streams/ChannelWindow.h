@@ -8,22 +8,25 @@
 
 namespace Mu {
 
-/// The part of a channel's buffer that is used in line, without a call: for a byte a comparison and
-/// a store.
+/// The part of a channel's buffer that is accessed in line, without a call: a byte costs a
+/// comparison and a store.
 ///
-/// A buffered channel opens it at the end of each of its operations, over the bytes that lie ready or
-/// the room that is left, and takes note at the start of the next one how far it was used. It stays
-/// closed while anything but the bytes counts, such as a status that sticks; what does not fit goes
-/// the channel's own way. The channel's own operations on bytes use it always. Numbers pass it by
-/// the protocol and by ReadBin or WriteBin, so only in the plain form, and where the channel said that
-/// nobody has put another operation in the place of those.
+/// A buffered channel opens it at the end of each of its operations, over the available bytes or
+/// the free space, and at the start of the next one determines how far it was used. It is closed
+/// while anything except the bytes matters, such as a sticky status; what does not fit is passed to
+/// the channel. The channel's own operations on bytes always use it. Numbers bypass the protocol
+/// and ReadBin or WriteBin, so they are used only in the plain form, and if the channel has
+/// confirmed that no derived class overrides those.
+///
+/// Memory:  none; the bytes are the channel's.
+/// Threads: as for the channel.
 ///
 /// Memory:  none; the bytes are the channel's.
 /// Threads: the channel's.
 template <typename Byte>
 class ChannelWindow {
 public:
-    /// From `begin` to `limit`; null pointers leave it closed.
+    /// From `begin` to `limit`; null pointers close it.
     void Open(Byte * begin, Byte * limit, bool numbersToo, bool isPlain) {
         next = begin;
         end = limit;
@@ -31,7 +34,8 @@ public:
         SetPlain(isPlain);
     }
     void Close() { next = end = numbersEnd = nullptr; }
-    /// Where the next byte lies now may not be known from here any more, as where a ring goes round.
+    /// The position of the next byte may have become unknown, for example where a ring wraps
+    /// around.
     void CloseIfUsedUp() {
         if (next == end)
             Close();
@@ -40,11 +44,11 @@ public:
     void SetPlain(bool isPlain) { numbersEnd = takesNumbers && isPlain ? end : next; }
 
     bool IsOpen() const { return next != nullptr; }
-    /// The place of the next byte; null while closed.
+    /// The position of the next byte; null while closed.
     Byte * GetPlace() const { return next; }
 
 protected:
-    /// No bytes at all never fit: they are a question for the channel's status.
+    /// Zero bytes never fit, as the channel must return its status.
     bool Fits(unsigned int count) const {
         return static_cast<std::size_t>(count) - 1 < static_cast<std::size_t>(end - next);
     }
@@ -64,14 +68,14 @@ protected:
 private:
     Byte * next = nullptr;
     Byte * end = nullptr;
-    Byte * numbersEnd = nullptr; // `end`, or not behind `next` where no numbers may pass
+    Byte * numbersEnd = nullptr; // `end`, or not behind `next` if numbers must not be used
     bool takesNumbers = false;
 };
 
-/// The bytes that lie ready. All operations are false, and nothing has happened, for what does not fit.
+/// The available bytes. All operations return false and have no effect if something does not fit.
 class InputWindow : public ChannelWindow<char const> {
 public:
-    /// For the place of the call: no more than FewBytes.
+    /// Expanded at the call; at most FewBytes.
     bool TakeFew(char * destination, unsigned int count) {
         bool const fits = count <= FewBytes && Fits(count);
         if (fits)
@@ -91,7 +95,7 @@ public:
         return fits;
     }
     bool Look(unsigned int offset, char * c) const {
-        bool const fits = Fits(offset + 1); // not for the last offset, whose sum is no count
+        bool const fits = Fits(offset + 1); // not the last offset, as the sum would overflow
         if (fits)
             *c = GetPlace()[offset];
         return fits;
@@ -116,10 +120,10 @@ public:
     }
 };
 
-/// The room that is left. All operations are false, and nothing has happened, for what does not fit.
+/// The free space. All operations return false and have no effect if something does not fit.
 class OutputWindow : public ChannelWindow<char> {
 public:
-    /// For the place of the call: no more than FewBytes.
+    /// Expanded at the call; at most FewBytes.
     bool PutFew(char const * source, unsigned int count) {
         bool const fits = count <= FewBytes && Fits(count);
         if (fits)

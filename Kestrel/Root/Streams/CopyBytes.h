@@ -5,7 +5,7 @@
 
 namespace Mu {
 
-/// The counts that CopyFewBytes takes.
+/// The limit of CopyFewBytes.
 inline constexpr std::size_t FewBytes = 16;
 
 /// Two stores of one width, which overlap for the counts between that width and the next.
@@ -19,7 +19,7 @@ inline void CopyHeadAndTail(char * to, char const * from, std::size_t count) {
     std::memcpy(to + count - sizeof tail, &tail, sizeof tail);
 }
 
-/// Up to 16 bytes, which is a value or a short text, by direct stores instead of a call.
+/// Copies up to 16 bytes, such as a value or a short text, by direct stores instead of a call.
 inline void CopyFewBytes(char * to, char const * from, std::size_t count) {
     if (count >= 8)
         CopyHeadAndTail<unsigned long long>(to, from, count);
@@ -31,7 +31,7 @@ inline void CopyFewBytes(char * to, char const * from, std::size_t count) {
         *to = *from;
 }
 
-/// memcpy for counts that are mostly small. A count of 0 takes null pointers. The spans must not
+/// memcpy for counts that are mostly small. A count of 0 allows null pointers. The ranges must not
 /// overlap.
 inline void CopyBytes(char * to, char const * from, std::size_t count) {
     if (count <= FewBytes)

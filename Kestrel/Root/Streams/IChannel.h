@@ -11,40 +11,39 @@ class InputFrame;
 /// A stream of bytes to read from, with typed reads through its current protocol.
 ///
 /// Threads: one at a time.
-/// Failure: statuses, never exceptions. They stick until ResetInputStatus.
+/// Failure: statuses, never exceptions. They are sticky until ResetInputStatus.
 class KESTREL_API IChannel {
 public:
     virtual ~IChannel();
     IChannel(IChannel const &) = delete;
     IChannel & operator=(IChannel const &) = delete;
 
-    // All out-parameters that count may be null.
+    // All out-parameters for counts may be null.
 
-    /// Takes up to `count` bytes. Fewer, with the count in `*read`, come only with a status: EOI at
-    /// the end.
+    /// Reads up to `count` bytes. Fewer, with the number in `*read`, are returned only with a
+    /// status: EOI at the end.
     virtual MuErrCode ReadBin(char * destination, unsigned int count, unsigned int * read) = 0;
-    /// As ReadBin, but the bytes stay unread.
+    /// Like ReadBin, but the bytes remain unread.
     virtual MuErrCode CopyBin(char * destination, unsigned int count, unsigned int * copied) = 0;
-    /// The byte at `offset` from the next one, left unread, as are those before it. EOI: there are
-    /// not so many.
+    /// The byte at `offset` from the next one; all bytes remain unread. EOI: there are fewer.
     virtual MuErrCode Look(unsigned int offset, char * c) = 0;
-    // Put bytes in front of the unread ones. After a failure nothing is changed.
+    // These insert bytes in front of the unread ones. After a failure nothing is changed.
     virtual MuErrCode PushBack(char c);
     virtual MuErrCode PushBack(char const * source, unsigned int count) = 0;
-    /// Drops up to `count` bytes; `*skipped` receives how many.
+    /// Skips up to `count` bytes; `*skipped` receives the number.
     virtual MuErrCode Skip(unsigned long long count, unsigned long long * skipped) = 0;
-    /// A pointer to `size` unread bytes where they lie (0: as many as there are); they stay unread.
-    /// Owned by the channel and valid until its next operation. Fewer, with the count in
-    /// `*available`, come only with a status.
+    /// A pointer to `size` unread bytes in the buffer (0: as many as there are); they remain
+    /// unread. Owned by the channel and valid until its next operation. Fewer, with the number in
+    /// `*available`, are returned only with a status.
     virtual MuErrCode DirectInputAccess(unsigned int size, char ** data,
                                         unsigned int * available) = 0;
     virtual MuErrCode GetInputPosition(unsigned long long * position) const = 0;
-    /// How many bytes can be read without waiting. Asks the 64-bit form; Error for a number above
-    /// 32 bits.
+    /// The number of bytes that can be read without waiting. Calls the 64-bit overload; Error for a
+    /// number above 32 bits.
     virtual MuErrCode GetAvailable(unsigned int * available) const;
-    /// Error and 0, unless the channel knows.
+    /// Error and 0 unless overridden.
     virtual MuErrCode GetAvailable(unsigned long long * available) const;
-    /// Whether no byte is left. Looks for one, so it may read and wait.
+    /// Whether there are no more bytes. Tries to get one, so it may read and wait.
     virtual bool IsEOI();
     virtual void SetDefaultInputProtocol() = 0;
     virtual void SetInputProtocol(IProtocol & protocol);
@@ -53,7 +52,7 @@ public:
 
     IProtocol & GetInputProtocol() const { return *inputProtocol; }
 
-    // Numbers through the protocol. Without NoError the value stays as it was.
+    // Numbers, read by the protocol. Unless the status is NoError, the value is unchanged.
 
     MuErrCode Read(bool & value) { return ReadNumber(value); }
     MuErrCode Read(char & value) { return ReadNumber(value); }
@@ -72,21 +71,22 @@ public:
 
     MuErrCode Read(Guid & value) { return inputProtocol->Read(*this, value); }
     MuErrCode Read(Object & value) { return inputProtocol->Read(*this, value); }
-    /// The form without a limit, which trusts the writer with the length; see IProtocol.
+    /// The overload without a limit, which trusts the writer with the length; see IProtocol.
     MuErrCode Read(char * text) { return inputProtocol->Read(*this, text); }
 
-    /// How many bytes the innermost frame that is being read has left, and so the most that a
-    /// length read from it may count; all ones outside of frames. See InputFrame.
+    /// The number of bytes left in the innermost frame that is being read, and so the limit for a
+    /// length read from it; the largest number outside of frames. See InputFrame.
     unsigned long long GetReadLimit() const;
 
-    /// The status for a value that was cut in the middle: an end of input becomes Error, for an
-    /// object that is broken is no clean end; any other failure stays as it is.
+    /// The status for a value that was truncated: an end of input becomes Error, since a broken
+    /// object is not a clean end; any other failure is returned unchanged.
     static MuErrCode ConvertObjectReadError(int status);
 
 protected:
     explicit IChannel(IProtocol & protocol) : inputProtocol(&protocol) {}
 
-    // For buffered channels; see ChannelWindow. Mutable, as questions take note of how far it was read.
+    // For buffered channels; see ChannelWindow. Mutable, as const operations note how far it was
+    // read.
     void OpenInputWindow(char const * begin, char const * end, bool numbersToo) const {
         inputWindow.Open(begin, end, numbersToo, inputProtocol->IsPlain());
     }
@@ -98,7 +98,7 @@ private:
     MuErrCode ReadNumber(T & value) {
         if (inputWindow.GetNumber(value)) [[likely]]
             return NoError;
-        // Not into `value`, whose address nobody learns so: it may stay in a register of its owner.
+        // Not into `value`: its address does not escape, so it may stay in a register.
         T rest{};
         MuErrCode const status = inputProtocol->Read(*this, rest);
         if (status == NoError)
@@ -107,7 +107,7 @@ private:
     }
 
     IProtocol * inputProtocol;    // not owned, never null
-    InputFrame * frame = nullptr; // the innermost that is being read
+    InputFrame * frame = nullptr; // the innermost one that is being read
 };
 
 } // namespace Mu

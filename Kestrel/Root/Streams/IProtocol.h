@@ -9,7 +9,7 @@ class Guid;
 class IChannel;
 class Object;
 
-/// How typed values are read from the bytes of a channel.
+/// Reads typed values from the bytes of a channel.
 ///
 /// Stateless: one instance serves all channels of the process, from any thread.
 class KESTREL_API IProtocol {
@@ -18,8 +18,8 @@ public:
     virtual ~IProtocol();
     virtual MuErrCode Read(IChannel & channel, Guid & value);
     virtual MuErrCode Read(IChannel & channel, Object & value) = 0;
-    /// A text with its length in front; `text` must have room for it and for a zero byte, which
-    /// nothing here can check. For bytes from outside, use IO::ReadText.
+    /// A text after its length; `text` must have space for it and for a terminating zero, which
+    /// cannot be checked here. For untrusted input, use IO::ReadText.
     virtual MuErrCode Read(IChannel & channel, char * text) = 0;
     virtual MuErrCode Read(IChannel & channel, long double & value) = 0;
     virtual MuErrCode Read(IChannel & channel, double & value) = 0;
@@ -36,14 +36,14 @@ public:
     virtual MuErrCode Read(IChannel & channel, char & value) = 0;
     virtual MuErrCode Read(IChannel & channel, bool & value) = 0;
 
-    /// Whether this object is known to read every number as its bytes, low byte first and in the
-    /// width of its Mu::PlainForm: a channel then does that itself where it can.
+    /// Whether this object reads every number as its bytes, low byte first and in the width of its
+    /// Mu::PlainForm, so that a channel may do that itself.
     bool IsPlain() const { return plain == this; }
 
 protected:
     struct Plain {};
-    /// For an object of a class that is plain as a whole. What derives from that class is made by the
-    /// other constructor, and a copy is not plain either.
+    /// For an object of exactly this class, which is plain as a whole. Derived classes use the
+    /// other constructor, and copies are not plain either.
     constexpr explicit IProtocol(Plain) : plain(this) {}
 
 private:

@@ -9,31 +9,31 @@ namespace Mu {
 /// A stream of bytes to write to, with typed writes through its current protocol.
 ///
 /// Threads: one at a time.
-/// Failure: statuses, never exceptions. They stick until ResetOutputStatus.
+/// Failure: statuses, never exceptions. They are sticky until ResetOutputStatus.
 class KESTREL_API OChannel {
 public:
     virtual ~OChannel();
     OChannel(OChannel const &) = delete;
     OChannel & operator=(OChannel const &) = delete;
 
-    // All out-parameters that count may be null.
+    // All out-parameters for counts may be null.
 
     virtual MuErrCode WriteBin(char const * source, unsigned int count, unsigned int * written) = 0;
-    /// A pointer to the bytes at `offset` behind the write position, which a mark has taken back.
+    /// A pointer to the bytes at `offset` behind the write position, after PopMark has set it back.
     virtual MuErrCode DirectOutputAccess(unsigned int offset, char ** data,
                                          unsigned int * available) = 0;
     virtual MuErrCode GetOutputPosition(unsigned long long * position) const = 0;
-    /// Passes everything buffered to its destination.
+    /// Passes all buffered bytes to their destination.
     virtual MuErrCode Flush() = 0;
     virtual void SetDefaultOutputProtocol() = 0;
     virtual void SetOutputProtocol(OProtocol & protocol);
-    /// Remembers the write position; nothing leaves the channel while a mark is alive.
+    /// Stores the write position; nothing is sent while a mark exists.
     virtual MuErrCode PushMark() = 0;
-    /// Returns to the last mark, so that what was written behind it can be overwritten.
+    /// Returns to the last mark, so that the bytes behind it can be overwritten.
     virtual MuErrCode PopMark() = 0;
-    /// Bytes from the write position to the end of what was written.
+    /// The distance from the write position to the end of the written bytes.
     virtual unsigned int GetOffset() const = 0;
-    /// Returns to the end of what was written.
+    /// Returns to the end of the written bytes.
     virtual void ResetOffset() = 0;
     virtual MuErrCode GetOutputStatus() const = 0;
     virtual void ResetOutputStatus() = 0;
@@ -59,8 +59,8 @@ public:
     MuErrCode Write(Object const & value) { return outputProtocol->Write(*this, value); }
     MuErrCode WriteUShort(unsigned short value) { return WriteNumber(value); }
 
-    // Text for people, whatever the protocol: no length, no terminator. A failure stays in the
-    // channel's status.
+    // Readable text, independent of the protocol: no length, no terminator. A failure is stored in
+    // the channel's status.
     OChannel & operator<<(char const * text);
     OChannel & operator<<(char c) { return outputWindow.PutNumber(c) ? *this : WriteCharacter(c); }
     OChannel & operator<<(unsigned int value);
@@ -71,7 +71,8 @@ public:
 protected:
     explicit OChannel(OProtocol & protocol) : outputProtocol(&protocol) {}
 
-    // For buffered channels; see ChannelWindow. Mutable, as questions take note of how far it was filled.
+    // For buffered channels; see ChannelWindow. Mutable, as const operations note how far it was
+    // filled.
     void OpenOutputWindow(char * begin, char * end, bool numbersToo) const {
         outputWindow.Open(begin, end, numbersToo, outputProtocol->IsPlain());
     }

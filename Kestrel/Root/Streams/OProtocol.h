@@ -9,7 +9,7 @@ class Guid;
 class OChannel;
 class Object;
 
-/// How typed values are turned into the bytes of a channel.
+/// Converts typed values to the bytes of a channel.
 ///
 /// Stateless: one instance serves all channels of the process, from any thread.
 class KESTREL_API OProtocol {
@@ -34,18 +34,18 @@ public:
     virtual MuErrCode Write(OChannel & channel, unsigned char value) = 0;
     virtual MuErrCode Write(OChannel & channel, char value) = 0;
     virtual MuErrCode Write(OChannel & channel, bool value) = 0;
-    /// A remark beside the data, for protocols that keep any. This one keeps none.
+    /// A comment in the data, for protocols that support it. This one does nothing.
     virtual MuErrCode Note(OChannel & channel, unsigned int kind, unsigned int length,
                            char const * text);
 
-    /// Whether this object is known to write every number as its bytes, low byte first and in the
-    /// width of its Mu::PlainForm: a channel then does that itself where it can.
+    /// Whether this object writes every number as its bytes, low byte first and in the width of its
+    /// Mu::PlainForm, so that a channel may do that itself.
     bool IsPlain() const { return plain == this; }
 
 protected:
     struct Plain {};
-    /// For an object of a class that is plain as a whole. What derives from that class is made by the
-    /// other constructor, and a copy is not plain either.
+    /// For an object of exactly this class, which is plain as a whole. Derived classes use the
+    /// other constructor, and copies are not plain either.
     constexpr explicit OProtocol(Plain) : plain(this) {}
 
 private:

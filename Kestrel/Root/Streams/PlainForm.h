@@ -4,8 +4,8 @@
 #include <cstddef>
 #include <cstring>
 
-// How one value becomes bytes, for the protocols and for the channels that spare themselves the call
-// of one.
+// The conversion of one value to bytes, for the protocols and for the channels that avoid calling
+// them.
 
 namespace Mu {
 
@@ -44,8 +44,8 @@ struct BitsOfSize<8> {
     using Type = unsigned long long;
 };
 
-/// Turns the bytes of a value round where it lies; as bits, since bytes in the wrong order may be
-/// no number that a floating point register keeps as it is.
+/// Reverses the bytes of a value in place; as bits, since reversed bytes may not survive in a
+/// floating point register.
 template <typename T>
 void ReverseInPlace(T & value) {
     if constexpr (sizeof(T) > 1) {
@@ -56,7 +56,7 @@ void ReverseInPlace(T & value) {
     }
 }
 
-/// What travels for a host's type: widths are those of the wire.
+/// The type on the wire for a host's type.
 template <typename T>
 struct PlainForm {
     using Type = T;
@@ -75,7 +75,7 @@ struct PlainForm<long double> {
 };
 template <>
 struct PlainForm<bool> {
-    using Type = unsigned char; // any byte may come, but not every one is a bool
+    using Type = unsigned char; // any byte may be read, but not every one is a valid bool
 };
 
 } // namespace Mu

@@ -2,15 +2,15 @@
 
 #include <Kestrel/Root/Export.h>
 
-// Case for one UTF-16 unit at a time, so that a text keeps its length and its indices. All of the
-// Basic Multilingual Plane is mapped, by the system's rules; surrogates stay as they are.
+// Case mapping for single UTF-16 units, so that a text keeps its length and its indices. Maps the
+// whole Basic Multilingual Plane by the system's rules; surrogates are unchanged.
 //
 // Memory:  none from the heap.
 // Threads: any.
 
 namespace Mu {
 
-/// For units beyond ASCII: one look-up, once the page of 256 units was filled.
+/// For units beyond ASCII: one look-up, once the page of 256 units has been filled.
 KESTREL_API unsigned short ToUpperUnitBeyondAscii(unsigned short unit) noexcept;
 KESTREL_API unsigned short ToLowerUnitBeyondAscii(unsigned short unit) noexcept;
 
@@ -26,15 +26,15 @@ inline unsigned short ToLowerUnit(unsigned short unit) noexcept {
     return ToLowerUnitBeyondAscii(unit);
 }
 
-/// The hash of a text. The same on every platform and in every release, since it may be persisted.
+/// The hash of a text. The same on every platform and in every release, as it may be persisted.
 KESTREL_API unsigned int HashUnits(unsigned short const * units, unsigned int length) noexcept;
 
-/// The HashUnits of the units after upper-casing, without a copy of them. It depends on the
+/// The HashUnits of the units converted to upper case, without copying them. Depends on the
 /// system's case rules, so it must not be persisted.
 KESTREL_API unsigned int HashUnitsUpperCased(unsigned short const * units,
                                              unsigned int length) noexcept;
 
-/// Whether the runs are equal after upper-casing.
+/// Whether the ranges are equal after conversion to upper case.
 KESTREL_API bool EqualUnitsUpperCased(unsigned short const * a, unsigned short const * b,
                                       unsigned int length) noexcept;
 

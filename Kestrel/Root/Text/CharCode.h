@@ -1,7 +1,7 @@
 #pragma once
 
-/// How the bytes of a narrow text are to be understood. A narrow text without a stated code is in
-/// the machine's. Other numbers are taken as the machine's, too.
+/// The encoding of a narrow text. A narrow text without a stated code is in the machine's. Other
+/// numbers count as the machine's, too.
 enum MuCharCode : unsigned int {
     MuMachineCharCode = 0, ///< UTF-8 on Linux, the ANSI code page on Windows
     MuLogCharCode = 99,    ///< the code of printed text: UTF-8 everywhere
@@ -9,15 +9,15 @@ enum MuCharCode : unsigned int {
 
 namespace Mu {
 
-/// What becomes of a unit that the narrow code cannot express.
+/// The treatment of a unit that the narrow code cannot represent.
 enum OnConversionError : unsigned int {
-    ReplaceOnConversionError = 0, ///< U+FFFD, or the code's own mark where it has none
+    ReplaceOnConversionError = 0, ///< U+FFFD, or the code's own replacement character
     ThrowOnConversionError = 1,   ///< Mu::ConversionErrorException
 };
 
 enum CaseComparison : unsigned int {
     RespectCase = 0,
-    IgnoreCase = 1, ///< equal when equal unit by unit after upper-casing
+    IgnoreCase = 1, ///< equal if equal unit by unit after conversion to upper case
 };
 using CaseType = CaseComparison;
 

@@ -9,7 +9,7 @@ namespace Mu {
 
 inline unsigned short const * ToUnits(char16_t const * units) {
 #if defined(__GNUC__)
-    // The compiler may take the two types for different memory; this keeps it from it.
+    // Keeps the compiler from assuming that the two types do not alias.
     asm volatile("" : "+r"(units) : : "memory");
 #endif
     return reinterpret_cast<unsigned short const *>(units);
@@ -22,7 +22,7 @@ inline char16_t const * ToChar16(unsigned short const * units) {
     return reinterpret_cast<char16_t const *>(units);
 }
 
-/// Units before the first zero; 0 for a null pointer.
+/// The number of units before the first zero; 0 for a null pointer.
 inline unsigned int CountUnits(unsigned short const * units) {
     unsigned int length = 0;
     if (units != nullptr)

@@ -4,11 +4,10 @@
 
 namespace Mu {
 
-/// A text being composed: the result of `operator+` of texts. It becomes a UniString where one is
-/// expected, and takes more parts meanwhile, without a copy for each. A part is whatever
-/// UniString::Append takes.
+/// The result of `operator+` of texts, which accepts further parts without copying and converts to
+/// a UniString. A part is anything that UniString::Append accepts.
 ///
-/// Memory:  that of the UniString inside, which goes over into the one that is made of it.
+/// Memory:  that of the UniString inside, which is moved to the result.
 /// Failure: Mu::OutOfMemoryException.
 class KESTREL_API Concatenation {
 public:

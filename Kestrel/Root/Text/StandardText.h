@@ -7,11 +7,11 @@
 #include <string>
 #include <string_view>
 
-// Texts of the standard library. Their bytes are UTF-8 here, on both platforms, while a plain
-// `char const *` is in the machine's code (see MuMachineCharCode).
+// Conversions of texts of the standard library. Their bytes are UTF-8 on both platforms, whereas a
+// plain `char const *` is in the machine's code (see MuMachineCharCode).
 //
 // Memory:  the texts'. Mu::OutOfMemoryException on shortage.
-// Failure: bytes that are no UTF-8 become U+FFFD, as lone surrogates do on the way back.
+// Failure: bytes that are not UTF-8 become U+FFFD, as lone surrogates do in the other direction.
 
 namespace Mu {
 
@@ -41,7 +41,7 @@ template <typename Unit, typename Traits, typename Allocator>
 struct TextOf<std::basic_string<Unit, Traits, Allocator>>
     : TextOf<std::basic_string_view<Unit, Traits>> {};
 
-/// Null is the empty text.
+/// Null counts as empty.
 template <>
 struct TextOf<char8_t const *> {
     static UniString Convert(char8_t const * text) {

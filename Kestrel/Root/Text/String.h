@@ -10,13 +10,13 @@
 
 namespace Mu {
 
-/// A growable text of bytes, for service names, commands, host names and hash keys: texts that
-/// travel as they are and are never converted. For text that people read, use UniString. A null
-/// pointer is the empty text, but equals nothing.
+/// A growable text of bytes, for service names, commands, host names and hash keys: texts that are
+/// transferred unchanged and never converted. For text that users read, use UniString. A null
+/// pointer counts as an empty text, but equals nothing.
 ///
 /// Memory:  one block of the root, which grows by half; an empty text has none.
-/// Threads: any number may read, one may change.
-/// Failure: Mu::OutOfMemoryException on shortage; the text is then as it was. Read and Write return
+/// Threads: any number of readers, or one writer.
+/// Failure: Mu::OutOfMemoryException on shortage; the text is unchanged then. Read and Write return
 ///          statuses.
 class KESTREL_API String : public Object {
 public:
@@ -31,11 +31,11 @@ public:
     ClassInfo const & GetClassInfo() const override;
     String * Clone() const override;
     ~String() override;
-    /// A truncated text yields the status of a broken object, and an empty text.
+    /// A truncated text returns the status of a broken object, and leaves an empty text.
     MuErrCode Read(IChannel & channel) override;
-    /// The number of bytes, then the bytes.
+    /// Writes the number of bytes, then the bytes.
     MuErrCode Write(OChannel & channel) const override;
-    /// The bytes as they are.
+    /// Writes only the bytes.
     void Print(OChannel & channel) const override;
     MuErrCode CheckState() const override;
 
@@ -48,19 +48,20 @@ public:
     void Swap(String & other) noexcept;
 
     void Append(char const * text);
-    /// `text` may be a part of this one.
+    /// `text` may be part of this one.
     void Append(char const * text, unsigned int length);
-    /// Cuts, or fills at the end with zero bytes for the caller to write over.
+    /// Truncates, or appends zero bytes for the caller to overwrite.
     void SetLength(unsigned int length);
-    /// Room for `capacity` bytes, or for the text when it is longer; memory beyond that is freed.
+    /// Sets the capacity to `capacity` bytes, or to the length if that is larger; excess memory is
+    /// freed.
     void SetCapacity(unsigned int capacity);
-    /// Empty, and the memory is freed.
+    /// Empties the text and frees the memory.
     void Clear() noexcept;
 
     unsigned int GetLength() const { return length; }
     bool IsEmpty() const { return length == 0; }
     unsigned int GetCapacity() const { return capacity; }
-    /// Zero-terminated, and the string's own.
+    /// Zero-terminated; owned by the string.
     char const * ToCStr() const { return text; }
     char & operator[](unsigned int index) { return text[index]; }
     char operator[](unsigned int index) const { return text[index]; }
@@ -78,9 +79,9 @@ private:
     MuErrCode ReadBytes(IChannel & channel, unsigned int count);
     void Reallocate(unsigned int newCapacity);
 
-    static char const noText[1]; // not in line, where it would pin a host's modules
+    static char const noText[1]; // not in line, where it would keep a host's modules loaded
 
-    char * text;               // `noText`, never written, while the capacity is 0
+    char * text;               // `noText`, which is never written, while the capacity is 0
     unsigned int length = 0;   // <= capacity; text[length] is 0
     unsigned int capacity = 0; // bytes of the block, without the one for the terminator
 };
@@ -88,7 +89,7 @@ private:
 KESTREL_API bool operator==(String const & a, String const & b);
 /// A null text equals nothing.
 KESTREL_API bool operator==(String const & a, char const * b);
-/// Byte by byte, as unsigned numbers.
+/// Compares byte by byte, as unsigned numbers.
 KESTREL_API bool operator<(String const & a, String const & b);
 KESTREL_API std::ostream & operator<<(std::ostream & stream, String const & text);
 

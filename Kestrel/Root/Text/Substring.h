@@ -12,9 +12,9 @@ namespace Mu {
 
 class UniString;
 
-/// A view of UTF-16 units that it does not own, mostly a part of a UniString.
+/// A view of UTF-16 units that it does not own, usually part of a UniString.
 ///
-/// Valid as long as the text it was taken from is neither changed nor gone; not zero-terminated.
+/// Valid until the underlying text is changed or destroyed; not zero-terminated.
 /// Memory:  none.
 class KESTREL_API ConstSubstring {
 public:
@@ -33,7 +33,7 @@ public:
     unsigned short const * begin() const { return units; }
     unsigned short const * end() const { return units + length; }
 
-    /// The part of `range` units from `from`, as much of it as there is.
+    /// The part of `range` units from `from`, limited to the existing units.
     ConstSubstring GetSubstring(unsigned int from, unsigned int range = 0xFFFFFFFFu) const;
 
     operator std::u16string_view() const { return {ToChar16(units), length}; }
@@ -43,16 +43,17 @@ protected:
     unsigned int length = 0;
 };
 
-/// A part of a UniString that can be written to: what is assigned to it takes its place in the
-/// string, whose length changes accordingly.
+/// A writeable part of a UniString: an assignment replaces the part in the string, whose length
+/// changes accordingly.
 ///
-/// Valid until the string is changed by other means.
+/// Valid until the string is changed in other ways.
 class KESTREL_API Substring : public ConstSubstring {
 public:
     Substring(UniString & text, unsigned int from, unsigned int range);
     Substring(Substring const &) = default;
 
-    /// The replacement may be a part of the same string. A shortage throws, nothing is changed then.
+    /// The replacement may be part of the same string. A shortage throws, and nothing is changed
+    /// then.
     Substring & operator=(ConstSubstring const & replacement);
     Substring & operator=(Substring const & replacement);
     Substring & operator=(char const * replacement);
@@ -72,7 +73,7 @@ private:
 KESTREL_API bool operator==(ConstSubstring const & a, ConstSubstring const & b);
 KESTREL_API bool operator==(ConstSubstring const & a, std::u16string_view b);
 KESTREL_API bool operator==(ConstSubstring const & a, char16_t const * b);
-/// Code unit by code unit; case matters.
+/// Compares code unit by code unit; case-sensitive.
 KESTREL_API std::strong_ordering operator<=>(ConstSubstring const & a, ConstSubstring const & b);
 /// The narrow text is in the machine's code; a null one equals nothing.
 KESTREL_API bool operator==(ConstSubstring const & a, char const * b);

@@ -6,15 +6,15 @@
 
 namespace Mu {
 
-/// A text converted to a narrow code, zero-terminated, for the length of one expression:
+/// A text converted to a narrow code, zero-terminated, for use within one expression:
 ///
 ///     Call(name.ToCStr());
 ///
-/// Never keep the pointer of a temporary; to keep the text, name the object:
-/// `Mu::CStr const path = name.ToCStr();`.
+/// Do not keep the pointer of a temporary; to keep the text, name the object: `Mu::CStr const path
+/// = name.ToCStr();`.
 ///
-/// Memory:  none for short texts, else one block.
-/// Failure: Mu::OutOfMemoryException; Mu::ConversionErrorException where asked for.
+/// Memory:  none for short texts, otherwise one block.
+/// Failure: Mu::OutOfMemoryException; Mu::ConversionErrorException if requested.
 class KESTREL_API CStr {
 public:
     CStr(ConstSubstring const & text, MuCharCode code, OnConversionError onError);
@@ -35,16 +35,16 @@ private:
     char inlineText[InlineSize];
 };
 
-/// A text as zero-terminated UTF-16, for the length of one expression. A text that ends where its
-/// string ends is not copied, so the string must stay as it is meanwhile.
+/// A text as zero-terminated UTF-16, for use within one expression. A text that extends to the end
+/// of its string is not copied, so the string must not change meanwhile.
 ///
-/// Memory:  none where nothing is copied, or the copy is short; else one block.
+/// Memory:  none if nothing is copied, or the copy is short; otherwise one block.
 /// Failure: Mu::OutOfMemoryException.
 class KESTREL_API UStr {
 public:
-    /// `text` as a copy.
+    /// Copies `text`.
     explicit UStr(ConstSubstring const & text);
-    /// `text` itself, which a zero unit follows.
+    /// Uses `text` itself, which is followed by a zero unit.
     static UStr Borrow(ConstSubstring const & text) { return UStr(text, 0); }
     ~UStr();
     UStr(UStr const &) = delete;

@@ -6,8 +6,8 @@
 #include <concepts>
 #include <type_traits>
 
-// What stands behind UniString::Printf and UniString::Scanf: the arguments travel with their types,
-// so that a directive cannot read what was not given, nor more of it or less.
+// The implementation of UniString::Printf and UniString::Scanf: the arguments are passed with their
+// types, so that a directive cannot access a missing argument or one of another type.
 
 namespace Mu {
 
@@ -18,9 +18,9 @@ class UniString;
 
 /// One argument of Printf.
 ///
-/// A number keeps its value, whatever the width that the directive names. A directive without a
-/// sign takes a negative one modulo the width of its type; a `long` counts as 32 bits where its
-/// value fits, so that both platforms print alike.
+/// A number keeps its value, whatever width the directive specifies. An unsigned directive takes a
+/// negative number modulo the width of its type; a `long` counts as 32 bits if its value fits, so
+/// that both platforms print the same.
 class KESTREL_API FormatArgument {
 public:
     enum class Kind { Number, Narrow, Text, Unit, Pointer };
@@ -51,7 +51,7 @@ public:
 
     Kind kind;
     unsigned long long bits = 0; // the number, sign-extended; the unit; the pointer
-    bool wide = false;           // the number is of 64 bits, else of 32
+    bool wide = false;           // the number has 64 bits, otherwise 32
     char const * narrow = nullptr;
     ConstSubstring text;
 
@@ -62,8 +62,8 @@ private:
     }
 };
 
-/// Where one field of Scanf goes. Numbers that are too large for it are cut to the nearest value
-/// that it can hold, so that a range check behind the scan refuses them.
+/// The target of one field of Scanf. Numbers that are too large for it are set to its nearest
+/// value, so that a range check after the scan fails.
 class KESTREL_API ScanTarget {
 public:
     enum class Kind { Signed, Unsigned, Narrow, Text };
@@ -72,11 +72,11 @@ public:
     requires(!std::is_same_v<T, bool>) ScanTarget(T * number)
         : kind(std::is_signed_v<T> ? Kind::Signed : Kind::Unsigned), target(number),
           size(sizeof(T)) {}
-    /// Room for `n` bytes with the terminator; a longer field ends there.
+    /// Space for `n` bytes with the terminator; a longer field is truncated.
     template <unsigned int n>
     ScanTarget(char (*buffer)[n]) : kind(Kind::Narrow), target(buffer), size(n) {}
     ScanTarget(UniString * text) : kind(Kind::Text), target(text), size(0) {}
-    /// A buffer without a size could be written past its end: pass the address of the array.
+    /// A buffer of unknown size could overflow: pass the address of the array.
     ScanTarget(char * buffer) = delete;
 
     Kind kind;
@@ -84,11 +84,11 @@ public:
     unsigned int size;
 };
 
-/// Appends `format` with its directives filled in.
+/// Appends `format` with its directives replaced.
 KESTREL_API void AppendFormatted(UniString & text, char const * format,
                                  FormatArgument const * arguments, unsigned int count);
 
-/// Reads fields out of `text` and returns how many were stored.
+/// Reads fields from `text` and returns how many were stored.
 KESTREL_API int ScanFormatted(ConstSubstring const & text, char const * format,
                               ScanTarget const * targets, unsigned int count);
 

@@ -7,10 +7,10 @@ namespace Mu {
 
 /// One UTF-16 code unit as a value.
 ///
-/// The way back to a byte is explicit, since most units do not fit in one: a byte stands for the
-/// unit of the same number, and a unit above 255 becomes '?'.
-/// The classifiers know ASCII only. They serve syntax such as schemes, escapes and drive letters,
-/// where a letter of another script is no letter.
+/// The conversion to a byte is explicit, as most units do not fit: a byte stands for the unit with
+/// the same number, and a unit above 255 becomes '?'. The classifiers cover ASCII only. They are
+/// for syntax such as schemes, escapes and drive letters, where letters of other scripts do not
+/// count.
 class KESTREL_API UniChar {
 public:
     constexpr UniChar() = default;
@@ -43,7 +43,7 @@ public:
     friend constexpr bool operator==(UniChar a, unsigned short b) { return a.unit == b; }
     friend constexpr bool operator==(UniChar a, int b) { return a.unit == b; }
 
-    /// Unit by unit, the shorter first when it begins the longer.
+    /// Compares unit by unit; a prefix comes first.
     static CompareResult Compare(unsigned short const * a, unsigned int lengthA,
                                  unsigned short const * b, unsigned int lengthB,
                                  CaseComparison comparison);

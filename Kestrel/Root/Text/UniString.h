@@ -29,12 +29,12 @@ inline std::string ToUtf8(UniString const & text);
 template <typename T>
 concept CharacterLiteral = std::same_as<T, char> || std::same_as<T, char16_t>;
 
-/// How a text of another library becomes a UniString: a specialisation has
-/// `static UniString Convert(T const & text)`. Those for the standard library are in StandardText.h.
+/// Converts a text of another library to a UniString: a specialisation has `static UniString
+/// Convert(T const & text)`. Those for the standard library are in StandardText.h.
 template <typename T>
 struct TextOf;
 
-/// A type of text from outside that a UniString, an IO::Name and an IO::Location can be made of.
+/// A foreign text type from which a UniString, an IO::Name and an IO::Location can be constructed.
 template <typename T>
 concept ForeignText = requires(T const & text) {
     TextOf<std::decay_t<T>>::Convert(text);
@@ -42,15 +42,16 @@ concept ForeignText = requires(T const & text) {
 
 /// A growable text of UTF-16 code units.
 ///
-/// Indices and lengths count units. Nothing is refused as malformed: a lone surrogate is a unit
-/// like any other, and becomes U+FFFD only on its way to a narrow code. A range is given by `from`
-/// and `range` and means as much of it as the text has; the default is all of the text. An argument
-/// may be a part of the text that is changed. A null pointer is the empty text, but equals nothing.
+/// Indices and lengths count units. Malformed text is accepted: a lone surrogate is a unit like any
+/// other, and becomes U+FFFD only in a conversion to a narrow code. A range is given by `from` and
+/// `range`, and is limited to the text; the default is the whole text. An argument may be part of
+/// the text that is changed. A null pointer counts as an empty text, but equals nothing.
 ///
 /// Memory:  one block of the root, which grows by half, so that appending is linear; an empty text
-///          has none, and copying it takes none. The units are always followed by a zero unit.
-/// Threads: any number may read, one may change.
-/// Failure: Mu::OutOfMemoryException on shortage, also past MaxLength; the text is then as it was.
+///          has none, and copying it allocates nothing. The units are always followed by a zero
+///          unit.
+/// Threads: any number of readers, or one writer.
+/// Failure: Mu::OutOfMemoryException on shortage, also past MaxLength; the text is unchanged then.
 ///          Read and Write return statuses.
 class KESTREL_API UniString : public Object {
 public:
@@ -80,9 +81,9 @@ public:
     ClassInfo const & GetClassInfo() const override;
     UniString * Clone() const override;
     ~UniString() override;
-    /// A truncated text yields the status of a broken object, and an empty text.
+    /// A truncated text returns the status of a broken object, and leaves an empty text.
     MuErrCode Read(IChannel & channel) override;
-    /// The number of units, then the units, low byte first.
+    /// Writes the number of units, then the units, low byte first.
     MuErrCode Write(OChannel & channel) const override;
     /// In UTF-8, without length or terminator.
     void Print(OChannel & channel) const override;
@@ -99,12 +100,12 @@ public:
     UniString & operator=(Substring const & text) {
         return *this = static_cast<ConstSubstring const &>(text);
     }
-    /// Replaces the content, and keeps the memory if there is enough of it.
+    /// Replaces the content, and reuses the memory if it suffices.
     void Assign(char const * text, unsigned int length, MuCharCode code = MuMachineCharCode);
     void Assign(UniString const & text, unsigned int from, unsigned int range = All);
     void Swap(UniString & other) noexcept;
 
-    // Grow and cut.
+    // Resizing.
     void Append(UniChar unit);
     void Append(unsigned short const * text);
     void Append(char16_t const * text) { Append(ToUnits(text)); }
@@ -112,62 +113,63 @@ public:
     void Append(char const * text, unsigned int length, MuCharCode code);
     void Append(UniString const & text, unsigned int from = 0, unsigned int range = All);
     void Append(ConstSubstring const & text);
-    /// Fills at the end up to `length`; a longer text stays as it is.
+    /// Appends fill units up to `length`; a longer text is unchanged.
     void Pad(unsigned int length, UniChar unit);
-    /// Cuts, or fills at the end with zero units for the caller to write over.
+    /// Truncates, or appends zero units for the caller to overwrite.
     void SetLength(unsigned int length);
-    /// Cuts to at most `length` units.
+    /// Truncates to at most `length` units.
     void Truncate(unsigned int length);
-    /// Empty, and the memory is freed.
+    /// Empties the text and frees the memory.
     void Clear() noexcept;
-    /// Empty, but the memory is kept.
+    /// Empties the text and keeps the memory.
     void ClearContent() noexcept;
-    /// Room for `capacity` units, or for the text when it is longer; memory beyond that is freed.
+    /// Sets the capacity to `capacity` units, or to the length if that is larger; excess memory is
+    /// freed.
     void SetCapacity(unsigned int capacity);
     unsigned int GetCapacity() const { return capacity; }
 
-    // Edit.
-    /// Puts the one unit in the place of the range.
+    // Editing.
+    /// Replaces the range by one unit.
     void SetSubstring(unsigned int from, unsigned int range, UniChar replacement);
-    /// Puts a range of `text` in the place of the range.
+    /// Replaces the range by a range of `text`.
     void SetSubstring(unsigned int from, unsigned int range, UniString const & text,
                       unsigned int textFrom = 0, unsigned int textRange = All);
     void SetSubstring(unsigned int from, unsigned int range, ConstSubstring const & text);
-    /// Every `unit` of the range becomes the replacement.
+    /// Replaces every `unit` in the range.
     void ReplaceAll(UniChar unit, UniChar replacement, unsigned int from = 0,
                     unsigned int range = All);
-    // Unit by unit, so that the length stays; see CaseMapping.h.
+    // Unit by unit, so that the length is unchanged; see CaseMapping.h.
     void SetToLowerCase(unsigned int from = 0, unsigned int range = All);
     void SetToUpperCase(unsigned int from = 0, unsigned int range = All);
 
-    // Search. The results are indices into the whole text, NotFound where there is none. A text is
-    // found only when all of it lies in the range; the empty one is found where the range begins.
+    // Searching. The results are indices into the whole text, or NotFound. A text is found only if
+    // all of it is in the range; the empty text is found at the start of the range.
     unsigned int FindFirst(UniChar unit, unsigned int from = 0, unsigned int range = All) const;
     unsigned int FindFirst(UniString const & text, unsigned int from = 0,
                            unsigned int range = All) const;
     unsigned int FindFirst(char const * text, unsigned int from = 0,
                            unsigned int range = All) const;
-    /// The first unit that is one of those in `set`.
+    /// The first unit that is in `set`.
     unsigned int FindFirstIn(char const * set, unsigned int from = 0, unsigned int range = All,
                              MuCharCode code = MuMachineCharCode) const;
     unsigned int FindLast(UniChar unit) const;
     bool Contains(UniChar unit, unsigned int from = 0, unsigned int range = All) const;
-    // With regard to case.
+    // Case-sensitive.
     bool BeginsWith(UniString const & text) const;
     bool EndsWith(UniChar unit) const { return length != 0 && units[length - 1] == unit; }
 
-    // Views, valid as long as the text is not changed. What is assigned to a Substring takes the
-    // place of the part in the text.
+    // Views, valid until the text is changed. An assignment to a Substring replaces that part of
+    // the text.
     ConstSubstring GetPrefix(unsigned int length) const;
     ConstSubstring operator()(unsigned int from = 0, unsigned int range = All) const;
     Substring operator()(unsigned int from = 0, unsigned int range = All);
     ConstSubstring GetSubstring(unsigned int from = 0, unsigned int range = All) const;
     Substring GetSubstring(unsigned int from = 0, unsigned int range = All);
-    /// The text between the first `left` and the next `right` behind it, without the two; empty
-    /// when one of them is missing.
+    /// The text between the first `left` and the next `right` after it, without the two; empty if
+    /// one of them is missing.
     ConstSubstring GetSubstring(UniChar left, UniChar right, unsigned int from = 0,
                                 unsigned int range = All) const;
-    // Else a character literal would be taken for an index.
+    // Otherwise a character literal would convert to an index.
     template <CharacterLiteral Unit>
     ConstSubstring GetSubstring(Unit left, Unit right, unsigned int from = 0,
                                 unsigned int range = All) const {
@@ -192,22 +194,22 @@ public:
 
     bool IsEqual(UniString const & other, CaseComparison comparison) const;
 
-    // Convert. The results are for the length of one expression; see CStr and UStr.
+    // Conversions. The results are for use within one expression; see CStr and UStr.
     CStr ToCStr(unsigned int from = 0, unsigned int range = All,
                 MuCharCode code = MuMachineCharCode,
                 OnConversionError onError = ReplaceOnConversionError) const;
     UStr ToUStr(unsigned int from = 0, unsigned int range = All) const;
     operator std::u16string_view() const { return {ToChar16(units), length}; }
-    /// In UTF-8, as ToUtf8.
+    /// In UTF-8, like ToUtf8.
     template <std::same_as<std::string> Utf8>
     explicit operator Utf8() const {
         return ToUtf8(*this);
     }
 
-    /// Knows %s, %c, %d, %i, %u, %x, %X, %p (all 16 digits, in upper case) and %%, with '-', '0',
-    /// '+', '#', a width, a precision and any length letters, which change nothing, as in %ls and
-    /// %lu: an argument prints as what it is. A directive without a fitting argument prints as it
-    /// stands.
+    /// Supports %s, %c, %d, %i, %u, %x, %X, %p (all 16 digits, in upper case) and %%, with '-',
+    /// '0', '+', '#', a width and a precision. Length modifiers, as in %ls and %lu, are accepted
+    /// and ignored: an argument is printed by its type. A directive without a matching argument is
+    /// printed literally.
     template <typename... Arguments>
     static UniString Printf(char const * format, Arguments const &... arguments) {
         FormatArgument const list[] = {FormatArgument(arguments)..., FormatArgument(0)};
@@ -216,9 +218,10 @@ public:
         return text;
     }
 
-    /// Knows %d, %i, %u, %x, %s, %n (units taken so far, not counted as a field) and %%, with a
-    /// width, '*' for a field to pass over, and any length letters. Stops at the first directive
-    /// that the text or its target does not fit, and returns the number of fields stored.
+    /// Supports %d, %i, %u, %x, %s, %n (the number of units read so far, not counted as a field)
+    /// and %%, with a width, '*' to skip a field, and any length modifiers. Stops at the first
+    /// directive that does not match the text or its target, and returns the number of stored
+    /// fields.
     template <typename... Targets>
     int Scanf(char const * format, Targets... targets) const {
         int none;
@@ -226,7 +229,7 @@ public:
         return ScanFormatted(*this, format, list, sizeof...(targets));
     }
 
-    /// Equal texts have equal ones, on every platform and in every release.
+    /// Equal for equal texts, on every platform and in every release.
     unsigned int GenerateHashValue() const { return HashUnits(units, length); }
 
 private:
@@ -240,11 +243,11 @@ private:
     void Replace(unsigned int from, unsigned int range, ConstSubstring const & text);
     MuErrCode ReadUnits(IChannel & channel, unsigned int count);
 
-    /// Fills a usual allocator's smallest block.
+    /// Fills the smallest block of common allocators.
     static constexpr unsigned int FirstCapacity = 11;
-    static unsigned short const noUnits[1]; // not in line, where it would pin a host's modules
+    static unsigned short const noUnits[1]; // not in line: it would keep a host's modules loaded
 
-    unsigned short * units;    // `noUnits`, never written, while the capacity is 0
+    unsigned short * units;    // `noUnits`, which is never written, while the capacity is 0
     unsigned int length = 0;   // <= capacity; units[length] is 0
     unsigned int capacity = 0; // units of the block, without the one for the terminator
 };
@@ -258,7 +261,7 @@ KESTREL_API bool operator==(UniString const & a, std::u16string_view b);
 KESTREL_API bool operator==(UniString const & a, char16_t const * b);
 /// The narrow text is in the machine's code; a null one equals nothing.
 KESTREL_API bool operator==(UniString const & a, char const * b);
-/// Code unit by code unit; case matters.
+/// Compares code unit by code unit; case-sensitive.
 KESTREL_API bool operator<(UniString const & a, UniString const & b);
 
 /// In UTF-8.

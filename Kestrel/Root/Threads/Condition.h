@@ -7,33 +7,33 @@
 
 namespace Mu {
 
-/// Lets threads wait, inside a lock, for something that another thread will bring about:
+/// Lets threads wait, inside a lock, for a change by another thread:
 ///
 ///     Mu::LockGuard guard(lock);
 ///     while (queue.IsEmpty())
 ///         filled.Wait();
 ///
-/// Always in a loop: what the waiter was woken for may be gone when it has the lock again.
+/// Always wait in a loop: the condition may no longer hold when the waiter has the lock again.
 ///
 /// Memory:  none.
-/// Threads: any. Wait only by the holder of the lock, which holds it once: a lock that was entered
-///          twice is left once, and nobody else could get in.
-/// Failure: Mu::SynchronizationException when the lock cannot be taken again; it is not held then.
+/// Threads: any. Wait may be called only by the holder of the lock, which must hold it once: Wait
+///          releases it once, so with a lock held twice no other thread could enter.
+/// Failure: Mu::SynchronizationException if the lock cannot be taken again; it is not held then.
 class KESTREL_API Condition {
 public:
     explicit Condition(Lockable & givenLock) : lock(givenLock) {}
     Condition(Condition const &) = delete;
     Condition & operator=(Condition const &) = delete;
 
-    /// Leaves the lock, waits for a Notify, and takes the lock again.
+    /// Releases the lock, waits for a Notify, and takes the lock again.
     void Wait();
-    /// As Wait, but not beyond the timeout. False: there was no notification in time.
+    /// Like Wait, but at most until the timeout. False: there was no notification in time.
     bool Wait(Timeout const & timeout);
-    /// As Wait, but an interruption of this thread ends it with Mu::InterruptedIOException. The
+    /// Like Wait, but an interruption of this thread ends it with Mu::InterruptedIOException. The
     /// lock is held then, as in every other case.
     void WaitInterruptibly();
 
-    /// Wakes the thread that has waited longest, if one waits.
+    /// Wakes the thread that has been waiting longest, if any.
     void Notify() { queue.Notify(); }
     void NotifyAll() { queue.NotifyAll(); }
 

@@ -6,14 +6,13 @@
 
 namespace Mu {
 
-/// The base of observers that are notified of events. The notifications stand in the classes
-/// derived from it.
+/// The base of observers of events. Derived classes define the notifications.
 class KESTREL_API EventObserver {
 public:
     virtual ~EventObserver() = default;
 };
 
-/// Keeps its observers. An observer is not owned, and detaches itself before it is destroyed.
+/// A list of observers. An observer is not owned, and detaches itself before it is destroyed.
 ///
 /// Memory:  one list.
 /// Threads: any.
@@ -24,11 +23,11 @@ public:
     EventSource(EventSource const &) = delete;
     EventSource & operator=(EventSource const &) = delete;
 
-    /// Behind those that are there. One that is there already is not added again.
+    /// Appends an observer, unless it is already in the list.
     void Attach(EventObserver & observer);
-    /// One that is not there is no failure.
+    /// Does nothing if the observer is not in the list.
     void Detach(EventObserver & observer);
-    /// A copy of the list, in the order of attaching. Notify from such a copy, so that an
+    /// A copy of the list, in the order of attaching. Use such a copy for notifications, so that an
     /// observer may detach itself in the call.
     Array<EventObserver *> EnumerateObservers() const;
 

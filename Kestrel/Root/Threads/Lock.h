@@ -7,11 +7,11 @@
 
 namespace Mu {
 
-/// Something that one thread at a time can hold, around a span of code.
+/// A lock, which one thread at a time can hold.
 ///
-/// Take it with a LockGuard, so that an exception cannot leave it held.
+/// Use it with a LockGuard, so that it is released when an exception is thrown.
 ///
-/// Memory:  none of the kinds takes any.
+/// Memory:  none.
 /// Threads: any.
 /// Failure: Mu::SynchronizationException. A lock whose Enter threw is not held.
 class KESTREL_API Lockable {
@@ -19,21 +19,21 @@ public:
     virtual ~Lockable() = default;
     /// Waits until the calling thread holds the lock.
     virtual void Enter() = 0;
-    /// Takes the lock if that needs no waiting, and returns whether it did.
+    /// Takes the lock if that is possible without waiting, and returns whether it did.
     virtual bool TryEnter() = 0;
-    /// Only by the thread that holds it.
+    /// Only on the thread that holds it.
     virtual void Leave() = 0;
 };
 
-/// The word that all blocking locks are made of: re-entrant, silent, and usable before any
-/// constructor has run. Outside the root take one of the named kinds instead.
+/// The implementation of all blocking locks: re-entrant, non-throwing, and usable before dynamic
+/// initialisation. Outside the root use one of the named classes instead.
 class KESTREL_API LockCore {
 public:
     constexpr LockCore() = default;
     LockCore(LockCore const &) = delete;
     LockCore & operator=(LockCore const &) = delete;
 
-    /// Checks whether the system can create a lock here. False: it cannot.
+    /// Whether the system supports such locks.
     bool Create();
     /// False: the system refused to wait; the lock is not held then.
     [[nodiscard]] bool Enter();
@@ -47,13 +47,13 @@ private:
     bool WaitAndTake();
 
     std::atomic<unsigned int> state = 0;   // 0 free, 1 held, 2 held and others may be waiting
-    unsigned int depth = 0;                // how often the owner holds it; the owner's alone
-    std::atomic<std::uintptr_t> owner = 0; // the token of the thread that holds it, or 0
-    void * waitPlace[2] = {};              // what the system needs to wait here; all zero at first
+    unsigned int depth = 0;                // how often the owner holds it; for the owner only
+    std::atomic<std::uintptr_t> owner = 0; // the identification of the thread that holds it, or 0
+    void * waitPlace[2] = {};              // for the system's wait function; initially zero
 };
 
-/// A re-entrant lock that costs next to nothing without contention: no virtual call, and one atomic
-/// exchange each way. For what is locked millions of times, such as the address tree.
+/// A re-entrant lock that is very cheap without contention: no virtual call, and one atomic
+/// exchange each to enter and leave. For data that is locked very often, such as the address tree.
 class KESTREL_API FastLock {
 public:
     FastLock();
@@ -72,7 +72,7 @@ private:
     LockCore core;
 };
 
-/// A lock that its holder may take again; it is free when it was left as often.
+/// A lock that its holder may enter again; it is free after as many leaves.
 class KESTREL_API ReentrantLock final : public Lockable {
 public:
     ReentrantLock();
@@ -86,14 +86,14 @@ private:
     LockCore core;
 };
 
-/// A lock that its holder must not take again: the second Enter throws instead of waiting for ever.
+/// A lock that its holder must not enter again: the second Enter throws instead of waiting forever.
 class KESTREL_API Lock final : public Lockable {
 public:
     Lock();
     Lock(Lock const &) = delete;
     Lock & operator=(Lock const &) = delete;
     void Enter() override;
-    /// False too when the calling thread is the holder.
+    /// Also false if the calling thread is the holder.
     bool TryEnter() override;
     void Leave() override;
 
@@ -101,8 +101,8 @@ private:
     LockCore core;
 };
 
-/// A lock for a few instructions: it burns time instead of blocking, yields the processor after a
-/// while, and never throws. Not re-entrant. Usable before any constructor has run.
+/// A lock for a few instructions: it spins instead of blocking, yields the processor after a while,
+/// and never throws. Not re-entrant. Usable before dynamic initialisation.
 class KESTREL_API SpinLock final : public Lockable {
 public:
     constexpr SpinLock() = default;
@@ -116,7 +116,7 @@ private:
     std::atomic<bool> held = false;
 };
 
-/// Holds a lock of any kind from its construction to its end: `Mu::LockGuard guard(lock);`
+/// Holds a lock of any kind during its lifetime: `Mu::LockGuard guard(lock);`
 template <typename AnyLock>
 class LockGuard {
 public:

@@ -4,7 +4,7 @@
 
 namespace Mu {
 
-/// The process that this runs in.
+/// The current process.
 class KESTREL_API Process {
 public:
     /// The system's number of this process.

@@ -9,7 +9,7 @@
 
 namespace Mu {
 
-/// What a thread runs.
+/// The code that a thread runs.
 class KESTREL_API Runnable : public Allocated {
 public:
     Runnable() = default;
@@ -17,7 +17,8 @@ public:
     Runnable(Runnable const &) = delete;
     Runnable & operator=(Runnable const &) = delete;
 
-    /// Once, on the thread. An exception that leaves it ends the thread, and only the thread.
+    /// Called once, on the thread. An exception that it throws ends the thread, but not the
+    /// process.
     virtual void Run() = 0;
 
 private:
@@ -25,7 +26,7 @@ private:
     std::atomic<unsigned int> owners = 0;
 };
 
-/// Owns a runnable, together with its copies: the last one deletes it. Null runs nothing.
+/// Shared ownership of a runnable: the last copy deletes it. Null runs nothing.
 class KESTREL_API RunnableTask {
 public:
     explicit RunnableTask(Runnable * runnable) noexcept;
@@ -40,15 +41,16 @@ private:
     Runnable * runnable;
 };
 
-/// Something that blocks, and that another thread can wake. See Thread::BlockOn.
+/// A blocking operation that another thread can wake. See Thread::BlockOn.
 class KESTREL_API Interruptible {
 public:
     virtual ~Interruptible() = default;
-    /// On another thread. Wakes what is blocked, or what is just about to block. Must not wait.
+    /// Called on another thread. Wakes the operation if it is blocked or about to block. Must not
+    /// wait.
     virtual void Interrupt() = 0;
 };
 
-/// Something that can be asked to end early.
+/// Something that can be requested to end early.
 class KESTREL_API Cancelable {
 public:
     virtual ~Cancelable() = default;
@@ -60,74 +62,75 @@ public:
 class KESTREL_API Waitable {
 public:
     virtual ~Waitable() = default;
-    /// An interruptible wait leaves with Mu::InterruptedIOException when the waiting thread, not
-    /// the one waited for, is interrupted.
+    /// An interruptible wait throws Mu::InterruptedIOException if the waiting thread, not the one
+    /// waited for, is interrupted.
     virtual void Wait(bool interruptible) = 0;
-    /// At most so long. False: it is not over yet. `*remaining`, which may be null, receives how
-    /// many of the milliseconds are left.
+    /// Waits at most for the milliseconds. False: it has not ended yet. `*remaining`, which may be
+    /// null, receives the rest of the time.
     virtual bool Wait(unsigned int milliseconds, bool interruptible, unsigned int * remaining) = 0;
     virtual bool Wait(Timeout const & timeout, bool interruptible, unsigned int * remaining) = 0;
 };
 
-/// A thread of the operating system, and the way to wake it when it blocks.
+/// A thread of the operating system, with a way to wake it when it blocks.
 ///
-/// Interruption is a word to a thread that it should stop blocking. Its present blocking call, or
-/// else its next one, throws Mu::InterruptedIOException: a Sleep or Wait that was asked to be
-/// interruptible, and whatever announces itself by BlockOn, such as a socket. An Interrupt does so
-/// once. Cancel does so from then on, so that a loop round a blocking call ends, even one that
-/// swallows exceptions and looks at IsCanceled.
+/// Interruption requests a thread to stop blocking. Its current blocking call, or else its next
+/// one, throws Mu::InterruptedIOException: an interruptible Sleep or Wait, and everything that
+/// registers itself with BlockOn, such as a socket. Interrupt has this effect once. Cancel has it
+/// from then on, so that a loop around a blocking call ends, even one that ignores exceptions and
+/// checks IsCanceled.
 ///
-/// A Thread may be deleted while its thread runs; the thread then goes on by itself, as do the
-/// threads that run when the process ends.
+/// A Thread may be destroyed while its thread runs; the thread then continues on its own, as do the
+/// threads that are running when the process ends.
 ///
-/// Memory:  one block, and what the system takes.
-/// Threads: one owner drives a Thread object. Interrupt, Cancel and IsCanceled are for any thread,
-///          as are the static operations.
-/// Failure: Mu::ThreadingException for a start or a wait that cannot be; Mu::OutOfMemoryException.
+/// Memory:  one block, and the system's resources.
+/// Threads: one owner uses a Thread object. Interrupt, Cancel and IsCanceled may be called on any
+///          thread, as may the static operations.
+/// Failure: Mu::ThreadingException if a start or a wait is impossible; Mu::OutOfMemoryException.
 class KESTREL_API Thread : public Allocated, public Cancelable, public Waitable {
 public:
-    /// Does not start. The name, which may be empty, is for debuggers; the system may cut it.
+    /// Does not start. The name, which may be empty, is for debuggers; the system may truncate it.
     Thread(RunnableTask const & task, UniString const & name);
-    /// Does not wait. Releases the task, which the running thread keeps until it ends.
+    /// Does not wait. Releases the task, which a running thread keeps until it ends.
     ~Thread() override;
     Thread(Thread const &) = delete;
     Thread & operator=(Thread const &) = delete;
 
-    /// Once. False: the system could not create a thread, or the thread was started before.
+    /// May be called once. False: the system could not create a thread, or it was started before.
     bool Start();
-    /// Waits until the thread has run and is gone from the system. One that was never started is
-    /// not waited for. A thread that waits for itself throws.
+    /// Waits until the thread has ended and was removed by the system. Returns at once if it was
+    /// never started. A thread that waits for itself throws.
     void Join(bool interruptible);
     void Wait(bool interruptible) override;
     bool Wait(unsigned int milliseconds, bool interruptible, unsigned int * remaining) override;
     bool Wait(Timeout const & timeout, bool interruptible, unsigned int * remaining) override;
-    /// Started, and Run has not ended.
+    /// Whether it was started and Run has not ended.
     bool IsRunning() const;
 
     /// Wakes the thread once.
     void Interrupt();
-    /// Wakes the thread, and it will not block any more where it can be interrupted. A thread that
-    /// is started after Cancel finds itself canceled.
+    /// Wakes the thread, which then never blocks again in interruptible calls. A thread that is
+    /// started after Cancel is canceled from the beginning.
     void Cancel() override;
     bool IsCanceled() const override;
     UniString const & GetName() const;
-    /// A small number of its own, which log lines show. The threads of a process count from 1.
+    /// A small unique number, which log lines contain. The threads of a process count from 1.
     unsigned int GetNumber() const;
 
-    /// Records what the current thread is about to block on, so that Interrupt reaches it; null
-    /// when it has left. Once this has returned, the earlier one is not called any more. Look at
-    /// Interrupted() afterwards: a thread that was interrupted before is not woken again.
+    /// Registers the operation that the current thread is about to block on, so that Interrupt can
+    /// wake it; null after it has returned. Once this returns, the earlier one is not called any
+    /// more. Check Interrupted() afterwards: an earlier interruption does not wake the thread
+    /// again.
     void BlockOn(Interruptible * interruptible);
 
     /// The calling thread; also for threads that this class did not start. The object is valid on
     /// this thread until it ends.
     static Thread & GetCurrent();
     static void Sleep(unsigned int milliseconds, bool interruptible);
-    /// Whether the current thread was interrupted since it asked last, or is canceled.
+    /// Whether the current thread was interrupted since the last call, or is canceled.
     static bool Interrupted();
 
     class State;
-    /// For the library's start of threads only: the whole life of the current one.
+    /// For the start of threads by the library only: the entire run of the current one.
     static void Run(State & state);
 
 private:
@@ -136,13 +139,13 @@ private:
     State * state; // shared with the running thread
 };
 
-/// The start and end of everything that has to do with threads, counted.
+/// Initialisation and shutdown of threads, counted.
 class KESTREL_API Threading {
 public:
-    /// Makes the calling thread known. Mu::ThreadingException: the system has no room for that.
+    /// Registers the calling thread. Mu::ThreadingException: the system has no resources for that.
     static void Initialize();
-    /// At the last one, waits for those threads that have run but are still leaving the library's
-    /// code, so that the library may be unloaded. It neither cancels a running one nor waits.
+    /// The last call waits for threads that have ended but are still executing the library's code,
+    /// so that the library may be unloaded. It neither cancels running threads nor waits for them.
     static void Terminate();
 };
 

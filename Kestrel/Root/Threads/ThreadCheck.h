@@ -7,13 +7,13 @@
 
 namespace Mu {
 
-/// Finds the second thread in an object that is for one thread. A field of that object; copies and
-/// assignments of the object leave it alone. It has one size in every build and looks only where
-/// NDEBUG is not set. What it finds ends the process, with the two threads named on standard error.
+/// Detects a second thread in an object that is used by one thread. It is a field of that object,
+/// which copies and assignments do not copy. It has the same size in every build and checks only if
+/// NDEBUG is not defined. A violation ends the process, with the two threads on standard error.
 ///
-/// Two rules to choose from, one for all operations of a class:
-///  - `thread.Enter();` for an object that stays with the thread which used it first, until
-///    Release() lets another one take it over;
+/// There are two rules, one of which applies to all operations of a class: - `thread.Enter();` for
+/// an object that is bound to the thread that uses it first, until Release()
+///    lets another one take over;
 ///  - `Mu::ThreadCheck::Use use(thread);` for one that any thread may use, but one at a time.
 class ThreadCheck {
 public:
@@ -32,7 +32,7 @@ public:
 #endif
     }
 
-    /// The span of code in which the object is used; spans of one thread may lie inside each other.
+    /// The scope in which the object is used; scopes of one thread may nest.
     class Use {
     public:
         explicit Use([[maybe_unused]] ThreadCheck & check) {
@@ -49,14 +49,14 @@ public:
         Use & operator=(Use const &) = delete;
 
     private:
-        ThreadCheck * bound = nullptr; // null when an outer span has it
+        ThreadCheck * bound = nullptr; // null if an outer scope has it
     };
 
 private:
-    /// Whether the object was free and is the calling thread's now.
+    /// Whether the object was free; it is bound to the calling thread then.
     KESTREL_API static bool Bind(std::atomic<std::uintptr_t> & owner);
 
-    std::atomic<std::uintptr_t> owner = 0; // the token of a thread, or 0
+    std::atomic<std::uintptr_t> owner = 0; // the identification of a thread, or 0
 };
 
 } // namespace Mu

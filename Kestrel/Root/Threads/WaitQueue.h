@@ -7,15 +7,15 @@ namespace Mu {
 
 class Parker;
 
-/// The threads that wait for one thing, oldest first. The part of a condition that knows no lock; outside
-/// the root take a Condition.
+/// The threads that wait for one condition, oldest first. The part of a Condition without the lock;
+/// outside the root use a Condition.
 ///
-/// Memory:  none; the waiters lie on the stacks of the waiting threads.
+/// Memory:  none; the waiters are on the stacks of the waiting threads.
 /// Threads: any.
 /// Failure: none.
 class KESTREL_API WaitQueue {
 public:
-    /// One that waits, with what wakes it.
+    /// A waiting thread, with the means to wake it.
     struct Waiter {
         Parker * parker;
         Waiter * next = nullptr;
@@ -26,7 +26,7 @@ public:
     WaitQueue & operator=(WaitQueue const &) = delete;
 
     void Append(Waiter & waiter);
-    /// False: it was notified meanwhile. Either way no other thread accesses it any more.
+    /// False: it was notified meanwhile. In either case no other thread accesses it any more.
     bool Remove(Waiter & waiter);
     void Notify();
     void NotifyAll();

@@ -15,14 +15,14 @@ struct MuTimeRecord {
     int dayOfYear = 1; ///< from 1; ignored by TIGetMuTime
 };
 
-// How a record stands to the time value.
+// The relation of a record to the time value.
 inline constexpr unsigned int TIUniversalTime = 0;
 inline constexpr unsigned int TILocalTime = 1; ///< in the time zone of the user
 
 /// Seconds since the start of 1970, from the root's clock.
 KESTREL_API int TIGetTime();
-/// Error for a null record or another mode.
+/// Error for a null record or an unknown mode.
 KESTREL_API MuErrCode TIGetTimeRecord(int time, MuTimeRecord * record, unsigned int mode = 0);
-/// Fields past their range carry over, so that 24 hours are a day; Error and `*time` as it was when
-/// the month is none or the result needs more than 32 bits.
+/// Fields outside their range carry over, so that 24 hours are a day. Error, and `*time` is
+/// unchanged, if the month is invalid or the result needs more than 32 bits.
 KESTREL_API MuErrCode TIGetMuTime(MuTimeRecord const * record, int * time, unsigned int mode = 0);

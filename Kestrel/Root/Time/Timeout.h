@@ -4,20 +4,20 @@
 
 namespace Mu {
 
-/// A moment until which something waits, so that a row of waits shares one limit.
+/// A deadline, so that several waits can share one limit.
 ///
 /// Threads: any, as a value.
 class Timeout {
 public:
-    /// Never over.
+    /// Never expires.
     Timeout() = default;
-    /// Over so many milliseconds from now.
+    /// Expires after the milliseconds.
     explicit Timeout(unsigned int milliseconds)
         : end(GetClock().GetMonotonicMicroseconds() + 1000ull * milliseconds) {}
 
     bool IsInfinite() const { return end == Never; }
     bool IsOver() const { return GetRemaining() == 0; }
-    /// Microseconds; the largest number for one that is never over.
+    /// In microseconds; the largest number for one that never expires.
     unsigned long long GetRemaining() const {
         if (IsInfinite())
             return Never;

@@ -4,16 +4,16 @@
 
 namespace Mu {
 
-/// A moment to measure from. Made for timerManager.
+/// A starting time for measurements with timerManager.
 class Timer {
 private:
     friend class TimerManager;
     unsigned long long start = 0; // monotonic microseconds
 };
 
-/// Starts timers and reads them.
+/// Starts and reads timers.
 ///
-/// Threads: any; one timer belongs to one thread at a time.
+/// Threads: any; one timer is used by one thread at a time.
 class TimerManager {
 public:
     void Start(Timer & timer) const { timer.start = GetClock().GetMonotonicMicroseconds(); }

@@ -10,10 +10,10 @@ namespace Mu {
 class IChannel;
 class OChannel;
 
-/// A 128-bit identifier, laid out as a GUID is on Windows.
+/// A 128-bit identifier with the layout of a Windows GUID.
 class KESTREL_API Guid {
 public:
-    /// The text of a Guid with its terminator.
+    /// The size of the text form with its terminator.
     static constexpr unsigned int TextSize = 37;
 
     unsigned int data1 = 0;
@@ -24,8 +24,8 @@ public:
     /// "00112233-4455-6677-8899-aabbccddeeff" and a zero byte.
     void ConvertToString(char * text) const;
 
-    /// Field by field through the channel's protocol: the form that platforms exchange. An end of
-    /// input behind the first field is Error.
+    /// Reads or writes field by field with the channel's protocol: the format for exchange between
+    /// platforms. An end of input after the first field is Error.
     MuErrCode ReadStructured(IChannel & channel);
     MuErrCode WriteStructured(OChannel & channel) const;
 

@@ -12,8 +12,8 @@ struct FingerPrint {
     friend bool operator==(FingerPrint const &, FingerPrint const &) = default;
 };
 
-/// Makes the MD5 digest of a stream of bytes (RFC 1321), in pieces of any size. For telling
-/// contents apart; it keeps no secret.
+/// Computes the MD5 digest of a stream of bytes (RFC 1321), in pieces of any size. For comparing
+/// content; not for security.
 ///
 /// Memory:  none.
 /// Threads: one at a time.
@@ -22,7 +22,7 @@ class KESTREL_API Generator {
 public:
     Generator() { Reset(); }
     void Update(void const * data, unsigned int count);
-    /// The digest of all so far. The generator then starts again.
+    /// The digest of everything so far. The generator then starts again.
     void Finish(FingerPrint & digest);
     void Reset();
 
