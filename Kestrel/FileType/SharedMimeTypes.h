@@ -35,8 +35,8 @@ struct SharedMimeResult {
     };
 
     /// NoError; ErrFileNotFound and similar for the file "globs2" of the folder; ErrMemoryFull;
-    /// Error: the manager is null, or a file cannot be read or is not part of a catalogue. Nothing is
-    /// added after a failure.
+    /// Error: the manager is null, or a file cannot be read or is not part of a catalogue. Nothing
+    /// is added after a failure.
     MuErrCode status = Mu::Error;
     unsigned int typeCount = 0;
     unsigned int groupCount = 0;
