@@ -61,14 +61,13 @@ private:
         FolderEntryEnumerator & self = *static_cast<FolderEntryEnumerator *>(data);
         Location above;
         self.folder.GetLocation(&above);
-        if (mountPoint.GetLocalLength() != above.GetLocalLength() + 1)
+        // Kept: the root of the computer is above all networks, too, as for IsAncestorOf.
+        if (mountPoint.GetLocalLength() != above.GetLocalLength() + 1 ||
+            !above.IsAncestorOf(mountPoint))
             return true;
-        Location parent(mountPoint);
         Name name;
-        if (parent.MoveLastLocalName(&name) != NoError)
+        if (mountPoint.GetLastLocalName(&name) != NoError)
             Mu::ThrowOutOfMemory(); // it has a last name, and the list is incomplete without it
-        if (parent != above)
-            return true;
         return self.callback(self.folder, name, true, self.data);
     }
 

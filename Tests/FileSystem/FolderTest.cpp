@@ -381,7 +381,10 @@ TEST(Folder, ShowsWhatIsMountedRightBelow) {
         folder.CreateFile("file");
         Tests::DiskFixedVFS below;
         Tests::DiskFixedVFS deeper;
+        Tests::DiskFixedVFS far;
         ASSERT_EQ(IO::fileSystem.Mount(below, place / "mount"), IO::NoError);
+        ASSERT_EQ(IO::fileSystem.Mount(far, Location("foo://host/far")), IO::NoError);
+        EXPECT_EQ(List(Folder(Location())).count("far/"), 1u);
         ASSERT_EQ(IO::fileSystem.Mount(deeper, Location(place / "x", Name("y"))), IO::NoError);
         EXPECT_EQ(List(folder), (Names{"file", "mount/"}));
         EXPECT_EQ(List(folder, Folder::LinkProcessing::ReportLinks, Folder::Files),
@@ -389,8 +392,8 @@ TEST(Folder, ShowsWhatIsMountedRightBelow) {
         int calls = 0;
         EXPECT_EQ(folder.Enumerate(StopAtFirst, &calls), IO::NoError);
         EXPECT_EQ(calls, 1) << "a stop leaves the mount points out";
-        IO::fileSystem.Unmount(below);
-        IO::fileSystem.Unmount(deeper);
+        for (Tests::DiskFixedVFS * const system : {&below, &deeper, &far})
+            IO::fileSystem.Unmount(*system);
     }
 }
 
