@@ -238,7 +238,7 @@ private:
         ASSERT_EQ(text.BeginsWith(sought), model.starts_with(pattern));
         ASSERT_EQ(text.EndsWith(unit), model.ends_with(unit));
         ASSERT_EQ(text == sought, model == pattern);
-        auto const part = std::as_const(text)(from, range);
+        auto const part = std::as_const(text).GetSubstring().GetSubstring(from, range);
         ASSERT_TRUE(part == view);
         ASSERT_EQ(part == std::u16string_view(pattern), view == pattern);
         ASSERT_EQ(part == "ab", view == u"ab");
