@@ -31,6 +31,10 @@ TEST(WinFileEntry, ReportsWhatWasReadBeforeAFailure) {
     Mu::UniString locker;
     EXPECT_EQ(file->GetWriteLocker(&locker), Entry::LockerStatus::Unknown);
     EXPECT_EQ(file->Close(), Entry::CloseStatus::Done);
+    unsigned long long position = 0;
+    EXPECT_EQ(file->Seek(Entry::SeekOrigin::Current, 0, &position), Entry::SeekStatus::Other);
+    EXPECT_EQ(file->Flush(), Entry::WriteStatus::WriteError);
+    EXPECT_EQ(file->Close(), Entry::CloseStatus::Other) << "closed, and no other is taken for it";
 }
 
 TEST(FileTimes, ConvertBetweenSecondsAndFileTimes) {

@@ -24,8 +24,9 @@ FileHandle MakeHandle(int descriptor, unsigned int access) {
     return reinterpret_cast<FileHandle>(number << 3 | access >> 30 << 1 | 1);
 }
 
+// Null, as of an entry that is not open, is no handle; it must not be taken for the standard input.
 int GetDescriptor(FileHandle file) {
-    return static_cast<int>(reinterpret_cast<std::uintptr_t>(file) >> 3);
+    return file == nullptr ? -1 : static_cast<int>(reinterpret_cast<std::uintptr_t>(file) >> 3);
 }
 
 bool HasAccess(FileHandle file, unsigned int access) {
