@@ -224,8 +224,9 @@ MuErrCode Folder::Copy(Name const & from, Folder & target, Name const & to) {
     if (target.status != NoError)
         return target.status;
     FolderEntry::CopyStatus const result =
-        IsSameFileSystem(target) ? entry->Copy(from, *target.entry, to)
-                                 : ToCopyStatus(CopyBetweenFileSystems(*this, from, target, to));
+        TransferStep::IsOver()     ? FolderEntry::CopyStatus::Other
+        : IsSameFileSystem(target) ? entry->Copy(from, *target.entry, to)
+                                   : ToCopyStatus(CopyBetweenFileSystems(*this, from, target, to));
     return ReportOutcome(outcomes, result, {from, location, to, target.location});
 }
 
@@ -253,7 +254,9 @@ MuErrCode Folder::Copy(Name const & from, Name const & to) {
         return Error;
     if (status != NoError)
         return status;
-    return ReportOutcome(outcomes, entry->Copy(from, *entry, to), {from, to, location});
+    FolderEntry::CopyStatus const result =
+        TransferStep::IsOver() ? FolderEntry::CopyStatus::Other : entry->Copy(from, *entry, to);
+    return ReportOutcome(outcomes, result, {from, to, location});
 }
 
 } // namespace IO

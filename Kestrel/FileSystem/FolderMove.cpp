@@ -172,7 +172,8 @@ MuErrCode Folder::Delete(Name const & name, DataSafety safety, AccessDeniedTreat
     Location const subject(location, name);
     constexpr auto denied = FolderEntry::DeleteStatus::AccessDenied;
     auto const result = Retry(subject, treatment, denied, [&] {
-        return entry->Delete(name, safety == DataSafety::IgnoreProtection);
+        return TransferStep::IsOver() ? FolderEntry::DeleteStatus::Other
+                                      : entry->Delete(name, safety == DataSafety::IgnoreProtection);
     });
     if (result == denied && !IsDenialAnError(subject, treatment)) {
         Report(expectedDenied, {name, location});
@@ -251,8 +252,11 @@ MuErrCode Folder::Move(Name const & from, Folder & target, Name const & to, Data
         return target.status;
     if (!IsSameFileSystem(target))
         return MoveBetweenFileSystems(from, target, to);
-    return ReportMove(entry->Move(from, *target.entry, to, safety == DataSafety::IgnoreProtection),
-                      from, location, to, target.location);
+    FolderEntry::MoveStatus const moved =
+        TransferStep::IsOver()
+            ? FolderEntry::MoveStatus::Other
+            : entry->Move(from, *target.entry, to, safety == DataSafety::IgnoreProtection);
+    return ReportMove(moved, from, location, to, target.location);
 }
 
 // Both folders are held from the copying to the deletion, so that exactly what was copied is

@@ -1,5 +1,6 @@
 #include <Kestrel/FileSystem/ReplacingFile.h>
 
+#include <Kestrel/FileSystem/Internal/TransferStep.h>
 #include <Kestrel/Root/Log/Quietly.h>
 #include <Kestrel/Root/Memory/Memory.h>
 
@@ -82,6 +83,7 @@ void ReplacingFile::Discard() {
     isMade = false;
     if (file)
         file->Close();
+    TransferPause const pause; // whatever has ended, this is deleted
     folder->Delete(name, DataSafety::KeepProtected);
 }
 

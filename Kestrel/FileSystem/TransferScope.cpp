@@ -76,10 +76,11 @@ void TransferStep::Leave() noexcept {
     scope->step = outer;
 }
 
-bool TransferStep::IsScopeEnded() const {
-    if (scope->isEnded)
+bool TransferStep::IsOver() {
+    bool const isOver = current != nullptr && current->isEnded;
+    if (isOver)
         AddOSError("TransferScope: ended");
-    return scope->isEnded;
+    return isOver;
 }
 
 // The observer's decision for an entry further down applies to the folders above it, too.

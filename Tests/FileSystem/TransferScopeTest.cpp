@@ -1,6 +1,7 @@
 // Long work that shows itself, is ended, and goes on behind what fails.
 
 #include <Kestrel/FileSystem/Internal/TransferStep.h>
+#include <Kestrel/FileSystem/ReplacingFile.h>
 #include <Kestrel/FileSystem/TransferScope.h>
 #include <Kestrel/FileSystem/TreeEnumerator.h>
 
@@ -98,6 +99,16 @@ TEST_P(TransferScope, HearsOfEachEntryAndEndsAnyWorkAtAnyOfThem) {
                 break;
         }
     EXPECT_EQ(CountCopied(), 0u);
+    Watch watch;
+    watch.endAt = 1;
+    IO::TransferScope const scope(watch, 0);
+    unsigned int count = 0;
+    EXPECT_EQ(IO::fileSystem.CountFiles(tree, &count), IO::Error);
+    // What is not begun any more, and what is cleaned up nevertheless.
+    EXPECT_EQ(IO::Folder(tree).DeleteAll(IO::DataSafety::KeepProtected), IO::Error);
+    EXPECT_EQ(IO::fileSystem.Move(tree, place / "to", IO::DataSafety::KeepProtected), IO::Error);
+    IO::ReplacingFile(IO::Location(tree, "a")).GetFile() << "dropped";
+    EXPECT_EQ(std::distance(fs::recursive_directory_iterator(place.GetPath() / "tree"), {}), 4);
 }
 
 TEST_P(TransferScope, ReportsAtMostOnceInItsInterval) {

@@ -37,7 +37,9 @@ public:
     TransferStep & operator=(TransferStep const &) = delete;
 
     /// Whether the work is to end.
-    bool IsEnded() const { return scope != nullptr && IsScopeEnded(); }
+    bool IsEnded() const { return scope != nullptr && IsOver(); }
+    /// Whether the scope of this thread has ended, for work that is not begun as a step.
+    static bool IsOver();
     /// Whether to continue with the next entry although this one failed.
     bool Skips(MuErrCode status) { return scope != nullptr && AskToSkip(status); }
     /// The same for the innermost step of the thread.
@@ -47,7 +49,6 @@ private:
     void Enter(PathText text, bool isBelow);
     void EnterIn(Folder const & folder, Name const & name);
     void Leave() noexcept;
-    bool IsScopeEnded() const;
     bool AskToSkip(MuErrCode status);
 
     TransferScope * scope;
