@@ -46,7 +46,8 @@ public:
 /// Only the deletion of the source of a Move between drives is always completed.
 ///
 /// If the observer lets entries be skipped, a copy contains the others and a deletion continues;
-/// the operation then returns the status of the first such entry. A Move skips nothing. A walk
+/// the operation then returns the status of the first such entry. A Move skips nothing, nor does a
+/// copy between file systems. A walk
 /// always continues, unless the observer refuses.
 ///
 /// Memory:  the path of the place. Without a scope, work costs one test of a variable of the thread
