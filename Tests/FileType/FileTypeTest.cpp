@@ -61,7 +61,8 @@ TEST(FileType, MergesWhatIsSetAndSubtractsWhatIsShared) {
             }
             FileType moved(std::move(type));
             EXPECT_EQ(PlainType(type), PlainType());
-            EXPECT_EQ(type.AddExtension("a name;that takes memory", true), 0);
+            type.AddExtension("a name;that takes memory", true);
+            EXPECT_EQ(type.FindExtension("that takes memory"), 1);
             type = std::move(moved);
             EXPECT_EQ(type.Copy(type), 0);
             EXPECT_EQ(PlainType(type), model);

@@ -205,7 +205,7 @@ TEST(SharedMimeTypes, RefuseWhatIsNoCatalogue) {
          {std::string(">0=\xFF\xFFx\n"), Rule(">0", "", ""), Rule("1>0", "x", ""),
           Rule(">0", "xyz", "~2"), Rule(">0", "x", "+0"), Rule(">0", "x", "~0"),
           Rule(">4294967296", "x", ""), Rule("x>0", "x", ""), Rule("0", "x", ""),
-          Rule(">0", "xyz", "&a"), Rule(">0", "x", "&"), Rule(">0", "x", "+"), std::string(">0=")})
+          Rule(">0", "xyz", "&a"), Rule(">0", "xy", "&"), Rule(">0", "x", "+"), std::string(">0=")})
         refuse("magic", head + "[50:a/b]\n" + rule);
     refuse("magic", "MIME-magic" + head.substr(10) + "[50:a/b]\n" + Rule(">0", "x", ""));
     refuse("magic", head + Rule(">0", "x", ""));
