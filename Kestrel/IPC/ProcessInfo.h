@@ -57,8 +57,8 @@ public:
     /// Reads them again and returns the status, for callers that must distinguish a process without
     /// servers from one whose file cannot be read.
     // A process without a file has no servers: NoError. The file may be locked by its writer for a
-    // moment; Error if it remains so, and if it cannot be read or is damaged, with the servers that
-    // were read before the damage.
+    // moment; Error if it remains so, and if it cannot be looked up or read, or is damaged, with the
+    // servers that were read before the damage.
     MuErrCode RefreshServerSet() { return ObtainServerSet(); }
     /// Writes the running servers of the calling process to the file with the number of this one,
     /// or deletes the file if none are running. Error: the file cannot be written.

@@ -115,11 +115,6 @@ TEST_F(Registry, TellsNoFileFromOneThatCannotBeRead) {
     folder.Write(GetOwnNumber(), file);
     EXPECT_EQ(process.RefreshServerSet(), IO::Error);
     EXPECT_EQ(ListServers(process), "1:x,");
-    // The number of an earlier process, of another program.
-    folder.Write(GetOwnNumber(), std::string("\1\0\0\0\1\0\0\0\0\0\0\0", 12));
-    folder.Write(GetOwnNumber() + ".name", std::string("\3\0\0\0o\0l\0d\0", 10));
-    EXPECT_EQ(process.RefreshServerSet(), IO::NoError);
-    EXPECT_EQ(ListServers(process), "");
     Server server;
     server.Start(7, 7);
     EXPECT_EQ(ListServers(GetThis()), "7:");
