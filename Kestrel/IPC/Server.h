@@ -64,7 +64,7 @@ public:
     /// replaces the service that has it, also for the connections that selected it. Not owned.
     /// Writes the services file of this process, as do Start, Stop and UnregisterService.
     void RegisterService(Location const & location, Service * service);
-    /// Connections that selected the service by this name get empty responses from then on.
+    /// Connections that selected the service by this name get no responses from then on.
     void UnregisterService(Location const & location);
     ServiceMap & GetServiceMap() { return services; }
 
