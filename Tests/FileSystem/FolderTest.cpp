@@ -510,7 +510,6 @@ TEST(Folder, RefusesNullsAndEverythingWhereItIsNotThere) {
               first.PrintContent(Tests::NullReference<Mu::OChannel>()),
               first.Enumerate(static_cast<Folder::Callback>(nullptr), nullptr),
               first.GenerateUnusedName(nullptr),
-              first.GenerateUnusedName(nullptr, "y"),
               first.GenerateUnusedNameFromString(nullptr, U("y"), U(""), 0, nullptr)})
             EXPECT_EQ(status, IO::Error);
     }

@@ -58,7 +58,10 @@ TEST_P(ReplacingFile, LeavesTheOldContentOrTheNewOneAndNothingElse) {
 }
 
 TEST_P(ReplacingFile, MakesOneWhereThereIsNoneAndDropsWhatIsNotCommitted) {
+    Tests::ScriptedFileCalls calls;
+    calls.Fail(Tests::FileCall::CreateFile, 1, IO::FileError::FileExists); // its name was taken
     EXPECT_EQ(Save(place / "name", "first"), IO::NoError);
+    EXPECT_TRUE(calls.Clear());
     {
         IO::ReplacingFile dropped(place / "name");
         dropped.GetFile() << "dropped";
