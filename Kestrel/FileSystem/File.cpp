@@ -86,10 +86,15 @@ File::~File() {
 }
 
 void File::ConnectOrCreate(OnNotFound onNotFound, Folder * folder, Folder const * in) {
+    Location own;
+    if (folder != nullptr)
+        own = location;
     status = Connect(in);
     if (status == ErrFileNotFound && onNotFound == OnNotFound::Create) {
         status = ErrFileCreationFailed;
         ClearOSErrors(); // that none existed is no failure now
+        if (folder != nullptr)
+            location = own; // not where a broken link of that name leads
         if (CreateIn(folder) == NoError)
             status = entry != nullptr ? NoError : Connect(in);
     }

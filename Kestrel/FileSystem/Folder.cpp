@@ -96,10 +96,15 @@ Folder::~Folder() {
 }
 
 void Folder::ConnectOrCreate(OnNotFound onNotFound, Folder * parent, Folder const * in) {
+    Location own;
+    if (parent != nullptr)
+        own = location;
     status = Connect(in);
     if (status == ErrFolderNotFound && onNotFound == OnNotFound::Create) {
         status = ErrFolderCreationFailed;
         ClearOSErrors(); // that none existed is no failure now
+        if (parent != nullptr)
+            location = own; // not where a broken link of that name leads
         // Another creator may have been faster; the folder exists in any case.
         MuErrCode const created = CreateInParent(parent);
         if (created == NoError || created == ErrTargetExists)

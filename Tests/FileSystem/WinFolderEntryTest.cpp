@@ -189,6 +189,12 @@ TEST_F(WinFolderEntry, KnowsFilesFoldersAndLinks) {
                                                                 ? IO::NoError
                                                                 : IO::ErrFSNotAFile);
     }
+    IO::Folder whole(root);
+    EXPECT_EQ(IO::File(whole, "far.lnk", IO::File::OnNotFound::Create).GetStatus(),
+              IO::ErrFileCreationFailed);
+    EXPECT_EQ(IO::Folder(whole, "far.lnk", IO::Folder::OnNotFound::Create).GetStatus(),
+              IO::ErrFolderNotFound);
+    EXPECT_EQ(List().count("x") + List().count("x/"), 0u) << "a stray one";
     EXPECT_EQ(FileConnection(At("to file.lnk")).GetLocation(), At("file"))
         << "the location becomes the target's";
     IO::Location target;
