@@ -1,10 +1,28 @@
 #include <Kestrel/FileSystem/ReplacingFile.h>
 
+#include <Kestrel/FileSystem/FileSystem.h>
 #include <Kestrel/FileSystem/Internal/TransferStep.h>
 #include <Kestrel/Root/Log/Quietly.h>
 #include <Kestrel/Root/Memory/Memory.h>
 
 namespace IO {
+
+namespace {
+
+// To what a link leads to that does not exist; it is created there. False: links lead in a circle.
+bool FollowBroken(Location * place) {
+    constexpr int mostLinks = 40;
+    EntryType type;
+    for (int i = 0; i < mostLinks; ++i) {
+        if (fileSystem.GetType(*place, &type) != NoError || type != EntryType::Link)
+            return true;
+        if (!fileSystem.ResolveLocation(place))
+            return false;
+    }
+    return false;
+}
+
+} // namespace
 
 // Delegates to the other constructor, so that the destructor removes what was created before memory
 // runs out.
@@ -34,6 +52,8 @@ MuErrCode ReplacingFile::Open(Location place) {
                 return opened;
         }
     }
+    if (!replaces && !FollowBroken(&place))
+        return ErrFileNotFound;
     if (MuErrCode const parted = place.MoveLastLocalName(&target); parted != NoError)
         return parted;
     folder.emplace(place);

@@ -97,6 +97,12 @@ TEST(ReplacingFileRights, StayAndLinksLeadOn) {
     EXPECT_EQ(place.Read("name"), "new");
     EXPECT_TRUE(fs::is_symlink(place.GetPath() / "link"));
     EXPECT_EQ(fs::status(place.GetPath() / "name").permissions(), fs::perms{0640});
+    fs::create_symlink("link", place.GetPath() / "second");
+    fs::rename(place.GetPath() / "name", place.GetPath() / "old");
+    IO::ReplacingFile broken(place / "second");
+    broken.GetFile() << "newer";
+    EXPECT_EQ(broken.Commit(), IO::NoError);
+    EXPECT_EQ(place.Read("name"), "newer") << "where the links lead";
     fs::permissions(place.GetPath() / "name", fs::perms{0440});
     EXPECT_EQ(IO::ReplacingFile(place / "name").GetStatus(), IO::ErrFileAccessDenied);
 }
