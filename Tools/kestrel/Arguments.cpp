@@ -103,7 +103,8 @@ MuErrCode IsSpeltOtherwise(IO::Location const & location, bool * otherwise) {
     if (MuErrCode const status = location.ToPath(&path); status != IO::NoError)
         return status == IO::ErrMemoryFull ? status : IO::NoError; // not an entry of a disk
     fs::path const native = IO::ToNativePath(path);
-    if (native.empty() || fs::exists(fs::symlink_status(native, failure)))
+    // Where nobody may look, the spelling is not known.
+    if (native.empty() || fs::symlink_status(native, failure).type() != fs::file_type::not_found)
         return IO::NoError;
     return IO::fileSystem.Contains(location, otherwise);
 #endif

@@ -4,6 +4,7 @@
 #include "Streams.h"
 #include "Transfer.h"
 
+#include <Kestrel/FileSystem/Folder.h>
 #include <Kestrel/Root/Errors/ErrorCategory.h>
 #include <Kestrel/Root/Log/EscapedText.h>
 
@@ -123,8 +124,9 @@ Console::Console(bool isVerbose, std::string const & ofCommand, bool worksOnFile
 }
 
 Console::~Console() {
-    for (std::string const & line : waiting)
-        Fail(line);
+    if (!hasFailed) // else they are consequences
+        for (std::string const & line : waiting)
+            Fail(line);
     Mu::logger.Detach(*this);
 }
 
@@ -147,7 +149,8 @@ int Console::Finish(MuErrCode status, std::string const & subject) {
     bool const wasReported = reported;
     reported = false;
     if (waits && status != IO::NoError) {
-        Fail(GetPrefix() + subject + ": " + GetCause(status, last));
+        Fail(GetPrefix() + subject + ": " + FindCause(subject, status));
+        hasFailed = true;
         return Drop() | 1;
     }
     for (std::string const & line : waiting)
@@ -158,6 +161,28 @@ int Console::Finish(MuErrCode status, std::string const & subject) {
     if (!wasReported)
         Fail(subject + ": " + IO::ErrorCategory().message(status));
     return 1;
+}
+
+std::string Console::FindCause(std::string const & subject, MuErrCode status) {
+    std::string const cause = GetCause(status, last);
+    bool const isOpen = cause == IO::ErrorCategory().message(IO::Error);
+    bool const isOfSystem = last.find(" = \"") != last.npos;
+    if (isOfSystem || subject.find("' -> '") != subject.npos) // which of both it was is not known
+        return cause;
+    IO::Location top = ToLocation(subject);
+    if (!top.IsLegal())
+        return "a name in it is too long, or not allowed";
+    IO::Name name;
+    IO::Location const whole = top;
+    while (top.GetLocalLength() > (top.GetScheme().IsEmpty() ? 1 : 0) &&
+           top.MoveLastLocalName(&name) == IO::NoError) {
+    }
+    if (!isOpen)
+        return cause;
+    MuErrCode const reached = IO::Folder(top).GetStatus();
+    return reached != IO::NoError ? GetCause(reached, last)
+           : top == whole         ? "not possible for a root"
+                                  : cause;
 }
 
 int Console::NameFailed(std::string const & subject, MuErrCode status) const {

@@ -70,7 +70,10 @@ public:
     /// Writes the message, and returns 1.
     static int Fail(std::string const & message);
     /// The same after the name of the command.
-    int Refuse(std::string const & message) const { return Fail(GetPrefix() + message); }
+    int Refuse(std::string const & message) {
+        hasFailed = true;
+        return Fail(GetPrefix() + message);
+    }
     /// False, after a message, if the entry at the location has another spelling on disk.
     bool IsSpeltSo(IO::Location const & location, std::string const & subject);
 
@@ -87,7 +90,11 @@ public:
     std::string GetPrefix() const { return command + ": "; }
 
 private:
+    /// As GetCause; where that leaves the cause open, what can be seen from the path.
+    std::string FindCause(std::string const & subject, MuErrCode status);
+
     bool reported = false;
+    bool hasFailed = false;
     bool verbose;
     bool waits;
     std::string command;

@@ -268,9 +268,11 @@ int Diff(Options const & options, Console & console) {
 
 int TakeSnapshot(Options const & options, Console & console) {
     IO::Location const target = ToLocation(options.target);
+    bool const isUrl = options.target.find("://") != std::string::npos; // which nobody typed
+    std::string const name = isUrl ? ToText(target) : options.target;
     bool isThere = false;
     if (IO::fileSystem.Contains(target, &isThere) == IO::NoError && isThere)
-        return Console::Fail(options.target + " is there already");
+        return Console::Fail(name + " is there already");
     HalfMade const made(target);
     unsigned long long gone = 0;
     MuErrCode const status = CopyInside(ToInside(options.source), target, &gone);
@@ -278,7 +280,13 @@ int TakeSnapshot(Options const & options, Console & console) {
         ShowJson({{"folder", options.target}, {"gone", gone}});
     else if (status == IO::NoError && gone != 0)
         Console::Fail(options.source + ": went away while it was copied: " + std::to_string(gone));
-    return console.Finish(status, options.source);
+    if (status != IO::NoError && IsInterrupted())
+        return console.Drop() | 1;
+    // What can still be read is not the side that failed.
+    std::vector<InsideEntry> entries;
+    bool const isRead =
+        status != IO::NoError && ReadEntries(ToInside(options.source), &entries) == IO::NoError;
+    return console.Finish(status, isRead ? name : options.source);
 }
 
 } // namespace Tool

@@ -79,6 +79,20 @@ private:
     IO::Name const & name;
 };
 
+// Whether nothing can be created next to the entry.
+bool IsClosed(IO::Location const & location) {
+    Place const place(location);
+    if (place.status != IO::NoError)
+        return false;
+    IO::Folder const folder(place.folder, IO::Folder::OnNotFound::FailQuietly);
+    return folder.GetStatus() == IO::NoError && !folder.IsWriteable();
+}
+
+std::string Join(std::string const & path, IO::Name const & name) {
+    bool const isEnded = !path.empty() && (path.back() == '/' || path.back() == '\\');
+    return path + (isEnded ? "" : "/") + ToText(name);
+}
+
 /// One run of cp or mv.
 class Transferring {
 public:
@@ -132,10 +146,12 @@ private:
         // With -r a link is copied as a link.
         if (!moves && look.type == IO::EntryType::Link && !options.recursive) {
             IO::EntryType type = IO::EntryType::File;
+            if (MuErrCode const status = IO::fileSystem.GetResolvedType(source, &type);
+                status != IO::NoError)
+                return console.Finish(status, path);
             if (!IO::fileSystem.ResolveLocation(&source))
                 return console.Finish(IO::Error, path);
-            isFolder = IO::fileSystem.GetResolvedType(source, &type) == IO::NoError &&
-                       type == IO::EntryType::Folder;
+            isFolder = type == IO::EntryType::Folder;
         }
         if (!moves && isFolder && !options.recursive)
             return console.Refuse("-r not specified; omitting directory '" + path + "'");
@@ -143,7 +159,7 @@ private:
             return Make(source, target, path); // the same entry, spelt in another case
         if (source == target)
             return console.Refuse("'" + path + "' and '" + Typed(target) + "' are the same file");
-        if (source.IsAncestorOf(target))
+        if (isFolder && source.IsAncestorOf(target))
             return console.Refuse("cannot put a directory, '" + path + "', into itself, '" +
                                   Typed(target) + "'");
         watch.SetRoot(source, path);
@@ -260,20 +276,6 @@ private:
         return console.Finish(status, "'" + path + "' -> '" + Typed(target) + "'");
     }
 
-    // Whether nothing can be created next to the entry.
-    static bool IsClosed(IO::Location const & location) {
-        Place const place(location);
-        if (place.status != IO::NoError)
-            return false;
-        IO::Folder const folder(place.folder, IO::Folder::OnNotFound::FailQuietly);
-        return folder.GetStatus() == IO::NoError && !folder.IsWriteable();
-    }
-
-    static std::string Join(std::string const & path, IO::Name const & name) {
-        bool const isEnded = !path.empty() && (path.back() == '/' || path.back() == '\\');
-        return path + (isEnded ? "" : "/") + ToText(name);
-    }
-
     // The path as the user typed it.
     std::string Typed(IO::Location const & target) const {
         std::string text = options.paths.back();
@@ -322,15 +324,24 @@ int MakeLink(std::string const & path, IO::Location parent, bool intoFolder,
     IO::Name name;
     if (source.GetStatus() != IO::NoError)
         return console.Finish(source.GetStatus(), path);
-    if (intoFolder && source.GetLastLocalName(&name) == IO::NoError)
+    Mu::UniString ignored;
+    if (source.ToPath(&ignored) != IO::NoError)
+        return console.Refuse(path + ": a link leads to paths only");
+    std::string target = options.paths.back();
+    if (intoFolder && source.GetLastLocalName(&name) == IO::NoError) {
         parent.AppendToLocal(name);
-    std::string const target = intoFolder ? ToText(parent) : options.paths.back();
+        target = Join(target, name);
+    }
     Look const look = LookAt(parent);
     if (look.isThere && !look.IsFolder() && options.force)
         (void)IO::fileSystem.Delete(parent, IO::DataSafety::KeepProtected, Retry);
-    MuErrCode status = parent.MoveLastLocalName(&name);
+    Place const place(parent);
+    MuErrCode status = place.status;
     if (status == IO::NoError)
-        status = IO::Folder(parent).CreateLink(name, source);
+        status = IO::Folder(place.folder).CreateLink(place.name, source);
+    if (status == IO::Error &&
+        IsClosed(parent)) // a failed creation of a link leaves the cause open
+        status = IO::ErrFolderAccessDenied;
     if (status == IO::NoError && options.longForm)
         Out() << "'" << target << "' -> '" << path << "'\n";
     return console.Finish(status, target);
@@ -359,8 +370,11 @@ int MakeFolder(Options const & options, Console & console) {
     int result = 0;
     for (std::string const & path : options.paths) {
         IO::Location const location = ToLocation(path);
-        MuErrCode const status = options.parents ? IO::fileSystem.CreateFolderTree(location)
-                                                 : IO::fileSystem.CreateFolder(location);
+        MuErrCode status = options.parents ? IO::fileSystem.CreateFolderTree(location)
+                                           : IO::fileSystem.CreateFolder(location);
+        if (status == IO::Error && // of a root
+            IO::Folder(location, IO::Folder::OnNotFound::FailQuietly).GetStatus() == IO::NoError)
+            status = IO::ErrTargetExists;
         if (status == IO::NoError && options.longForm)
             Out() << "created directory '" << path << "'\n";
         result |= console.Finish(status, path);

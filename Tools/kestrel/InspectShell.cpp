@@ -206,6 +206,10 @@ int InspectShell::ShowHelp(Words const &) {
     std::vector<std::vector<std::string>> rows;
     for (Command const & command : commands)
         rows.push_back({command.name, command.arguments, command.description});
+    if (options.json) {
+        ShowJson(rows);
+        return 0;
+    }
     ShowTable(std::move(rows));
     Out() << "Names stand as in URLs where they hold blanks, slashes and the like; the tab key "
              "completes them.\n";

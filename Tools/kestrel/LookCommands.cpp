@@ -312,9 +312,9 @@ int Tail(Options const & options, Console & console) {
 // 1 if they differ, 2 for a failure, as scripts expect.
 int Compare(Options const & options, Console & console) {
     IO::File a(ToLocation(options.source));
-    IO::File b(ToLocation(options.target));
     if (MuErrCode const opened = a.Open(Shared, Retry); opened != IO::NoError)
         return console.Finish(opened, options.source) * 2;
+    IO::File b(ToLocation(options.target));
     if (MuErrCode const opened = b.Open(Shared, Retry); opened != IO::NoError)
         return console.Finish(opened, options.target) * 2;
     std::vector<char> inA(PieceSize);
@@ -325,9 +325,9 @@ int Compare(Options const & options, Console & console) {
         unsigned int readA = 0;
         unsigned int readB = 0;
         MuErrCode const statusA = a.ReadBin(inA.data(), PieceSize, &readA);
-        MuErrCode const statusB = b.ReadBin(inB.data(), PieceSize, &readB);
         if (statusA != IO::NoError && statusA != IO::EOI)
             return console.Finish(statusA, options.source) * 2;
+        MuErrCode const statusB = b.ReadBin(inB.data(), PieceSize, &readB);
         if (statusB != IO::NoError && statusB != IO::EOI)
             return console.Finish(statusB, options.target) * 2;
         unsigned int const both = std::min(readA, readB);

@@ -111,6 +111,9 @@ int UnzipAll(Source & source, Target & target, Options const & options, Console 
             return damage.Finish(progress.GetCount());
         if (read != IO::InputFailure)
             return console.Finish(read, NameSource(options.source));
+        MuErrCode const below = source.GetChannel().GetInputStatus();
+        if (below != IO::NoError && below != IO::EOI) // it is not damaged, but cannot be read
+            return console.Finish(below, NameSource(options.source));
         bool const isBroken = zip.GetZipError() == IO::ZipDataError;
         damage.Report(isBroken ? "is corrupt" : "is cut off", source.GetPosition());
         if (!options.recover || zip.FindNextFlushFlush(0) != IO::NoError)

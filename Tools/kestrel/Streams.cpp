@@ -70,6 +70,9 @@ void Target::OpenFile(std::string const & path, bool force) {
     IO::Location const location = ToLocation(path);
     bool exists = false;
     status = IO::fileSystem.Contains(location, &exists);
+    IO::EntryType type = IO::EntryType::File;
+    if (status == IO::NoError && exists && !force) // or nobody may look
+        status = IO::fileSystem.GetType(location, &type);
     if (status == IO::NoError && exists && !force)
         status = IO::ErrTargetExists;
     if (status != IO::NoError)

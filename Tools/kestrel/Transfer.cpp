@@ -99,7 +99,8 @@ std::string GetCause(MuErrCode status, std::string const & line) {
     // `... (OS errors: CreateFile: 2 = "No such file or directory")`
     if (std::size_t const begin = line.rfind(" = \""); begin != line.npos) {
         std::string const text = line.substr(begin + 4);
-        std::string const cause = text.substr(0, text.find('"'));
+        std::string cause = text.substr(0, text.find('"'));
+        cause.erase(cause.find_last_not_of(". ") + 1); // some systems write sentences
         if (!cause.empty() && cause != "???")
             return cause;
     }
@@ -109,8 +110,12 @@ std::string GetCause(MuErrCode status, std::string const & line) {
     // The last part of the line before the system's.
     if (std::size_t const end = line.find(" (OS errors"); end != line.npos) {
         std::size_t const begin = line.rfind(": ", end);
-        if (begin != line.npos && line.compare(begin + 2, 13, "unknown error") != 0)
-            return line.substr(begin + 2, end - begin - 2);
+        std::string const phrase =
+            begin == line.npos ? std::string() : line.substr(begin + 2, end - begin - 2);
+        if (phrase == IO::MakeErrorCode(IO::ErrFSNotAFolder).message())
+            return std::make_error_condition(std::errc::not_a_directory).message();
+        if (!phrase.empty() && phrase != "unknown error")
+            return phrase;
     }
     return IO::MakeErrorCode(status).message();
 }

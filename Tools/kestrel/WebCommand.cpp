@@ -116,7 +116,7 @@ int ServePage(Options const & options, ProcessAddress const & target) {
         Out().Flush();
         server.Run(); // until it is interrupted
     } catch (InspectedProcess::Unanswered const & failure) {
-        return Console::Fail(failure.what());
+        return Console::Fail(options.source + ": " + failure.what());
     } catch (std::system_error const & failure) {
         return Console::Fail("port " + options.webPort + ": " + failure.code().message());
     }
@@ -130,7 +130,7 @@ int SavePage(Options const & options, ProcessAddress const & target, Console & c
     try {
         page = BuildSavedPage(CollectData(site.process, site.machine, &leftOut));
     } catch (InspectedProcess::Unanswered const & failure) {
-        return Console::Fail(failure.what());
+        return Console::Fail(options.source + ": " + failure.what());
     }
     Target file(options.page, false);
     MuErrCode status = file.GetStatus();

@@ -551,9 +551,9 @@ private:
 
     /// Commands that report failures as a path and a cause.
     static inline std::set<std::string> const worksOnFiles{
-        "cat",  "cmp",  "count", "cp",   "decrypt", "du",    "encrypt", "find",
-        "head", "ln",   "log",   "ls",   "md5",     "mkdir", "mv",      "rm",
-        "stat", "tail", "touch", "tree", "type",    "unzip", "write",   "zip"};
+        "cat",  "cmp",  "count", "cp",   "decrypt", "diff",  "du",    "encrypt", "find",
+        "head", "ln",   "log",   "ls",   "md5",     "mkdir", "mv",    "rm",      "snapshot",
+        "stat", "tail", "touch", "tree", "type",    "unzip", "write", "zip"};
 
     CLI::App app;
     Tool::Options options;
