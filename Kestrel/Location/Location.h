@@ -54,7 +54,6 @@ concept LocationText = requires(T const & text) {
 ///          Error; an invalid address is ErrMemoryFull; a status is returned as it is; an index
 ///          past the end, or the last name of an empty part, is Error. Their out-parameters are
 ///          unchanged on failure.
-///          out-parameters are left alone on failure.
 class KESTREL_API Location : public Mu::Object {
 public:
     /// How `network` is interpreted. The numbers are fixed.
