@@ -7,23 +7,6 @@
 
 namespace IO {
 
-namespace {
-
-// To what a link leads to that does not exist; it is created there. False: links lead in a circle.
-bool FollowBroken(Location * place) {
-    constexpr int mostLinks = 40;
-    EntryType type;
-    for (int i = 0; i < mostLinks; ++i) {
-        if (fileSystem.GetType(*place, &type) != NoError || type != EntryType::Link)
-            return true;
-        if (!fileSystem.ResolveLocation(place))
-            return false;
-    }
-    return false;
-}
-
-} // namespace
-
 // Delegates to the other constructor, so that the destructor removes what was created before memory
 // runs out.
 ReplacingFile::ReplacingFile(Location const & target) : ReplacingFile() {
@@ -52,12 +35,21 @@ MuErrCode ReplacingFile::Open(Location place) {
                 return opened;
         }
     }
-    if (!replaces && !FollowBroken(&place))
-        return ErrFileNotFound;
-    if (MuErrCode const parted = place.MoveLastLocalName(&target); parted != NoError)
-        return parted;
-    folder.emplace(place);
-    return folder->GetStatus() == NoError ? Make(replaces) : folder->GetStatus();
+    constexpr int mostLinks = 40;
+    for (int i = 0; i < mostLinks; ++i) {
+        if (MuErrCode const parted = place.MoveLastLocalName(&target); parted != NoError)
+            return parted;
+        folder.emplace(place);
+        if (folder->GetStatus() != NoError)
+            return folder->GetStatus();
+        EntryType type;
+        if (replaces || folder->GetType(target, &type) != NoError || type != EntryType::Link)
+            return Make(replaces);
+        // A broken link: what it leads to is created.
+        if (!fileSystem.ResolveLocation(Location(place, target), &place))
+            break;
+    }
+    return ErrFileNotFound;
 }
 
 MuErrCode ReplacingFile::Make(bool replaces) {
