@@ -14,6 +14,7 @@
 #include <Kestrel/Root/Settings/Preferences.h>
 
 #include <atomic>
+#include <optional>
 
 namespace IO {
 
@@ -86,15 +87,15 @@ File::~File() {
 }
 
 void File::ConnectOrCreate(OnNotFound onNotFound, Folder * folder, Folder const * in) {
-    Location own;
-    if (folder != nullptr)
+    std::optional<Location> own;
+    if (folder != nullptr && onNotFound == OnNotFound::Create)
         own = location;
     status = Connect(in);
     if (status == ErrFileNotFound && onNotFound == OnNotFound::Create) {
         status = ErrFileCreationFailed;
         ClearOSErrors(); // that none existed is no failure now
-        if (folder != nullptr)
-            location = own; // not where a broken link of that name leads
+        if (own)
+            location = *own; // not where a broken link of that name leads
         if (CreateIn(folder) == NoError)
             status = entry != nullptr ? NoError : Connect(in);
     }

@@ -9,6 +9,8 @@
 #include <Kestrel/Location/Internal/OSErrors.h>
 #include <Kestrel/Root/Log/Quietly.h>
 
+#include <optional>
+
 namespace IO {
 
 // Hosts compiled without optimisation take the addresses.
@@ -96,15 +98,15 @@ Folder::~Folder() {
 }
 
 void Folder::ConnectOrCreate(OnNotFound onNotFound, Folder * parent, Folder const * in) {
-    Location own;
-    if (parent != nullptr)
+    std::optional<Location> own;
+    if (parent != nullptr && onNotFound == OnNotFound::Create)
         own = location;
     status = Connect(in);
     if (status == ErrFolderNotFound && onNotFound == OnNotFound::Create) {
         status = ErrFolderCreationFailed;
         ClearOSErrors(); // that none existed is no failure now
-        if (parent != nullptr)
-            location = own; // not where a broken link of that name leads
+        if (own)
+            location = *own; // not where a broken link of that name leads
         // Another creator may have been faster; the folder exists in any case.
         MuErrCode const created = CreateInParent(parent);
         if (created == NoError || created == ErrTargetExists)
