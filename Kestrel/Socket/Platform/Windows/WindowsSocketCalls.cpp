@@ -93,6 +93,13 @@ unsigned int WindowsSocketCalls::Accept(SocketHandle socket, SocketHandle * acce
 }
 
 unsigned int WindowsSocketCalls::Connect(SocketHandle socket, SocketAddress const & address) {
+    // Repeated after an attempt that failed, connect would start over and hide the failure.
+    int failure = 0;
+    int size = sizeof(failure);
+    if (::getsockopt(socket, SOL_SOCKET, SO_ERROR, reinterpret_cast<char *>(&failure), &size) !=
+            SOCKET_ERROR &&
+        failure != 0)
+        return static_cast<unsigned int>(failure);
     sockaddr_in const native = ToNative(address);
     return Result(::connect(socket, AsGeneral(native), sizeof(native)));
 }
