@@ -15,9 +15,13 @@ namespace {
 
 using Narrow = std::string_view;
 
+void SkipBlanks(Narrow & text) {
+    text.remove_prefix(std::min(text.find_first_not_of(" \t\n\v\f\r"), text.size()));
+}
+
 // Skips the blanks and the sign at the start of a number; true for a minus.
 bool TakeSign(Narrow & text) {
-    text.remove_prefix(std::min(text.find_first_not_of(" \t\n\v\f\r"), text.size()));
+    SkipBlanks(text);
     bool const isNegative = text.starts_with('-');
     if (isNegative || text.starts_with('+'))
         text.remove_prefix(1);
@@ -153,11 +157,16 @@ double Reflectable::ToDouble(Name const & name) {
 void const * Reflectable::ToPointer(Name const & name) {
     Mu::CStr const narrow = name.ToString().ToCStr();
     Narrow text = ToNarrow(narrow);
-    constexpr std::size_t MostDigits = 16;
+    constexpr std::size_t LongestNumber = 16; // with its sign and prefix, but not the blanks
     if (!text.starts_with("0x"))
         return nullptr;
-    unsigned long long const address = ScanMagnitude(text.substr(2, MostDigits), 16);
-    return reinterpret_cast<void const *>(static_cast<std::uintptr_t>(address));
+    text.remove_prefix(2);
+    SkipBlanks(text);
+    text = text.substr(0, LongestNumber);
+    bool const isNegative = TakeSign(text);
+    unsigned long long const magnitude = ScanMagnitude(text, 16);
+    return reinterpret_cast<void const *>(
+        static_cast<std::uintptr_t>(isNegative ? 0 - magnitude : magnitude));
 }
 
 } // namespace IO

@@ -73,7 +73,7 @@ TEST(Reflectable, ReadsNumbersFromNamesOfAnyForm) {
     };
     Row const rows[] = {
         {"", 0, 0, 0, 0},
-        {"none", 0, 0, 0, 0},
+        {"0x -1234567890ABCDEF0", 0, 0, 0, 0xfedcba9876f54322},
         {" +12 a", 12, 12, 12, 0},
         {"-1", 0xffffffffu, -1, -1, 0},
         {"010", 10, 8, 10, 0},
