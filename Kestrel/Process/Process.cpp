@@ -45,7 +45,10 @@ private:
 };
 
 bool Describe(ProcessEntry const & entry, Descriptor * descriptor) {
-    Name const program(Mu::UniString(PathText(entry.exeFile)));
+    // Some letters differ from their own lower-case forms even if case is ignored.
+    Mu::UniString exeFile{PathText(entry.exeFile)};
+    exeFile.SetToLowerCase();
+    Name const program(std::move(exeFile));
     ProgramFinder finder(program);
     if (GetProcessCalls().EnumerateModules(entry.processId, finder) != FileError::None ||
         !finder.IsFound())

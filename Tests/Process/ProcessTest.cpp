@@ -53,8 +53,8 @@ std::vector<std::string> Walk() {
 std::vector<Tests::ScriptedProcessCalls::Running> MakeProcesses() {
     return {{1, u"System", {}},
             {2, u"SHELL.exe", {u"kernel32.dll", u"Shell.EXE", u"other.dll"}},
-            {3, u"strange", {u"else.dll"}},
-            {4, u"plain", {u"plain"}}};
+            {4, u"\u0130", {u"\u0130"}},
+            {3, u"strange", {u"else.dll"}}};
 }
 
 } // namespace
@@ -62,7 +62,10 @@ std::vector<Tests::ScriptedProcessCalls::Running> MakeProcesses() {
 TEST(Process, WalksOverWhatCanBeDescribed) {
     Resolver resolver;
     Tests::ScriptedProcessCalls calls(MakeProcesses());
-    std::vector<std::string> const expected{"2<1002 shell.exe Shell.EXE", "4<1004 plain plain"};
+    Mu::UniString dotted(u"\u0130");
+    dotted.SetToLowerCase(); // itself on Windows
+    std::vector<std::string> const expected{"2<1002 shell.exe Shell.EXE",
+                                            "4<1004 " + ToUtf8(dotted) + " \xC4\xB0"};
     SweepAllocations([&](bool failed) {
         std::vector<std::string> const found = Walk();
         EXPECT_TRUE(failed || found == expected);
