@@ -69,7 +69,8 @@ Mu::String InternetAddress::GetHostAddress() const {
 }
 
 bool InternetAddress::ParseHostAddress(Mu::UniString const & text, unsigned char (&address)[4]) {
-    unsigned long long numbers[4]; // wide, so that large ones keep their low byte
+    // Wide and signed, so that large and negative ones keep their low byte.
+    long long numbers[4];
     if (text.Scanf("%u.%u.%u.%u", &numbers[0], &numbers[1], &numbers[2], &numbers[3]) != 4)
         return false;
     // Kept: 300 is read as 44. Hosts pass texts unchecked, and check them themselves where it
