@@ -147,8 +147,10 @@ double Reflectable::ToDouble(Name const & name) {
     bool const isNegative = TakeSign(text);
     bool const isHex = BeginsHex(text);
     text.remove_prefix(isHex ? 2 : 0);
+    // What else std::from_chars reads: a second sign, and infinity and the like after the prefix.
+    std::size_t const other = text.find_first_of(isHex ? "-iInN" : "-");
     double magnitude = 0;
-    if (!text.starts_with('-')) // a second sign
+    if (other != 0)
         std::from_chars(text.data(), text.data() + text.size(), magnitude,
                         isHex ? std::chars_format::hex : std::chars_format::general);
     return isNegative ? -magnitude : magnitude;

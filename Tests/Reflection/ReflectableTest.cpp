@@ -84,6 +84,7 @@ TEST(Reflectable, ReadsNumbersFromNamesOfAnyForm) {
         {"-99999999999", 1, std::numeric_limits<int>::min(), -99999999999.0, 0},
         {"0x00000000000000FF00", 0, 0xff00, 0xff00, 0xff},
         {"0X1", 0, 1, 1, 0},
+        {"0xinf", 0, 0, 0, 0},
     };
     for (Row const & row : rows) {
         Name const name(row.text);
