@@ -123,10 +123,14 @@ MuErrCode Location::ReadFields(Mu::IChannel & channel, unsigned int subVersion) 
         result = ReadPlatformBlock(channel);
         if (result == NoError)
             result = channel.GetInputStatus();
+        if (result != NoError)
+            return result;
     }
-    if (result == NoError && subVersion >= 2)
+    if (subVersion >= 2)
         result = ReadURLFields(channel);
-    return result != NoError ? result : channel.GetInputStatus();
+    // Kept: from here on, the end of the input inside a value is EOI, too, and not Error.
+    MuErrCode const arrived = channel.GetInputStatus();
+    return arrived != NoError ? arrived : result;
 }
 
 MuErrCode Location::ReadURLFields(Mu::IChannel & channel) {

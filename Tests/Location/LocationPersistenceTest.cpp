@@ -112,18 +112,13 @@ TEST(LocationPersistence, KnowsTheCodesOfModels) {
         Location::SmbModel,     Location::SmbModel,    Location::NullModel,
         Location::UnknownModel, Location::SchemeModel, Location::UnknownModel,
     };
-    for (unsigned int code = 0; code < std::size(models); ++code) {
+    for (unsigned int code = 0; code <= std::size(models); ++code) {
         Parts parts;
-        parts.code[0] = static_cast<char>(code);
+        parts.code[code < 9 ? 0 : 3] = static_cast<char>(code);
         Location back;
         EXPECT_EQ(FromBytes(MakeBytes(2, parts), back), IO::NoError);
-        EXPECT_EQ(back.GetNetworkModel(), models[code]) << code;
+        EXPECT_EQ(back.GetNetworkModel(), models[code < 9 ? code : 8]) << code;
     }
-    Parts parts;
-    parts.code = "\0\0\0\xFF"s;
-    Location back;
-    EXPECT_EQ(FromBytes(MakeBytes(2, parts), back), IO::NoError);
-    EXPECT_EQ(back.GetNetworkModel(), Location::UnknownModel);
 }
 
 TEST(LocationPersistence, ReadsEveryVersion) {
@@ -195,6 +190,10 @@ TEST(LocationPersistence, ReadsOnlyWhatIsWhole) {
     for (unsigned char subVersion : {0, 1, 2})
         ExpectSafeReading(subVersion < 2 ? MakeURL("lan://h.i/a/b") : location,
                           ToBytes(location, {1, subVersion}));
+    std::string const bytes = ToBytes(location);
+    Location back;
+    for (std::size_t missing = 1; missing <= 18; ++missing) // the texts and the port
+        EXPECT_EQ(FromBytes(bytes.substr(0, bytes.size() - missing), back), IO::EOI) << missing;
     ByteOChannel turned;
     EXPECT_EQ(MakeAddress({"C:", "usr", "lib"}).Write(turned, 2), IO::NoError);
     ExpectSafeReading(MakeAddress({"C:", "usr", "lib"}), turned.GetBytes());
