@@ -234,6 +234,7 @@ MuErrCode Address::EnumerateNames(NameEnumerator * enumerator) const {
         return Error;
     if (node == NoNode)
         return ErrMemoryFull;
+    Address const held(*this); // the receiver may change or destroy this address
     Turn const tree;
     PathNodes const path(*tree, node);
     Name name;

@@ -100,7 +100,8 @@ public:
     bool IsEmpty() const;
 
     /// Calls NameFound for every name, first to last, attachments included, with the lock of the
-    /// tree held. ErrMemoryFull: the address is invalid, or there was no memory for a name.
+    /// tree held. The address may be changed or destroyed meanwhile. ErrMemoryFull: the address is
+    /// invalid, or there was no memory for a name.
     MuErrCode EnumerateNames(NameEnumerator * enumerator) const;
 
     /// Whether the names are equal by Name::operator==, whatever their attachments.

@@ -20,15 +20,18 @@ namespace {
 class Collector : public IO::NameEnumerator {
 public:
     void NameFound(IO::Name const & name) override {
+        address.Clear();
         names.emplace_back(std::u16string_view(name.ToString()));
         EXPECT_EQ(MakeAddress(names).GetLength(), names.size()) << "the thread may use the tree";
     }
+    IO::Address address;
     Path names;
 };
 
-Path Enumerate(IO::Address const & address) {
+Path Enumerate(IO::Address address) {
     Collector collector;
-    EXPECT_EQ(address.EnumerateNames(&collector), IO::NoError);
+    collector.address = std::move(address);
+    EXPECT_EQ(collector.address.EnumerateNames(&collector), IO::NoError);
     return collector.names;
 }
 
@@ -116,9 +119,10 @@ TEST(Address, HidesAttachmentsFromWhoReadsNames) {
     EXPECT_EQ(ToBytes(address), ToBytes(plain)) << "attachments are private to the process";
     EXPECT_EQ(PrintTree(), "Root (2)\n|\n+---a (2)\n|   |\n|   +---::<tag>b (1)\n"
                            "|   |\n|   +---b (1)\n");
-    IO::Address appended;
+    IO::Address appended = MakeAddress({u"c"});
     EXPECT_EQ(appended.Append(address), IO::NoError);
-    EXPECT_EQ(Enumerate(appended), (Path{u"a", u"b"})) << "another path has no part in it";
+    EXPECT_EQ(Enumerate(std::move(appended)), (Path{u"c", u"a", u"b"}))
+        << "another path has no part in it";
 }
 
 TEST(Address, TakesWhatOnlyLooksLikeAnAttachmentAsText) {
