@@ -247,9 +247,9 @@ MuErrCode File::WriteRest(char const * source, unsigned int count, unsigned int 
     }
     Turn const turn(*this);
     MuErrCode result = CheckFlag(writeable);
+    // After a failure the buffer would still store what fits, and write it later.
     if (result == NoError)
-        result =
-            outputBuffer.GetStatus(); // the buffer could still take a few bytes after a failure
+        result = outputBuffer.GetStatus();
     if (readable && result == NoError)
         result = LeaveReadAhead();
     if (result == NoError)

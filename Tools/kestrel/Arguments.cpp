@@ -126,6 +126,11 @@ bool NamesAround(std::string const & argument) {
            (location == current || location.IsAncestorOf(current));
 }
 
+std::string Join(std::string const & folder, std::string const & name) {
+    bool const isEnded = !folder.empty() && (folder.back() == '/' || folder.back() == '\\');
+    return folder + (isEnded ? "" : "/") + name;
+}
+
 std::string ToText(IO::Location const & location) {
     Mu::UniString path;
     if (location.ToPath(&path) != IO::NoError) {

@@ -26,6 +26,9 @@ inline std::string ToText(Mu::String const & text) {
     return std::string(std::string_view(text));
 }
 
+/// A path of users with a name appended.
+std::string Join(std::string const & folder, std::string const & name);
+
 /// Whether the entry at the location has another spelling on disk. Opening it works then, but
 /// commands that destroy refuse. Only on Linux; Windows itself treats all spellings as equal. A
 /// failure status: it could not be checked.

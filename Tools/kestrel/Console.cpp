@@ -172,13 +172,13 @@ std::string Console::FindCause(std::string const & subject, MuErrCode status) {
     IO::Location top = ToLocation(subject);
     if (!top.IsLegal())
         return "a name in it is too long, or not allowed";
+    if (!isOpen)
+        return cause;
     IO::Name name;
     IO::Location const whole = top;
     while (top.GetLocalLength() > (top.GetScheme().IsEmpty() ? 1 : 0) &&
            top.MoveLastLocalName(&name) == IO::NoError) {
     }
-    if (!isOpen)
-        return cause;
     MuErrCode const reached = IO::Folder(top).GetStatus();
     return reached != IO::NoError ? GetCause(reached, last)
            : top == whole         ? "not possible for a root"

@@ -88,11 +88,6 @@ bool IsClosed(IO::Location const & location) {
     return folder.GetStatus() == IO::NoError && !folder.IsWriteable();
 }
 
-std::string Join(std::string const & path, IO::Name const & name) {
-    bool const isEnded = !path.empty() && (path.back() == '/' || path.back() == '\\');
-    return path + (isEnded ? "" : "/") + ToText(name);
-}
-
 /// One run of cp or mv.
 class Transferring {
 public:
@@ -259,7 +254,7 @@ private:
         for (IO::Name const & name : names)
             if (!watch.IsEnded())
                 result |= Transfer(IO::Location(source, name), IO::Location(target, name),
-                                   Join(path, name));
+                                   Join(path, ToText(name)));
         return result;
     }
 
@@ -283,7 +278,7 @@ private:
         IO::Name name;
         if (target.GetDifference(base, &below) == IO::NoError)
             for (unsigned int i = 0; below.GetName(i, &name) == IO::NoError; ++i)
-                text = Join(text, name);
+                text = Join(text, ToText(name));
         return text;
     }
 
@@ -330,7 +325,7 @@ int MakeLink(std::string const & path, IO::Location parent, bool intoFolder,
     std::string target = options.paths.back();
     if (intoFolder && source.GetLastLocalName(&name) == IO::NoError) {
         parent.AppendToLocal(name);
-        target = Join(target, name);
+        target = Join(target, ToText(name));
     }
     Look const look = LookAt(parent);
     if (look.isThere && !look.IsFolder() && options.force)

@@ -281,7 +281,7 @@ int ListFolder(IO::Location const & location, std::string const & path, Options 
     for (Found const & found : all.found) {
         entries.push_back(Gather({location, &found.name}, found, options, colours));
         if (MuErrCode const status = entries.back().status; status != IO::NoError)
-            result = console.NameFailed(LeftOut::Join(path, entries.back().text), status);
+            result = console.NameFailed(Join(path, entries.back().text), status);
     }
     Order const order = Sort(entries, options);
     if (options.recursive)
@@ -294,8 +294,8 @@ int ListFolder(IO::Location const & location, std::string const & path, Options 
     for (Listed const * const entry : order)
         if (options.recursive && entry->type == IO::EntryType::Folder) {
             Out() << "\n";
-            result |= ListFolder(IO::Location(location, *entry->name),
-                                 LeftOut::Join(path, entry->text), options, colours, console);
+            result |= ListFolder(IO::Location(location, *entry->name), Join(path, entry->text),
+                                 options, colours, console);
         }
     return result;
 }

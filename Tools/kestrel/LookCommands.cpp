@@ -259,7 +259,7 @@ private:
         leftOut.Settle();
         std::string const text = ToText(name);
         if (IsWanted(*GetParent(), name, text, type))
-            Out() << LeftOut::Join(leftOut.GetPath(), text) << "\n";
+            Out() << Join(leftOut.GetPath(), text) << "\n";
     }
     // An entry whose data the enumeration has needs no query.
     bool EntryFound(IO::Name const & name, bool isFolder) override {

@@ -94,12 +94,16 @@ std::string GetLogBase(std::string const & name, std::string const & owner) {
     return isOne ? name.substr(0, end + 1) : "";
 }
 
-// The folders that lead to a node of a walk down the address tree, the drive first. False: it lies
-// on no drive.
+// The name of a node of a walk down the address tree; empty unless the process reports a text.
+std::string GetNodeName(Json const & node) {
+    return node.size() > 3 && node[3].is_string() ? node[3].get<std::string>() : "";
+}
+
+// The folders that lead to a node of that walk, the drive first. False: it lies on no drive.
 bool GetFolder(Json const & nodes, std::size_t node, IO::Location * folder) {
     std::vector<std::string> names;
-    for (long long at = nodes[node][0]; at > 0; at = nodes[static_cast<std::size_t>(at)][0])
-        names.push_back(nodes[static_cast<std::size_t>(at)][3]); // the first node is the root
+    for (int at = nodes[node][0]; at > 0; at = nodes[static_cast<std::size_t>(at)][0])
+        names.push_back(GetNodeName(nodes[static_cast<std::size_t>(at)])); // 0 is the root
     if (names.empty() || names.back().size() != 2 || names.back()[1] != ':')
         return false;
     for (; !names.empty(); names.pop_back())
@@ -129,9 +133,7 @@ bool MachineData::FindLog(LogSeries * found) {
                                                InspectedProcess::MostNodes, DeepestFolder, true);
                 Json const & nodes = walk["nodes"];
                 for (std::size_t i = 0; i < nodes.size(); ++i) {
-                    if (nodes[i].size() < 4 || !nodes[i][3].is_string())
-                        continue;
-                    LogSeries one{{}, GetLogBase(nodes[i][3], std::to_string(number))};
+                    LogSeries one{{}, GetLogBase(GetNodeName(nodes[i]), std::to_string(number))};
                     if (!one.base.empty() && GetFolder(nodes, i, &one.folder)) {
                         log = one;
                         owner = number;

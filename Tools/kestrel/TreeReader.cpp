@@ -12,11 +12,6 @@
 
 namespace Tool {
 
-std::string LeftOut::Join(std::string const & folder, std::string const & name) {
-    bool const isEnded = !folder.empty() && (folder.back() == '/' || folder.back() == '\\');
-    return folder + (isEnded ? "" : "/") + name;
-}
-
 void LeftOut::Meet(IO::Folder const & in, IO::Name const & met, bool isFolder) {
     Close(in);
     isOpen = !isFolder;

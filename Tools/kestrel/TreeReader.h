@@ -54,7 +54,6 @@ public:
     bool HasAny() const { return hasAny; }
     /// The path of the current folder, as it is shown.
     std::string const & GetPath() const { return above.back(); }
-    static std::string Join(std::string const & folder, std::string const & name);
 
 private:
     void Close(IO::Folder const & in);

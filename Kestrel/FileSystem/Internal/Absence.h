@@ -4,12 +4,12 @@ namespace IO {
 
 class Location;
 
-/// Whether there is certainly no entry at the place. To Connect, Contains and their like, a place at
-/// which the system cannot look is one without an entry; where that would hide a failure, ask this
-/// after them.
+/// Whether there is certainly no entry at the location. Connect, Contains and similar operations
+/// report a missing entry even if the system could not look it up; call this after them where that
+/// would hide a failure.
 ///
-/// False also when the location has a path that cannot be looked at. True for one without a path,
-/// which no query of the disk has failed for. Throws Mu::OutOfMemoryException.
+/// Also false if the path cannot be looked up. True for a location without a path, as no query of
+/// the disk can have failed for it. Throws Mu::OutOfMemoryException.
 bool IsCertainlyAbsent(Location const & location);
 
 } // namespace IO

@@ -166,15 +166,16 @@ Kestrel.views.push({
       const text = fit(pen, name, Step - 40);
       return {text, width: pen.measureText(text).width};
     };
+    for (const node of nodes) node.label = labelOf(node.data);
     const branches = tree.links().map(({source, target}) => {
       const [[x, y], [end, row]] = [place(source), place(target)];
-      const behind = Math.min(x + 18 + labelOf(source.data).width, x + Step - 14);
+      const behind = Math.min(x + 18 + source.label.width, x + Step - 14);
       return make('svg:path', {class: 'branch', d: link({source: [behind, y], target: [end - 6, row]})});
     });
     const labels = nodes.map((at) => {
       const node = at.data;
       const [x, y] = place(at);
-      const label = labelOf(node).text;
+      const label = at.label.text;
       return make('svg:g', {class: 'mount-node ' + node.kind, role: 'treeitem', ariaLabel: label, tabindex: node.place ? 0 : null,
         onclick: () => this.visit(node), onkeydown: (event) => event.key === 'Enter' && this.visit(node)},
       make('svg:title', {}, show(node.place ?? '')), make('svg:circle', {cx: x, cy: y, r: node.kind === 'mount' ? 7 : 5}),

@@ -8,4 +8,4 @@ vcpkg_cmake_install()
 vcpkg_cmake_config_fixup(CONFIG_PATH lib/cmake/Kestrel)
 vcpkg_fixup_pkgconfig()
 file(REMOVE_RECURSE "${CURRENT_PACKAGES_DIR}/debug/include" "${CURRENT_PACKAGES_DIR}/debug/share")
-set(VCPKG_POLICY_SKIP_COPYRIGHT_CHECK enabled) # the tree holds no file of that kind
+set(VCPKG_POLICY_SKIP_COPYRIGHT_CHECK enabled) # the library has no file of that kind
