@@ -191,8 +191,8 @@ Json MachineData::GetConnections() {
 Json MachineData::ReadConnections() {
     int ignored = 0;
     Json list = ListProcesses(false, &ignored);
-    for (Json & process : list)
-        for (Json & server : process["servers"])
+    for (Json & one : list)
+        for (Json & server : one["servers"])
             for (Json const & service : server["services"])
                 if (service == "Processes") {
                     AddCommunicators(&server);
